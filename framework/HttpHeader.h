@@ -1,0 +1,24 @@
+// Header lines of a request, in the order in which they go out.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace W {
+
+class HttpHeader {
+public:
+    using Line = std::pair<std::string, std::string>;  ///< name, value
+
+    /// Appends a line. An empty value is sent as an empty header. Names and values are taken as they are: the
+    /// executor refuses a request that holds CR, LF or NUL in one of them.
+    void add(std::string name, std::string value) { m_lines.emplace_back(std::move(name), std::move(value)); }
+
+    const std::vector<Line>& lines() const { return m_lines; }
+
+private:
+    std::vector<Line> m_lines;
+};
+
+}  // namespace W

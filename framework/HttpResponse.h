@@ -1,0 +1,27 @@
+// What came back for a request. Written by the executor before the completion, read by the plug-in during it.
+#pragma once
+
+#include "WTypes.h"
+
+#include <string>
+#include <utility>
+
+namespace W {
+
+class HttpResponse {
+public:
+    HTTP_RESPONSE_CODE getHttpResponseCode() const { return m_iCode; }
+    /// The body, decoded where the request asked for compression; empty for downloads, which go to their file.
+    const std::string& getPayload() const { return m_sPayload; }
+
+    void setHttpResponseCode(HTTP_RESPONSE_CODE code) { m_iCode = code; }
+    void setPayload(std::string payload) { m_sPayload = std::move(payload); }
+    /// For the executor, which appends what arrives.
+    std::string& payload() { return m_sPayload; }
+
+private:
+    HTTP_RESPONSE_CODE m_iCode = 0;
+    std::string m_sPayload;
+};
+
+}  // namespace W

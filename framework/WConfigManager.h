@@ -1,0 +1,37 @@
+// The host's configuration store: text options, kept per content provider.
+#pragma once
+
+#include "WContentProvider.h"
+
+#include <string>
+#include <utility>
+
+namespace W {
+
+/// Value of one option.
+class WVariant {
+public:
+    WVariant() = default;
+    explicit WVariant(std::string text) : m_sText(std::move(text)) {}
+
+    /// The value as text; empty when the option is absent.
+    const std::string& toString() const& { return m_sText; }
+    std::string toString() && { return std::move(m_sText); }
+
+private:
+    std::string m_sText;
+};
+
+class WConfigManager {
+public:
+    virtual ~WConfigManager() = default;
+
+    /// The one store of the process; never null, lives as long as the process.  [any thread]
+    static WConfigManager* getInstance();
+
+    /// Value of the option `key` for the provider; an absent option gives an empty text. Never throws but
+    /// `std::bad_alloc`.  [any thread]
+    virtual WVariant getCPOption(const WContentProvider& provider, const std::string& key) = 0;
+};
+
+}  // namespace W

@@ -1,0 +1,36 @@
+// Who provides content: a name and the framework's service type.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace W {
+
+/// Identity of one content provider. A value; equal identities have equal IDs.
+class WContentProvider {
+public:
+    WContentProvider() = default;
+    WContentProvider(std::string name, int serviceType) : m_sName(std::move(name)), m_iServiceType(serviceType) {}
+
+    const std::string& getName() const { return m_sName; }
+    int getServiceType() const { return m_iServiceType; }
+
+    /// 32-bit FNV-1a over the name's bytes and the four bytes of the service type.
+    std::uint32_t getID() const
+    {
+        std::uint32_t hash = 2166136261u;
+        const auto mix = [&hash](unsigned char byte) { hash = (hash ^ byte) * 16777619u; };
+        for (const char letter : m_sName)
+            mix(static_cast<unsigned char>(letter));
+        for (unsigned shift = 0; shift < 32; shift += 8)
+            mix(static_cast<unsigned char>(static_cast<std::uint32_t>(m_iServiceType) >> shift));
+        return hash;
+    }
+
+private:
+    std::string m_sName;
+    int m_iServiceType = 0;
+};
+
+}  // namespace W

@@ -1,0 +1,32 @@
+// Root of every object that the host creates from a plug-in library. The library exports, unmangled:
+//   extern "C" W::WPlugin* createPlugin();            one new object, owned by the host; null when out of memory
+//   extern "C" void destroyPlugin(W::WPlugin* p);     gives it back; null is ignored
+// Read next: WAbstractOAI.h.
+#pragma once
+
+#include <cstdint>
+
+namespace W {
+
+class WPlugin {
+public:
+    /// True when the handle word is not zero.  [any thread]
+    virtual bool isValid() const { return m_uHandle != 0; }
+
+    virtual ~WPlugin() = default;
+
+    WPlugin(const WPlugin&) = delete;
+    WPlugin& operator=(const WPlugin&) = delete;
+
+protected:
+    WPlugin() = default;
+
+    std::uint32_t m_uHandle = 0;
+    std::uint32_t m_uSecondWord = 1;
+    std::uint32_t m_uThirdWord = 0;
+};
+
+using CreatePlugin = WPlugin* (*)();
+using DestroyPlugin = void (*)(WPlugin*);
+
+}  // namespace W

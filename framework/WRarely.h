@@ -1,0 +1,50 @@
+// Storage for the parts of a record that most replies leave empty.
+#pragma once
+
+#include <memory>
+#include <utility>
+
+namespace W {
+
+/// A value that costs one pointer until it is written. Copies are deep, moves steal.
+template <class T>
+class WRarely {
+public:
+    WRarely() = default;
+    WRarely(const WRarely& other) : m_pValue(other.m_pValue ? std::make_unique<T>(*other.m_pValue) : nullptr) {}
+    WRarely(WRarely&&) noexcept = default;
+    WRarely& operator=(WRarely other) noexcept
+    {
+        m_pValue = std::move(other.m_pValue);
+        return *this;
+    }
+    ~WRarely() = default;
+
+    /// The value, or a shared default one while nothing was written.
+    const T& get() const
+    {
+        static const T kDefault{};
+        return m_pValue ? *m_pValue : kDefault;
+    }
+
+    /// The value for writing.
+    T& edit()
+    {
+        if (!m_pValue)
+            m_pValue = std::make_unique<T>();
+        return *m_pValue;
+    }
+
+    /// Stores a text or list member; an empty one allocates nothing.
+    template <class Member>
+    void set(Member T::*member, Member value)
+    {
+        if (m_pValue || !value.empty())
+            edit().*member = std::move(value);
+    }
+
+private:
+    std::unique_ptr<T> m_pValue;
+};
+
+}  // namespace W

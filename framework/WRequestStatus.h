@@ -1,0 +1,30 @@
+// What an operation tells its caller at once, before any result: which kind of request, which reference, which status.
+#pragma once
+
+#include "WTypes.h"
+
+namespace W {
+
+/// Filled by the operation that it is passed to, before that operation returns; owned by the caller.
+/// Virtual, so that a host can watch what is written and how often.
+class WRequestStatus {
+public:
+    virtual ~WRequestStatus() = default;
+
+    virtual void setRequestID(unsigned int kind) { m_uRequestID = kind; }
+    virtual void setReqRefernce(UINT64 reference) { m_uReference = reference; }
+    virtual void setWStatus(WSTATUS status) { m_iStatus = status; }
+
+    /// Key of the request's kind.
+    unsigned int getRequestID() const { return m_uRequestID; }
+    /// Reference by which the request can be cancelled; 0 when there is none.
+    UINT64 getReqRefernce() const { return m_uReference; }
+    WSTATUS getWStatus() const { return m_iStatus; }
+
+private:
+    UINT64 m_uReference = 0;
+    unsigned int m_uRequestID = 0;
+    WSTATUS m_iStatus = 0;
+};
+
+}  // namespace W

@@ -1,0 +1,43 @@
+// Common base of the data records.
+#pragma once
+
+#include "WContentProvider.h"
+#include "WExtendedProperty.h"
+#include "WRarely.h"
+
+#include <string>
+#include <utility>
+
+namespace W {
+
+/// What every record carries besides its own fields. Plug-ins leave it empty, so it costs a pointer.
+class WResource {
+public:
+    WResource() = default;
+    WResource(const WResource&) = default;
+    WResource(WResource&&) noexcept = default;
+    WResource& operator=(const WResource&) = default;
+    WResource& operator=(WResource&&) noexcept = default;
+    virtual ~WResource() = default;
+
+    void setContentProvider(WContentProvider provider) { m_base.edit().provider = std::move(provider); }
+    void setExtendedProperty(WExtendedProperty properties) { m_base.set(&Base::properties, std::move(properties)); }
+    void setResourceID(std::string id) { m_base.set(&Base::id, std::move(id)); }
+    void setResourceType(std::string type) { m_base.set(&Base::type, std::move(type)); }
+
+    const WContentProvider& getContentProvider() const { return m_base.get().provider; }
+    const WExtendedProperty& getExtendedProperty() const { return m_base.get().properties; }
+    const std::string& getResourceID() const { return m_base.get().id; }
+    const std::string& getResourceType() const { return m_base.get().type; }
+
+private:
+    struct Base {
+        WContentProvider provider;
+        WExtendedProperty properties;
+        std::string id;
+        std::string type;
+    };
+    WRarely<Base> m_base;
+};
+
+}  // namespace W

@@ -1,0 +1,66 @@
+// Records: the personalised suggestions of the concierge.
+#pragma once
+
+#include "WDateTime.h"
+#include "WResource.h"
+#include "WVLGenre.h"
+#include "WVLImage.h"
+
+#include <list>
+#include <string>
+#include <utility>
+
+namespace W {
+
+/// One suggestion. Type: 1 TV programme, 2 movie, 3 application; duration in minutes as the service sends it.
+class WVLCombination : public WResource {
+public:
+    void setID(std::string text) { m_sID = std::move(text); }
+    void setTitle(std::string text) { m_sTitle = std::move(text); }
+    void setCategory(std::string text) { m_sCategory = std::move(text); }
+    void setSource(std::string text) { m_sSource = std::move(text); }
+    void setCerti_flag(std::string text) { m_sCerti_flag = std::move(text); }
+    void setType(unsigned int value) { m_uType = value; }
+    void setStartTime(WDateTime time) { m_StartTime = time; }
+    void setDuration(int value) { m_iDuration = value; }
+    void setGenrelist(std::list<WVLGenre> list) { m_Genrelist = std::move(list); }
+    void setImages(std::list<WVLImage> list) { m_Images = std::move(list); }
+
+    const std::string& getID() const { return m_sID; }
+    const std::string& getTitle() const { return m_sTitle; }
+    const std::string& getCategory() const { return m_sCategory; }
+    const std::string& getSource() const { return m_sSource; }
+    const std::string& getCerti_flag() const { return m_sCerti_flag; }
+    unsigned int getType() const { return m_uType; }
+    const WDateTime& getStartTime() const { return m_StartTime; }
+    int getDuration() const { return m_iDuration; }
+    const std::list<WVLGenre>& getGenrelist() const { return m_Genrelist; }
+    const std::list<WVLImage>& getImages() const { return m_Images; }
+
+private:
+    std::string m_sID;
+    std::string m_sTitle;
+    std::string m_sCategory;
+    std::string m_sSource;
+    std::string m_sCerti_flag;
+    unsigned int m_uType = 0;
+    WDateTime m_StartTime;
+    int m_iDuration = 0;
+    std::list<WVLGenre> m_Genrelist;
+    std::list<WVLImage> m_Images;
+};
+
+/// The personalised combination of suggestions.
+class WVLConcierge : public WResource {
+public:
+    void setPersonalized(std::list<WVLCombination> list) { m_Personalized = std::move(list); }
+    /// Empties the list.
+    void Reset() { m_Personalized.clear(); }
+
+    const std::list<WVLCombination>& getPersonalized() const { return m_Personalized; }
+
+private:
+    std::list<WVLCombination> m_Personalized;
+};
+
+}  // namespace W

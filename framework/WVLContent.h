@@ -1,0 +1,130 @@
+// Record: a programme and its airing. A guide holds tens of thousands of them, so what most replies leave empty is kept
+// apart, and the programmes of one channel share its record.
+#pragma once
+
+#include "WDateTime.h"
+#include "WResource.h"
+#include "WVLChannel.h"
+#include "WVLGenre.h"
+#include "WVLImage.h"
+#include "WVLPerson.h"
+
+#include <list>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace W {
+
+/// A programme, film or series. Durations and run times in minutes as the service sends them; counts and years 0 when
+/// not known.
+class WVLContent : public WResource {
+public:
+    void setID(std::string text) { m_sID = std::move(text); }
+    void setTitle(std::string text) { m_sTitle = std::move(text); }
+    void setType(std::string text) { m_sType = std::move(text); }
+    void setEpisodeTitle(std::string text) { m_rare.set(&Rare::EpisodeTitle, std::move(text)); }
+    void setShortDesc(std::string text) { m_rare.set(&Rare::ShortDesc, std::move(text)); }
+    void setSummary(std::string text) { m_rare.set(&Rare::Summary, std::move(text)); }
+    void setLang(std::string text) { m_sLang = std::move(text); }
+    void setRating(std::string text) { m_rare.set(&Rare::Rating, std::move(text)); }
+    void setCertification(std::string text) { m_rare.set(&Rare::Certification, std::move(text)); }
+    void setCerti_flag(std::string text) { m_rare.set(&Rare::Certi_flag, std::move(text)); }
+    void setOrigin(std::string text) { m_rare.set(&Rare::Origin, std::move(text)); }
+    void setRelease(std::string text) { m_rare.set(&Rare::Release, std::move(text)); }
+    void setVideoQuality(std::string text) { m_rare.set(&Rare::VideoQuality, std::move(text)); }
+    void setVod(std::string text) { m_rare.set(&Rare::Vod, std::move(text)); }
+    void setMissedCH(std::string text) { m_rare.set(&Rare::MissedCH, std::move(text)); }
+    void setRecommendType(std::string text) { m_rare.set(&Rare::RecommendType, std::move(text)); }
+    void setStartTime(WDateTime time) { m_StartTime = time; }
+    void setDuration(int value) { m_iDuration = value; }
+    void setRuntime(int value) { m_iRuntime = value; }
+    void setTimeslot(int value) { m_iTimeslot = value; }
+    void setSequence(int value) { m_iSequence = value; }
+    void setSeasonNum(int value) { m_iSeasonNum = value; }
+    void setEpisodeNum(int value) { m_iEpisodeNum = value; }
+    void setYear(int value) { m_iYear = value; }
+    void setStartYear(int value) { m_iStartYear = value; }
+    void setEndYear(int value) { m_iEndYear = value; }
+    void setChannel(WVLChannel record) { m_pChannel = std::make_shared<const WVLChannel>(std::move(record)); }
+    /// Shares one channel among many programmes; null means an empty channel.
+    void setChannel(std::shared_ptr<const WVLChannel> channel) { m_pChannel = std::move(channel); }
+    void setGenrelist(std::list<WVLGenre> list) { m_Genrelist = std::move(list); }
+    void setPoster(std::list<WVLImage> list) { m_Poster = std::move(list); }
+    void setDirectors(std::list<WVLPerson> list) { m_rare.set(&Rare::Directors, std::move(list)); }
+    void setCastings(std::list<WVLPerson> list) { m_rare.set(&Rare::Castings, std::move(list)); }
+
+    const std::string& getID() const { return m_sID; }
+    const std::string& getTitle() const { return m_sTitle; }
+    const std::string& getType() const { return m_sType; }
+    const std::string& getEpisodeTitle() const { return m_rare.get().EpisodeTitle; }
+    const std::string& getShortDesc() const { return m_rare.get().ShortDesc; }
+    const std::string& getSummary() const { return m_rare.get().Summary; }
+    const std::string& getLang() const { return m_sLang; }
+    const std::string& getRating() const { return m_rare.get().Rating; }
+    const std::string& getCertification() const { return m_rare.get().Certification; }
+    const std::string& getCerti_flag() const { return m_rare.get().Certi_flag; }
+    const std::string& getOrigin() const { return m_rare.get().Origin; }
+    const std::string& getRelease() const { return m_rare.get().Release; }
+    const std::string& getVideoQuality() const { return m_rare.get().VideoQuality; }
+    const std::string& getVod() const { return m_rare.get().Vod; }
+    const std::string& getMissedCH() const { return m_rare.get().MissedCH; }
+    const std::string& getRecommendType() const { return m_rare.get().RecommendType; }
+    const WDateTime& getStartTime() const { return m_StartTime; }
+    int getDuration() const { return m_iDuration; }
+    int getRuntime() const { return m_iRuntime; }
+    int getTimeslot() const { return m_iTimeslot; }
+    int getSequence() const { return m_iSequence; }
+    int getSeasonNum() const { return m_iSeasonNum; }
+    int getEpisodeNum() const { return m_iEpisodeNum; }
+    int getYear() const { return m_iYear; }
+    int getStartYear() const { return m_iStartYear; }
+    int getEndYear() const { return m_iEndYear; }
+    const WVLChannel& getChannel() const
+    {
+        static const WVLChannel kNone;
+        return m_pChannel ? *m_pChannel : kNone;
+    }
+    const std::list<WVLGenre>& getGenrelist() const { return m_Genrelist; }
+    const std::list<WVLImage>& getPoster() const { return m_Poster; }
+    const std::list<WVLPerson>& getDirectors() const { return m_rare.get().Directors; }
+    const std::list<WVLPerson>& getCastings() const { return m_rare.get().Castings; }
+
+private:
+    struct Rare {
+        std::string EpisodeTitle;
+        std::string ShortDesc;
+        std::string Summary;
+        std::string Rating;
+        std::string Certification;
+        std::string Certi_flag;
+        std::string Origin;
+        std::string Release;
+        std::string VideoQuality;
+        std::string Vod;
+        std::string MissedCH;
+        std::string RecommendType;
+        std::list<WVLPerson> Directors;
+        std::list<WVLPerson> Castings;
+    };
+    std::string m_sID;
+    std::string m_sTitle;
+    std::string m_sType;
+    std::string m_sLang;
+    WDateTime m_StartTime;
+    int m_iDuration = 0;
+    int m_iRuntime = 0;
+    int m_iTimeslot = 0;
+    int m_iSequence = 0;
+    int m_iSeasonNum = 0;
+    int m_iEpisodeNum = 0;
+    int m_iYear = 0;
+    int m_iStartYear = 0;
+    int m_iEndYear = 0;
+    std::shared_ptr<const WVLChannel> m_pChannel;  ///< never written through: copies of the record share it
+    std::list<WVLGenre> m_Genrelist;
+    std::list<WVLImage> m_Poster;
+    WRarely<Rare> m_rare;
+};
+
+}  // namespace W

@@ -1,0 +1,31 @@
+// Record: a file that the service offers for download.
+#pragma once
+
+#include "WResource.h"
+
+#include <string>
+#include <utility>
+
+namespace W {
+
+/// A schedule file. Start and end time bound its window, in the service's own units.
+class WVLDownloadURL : public WResource {
+public:
+    void setFilename(std::string text) { m_sFilename = std::move(text); }
+    void setURL(std::string text) { m_sURL = std::move(text); }
+    void setStartTime(unsigned int value) { m_uStartTime = value; }
+    void setEndTime(unsigned int value) { m_uEndTime = value; }
+
+    const std::string& getFilename() const { return m_sFilename; }
+    const std::string& getURL() const { return m_sURL; }
+    unsigned int getStartTime() const { return m_uStartTime; }
+    unsigned int getEndTime() const { return m_uEndTime; }
+
+private:
+    std::string m_sFilename;
+    std::string m_sURL;
+    unsigned int m_uStartTime = 0;
+    unsigned int m_uEndTime = 0;
+};
+
+}  // namespace W

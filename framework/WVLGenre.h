@@ -1,0 +1,50 @@
+// Records: genres and the representative genres that group them.
+#pragma once
+
+#include "WResource.h"
+#include "WVLImage.h"
+
+#include <list>
+#include <string>
+#include <utility>
+
+namespace W {
+
+/// A genre. Programmes carry the ID only; the genre list carries everything.
+class WVLGenre : public WResource {
+public:
+    void setGenreID(std::string text) { m_sGenreID = std::move(text); }
+    void setGenreName(std::string text) { m_rare.set(&Rare::GenreName, std::move(text)); }
+    void setGenreRepID(std::string text) { m_rare.set(&Rare::GenreRepID, std::move(text)); }
+    void setGenreImages(std::list<WVLImage> list) { m_rare.set(&Rare::GenreImages, std::move(list)); }
+
+    const std::string& getGenreID() const { return m_sGenreID; }
+    const std::string& getGenreName() const { return m_rare.get().GenreName; }
+    const std::string& getGenreRepID() const { return m_rare.get().GenreRepID; }
+    const std::list<WVLImage>& getGenreImages() const { return m_rare.get().GenreImages; }
+
+private:
+    struct Rare {
+        std::string GenreName;
+        std::string GenreRepID;
+        std::list<WVLImage> GenreImages;
+    };
+    std::string m_sGenreID;
+    WRarely<Rare> m_rare;
+};
+
+/// A representative genre.
+class WVLRepGenre : public WResource {
+public:
+    void setGenreRepID(std::string text) { m_sGenreRepID = std::move(text); }
+    void setGenreRepName(std::string text) { m_sGenreRepName = std::move(text); }
+
+    const std::string& getGenreRepID() const { return m_sGenreRepID; }
+    const std::string& getGenreRepName() const { return m_sGenreRepName; }
+
+private:
+    std::string m_sGenreRepID;
+    std::string m_sGenreRepName;
+};
+
+}  // namespace W
