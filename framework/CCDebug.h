@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// Where debug text goes in the end.
@@ -64,3 +65,4 @@ public:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -18,6 +18,7 @@
 #include "HttpRequest.h"
 #include "WTypes.h"
 
+#pragma GCC visibility push(default)
 namespace W {
 
 class HttpDelegator {
@@ -45,3 +46,4 @@ inline void HttpRequest::setCancel()
 }
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 class HttpHeader {
@@ -22,3 +23,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

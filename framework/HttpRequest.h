@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 class HttpRequest;
@@ -101,3 +102,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 class HttpResponse {
@@ -25,3 +26,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -8,6 +8,7 @@
 #include <list>
 #include <string>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 class WException;
@@ -37,3 +38,4 @@ protected:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

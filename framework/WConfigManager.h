@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// Value of one option.
@@ -35,3 +36,4 @@ public:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// Identity of one content provider. A value; equal identities have equal IDs.
@@ -34,3 +35,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

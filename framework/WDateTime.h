@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A time of day or a length of time below a day. A default-constructed one is not valid.
@@ -92,3 +93,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

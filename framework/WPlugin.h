@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 class WPlugin {
@@ -30,3 +31,4 @@ using CreatePlugin = WPlugin* (*)();
 using DestroyPlugin = void (*)(WPlugin*);
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A value that costs one pointer until it is written. Copies are deep, moves steal.
@@ -48,3 +49,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -3,6 +3,7 @@
 
 #include "WTypes.h"
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// Filled by the operation that it is passed to, before that operation returns; owned by the caller.
@@ -28,3 +29,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

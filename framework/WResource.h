@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// What every record carries besides its own fields. Plug-ins leave it empty, so it costs a pointer.
@@ -41,3 +42,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

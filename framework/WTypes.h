@@ -4,9 +4,11 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
 namespace W {
 
-using UINT64 = std::uint64_t;
+using UINT64 = unsigned long long;
+static_assert(sizeof(UINT64) == 8);
 
 /// Status of an operation: 0 success, negative failure, 600 cancelled, 700 already cancelled.
 using WSTATUS = int;
@@ -56,3 +58,4 @@ inline constexpr SESSION_STATUS kCancelled = 600;   ///< cancelled or flushed
 const char* WSTATUS2STRING(WSTATUS status);
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A channel. `Source` is its identifier at the service, `DTV` its identifier in the broadcast; the tuning fields
@@ -73,3 +74,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// One suggestion. Type: 1 TV programme, 2 movie, 3 application; duration in minutes as the service sends it.
@@ -64,3 +65,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

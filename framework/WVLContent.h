@@ -14,6 +14,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A programme, film or series. Durations and run times in minutes as the service sends them; counts and years 0 when
@@ -128,3 +129,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A schedule file. Start and end time bound its window, in the service's own units.
@@ -29,3 +30,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

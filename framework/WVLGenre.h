@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A genre. Programmes carry the ID only; the genre list carries everything.
@@ -48,3 +49,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

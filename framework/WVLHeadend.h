@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A kind of receiver.
@@ -76,3 +77,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A picture by URL; width and height in pixels, 0 when not known.
@@ -32,3 +33,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A person; dates as the service writes them, like and dislike are counts.
@@ -48,3 +49,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// One answer: what is on, and the headend that it speaks for.
@@ -56,3 +57,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

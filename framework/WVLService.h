@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A kind of event and the level at which it is logged.
@@ -123,3 +124,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A list of records with its count. The library exports it for the record types that its callbacks deliver; a host
@@ -53,3 +54,4 @@ private:
 };
 
 }  // namespace W
+#pragma GCC visibility pop

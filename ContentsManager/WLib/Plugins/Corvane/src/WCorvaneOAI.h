@@ -39,6 +39,7 @@
 #include <map>
 #include <string>
 
+#pragma GCC visibility push(default)
 namespace W {
 
 /// A callback: status, the results of its kind, the request's reference, the caller's user data.
@@ -325,3 +326,4 @@ public:
 };
 
 }  // namespace W
+#pragma GCC visibility pop
