@@ -1,0 +1,173 @@
+// The list of settings, the store, and the numbers in it.
+#include "Configuration.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+namespace W::host {
+
+namespace {
+
+constexpr std::string_view kPrefix = "vorel_";
+constexpr std::string_view kVariablePrefix = "CORVANE_";
+
+std::string_view withoutPrefix(std::string_view key)
+{
+    return key.substr(0, kPrefix.size()) == kPrefix ? key.substr(kPrefix.size()) : key;
+}
+
+bool isKnown(std::string_view key)
+{
+    const auto& settings = allSettings();
+    return std::any_of(settings.begin(), settings.end(), [key](const Setting& setting) { return setting.key == key; });
+}
+
+const std::string kNothing;
+
+}  // namespace
+
+const std::vector<Setting>& allSettings()
+{
+    using Reader = SettingReader;
+    static const std::vector<Setting> s_settings{
+        {"base_url", Reader::Plugin, "address of the service, without a slash at the end"},
+        {"server_url", Reader::Plugin, "address that is asked for the service's address"},
+        {"app_key", Reader::Plugin, "key that the service knows this application by"},
+        {"duid", Reader::Plugin, "identifier of this device"},
+        {"model_id", Reader::Plugin, "model of this device"},
+        {"auth_token", Reader::Plugin, "token of the account"},
+        {"country", Reader::Plugin, "country, as in US"},
+        {"language", Reader::Plugin, "language, as in en"},
+        {"headend", Reader::Plugin, "source of the line-up"},
+        {"device_type", Reader::Plugin, "kind of receiver at the headend"},
+        {"secret_key", Reader::Plugin, "secret in the session's token"},
+        {"channelinfo_filepath", Reader::Plugin, "file with channel information"},
+        {"connect_timeout", Reader::Host, "seconds until a connection stands"},
+        {"stall_timeout", Reader::Host, "seconds without a byte"},
+        {"total_timeout", Reader::Host, "seconds for a whole exchange, downloads excepted"},
+        {"payload_cap", Reader::Host, "bytes of the largest reply"},
+        {"concurrency", Reader::Host, "transfers at the same time"},
+        {"ca_file", Reader::Host, "PEM file with the trusted certificates"},
+    };
+    return s_settings;
+}
+
+void Configuration::set(std::string_view key, std::string value, std::string source)
+{
+    key = withoutPrefix(key);
+    if (!isKnown(key)) {
+        std::string known;
+        for (const Setting& setting : allSettings())
+            known += fmt::format(" {}", setting.key);
+        m_complaints.push_back(fmt::format("{}: nothing reads the setting \"{}\"; known are:{}", source, key, known));
+    }
+    m_values.insert_or_assign(std::string(key), Value{std::move(value), std::move(source)});
+}
+
+void Configuration::setFromEnvironment(const char* const* environment)
+{
+    for (; *environment; ++environment) {
+        const std::string_view variable = *environment;
+        const std::size_t equals = variable.find('=');
+        if (variable.substr(0, kVariablePrefix.size()) != kVariablePrefix || equals == std::string_view::npos)
+            continue;
+        std::string key(variable.substr(kVariablePrefix.size(), equals - kVariablePrefix.size()));
+        std::transform(key.begin(), key.end(), key.begin(),
+                       [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+        set(key, std::string(variable.substr(equals + 1)), std::string(variable.substr(0, equals)));
+    }
+}
+
+const Configuration::Value* Configuration::find(std::string_view key) const
+{
+    const auto found = m_values.find(withoutPrefix(key));
+    return found == m_values.end() ? nullptr : &found->second;
+}
+
+WVariant Configuration::getCPOption(const WContentProvider& /*provider*/, const std::string& key)
+{
+    const Value* const value = find(key);
+    return value ? WVariant(value->text) : WVariant();
+}
+
+const std::string& Configuration::text(std::string_view key) const
+{
+    const Value* const value = find(key);
+    return value ? value->text : kNothing;
+}
+
+bool Configuration::isSet(std::string_view key) const
+{
+    return find(key) != nullptr;
+}
+
+const std::string& Configuration::source(std::string_view key) const
+{
+    const Value* const value = find(key);
+    return value ? value->source : kNothing;
+}
+
+double Configuration::number(std::string_view key, double standard, double least, double most) const
+{
+    const Value* const value = find(key);
+    if (!value || value->text.empty())
+        return standard;
+    double result = 0;
+    const char* const end = value->text.data() + value->text.size();
+    const auto [stop, error] = std::from_chars(value->text.data(), end, result);
+    if (error != std::errc() || stop != end || !(result >= least && result <= most))
+        throw std::runtime_error(fmt::format("{}: the setting \"{}\" is \"{}\"; it has to be a number from {} to {}",
+                                             value->source, key, value->text, least, most));
+    return result;
+}
+
+HttpLimits Configuration::httpLimits() const
+{
+    using Milliseconds = std::chrono::milliseconds;
+    constexpr double kDay = 86400;
+    HttpLimits limits;
+    const auto time = [this](std::string_view key, Milliseconds standard) {
+        const double seconds = number(key, std::chrono::duration<double>(standard).count(), 0.001, kDay);
+        return Milliseconds(static_cast<std::int64_t>(std::ceil(seconds * 1000)));
+    };
+    limits.connectTimeout = time("connect_timeout", limits.connectTimeout);
+    limits.stallTimeout = time("stall_timeout", limits.stallTimeout);
+    limits.totalTimeout = time("total_timeout", limits.totalTimeout);
+    limits.payloadCap =
+        static_cast<std::size_t>(number("payload_cap", static_cast<double>(limits.payloadCap), 1, 2147483647));
+    limits.concurrency =
+        static_cast<std::size_t>(number("concurrency", static_cast<double>(limits.concurrency), 1, 1024));
+    limits.caFile = text("ca_file");
+    return limits;
+}
+
+namespace {
+
+std::atomic<WConfigManager*> g_installed{nullptr};
+
+}  // namespace
+
+void installConfigManager(WConfigManager* configuration)
+{
+    g_installed = configuration;
+}
+
+}  // namespace W::host
+
+namespace W {
+
+WConfigManager* WConfigManager::getInstance()
+{
+    static host::Configuration s_empty;
+    WConfigManager* const installed = host::g_installed;
+    return installed ? installed : &s_empty;
+}
+
+}  // namespace W

@@ -1,0 +1,435 @@
+// The two threads, the lists between them, and flushing.
+#include "CurlExecutor.h"
+
+#include <algorithm>
+#include <csignal>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+namespace W::host {
+
+namespace {
+
+constexpr std::size_t kKeptTransfers = 64;
+constexpr std::size_t kKeptExchanges = 256;
+constexpr long kKeptConnections = 64;
+constexpr std::chrono::milliseconds kLongestSleep{60'000};
+/// Completions parse replies of a thousand levels on it.
+constexpr std::size_t kStackSize = std::size_t{4} << 20;
+
+/// Starts a thread that no signal interrupts: a broken TLS connection raises SIGPIPE.
+bool startThread(pthread_t& thread, const char* name, void* (*run)(void*), void* self)
+{
+    pthread_attr_t attributes;
+    if (pthread_attr_init(&attributes) != 0)
+        return false;
+    pthread_attr_setstacksize(&attributes, kStackSize);
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const bool started = pthread_create(&thread, &attributes, run, self) == 0;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+    if (started)
+        pthread_setname_np(thread, name);
+    return started;
+}
+
+CURLM* makeMulti()
+{
+    static const CURLcode s_global = curl_global_init(CURL_GLOBAL_DEFAULT);
+    CURLM* const multi = s_global == CURLE_OK ? curl_multi_init() : nullptr;
+    if (!multi)
+        throw std::bad_alloc();
+    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kKeptConnections);
+    return multi;
+}
+
+}  // namespace
+
+CurlExecutor::CurlExecutor(HttpLimits limits) : m_limits(std::move(limits)), m_pMulti(makeMulti())
+{
+    // So that no list of the transfer thread has to grow.
+    m_starting.reserve(m_limits.concurrency);
+    m_ended.reserve(m_limits.concurrency);
+    m_idleTransfers.reserve(kKeptTransfers);
+}
+
+CurlExecutor::~CurlExecutor()
+{
+    stop();
+}
+
+// --- for callers -----------------------------------------------------------------------------------------------------
+
+bool CurlExecutor::startThreads()
+{
+    if (!m_bDeliveryThread) {
+        m_bDeliveryThread = startThread(
+            m_deliveryHandle, "http-deliver",
+            [](void* self) -> void* {
+                static_cast<CurlExecutor*>(self)->deliverAll();
+                return nullptr;
+            },
+            this);
+    }
+    if (m_bDeliveryThread && !m_bTransferThread) {
+        m_bTransferThread = startThread(
+            m_transferHandle, "http-transfer",
+            [](void* self) -> void* {
+                static_cast<CurlExecutor*>(self)->transferAll();
+                return nullptr;
+            },
+            this);
+    }
+    return m_bTransferThread;
+}
+
+int CurlExecutor::addRequest(HttpRequest* request)
+{
+    if (!request)
+        return status::kBadArgument;
+    {
+        const Lock lock(m_lock);
+        if (m_bStopping || !startThreads())
+            return status::kNoService;
+        try {
+            if (m_spare.empty())
+                m_spare.emplace_back();
+            if (Live* const live = findLive(request->getID()))
+                ++live->requests;
+            else
+                m_live.push_back({request->getID(), 1, 0});
+        } catch (const std::bad_alloc&) {
+            return status::kNoService;
+        }
+        Exchange& exchange = m_spare.front();
+        exchange.request = request;
+        exchange.id = request->getID();
+        exchange.accepted = Clock::now();
+        exchange.status = session::kCompleted;
+        m_waiting.splice(m_waiting.end(), m_spare, m_spare.begin());
+        // Whoever flushes this id meanwhile waits for this request, too.
+        if (isMarked(exchange))
+            m_bAttention = true;
+    }
+    if (m_bSleeping.exchange(false))
+        curl_multi_wakeup(m_pMulti.get());
+    return status::kOk;
+}
+
+void CurlExecutor::wake()
+{
+    m_bAttention = true;
+    if (m_bSleeping.exchange(false))
+        curl_multi_wakeup(m_pMulti.get());
+}
+
+void CurlExecutor::flushHttpRequests(UINT64 id)
+{
+    Lock lock(m_lock);
+    Live* live = findLive(id);
+    if (!live)
+        return;
+    ++live->flushes;
+    wake();
+    if (std::this_thread::get_id() == m_deliveryThread)
+        flushHere(lock, id);
+    else
+        m_somethingEnded.wait(lock, [&] { return findLive(id)->requests == 0; });
+    live = findLive(id);
+    --live->flushes;
+    dropIfUnused(*live);
+}
+
+/// The flush of a completion: nobody else delivers while it waits, so it delivers itself. Its own request, and those
+/// of the completions around it, are the ones that it does not wait for.
+void CurlExecutor::flushHere(Lock& lock, UINT64 id)
+{
+    const auto isOfId = [id](const Exchange& exchange) { return exchange.id == id; };
+    const auto around = static_cast<std::size_t>(std::count_if(m_delivering.begin(), m_delivering.end(), isOfId));
+    while (findLive(id)->requests > around) {
+        const auto next = std::find_if(m_done.begin(), m_done.end(), isOfId);
+        if (next != m_done.end())
+            deliver(lock, next);
+        else
+            m_somethingDone.wait(lock);
+    }
+}
+
+void CurlExecutor::stop()
+{
+    Lock lock(m_lock);
+    m_bStopping = true;
+    wake();
+    m_somethingEnded.wait(lock, [&] { return m_live.empty(); });
+    const bool transferring = std::exchange(m_bTransferThread, false);
+    const bool delivering = std::exchange(m_bDeliveryThread, false);
+    m_bTransfersOver = m_bTransfersOver || !transferring;
+    lock.unlock();
+    m_somethingDone.notify_all();
+    if (transferring)
+        pthread_join(m_transferHandle, nullptr);
+    if (delivering)
+        pthread_join(m_deliveryHandle, nullptr);
+}
+
+CurlExecutor::Live* CurlExecutor::findLive(UINT64 id)
+{
+    const auto found = std::find_if(m_live.begin(), m_live.end(), [id](const Live& live) { return live.id == id; });
+    return found == m_live.end() ? nullptr : &*found;
+}
+
+void CurlExecutor::dropIfUnused(Live& live)
+{
+    if (live.requests > 0 || live.flushes > 0)
+        return;
+    live = m_live.back();
+    m_live.pop_back();
+}
+
+bool CurlExecutor::isMarked(const Exchange& exchange)
+{
+    return m_bStopping || findLive(exchange.id)->flushes > 0 || exchange.request->isCancelled();
+}
+
+// --- transfer thread -------------------------------------------------------------------------------------------------
+
+void CurlExecutor::transferAll()
+{
+    bool goOn = exchangeWithOthers();
+    while (goOn) {
+        beginStarting();
+        int active = 0;
+        curl_multi_perform(m_pMulti.get(), &active);
+        endFinished();
+        if (m_bAttention.exchange(false))
+            endMarked();
+        endStalled(Clock::now());
+        if (!m_ended.empty())
+            goOn = exchangeWithOthers();
+        if (goOn && m_starting.empty()) {
+            sleep();
+            goOn = exchangeWithOthers();
+        }
+    }
+}
+
+/// Hands over what has ended and takes what waits: one lock for both.
+/// @return false when it is time to end
+bool CurlExecutor::exchangeWithOthers()
+{
+    bool somethingDone = !m_ended.empty();
+    bool goOn = true;
+    {
+        const Lock lock(m_lock);
+        for (const auto& exchange : m_ended)
+            m_done.splice(m_done.end(), m_running, exchange);
+        m_ended.clear();
+        while (!m_waiting.empty() && m_running.size() < m_limits.concurrency) {
+            m_starting.push_back(m_waiting.begin());
+            m_running.splice(m_running.end(), m_waiting, m_waiting.begin());
+        }
+        m_nextExpiry = Clock::time_point::max();
+        if (!m_waiting.empty()) {
+            const auto now = Clock::now();
+            while (!m_waiting.empty() && m_waiting.front().accepted + m_limits.totalTimeout <= now) {
+                m_waiting.front().status = session::kTimedOut;
+                m_done.splice(m_done.end(), m_waiting, m_waiting.begin());
+                somethingDone = true;
+            }
+            if (!m_waiting.empty())
+                m_nextExpiry = m_waiting.front().accepted + m_limits.totalTimeout;
+        }
+        if (m_bStopping && m_running.empty() && m_waiting.empty()) {
+            m_bTransfersOver = true;
+            goOn = false;
+            somethingDone = true;
+        }
+    }
+    if (somethingDone)
+        m_somethingDone.notify_all();
+    return goOn;
+}
+
+void CurlExecutor::beginStarting()
+{
+    if (m_starting.empty())
+        return;
+    const auto now = Clock::now();
+    for (const auto& exchange : m_starting) {
+        const SESSION_STATUS status = begin(exchange, now);
+        if (status != session::kCompleted)
+            end(exchange, status);
+        else
+            m_nextStall = std::min(m_nextStall, now + m_limits.stallTimeout);
+    }
+    m_starting.clear();
+}
+
+SESSION_STATUS CurlExecutor::begin(Exchanges::iterator exchange, Clock::time_point now)
+{
+    if (exchange->request->isCancelled())
+        return session::kCancelled;
+    if (m_idleTransfers.empty()) {
+        try {
+            m_idleTransfers.push_back(std::make_unique<Running>(m_limits));
+        } catch (const std::bad_alloc&) {
+            return session::kOutOfMemory;
+        }
+    }
+    exchange->transfer = m_idleTransfers.back().release();
+    m_idleTransfers.pop_back();
+    Running& transfer = *exchange->transfer;
+    transfer.exchange = exchange;
+    const auto left = exchange->accepted + m_limits.totalTimeout - now;
+    const SESSION_STATUS status =
+        transfer.begin(*exchange->request, now, std::chrono::ceil<std::chrono::milliseconds>(left));
+    if (status == session::kCompleted && curl_multi_add_handle(m_pMulti.get(), transfer.handle()) != CURLM_OK)
+        return session::kOutOfMemory;
+    return status;
+}
+
+/// Takes an exchange from libcurl and puts its transfer back for the next one.
+void CurlExecutor::end(Exchanges::iterator exchange, SESSION_STATUS status)
+{
+    std::unique_ptr<Running> transfer(std::exchange(exchange->transfer, nullptr));
+    exchange->status = status;
+    if (transfer) {
+        curl_multi_remove_handle(m_pMulti.get(), transfer->handle());
+        exchange->status = transfer->end(status);
+        if (m_idleTransfers.size() < kKeptTransfers)
+            m_idleTransfers.push_back(std::move(transfer));
+    }
+    m_ended.push_back(exchange);
+}
+
+void CurlExecutor::endFinished()
+{
+    int left = 0;
+    while (const CURLMsg* const message = curl_multi_info_read(m_pMulti.get(), &left)) {
+        if (message->msg != CURLMSG_DONE)
+            continue;
+        const SESSION_STATUS status = CurlTransfer::sessionStatus(message->data.result);
+        end(static_cast<Running&>(CurlTransfer::of(message->easy_handle)).exchange, status);
+    }
+}
+
+/// Ends what was cancelled or flushed. Requests in line go straight to delivery, which sees the mark itself.
+void CurlExecutor::endMarked()
+{
+    std::vector<Exchanges::iterator>& marked = m_starting;  // empty here, and large enough
+    {
+        const Lock lock(m_lock);
+        for (auto next = m_waiting.begin(); next != m_waiting.end();) {
+            const auto exchange = next++;
+            if (isMarked(*exchange))
+                m_done.splice(m_done.end(), m_waiting, exchange);
+        }
+        for (auto exchange = m_running.begin(); exchange != m_running.end(); ++exchange) {
+            if (exchange->transfer && isMarked(*exchange))
+                marked.push_back(exchange);
+        }
+    }
+    m_somethingDone.notify_all();
+    for (const auto& exchange : marked)
+        end(exchange, session::kCancelled);
+    marked.clear();
+}
+
+void CurlExecutor::endStalled(Clock::time_point now)
+{
+    if (now < m_nextStall)
+        return;
+    m_nextStall = Clock::time_point::max();
+    for (auto exchange = m_running.begin(); exchange != m_running.end(); ++exchange) {
+        if (!exchange->transfer)
+            continue;
+        const auto stalls = exchange->transfer->lastProgress() + m_limits.stallTimeout;
+        if (stalls <= now)
+            end(exchange, session::kTimedOut);
+        else
+            m_nextStall = std::min(m_nextStall, stalls);
+    }
+}
+
+void CurlExecutor::sleep()
+{
+    m_bSleeping = true;
+    {
+        const Lock lock(m_lock);
+        if ((!m_waiting.empty() && m_running.size() < m_limits.concurrency) || m_bStopping)
+            m_bSleeping = false;
+    }
+    if (!m_bAttention && m_bSleeping) {
+        const auto until = std::min(m_nextStall, m_nextExpiry) - Clock::now();
+        const auto timeout = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(until),
+                                        std::chrono::milliseconds::zero(), kLongestSleep);
+        curl_multi_poll(m_pMulti.get(), nullptr, 0, static_cast<int>(timeout.count()), nullptr);
+    }
+    m_bSleeping = false;
+}
+
+// --- delivery thread -------------------------------------------------------------------------------------------------
+
+void CurlExecutor::deliverAll()
+{
+    Lock lock(m_lock);
+    m_deliveryThread = std::this_thread::get_id();
+    while (true) {
+        m_somethingDone.wait(lock, [&] { return !m_done.empty() || m_bTransfersOver; });
+        if (m_done.empty())
+            return;
+        deliver(lock, m_done.begin());
+    }
+}
+
+/// Runs one completion. This is where an outcome becomes fixed: a mark that comes later comes too late.
+void CurlExecutor::deliver(Lock& lock, Exchanges::iterator exchange)
+{
+    m_delivering.splice(m_delivering.end(), m_done, exchange);
+    const SESSION_STATUS status = isMarked(*exchange) ? session::kCancelled : exchange->status;
+    lock.unlock();
+    if (status == session::kCancelled)
+        exchange->request->response().setPayload({});
+    exchange->request->complete(status);
+    lock.lock();
+    Live& live = *findLive(exchange->id);
+    --live.requests;
+    dropIfUnused(live);
+    if (m_spare.size() < kKeptExchanges)
+        m_spare.splice(m_spare.end(), m_delivering, exchange);
+    else
+        m_delivering.erase(exchange);
+    m_somethingEnded.notify_all();
+}
+
+// --- the process's executor ------------------------------------------------------------------------------------------
+
+namespace {
+
+std::atomic<HttpDelegator*> g_installed{nullptr};
+
+}  // namespace
+
+void installHttpDelegator(HttpDelegator* executor)
+{
+    g_installed = executor;
+}
+
+}  // namespace W::host
+
+namespace W {
+
+HttpDelegator* HttpDelegator::getInstance()
+{
+    if (HttpDelegator* const installed = host::g_installed)
+        return installed;
+    // Never destroyed: requests may still be on their way while the process ends.
+    static HttpDelegator* const s_pDefault = new host::CurlExecutor();
+    return s_pDefault;
+}
+
+}  // namespace W

@@ -1,0 +1,133 @@
+// The reference executor: HTTP on libcurl's multi interface. One thread transfers, one delivers, so that completions
+// never overlap and a slow one holds up no transfer. framework/HttpDelegator.h states the contract (X1 to X5).
+//
+// A request is an Exchange that wanders through four lists: waiting, running, done, delivering. Its place is its
+// state. One lock guards the lists; it is never held while libcurl or a completion runs.
+// Read next: CurlTransfer.h for one exchange on the wire.
+#pragma once
+
+#include "CurlTransfer.h"
+#include "HttpDelegator.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace W::host {
+
+class CurlExecutor final : public HttpDelegator {
+public:
+    /// @throws std::bad_alloc; the threads start with the first request
+    explicit CurlExecutor(HttpLimits limits = {});
+    /// Stops. A process's own executor is never destroyed, since plug-ins hold its pointer.
+    ~CurlExecutor() override;
+    CurlExecutor(const CurlExecutor&) = delete;
+    CurlExecutor& operator=(const CurlExecutor&) = delete;
+
+    /// @return 0 accepted; -1 a null request; -3 out of memory, no threads to be had, or stopped
+    int addRequest(HttpRequest* request) override;
+
+    /// Called from inside a completion, it runs the completions of the other requests of that id itself, one after the
+    /// other on that same thread, before it returns.
+    void flushHttpRequests(UINT64 id) override;
+
+    void wake() override;
+
+    /// Ends every request with 600, and the threads; later requests are refused. Returns when the last completion has.
+    /// Not from inside a completion.
+    void stop();
+
+private:
+    using Clock = CurlTransfer::Clock;
+    using Lock = std::unique_lock<std::mutex>;
+
+    struct Running;
+    struct Exchange {
+        HttpRequest* request = nullptr;
+        UINT64 id = 0;
+        Clock::time_point accepted;
+        SESSION_STATUS status = session::kCompleted;
+        Running* transfer = nullptr;  ///< while it is libcurl's
+    };
+    using Exchanges = std::list<Exchange>;
+    struct Running : CurlTransfer {
+        using CurlTransfer::CurlTransfer;
+        Exchanges::iterator exchange;
+    };
+    /// The requests of one id that are accepted and not yet completed, and the flushes that wait for them.
+    struct Live {
+        UINT64 id;
+        std::size_t requests;
+        std::size_t flushes;
+    };
+
+    // REQUIRES: m_lock held
+    bool startThreads();
+    Live* findLive(UINT64 id);
+    void dropIfUnused(Live& live);
+    bool isMarked(const Exchange& exchange);
+    void deliver(Lock& lock, Exchanges::iterator exchange);
+    void flushHere(Lock& lock, UINT64 id);
+
+    // Transfer thread
+    void transferAll();
+    bool exchangeWithOthers();
+    void beginStarting();
+    SESSION_STATUS begin(Exchanges::iterator exchange, Clock::time_point now);
+    void end(Exchanges::iterator exchange, SESSION_STATUS status);
+    void endFinished();
+    void endMarked();
+    void endStalled(Clock::time_point now);
+    void sleep();
+
+    // Delivery thread
+    void deliverAll();
+
+    const HttpLimits m_limits;
+
+    std::mutex m_lock;
+    std::condition_variable m_somethingDone;   ///< whoever delivers waits here
+    std::condition_variable m_somethingEnded;  ///< flushes and stop() wait here
+    Exchanges m_waiting;
+    Exchanges m_done;
+    Exchanges m_delivering;  ///< more than one while a completion flushes
+    Exchanges m_spare;
+    std::vector<Live> m_live;
+    bool m_bTransferThread = false;
+    bool m_bDeliveryThread = false;
+    bool m_bStopping = false;
+    bool m_bTransfersOver = false;
+    std::thread::id m_deliveryThread;
+    pthread_t m_transferHandle{};
+    pthread_t m_deliveryHandle{};
+
+    std::atomic<bool> m_bAttention{false};  ///< some request was marked since the transfer thread last looked
+    std::atomic<bool> m_bSleeping{false};   ///< the transfer thread is about to wait in libcurl
+
+    // Transfer thread only
+    struct MultiCleanup {
+        void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+    };
+    std::unique_ptr<CURLM, MultiCleanup> m_pMulti;
+    Exchanges m_running;
+    std::vector<Exchanges::iterator> m_starting;  ///< of m_running, not yet libcurl's
+    std::vector<Exchanges::iterator> m_ended;     ///< of m_running, no longer libcurl's
+    std::vector<std::unique_ptr<Running>> m_idleTransfers;
+    Clock::time_point m_nextStall = Clock::time_point::max();   ///< no transfer stalls before
+    Clock::time_point m_nextExpiry = Clock::time_point::max();  ///< of the first in line
+};
+
+/// Makes an executor the one that HttpDelegator::getInstance() gives out; null goes back to one with default limits.
+/// Before any plug-in object exists.
+/// @param executor  stays the caller's, and has to live as long as it is installed
+void installHttpDelegator(HttpDelegator* executor);
+
+}  // namespace W::host

@@ -1,0 +1,354 @@
+// What libcurl is told about a request, and its callbacks.
+#include "CurlTransfer.h"
+
+#include "HttpWire.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+namespace W::host {
+
+namespace {
+
+struct StatusOfCode {
+    CURLcode code;
+    SESSION_STATUS status;
+};
+
+/// Everything that is not listed broke off.
+constexpr StatusOfCode kStatuses[] = {
+    {CURLE_OK, session::kCompleted},
+    {CURLE_URL_MALFORMAT, session::kNotSendable},
+    {CURLE_UNSUPPORTED_PROTOCOL, session::kNotSendable},
+    {CURLE_OUT_OF_MEMORY, session::kOutOfMemory},
+    {CURLE_COULDNT_RESOLVE_HOST, session::kNoConnection},
+    {CURLE_COULDNT_CONNECT, session::kNoConnection},
+    {CURLE_INTERFACE_FAILED, session::kNoConnection},
+    {CURLE_OPERATION_TIMEDOUT, session::kTimedOut},
+    {CURLE_SSL_CONNECT_ERROR, session::kTlsFailed},
+    {CURLE_PEER_FAILED_VERIFICATION, session::kTlsFailed},
+    {CURLE_SSL_CERTPROBLEM, session::kTlsFailed},
+    {CURLE_SSL_CIPHER, session::kTlsFailed},
+    {CURLE_SSL_CACERT_BADFILE, session::kTlsFailed},
+    {CURLE_SSL_CRL_BADFILE, session::kTlsFailed},
+    {CURLE_SSL_ISSUER_ERROR, session::kTlsFailed},
+    {CURLE_SSL_INVALIDCERTSTATUS, session::kTlsFailed},
+    {CURLE_SSL_ENGINE_INITFAILED, session::kTlsFailed},
+    {CURLE_SSL_SHUTDOWN_FAILED, session::kTlsFailed},
+    {CURLE_SSL_CLIENTCERT, session::kTlsFailed},
+};
+
+const char* methodName(HTTP_REQUEST_TYPE type)
+{
+    switch (type) {
+        case HTTP_GET:
+            return "GET";
+        case HTTP_POST:
+            return "POST";
+        case HTTP_PUT:
+            return "PUT";
+        case HTTP_DELETE:
+            return "DELETE";
+    }
+    return nullptr;
+}
+
+/// Form B of the request, without an upload: the reply goes to a file.
+bool isDownload(const HttpRequest& request)
+{
+    return !request.filePath().empty() && !request.isFileUpload();
+}
+
+}  // namespace
+
+void FileDescriptor::hold(int descriptor)
+{
+    close();
+    m_iDescriptor = descriptor;
+}
+
+bool FileDescriptor::close()
+{
+    const bool good = m_iDescriptor < 0 || ::close(m_iDescriptor) == 0 || errno == EINTR;
+    m_iDescriptor = -1;
+    return good;
+}
+
+CurlTransfer::CurlTransfer(const HttpLimits& limits) : m_limits(limits), m_pEasy(curl_easy_init())
+{
+    if (!m_pEasy)
+        throw std::bad_alloc();
+    setFixedOptions();
+}
+
+void CurlTransfer::setFixedOptions()
+{
+    CURL* const easy = handle();
+    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    // Without it, taking off a request whose name is being looked up waits for the look-up.
+    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
+    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    // The wire carries what the plug-in asks for, whatever the environment says about proxies.
+    curl_easy_setopt(easy, CURLOPT_PROXY, "");
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_limits.connectTimeout.count()));
+    if (!m_limits.caFile.empty())
+        curl_easy_setopt(easy, CURLOPT_CAINFO, m_limits.caFile.c_str());
+    curl_easy_setopt(easy, CURLOPT_READFUNCTION, &CurlTransfer::onRead);
+    curl_easy_setopt(easy, CURLOPT_READDATA, this);
+    curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, &CurlTransfer::onSeek);
+    curl_easy_setopt(easy, CURLOPT_SEEKDATA, this);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CurlTransfer::onWrite);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+}
+
+CurlTransfer& CurlTransfer::of(CURL* easy)
+{
+    void* self = nullptr;
+    curl_easy_getinfo(easy, CURLINFO_PRIVATE, &self);
+    return *static_cast<CurlTransfer*>(self);
+}
+
+SESSION_STATUS CurlTransfer::begin(HttpRequest& request, Clock::time_point now, std::chrono::milliseconds left)
+{
+    m_pRequest = &request;
+    m_iFailure = session::kCompleted;
+    m_eSink = isDownload(request) ? Sink::Nowhere : Sink::Payload;
+    m_uArrived = 0;
+    m_bHeaderSeen = false;
+    m_lastProgress = now;
+    try {
+        const auto url =
+            splitUrl(request.url(), request.isEncoding() ? UrlEncoding::PercentEncode : UrlEncoding::AsGiven);
+        if (!url || !methodName(request.type()) || !isSendable(request.header()))
+            return session::kNotSendable;
+        CURL* const easy = handle();
+        // libcurl would tidy a path up, so it only gets to know where to connect.
+        if (curl_easy_setopt(easy, CURLOPT_URL, url->origin.c_str()) != CURLE_OK ||
+            curl_easy_setopt(easy, CURLOPT_REQUEST_TARGET, url->target.c_str()) != CURLE_OK ||
+            !setHeaders(request.header()))
+            return session::kOutOfMemory;
+        curl_easy_setopt(easy, CURLOPT_HTTP_VERSION,
+                         static_cast<long>(url->tls ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
+        // Only over TLS there is something to wait for: a connection that carries many requests.
+        curl_easy_setopt(easy, CURLOPT_PIPEWAIT, url->tls ? 1L : 0L);
+        const long timeout = isDownload(request) ? 0 : std::max(1L, static_cast<long>(left.count()));
+        curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, timeout);
+        return setBody();
+    } catch (const std::bad_alloc&) {
+        return session::kOutOfMemory;
+    }
+}
+
+SESSION_STATUS CurlTransfer::setBody()
+{
+    const HttpRequest& request = *m_pRequest;
+    m_iBodySent = 0;
+    m_iBodySize = static_cast<curl_off_t>(request.body().size());
+    if (request.isFileUpload()) {
+        // Not blocking: a pipe without a writer would hold up every other request.
+        m_file.hold(::open(request.filePath().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        struct stat status {};
+        if (!m_file.isOpen() || ::fstat(m_file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+            return session::kFileTrouble;
+        m_iBodySize = status.st_size;
+    }
+    const bool withBody =
+        request.isFileUpload() || m_iBodySize > 0 || request.type() == HTTP_PUT || request.type() == HTTP_POST;
+    CURL* const easy = handle();
+    if (withBody) {
+        curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
+        curl_easy_setopt(easy, CURLOPT_INFILESIZE_LARGE, m_iBodySize);
+    } else {
+        curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
+    }
+    const CURLcode named = curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, methodName(request.type()));
+    return named == CURLE_OK ? session::kCompleted : session::kOutOfMemory;
+}
+
+bool CurlTransfer::appendHeader(const std::string& line)
+{
+    curl_slist* const longer = curl_slist_append(m_pHeaders.get(), line.c_str());
+    if (longer && !m_pHeaders)
+        m_pHeaders.reset(longer);
+    return longer != nullptr;
+}
+
+bool CurlTransfer::setHeaders(const HttpHeader& header)
+{
+    m_pHeaders.reset();
+    bool complete = true;
+    const auto withdraw = [&](const std::string& name) {
+        const auto& lines = header.lines();
+        if (std::none_of(lines.begin(), lines.end(), [&](const auto& line) { return isHeaderName(line.first, name); }))
+            complete = complete && appendHeader(name + ":");
+    };
+    // What libcurl would send of its own accord.
+    withdraw("Accept");
+    withdraw("Expect");
+    bool decode = false;
+    for (const auto& [name, value] : header.lines()) {
+        const bool empty = value.find_first_not_of(" \t") == std::string::npos;
+        complete = complete && appendHeader(empty ? name + ";" : name + ": " + value);
+        decode = decode || isHeaderName(name, "Accept-Encoding");
+    }
+    // Switches decoding on; the request's own line stands in for the one that libcurl would send.
+    return complete && curl_easy_setopt(handle(), CURLOPT_ACCEPT_ENCODING, decode ? "" : nullptr) == CURLE_OK &&
+           curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, m_pHeaders.get()) == CURLE_OK;
+}
+
+SESSION_STATUS CurlTransfer::end(SESSION_STATUS given)
+{
+    HttpResponse& response = m_pRequest->response();
+    long code = 0;
+    // Before the first header line, the handle still remembers the exchange before.
+    if (m_bHeaderSeen)
+        curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &code);
+    SESSION_STATUS status = given;
+    if (m_iFailure != session::kCompleted && given != session::kCancelled)
+        status = m_iFailure;
+    const bool writing = m_eSink == Sink::File;
+    if (!m_file.close() && writing && status == session::kCompleted)
+        status = session::kFileTrouble;
+    response.setHttpResponseCode(static_cast<HTTP_RESPONSE_CODE>(code));
+    if (status != session::kCompleted)
+        response.setPayload({});
+    m_pRequest = nullptr;
+    return status;
+}
+
+SESSION_STATUS CurlTransfer::sessionStatus(CURLcode code)
+{
+    for (const StatusOfCode& row : kStatuses) {
+        if (row.code == code)
+            return row.status;
+    }
+    return session::kBrokeOff;
+}
+
+bool CurlTransfer::fail(SESSION_STATUS why)
+{
+    m_iFailure = why;
+    return false;
+}
+
+/// The header block is complete: from here on a download writes in place, but never the text of an error.
+bool CurlTransfer::startOfBody()
+{
+    long code = 0;
+    curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &code);
+    if (code < 200 || code > 299 || !isDownload(*m_pRequest) || m_eSink == Sink::File)
+        return true;
+    m_file.hold(::open(m_pRequest->filePath().c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0644));
+    if (!m_file.isOpen())
+        return fail(session::kFileTrouble);
+    m_eSink = Sink::File;
+    return true;
+}
+
+bool CurlTransfer::keepInFile(std::string_view arrived)
+{
+    while (!arrived.empty()) {
+        const ssize_t written = ::write(m_file.get(), arrived.data(), arrived.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return fail(session::kFileTrouble);
+        arrived.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+/// What the reply announces, within reason: the announcement may be wrong, or count compressed bytes.
+std::size_t CurlTransfer::expectedSize() const
+{
+    constexpr curl_off_t kMost = 16 << 20;
+    curl_off_t announced = 0;
+    curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+    return static_cast<std::size_t>(std::clamp(announced, curl_off_t{0}, kMost));
+}
+
+bool CurlTransfer::keep(std::string_view arrived)
+{
+    if (m_eSink == Sink::File)
+        return keepInFile(arrived);
+    if (arrived.size() > m_limits.payloadCap - m_uArrived)
+        return fail(session::kOutOfMemory);
+    const bool first = m_uArrived == 0;
+    m_uArrived += arrived.size();
+    if (m_eSink == Sink::Nowhere)
+        return true;
+    std::string& payload = m_pRequest->response().payload();
+    try {
+        if (first)
+            payload.reserve(expectedSize());
+        payload.append(arrived);
+    } catch (const std::bad_alloc&) {
+        return fail(session::kOutOfMemory);
+    }
+    return true;
+}
+
+std::size_t CurlTransfer::readBody(char* buffer, std::size_t room)
+{
+    const auto wanted = static_cast<std::size_t>(std::min(static_cast<curl_off_t>(room), m_iBodySize - m_iBodySent));
+    if (wanted == 0)
+        return 0;
+    std::size_t given = wanted;
+    if (m_pRequest->isFileUpload()) {
+        const ssize_t got = ::pread(m_file.get(), buffer, wanted, m_iBodySent);
+        // A file that became shorter cannot fill the length that was announced.
+        if (got <= 0) {
+            fail(session::kFileTrouble);
+            return CURL_READFUNC_ABORT;
+        }
+        given = static_cast<std::size_t>(got);
+    } else {
+        std::memcpy(buffer, m_pRequest->body().data() + m_iBodySent, wanted);
+    }
+    m_iBodySent += static_cast<curl_off_t>(given);
+    return given;
+}
+
+std::size_t CurlTransfer::onRead(char* buffer, std::size_t size, std::size_t count, void* self)
+{
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    transfer.m_lastProgress = Clock::now();
+    return transfer.readBody(buffer, size * count);
+}
+
+std::size_t CurlTransfer::onWrite(char* data, std::size_t size, std::size_t count, void* self)
+{
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    transfer.m_lastProgress = Clock::now();
+    return transfer.keep({data, size * count}) ? size * count : 0;
+}
+
+std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count, void* self)
+{
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    const std::string_view line(data, size * count);
+    transfer.m_lastProgress = Clock::now();
+    transfer.m_bHeaderSeen = true;
+    const bool last = line == "\r\n" || line == "\n";
+    return !last || transfer.startOfBody() ? line.size() : 0;
+}
+
+int CurlTransfer::onSeek(void* self, curl_off_t offset, int origin)
+{
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    if (origin != SEEK_SET || offset < 0 || offset > transfer.m_iBodySize)
+        return CURL_SEEKFUNC_FAIL;
+    transfer.m_iBodySent = offset;
+    return CURL_SEEKFUNC_OK;
+}
+
+}  // namespace W::host

@@ -1,0 +1,121 @@
+// One request on one libcurl easy handle: what goes out, where the reply goes, and which session status comes of it.
+// Read next: CurlExecutor.h, which runs many of them.
+#pragma once
+
+#include "HttpRequest.h"
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace W::host {
+
+/// Bounds of every exchange.
+struct HttpLimits {
+    std::chrono::milliseconds connectTimeout{10'000};  ///< until connected, name look-up and TLS included
+    std::chrono::milliseconds stallTimeout{30'000};    ///< without a byte in either direction
+    std::chrono::milliseconds totalTimeout{60'000};    ///< from acceptance to the last byte; not for downloads
+    std::size_t payloadCap = std::size_t{64} << 20;    ///< bytes after decoding
+    std::size_t concurrency = 256;                     ///< transfers at the same time; the rest waits in line
+    std::string caFile;                                ///< PEM; empty for the system's certificates
+};
+
+/// Closes a descriptor of the process.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    ~FileDescriptor() { close(); }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+    /// Takes over what open() returned; what was held before is closed.
+    void hold(int descriptor);
+    /// @return false when the system reports that something written before is lost
+    bool close();
+    bool isOpen() const { return m_iDescriptor >= 0; }
+    int get() const { return m_iDescriptor; }
+
+private:
+    int m_iDescriptor = -1;
+};
+
+/// A transfer, used again and again by the executor's transfer thread, which alone touches it. Its easy handle keeps
+/// what it has; connections belong to the multi handle.
+class CurlTransfer {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// @param limits  outlives the transfer
+    /// @throws std::bad_alloc
+    explicit CurlTransfer(const HttpLimits& limits);
+    CurlTransfer(const CurlTransfer&) = delete;
+    CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+    /// Makes the handle ready for the request.
+    /// @param request  stays its owner's; untouched after end()
+    /// @param left     time until its total time-out
+    /// @return kCompleted when it can be given to the multi handle, else the status that it ends with
+    SESSION_STATUS begin(HttpRequest& request, Clock::time_point now, std::chrono::milliseconds left);
+
+    /// Takes the request off the handle after libcurl is done with it, and fills in the response.
+    /// @param given  what libcurl or the executor says
+    /// @return how the exchange ended; with anything but kCompleted the payload is empty
+    SESSION_STATUS end(SESSION_STATUS given);
+
+    /// What libcurl's code means, where the transfer does not know better.
+    static SESSION_STATUS sessionStatus(CURLcode code);
+
+    CURL* handle() const { return m_pEasy.get(); }
+    static CurlTransfer& of(CURL* easy);
+
+    /// When the last byte moved.
+    Clock::time_point lastProgress() const { return m_lastProgress; }
+
+private:
+    struct EasyCleanup {
+        void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+    };
+    struct ListCleanup {
+        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+    };
+    enum class Sink {
+        Payload,
+        File,
+        Nowhere
+    };
+
+    void setFixedOptions();
+    SESSION_STATUS setBody();
+    bool setHeaders(const HttpHeader& header);
+    bool appendHeader(const std::string& line);
+    std::size_t expectedSize() const;
+    bool keep(std::string_view arrived);
+    bool keepInFile(std::string_view arrived);
+    bool fail(SESSION_STATUS why);
+    std::size_t readBody(char* buffer, std::size_t room);
+    bool startOfBody();
+
+    static std::size_t onRead(char* buffer, std::size_t size, std::size_t count, void* self);
+    static std::size_t onWrite(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
+    static int onSeek(void* self, curl_off_t offset, int origin);
+
+    const HttpLimits& m_limits;
+    std::unique_ptr<CURL, EasyCleanup> m_pEasy;
+    std::unique_ptr<curl_slist, ListCleanup> m_pHeaders;
+    HttpRequest* m_pRequest = nullptr;
+    Clock::time_point m_lastProgress;
+    SESSION_STATUS m_iFailure = session::kCompleted;  ///< why a callback of ours stopped the transfer
+    Sink m_eSink = Sink::Payload;
+    FileDescriptor m_file;       ///< of a download or an upload
+    curl_off_t m_iBodySize = 0;  ///< bytes to send
+    curl_off_t m_iBodySent = 0;
+    std::size_t m_uArrived = 0;  ///< bytes of the payload, kept or not
+    bool m_bHeaderSeen = false;
+};
+
+}  // namespace W::host

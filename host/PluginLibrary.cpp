@@ -1,0 +1,73 @@
+// dlopen and the two entry points.
+#include "PluginLibrary.h"
+
+#include <dlfcn.h>
+
+#include <fmt/format.h>
+
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+
+namespace W::host {
+
+namespace {
+
+template <class Function>
+Function entryPoint(void* library, const std::string& file, const char* name)
+{
+    void* const symbol = ::dlsym(library, name);
+    if (!symbol)
+        throw std::runtime_error(fmt::format("{} is no plug-in: it does not export {}", file, name));
+    Function function = nullptr;
+    std::memcpy(&function, &symbol, sizeof function);
+    return function;
+}
+
+}  // namespace
+
+PluginLibrary::PluginLibrary(const std::string& file) : m_sFile(file)
+{
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(file, error))
+        throw std::runtime_error(
+            fmt::format("there is no plug-in at {}; build it, or name another one with --plugin", file));
+    // A path without a slash would be looked for in the system's directories.
+    const std::string path = std::filesystem::absolute(file, error).string();
+    m_pLibrary.reset(::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
+    if (!m_pLibrary)
+        throw std::runtime_error(
+            fmt::format("cannot load the plug-in: {}; rebuild it, or name another one with --plugin", ::dlerror()));
+    m_create = entryPoint<CreatePlugin>(m_pLibrary.get(), file, "createPlugin");
+    m_destroy = entryPoint<DestroyPlugin>(m_pLibrary.get(), file, "destroyPlugin");
+}
+
+PluginLibrary::Object PluginLibrary::create() const
+{
+    std::unique_ptr<WPlugin, DestroyPlugin> plugin(m_create(), m_destroy);
+    if (!plugin)
+        throw std::runtime_error(fmt::format("{} made no object: out of memory", m_sFile));
+    auto* const object = dynamic_cast<WCorvaneOAI*>(plugin.get());
+    if (!object)
+        throw std::runtime_error(
+            fmt::format("{} is another kind of plug-in; name the right one with --plugin", m_sFile));
+    static_cast<void>(plugin.release());
+    return {object, m_destroy};
+}
+
+std::string PluginLibrary::standardFile()
+{
+    std::error_code error;
+    const std::filesystem::path directory = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+    const std::filesystem::path beside = directory / "libcorvane.so";
+    const std::filesystem::path installed = directory.parent_path() / "lib" / "corvane" / "libcorvane.so";
+    return (std::filesystem::exists(beside, error) || !std::filesystem::exists(installed, error) ? beside : installed)
+        .string();
+}
+
+void PluginLibrary::Unload::operator()(void* library) const
+{
+    ::dlclose(library);
+}
+
+}  // namespace W::host
