@@ -1,0 +1,70 @@
+// Which commands are alive and who destroys them. A command is created by its operation, registered here before it is
+// handed to the transport, and destroyed by exactly one of: the transport, when its request is over (release() first);
+// the operation, when it fails (destroy() with its ticket); the plug-in object, when it goes (destroyAll()).
+#pragma once
+
+#include "WTypes.h"
+
+#include <list>
+#include <mutex>
+#include <unordered_map>
+
+namespace W {
+
+class VorelServiceCMD;
+
+namespace vorel {
+
+/// The commands of one plug-in object, in the order in which they were added. Finding one costs the same however many
+/// there are. Commands are destroyed through their virtual destructors.  [any thread]
+class CommandRegistry {
+public:
+    /// Tells two registrations apart, also of commands at the same address one after the other; never 0.
+    using Ticket = UINT64;
+
+    CommandRegistry() = default;
+    CommandRegistry(const CommandRegistry&) = delete;
+    CommandRegistry& operator=(const CommandRegistry&) = delete;
+    ~CommandRegistry() { destroyAll(); }
+
+    /// Adds a command at the end, which the registry then owns. There is no check for duplicates.
+    /// @throws std::bad_alloc, and the command stays the caller's
+    Ticket add(VorelServiceCMD* command);
+
+    /// Forgets a live command without destroying it; one that is not registered is ignored.
+    void release(VorelServiceCMD* command);
+
+    /// Destroys the first registration of `command`; nothing happens without one.
+    void destroy(VorelServiceCMD* command);
+
+    /// Destroys `command` if it still stands under `ticket`. The pointer is only compared: the command may be gone and
+    /// its address in use again.
+    void destroy(VorelServiceCMD* command, Ticket ticket);
+
+    /// Destroys every command.
+    void destroyAll();
+
+    std::size_t size() const;
+
+    /// The lock, for small values that operations and completions share besides the commands.
+    std::mutex& mutex() const { return m_lock; }
+
+private:
+    struct Node {
+        VorelServiceCMD* pCommand;
+        Ticket uTicket;
+    };
+    using Nodes = std::list<Node>;
+    using Index = std::unordered_multimap<const VorelServiceCMD*, Nodes::iterator>;
+
+    /// Unlinks a node.  REQUIRES: m_lock held
+    void unlink(Index::iterator found);
+
+    mutable std::mutex m_lock;
+    Nodes m_nodes;
+    Index m_index;
+    Ticket m_uLastTicket = 0;
+};
+
+}  // namespace vorel
+}  // namespace W

@@ -1,0 +1,65 @@
+// Diagnostics: the plug-in's own debug module and the lines that every file prints. All text goes through
+// CCDebug::Print<CWCCDebug>(level, flags, format, ...); formats begin "[%s:%d] " with the printing function and its
+// line.
+#pragma once
+
+#include "CCDebug.h"
+#include "WTypes.h"
+
+#include <exception>
+
+namespace W {
+
+/// The module "CommonDebug", through which the lines of level 0 go: straight to the host's output, unfiltered.
+class CCDebugCommon : public CCDebug {
+public:
+    ~CCDebugCommon() override;
+
+    /// Formats the text and ends it with "\n", also where it has one already. Prints nothing without CCDebug::DebugIO.
+    void t_Print(unsigned long level, unsigned long flags, const char* format, va_list* arguments) override;
+    /// The same without the added "\n".
+    void t_PrintR(unsigned long level, unsigned long flags, const char* format, va_list* arguments) override;
+    void t_InitModule() override;
+    void t_ShowDebugSubMenu() override;
+    void t_SelectDebugSubMenu(int item) override;
+    bool t_IsCommonModule() override;
+};
+
+template <>
+__attribute__((format(printf, 3, 4))) void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags,
+                                                                     const char* format, ...);
+template <>
+CCDebug* CCDebug::m_Instance<CWCCDebug>();
+template <>
+CCDebug* CCDebug::m_Instance<CCDebugCommon>();
+
+namespace vorel {
+
+inline constexpr unsigned long kErrorLevel = 1;
+inline constexpr unsigned long kTraceLevel = 8;
+inline constexpr unsigned long kPlain = 0;      ///< flags of error lines, reply dumps, exception reports
+inline constexpr unsigned long kEntryExit = 3;  ///< flags of the traces that mark entry and exit
+
+inline constexpr char kServiceFile[] = "ContentsManager/WLib/Plugins/Corvane/src/VorelService";
+inline constexpr char kCommandFile[] = "ContentsManager/WLib/Plugins/Corvane/src/VorelCommand";
+inline constexpr char kObjectFile[] = "ContentsManager/WLib/Plugins/Corvane/src/WVorelOAI";
+
+/// Function and line of a caller: taken as a defaulted argument, so that a shared frame prints its caller's name.
+struct Here {
+    constexpr Here(const char* callingFunction = __builtin_FUNCTION(), int callingLine = __builtin_LINE())
+        : function(callingFunction), line(callingLine)
+    {}
+
+    const char* function;
+    int line;
+};
+
+/// Prints the line that accompanies every failure.
+/// @return `status`, so that a failure reads `return failed(...)`
+WSTATUS failed(WSTATUS status, const char* file, Here here = {});
+
+/// Prints what a caught exception says.
+void reportException(const std::exception& exception, Here here = {});
+
+}  // namespace vorel
+}  // namespace W

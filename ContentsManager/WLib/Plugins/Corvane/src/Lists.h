@@ -1,0 +1,97 @@
+// The array that most replies are about, walked once: cancel test before each element, what an empty array means, and
+// the list handed over whole.
+#pragma once
+
+#include "Reply.h"
+#include "VorelCommand.h"
+#include "WContainer.h"
+
+#include <json/value.h>
+#include <list>
+
+namespace W::vorel {
+
+/// What differs between lists.
+struct ListRules {
+    const char* parser;               ///< class and function for the cancel line
+    const char* emptyText = nullptr;  ///< printed for an empty array
+    WSTATUS emptyStatus = status::kOk;
+    bool printsCancelFirst = false;  ///< the cancel line comes before the clearing, not after it
+};
+
+/// Whose reply is read.
+struct Reading {
+    const VorelServiceCMD& command;
+    UINT64 reference;  ///< for the cancel test
+    Here here = {};
+};
+
+inline void printCancelled(const Reading& reading, const char* parser)
+{
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [--%s] Canceled", reading.here.function, reading.here.line,
+                              parser);
+}
+
+inline void printLine(const Here& here, const char* text)
+{
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] %s", here.function, here.line, text);
+}
+
+/// Calls `each` for every element, after a cancel test.
+/// @return false when the request was cancelled
+template <class Each>
+bool walk(const Json::Value& array, const Reading& reading, Each each)
+{
+    for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index) {
+        if (reading.command.isCancelled(reading.reference))
+            return false;
+        each(array[index]);
+    }
+    return true;
+}
+
+/// Reads an array into a list, whose elements `each(element, list)` appends.
+/// @return 0; the rules' status for an empty array; 600 with the list emptied
+template <class Record, class Each>
+WSTATUS appendList(const Json::Value& array, const ListRules& rules, const Reading& reading, std::list<Record>& list,
+                   WContainer<Record>& out, Each each)
+{
+    if (array.size() == 0 && rules.emptyText != nullptr) {
+        printLine(reading.here, rules.emptyText);
+        if (rules.emptyStatus != status::kOk)
+            return rules.emptyStatus;
+    }
+    if (walk(array, reading, [&](const Json::Value& element) { each(element, list); }))
+        return status::kOk;
+    list.clear();
+    if (rules.printsCancelFirst)
+        printCancelled(reading, rules.parser);
+    out.clear();
+    if (!rules.printsCancelFirst)
+        printCancelled(reading, rules.parser);
+    return status::kCancelled;
+}
+
+/// Reads an array into a container.
+template <class Record, class Each>
+WSTATUS readList(const Json::Value& array, const ListRules& rules, const Reading& reading, WContainer<Record>& out,
+                 Each each)
+{
+    std::list<Record> list;
+    const WSTATUS result = appendList(array, rules, reading, list, out, each);
+    if (result == status::kOk)
+        out.take(std::move(list));
+    return result;
+}
+
+/// A reply that is one array of the envelope and one container.
+template <class Record, class Each>
+WSTATUS readListReply(const std::string& body, std::string_view key, const ListRules& rules, const Reading& reading,
+                      WContainer<Record>& out, Each each, Guard guard = {})
+{
+    return readReply(
+        body, [&](const Json::Value& rsp) { return readList(member(rsp, key), rules, reading, out, each); },
+        [&] { out.clear(); }, guard, reading.here);
+}
+
+}  // namespace W::vorel

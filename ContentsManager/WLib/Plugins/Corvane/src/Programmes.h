@@ -1,0 +1,35 @@
+// Reading programmes channel by channel, for replies and for the schedule file alike.
+#pragma once
+
+#include "Reply.h"
+#include "WVLChannel.h"
+#include "WVLContent.h"
+
+#include <list>
+#include <memory>
+
+namespace W::vorel {
+
+/// Reads a channel, to be shared by its programmes.
+inline std::shared_ptr<const WVLChannel> readChannel(const Json::Value& object, Fields<WVLChannel> fields,
+                                                     const ReadingRules& rules)
+{
+    const auto channel = std::make_shared<WVLChannel>();
+    readFields(object, fields, *channel, rules);
+    return channel;
+}
+
+/// A channel object with its programmes in the array "content".
+inline void readProgrammes(const Json::Value& object, Fields<WVLChannel> channelFields, Fields<WVLContent> fields,
+                           const ReadingRules& rules, std::list<WVLContent>& list)
+{
+    const std::shared_ptr<const WVLChannel> channel = readChannel(object, channelFields, rules);
+    const Json::Value& contents = member(object, "content");
+    for (Json::ArrayIndex index = 0, count = contents.size(); index < count; ++index) {
+        WVLContent& content = list.emplace_back();
+        readFields(contents[index], fields, content, rules);
+        content.setChannel(channel);
+    }
+}
+
+}  // namespace W::vorel

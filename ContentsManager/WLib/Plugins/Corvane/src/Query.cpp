@@ -1,0 +1,153 @@
+#include "Query.h"
+
+#include "VorelService.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace W::vorel {
+
+namespace {
+
+const std::string& asText(const std::string& text)
+{
+    return text;
+}
+
+std::string asText(int number)
+{
+    return VorelService::int2str(number);
+}
+
+template <class Element>
+void append(std::string& out, std::string_view name, const std::list<Element>& values)
+{
+    out += name;
+    bool first = true;
+    for (const Element& value : values) {
+        if (!first)
+            out += ',';
+        out += asText(value);
+        first = false;
+    }
+}
+
+}  // namespace
+
+Query::Query(std::string& url, std::string& body, Place place, const ProviderOptions& options, Here here)
+    : m_url(url), m_body(body), m_out(place == Place::Url ? url : body), m_options(options), m_here(here)
+{}
+
+Query::~Query()
+{
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] URL:[%s]\n", m_here.function, m_here.line, m_url.c_str());
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] BODY:[%s]\n", m_here.function, m_here.line,
+                              m_bShowsUrlAsBody ? m_url.c_str() : m_body.c_str());
+}
+
+Query& Query::country()
+{
+    return text("country=", m_options[Country]);
+}
+
+Query& Query::countryIfSet()
+{
+    return textIfSet("country=", m_options[Country]);
+}
+
+Query& Query::languageIfSet()
+{
+    return textIfSet("&lang=", m_options[Language]);
+}
+
+Query& Query::headend()
+{
+    return text("&headend=", m_options[Headend]);
+}
+
+Query& Query::headendIfSet()
+{
+    return textIfSet("&headend=", m_options[Headend]);
+}
+
+Query& Query::device()
+{
+    return text("&device=", m_options[Device]);
+}
+
+Query& Query::deviceIfSet()
+{
+    return textIfSet("&device=", m_options[Device]);
+}
+
+Query& Query::deviceOrN()
+{
+    if (m_options[Device].empty())
+        m_url += "&device=N";
+    else
+        device();
+    return *this;
+}
+
+Query& Query::text(std::string_view name, std::string_view value)
+{
+    m_out += name;
+    m_out += value;
+    return *this;
+}
+
+Query& Query::textIfSet(std::string_view name, std::string_view value)
+{
+    return value.empty() ? *this : text(name, value);
+}
+
+Query& Query::number(std::string_view name, int value)
+{
+    return text(name, VorelService::int2str(value));
+}
+
+Query& Query::numberIfSet(std::string_view name, int value)
+{
+    return numberIf(value != 0, name, value);
+}
+
+Query& Query::numberIf(bool given, std::string_view name, int value)
+{
+    return given ? number(name, value) : *this;
+}
+
+Query& Query::list(std::string_view name, const std::list<std::string>& values)
+{
+    append(m_out, name, values);
+    return *this;
+}
+
+Query& Query::list(std::string_view name, const std::list<int>& values)
+{
+    append(m_out, name, values);
+    return *this;
+}
+
+Query& Query::listIfSet(std::string_view name, const std::list<int>& values)
+{
+    return values.empty() ? *this : list(name, values);
+}
+
+Query& Query::timeIfSet(std::string_view name, unsigned long seconds, const WDateTime& clock)
+{
+    if (seconds == 0)
+        return *this;
+    const auto instant = static_cast<std::int64_t>(std::min<std::uint64_t>(seconds, INT64_MAX));
+    WDateTime time = WDateTime::fromTime_t(instant);
+    time.setOffset(clock.getOffsetSign(), clock.getOffsetTime());
+    time.toUTC();
+    return text(name, time.toString());
+}
+
+Query& Query::showingUrlAsBody()
+{
+    m_bShowsUrlAsBody = true;
+    return *this;
+}
+
+}  // namespace W::vorel

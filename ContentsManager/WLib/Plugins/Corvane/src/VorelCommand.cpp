@@ -1,0 +1,85 @@
+// The commands' common base and the download command; containers as the library exports them.
+
+#include "VorelCommand.h"
+
+#include "Query.h"
+#include "VorelService.h"
+#include "WVorelOAI.h"
+
+namespace W {
+
+using namespace vorel;
+
+namespace {
+
+constexpr char kCommonPath[] = "/openapi/service/vorel/";
+
+/// Paths of their own begin with "/".
+std::string fullPath(const std::string& path)
+{
+    return !path.empty() && path.front() == '/' ? path : kCommonPath + path;
+}
+
+constexpr char kMakeUrl[] = "MakeURL";
+
+}  // namespace
+
+template class WContainer<WVLChannel>;
+template class WContainer<WVLContent>;
+template class WContainer<WVLHeadend>;
+template class WContainer<WVLCityCode>;
+template class WContainer<WVLDownloadURL>;
+template class WContainer<WVLGenre>;
+template class WContainer<WVLRepGenre>;
+template class WContainer<WVLQuiz>;
+template class WContainer<WVLPerson>;
+
+VorelServiceCMD::VorelServiceCMD(const WContentProvider& provider, void* userData, WVorelOAI* service)
+    : m_uCPKey(provider.getID()), m_pUserData(userData), m_pService(service)
+{}
+
+VorelServiceCMD::~VorelServiceCMD() = default;
+
+bool VorelServiceCMD::isCancelled(UINT64 reference) const
+{
+    VorelService* const service = m_pService != nullptr ? m_pService->service() : nullptr;
+    return service != nullptr && service->getCancelStatus(reference);
+}
+
+Query VorelServiceCMD::urlQuery(const std::string& path, const ProviderOptions& options)
+{
+    m_sUrl += fullPath(path);
+    if (m_sUrl.back() != '?')
+        m_sUrl += '?';
+    return {m_sUrl, m_sBody, Query::Place::Url, options, {kMakeUrl}};
+}
+
+Query VorelServiceCMD::bodyQuery(const std::string& path, const ProviderOptions& options)
+{
+    m_sUrl += fullPath(path);
+    return {m_sUrl, m_sBody, Query::Place::Body, options, {kMakeUrl}};
+}
+
+Query VorelServiceCMD::urlOnly(const std::string& text)
+{
+    static const ProviderOptions kNone(WContentProvider(), None);
+    m_sUrl += text;
+    return {m_sUrl, m_sBody, Query::Place::Url, kNone, {kMakeUrl}};
+}
+
+VorelDownloadCMD::VorelDownloadCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider)
+    : VorelServiceCMD(provider, userData, service), m_done(done)
+{
+    setCMDKey(kKey);
+}
+
+void VorelDownloadCMD::MakeURL(const std::string& url, const std::string& localPath, const std::string& fileName)
+{
+    m_sSourceUrl = url;
+    m_sLocalPath = localPath;
+    m_sFileName = fileName;
+    // Wanted: the URL text stays empty, and is what the line shows.
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] URL:[%s]\n", __func__, __LINE__, m_sUrl.c_str());
+}
+
+}  // namespace W

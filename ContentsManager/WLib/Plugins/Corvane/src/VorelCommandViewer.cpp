@@ -1,0 +1,214 @@
+// Commands of the viewer: favourites, tuning history, likes.
+
+#include "Lists.h"
+#include "ProviderOptions.h"
+#include "Query.h"
+#include "Reply.h"
+#include "VorelCommand.h"
+
+namespace W {
+
+using namespace vorel;
+
+namespace {
+
+/// Wanted: name before dtv, unlike the lists.
+constexpr Field<WVLChannel> kFavoriteChannel[] = {
+    {"source", &WVLChannel::setSource},
+    {"name", &WVLChannel::setName},
+    {"dtv", &WVLChannel::setDTV},
+    {"number", &WVLChannel::setNumber},
+    {"station_img", &WVLChannel::setStationImage},
+};
+
+constexpr Field<WVLChannel> kFavoriteListChannel[] = {
+    {"source", &WVLChannel::setSource},
+    {"dtv", &WVLChannel::setDTV},
+    {"number", &WVLChannel::setNumber},
+    {"name", &WVLChannel::setName},
+    {"station_img", &WVLChannel::setStationImage},
+};
+
+constexpr Field<WVLContent> kFavoriteContent[] = {
+    {"id", &WVLContent::setID},
+    {"lang", &WVLContent::setLang},
+    {"title", &WVLContent::setTitle},
+    {"ep_title", &WVLContent::setEpisodeTitle},
+    {"ep_number", &WVLContent::setEpisodeNum},
+    {"type", &WVLContent::setType},
+    {"poster", &WVLContent::setPoster},
+};
+
+constexpr Field<WVLContent> kFavoriteListContent[] = {
+    {"id", &WVLContent::setID},     {"lang", &WVLContent::setLang}, {"title", &WVLContent::setTitle},
+    {"year", &WVLContent::setYear}, {"type", &WVLContent::setType}, {"poster", &WVLContent::setPoster},
+};
+
+/// One favourite of either kind. Wanted: an image size of 0 is written here and nowhere else.
+void writeFavorite(Query&& query, const std::string& type, const std::string& id, int imageSize)
+{
+    query.countryIfSet().text("&type=", type).text("&id=", id).number("&imagesize=", imageSize);
+}
+
+/// The favourites of either kind.
+void writeFavoriteList(Query&& query, const std::string& type, int imageSize, const std::string& order,
+                       const std::string& sort, int start, int num)
+{
+    query.countryIfSet()
+        .numberIfSet("&imagesize=", imageSize)
+        .text("&type=", type)
+        .textIfSet("&order=", order)
+        .textIfSet("&sort=", sort)
+        .numberIfSet("&start=", start)
+        .numberIfSet("&num=", num);
+}
+
+bool isYes(const Json::Value& value)
+{
+    return toText(value) == "yes";
+}
+
+}  // namespace
+
+void VorelSetFavoriteCMD::MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider)
+{
+    const ProviderOptions options(provider, Country | Headend | Device);
+    bodyQuery("user/favorite", options).countryIfSet().headend().deviceOrN().text("&type=", type).text("&id=", id);
+}
+
+int VorelSetFavoriteCMD::ParseSetFavorite(const std::string& body)
+{
+    return readAcknowledgement(body);
+}
+
+void VorelDeleteFavoriteCMD::MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider)
+{
+    const ProviderOptions options(provider, Country | Headend | Device);
+    urlQuery("user/favorite", options).countryIfSet().headend().deviceOrN().text("&type=", type).text("&id=", id);
+}
+
+int VorelDeleteFavoriteCMD::ParseDeleteFavorite(const std::string& body)
+{
+    return readAcknowledgement(body);
+}
+
+void VorelGetFavoriteChannelCMD::MakeURL(const std::string& type, const std::string& id, int imageSize,
+                                         const WContentProvider& provider)
+{
+    const ProviderOptions options(provider, Country);
+    writeFavorite(urlQuery("user/favorite", options), type, id, imageSize);
+}
+
+int VorelGetFavoriteChannelCMD::ParseFavoriteChannel(const std::string& body, WVLChannel& out)
+{
+    return readReply(body, [&](const Json::Value& rsp) {
+        readFields<WVLChannel>(member(rsp, "channel"), kFavoriteChannel, out);
+        return status::kOk;
+    });
+}
+
+void VorelGetFavoriteContentCMD::MakeURL(const std::string& type, const std::string& id, int imageSize,
+                                         const WContentProvider& provider)
+{
+    const ProviderOptions options(provider, Country);
+    writeFavorite(urlQuery("user/favorite", options), type, id, imageSize);
+}
+
+int VorelGetFavoriteContentCMD::ParseFavoriteContent(const std::string& body, WVLContent& out)
+{
+    return readReply(body, [&](const Json::Value& rsp) {
+        readFields<WVLContent>(member(rsp, "content"), kFavoriteContent, out);
+        return status::kOk;
+    });
+}
+
+void VorelGetFavoriteChannelListCMD::MakeURL(const std::string& type, int imageSize, const std::string& order,
+                                             const std::string& sort, int start, int num,
+                                             const WContentProvider& provider)
+{
+    const ProviderOptions options(provider, Country);
+    writeFavoriteList(urlQuery("user/favorite/list", options), type, imageSize, order, sort, start, num);
+}
+
+int VorelGetFavoriteChannelListCMD::ParseFavoriteChannelList(const std::string& body, WContainer<WVLChannel>& out,
+                                                             UINT64 reference)
+{
+    // Wanted: no "index", unlike the channel list.
+    ReadingRules rules;
+    rules.imageFields = kImageWithoutIndex;
+    return readListReply(body, "channel", {"VorelGetFavoriteChannelListCMD::ParseFavoriteChannelList"},
+                         {*this, reference}, out, [&rules](const Json::Value& element, std::list<WVLChannel>& list) {
+                             readFields<WVLChannel>(element, kFavoriteListChannel, list.emplace_back(), rules);
+                         });
+}
+
+void VorelGetFavoriteContentListCMD::MakeURL(const std::string& type, int imageSize, const std::string& order,
+                                             const std::string& sort, int start, int num,
+                                             const WContentProvider& provider)
+{
+    const ProviderOptions options(provider, Country);
+    writeFavoriteList(urlQuery("user/favorite/list", options), type, imageSize, order, sort, start, num);
+}
+
+int VorelGetFavoriteContentListCMD::ParseFavoriteContentList(const std::string& body, WContainer<WVLContent>& out,
+                                                             UINT64 reference)
+{
+    return readListReply(body, "content", {"VorelGetFavoriteContentListCMD::ParseFavoriteContentList"},
+                         {*this, reference}, out, [](const Json::Value& element, std::list<WVLContent>& list) {
+                             readFields<WVLContent>(element, kFavoriteListContent, list.emplace_back());
+                         });
+}
+
+void VorelSendTuneHistoryCMD::MakeURL(const std::string& ttid, const std::string& source,
+                                      const WContentProvider& provider)
+{
+    const ProviderOptions options(provider, Country | Headend | Device);
+    bodyQuery("user/tune_history", options)
+        .countryIfSet()
+        .headend()
+        .deviceOrN()
+        .text("&ttid=", ttid)
+        .text("&sourceid=", source);
+}
+
+int VorelSendTuneHistoryCMD::ParseSendTuneHistory(const std::string& body, int& sequence)
+{
+    return readReply(body, [&](const Json::Value& rsp) {
+        sequence = toInt(member(rsp, "seq"));
+        return status::kOk;
+    });
+}
+
+void VorelSendLikeCMD::MakeURL(const std::string& key, const std::string& value, const std::string& type,
+                               const WContentProvider& provider)
+{
+    const ProviderOptions options(provider, Country);
+    bodyQuery("user/like", options).countryIfSet().text("&", key).text("=", value).text("&type=", type);
+    SetType(type);
+}
+
+int VorelSendLikeCMD::ParseSendLike(const std::string& body)
+{
+    return readAcknowledgement(body);
+}
+
+void VorelGetLikeHistoryCMD::MakeURL(const std::string& key, const std::string& value, const WContentProvider& provider)
+{
+    const ProviderOptions options(provider, Country);
+    urlQuery("user/like", options).countryIfSet().text("&", key).text("=", value);
+}
+
+int VorelGetLikeHistoryCMD::ParseGetLikeHistory(const std::string& body, int& like, int& dislike, bool& likeOwned,
+                                                bool& dislikeOwned)
+{
+    return readReply(body, [&](const Json::Value& rsp) {
+        const Json::Value& count = member(member(rsp, "content"), "count");
+        like = toInt(member(count, "like"));
+        dislike = toInt(member(count, "dislike"));
+        likeOwned = isYes(member(count, "like_owned"));
+        dislikeOwned = isYes(member(count, "dis_owned"));
+        return status::kOk;
+    });
+}
+
+}  // namespace W

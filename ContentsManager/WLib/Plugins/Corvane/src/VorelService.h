@@ -1,0 +1,195 @@
+// The transport of one plug-in object: it turns finished URLs into host requests, remembers each under its reference
+// until its completion has been delivered, and holds the session. Read next: VorelServiceRequests.cpp for the way out,
+// cbVorelFnCallback() in VorelService.cpp for the way back, VorelServiceStatus.cpp for what statuses mean.
+//
+// Locks: the session lock and the request lock are never held together, and none is held while a completion runs.
+#pragma once
+
+#include "DebugPrint.h"
+#include "HttpDelegator.h"
+#include "WContentProvider.h"
+#include "WVLService.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace Json {
+class Value;
+}
+
+namespace W {
+
+class VorelService;
+class VorelServiceCMD;
+
+/// Called when a request has ended; returns the reference of the request to clean up.  [executor thread]
+using VorelCompletion = unsigned long long (*)(SESSION_STATUS, const HttpResponse&, VorelServiceCMD*,
+                                               unsigned long long);
+
+/// What a request needs when it comes back. Owned by the service from addARGS() on.
+struct VorelServiceArgs {
+    VorelService* service;
+    VorelServiceCMD* command;  ///< owned
+    VorelCompletion completion;
+};
+
+/// One live request.
+struct VorelRequestInfo {
+    HttpRequest* request = nullptr;  ///< owned
+    bool cancelFlag = false;
+    bool requestedFlag = false;   ///< the executor has accepted it
+    bool respondedFlag = false;   ///< it ended otherwise than by cancelling
+    std::uint32_t requestID = 0;  ///< key of its command
+    UINT64 reference = 0;
+    VorelServiceArgs* args = nullptr;
+    UINT64 spare[2] = {0, 0};
+    bool cancelledFirst = false;  ///< cancel() was answered 600 before it responded: its callback gets 600
+};
+
+using HeaderMap = std::map<std::string, std::string>;
+
+class VorelService {
+public:
+    VorelService(const std::string& name, const WContentProvider& provider);
+    /// Ends all requests without calling anybody back and frees what is left of them.
+    virtual ~VorelService();
+    VorelService(const VorelService&) = delete;
+    VorelService& operator=(const VorelService&) = delete;
+
+    // -- Requests (VorelServiceRequests.cpp)  [any thread]
+    // Each returns 0 and a reference, or a negative status, a reference of 0 and nothing left behind. Once the request
+    // has been registered a failure destroys the command too, as every end of a request does; before that the command
+    // stays the caller's. `body`, `url` and `headers` may belong to the command: they are copied before it is handed
+    // over.
+
+    /// GET of a reply. -3 out of memory or closing; other statuses are the executor's.
+    WSTATUS getDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+                           VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
+    /// GET into a file, without headers. Wanted: the second text has no meaning and is ignored.
+    /// @return also -1 when the path is empty
+    WSTATUS getDataRequest(const std::string& url, const std::string& unused, VorelServiceCMD* command,
+                           const std::string& filePath, unsigned long long& reference, VorelCompletion completion);
+    /// PUT of a file. @return also -1 when the path is empty, -403 when the file cannot be opened
+    WSTATUS putDataRequest(const std::string& url, const HeaderMap& headers, VorelServiceCMD* command,
+                           const std::string& filePath, unsigned long long& reference, VorelCompletion completion);
+    /// PUT of a body.
+    WSTATUS putDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+                           VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
+    WSTATUS deleteDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+                              VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
+
+    // -- Records of live requests  [any thread]
+    // A reference that is not (or no longer) known is ignored, and gives false.
+
+    /// Tag of all requests of this service: the provider's ID.
+    UINT64 getMagicID();
+    /// @return 0 and a new reference, or -3 and `reference` unchanged. The record owns `request` from then on.
+    WSTATUS createRequestInfo(HttpRequest* request, VorelServiceArgs* args, unsigned int requestID,
+                              unsigned long long& reference);
+    /// Erases the record; request and block stay.
+    void deleteRequestInfo(unsigned long long reference);
+    /// Reference of a request; 0 when it is not known.
+    UINT64 getReferenceID(const HttpRequest* request);
+    void setRequestedStatus(unsigned long long reference);
+    bool getRequestedStatus(unsigned long long reference);
+    void setRespondStatus(unsigned long long reference);
+    bool getRespondStatus(unsigned long long reference);
+    bool getCancelStatus(unsigned long long reference);
+    /// Whether the callback has to get 600: cancel() was answered 600 before the request responded.
+    bool isCancelledFirst(unsigned long long reference);
+    /// @return 600 marked; 700 marked before; -9 not known, or a download that has responded; -15 not cancellable
+    WSTATUS setCancelStatus(unsigned long long reference);
+    void addARGS(VorelServiceArgs* args);
+    /// Destroys a listed block and its command; another pointer is ignored.
+    void cleanupARGS(VorelServiceArgs* args);
+    /// Removes a request altogether: record, HTTP request, command, block.
+    void cleanRequest(unsigned long long reference);
+    std::size_t requestCount();
+    std::size_t argsCount();
+
+    void flushHttpRequests();
+    /// Nothing for null.
+    void flushHttpRequests(HttpRequest* request);
+
+    /// Refuses new requests, drops all completions from now on, ends the outstanding requests and waits for completions
+    /// that run on other threads. No lock may be held.
+    void close();
+
+    /// After close(): leaves the commands of all blocks to their owner's registry.
+    void surrenderCommands();
+
+    /// Completion of every request of a service; `user` is its VorelServiceArgs.  [executor thread]
+    static void cbVorelFnCallback(SESSION_STATUS status, HttpRequest* request, void* user);
+
+    // -- Session (VorelServiceSession.cpp)  [any thread]
+
+    /// Replaces the whole session.
+    void setSessionInfo(const WVLSession& session);
+    /// True when session ID and seed key are both set.
+    bool IsAvailableSession();
+    /// Session ID, "+", user ID, "+", and the lower-case hexadecimal SHA-1 (FIPS 180-4) of seed key, "+" and the
+    /// option "vorel_secret_key" of `provider`.
+    std::string getSessionToken(const WContentProvider& provider);
+
+    // -- Meaning of statuses (VorelServiceStatus.cpp): pure functions
+
+    static GSTATUS getVorelSTATUS(HTTP_RESPONSE_CODE code);
+    static GSTATUS getVorelSTATUS(const std::string& serviceCode);
+    static WSTATUS getWlibSTATUS(GSTATUS status);
+    /// True for 200 and 204. Wanted: disagrees with getVorelSTATUS() about 201, 204 and 304.
+    static bool HasHTTPOKStatus(HTTP_RESPONSE_CODE code);
+    /// 0 when the reply reports success, else -9000 minus its error code, or -57 when it cannot be read.
+    /// @param err      the reply's "err" value as a whole
+    /// @param message  receives the service's own words
+    static WSTATUS ExtractErrorCodeInInt(const std::string& stat, const Json::Value& err, std::string& message);
+    /// The same of a whole reply; -56 when it is not JSON.
+    static WSTATUS ExtractErrorCodeInInt(const std::string& body, std::string& message);
+
+    // -- Text
+
+    static std::string int2str(unsigned int value);
+    static std::string int2str(int value);
+    /// Replaces every blank by "+", in place, and returns a copy.
+    static std::string space2Char(std::string& text);
+
+    const std::string& baseUrl() const { return m_sBaseUrl; }
+    /// Before the first request only.
+    void setBaseUrl(std::string url) { m_sBaseUrl = std::move(url); }
+
+private:
+    /// Outlives the service in the completions that run while it is destroyed.
+    struct Life {
+        std::atomic<bool> closing{false};
+    };
+    struct Outgoing;
+    using Requests = std::map<UINT64, VorelRequestInfo*>;
+
+    WSTATUS queue(const Outgoing& outgoing, VorelServiceCMD* command, unsigned long long& reference,
+                  VorelCompletion completion, vorel::Here here);
+    /// Takes the record out of the map; null when there is none.
+    std::unique_ptr<VorelRequestInfo> takeRecord(unsigned long long reference);
+    bool flag(unsigned long long reference, bool VorelRequestInfo::*member);
+    void setFlag(unsigned long long reference, bool VorelRequestInfo::*member);
+
+    std::mutex m_sessionLock;  ///< session, token cache, magic ID, argument blocks
+    std::mutex m_requestLock;  ///< request records, reference counter
+    std::string m_sToken;
+    std::string m_sName;
+    WVLSession m_session;
+    std::unordered_set<VorelServiceArgs*> m_args;
+    Requests m_requests;
+    HttpDelegator* m_pDelegator;
+    UINT64 m_uMagicID = 0;
+    std::int32_t m_iLastReference = 0;
+
+    std::unordered_map<const HttpRequest*, UINT64> m_references;  ///< of every request in m_requests
+    std::string m_sBaseUrl;
+    std::shared_ptr<Life> m_pLife;
+};
+
+}  // namespace W

@@ -1,0 +1,207 @@
+// The plug-in object's life and the frame of its operations.
+
+#include "WVorelOAI.h"
+
+#include "DebugPrint.h"
+#include "WConfigManager.h"
+
+namespace W {
+
+using namespace vorel;
+
+namespace {
+
+constexpr char kProviderName[] = "Corvane";
+constexpr int kServiceType = 14;
+
+}  // namespace
+
+WVorelOAI::WVorelOAI()
+{
+    m_provider = WContentProvider(kProviderName, kServiceType);
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] WVorelOAI::WVorelOAI\n", __func__, __LINE__);
+    try {
+        std::unique_ptr<VorelService> service(new (std::nothrow) VorelService(kProviderName, m_provider));
+        if (service != nullptr)
+            service->setBaseUrl(readOption(m_provider, BaseUrl));
+        m_pService = service.release();
+    } catch (const std::bad_alloc&) {
+        // Every operation says so.
+    }
+}
+
+WVorelOAI::~WVorelOAI()
+{
+    if (m_pService != nullptr) {
+        m_pService->close();
+        m_pService->surrenderCommands();
+    }
+    cleanupCMD();
+    delete m_pService;
+    m_pService = nullptr;
+}
+
+int WVorelOAI::login(const std::string& /*id*/, const std::string& /*password*/, LoginCallback /*done*/,
+                     void* /*userData*/, WRequestStatus& /*out*/)
+{
+    return status::kUnsupported;
+}
+
+int WVorelOAI::logout(LogoutCallback /*done*/, void* /*userData*/, WRequestStatus& /*out*/)
+{
+    return status::kUnsupported;
+}
+
+int WVorelOAI::retrieveExceptions(std::list<WException*>& /*exceptions*/)
+{
+    return status::kUnsupported;
+}
+
+int WVorelOAI::resolveException(WException* /*exception*/, ResolveCallback /*done*/, void* /*userData*/,
+                                WRequestStatus& /*out*/)
+{
+    return status::kUnsupported;
+}
+
+void WVorelOAI::setWRequestStatus(unsigned int requestID, unsigned long long reference, int status, WRequestStatus& out)
+{
+    out.setRequestID(requestID);
+    out.setReqRefernce(reference);
+    out.setWStatus(status);
+}
+
+WDateTime WVorelOAI::serverTimeDifference() const
+{
+    const std::lock_guard<std::mutex> hold(m_registry.mutex());
+    return m_serverTimeDifference;
+}
+
+void WVorelOAI::setServerTimeDifference(const WDateTime& difference)
+{
+    const std::lock_guard<std::mutex> hold(m_registry.mutex());
+    m_serverTimeDifference = difference;
+}
+
+WSTATUS WVorelOAI::admit(const Operation& operation, const ProviderOptions& options, const Call& call) const
+{
+    const bool bracketed = operation.lines == Lines::Bracketed;
+    if (m_pService == nullptr) {
+        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain,
+                                  bracketed ? "[%s:%d] [========= m_pService is NULL!!!!!!! \n]"
+                                            : "[%s:%d] ========= m_pService is NULL!!!!!!! \n",
+                                  operation.name, call.line);
+        return status::kNoService;
+    }
+    if (operation.session == Session::Needed && !m_pService->IsAvailableSession()) {
+        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain,
+                                  bracketed ? "[%s:%d] [========= Session is not available!!!!!!! \n]"
+                                            : "[%s:%d] ========= Session is not available!!!!!!! \n",
+                                  operation.name, call.line);
+        return status::kNoSession;
+    }
+    if (!call.given || !options.hasAll(operation.required)) {
+        if (operation.key == VorelGetCertificationRuleCMD::kKey)
+            CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] ========= CountryCode is empty!!!!!!! \n",
+                                      operation.name, call.line);
+        return status::kBadArgument;
+    }
+    if (operation.clock == Clock::Needed && !serverTimeDifference().getOffsetTime().isValid())
+        return status::kNoServerTime;
+    return status::kOk;
+}
+
+int WVorelOAI::send(const Operation& operation, const ProviderOptions& options, const Call& call,
+                    std::unique_ptr<VorelServiceCMD> command, const std::string& url, const std::string& filePath)
+{
+    const HeaderMap map = headers(operation, options);
+    VorelServiceCMD* const handed = command.get();
+    const CommandRegistry::Ticket ticket = m_registry.add(handed);
+    command.release();
+
+    unsigned long long reference = 0;
+    const WSTATUS result = transport(operation.verb, *handed, map, url, filePath, reference);
+    if (result < 0) {
+        m_registry.destroy(handed, ticket);
+        return refuse(operation, call, result);
+    }
+    // The completion may have run: neither the command nor anything of it is touched from here on.
+    setWRequestStatus(operation.key, reference, status::kOk, call.out);
+    return status::kOk;
+}
+
+int WVorelOAI::refuse(const Operation& operation, const Call& call, WSTATUS status)
+{
+    failed(status, kObjectFile, {operation.name, call.line});
+    setWRequestStatus(operation.key, 0, status, call.out);
+    return status;
+}
+
+HeaderMap WVorelOAI::headers(const Operation& operation, const ProviderOptions& options) const
+{
+    HeaderMap map;
+    switch (operation.headers) {
+        case Headers::None:
+            return map;
+        case Headers::SeedKey:
+            map = {
+                {"AppKey", options[AppKey]}, {"AuthToken", options[AuthToken]}, {"CountryCode", options[Country]},
+                {"DUID", options[Duid]},     {"ModelID", options[ModelId]},     {"Version", "0.59"},
+            };
+            break;
+        case Headers::Compressed:
+            map.emplace("Accept-encoding", "gzip, deflate");
+            [[fallthrough]];
+        case Headers::Standard:
+            map.emplace("Token", m_pService->getSessionToken(m_provider));
+            map.emplace("AppKey", readOption(m_provider, AppKey));
+            break;
+    }
+    map.emplace("Content-Type", "text/json");
+    map.emplace("Cache-Control", "no-cache");
+    map.emplace("Pragma", "no-cache");
+    return map;
+}
+
+WSTATUS WVorelOAI::transport(Verb verb, VorelServiceCMD& command, const HeaderMap& headers, const std::string& url,
+                             const std::string& filePath, unsigned long long& reference)
+{
+    switch (verb) {
+        case Verb::Get:
+            return m_pService->getDataRequest(url, headers, command.body(), &command, reference,
+                                              cbFnVorelRequestCompleted);
+        case Verb::Put:
+            return m_pService->putDataRequest(url, headers, command.body(), &command, reference,
+                                              cbFnVorelRequestCompleted);
+        case Verb::Delete:
+            return m_pService->deleteDataRequest(url, headers, command.body(), &command, reference,
+                                                 cbFnVorelRequestCompleted);
+        case Verb::Upload:
+            return m_pService->putDataRequest(url, headers, &command, filePath, reference, cbFnVorelRequestCompleted);
+        case Verb::Download:
+            return m_pService->getDataRequest(url, std::string(), &command, filePath, reference,
+                                              cbFnVorelRequestCompleted);
+    }
+    return status::kNoService;
+}
+
+}  // namespace W
+
+extern "C" {
+
+/// Makes one plug-in object, which the host gives back to destroyPlugin(). Null when out of memory.  [host thread]
+__attribute__((visibility("default"))) W::WPlugin* createPlugin()
+{
+    try {
+        return new (std::nothrow) W::WVorelOAI;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+/// Destroys an object of createPlugin(); null is ignored. When it returns nothing of the object runs any more, but for
+/// the callback that it was called from, if it was.  [any thread]
+__attribute__((visibility("default"))) void destroyPlugin(W::WPlugin* plugin)
+{
+    delete plugin;
+}
+}

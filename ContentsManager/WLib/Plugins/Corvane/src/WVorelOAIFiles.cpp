@@ -1,0 +1,191 @@
+// What works on files of the device: downloads, and today's schedule read from one.
+
+#include "DebugPrint.h"
+#include "Programmes.h"
+#include "Reply.h"
+#include "WVorelOAI.h"
+
+#include <fcntl.h>
+#include <json/value.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cassert>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+namespace W {
+
+using namespace vorel;
+
+namespace {
+
+constexpr off_t kLargestSchedule = off_t{64} * 1024 * 1024;
+
+/// An open file that closes itself.
+class File {
+public:
+    explicit File(const std::string& path) : m_iDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+    ~File() { close(); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    bool isOpen() const { return m_iDescriptor >= 0; }
+
+    void close()
+    {
+        if (isOpen())
+            ::close(m_iDescriptor);
+        m_iDescriptor = -1;
+    }
+
+    /// Reads a regular file of at most `limit` bytes as a whole; a device, pipe or directory is refused and never
+    /// blocks.
+    bool readAll(std::string& text, off_t limit)
+    {
+        struct stat state = {};
+        if (!isOpen() || ::fstat(m_iDescriptor, &state) != 0 || !S_ISREG(state.st_mode) || state.st_size > limit)
+            return false;
+        text.resize(static_cast<std::size_t>(state.st_size));
+        std::size_t done = 0;
+        while (done < text.size()) {
+            const ssize_t got = ::read(m_iDescriptor, &text[done], text.size() - done);
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got <= 0)
+                return false;
+            done += static_cast<std::size_t>(got);
+        }
+        return true;
+    }
+
+private:
+    int m_iDescriptor;
+};
+
+constexpr Field<WVLChannel> kTodayChannel[] = {
+    {"source", &WVLChannel::setSource},
+    {"name", &WVLChannel::setName},
+    {"number", &WVLChannel::setNumber},
+};
+
+constexpr Field<WVLContent> kTodayContent[] = {
+    {"id", &WVLContent::setID},
+    {"lang", &WVLContent::setLang},
+    {"title", &WVLContent::setTitle},
+    {"cert_flag", &WVLContent::setCerti_flag},
+    {"starttime", &WVLContent::setStartTime},
+    {"duration", &WVLContent::setDuration},
+    {"genres", &WVLContent::setGenrelist},
+    {"poster", &WVLContent::setPoster},
+    {"short_desc", &WVLContent::setShortDesc},
+};
+
+}  // namespace
+
+int WVorelOAI::getTodaySchedule(const std::string& path, WContainer<WVLContent>& result)
+{
+    if (m_pService == nullptr) {
+        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] ========= m_pService is NULL!!!!!!! \n", __func__,
+                                  __LINE__);
+        return failed(status::kNoService, kObjectFile);
+    }
+    try {
+        std::string text;
+        if (!File(path).readAll(text, kLargestSchedule))
+            return failed(status::kFileNotReadable, kObjectFile);
+        Json::Value root;
+        if (!parseJson(text, root))
+            return failed(status::kNotJson, kObjectFile);
+        const Json::Value& rsp = member(root, "rsp");
+        // Wanted: the status word is printed and not tested.
+        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] \tstat : %s\n", __func__, __LINE__,
+                                  toText(member(rsp, "stat")).c_str());
+        const Json::Value& channels = member(rsp, "channel");
+        if (!member(rsp, "err").empty() || channels.size() == 0)
+            return failed(status::kUnreadableReply, kObjectFile);
+
+        const WDateTime clock = serverTimeDifference();
+        const ReadingRules rules{&clock, ImageTest::HasMembers, kImageWithoutSize};
+        std::list<WVLContent> list;
+        for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index)
+            readProgrammes(channels[index], kTodayChannel, kTodayContent, rules, list);
+        result.take(std::move(list));
+        return status::kOk;
+    } catch (const std::exception& exception) {
+        reportException(exception);
+        return failed(status::kUnreadableReply, kObjectFile);
+    }
+}
+
+// A download has a provider to check, texts to compose and no headers: the frame's steps, written out.
+int WVorelOAI::download(const WContentProvider& provider, const std::string& url, const std::string& directory,
+                        const std::string& fileName, DownloadCallback done, void* userData, WRequestStatus& out)
+{
+    constexpr const Operation& row = operation(VorelDownloadCMD::kKey);
+    const Call call(userData, out);
+    assert(m_pService != nullptr && "m_pService != __null");
+    if (m_pService == nullptr)
+        return refuse(row, call, status::kNoService);
+    try {
+        if (url.empty() || directory.empty())
+            return refuse(row, call, status::kBadArgument);
+        const std::string name = fileName.empty() ? url.substr(url.rfind('/') + 1) : fileName;
+        if (name.empty())
+            return refuse(row, call, status::kBadArgument);
+        const std::string localPath = directory + "/" + name;
+        if (provider.getID() != m_provider.getID())
+            return refuse(row, call, status::kWrongProvider);
+        std::unique_ptr<VorelDownloadCMD> command(new (std::nothrow)
+                                                      VorelDownloadCMD(done, userData, this, m_provider));
+        if (command == nullptr)
+            return refuse(row, call, status::kNoService);
+        command->MakeURL(url, localPath, name);
+        return send(row, ProviderOptions(m_provider, None), call, std::move(command), url, localPath);
+    } catch (const std::bad_alloc&) {
+        return refuse(row, call, status::kNoService);
+    }
+}
+
+UINT64 WVorelOAI::cbDownloadDone(SESSION_STATUS sessionStatus, const HttpResponse& response, VorelDownloadCMD* command,
+                                 UINT64 reference)
+{
+    WVorelOAI* const owner = command->owner();
+    if (owner == nullptr || owner->m_pService == nullptr)
+        return reference;
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [++ WVorelOAI::cbDownloadDone]", __func__, __LINE__);
+
+    // Nothing of what the callback gets belongs to the object or the command, which it may destroy.
+    const std::string localPath = command->takeLocalPath();
+    const WContentProvider provider = owner->m_provider;
+    File file(localPath);
+    WSTATUS result = status::kOk;
+    // Wanted: an exchange that broke is -403 when no file was written, whatever broke it; an HTTP failure is not.
+    if (sessionStatus == session::kCompleted && response.getHttpResponseCode() != 200)
+        result = VorelService::getWlibSTATUS(VorelService::getVorelSTATUS(response.getHttpResponseCode()));
+    else if (!file.isOpen())
+        result = status::kFileNotReadable;
+    else
+        result = VorelService::getWlibSTATUS(sessionStatus);
+
+    if (const auto done = command->callback()) {
+        if (owner->m_pService->isCancelledFirst(reference)) {
+            file.close();
+            std::remove(localPath.c_str());
+            ::sync();
+            CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [--WVorelOAI::cbDownloadDone] Canceled", __func__,
+                                      __LINE__);
+            result = status::kCancelled;
+        }
+        try {
+            done(result, provider, localPath, reference, command->userData());
+        } catch (...) {
+            // The caller's affair; the request is cleaned up all the same.
+        }
+    }
+    file.close();
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [--  WVorelOAI::cbDownloadDone]", __func__, __LINE__);
+    return reference;
+}
+
+}  // namespace W

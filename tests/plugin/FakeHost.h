@@ -1,0 +1,97 @@
+// A host for tests of the plug-in: its options, an executor that answers when and how the test says, and every debug
+// line. The test looks at what was sent, then answers: at once, late, from another thread, or never.
+#pragma once
+
+#include "CCDebug.h"
+#include "HttpDelegator.h"
+#include "WConfigManager.h"
+
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace W::test {
+
+/// What a request looked like when it was handed over.
+struct Sent {
+    HTTP_REQUEST_TYPE type;
+    std::string url;
+    std::vector<HttpHeader::Line> headers;
+    std::string body;
+    std::string filePath;
+    UINT64 id;
+    bool encoding;
+    bool upload;
+    HttpRequest* request;  ///< alive until it was answered
+};
+
+struct Line {
+    unsigned long level;
+    unsigned long flags;
+    std::string text;
+};
+
+/// One per test; the plug-in's calls to the framework reach the one that was made last.
+class FakeHost final : public HttpDelegator, public WConfigManager {
+public:
+    FakeHost();
+    /// Fails the test when requests are still pending.
+    ~FakeHost() override;
+
+    // What the test sets
+
+    /// Options of any provider; what is not here is empty.
+    std::map<std::string, std::string> options;
+    /// Status that addRequest() returns; negative refuses.
+    int addRequestResult = 0;
+    /// Debug lines are kept; switched off by tests that make millions of them.
+    bool keepsLines = true;
+    /// Called in addRequest() after the request was accepted, without a lock.
+    void (*onAccepted)(FakeHost& host, std::size_t index) = nullptr;
+
+    // What the test looks at
+
+    std::vector<Sent> sent;
+    /// Keys of the options in the order in which they were read.
+    std::vector<std::string> reads;
+    std::vector<UINT64> flushes;
+    int wakes = 0;
+
+    /// Lines with their "[function:" kept and the line number cut out, for example "[getSchedule] text".
+    std::vector<Line> lines();
+    /// The lines of one level, texts only.
+    std::vector<std::string> texts(unsigned long level);
+    bool hasLine(const std::string& text);
+    void forgetLines();
+
+    // How the test answers
+
+    /// Ends the exchange that was sent as number `index`, on this thread.
+    void answer(std::size_t index, SESSION_STATUS status, HTTP_RESPONSE_CODE code = 200, const std::string& body = {});
+    /// The last one, successfully.
+    void answer(const std::string& body) { answer(sent.size() - 1, session::kCompleted, 200, body); }
+
+    // The framework's side
+
+    int addRequest(HttpRequest* request) override;
+    void flushHttpRequests(UINT64 id) override;
+    void wake() override;
+    WVariant getCPOption(const WContentProvider& provider, const std::string& key) override;
+
+    void print(unsigned long level, unsigned long flags, const char* format, va_list* arguments);
+    static FakeHost* current();
+
+private:
+    bool takePending(HttpRequest* request);
+
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::vector<HttpRequest*> m_pending;
+    std::map<HttpRequest*, std::thread::id> m_completing;
+    std::vector<Line> m_lines;
+};
+
+}  // namespace W::test

@@ -1,0 +1,144 @@
+// The command registry: who destroys a command, and that it happens once.
+
+#include "CommandRegistry.h"
+#include "FakeHost.h"
+#include "VorelCommand.h"
+
+#include <gtest/gtest.h>
+
+namespace W::test {
+namespace {
+
+using vorel::CommandRegistry;
+
+class Watched final : public VorelServiceCMD {
+public:
+    explicit Watched(int& destroyed)
+        : VorelServiceCMD(WContentProvider("p", 1), nullptr, nullptr), m_destroyed(destroyed)
+    {}
+    ~Watched() override { ++m_destroyed; }
+
+private:
+    int& m_destroyed;
+};
+
+TEST(Registry, DestroysARegisteredCommandOnce)
+{
+    int destroyed = 0;
+    CommandRegistry registry;
+    auto* const command = new Watched(destroyed);
+    registry.add(command);
+    registry.destroy(command);
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_EQ(registry.size(), 0u);
+    registry.destroy(command);
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(Registry, NullAndUnknownCommandsChangeNothing)
+{
+    int destroyed = 0;
+    CommandRegistry registry;
+    registry.add(new Watched(destroyed));
+    registry.destroy(nullptr);
+    Watched unknown(destroyed);
+    registry.destroy(&unknown);
+    registry.release(&unknown);
+    EXPECT_EQ(registry.size(), 1u);
+    EXPECT_EQ(destroyed, 0);
+}
+
+TEST(Registry, RemovesOnlyTheFirstOfTwoRegistrations)
+{
+    int destroyed = 0;
+    CommandRegistry registry;
+    auto* const command = new Watched(destroyed);
+    registry.add(command);
+    registry.add(command);
+    registry.destroy(command);
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_EQ(registry.size(), 1u);
+    registry.release(command);  // only compared: it is gone
+}
+
+TEST(Registry, ReleaseForgetsWithoutDestroying)
+{
+    int destroyed = 0;
+    CommandRegistry registry;
+    Watched command(destroyed);
+    registry.add(&command);
+    registry.release(&command);
+    EXPECT_EQ(registry.size(), 0u);
+    EXPECT_EQ(destroyed, 0);
+}
+
+TEST(Registry, ATicketDoesNotReachALaterCommandAtTheSameAddress)
+{
+    int destroyed = 0;
+    CommandRegistry registry;
+    auto* const command = new Watched(destroyed);
+    const CommandRegistry::Ticket first = registry.add(command);
+    registry.release(command);
+    const CommandRegistry::Ticket second = registry.add(command);
+    registry.destroy(command, first);
+    EXPECT_EQ(destroyed, 0);
+    registry.destroy(command, second);
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(Registry, DestroysWhatIsLeft)
+{
+    int destroyed = 0;
+    {
+        CommandRegistry registry;
+        for (int count = 0; count < 3; ++count)
+            registry.add(new Watched(destroyed));
+        registry.destroyAll();
+        EXPECT_EQ(destroyed, 3);
+        registry.add(new Watched(destroyed));
+    }
+    EXPECT_EQ(destroyed, 4);
+}
+
+TEST(Command, CarriesProviderAndKind)
+{
+    FakeHost host;
+    const WContentProvider provider("Corvane", 14);
+    const VorelGetGuideCMD command(nullptr, nullptr, nullptr, provider);
+    EXPECT_EQ(command.getCPKey(), provider.getID());
+    EXPECT_EQ(command.getCMDKey(), 25u);
+    EXPECT_EQ(command.getID(), (std::uint64_t{provider.getID()} << 32) + 25);
+}
+
+TEST(Command, HasNoKindBeforeADerivedConstructorHasRun)
+{
+    int destroyed = 0;
+    EXPECT_EQ(Watched(destroyed).getCMDKey(), 0xFFFFFFFFu);
+}
+
+TEST(Command, SendLikeRemembersItsType)
+{
+    FakeHost host;
+    const WContentProvider provider("Corvane", 14);
+    VorelSendLikeCMD command(nullptr, nullptr, nullptr, provider);
+    EXPECT_EQ(command.GetType(), "");
+    command.MakeURL("id", "7", "dislike", provider);
+    EXPECT_EQ(command.GetType(), "dislike");
+}
+
+TEST(Command, DownloadKeepsItsTextsAndNoUrl)
+{
+    FakeHost host;
+    const WContentProvider provider("Corvane", 14);
+    VorelDownloadCMD command(nullptr, nullptr, nullptr, provider);
+    command.MakeURL("http://h/f", "/d/f", "f");
+    EXPECT_EQ(command.url(), "");
+    EXPECT_EQ(command.body(), "");
+    EXPECT_EQ(command.sourceUrl(), "http://h/f");
+    EXPECT_EQ(command.localPath(), "/d/f");
+    EXPECT_EQ(command.fileName(), "f");
+    EXPECT_TRUE(host.hasLine("[MakeURL] URL:[]\n"));
+}
+
+}  // namespace
+}  // namespace W::test
