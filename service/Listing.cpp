@@ -118,6 +118,23 @@ bool isMovieGenre(const std::string& genre)
     return std::find(std::begin(kMovie), std::end(kMovie), lowered(genre)) != std::end(kMovie);
 }
 
+// The errors that leave no doubt about the rest of the listing.
+struct Forgivable {
+    int code;
+    const char* reason;  // null: the parser's own words are plain enough
+};
+
+constexpr Forgivable kForgivable[] = {
+    {XML_ERR_NAME_REQUIRED, "a bare '&', which has to be written &amp;"},
+    {XML_ERR_ENTITYREF_SEMICOL_MISSING, "a '&' that begins no entity; it has to be written &amp;"},
+    {XML_ERR_UNDECLARED_ENTITY, nullptr},
+    {XML_WAR_UNDECLARED_ENTITY, nullptr},
+    {XML_ERR_INVALID_HEX_CHARREF, nullptr},
+    {XML_ERR_INVALID_DEC_CHARREF, nullptr},
+    {XML_ERR_INVALID_CHARREF, nullptr},
+    {XML_ERR_INVALID_CHAR, "a control character"},
+};
+
 enum class Record {
     None,
     Channel,
@@ -162,6 +179,7 @@ private:
     ListingText& textFor(const std::string& lang);
     void startRecord(Record record);
     void finishChannel();
+    void settleTexts();
     void finishProgramme();
     void setFault(std::string reason);
     [[noreturn]] void refuse(int line, const std::string& reason) const;
@@ -415,31 +433,20 @@ void Reader::noteError(const xmlError& error)
         const xmlParserInputPtr input = m_parser->input;
         return input != nullptr && input->cur > input->base && input->cur[-1] == '&';
     };
-    const bool costsOneRecord = [&] {
-        switch (error.code) {
-            case XML_ERR_NAME_REQUIRED:
-                return behindAmpersand();
-            case XML_ERR_ENTITYREF_SEMICOL_MISSING:
-            case XML_ERR_UNDECLARED_ENTITY:
-            case XML_WAR_UNDECLARED_ENTITY:
-            case XML_ERR_INVALID_HEX_CHARREF:
-            case XML_ERR_INVALID_DEC_CHARREF:
-            case XML_ERR_INVALID_CHARREF:
-            case XML_ERR_INVALID_CHAR:
-                return true;
-            default:
-                return false;
-        }
-    }();
-    const std::string reason = collapsed(error.message != nullptr ? error.message : "error");
-    if (costsOneRecord && (inText || inAttribute)) {
+    const auto* const row = std::find_if(std::begin(kForgivable), std::end(kForgivable),
+                                         [&](const Forgivable& forgivable) { return forgivable.code == error.code; });
+    const bool costsOneRecord = row != std::end(kForgivable) && (inText || inAttribute) &&
+                                (error.code != XML_ERR_NAME_REQUIRED || behindAmpersand());
+    const std::string message = collapsed(error.message != nullptr ? error.message : "error");
+    if (costsOneRecord) {
+        const std::string reason = row->reason != nullptr ? row->reason : message;
         if (inAttribute) {
             m_pendingFault = reason;
         } else {
             setFault(reason);
         }
     } else if (error.level == XML_ERR_FATAL) {
-        refuse(error.line, "not well-formed: " + reason);
+        refuse(error.line, "not well-formed: " + message);
     }
 }
 
@@ -528,24 +535,32 @@ void Reader::finishChannel()
     m_sink.addChannel(m_channel);
 }
 
-void Reader::finishProgramme()
+// A language without a title of its own has nothing to be listed under. Where none has a title, the programme keeps
+// its slot all the same: a guide with a hole would be wrong about what is on.
+void Reader::settleTexts()
 {
     std::vector<ListingText>& texts = m_programme.texts;
-    // A language that has no title of its own has nothing to be listed under.
-    texts.erase(std::remove_if(texts.begin(), texts.end(), [](const ListingText& text) { return text.title.empty(); }),
-                texts.end());
-    if (texts.empty()) {
-        m_sink.skip(m_recordLine, "the programme has no title");
-        return;
+    const auto untitled = [](const ListingText& text) { return text.title.empty(); };
+    if (std::all_of(texts.begin(), texts.end(), untitled)) {
+        texts.resize(1);
+        texts.front().title = std::exchange(texts.front().episodeTitle, {});
+    } else {
+        texts.erase(std::remove_if(texts.begin(), texts.end(), untitled), texts.end());
     }
+}
+
+void Reader::finishProgramme()
+{
+    settleTexts();
+    const ListingText& first = m_programme.texts.front();
     const bool movie = std::any_of(m_programme.genres.begin(), m_programme.genres.end(), isMovieGenre);
     m_programme.type = movie                                                         ? "movie"
                        : m_programme.season + m_programme.episode > 0 ? "series"
                                                                                      : "program";
     m_programme.key = !m_programId.empty()
                           ? m_programId
-                          : fmt::format("{}\n{}\n{}\n{}\n{}", texts.front().title, texts.front().episodeTitle,
-                                        m_programme.season, m_programme.episode, m_programme.year);
+                          : fmt::format("{}\n{}\n{}\n{}\n{}", first.title.empty() ? m_programme.channel : first.title,
+                                        first.episodeTitle, m_programme.season, m_programme.episode, m_programme.year);
     m_sink.addProgramme(m_programme);
 }
 

@@ -39,7 +39,7 @@ struct ListingProgramme {
     Instant start = 0;
     std::optional<Instant> stop;        // nothing where it is missing or not after start
     int clump = 0;                      // place among the programmes that share the slot
-    std::vector<ListingText> texts;     // at least one; the first is the listing's own choice
+    std::vector<ListingText> texts;     // at least one, its title perhaps empty; the first is the listing's choice
     std::vector<std::string> genres;    // in one language, without repeats
     std::string type;                   // "movie", "series" or "program"
     std::string key;                    // the same for every airing of the same film or episode
