@@ -73,7 +73,7 @@ void WVorelOAI::setAuthSeedkey(const WVLSession& session)
     try {
         if (m_pService != nullptr)
             m_pService->setSessionInfo(session);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         failed(status::kNoService, kObjectFile);
     }
 }
@@ -126,7 +126,7 @@ int WVorelOAI::sendChannel(AckCallback done, const std::string& url, const std::
         command->MakeURL(fileName, m_provider);
         const std::string& target = command->url();
         return send(row, options, call, std::move(command), target, options[ChannelInfoPath]);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return refuse(row, call, status::kNoService);
     }
 }
