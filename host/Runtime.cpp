@@ -8,8 +8,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <optional>
-#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -30,19 +28,17 @@ constexpr std::pair<std::string_view, const char*> kDefaultsForPeople[] = {
 
 }  // namespace
 
-void fill(Configuration& configuration, const CommonOptions& options, Defaults defaults)
+std::string fill(Configuration& configuration, const CommonOptions& options, Defaults defaults)
 {
     if (defaults == Defaults::ForPeople) {
         for (const auto& [key, value] : kDefaultsForPeople)
             configuration.set(key, value, "default");
     }
-    std::optional<std::string> file;
-    if (!options.config.empty())
-        file = options.config;
-    else if (defaults == Defaults::ForPeople)
-        file = standardSettingsFile();
-    if (file)
-        readSettingsFile(*file, configuration);
+    std::string file = options.config;
+    if (file.empty() && defaults == Defaults::ForPeople)
+        file = standardSettingsFile().value_or("");
+    if (!file.empty())
+        readSettingsFile(file, configuration);
     configuration.setFromEnvironment(environ);
     for (const std::string& setting : options.settings) {
         const std::size_t equals = setting.find('=');
@@ -50,13 +46,31 @@ void fill(Configuration& configuration, const CommonOptions& options, Defaults d
     }
     for (const std::string& complaint : configuration.complaints())
         fmt::print(stderr, "corvane: {}\n", complaint);
+    return file;
 }
 
-Runtime::Runtime(const CommonOptions& options, Defaults defaults)
+namespace {
+
+Configuration filled(const CommonOptions& options, Defaults defaults)
 {
-    fill(m_configuration, options, defaults);
+    Configuration configuration;
+    fill(configuration, options, defaults);
+    return configuration;
+}
+
+}  // namespace
+
+Runtime::Runtime(const CommonOptions& options, Defaults defaults)
+    : Runtime(options, filled(options, defaults), defaults)
+{}
+
+Runtime::Runtime(const CommonOptions& options, Configuration configuration, Defaults defaults)
+    : m_configuration(std::move(configuration))
+{
     const HttpLimits limits = m_configuration.httpLimits();
-    setDebugLevel(options.logLevel);
+    // People get failures in words; the plug-in's error lines would only stand in between.
+    const bool quiet = defaults == Defaults::ForPeople && options.log.empty();
+    setDebugLevel(options.logLevel.value_or(quiet ? 0 : 1));
     installDebugLog(options.log.empty() ? std::make_unique<DebugLog>(STDERR_FILENO) : DebugLog::open(options.log));
     installConfigManager(&m_configuration);
     m_pExecutor = new CurlExecutor(limits);

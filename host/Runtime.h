@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,11 +16,11 @@ namespace W::host {
 
 /// What the command line says to all subcommands.
 struct CommonOptions {
-    std::string plugin;                 ///< file; empty for the standard one
-    std::string config;                 ///< file; empty for the standard one, where that is read at all
-    std::vector<std::string> settings;  ///< KEY=VALUE
-    std::string log;                    ///< file or "syslog"; empty for standard error
-    unsigned long logLevel = 1;
+    std::string plugin;                     ///< file; empty for the standard one
+    std::string config;                     ///< file; empty for the standard one, where that is read at all
+    std::vector<std::string> settings;      ///< KEY=VALUE
+    std::string log;                        ///< file or "syslog"; empty for standard error
+    std::optional<unsigned long> logLevel;  ///< else 1, and with ForPeople and no log nothing
     double timeoutSeconds = 30;
 
     std::chrono::milliseconds timeout() const
@@ -35,14 +36,17 @@ enum class Defaults {
 };
 
 /// Fills a configuration: defaults, then file, environment and --set. Complaints go to standard error.
+/// @return the file that was read; empty when none was
 /// @throws std::runtime_error with one line for the user
-void fill(Configuration& configuration, const CommonOptions& options, Defaults defaults);
+std::string fill(Configuration& configuration, const CommonOptions& options, Defaults defaults);
 
 /// One per process at a time. Destruction gives the object back, ends what is outstanding and unloads the library.
 class Runtime {
 public:
     /// Installs configuration, log and executor, loads the library and makes the object.
     /// @throws std::runtime_error with one line for the user
+    Runtime(const CommonOptions& options, Configuration configuration, Defaults defaults);
+    /// The same with a configuration filled as above.
     Runtime(const CommonOptions& options, Defaults defaults);
     ~Runtime();
     Runtime(const Runtime&) = delete;
