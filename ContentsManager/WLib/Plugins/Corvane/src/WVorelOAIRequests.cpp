@@ -4,6 +4,8 @@
 #include "DebugPrint.h"
 #include "WVorelOAI.h"
 
+#include <strings.h>
+
 namespace W {
 
 using namespace vorel;
@@ -35,7 +37,8 @@ bool given(const Arguments&... arguments)
 
 bool isAbsoluteHttpUrl(const std::string& url)
 {
-    return url.compare(0, 7, "http://") == 0 || url.compare(0, 8, "https://") == 0;
+    // Schemes know no case.
+    return strncasecmp(url.c_str(), "http://", 7) == 0 || strncasecmp(url.c_str(), "https://", 8) == 0;
 }
 
 }  // namespace
