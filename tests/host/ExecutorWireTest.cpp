@@ -2,14 +2,13 @@
 #include "Exchange.h"
 #include "HttpWire.h"
 #include "RawServer.h"
+#include "Scratch.h"
 
 #include <gmock/gmock.h>
 #include <zlib.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -33,29 +32,6 @@ std::string gzip(const std::string& text)
     deflateEnd(&stream);
     return packed;
 }
-
-std::string readFile(const std::string& path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-class ScratchDirectory {
-public:
-    ScratchDirectory()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "corvane-XXXXXX").string();
-        m_path = ::mkdtemp(name.data());
-    }
-    ~ScratchDirectory() { std::filesystem::remove_all(m_path); }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    std::string file(const std::string& name) const { return (m_path / name).string(); }
-
-private:
-    std::filesystem::path m_path;
-};
 
 HttpHeader headers(const std::vector<HttpHeader::Line>& lines)
 {
