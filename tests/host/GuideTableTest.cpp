@@ -130,7 +130,7 @@ TEST_F(GuideTable, OverlapsAndMomentsDoNotUpsetIt)
     programme("a", 95, 1, "Moment");
     programme("a", 96, 0, "Nothing");
     programme("a", 97, -5, "Less than nothing");
-    EXPECT_EQ(table()[2], "1 One    │>Overlappe…│Overlapping            │");
+    EXPECT_EQ(table()[2], "1 One    │>Overlapped│Overlapping            │");
 }
 
 TEST_F(GuideTable, LinesNeverExceedTheWidth)
