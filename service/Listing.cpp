@@ -132,7 +132,7 @@ constexpr Forgivable kForgivable[] = {
     {XML_ERR_INVALID_HEX_CHARREF, nullptr},
     {XML_ERR_INVALID_DEC_CHARREF, nullptr},
     {XML_ERR_INVALID_CHARREF, nullptr},
-    {XML_ERR_INVALID_CHAR, "a control character"},
+    {XML_ERR_INVALID_CHAR, nullptr},  // a control character, or bytes that the encoding does not have
 };
 
 enum class Record {
@@ -206,6 +206,7 @@ private:
     std::map<std::string, xmlEntity, std::less<>> m_entities;
     std::map<std::string, std::string, std::less<>> m_entityTexts;
 
+    int m_charset = 0;  // the parser's, as the root element found it
     int m_depth = 0;
     Record m_record = Record::None;
     int m_recordLine = 0;
@@ -260,8 +261,6 @@ xmlSAXHandler Reader::handlers()
     sax.startElementNs = [](void* context, const xmlChar* name, const xmlChar*, const xmlChar*, int, const xmlChar**,
                             int count, int, const xmlChar** values) {
         self(context).guarded([&] {
-            // Once an error has been recovered from, the parser would drop every later entity, &amp; included.
-            self(context).m_parser->wellFormed = 1;
             Attributes attributes;
             for (int i = 0; i < count; ++i) {
                 const xmlChar** const value = values + 5 * static_cast<std::ptrdiff_t>(i);
@@ -346,6 +345,13 @@ int Reader::readBytes(char* buffer, int size)
 
 void Reader::startElement(std::string_view name, Attributes attributes)
 {
+    // Once an error has been recovered from, the parser would drop every later entity, &amp; included.
+    m_parser->wellFormed = 1;
+    // After some errors it takes the rest for Latin-1, which would make nonsense of what follows.
+    m_charset = m_depth == 0 ? m_parser->charset : m_charset;
+    if (m_parser->charset != m_charset) {
+        refuse(line(), "the bytes are not in the encoding declared; correct the listing's first line");
+    }
     ++m_depth;
     if (m_depth == 1) {
         if (name != "tv") {

@@ -18,10 +18,11 @@
 namespace corvaned {
 namespace {
 
-// A kept connection occupies a worker while it idles, so there are many more of them than cores.
+// A kept connection occupies a worker while it idles, so there are many more workers than cores and idling is short.
+// It is also the longest that stop() waits for.
 constexpr std::size_t kWorkers = 64;
 constexpr std::size_t kRequestsPerConnection = 1000000;
-constexpr time_t kIdleSeconds = 5;
+constexpr time_t kIdleSeconds = 2;
 constexpr std::size_t kLargestBody = 1 << 20;
 constexpr std::size_t kWorthPacking = 512;  // bytes; below, gzip's own header eats the gain
 constexpr int kBacklog = 1024;

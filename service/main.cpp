@@ -155,10 +155,12 @@ int runServe(const ServeArguments& arguments)
     Store store(sample ? temporary->path() : arguments.database, sample ? Store::Mode::Create : Store::Mode::Existing);
     if (sample) {
         importSample(store, systemNow(), zone);
-        fmt::print(stderr, "corvaned: no --db given, serving the sample guide\n");
     }
     Service service(store, std::move(settings));
     Server server(service, address, tls, [](const std::string& line) { fmt::print(stderr, "{}\n", line); });
+    if (sample) {
+        fmt::print(stderr, "corvaned: no --db given, serving the sample guide\n");
+    }
     fmt::print("corvaned listening on {}\n", server.url());
     std::fflush(stdout);
 

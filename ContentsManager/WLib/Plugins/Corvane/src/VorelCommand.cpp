@@ -49,8 +49,7 @@ bool VorelServiceCMD::isCancelled(UINT64 reference) const
 Query VorelServiceCMD::urlQuery(const std::string& path, const ProviderOptions& options)
 {
     m_sUrl += fullPath(path);
-    if (m_sUrl.back() != '?')
-        m_sUrl += '?';
+    m_sUrl += '?';
     return {m_sUrl, m_sBody, Query::Place::Url, options, {kMakeUrl}};
 }
 

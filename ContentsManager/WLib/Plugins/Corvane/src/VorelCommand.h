@@ -54,7 +54,6 @@ public:
 
 protected:
     /// Appends a path and "?" and writes the parameters behind it.
-    /// @param path  a "?" at its end is not doubled
     vorel::Query urlQuery(const std::string& path, const vorel::ProviderOptions& options);
     /// Appends a path; the parameters go into the body.
     vorel::Query bodyQuery(const std::string& path, const vorel::ProviderOptions& options);

@@ -237,7 +237,7 @@ void VorelGetSeriesDetailInfoCMD::MakeURL(const std::string& contentId, const st
 {
     const ProviderOptions options(provider, Country | Language | Headend | Device);
     // Wanted: the language stands behind the device, and there is no "&device=N".
-    urlQuery("browse/content/" + contentId + "/series?", options)
+    urlQuery("browse/content/" + contentId + "/series", options)
         .country()
         .headend()
         .device()

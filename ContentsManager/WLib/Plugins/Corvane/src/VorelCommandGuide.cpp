@@ -259,7 +259,7 @@ void VorelSearchEpgCMD::MakeURL(const std::string& query, const std::string& exa
 {
     const ProviderOptions options(provider, Country | Headend | Device);
     // Wanted: the BODY line shows the URL, and a start of 0 is written where other operations leave it out.
-    urlQuery("search/epg_search?", options)
+    urlQuery("search/epg_search", options)
         .showingUrlAsBody()
         .country()
         .text("&q=", query)

@@ -279,7 +279,7 @@ void VorelGetCombinationCMD::MakeURL(const std::string& modelFirmwareCode, const
 {
     const ProviderOptions options(provider, kViewer);
     // Wanted: the concierge does not lie under the common path, and no "&device=N".
-    urlQuery("/openapi/service/concierge/combination?", options)
+    urlQuery("/openapi/service/concierge/combination", options)
         .country()
         .languageIfSet()
         .headendIfSet()

@@ -100,7 +100,7 @@ WSTATUS VorelService::createRequestInfo(HttpRequest* request, VorelServiceArgs* 
         }
         reference = record.release()->reference;
         return status::kOk;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return failed(status::kNoService, kServiceFile);
     }
 }

@@ -58,7 +58,7 @@ WSTATUS VorelService::queue(const Outgoing& outgoing, VorelServiceCMD* command, 
                 return status::kOk;
             }
         }
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         result = status::kNoService;
     }
     failed(result, kServiceFile, here);

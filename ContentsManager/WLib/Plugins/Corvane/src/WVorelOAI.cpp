@@ -25,7 +25,7 @@ WVorelOAI::WVorelOAI()
         if (service != nullptr)
             service->setBaseUrl(readOption(m_provider, BaseUrl));
         m_pService = service.release();
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         // Every operation says so.
     }
 }
@@ -193,7 +193,7 @@ __attribute__((visibility("default"))) W::WPlugin* createPlugin()
 {
     try {
         return new (std::nothrow) W::WVorelOAI;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return nullptr;
     }
 }

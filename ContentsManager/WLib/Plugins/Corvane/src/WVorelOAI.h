@@ -260,7 +260,7 @@ int WVorelOAI::request(const Call& call, typename Command::Callback done, const 
             command->MakeURL(arguments..., m_provider);
         const std::string& url = command->url();
         return send(row, options, call, std::move(command), url);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return refuse(row, call, status::kNoService);
     }
 }

@@ -142,7 +142,7 @@ int WVorelOAI::download(const WContentProvider& provider, const std::string& url
             return refuse(row, call, status::kNoService);
         command->MakeURL(url, localPath, name);
         return send(row, ProviderOptions(m_provider, None), call, std::move(command), url, localPath);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return refuse(row, call, status::kNoService);
     }
 }

@@ -4,6 +4,8 @@
 #include "DebugPrint.h"
 #include "WVorelOAI.h"
 
+#include <strings.h>
+
 namespace W {
 
 using namespace vorel;
@@ -35,7 +37,8 @@ bool given(const Arguments&... arguments)
 
 bool isAbsoluteHttpUrl(const std::string& url)
 {
-    return url.compare(0, 7, "http://") == 0 || url.compare(0, 8, "https://") == 0;
+    // Schemes know no case.
+    return strncasecmp(url.c_str(), "http://", 7) == 0 || strncasecmp(url.c_str(), "https://", 8) == 0;
 }
 
 }  // namespace
@@ -73,7 +76,7 @@ void WVorelOAI::setAuthSeedkey(const WVLSession& session)
     try {
         if (m_pService != nullptr)
             m_pService->setSessionInfo(session);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         failed(status::kNoService, kObjectFile);
     }
 }
@@ -126,7 +129,7 @@ int WVorelOAI::sendChannel(AckCallback done, const std::string& url, const std::
         command->MakeURL(fileName, m_provider);
         const std::string& target = command->url();
         return send(row, options, call, std::move(command), target, options[ChannelInfoPath]);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return refuse(row, call, status::kNoService);
     }
 }

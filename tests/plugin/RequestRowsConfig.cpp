@@ -1,0 +1,145 @@
+// Session, configuration, terms, the upload and the download.
+
+#include "RequestRows.h"
+
+namespace W::test {
+
+std::vector<RequestRow> configRows()
+{
+    using O = WVorelOAI;
+    return {
+        {"getAuthSeedkey", "NoArguments", calling(&O::getAuthSeedkey), {{"", "auth/seedkey"}, {"app_key=", nullptr}}},
+
+        {"getGenreList",
+         "WithChecksum",
+         calling(&O::getGenreList, "sum"),
+         {{"", "conf/genre?country=US&lang=en&checksum=sum"},
+          {"country=", "conf/genre?country=&lang=en&checksum=sum"},
+          {"language=", "conf/genre?country=US&checksum=sum"},
+          {"country= language=", "conf/genre?country=&checksum=sum"}}},
+        {"getGenreList",
+         "WithoutChecksum",
+         calling(&O::getGenreList, ""),
+         {{"", "conf/genre?country=US&lang=en"},
+          {"country=", "conf/genre?country=&lang=en"},
+          {"language=", "conf/genre?country=US"}}},
+
+        {"getConfLog",
+         "NoArguments",
+         calling(&O::getConfLog),
+         {{"", "conf/log?country=US&headend=H1&device=X"},
+          {"country=", "conf/log?country=&headend=H1&device=X"},
+          {"headend=", "conf/log?country=US&headend=&device=X"},
+          {"device_type=", "conf/log?country=US&headend=H1&device=N"},
+          {"country= headend= device_type=", "conf/log?country=&headend=&device=N"}}},
+
+        {"getLocalTime",
+         "NoArguments",
+         calling(&O::getLocalTime),
+         {{"", "conf/localtime?country=US&headend=H1&device=X"},
+          {"country=", nullptr},
+          {"headend=", nullptr},
+          {"device_type=", "conf/localtime?country=US&headend=H1&device=N"}}},
+
+        {"resetHistory",
+         "WithTime",
+         calling(&O::resetHistory, 86400),
+         {{"", "conf/reset?country=US&timestamp=1970-01-02T00:00:00Z"},
+          {"country=", "conf/reset?country=&timestamp=1970-01-02T00:00:00Z"}}},
+        {"resetHistory",
+         "WithoutTime",
+         calling(&O::resetHistory, 0),
+         {{"", "conf/reset?country=US"}, {"country=", "conf/reset?country="}}},
+
+        {"getServerUrl",
+         "NoArguments",
+         calling(&O::getServerUrl),
+         {{"", "conf/server?country=US"},
+          {"country=", "conf/server?country="},
+          {"server_url=http://other/there", "http://other/there/openapi/service/vorel/conf/server?country=US"}}},
+
+        {"checkUpload",
+         "NoArguments",
+         calling(&O::checkUpload),
+         {{"", "conf/upload_check?country=US&headend=H1&device=X"},
+          {"country=", "conf/upload_check?country=&headend=H1&device=X"},
+          {"headend=", "conf/upload_check?country=US&headend=&device=X"},
+          {"device_type=", "conf/upload_check?country=US&headend=H1&device=N"}}},
+
+        {"sendChannel",
+         "ToAnHttpUrl",
+         calling(&O::sendChannel, "http://up/load", "ch.json"),
+         {{"", "http://up/load?filename=ch.json"}, {"channelinfo_filepath=", nullptr}}},
+        {"sendChannel",
+         "ToAnHttpsUrlWithAQuery",
+         calling(&O::sendChannel, "https://up/load?a=1", "ch.json"),
+         {{"", "https://up/load?a=1?filename=ch.json"}}},
+        {"sendChannel",
+         "ToAnHttpUrlInCapitals",
+         calling(&O::sendChannel, "HTTP://UP/load", "ch.json"),
+         {{"", "HTTP://UP/load?filename=ch.json"}}},
+        {"sendChannel",
+         "ToNoUrl",
+         calling(&O::sendChannel, "", "ch.json"),
+         {{"", "http://base?filename=ch.json"}, {"server_url=http://other", "http://base?filename=ch.json"}}},
+        {"sendChannel",
+         "ToAPath",
+         calling(&O::sendChannel, "/up/load", "ch.json"),
+         {{"", "http://base?filename=ch.json"}}},
+        {"sendChannel",
+         "ToAnotherScheme",
+         calling(&O::sendChannel, "ftp://up/load", "ch.json"),
+         {{"", "http://base?filename=ch.json"}}},
+        {"sendChannel",
+         "ToASchemeThatBeginsAlike",
+         calling(&O::sendChannel, "httpx://up/load", "ch.json"),
+         {{"", "http://base?filename=ch.json"}}},
+        {"sendChannel", "WithoutFileName", calling(&O::sendChannel, "http://up/load", ""), {{"", nullptr}}},
+
+        {"getCertificationRule",
+         "NoArguments",
+         calling(&O::getCertificationRule),
+         {{"", "conf/cert_rule?country=US&headend=H1&device=X"},
+          {"country=", nullptr},
+          {"headend=", "conf/cert_rule?country=US&headend=&device=X"},
+          {"device_type=", "conf/cert_rule?country=US&headend=H1&device=N"}}},
+
+        {"checkAgreement",
+         "NoArguments",
+         calling(&O::checkAgreement),
+         {{"", "agreement/check?country=US"}, {"country=", "agreement/check?country="}}},
+        {"confirmAgreement",
+         "NoArguments",
+         calling(&O::confirmAgreement),
+         {{"", "agreement/confirm?country=US"}, {"country=", "agreement/confirm?country="}}},
+        {"setAnonymAgreement",
+         "Yes",
+         calling(&O::setAnonymAgreement, true),
+         {{"", "agreement/anonym?country=US&flag=yes"}, {"country=", "agreement/anonym?country=&flag=yes"}}},
+        {"setAnonymAgreement",
+         "No",
+         calling(&O::setAnonymAgreement, false),
+         {{"", "agreement/anonym?country=US&flag=no"}, {"country=", "agreement/anonym?country=&flag=no"}}},
+        {"revocateAgreement",
+         "NoArguments",
+         calling(&O::revocateAgreement),
+         {{"", "agreement/revocation?country=US"}, {"country=", "agreement/revocation?country="}}},
+
+        {"download",
+         "WithName",
+         [](WVorelOAI& o, Counter& c) {
+             return o.download(o.getContentProvider(), "http://host/a/b.ts", "/dir", "name.ts", Counter::Callback(), &c,
+                               c.out);
+         },
+         {{"", "http://host/a/b.ts"}}},
+        {"download",
+         "WithoutName",
+         [](WVorelOAI& o, Counter& c) {
+             return o.download(o.getContentProvider(), "http://host/a/name.ts", "/dir", "", Counter::Callback(), &c,
+                               c.out);
+         },
+         {{"", "http://host/a/name.ts"}}},
+    };
+}
+
+}  // namespace W::test

@@ -1,0 +1,76 @@
+#include "Arguments.h"
+
+#include <gtest/gtest.h>
+
+namespace corvaned {
+namespace {
+
+constexpr ParameterRule kRules[] = {
+    {"name", Place::Query, Kind::Text, Presence::Optional},
+    {"ids", Place::Query, Kind::List, Presence::Required},
+    {"hours", Place::Query, Kind::Number, Presence::Optional, 1, 24},
+    {"sizes", Place::Query, Kind::Numbers, Presence::Optional},
+    {"from", Place::Query, Kind::Time, Presence::Optional},
+    {"DUID", Place::Header, Kind::Text, Presence::Required},
+};
+
+Request requestOf(std::multimap<std::string, std::string> query, const std::string& device = "d")
+{
+    return {"GET", "/", std::move(query), [device](const char*) { return device; }};
+}
+
+TEST(Arguments, AreReadByTheirRows)
+{
+    const Arguments arguments(kRules, requestOf({{"ids", "a,b,,c,"},
+                                                 {"hours", "24"},
+                                                 {"sizes", "1,2"},
+                                                 {"from", "2026-11-21T01:30:00Z"},
+                                                 {"unknown", "ignored"}}));
+    EXPECT_EQ(arguments.text("name"), "");
+    EXPECT_EQ(arguments.list("ids"), (std::vector<std::string>{"a", "b", "c"}));
+    EXPECT_EQ(arguments.number("hours"), 24);
+    EXPECT_EQ(arguments.number("from"), 1795224600);
+    EXPECT_EQ(arguments.text("DUID"), "d");
+    EXPECT_THROW(arguments.text("unknown"), std::out_of_range);
+}
+
+TEST(Arguments, AbsentNumbersGetTheEndpointsOwn)
+{
+    const Arguments arguments(kRules, requestOf({{"ids", "a"}, {"hours", ""}}));
+    EXPECT_EQ(arguments.number("hours", 6), 6);
+    EXPECT_EQ(arguments.number("from", -1), -1);
+}
+
+TEST(Arguments, FaultsNameTheParameter)
+{
+    const struct {
+        std::multimap<std::string, std::string> query;
+        const char* device;
+        ServiceCode code;
+        const char* message;
+    } rows[] = {
+        {{}, "d", ServiceCode::MissingValue, "parameter 'ids' is missing"},
+        {{{"ids", ""}}, "d", ServiceCode::MissingValue, "parameter 'ids' is missing"},
+        {{{"ids", ",,"}}, "d", ServiceCode::MissingValue, "parameter 'ids' is missing"},
+        {{{"ids", "a"}}, "", ServiceCode::MissingValue, "header 'DUID' is missing"},
+        {{{"ids", "a"}, {"hours", "0"}}, "d", ServiceCode::BadValue, "parameter 'hours' is '0'; it must be a number from 1 to 24"},
+        {{{"ids", "a"}, {"hours", "25"}}, "d", ServiceCode::BadValue, "parameter 'hours' is '25'; it must be a number from 1 to 24"},
+        {{{"ids", "a"}, {"hours", "1x"}}, "d", ServiceCode::BadValue, "parameter 'hours' is '1x'; it must be a number from 1 to 24"},
+        {{{"ids", "a"}, {"hours", "99999999999999999999"}}, "d", ServiceCode::BadValue, "parameter 'hours' is '99999999999999999999'; it must be a number from 1 to 24"},
+        {{{"ids", "a"}, {"sizes", "1,two"}}, "d", ServiceCode::BadValue, "parameter 'sizes' is 'two'; it must be a number from 0 to 2147483647"},
+        {{{"ids", "a"}, {"sizes", "-1"}}, "d", ServiceCode::BadValue, "parameter 'sizes' is '-1'; it must be a number from 0 to 2147483647"},
+        {{{"ids", "a"}, {"from", "now"}}, "d", ServiceCode::BadValue, "parameter 'from' is 'now'; it must be a time such as 2026-11-21T01:30:00Z"},
+    };
+    for (const auto& row : rows) {
+        try {
+            const Arguments arguments(kRules, requestOf(row.query, row.device));
+            ADD_FAILURE() << "not refused: " << row.message;
+        } catch (const Refusal& refusal) {
+            EXPECT_STREQ(refusal.what(), row.message);
+            EXPECT_EQ(refusal.code(), row.code) << row.message;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace corvaned

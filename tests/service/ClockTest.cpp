@@ -1,0 +1,56 @@
+#include "Clock.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "OperatorError.h"
+
+namespace corvaned {
+namespace {
+
+constexpr Instant kNovember = 1795224600;  // 2026-11-21T01:30:00Z
+
+TEST(Clock, UtcTextsGoBothWays)
+{
+    EXPECT_EQ(formatUtc(kNovember), "2026-11-21T01:30:00Z");
+    EXPECT_EQ(parseUtc("2026-11-21T01:30:00Z"), kNovember);
+    EXPECT_EQ(parseUtc("1969-12-31T23:59:59Z"), -1);
+    for (const char* text : {"", "2026-11-21", "2026-11-21T01:30:00", "2026-11-21T01:30:00z", "2026-11-21 01:30:00Z",
+                             "2026-02-30T00:00:00Z", "2026-11-21T24:00:00Z", "2026-11-21T01:30:00Z ",
+                             "+026-11-21T01:30:00Z", "2026-11-21T01:30:00+00:00"}) {
+        EXPECT_FALSE(parseUtc(text)) << text;
+    }
+}
+
+TEST(Clock, ZoneByOffset)
+{
+    const Zone zone = Zone::named("-05:30");
+    EXPECT_EQ(zone.name(), "-05:30");
+    EXPECT_EQ(zone.formatLocal(kNovember), "2026-11-20T20:00:00");
+    EXPECT_EQ(zone.formatOffset(kNovember), "-05:30");
+    EXPECT_EQ(formatUtc(zone.midnight(kNovember)), "2026-11-20T05:30:00Z");
+    EXPECT_EQ(Zone::named("+00:00").formatOffset(kNovember), "+00:00");
+}
+
+TEST(Clock, ZoneByNameKnowsSummerTime)
+{
+    if (!std::filesystem::exists("/usr/share/zoneinfo/Europe/Berlin")) {
+        GTEST_SKIP() << "no zone tables on this machine";
+    }
+    const Zone zone = Zone::named("Europe/Berlin");
+    EXPECT_EQ(zone.formatOffset(kNovember), "+01:00");
+    EXPECT_EQ(zone.formatLocal(kNovember), "2026-11-21T02:30:00");
+    EXPECT_EQ(zone.formatOffset(*parseUtc("2026-07-01T00:00:00Z")), "+02:00");
+    Zone::named("UTC");
+}
+
+TEST(Clock, RefusesWhatIsNoZone)
+{
+    for (const char* text : {"", "Foo/Bar", "../../etc/passwd", "/etc/passwd", "+9:00", "+15:00", "+09:60", "09:00"}) {
+        EXPECT_THROW(Zone::named(text), OperatorError) << text;
+    }
+}
+
+}  // namespace
+}  // namespace corvaned

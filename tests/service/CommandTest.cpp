@@ -1,0 +1,178 @@
+// The program as a shell sees it: what it prints where, its exit code, its signals.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "TestSupport.h"
+
+namespace corvaned {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+// A run of the program. Its standard output is a pipe, its standard error a file.
+class Program {
+public:
+    explicit Program(std::vector<std::string> arguments)
+    {
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC) != 0) {
+            throw std::runtime_error("pipe");
+        }
+        m_output = ends[0];
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile().c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        arguments.insert(arguments.begin(), CORVANED_PROGRAM);
+        std::vector<char*> argv;
+        for (std::string& argument : arguments) {
+            argv.push_back(argument.data());
+        }
+        argv.push_back(nullptr);
+        if (posix_spawn(&m_pid, CORVANED_PROGRAM, &actions, nullptr, argv.data(), environ) != 0) {
+            throw std::runtime_error("spawn");
+        }
+        posix_spawn_file_actions_destroy(&actions);
+        close(ends[1]);
+    }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+    ~Program()
+    {
+        close(m_output);
+        if (m_pid != 0) {
+            kill(m_pid, SIGKILL);
+            waitpid(m_pid, nullptr, 0);
+        }
+    }
+
+    std::string readLine()
+    {
+        std::string line;
+        char c = 0;
+        while (read(m_output, &c, 1) == 1 && c != '\n') {
+            line += c;
+        }
+        return line;
+    }
+
+    void signal(int number) const { kill(m_pid, number); }
+
+    // The exit code; -1 where a signal ended it.
+    int wait()
+    {
+        int status = 0;
+        waitpid(std::exchange(m_pid, 0), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    std::string errors() const { return test::readFile(errorFile()); }
+
+private:
+    std::string errorFile() const { return m_folder.path() + ".stderr"; }
+
+    TemporaryDatabase m_folder;
+    int m_output = -1;
+    pid_t m_pid = 0;
+};
+
+struct UsageRow {
+    std::vector<std::string> arguments;
+    int code;
+    const char* message;
+};
+
+TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
+{
+    TemporaryDatabase folder;
+    const std::string db = folder.path();
+    const std::string broken = db + ".broken.xml";
+    test::writeFile(broken, "<tv>\n<programme>\n");
+    const UsageRow rows[] = {
+        {{}, 2, "A subcommand is required"},
+        {{"fly"}, 2, "subcommand"},
+        {{"import"}, 2, "--db is required"},
+        {{"import", "--db", db}, 2, "listing is required"},
+        {{"serve", "--tls-cert", "x"}, 2, "--tls-cert requires --tls-key"},
+        {{"serve", "--session-hours", "0"}, 2, "--session-hours"},
+        {{"serve", "--unheard"}, 2, "--unheard"},
+        {{"import", "--db", db, "/nonexistent.xml"}, 1, "corvaned: cannot open listing /nonexistent.xml: No such file or directory\n"},
+        {{"import", "--db", db, broken}, 1, ".broken.xml:3: not well-formed: "},
+        {{"import", "--db", "/nonexistent/x.db", broken}, 1, "corvaned: cannot open database /nonexistent/x.db: "},
+        {{"serve", "--db", db}, 1, "corvaned: there is no database "},
+        {{"serve", "--db", broken}, 1, "file is not a database"},
+        {{"serve", "--listen", "nowhere"}, 1, "corvaned: 'nowhere' is no address to listen on"},
+        {{"serve", "--listen", "203.0.113.1:1"}, 1, "corvaned: cannot listen on 203.0.113.1:1: "},
+        {{"serve", "--zone", "Mars/Olympus"}, 1, "corvaned: zone 'Mars/Olympus' is not known"},
+        {{"serve", "--tls-cert", "/none", "--tls-key", "/none"}, 1, "corvaned: cannot read certificate /none: "},
+    };
+    for (const UsageRow& row : rows) {
+        Program program(row.arguments);
+        EXPECT_EQ(program.readLine(), "") << row.message;
+        EXPECT_EQ(program.wait(), row.code) << row.message;
+        EXPECT_THAT(program.errors(), HasSubstr(row.message));
+        if (row.code == 1) {
+            const std::string errors = program.errors();
+            EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+        }
+        EXPECT_FALSE(std::filesystem::exists(db)) << row.message;
+    }
+    Program help({"--help"});
+    EXPECT_EQ(help.wait(), 0);
+}
+
+TEST(Command, ImportSaysWhatItDid)
+{
+    TemporaryDatabase folder;
+    const std::string listing = folder.path() + ".xml";
+    test::writeFile(listing, test::testData("evening.xml"));
+    for (const char* expected : {" now holds 2 channels and 4 programmes from 2026-11-20T18:00:00Z to 2026-11-20T22:00:00Z (",
+                                 " holds this guide already: nothing changed ("}) {
+        Program program({"import", "--db", folder.path(), listing});
+        EXPECT_EQ(program.readLine(), listing + ": 2 channels, 4 programmes");
+        EXPECT_THAT(program.readLine(), HasSubstr(expected));
+        EXPECT_EQ(program.wait(), 0);
+        EXPECT_EQ(program.errors(), "");
+    }
+}
+
+TEST(Command, ServeAnnouncesItsAddressAndEndsOnEitherSignal)
+{
+    for (const int signal : {SIGTERM, SIGINT}) {
+        Program program({"serve", "--listen", "127.0.0.1:0"});
+        EXPECT_THAT(program.readLine(), StartsWith("corvaned listening on http://127.0.0.1:"));
+        program.signal(signal);
+        EXPECT_EQ(program.wait(), 0);
+    }
+}
+
+TEST(Command, TheSamplesDatabaseIsRemovedAtTheEnd)
+{
+    TemporaryDatabase folder;
+    const std::string scratch = std::filesystem::path(folder.path()).parent_path().string() + "/scratch";
+    std::filesystem::create_directory(scratch);
+    setenv("TMPDIR", scratch.c_str(), 1);
+    Program program({"serve", "--listen", "127.0.0.1:0"});
+    unsetenv("TMPDIR");
+    program.readLine();
+    const auto sampleFolders = [&] {
+        return std::count_if(std::filesystem::directory_iterator(scratch), std::filesystem::directory_iterator(),
+                             [](const auto& entry) { return std::filesystem::exists(entry.path() / "guide.db"); });
+    };
+    EXPECT_EQ(sampleFolders(), 1);
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(sampleFolders(), 0);
+}
+
+}  // namespace
+}  // namespace corvaned

@@ -1,0 +1,101 @@
+// Readers beside an import, and many clients beside each other.
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <atomic>
+#include <thread>
+
+#include "Guide.h"
+#include "Server.h"
+#include "Session.h"
+#include "TestSupport.h"
+
+namespace corvaned {
+namespace {
+
+std::string listingOf(const std::string& title, int programmes)
+{
+    std::string text = "<tv>";
+    for (int i = 0; i < programmes; ++i) {
+        text += "<programme channel='c" + std::to_string(i % 7) + "' start='" + std::to_string(20260101000000 + i % 28 * 1000000) +
+                "' stop='20270101000000'><title>" + title + "</title><sub-title>" + std::to_string(i) +
+                "</sub-title><category>" + title + "</category></programme>";
+    }
+    return text + "</tv>";
+}
+
+TEST(Concurrency, ReadersSeeTheOldGuideOrTheNewAndNeverHalfOfOne)
+{
+    test::TestStore db;
+    constexpr int kProgrammes = 400;
+    const std::string listings[] = {listingOf("old", kProgrammes), listingOf("new", kProgrammes / 2)};
+    test::importText(db.store, listings[0]);
+    std::atomic<bool> stop{false};
+    std::atomic<int> looks{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 2; ++i) {
+        readers.emplace_back([&] {
+            while (!stop) {
+                const Store::Lease lease = db.store.lease();
+                const sqlite::Transaction view(*lease, sqlite::Transaction::Kind::Read);
+                int old = 0;
+                int fresh = 0;
+                for (std::int64_t source = 1; source <= 7; ++source) {
+                    guide::forEachAiring(*lease, source, *parseUtc("2026-01-01T00:00:00Z"),
+                                         *parseUtc("2027-01-01T00:00:00Z"), "",
+                                         [&](const guide::Airing& airing) { ++(airing.title == "old" ? old : fresh); });
+                }
+                EXPECT_TRUE((old == kProgrammes && fresh == 0) || (old == 0 && fresh == kProgrammes / 2))
+                    << old << " old and " << fresh << " new programmes";
+                ++looks;
+            }
+        });
+    }
+    for (int i = 1; i <= 20; ++i) {
+        test::importText(db.store, listings[i % 2]);
+        if (i % 5 == 0) {
+            EXPECT_ANY_THROW(test::importText(db.store, listings[i % 2] + "<"));
+        }
+    }
+    stop = true;
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+    EXPECT_GT(looks, 20);
+}
+
+TEST(Concurrency, ClientsOpenSessionsAndReadWhileTheGuideIsReplaced)
+{
+    test::TestStore db;
+    const std::string listings[] = {listingOf("old", 200), listingOf("new", 200)};
+    test::importText(db.store, listings[0]);
+    Service service(db.store, {});
+    Server server(service, {"127.0.0.1", 0}, std::nullopt, [](const std::string&) {});
+    std::atomic<int> failures{0};
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 8; ++i) {
+        clients.emplace_back([&, i] {
+            httplib::Client client("127.0.0.1", server.port());
+            client.set_keep_alive(true);
+            for (int n = 0; n < 25; ++n) {
+                const httplib::Result seedkey = client.Get("/openapi/service/vorel/auth/seedkey",
+                                                           {{"AppKey", "k"}, {"DUID", std::to_string(i)}});
+                const httplib::Result time = client.Get("/openapi/service/vorel/conf/localtime");
+                const httplib::Result schedule = client.Get("/openapi/service/vorel/channel/schedule?sourceid=1&interval=1");
+                failures += !seedkey || seedkey->status != 200 || !time || time->status != 200 || !schedule ||
+                            schedule->status != 401;
+            }
+        });
+    }
+    for (int i = 1; i <= 6; ++i) {
+        test::importText(db.store, listings[i % 2]);
+    }
+    for (std::thread& client : clients) {
+        client.join();
+    }
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(test::rows(db.store, "SELECT count(*), count(DISTINCT user_id) FROM session").at(0), "200|8");
+}
+
+}  // namespace
+}  // namespace corvaned

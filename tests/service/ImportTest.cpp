@@ -1,0 +1,261 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "GuideImport.h"
+#include "OperatorError.h"
+#include "TestSupport.h"
+
+namespace corvaned {
+namespace {
+
+using test::importText;
+using test::inputOf;
+using test::rows;
+using test::TestStore;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+// Minutes after 2026-11-20 18:00 UTC make reading easier.
+constexpr std::string_view kSlots =
+    "SELECT listing_id, (start - 1795197600) / 60, (stop - 1795197600) / 60, title FROM airing "
+    "JOIN source ON source.id = source_id ORDER BY source_id, start, clump, airing.id";
+
+std::string channel(const std::string& id)
+{
+    return "<channel id='" + id + "'><display-name>" + id + "</display-name></channel>";
+}
+
+std::string programme(const std::string& on, const std::string& start, const std::string& stop, const std::string& title,
+                      const std::string& attributes = "")
+{
+    return "<programme channel='" + on + "' start='20261120" + start + "' " +
+           (stop.empty() ? "" : "stop='20261120" + stop + "' ") + attributes + "><title>" + title + "</title></programme>";
+}
+
+std::string whole(TestStore& db)
+{
+    std::string all;
+    for (const std::string_view sql :
+         {std::string_view("SELECT * FROM source ORDER BY 1"), std::string_view("SELECT * FROM channel ORDER BY 1"),
+          std::string_view("SELECT * FROM airing ORDER BY 1"), std::string_view("SELECT * FROM translation ORDER BY 1, 2"),
+          std::string_view("SELECT * FROM genre ORDER BY 1"), std::string_view("SELECT * FROM airing_genre ORDER BY 1, 2"),
+          std::string_view("SELECT * FROM guide ORDER BY 1")}) {
+        for (const std::string& row : rows(db.store, sql)) {
+            all += row + "\n";
+        }
+    }
+    return all;
+}
+
+TEST(Import, FillsTheGuide)
+{
+    TestStore db;
+    const ImportReport report = importText(db.store, test::testData("evening.xml"));
+    EXPECT_TRUE(report.changed);
+    EXPECT_EQ(report.channels, 2);
+    EXPECT_EQ(report.airings, 4);
+    EXPECT_EQ(formatUtc(report.first), "2026-11-20T18:00:00Z");
+    EXPECT_EQ(formatUtc(report.last), "2026-11-20T22:00:00Z");
+    EXPECT_THAT(rows(db.store, kSlots),
+                ElementsAre("north.example|0|60|The Ferry", "north.example|60|180|Late Film",
+                            "north.example|180|240|Only a second title", "south.example|60|90|South News"));
+    EXPECT_THAT(rows(db.store, "SELECT number, name, icon_url FROM channel ORDER BY position"),
+                ElementsAre("7|North|https://images.example/north.png", "1|South & Sons|"));
+    EXPECT_THAT(rows(db.store, "SELECT lang, title, ep_title FROM translation"), ElementsAre("de|Die Fähre|"));
+    EXPECT_THAT(rows(db.store, "SELECT title, genre.name FROM airing_genre JOIN genre ON genre.id = genre_id "
+                               "JOIN airing ON airing.id = airing_id ORDER BY airing_id, place"),
+                ElementsAre("The Ferry|Drama", "The Ferry|Series", "Late Film|Movie"));
+}
+
+TEST(Import, TheSameListingTwiceChangesNothing)
+{
+    TestStore db;
+    importText(db.store, test::testData("evening.xml"));
+    const std::string before = whole(db);
+    const std::string file = test::readFile(db.file.path());
+    EXPECT_FALSE(importText(db.store, test::testData("evening.xml")).changed);
+    EXPECT_EQ(whole(db), before);
+    EXPECT_EQ(test::readFile(db.file.path()), file);
+}
+
+TEST(Import, ALaterListingReplacesTheGuideAndKeepsNumbers)
+{
+    TestStore db;
+    importText(db.store, "<tv>" + channel("a") + channel("b") + programme("a", "1800", "1900", "Old") +
+                             programme("b", "1800", "1900", "Same") + "</tv>");
+    const std::string same = rows(db.store, "SELECT content_id FROM airing WHERE title = 'Same'").at(0);
+    const ImportReport report = importText(
+        db.store, "<tv>" + channel("c") + channel("b") + programme("b", "2000", "2100", "Same") + "</tv>");
+    EXPECT_TRUE(report.changed);
+    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("b|120|180|Same"));
+    EXPECT_THAT(rows(db.store, "SELECT source_id, name FROM channel ORDER BY position"), ElementsAre("3|c", "2|b"));
+    EXPECT_THAT(rows(db.store, "SELECT content_id FROM airing"), ElementsAre(same));
+    importText(db.store, "<tv>" + channel("a") + "</tv>");
+    EXPECT_THAT(rows(db.store, "SELECT source_id, name FROM channel"), ElementsAre("1|a"));
+}
+
+TEST(Import, ARefusedListingChangesNothing)
+{
+    TestStore db;
+    importText(db.store, test::testData("evening.xml"));
+    const std::string before = whole(db);
+    const std::string good = "<tv>" + channel("x") + programme("x", "1800", "1900", "New") + "</tv>";
+    for (const std::string& bad : {std::string("<tv>") + programme("x", "1800", "", "T") + "<oops>", std::string("<html/>"),
+                                   std::string(), std::string("<tv/>"), std::string("<tv><programme/></tv>")}) {
+        EXPECT_THROW(importText(db.store, bad), OperatorError) << bad;
+    }
+    EXPECT_THROW(importGuide(db.store, {inputOf(good), inputOf("<tv><oops></tv>", "second")}, {}), OperatorError);
+    EXPECT_EQ(whole(db), before);
+}
+
+TEST(Import, SeveralListingsAreOneGuide)
+{
+    TestStore db;
+    const ImportReport report = importGuide(
+        db.store,
+        {inputOf("<tv>" + channel("a") + programme("a", "1800", "1900", "One") + "</tv>", "first"),
+         inputOf("<tv><channel id='a'><display-name>Other</display-name></channel>" + channel("b") +
+                     programme("a", "1800", "1930", "One") + programme("b", "1800", "1900", "Two") + "</tv>",
+                 "second")},
+        {});
+    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|0|60|One", "b|0|60|Two"));
+    EXPECT_THAT(rows(db.store, "SELECT name FROM channel ORDER BY position"), ElementsAre("a", "b"));
+    ASSERT_EQ(report.listings.size(), 2U);
+    EXPECT_EQ(report.listings[1].programmes, 2);
+    EXPECT_EQ(report.listings[1].repeated, 1);
+}
+
+TEST(Import, MissingStopsAreTheNextStart)
+{
+    TestStore db;
+    importText(db.store, "<tv>" + channel("a") + channel("b") + programme("a", "2000", "", "Third") +
+                             programme("a", "1800", "", "First") + programme("b", "1810", "", "Elsewhere") +
+                             programme("a", "1830", "", "Second") + "</tv>");
+    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|0|30|First", "a|30|120|Second", "a|120|150|Third", "b|10|40|Elsewhere"));
+    importText(db.store, "<tv>" + channel("a") + programme("a", "0000", "", "Gap behind") +
+                             programme("a", "1800", "", "Much later") + "</tv>");
+    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|-1080|-1050|Gap behind", "a|0|30|Much later"));
+}
+
+TEST(Import, ProgrammesThatShareASlotStayInOrderAndRepeatsGo)
+{
+    TestStore db;
+    const ImportReport report =
+        importText(db.store, "<tv>" + channel("a") + programme("a", "1800", "1900", "Weather", "clumpidx='1/2'") +
+                                 programme("a", "1800", "1900", "News", "clumpidx='0/2'") +
+                                 programme("a", "1800", "1830", "News") + "</tv>");
+    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|0|60|News", "a|0|60|Weather"));
+    EXPECT_EQ(report.listings[0].programmes, 3);
+    EXPECT_EQ(report.listings[0].repeated, 1);
+}
+
+TEST(Import, ChannelsThatOnlyProgrammesNameJoinTheLineUp)
+{
+    TestStore db;
+    importText(db.store, "<tv>" + programme("late.example", "1800", "1900", "T") + channel("a") +
+                             "<channel id='late.example'><display-name>Late</display-name><lcn>12</lcn></channel>" +
+                             programme("only.example", "1800", "1900", "T") + "</tv>");
+    EXPECT_THAT(rows(db.store, "SELECT number, name FROM channel ORDER BY position"),
+                ElementsAre("12|Late", "1|a", "2|only.example"));
+}
+
+TEST(Import, RunningNumbersAvoidTakenOnes)
+{
+    TestStore db;
+    importText(db.store, "<tv><channel id='a'><display-name>A</display-name></channel>"
+                         "<channel id='b'><display-name>B</display-name><lcn>1</lcn></channel>"
+                         "<channel id='c'><display-name>2</display-name></channel>"
+                         "<channel id='d'><display-name>D</display-name></channel></tv>");
+    EXPECT_THAT(rows(db.store, "SELECT number, name FROM channel ORDER BY position"),
+                ElementsAre("1|B", "2|2", "3|A", "4|D"));
+}
+
+TEST(Import, SkippedRecordsAreReportedOnceAndCounted)
+{
+    TestStore db;
+    std::vector<std::string> warnings;
+    ImportOptions options;
+    options.warn = [&](const std::string& line) { warnings.push_back(line); };
+    std::string broken;
+    for (int i = 0; i < 25; ++i) {
+        broken += "<programme channel='a'><title>T</title></programme>\n";
+    }
+    const ImportReport report = importText(
+        db.store, "<tv>" + channel("a") + "\n" + broken + programme("a", "1800", "1900", "Good") + "</tv>", options);
+    EXPECT_EQ(report.listings[0].skipped, 25);
+    ASSERT_EQ(warnings.size(), 21U);
+    EXPECT_EQ(warnings.front(), "listing:2: skipped: the programme has no start");
+    EXPECT_EQ(warnings.back(), "listing: 5 more like these");
+}
+
+TEST(Import, TheLineUpsChecksumChangesWithTheLineUpOnly)
+{
+    TestStore db;
+    const auto checksum = [&] { return rows(db.store, "SELECT value FROM guide WHERE name = 'lineup'").at(0); };
+    importText(db.store, "<tv>" + channel("a") + programme("a", "1800", "1900", "T") + "</tv>");
+    const std::string first = checksum();
+    importText(db.store, "<tv>" + channel("a") + programme("a", "1800", "1900", "U") + "</tv>");
+    EXPECT_EQ(checksum(), first);
+    importText(db.store, "<tv>" + channel("a") + channel("b") + "</tv>");
+    EXPECT_NE(checksum(), first);
+}
+
+struct MoveRow {
+    const char* what;
+    const char* first;
+    const char* last;
+    std::int64_t days;
+};
+
+TEST(Import, AGuideOfThePastMovesToToday)
+{
+    const Instant now = *parseUtc("2026-11-21T20:00:00Z");  // a Saturday
+    const Shifts shifts = movedToToday(now, Zone::named("+00:00"));
+    const MoveRow rows[] = {
+        {"ten days, from a Saturday", "2021-01-16T11:00:00Z", "2021-01-25T22:00:00Z", 304 * 7},
+        {"seven days, from a Monday", "2024-01-01T00:00:00Z", "2024-01-08T00:00:00Z", 150 * 7},
+        {"one day, a Saturday", "2021-03-13T00:00:00Z", "2021-03-14T00:25:00Z", 297 * 7},
+        {"one day, a Wednesday", "2021-03-10T06:00:00Z", "2021-03-10T23:00:00Z", 2082},
+        {"ends in an hour", "2026-11-20T00:00:00Z", "2026-11-21T21:00:00Z", 0},
+        {"of the future", "2026-12-01T00:00:00Z", "2026-12-02T00:00:00Z", 0},
+        {"ended an hour ago", "2026-11-14T00:00:00Z", "2026-11-21T19:00:00Z", 7},
+    };
+    for (const MoveRow& row : rows) {
+        const Instant first = *parseUtc(row.first);
+        const Instant last = *parseUtc(row.last);
+        ASSERT_THAT(shifts(first, last), ElementsAre(row.days * 86400)) << row.what;
+    }
+}
+
+TEST(Import, MovingIsRepeatable)
+{
+    TestStore db;
+    ImportOptions options;
+    options.shifts = movedToToday(*parseUtc("2026-12-05T12:00:00Z"), Zone::named("+00:00"));
+    EXPECT_EQ(importText(db.store, test::testData("evening.xml"), options).shift, 14 * 86400 + 86400);
+    options.shifts = movedToToday(*parseUtc("2026-12-05T23:00:00Z"), Zone::named("+00:00"));
+    EXPECT_FALSE(importText(db.store, test::testData("evening.xml"), options).changed);
+    options.shifts = movedToToday(*parseUtc("2026-12-06T12:00:00Z"), Zone::named("+00:00"));
+    EXPECT_TRUE(importText(db.store, test::testData("evening.xml"), options).changed);
+}
+
+TEST(Import, EmptyListingsAreSaid)
+{
+    TestStore db;
+    try {
+        importText(db.store, "<tv/>");
+        ADD_FAILURE() << "not refused";
+    } catch (const OperatorError& error) {
+        EXPECT_STREQ(error.what(), "the listings hold neither channels nor programmes; the guide stays as it is");
+    }
+    try {
+        importText(db.store, "<tv>" + channel("a") + "<programme channel='a'/></tv>");
+        ADD_FAILURE() << "not refused";
+    } catch (const OperatorError& error) {
+        EXPECT_STREQ(error.what(), "nothing in the listings is usable; the guide stays as it is");
+    }
+}
+
+}  // namespace
+}  // namespace corvaned

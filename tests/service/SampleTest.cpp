@@ -1,0 +1,56 @@
+#include "Sample.h"
+
+#include <gtest/gtest.h>
+
+#include "Guide.h"
+#include "TestSupport.h"
+
+namespace corvaned {
+namespace {
+
+TEST(Sample, IsACleanListingOfOneDay)
+{
+    const test::Collected collected = test::collect(std::string(sampleListing()));
+    EXPECT_EQ(collected.channels.size(), 10U);
+    EXPECT_GT(collected.programmes.size(), 200U);
+    EXPECT_TRUE(collected.skipped.empty()) << collected.skipped.front();
+    for (const ListingProgramme& programme : collected.programmes) {
+        EXPECT_GE(formatUtc(programme.start), "2000-01-01T00:00:00Z");
+        ASSERT_TRUE(programme.stop) << programme.texts.front().title;
+        EXPECT_LE(formatUtc(*programme.stop), "2000-01-02T00:00:00Z");
+    }
+}
+
+TEST(Sample, EveryChannelIsOnWheneverOneLooks)
+{
+    for (const char* zoneName : {"+00:00", "+09:00", "-05:30"}) {
+        test::TestStore db;
+        const Zone zone = Zone::named(zoneName);
+        const Instant now = *parseUtc("2026-11-21T23:30:00Z");
+        importSample(db.store, now, zone);
+        const Store::Lease lease = db.store.lease();
+        for (std::int64_t source = 1; source <= 10; ++source) {
+            for (Instant moment = now - 86400; moment < now + 7 * 86400; moment += 3600 * 5) {
+                int on = 0;
+                guide::forEachAiring(*lease, source, moment, moment + 3600, "", [&](const guide::Airing&) { ++on; });
+                EXPECT_GE(on, 1) << zoneName << " channel " << source << " at " << formatUtc(moment);
+            }
+        }
+    }
+}
+
+TEST(Sample, ChangesOncePerDay)
+{
+    test::TestStore db;
+    const Zone zone = Zone::named("+09:00");
+    importSample(db.store, *parseUtc("2026-11-21T15:00:00Z"), zone);
+    const auto digest = [&] { return test::rows(db.store, "SELECT value FROM guide WHERE name = 'digest'").at(0); };
+    const std::string first = digest();
+    importSample(db.store, *parseUtc("2026-11-22T14:59:59Z"), zone);
+    EXPECT_EQ(digest(), first);
+    importSample(db.store, *parseUtc("2026-11-22T15:00:00Z"), zone);
+    EXPECT_NE(digest(), first);
+}
+
+}  // namespace
+}  // namespace corvaned

@@ -1,0 +1,397 @@
+// The endpoints over a real socket, as a client sees them.
+#include "Server.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+
+#include <filesystem>
+#include <mutex>
+#include <nlohmann/json.hpp>
+
+#include "OperatorError.h"
+#include "Session.h"
+#include "TestSupport.h"
+
+namespace corvaned {
+namespace {
+
+using Json = nlohmann::json;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr const char* kSecret = "open sesame";
+const std::string kPrefix = "/openapi/service/vorel/";
+
+class ServerTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        test::importText(m_db.store, test::testData("evening.xml"));
+        start({});
+    }
+
+    void start(std::optional<std::string> appKey)
+    {
+        m_server.reset();
+        ServiceSettings settings;
+        settings.secret = kSecret;
+        settings.appKey = std::move(appKey);
+        settings.zone = Zone::named("+09:00");
+        settings.now = [this] { return m_now; };
+        m_service = std::make_unique<Service>(m_db.store, settings);
+        m_server = std::make_unique<Server>(*m_service, ListenAddress{"127.0.0.1", 0}, std::nullopt,
+                                            [this](const std::string& line) {
+                                                const std::lock_guard<std::mutex> lock(m_logLock);
+                                                m_log += line + "\n";
+                                            });
+        m_client = std::make_unique<httplib::Client>("127.0.0.1", m_server->port());
+        m_client->set_keep_alive(true);
+    }
+
+    // The client's own Accept-Encoding would hide what the service does.
+    httplib::Result get(const std::string& pathAndQuery, httplib::Headers headers = {})
+    {
+        headers.emplace("Accept-Encoding", "identity");
+        return m_client->Get(kPrefix + pathAndQuery, headers);
+    }
+
+    Json rsp(const std::string& pathAndQuery, const httplib::Headers& headers = {}, int status = 200)
+    {
+        const httplib::Result result = get(pathAndQuery, headers);
+        EXPECT_TRUE(result) << pathAndQuery;
+        if (!result) {
+            return {};
+        }
+        EXPECT_EQ(result->status, status) << pathAndQuery << ": " << result->body;
+        return Json::parse(result->body).at("rsp");
+    }
+
+    void expectFailure(const std::string& pathAndQuery, const httplib::Headers& headers, int status,
+                       const std::string& code, const std::string& message)
+    {
+        const Json reply = rsp(pathAndQuery, headers, status);
+        EXPECT_EQ(reply, Json({{"stat", "FAIL"}, {"err", {{"code", code}, {"msg", message}}}})) << pathAndQuery;
+    }
+
+    httplib::Headers sessionHeaders(const std::string& secret = kSecret)
+    {
+        const Json session = rsp("auth/seedkey", {{"AppKey", "k"}, {"DUID", "tv-1"}}).at("session");
+        const Session held{session.at("id"), session.at("user").at("id"), session.at("seedkey"), 0};
+        return {{"AppKey", "k"}, {"Token", sessionToken(held, secret)}};
+    }
+
+    Instant m_now = *parseUtc("2026-11-20T18:30:00Z");
+    test::TestStore m_db;
+    std::unique_ptr<Service> m_service;
+    std::mutex m_logLock;
+    std::string m_log;
+    std::unique_ptr<Server> m_server;
+    std::unique_ptr<httplib::Client> m_client;
+};
+
+TEST_F(ServerTest, SeedkeyOpensASession)
+{
+    const Json reply = rsp("auth/seedkey", {{"AppKey", "k"}, {"DUID", "tv-1"}});
+    EXPECT_EQ(reply.at("stat"), "OK");
+    EXPECT_FALSE(reply.contains("err"));
+    const Json& session = reply.at("session");
+    EXPECT_EQ(session.at("expired"), "2026-11-21T18:30:00Z");
+    for (const std::string text : {session.at("id"), session.at("seedkey"), session.at("user").at("id")}) {
+        EXPECT_EQ(text.size(), 32U);
+        EXPECT_EQ(text.find('+'), std::string::npos);
+    }
+    EXPECT_EQ(rsp("auth/seedkey", {{"AppKey", "k"}, {"DUID", "tv-1"}}).at("session").at("user"), session.at("user"));
+    expectFailure("auth/seedkey", {{"AppKey", "k"}}, 400, "100", "header 'DUID' is missing");
+    expectFailure("auth/seedkey", {{"DUID", "d"}}, 400, "100", "header 'AppKey' is missing");
+}
+
+TEST_F(ServerTest, LocaltimeNeedsNobody)
+{
+    EXPECT_EQ(rsp("conf/localtime?country=&headend=&device=N"), Json({{"stat", "OK"},
+                                                                     {"date", "2026-11-20T18:30:00Z"},
+                                                                     {"localdate", "2026-11-21T03:30:00"},
+                                                                     {"timezone", "+09:00"},
+                                                                     {"difference", "+09:00"}}));
+}
+
+TEST_F(ServerTest, GalleryIsSentWhenItsChecksumDiffers)
+{
+    const httplib::Headers headers = sessionHeaders();
+    const Json reply = rsp("channel/gallery?country=US&headend=&device=N", headers);
+    const std::string code = reply.at("checksum").at("code");
+    EXPECT_EQ(reply, Json::parse(R"({"stat":"OK","checksum":{"stat":"new","code":")" + code + R"("},"channel":[
+        {"source":"1","dtv":"1","number":"7","name":"North","station_img":
+            {"url":"https://images.example/north.png","type":"station","index":"0","width":"128","height":"72"}},
+        {"source":"2","dtv":"2","number":"1","name":"South & Sons"}]})"));
+    EXPECT_EQ(rsp("channel/gallery?checksum=" + code, headers),
+              Json::parse(R"({"stat":"OK","checksum":{"stat":"old","code":")" + code + R"("}})"));
+    EXPECT_EQ(rsp("channel/gallery?checksum=other", headers).at("checksum").at("stat"), "new");
+}
+
+TEST_F(ServerTest, ScheduleHoldsWhatTheWindowTouches)
+{
+    const httplib::Headers headers = sessionHeaders();
+    const Json reply = rsp("channel/schedule?country=US&lang=de&sourceid=2,1,1,99,x&starttime=2026-11-20T18:59:00Z"
+                           "&imagesize=1,2&interval=1&unknown=ignored", headers);
+    Json expected = Json::parse(R"({"stat":"OK","channel":[
+        {"source":"2","name":"South & Sons","content":[
+            {"id":"","lang":"","title":"South News","type":"program","starttime":"2026-11-20T19:00:00Z","duration":"30",
+             "genres":[]}]},
+        {"source":"1","name":"North",
+         "station_img":{"url":"https://images.example/north.png","type":"station","index":"0","width":"128","height":"72"},
+         "content":[
+            {"id":"","lang":"de","title":"Die Fähre","type":"series","starttime":"2026-11-20T18:00:00Z","duration":"60",
+             "genres":[{"id":"1"},{"id":"2"}],
+             "poster":{"url":"https://images.example/ferry.png","type":"poster","index":"0","width":"300","height":"450"}},
+            {"id":"","lang":"","title":"Late Film","type":"movie","starttime":"2026-11-20T19:00:00Z","duration":"120",
+             "genres":[{"id":"3"}],
+             "poster":{"url":"https://images.example/poster.jpg","type":"poster","index":"0","width":"0","height":"0"}}
+         ]}]})");
+    // Content ids are derived from the programmes; that they are decimal and stable is checked below.
+    for (std::size_t c = 0; c < expected["channel"].size(); ++c) {
+        for (std::size_t i = 0; i < expected["channel"][c]["content"].size(); ++i) {
+            const std::string id = reply.at("channel").at(c).at("content").at(i).at("id");
+            EXPECT_EQ(id.find_first_not_of("0123456789"), std::string::npos) << id;
+            expected["channel"][c]["content"][i]["id"] = id;
+        }
+    }
+    EXPECT_EQ(reply, expected);
+}
+
+TEST_F(ServerTest, ScheduleStartsNowWhereNothingIsSaid)
+{
+    const Json reply = rsp("channel/schedule?sourceid=1&imagesize=&interval=1", sessionHeaders());
+    EXPECT_EQ(reply.at("channel").at(0).at("content").size(), 2U);
+    EXPECT_EQ(rsp("channel/schedule?sourceid=1&interval=1&starttime=2030-01-01T00:00:00Z", sessionHeaders()),
+              Json::parse(R"({"stat":"OK","channel":[{"source":"1","name":"North","station_img":{"url":
+              "https://images.example/north.png","type":"station","index":"0","width":"128","height":"72"},"content":[]}]})"));
+    EXPECT_EQ(rsp("channel/schedule?sourceid=99&interval=1", sessionHeaders()), Json::parse(R"({"stat":"OK","channel":[]})"));
+}
+
+TEST_F(ServerTest, AWrongTokenGets401)
+{
+    const std::string missing = "header 'Token' is missing or not of the form SESSION+USER+DIGEST";
+    const std::string unknown = "the session of header 'Token' is not known or has expired; ask for a new seed key";
+    const std::string wrong = "header 'Token' does not fit its session and the shared secret";
+    for (const char* path : {"channel/gallery", "channel/schedule?sourceid=1&interval=1", "channel/schedule"}) {
+        expectFailure(path, {}, 401, "207", missing);
+        expectFailure(path, {{"Token", "S+U"}}, 401, "207", missing);
+        expectFailure(path, {{"Token", "S+U+" + std::string(40, '0')}}, 401, "206", unknown);
+        expectFailure(path, sessionHeaders("another secret"), 401, "207", wrong);
+    }
+    const httplib::Headers headers = sessionHeaders();
+    m_now += 24 * 3600 - 1;
+    rsp("channel/gallery", headers);
+    m_now += 1;
+    expectFailure("channel/gallery", headers, 401, "206", unknown);
+}
+
+TEST_F(ServerTest, SessionsOutlastARestart)
+{
+    const httplib::Headers headers = sessionHeaders();
+    start({});
+    rsp("channel/gallery", headers);
+}
+
+TEST_F(ServerTest, AnAppKeyIsAskedForWhereOneIsSet)
+{
+    start("k");
+    const httplib::Headers headers = sessionHeaders();
+    rsp("channel/gallery", headers);
+    httplib::Headers keyless = headers;
+    keyless.erase("AppKey");
+    expectFailure("channel/gallery", keyless, 401, "600", "header 'AppKey' is missing");
+    keyless.emplace("AppKey", "K");
+    expectFailure("channel/gallery", keyless, 401, "600", "the application key in header 'AppKey' is not valid");
+    expectFailure("auth/seedkey", {{"DUID", "d"}}, 401, "600", "header 'AppKey' is missing");
+    rsp("conf/localtime");
+}
+
+TEST_F(ServerTest, BadInputIsNamedAndNeverTheServicesFault)
+{
+    const httplib::Headers headers = sessionHeaders();
+    const struct {
+        const char* path;
+        int status;
+        const char* code;
+        const char* message;
+    } rows[] = {
+        {"channel/schedule?interval=1", 400, "100", "parameter 'sourceid' is missing"},
+        {"channel/schedule?sourceid=&interval=1", 400, "100", "parameter 'sourceid' is missing"},
+        {"channel/schedule?sourceid=1", 400, "100", "parameter 'interval' is missing"},
+        {"channel/schedule?sourceid=1&interval=", 400, "100", "parameter 'interval' is missing"},
+        {"channel/schedule?sourceid=1&interval=0", 400, "101", "parameter 'interval' is '0'; it must be a number from 1 to 744"},
+        {"channel/schedule?sourceid=1&interval=-1", 400, "101", "parameter 'interval' is '-1'; it must be a number from 1 to 744"},
+        {"channel/schedule?sourceid=1&interval=six", 400, "101", "parameter 'interval' is 'six'; it must be a number from 1 to 744"},
+        {"channel/schedule?sourceid=1&interval=6&starttime=1795224600", 400, "101", "parameter 'starttime' is '1795224600'; it must be a time such as 2026-11-21T01:30:00Z"},
+        {"channel/schedule?sourceid=1&interval=6&imagesize=big", 400, "101", "parameter 'imagesize' is 'big'; it must be a number from 0 to 2147483647"},
+        {"channel/unheard", 404, "102", "this service has no /openapi/service/vorel/channel/unheard; its paths begin with /openapi/service/"},
+        {"channel/gallery/", 404, "102", "this service has no /openapi/service/vorel/channel/gallery/; its paths begin with /openapi/service/"},
+        {"", 404, "102", "this service has no /openapi/service/vorel/; its paths begin with /openapi/service/"},
+    };
+    for (const auto& row : rows) {
+        expectFailure(row.path, headers, row.status, row.code, row.message);
+    }
+    for (const char* path : {"channel/schedule?%", "channel/%00%ff", "%zz", "channel/schedule?sourceid=%27%22%3b--&interval=1",
+                             "channel/gallery?&&==&=&a", "channel/schedule?sourceid=%ff%fe&interval=%ff"}) {
+        const httplib::Result result = get(path, headers);
+        ASSERT_TRUE(result) << path;
+        EXPECT_LT(result->status, 500) << path;
+        EXPECT_NO_THROW(Json::parse(result->body)) << path << ": " << result->body;
+    }
+    const httplib::Result tooLong = get(std::string(10000, 'a'), headers);
+    ASSERT_TRUE(tooLong);
+    EXPECT_EQ(tooLong->status, 414);
+    EXPECT_EQ(Json::parse(tooLong->body)["rsp"]["err"]["code"], "105");
+}
+
+TEST_F(ServerTest, OtherMethodsAreRefused)
+{
+    for (const httplib::Result& result :
+         {m_client->Post(kPrefix + "channel/gallery", "x=y", "text/json"), m_client->Put(kPrefix + "channel/gallery", "x", "text/json"),
+          m_client->Delete(kPrefix + "channel/gallery"), m_client->Patch(kPrefix + "channel/gallery", "x", "text/json")}) {
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->status, 405);
+        EXPECT_THAT(result->body, HasSubstr("channel/gallery does not take "));
+    }
+    const httplib::Result head = m_client->Head(kPrefix + "conf/localtime");
+    ASSERT_TRUE(head);
+    EXPECT_EQ(head->status, 200);
+    EXPECT_EQ(head->body, "");
+}
+
+TEST_F(ServerTest, GzipIsSentWhereItIsAskedFor)
+{
+    httplib::Headers headers = sessionHeaders();
+    m_client->set_decompress(false);
+    const std::string path = kPrefix + "channel/schedule?sourceid=1,2&interval=6";
+    const std::string plain = get("channel/schedule?sourceid=1,2&interval=6", headers)->body;
+    const struct {
+        const char* wanted;
+        bool gzip;
+    } rows[] = {{"gzip, deflate", true}, {"GZIP", true}, {"gzip;q=0", false}, {"identity", false}, {"deflate", false}, {"br", false}};
+    for (const auto& row : rows) {
+        headers.erase("Accept-Encoding");
+        headers.emplace("Accept-encoding", row.wanted);
+        const httplib::Result result = m_client->Get(path, headers);
+        ASSERT_TRUE(result) << row.wanted;
+        EXPECT_EQ(result->get_header_value("Content-Encoding"), row.gzip ? "gzip" : "") << row.wanted;
+        std::string body = result->body;
+        if (row.gzip) {
+            EXPECT_LT(body.size(), plain.size() / 2);
+            const std::unique_ptr<ByteSource> source = openMemory(result->body, "reply");
+            body.assign(plain.size() + 1, '\0');
+            std::size_t filled = 0;
+            while (const std::size_t count = source->read(body.data() + filled, body.size() - filled)) {
+                filled += count;
+            }
+            body.resize(filled);
+        }
+        EXPECT_EQ(body, plain) << row.wanted;
+    }
+}
+
+TEST_F(ServerTest, EveryRequestLeavesOneLogLineWithoutSecrets)
+{
+    const httplib::Headers headers = sessionHeaders();
+    get("channel/schedule?sourceid=1&interval=6", headers);
+    get("bad\x01\"path", headers);
+    m_server->stop();
+    EXPECT_EQ(std::count(m_log.begin(), m_log.end(), '\n'), 3) << m_log;
+    EXPECT_THAT(m_log, HasSubstr("remote=127.0.0.1 method=GET path=\"/openapi/service/vorel/channel/schedule\" status=200 code=OK bytes="));
+    EXPECT_THAT(m_log, HasSubstr("status=404 code=102"));
+    EXPECT_THAT(m_log, Not(HasSubstr(headers.find("Token")->second)));
+    EXPECT_THAT(m_log, Not(HasSubstr("sourceid")));
+}
+
+TEST_F(ServerTest, StopIsPromptWithConnectionsHeld)
+{
+    rsp("conf/localtime");
+    const auto begin = std::chrono::steady_clock::now();
+    m_server->stop();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
+    EXPECT_FALSE(get("conf/localtime"));
+}
+
+TEST_F(ServerTest, ATakenPortIsSaid)
+{
+    try {
+        Server second(*m_service, {"127.0.0.1", m_server->port()}, std::nullopt, [](const std::string&) {});
+        ADD_FAILURE() << "two servers on one port";
+    } catch (const OperatorError& error) {
+        EXPECT_EQ(error.what(), "cannot listen on 127.0.0.1:" + std::to_string(m_server->port()) +
+                                    ": Address already in use; choose another with --listen");
+    }
+}
+
+// A self-signed certificate and its key, written to the folder.
+TlsFiles makeCertificate(const std::string& folder)
+{
+    const TlsFiles files{folder + "/cert.pem", folder + "/key.pem"};
+    EVP_PKEY* const key = EVP_RSA_gen(2048);
+    X509* const certificate = X509_new();
+    X509_set_version(certificate, 2);
+    ASN1_INTEGER_set(X509_get_serialNumber(certificate), 1);
+    X509_gmtime_adj(X509_getm_notBefore(certificate), 0);
+    X509_gmtime_adj(X509_getm_notAfter(certificate), 3600);
+    X509_set_pubkey(certificate, key);
+    X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_ASC,
+                               reinterpret_cast<const unsigned char*>("localhost"), -1, -1, 0);
+    X509_set_issuer_name(certificate, X509_get_subject_name(certificate));
+    X509_sign(certificate, key, EVP_sha256());
+    std::FILE* file = std::fopen(files.certificate.c_str(), "w");
+    PEM_write_X509(file, certificate);
+    std::fclose(file);
+    file = std::fopen(files.key.c_str(), "w");
+    PEM_write_PrivateKey(file, key, nullptr, nullptr, 0, nullptr, nullptr);
+    std::fclose(file);
+    X509_free(certificate);
+    EVP_PKEY_free(key);
+    return files;
+}
+
+TEST_F(ServerTest, TlsIsSpokenWithACertificate)
+{
+    const TlsFiles files = makeCertificate(std::filesystem::path(m_db.file.path()).parent_path().string());
+    Server server(*m_service, {"127.0.0.1", 0}, files, [](const std::string&) {});
+    EXPECT_EQ(server.url(), "https://127.0.0.1:" + std::to_string(server.port()));
+    httplib::SSLClient client("127.0.0.1", server.port());
+    client.enable_server_certificate_verification(false);
+    const httplib::Result result = client.Get(kPrefix + "conf/localtime");
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, 200);
+}
+
+TEST_F(ServerTest, TlsFilesThatCannotBeUsedAreSaid)
+{
+    const std::string folder = std::filesystem::path(m_db.file.path()).parent_path().string();
+    const TlsFiles good = makeCertificate(folder);
+    const auto refusal = [&](const TlsFiles& files) -> std::string {
+        try {
+            Server server(*m_service, {"127.0.0.1", 0}, files, [](const std::string&) {});
+            return "";
+        } catch (const OperatorError& error) {
+            return error.what();
+        }
+    };
+    EXPECT_EQ(refusal({folder + "/none", good.key}), "cannot read certificate " + folder + "/none: No such file or directory");
+    EXPECT_EQ(refusal({good.certificate, folder}), "cannot read key " + folder + ": Is a directory");
+    EXPECT_THAT(refusal({good.key, good.key}), HasSubstr("both must be PEM and belong together"));
+}
+
+TEST(ListenAddress, IsHostAndPort)
+{
+    EXPECT_EQ(ListenAddress::parse("127.0.0.1:8900").host, "127.0.0.1");
+    EXPECT_EQ(ListenAddress::parse("127.0.0.1:8900").port, 8900);
+    EXPECT_EQ(ListenAddress::parse("[::1]:0").host, "::1");
+    EXPECT_EQ(ListenAddress::parse("localhost:65535").port, 65535);
+    for (const char* text : {"", ":", "8900", ":8900", "127.0.0.1", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:80x"}) {
+        EXPECT_THROW(ListenAddress::parse(text), OperatorError) << text;
+    }
+}
+
+}  // namespace
+}  // namespace corvaned

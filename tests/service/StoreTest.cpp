@@ -1,0 +1,72 @@
+#include "Store.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "OperatorError.h"
+#include "TestSupport.h"
+
+namespace corvaned {
+namespace {
+
+using ::testing::HasSubstr;
+
+std::string refusal(const std::string& path, Store::Mode mode)
+{
+    try {
+        Store store(path, mode);
+        return "";
+    } catch (const OperatorError& error) {
+        return error.what();
+    }
+}
+
+TEST(Store, SaysWhatIsWrongWithADatabase)
+{
+    TemporaryDatabase file;
+    EXPECT_THAT(refusal(file.path(), Store::Mode::Existing), HasSubstr("fill one with: corvaned import --db " + file.path()));
+    EXPECT_FALSE(std::filesystem::exists(file.path()));
+    EXPECT_THAT(refusal("/nonexistent/guide.db", Store::Mode::Create), HasSubstr("cannot open database /nonexistent/guide.db"));
+    test::writeFile(file.path(), "this is not a database, however long the text is that stands in it, and it is not short");
+    EXPECT_THAT(refusal(file.path(), Store::Mode::Existing), HasSubstr("file is not a database"));
+}
+
+TEST(Store, LeavesOtherProgramsDatabasesAlone)
+{
+    TemporaryDatabase file;
+    sqlite::Connection(file.path(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE).execute("CREATE TABLE mine (x)");
+    EXPECT_THAT(refusal(file.path(), Store::Mode::Create), HasSubstr("belongs to another program"));
+}
+
+TEST(Store, RefusesANewerFormat)
+{
+    TemporaryDatabase file;
+    {
+        Store store(file.path(), Store::Mode::Create);
+        (*store.lease()).execute("PRAGMA user_version = 1000");
+    }
+    EXPECT_THAT(refusal(file.path(), Store::Mode::Existing), HasSubstr("was written by a newer corvaned"));
+}
+
+TEST(Store, ReopensWhatItMade)
+{
+    TemporaryDatabase file;
+    EXPECT_EQ(refusal(file.path(), Store::Mode::Create), "");
+    EXPECT_EQ(refusal(file.path(), Store::Mode::Existing), "");
+}
+
+TEST(Store, TemporaryDatabasesLeaveNothing)
+{
+    std::string path;
+    {
+        test::TestStore db;
+        path = db.file.path();
+        EXPECT_TRUE(std::filesystem::exists(path));
+    }
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(path).parent_path()));
+}
+
+}  // namespace
+}  // namespace corvaned

@@ -1,0 +1,114 @@
+#include "TestSupport.h"
+
+#include <lzma.h>
+#include <zlib.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "ContentCoding.h"
+#include "OperatorError.h"
+
+namespace corvaned::test {
+
+ListingInput inputOf(const std::string& text, const std::string& name)
+{
+    // The source reads the text in place, so it travels along.
+    struct Owning : ByteSource {
+        Owning(std::string content, const std::string& label) : text(std::move(content)), source(openMemory(text, label)) {}
+        std::size_t read(char* buffer, std::size_t size) override { return source->read(buffer, size); }
+        std::string text;
+        std::unique_ptr<ByteSource> source;
+    };
+    return {name, [text, name] { return std::make_unique<Owning>(text, name); }};
+}
+
+ImportReport importText(Store& store, const std::string& listing, const ImportOptions& options)
+{
+    return importGuide(store, {inputOf(listing)}, options);
+}
+
+Collected collect(const std::string& text)
+{
+    Collected collected;
+    readListing(*openMemory(text, "listing"), "listing", collected);
+    return collected;
+}
+
+std::string refusalOf(const std::string& text)
+{
+    try {
+        collect(text);
+        return "";
+    } catch (const OperatorError& error) {
+        return error.what();
+    }
+}
+
+std::vector<std::string> rows(Store& store, std::string_view sql)
+{
+    std::vector<std::string> result;
+    const Store::Lease lease = store.lease();
+    sqlite3_stmt* const statement = (*lease).prepared(sql);
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+        std::string row;
+        for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+            const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+            row += (column > 0 ? "|" : "") + std::string(text != nullptr ? text : "NULL");
+        }
+        result.push_back(row);
+    }
+    sqlite3_reset(statement);
+    return result;
+}
+
+std::string gzipPacked(const std::string& text)
+{
+    return gzipped(text);
+}
+
+std::string xzPacked(const std::string& text)
+{
+    std::string packed(lzma_stream_buffer_bound(text.size()), '\0');
+    std::size_t size = 0;
+    if (lzma_easy_buffer_encode(6, LZMA_CHECK_CRC32, nullptr, reinterpret_cast<const std::uint8_t*>(text.data()),
+                                text.size(), reinterpret_cast<std::uint8_t*>(packed.data()), &size,
+                                packed.size()) != LZMA_OK) {
+        throw std::runtime_error("xz packing failed");
+    }
+    packed.resize(size);
+    return packed;
+}
+
+std::string testData(const std::string& name)
+{
+    return readFile(std::string(CORVANE_SERVICE_TEST_DATA) + "/" + name);
+}
+
+std::string sharedListings()
+{
+    const char* const variable = std::getenv("CORVANE_TEST_DATA");
+    const std::string folder = variable != nullptr ? variable : CORVANE_SHARED_TEST_DATA;
+    return std::filesystem::is_directory(folder) ? folder : "";
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw std::runtime_error("cannot read " + path);
+    }
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+void writeFile(const std::string& path, const std::string& content)
+{
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+}  // namespace corvaned::test

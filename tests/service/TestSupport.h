@@ -1,0 +1,58 @@
+// What the service's tests share: a database of their own, listings from texts, packing.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "GuideImport.h"
+#include "Listing.h"
+#include "Store.h"
+
+namespace corvaned::test {
+
+/// A database that lasts as long as the object.
+struct TestStore {
+    TemporaryDatabase file;
+    Store store{file.path(), Store::Mode::Create};
+};
+
+/// Imports one listing given as text.
+ImportReport importText(Store& store, const std::string& listing, const ImportOptions& options = {});
+
+/// A listing input of that text.
+ListingInput inputOf(const std::string& text, const std::string& name = "listing");
+
+/// Keeps everything that a listing holds.
+struct Collected : ListingSink {
+    void addChannel(const ListingChannel& channel) override { channels.push_back(channel); }
+    void addProgramme(const ListingProgramme& programme) override { programmes.push_back(programme); }
+    void skip(int line, const std::string& reason) override { skipped.push_back(std::to_string(line) + ": " + reason); }
+
+    std::vector<ListingChannel> channels;
+    std::vector<ListingProgramme> programmes;
+    std::vector<std::string> skipped;
+};
+
+/// Reads a listing given as text; what readListing throws comes through.
+Collected collect(const std::string& text);
+
+/// What the reading of a listing was refused with; "" where it was not.
+std::string refusalOf(const std::string& text);
+
+/// The rows of a query, columns joined by '|'. The query must be a literal.
+std::vector<std::string> rows(Store& store, std::string_view sql);
+
+std::string gzipPacked(const std::string& text);
+std::string xzPacked(const std::string& text);
+
+/// The content of a file of this folder's data.
+std::string testData(const std::string& name);
+
+/// The folder of real listings beside the repository, or "" where it is absent.
+std::string sharedListings();
+
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& content);
+
+}  // namespace corvaned::test
