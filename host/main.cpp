@@ -63,9 +63,7 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
         ->capture_default_str();
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int run(int argc, char** argv)
 {
     CommonOptions options;
     GuideOptions guide;
@@ -112,4 +110,16 @@ int main(int argc, char** argv)
         fmt::print(stderr, "corvane: {}\n", error.what());
     }
     return kFailure;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (...) {
+        std::fputs("corvane: out of memory\n", stderr);
+        return kFailure;
+    }
 }

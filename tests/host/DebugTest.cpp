@@ -10,27 +10,18 @@
 #include <thread>
 #include <vector>
 
-namespace W {
+namespace W::host {
+namespace {
 
-// As a plug-in does it.
-template <>
-CCDebug* CCDebug::m_Instance<CWCCDebug>()
-{
-    static CWCCDebug s_module;
-    return &s_module;
-}
-template <>
-__attribute__((format(printf, 3, 4))) void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags,
-                                                                     const char* format, ...)
+/// As a plug-in prints.
+void printLine(unsigned long level, const char* format, ...) __attribute__((format(printf, 2, 3)));
+void printLine(unsigned long level, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    m_Instance<CWCCDebug>()->t_Print(level, flags, format, &arguments);
+    CWCCDebug().t_Print(level, 0, format, &arguments);
     va_end(arguments);
 }
-
-namespace host {
-namespace {
 
 void printRaw(unsigned long level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void printRaw(unsigned long level, const char* format, ...)
@@ -58,24 +49,24 @@ protected:
 
 TEST_F(Debug, LinesAboveTheLevelAreDropped)
 {
-    CCDebug::Print<CWCCDebug>(1, 0, "one\n");
-    CCDebug::Print<CWCCDebug>(2, 0, "two\n");
+    printLine(1, "one\n");
+    printLine(2, "two\n");
     setDebugLevel(8);
-    CCDebug::Print<CWCCDebug>(8, 3, "eight\n");
-    CCDebug::Print<CWCCDebug>(9, 0, "nine\n");
-    CCDebug::m_Instance<CWCCDebug>()->t_SetDebugLevel(0);
-    CCDebug::Print<CWCCDebug>(1, 0, "silent\n");
-    CCDebug::m_Instance<CWCCDebug>()->Reset();
-    CCDebug::Print<CWCCDebug>(1, 0, "again\n");
+    printLine(8, "eight\n");
+    printLine(9, "nine\n");
+    CWCCDebug().t_SetDebugLevel(0);
+    printLine(1, "silent\n");
+    CWCCDebug().Reset();
+    printLine(1, "again\n");
     EXPECT_EQ(written(), "one\neight\nagain\n");
 }
 
 TEST_F(Debug, EveryLineEndsOnce)
 {
-    CCDebug::Print<CWCCDebug>(1, 0, "with\n");
-    CCDebug::Print<CWCCDebug>(1, 0, "without");
-    CCDebug::Print<CWCCDebug>(1, 0, "two\nlines");
-    CCDebug::Print<CWCCDebug>(1, 0, "%s", "");
+    printLine(1, "with\n");
+    printLine(1, "without");
+    printLine(1, "two\nlines");
+    printLine(1, "%s", "");
     EXPECT_EQ(written(), "with\nwithout\ntwo\nlines\n\n");
 }
 
@@ -84,7 +75,7 @@ TEST_F(Debug, LongTextsAreWhole)
     for (const std::size_t size : {std::size_t{510}, std::size_t{511}, std::size_t{512}, std::size_t{5'000'000}}) {
         const std::string text(size, 'x');
         const std::size_t before = written().size();
-        CCDebug::Print<CWCCDebug>(1, 0, "%s|%d", text.c_str(), 7);
+        printLine(1, "%s|%d", text.c_str(), 7);
         EXPECT_TRUE(written().substr(before) == text + "|7\n") << size;
     }
 }
@@ -107,11 +98,12 @@ TEST_F(Debug, LinesOfThreadsStayWhole)
     constexpr int kThreads = 8;
     constexpr int kLines = 500;
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([thread] {
             for (int i = 0; i < kLines; ++i) {
                 if (i % 2 == 0) {
-                    CCDebug::Print<CWCCDebug>(1, 0, "<%d %s>", thread, std::string(200, 'x').c_str());
+                    printLine(1, "<%d %s>", thread, std::string(200, 'x').c_str());
                 } else {
                     CCDebug::DebugIO->write("<split ");
                     CCDebug::DebugIO->write(std::string(200, 'y').c_str());
@@ -135,8 +127,8 @@ TEST_F(Debug, AWatcherSeesItsLinesWhateverTheLevel)
 {
     std::vector<std::string> seen;
     watchDebugLines("Error Code", [&seen](std::string_view line) { seen.emplace_back(line); });
-    CCDebug::Print<CWCCDebug>(8, 0, "Error Code:%s", "207");
-    CCDebug::Print<CWCCDebug>(8, 0, "another %s", "Error Code");
+    printLine(8, "Error Code:%s", "207");
+    printLine(8, "another %s", "Error Code");
     EXPECT_THAT(seen, testing::ElementsAre("Error Code:207"));
     EXPECT_EQ(written(), "");
 }
@@ -144,7 +136,7 @@ TEST_F(Debug, AWatcherSeesItsLinesWhateverTheLevel)
 TEST_F(Debug, WithoutAnOutputNothingHappens)
 {
     CCDebug::DebugIO = nullptr;
-    CCDebug::Print<CWCCDebug>(1, 0, "nobody hears %d", 1);
+    printLine(1, "nobody hears %d", 1);
     CCDebug module;
     va_list none{};
     module.t_Print(1, 0, "x", &none);
@@ -169,5 +161,4 @@ TEST(DebugLog, AFileThatCannotBeWrittenIsNamed)
 }
 
 }  // namespace
-}  // namespace host
-}  // namespace W
+}  // namespace W::host

@@ -64,7 +64,7 @@ TEST(Terminal, TextsAreBrokenBetweenWords)
 TEST(Guide, DatesAreEveningsOrTimes)
 {
     EXPECT_EQ(readGuideDate("2026-11-21"), kEvening);
-    EXPECT_EQ(readGuideDate("2026-11-21T06:30"), kEvening - 13 * 3600 - 1800);
+    EXPECT_EQ(readGuideDate("2026-11-21T06:30"), kEvening - std::int64_t{13} * 3600 - 1800);
     for (const char* text : {"", "today", "2026-02-30", "2026-11-21T6:30", "2026-11-21T06:30:00", "21.11.2026"})
         EXPECT_FALSE(readGuideDate(text)) << text;
 }
@@ -84,7 +84,7 @@ protected:
         WVLChannel channel;
         channel.setSource(source);
         record.setChannel(std::move(channel));
-        record.setStartTime(WDateTime::fromTime_t(kEvening + minute * 60));
+        record.setStartTime(WDateTime::fromTime_t(kEvening + std::int64_t{60} * minute));
         record.setDuration(duration);
         record.setTitle(title);
     }

@@ -68,6 +68,7 @@ protected:
 std::vector<std::string> lines(const std::vector<Json>& output)
 {
     std::vector<std::string> texts;
+    texts.reserve(output.size());
     for (const Json& line : output)
         texts.push_back(line.dump());
     return texts;
@@ -177,6 +178,7 @@ TEST_F(Rpc, LinesThatAreNoRequestDoNotEndTheConversation)
         "junk\n\n[]\n5\n{\"id\":2}\n{\"id\":3,\"method\":5}\n{\"id\":[],\"method\":\"isValid\"}\n"
         "{\"id\":4,\"method\":\"noSuch\"}\n{\"x\":\"\xFF\"}\n{\"id\":5,\"method\":\"isValid\"}\r\n{\"id\":6,");
     std::vector<std::string> got;
+    got.reserve(output.size());
     for (const Json& line : output)
         got.push_back(line["id"].dump() + (line.contains("error") ? " " + line["error"]["code"].dump() : " fine"));
     EXPECT_THAT(got, ElementsAre("null -32700", "null -32700", "null -32600", "null -32600", "2 -32600", "3 -32600",
