@@ -56,7 +56,8 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
     app.add_option("--log", options.log, "debug lines go to this file, or to syslog; default: standard error")
         ->type_name("FILE|syslog");
     app.add_option("--log-level", options.logLevel, "debug lines up to this level: 1 errors (default), 8 everything")
-        ->type_name("N");
+        ->type_name("N")
+        ->check(CLI::NonNegativeNumber);
     app.add_option("--timeout", options.timeoutSeconds, "how long to wait for results")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 86400.0))

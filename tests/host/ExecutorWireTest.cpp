@@ -3,6 +3,7 @@
 #include "HttpWire.h"
 #include "RawServer.h"
 #include "Scratch.h"
+#include "TlsServer.h"
 
 #include <gmock/gmock.h>
 #include <zlib.h>
@@ -353,6 +354,43 @@ TEST_F(ExecutorTest, FailuresHaveTheirSessionStatus)
         EXPECT_EQ(run(exchange), row.status);
         EXPECT_EQ(exchange.payload(), "");
     }
+}
+
+TEST_F(ExecutorTest, CertificatesAreVerified)
+{
+    const ScratchDirectory scratch;
+    const struct {
+        const char* what;
+        Certificate certificate;
+        bool trusted;
+        SESSION_STATUS status;
+        const char* payload;
+    } rows[] = {
+        {"trusted", {}, true, session::kCompleted, "secret"},
+        {"made out by itself", {}, false, session::kTlsFailed, ""},
+        {"of another host", {"127.0.0.2", 3600}, true, session::kTlsFailed, ""},
+        {"expired", {"127.0.0.1", -3600}, true, session::kTlsFailed, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        const TlsServer server(row.certificate, scratch.file("ca.pem"));
+        HttpLimits limits;
+        if (row.trusted)
+            limits.caFile = scratch.file("ca.pem");
+        use(limits);
+        Exchange exchange(HTTP_GET, server.url());
+        EXPECT_EQ(run(exchange), row.status);
+        EXPECT_EQ(exchange.payload(), row.payload);
+        EXPECT_TRUE(server.wasOfferedHttp2());
+        use(HttpLimits());
+    }
+}
+
+TEST_F(ExecutorTest, AHandshakeThatIsCutIsAMatterOfTls)
+{
+    const RawServer server([](RawServer::Connection&) {});
+    Exchange exchange(HTTP_GET, "https" + server.url("/").substr(4));
+    EXPECT_EQ(run(exchange), session::kTlsFailed);
 }
 
 }  // namespace
