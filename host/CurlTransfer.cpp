@@ -197,7 +197,10 @@ bool CurlTransfer::setHeaders(const HttpHeader& header)
     bool decode = false;
     for (const auto& [name, value] : header.lines()) {
         const bool empty = value.find_first_not_of(" \t") == std::string::npos;
-        complete = complete && appendHeader(empty ? name + ";" : name + ": " + value);
+        std::string line = name;
+        line += empty ? ";" : ": ";
+        line += empty ? std::string() : value;
+        complete = complete && appendHeader(line);
         decode = decode || isHeaderName(name, "Accept-Encoding");
     }
     // Switches decoding on; the request's own line stands in for the one that libcurl would send.

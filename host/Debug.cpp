@@ -16,6 +16,9 @@
 #include <system_error>
 #include <utility>
 
+// Formats come from whoever prints; CCDebug::Print() has checked them.
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+
 namespace W {
 
 namespace {

@@ -115,7 +115,7 @@ public:
                 continue;
             append(lines, cell({}, begin - column), {});
             const bool running = m_window.now >= slot.begin && m_window.now < slot.end;
-            const std::string title = (running ? "> " : "") + slot.programme->getTitle();
+            const std::string title = (running ? ">" : "") + slot.programme->getTitle();
             append(lines, cell(title, end - begin), running ? kReverse : std::string_view());
             column = end;
         }

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string_view>
 #include <utility>
@@ -67,7 +68,10 @@ Runtime::Runtime(const CommonOptions& options, Defaults defaults)
 Runtime::Runtime(const CommonOptions& options, Configuration configuration, Defaults defaults)
     : m_configuration(std::move(configuration))
 {
-    const HttpLimits limits = m_configuration.httpLimits();
+    HttpLimits limits = m_configuration.httpLimits();
+    // Not every request can be cancelled, and people do not wait longer than they said.
+    if (defaults == Defaults::ForPeople)
+        limits.totalTimeout = std::clamp(options.timeout(), std::chrono::milliseconds(1), limits.totalTimeout);
     // People get failures in words; the plug-in's error lines would only stand in between.
     const bool quiet = defaults == Defaults::ForPeople && options.log.empty();
     setDebugLevel(options.logLevel.value_or(quiet ? 0 : 1));

@@ -29,7 +29,7 @@ constexpr Advice kAdvice[] = {
     {status::kUnreadableReply, "what answers at {0} does not reply as a Corvane service does",
      "name the service's address with --set base_url=URL"},
     {-13, "the transfer from {0} failed", "look at the service's log, and at its certificate when it speaks https"},
-    {-500, "{0} did not answer in time", "look at the service's log, or allow more with --set total_timeout=SECONDS"},
+    {-500, "{0} did not answer in time", "look at the service's log, or allow more with --timeout SECONDS"},
     {status::kUnreachable, "there is no service at {0}",
      "start one with \"corvaned serve\", or name another address with --set base_url=URL"},
     {status::kNoSession, "the service does not accept the session",

@@ -56,16 +56,15 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
     app.add_option("--log", options.log, "debug lines go to this file, or to syslog; default: standard error")
         ->type_name("FILE|syslog");
     app.add_option("--log-level", options.logLevel, "debug lines up to this level: 1 errors (default), 8 everything")
-        ->type_name("N");
+        ->type_name("N")
+        ->check(CLI::NonNegativeNumber);
     app.add_option("--timeout", options.timeoutSeconds, "how long to wait for results")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 86400.0))
         ->capture_default_str();
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int run(int argc, char** argv)
 {
     CommonOptions options;
     GuideOptions guide;
@@ -112,4 +111,16 @@ int main(int argc, char** argv)
         fmt::print(stderr, "corvane: {}\n", error.what());
     }
     return kFailure;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (...) {
+        std::fputs("corvane: out of memory\n", stderr);
+        return kFailure;
+    }
 }

@@ -89,6 +89,7 @@ TEST_F(Executor, CompletesOnOneThreadThatIsNotTheCallers)
     const RawServer server(answering("x"));
     std::atomic<int> inside{0};
     std::vector<Exchange*> all;
+    all.reserve(200);
     for (int i = 0; i < 200; ++i) {
         Exchange& exchange = m_exchanges.emplace_back(HTTP_GET, i % 10 == 0 ? "no URL" : server.url("/"));
         exchange.hook = [&](SESSION_STATUS) {
@@ -121,6 +122,7 @@ TEST_F(Executor, LinesUpWhatIsMoreThanItsConcurrency)
     use(limits);
     const RawServer server(answering("x"));
     std::vector<Exchange*> all;
+    all.reserve(50);
     for (int i = 0; i < 50; ++i)
         all.push_back(&start(server.url("/")));
     for (Exchange* exchange : all)
@@ -234,6 +236,7 @@ TEST_F(Executor, AFlushEndsItsOwnAndLeavesTheOthers)
     const RawServer server(silent);
     std::vector<Exchange*> ours;
     Exchange& other = start(server.url("/other"), kOthers);
+    ours.reserve(100);
     for (int i = 0; i < 100; ++i)
         ours.push_back(&start(server.url("/ours")));
     ASSERT_TRUE(server.waitForRequests(4));
@@ -298,6 +301,7 @@ TEST_F(Executor, AFlushInsideACompletionEndsAllOthersBeforeItReturns)
         }
     });
     std::vector<Exchange*> stalled;
+    stalled.reserve(20);
     for (int i = 0; i < 20; ++i)
         stalled.push_back(&start(server.url("/stalled")));
     Exchange& other = start(server.url("/stalled"), kOthers);
@@ -340,6 +344,7 @@ TEST_F(Executor, StoppingEndsEverything)
 {
     const RawServer server(silent);
     std::vector<Exchange*> all;
+    all.reserve(300);
     for (int i = 0; i < 300; ++i)
         all.push_back(&start(server.url("/")));
     ASSERT_TRUE(server.waitForRequests(1));
@@ -362,23 +367,23 @@ TEST_F(Executor, EveryRequestOfAStormIsCompletedOnce)
     const unsigned seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::vector<std::unique_ptr<Exchange>> all;
-    constexpr int kCallers = 4;
-    constexpr int kEach = 150;
-    for (int i = 0; i < kCallers * kEach; ++i) {
+    constexpr std::size_t kCallers = 4;
+    constexpr std::size_t kEach = 150;
+    all.reserve(kCallers * kEach);
+    for (std::size_t i = 0; i < kCallers * kEach; ++i) {
         const char* const paths[] = {"/quick", "/stalled", "/cut"};
         all.push_back(std::make_unique<Exchange>(HTTP_GET, server.url(paths[i % 3])));
-        (*all.back())->setID(static_cast<UINT64>(i % 5));
+        (*all.back())->setID(i % 5);
     }
     std::vector<std::thread> callers;
-    for (int caller = 0; caller < kCallers; ++caller) {
+    callers.reserve(kCallers);
+    for (std::size_t caller = 0; caller < kCallers; ++caller) {
         callers.emplace_back([&, caller] {
             std::mt19937 random(seed + static_cast<unsigned>(caller));
-            for (int i = 0; i < kEach; ++i) {
-                Exchange& exchange = *all[static_cast<std::size_t>(caller * kEach + i)];
-                EXPECT_GE(executor().addRequest(&exchange.request()), 0);
-                Exchange& earlier =
-                    *all[static_cast<std::size_t>(caller * kEach) + random() % (static_cast<unsigned>(i) + 1)];
-                const unsigned what = random() % 8;
+            for (std::size_t i = 0; i < kEach; ++i) {
+                EXPECT_GE(executor().addRequest(&all[caller * kEach + i]->request()), 0);
+                Exchange& earlier = *all[caller * kEach + random() % (i + 1)];
+                const auto what = random() % 8;
                 if (what < 5)
                     earlier->setCancel();
                 else if (what == 5)

@@ -2,14 +2,14 @@
 #include "Exchange.h"
 #include "HttpWire.h"
 #include "RawServer.h"
+#include "Scratch.h"
+#include "TlsServer.h"
 
 #include <gmock/gmock.h>
 #include <zlib.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -33,29 +33,6 @@ std::string gzip(const std::string& text)
     deflateEnd(&stream);
     return packed;
 }
-
-std::string readFile(const std::string& path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-class ScratchDirectory {
-public:
-    ScratchDirectory()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "corvane-XXXXXX").string();
-        m_path = ::mkdtemp(name.data());
-    }
-    ~ScratchDirectory() { std::filesystem::remove_all(m_path); }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    std::string file(const std::string& name) const { return (m_path / name).string(); }
-
-private:
-    std::filesystem::path m_path;
-};
 
 HttpHeader headers(const std::vector<HttpHeader::Line>& lines)
 {
@@ -377,6 +354,43 @@ TEST_F(ExecutorTest, FailuresHaveTheirSessionStatus)
         EXPECT_EQ(run(exchange), row.status);
         EXPECT_EQ(exchange.payload(), "");
     }
+}
+
+TEST_F(ExecutorTest, CertificatesAreVerified)
+{
+    const ScratchDirectory scratch;
+    const struct {
+        const char* what;
+        Certificate certificate;
+        bool trusted;
+        SESSION_STATUS status;
+        const char* payload;
+    } rows[] = {
+        {"trusted", {}, true, session::kCompleted, "secret"},
+        {"made out by itself", {}, false, session::kTlsFailed, ""},
+        {"of another host", {"127.0.0.2", 3600}, true, session::kTlsFailed, ""},
+        {"expired", {"127.0.0.1", -3600}, true, session::kTlsFailed, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        const TlsServer server(row.certificate, scratch.file("ca.pem"));
+        HttpLimits limits;
+        if (row.trusted)
+            limits.caFile = scratch.file("ca.pem");
+        use(limits);
+        Exchange exchange(HTTP_GET, server.url());
+        EXPECT_EQ(run(exchange), row.status);
+        EXPECT_EQ(exchange.payload(), row.payload);
+        EXPECT_TRUE(server.wasOfferedHttp2());
+        use(HttpLimits());
+    }
+}
+
+TEST_F(ExecutorTest, AHandshakeThatIsCutIsAMatterOfTls)
+{
+    const RawServer server([](RawServer::Connection&) {});
+    Exchange exchange(HTTP_GET, "https" + server.url("/").substr(4));
+    EXPECT_EQ(run(exchange), session::kTlsFailed);
 }
 
 }  // namespace

@@ -1,0 +1,377 @@
+// `corvane rpc` against a plug-in that answers with sample records: arguments, results, order and errors.
+#include "PluginLibrary.h"
+#include "Rpc.h"
+#include "SampleRecords.h"
+#include "TestPlugin.h"
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace W::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class Rpc : public testing::Test {
+protected:
+    Rpc() : m_library(TEST_PLUGIN)
+    {
+        void* const again = ::dlopen(TEST_PLUGIN, RTLD_NOW | RTLD_NOLOAD);
+        m_control = reinterpret_cast<GetTestPluginControl>(::dlsym(again, "testPluginControl"))();
+        ::dlclose(again);
+        *m_control = {};
+    }
+
+    /// Everything that a conversation writes.
+    std::vector<Json> talk(const std::string& input, std::chrono::milliseconds patience = std::chrono::seconds(20))
+    {
+        std::vector<Json> output;
+        PluginLibrary::Object plugin = m_library.create();
+        RpcServer server([&output](const std::string& line) {
+            EXPECT_EQ(line.find('\n'), std::string::npos);
+            output.push_back(Json::parse(line));
+        });
+        std::istringstream lines(input);
+        server.serve(*plugin, lines, patience);
+        plugin.reset();
+        EXPECT_EQ(m_control->objects, 0);
+        server.giveUp();
+        return output;
+    }
+    static std::string request(int id, const std::string& method, const std::string& params)
+    {
+        return "{\"jsonrpc\":\"2.0\",\"id\":" + std::to_string(id) + ",\"method\":\"" + method +
+               "\",\"params\":" + params + "}\n";
+    }
+    Json answerTo(const std::string& method, const std::string& params)
+    {
+        const std::vector<Json> output = talk(request(1, method, params));
+        return output.empty() ? Json() : output.back();
+    }
+
+    PluginLibrary m_library;
+    TestPluginControl* m_control = nullptr;
+};
+
+std::vector<std::string> lines(const std::vector<Json>& output)
+{
+    std::vector<std::string> texts;
+    texts.reserve(output.size());
+    for (const Json& line : output)
+        texts.push_back(line.dump());
+    return texts;
+}
+
+TEST_F(Rpc, AcceptedStandsBeforeTheResultAlsoWhenTheCallbackIsQuicker)
+{
+    for (const Behaviour behaviour : {Behaviour::AtOnce, Behaviour::Later}) {
+        m_control->behaviour = behaviour;
+        const std::string kind = std::to_string(numberOf("checkAgreement"));
+        EXPECT_THAT(
+            lines(talk(request(1, "checkAgreement", "[]"))),
+            ElementsAre(
+                "{\"jsonrpc\":\"2.0\",\"method\":\"accepted\",\"params\":{\"id\":1,\"return\":0,\"requestID\":" + kind +
+                    ",\"reference\":1,\"status\":0}}",
+                "{\"jsonrpc\":\"2.0\",\"id\":1,\"result\":{\"return\":0,\"requestID\":" + kind +
+                    ",\"reference\":1,\"status\":0,\"results\":[\"text\",\"text\"]}}"));
+    }
+}
+
+TEST_F(Rpc, ARefusalHasNoResults)
+{
+    m_control->behaviour = Behaviour::Refuse;
+    EXPECT_THAT(lines(talk(request(7, "getConfLog", "[]"))),
+                ElementsAre("{\"jsonrpc\":\"2.0\",\"id\":7,\"result\":{\"return\":-202,\"requestID\":" +
+                            std::to_string(numberOf("getConfLog")) + ",\"reference\":0,\"status\":-202}}"));
+}
+
+TEST_F(Rpc, ArgumentsReachTheOperationInTheirOrder)
+{
+    const struct {
+        const char* method;
+        const char* params;
+        const char* call;
+    } rows[] = {
+        {"getSchedule", R"([["a","b"],1795224600,6,[1,2]])", "getSchedule([a,b],1795224600,6,[1,2])"},
+        {"getSchedule", R"([[],0,-6,[]])", "getSchedule([],0,-6,[])"},
+        {"getOnAir", R"([["x"],[3]])", "getOnAir([x],[3])"},
+        {"getGuide", R"(["s","5",4102444800,1,2,3,4])", "getGuide(s,5,4102444800,1,2,3,4)"},
+        {"getFavoriteContentList", R"(["content",1,"o","s",2,3])", "getFavoriteContentList(content,1,o,s,2,3)"},
+        {"setAnonymAgreement", "[true]", "setAnonymAgreement(true)"},
+        {"searchEPG", R"(["caf\u00e9 \"x\"","",-1,0])", "searchEPG(café \"x\",,-1,0)"},
+        {"resetHistory", "[4294967295]", "resetHistory(4294967295)"},
+        {"getPopularChannel", "[2147483647,-2147483648]", "getPopularChannel(2147483647,-2147483648)"},
+        {"download", R"(["u","d",""])", "download(u,d,)"},
+        {"login", R"(["i","p"])", "login(i,p)"},
+        {"cancel", "[18446744073709551615]", "cancel(18446744073709551615)"},
+        {"setAuthSeedkey", R"([{"SessionID":"S","UserID":"U","SeedKey":"K"}])", "setAuthSeedkey(S,U,K,,0)"},
+        {"setAuthSeedkey", R"([{"SeedKey":"K","ExpireTime":{"utc":"2026-11-21T01:30:00Z","offset":"-05:30"}}])",
+         "setAuthSeedkey(,,K,2026-11-21T01:30:00Z,-19800)"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.params);
+        const Json answer = answerTo(row.method, row.params);
+        EXPECT_TRUE(answer.contains("result")) << answer;
+        EXPECT_EQ(m_control->lastCall, row.call);
+    }
+    answerTo("getHeadend", R"(["a\u0000b"])");
+    EXPECT_EQ(m_control->lastCall, std::string("getHeadend(a\0b)", 15));
+}
+
+TEST_F(Rpc, WrongParametersAreNamedAndNothingIsCalled)
+{
+    const struct {
+        const char* method;
+        const char* params;
+        const char* message;
+    } rows[] = {
+        {"getConfLog", "[1]", "getConfLog: takes 0 parameter(s), and got 1"},
+        {"getSchedule", "[[\"a\"]]", "getSchedule: takes 4 parameter(s), and got 1"},
+        {"cancel", "[]", "cancel: takes 1 to 2 parameter(s), and got 0"},
+        {"getConfLog", "{}", "getConfLog: params have to be an array"},
+        {"getSchedule", "[[\"a\",5],0,6,[1]]", "parameter 1 element 2 has to be a text, and is 5"},
+        {"getSchedule", "[\"a\",0,6,[1]]", "parameter 1 has to be an array, and is \"a\""},
+        {"getSchedule", "[[\"a\"],-1,6,[1]]", "parameter 2 has to be an integer from 0"},
+        {"getSchedule", "[[\"a\"],1.0,6,[1]]", "parameter 2 has to be an integer from 0"},
+        {"getSchedule", "[[\"a\"],\"0\",6,[1]]", "parameter 2 has to be an integer from 0"},
+        {"getSchedule", "[[\"a\"],0,2147483648,[1]]",
+         "parameter 3 has to be an integer from -2147483648 to 2147483647"},
+        {"getSchedule", "[[\"a\"],0,-2147483649,[1]]", "parameter 3 has to be an integer"},
+        {"getSchedule", "[[\"a\"],0,18446744073709551615,[1]]", "parameter 3 has to be an integer"},
+        {"getSchedule", "[[\"a\"],0,true,[1]]", "parameter 3 has to be an integer"},
+        {"getSchedule", "[[\"a\"],0,6,[1,null]]", "parameter 4 element 2 has to be an integer"},
+        {"setAnonymAgreement", "[1]", "parameter 1 has to be true or false, and is 1"},
+        {"getHeadend", "[null]", "parameter 1 has to be a text, and is null"},
+        {"setAuthSeedkey", "[{\"SessionID\":1}]", "parameter 1 field SessionID has to be a text, and is 1"},
+        {"setAuthSeedkey", "[{\"Sesion\":\"1\"}]", "parameter 1 field Sesion has to be an object with"},
+        {"setAuthSeedkey", "[[]]", "parameter 1 has to be an object with"},
+        {"download", "[\"u\",\"d\",\"f\",\"x\"]", "parameter 4 has to be an integer from 0"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.method) + row.params);
+        m_control->lastCall.clear();
+        const Json answer = answerTo(row.method, row.params);
+        ASSERT_TRUE(answer.contains("error")) << answer;
+        EXPECT_EQ(answer["id"], 1);
+        EXPECT_EQ(answer["error"]["code"], -32602);
+        EXPECT_THAT(answer["error"]["message"].get<std::string>(), HasSubstr(row.message));
+        EXPECT_THAT(answer["error"]["message"].get<std::string>(), HasSubstr(row.method));
+        EXPECT_EQ(m_control->lastCall, "");
+    }
+}
+
+TEST_F(Rpc, LinesThatAreNoRequestDoNotEndTheConversation)
+{
+    const std::vector<Json> output = talk(
+        "junk\n\n[]\n5\n{\"id\":2}\n{\"id\":3,\"method\":5}\n{\"id\":[],\"method\":\"isValid\"}\n"
+        "{\"id\":4,\"method\":\"noSuch\"}\n{\"x\":\"\xFF\"}\n{\"id\":5,\"method\":\"isValid\"}\r\n{\"id\":6,");
+    std::vector<std::string> got;
+    got.reserve(output.size());
+    for (const Json& line : output)
+        got.push_back(line["id"].dump() + (line.contains("error") ? " " + line["error"]["code"].dump() : " fine"));
+    EXPECT_THAT(got, ElementsAre("null -32700", "null -32700", "null -32600", "null -32600", "2 -32600", "3 -32600",
+                                 "null -32600", "4 -32601", "null -32700", "5 fine", "null -32700"));
+}
+
+TEST_F(Rpc, SynchronousOperationsAnswerAtOnce)
+{
+    const struct {
+        const char* method;
+        const char* params;
+        const char* result;
+    } rows[] = {
+        {"isValid", "[]", R"({"return":false})"},
+        {"login", R"(["a","b"])", R"({"return":-6,"requestID":null,"reference":null,"status":null})"},
+        {"logout", "[]", R"({"return":-6,"requestID":null,"reference":null,"status":null})"},
+        {"retrieveExceptions", "[]", R"({"return":-6,"requestID":null,"reference":null,"status":null})"},
+        {"resolveException", "[]", R"({"return":-6,"requestID":null,"reference":null,"status":null})"},
+        {"setAuthSeedkey", "[{}]", R"({"return":null})"},
+        {"cancel", "[1]", R"({"return":600})"},
+        {"cancel", "[1,2893825857]", R"({"return":600})"},
+        {"cancel", "[1,5]", R"({"return":-1})"},
+        {"download", R"(["u","d","f",5])", R"({"return":-16,"requestID":null,"reference":null,"status":-16})"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(answerTo(row.method, row.params)["result"].dump(), row.result) << row.method << row.params;
+    const Json today = answerTo("getTodaySchedule", R"(["/x"])")["result"];
+    EXPECT_EQ(today["return"], 0);
+    EXPECT_EQ(today["results"][0]["count"], 1);
+    EXPECT_EQ(today["results"][0]["data"][0]["Title"], "Title");
+    m_control->behaviour = Behaviour::Refuse;
+    EXPECT_EQ(answerTo("getTodaySchedule", R"(["/x"])")["result"].dump(), R"({"return":-403})");
+}
+
+TEST_F(Rpc, WaitAnswersWhenNothingIsOutstanding)
+{
+    m_control->behaviour = Behaviour::Later;
+    const std::vector<Json> output =
+        talk(request(1, "saveHeadend", "[]") + request(2, "checkAgreement", "[]") + request(3, "wait", "[]") +
+             request(4, "saveHeadend", "[]") + request(5, "wait", "[4]") + request(6, "wait", "[99]"));
+    const auto at = [&](int id) {
+        return std::find_if(output.begin(), output.end(), [id](const Json& line) { return line.value("id", 0) == id; });
+    };
+    EXPECT_LT(at(1), at(3));
+    EXPECT_LT(at(2), at(3));
+    EXPECT_LT(at(3), at(4));
+    EXPECT_LT(at(4), at(5));
+    EXPECT_NE(at(6), output.end());
+}
+
+TEST_F(Rpc, WhatIsStillOutstandingAtTheEndIsAnErrorEach)
+{
+    m_control->behaviour = Behaviour::Never;
+    const std::vector<Json> output =
+        talk(request(1, "saveHeadend", "[]") + request(2, "saveHeadend", "[]"), std::chrono::milliseconds(10));
+    ASSERT_EQ(output.size(), 4U);
+    for (int id = 1; id <= 2; ++id) {
+        const Json& answer = output[static_cast<std::size_t>(id) + 1];
+        EXPECT_EQ(answer["id"], id);
+        EXPECT_EQ(answer["error"]["code"], -32000);
+    }
+}
+
+/// The setters that the headers of the framework declare, by class.
+std::set<std::string> settersOf(const std::string& record)
+{
+    std::set<std::string> names;
+    for (const auto& file : std::filesystem::directory_iterator(FRAMEWORK_DIRECTORY)) {
+        std::ostringstream text;
+        text << std::ifstream(file.path()).rdbuf();
+        const std::string header = text.str();
+        const std::size_t begin = header.find("class " + record + " : public WResource {");
+        if (begin == std::string::npos)
+            continue;
+        const std::string body = header.substr(begin, header.find("\n};", begin) - begin);
+        const std::regex setter("void set(\\w+)\\(");
+        for (std::sregex_iterator match(body.begin(), body.end(), setter), end; match != end; ++match)
+            names.insert((*match)[1]);
+    }
+    return names;
+}
+
+/// Every value stands under its own name.
+void expectSample(const Json& object)
+{
+    for (const auto& [key, value] : object.items()) {
+        if (value.is_string())
+            EXPECT_EQ(value, key);
+        else if (value.is_number())
+            EXPECT_EQ(value, numberOf(key)) << key;
+        else if (value.contains("utc"))
+            EXPECT_EQ(value.dump(), R"({"utc":"2026-11-21T01:30:00Z","offset":"+09:00"})") << key;
+        else if (value.is_object())
+            expectSample(value);
+        else
+            expectSample(value.at(0));
+    }
+}
+
+template <class Record>
+void expectComplete(const char* name)
+{
+    SCOPED_TRACE(name);
+    const Json json = toJson(sample<Record>());
+    std::set<std::string> keys;
+    for (const auto& [key, value] : json.items())
+        keys.insert(key);
+    EXPECT_EQ(keys, settersOf(name));
+    expectSample(json);
+}
+
+TEST(RecordJson, EveryFieldStandsUnderItsSettersName)
+{
+    expectComplete<WVLImage>("WVLImage");
+    expectComplete<WVLChannel>("WVLChannel");
+    expectComplete<WVLGenre>("WVLGenre");
+    expectComplete<WVLRepGenre>("WVLRepGenre");
+    expectComplete<WVLPerson>("WVLPerson");
+    expectComplete<WVLContent>("WVLContent");
+    expectComplete<WVLCombination>("WVLCombination");
+    expectComplete<WVLConcierge>("WVLConcierge");
+    expectComplete<WVLDevice>("WVLDevice");
+    expectComplete<WVLHeadend>("WVLHeadend");
+    expectComplete<WVLCityCode>("WVLCityCode");
+    expectComplete<WVLAnswer>("WVLAnswer");
+    expectComplete<WVLQuiz>("WVLQuiz");
+    expectComplete<WVLDownloadURL>("WVLDownloadURL");
+    expectComplete<WVLEvent>("WVLEvent");
+    expectComplete<WVLLog>("WVLLog");
+    expectComplete<WVLCertificationRule>("WVLCertificationRule");
+    expectComplete<WVLLocaltime>("WVLLocaltime");
+    expectComplete<WVLSession>("WVLSession");
+}
+
+TEST(RecordJson, ContainersMapsAndTimes)
+{
+    WContainer<WVLCityCode> cleared;
+    cleared.clear();
+    EXPECT_EQ(toJson(cleared).dump(), R"({"count":-1,"data":[]})");
+    EXPECT_EQ(toJson(sample<WContainer<WVLCityCode>>()).dump(),
+              R"({"count":1,"data":[{"Code":"Code","Name":"Name"}]})");
+    EXPECT_EQ(toJson(sample<std::map<int, std::string>>()).dump(), R"({"0":"zero","7":"seven"})");
+    EXPECT_EQ((toJson(sample<std::multimap<int, WVLCityCode>>()).dump()),
+              R"([[0,{"Code":"Code","Name":"Name"}],[7,{"Code":"Code","Name":"Name"}]])");
+    EXPECT_EQ(toJson(WDateTime()).dump(), R"({"utc":null,"offset":null})");
+    WDateTime half = WDateTime::fromTime_t(0);
+    half.setOffset(-1, WTime(5, 30));
+    EXPECT_EQ(toJson(half).dump(), R"({"utc":"1970-01-01T00:00:00Z","offset":"-05:30"})");
+    EXPECT_EQ(toJson(WVLChannel())["StationImage"].dump(), R"({"Index":"","Type":"","URL":"","Width":0,"Height":0})");
+}
+
+TEST(RecordJson, BytesThatAreNoTextDoNotStopTheLine)
+{
+    EXPECT_EQ(toLine(toJson(std::string("a\xFF z"))), "\"a\xEF\xBF\xBD z\"");
+    EXPECT_EQ(toLine(toJson(std::string("a\0b\n", 4))), "\"a\\u0000b\\n\"");
+}
+
+TEST(RpcOperations, EveryOperationOfTheInterfaceIsARow)
+{
+    std::set<std::string> offered;
+    for (const RpcOperation& row : rpcOperations())
+        EXPECT_TRUE(offered.insert(std::string(row.name)).second) << row.name << " stands twice";
+    std::ostringstream text;
+    text << std::ifstream(INTERFACE_HEADER).rdbuf();
+    const std::string header = text.str();
+    const std::regex declared("virtual (?:int|void) (\\w+)\\(");
+    std::set<std::string> expected{"isValid", "login", "logout", "retrieveExceptions", "resolveException"};
+    for (std::sregex_iterator match(header.begin(), header.end(), declared), end; match != end; ++match)
+        expected.insert((*match)[1]);
+    EXPECT_EQ(offered, expected);
+}
+
+TEST(PluginLibrary, SaysWhatIsWrongWithAFile)
+{
+    const struct {
+        const char* file;
+        const char* message;
+    } rows[] = {
+        {"/no/such/plugin.so", "there is no plug-in at /no/such/plugin.so"},
+        {"/tmp", "there is no plug-in at /tmp"},
+        {"/etc/passwd", "cannot load the plug-in: /etc/passwd"},
+        {NO_PLUGIN, "is no plug-in: it does not export createPlugin"},
+    };
+    for (const auto& row : rows) {
+        try {
+            const PluginLibrary library(row.file);
+            ADD_FAILURE() << row.file;
+        } catch (const std::runtime_error& error) {
+            EXPECT_THAT(error.what(), HasSubstr(row.message));
+            EXPECT_THAT(error.what(), testing::Not(HasSubstr("\n")));
+        }
+    }
+}
+
+}  // namespace
+}  // namespace W::host
