@@ -347,11 +347,9 @@ void Reader::startElement(std::string_view name, Attributes attributes)
 {
     // Once an error has been recovered from, the parser would drop every later entity, &amp; included.
     m_parser->wellFormed = 1;
-    // After some errors it takes the rest for Latin-1, which would make nonsense of what follows.
+    // After bytes that are not UTF-8 it would take everything that follows unchecked.
     m_charset = m_depth == 0 ? m_parser->charset : m_charset;
-    if (m_parser->charset != m_charset) {
-        refuse(line(), "the bytes are not in the encoding declared; correct the listing's first line");
-    }
+    m_parser->charset = m_charset;
     ++m_depth;
     if (m_depth == 1) {
         if (name != "tv") {

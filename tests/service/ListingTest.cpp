@@ -215,6 +215,16 @@ TEST(Listing, SlipsCostTheProgrammeTheyStandIn)
     }
 }
 
+TEST(Listing, EveryTextThatIsNotUtf8IsFound)
+{
+    const Collected collected =
+        collect(listingOf(programmeWith("<title>a\xe9z</title>") + "\n" + programmeWith("<title>caf\u00e9</title>") + "\n" +
+                          programmeWith("<title>b\xe9z</title>") + "\n" + programmeWith("<title>T</title>", "x='\xe9'") +
+                          "\n" + programmeWith("<title>c\xe9z</title>") + programmeWith("<title>na\u00efve</title>")));
+    EXPECT_THAT(titlesOf(collected), ElementsAre("caf\u00e9", "na\u00efve"));
+    EXPECT_EQ(collected.skipped.size(), 4U);
+}
+
 TEST(Listing, ASlipInAStartTagCostsThatRecordOnly)
 {
     const Collected collected = collect(
