@@ -170,6 +170,7 @@ private:
     int readBytes(char* buffer, int size);
     void startElement(std::string_view name, Attributes attributes);
     void endElement();
+    void forgetError();
     void addText(std::string_view text);
     void noteError(const xmlError& error);
     xmlEntityPtr findEntity(const xmlChar* name);
@@ -345,11 +346,8 @@ int Reader::readBytes(char* buffer, int size)
 
 void Reader::startElement(std::string_view name, Attributes attributes)
 {
-    // Once an error has been recovered from, the parser would drop every later entity, &amp; included.
-    m_parser->wellFormed = 1;
-    // After bytes that are not UTF-8 it would take everything that follows unchecked.
     m_charset = m_depth == 0 ? m_parser->charset : m_charset;
-    m_parser->charset = m_charset;
+    forgetError();
     ++m_depth;
     if (m_depth == 1) {
         if (name != "tv") {
@@ -373,8 +371,17 @@ void Reader::startElement(std::string_view name, Attributes attributes)
     }
 }
 
+// What the parser remembers of an error that it has recovered from would spoil the rest: it would drop every later
+// entity, &amp; included, and after bytes that are not UTF-8 check no others.
+void Reader::forgetError()
+{
+    m_parser->wellFormed = 1;
+    m_parser->charset = m_charset;
+}
+
 void Reader::endElement()
 {
+    forgetError();
     if (m_depth == 3 && m_field != nullptr) {
         (this->*std::exchange(m_field, nullptr)->take)(collapsed(m_text));
     } else if (m_depth == 2) {
