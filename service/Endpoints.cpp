@@ -240,8 +240,7 @@ std::string checkSession(const ServiceSettings& settings, sqlite::Connection& co
         case TokenCheck::Good:
             break;
         case TokenCheck::Malformed:
-            throw Refusal(ServiceCode::TokenWrong,
-                          "header 'Token' is missing or not of the form SESSION+USER+DIGEST");
+            throw Refusal(ServiceCode::TokenWrong, "header 'Token' is missing or not of the form SESSION+USER+DIGEST");
         case TokenCheck::Unknown:
             throw Refusal(ServiceCode::SessionUnknown,
                           "the session of header 'Token' is not known or has expired; ask for a new seed key");

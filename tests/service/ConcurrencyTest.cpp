@@ -17,9 +17,10 @@ std::string listingOf(const std::string& title, int programmes)
 {
     std::string text = "<tv>";
     for (int i = 0; i < programmes; ++i) {
-        text += "<programme channel='c" + std::to_string(i % 7) + "' start='" + std::to_string(20260101000000 + i % 28 * 1000000) +
-                "' stop='20270101000000'><title>" + title + "</title><sub-title>" + std::to_string(i) +
-                "</sub-title><category>" + title + "</category></programme>";
+        text += "<programme channel='c" + std::to_string(i % 7) + "' start='" +
+                std::to_string(20260101000000 + i % 28 * 1000000) + "' stop='20270101000000'><title>" + title +
+                "</title><sub-title>" + std::to_string(i) + "</sub-title><category>" + title +
+                "</category></programme>";
     }
     return text + "</tv>";
 }
@@ -78,10 +79,11 @@ TEST(Concurrency, ClientsOpenSessionsAndReadWhileTheGuideIsReplaced)
             httplib::Client client("127.0.0.1", server.port());
             client.set_keep_alive(true);
             for (int n = 0; n < 25; ++n) {
-                const httplib::Result seedkey = client.Get("/openapi/service/vorel/auth/seedkey",
-                                                           {{"AppKey", "k"}, {"DUID", std::to_string(i)}});
+                const httplib::Result seedkey =
+                    client.Get("/openapi/service/vorel/auth/seedkey", {{"AppKey", "k"}, {"DUID", std::to_string(i)}});
                 const httplib::Result time = client.Get("/openapi/service/vorel/conf/localtime");
-                const httplib::Result schedule = client.Get("/openapi/service/vorel/channel/schedule?sourceid=1&interval=1");
+                const httplib::Result schedule =
+                    client.Get("/openapi/service/vorel/channel/schedule?sourceid=1&interval=1");
                 failures += !seedkey || seedkey->status != 200 || !time || time->status != 200 || !schedule ||
                             schedule->status != 401;
             }
