@@ -17,7 +17,7 @@
 namespace corvaned {
 namespace {
 
-constexpr std::size_t kChunk = 64 * 1024;
+constexpr std::size_t kChunk = 64UL * 1024;
 
 // What the xz decoder may allocate; enough for every preset of xz.
 constexpr std::uint64_t kXzMemory = 128ULL * 1024 * 1024;

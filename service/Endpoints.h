@@ -50,10 +50,10 @@ struct Reply {
 Reply failure(ServiceCode code, const std::string& message);
 
 struct ServiceSettings {
-    std::string secret;                        // shared with the clients; part of every token
-    std::optional<std::string> appKey;         // nothing: every key is good
-    Zone zone = Zone::ofMachine();             // conf/localtime tells its wall clock
-    std::int64_t sessionLifetime = 24 * 3600;  // seconds
+    std::string secret;                    // shared with the clients; part of every token
+    std::optional<std::string> appKey;     // nothing: every key is good
+    Zone zone = Zone::ofMachine();         // conf/localtime tells its wall clock
+    std::int64_t sessionLifetime = 86400;  // seconds
     Clock now = systemNow;
 };
 

@@ -18,7 +18,7 @@
 namespace corvaned {
 namespace {
 
-constexpr std::int64_t kDay = 24 * 60 * 60;
+constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kWeek = 7 * kDay;
 constexpr int kWarningsPerListing = 20;
 constexpr int kProgressStep = 1000;

@@ -13,8 +13,8 @@
 namespace corvaned {
 namespace {
 
-constexpr std::size_t kTextLimit = 64 * 1024;  // bytes of one element's text
-constexpr std::size_t kIdLimit = 1024;         // bytes of a channel id
+constexpr std::size_t kTextLimit = 64UL * 1024;  // bytes of one element's text
+constexpr std::size_t kIdLimit = 1024;           // bytes of a channel id
 
 std::string lowered(std::string text)
 {
@@ -279,25 +279,25 @@ void RecordReader::finishProgramme()
     m_sink.addProgramme(m_programme);
 }
 
-void RecordReader::takeDisplayName(std::string text)
+void RecordReader::takeDisplayName(const std::string& text)
 {
     if (isNumber(text)) {
         if (m_channel.number.empty()) {
-            m_channel.number = std::move(text);
+            m_channel.number = text;
         }
     } else if (m_channel.name.empty()) {
-        m_channel.name = std::move(text);
+        m_channel.name = text;
     }
 }
 
-void RecordReader::takeLogicalNumber(std::string text)
+void RecordReader::takeLogicalNumber(const std::string& text)
 {
     if (isNumber(text)) {
-        m_channel.number = std::move(text);
+        m_channel.number = text;
     }
 }
 
-void RecordReader::takeIcon(std::string)
+void RecordReader::takeIcon(const std::string&)
 {
     ListingImage& image = m_record == Record::Channel ? m_channel.icon : m_programme.image;
     std::string url = attribute("src");
@@ -306,31 +306,31 @@ void RecordReader::takeIcon(std::string)
     }
 }
 
-void RecordReader::takeTitle(std::string text)
+void RecordReader::takeTitle(const std::string& text)
 {
     std::string& title = textFor(attribute("lang")).title;
     if (title.empty()) {
-        title = std::move(text);
+        title = text;
     }
 }
 
-void RecordReader::takeEpisodeTitle(std::string text)
+void RecordReader::takeEpisodeTitle(const std::string& text)
 {
     std::string& title = textFor(attribute("lang")).episodeTitle;
     if (title.empty()) {
-        title = std::move(text);
+        title = text;
     }
 }
 
-void RecordReader::takeDescription(std::string text)
+void RecordReader::takeDescription(const std::string& text)
 {
     std::string& description = textFor(attribute("lang")).description;
     if (description.empty()) {
-        description = std::move(text);
+        description = text;
     }
 }
 
-void RecordReader::takeCategory(std::string text)
+void RecordReader::takeCategory(const std::string& text)
 {
     // The same genre in a second language would count as a second genre.
     std::vector<std::string>& genres = m_programme.genres;
@@ -339,41 +339,41 @@ void RecordReader::takeCategory(std::string text)
         m_genreLang = lang;
     }
     if (!text.empty() && lang == m_genreLang && std::find(genres.begin(), genres.end(), text) == genres.end()) {
-        genres.push_back(std::move(text));
+        genres.push_back(text);
     }
 }
 
-void RecordReader::takeEpisodeNumber(std::string text)
+void RecordReader::takeEpisodeNumber(const std::string& text)
 {
     const std::string system = attribute("system");
     if (system == "xmltv_ns") {
         readXmltvNumbers(text, m_programme.season, m_programme.episode);
     } else if (system == "dd_progid") {
-        m_programId = std::move(text);
+        m_programId = text;
     } else if ((system.empty() || system == "onscreen") && m_programme.season + m_programme.episode == 0) {
         readOnscreenNumbers(text, m_programme.season, m_programme.episode);
     }
 }
 
-void RecordReader::takeDate(std::string text)
+void RecordReader::takeDate(const std::string& text)
 {
     m_programme.year = leadingNumber(std::string_view(text).substr(0, 4));
 }
 
-void RecordReader::takeLength(std::string text)
+void RecordReader::takeLength(const std::string& text)
 {
     const std::string units = attribute("units");
     const int length = leadingNumber(text);
     m_programme.runtime = units == "hours" ? length * 60 : units == "seconds" ? length / 60 : length;
 }
 
-void RecordReader::takeImage(std::string text)
+void RecordReader::takeImage(const std::string& text)
 {
     // The poster before any other picture; of several the first, which the listing holds for the best.
     const std::string type = attribute("type");
     const bool poster = type.empty() || type == "poster";
     if (isWebAddress(text) && ((poster && !m_poster) || m_programme.image.url.empty())) {
-        m_programme.image = {std::move(text), 0, 0};
+        m_programme.image = {text, 0, 0};
         m_poster = poster;
     }
 }

@@ -52,7 +52,7 @@ private:
     struct Field {
         Record record;
         std::string_view element;
-        void (RecordReader::*take)(std::string text);
+        void (RecordReader::*take)(const std::string& text);
     };
     static const Field kFields[];
 
@@ -64,17 +64,17 @@ private:
     void settleTexts();
     void finishProgramme();
 
-    void takeDisplayName(std::string text);
-    void takeLogicalNumber(std::string text);
-    void takeIcon(std::string text);
-    void takeTitle(std::string text);
-    void takeEpisodeTitle(std::string text);
-    void takeDescription(std::string text);
-    void takeCategory(std::string text);
-    void takeEpisodeNumber(std::string text);
-    void takeDate(std::string text);
-    void takeLength(std::string text);
-    void takeImage(std::string text);
+    void takeDisplayName(const std::string& text);
+    void takeLogicalNumber(const std::string& text);
+    void takeIcon(const std::string& text);
+    void takeTitle(const std::string& text);
+    void takeEpisodeTitle(const std::string& text);
+    void takeDescription(const std::string& text);
+    void takeCategory(const std::string& text);
+    void takeEpisodeNumber(const std::string& text);
+    void takeDate(const std::string& text);
+    void takeLength(const std::string& text);
+    void takeImage(const std::string& text);
 
     ListingSink& m_sink;
     Record m_record = Record::None;

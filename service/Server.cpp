@@ -74,7 +74,7 @@ void answer(Service& service, const httplib::Request& http, httplib::Response& r
         response.set_header("Content-Encoding", "gzip");
         reply.body = gzipped(reply.body);
     }
-    response.set_content(std::move(reply.body), kContentType);
+    response.set_content(reply.body, kContentType);
     log(logLine(http, response, codeText(reply.code), std::chrono::steady_clock::now() - begin));
 }
 
@@ -151,7 +151,7 @@ ListenAddress ListenAddress::parse(const std::string& text)
 }
 
 Server::Server(Service& service, const ListenAddress& address, const std::optional<TlsFiles>& tls,
-               std::function<void(const std::string& line)> log)
+               const std::function<void(const std::string& line)>& log)
 {
     std::function<void()> widenBacklog;
     if (tls) {

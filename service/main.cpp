@@ -61,7 +61,7 @@ void printReport(const ImportReport& report, const std::string& database, std::c
         fmt::print("\n");
     }
     if (report.shift != 0) {
-        constexpr std::int64_t kDay = 24 * 60 * 60;
+        constexpr std::int64_t kDay = 86400;
         const std::int64_t days = report.shift / kDay;
         fmt::print("moved by {} {}\n", days % 7 == 0 ? days / 7 : days, days % 7 == 0 ? "weeks" : "days");
     }

@@ -35,6 +35,7 @@ public:
                                          0600);
         arguments.insert(arguments.begin(), CORVANED_PROGRAM);
         std::vector<char*> argv;
+        argv.reserve(arguments.size() + 1);
         for (std::string& argument : arguments) {
             argv.push_back(argument.data());
         }

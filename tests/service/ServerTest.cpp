@@ -251,7 +251,7 @@ TEST_F(ServerTest, BadInputIsNamedAndNeverTheServicesFault)
         const httplib::Result result = get(path, headers);
         ASSERT_TRUE(result) << path;
         EXPECT_LT(result->status, 500) << path;
-        EXPECT_NO_THROW(Json::parse(result->body)) << path << ": " << result->body;
+        EXPECT_TRUE(Json::accept(result->body)) << path << ": " << result->body;
     }
     const httplib::Result tooLong = get(std::string(10000, 'a'), headers);
     ASSERT_TRUE(tooLong);
@@ -346,7 +346,7 @@ TEST_F(ServerTest, ATakenPortIsSaid)
 // A self-signed certificate and its key, written to the folder.
 TlsFiles makeCertificate(const std::string& folder)
 {
-    const TlsFiles files{folder + "/cert.pem", folder + "/key.pem"};
+    TlsFiles files{folder + "/cert.pem", folder + "/key.pem"};
     EVP_PKEY* const key = EVP_RSA_gen(2048);
     X509* const certificate = X509_new();
     X509_set_version(certificate, 2);
