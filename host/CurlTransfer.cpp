@@ -21,11 +21,11 @@ struct StatusOfCode {
     SESSION_STATUS status;
 };
 
-/// Everything that is not listed broke off.
+/// Everything that is not listed broke off: also CURLE_UNSUPPORTED_PROTOCOL, which here means a reply that is no HTTP,
+/// since the scheme was looked at before.
 constexpr StatusOfCode kStatuses[] = {
     {CURLE_OK, session::kCompleted},
     {CURLE_URL_MALFORMAT, session::kNotSendable},
-    {CURLE_UNSUPPORTED_PROTOCOL, session::kNotSendable},
     {CURLE_OUT_OF_MEMORY, session::kOutOfMemory},
     {CURLE_COULDNT_RESOLVE_HOST, session::kNoConnection},
     {CURLE_COULDNT_CONNECT, session::kNoConnection},

@@ -93,6 +93,40 @@ void FakeHost::answer(std::size_t index, SESSION_STATUS status, HTTP_RESPONSE_CO
     m_changed.notify_all();
 }
 
+void FakeHost::answerSoon(std::size_t index)
+{
+    std::thread thread([this, index] {
+        bool cancelled = false;
+        {
+            const std::lock_guard<std::mutex> hold(m_lock);
+            cancelled = sent.at(index).request->isCancelled();
+        }
+        if (cancelled)
+            answer(index, session::kCancelled);
+        else
+            answer(index, index % 5 == 0 ? session::kBrokeOff : session::kCompleted, 200, R"({"rsp":{"stat":"OK"}})");
+    });
+    const std::lock_guard<std::mutex> hold(m_lock);
+    m_answers.push_back(std::move(thread));
+}
+
+void FakeHost::joinAnswers()
+{
+    std::vector<std::thread> answers;
+    {
+        const std::lock_guard<std::mutex> hold(m_lock);
+        answers.swap(m_answers);
+    }
+    for (std::thread& thread : answers)
+        thread.join();
+}
+
+bool FakeHost::hasFlushed()
+{
+    const std::lock_guard<std::mutex> hold(m_lock);
+    return !flushes.empty();
+}
+
 int FakeHost::addRequest(HttpRequest* request)
 {
     const int result = addRequestResult;

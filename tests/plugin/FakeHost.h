@@ -74,6 +74,11 @@ public:
     /// The last one, successfully.
     void answer(const std::string& body) { answer(sent.size() - 1, session::kCompleted, 200, body); }
 
+    /// Ends the exchange on a thread of its own, a moment later, one way or another.
+    void answerSoon(std::size_t index);
+    void joinAnswers();
+    bool hasFlushed();
+
     // The framework's side
 
     int addRequest(HttpRequest* request) override;
@@ -92,6 +97,7 @@ private:
     std::vector<HttpRequest*> m_pending;
     std::map<HttpRequest*, std::thread::id> m_completing;
     std::vector<Line> m_lines;
+    std::vector<std::thread> m_answers;
 };
 
 }  // namespace W::test

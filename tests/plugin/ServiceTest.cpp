@@ -35,14 +35,15 @@ private:
 
 struct ServiceTest : ::testing::Test {
     FakeHost host;
+    int destroyed = 0;  ///< for commands that live as long as the service
     WContentProvider provider{"Corvane", 14};
     VorelService service{"Corvane", provider};
 
     /// Sends a GET of a kind and returns its reference.
-    UINT64 send(unsigned int key, int* destroyed = nullptr, VorelCompletion completion = ignored)
+    UINT64 send(unsigned int key, int* count = nullptr, VorelCompletion completion = ignored)
     {
         unsigned long long reference = 99;
-        EXPECT_EQ(service.getDataRequest("u", {}, "", new Kind(key, destroyed), reference, completion), 0);
+        EXPECT_EQ(service.getDataRequest("u", {}, "", new Kind(key, count), reference, completion), 0);
         return reference;
     }
 };
@@ -124,7 +125,6 @@ TEST_F(ServiceTest, CompletionWithCancelledLeavesTheRespondedFlagClear)
 
 TEST_F(ServiceTest, CleansARequestWhenItsCompletionHasRun)
 {
-    int destroyed = 0;
     const UINT64 reference = send(18, &destroyed);
     host.answer(0, session::kCompleted);
     EXPECT_EQ(destroyed, 1);
@@ -136,7 +136,6 @@ TEST_F(ServiceTest, CleansARequestWhenItsCompletionHasRun)
 
 TEST_F(ServiceTest, CleansTheRequestThatTheCompletionNames)
 {
-    int destroyed = 0;
     send(18, &destroyed,
          [](SESSION_STATUS, const HttpResponse&, VorelServiceCMD*, unsigned long long) { return 0ull; });
     host.answer(0, session::kCompleted);
@@ -146,7 +145,6 @@ TEST_F(ServiceTest, CleansTheRequestThatTheCompletionNames)
 
 TEST_F(ServiceTest, UnlistedBlocksAreLeftAlone)
 {
-    int destroyed = 0;
     Kind command(18, &destroyed);
     VorelServiceArgs block{&service, &command, ignored};
     service.cleanupARGS(&block);
@@ -213,7 +211,6 @@ TEST_F(ServiceTest, CancelDecidesByKind)
 
 TEST_F(ServiceTest, ARefusedRequestLeavesNothing)
 {
-    int destroyed = 0;
     host.addRequestResult = -42;
     unsigned long long reference = 99;
     EXPECT_EQ(service.getDataRequest("u", {}, "", new Kind(18, &destroyed), reference, ignored), -42);
@@ -231,7 +228,6 @@ TEST_F(ServiceTest, ARefusedRequestLeavesNothing)
 TEST_F(ServiceTest, RefusesWhileItCloses)
 {
     service.close();
-    int destroyed = 0;
     unsigned long long reference = 99;
     EXPECT_EQ(service.getDataRequest("u", {}, "", new Kind(18, &destroyed), reference, ignored), status::kNoService);
     EXPECT_EQ(destroyed, 1);

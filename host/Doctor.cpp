@@ -1,0 +1,227 @@
+// A check returns what it found, or throws what is wrong and what to do about it. After a failure the rest is skipped:
+// it would fail for the same reason.
+#include "Doctor.h"
+
+#include "HttpWire.h"
+#include "ServiceSession.h"
+
+#include <curl/curl.h>
+#include <fmt/format.h>
+#include <netdb.h>
+
+#include <cstdio>
+#include <ctime>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace W::host {
+
+namespace {
+
+class Doctor {
+public:
+    explicit Doctor(const CommonOptions& options) : m_options(options) {}
+
+    int run()
+    {
+        check("configuration", &Doctor::configuration);
+        check("plug-in", &Doctor::plugin);
+        check("service address", &Doctor::address);
+        check("DNS", &Doctor::nameLookup);
+        check("connection", &Doctor::connection);
+        check("TLS", &Doctor::tls);
+        check("clock", &Doctor::clock);
+        check("session", &Doctor::session);
+        check("line-up", &Doctor::lineUp);
+        if (!m_failed)
+            return 0;
+        fmt::print("\nWhat to do: {}.\n", m_sHint);
+        return 1;
+    }
+
+private:
+    void check(const char* name, std::string (Doctor::*step)())
+    {
+        if (m_failed) {
+            report("-", name, "skipped");
+            return;
+        }
+        try {
+            report("ok", name, (this->*step)());
+        } catch (const ServiceProblem& problem) {
+            m_failed = true;
+            m_sHint = problem.hint();
+            report("FAIL", name, problem.what());
+        }
+    }
+
+    static void report(const char* verdict, const char* name, const std::string& finding)
+    {
+        fmt::print("{:<5} {:<16} {}\n", verdict, name, finding);
+        std::fflush(stdout);
+    }
+
+    std::string configuration()
+    {
+        try {
+            const std::string file = fill(m_configuration, m_options, Defaults::ForPeople);
+            m_limits = m_configuration.httpLimits();
+            std::string sources = file.empty() ? "no file" : file;
+            std::size_t set = 0;
+            for (const Setting& setting : allSettings())
+                set += m_configuration.isSet(setting.key) && m_configuration.source(setting.key) != "default";
+            return fmt::format("{}; {} setting(s) beside the defaults", sources, set);
+        } catch (const std::exception& error) {
+            throw ServiceProblem(error.what(), "correct that line; docs/options.md describes every setting");
+        }
+    }
+
+    std::string plugin()
+    {
+        try {
+            m_runtime.emplace(m_options, m_configuration, Defaults::ForPeople);
+            m_service.emplace(*m_runtime, m_reason, m_options.timeout());
+            return m_runtime->library().file();
+        } catch (const std::exception& error) {
+            throw ServiceProblem(error.what(), "build the plug-in, or name another one with --plugin FILE");
+        }
+    }
+
+    std::string address()
+    {
+        const std::string& url = m_configuration.text("base_url");
+        const auto split = splitUrl(url, UrlEncoding::AsGiven);
+        if (!split)
+            throw ServiceProblem(fmt::format("\"{}\" is no http or https address", url),
+                                 "set base_url, as in --set base_url=http://127.0.0.1:8900");
+        m_url = *split;
+        return fmt::format("{} ({})", url, m_configuration.source("base_url"));
+    }
+
+    std::string nameLookup()
+    {
+        const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), &curl_url_cleanup);
+        char* part = nullptr;
+        if (curl_url_set(url.get(), CURLUPART_URL, m_url.origin.c_str(), 0) != CURLUE_OK ||
+            curl_url_get(url.get(), CURLUPART_HOST, &part, 0) != CURLUE_OK)
+            throw ServiceProblem(fmt::format("{} names no host", m_url.origin), "correct base_url");
+        std::string host = part;
+        curl_free(part);
+        if (host.front() == '[')
+            host = host.substr(1, host.size() - 2);
+        addrinfo wanted{};
+        wanted.ai_socktype = SOCK_STREAM;
+        addrinfo* found = nullptr;
+        if (const int error = ::getaddrinfo(host.c_str(), nullptr, &wanted, &found))
+            throw ServiceProblem(fmt::format("{} is not found: {}", host, ::gai_strerror(error)),
+                                 "correct the host in base_url, or this machine's name service");
+        std::string text = host;
+        for (const addrinfo* one = found; one; one = one->ai_next) {
+            char shown[NI_MAXHOST];
+            if (::getnameinfo(one->ai_addr, one->ai_addrlen, shown, sizeof shown, nullptr, 0, NI_NUMERICHOST) == 0)
+                text += fmt::format("{} {}", one == found ? " is" : ",", shown);
+        }
+        ::freeaddrinfo(found);
+        return text;
+    }
+
+    /// Connects as the executor would.
+    CURLcode connect(bool verify)
+    {
+        const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy(curl_easy_init(), &curl_easy_cleanup);
+        if (!easy)
+            return CURLE_OUT_OF_MEMORY;
+        char reason[CURL_ERROR_SIZE] = "";
+        curl_easy_setopt(easy.get(), CURLOPT_URL, m_url.origin.c_str());
+        curl_easy_setopt(easy.get(), CURLOPT_CONNECT_ONLY, 1L);
+        curl_easy_setopt(easy.get(), CURLOPT_PROXY, "");
+        curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(easy.get(), CURLOPT_ERRORBUFFER, reason);
+        curl_easy_setopt(easy.get(), CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_limits.connectTimeout.count()));
+        curl_easy_setopt(easy.get(), CURLOPT_SSL_VERIFYPEER, verify ? 1L : 0L);
+        curl_easy_setopt(easy.get(), CURLOPT_SSL_VERIFYHOST, verify ? 2L : 0L);
+        if (!m_limits.caFile.empty())
+            curl_easy_setopt(easy.get(), CURLOPT_CAINFO, m_limits.caFile.c_str());
+        const CURLcode code = curl_easy_perform(easy.get());
+        m_sConnectError = *reason ? reason : curl_easy_strerror(code);
+        return code;
+    }
+
+    std::string connection()
+    {
+        // Whom we are talking to is the next check's question.
+        const CURLcode code = connect(false);
+        if (code == CURLE_OK || CurlTransfer::sessionStatus(code) == session::kTlsFailed)
+            return fmt::format("{} answers", m_url.origin);
+        throw ServiceProblem(m_sConnectError,
+                             fmt::format("start the service with \"corvaned serve\", or name another address with "
+                                         "--set base_url=URL; now it is {}",
+                                         m_configuration.text("base_url")));
+    }
+
+    std::string tls()
+    {
+        if (!m_url.tls)
+            return "not used: the address is http";
+        if (connect(true) == CURLE_OK)
+            return "the certificate is trusted";
+        throw ServiceProblem(m_sConnectError,
+                             "name the file with the service's certificate authority with --set ca_file=FILE, or give "
+                             "the service a certificate for the host in base_url");
+    }
+
+    std::string clock()
+    {
+        constexpr long kMostSeconds = 120;
+        const WVLLocaltime localtime = m_service->fetchLocaltime();
+        const std::int64_t service = localtime.getUTC().toTime_t();
+        const long apart = static_cast<long>(std::time(nullptr) - service);
+        if (!localtime.getUTC().hasInstant() || !localtime.getDifference().getOffsetTime().isValid())
+            throw ServiceProblem("the service's time cannot be read", "look at the service's log");
+        if (apart > kMostSeconds || apart < -kMostSeconds)
+            throw ServiceProblem(fmt::format("this machine's clock is {} s {} the service's", std::abs(apart),
+                                             apart > 0 ? "ahead of" : "behind"),
+                                 "set the clock, as with \"timedatectl set-ntp true\"");
+        return fmt::format("{} at the service, {}", localtime.getUTC().toString(), localtime.getTimezone());
+    }
+
+    std::string session()
+    {
+        m_service->open();
+        return fmt::format("opened as device \"{}\"", m_configuration.text("duid"));
+    }
+
+    std::string lineUp()
+    {
+        const std::size_t channels = m_service->fetchChannels().size();
+        if (channels == 0)
+            throw ServiceProblem(
+                fmt::format("headend \"{}\" has no channels", m_configuration.text("headend")),
+                "choose another one with --set headend=ID, or fill the service with \"corvaned import\"");
+        return fmt::format("{} channel(s) at headend \"{}\"", channels, m_configuration.text("headend"));
+    }
+
+    const CommonOptions& m_options;
+    ServiceReason m_reason;
+    Configuration m_configuration;
+    HttpLimits m_limits;
+    WireUrl m_url;
+    std::string m_sConnectError;
+    std::optional<Runtime> m_runtime;
+    std::optional<ServiceSession> m_service;
+    bool m_failed = false;
+    std::string m_sHint;
+};
+
+}  // namespace
+
+int runDoctor(const CommonOptions& options)
+{
+    return Doctor(options).run();
+}
+
+}  // namespace W::host

@@ -1,0 +1,403 @@
+// From JSON to arguments, from results to JSON, and the table.
+#include "RpcOperations.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <limits>
+#include <list>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+namespace W::host {
+
+namespace {
+
+// --- parameters ------------------------------------------------------------------------------------------------------
+
+[[noreturn]] void refuse(std::string_view expected, const Json& got)
+{
+    constexpr std::size_t kShown = 60;
+    std::string shown = toLine(got);
+    if (shown.size() > kShown)
+        shown = shown.substr(0, kShown) + "…";
+    throw RpcParameterError(fmt::format("has to be {}, and is {}", expected, shown));
+}
+
+void read(const Json& json, std::string& text)
+{
+    if (!json.is_string())
+        refuse("a text", json);
+    text = json.get<std::string>();
+}
+
+void read(const Json& json, bool& value)
+{
+    if (!json.is_boolean())
+        refuse("true or false", json);
+    value = json.get<bool>();
+}
+
+void read(const Json& json, int& value)
+{
+    using Limits = std::numeric_limits<int>;
+    const auto fits = [](auto number) {
+        if constexpr (std::is_signed_v<decltype(number)>)
+            return number >= Limits::min() && number <= Limits::max();
+        else
+            return number <= static_cast<decltype(number)>(Limits::max());
+    };
+    const bool good = json.is_number_unsigned() ? fits(json.get<std::uint64_t>())
+                                                : json.is_number_integer() && fits(json.get<std::int64_t>());
+    if (!good)
+        refuse(fmt::format("an integer from {} to {}", Limits::min(), Limits::max()), json);
+    value = static_cast<int>(json.get<std::int64_t>());
+}
+
+template <class Unsigned>
+void readUnsigned(const Json& json, Unsigned& value)
+{
+    constexpr Unsigned kMost = std::numeric_limits<Unsigned>::max();
+    if (!json.is_number_unsigned() || json.get<std::uint64_t>() > kMost)
+        refuse(fmt::format("an integer from 0 to {}", kMost), json);
+    value = static_cast<Unsigned>(json.get<std::uint64_t>());
+}
+void read(const Json& json, unsigned long& value)
+{
+    readUnsigned(json, value);
+}
+void read(const Json& json, unsigned long long& value)
+{
+    readUnsigned(json, value);
+}
+
+template <class Element>
+void read(const Json& json, std::list<Element>& list)
+{
+    if (!json.is_array())
+        refuse("an array", json);
+    for (std::size_t i = 0; i < json.size(); ++i) {
+        try {
+            read(json[i], list.emplace_back());
+        } catch (const RpcParameterError& error) {
+            throw RpcParameterError(fmt::format("element {} {}", i + 1, error.what()));
+        }
+    }
+}
+
+void read(const Json& json, WDateTime& time)
+{
+    if (!json.is_object())
+        refuse("an object with \"utc\" and \"offset\"", json);
+    for (const auto& [key, value] : json.items()) {
+        if (value.is_null())
+            continue;
+        std::string text;
+        read(value, text);
+        if (key == "utc") {
+            const WTime offset = time.getOffsetTime();
+            const int sign = time.getOffsetSign();
+            time = WDateTime::fromString(text, WDateTime::FORMAT_DATETIME, WDateTime::TIMEZONE_UTC);
+            if (!time.isValid())
+                refuse("a time as in 2026-11-21T01:30:00Z", value);
+            if (offset.isValid())
+                time.setOffset(sign, offset);
+        } else if (key == "offset") {
+            const WDateTime offset = WDateTime::fromString(text, WDateTime::FORMAT_OFFSET, WDateTime::TIMEZONE_NONE);
+            if (!offset.isValid())
+                refuse("an offset as in +09:00", value);
+            time.setOffset(offset.getOffsetSign(), offset.getOffsetTime());
+        } else {
+            refuse("an object with \"utc\" and \"offset\"", json);
+        }
+    }
+}
+
+template <class Value>
+void readField(const Json& json, WVLSession& session, void (WVLSession::*set)(Value))
+{
+    Value value;
+    read(json, value);
+    (session.*set)(std::move(value));
+}
+
+void read(const Json& json, WVLSession& session)
+{
+    constexpr std::string_view kExpected = "an object with \"SessionID\", \"UserID\", \"SeedKey\" and \"ExpireTime\"";
+    if (!json.is_object())
+        refuse(kExpected, json);
+    for (const auto& [key, value] : json.items()) {
+        try {
+            if (key == "SessionID")
+                readField(value, session, &WVLSession::setSessionID);
+            else if (key == "UserID")
+                readField(value, session, &WVLSession::setUserID);
+            else if (key == "SeedKey")
+                readField(value, session, &WVLSession::setSeedKey);
+            else if (key == "ExpireTime")
+                readField(value, session, &WVLSession::setExpireTime);
+            else
+                refuse(kExpected, json);
+        } catch (const RpcParameterError& error) {
+            throw RpcParameterError(fmt::format("field {} {}", key, error.what()));
+        }
+    }
+}
+
+template <class Value>
+Value parameter(const Json& parameters, std::size_t index)
+{
+    Value value{};
+    try {
+        read(parameters[index], value);
+    } catch (const RpcParameterError& error) {
+        throw RpcParameterError(fmt::format("parameter {} {}", index + 1, error.what()));
+    }
+    return value;
+}
+
+/// The provider that an ID stands for: the plug-in's own, or one that is certainly another.
+WContentProvider providerOfId(const WCorvaneOAI& plugin, std::uint64_t id)
+{
+    const WContentProvider& own = plugin.getContentProvider();
+    if (id == own.getID())
+        return own;
+    WContentProvider other(fmt::format("provider {}", id), 0);
+    return other.getID() == own.getID() ? WContentProvider(other.getName(), 1) : other;
+}
+
+WContentProvider optionalProvider(const WCorvaneOAI& plugin, const Json& parameters, std::size_t index)
+{
+    if (parameters.size() <= index)
+        return plugin.getContentProvider();
+    return providerOfId(plugin, parameter<unsigned long long>(parameters, index));
+}
+
+// --- results ---------------------------------------------------------------------------------------------------------
+
+/// The callback that hands its results to the call: everything between the status and the reference.
+template <class Callback>
+struct Receiver;
+
+template <class... Rest>
+struct Receiver<void (*)(int, Rest...)> {
+    static constexpr std::size_t kResults = sizeof...(Rest) - 2;
+
+    static void receive(int status, Rest... rest)
+    {
+        const auto arguments = std::forward_as_tuple(rest...);
+        auto* const call = static_cast<RpcCall*>(std::get<kResults + 1>(arguments));
+        call->complete(status, results(arguments, std::make_index_sequence<kResults>()), std::get<kResults>(arguments));
+    }
+
+    template <class Arguments, std::size_t... Index>
+    static Json results(const Arguments& arguments, std::index_sequence<Index...>)
+    {
+        Json array = Json::array();
+        static_cast<void>(arguments);
+        (array.push_back(toJson(std::get<Index>(arguments))), ...);
+        return array;
+    }
+};
+
+// --- rows ------------------------------------------------------------------------------------------------------------
+
+template <class Argument>
+using Stored = std::remove_cv_t<std::remove_reference_t<Argument>>;
+
+template <class Callback, class... Rest, std::size_t... Index>
+int call(WCorvaneOAI& plugin, int (WCorvaneOAI::*operation)(Callback, Rest...), const Json& parameters, RpcCall& call,
+         std::index_sequence<Index...>)
+{
+    using Arguments = std::tuple<Stored<Rest>...>;
+    static_cast<void>(parameters);
+    // Braces, so that the first parameter is read, and complained of, first.
+    const std::tuple<std::tuple_element_t<Index, Arguments>...> arguments{
+        parameter<std::tuple_element_t<Index, Arguments>>(parameters, Index)...};
+    return (plugin.*operation)(&Receiver<Callback>::receive, std::get<Index>(arguments)..., static_cast<void*>(&call),
+                               call.out());
+}
+
+/// A request operation: callback first, user data and status record last.
+template <class Callback, class... Rest>
+RpcOperation row(std::string_view name, int (WCorvaneOAI::*operation)(Callback, Rest...))
+{
+    constexpr std::size_t kOwn = sizeof...(Rest) - 2;
+    static_assert(std::is_same_v<std::tuple_element_t<kOwn, std::tuple<Rest...>>, void*>);
+    static_assert(std::is_same_v<std::tuple_element_t<kOwn + 1, std::tuple<Rest...>>, WRequestStatus&>);
+    return {name, kOwn, kOwn, [operation](WCorvaneOAI& plugin, const Json& parameters, RpcCall& rpcCall) {
+                return RpcReturn{call(plugin, operation, parameters, rpcCall, std::make_index_sequence<kOwn>()), {}};
+            }};
+}
+
+/// What an operation without a request answers.
+RpcReturn returned(Json value)
+{
+    return {0, Json{{"return", std::move(value)}}};
+}
+
+/// An account operation: it returns at once, and may write a status record.
+RpcReturn returned(int value, const RpcCall& call)
+{
+    RpcReturn result = returned(value);
+    call.out().writeTo(*result.result);
+    return result;
+}
+
+// What is not a plain request operation.
+
+RpcReturn isValid(WCorvaneOAI& plugin, const Json& /*parameters*/, RpcCall& /*call*/)
+{
+    return returned(plugin.isValid());
+}
+
+RpcReturn login(WCorvaneOAI& plugin, const Json& parameters, RpcCall& call)
+{
+    const auto id = parameter<std::string>(parameters, 0);
+    const auto password = parameter<std::string>(parameters, 1);
+    return returned(plugin.login(id, password, nullptr, nullptr, call.out()), call);
+}
+
+RpcReturn logout(WCorvaneOAI& plugin, const Json& /*parameters*/, RpcCall& call)
+{
+    return returned(plugin.logout(nullptr, nullptr, call.out()), call);
+}
+
+RpcReturn retrieveExceptions(WCorvaneOAI& plugin, const Json& /*parameters*/, RpcCall& call)
+{
+    std::list<WException*> exceptions;
+    return returned(plugin.retrieveExceptions(exceptions), call);
+}
+
+RpcReturn resolveException(WCorvaneOAI& plugin, const Json& /*parameters*/, RpcCall& call)
+{
+    return returned(plugin.resolveException(nullptr, nullptr, nullptr, call.out()), call);
+}
+
+RpcReturn cancel(WCorvaneOAI& plugin, const Json& parameters, RpcCall& /*call*/)
+{
+    const auto reference = parameter<unsigned long long>(parameters, 0);
+    return returned(plugin.cancel(optionalProvider(plugin, parameters, 1), reference));
+}
+
+RpcReturn setAuthSeedkey(WCorvaneOAI& plugin, const Json& parameters, RpcCall& /*call*/)
+{
+    plugin.setAuthSeedkey(parameter<WVLSession>(parameters, 0));
+    return returned(nullptr);
+}
+
+RpcReturn getTodaySchedule(WCorvaneOAI& plugin, const Json& parameters, RpcCall& /*call*/)
+{
+    WContainer<WVLContent> container;
+    const int value = plugin.getTodaySchedule(parameter<std::string>(parameters, 0), container);
+    RpcReturn result = returned(value);
+    if (value >= 0)
+        (*result.result)["results"] = Json::array({toJson(container)});
+    return result;
+}
+
+RpcReturn download(WCorvaneOAI& plugin, const Json& parameters, RpcCall& call)
+{
+    const auto url = parameter<std::string>(parameters, 0);
+    const auto directory = parameter<std::string>(parameters, 1);
+    const auto fileName = parameter<std::string>(parameters, 2);
+    return {plugin.download(optionalProvider(plugin, parameters, 3), url, directory, fileName,
+                            &Receiver<DownloadCallback>::receive, static_cast<void*>(&call), call.out()),
+            {}};
+}
+
+}  // namespace
+
+void WatchedStatus::writeTo(Json& json) const
+{
+    const auto orNull = [](const auto& written) { return written ? Json(*written) : Json(nullptr); };
+    json["requestID"] = orNull(m_requestID);
+    json["reference"] = orNull(m_reference);
+    json["status"] = orNull(m_status);
+}
+
+const std::vector<RpcOperation>& rpcOperations()
+{
+    using Oai = WCorvaneOAI;
+    static const std::vector<RpcOperation> s_rows{
+        {"isValid", 0, 0, isValid},
+        {"login", 2, 2, login},
+        {"logout", 0, 0, logout},
+        {"retrieveExceptions", 0, 0, retrieveExceptions},
+        {"resolveException", 0, 0, resolveException},
+        {"cancel", 1, 2, cancel},
+        row("getAuthSeedkey", &Oai::getAuthSeedkey),
+        {"setAuthSeedkey", 1, 1, setAuthSeedkey},
+        row("getGenreList", &Oai::getGenreList),
+        row("getConfLog", &Oai::getConfLog),
+        row("getLocalTime", &Oai::getLocalTime),
+        row("resetHistory", &Oai::resetHistory),
+        row("getServerUrl", &Oai::getServerUrl),
+        row("checkUpload", &Oai::checkUpload),
+        row("sendChannel", &Oai::sendChannel),
+        row("getCertificationRule", &Oai::getCertificationRule),
+        row("getChannelList", &Oai::getChannelList),
+        row("getHeadend", &Oai::getHeadend),
+        row("getCityList", &Oai::getCityList),
+        row("getCityList_browse", &Oai::getCityList_browse),
+        row("getHeadend_Kor", &Oai::getHeadend_Kor),
+        row("getHeadend_browse", &Oai::getHeadend_browse),
+        row("getSchedule", &Oai::getSchedule),
+        row("getOnAir", &Oai::getOnAir),
+        row("getTodayURL", &Oai::getTodayURL),
+        {"getTodaySchedule", 1, 1, getTodaySchedule},
+        row("getLineupTest", &Oai::getLineupTest),
+        row("getFocusChannel", &Oai::getFocusChannel),
+        row("getContentList", &Oai::getContentList),
+        row("getContentDetailInfo", &Oai::getContentDetailInfo),
+        row("getGuide", &Oai::getGuide),
+        row("getPersonDetailInfo", &Oai::getPersonDetailInfo),
+        row("getSeriesDetailInfo", &Oai::getSeriesDetailInfo),
+        row("setFavorite", &Oai::setFavorite),
+        row("deleteFavorite", &Oai::deleteFavorite),
+        row("getFavoriteChannel", &Oai::getFavoriteChannel),
+        row("getFavoriteContent", &Oai::getFavoriteContent),
+        row("getFavoriteChannelList", &Oai::getFavoriteChannelList),
+        row("getFavoriteContentList", &Oai::getFavoriteContentList),
+        row("sendTuneHistory", &Oai::sendTuneHistory),
+        row("sendLike", &Oai::sendLike),
+        row("getLikeHistory", &Oai::getLikeHistory),
+        row("saveHeadend", &Oai::saveHeadend),
+        row("loadHeadend", &Oai::loadHeadend),
+        row("getSmartChannel", &Oai::getSmartChannel),
+        row("getSmartPopular", &Oai::getSmartPopular),
+        row("getPopularChannel", &Oai::getPopularChannel),
+        row("getRelatedContent", &Oai::getRelatedContent),
+        row("getMissedContent", &Oai::getMissedContent),
+        row("getCandidateMissedContent", &Oai::getCandidateMissedContent),
+        row("getCombination", &Oai::getCombination),
+        row("searchEPG", &Oai::searchEPG),
+        row("checkAgreement", &Oai::checkAgreement),
+        row("confirmAgreement", &Oai::confirmAgreement),
+        row("setAnonymAgreement", &Oai::setAnonymAgreement),
+        row("revocateAgreement", &Oai::revocateAgreement),
+        {"download", 3, 4, download},
+    };
+    return s_rows;
+}
+
+RpcReturn runOperation(const RpcOperation& operation, WCorvaneOAI& plugin, const Json& parameters, RpcCall& call)
+{
+    if (!parameters.is_array())
+        throw RpcParameterError(fmt::format("{}: params have to be an array", operation.name));
+    if (parameters.size() < operation.leastParameters || parameters.size() > operation.mostParameters)
+        throw RpcParameterError(
+            fmt::format("{}: takes {} parameter(s), and got {}", operation.name,
+                        operation.leastParameters == operation.mostParameters
+                            ? fmt::to_string(operation.leastParameters)
+                            : fmt::format("{} to {}", operation.leastParameters, operation.mostParameters),
+                        parameters.size()));
+    try {
+        return operation.run(plugin, parameters, call);
+    } catch (const RpcParameterError& error) {
+        throw RpcParameterError(fmt::format("{}: {}", operation.name, error.what()));
+    }
+}
+
+}  // namespace W::host

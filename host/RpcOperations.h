@@ -1,0 +1,82 @@
+// The operations that `corvane rpc` offers: one row per operation of WCorvaneOAI. What a row does follows from the
+// operation's own type. Read next: RpcOperations.cpp for the table, Rpc.h for the conversation.
+#pragma once
+
+#include "RecordJson.h"
+#include "WCorvaneOAI.h"
+#include "WRequestStatus.h"
+
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace W::host {
+
+/// What an operation told its caller at once, and which of it.
+class WatchedStatus final : public WRequestStatus {
+public:
+    void setRequestID(unsigned int kind) override { m_requestID = kind; }
+    void setReqRefernce(UINT64 reference) override { m_reference = reference; }
+    void setWStatus(WSTATUS status) override { m_status = status; }
+
+    /// Adds "requestID", "reference" and "status"; null for each that was not written.
+    void writeTo(Json& json) const;
+    const std::optional<unsigned int>& requestID() const { return m_requestID; }
+
+private:
+    std::optional<unsigned int> m_requestID;
+    std::optional<UINT64> m_reference;
+    std::optional<WSTATUS> m_status;
+};
+
+/// A call on its way. Operations get it as their user data.
+class RpcCall {
+public:
+    virtual ~RpcCall() = default;
+    RpcCall() = default;
+    RpcCall(const RpcCall&) = delete;
+    RpcCall& operator=(const RpcCall&) = delete;
+
+    /// What the callback says.  [executor thread, possibly before the operation has returned]
+    virtual void complete(int status, Json results, UINT64 reference) = 0;
+
+    WatchedStatus& out() { return m_out; }
+    const WatchedStatus& out() const { return m_out; }
+
+private:
+    WatchedStatus m_out;
+};
+
+/// Parameters that do not fit the operation; says which and what they should be.
+class RpcParameterError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What a call came to before any callback.
+struct RpcReturn {
+    int value = 0;               ///< of an asynchronous operation
+    std::optional<Json> result;  ///< of a synchronous one, complete
+};
+
+struct RpcOperation {
+    std::string_view name;
+    std::size_t leastParameters;
+    std::size_t mostParameters;
+    /// @param parameters  an array of a fitting length
+    /// @param call        lives until its callback has come, when the operation accepts
+    /// @throws RpcParameterError  before anything is called
+    std::function<RpcReturn(WCorvaneOAI& plugin, const Json& parameters, RpcCall& call)> run;
+};
+
+/// All operations, in the order of their slots.
+const std::vector<RpcOperation>& rpcOperations();
+
+/// Calls an operation by its row.
+/// @throws RpcParameterError
+RpcReturn runOperation(const RpcOperation& operation, WCorvaneOAI& plugin, const Json& parameters, RpcCall& call);
+
+}  // namespace W::host

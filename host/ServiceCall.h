@@ -1,0 +1,93 @@
+// Operations of the plug-in, called from one thread that wants to see the result. Several may be on their way at once.
+#pragma once
+
+#include "WCorvaneOAI.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <tuple>
+#include <utility>
+
+namespace W::host {
+
+template <class Callback>
+class ServiceCall;
+
+/// One call of an operation with this kind of callback. Has to stay where it is until wait() has returned.
+template <class... Rest>
+class ServiceCall<void (*)(int, Rest...)> {
+public:
+    using Callback = void (*)(int, Rest...);
+    static constexpr std::size_t kResults = sizeof...(Rest) - 2;
+
+    ServiceCall() = default;
+    ~ServiceCall() { wait(std::chrono::milliseconds::zero()); }
+    ServiceCall(const ServiceCall&) = delete;
+    ServiceCall& operator=(const ServiceCall&) = delete;
+
+    /// Calls the operation.
+    /// @param take  gets the results of a success, on the executor's thread
+    template <class Operation, class Take, class... Arguments>
+    void start(WCorvaneOAI& plugin, Operation operation, Take take, const Arguments&... arguments)
+    {
+        m_pPlugin = &plugin;
+        m_take = [take = std::move(take)](const std::tuple<Rest...>& all) {
+            apply(take, all, std::make_index_sequence<kResults>());
+        };
+        m_bPending = true;
+        const int returned = (plugin.*operation)(&ServiceCall::receive, arguments..., this, m_out);
+        if (returned < 0)
+            finish(returned);
+    }
+
+    /// @return the callback's status, or that of the refusal; a request that takes longer than `patience` is cancelled
+    int wait(std::chrono::milliseconds patience)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        const auto isOver = [this] { return !m_bPending; };
+        if (!m_ended.wait_for(lock, patience, isOver)) {
+            lock.unlock();
+            m_pPlugin->cancel(m_pPlugin->getContentProvider(), m_out.getReqRefernce());
+            lock.lock();
+            // Cancelled or timed out by the executor: it comes.
+            m_ended.wait(lock, isOver);
+        }
+        return m_iStatus;
+    }
+
+private:
+    template <class Take, std::size_t... Index>
+    static void apply(const Take& take, const std::tuple<Rest...>& all, std::index_sequence<Index...> /*unused*/)
+    {
+        take(std::get<Index>(all)...);
+    }
+
+    static void receive(int status, Rest... rest)
+    {
+        const std::tuple<Rest...> all(rest...);
+        auto& call = *static_cast<ServiceCall*>(std::get<kResults + 1>(all));
+        if (status == status::kOk)
+            call.m_take(all);
+        call.finish(status);
+    }
+
+    void finish(int status)
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_iStatus = status;
+        m_bPending = false;
+        m_ended.notify_all();
+    }
+
+    WCorvaneOAI* m_pPlugin = nullptr;
+    std::function<void(const std::tuple<Rest...>&)> m_take;
+    WRequestStatus m_out;
+    std::mutex m_lock;
+    std::condition_variable m_ended;
+    bool m_bPending = false;
+    int m_iStatus = status::kOk;
+};
+
+}  // namespace W::host

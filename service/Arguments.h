@@ -1,0 +1,91 @@
+// The parameters of a request, checked against the rows that an endpoint states for them.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Endpoints.h"
+
+namespace corvaned {
+
+enum class Place {
+    Query,
+    Header,
+};
+
+enum class Kind {
+    Text,
+    List,     // texts, separated by commas; empty ones are dropped
+    Number,   // decimal, within the row's bounds
+    Numbers,  // a list of them
+    Time,     // "2026-11-21T01:30:00Z"
+};
+
+enum class Presence {
+    Required,  // absent or empty is an error that names the parameter
+    Optional,
+};
+
+struct ParameterRule {
+    const char* name;
+    Place place;
+    Kind kind;
+    Presence presence;
+    std::int64_t smallest = 0;
+    std::int64_t largest = INT32_MAX;
+};
+
+/// Rows of one endpoint; the array they stand in must be static.
+struct ParameterRules {
+    constexpr ParameterRules() = default;
+
+    template <std::size_t Count>
+    constexpr ParameterRules(const ParameterRule (&rows)[Count]) : first(rows), count(Count)
+    {}
+
+    const ParameterRule* begin() const { return first; }
+    const ParameterRule* end() const { return first + count; }
+
+    const ParameterRule* first = nullptr;
+    std::size_t count = 0;
+};
+
+/// Ends a request; Service::answer turns it into a failure reply.
+class Refusal : public std::runtime_error {
+public:
+    Refusal(ServiceCode code, const std::string& message) : std::runtime_error(message), m_code(code) {}
+    ServiceCode code() const { return m_code; }
+
+private:
+    ServiceCode m_code;
+};
+
+/// The values of one request's parameters. A name that the rows do not hold is a defect of the endpoint and throws
+/// std::out_of_range.
+class Arguments {
+public:
+    /// @throws Refusal where a required value is missing or a value cannot be read
+    Arguments(ParameterRules rules, const Request& request);
+
+    const std::string& text(std::string_view name) const { return m_values.at(name).text; }
+    const std::vector<std::string>& list(std::string_view name) const { return m_values.at(name).list; }
+
+    /// Of a Number or Time that was not given: absent.
+    std::int64_t number(std::string_view name, std::int64_t absent = 0) const;
+
+private:
+    struct Value {
+        std::string text;
+        std::vector<std::string> list;
+        std::int64_t number = 0;
+    };
+
+    std::map<std::string_view, Value> m_values;
+};
+
+}  // namespace corvaned

@@ -1,0 +1,229 @@
+// Files and memory below, gzip and xz above them; unpack() chooses by the first bytes.
+#include "ByteSource.h"
+
+#include <fmt/format.h>
+#include <lzma.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "OperatorError.h"
+
+namespace corvaned {
+namespace {
+
+constexpr std::size_t kChunk = 64 * 1024;
+
+// What the xz decoder may allocate; enough for every preset of xz.
+constexpr std::uint64_t kXzMemory = 128ULL * 1024 * 1024;
+
+class FileSource : public ByteSource {
+public:
+    explicit FileSource(const std::string& path) : m_path(path), m_file(std::fopen(path.c_str(), "rbe"), &std::fclose)
+    {
+        if (!m_file) {
+            fail("cannot open");
+        }
+    }
+
+    std::size_t read(char* buffer, std::size_t size) override
+    {
+        const std::size_t count = std::fread(buffer, 1, size, m_file.get());
+        if (count == 0 && std::ferror(m_file.get()) != 0) {
+            fail("cannot read");
+        }
+        return count;
+    }
+
+private:
+    [[noreturn]] void fail(const char* what) const
+    {
+        throw OperatorError(fmt::format("{} listing {}: {}", what, m_path, std::strerror(errno)));
+    }
+
+    std::string m_path;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_file;
+};
+
+class MemorySource : public ByteSource {
+public:
+    explicit MemorySource(std::string_view text) : m_rest(text) {}
+
+    std::size_t read(char* buffer, std::size_t size) override
+    {
+        const std::size_t count = m_rest.copy(buffer, size);
+        m_rest.remove_prefix(count);
+        return count;
+    }
+
+private:
+    std::string_view m_rest;
+};
+
+// Gives the first bytes back that unpack() has looked at.
+class PrefixedSource : public ByteSource {
+public:
+    PrefixedSource(std::string prefix, std::unique_ptr<ByteSource> rest)
+        : m_prefix(std::move(prefix)), m_rest(std::move(rest))
+    {}
+
+    std::size_t read(char* buffer, std::size_t size) override
+    {
+        if (m_used == m_prefix.size()) {
+            return m_rest->read(buffer, size);
+        }
+        const std::size_t count = m_prefix.copy(buffer, size, m_used);
+        m_used += count;
+        return count;
+    }
+
+private:
+    std::string m_prefix;
+    std::size_t m_used = 0;
+    std::unique_ptr<ByteSource> m_rest;
+};
+
+class GzipSource : public ByteSource {
+public:
+    GzipSource(std::unique_ptr<ByteSource> packed, std::string name)
+        : m_packed(std::move(packed)), m_name(std::move(name))
+    {
+        constexpr int kGzipOnly = 16 + MAX_WBITS;
+        if (inflateInit2(&m_stream, kGzipOnly) != Z_OK) {
+            throw std::bad_alloc();
+        }
+    }
+    GzipSource(const GzipSource&) = delete;
+    GzipSource& operator=(const GzipSource&) = delete;
+    ~GzipSource() override { inflateEnd(&m_stream); }
+
+    std::size_t read(char* buffer, std::size_t size) override
+    {
+        m_stream.next_out = reinterpret_cast<Bytef*>(buffer);
+        m_stream.avail_out = static_cast<uInt>(size);
+        while (m_stream.avail_out == size) {
+            if (m_stream.avail_in == 0) {
+                m_stream.next_in = reinterpret_cast<Bytef*>(m_input.data());
+                m_stream.avail_in = static_cast<uInt>(m_packed->read(m_input.data(), m_input.size()));
+            }
+            if (m_stream.avail_in == 0) {
+                if (m_betweenMembers) {
+                    return 0;
+                }
+                throw OperatorError(fmt::format("{}: the gzip data end in the middle; fetch the file again", m_name));
+            }
+            if (m_betweenMembers) {
+                inflateReset(&m_stream);
+                m_betweenMembers = false;
+            }
+            const int result = inflate(&m_stream, Z_NO_FLUSH);
+            if (result == Z_STREAM_END) {
+                m_betweenMembers = true;
+            } else if (result != Z_OK && result != Z_BUF_ERROR) {
+                throw OperatorError(fmt::format("{}: the gzip data are damaged ({}); fetch the file again", m_name,
+                                                m_stream.msg != nullptr ? m_stream.msg : "error"));
+            }
+        }
+        return size - m_stream.avail_out;
+    }
+
+private:
+    std::unique_ptr<ByteSource> m_packed;
+    std::string m_name;
+    std::array<char, kChunk> m_input{};
+    z_stream m_stream{};
+    bool m_betweenMembers = false;  // a gzip file may be several, one behind the other
+};
+
+class XzSource : public ByteSource {
+public:
+    XzSource(std::unique_ptr<ByteSource> packed, std::string name)
+        : m_packed(std::move(packed)), m_name(std::move(name))
+    {
+        if (lzma_stream_decoder(&m_stream, kXzMemory, LZMA_CONCATENATED) != LZMA_OK) {
+            throw std::bad_alloc();
+        }
+    }
+    XzSource(const XzSource&) = delete;
+    XzSource& operator=(const XzSource&) = delete;
+    ~XzSource() override { lzma_end(&m_stream); }
+
+    std::size_t read(char* buffer, std::size_t size) override
+    {
+        m_stream.next_out = reinterpret_cast<std::uint8_t*>(buffer);
+        m_stream.avail_out = size;
+        while (m_stream.avail_out == size && !m_ended) {
+            if (m_stream.avail_in == 0 && m_action == LZMA_RUN) {
+                m_stream.next_in = reinterpret_cast<const std::uint8_t*>(m_input.data());
+                m_stream.avail_in = m_packed->read(m_input.data(), m_input.size());
+                m_action = m_stream.avail_in == 0 ? LZMA_FINISH : LZMA_RUN;
+            }
+            const lzma_ret result = lzma_code(&m_stream, m_action);
+            if (result == LZMA_STREAM_END) {
+                m_ended = true;
+            } else if (result == LZMA_BUF_ERROR) {
+                throw OperatorError(fmt::format("{}: the xz data end in the middle; fetch the file again", m_name));
+            } else if (result != LZMA_OK) {
+                throw OperatorError(fmt::format("{}: the xz data cannot be unpacked (error {}); fetch the file again",
+                                                m_name, static_cast<int>(result)));
+            }
+        }
+        return size - m_stream.avail_out;
+    }
+
+private:
+    std::unique_ptr<ByteSource> m_packed;
+    std::string m_name;
+    std::array<char, kChunk> m_input{};
+    lzma_stream m_stream = LZMA_STREAM_INIT;
+    lzma_action m_action = LZMA_RUN;
+    bool m_ended = false;
+};
+
+std::unique_ptr<ByteSource> unpack(std::unique_ptr<ByteSource> raw, const std::string& name)
+{
+    constexpr std::string_view kGzipMagic = "\x1f\x8b";
+    constexpr std::string_view kXzMagic("\xfd"
+                                        "7zXZ\0",
+                                        6);
+    std::string head(kXzMagic.size(), '\0');
+    std::size_t filled = 0;
+    while (filled < head.size()) {
+        const std::size_t count = raw->read(head.data() + filled, head.size() - filled);
+        if (count == 0) {
+            break;
+        }
+        filled += count;
+    }
+    head.resize(filled);
+
+    const bool gzip = head.compare(0, kGzipMagic.size(), kGzipMagic) == 0;
+    const bool xz = head == kXzMagic;
+    std::unique_ptr<ByteSource> whole = std::make_unique<PrefixedSource>(std::move(head), std::move(raw));
+    if (gzip) {
+        return std::make_unique<GzipSource>(std::move(whole), name);
+    }
+    if (xz) {
+        return std::make_unique<XzSource>(std::move(whole), name);
+    }
+    return whole;
+}
+
+}  // namespace
+
+std::unique_ptr<ByteSource> openFile(const std::string& path)
+{
+    return unpack(std::make_unique<FileSource>(path), path);
+}
+
+std::unique_ptr<ByteSource> openMemory(std::string_view text, const std::string& name)
+{
+    return unpack(std::make_unique<MemorySource>(text), name);
+}
+
+}  // namespace corvaned

@@ -1,0 +1,173 @@
+// Conversions between instants and their texts; the C library's calendar and zone tables do the arithmetic.
+#include "Clock.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+
+#include "OperatorError.h"
+
+namespace corvaned {
+namespace {
+
+constexpr Instant kDay = 24 * 60 * 60;
+
+std::tm utcFields(Instant instant)
+{
+    const std::time_t time = instant;
+    std::tm fields{};
+    gmtime_r(&time, &fields);
+    return fields;
+}
+
+std::string isoText(Instant instant)
+{
+    const std::tm fields = utcFields(instant);
+    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday,
+                       fields.tm_hour, fields.tm_min, fields.tm_sec);
+}
+
+// "+09:00" or "-05:30" in seconds; nothing where the text has another form.
+std::optional<int> parseOffset(std::string_view text)
+{
+    constexpr std::string_view kForm = "s##:##";
+    if (text.size() != kForm.size() || (text[0] != '+' && text[0] != '-') || text[3] != ':') {
+        return std::nullopt;
+    }
+    for (const std::size_t place : {1U, 2U, 4U, 5U}) {
+        if (text[place] < '0' || text[place] > '9') {
+            return std::nullopt;
+        }
+    }
+    const int hours = (text[1] - '0') * 10 + (text[2] - '0');
+    const int minutes = (text[4] - '0') * 10 + (text[5] - '0');
+    if (hours > 14 || minutes > 59) {
+        return std::nullopt;
+    }
+    return (text[0] == '-' ? -1 : 1) * (hours * 60 + minutes) * 60;
+}
+
+std::string machineZoneName()
+{
+    if (const char* variable = std::getenv("TZ"); variable != nullptr && *variable != '\0') {
+        return variable[0] == ':' ? variable + 1 : variable;
+    }
+    std::error_code failed;
+    const std::string link = std::filesystem::read_symlink("/etc/localtime", failed).string();
+    constexpr std::string_view kFolder = "zoneinfo/";
+    const std::size_t at = link.find(kFolder);
+    return failed || at == std::string::npos ? "UTC" : link.substr(at + kFolder.size());
+}
+
+}  // namespace
+
+Instant systemNow()
+{
+    return std::time(nullptr);
+}
+
+std::optional<Instant> instantOf(int year, int month, int day, int hour, int minute, int second)
+{
+    std::tm fields{};
+    fields.tm_year = year - 1900;
+    fields.tm_mon = month - 1;
+    fields.tm_mday = day;
+    fields.tm_hour = hour;
+    fields.tm_min = minute;
+    fields.tm_sec = second;
+    const Instant instant = timegm(&fields);
+    // timegm carries what is out of range into the next field; only an unchanged text was a real date.
+    if (fields.tm_year != year - 1900 || fields.tm_mon != month - 1 || fields.tm_mday != day ||
+        fields.tm_hour != hour || fields.tm_min != minute || fields.tm_sec != second) {
+        return std::nullopt;
+    }
+    return instant;
+}
+
+std::string formatUtc(Instant instant)
+{
+    return isoText(instant) + "Z";
+}
+
+std::optional<Instant> parseUtc(std::string_view text)
+{
+    constexpr std::string_view kForm = "####-##-##T##:##:##Z";
+    if (text.size() != kForm.size()) {
+        return std::nullopt;
+    }
+    std::array<int, 6> fields{};
+    std::size_t field = 0;
+    for (std::size_t place = 0; place < kForm.size(); ++place) {
+        if (kForm[place] != '#') {
+            if (text[place] != kForm[place]) {
+                return std::nullopt;
+            }
+            ++field;
+        } else if (text[place] < '0' || text[place] > '9') {
+            return std::nullopt;
+        } else {
+            fields[field] = fields[field] * 10 + (text[place] - '0');
+        }
+    }
+    return instantOf(fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]);
+}
+
+Zone Zone::ofMachine()
+{
+    tzset();
+    return Zone(machineZoneName(), std::nullopt);
+}
+
+Zone Zone::named(const std::string& text)
+{
+    if (const std::optional<int> offset = parseOffset(text)) {
+        return Zone(text, offset);
+    }
+    const std::filesystem::path folder = "/usr/share/zoneinfo";
+    std::error_code failed;
+    if (text.empty() || text.front() == '/' || text.find("..") != std::string::npos ||
+        !std::filesystem::is_regular_file(folder / text, failed)) {
+        throw OperatorError(
+            fmt::format("zone '{}' is not known on this machine; give a name such as Asia/Seoul that {} holds, or an "
+                        "offset such as +09:00",
+                        text, folder.string()));
+    }
+    setenv("TZ", text.c_str(), 1);
+    tzset();
+    return Zone(text, std::nullopt);
+}
+
+int Zone::offsetAt(Instant instant) const
+{
+    if (m_offset) {
+        return *m_offset;
+    }
+    const std::time_t time = instant;
+    std::tm fields{};
+    localtime_r(&time, &fields);
+    return static_cast<int>(fields.tm_gmtoff);
+}
+
+std::string Zone::formatLocal(Instant instant) const
+{
+    return isoText(instant + offsetAt(instant));
+}
+
+std::string Zone::formatOffset(Instant instant) const
+{
+    const int offset = offsetAt(instant);
+    const int minutes = std::abs(offset) / 60;
+    return fmt::format("{}{:02}:{:02}", offset < 0 ? '-' : '+', minutes / 60, minutes % 60);
+}
+
+Instant Zone::midnight(Instant instant) const
+{
+    const Instant local = instant + offsetAt(instant);
+    const Instant intoDay = ((local % kDay) + kDay) % kDay;
+    return instant - intoDay;
+}
+
+}  // namespace corvaned

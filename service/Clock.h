@@ -1,0 +1,62 @@
+// Instants and zones as the service writes them. An instant is a count of seconds since 1970-01-01 00:00 UTC.
+// XMLTV's own time texts are read in XmltvTime.h.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace corvaned {
+
+using Instant = std::int64_t;
+
+/// Where "now" comes from; tests put a fixed one in its place.
+using Clock = std::function<Instant()>;
+
+/// The system's clock.
+Instant systemNow();
+
+/// The instant of a UTC calendar date and time, or nothing where there is no such date or time (30 February, 24:00).
+std::optional<Instant> instantOf(int year, int month, int day, int hour, int minute, int second);
+
+/// "2026-11-21T01:30:00Z".
+std::string formatUtc(Instant instant);
+
+/// Reads exactly the form that formatUtc writes; anything else gives nothing.
+std::optional<Instant> parseUtc(std::string_view text);
+
+/// The zone whose wall clock conf/localtime tells.
+class Zone {
+public:
+    /// The zone that this machine is set to.
+    static Zone ofMachine();
+
+    /// @param text  an IANA name ("Asia/Seoul") or an offset ("+09:00"). A name becomes the zone of the whole process,
+    ///              so call this before any thread starts.
+    /// @throws OperatorError where the text is neither
+    static Zone named(const std::string& text);
+
+    const std::string& name() const { return m_name; }
+
+    /// Seconds east of UTC at that instant.  [any thread]
+    int offsetAt(Instant instant) const;
+
+    /// "2026-11-21T10:30:00".
+    std::string formatLocal(Instant instant) const;
+
+    /// "+09:00" at that instant.
+    std::string formatOffset(Instant instant) const;
+
+    /// The midnight at or before that instant, by this zone's wall clock.
+    Instant midnight(Instant instant) const;
+
+private:
+    Zone(std::string name, std::optional<int> offset) : m_name(std::move(name)), m_offset(offset) {}
+
+    std::string m_name;
+    std::optional<int> m_offset;  // nothing: the zone of the process
+};
+
+}  // namespace corvaned

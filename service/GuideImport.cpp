@@ -1,0 +1,392 @@
+// Staging tables are temporary and go to disk, so memory stays flat; they end with the connection.
+#include "GuideImport.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "Digest.h"
+#include "Listing.h"
+#include "OperatorError.h"
+
+namespace corvaned {
+namespace {
+
+constexpr std::int64_t kDay = 24 * 60 * 60;
+constexpr std::int64_t kWeek = 7 * kDay;
+constexpr int kWarningsPerListing = 20;
+constexpr int kProgressStep = 1000;
+
+constexpr const char* kStaging = R"sql(
+    PRAGMA temp_store = FILE;
+    CREATE TEMP TABLE staged_channel (
+        id INTEGER PRIMARY KEY, listing_id TEXT NOT NULL UNIQUE, number TEXT NOT NULL, name TEXT NOT NULL,
+        icon_url TEXT NOT NULL, icon_width INTEGER NOT NULL, icon_height INTEGER NOT NULL, source_id INTEGER
+    );
+    CREATE TEMP TABLE staged_airing (
+        id INTEGER PRIMARY KEY, channel INTEGER NOT NULL, start INTEGER NOT NULL, stop INTEGER, clump INTEGER NOT NULL,
+        content_id INTEGER NOT NULL, type TEXT NOT NULL, season INTEGER NOT NULL, episode INTEGER NOT NULL,
+        year INTEGER NOT NULL, runtime INTEGER NOT NULL, image_url TEXT NOT NULL, image_width INTEGER NOT NULL,
+        image_height INTEGER NOT NULL, translations INTEGER NOT NULL, lang TEXT NOT NULL, title TEXT NOT NULL,
+        ep_title TEXT NOT NULL, short_desc TEXT NOT NULL, UNIQUE (channel, start, content_id)
+    );
+    CREATE TEMP TABLE staged_translation (
+        airing INTEGER NOT NULL, lang TEXT NOT NULL, title TEXT NOT NULL, ep_title TEXT NOT NULL,
+        short_desc TEXT NOT NULL, PRIMARY KEY (airing, lang)
+    ) WITHOUT ROWID;
+    CREATE TEMP TABLE staged_genre (id INTEGER PRIMARY KEY, name TEXT NOT NULL, genre_id INTEGER);
+    CREATE TEMP TABLE staged_airing_genre (
+        airing INTEGER NOT NULL, place INTEGER NOT NULL, genre INTEGER NOT NULL, PRIMARY KEY (airing, place)
+    ) WITHOUT ROWID;
+    BEGIN;
+)sql";
+
+// A programme that does not say when it ends lasts until the next one of its channel. Where that is more than six
+// hours off, the listing has a gap, and half an hour is as good a guess as any.
+constexpr const char* kMissingStops = R"sql(
+    UPDATE staged_airing SET stop = coalesce(
+        (SELECT min(later.start) FROM staged_airing AS later
+         WHERE later.channel = staged_airing.channel AND later.start > staged_airing.start
+               AND later.start <= staged_airing.start + 6 * 3600),
+        start + 1800)
+    WHERE stop IS NULL
+)sql";
+
+constexpr const char* kEmptyGuide = R"sql(
+    DELETE FROM channel;
+    DELETE FROM airing;
+    DELETE FROM translation;
+    DELETE FROM airing_genre;
+    INSERT OR IGNORE INTO source (listing_id) SELECT listing_id FROM staged_channel ORDER BY id;
+    UPDATE staged_channel SET source_id = (SELECT id FROM source WHERE listing_id = staged_channel.listing_id);
+    INSERT OR IGNORE INTO genre (name) SELECT name FROM staged_genre ORDER BY id;
+    UPDATE staged_genre SET genre_id = (SELECT genre.id FROM genre WHERE genre.name = staged_genre.name);
+)sql";
+
+// Parameters of the copies: what is added to ids, and the seconds that times are moved by.
+constexpr std::string_view kCopyAirings = R"sql(
+    INSERT INTO airing
+    SELECT staged.id + ?1, source_id, start + ?2, stop + ?2, clump, content_id, type, season, episode, year, runtime,
+           image_url, image_width, image_height, translations, lang, title, ep_title, short_desc
+    FROM staged_airing AS staged JOIN staged_channel ON staged_channel.id = channel
+    ORDER BY staged.id
+)sql";
+constexpr std::string_view kCopyTranslations =
+    "INSERT INTO translation SELECT airing + ?1, lang, title, ep_title, short_desc FROM staged_translation";
+constexpr std::string_view kCopyGenres =
+    "INSERT INTO airing_genre SELECT airing + ?1, place, genre_id FROM staged_airing_genre "
+    "JOIN staged_genre ON staged_genre.id = genre";
+
+std::int64_t contentId(const std::string& key)
+{
+    const Sha1 digest = sha1(key);
+    std::uint64_t id = 0;
+    std::memcpy(&id, digest.data(), sizeof id);
+    return static_cast<std::int64_t>(id >> 1);  // positive, so that it stands in a URL without a sign
+}
+
+class Staging : public ListingSink {
+public:
+    Staging(sqlite::Connection& connection, const ImportOptions& options)
+        : m_connection(connection), m_options(options)
+    {
+        connection.execute(kStaging);
+    }
+
+    void read(const ListingInput& input)
+    {
+        m_listing = {};
+        m_listing.name = input.name;
+        const std::unique_ptr<ByteSource> source = input.open();
+        readListing(*source, input.name, *this);
+        if (m_listing.skipped > kWarningsPerListing) {
+            m_options.warn(fmt::format("{}: {} more like these", input.name, m_listing.skipped - kWarningsPerListing));
+        }
+        m_report.listings.push_back(m_listing);
+    }
+
+    /// Ends the reading and makes what was staged the guide.
+    ImportReport apply();
+
+    void addChannel(const ListingChannel& channel) override;
+    void addProgramme(const ListingProgramme& programme) override;
+    void skip(int line, const std::string& reason) override;
+
+private:
+    struct KnownChannel {
+        std::int64_t id;
+        bool declared;
+    };
+
+    std::int64_t channelId(const std::string& listingId);
+    std::int64_t genreId(const std::string& name);
+    std::string lineup();
+    void replaceGuide(const std::vector<std::int64_t>& shifts);
+    void setFact(std::string_view name, std::string_view value);
+    void setFact(std::string_view name, std::int64_t value);
+
+    sqlite::Connection& m_connection;
+    const ImportOptions& m_options;
+    ListingReport m_listing;
+    ImportReport m_report;
+    Digest m_digest;
+    // By number of channels and genres, not of programmes.
+    std::unordered_map<std::string, KnownChannel> m_channels;
+    std::unordered_map<std::string, std::int64_t> m_genres;
+};
+
+std::int64_t Staging::channelId(const std::string& listingId)
+{
+    const auto [known, added] =
+        m_channels.try_emplace(listingId, KnownChannel{static_cast<std::int64_t>(m_channels.size()) + 1, false});
+    if (added) {
+        sqlite::Query(m_connection, "INSERT INTO staged_channel VALUES (?, ?, '', ?, '', 0, 0, NULL)")
+            .bind(known->second.id, listingId, listingId)
+            .run();
+    }
+    return known->second.id;
+}
+
+std::int64_t Staging::genreId(const std::string& name)
+{
+    const auto [known, added] = m_genres.try_emplace(name, static_cast<std::int64_t>(m_genres.size()) + 1);
+    if (added) {
+        sqlite::Query(m_connection, "INSERT INTO staged_genre VALUES (?, ?, NULL)").bind(known->second, name).run();
+    }
+    return known->second;
+}
+
+void Staging::addChannel(const ListingChannel& channel)
+{
+    ++m_listing.channels;
+    const std::int64_t id = channelId(channel.id);
+    bool& declared = m_channels.at(channel.id).declared;
+    if (std::exchange(declared, true)) {
+        return;
+    }
+    sqlite::Query(m_connection,
+                  "UPDATE staged_channel SET number = ?, name = ?, icon_url = ?, icon_width = ?, icon_height = ? "
+                  "WHERE id = ?")
+        .bind(channel.number, channel.name, channel.icon.url, std::int64_t{channel.icon.width},
+              std::int64_t{channel.icon.height}, id)
+        .run();
+    m_digest.add("channel");
+    for (const std::string& text : {channel.id, channel.number, channel.name, channel.icon.url}) {
+        m_digest.add(text);
+    }
+    m_digest.add(channel.icon.width);
+    m_digest.add(channel.icon.height);
+}
+
+void Staging::addProgramme(const ListingProgramme& programme)
+{
+    if (++m_listing.programmes % kProgressStep == 0) {
+        m_options.progress(m_listing.name, m_listing.programmes);
+    }
+    const std::int64_t content = contentId(programme.key);
+    const ListingText& first = programme.texts.front();
+    const std::int64_t numbers[] = {programme.season,      programme.episode,      programme.year, programme.runtime,
+                                    programme.image.width, programme.image.height, programme.clump};
+    {
+        sqlite::Query insert(m_connection,
+                             "INSERT OR IGNORE INTO staged_airing VALUES "
+                             "(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+        insert.bind(m_report.airings + 1, channelId(programme.channel), programme.start, programme.stop.value_or(0),
+                    numbers[6], content, programme.type, numbers[0], numbers[1], numbers[2], numbers[3],
+                    programme.image.url, numbers[4], numbers[5], static_cast<std::int64_t>(programme.texts.size() - 1),
+                    first.lang, first.title, first.episodeTitle, first.description);
+        if (!programme.stop) {
+            insert.bindNull(4);
+        }
+        insert.run();
+    }
+    if (m_connection.changes() == 0) {
+        ++m_listing.repeated;
+        return;
+    }
+    const std::int64_t airing = ++m_report.airings;
+
+    m_digest.add("programme");
+    m_digest.add(programme.channel);
+    m_digest.add(programme.start);
+    m_digest.add(programme.stop.value_or(-1));
+    m_digest.add(programme.type);
+    m_digest.add(programme.image.url);
+    m_digest.add(content);
+    for (const std::int64_t number : numbers) {
+        m_digest.add(number);
+    }
+    for (const ListingText& text : programme.texts) {
+        for (const std::string& part : {text.lang, text.title, text.episodeTitle, text.description}) {
+            m_digest.add(part);
+        }
+        if (&text != &first) {
+            sqlite::Query(m_connection, "INSERT INTO staged_translation VALUES (?, ?, ?, ?, ?)")
+                .bind(airing, text.lang, text.title, text.episodeTitle, text.description)
+                .run();
+        }
+    }
+    for (std::size_t place = 0; place < programme.genres.size(); ++place) {
+        m_digest.add(programme.genres[place]);
+        sqlite::Query(m_connection, "INSERT INTO staged_airing_genre VALUES (?, ?, ?)")
+            .bind(airing, static_cast<std::int64_t>(place), genreId(programme.genres[place]))
+            .run();
+    }
+}
+
+void Staging::skip(int line, const std::string& reason)
+{
+    if (++m_listing.skipped <= kWarningsPerListing) {
+        m_options.warn(fmt::format("{}:{}: skipped: {}", m_listing.name, line, reason));
+    }
+}
+
+ImportReport Staging::apply()
+{
+    m_report.channels = static_cast<std::int64_t>(m_channels.size());
+    const bool allBroken = std::all_of(m_report.listings.begin(), m_report.listings.end(), [](const ListingReport& l) {
+        return l.programmes == 0 && l.skipped > 0;
+    });
+    if (allBroken) {
+        throw OperatorError("nothing in the listings is usable; the guide stays as it is");
+    }
+    if (m_report.channels == 0) {
+        throw OperatorError("the listings hold neither channels nor programmes; the guide stays as it is");
+    }
+
+    m_connection.execute(kMissingStops);
+    m_connection.execute("COMMIT");
+    std::vector<std::int64_t> shifts = {0};
+    if (m_report.airings > 0) {
+        sqlite::Query span(m_connection, "SELECT min(start), max(stop) FROM staged_airing");
+        span.next();
+        shifts = m_options.shifts(span.number(0), span.number(1));
+        m_report.first = span.number(0) + shifts.front();
+        m_report.last = span.number(1) + shifts.back();
+        m_report.shift = shifts.front();
+        m_report.airings *= static_cast<std::int64_t>(shifts.size());
+    }
+    for (const std::int64_t shift : shifts) {
+        m_digest.add(shift);
+    }
+    replaceGuide(shifts);
+    return m_report;
+}
+
+void Staging::replaceGuide(const std::vector<std::int64_t>& shifts)
+{
+    const std::string digest = m_digest.hex();
+    sqlite::Transaction transaction(m_connection, sqlite::Transaction::Kind::Write);
+    {
+        sqlite::Query held(m_connection, "SELECT value FROM guide WHERE name = 'digest'");
+        m_report.changed = !held.next() || held.text(0) != digest;
+    }
+    if (!m_report.changed) {
+        return;
+    }
+    m_connection.execute(kEmptyGuide);
+    std::int64_t base = 0;
+    for (const std::int64_t shift : shifts) {
+        sqlite::Query(m_connection, kCopyAirings).bind(base, shift).run();
+        sqlite::Query(m_connection, kCopyTranslations).bind(base).run();
+        sqlite::Query(m_connection, kCopyGenres).bind(base).run();
+        base += m_report.airings / static_cast<std::int64_t>(shifts.size());
+    }
+    const std::string checksum = lineup();
+    setFact("digest", digest);
+    setFact("lineup", checksum);
+    {
+        sqlite::Query longest(m_connection, "SELECT coalesce(max(stop - start), 0) FROM airing");
+        longest.next();
+        setFact("longest", longest.number(0));
+    }
+    transaction.commit();
+}
+
+// Writes the line-up and returns its checksum. A channel without a number of its own gets the next free one.
+std::string Staging::lineup()
+{
+    std::set<std::string, std::less<>> taken;
+    {
+        sqlite::Query numbers(m_connection, "SELECT number FROM staged_channel WHERE number <> ''");
+        while (numbers.next()) {
+            taken.emplace(numbers.text(0));
+        }
+    }
+    Digest checksum;
+    std::int64_t running = 0;
+    sqlite::Query rows(m_connection,
+                       "SELECT source_id, id, number, name, icon_url, icon_width, icon_height FROM staged_channel "
+                       "ORDER BY number = '', CAST(number AS INTEGER), id");
+    for (std::int64_t position = 0; rows.next(); ++position) {
+        std::string number(rows.text(2));
+        while (number.empty() || (rows.text(2).empty() && taken.count(number) > 0)) {
+            number = std::to_string(++running);
+        }
+        sqlite::Query(m_connection, "INSERT INTO channel VALUES (?, ?, ?, ?, ?, ?, ?)")
+            .bind(rows.number(0), position, number, rows.text(3), rows.text(4), rows.number(5), rows.number(6))
+            .run();
+        checksum.add(rows.number(0));
+        checksum.add(number);
+        checksum.add(rows.text(3));
+        checksum.add(rows.text(4));
+        checksum.add(rows.number(5));
+        checksum.add(rows.number(6));
+    }
+    return checksum.hex();
+}
+
+void Staging::setFact(std::string_view name, std::string_view value)
+{
+    sqlite::Query(m_connection, "INSERT OR REPLACE INTO guide VALUES (?, ?)").bind(name, value).run();
+}
+
+void Staging::setFact(std::string_view name, std::int64_t value)
+{
+    sqlite::Query(m_connection, "INSERT OR REPLACE INTO guide VALUES (?, ?)").bind(name, value).run();
+}
+
+}  // namespace
+
+std::vector<std::int64_t> asListed(Instant, Instant)
+{
+    return {0};
+}
+
+Shifts movedToToday(Instant now, const Zone& zone)
+{
+    const Instant today = zone.midnight(now);
+    return [now, today](Instant first, Instant last) -> std::vector<std::int64_t> {
+        if (last > now) {
+            return {0};
+        }
+        // Of the weeks that bring any of it to today, the one that brings most, and the later of two equals.
+        const auto covered = [&](std::int64_t shift) {
+            return std::min(last + shift, today + kDay) - std::max(first + shift, today);
+        };
+        const std::int64_t latest = (today + kDay - first) / kWeek * kWeek;
+        const std::int64_t best = covered(latest) >= covered(latest - kWeek) ? latest : latest - kWeek;
+        if (covered(best) > 0) {
+            return {best};
+        }
+        return {(today + kDay - 1 - first) / kDay * kDay};
+    };
+}
+
+ImportReport importGuide(Store& store, const std::vector<ListingInput>& listings, const ImportOptions& options)
+{
+    const std::unique_ptr<sqlite::Connection> connection = store.connect();
+    Staging staging(*connection, options);
+    for (const ListingInput& listing : listings) {
+        staging.read(listing);
+    }
+    return staging.apply();
+}
+
+}  // namespace corvaned

@@ -1,0 +1,77 @@
+// XMLTV listings, read as a stream: whatever the size of the file, one channel or programme at a time is in memory.
+// Listing.cpp reads; GuideImport.h is the sink that files what comes out. Times: XmltvTime.h. Bytes: ByteSource.h.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ByteSource.h"
+#include "Clock.h"
+
+namespace corvaned {
+
+/// A picture's address and, where the listing tells them, its size in pixels (else 0).
+struct ListingImage {
+    std::string url;
+    int width = 0;
+    int height = 0;
+};
+
+struct ListingChannel {
+    std::string id;
+    std::string name;    // the first display name that is more than a number, else the number
+    std::string number;  // the logical channel number, perhaps empty
+    ListingImage icon;
+};
+
+/// What a listing says of a programme in one language; lang as written there, perhaps empty.
+struct ListingText {
+    std::string lang;
+    std::string title;
+    std::string episodeTitle;
+    std::string description;
+};
+
+struct ListingProgramme {
+    std::string channel;
+    Instant start = 0;
+    std::optional<Instant> stop;        // nothing where it is missing or not after start
+    int clump = 0;                      // place among the programmes that share the slot
+    std::vector<ListingText> texts;     // at least one, its title perhaps empty; the first is the listing's choice
+    std::vector<std::string> genres;    // in one language, without repeats
+    std::string type;                   // "movie", "series" or "program"
+    std::string key;                    // the same for every airing of the same film or episode
+    int season = 0;                     // from 1; 0 unknown
+    int episode = 0;                    // from 1; 0 unknown
+    int year = 0;                       // 0 unknown
+    int runtime = 0;                    // minutes; 0 unknown
+    ListingImage image;
+};
+
+/// Receives a listing in the order of its elements. What a member function throws ends the reading and comes out
+/// of readListing.
+class ListingSink {
+public:
+    virtual ~ListingSink() = default;
+    virtual void addChannel(const ListingChannel& channel) = 0;
+    virtual void addProgramme(const ListingProgramme& programme) = 0;
+
+    /// A channel or programme that cannot be used.
+    /// @param line    where its start tag ends, from 1
+    /// @param reason  fit for the end of a message line
+    virtual void skip(int line, const std::string& reason) = 0;
+};
+
+/// Reads a whole listing into sink. Undeclared entities, bare ampersands and control characters cost the programme
+/// they stand in; any other departure from well-formed XML refuses the listing. Entities outside HTML's are not
+/// expanded, and nothing that a listing names is ever opened.
+///
+/// @param name           what messages call the listing
+/// @param unpackedLimit  how many bytes it may have after unpacking
+/// @throws OperatorError where the listing is refused; sink may have received a part of it
+void readListing(ByteSource& source, const std::string& name, ListingSink& sink,
+                 std::uint64_t unpackedLimit = 1ULL << 30);
+
+}  // namespace corvaned

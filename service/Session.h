@@ -1,0 +1,44 @@
+// Sessions: auth/seedkey opens one, and every later request proves with its token that it knows the session's seed key
+// and the secret shared beforehand. They live in the database and so outlast a restart.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Clock.h"
+#include "Sqlite.h"
+
+namespace corvaned {
+
+struct Session {
+    std::string id;
+    std::string user;  // the same for the same device, whenever it comes
+    std::string seedkey;
+    Instant expires = 0;
+};
+
+/// How a token fared.
+enum class TokenCheck {
+    Good,
+    Malformed,  // not "session+user+40 hexadecimal digits"
+    Unknown,    // no such session, or it has expired
+    Wrong,      // the session is there, but user or digest do not fit it
+};
+
+/// Opens a session for a device and drops those that have expired.
+/// @param lifetime  seconds until it expires
+Session openSession(sqlite::Connection& connection, std::string_view device, Instant now, std::int64_t lifetime);
+
+/// The token of a session: session, user and the SHA-1 of seed key, plus sign and secret, joined by plus signs.
+std::string sessionToken(const Session& session, std::string_view secret);
+
+/// Checks a token; the time that takes tells nothing of how much of it was right.
+/// @param user  receives the session's user where the token is good, else stays untouched
+TokenCheck checkToken(sqlite::Connection& connection, std::string_view token, std::string_view secret, Instant now,
+                      std::string& user);
+
+/// Compares without telling by its duration where the texts differ.
+bool sameSecret(std::string_view left, std::string_view right);
+
+}  // namespace corvaned

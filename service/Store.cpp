@@ -1,0 +1,191 @@
+// The schema stands in kVersions: a change is a row added at its end, applied to every database that lacks it.
+#include "Store.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+
+#include "OperatorError.h"
+
+namespace corvaned {
+namespace {
+
+// Marks the file as ours ("crvn"), so that some other program's database is not written to.
+constexpr std::int64_t kApplicationId = 0x6372766e;
+
+constexpr const char* kVersions[] = {
+    R"sql(
+    -- Channels ever seen. What viewers keep refers to these numbers, so a row is never removed or renumbered.
+    CREATE TABLE source (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        listing_id TEXT NOT NULL UNIQUE
+    );
+    -- The line-up of the guide now held.
+    CREATE TABLE channel (
+        source_id INTEGER PRIMARY KEY REFERENCES source,
+        position INTEGER NOT NULL,
+        number TEXT NOT NULL,
+        name TEXT NOT NULL,
+        icon_url TEXT NOT NULL,
+        icon_width INTEGER NOT NULL,
+        icon_height INTEGER NOT NULL
+    );
+    -- One showing of a programme. Times are seconds since 1970; runtime is in minutes; 0 and '' mean unknown.
+    -- Airings of the same film or episode share their content_id, also from one import to the next.
+    CREATE TABLE airing (
+        id INTEGER PRIMARY KEY,
+        source_id INTEGER NOT NULL REFERENCES channel,
+        start INTEGER NOT NULL,
+        stop INTEGER NOT NULL,
+        clump INTEGER NOT NULL,
+        content_id INTEGER NOT NULL,
+        type TEXT NOT NULL,
+        season INTEGER NOT NULL,
+        episode INTEGER NOT NULL,
+        year INTEGER NOT NULL,
+        runtime INTEGER NOT NULL,
+        image_url TEXT NOT NULL,
+        image_width INTEGER NOT NULL,
+        image_height INTEGER NOT NULL,
+        translations INTEGER NOT NULL,
+        lang TEXT NOT NULL,
+        title TEXT NOT NULL,
+        ep_title TEXT NOT NULL,
+        short_desc TEXT NOT NULL,
+        UNIQUE (source_id, start, content_id)
+    );
+    -- The texts in the further languages of an airing.
+    CREATE TABLE translation (
+        airing_id INTEGER NOT NULL REFERENCES airing,
+        lang TEXT NOT NULL,
+        title TEXT NOT NULL,
+        ep_title TEXT NOT NULL,
+        short_desc TEXT NOT NULL,
+        PRIMARY KEY (airing_id, lang)
+    ) WITHOUT ROWID;
+    -- Genres ever seen; their numbers stand in clients' caches, so a row is never removed or renumbered.
+    CREATE TABLE genre (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        name TEXT NOT NULL UNIQUE
+    );
+    CREATE TABLE airing_genre (
+        airing_id INTEGER NOT NULL REFERENCES airing,
+        place INTEGER NOT NULL,
+        genre_id INTEGER NOT NULL REFERENCES genre,
+        PRIMARY KEY (airing_id, place)
+    ) WITHOUT ROWID;
+    -- What holds for the guide as a whole, by name.
+    CREATE TABLE guide (
+        name TEXT PRIMARY KEY,
+        value NOT NULL
+    ) WITHOUT ROWID;
+    CREATE TABLE session (
+        id TEXT PRIMARY KEY,
+        user_id TEXT NOT NULL,
+        seedkey TEXT NOT NULL,
+        expires INTEGER NOT NULL
+    ) WITHOUT ROWID;
+    CREATE INDEX session_by_expiry ON session (expires);
+    )sql",
+};
+
+std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)
+{
+    sqlite::Query query(connection, pragma);
+    return query.next() ? query.number(0) : 0;
+}
+
+void bringUpToDate(sqlite::Connection& connection, const std::string& path)
+{
+    const auto wanted = static_cast<std::int64_t>(std::size(kVersions));
+    sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::Write);
+    const std::int64_t version = numberOf(connection, "PRAGMA user_version");
+    const std::int64_t application = numberOf(connection, "PRAGMA application_id");
+    const bool blank = numberOf(connection, "SELECT count(*) FROM sqlite_master") == 0;
+    if (!blank && application != kApplicationId) {
+        throw OperatorError(fmt::format("database {} belongs to another program; name another file with --db", path));
+    }
+    if (version > wanted) {
+        throw OperatorError(
+            fmt::format("database {} was written by a newer corvaned (format {}, this one knows {}); use that one, or "
+                        "import into another file",
+                        path, version, wanted));
+    }
+    for (std::int64_t step = version; step < wanted; ++step) {
+        connection.execute(kVersions[step]);
+    }
+    connection.execute(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, wanted).c_str());
+    transaction.commit();
+}
+
+}  // namespace
+
+Store::Store(std::string path, Mode mode) : m_path(std::move(path))
+{
+    std::error_code failed;
+    if (mode == Mode::Existing && !std::filesystem::exists(m_path, failed)) {
+        throw OperatorError(fmt::format(
+            "there is no database {0}; fill one with: corvaned import --db {0} LISTING...", m_path));
+    }
+    try {
+        constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+        auto connection = std::make_unique<sqlite::Connection>(m_path, kFlags);
+        connection->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
+        bringUpToDate(*connection, m_path);
+        m_idle.push_back(std::move(connection));
+    } catch (const sqlite::Error& error) {
+        throw OperatorError(fmt::format("{}; the file and its folder must be readable and writable", error.what()));
+    }
+}
+
+std::unique_ptr<sqlite::Connection> Store::connect() const
+{
+    auto connection = std::make_unique<sqlite::Connection>(m_path, SQLITE_OPEN_READWRITE);
+    connection->execute("PRAGMA synchronous = NORMAL");
+    return connection;
+}
+
+Store::Lease Store::lease()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (!m_idle.empty()) {
+            std::unique_ptr<sqlite::Connection> connection = std::move(m_idle.back());
+            m_idle.pop_back();
+            return Lease(*this, std::move(connection));
+        }
+    }
+    return Lease(*this, connect());
+}
+
+Store::Lease::~Lease()
+{
+    if (m_connection) {
+        const std::lock_guard<std::mutex> lock(m_store->m_lock);
+        m_store->m_idle.push_back(std::move(m_connection));
+    }
+}
+
+TemporaryDatabase::TemporaryDatabase()
+{
+    std::error_code failed;
+    const std::filesystem::path folder = std::filesystem::temp_directory_path(failed);
+    std::string form = ((failed ? "/tmp" : folder) / "corvaned-XXXXXX").string();
+    if (mkdtemp(form.data()) == nullptr) {
+        throw OperatorError(
+            fmt::format("cannot make a temporary folder {}: {}; set TMPDIR to a writable folder", form, std::strerror(errno)));
+    }
+    m_folder = form;
+}
+
+TemporaryDatabase::~TemporaryDatabase()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(m_folder, ignored);
+}
+
+}  // namespace corvaned

@@ -1,0 +1,72 @@
+// The service's database: its schema and the connections to it. GuideImport.h fills the guide's tables, Guide.h reads
+// them, Session.h keeps the sessions.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Sqlite.h"
+
+namespace corvaned {
+
+/// One database in WAL mode, for any number of threads: readers see what was committed when they began, whatever is
+/// being written meanwhile.  [any thread]
+class Store {
+public:
+    enum class Mode {
+        Existing,  // refuse where the file is missing
+        Create,    // make it where it is missing
+    };
+
+    /// Opens the database and brings its schema up to date.
+    /// @throws OperatorError where it is missing, unreadable, read-only or some other program's
+    Store(std::string path, Mode mode);
+
+    const std::string& path() const { return m_path; }
+
+    /// A connection on loan; it returns to the store when the lease ends.
+    class Lease {
+    public:
+        Lease(Store& store, std::unique_ptr<sqlite::Connection> connection)
+            : m_store(&store), m_connection(std::move(connection))
+        {}
+        Lease(Lease&&) = default;
+        Lease& operator=(Lease&&) = delete;
+        ~Lease();
+
+        sqlite::Connection& operator*() const { return *m_connection; }
+
+    private:
+        Store* m_store;
+        std::unique_ptr<sqlite::Connection> m_connection;
+    };
+
+    Lease lease();
+
+    /// A connection of the caller's own, for work whose temporary tables should go with it.
+    std::unique_ptr<sqlite::Connection> connect() const;
+
+private:
+    std::string m_path;
+    std::mutex m_lock;
+    std::vector<std::unique_ptr<sqlite::Connection>> m_idle;
+};
+
+/// A database of its own in the folder for temporary files, removed with its companions at the end.
+class TemporaryDatabase {
+public:
+    /// @throws OperatorError where no folder can be made
+    TemporaryDatabase();
+    TemporaryDatabase(const TemporaryDatabase&) = delete;
+    TemporaryDatabase& operator=(const TemporaryDatabase&) = delete;
+    ~TemporaryDatabase();
+
+    std::string path() const { return m_folder + "/guide.db"; }
+
+private:
+    std::string m_folder;
+};
+
+}  // namespace corvaned

@@ -1,0 +1,111 @@
+// A request that remembers how it ended, and an executor of its own per test.
+#pragma once
+
+#include "CurlExecutor.h"
+#include "HttpRequest.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+
+namespace W::host {
+
+/// Fails the test when a request completes twice. The completion may hold a hook that runs on the executor's thread.
+class Exchange {
+public:
+    Exchange(HTTP_REQUEST_TYPE type, std::string url, HttpHeader header = {}, std::string body = {})
+        : m_request(type, std::move(url), std::move(header), std::move(body), &Exchange::completed, this)
+    {}
+    /// With a file: a download, or, after setOptionFileUpload(), an upload.
+    struct File {
+        std::string path;
+    };
+    Exchange(HTTP_REQUEST_TYPE type, std::string url, File file, HttpHeader header = {})
+        : m_request(type, std::move(url), std::move(header), &Exchange::completed, this, std::move(file.path))
+    {}
+
+    HttpRequest& request() { return m_request; }
+    HttpRequest* operator->() { return &m_request; }
+
+    /// Runs on the executor's thread before the exchange counts as completed.
+    std::function<void(SESSION_STATUS)> hook;
+
+    /// The session status; nothing when none comes within 20 seconds.
+    std::optional<SESSION_STATUS> wait()
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        if (!m_ended.wait_for(lock, std::chrono::seconds(20), [&] { return m_iCompletions > 0; }))
+            return std::nullopt;
+        return m_iStatus;
+    }
+    bool isCompleted() const
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_iCompletions > 0;
+    }
+    /// The session status, once completed.
+    SESSION_STATUS status() const
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_iStatus;
+    }
+    std::thread::id thread() const { return m_thread; }
+    const std::string& payload() const { return m_request.response().getPayload(); }
+    int code() const { return m_request.response().getHttpResponseCode(); }
+
+private:
+    static void completed(SESSION_STATUS status, HttpRequest* request, void* self)
+    {
+        auto& exchange = *static_cast<Exchange*>(self);
+        EXPECT_EQ(request, &exchange.m_request);
+        exchange.m_thread = std::this_thread::get_id();
+        if (exchange.hook)
+            exchange.hook(status);
+        const std::lock_guard<std::mutex> lock(exchange.m_lock);
+        EXPECT_EQ(++exchange.m_iCompletions, 1) << "completed twice";
+        exchange.m_iStatus = status;
+        exchange.m_ended.notify_all();
+    }
+
+    HttpRequest m_request;
+    mutable std::mutex m_lock;
+    std::condition_variable m_ended;
+    int m_iCompletions = 0;
+    SESSION_STATUS m_iStatus = -1;
+    std::thread::id m_thread;
+};
+
+/// Installs an executor for the test, so that setCancel() finds it.
+class ExecutorTest : public testing::Test {
+protected:
+    ExecutorTest() { use(std::make_unique<CurlExecutor>()); }
+    ~ExecutorTest() override { use(nullptr); }
+
+    CurlExecutor& executor() { return *m_pExecutor; }
+    void use(std::unique_ptr<CurlExecutor> executor)
+    {
+        installHttpDelegator(executor.get());
+        m_pExecutor = std::move(executor);
+    }
+    void use(const HttpLimits& limits) { use(std::make_unique<CurlExecutor>(limits)); }
+
+    /// Sends and waits.
+    std::optional<SESSION_STATUS> run(Exchange& exchange)
+    {
+        EXPECT_GE(executor().addRequest(&exchange.request()), 0);
+        return exchange.wait();
+    }
+
+private:
+    std::unique_ptr<CurlExecutor> m_pExecutor;
+};
+
+}  // namespace W::host

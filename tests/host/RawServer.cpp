@@ -1,0 +1,161 @@
+// Blocking sockets, one thread per connection.
+#include "RawServer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+#include <utility>
+
+namespace W::host {
+
+namespace {
+
+std::size_t announcedLength(const std::string& head)
+{
+    const std::size_t at = head.find("\r\nContent-Length: ");
+    return at == std::string::npos ? 0 : std::strtoul(head.c_str() + at + 18, nullptr, 10);
+}
+
+}  // namespace
+
+RawServer::RawServer(Script script) : m_script(std::move(script)), m_iListener(::socket(AF_INET, SOCK_STREAM, 0))
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto* const any = reinterpret_cast<sockaddr*>(&address);
+    if (::bind(m_iListener, any, length) != 0 || ::listen(m_iListener, 512) != 0 ||
+        ::getsockname(m_iListener, any, &length) != 0)
+        throw std::runtime_error("no port on the loopback address");
+    m_iPort = ntohs(address.sin_port);
+    m_acceptor = std::thread([this] { acceptAll(); });
+}
+
+RawServer::~RawServer()
+{
+    m_bStopping = true;
+    ::shutdown(m_iListener, SHUT_RDWR);
+    m_acceptor.join();
+    ::close(m_iListener);
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        for (const Connection& connection : m_open)
+            ::shutdown(connection.m_iSocket, SHUT_RDWR);
+    }
+    for (std::thread& thread : m_threads)
+        thread.join();
+}
+
+std::string RawServer::url(const std::string& path) const
+{
+    return "http://127.0.0.1:" + std::to_string(m_iPort) + path;
+}
+
+void RawServer::acceptAll()
+{
+    while (true) {
+        const int socket = ::accept(m_iListener, nullptr, nullptr);
+        if (socket < 0 && m_bStopping)
+            return;
+        if (socket < 0)
+            continue;
+        const std::lock_guard<std::mutex> lock(m_lock);
+        const auto connection = m_open.emplace(m_open.end(), *this, socket);
+        connection->m_iNumber = m_iConnections++;
+        m_threads.emplace_back([this, connection] {
+            m_script(*connection);
+            const std::lock_guard<std::mutex> ending(m_lock);
+            ::close(connection->m_iSocket);
+            m_open.erase(connection);
+        });
+    }
+}
+
+void RawServer::keep(const std::string& request)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_requests.push_back(request);
+    m_arrived.notify_all();
+}
+
+std::vector<std::string> RawServer::requests() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_requests;
+}
+
+bool RawServer::waitForRequests(std::size_t count) const
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    return m_arrived.wait_for(lock, std::chrono::seconds(20), [&] { return m_requests.size() >= count; });
+}
+
+std::optional<std::string> RawServer::Connection::readRequest()
+{
+    std::size_t wanted = std::string::npos;
+    while (true) {
+        const std::size_t end = m_unread.find("\r\n\r\n");
+        if (end != std::string::npos)
+            wanted = end + 4 + announcedLength(m_unread.substr(0, end + 2));
+        if (m_unread.size() >= wanted)
+            break;
+        char buffer[65536];
+        const ssize_t got = ::recv(m_iSocket, buffer, sizeof buffer, 0);
+        if (got <= 0)
+            return std::nullopt;
+        m_unread.append(buffer, static_cast<std::size_t>(got));
+    }
+    std::string request = m_unread.substr(0, wanted);
+    m_unread.erase(0, wanted);
+    m_server.keep(request);
+    return request;
+}
+
+void RawServer::Connection::send(std::string_view bytes) const
+{
+    while (!bytes.empty()) {
+        const ssize_t sent = ::send(m_iSocket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent <= 0)
+            return;
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+}
+
+void RawServer::Connection::answer(std::string_view body, std::string_view moreHeaders) const
+{
+    std::string reply = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
+    reply += moreHeaders;
+    reply += "\r\n";
+    reply += body;
+    send(reply);
+}
+
+void RawServer::Connection::reset() const
+{
+    const linger hard{1, 0};
+    ::setsockopt(m_iSocket, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+}
+
+void RawServer::Connection::waitForEnd() const
+{
+    char buffer[4096];
+    while (::recv(m_iSocket, buffer, sizeof buffer, 0) > 0) {
+    }
+}
+
+RawServer::Script answering(std::string body)
+{
+    return [body = std::move(body)](RawServer::Connection& connection) {
+        while (connection.readRequest())
+            connection.answer(body);
+    };
+}
+
+}  // namespace W::host

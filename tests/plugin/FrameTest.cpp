@@ -1,0 +1,266 @@
+// What holds for every operation, tested by walking the operation table: checks in order, the status record written
+// once, nothing sent when refused, everything freed when the executor refuses.
+
+#include "Calls.h"
+#include "FailingNew.h"
+
+#include <gtest/gtest.h>
+
+namespace W::test {
+namespace {
+
+using vorel::kOperations;
+using vorel::Operation;
+
+std::string errorLine(const Operation& operation, WSTATUS status)
+{
+    return std::string("[") + operation.name + "] #ERROR WSTATUS:" + WSTATUS2STRING(status) + "(" +
+           std::to_string(status) + ")\tFILE:ContentsManager/WLib/Plugins/Corvane/src/WVorelOAI(";
+}
+
+class EveryOperation : public ::testing::TestWithParam<Operation> {
+protected:
+    EveryOperation() { setAllOptions(host); }
+
+    int call(WVorelOAI& object, Counter& counter) { return counter.accepted(callOf(row.key).call(object, counter)); }
+
+    /// The call was refused with `status`: one record, one error line, nothing sent, nothing left.
+    void expectRefused(int returned, WSTATUS status, const Counter& counter)
+    {
+        EXPECT_EQ(returned, status);
+        EXPECT_EQ(counter.out.getRequestID(), row.key);
+        EXPECT_EQ(counter.out.getReqRefernce(), 0u);
+        EXPECT_EQ(counter.out.getWStatus(), status);
+        EXPECT_EQ(counter.out.writes, 1);
+        const std::vector<std::string> errors = host.texts(1);
+        ASSERT_FALSE(errors.empty());
+        EXPECT_EQ(errors.back().rfind(errorLine(row, status), 0), 0u) << errors.back();
+    }
+
+    FakeHost host;
+    const Operation row = GetParam();
+};
+
+TEST_P(EveryOperation, WithoutAServiceIsRefused)
+{
+#ifndef NDEBUG
+    if (row.verb == vorel::Verb::Download)
+        GTEST_SKIP() << "asserts in debug builds";
+#endif
+    std::unique_ptr<WVorelOAI> object;
+    {
+        const FailingNew outOfMemory;
+        object = std::make_unique<WVorelOAI>();
+    }
+    ASSERT_EQ(object->service(), nullptr);
+    Counter counter;
+    expectRefused(call(*object, counter), status::kNoService, counter);
+    EXPECT_TRUE(host.sent.empty());
+    if (row.verb != vorel::Verb::Download) {
+        EXPECT_EQ(host.texts(8).back(),
+                  std::string("[") + row.name +
+                      (row.lines == vorel::Lines::Bracketed ? "] [========= m_pService is NULL!!!!!!! \n]"
+                                                            : "] ========= m_pService is NULL!!!!!!! \n"));
+    }
+    EXPECT_EQ(object->cancel(object->getContentProvider(), 1), status::kNoService);
+}
+
+TEST_P(EveryOperation, WithoutASessionIsRefusedWhereOneIsNeeded)
+{
+    WVorelOAI object;
+    setClock(object);
+    Counter counter;
+    const int returned = call(object, counter);
+    if (row.session == vorel::Session::NotNeeded) {
+        EXPECT_EQ(returned, 0);
+        host.answer(0, session::kTimedOut);
+        return;
+    }
+    expectRefused(returned, status::kNoSession, counter);
+    EXPECT_TRUE(host.sent.empty());
+    EXPECT_EQ(object.commandCount(), 0u);
+    EXPECT_TRUE(
+        host.hasLine(std::string("[") + row.name +
+                     (row.lines == vorel::Lines::Bracketed ? "] [========= Session is not available!!!!!!! \n]"
+                                                           : "] ========= Session is not available!!!!!!! \n")));
+}
+
+TEST_P(EveryOperation, WithoutTheServersTimeIsRefusedWhereItIsNeeded)
+{
+    WVorelOAI object;
+    openSession(object);
+    Counter counter;
+    const int returned = call(object, counter);
+    if (row.clock == vorel::Clock::NotNeeded) {
+        EXPECT_EQ(returned, 0);
+        host.answer(0, session::kTimedOut);
+        return;
+    }
+    expectRefused(returned, status::kNoServerTime, counter);
+    EXPECT_TRUE(host.sent.empty());
+}
+
+TEST_P(EveryOperation, WithoutARequiredOptionIsRefused)
+{
+    for (unsigned bit = 0; bit < vorel::kOptionCount; ++bit) {
+        const auto option = static_cast<vorel::Option>(1u << bit);
+        if ((row.required & option) == 0)
+            continue;
+        SCOPED_TRACE(vorel::optionKey(option));
+        WVorelOAI object;
+        openSession(object);
+        setClock(object);
+        host.options.erase(vorel::optionKey(option));
+        Counter counter;
+        expectRefused(call(object, counter), status::kBadArgument, counter);
+        EXPECT_TRUE(host.sent.empty());
+        setAllOptions(host);
+    }
+}
+
+TEST_P(EveryOperation, OutOfMemoryIsRefused)
+{
+    WVorelOAI object;
+    openSession(object);
+    setClock(object);
+    Counter counter;
+    int returned = 0;
+    {
+        const FailingNew outOfMemory;
+        returned = call(object, counter);
+    }
+    expectRefused(returned, status::kNoService, counter);
+    EXPECT_TRUE(host.sent.empty());
+    EXPECT_EQ(object.commandCount(), 0u);
+}
+
+TEST_P(EveryOperation, RefusedByTheExecutorLeavesNothing)
+{
+    WVorelOAI object;
+    openSession(object);
+    setClock(object);
+    host.addRequestResult = -77;
+    Counter counter;
+    expectRefused(call(object, counter), -77, counter);
+    EXPECT_EQ(host.texts(1).size(), 2u) << "the builder's line and the operation's";
+    EXPECT_EQ(object.commandCount(), 0u);
+    EXPECT_EQ(object.service()->requestCount(), 0u);
+    EXPECT_EQ(object.service()->argsCount(), 0u);
+}
+
+TEST_P(EveryOperation, AcceptedReportsItsKeyAndReference)
+{
+    WVorelOAI object;
+    openSession(object);
+    setClock(object);
+    Counter counter;
+    EXPECT_EQ(call(object, counter), 0);
+    EXPECT_EQ(counter.out.getRequestID(), row.key);
+    EXPECT_EQ(counter.out.getReqRefernce(), 1u);
+    EXPECT_EQ(counter.out.getWStatus(), 0);
+    EXPECT_EQ(counter.out.writes, 1);
+    EXPECT_EQ(object.commandCount(), 1u);
+    EXPECT_EQ(counter.calls, 0);
+    host.answer(emptyReply(row.key));
+    EXPECT_EQ(counter.reference, 1u);
+    EXPECT_EQ(object.commandCount(), 0u) << "a command that is gone is no longer registered";
+    EXPECT_EQ(object.service()->requestCount(), 0u);
+    EXPECT_EQ(object.service()->argsCount(), 0u);
+}
+
+TEST_P(EveryOperation, MayBeAnsweredBeforeItReturns)
+{
+    WVorelOAI object;
+    openSession(object);
+    setClock(object);
+    host.onAccepted = [](FakeHost& fake, std::size_t index) {
+        std::thread([&] { fake.answer(index, session::kCompleted, 404); }).join();
+    };
+    Counter counter;
+    EXPECT_EQ(call(object, counter), 0);
+    EXPECT_EQ(counter.out.getRequestID(), row.key);
+    EXPECT_EQ(counter.out.getReqRefernce(), 1u);
+    EXPECT_EQ(counter.status, -205);
+}
+
+TEST_P(EveryOperation, CancelledBeforeItsReplyIsReportedOnceWith600)
+{
+    if (row.cancel == vorel::Cancel::No)
+        return;
+    for (const SESSION_STATUS end : {session::kCancelled, session::kCompleted, session::kBrokeOff}) {
+        SCOPED_TRACE(end);
+        WVorelOAI object;
+        openSession(object);
+        setClock(object);
+        Counter counter;
+        call(object, counter);
+        EXPECT_EQ(object.cancel(object.getContentProvider(), counter.out.getReqRefernce()), status::kCancelled);
+        EXPECT_EQ(object.cancel(object.getContentProvider(), counter.out.getReqRefernce()), status::kAlreadyCancelled);
+        EXPECT_EQ(counter.calls, 0) << "cancel itself calls nobody back";
+        // The reply that wins the race changes nothing.
+        host.answer(host.sent.size() - 1, end, 200, emptyReply(row.key));
+        EXPECT_EQ(counter.status, status::kCancelled);
+        EXPECT_EQ(object.cancel(object.getContentProvider(), counter.out.getReqRefernce()), status::kNotFound);
+    }
+}
+
+TEST_P(EveryOperation, ThatCannotBeCancelledSaysSo)
+{
+    if (row.cancel != vorel::Cancel::No)
+        return;
+    WVorelOAI object;
+    openSession(object);
+    setClock(object);
+    Counter counter;
+    call(object, counter);
+    EXPECT_EQ(object.cancel(object.getContentProvider(), counter.out.getReqRefernce()), status::kNotCancellable);
+    host.answer(emptyReply(row.key));
+    EXPECT_NE(counter.status, status::kCancelled);
+}
+
+TEST_P(EveryOperation, IsDroppedSilentlyWhenTheObjectGoes)
+{
+    Counter counter;
+    {
+        WVorelOAI object;
+        openSession(object);
+        setClock(object);
+        EXPECT_EQ(callOf(row.key).call(object, counter), 0);
+    }
+    EXPECT_EQ(counter.calls, 0);
+    EXPECT_EQ(host.flushes.size(), 1u);
+}
+
+TEST_P(EveryOperation, SurvivesACallbackThatDestroysTheObject)
+{
+    auto* const object = new WVorelOAI;
+    openSession(*object);
+    setClock(*object);
+    Counter counter;
+    Counter other;
+    EXPECT_EQ(callOf(row.key).call(*object, other), 0);
+    EXPECT_EQ(call(*object, counter), 0);
+    counter.thenData = object;
+    counter.then = [](Counter& self) { delete static_cast<WVorelOAI*>(self.thenData); };
+    host.answer(emptyReply(row.key));
+    EXPECT_EQ(other.calls, 0);
+}
+
+TEST_P(EveryOperation, SurvivesACallbackThatThrows)
+{
+    WVorelOAI object;
+    openSession(object);
+    setClock(object);
+    Counter counter;
+    counter.then = [](Counter& /*self*/) { throw 42; };
+    EXPECT_EQ(call(object, counter), 0);
+    EXPECT_NO_THROW(host.answer(emptyReply(row.key)));
+    EXPECT_EQ(object.commandCount(), 0u);
+    EXPECT_EQ(object.service()->requestCount(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, EveryOperation, ::testing::ValuesIn(kOperations),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+}  // namespace
+}  // namespace W::test
