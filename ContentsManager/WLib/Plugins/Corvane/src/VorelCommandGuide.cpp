@@ -164,11 +164,12 @@ int VorelGetTodayCMD::ParseToday(const std::string& body, std::list<WVLDownloadU
             return status::kEmptyList;
         }
         for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index) {
-            WVLDownloadURL& url = out.emplace_back();
+            WVLDownloadURL url;
             const TimeSpan span = toTimeSpan(toText(member(array[index], "time")));
             url.setStartTime(static_cast<unsigned int>(span.first));
             url.setEndTime(static_cast<unsigned int>(span.second));
             readFields<WVLDownloadURL>(array[index], kDownloadUrl, url);
+            out.push_back(std::move(url));
         }
         return status::kOk;
     });
