@@ -7,6 +7,7 @@
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 
+#include <atomic>
 #include <filesystem>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -40,7 +41,7 @@ protected:
         settings.secret = kSecret;
         settings.appKey = std::move(appKey);
         settings.zone = Zone::named("+09:00");
-        settings.now = [this] { return m_now; };
+        settings.now = [this] { return m_now.load(); };
         m_service = std::make_unique<Service>(m_db.store, settings);
         m_server = std::make_unique<Server>(*m_service, ListenAddress{"127.0.0.1", 0}, std::nullopt,
                                             [this](const std::string& line) {
@@ -83,7 +84,7 @@ protected:
         return {{"AppKey", "k"}, {"Token", sessionToken(held, secret)}};
     }
 
-    Instant m_now = *parseUtc("2026-11-20T18:30:00Z");
+    std::atomic<Instant> m_now{*parseUtc("2026-11-20T18:30:00Z")};
     test::TestStore m_db;
     std::unique_ptr<Service> m_service;
     std::mutex m_logLock;
