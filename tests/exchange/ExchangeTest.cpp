@@ -1,16 +1,15 @@
 // Runs every file of exchanges/: the command `corvane rpc` with the loaded library on one side, a server that answers
 // from the file on the other. The file's form is told in ExchangeFile.h.
 
+#include "Conversation.h"
 #include "ExchangeFile.h"
-#include "RawServer.h"
-#include "RpcProcess.h"
+#include "Operations.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
@@ -78,13 +77,9 @@ std::string fileText(const std::string& path)
 class Exchange : public ::testing::Test {
 public:
     explicit Exchange(Path file) : m_file(std::move(file)) {}
-    ~Exchange() override { std::filesystem::remove_all(m_temp); }
 
     void TestBody() override
     {
-        std::string pattern = ::testing::TempDir() + "corvane-exchange-XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        m_temp = pattern;
         try {
             run();
         } catch (const std::exception& error) {
@@ -95,64 +90,35 @@ public:
 private:
     void run()
     {
-        host::RawServer server([this](host::RawServer::Connection& connection) { serve(connection); });
-        const std::string host = "127.0.0.1:" + std::to_string(server.port());
-        const ExchangeFile exchange =
-            readExchange(m_file, {{"base", "http://" + host}, {"host", host}, {"temp", m_temp.string()}});
+        Conversation conversation;
+        const ExchangeFile exchange = readExchange(
+            m_file,
+            {{"base", conversation.url()}, {"host", conversation.host()}, {"temp", conversation.directory().string()}});
         for (const auto& [path, text] : exchange.given)
             std::ofstream(path, std::ios::binary) << text;
-
-        std::vector<std::string> options = {"vorel_base_url=http://" + host};
-        options.insert(options.end(), exchange.options.begin(), exchange.options.end());
-        RpcProcess process(CORVANE_COMMAND, CORVANE_LIBRARY, options);
+        conversation.start(exchange.options);
         if (exchange.session)
-            process.call("setAuthSeedkey", {{{"SessionID", "S"}, {"UserID", "U"}, {"SeedKey", "K"}}});
+            conversation.openSession();
         if (!exchange.clock.empty())
-            setClock(process, exchange.clock);
+            conversation.setClock(exchange.clock);
 
         for (const ExchangeStep& step : exchange.steps) {
             SCOPED_TRACE(step.operation + " " + step.parameters);
-            setReply(wireReply(step.reply));
-            const std::size_t before = server.requests().size();
-            const Json answer = process.call(step.operation, Json::parse(step.parameters));
-            expectResult(step, answer, process.accepted());
-            expectRequests(step, server.requests(), before);
+            conversation.setReply(wireReply(step.reply));
+            const Conversation::Told told = conversation.call(step.operation, Json::parse(step.parameters));
+            expectResult(step, told);
+            EXPECT_EQ(told.requests,
+                      step.request ? std::vector<std::string>{*step.request} : std::vector<std::string>{});
             for (const auto& [path, text] : step.files)
                 EXPECT_EQ(fileText(path), text) << path;
         }
-        EXPECT_EQ(process.finish(), 0);
+        EXPECT_EQ(conversation.finish(), 0);
     }
 
-    void serve(host::RawServer::Connection& connection)
+    static void expectResult(const ExchangeStep& step, const Conversation::Told& told)
     {
-        while (connection.readRequest()) {
-            std::string reply;
-            {
-                const std::lock_guard<std::mutex> hold(m_lock);
-                reply = m_reply;
-            }
-            connection.send(reply);
-        }
-    }
-
-    void setReply(const std::string& reply)
-    {
-        const std::lock_guard<std::mutex> hold(m_lock);
-        m_reply = reply;
-    }
-
-    void setClock(RpcProcess& process, const std::string& offset)
-    {
-        setReply(wireReply({200, false, R"({"rsp":{"stat":"OK","difference":")" + offset + R"("}})"}));
-        const Json answer = process.call("getLocalTime", Json::array());
-        if (answer.value("/result/status"_json_pointer, -1) != 0)
-            throw std::runtime_error("no server time: " + answer.dump());
-    }
-
-    static void expectResult(const ExchangeStep& step, const Json& answer, const Json& accepted)
-    {
-        ASSERT_TRUE(answer.contains("result")) << answer;
-        const Json& result = answer["result"];
+        ASSERT_TRUE(told.answer.contains("result")) << told.answer;
+        const Json& result = told.answer["result"];
         Json expected = Json::parse(step.result);
         expected.emplace("return", 0);
         for (const auto& [name, value] : expected.items()) {
@@ -162,24 +128,13 @@ private:
         // What a call brings is always said, and so is that it brings nothing.
         EXPECT_EQ(result.contains("results"), expected.contains("results")) << result;
         if (result.contains("results") && result.contains("reference")) {
-            EXPECT_EQ(accepted.value("method", ""), "accepted");
-            EXPECT_EQ(accepted.value("/params/reference"_json_pointer, 0), result["reference"]) << accepted;
-            EXPECT_EQ(accepted.value("/params/requestID"_json_pointer, 0), result["requestID"]) << accepted;
+            EXPECT_EQ(told.accepted.value("method", ""), "accepted");
+            EXPECT_EQ(told.accepted.value("/params/reference"_json_pointer, 0), result["reference"]) << told.accepted;
+            EXPECT_EQ(told.accepted.value("/params/requestID"_json_pointer, 0), result["requestID"]) << told.accepted;
         }
     }
 
-    static void expectRequests(const ExchangeStep& step, const std::vector<std::string>& all, std::size_t before)
-    {
-        std::vector<std::string> expected;
-        if (step.request)
-            expected.push_back(*step.request);
-        EXPECT_EQ(std::vector<std::string>(all.begin() + static_cast<std::ptrdiff_t>(before), all.end()), expected);
-    }
-
     Path m_file;
-    Path m_temp;
-    std::mutex m_lock;
-    std::string m_reply;
 };
 
 std::vector<Path> exchangeFiles()
@@ -191,6 +146,18 @@ std::vector<Path> exchangeFiles()
     }
     std::sort(files.begin(), files.end());
     return files;
+}
+
+TEST(ExchangeFiles, TellOfEveryOperation)
+{
+    for (const vorel::Operation& row : vorel::kOperations) {
+        const Path file = Path(CORVANE_EXCHANGES) / (std::string(row.name) + ".exchange");
+        ASSERT_TRUE(std::filesystem::exists(file)) << file;
+        bool accepted = false;
+        for (const ExchangeStep& step : readExchange(file, {}).steps)
+            accepted = accepted || (step.operation == row.name && step.request);
+        EXPECT_TRUE(accepted) << file << " sends no request of " << row.name;
+    }
 }
 
 }  // namespace
