@@ -46,7 +46,7 @@ std::string wireReply(const ExchangeReply& reply)
 /// Empty texts, zeros, falsehoods, nulls and what holds nothing else.
 bool isNothing(const Json& value)
 {
-    return value.is_null() || value.empty() || value == "" || value == 0 || value == false;
+    return value.empty() || value == Json(std::string()) || value == 0 || value == false;
 }
 
 /// Leaves out the members of records that hold nothing, so that a file names the others only. The elements of lists

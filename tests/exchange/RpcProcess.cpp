@@ -50,6 +50,7 @@ RpcProcess::RpcProcess(const std::string& command, const std::string& library, c
     }
     arguments.emplace_back("rpc");
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments)
         pointers.push_back(argument.data());
     pointers.push_back(nullptr);
