@@ -56,7 +56,10 @@ CCDebug* CCDebug::m_Instance<CCDebugCommon>()
 }
 
 template <>
-__attribute__((format(printf, 3, 4))) void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags,
+#if !defined(__clang__)
+__attribute__((format(printf, 3, 4)))
+#endif
+void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags,
                                                                      const char* format, ...)
 {
     CCDebug* const module = level != 0 ? m_Instance<CWCCDebug>() : m_Instance<CCDebugCommon>();

@@ -214,7 +214,7 @@ int VorelGetContentDetailInfoCMD::ParseContentDetailInfo(const std::string& body
         std::list<WVLContent> list;
         const Json::Value& channels = member(object, "channel");
         if (channels.size() == 0)
-            list.push_back(std::move(programme));
+            list.push_back(programme);
         for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index)
             appendAirings(channels[index], programme, clock, list);
         out.take(std::move(list));

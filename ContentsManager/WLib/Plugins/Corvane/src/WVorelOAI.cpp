@@ -116,7 +116,7 @@ int WVorelOAI::send(const Operation& operation, const ProviderOptions& options, 
     const HeaderMap map = headers(operation, options);
     VorelServiceCMD* const handed = command.get();
     const CommandRegistry::Ticket ticket = m_registry.add(handed);
-    command.release();
+    static_cast<void>(command.release());  // the registry owns it now
 
     unsigned long long reference = 0;
     const WSTATUS result = transport(operation.verb, *handed, map, url, filePath, reference);
