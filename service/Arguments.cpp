@@ -9,9 +9,9 @@ namespace {
 
 [[noreturn]] void refuse(const ParameterRule& rule, std::string_view value, const std::string& wanted)
 {
-    throw Refusal(ServiceCode::BadValue, fmt::format("{} '{}' is '{:.60}'; it must be {}",
-                                                     rule.place == Place::Header ? "header" : "parameter", rule.name,
-                                                     value, wanted));
+    throw Refusal(ServiceCode::BadValue,
+                  fmt::format("{} '{}' is '{:.60}'; it must be {}",
+                              rule.place == Place::Header ? "header" : "parameter", rule.name, value, wanted));
 }
 
 std::int64_t readNumber(const ParameterRule& rule, std::string_view text)
@@ -60,9 +60,9 @@ Arguments::Arguments(ParameterRules rules, const Request& request)
         const bool isList = rule.kind == Kind::List || rule.kind == Kind::Numbers;
         if (isList ? value.list.empty() : value.text.empty()) {
             if (rule.presence == Presence::Required) {
-                throw Refusal(ServiceCode::MissingValue,
-                              fmt::format("{} '{}' is missing", rule.place == Place::Header ? "header" : "parameter",
-                                          rule.name));
+                throw Refusal(
+                    ServiceCode::MissingValue,
+                    fmt::format("{} '{}' is missing", rule.place == Place::Header ? "header" : "parameter", rule.name));
             }
             continue;
         }

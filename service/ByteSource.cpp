@@ -17,7 +17,7 @@
 namespace corvaned {
 namespace {
 
-constexpr std::size_t kChunk = 64 * 1024;
+constexpr std::size_t kChunk = 64UL * 1024;
 
 // What the xz decoder may allocate; enough for every preset of xz.
 constexpr std::uint64_t kXzMemory = 128ULL * 1024 * 1024;
@@ -188,9 +188,10 @@ private:
 std::unique_ptr<ByteSource> unpack(std::unique_ptr<ByteSource> raw, const std::string& name)
 {
     constexpr std::string_view kGzipMagic = "\x1f\x8b";
-    constexpr std::string_view kXzMagic("\xfd"
-                                        "7zXZ\0",
-                                        6);
+    constexpr std::string_view kXzMagic(
+        "\xfd"
+        "7zXZ\0",
+        6);
     std::string head(kXzMagic.size(), '\0');
     std::size_t filled = 0;
     while (filled < head.size()) {

@@ -13,7 +13,7 @@
 namespace corvaned {
 namespace {
 
-constexpr Instant kDay = 24 * 60 * 60;
+constexpr Instant kDay = 86400;
 
 std::tm utcFields(Instant instant)
 {

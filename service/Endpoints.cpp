@@ -59,7 +59,7 @@ constexpr ParameterRule kScheduleParameters[] = {
     {"sourceid", Place::Query, Kind::List, Presence::Required},
     {"starttime", Place::Query, Kind::Time, Presence::Optional},
     {"imagesize", Place::Query, Kind::Numbers, Presence::Optional},
-    {"interval", Place::Query, Kind::Number, Presence::Required, 1, 31 * 24},
+    {"interval", Place::Query, Kind::Number, Presence::Required, 1, 744},
 };
 
 constexpr Endpoint kEndpoints[] = {
@@ -201,7 +201,8 @@ Json answerSchedule(Call& call)
 const Endpoint& endpointOf(const Request& request)
 {
     const auto atPath = [&](const Endpoint& endpoint) { return endpoint.path == request.path; };
-    const std::string_view method = request.method == "HEAD" ? "GET" : request.method;
+    const std::string_view asked = request.method;
+    const std::string_view method = asked == "HEAD" ? "GET" : asked;
     const Endpoint* known = nullptr;
     for (const Endpoint& endpoint : kEndpoints) {
         if (!atPath(endpoint)) {
@@ -240,8 +241,7 @@ std::string checkSession(const ServiceSettings& settings, sqlite::Connection& co
         case TokenCheck::Good:
             break;
         case TokenCheck::Malformed:
-            throw Refusal(ServiceCode::TokenWrong,
-                          "header 'Token' is missing or not of the form SESSION+USER+DIGEST");
+            throw Refusal(ServiceCode::TokenWrong, "header 'Token' is missing or not of the form SESSION+USER+DIGEST");
         case TokenCheck::Unknown:
             throw Refusal(ServiceCode::SessionUnknown,
                           "the session of header 'Token' is not known or has expired; ask for a new seed key");

@@ -18,14 +18,14 @@ namespace corvaned {
 /// Why a request failed, in the service's own numbering.
 enum class ServiceCode : std::uint8_t {
     Ok,
-    MissingValue,   // a parameter or header that the endpoint needs
-    BadValue,       // one that cannot be read
+    MissingValue,  // a parameter or header that the endpoint needs
+    BadValue,      // one that cannot be read
     UnknownPath,
     WrongMethod,
-    BadRequest,     // not a request that HTTP knows, or too large
+    BadRequest,  // not a request that HTTP knows, or too large
     SessionUnknown,
     TokenWrong,
-    Fault,          // the service's own: its database failed
+    Fault,  // the service's own: its database failed
     AppKeyWrong,
 };
 
@@ -35,8 +35,8 @@ std::string_view codeText(ServiceCode code);
 /// A request as the endpoints see it.
 struct Request {
     std::string method;
-    std::string path;                                 // decoded, without the query
-    std::multimap<std::string, std::string> query;    // decoded; of several values the first counts
+    std::string path;                                     // decoded, without the query
+    std::multimap<std::string, std::string> query;        // decoded; of several values the first counts
     std::function<std::string(const char* name)> header;  // empty where the request has none of that name
 };
 
@@ -50,10 +50,10 @@ struct Reply {
 Reply failure(ServiceCode code, const std::string& message);
 
 struct ServiceSettings {
-    std::string secret;                        // shared with the clients; part of every token
-    std::optional<std::string> appKey;         // nothing: every key is good
-    Zone zone = Zone::ofMachine();             // conf/localtime tells its wall clock
-    std::int64_t sessionLifetime = 24 * 3600;  // seconds
+    std::string secret;                    // shared with the clients; part of every token
+    std::optional<std::string> appKey;     // nothing: every key is good
+    Zone zone = Zone::ofMachine();         // conf/localtime tells its wall clock
+    std::int64_t sessionLifetime = 86400;  // seconds
     Clock now = systemNow;
 };
 

@@ -28,7 +28,8 @@ Channel channelOf(const sqlite::Query& row)
 }
 
 // Puts the title of the language that serves best in the airing's place, where that is better than its own.
-void translate(sqlite::Query& translations, std::string_view wanted, Airing& airing, std::string& lang, std::string& title)
+void translate(sqlite::Query& translations, std::string_view wanted, Airing& airing, std::string& lang,
+               std::string& title)
 {
     int best = languageMatch(airing.lang, wanted);
     while (best < 2 && translations.next()) {
@@ -88,9 +89,8 @@ void forEachAiring(sqlite::Connection& connection, std::int64_t source, Instant 
     sqlite::Query rows(connection, kAirings);
     rows.bind(source, from, to);
     while (rows.next()) {
-        Airing airing{rows.number(0), rows.number(1), rows.number(2),
-                      rows.text(3),   rows.text(4),   rows.text(5),
-                      rows.text(9),   {rows.text(6),  rows.number(7), rows.number(8)}};
+        Airing airing{rows.number(0), rows.number(1), rows.number(2), rows.text(3),
+                      rows.text(4),   rows.text(5),   rows.text(9),   {rows.text(6), rows.number(7), rows.number(8)}};
         if (rows.number(10) > 0 && !lang.empty()) {
             sqlite::Query translations(connection, "SELECT lang, title FROM translation WHERE airing_id = ?");
             translate(translations.bind(rows.number(11)), lang, airing, otherLang, otherTitle);

@@ -18,7 +18,7 @@
 namespace corvaned {
 namespace {
 
-constexpr std::int64_t kDay = 24 * 60 * 60;
+constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kWeek = 7 * kDay;
 constexpr int kWarningsPerListing = 20;
 constexpr int kProgressStep = 1000;
@@ -93,8 +93,7 @@ std::int64_t contentId(const std::string& key)
 
 class Staging : public ListingSink {
 public:
-    Staging(sqlite::Connection& connection, const ImportOptions& options)
-        : m_connection(connection), m_options(options)
+    Staging(sqlite::Connection& connection, const ImportOptions& options) : m_connection(connection), m_options(options)
     {
         connection.execute(kStaging);
     }
@@ -250,9 +249,8 @@ void Staging::skip(int line, const std::string& reason)
 ImportReport Staging::apply()
 {
     m_report.channels = static_cast<std::int64_t>(m_channels.size());
-    const bool allBroken = std::all_of(m_report.listings.begin(), m_report.listings.end(), [](const ListingReport& l) {
-        return l.programmes == 0 && l.skipped > 0;
-    });
+    const bool allBroken = std::all_of(m_report.listings.begin(), m_report.listings.end(),
+                                       [](const ListingReport& l) { return l.programmes == 0 && l.skipped > 0; });
     if (allBroken) {
         throw OperatorError("nothing in the listings is usable; the guide stays as it is");
     }

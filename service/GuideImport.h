@@ -40,12 +40,12 @@ struct ListingReport {
 
 struct ImportReport {
     std::vector<ListingReport> listings;
-    bool changed = false;         // false: the guide held exactly this before
-    std::int64_t channels = 0;    // of the guide, those included that only programmes name
+    bool changed = false;       // false: the guide held exactly this before
+    std::int64_t channels = 0;  // of the guide, those included that only programmes name
     std::int64_t airings = 0;
-    Instant first = 0;            // of the guide, after moving; 0 without airings
+    Instant first = 0;  // of the guide, after moving; 0 without airings
     Instant last = 0;
-    std::int64_t shift = 0;       // seconds that it was moved by
+    std::int64_t shift = 0;  // seconds that it was moved by
 };
 
 struct ImportOptions {

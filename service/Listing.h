@@ -37,16 +37,16 @@ struct ListingText {
 struct ListingProgramme {
     std::string channel;
     Instant start = 0;
-    std::optional<Instant> stop;        // nothing where it is missing or not after start
-    int clump = 0;                      // place among the programmes that share the slot
-    std::vector<ListingText> texts;     // at least one, its title perhaps empty; the first is the listing's choice
-    std::vector<std::string> genres;    // in one language, without repeats
-    std::string type;                   // "movie", "series" or "program"
-    std::string key;                    // the same for every airing of the same film or episode
-    int season = 0;                     // from 1; 0 unknown
-    int episode = 0;                    // from 1; 0 unknown
-    int year = 0;                       // 0 unknown
-    int runtime = 0;                    // minutes; 0 unknown
+    std::optional<Instant> stop;      // nothing where it is missing or not after start
+    int clump = 0;                    // place among the programmes that share the slot
+    std::vector<ListingText> texts;   // at least one, its title perhaps empty; the first is the listing's choice
+    std::vector<std::string> genres;  // in one language, without repeats
+    std::string type;                 // "movie", "series" or "program"
+    std::string key;                  // the same for every airing of the same film or episode
+    int season = 0;                   // from 1; 0 unknown
+    int episode = 0;                  // from 1; 0 unknown
+    int year = 0;                     // 0 unknown
+    int runtime = 0;                  // minutes; 0 unknown
     ListingImage image;
 };
 

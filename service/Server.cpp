@@ -74,7 +74,7 @@ void answer(Service& service, const httplib::Request& http, httplib::Response& r
         response.set_header("Content-Encoding", "gzip");
         reply.body = gzipped(reply.body);
     }
-    response.set_content(std::move(reply.body), kContentType);
+    response.set_content(reply.body, kContentType);
     log(logLine(http, response, codeText(reply.code), std::chrono::steady_clock::now() - begin));
 }
 
@@ -91,7 +91,8 @@ void configure(httplib::Server& http, Service& service, const std::function<void
         setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     });
 
-    const httplib::Server::Handler handle = [&service, log](const httplib::Request& request, httplib::Response& response) {
+    const httplib::Server::Handler handle = [&service, log](const httplib::Request& request,
+                                                            httplib::Response& response) {
         answer(service, request, response, log);
     };
     http.set_pre_routing_handler([handle](const httplib::Request& request, httplib::Response& response) {
@@ -106,14 +107,15 @@ void configure(httplib::Server& http, Service& service, const std::function<void
     http.Options(kAnyPath, handle);
 
     // What the library itself refuses gets the envelope too.
-    http.set_error_handler(httplib::Server::Handler([log](const httplib::Request& request, httplib::Response& response) {
-        if (!response.body.empty()) {
-            return;  // one of the service's own replies
-        }
-        const Reply reply = failure(ServiceCode::BadRequest, "the request is malformed or too large");
-        response.set_content(reply.body, kContentType);
-        log(logLine(request, response, codeText(reply.code), {}));
-    }));
+    http.set_error_handler(
+        httplib::Server::Handler([log](const httplib::Request& request, httplib::Response& response) {
+            if (!response.body.empty()) {
+                return;  // one of the service's own replies
+            }
+            const Reply reply = failure(ServiceCode::BadRequest, "the request is malformed or too large");
+            response.set_content(reply.body, kContentType);
+            log(logLine(request, response, codeText(reply.code), {}));
+        }));
 }
 
 void requireReadable(const std::string& path, const char* what)
@@ -149,7 +151,7 @@ ListenAddress ListenAddress::parse(const std::string& text)
 }
 
 Server::Server(Service& service, const ListenAddress& address, const std::optional<TlsFiles>& tls,
-               std::function<void(const std::string& line)> log)
+               const std::function<void(const std::string& line)>& log)
 {
     std::function<void()> widenBacklog;
     if (tls) {
@@ -157,8 +159,9 @@ Server::Server(Service& service, const ListenAddress& address, const std::option
         requireReadable(tls->key, "key");
         auto http = std::make_unique<Listening<httplib::SSLServer>>(tls->certificate.c_str(), tls->key.c_str());
         if (!http->is_valid()) {
-            throw OperatorError(fmt::format("cannot use certificate {} with key {}; both must be PEM and belong together",
-                                            tls->certificate, tls->key));
+            throw OperatorError(
+                fmt::format("cannot use certificate {} with key {}; both must be PEM and belong together",
+                            tls->certificate, tls->key));
         }
         widenBacklog = [raw = http.get()] { raw->widenBacklog(); };
         m_http = std::move(http);
@@ -183,7 +186,8 @@ Server::Server(Service& service, const ListenAddress& address, const std::option
     }
     widenBacklog();
     const bool bare = address.host.find(':') != std::string::npos;
-    m_url = fmt::format("{}://{}{}{}:{}", tls ? "https" : "http", bare ? "[" : "", address.host, bare ? "]" : "", m_port);
+    m_url =
+        fmt::format("{}://{}{}{}:{}", tls ? "https" : "http", bare ? "[" : "", address.host, bare ? "]" : "", m_port);
     m_thread = std::thread([this] { m_http->listen_after_bind(); });
     while (!m_http->is_running()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -36,7 +36,7 @@ public:
     /// @param log      receives one line per request, without its end; from several threads at once
     /// @throws OperatorError where the address cannot be had or the TLS files cannot be used
     Server(Service& service, const ListenAddress& address, const std::optional<TlsFiles>& tls,
-           std::function<void(const std::string& line)> log);
+           const std::function<void(const std::string& line)>& log);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
     ~Server();

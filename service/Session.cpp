@@ -20,7 +20,7 @@ std::string userOf(std::string_view device)
 
 Session openSession(sqlite::Connection& connection, std::string_view device, Instant now, std::int64_t lifetime)
 {
-    const Session session{randomHex(kKeyBytes), userOf(device), randomHex(kKeyBytes), now + lifetime};
+    Session session{randomHex(kKeyBytes), userOf(device), randomHex(kKeyBytes), now + lifetime};
     sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::Write);
     sqlite::Query(connection, "DELETE FROM session WHERE expires <= ?").bind(now).run();
     sqlite::Query(connection, "INSERT INTO session VALUES (?, ?, ?, ?)")

@@ -65,8 +65,9 @@ void Query::run()
 std::string_view Query::text(int column) const
 {
     const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column));
-    return text == nullptr ? std::string_view()
-                           : std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column)));
+    return text == nullptr
+               ? std::string_view()
+               : std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column)));
 }
 
 void Query::check(int result) const

@@ -118,7 +118,8 @@ void bringUpToDate(sqlite::Connection& connection, const std::string& path)
     for (std::int64_t step = version; step < wanted; ++step) {
         connection.execute(kVersions[step]);
     }
-    connection.execute(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, wanted).c_str());
+    connection.execute(
+        fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, wanted).c_str());
     transaction.commit();
 }
 
@@ -128,8 +129,8 @@ Store::Store(std::string path, Mode mode) : m_path(std::move(path))
 {
     std::error_code failed;
     if (mode == Mode::Existing && !std::filesystem::exists(m_path, failed)) {
-        throw OperatorError(fmt::format(
-            "there is no database {0}; fill one with: corvaned import --db {0} LISTING...", m_path));
+        throw OperatorError(
+            fmt::format("there is no database {0}; fill one with: corvaned import --db {0} LISTING...", m_path));
     }
     try {
         constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
@@ -176,8 +177,8 @@ TemporaryDatabase::TemporaryDatabase()
     const std::filesystem::path folder = std::filesystem::temp_directory_path(failed);
     std::string form = ((failed ? "/tmp" : folder) / "corvaned-XXXXXX").string();
     if (mkdtemp(form.data()) == nullptr) {
-        throw OperatorError(
-            fmt::format("cannot make a temporary folder {}: {}; set TMPDIR to a writable folder", form, std::strerror(errno)));
+        throw OperatorError(fmt::format("cannot make a temporary folder {}: {}; set TMPDIR to a writable folder", form,
+                                        std::strerror(errno)));
     }
     m_folder = form;
 }

@@ -17,12 +17,12 @@ struct ZoneName {
 };
 
 constexpr ZoneName kZoneNames[] = {
-    {"UTC", 0},     {"GMT", 0},     {"UT", 0},      {"Z", 0},       {"WET", 0},     {"WEST", 60},   {"BST", 60},
-    {"CET", 60},    {"MET", 60},    {"CEST", 120},  {"MEST", 120},  {"EET", 120},   {"EEST", 180},  {"MSK", 180},
-    {"NST", -210},  {"NDT", -150},  {"AST", -240},  {"ADT", -180},  {"EST", -300},  {"EDT", -240},  {"CST", -360},
-    {"CDT", -300},  {"MST", -420},  {"MDT", -360},  {"PST", -480},  {"PDT", -420},  {"AKST", -540}, {"AKDT", -480},
-    {"HST", -600},  {"JST", 540},   {"KST", 540},   {"AWST", 480},  {"ACST", 570},  {"ACDT", 630},  {"AEST", 600},
-    {"AEDT", 660},  {"NZST", 720},  {"NZDT", 780},
+    {"UTC", 0},    {"GMT", 0},    {"UT", 0},     {"Z", 0},      {"WET", 0},    {"WEST", 60},   {"BST", 60},
+    {"CET", 60},   {"MET", 60},   {"CEST", 120}, {"MEST", 120}, {"EET", 120},  {"EEST", 180},  {"MSK", 180},
+    {"NST", -210}, {"NDT", -150}, {"AST", -240}, {"ADT", -180}, {"EST", -300}, {"EDT", -240},  {"CST", -360},
+    {"CDT", -300}, {"MST", -420}, {"MDT", -360}, {"PST", -480}, {"PDT", -420}, {"AKST", -540}, {"AKDT", -480},
+    {"HST", -600}, {"JST", 540},  {"KST", 540},  {"AWST", 480}, {"ACST", 570}, {"ACDT", 630},  {"AEST", 600},
+    {"AEDT", 660}, {"NZST", 720}, {"NZDT", 780},
 };
 
 bool isDigit(char c)
@@ -105,8 +105,8 @@ std::optional<Instant> parseXmltvTime(std::string_view text, std::string& proble
         }
         return value;
     };
-    const std::optional<Instant> instant = instantOf(field(0, 4, 0), field(4, 2, 1), field(6, 2, 1), field(8, 2, 0),
-                                                     field(10, 2, 0), field(12, 2, 0));
+    const std::optional<Instant> instant =
+        instantOf(field(0, 4, 0), field(4, 2, 1), field(6, 2, 1), field(8, 2, 0), field(10, 2, 0), field(12, 2, 0));
     if (!instant) {
         problem = fmt::format("'{:.40}' is no date and time of the calendar", text);
         return std::nullopt;

@@ -61,7 +61,7 @@ void printReport(const ImportReport& report, const std::string& database, std::c
         fmt::print("\n");
     }
     if (report.shift != 0) {
-        constexpr std::int64_t kDay = 24 * 60 * 60;
+        constexpr std::int64_t kDay = 86400;
         const std::int64_t days = report.shift / kDay;
         fmt::print("moved by {} {}\n", days % 7 == 0 ? days / 7 : days, days % 7 == 0 ? "weeks" : "days");
     }
@@ -87,7 +87,9 @@ int runImport(const ImportArguments& arguments)
         listings.push_back({path, [path] { return openFile(path); }});
     }
     ImportOptions options;
-    options.warn = [terminal](const std::string& line) { fmt::print(stderr, "{}{}\n", terminal ? "\r\033[K" : "", line); };
+    options.warn = [terminal](const std::string& line) {
+        fmt::print(stderr, "{}{}\n", terminal ? "\r\033[K" : "", line);
+    };
     if (terminal) {
         options.progress = [](const std::string& name, std::int64_t programmes) {
             fmt::print(stderr, "\r\033[K{}: {} programmes", name, programmes);
@@ -197,7 +199,8 @@ int run(int argc, char** argv)
     CLI::Option* const key = serve->add_option("--tls-key", serving.key, "Its private key, PEM");
     certificate->needs(key);
     key->needs(certificate);
-    serve->add_option("--zone", serving.zone, "Zone that local time is told in: Asia/Seoul or +09:00 (default: this machine's)");
+    serve->add_option("--zone", serving.zone,
+                      "Zone that local time is told in: Asia/Seoul or +09:00 (default: this machine's)");
     serve->add_option("--session-hours", serving.sessionHours, "Hours that a session lasts")
         ->capture_default_str()
         ->check(CLI::Range(1, 24 * 366));

@@ -31,9 +31,11 @@ public:
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile().c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile().c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                         0600);
         arguments.insert(arguments.begin(), CORVANED_PROGRAM);
         std::vector<char*> argv;
+        argv.reserve(arguments.size() + 1);
         for (std::string& argument : arguments) {
             argv.push_back(argument.data());
         }
@@ -105,7 +107,9 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
         {{"serve", "--tls-cert", "x"}, 2, "--tls-cert requires --tls-key"},
         {{"serve", "--session-hours", "0"}, 2, "--session-hours"},
         {{"serve", "--unheard"}, 2, "--unheard"},
-        {{"import", "--db", db, "/nonexistent.xml"}, 1, "corvaned: cannot open listing /nonexistent.xml: No such file or directory\n"},
+        {{"import", "--db", db, "/nonexistent.xml"},
+         1,
+         "corvaned: cannot open listing /nonexistent.xml: No such file or directory\n"},
         {{"import", "--db", db, broken}, 1, ".broken.xml:3: not well-formed: "},
         {{"import", "--db", "/nonexistent/x.db", broken}, 1, "corvaned: cannot open database /nonexistent/x.db: "},
         {{"serve", "--db", db}, 1, "corvaned: there is no database "},
@@ -135,8 +139,9 @@ TEST(Command, ImportSaysWhatItDid)
     TemporaryDatabase folder;
     const std::string listing = folder.path() + ".xml";
     test::writeFile(listing, test::testData("evening.xml"));
-    for (const char* expected : {" now holds 2 channels and 4 programmes from 2026-11-20T18:00:00Z to 2026-11-20T22:00:00Z (",
-                                 " holds this guide already: nothing changed ("}) {
+    for (const char* expected :
+         {" now holds 2 channels and 4 programmes from 2026-11-20T18:00:00Z to 2026-11-20T22:00:00Z (",
+          " holds this guide already: nothing changed ("}) {
         Program program({"import", "--db", folder.path(), listing});
         EXPECT_EQ(program.readLine(), listing + ": 2 channels, 4 programmes");
         EXPECT_THAT(program.readLine(), HasSubstr(expected));

@@ -43,7 +43,8 @@ TEST(ContentCoding, GzipIsTakenWhereItIsWanted)
 
 TEST(ContentCoding, PackedTextsUnpack)
 {
-    for (const std::string& text : {std::string(), std::string("x"), std::string(300000, 'a'), std::string("\0\xff", 2)}) {
+    for (const std::string& text :
+         {std::string(), std::string("x"), std::string(300000, 'a'), std::string("\0\xff", 2)}) {
         const std::string packed = gzipped(text);
         const std::unique_ptr<ByteSource> source = openMemory(packed, "packed");
         std::string unpacked(text.size() + 1, '\0');

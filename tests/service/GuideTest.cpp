@@ -45,21 +45,22 @@ TEST(Guide, AWindowHoldsWhatIsOnAtAnyMomentOfIt)
 TEST(Guide, TitlesComeInTheLanguageThatServesBest)
 {
     test::TestStore db;
-    test::importText(db.store,
-                     "<tv>" + programme("1800", "1900",
-                                        "<title lang='de'>deutsch</title><title lang='en'>english</title>"
-                                        "<title lang='en_GB'>british</title><title lang='pt-BR'>brasil</title>") +
-                         "</tv>");
+    test::importText(db.store, "<tv>" +
+                                   programme("1800", "1900",
+                                             "<title lang='de'>deutsch</title><title lang='en'>english</title>"
+                                             "<title lang='en_GB'>british</title><title lang='pt-BR'>brasil</title>") +
+                                   "</tv>");
     const struct {
         const char* wanted;
         const char* title;
     } rows[] = {
-        {"", "de:deutsch"},   {"de", "de:deutsch"},       {"de-AT", "de:deutsch"},    {"fr", "de:deutsch"},
-        {"en", "en:english"}, {"EN", "en:english"},       {"en-gb", "en_GB:british"}, {"en_GB", "en_GB:british"},
+        {"", "de:deutsch"},      {"de", "de:deutsch"},   {"de-AT", "de:deutsch"},    {"fr", "de:deutsch"},
+        {"en", "en:english"},    {"EN", "en:english"},   {"en-gb", "en_GB:british"}, {"en_GB", "en_GB:british"},
         {"en-US", "en:english"}, {"pt", "pt-BR:brasil"}, {"p", "de:deutsch"},
     };
     for (const auto& row : rows) {
-        EXPECT_THAT(titles(db.store, "2026-11-20T18:00:00Z", "2026-11-20T19:00:00Z", row.wanted), ElementsAre(row.title))
+        EXPECT_THAT(titles(db.store, "2026-11-20T18:00:00Z", "2026-11-20T19:00:00Z", row.wanted),
+                    ElementsAre(row.title))
             << row.wanted;
     }
 }

@@ -174,15 +174,18 @@ TEST(Listing, EncodingsThatListingsDeclare)
                                             programmeWith("<title>" + row.title + "</title>") + "</tv>");
         EXPECT_THAT(titlesOf(collected), ElementsAre("Café")) << row.encoding;
     }
-    EXPECT_THAT(titlesOf(collect("\xef\xbb\xbf" + listingOf(programmeWith("<title>T</title>")).substr(22))), ElementsAre("T"));
+    EXPECT_THAT(titlesOf(collect("\xef\xbb\xbf" + listingOf(programmeWith("<title>T</title>")).substr(22))),
+                ElementsAre("T"));
     EXPECT_THAT(refusalOf("<?xml version='1.0' encoding='no-such'?><tv/>"), HasSubstr("not well-formed"));
 }
 
 TEST(Listing, HtmlEntitiesNeedNoDeclaration)
 {
-    const std::string programme = programmeWith("<title>Quoi&nbsp;: l&rsquo;&eacute;t&eacute; &amp; &lt;3 &#233;&#xe9;</title>");
+    const std::string programme =
+        programmeWith("<title>Quoi&nbsp;: l&rsquo;&eacute;t&eacute; &amp; &lt;3 &#233;&#xe9;</title>");
     for (const char* doctype : {"", "<!DOCTYPE tv SYSTEM \"http://127.0.0.1:9/xmltv.dtd\">"}) {
-        const Collected collected = collect(std::string("<?xml version='1.0'?>") + doctype + "<tv>" + programme + "</tv>");
+        const Collected collected =
+            collect(std::string("<?xml version='1.0'?>") + doctype + "<tv>" + programme + "</tv>");
         EXPECT_THAT(titlesOf(collected), ElementsAre("Quoi\u00a0: l\u2019été & <3 éé")) << doctype;
     }
 }
@@ -205,14 +208,24 @@ TEST(Listing, SlipsCostTheProgrammeTheyStandIn)
     };
     for (const auto& row : rows) {
         for (const char* doctype : {"", "<!DOCTYPE tv SYSTEM 'xmltv.dtd'>"}) {
-            const Collected collected =
-                collect(std::string(doctype) + "<tv><channel id='c'><display-name>A &amp; B</display-name></channel>\n" +
-                        programmeWith("<title>Before &amp; well</title>") + "\n" + programmeWith(row.slip) + "\n" +
-                        programmeWith("<title>After &amp; &lt;wéll&gt;</title>", "clumpidx='1&amp;/2'") + "</tv>");
+            const Collected collected = collect(
+                std::string(doctype) + "<tv><channel id='c'><display-name>A &amp; B</display-name></channel>\n" +
+                programmeWith("<title>Before &amp; well</title>") + "\n" + programmeWith(row.slip) + "\n" +
+                programmeWith("<title>After &amp; &lt;wéll&gt;</title>", "clumpidx='1&amp;/2'") + "</tv>");
             EXPECT_THAT(titlesOf(collected), ElementsAre("Before & well", "After & <wéll>")) << row.slip << doctype;
             EXPECT_THAT(collected.skipped, ElementsAre(std::string("3: ") + row.reason)) << row.slip << doctype;
         }
     }
+}
+
+TEST(Listing, EveryTextThatIsNotUtf8IsFound)
+{
+    const Collected collected = collect(
+        listingOf(programmeWith("<title>a\xe9z</title>") + "\n" + programmeWith("<title>caf\u00e9</title>") + "\n" +
+                  programmeWith("<title>b\xe9z</title>") + "\n" + programmeWith("<title>T</title>", "x='\xe9'") + "\n" +
+                  programmeWith("<title>c\xe9z</title>") + programmeWith("<title>na\u00efve</title>")));
+    EXPECT_THAT(titlesOf(collected), ElementsAre("caf\u00e9", "na\u00efve"));
+    EXPECT_EQ(collected.skipped.size(), 4U);
 }
 
 TEST(Listing, ASlipInAStartTagCostsThatRecordOnly)
@@ -278,8 +291,10 @@ TEST(Listing, DamagedPackingIsRefused)
               "listing: the gzip data end in the middle; fetch the file again");
     EXPECT_EQ(refusalOf(xz.substr(0, xz.size() / 2)), "listing: the xz data end in the middle; fetch the file again");
     EXPECT_THAT(refusalOf(gzip.substr(0, 2)), HasSubstr("listing: the gzip data end in the middle"));
-    EXPECT_THAT(refusalOf(gzip.substr(0, 20) + std::string(50, '\xff')), HasSubstr("listing: the gzip data are damaged"));
-    EXPECT_THAT(refusalOf(xz.substr(0, 30) + std::string(50, '\xff')), HasSubstr("listing: the xz data cannot be unpacked"));
+    EXPECT_THAT(refusalOf(gzip.substr(0, 20) + std::string(50, '\xff')),
+                HasSubstr("listing: the gzip data are damaged"));
+    EXPECT_THAT(refusalOf(xz.substr(0, 30) + std::string(50, '\xff')),
+                HasSubstr("listing: the xz data cannot be unpacked"));
 }
 
 TEST(Listing, ABombOfCompressedBlanksIsCutOff)
@@ -311,8 +326,8 @@ TEST(Listing, EntitiesThatExpandWithoutEndCostTheirProgrammeOnly)
         }
         doctype += "'>";
     }
-    const Collected collected =
-        collect(doctype + "]><tv>" + programmeWith("<title>&a11;</title>") + programmeWith("<title>T</title>") + "</tv>");
+    const Collected collected = collect(doctype + "]><tv>" + programmeWith("<title>&a11;</title>") +
+                                        programmeWith("<title>T</title>") + "</tv>");
     EXPECT_THAT(titlesOf(collected), ElementsAre("T"));
     EXPECT_THAT(collected.skipped, ElementsAre("1: Entity 'a11' not defined"));
 }
@@ -333,11 +348,11 @@ TEST(Listing, ExternalEntitiesAreNeverOpened)
     ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
     const std::string url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
 
-    const Collected collected = collect("<!DOCTYPE tv SYSTEM '" + url + "/xmltv.dtd' [<!ENTITY file SYSTEM 'file://" + pipe +
-                                        "'><!ENTITY net SYSTEM '" + url + "/entity'><!ENTITY % more SYSTEM '" + url +
-                                        "/more'> %more;]><tv>" + programmeWith("<title>a&file;b</title>") +
-                                        programmeWith("<title>a&net;b</title>") + programmeWith("<title>T</title>") +
-                                        "</tv>");
+    const Collected collected =
+        collect("<!DOCTYPE tv SYSTEM '" + url + "/xmltv.dtd' [<!ENTITY file SYSTEM 'file://" + pipe +
+                "'><!ENTITY net SYSTEM '" + url + "/entity'><!ENTITY % more SYSTEM '" + url + "/more'> %more;]><tv>" +
+                programmeWith("<title>a&file;b</title>") + programmeWith("<title>a&net;b</title>") +
+                programmeWith("<title>T</title>") + "</tv>");
     EXPECT_THAT(titlesOf(collected), ElementsAre("T"));
     EXPECT_EQ(collected.skipped.size(), 2U);
     EXPECT_EQ(accept(listener, nullptr, nullptr), -1) << "the listing's address was contacted";

@@ -28,9 +28,10 @@ TEST(Sample, EveryChannelIsOnWheneverOneLooks)
         const Zone zone = Zone::named(zoneName);
         const Instant now = *parseUtc("2026-11-21T23:30:00Z");
         importSample(db.store, now, zone);
+        constexpr Instant kDay = 86400;
         const Store::Lease lease = db.store.lease();
         for (std::int64_t source = 1; source <= 10; ++source) {
-            for (Instant moment = now - 86400; moment < now + 7 * 86400; moment += 3600 * 5) {
+            for (Instant moment = now - kDay; moment < now + 7 * kDay; moment += kDay / 5) {
                 int on = 0;
                 guide::forEachAiring(*lease, source, moment, moment + 3600, "", [&](const guide::Airing&) { ++on; });
                 EXPECT_GE(on, 1) << zoneName << " channel " << source << " at " << formatUtc(moment);

@@ -7,6 +7,7 @@
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 
+#include <atomic>
 #include <filesystem>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -40,7 +41,7 @@ protected:
         settings.secret = kSecret;
         settings.appKey = std::move(appKey);
         settings.zone = Zone::named("+09:00");
-        settings.now = [this] { return m_now; };
+        settings.now = [this] { return m_now.load(); };
         m_service = std::make_unique<Service>(m_db.store, settings);
         m_server = std::make_unique<Server>(*m_service, ListenAddress{"127.0.0.1", 0}, std::nullopt,
                                             [this](const std::string& line) {
@@ -83,7 +84,7 @@ protected:
         return {{"AppKey", "k"}, {"Token", sessionToken(held, secret)}};
     }
 
-    Instant m_now = *parseUtc("2026-11-20T18:30:00Z");
+    std::atomic<Instant> m_now{*parseUtc("2026-11-20T18:30:00Z")};
     test::TestStore m_db;
     std::unique_ptr<Service> m_service;
     std::mutex m_logLock;
@@ -111,10 +112,10 @@ TEST_F(ServerTest, SeedkeyOpensASession)
 TEST_F(ServerTest, LocaltimeNeedsNobody)
 {
     EXPECT_EQ(rsp("conf/localtime?country=&headend=&device=N"), Json({{"stat", "OK"},
-                                                                     {"date", "2026-11-20T18:30:00Z"},
-                                                                     {"localdate", "2026-11-21T03:30:00"},
-                                                                     {"timezone", "+09:00"},
-                                                                     {"difference", "+09:00"}}));
+                                                                      {"date", "2026-11-20T18:30:00Z"},
+                                                                      {"localdate", "2026-11-21T03:30:00"},
+                                                                      {"timezone", "+09:00"},
+                                                                      {"difference", "+09:00"}}));
 }
 
 TEST_F(ServerTest, GalleryIsSentWhenItsChecksumDiffers)
@@ -134,8 +135,10 @@ TEST_F(ServerTest, GalleryIsSentWhenItsChecksumDiffers)
 TEST_F(ServerTest, ScheduleHoldsWhatTheWindowTouches)
 {
     const httplib::Headers headers = sessionHeaders();
-    const Json reply = rsp("channel/schedule?country=US&lang=de&sourceid=2,1,1,99,x&starttime=2026-11-20T18:59:00Z"
-                           "&imagesize=1,2&interval=1&unknown=ignored", headers);
+    const Json reply =
+        rsp("channel/schedule?country=US&lang=de&sourceid=2,1,1,99,x&starttime=2026-11-20T18:59:00Z"
+            "&imagesize=1,2&interval=1&unknown=ignored",
+            headers);
     Json expected = Json::parse(R"({"stat":"OK","channel":[
         {"source":"2","name":"South & Sons","content":[
             {"id":"","lang":"","title":"South News","type":"program","starttime":"2026-11-20T19:00:00Z","duration":"30",
@@ -168,7 +171,8 @@ TEST_F(ServerTest, ScheduleStartsNowWhereNothingIsSaid)
     EXPECT_EQ(rsp("channel/schedule?sourceid=1&interval=1&starttime=2030-01-01T00:00:00Z", sessionHeaders()),
               Json::parse(R"({"stat":"OK","channel":[{"source":"1","name":"North","station_img":{"url":
               "https://images.example/north.png","type":"station","index":"0","width":"128","height":"72"},"content":[]}]})"));
-    EXPECT_EQ(rsp("channel/schedule?sourceid=99&interval=1", sessionHeaders()), Json::parse(R"({"stat":"OK","channel":[]})"));
+    EXPECT_EQ(rsp("channel/schedule?sourceid=99&interval=1", sessionHeaders()),
+              Json::parse(R"({"stat":"OK","channel":[]})"));
 }
 
 TEST_F(ServerTest, AWrongTokenGets401)
@@ -223,24 +227,32 @@ TEST_F(ServerTest, BadInputIsNamedAndNeverTheServicesFault)
         {"channel/schedule?sourceid=&interval=1", 400, "100", "parameter 'sourceid' is missing"},
         {"channel/schedule?sourceid=1", 400, "100", "parameter 'interval' is missing"},
         {"channel/schedule?sourceid=1&interval=", 400, "100", "parameter 'interval' is missing"},
-        {"channel/schedule?sourceid=1&interval=0", 400, "101", "parameter 'interval' is '0'; it must be a number from 1 to 744"},
-        {"channel/schedule?sourceid=1&interval=-1", 400, "101", "parameter 'interval' is '-1'; it must be a number from 1 to 744"},
-        {"channel/schedule?sourceid=1&interval=six", 400, "101", "parameter 'interval' is 'six'; it must be a number from 1 to 744"},
-        {"channel/schedule?sourceid=1&interval=6&starttime=1795224600", 400, "101", "parameter 'starttime' is '1795224600'; it must be a time such as 2026-11-21T01:30:00Z"},
-        {"channel/schedule?sourceid=1&interval=6&imagesize=big", 400, "101", "parameter 'imagesize' is 'big'; it must be a number from 0 to 2147483647"},
-        {"channel/unheard", 404, "102", "this service has no /openapi/service/vorel/channel/unheard; its paths begin with /openapi/service/"},
-        {"channel/gallery/", 404, "102", "this service has no /openapi/service/vorel/channel/gallery/; its paths begin with /openapi/service/"},
+        {"channel/schedule?sourceid=1&interval=0", 400, "101",
+         "parameter 'interval' is '0'; it must be a number from 1 to 744"},
+        {"channel/schedule?sourceid=1&interval=-1", 400, "101",
+         "parameter 'interval' is '-1'; it must be a number from 1 to 744"},
+        {"channel/schedule?sourceid=1&interval=six", 400, "101",
+         "parameter 'interval' is 'six'; it must be a number from 1 to 744"},
+        {"channel/schedule?sourceid=1&interval=6&starttime=1795224600", 400, "101",
+         "parameter 'starttime' is '1795224600'; it must be a time such as 2026-11-21T01:30:00Z"},
+        {"channel/schedule?sourceid=1&interval=6&imagesize=big", 400, "101",
+         "parameter 'imagesize' is 'big'; it must be a number from 0 to 2147483647"},
+        {"channel/unheard", 404, "102",
+         "this service has no /openapi/service/vorel/channel/unheard; its paths begin with /openapi/service/"},
+        {"channel/gallery/", 404, "102",
+         "this service has no /openapi/service/vorel/channel/gallery/; its paths begin with /openapi/service/"},
         {"", 404, "102", "this service has no /openapi/service/vorel/; its paths begin with /openapi/service/"},
     };
     for (const auto& row : rows) {
         expectFailure(row.path, headers, row.status, row.code, row.message);
     }
-    for (const char* path : {"channel/schedule?%", "channel/%00%ff", "%zz", "channel/schedule?sourceid=%27%22%3b--&interval=1",
-                             "channel/gallery?&&==&=&a", "channel/schedule?sourceid=%ff%fe&interval=%ff"}) {
+    for (const char* path :
+         {"channel/schedule?%", "channel/%00%ff", "%zz", "channel/schedule?sourceid=%27%22%3b--&interval=1",
+          "channel/gallery?&&==&=&a", "channel/schedule?sourceid=%ff%fe&interval=%ff"}) {
         const httplib::Result result = get(path, headers);
         ASSERT_TRUE(result) << path;
         EXPECT_LT(result->status, 500) << path;
-        EXPECT_NO_THROW(Json::parse(result->body)) << path << ": " << result->body;
+        EXPECT_TRUE(Json::accept(result->body)) << path << ": " << result->body;
     }
     const httplib::Result tooLong = get(std::string(10000, 'a'), headers);
     ASSERT_TRUE(tooLong);
@@ -251,8 +263,9 @@ TEST_F(ServerTest, BadInputIsNamedAndNeverTheServicesFault)
 TEST_F(ServerTest, OtherMethodsAreRefused)
 {
     for (const httplib::Result& result :
-         {m_client->Post(kPrefix + "channel/gallery", "x=y", "text/json"), m_client->Put(kPrefix + "channel/gallery", "x", "text/json"),
-          m_client->Delete(kPrefix + "channel/gallery"), m_client->Patch(kPrefix + "channel/gallery", "x", "text/json")}) {
+         {m_client->Post(kPrefix + "channel/gallery", "x=y", "text/json"),
+          m_client->Put(kPrefix + "channel/gallery", "x", "text/json"), m_client->Delete(kPrefix + "channel/gallery"),
+          m_client->Patch(kPrefix + "channel/gallery", "x", "text/json")}) {
         ASSERT_TRUE(result);
         EXPECT_EQ(result->status, 405);
         EXPECT_THAT(result->body, HasSubstr("channel/gallery does not take "));
@@ -272,7 +285,8 @@ TEST_F(ServerTest, GzipIsSentWhereItIsAskedFor)
     const struct {
         const char* wanted;
         bool gzip;
-    } rows[] = {{"gzip, deflate", true}, {"GZIP", true}, {"gzip;q=0", false}, {"identity", false}, {"deflate", false}, {"br", false}};
+    } rows[] = {{"gzip, deflate", true}, {"GZIP", true},     {"gzip;q=0", false},
+                {"identity", false},     {"deflate", false}, {"br", false}};
     for (const auto& row : rows) {
         headers.erase("Accept-Encoding");
         headers.emplace("Accept-encoding", row.wanted);
@@ -301,7 +315,10 @@ TEST_F(ServerTest, EveryRequestLeavesOneLogLineWithoutSecrets)
     get("bad\x01\"path", headers);
     m_server->stop();
     EXPECT_EQ(std::count(m_log.begin(), m_log.end(), '\n'), 3) << m_log;
-    EXPECT_THAT(m_log, HasSubstr("remote=127.0.0.1 method=GET path=\"/openapi/service/vorel/channel/schedule\" status=200 code=OK bytes="));
+    EXPECT_THAT(
+        m_log,
+        HasSubstr(
+            "remote=127.0.0.1 method=GET path=\"/openapi/service/vorel/channel/schedule\" status=200 code=OK bytes="));
     EXPECT_THAT(m_log, HasSubstr("status=404 code=102"));
     EXPECT_THAT(m_log, Not(HasSubstr(headers.find("Token")->second)));
     EXPECT_THAT(m_log, Not(HasSubstr("sourceid")));
@@ -330,7 +347,7 @@ TEST_F(ServerTest, ATakenPortIsSaid)
 // A self-signed certificate and its key, written to the folder.
 TlsFiles makeCertificate(const std::string& folder)
 {
-    const TlsFiles files{folder + "/cert.pem", folder + "/key.pem"};
+    TlsFiles files{folder + "/cert.pem", folder + "/key.pem"};
     EVP_PKEY* const key = EVP_RSA_gen(2048);
     X509* const certificate = X509_new();
     X509_set_version(certificate, 2);
@@ -377,7 +394,8 @@ TEST_F(ServerTest, TlsFilesThatCannotBeUsedAreSaid)
             return error.what();
         }
     };
-    EXPECT_EQ(refusal({folder + "/none", good.key}), "cannot read certificate " + folder + "/none: No such file or directory");
+    EXPECT_EQ(refusal({folder + "/none", good.key}),
+              "cannot read certificate " + folder + "/none: No such file or directory");
     EXPECT_EQ(refusal({good.certificate, folder}), "cannot read key " + folder + ": Is a directory");
     EXPECT_THAT(refusal({good.key, good.key}), HasSubstr("both must be PEM and belong together"));
 }
@@ -388,7 +406,8 @@ TEST(ListenAddress, IsHostAndPort)
     EXPECT_EQ(ListenAddress::parse("127.0.0.1:8900").port, 8900);
     EXPECT_EQ(ListenAddress::parse("[::1]:0").host, "::1");
     EXPECT_EQ(ListenAddress::parse("localhost:65535").port, 65535);
-    for (const char* text : {"", ":", "8900", ":8900", "127.0.0.1", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:80x"}) {
+    for (const char* text :
+         {"", ":", "8900", ":8900", "127.0.0.1", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:80x"}) {
         EXPECT_THROW(ListenAddress::parse(text), OperatorError) << text;
     }
 }

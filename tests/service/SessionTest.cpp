@@ -29,7 +29,9 @@ TEST(Session, UserFollowsTheDeviceAndNothingElseRepeats)
     const Session other = openSession(*lease, "another", kNow, 60);
     EXPECT_EQ(first.user, second.user);
     EXPECT_NE(first.user, other.user);
-    EXPECT_EQ((std::set<std::string>{first.id, second.id, other.id, first.seedkey, second.seedkey, other.seedkey}.size()), 6U);
+    EXPECT_EQ(
+        (std::set<std::string>{first.id, second.id, other.id, first.seedkey, second.seedkey, other.seedkey}.size()),
+        6U);
     EXPECT_EQ(first.expires, kNow + 60);
     EXPECT_EQ(first.user.find("device"), std::string::npos);
 }
@@ -63,7 +65,8 @@ TEST(Session, EachPartOfTheTokenIsChecked)
         {"unknown session", "x+" + session.user + "+" + zeros, kNow, TokenCheck::Unknown},
         {"wrong digest", session.id + "+" + session.user + "+" + zeros, kNow, TokenCheck::Wrong},
         {"wrong user", session.id + "+" + other.user + good.substr(good.size() - 41), kNow, TokenCheck::Wrong},
-        {"another session's digest", other.id + "+" + other.user + good.substr(good.size() - 41), kNow, TokenCheck::Wrong},
+        {"another session's digest", other.id + "+" + other.user + good.substr(good.size() - 41), kNow,
+         TokenCheck::Wrong},
         {"another secret", sessionToken(session, "Secret"), kNow, TokenCheck::Wrong},
         {"no secret", sessionToken(session, ""), kNow, TokenCheck::Wrong},
         {"injection", "' OR 1=1 --+u+" + zeros, kNow, TokenCheck::Unknown},

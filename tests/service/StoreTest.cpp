@@ -26,10 +26,13 @@ std::string refusal(const std::string& path, Store::Mode mode)
 TEST(Store, SaysWhatIsWrongWithADatabase)
 {
     TemporaryDatabase file;
-    EXPECT_THAT(refusal(file.path(), Store::Mode::Existing), HasSubstr("fill one with: corvaned import --db " + file.path()));
+    EXPECT_THAT(refusal(file.path(), Store::Mode::Existing),
+                HasSubstr("fill one with: corvaned import --db " + file.path()));
     EXPECT_FALSE(std::filesystem::exists(file.path()));
-    EXPECT_THAT(refusal("/nonexistent/guide.db", Store::Mode::Create), HasSubstr("cannot open database /nonexistent/guide.db"));
-    test::writeFile(file.path(), "this is not a database, however long the text is that stands in it, and it is not short");
+    EXPECT_THAT(refusal("/nonexistent/guide.db", Store::Mode::Create),
+                HasSubstr("cannot open database /nonexistent/guide.db"));
+    test::writeFile(file.path(),
+                    "this is not a database, however long the text is that stands in it, and it is not short");
     EXPECT_THAT(refusal(file.path(), Store::Mode::Existing), HasSubstr("file is not a database"));
 }
 

@@ -18,7 +18,9 @@ ListingInput inputOf(const std::string& text, const std::string& name)
 {
     // The source reads the text in place, so it travels along.
     struct Owning : ByteSource {
-        Owning(std::string content, const std::string& label) : text(std::move(content)), source(openMemory(text, label)) {}
+        Owning(std::string content, const std::string& label)
+            : text(std::move(content)), source(openMemory(text, label))
+        {}
         std::size_t read(char* buffer, std::size_t size) override { return source->read(buffer, size); }
         std::string text;
         std::unique_ptr<ByteSource> source;

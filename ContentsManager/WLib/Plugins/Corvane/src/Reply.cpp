@@ -104,15 +104,12 @@ Envelope::Envelope(const std::string& body, Here here)
                                   "[%s:%d] This is not JSON format\n=======================\n%s\n"
                                   "=========================",
                                   here.function, here.line, body.c_str());
-        m_outcome = status::kNotJson;
         return;
     }
     m_rsp = &member(m_root, "rsp");
     std::string message;
-    const WSTATUS code =
-        VorelService::ExtractErrorCodeInInt(toText(member(*m_rsp, "stat")), member(*m_rsp, "err"), message);
-    m_bReadable = code == status::kOk;
-    m_outcome = std::min(code, status::kOk);
+    m_verdict =
+        judge(VorelService::ExtractErrorCodeInInt(toText(member(*m_rsp, "stat")), member(*m_rsp, "err"), message));
 }
 
 }  // namespace W::vorel

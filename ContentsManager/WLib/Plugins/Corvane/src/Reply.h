@@ -217,6 +217,18 @@ void Field<Record>::read(const Json::Value& object, Record& record, const Readin
 
 // -- Envelope
 
+/// What the error code of an envelope means to a parser.
+struct Verdict {
+    bool isSuccess;   ///< the payload is to be read
+    WSTATUS outcome;  ///< what the parser returns when it is not
+};
+
+/// Wanted: a positive error code counts as success with nothing to read.
+constexpr Verdict judge(WSTATUS code)
+{
+    return {code == status::kOk, code < status::kOk ? code : status::kOk};
+}
+
 /// Opens the envelope of a reply: "rsp" with "stat" and "err".
 class Envelope {
 public:
@@ -224,18 +236,16 @@ public:
     Envelope(const std::string& body, Here here);
 
     /// True when the payload is to be read.
-    bool isSuccess() const { return m_bReadable; }
-    /// What the parser returns when it is not: -56, the service's negative error, or 0. Wanted: a positive error code
-    /// counts as success with nothing to read.
-    WSTATUS outcome() const { return m_outcome; }
+    bool isSuccess() const { return m_verdict.isSuccess; }
+    /// What the parser returns when it is not: -56, the service's negative error, or 0.
+    WSTATUS outcome() const { return m_verdict.outcome; }
     /// The object under "rsp".
     const Json::Value& rsp() const { return *m_rsp; }
 
 private:
     Json::Value m_root;
     const Json::Value* m_rsp = nullptr;
-    bool m_bReadable = false;
-    WSTATUS m_outcome = status::kOk;
+    Verdict m_verdict = judge(status::kNotJson);
 };
 
 /// Reads a reply without a guard: what the JSON library throws passes to the caller.

@@ -72,6 +72,8 @@ VorelDownloadCMD::VorelDownloadCMD(Callback done, void* userData, WVorelOAI* ser
     setCMDKey(kKey);
 }
 
+VorelDownloadCMD::~VorelDownloadCMD() = default;
+
 void VorelDownloadCMD::MakeURL(const std::string& url, const std::string& localPath, const std::string& fileName)
 {
     m_sSourceUrl = url;

@@ -94,6 +94,7 @@ private:
 class VorelGetAuthSeedkeyCMD : public VorelRequestCMD<3, SessionCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetAuthSeedkeyCMD() override;
     void MakeURL();
     int ParseSessionInfo(const std::string& body, WVLSession& session);
 };
@@ -101,6 +102,7 @@ public:
 class VorelGetConfLogCMD : public VorelRequestCMD<5, LogCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetConfLogCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseConfLog(const std::string& body, WVLLog& out);
 };
@@ -108,6 +110,7 @@ public:
 class VorelGetLocaltimeCMD : public VorelRequestCMD<6, LocaltimeCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetLocaltimeCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseLocaltime(const std::string& body, WVLLocaltime& out);
 };
@@ -115,6 +118,7 @@ public:
 class VorelResetHistoryCMD : public VorelRequestCMD<7, AckCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelResetHistoryCMD() override;
     void MakeURL(unsigned long time, const WDateTime& clock, const WContentProvider& provider);
     int ParseResetHistory(const std::string& body);
 };
@@ -122,6 +126,7 @@ public:
 class VorelGetServerUrlCMD : public VorelRequestCMD<8, ServerUrlCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetServerUrlCMD() override;
     void MakeURL(const WContentProvider& provider);
     /// @param offsetSource  when it is valid, `expired` receives its offset
     int ParseServerUrl(const std::string& body, WDateTime offsetSource, std::string& url, WDateTime& expired);
@@ -130,6 +135,7 @@ public:
 class VorelCheckUploadCMD : public VorelRequestCMD<9, TwoTextsCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelCheckUploadCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseCheckUpload(const std::string& body, std::string& url, std::string& fileName);
 };
@@ -137,6 +143,7 @@ public:
 class VorelSendChannelCMD : public VorelRequestCMD<10, AckCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelSendChannelCMD() override;
     void MakeURL(const std::string& fileName, const WContentProvider& provider);
     int ParseSendChannel(const std::string& body);
 };
@@ -144,6 +151,7 @@ public:
 class VorelGetCertificationRuleCMD : public VorelRequestCMD<11, CertificationRuleCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetCertificationRuleCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseCertificationRule(const std::string& body, WVLCertificationRule& out);
 };
@@ -151,6 +159,7 @@ public:
 class VorelCheckAgreementCMD : public VorelRequestCMD<47, TwoTextsCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelCheckAgreementCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseCheckAgreement(const std::string& body, std::string& agreed, std::string& confirmed);
 };
@@ -158,6 +167,7 @@ public:
 class VorelConfirmAgreementCMD : public VorelRequestCMD<48, AckCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelConfirmAgreementCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseConfirmAgreement(const std::string& body);
 };
@@ -165,6 +175,7 @@ public:
 class VorelSetAnonymAgreementCMD : public VorelRequestCMD<49, AckCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelSetAnonymAgreementCMD() override;
     void MakeURL(bool anonymous, const WContentProvider& provider);
     int ParseSetAnonymAgreement(const std::string& body);
 };
@@ -172,6 +183,7 @@ public:
 class VorelRevocateAgreementCMD : public VorelRequestCMD<50, AckCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelRevocateAgreementCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseRevocateAgreement(const std::string& body);
 };
@@ -181,6 +193,7 @@ public:
 class VorelGetChannelListCMD : public VorelRequestCMD<12, ChannelListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetChannelListCMD() override;
     void MakeURL(const std::string& checksum, const WContentProvider& provider);
     /// `checksum` and `changed` are written whenever the envelope is good, the channels only when they changed.
     int ParseChannelList(const std::string& body, WContainer<WVLChannel>& channels, std::string& checksum,
@@ -190,6 +203,7 @@ public:
 class VorelGetHeadendCMD : public VorelRequestCMD<13, HeadendListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetHeadendCMD() override;
     void MakeURL(const std::string& zipCode, const WContentProvider& provider);
     int ParseHeadend(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference);
 };
@@ -197,6 +211,7 @@ public:
 class VorelGetCityListCMD : public VorelRequestCMD<14, CityListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetCityListCMD() override;
     void MakeURL(const WContentProvider& provider);
     /// Adds to both maps; entries that are there stay, also when it fails or is cancelled.
     int ParseCityList(const std::string& body, std::map<int, std::string>& states,
@@ -206,6 +221,7 @@ public:
 class VorelGetCityListBrowseCMD : public VorelRequestCMD<15, CityCodesCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetCityListBrowseCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseCityList(const std::string& body, WContainer<WVLCityCode>& out, UINT64 reference);
 };
@@ -213,6 +229,7 @@ public:
 class VorelGetHeadendKorCMD : public VorelRequestCMD<16, HeadendListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetHeadendKorCMD() override;
     void MakeURL(const std::string& code, const WContentProvider& provider);
     int ParseHeadendKor(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference);
 };
@@ -220,6 +237,7 @@ public:
 class VorelGetHeadendBrowseCMD : public VorelRequestCMD<17, HeadendListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetHeadendBrowseCMD() override;
     void MakeURL(const std::string& code, const WContentProvider& provider);
     int ParseHeadendBrowse(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference);
 };
@@ -227,6 +245,7 @@ public:
 class VorelGetLineupTestCMD : public VorelRequestCMD<22, QuizCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetLineupTestCMD() override;
     void MakeURL(const std::string& headend, const WContentProvider& provider);
     int ParseLineupTest(const std::string& body, WContainer<WVLQuiz>& out);
 };
@@ -234,6 +253,7 @@ public:
 class VorelSaveHeadendCMD : public VorelRequestCMD<37, AckCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelSaveHeadendCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseSaveHeadend(const std::string& body);
 };
@@ -241,6 +261,7 @@ public:
 class VorelLoadHeadendCMD : public VorelRequestCMD<38, HeadendCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelLoadHeadendCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseLoadHeadend(const std::string& body, WVLHeadend& out);
 };
@@ -250,6 +271,7 @@ public:
 class VorelGetScheduleCMD : public VorelRequestCMD<18, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetScheduleCMD() override;
     void MakeURL(const std::list<std::string>& sources, unsigned long start, const WDateTime& clock, int interval,
                  const std::list<int>& imageSizes, const WContentProvider& provider);
     int ParseSchedule(const std::string& body, WDateTime clock, WContainer<WVLContent>& out, UINT64 reference);
@@ -258,6 +280,7 @@ public:
 class VorelGetOnAirCMD : public VorelRequestCMD<19, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetOnAirCMD() override;
     void MakeURL(const std::list<std::string>& sources, const std::list<int>& imageSizes,
                  const WContentProvider& provider);
     int ParseOnAir(const std::string& body, WDateTime clock, WContainer<WVLContent>& out, UINT64 reference);
@@ -266,6 +289,7 @@ public:
 class VorelGetTodayCMD : public VorelRequestCMD<20, DownloadUrlsCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetTodayCMD() override;
     void MakeURL(const WContentProvider& provider);
     /// Appends to the list.
     int ParseToday(const std::string& body, std::list<WVLDownloadURL>& out);
@@ -274,6 +298,7 @@ public:
 class VorelGetFocusChannelCMD : public VorelRequestCMD<21, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetFocusChannelCMD() override;
     void MakeURL(const std::string& source, int imageSize, int num, const WContentProvider& provider);
     int ParseFocusChannel(const std::string& body, WDateTime clock, WContainer<WVLContent>& out, UINT64 reference);
 };
@@ -281,6 +306,7 @@ public:
 class VorelGetContentListCMD : public VorelRequestCMD<23, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetContentListCMD() override;
     void MakeURL(const std::list<int>& genres, unsigned long time, int start, int num, const WDateTime& clock,
                  const WContentProvider& provider);
     int ParseContentList(const std::string& body, WDateTime clock, WContainer<WVLContent>& out, UINT64 reference);
@@ -289,6 +315,7 @@ public:
 class VorelGetGuideCMD : public VorelRequestCMD<25, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetGuideCMD() override;
     void MakeURL(const std::string& channel, const std::string& channelNumber, unsigned long time, int interval,
                  int imageSize, int start, int num, const WDateTime& clock, const WContentProvider& provider);
     int ParseGuide(const std::string& body, WDateTime clock, WContainer<WVLContent>& out, UINT64 reference);
@@ -297,6 +324,7 @@ public:
 class VorelSearchEpgCMD : public VorelRequestCMD<46, TextCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelSearchEpgCMD() override;
     void MakeURL(const std::string& query, const std::string& exact, int start, int num,
                  const WContentProvider& provider);
 };
@@ -306,6 +334,7 @@ public:
 class VorelGetGenreListCMD : public VorelRequestCMD<4, GenreListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetGenreListCMD() override;
     void MakeURL(const std::string& checksum, const WContentProvider& provider);
     /// `checksum` and `changed` are written whenever the envelope is good, the genres only when they changed.
     int ParseGenreList(const std::string& body, WContainer<WVLGenre>& genres, WContainer<WVLRepGenre>& repGenres,
@@ -315,6 +344,7 @@ public:
 class VorelGetContentDetailInfoCMD : public VorelRequestCMD<24, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetContentDetailInfoCMD() override;
     void MakeURL(const std::string& contentId, const std::string& source, unsigned long startTime,
                  const WDateTime& clock, const WContentProvider& provider);
     /// One record per airing. @throws what the JSON library throws
@@ -324,6 +354,7 @@ public:
 class VorelGetPersonDetailInfoCMD : public VorelRequestCMD<26, PersonCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetPersonDetailInfoCMD() override;
     void MakeURL(const std::string& personId, const WContentProvider& provider);
     int ParsePersonDetailInfo(const std::string& body, WVLPerson& out);
 };
@@ -331,6 +362,7 @@ public:
 class VorelGetSeriesDetailInfoCMD : public VorelRequestCMD<27, SeriesCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetSeriesDetailInfoCMD() override;
     void MakeURL(const std::string& contentId, const std::string& source, const WContentProvider& provider);
     /// @throws what the JSON library throws
     int ParseSeriesDetailInfo(const std::string& body, WDateTime clock, WVLContent& series,
@@ -342,6 +374,7 @@ public:
 class VorelSetFavoriteCMD : public VorelRequestCMD<28, AckCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelSetFavoriteCMD() override;
     void MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider);
     int ParseSetFavorite(const std::string& body);
 };
@@ -349,6 +382,7 @@ public:
 class VorelDeleteFavoriteCMD : public VorelRequestCMD<29, AckCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelDeleteFavoriteCMD() override;
     void MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider);
     int ParseDeleteFavorite(const std::string& body);
 };
@@ -356,6 +390,7 @@ public:
 class VorelGetFavoriteChannelCMD : public VorelRequestCMD<30, ChannelCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetFavoriteChannelCMD() override;
     void MakeURL(const std::string& type, const std::string& id, int imageSize, const WContentProvider& provider);
     int ParseFavoriteChannel(const std::string& body, WVLChannel& out);
 };
@@ -363,6 +398,7 @@ public:
 class VorelGetFavoriteContentCMD : public VorelRequestCMD<31, ContentCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetFavoriteContentCMD() override;
     void MakeURL(const std::string& type, const std::string& id, int imageSize, const WContentProvider& provider);
     int ParseFavoriteContent(const std::string& body, WVLContent& out);
 };
@@ -370,6 +406,7 @@ public:
 class VorelGetFavoriteChannelListCMD : public VorelRequestCMD<32, ChannelsCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetFavoriteChannelListCMD() override;
     void MakeURL(const std::string& type, int imageSize, const std::string& order, const std::string& sort, int start,
                  int num, const WContentProvider& provider);
     int ParseFavoriteChannelList(const std::string& body, WContainer<WVLChannel>& out, UINT64 reference);
@@ -378,6 +415,7 @@ public:
 class VorelGetFavoriteContentListCMD : public VorelRequestCMD<33, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetFavoriteContentListCMD() override;
     void MakeURL(const std::string& type, int imageSize, const std::string& order, const std::string& sort, int start,
                  int num, const WContentProvider& provider);
     int ParseFavoriteContentList(const std::string& body, WContainer<WVLContent>& out, UINT64 reference);
@@ -386,6 +424,7 @@ public:
 class VorelSendTuneHistoryCMD : public VorelRequestCMD<34, NumberCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelSendTuneHistoryCMD() override;
     void MakeURL(const std::string& ttid, const std::string& source, const WContentProvider& provider);
     int ParseSendTuneHistory(const std::string& body, int& sequence);
 };
@@ -393,6 +432,7 @@ public:
 class VorelSendLikeCMD : public VorelRequestCMD<35, LikeCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelSendLikeCMD() override;
     /// Also stores the type, for GetType().
     void MakeURL(const std::string& key, const std::string& value, const std::string& type,
                  const WContentProvider& provider);
@@ -409,6 +449,7 @@ private:
 class VorelGetLikeHistoryCMD : public VorelRequestCMD<36, LikeHistoryCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetLikeHistoryCMD() override;
     void MakeURL(const std::string& key, const std::string& value, const WContentProvider& provider);
     int ParseGetLikeHistory(const std::string& body, int& like, int& dislike, bool& likeOwned, bool& dislikeOwned);
 };
@@ -418,6 +459,7 @@ public:
 class VorelGetSmartChannelCMD : public VorelRequestCMD<39, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetSmartChannelCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseGetSmartChannel(const std::string& body, WContainer<WVLContent>& out, WDateTime clock, UINT64 reference);
 };
@@ -425,6 +467,7 @@ public:
 class VorelGetSmartPopularCMD : public VorelRequestCMD<40, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetSmartPopularCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseGetSmartPopular(const std::string& body, WContainer<WVLContent>& out, WDateTime clock, UINT64 reference);
 };
@@ -432,6 +475,7 @@ public:
 class VorelGetPopularChCMD : public VorelRequestCMD<41, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetPopularChCMD() override;
     void MakeURL(int imageSize, int count, const WContentProvider& provider);
     /// Wanted: returns -16 where its siblings return -57.
     int ParseGetPopularCh(const std::string& body, WContainer<WVLContent>& out, WDateTime clock, UINT64 reference);
@@ -440,6 +484,7 @@ public:
 class VorelGetRelatedCMD : public VorelRequestCMD<42, RelatedCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetRelatedCMD() override;
     void MakeURL(const std::string& ttid, int imageSize, const WContentProvider& provider);
     int ParseGetRelated(const std::string& body, WContainer<WVLContent>& episode, WContainer<WVLPerson>& castAndCrew,
                         WContainer<WVLContent>& related);
@@ -448,6 +493,7 @@ public:
 class VorelGetMissedCMD : public VorelRequestCMD<43, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetMissedCMD() override;
     void MakeURL(const std::string& order, const WContentProvider& provider);
     int ParseGetMissed(const std::string& body, WContainer<WVLContent>& out, WDateTime clock, UINT64 reference);
 };
@@ -455,6 +501,7 @@ public:
 class VorelGetCandidateMissedCMD : public VorelRequestCMD<44, ContentListCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetCandidateMissedCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseGetCandidateMissed(const std::string& body, WContainer<WVLContent>& out, WDateTime clock,
                                 UINT64 reference);
@@ -463,6 +510,7 @@ public:
 class VorelGetCombinationCMD : public VorelRequestCMD<45, ConciergeCallback> {
 public:
     using VorelRequestCMD::VorelRequestCMD;
+    ~VorelGetCombinationCMD() override;
     void MakeURL(const std::string& modelFirmwareCode, const WContentProvider& provider);
     int ParseCombination(const std::string& body, WDateTime clock, WVLConcierge& out);
 };
@@ -476,6 +524,7 @@ public:
     using Callback = DownloadCallback;
 
     VorelDownloadCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
+    ~VorelDownloadCMD() override;
     /// Stores the three texts; the URL and BODY texts of the base stay empty.
     void MakeURL(const std::string& url, const std::string& localPath, const std::string& fileName);
 

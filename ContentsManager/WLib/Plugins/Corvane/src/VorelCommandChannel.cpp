@@ -131,6 +131,8 @@ std::string escaped(const std::string& text)
 
 }  // namespace
 
+VorelGetChannelListCMD::~VorelGetChannelListCMD() = default;
+
 void VorelGetChannelListCMD::MakeURL(const std::string& checksum, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language | Headend | Device);
@@ -175,6 +177,8 @@ int VorelGetChannelListCMD::ParseChannelList(const std::string& body, WContainer
     return readReply(body, read, [&] { channels.clear(); });
 }
 
+VorelGetHeadendCMD::~VorelGetHeadendCMD() = default;
+
 void VorelGetHeadendCMD::MakeURL(const std::string& zipCode, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country);
@@ -187,6 +191,8 @@ int VorelGetHeadendCMD::ParseHeadend(const std::string& body, WContainer<WVLHead
     return readHeadends(body, {"VorelGetHeadendCMD::ParseHeadend", "Headend Data size is Zero", status::kEmptyList},
                         Satellite::Read, {*this, reference}, out);
 }
+
+VorelGetCityListCMD::~VorelGetCityListCMD() = default;
 
 void VorelGetCityListCMD::MakeURL(const WContentProvider& provider)
 {
@@ -219,6 +225,8 @@ int VorelGetCityListCMD::ParseCityList(const std::string& body, std::map<int, st
     });
 }
 
+VorelGetCityListBrowseCMD::~VorelGetCityListBrowseCMD() = default;
+
 void VorelGetCityListBrowseCMD::MakeURL(const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country);
@@ -236,6 +244,8 @@ int VorelGetCityListBrowseCMD::ParseCityList(const std::string& body, WContainer
                          });
 }
 
+VorelGetHeadendKorCMD::~VorelGetHeadendKorCMD() = default;
+
 void VorelGetHeadendKorCMD::MakeURL(const std::string& code, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country);
@@ -248,6 +258,8 @@ int VorelGetHeadendKorCMD::ParseHeadendKor(const std::string& body, WContainer<W
                         {"VorelGetHeadendKorCMD::ParseHeadendKor", "Headend Data Size is zero.", status::kEmptyList},
                         Satellite::NotRead, {*this, reference}, out);
 }
+
+VorelGetHeadendBrowseCMD::~VorelGetHeadendBrowseCMD() = default;
 
 void VorelGetHeadendBrowseCMD::MakeURL(const std::string& code, const WContentProvider& provider)
 {
@@ -262,6 +274,8 @@ int VorelGetHeadendBrowseCMD::ParseHeadendBrowse(const std::string& body, WConta
                         {"VorelGetHeadendBrowseCMD::ParseHeadendKor", "Headend Data Size is zero.", status::kEmptyList},
                         Satellite::NotRead, {*this, reference}, out);
 }
+
+VorelGetLineupTestCMD::~VorelGetLineupTestCMD() = default;
 
 void VorelGetLineupTestCMD::MakeURL(const std::string& headend, const WContentProvider& provider)
 {
@@ -294,6 +308,8 @@ int VorelGetLineupTestCMD::ParseLineupTest(const std::string& body, WContainer<W
         [&] { out.clear(); });
 }
 
+VorelSaveHeadendCMD::~VorelSaveHeadendCMD() = default;
+
 void VorelSaveHeadendCMD::MakeURL(const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Headend | Device);
@@ -304,6 +320,8 @@ int VorelSaveHeadendCMD::ParseSaveHeadend(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelLoadHeadendCMD::~VorelLoadHeadendCMD() = default;
 
 void VorelLoadHeadendCMD::MakeURL(const WContentProvider& provider)
 {

@@ -45,6 +45,8 @@ constexpr Field<WVLCertificationRule> kCertificationRule[] = {
 
 }  // namespace
 
+VorelGetAuthSeedkeyCMD::~VorelGetAuthSeedkeyCMD() = default;
+
 void VorelGetAuthSeedkeyCMD::MakeURL()
 {
     urlOnly("/openapi/service/vorel/auth/seedkey");
@@ -60,6 +62,8 @@ int VorelGetAuthSeedkeyCMD::ParseSessionInfo(const std::string& body, WVLSession
         return status::kOk;
     });
 }
+
+VorelGetConfLogCMD::~VorelGetConfLogCMD() = default;
 
 void VorelGetConfLogCMD::MakeURL(const WContentProvider& provider)
 {
@@ -77,6 +81,8 @@ int VorelGetConfLogCMD::ParseConfLog(const std::string& body, WVLLog& out)
     });
 }
 
+VorelGetLocaltimeCMD::~VorelGetLocaltimeCMD() = default;
+
 void VorelGetLocaltimeCMD::MakeURL(const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Headend | Device);
@@ -91,6 +97,8 @@ int VorelGetLocaltimeCMD::ParseLocaltime(const std::string& body, WVLLocaltime& 
     });
 }
 
+VorelResetHistoryCMD::~VorelResetHistoryCMD() = default;
+
 void VorelResetHistoryCMD::MakeURL(unsigned long time, const WDateTime& clock, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country);
@@ -101,6 +109,8 @@ int VorelResetHistoryCMD::ParseResetHistory(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelGetServerUrlCMD::~VorelGetServerUrlCMD() = default;
 
 void VorelGetServerUrlCMD::MakeURL(const WContentProvider& provider)
 {
@@ -121,6 +131,8 @@ int VorelGetServerUrlCMD::ParseServerUrl(const std::string& body, WDateTime offs
     });
 }
 
+VorelCheckUploadCMD::~VorelCheckUploadCMD() = default;
+
 void VorelCheckUploadCMD::MakeURL(const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Headend | Device);
@@ -136,6 +148,8 @@ int VorelCheckUploadCMD::ParseCheckUpload(const std::string& body, std::string& 
     });
 }
 
+VorelSendChannelCMD::~VorelSendChannelCMD() = default;
+
 void VorelSendChannelCMD::MakeURL(const std::string& fileName, const WContentProvider& /*provider*/)
 {
     urlOnly("?filename=" + fileName);
@@ -145,6 +159,8 @@ int VorelSendChannelCMD::ParseSendChannel(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelGetCertificationRuleCMD::~VorelGetCertificationRuleCMD() = default;
 
 void VorelGetCertificationRuleCMD::MakeURL(const WContentProvider& provider)
 {
@@ -159,6 +175,8 @@ int VorelGetCertificationRuleCMD::ParseCertificationRule(const std::string& body
         return status::kOk;
     });
 }
+
+VorelCheckAgreementCMD::~VorelCheckAgreementCMD() = default;
 
 void VorelCheckAgreementCMD::MakeURL(const WContentProvider& provider)
 {
@@ -176,6 +194,8 @@ int VorelCheckAgreementCMD::ParseCheckAgreement(const std::string& body, std::st
     });
 }
 
+VorelConfirmAgreementCMD::~VorelConfirmAgreementCMD() = default;
+
 void VorelConfirmAgreementCMD::MakeURL(const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country);
@@ -187,6 +207,8 @@ int VorelConfirmAgreementCMD::ParseConfirmAgreement(const std::string& body)
     return readAcknowledgement(body);
 }
 
+VorelSetAnonymAgreementCMD::~VorelSetAnonymAgreementCMD() = default;
+
 void VorelSetAnonymAgreementCMD::MakeURL(bool anonymous, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country);
@@ -197,6 +219,8 @@ int VorelSetAnonymAgreementCMD::ParseSetAnonymAgreement(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelRevocateAgreementCMD::~VorelRevocateAgreementCMD() = default;
 
 void VorelRevocateAgreementCMD::MakeURL(const WContentProvider& provider)
 {

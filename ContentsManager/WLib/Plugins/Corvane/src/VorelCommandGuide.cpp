@@ -93,6 +93,8 @@ constexpr Field<WVLDownloadURL> kDownloadUrl[] = {
 
 }  // namespace
 
+VorelGetScheduleCMD::~VorelGetScheduleCMD() = default;
+
 void VorelGetScheduleCMD::MakeURL(const std::list<std::string>& sources, unsigned long start, const WDateTime& clock,
                                   int interval, const std::list<int>& imageSizes, const WContentProvider& provider)
 {
@@ -115,6 +117,8 @@ int VorelGetScheduleCMD::ParseSchedule(const std::string& body, WDateTime clock,
                              readProgrammes(element, kScheduleChannel, kScheduleContent, rules, list);
                          });
 }
+
+VorelGetOnAirCMD::~VorelGetOnAirCMD() = default;
 
 void VorelGetOnAirCMD::MakeURL(const std::list<std::string>& sources, const std::list<int>& imageSizes,
                                const WContentProvider& provider)
@@ -142,6 +146,8 @@ int VorelGetOnAirCMD::ParseOnAir(const std::string& body, WDateTime clock, WCont
                          });
 }
 
+VorelGetTodayCMD::~VorelGetTodayCMD() = default;
+
 void VorelGetTodayCMD::MakeURL(const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language | Headend | Device);
@@ -158,15 +164,18 @@ int VorelGetTodayCMD::ParseToday(const std::string& body, std::list<WVLDownloadU
             return status::kEmptyList;
         }
         for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index) {
-            WVLDownloadURL& url = out.emplace_back();
+            WVLDownloadURL url;
             const TimeSpan span = toTimeSpan(toText(member(array[index], "time")));
             url.setStartTime(static_cast<unsigned int>(span.first));
             url.setEndTime(static_cast<unsigned int>(span.second));
             readFields<WVLDownloadURL>(array[index], kDownloadUrl, url);
+            out.push_back(std::move(url));
         }
         return status::kOk;
     });
 }
+
+VorelGetFocusChannelCMD::~VorelGetFocusChannelCMD() = default;
 
 void VorelGetFocusChannelCMD::MakeURL(const std::string& source, int imageSize, int num,
                                       const WContentProvider& provider)
@@ -201,6 +210,8 @@ int VorelGetFocusChannelCMD::ParseFocusChannel(const std::string& body, WDateTim
         [&] { out.clear(); });
 }
 
+VorelGetContentListCMD::~VorelGetContentListCMD() = default;
+
 void VorelGetContentListCMD::MakeURL(const std::list<int>& genres, unsigned long time, int start, int num,
                                      const WDateTime& clock, const WContentProvider& provider)
 {
@@ -225,6 +236,8 @@ int VorelGetContentListCMD::ParseContentList(const std::string& body, WDateTime 
                              readFields<WVLContent>(element, kListedContent, list.emplace_back(), rules);
                          });
 }
+
+VorelGetGuideCMD::~VorelGetGuideCMD() = default;
 
 void VorelGetGuideCMD::MakeURL(const std::string& channel, const std::string& channelNumber, unsigned long time,
                                int interval, int imageSize, int start, int num, const WDateTime& clock,
@@ -253,6 +266,8 @@ int VorelGetGuideCMD::ParseGuide(const std::string& body, WDateTime clock, WCont
                              readProgrammes(element, kGuideChannel, kGuideContent, rules, list);
                          });
 }
+
+VorelSearchEpgCMD::~VorelSearchEpgCMD() = default;
 
 void VorelSearchEpgCMD::MakeURL(const std::string& query, const std::string& exact, int start, int num,
                                 const WContentProvider& provider)

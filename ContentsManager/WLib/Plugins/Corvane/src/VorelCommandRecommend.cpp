@@ -154,6 +154,8 @@ constexpr Options kViewer = Country | Language | Headend | Device;
 
 }  // namespace
 
+VorelGetSmartChannelCMD::~VorelGetSmartChannelCMD() = default;
+
 void VorelGetSmartChannelCMD::MakeURL(const WContentProvider& provider)
 {
     const ProviderOptions options(provider, kViewer);
@@ -170,6 +172,8 @@ int VorelGetSmartChannelCMD::ParseGetSmartChannel(const std::string& body, WCont
         [&clock](const Json::Value& element, std::list<WVLContent>& list) { readSmart(element, true, clock, list); });
 }
 
+VorelGetSmartPopularCMD::~VorelGetSmartPopularCMD() = default;
+
 void VorelGetSmartPopularCMD::MakeURL(const WContentProvider& provider)
 {
     const ProviderOptions options(provider, kViewer);
@@ -185,6 +189,8 @@ int VorelGetSmartPopularCMD::ParseGetSmartPopular(const std::string& body, WCont
         {*this, reference}, out,
         [&clock](const Json::Value& element, std::list<WVLContent>& list) { readSmart(element, false, clock, list); });
 }
+
+VorelGetPopularChCMD::~VorelGetPopularChCMD() = default;
 
 void VorelGetPopularChCMD::MakeURL(int imageSize, int count, const WContentProvider& provider)
 {
@@ -213,6 +219,8 @@ int VorelGetPopularChCMD::ParseGetPopularCh(const std::string& body, WContainer<
                          },
                          {status::kWrongProvider});
 }
+
+VorelGetRelatedCMD::~VorelGetRelatedCMD() = default;
 
 void VorelGetRelatedCMD::MakeURL(const std::string& ttid, int imageSize, const WContentProvider& provider)
 {
@@ -247,6 +255,8 @@ int VorelGetRelatedCMD::ParseGetRelated(const std::string& body, WContainer<WVLC
         });
 }
 
+VorelGetMissedCMD::~VorelGetMissedCMD() = default;
+
 void VorelGetMissedCMD::MakeURL(const std::string& order, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, kViewer);
@@ -261,6 +271,8 @@ int VorelGetMissedCMD::ParseGetMissed(const std::string& body, WContainer<WVLCon
         [&clock](const Json::Value& element, std::list<WVLContent>& list) { readMissed(element, clock, list); });
 }
 
+VorelGetCandidateMissedCMD::~VorelGetCandidateMissedCMD() = default;
+
 void VorelGetCandidateMissedCMD::MakeURL(const WContentProvider& provider)
 {
     const ProviderOptions options(provider, kViewer);
@@ -274,6 +286,8 @@ int VorelGetCandidateMissedCMD::ParseGetCandidateMissed(const std::string& body,
         body, "candidate_missed", {"VorelGetCandidateMissedCMD::ParseGetCandidateMissed"}, {*this, reference}, out,
         [&clock](const Json::Value& element, std::list<WVLContent>& list) { readMissed(element, clock, list); });
 }
+
+VorelGetCombinationCMD::~VorelGetCombinationCMD() = default;
 
 void VorelGetCombinationCMD::MakeURL(const std::string& modelFirmwareCode, const WContentProvider& provider)
 {

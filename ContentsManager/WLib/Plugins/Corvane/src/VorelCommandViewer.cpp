@@ -70,6 +70,8 @@ bool isYes(const Json::Value& value)
 
 }  // namespace
 
+VorelSetFavoriteCMD::~VorelSetFavoriteCMD() = default;
+
 void VorelSetFavoriteCMD::MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Headend | Device);
@@ -81,6 +83,8 @@ int VorelSetFavoriteCMD::ParseSetFavorite(const std::string& body)
     return readAcknowledgement(body);
 }
 
+VorelDeleteFavoriteCMD::~VorelDeleteFavoriteCMD() = default;
+
 void VorelDeleteFavoriteCMD::MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Headend | Device);
@@ -91,6 +95,8 @@ int VorelDeleteFavoriteCMD::ParseDeleteFavorite(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelGetFavoriteChannelCMD::~VorelGetFavoriteChannelCMD() = default;
 
 void VorelGetFavoriteChannelCMD::MakeURL(const std::string& type, const std::string& id, int imageSize,
                                          const WContentProvider& provider)
@@ -107,6 +113,8 @@ int VorelGetFavoriteChannelCMD::ParseFavoriteChannel(const std::string& body, WV
     });
 }
 
+VorelGetFavoriteContentCMD::~VorelGetFavoriteContentCMD() = default;
+
 void VorelGetFavoriteContentCMD::MakeURL(const std::string& type, const std::string& id, int imageSize,
                                          const WContentProvider& provider)
 {
@@ -121,6 +129,8 @@ int VorelGetFavoriteContentCMD::ParseFavoriteContent(const std::string& body, WV
         return status::kOk;
     });
 }
+
+VorelGetFavoriteChannelListCMD::~VorelGetFavoriteChannelListCMD() = default;
 
 void VorelGetFavoriteChannelListCMD::MakeURL(const std::string& type, int imageSize, const std::string& order,
                                              const std::string& sort, int start, int num,
@@ -142,6 +152,8 @@ int VorelGetFavoriteChannelListCMD::ParseFavoriteChannelList(const std::string& 
                          });
 }
 
+VorelGetFavoriteContentListCMD::~VorelGetFavoriteContentListCMD() = default;
+
 void VorelGetFavoriteContentListCMD::MakeURL(const std::string& type, int imageSize, const std::string& order,
                                              const std::string& sort, int start, int num,
                                              const WContentProvider& provider)
@@ -158,6 +170,8 @@ int VorelGetFavoriteContentListCMD::ParseFavoriteContentList(const std::string& 
                              readFields<WVLContent>(element, kFavoriteListContent, list.emplace_back());
                          });
 }
+
+VorelSendTuneHistoryCMD::~VorelSendTuneHistoryCMD() = default;
 
 void VorelSendTuneHistoryCMD::MakeURL(const std::string& ttid, const std::string& source,
                                       const WContentProvider& provider)
@@ -179,6 +193,8 @@ int VorelSendTuneHistoryCMD::ParseSendTuneHistory(const std::string& body, int& 
     });
 }
 
+VorelSendLikeCMD::~VorelSendLikeCMD() = default;
+
 void VorelSendLikeCMD::MakeURL(const std::string& key, const std::string& value, const std::string& type,
                                const WContentProvider& provider)
 {
@@ -191,6 +207,8 @@ int VorelSendLikeCMD::ParseSendLike(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelGetLikeHistoryCMD::~VorelGetLikeHistoryCMD() = default;
 
 void VorelGetLikeHistoryCMD::MakeURL(const std::string& key, const std::string& value, const WContentProvider& provider)
 {

@@ -75,8 +75,7 @@ WSTATUS VorelService::getDataRequest(const std::string& url, const HeaderMap& he
                                      VorelCompletion completion)
 {
     reference = 0;
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [++ VorelService::getDataRequest\n", __func__,
-                              __LINE__);
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::getDataRequest\n", __func__, __LINE__);
     Outgoing outgoing{HTTP_GET, url, &headers, &body};
     outgoing.encodesUrl = true;
     return queue(outgoing, command, reference, completion, {});
@@ -87,7 +86,7 @@ WSTATUS VorelService::getDataRequest(const std::string& url, const std::string& 
                                      VorelCompletion completion)
 {
     reference = 0;
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [++ VorelService::getDataRequest", __func__, __LINE__);
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::getDataRequest", __func__, __LINE__);
     if (filePath.empty())
         return status::kBadArgument;
     Outgoing outgoing{HTTP_GET, url};
@@ -128,8 +127,7 @@ WSTATUS VorelService::deleteDataRequest(const std::string& url, const HeaderMap&
                                         VorelCompletion completion)
 {
     reference = 0;
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [++ VorelService::deleteDataRequest", __func__,
-                              __LINE__);
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::deleteDataRequest", __func__, __LINE__);
     return queue({HTTP_DELETE, url, &headers, &body}, command, reference, completion, {});
 }
 

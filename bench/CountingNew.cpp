@@ -1,0 +1,45 @@
+// In a file of its own: inlined into its callers, one half of a pair of operators draws warnings about the other.
+#include "CountingNew.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<unsigned long> theCalls{0};
+
+void* counted(std::size_t size) noexcept
+{
+    theCalls.fetch_add(1, std::memory_order_relaxed);
+    return std::malloc(size == 0 ? 1 : size);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size)
+{
+    if (void* const memory = counted(size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    return counted(size);
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+
+unsigned long W::bench::allocations()
+{
+    return theCalls.load(std::memory_order_relaxed);
+}

@@ -1,0 +1,94 @@
+// One channel or programme of a listing, put together from its element, its children's texts and their attributes.
+// Which children are read stands in kFields of ListingRecords.cpp. Listing.cpp feeds it from the XML parser.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Listing.h"
+
+namespace corvaned {
+
+/// The text without blanks at its ends, and with one blank for every run of them: more does not count in XMLTV.
+std::string collapsed(std::string_view text);
+
+/// Builds records and hands them to the sink: broken ones as skipped, all others whole.
+class RecordReader {
+public:
+    /// Names must last until the record ends.
+    using Attributes = std::vector<std::pair<std::string_view, std::string>>;
+
+    /// @param sink  must outlive the reader
+    explicit RecordReader(ListingSink& sink) : m_sink(sink) {}
+
+    /// Begins a record, if the element is one.
+    /// @param line  where its start tag ends
+    void begin(std::string_view element, Attributes attributes, int line);
+
+    /// Begins a child of the record's element.
+    void beginField(std::string_view element, Attributes attributes);
+
+    /// Adds to the text of the child that is open.
+    void addText(std::string_view text);
+
+    void endField();
+
+    /// Ends the record that is open and hands it over.
+    void end();
+
+    /// Makes the open record a broken one; the first reason counts. Between records it has no effect.
+    void setFault(std::string reason);
+
+private:
+    enum class Record {
+        None,
+        Channel,
+        Programme,
+    };
+
+    // How the text and attributes of a record's child are taken up.
+    struct Field {
+        Record record;
+        std::string_view element;
+        void (RecordReader::*take)(const std::string& text);
+    };
+    static const Field kFields[];
+
+    std::string attribute(std::string_view name) const;
+    ListingText& textFor(const std::string& lang);
+    void beginChannel();
+    void beginProgramme();
+    void finishChannel();
+    void settleTexts();
+    void finishProgramme();
+
+    void takeDisplayName(const std::string& text);
+    void takeLogicalNumber(const std::string& text);
+    void takeIcon(const std::string& text);
+    void takeTitle(const std::string& text);
+    void takeEpisodeTitle(const std::string& text);
+    void takeDescription(const std::string& text);
+    void takeCategory(const std::string& text);
+    void takeEpisodeNumber(const std::string& text);
+    void takeDate(const std::string& text);
+    void takeLength(const std::string& text);
+    void takeImage(const std::string& text);
+
+    ListingSink& m_sink;
+    Record m_record = Record::None;
+    int m_line = 0;
+    std::string m_fault;  // why the open record cannot be used
+    const Field* m_field = nullptr;
+    std::string m_text;
+    Attributes m_attributes;  // of the record's start tag, then of the open field's
+
+    ListingChannel m_channel;
+    ListingProgramme m_programme;
+    std::string m_genreLang;
+    std::string m_programId;  // "dd_progid"
+    bool m_poster = false;    // the image is marked as the poster
+};
+
+}  // namespace corvaned

@@ -1,0 +1,62 @@
+// The command with the loaded library on one side, a server that answers what it is told on the other. The files in
+// exchanges/ (ExchangeTest.cpp) and the examples of docs/operations.md (DocsTest.cpp) are told through it.
+#pragma once
+
+#include "RawServer.h"
+#include "RpcProcess.h"
+
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace W::test {
+
+/// One command, one server, one empty directory.
+class Conversation {
+public:
+    Conversation();
+    ~Conversation();
+    Conversation(const Conversation&) = delete;
+    Conversation& operator=(const Conversation&) = delete;
+
+    /// Host and port of the server.
+    std::string host() const { return "127.0.0.1:" + std::to_string(m_server.port()); }
+    std::string url() const { return "http://" + host(); }
+    const std::filesystem::path& directory() const { return m_directory; }
+
+    /// Starts the command. @param options  "KEY=VALUE"; the base address is set anyway
+    void start(const std::vector<std::string>& options);
+    /// Gives the plug-in the session S, U, K.
+    void openSession();
+    /// Has the plug-in fetch the server's time. @param offset  for example "+09:00"
+    void setClock(const std::string& offset);
+
+    /// Bytes that the server answers every request with from now on.
+    void setReply(const std::string& bytes);
+    /// `200 OK` with a body.
+    void setReplyBody(const std::string& body);
+
+    /// The answer to a call, and what reached the server meanwhile.
+    struct Told {
+        nlohmann::json answer;
+        nlohmann::json accepted;  ///< null without such a notification
+        std::vector<std::string> requests;
+    };
+    Told call(const std::string& operation, const nlohmann::json& parameters);
+
+    /// Ends the command. @return its exit code
+    int finish() { return m_process->finish(); }
+
+private:
+    void serve(host::RawServer::Connection& connection);
+
+    std::filesystem::path m_directory;
+    std::mutex m_lock;
+    std::string m_reply;  ///< REQUIRES: m_lock held
+    host::RawServer m_server;
+    std::optional<RpcProcess> m_process;
+};
+
+}  // namespace W::test

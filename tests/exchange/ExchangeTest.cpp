@@ -1,0 +1,173 @@
+// Runs every file of exchanges/: the command `corvane rpc` with the loaded library on one side, a server that answers
+// from the file on the other. The file's form is told in ExchangeFile.h.
+
+#include "Conversation.h"
+#include "ExchangeFile.h"
+#include "Operations.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+namespace W::test {
+namespace {
+
+using Json = nlohmann::json;
+using Path = std::filesystem::path;
+
+std::string gzipped(const std::string& text)
+{
+    z_stream stream{};
+    constexpr int kGzip = 15 + 16;
+    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, kGzip, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+        throw std::runtime_error("zlib");
+    std::string packed(deflateBound(&stream, text.size()), '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+    stream.avail_in = static_cast<uInt>(text.size());
+    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+    stream.avail_out = static_cast<uInt>(packed.size());
+    deflate(&stream, Z_FINISH);
+    packed.resize(stream.total_out);
+    deflateEnd(&stream);
+    return packed;
+}
+
+std::string wireReply(const ExchangeReply& reply)
+{
+    const std::string body = reply.gzip ? gzipped(reply.body) : reply.body;
+    return "HTTP/1.1 " + std::to_string(reply.code) + " Reply\r\n" + (reply.gzip ? "Content-Encoding: gzip\r\n" : "") +
+           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+/// Empty texts, zeros, falsehoods, nulls and what holds nothing else.
+bool isNothing(const Json& value)
+{
+    return value.empty() || value == Json(std::string()) || value == 0 || value == false;
+}
+
+/// Leaves out the members of records that hold nothing, so that a file names the others only. The elements of lists
+/// all count.
+Json withoutNothing(const Json& value)
+{
+    Json kept = value;
+    if (value.is_array()) {
+        for (Json& element : kept)
+            element = withoutNothing(element);
+    } else if (value.is_object()) {
+        kept = Json::object();
+        for (const auto& [key, member] : value.items()) {
+            Json inner = withoutNothing(member);
+            if (!isNothing(inner))
+                kept[key] = std::move(inner);
+        }
+    }
+    return kept;
+}
+
+std::string fileText(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return in ? std::string(std::istreambuf_iterator<char>(in), {}) : "(no file)";
+}
+
+class Exchange : public ::testing::Test {
+public:
+    explicit Exchange(Path file) : m_file(std::move(file)) {}
+
+    void TestBody() override
+    {
+        try {
+            run();
+        } catch (const std::exception& error) {
+            FAIL() << error.what();
+        }
+    }
+
+private:
+    void run()
+    {
+        Conversation conversation;
+        const ExchangeFile exchange = readExchange(
+            m_file,
+            {{"base", conversation.url()}, {"host", conversation.host()}, {"temp", conversation.directory().string()}});
+        for (const auto& [path, text] : exchange.given)
+            std::ofstream(path, std::ios::binary) << text;
+        conversation.start(exchange.options);
+        if (exchange.session)
+            conversation.openSession();
+        if (!exchange.clock.empty())
+            conversation.setClock(exchange.clock);
+
+        for (const ExchangeStep& step : exchange.steps) {
+            SCOPED_TRACE(step.operation + " " + step.parameters);
+            conversation.setReply(wireReply(step.reply));
+            const Conversation::Told told = conversation.call(step.operation, Json::parse(step.parameters));
+            expectResult(step, told);
+            EXPECT_EQ(told.requests,
+                      step.request ? std::vector<std::string>{*step.request} : std::vector<std::string>{});
+            for (const auto& [path, text] : step.files)
+                EXPECT_EQ(fileText(path), text) << path;
+        }
+        EXPECT_EQ(conversation.finish(), 0);
+    }
+
+    static void expectResult(const ExchangeStep& step, const Conversation::Told& told)
+    {
+        ASSERT_TRUE(told.answer.contains("result")) << told.answer;
+        const Json& result = told.answer["result"];
+        Json expected = Json::parse(step.result);
+        expected.emplace("return", 0);
+        for (const auto& [name, value] : expected.items()) {
+            ASSERT_TRUE(result.contains(name)) << name << " in " << result;
+            EXPECT_EQ(withoutNothing(result[name]).dump(2), value.dump(2)) << name;
+        }
+        // What a call brings is always said, and so is that it brings nothing.
+        EXPECT_EQ(result.contains("results"), expected.contains("results")) << result;
+        if (result.contains("results") && result.contains("reference")) {
+            EXPECT_EQ(told.accepted.value("method", ""), "accepted");
+            EXPECT_EQ(told.accepted.value("/params/reference"_json_pointer, 0), result["reference"]) << told.accepted;
+            EXPECT_EQ(told.accepted.value("/params/requestID"_json_pointer, 0), result["requestID"]) << told.accepted;
+        }
+    }
+
+    Path m_file;
+};
+
+std::vector<Path> exchangeFiles()
+{
+    std::vector<Path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(CORVANE_EXCHANGES)) {
+        if (entry.path().extension() == ".exchange")
+            files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+TEST(ExchangeFiles, TellOfEveryOperation)
+{
+    for (const vorel::Operation& row : vorel::kOperations) {
+        const Path file = Path(CORVANE_EXCHANGES) / (std::string(row.name) + ".exchange");
+        ASSERT_TRUE(std::filesystem::exists(file)) << file;
+        bool accepted = false;
+        for (const ExchangeStep& step : readExchange(file, {}).steps)
+            accepted = accepted || (step.operation == row.name && step.request);
+        EXPECT_TRUE(accepted) << file << " sends no request of " << row.name;
+    }
+}
+
+}  // namespace
+}  // namespace W::test
+
+int main(int argc, char** argv)
+{
+    ::testing::InitGoogleTest(&argc, argv);
+    for (const auto& file : W::test::exchangeFiles())
+        ::testing::RegisterTest("Exchange", file.stem().c_str(), nullptr, nullptr, file.c_str(), 1,
+                                [file] { return new W::test::Exchange(file); });
+    return RUN_ALL_TESTS();
+}

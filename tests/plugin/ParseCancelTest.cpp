@@ -1,0 +1,189 @@
+// Cancelling while a reply is read: before every element in turn.
+
+#include "ParseCases.h"
+#include "ParseSeams.h"
+#include "VorelService.h"
+
+#include <gtest/gtest.h>
+#include <algorithm>
+
+namespace W::test {
+namespace {
+
+struct CancelTest : ::testing::Test {
+    FakeHost host;
+    WVorelOAI object;
+    HttpRequest request{HTTP_GET, "u", {}, "", nullptr, nullptr};
+    unsigned long long reference = 0;
+
+    CancelTest()
+    {
+        // The request belongs to the test; a service that ends deletes those that it still lists.
+        object.service()->createRequestInfo(&request, nullptr, 18, reference);
+        clearings().clear();
+    }
+    ~CancelTest() override { object.service()->deleteRequestInfo(reference); }
+
+    struct Run {
+        Results results;
+        int tests = 0;  ///< cancel tests that were made
+    };
+
+    /// Parses a reply and cancels before the cancel test of that number, 1 for the first; 0 never.
+    Run parse(const ParserCase& row, const Tree& rsp, int cancelAt, Outputs outputs = Outputs::Fresh)
+    {
+        Run run;
+        const Hooked hooked(CancelTestHook([&](VorelService& service, UINT64 asked) {
+            EXPECT_EQ(asked, reference);
+            if (++run.tests == cancelAt) {
+                EXPECT_EQ(service.setCancelStatus(asked), status::kCancelled);
+            }
+        }));
+        Calling calling;
+        calling.body = replyText(rsp);
+        calling.owner = &object;
+        calling.reference = reference;
+        calling.outputs = outputs;
+        host.forgetLines();
+        clearings().clear();
+        run.results = row.parse(calling);
+        return run;
+    }
+
+    Run parse(const std::string& name, int cancelAt)
+    {
+        const ParserCase& row = parserCase(name);
+        return parse(row, fullReply(row), cancelAt);
+    }
+
+    /// The request as it was before it was cancelled.
+    void renew()
+    {
+        object.service()->deleteRequestInfo(reference);
+        object.service()->createRequestInfo(&request, nullptr, 18, reference);
+    }
+};
+
+struct CancelledParser : CancelTest, ::testing::WithParamInterface<ParserCase> {
+    const ParserCase& row = GetParam();
+};
+
+TEST_P(CancelledParser, AsksBeforeEveryElement)
+{
+    const Run run = parse(row, fullReply(row), 0);
+    EXPECT_EQ(run.tests, row.cancelTests);
+    EXPECT_EQ(run.results.status, 0);
+    EXPECT_EQ(run.results.outputs, stated(row));
+}
+
+TEST_P(CancelledParser, EndsWith600BeforeAnyElement)
+{
+    const Shown full = stated(row);
+    for (int element = 1; element <= row.cancelTests; ++element) {
+        SCOPED_TRACE(element);
+        renew();
+        const Run run = parse(row, fullReply(row), element, Outputs::Fresh);
+        EXPECT_EQ(run.tests, element) << "nothing is asked or read afterwards";
+        EXPECT_EQ(run.results.status, status::kCancelled);
+        const std::vector<Line> lines = host.lines();
+        const std::size_t cancelLines =
+            static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](const Line& line) {
+                return line.text == row.cancelLine && line.level == 8 && line.flags == 0;
+            }));
+        EXPECT_EQ(cancelLines, 1u);
+        EXPECT_TRUE(host.texts(1).empty()) << "cancelled is no error";
+        if (row.name == std::string("CityList"))
+            continue;  // Maps keep what they have: CancelTest.CityListKeepsWhatItHadPutThere
+        std::size_t containers = 0;
+        for (const auto& [name, output] : run.results.outputs.items()) {
+            const bool isContainer = output.contains("count");
+            containers += isContainer ? 1 : 0;
+            EXPECT_EQ(output, isContainer ? Shown({{"count", -1}, {"list", Shown::array()}}) : full.at(name)) << name;
+        }
+        // Cleared first, printed second; one parser does it the other way round.
+        ASSERT_EQ(clearings().size(), containers);
+        const bool printsFirst = row.name == std::string("CityListBrowse");
+        EXPECT_EQ(clearings()[0], lines.size() - (printsFirst ? 0 : 1));
+        EXPECT_EQ(lines.back().text, row.cancelLine);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, CancelledParser, ::testing::ValuesIn(parserCases()),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST_F(CancelTest, CityListBrowsePrintsBeforeItClears)
+{
+    parse("CityListBrowse", 2);
+    ASSERT_EQ(clearings().size(), 1u);
+    EXPECT_EQ(host.lines().at(clearings()[0] - 1).text,
+              "[ParseCityList] [--VorelGetCityListBrowseCMD::ParseCityList] Canceled");
+    renew();
+    parse("Headend", 2);
+    ASSERT_EQ(clearings().size(), 1u);
+    EXPECT_EQ(host.lines().size(), clearings()[0] + 1);
+}
+
+TEST_F(CancelTest, HeadendBrowseNamesItsSibling)
+{
+    parse("HeadendBrowse", 1);
+    EXPECT_EQ(host.lines().back().text, "[ParseHeadendBrowse] [--VorelGetHeadendBrowseCMD::ParseHeadendKor] Canceled");
+}
+
+TEST_F(CancelTest, CityListKeepsWhatItHadPutThere)
+{
+    const Run first = parse("CityList", 1);
+    EXPECT_EQ(first.results.status, 600);
+    EXPECT_EQ(first.results.outputs, Shown::parse(R"({"states":[{"key":0,"name":"state1"}],"cities":[]})"));
+    renew();
+    const Run middle = parse("CityList", 2);
+    EXPECT_EQ(middle.results.outputs, Shown::parse(R"({"states":[{"key":0,"name":"state1"}],
+                               "cities":[{"key":0,"code":"code1","name":"city1"}]})"));
+    renew();
+    const Run last = parse("CityList", 3);
+    EXPECT_EQ(last.results.outputs,
+              Shown::parse(R"({"states":[{"key":0,"name":"state1"},{"key":1,"name":"state2"},{"key":2,"name":"state3"}],
+                               "cities":[{"key":0,"code":"code1","name":"city1"},
+                               {"key":0,"code":"code2","name":"city2"}]})"));
+}
+
+TEST_F(CancelTest, TheSecondListOfTheLineUpClearsTheFirst)
+{
+    const Run run = parse("ChannelList", 4);
+    EXPECT_EQ(run.results.outputs, Shown::parse(R"({"changed":true,"checksum":"sum1","list":{"count":-1,"list":[]}})"));
+}
+
+TEST_F(CancelTest, BothListsOfTheGenresAreCleared)
+{
+    for (const int element : {1, 3, 4, 5}) {
+        renew();
+        const Run run = parse("GenreList", element);
+        EXPECT_EQ(run.results.outputs,
+                  Shown::parse(R"({"changed":true,"checksum":"sum1","genres":{"count":-1,"list":[]},
+                                   "repGenres":{"count":-1,"list":[]}})"))
+            << element;
+    }
+}
+
+TEST_F(CancelTest, AChannelWithoutProgrammesIsAskedForToo)
+{
+    const ParserCase& row = parserCase("Guide");
+    EXPECT_EQ(parse(row, Tree::parse(R"({"stat":"OK","channel":[{},{},{},{}]})"), 0).tests, 4);
+}
+
+TEST_F(CancelTest, ARequestCancelledBeforehandReadsNothing)
+{
+    ASSERT_EQ(object.service()->setCancelStatus(reference), status::kCancelled);
+    const Run run = parse("Schedule", 0);
+    EXPECT_EQ(run.tests, 1);
+    EXPECT_EQ(run.results.status, 600);
+}
+
+TEST_F(CancelTest, AnEmptyListIsNotCancelled)
+{
+    ASSERT_EQ(object.service()->setCancelStatus(reference), status::kCancelled);
+    const ParserCase& row = parserCase("Schedule");
+    EXPECT_EQ(parse(row, Tree::parse(R"({"stat":"OK","channel":[]})"), 0).results.status, 0);
+}
+
+}  // namespace
+}  // namespace W::test

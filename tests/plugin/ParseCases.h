@@ -1,0 +1,222 @@
+// Every parser as a row: a full reply with a distinct value for every key, the exact results, and what differs between
+// parsers. The rows stand in ParseCases<Family>.cpp; the tests in Parse*Test.cpp walk them and edit the replies.
+#pragma once
+
+#include "FakeHost.h"
+#include "ParseRecords.h"
+#include "WVorelOAI.h"
+
+#include <array>
+#include <functional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace W::test {
+
+/// A reply to edit. Members keep their order, which in the rows is the order of reading.
+using Tree = nlohmann::ordered_json;
+using Pointer = Tree::json_pointer;
+
+/// The status of a parser that let an exception pass.
+inline constexpr int kThrown = 1000000;
+
+/// What a parser returned and wrote.
+struct Results {
+    int status = 0;
+    Shown outputs;
+};
+
+/// What the outputs hold when the parser is called.
+enum class Outputs {
+    Fresh,
+    Filled,  ///< something to be kept or replaced
+};
+
+/// What a parser is called with.
+struct Calling {
+    std::string body;
+    WVorelOAI* owner = nullptr;
+    UINT64 reference = 0;
+    WDateTime clock = WDateTime::fromString("-05:30", WDateTime::FORMAT_OFFSET, WDateTime::TIMEZONE_NONE);
+    Outputs outputs = Outputs::Fresh;
+};
+
+/// When an image is read.
+enum class ReadWhen {
+    Always,
+    UrlPresent,
+    UrlNonEmpty,
+    HasMembers,
+};
+
+/// An image object in the reply; "*" stands for any index.
+struct ImageAt {
+    const char* path;
+    ReadWhen when;
+};
+
+/// A key whose absence changes more than the value that it feeds: the whole outcome is stated.
+struct Absence {
+    const char* path;
+    int status;
+    const char* outputs;  ///< as in ParserCase::outputs
+};
+
+/// What happens to the outputs when the JSON library throws. Outputs that are no container keep what was read.
+enum class OnException {
+    Clears,  ///< -57 and the containers cleared
+    Resets,  ///< -57 and the output as new
+    Passes,  ///< the exception reaches the caller, the containers stay
+};
+
+struct ParserCase {
+    const char* name;      ///< unique
+    const char* function;  ///< in the parser's lines
+    std::function<Results(const Calling&)> parse;
+    const char* payload;  ///< members of "rsp" behind "stat"
+    const char* outputs;  ///< by name; a container is given as its list
+    std::vector<ImageAt> images = {};
+    std::vector<Absence> absences = {};
+    OnException onException = OnException::Clears;
+    int unreadable = -57;  ///< status after an exception
+    /// Reply keys that become true in an output: path, output.
+    std::vector<std::pair<const char*, const char*>> flags = {};
+    int cancelTests = 0;  ///< made while the full reply is read; 0: it cannot be cancelled
+    const char* cancelLine = nullptr;
+    const char* wholeList = nullptr;  ///< reply array that a record gets as a whole or not at all
+};
+
+/// For the messages of failed tests.
+inline void PrintTo(const ParserCase& row, std::ostream* out)
+{
+    *out << row.name;
+}
+
+const std::vector<ParserCase>& parserCases();
+/// The row of a name.
+const ParserCase& parserCase(const std::string& name);
+
+/// "rsp" of the full reply.
+Tree fullReply(const ParserCase& row);
+/// {"rsp": ...} as text.
+std::string replyText(const Tree& rsp);
+/// Outputs with the counts of the containers, which rows leave out.
+Shown withCounts(const ParserCase& row, Shown outputs);
+Shown stated(const ParserCase& row, const char* outputs);
+inline Shown stated(const ParserCase& row)
+{
+    return stated(row, row.outputs);
+}
+
+// -- Rows are made of these
+
+std::vector<ParserCase> configCases();
+std::vector<ParserCase> channelCases();
+std::vector<ParserCase> guideCases();
+std::vector<ParserCase> detailCases();
+std::vector<ParserCase> recommendCases();
+std::vector<ParserCase> viewerCases();
+
+/// How many lines had been printed at each clearing of a container since the test began.
+std::vector<std::size_t>& clearings();
+
+/// Notes when it is cleared.
+template <class Record>
+class WatchedContainer final : public WContainer<Record> {
+public:
+    void clear() override
+    {
+        WContainer<Record>::clear();
+        clearings().push_back(FakeHost::current()->lines().size());
+    }
+};
+
+inline void fill(std::string& text)
+{
+    text = "before";
+}
+inline void fill(int& number)
+{
+    number = -7;
+}
+inline void fill(bool& flag)
+{
+    flag = true;
+}
+inline void fill(WDateTime& time)
+{
+    time = WDateTime::fromTime_t(1);
+}
+inline void fill(WResource& record)
+{
+    record.setResourceID("before");
+}
+inline void fill(std::map<int, std::string>& states)
+{
+    states[0] = "before";
+}
+inline void fill(std::multimap<int, WVLCityCode>& cities)
+{
+    cities.emplace(0, WVLCityCode());
+}
+template <class Record>
+void fill(std::list<Record>& list)
+{
+    fill(list.emplace_back());
+}
+template <class Record>
+void fill(WContainer<Record>& container)
+{
+    fill(container.data());
+    container.setCount(77);
+}
+
+/// Makes a call of `call(command, calling, outputs...)` that shows the outputs under their names.
+template <class Command, class... Output, class Call>
+std::function<Results(const Calling&)> parser(std::array<const char*, sizeof...(Output)> names, Call call)
+{
+    return [names, call](const Calling& calling) {
+        Command command(nullptr, nullptr, calling.owner, WContentProvider("Corvane", 14));
+        std::tuple<Output...> outputs{};
+        if (calling.outputs == Outputs::Filled)
+            std::apply([](auto&... output) { (fill(output), ...); }, outputs);
+        Results results;
+        std::apply(
+            [&](auto&... output) {
+                try {
+                    results.status = call(command, calling, output...);
+                } catch (const std::exception&) {
+                    results.status = kThrown;
+                }
+                std::size_t index = 0;
+                results.outputs = Shown::object();
+                ((results.outputs[names[index++]] = show(output)), ...);
+            },
+            outputs);
+        return results;
+    };
+}
+
+/// A parser of the body alone, without outputs.
+template <class Command>
+ParserCase acknowledgement(const char* function, int (Command::*parse)(const std::string&))
+{
+    return {function, function,
+            parser<Command>({}, [parse](Command& command, const Calling& in) { return (command.*parse)(in.body); }),
+            "{}", "{}"};
+}
+
+/// A parser of the body into one record.
+template <class Command, class Record>
+std::function<Results(const Calling&)> recordParser(const char* output,
+                                                    int (Command::*parse)(const std::string&, Record&))
+{
+    return parser<Command, Record>({output}, [parse](Command& command, const Calling& in, Record& record) {
+        return (command.*parse)(in.body, record);
+    });
+}
+
+}  // namespace W::test

@@ -1,0 +1,505 @@
+// What every parser reads: the full reply against the exact records, then with every key missing and of every wrong
+// type in turn. What has to come out is worked out from the row's own statement: values are distinct, so that a key
+// that goes takes its value along; what goes beyond that is stated in the row.
+
+#include "ParseCases.h"
+
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <set>
+
+namespace W::test {
+namespace {
+
+using Values = std::set<std::string>;
+
+/// A value of the reply as the tests compare it; empty for what no record shows.
+std::string valueText(const Tree& leaf)
+{
+    const std::string text = leaf.get<std::string>();
+    return text == "unread" ? std::string() : text;
+}
+
+/// Whether a record shows a value of the reply: as text, as number, or as an instant, which always ends with Z.
+bool shows(const Shown& shown, const std::string& value)
+{
+    if (shown.is_string())
+        return shown == value || shown == value + "Z";
+    return shown.is_number_integer() && std::to_string(shown.get<long>()) == value;
+}
+
+bool holdsOneOf(const Shown& record, const Values& values)
+{
+    return record.is_object() && std::any_of(record.begin(), record.end(), [&](const Shown& member) {
+               return std::any_of(values.begin(), values.end(), [&](const std::string& v) { return shows(member, v); });
+           });
+}
+
+/// Removes from a record or list, at any depth, the records that hold one of the values themselves.
+void removeHolders(Shown& shown, const Values& values)
+{
+    if (shown.is_array()) {
+        Shown kept = Shown::array();
+        for (Shown& element : shown) {
+            if (!holdsOneOf(element, values))
+                kept.push_back(std::move(element));
+        }
+        shown = std::move(kept);
+        for (Shown& element : shown)
+            removeHolders(element, values);
+        return;
+    }
+    if (!shown.is_object())
+        return;
+    for (auto member = shown.begin(); member != shown.end();) {
+        removeHolders(*member, values);
+        const bool gone = holdsOneOf(*member, values) || (member->is_array() && member->empty());
+        member = gone ? shown.erase(member) : std::next(member);
+    }
+}
+
+/// Empties the members that show one of the values.
+void removeValues(Shown& shown, const Values& values)
+{
+    if (shown.is_array()) {
+        for (Shown& element : shown)
+            removeValues(element, values);
+        return;
+    }
+    if (!shown.is_object())
+        return;
+    for (auto member = shown.begin(); member != shown.end();) {
+        const bool gone =
+            std::any_of(values.begin(), values.end(), [&](const std::string& value) { return shows(*member, value); });
+        // An instant that cannot be read has no offset, unless the parser attaches the server's.
+        const bool takesOffsetAlong = gone && member.key() == "at" && shown.value("offset", "") == "+00:00";
+        removeValues(*member, values);
+        const bool emptied = member->is_object() && member->empty();
+        member = gone || emptied ? shown.erase(member) : std::next(member);
+        if (takesOffsetAlong) {
+            shown.erase("offset");
+            return;
+        }
+    }
+}
+
+/// Applies one of the two to all outputs.
+void removeFrom(Shown& outputs, const Values& values, void (*remove)(Shown&, const Values&))
+{
+    for (Shown& output : outputs) {
+        if (output.is_structured() && output.contains("at") && remove == removeHolders && holdsOneOf(output, values))
+            output = Shown::object();
+        else if (output.is_structured())
+            remove(output, values);
+        else if (std::any_of(values.begin(), values.end(), [&](const std::string& v) { return shows(output, v); }))
+            output = output.is_string() ? Shown("") : Shown(0);
+    }
+}
+
+void collectValues(const Tree& tree, Values& values)
+{
+    if (!tree.is_structured()) {
+        if (!valueText(tree).empty())
+            values.insert(valueText(tree));
+        return;
+    }
+    for (const Tree& child : tree)
+        collectValues(child, values);
+}
+
+Values valuesOf(const Tree& tree)
+{
+    Values values;
+    collectValues(tree, values);
+    return values;
+}
+
+/// The values that the objects of an array hold themselves.
+Values directValues(const Tree& array)
+{
+    Values values;
+    for (const Tree& element : array) {
+        for (const Tree& member : element) {
+            if (!member.is_structured() && !valueText(member).empty())
+                values.insert(valueText(member));
+        }
+    }
+    return values;
+}
+
+bool matches(const std::string& path, const std::string& pattern)
+{
+    std::size_t at = 0;
+    for (const char letter : pattern) {
+        if (letter == '*') {
+            while (at < path.size() && path[at] != '/')
+                ++at;
+        } else if (at >= path.size() || path[at++] != letter) {
+            return false;
+        }
+    }
+    return at == path.size();
+}
+
+const ImageAt* imageAt(const ParserCase& row, const std::string& path)
+{
+    const auto found = std::find_if(row.images.begin(), row.images.end(),
+                                    [&](const ImageAt& image) { return matches(path, image.path); });
+    return found != row.images.end() ? &*found : nullptr;
+}
+
+const char* flagAt(const ParserCase& row, const std::string& path)
+{
+    for (const auto& [flagPath, output] : row.flags) {
+        if (path == flagPath)
+            return output;
+    }
+    return nullptr;
+}
+
+std::string parentOf(const std::string& path)
+{
+    return path.substr(0, path.rfind('/'));
+}
+
+std::string keyOf(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+/// One key of the full reply, in the order of reading.
+struct Key {
+    std::string path;
+    Tree value;
+    bool isElement;  ///< of an array
+};
+
+void collectKeys(const Tree& tree, const std::string& path, std::vector<Key>& keys)
+{
+    const bool inArray = tree.is_array();
+    for (const auto& [name, value] : tree.items()) {
+        const std::string childPath = path + "/" + name;
+        keys.push_back({childPath, value, inArray});
+        if (value.is_structured())
+            collectKeys(value, childPath, keys);
+    }
+}
+
+std::vector<Key> keysOf(const ParserCase& row)
+{
+    std::vector<Key> keys;
+    collectKeys(Tree::parse(row.payload), "", keys);
+    return keys;
+}
+
+struct Parser : ::testing::TestWithParam<ParserCase> {
+    FakeHost host;
+    WVorelOAI object;
+    const ParserCase& row = GetParam();
+
+    Results parse(const Tree& rsp, Outputs outputs = Outputs::Fresh)
+    {
+        Calling calling;
+        calling.body = replyText(rsp);
+        calling.owner = &object;
+        calling.outputs = outputs;
+        host.forgetLines();
+        return row.parse(calling);
+    }
+
+    void expect(const Tree& rsp, int status, const Shown& outputs)
+    {
+        const Results results = parse(rsp);
+        EXPECT_EQ(results.status, status) << replyText(rsp);
+        EXPECT_EQ(results.outputs, outputs) << replyText(rsp) << "\n" << Shown::diff(outputs, results.outputs);
+    }
+
+    Tree replaced(const std::string& path, const Tree& value)
+    {
+        Tree rsp = fullReply(row);
+        rsp[Pointer(path)] = value;
+        return rsp;
+    }
+
+    Tree without(const std::string& path)
+    {
+        Tree rsp = fullReply(row);
+        rsp[Pointer(parentOf(path))].erase(keyOf(path));
+        return rsp;
+    }
+
+    const Absence* absenceOf(const std::string& path)
+    {
+        const auto found = std::find_if(row.absences.begin(), row.absences.end(),
+                                        [&](const Absence& absence) { return path == absence.path; });
+        return found != row.absences.end() ? &*found : nullptr;
+    }
+
+    /// Takes out of the outputs what is not there when a key is missing.
+    void takeOut(const std::string& path, const Tree& value, Shown& outputs)
+    {
+        const ImageAt* const image = imageAt(row, path);
+        const ImageAt* const imageOfUrl = keyOf(path) == "url" ? imageAt(row, parentOf(path)) : nullptr;
+        if (const char* const flag = flagAt(row, path)) {
+            outputs[flag] = false;
+        } else if (image != nullptr && image->when != ReadWhen::Always) {
+            removeFrom(outputs, valuesOf(value), removeHolders);
+        } else if (imageOfUrl != nullptr &&
+                   (imageOfUrl->when == ReadWhen::UrlPresent || imageOfUrl->when == ReadWhen::UrlNonEmpty)) {
+            removeFrom(outputs, valuesOf(fullReply(row)[Pointer(parentOf(path))]), removeHolders);
+        } else if (!value.is_structured()) {
+            removeFrom(outputs, valuesOf(value), removeValues);
+        } else {
+            if (value.is_array())
+                removeFrom(outputs, directValues(value), removeHolders);
+            for (const auto& [name, child] : value.items())
+                takeOut(path + "/" + name, child, outputs);
+        }
+    }
+
+    /// Expects what comes out when a key is missing, or holds something that counts as nothing.
+    void expectAbsent(const Tree& rsp, const Key& key)
+    {
+        if (const Absence* const absence = absenceOf(key.path)) {
+            expect(rsp, absence->status, stated(row, absence->outputs));
+            return;
+        }
+        // An image that shows nothing cannot be told from its like; tests by name see to those.
+        const std::string imagePath = imageAt(row, key.path) != nullptr ? key.path : parentOf(key.path);
+        if (imageAt(row, imagePath) != nullptr && valuesOf(fullReply(row)[Pointer(imagePath)]).empty())
+            return;
+        Shown outputs = Shown::parse(row.outputs);
+        takeOut(key.path, key.value, outputs);
+        expect(rsp, 0, withCounts(row, std::move(outputs)));
+    }
+
+    /// Expects what comes out when reading a key throws: what was read before it, where it is kept.
+    void expectUnreadable(const Tree& rsp, const Key& key)
+    {
+        // What is handed over as a whole begins to be read at its first key.
+        std::string from = key.path;
+        for (std::string path = key.path; !path.empty(); path = parentOf(path)) {
+            if (imageAt(row, path) != nullptr || (row.wholeList != nullptr && path == row.wholeList))
+                from = path;
+        }
+        Values lost;
+        Shown outputs = Shown::parse(row.outputs);
+        bool reached = false;
+        for (const Key& each : keysOf(row)) {
+            reached = reached || each.path == from;
+            if (!reached || each.value.is_structured())
+                continue;
+            if (const char* const flag = flagAt(row, each.path))
+                outputs[flag] = false;
+            else if (!valueText(each.value).empty())
+                lost.insert(valueText(each.value));
+        }
+        removeFrom(outputs, lost, removeHolders);
+        removeFrom(outputs, lost, removeValues);
+        const Shown fresh = row.parse({}).outputs;
+        for (const auto& [name, output] : fresh.items()) {
+            if (output.contains("count"))
+                outputs[name] = {{"count", row.onException == OnException::Clears ? -1 : 0}, {"list", Shown::array()}};
+            else if (row.onException == OnException::Resets)
+                outputs[name] = Shown::object();
+        }
+        expect(rsp, row.onException == OnException::Passes ? kThrown : row.unreadable, outputs);
+        expectUnreadableLines();
+    }
+
+    void expectUnreadableLines()
+    {
+        const std::vector<Line> lines = host.lines();
+        const bool isCaught = row.onException != OnException::Passes;
+        const std::string caught = std::string("[") + row.function + "] Exception Caught: ";
+        const auto found =
+            std::find_if(lines.begin(), lines.end(), [&](const Line& line) { return line.text.rfind(caught, 0) == 0; });
+        ASSERT_EQ(found != lines.end(), isCaught);
+        if (!isCaught)
+            return;
+        EXPECT_EQ(found->level, 8u);
+        EXPECT_EQ(found->flags, 0u);
+        EXPECT_GT(found->text.size(), caught.size());
+        ASSERT_EQ(lines.end() - found, 2) << "the error line is the last";
+        const std::string failed =
+            std::string("[") + row.function + "] #ERROR WSTATUS:" + WSTATUS2STRING(row.unreadable) + "(" +
+            std::to_string(row.unreadable) + ")\tFILE:ContentsManager/WLib/Plugins/Corvane/src/VorelCommand(";
+        EXPECT_EQ(found[1].text.rfind(failed, 0), 0u) << found[1].text;
+        EXPECT_EQ(found[1].level, 1u);
+        EXPECT_EQ(found[1].flags, 0u);
+    }
+};
+
+TEST_P(Parser, ReadsEveryKeyIntoItsField)
+{
+    expect(fullReply(row), 0, stated(row));
+    EXPECT_TRUE(host.texts(1).empty());
+}
+
+TEST_P(Parser, ReplacesWhatContainersHeld)
+{
+    const Results results = parse(fullReply(row), Outputs::Filled);
+    EXPECT_EQ(results.status, 0);
+    const Shown expected = stated(row);
+    for (const auto& [name, output] : expected.items()) {
+        if (output.contains("count")) {
+            EXPECT_EQ(results.outputs.at(name), output) << name;
+        }
+    }
+}
+
+TEST_P(Parser, IsTestedWithADistinctValueForEveryKey)
+{
+    Values values;
+    const Shown flat = Shown::parse(row.outputs).flatten();
+    for (const Key& key : keysOf(row)) {
+        if (key.value.is_structured() || valueText(key.value).empty() || flagAt(row, key.path) != nullptr)
+            continue;
+        const std::string value = valueText(key.value);
+        EXPECT_TRUE(values.insert(value).second) << key.path << ": " << value << " stands twice";
+        const bool isShown =
+            std::any_of(flat.begin(), flat.end(), [&](const Shown& leaf) { return shows(leaf, value); });
+        EXPECT_TRUE(isShown || absenceOf(key.path) != nullptr) << key.path << " is not in the stated records";
+    }
+}
+
+TEST_P(Parser, ReadsNoOtherKey)
+{
+    std::set<std::string> keys;
+    for (const ParserCase& each : parserCases()) {
+        for (const Key& key : keysOf(each)) {
+            if (!key.isElement)
+                keys.insert(keyOf(key.path));
+        }
+    }
+    // The first element of every array is the one that has all of its keys; in the others some are missing on purpose.
+    Tree rsp = fullReply(row);
+    const auto topUp = [&keys](Tree& target) {
+        for (const std::string& key : keys) {
+            if (!target.contains(key))
+                target[key] = "unread";
+        }
+    };
+    topUp(rsp);
+    for (const Key& key : keysOf(row)) {
+        if (key.value.is_object() && key.path.find_first_of("123456789") == std::string::npos)
+            topUp(rsp[Pointer(key.path)]);
+    }
+    expect(rsp, 0, stated(row));
+}
+
+TEST_P(Parser, MissingKeysReadAsEmpty)
+{
+    for (const Key& key : keysOf(row)) {
+        SCOPED_TRACE(key.path);
+        if (!key.isElement)
+            expectAbsent(without(key.path), key);
+    }
+}
+
+TEST_P(Parser, NullReadsAsEmpty)
+{
+    for (const Key& key : keysOf(row)) {
+        SCOPED_TRACE(key.path);
+        if (!key.isElement)
+            expectAbsent(replaced(key.path, nullptr), key);
+    }
+}
+
+TEST_P(Parser, ObjectsAndArraysInsteadOfTextsAreUnreadable)
+{
+    for (const Key& key : keysOf(row)) {
+        if (key.value.is_structured() || key.value == "unread")
+            continue;
+        for (const Tree& wrong : {Tree{{"a", "b"}}, Tree::array({"a"}), Tree::object(), Tree::array()}) {
+            SCOPED_TRACE(key.path + " is " + wrong.dump());
+            const ImageAt* const image = keyOf(key.path) == "url" ? imageAt(row, parentOf(key.path)) : nullptr;
+            // An empty object counts as no "url" where its presence is asked for.
+            if (image != nullptr && image->when == ReadWhen::UrlPresent && wrong.empty() && key.value != "")
+                expectAbsent(replaced(key.path, wrong), key);
+            else if (image == nullptr || image->when != ReadWhen::UrlPresent || !wrong.empty())
+                expectUnreadable(replaced(key.path, wrong), key);
+        }
+    }
+}
+
+TEST_P(Parser, ScalarsAndArraysInsteadOfObjectsAreUnreadable)
+{
+    for (const Key& key : keysOf(row)) {
+        if (!key.value.is_object())
+            continue;
+        for (const Tree& wrong : {Tree("text"), Tree(""), Tree(5), Tree(true), Tree::array(), Tree::array({"a"})}) {
+            SCOPED_TRACE(key.path + " is " + wrong.dump());
+            const ImageAt* const image = imageAt(row, key.path);
+            const bool hasNoMembers = !wrong.is_array() || wrong.empty();
+            if (image != nullptr && image->when == ReadWhen::HasMembers && hasNoMembers)
+                expectAbsent(replaced(key.path, wrong), key);
+            else
+                expectUnreadable(replaced(key.path, wrong), key);
+        }
+    }
+}
+
+TEST_P(Parser, ObjectsInsteadOfArraysAreUnreadable)
+{
+    for (const Key& key : keysOf(row)) {
+        SCOPED_TRACE(key.path);
+        if (key.value.is_array())
+            expectUnreadable(replaced(key.path, {{"a", "b"}}), key);
+    }
+}
+
+TEST_P(Parser, WhatHasNoElementsCountsAsAnEmptyArray)
+{
+    for (const Key& key : keysOf(row)) {
+        if (!key.value.is_array())
+            continue;
+        for (const Tree& wrong : {Tree("text"), Tree(5), Tree(true), Tree::object(), Tree::array()}) {
+            SCOPED_TRACE(key.path + " is " + wrong.dump());
+            expectAbsent(replaced(key.path, wrong), key);
+        }
+    }
+}
+
+/// Puts 4711 in place of a text or number. @return false when there is none
+bool replaceValue(Shown& shown, const std::string& value)
+{
+    if (shown.is_structured()) {
+        bool found = false;
+        for (auto member = shown.begin(); member != shown.end(); ++member) {
+            const bool isTime = shown.is_object() && (member.key() == "at" || member.key() == "offset");
+            found = (!isTime && replaceValue(*member, value)) || found;
+        }
+        return found;
+    }
+    if (!shows(shown, value))
+        return false;
+    shown = shown.is_string() ? Shown("4711") : Shown(4711);
+    return true;
+}
+
+TEST_P(Parser, NumbersInsteadOfTextsAreReadAsTexts)
+{
+    for (const Key& key : keysOf(row)) {
+        SCOPED_TRACE(key.path);
+        const std::string value = key.value.is_structured() ? "" : valueText(key.value);
+        if (value.empty() || absenceOf(key.path) != nullptr)
+            continue;
+        Shown outputs = Shown::parse(row.outputs);
+        if (const char* const flag = flagAt(row, key.path)) {
+            outputs[flag] = false;
+        } else {
+            // No number is a time: what is not found as a text or a number is one.
+            if (!replaceValue(outputs, value))
+                removeFrom(outputs, {value}, removeValues);
+        }
+        expect(replaced(key.path, 4711), 0, withCounts(row, std::move(outputs)));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, Parser, ::testing::ValuesIn(parserCases()),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+}  // namespace
+
+}  // namespace W::test

@@ -1,0 +1,31 @@
+// Two places inside the plug-in where a test can act while a reply is read. The linker wraps both functions for the
+// test program (see CMakeLists.txt); without a hook they are what they were.
+#pragma once
+
+#include "WTypes.h"
+
+#include <functional>
+
+namespace W {
+
+class VorelService;
+
+namespace test {
+
+/// Called before each cancel test of a parser, on its thread.
+using CancelTestHook = std::function<void(VorelService& service, UINT64 reference)>;
+/// Called before an exception line is printed.
+using ExceptionHook = std::function<void()>;
+
+/// Sets a hook for as long as it lives.
+class Hooked {
+public:
+    explicit Hooked(CancelTestHook hook);
+    explicit Hooked(ExceptionHook hook);
+    ~Hooked();
+    Hooked(const Hooked&) = delete;
+    Hooked& operator=(const Hooked&) = delete;
+};
+
+}  // namespace test
+}  // namespace W
