@@ -201,13 +201,14 @@ void CurlExecutor::transferAll()
 {
     bool goOn = exchangeWithOthers();
     while (goOn) {
+        m_now = Clock::now();
         beginStarting();
         int active = 0;
         curl_multi_perform(m_pMulti.get(), &active);
         endFinished();
         if (m_bAttention.exchange(false))
             endMarked();
-        endStalled(Clock::now());
+        endStalled();
         if (!m_ended.empty())
             goOn = exchangeWithOthers();
         if (goOn && m_starting.empty()) {
@@ -234,8 +235,8 @@ bool CurlExecutor::exchangeWithOthers()
         }
         m_nextExpiry = Clock::time_point::max();
         if (!m_waiting.empty()) {
-            const auto now = Clock::now();
-            while (!m_waiting.empty() && m_waiting.front().accepted + m_limits.totalTimeout <= now) {
+            m_now = Clock::now();
+            while (!m_waiting.empty() && m_waiting.front().accepted + m_limits.totalTimeout <= m_now) {
                 m_waiting.front().status = session::kTimedOut;
                 m_done.splice(m_done.end(), m_waiting, m_waiting.begin());
                 somethingDone = true;
@@ -256,26 +257,23 @@ bool CurlExecutor::exchangeWithOthers()
 
 void CurlExecutor::beginStarting()
 {
-    if (m_starting.empty())
-        return;
-    const auto now = Clock::now();
     for (const auto& exchange : m_starting) {
-        const SESSION_STATUS status = begin(exchange, now);
+        const SESSION_STATUS status = begin(exchange);
         if (status != session::kCompleted)
             end(exchange, status);
         else
-            m_nextStall = std::min(m_nextStall, now + m_limits.stallTimeout);
+            m_nextStall = std::min(m_nextStall, m_now + m_limits.stallTimeout);
     }
     m_starting.clear();
 }
 
-SESSION_STATUS CurlExecutor::begin(Exchanges::iterator exchange, Clock::time_point now)
+SESSION_STATUS CurlExecutor::begin(Exchanges::iterator exchange)
 {
     if (exchange->request->isCancelled())
         return session::kCancelled;
     if (m_idleTransfers.empty()) {
         try {
-            m_idleTransfers.push_back(std::make_unique<Running>(m_limits));
+            m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now));
         } catch (const std::bad_alloc&) {
             return session::kOutOfMemory;
         }
@@ -284,9 +282,9 @@ SESSION_STATUS CurlExecutor::begin(Exchanges::iterator exchange, Clock::time_poi
     m_idleTransfers.pop_back();
     Running& transfer = *exchange->transfer;
     transfer.exchange = exchange;
-    const auto left = exchange->accepted + m_limits.totalTimeout - now;
+    const auto left = exchange->accepted + m_limits.totalTimeout - m_now;
     const SESSION_STATUS status =
-        transfer.begin(*exchange->request, now, std::chrono::ceil<std::chrono::milliseconds>(left));
+        transfer.begin(*exchange->request, std::chrono::ceil<std::chrono::milliseconds>(left));
     if (status == session::kCompleted && curl_multi_add_handle(m_pMulti.get(), transfer.handle()) != CURLM_OK)
         return session::kOutOfMemory;
     return status;
@@ -339,16 +337,16 @@ void CurlExecutor::endMarked()
     marked.clear();
 }
 
-void CurlExecutor::endStalled(Clock::time_point now)
+void CurlExecutor::endStalled()
 {
-    if (now < m_nextStall)
+    if (m_now < m_nextStall)
         return;
     m_nextStall = Clock::time_point::max();
     for (auto exchange = m_running.begin(); exchange != m_running.end(); ++exchange) {
         if (!exchange->transfer)
             continue;
         const auto stalls = exchange->transfer->lastProgress() + m_limits.stallTimeout;
-        if (stalls <= now)
+        if (stalls <= m_now)
             end(exchange, session::kTimedOut);
         else
             m_nextStall = std::min(m_nextStall, stalls);
@@ -364,7 +362,7 @@ void CurlExecutor::sleep()
             m_bSleeping = false;
     }
     if (!m_bAttention && m_bSleeping) {
-        const auto until = std::min(m_nextStall, m_nextExpiry) - Clock::now();
+        const auto until = std::min(m_nextStall, m_nextExpiry) - m_now;
         const auto timeout = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(until),
                                         std::chrono::milliseconds::zero(), kLongestSleep);
         curl_multi_poll(m_pMulti.get(), nullptr, 0, static_cast<int>(timeout.count()), nullptr);

@@ -81,11 +81,11 @@ private:
     void transferAll();
     bool exchangeWithOthers();
     void beginStarting();
-    SESSION_STATUS begin(Exchanges::iterator exchange, Clock::time_point now);
+    SESSION_STATUS begin(Exchanges::iterator exchange);
     void end(Exchanges::iterator exchange, SESSION_STATUS status);
     void endFinished();
     void endMarked();
-    void endStalled(Clock::time_point now);
+    void endStalled();
     void sleep();
 
     // Delivery thread
@@ -121,6 +121,7 @@ private:
     std::vector<Exchanges::iterator> m_starting;  ///< of m_running, not yet libcurl's
     std::vector<Exchanges::iterator> m_ended;     ///< of m_running, no longer libcurl's
     std::vector<std::unique_ptr<Running>> m_idleTransfers;
+    Clock::time_point m_now;                                    ///< in this turn of the loop
     Clock::time_point m_nextStall = Clock::time_point::max();   ///< no transfer stalls before
     Clock::time_point m_nextExpiry = Clock::time_point::max();  ///< of the first in line
 };

@@ -44,19 +44,31 @@ constexpr StatusOfCode kStatuses[] = {
     {CURLE_SSL_CLIENTCERT, session::kTlsFailed},
 };
 
-const char* methodName(HTTP_REQUEST_TYPE type)
+/// What libcurl does of its own accord with a request that has a body, or none.
+enum class Natural {
+    Get,
+    Put
+};
+
+/// @return the method's name where libcurl has to be told; null where it comes by itself
+const char* unnaturalMethod(HTTP_REQUEST_TYPE type, Natural natural)
 {
     switch (type) {
         case HTTP_GET:
-            return "GET";
+            return natural == Natural::Get ? nullptr : "GET";
         case HTTP_POST:
             return "POST";
         case HTTP_PUT:
-            return "PUT";
+            return natural == Natural::Put ? nullptr : "PUT";
         case HTTP_DELETE:
             return "DELETE";
     }
     return nullptr;
+}
+
+bool isKnownMethod(HTTP_REQUEST_TYPE type)
+{
+    return type >= HTTP_GET && type <= HTTP_DELETE;
 }
 
 /// Form B of the request, without an upload: the reply goes to a file.
@@ -80,7 +92,8 @@ bool FileDescriptor::close()
     return good;
 }
 
-CurlTransfer::CurlTransfer(const HttpLimits& limits) : m_limits(limits), m_pEasy(curl_easy_init())
+CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& now)
+    : m_limits(limits), m_now(now), m_pEasy(curl_easy_init())
 {
     if (!m_pEasy)
         throw std::bad_alloc();
@@ -117,18 +130,18 @@ CurlTransfer& CurlTransfer::of(CURL* easy)
     return *static_cast<CurlTransfer*>(self);
 }
 
-SESSION_STATUS CurlTransfer::begin(HttpRequest& request, Clock::time_point now, std::chrono::milliseconds left)
+SESSION_STATUS CurlTransfer::begin(HttpRequest& request, std::chrono::milliseconds left)
 {
     m_pRequest = &request;
     m_iFailure = session::kCompleted;
     m_eSink = isDownload(request) ? Sink::Nowhere : Sink::Payload;
     m_uArrived = 0;
     m_bHeaderSeen = false;
-    m_lastProgress = now;
+    m_lastProgress = m_now;
     try {
         const auto url =
             splitUrl(request.url(), request.isEncoding() ? UrlEncoding::PercentEncode : UrlEncoding::AsGiven);
-        if (!url || !methodName(request.type()) || !isSendable(request.header()))
+        if (!url || !isKnownMethod(request.type()) || !isSendable(request.header()))
             return session::kNotSendable;
         CURL* const easy = handle();
         // libcurl would tidy a path up, so it only gets to know where to connect.
@@ -170,7 +183,8 @@ SESSION_STATUS CurlTransfer::setBody()
     } else {
         curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
     }
-    const CURLcode named = curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, methodName(request.type()));
+    const char* const method = unnaturalMethod(request.type(), withBody ? Natural::Put : Natural::Get);
+    const CURLcode named = curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method);
     return named == CURLE_OK ? session::kCompleted : session::kOutOfMemory;
 }
 
@@ -324,14 +338,14 @@ std::size_t CurlTransfer::readBody(char* buffer, std::size_t room)
 std::size_t CurlTransfer::onRead(char* buffer, std::size_t size, std::size_t count, void* self)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    transfer.m_lastProgress = Clock::now();
+    transfer.m_lastProgress = transfer.m_now;
     return transfer.readBody(buffer, size * count);
 }
 
 std::size_t CurlTransfer::onWrite(char* data, std::size_t size, std::size_t count, void* self)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    transfer.m_lastProgress = Clock::now();
+    transfer.m_lastProgress = transfer.m_now;
     return transfer.keep({data, size * count}) ? size * count : 0;
 }
 
@@ -339,7 +353,7 @@ std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t cou
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
     const std::string_view line(data, size * count);
-    transfer.m_lastProgress = Clock::now();
+    transfer.m_lastProgress = transfer.m_now;
     transfer.m_bHeaderSeen = true;
     const bool last = line == "\r\n" || line == "\n";
     return !last || transfer.startOfBody() ? line.size() : 0;

@@ -50,8 +50,9 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// @param limits  outlives the transfer
+    /// @param now     the transfer thread's clock, read once per turn of its loop; outlives the transfer
     /// @throws std::bad_alloc
-    explicit CurlTransfer(const HttpLimits& limits);
+    CurlTransfer(const HttpLimits& limits, const Clock::time_point& now);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
@@ -59,7 +60,7 @@ public:
     /// @param request  stays its owner's; untouched after end()
     /// @param left     time until its total time-out
     /// @return kCompleted when it can be given to the multi handle, else the status that it ends with
-    SESSION_STATUS begin(HttpRequest& request, Clock::time_point now, std::chrono::milliseconds left);
+    SESSION_STATUS begin(HttpRequest& request, std::chrono::milliseconds left);
 
     /// Takes the request off the handle after libcurl is done with it, and fills in the response.
     /// @param given  what libcurl or the executor says
@@ -105,6 +106,7 @@ private:
     static int onSeek(void* self, curl_off_t offset, int origin);
 
     const HttpLimits& m_limits;
+    const Clock::time_point& m_now;
     std::unique_ptr<CURL, EasyCleanup> m_pEasy;
     std::unique_ptr<curl_slist, ListCleanup> m_pHeaders;
     HttpRequest* m_pRequest = nullptr;

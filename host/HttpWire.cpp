@@ -2,37 +2,54 @@
 #include "HttpWire.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 
 namespace W::host {
 
 namespace {
 
-constexpr std::string_view kUnsafe = "\"<>\\^{|}`";
-constexpr std::string_view kTokenMarks = "!#$%&'*+-.^_`|~";
-
-constexpr bool isControlOrBlank(char letter)
-{
-    const auto byte = static_cast<unsigned char>(letter);
-    return byte <= 0x20 || byte == 0x7F;
-}
+/// What the bytes of requests are good for, looked up for each of them.
+struct ByteKind {
+    bool token = false;      ///< in header names
+    bool breaking = false;   ///< ends a header line
+    bool invisible = false;  ///< blank or control character: in no request line
+    bool unsafe = false;     ///< to be percent-encoded
+};
 
 constexpr char lower(char letter)
 {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
 
-constexpr bool isTokenLetter(char letter)
+constexpr std::array<ByteKind, 256> makeByteKinds()
 {
-    const char low = lower(letter);
-    return (low >= 'a' && low <= 'z') || (letter >= '0' && letter <= '9') ||
-           kTokenMarks.find(letter) != std::string_view::npos;
+    constexpr std::string_view kUnsafe = "\"<>\\^{|}`";
+    constexpr std::string_view kTokenMarks = "!#$%&'*+-.^_`|~";
+    std::array<ByteKind, 256> kinds{};
+    for (std::size_t byte = 0; byte < kinds.size(); ++byte) {
+        const char letter = static_cast<char>(byte);
+        ByteKind& kind = kinds[byte];
+        kind.token = (lower(letter) >= 'a' && lower(letter) <= 'z') || (letter >= '0' && letter <= '9') ||
+                     kTokenMarks.find(letter) != std::string_view::npos;
+        kind.breaking = letter == '\r' || letter == '\n' || letter == '\0';
+        kind.invisible = byte <= 0x20 || byte == 0x7F;
+        kind.unsafe = kind.invisible || byte > 0x7F || kUnsafe.find(letter) != std::string_view::npos;
+    }
+    return kinds;
 }
 
-bool mustBeEncoded(char letter)
+constexpr std::array<ByteKind, 256> kByteKinds = makeByteKinds();
+
+constexpr const ByteKind& kindOf(char letter)
 {
-    return isControlOrBlank(letter) || static_cast<unsigned char>(letter) > 0x7F ||
-           kUnsafe.find(letter) != std::string_view::npos;
+    return kByteKinds[static_cast<unsigned char>(letter)];
+}
+
+template <bool ByteKind::*Property>
+bool hasAny(std::string_view text)
+{
+    return std::any_of(text.begin(), text.end(), [](char letter) { return kindOf(letter).*Property; });
 }
 
 bool startsWith(std::string_view text, std::string_view scheme)
@@ -48,7 +65,7 @@ std::string percentEncoded(std::string_view text)
     std::string encoded;
     encoded.reserve(text.size());
     for (const char letter : text) {
-        if (!mustBeEncoded(letter)) {
+        if (!kindOf(letter).unsafe) {
             encoded += letter;
             continue;
         }
@@ -70,7 +87,7 @@ std::optional<WireUrl> splitUrl(const std::string& url, UrlEncoding encoding)
     const std::size_t host = wire.tls ? 8 : 7;
     const std::size_t path = std::min(text.find_first_of("/?#", host), text.size());
     const std::string_view authority = text.substr(host, path - host);
-    if (authority.empty() || std::any_of(authority.begin(), authority.end(), isControlOrBlank))
+    if (authority.empty() || hasAny<&ByteKind::invisible>(authority))
         return std::nullopt;
     wire.origin = text.substr(0, path);
     wire.origin += '/';
@@ -82,17 +99,18 @@ std::optional<WireUrl> splitUrl(const std::string& url, UrlEncoding encoding)
         wire.target += percentEncoded(target);
     else
         wire.target += target;
-    if (std::any_of(wire.target.begin(), wire.target.end(), isControlOrBlank))
+    if (hasAny<&ByteKind::invisible>(wire.target))
         return std::nullopt;
     return wire;
 }
 
 bool isSendable(const HttpHeader& header)
 {
-    constexpr std::string_view kLineBreakers("\r\n\0", 3);
-    return std::all_of(header.lines().begin(), header.lines().end(), [&](const HttpHeader::Line& line) {
-        return !line.first.empty() && std::all_of(line.first.begin(), line.first.end(), isTokenLetter) &&
-               line.second.find_first_of(kLineBreakers) == std::string::npos;
+    return std::all_of(header.lines().begin(), header.lines().end(), [](const HttpHeader::Line& line) {
+        const auto& [name, value] = line;
+        return !name.empty() &&
+               std::all_of(name.begin(), name.end(), [](char letter) { return kindOf(letter).token; }) &&
+               !hasAny<&ByteKind::breaking>(value);
     });
 }
 
