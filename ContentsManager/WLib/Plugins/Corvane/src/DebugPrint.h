@@ -26,8 +26,10 @@ public:
 };
 
 template <>
-__attribute__((format(printf, 3, 4))) void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags,
-                                                                     const char* format, ...);
+#if !defined(__clang__)  // which would count an object here that the function has not, and checks by the template
+__attribute__((format(printf, 3, 4)))
+#endif
+void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags, const char* format, ...);
 template <>
 CCDebug* CCDebug::m_Instance<CWCCDebug>();
 template <>
