@@ -1,0 +1,72 @@
+// Every kind of request at its completion: a command whose callback shows what it was given, the handler's name, the
+// parser and the order of the results. Replies can be delivered to it without a request.
+#pragma once
+
+#include "Capture.h"
+#include "ParseCases.h"
+#include "VorelCommand.h"
+
+#include <memory>
+#include <tuple>
+
+namespace W::test {
+
+inline Shown show(const WContentProvider& provider)
+{
+    return provider.getName();
+}
+
+/// What a callback was given. Convert `Callback()` to the callback; the user data has to be the address of this.
+struct Delivered {
+    int calls = 0;
+    int status = 12345;
+    Shown results;  ///< an array, in the callback's order
+    UINT64 reference = 0;
+    bool throws = false;  ///< the callback throws when it has noted everything
+
+    struct Callback {
+        template <class... Arguments>
+        operator WCallback<Arguments...>() const
+        {
+            return [](int status, Arguments... arguments) {
+                const auto all = std::forward_as_tuple(arguments...);
+                constexpr std::size_t kResults = sizeof...(Arguments) - 2;
+                auto& self = *static_cast<Delivered*>(std::get<kResults + 1>(all));
+                ++self.calls;
+                self.status = status;
+                self.reference = std::get<kResults>(all);
+                self.results = Shown::array();
+                showFirst(all, self.results, std::make_index_sequence<kResults>());
+                if (self.throws)
+                    throw 42;
+            };
+        }
+
+        template <class Tuple, std::size_t... Index>
+        static void showFirst(const Tuple& all, Shown& results, std::index_sequence<Index...> /*indices*/)
+        {
+            (results.push_back(show(std::get<Index>(all))), ...);
+        }
+    };
+};
+
+struct Kind {
+    unsigned int key;
+    const char* handler;
+    /// Its row in parserCases(); null where nothing is parsed.
+    const char* parser;
+    /// The parser's outputs in the order in which the callback gets them.
+    std::vector<const char*> results;
+    /// @param delivered  null for a command without callback
+    std::function<std::unique_ptr<VorelServiceCMD>(WVorelOAI* owner, Delivered* delivered)> make;
+};
+
+/// In the order of the keys, 3 to 51.
+const std::vector<Kind>& kinds();
+const Kind& kindOf(unsigned int key);
+
+/// Delivers a reply to a command; returns what the completion returns.
+UINT64 complete(VorelServiceCMD& command, SESSION_STATUS session, HTTP_RESPONSE_CODE code, const std::string& body,
+                UINT64 reference = 4711);
+
+}  // namespace W::test
