@@ -85,22 +85,6 @@ void print(unsigned long level, const char* format, va_list* arguments, LineEnd 
 
 }  // namespace
 
-CCDebugOutput* CCDebug::DebugIO = nullptr;
-
-void CCDebug::Reset() {}
-void CCDebug::t_Print(unsigned long /*level*/, unsigned long /*flags*/, const char* /*format*/, va_list* /*arguments*/)
-{}
-void CCDebug::t_PrintR(unsigned long /*level*/, unsigned long /*flags*/, const char* /*format*/, va_list* /*arguments*/)
-{}
-void CCDebug::t_InitModule() {}
-void CCDebug::t_ShowDebugSubMenu() {}
-void CCDebug::t_SelectDebugSubMenu(int /*item*/) {}
-void CCDebug::t_SetDebugLevel(unsigned int /*level*/) {}
-void CCDebug::t_SetDebugModule(unsigned long /*module*/, bool /*on*/) {}
-bool CCDebug::t_IsCommonModule()
-{
-    return false;
-}
 // This host has no menu that would list the modules.
 void CCDebug::t_AddModule(const char* /*name*/, int /*modules*/) {}
 

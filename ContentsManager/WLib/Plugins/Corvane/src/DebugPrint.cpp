@@ -56,11 +56,10 @@ CCDebug* CCDebug::m_Instance<CCDebugCommon>()
 }
 
 template <>
-#if !defined(__clang__)
+#if !defined(__clang__)  // as in the header
 __attribute__((format(printf, 3, 4)))
 #endif
-void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags,
-                                                                     const char* format, ...)
+void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags, const char* format, ...)
 {
     CCDebug* const module = level != 0 ? m_Instance<CWCCDebug>() : m_Instance<CCDebugCommon>();
     printModule.store(module, std::memory_order_relaxed);
