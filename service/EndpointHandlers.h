@@ -1,0 +1,36 @@
+// The handlers behind the rows of EndpointTable.cpp, by the file that defines them. A handler returns what stands in
+// "rsp" beside "stat"; it refuses by throwing a Refusal (Arguments.h). Every scalar that it writes is a JSON string.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "Clock.h"
+#include "Endpoints.h"
+#include "Sqlite.h"
+
+namespace corvaned {
+
+class Arguments;
+
+using Json = nlohmann::ordered_json;
+
+/// One request on its way through a handler.
+struct Call {
+    const ServiceSettings& settings;
+    sqlite::Connection& connection;
+    const Arguments& arguments;
+    const Request& request;
+    Instant now;
+    std::string user;  // of the session, where the endpoint needs one
+};
+
+// EndpointsConfig.cpp
+Json answerSeedkey(Call& call);
+Json answerLocaltime(Call& call);
+
+// EndpointsGuide.cpp
+Json answerGallery(Call& call);
+Json answerSchedule(Call& call);
+
+}  // namespace corvaned

@@ -1,0 +1,79 @@
+// Parameters first, then the endpoints. Of two rows that fit a path, the upper one counts.
+#include "EndpointTable.h"
+
+#include <fmt/format.h>
+
+namespace corvaned {
+namespace {
+
+// Sessions and configuration
+constexpr ParameterRule kSeedkeyParameters[] = {
+    {"DUID", Place::Header, Kind::Text, Presence::Required},
+};
+// Guide
+constexpr ParameterRule kGalleryParameters[] = {
+    {"checksum", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kScheduleParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::List, Presence::Required},
+    {"starttime", Place::Query, Kind::Time, Presence::Optional},
+    {"imagesize", Place::Query, Kind::Numbers, Presence::Optional},
+    {"interval", Place::Query, Kind::Number, Presence::Required, 1, 744},
+};
+
+constexpr Endpoint kEndpoints[] = {
+    // Sessions and configuration
+    {"GET", "/openapi/service/vorel/auth/seedkey", Access::AppKey, kSeedkeyParameters, answerSeedkey},
+    {"GET", "/openapi/service/vorel/conf/localtime", Access::Open, {}, answerLocaltime},
+    // Guide
+    {"GET", "/openapi/service/vorel/channel/gallery", Access::Session, kGalleryParameters, answerGallery},
+    {"GET", "/openapi/service/vorel/channel/schedule", Access::Session, kScheduleParameters, answerSchedule},
+};
+
+// Whether the path fits the pattern; segment receives what stands in the place of "{}".
+bool fits(std::string_view pattern, std::string_view path, std::string_view& segment)
+{
+    const std::size_t gap = pattern.find("{}");
+    if (gap == std::string_view::npos) {
+        return path == pattern;
+    }
+    const std::string_view before = pattern.substr(0, gap);
+    const std::string_view after = pattern.substr(gap + 2);
+    if (path.size() <= before.size() + after.size() || path.substr(0, before.size()) != before ||
+        path.substr(path.size() - after.size()) != after) {
+        return false;
+    }
+    const std::string_view middle = path.substr(before.size(), path.size() - before.size() - after.size());
+    if (middle.find('/') != std::string_view::npos) {
+        return false;
+    }
+    segment = middle;
+    return true;
+}
+
+}  // namespace
+
+Route routeOf(std::string_view method, std::string_view path)
+{
+    const std::string_view asked = method == "HEAD" ? "GET" : method;
+    std::string known;
+    for (const Endpoint& endpoint : kEndpoints) {
+        std::string_view segment;
+        if (!fits(endpoint.path, path, segment)) {
+            continue;
+        }
+        if (endpoint.method == asked) {
+            return {endpoint, segment};
+        }
+        known += (known.empty() ? "" : " or ") + std::string(endpoint.method);
+    }
+    if (!known.empty()) {
+        throw Refusal(ServiceCode::WrongMethod,
+                      fmt::format("{:.200} does not take {:.20}; use {}", path, method, known));
+    }
+    throw Refusal(ServiceCode::UnknownPath,
+                  fmt::format("this service has no {:.200}; its paths begin with /openapi/service/", path));
+}
+
+}  // namespace corvaned
