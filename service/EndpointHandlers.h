@@ -32,5 +32,18 @@ Json answerLocaltime(Call& call);
 // EndpointsGuide.cpp
 Json answerGallery(Call& call);
 Json answerSchedule(Call& call);
+Json answerOnAir(Call& call);
+Json answerFocusChannel(Call& call);
+Json answerToday(Call& call);
+Json answerTodayFile(Call& call);
+
+// EndpointsBrowse.cpp
+Json answerGuide(Call& call);
+Json answerContentList(Call& call);
+Json answerContent(Call& call);
+Json answerSeries(Call& call);
+Json answerPerson(Call& call);
+Json answerSearch(Call& call);
+Json answerGenre(Call& call);
 
 }  // namespace corvaned

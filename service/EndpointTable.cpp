@@ -21,6 +21,65 @@ constexpr ParameterRule kScheduleParameters[] = {
     {"imagesize", Place::Query, Kind::Numbers, Presence::Optional},
     {"interval", Place::Query, Kind::Number, Presence::Required, 1, 744},
 };
+constexpr ParameterRule kOnAirParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::List, Presence::Optional},
+    {"imagesize", Place::Query, Kind::Numbers, Presence::Optional},
+};
+constexpr ParameterRule kFocusChannelParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::Text, Presence::Required},
+    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
+    {"num", Place::Query, Kind::Number, Presence::Optional, 1, 1000},
+};
+constexpr ParameterRule kTodayParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kTodayFileParameters[] = {
+    {"file", Place::Path, Kind::Text, Presence::Required},
+};
+constexpr ParameterRule kGuideParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"channel", Place::Query, Kind::List, Presence::Optional},
+    {"chnum", Place::Query, Kind::Text, Presence::Optional},
+    {"interval", Place::Query, Kind::Number, Presence::Required, 1, 744},
+    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
+    {"start", Place::Query, Kind::Number, Presence::Optional},
+    {"num", Place::Query, Kind::Number, Presence::Optional, 1},
+    {"timestamp", Place::Query, Kind::Time, Presence::Optional},
+};
+constexpr ParameterRule kContentListParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"genre", Place::Query, Kind::Numbers, Presence::Optional},
+    {"timestamp", Place::Query, Kind::Time, Presence::Optional},
+    {"start", Place::Query, Kind::Number, Presence::Optional},
+    {"num", Place::Query, Kind::Number, Presence::Optional, 1, 1000},
+};
+constexpr ParameterRule kContentParameters[] = {
+    {"id", Place::Path, Kind::Text, Presence::Required},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::Text, Presence::Optional},
+    {"starttime", Place::Query, Kind::Time, Presence::Optional},
+};
+constexpr ParameterRule kSeriesParameters[] = {
+    {"id", Place::Path, Kind::Text, Presence::Required},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kPersonParameters[] = {
+    {"id", Place::Path, Kind::Text, Presence::Required},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kSearchParameters[] = {
+    {"q", Place::Query, Kind::Text, Presence::Required},
+    {"exact", Place::Query, Kind::Text, Presence::Optional},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"start", Place::Query, Kind::Number, Presence::Optional},
+    {"num", Place::Query, Kind::Number, Presence::Optional, 1, 200},
+};
+constexpr ParameterRule kGenreParameters[] = {
+    {"checksum", Place::Query, Kind::Text, Presence::Optional},
+};
 
 constexpr Endpoint kEndpoints[] = {
     // Sessions and configuration
@@ -29,6 +88,18 @@ constexpr Endpoint kEndpoints[] = {
     // Guide
     {"GET", "/openapi/service/vorel/channel/gallery", Access::Session, kGalleryParameters, answerGallery},
     {"GET", "/openapi/service/vorel/channel/schedule", Access::Session, kScheduleParameters, answerSchedule},
+    {"GET", "/openapi/service/vorel/channel/onair", Access::Session, kOnAirParameters, answerOnAir},
+    {"GET", "/openapi/service/vorel/channel/focus_channel", Access::Session, kFocusChannelParameters,
+     answerFocusChannel},
+    {"GET", "/openapi/service/vorel/channel/today", Access::Session, kTodayParameters, answerToday},
+    {"GET", "/openapi/service/vorel/channel/today/{}", Access::Open, kTodayFileParameters, answerTodayFile},
+    {"GET", "/openapi/service/vorel/browse/guide", Access::Session, kGuideParameters, answerGuide},
+    {"GET", "/openapi/service/vorel/browse/content/list", Access::Session, kContentListParameters, answerContentList},
+    {"GET", "/openapi/service/vorel/browse/content/{}", Access::Session, kContentParameters, answerContent},
+    {"GET", "/openapi/service/vorel/browse/content/{}/series", Access::Session, kSeriesParameters, answerSeries},
+    {"GET", "/openapi/service/vorel/browse/person/{}", Access::Session, kPersonParameters, answerPerson},
+    {"GET", "/openapi/service/vorel/search/epg_search", Access::Session, kSearchParameters, answerSearch},
+    {"GET", "/openapi/service/vorel/conf/genre", Access::Session, kGenreParameters, answerGenre},
 };
 
 // Whether the path fits the pattern; segment receives what stands in the place of "{}".
