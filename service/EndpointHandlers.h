@@ -28,6 +28,12 @@ struct Call {
 // EndpointsConfig.cpp
 Json answerSeedkey(Call& call);
 Json answerLocaltime(Call& call);
+Json answerServer(Call& call);
+Json answerConfLog(Call& call);
+Json answerCertRule(Call& call);
+Json answerUploadCheck(Call& call);
+Json answerUpload(Call& call);
+Json answerLastUpload(Call& call);
 
 // EndpointsGuide.cpp
 Json answerGallery(Call& call);

@@ -10,6 +10,10 @@ namespace {
 constexpr ParameterRule kSeedkeyParameters[] = {
     {"DUID", Place::Header, Kind::Text, Presence::Required},
 };
+constexpr ParameterRule kUploadParameters[] = {
+    {"filename", Place::Query, Kind::Text, Presence::Required},
+};
+
 // Guide
 constexpr ParameterRule kGalleryParameters[] = {
     {"checksum", Place::Query, Kind::Text, Presence::Optional},
@@ -85,6 +89,14 @@ constexpr Endpoint kEndpoints[] = {
     // Sessions and configuration
     {"GET", "/openapi/service/vorel/auth/seedkey", Access::AppKey, kSeedkeyParameters, answerSeedkey},
     {"GET", "/openapi/service/vorel/conf/localtime", Access::Open, {}, answerLocaltime},
+    {"GET", "/openapi/service/vorel/conf/server", Access::Open, {}, answerServer},
+    {"GET", "/openapi/service/vorel/conf/log", Access::Session, {}, answerConfLog},
+    {"GET", "/openapi/service/vorel/conf/cert_rule", Access::Session, {}, answerCertRule},
+    {"GET", "/openapi/service/vorel/conf/upload_check", Access::Session, {}, answerUploadCheck},
+    {"PUT", "/openapi/service/vorel/conf/upload", Access::Session, kUploadParameters, answerUpload},
+    // Where clients send their file that were given no address.
+    {"PUT", "/", Access::Session, kUploadParameters, answerUpload},
+    {"GET", "/openapi/service/vorel/conf/upload", Access::Session, {}, answerLastUpload},
     // Guide
     {"GET", "/openapi/service/vorel/channel/gallery", Access::Session, kGalleryParameters, answerGallery},
     {"GET", "/openapi/service/vorel/channel/schedule", Access::Session, kScheduleParameters, answerSchedule},
