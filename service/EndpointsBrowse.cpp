@@ -145,7 +145,7 @@ Json answerSeries(Call& call)
     const std::int64_t source = idOf(call.arguments.text("sourceid")).value_or(0);
     guide::episodesOf(call.connection, series, source, call.now, call.arguments.text("lang"),
                       [&](const guide::Programme& programme) {
-                          if (rsp["title"] == "") {
+                          if (rsp["title"].get_ref<const std::string&>().empty()) {
                               rsp["title"] = programme.title;
                           }
                           if (!rsp.contains("poster")) {

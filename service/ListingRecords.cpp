@@ -300,7 +300,8 @@ void RecordReader::finishProgramme()
                           : fmt::format("{}\n{}\n{}\n{}\n{}", first.title.empty() ? m_programme.channel : first.title,
                                         first.episodeTitle, m_programme.season, m_programme.episode, m_programme.year);
     // A name of its own for the part is the mark of a series where the listing counts no episodes.
-    const bool episodic = m_programme.season + m_programme.episode > 0 || !first.episodeTitle.empty();
+    const bool namedPart = !first.episodeTitle.empty() && first.episodeTitle != first.title;
+    const bool episodic = namedPart || m_programme.season + m_programme.episode > 0;
     m_programme.seriesKey = !m_seriesId.empty() ? m_seriesId : seriesOfProgramId(m_programId);
     if (m_programme.seriesKey.empty() && episodic && !movie) {
         m_programme.seriesKey = first.title;

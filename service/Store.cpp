@@ -98,7 +98,7 @@ constexpr const char* kVersions[] = {
     CREATE INDEX airing_by_content ON airing (content_id, start);
     CREATE INDEX airing_by_series ON airing (series_id, start) WHERE series_id <> 0;
     CREATE INDEX airing_by_start ON airing (start);
-    CREATE INDEX genre_airing ON airing_genre (genre_id, airing_id);
+    CREATE INDEX airing_genre_by_genre ON airing_genre (genre_id);
     -- People ever named; told apart by their names alone. Their numbers are kept by clients, so a row is never removed.
     CREATE TABLE person (
         id INTEGER PRIMARY KEY AUTOINCREMENT,
