@@ -34,6 +34,13 @@ struct ListingText {
     std::string description;
 };
 
+/// Somebody who takes part in a programme.
+struct ListingCredit {
+    std::string job;  // "director", "actor", "presenter" ... as XMLTV names its elements
+    std::string name;
+    std::string role;  // of an actor, perhaps empty
+};
+
 struct ListingProgramme {
     std::string channel;
     Instant start = 0;
@@ -43,11 +50,14 @@ struct ListingProgramme {
     std::vector<std::string> genres;  // in one language, without repeats
     std::string type;                 // "movie", "series" or "program"
     std::string key;                  // the same for every airing of the same film or episode
+    std::string seriesKey;            // the same for every episode of a series; empty where it is of none
     int season = 0;                   // from 1; 0 unknown
     int episode = 0;                  // from 1; 0 unknown
     int year = 0;                     // 0 unknown
     int runtime = 0;                  // minutes; 0 unknown
     ListingImage image;
+    std::string rating;  // of the first rating system named, perhaps empty
+    std::vector<ListingCredit> credits;
 };
 
 /// Receives a listing in the order of its elements. What a member function throws ends the reading and comes out
