@@ -10,6 +10,7 @@
 #include <iterator>
 
 #include "OperatorError.h"
+#include "ViewerSchema.h"
 
 namespace corvaned {
 namespace {
@@ -120,6 +121,7 @@ constexpr const char* kVersions[] = {
     -- What was imported lacks all of this, so the same listing has to count as a new one.
     DELETE FROM guide WHERE name = 'digest';
     )sql",
+    kViewerTables,
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)
