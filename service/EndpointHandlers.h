@@ -52,4 +52,17 @@ Json answerPerson(Call& call);
 Json answerSearch(Call& call);
 Json answerGenre(Call& call);
 
+// EndpointsViewer.cpp
+Json answerSetFavorite(Call& call);
+Json answerDeleteFavorite(Call& call);
+Json answerFavorite(Call& call);
+Json answerFavoriteList(Call& call);
+Json answerSendLike(Call& call);
+Json answerLikes(Call& call);
+Json answerTuneHistory(Call& call);
+Json answerCheckAgreement(Call& call);
+Json answerConfirmAgreement(Call& call);
+Json answerRevokeAgreement(Call& call);
+Json answerAnonymousAgreement(Call& call);
+
 }  // namespace corvaned
