@@ -130,7 +130,10 @@ TEST_F(BrowseEndpoints, PeopleAreFoundByTheNumberThatContentsGiveThem)
     EXPECT_EQ(person["id"], id);
     EXPECT_EQ(person["name"], "Ay Zed");
     EXPECT_EQ(person["occupation"], "actor");
+    EXPECT_EQ(person["like"], "0");
     EXPECT_EQ(person["content"].size(), 2U);
+    m_viewer.rsp("PUT", "user/like", "country=US&personid=" + id + "&type=like");
+    EXPECT_EQ(m_viewer.get("browse/person/" + id)["person"]["like"], "1");
     EXPECT_EQ(m_viewer.refusal("GET", "browse/person/999"), "104 the guide has no person of that id");
 }
 
