@@ -212,6 +212,7 @@ TEST_F(BrowseEndpoints, AnImportReplacesWhatIsFound)
 {
     test::importText(m_db.store, "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
     EXPECT_EQ(titles("harbour"), Json::array());
+    EXPECT_EQ(m_viewer.get("search/epg_search?q=harbour")["total"], "0");
     EXPECT_EQ(titles("other"), Json({"Other"}));
 }
 
