@@ -217,7 +217,7 @@ void Staging::addProgramme(const ListingProgramme& programme)
     if (++m_listing.programmes % kProgressStep == 0) {
         m_options.progress(m_listing.name, m_listing.programmes);
     }
-    const std::int64_t content = contentId(programme.key);
+    const std::int64_t content = programme.content > 0 ? programme.content : contentId(programme.key);
     const std::int64_t series = programme.seriesKey.empty() ? 0 : contentId("series\n" + programme.seriesKey);
     const ListingText& first = programme.texts.front();
     const std::int64_t numbers[] = {programme.season,      programme.episode,      programme.year, programme.runtime,

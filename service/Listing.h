@@ -12,6 +12,9 @@
 
 namespace corvaned {
 
+/// The system of <episode-num> by which the service's own exports carry content ids.
+constexpr const char* kContentIdSystem = "corvaned_content";
+
 /// A picture's address and, where the listing tells them, its size in pixels (else 0).
 struct ListingImage {
     std::string url;
@@ -50,6 +53,7 @@ struct ListingProgramme {
     std::vector<std::string> genres;  // in one language, without repeats
     std::string type;                 // "movie", "series" or "program"
     std::string key;                  // the same for every airing of the same film or episode
+    std::int64_t content = 0;         // the content id, where an export of the service tells it; else 0
     std::string seriesKey;            // the same for every episode of a series; empty where it is of none
     int season = 0;                   // from 1; 0 unknown
     int episode = 0;                  // from 1; 0 unknown

@@ -382,6 +382,8 @@ void RecordReader::takeEpisodeNumber(const std::string& text)
         m_programId = text;
     } else if (system == "dd_seriesid") {
         m_seriesId = text;
+    } else if (system == kContentIdSystem) {
+        std::from_chars(text.data(), text.data() + text.size(), m_programme.content);
     } else if ((system.empty() || system == "onscreen") && m_programme.season + m_programme.episode == 0) {
         readOnscreenNumbers(text, m_programme.season, m_programme.episode);
     }
