@@ -122,7 +122,7 @@ void appendAirings(const Json::Value& object, const WVLContent& programme, const
     onChannel.setChannel(std::move(channel));
 
     const Json::Value& schedule = member(object, "schedule");
-    if (schedule.size() == 0) {
+    if (!hasElements(schedule)) {
         list.push_back(std::move(onChannel));
         return;
     }
@@ -209,7 +209,7 @@ int VorelGetContentDetailInfoCMD::ParseContentDetailInfo(const std::string& body
 
         std::list<WVLContent> list;
         const Json::Value& channels = member(object, "channel");
-        if (channels.size() == 0)
+        if (!hasElements(channels))
             list.push_back(std::move(programme));
         for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index)
             appendAirings(channels[index], programme, clock, list);
@@ -273,7 +273,7 @@ int VorelGetSeriesDetailInfoCMD::ParseSeriesDetailInfo(const std::string& body, 
         const Json::Value& seasons = member(object, "season");
         printSize("season", seasons);
         WSTATUS result = status::kOk;
-        if (seasons.size() == 0) {
+        if (!hasElements(seasons)) {
             const Json::Value& ownEpisodes = member(object, "episode");
             printSize("episode", ownEpisodes);
             result = appendEpisodes(ownEpisodes);
