@@ -209,10 +209,10 @@ int VorelGetContentDetailInfoCMD::ParseContentDetailInfo(const std::string& body
 
         std::list<WVLContent> list;
         const Json::Value& channels = member(object, "channel");
-        if (!hasElements(channels))
-            list.push_back(std::move(programme));
         for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index)
             appendAirings(channels[index], programme, clock, list);
+        if (!hasElements(channels))
+            list.push_back(std::move(programme));
         out.take(std::move(list));
         return status::kOk;
     });
