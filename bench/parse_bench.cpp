@@ -29,7 +29,7 @@ struct Text {
     int channels;
 };
 
-constexpr Text kTexts[] = {{"10 KB", 10 * 1000, 3}, {"1 MB", 1000 * 1000, 40}};
+constexpr Text kTexts[] = {{"10 KB", 10000, 3}, {"1 MB", 1000000, 40}};
 
 std::string programme(int number)
 {
@@ -51,12 +51,13 @@ std::string schedule(const Text& wanted)
     int number = 0;
     for (int channel = 0; channel < wanted.channels; ++channel) {
         const std::string name = std::to_string(channel);
-        text += (channel == 0 ? "" : ",") + (R"({"source":"10)" + name + R"(","name":"Channel )" + name) +
-                R"(","station_img":{"url":"http://img.example.com/stations/)" + name +
-                R"(.png","type":"logo","index":"1","width":"96","height":"96"},"content":[)";
+        text.append(channel == 0 ? "" : ",").append(R"({"source":"10)").append(name);
+        text.append(R"(","name":"Channel )").append(name);
+        text.append(R"(","station_img":{"url":"http://img.example.com/stations/)").append(name);
+        text += R"(.png","type":"logo","index":"1","width":"96","height":"96"},"content":[)";
         const std::size_t end = perChannel * static_cast<std::size_t>(channel + 1);
         for (bool first = true; first || text.size() < end; first = false)
-            text += (first ? "" : ",") + programme(number++);
+            text.append(first ? "" : ",").append(programme(number++));
         text += "]}";
     }
     return text + "]}}";

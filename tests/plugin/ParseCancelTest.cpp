@@ -24,18 +24,15 @@ struct CancelTest : ::testing::Test {
     }
     ~CancelTest() override { object.service()->deleteRequestInfo(reference); }
 
-    struct Run {
-        Results results;
-        int tests = 0;  ///< cancel tests that were made
-    };
+    int tests = 0;  ///< cancel tests that were made during the last parse
 
     /// Parses a reply and cancels before the cancel test of that number, 1 for the first; 0 never.
-    Run parse(const ParserCase& row, const Tree& rsp, int cancelAt, Outputs outputs = Outputs::Fresh)
+    Results parse(const ParserCase& row, const Tree& rsp, int cancelAt, Outputs outputs = Outputs::Fresh)
     {
-        Run run;
+        tests = 0;
         const Hooked hooked(CancelTestHook([&](VorelService& service, UINT64 asked) {
             EXPECT_EQ(asked, reference);
-            if (++run.tests == cancelAt) {
+            if (++tests == cancelAt) {
                 EXPECT_EQ(service.setCancelStatus(asked), status::kCancelled);
             }
         }));
@@ -46,11 +43,10 @@ struct CancelTest : ::testing::Test {
         calling.outputs = outputs;
         host.forgetLines();
         clearings().clear();
-        run.results = row.parse(calling);
-        return run;
+        return row.parse(calling);
     }
 
-    Run parse(const std::string& name, int cancelAt)
+    Results parse(const std::string& name, int cancelAt)
     {
         const ParserCase& row = parserCase(name);
         return parse(row, fullReply(row), cancelAt);
@@ -70,10 +66,10 @@ struct CancelledParser : CancelTest, ::testing::WithParamInterface<ParserCase> {
 
 TEST_P(CancelledParser, AsksBeforeEveryElement)
 {
-    const Run run = parse(row, fullReply(row), 0);
-    EXPECT_EQ(run.tests, row.cancelTests);
-    EXPECT_EQ(run.results.status, 0);
-    EXPECT_EQ(run.results.outputs, stated(row));
+    const Results run = parse(row, fullReply(row), 0);
+    EXPECT_EQ(tests, row.cancelTests);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.outputs, stated(row));
 }
 
 TEST_P(CancelledParser, EndsWith600BeforeAnyElement)
@@ -82,9 +78,9 @@ TEST_P(CancelledParser, EndsWith600BeforeAnyElement)
     for (int element = 1; element <= row.cancelTests; ++element) {
         SCOPED_TRACE(element);
         renew();
-        const Run run = parse(row, fullReply(row), element, Outputs::Fresh);
-        EXPECT_EQ(run.tests, element) << "nothing is asked or read afterwards";
-        EXPECT_EQ(run.results.status, status::kCancelled);
+        const Results run = parse(row, fullReply(row), element, Outputs::Fresh);
+        EXPECT_EQ(tests, element) << "nothing is asked or read afterwards";
+        EXPECT_EQ(run.status, status::kCancelled);
         const std::vector<Line> lines = host.lines();
         const std::size_t cancelLines =
             static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](const Line& line) {
@@ -95,7 +91,7 @@ TEST_P(CancelledParser, EndsWith600BeforeAnyElement)
         if (row.name == std::string("CityList"))
             continue;  // Maps keep what they have: CancelTest.CityListKeepsWhatItHadPutThere
         std::size_t containers = 0;
-        for (const auto& [name, output] : run.results.outputs.items()) {
+        for (const auto& [name, output] : run.outputs.items()) {
             const bool isContainer = output.contains("count");
             containers += isContainer ? 1 : 0;
             EXPECT_EQ(output, isContainer ? Shown({{"count", -1}, {"list", Shown::array()}}) : full.at(name)) << name;
@@ -131,16 +127,16 @@ TEST_F(CancelTest, HeadendBrowseNamesItsSibling)
 
 TEST_F(CancelTest, CityListKeepsWhatItHadPutThere)
 {
-    const Run first = parse("CityList", 1);
-    EXPECT_EQ(first.results.status, 600);
-    EXPECT_EQ(first.results.outputs, Shown::parse(R"({"states":[{"key":0,"name":"state1"}],"cities":[]})"));
+    const Results first = parse("CityList", 1);
+    EXPECT_EQ(first.status, 600);
+    EXPECT_EQ(first.outputs, Shown::parse(R"({"states":[{"key":0,"name":"state1"}],"cities":[]})"));
     renew();
-    const Run middle = parse("CityList", 2);
-    EXPECT_EQ(middle.results.outputs, Shown::parse(R"({"states":[{"key":0,"name":"state1"}],
+    const Results middle = parse("CityList", 2);
+    EXPECT_EQ(middle.outputs, Shown::parse(R"({"states":[{"key":0,"name":"state1"}],
                                "cities":[{"key":0,"code":"code1","name":"city1"}]})"));
     renew();
-    const Run last = parse("CityList", 3);
-    EXPECT_EQ(last.results.outputs,
+    const Results last = parse("CityList", 3);
+    EXPECT_EQ(last.outputs,
               Shown::parse(R"({"states":[{"key":0,"name":"state1"},{"key":1,"name":"state2"},{"key":2,"name":"state3"}],
                                "cities":[{"key":0,"code":"code1","name":"city1"},
                                {"key":0,"code":"code2","name":"city2"}]})"));
@@ -148,17 +144,16 @@ TEST_F(CancelTest, CityListKeepsWhatItHadPutThere)
 
 TEST_F(CancelTest, TheSecondListOfTheLineUpClearsTheFirst)
 {
-    const Run run = parse("ChannelList", 4);
-    EXPECT_EQ(run.results.outputs, Shown::parse(R"({"changed":true,"checksum":"sum1","list":{"count":-1,"list":[]}})"));
+    const Results run = parse("ChannelList", 4);
+    EXPECT_EQ(run.outputs, Shown::parse(R"({"changed":true,"checksum":"sum1","list":{"count":-1,"list":[]}})"));
 }
 
 TEST_F(CancelTest, BothListsOfTheGenresAreCleared)
 {
     for (const int element : {1, 3, 4, 5}) {
         renew();
-        const Run run = parse("GenreList", element);
-        EXPECT_EQ(run.results.outputs,
-                  Shown::parse(R"({"changed":true,"checksum":"sum1","genres":{"count":-1,"list":[]},
+        const Results run = parse("GenreList", element);
+        EXPECT_EQ(run.outputs, Shown::parse(R"({"changed":true,"checksum":"sum1","genres":{"count":-1,"list":[]},
                                    "repGenres":{"count":-1,"list":[]}})"))
             << element;
     }
@@ -167,22 +162,23 @@ TEST_F(CancelTest, BothListsOfTheGenresAreCleared)
 TEST_F(CancelTest, AChannelWithoutProgrammesIsAskedForToo)
 {
     const ParserCase& row = parserCase("Guide");
-    EXPECT_EQ(parse(row, Tree::parse(R"({"stat":"OK","channel":[{},{},{},{}]})"), 0).tests, 4);
+    parse(row, Tree::parse(R"({"stat":"OK","channel":[{},{},{},{}]})"), 0);
+    EXPECT_EQ(tests, 4);
 }
 
 TEST_F(CancelTest, ARequestCancelledBeforehandReadsNothing)
 {
     ASSERT_EQ(object.service()->setCancelStatus(reference), status::kCancelled);
-    const Run run = parse("Schedule", 0);
-    EXPECT_EQ(run.tests, 1);
-    EXPECT_EQ(run.results.status, 600);
+    const Results run = parse("Schedule", 0);
+    EXPECT_EQ(tests, 1);
+    EXPECT_EQ(run.status, 600);
 }
 
 TEST_F(CancelTest, AnEmptyListIsNotCancelled)
 {
     ASSERT_EQ(object.service()->setCancelStatus(reference), status::kCancelled);
     const ParserCase& row = parserCase("Schedule");
-    EXPECT_EQ(parse(row, Tree::parse(R"({"stat":"OK","channel":[]})"), 0).results.status, 0);
+    EXPECT_EQ(parse(row, Tree::parse(R"({"stat":"OK","channel":[]})"), 0).status, 0);
 }
 
 }  // namespace

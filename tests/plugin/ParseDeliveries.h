@@ -28,12 +28,12 @@ struct Delivered {
         template <class... Arguments>
         operator WCallback<Arguments...>() const
         {
-            return [](int status, Arguments... arguments) {
+            return [](int given, Arguments... arguments) {
                 const auto all = std::forward_as_tuple(arguments...);
                 constexpr std::size_t kResults = sizeof...(Arguments) - 2;
                 auto& self = *static_cast<Delivered*>(std::get<kResults + 1>(all));
                 ++self.calls;
-                self.status = status;
+                self.status = given;
                 self.reference = std::get<kResults>(all);
                 self.results = Shown::array();
                 showFirst(all, self.results, std::make_index_sequence<kResults>());

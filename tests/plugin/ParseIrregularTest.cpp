@@ -428,7 +428,11 @@ TEST(Number, IsTheLeadingDigitsClampedToInt)
     EXPECT_EQ(vorel::toInt(Json::Value(4.7)), 4);
     EXPECT_EQ(vorel::toInt(Json::Value(true)), 0);
     EXPECT_EQ(vorel::toInt(Json::Value()), 0);
-    EXPECT_EQ(vorel::toInt(Json::Value(std::string("12\0", 4) + "3")), 12) << "digits end at a zero byte";
+    EXPECT_EQ(vorel::toInt(Json::Value(std::string("12\0"
+                                                   "3",
+                                                   4))),
+              12)
+        << "digits end at a zero byte";
     EXPECT_THROW(vorel::toInt(Json::Value(Json::objectValue)), std::exception);
     EXPECT_THROW(vorel::toInt(Json::Value(Json::arrayValue)), std::exception);
 }

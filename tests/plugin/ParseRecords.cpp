@@ -36,7 +36,8 @@ private:
 
 bool isDefault(const Shown& value)
 {
-    return value.is_null() || value == "" || value == 0 || value == false || (value.is_structured() && value.empty());
+    return value.is_null() || (value.is_string() && value.get_ref<const std::string&>().empty()) || value == 0 ||
+           value == false || (value.is_structured() && value.empty());
 }
 
 Shown show(const std::string& text)

@@ -56,7 +56,7 @@ template <class Record, class Each>
 WSTATUS appendList(const Json::Value& array, const ListRules& rules, const Reading& reading, std::list<Record>& list,
                    WContainer<Record>& out, Each each)
 {
-    if (array.size() == 0 && rules.emptyText != nullptr) {
+    if (!hasElements(array) && rules.emptyText != nullptr) {
         printLine(reading.here, rules.emptyText);
         if (rules.emptyStatus != status::kOk)
             return rules.emptyStatus;

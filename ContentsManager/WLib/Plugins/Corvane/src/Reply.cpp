@@ -86,7 +86,7 @@ bool wantsImage(const Json::Value& image, ImageTest test)
         case ImageTest::UrlNonEmpty:
             return !toText(member(image, "url")).empty();
         case ImageTest::HasMembers:
-            return image.size() != 0;
+            return hasElements(image);
     }
     return false;
 }

@@ -45,6 +45,13 @@ TimeSpan toTimeSpan(const std::string& text);
 /// An instant as the service writes it, without an offset of its own but +00:00.
 WDateTime toDateTime(const Json::Value& value, WDateTime::DATEFORMAT format);
 
+/// Whether an array or object has elements. A scalar has none, where the library's own test for emptiness says
+/// otherwise.
+inline bool hasElements(const Json::Value& value)
+{
+    return value.size() != 0;  // NOLINT(readability-container-size-empty): not the same here
+}
+
 // -- Fields
 
 struct ReadingRules;

@@ -122,7 +122,7 @@ void appendAirings(const Json::Value& object, const WVLContent& programme, const
     onChannel.setChannel(std::move(channel));
 
     const Json::Value& schedule = member(object, "schedule");
-    if (schedule.size() == 0) {
+    if (!hasElements(schedule)) {
         list.push_back(std::move(onChannel));
         return;
     }
@@ -131,8 +131,6 @@ void appendAirings(const Json::Value& object, const WVLContent& programme, const
 }
 
 }  // namespace
-
-VorelGetGenreListCMD::~VorelGetGenreListCMD() = default;
 
 void VorelGetGenreListCMD::MakeURL(const std::string& checksum, const WContentProvider& provider)
 {
@@ -182,8 +180,6 @@ int VorelGetGenreListCMD::ParseGenreList(const std::string& body, WContainer<WVL
     return readReply(body, read, clear);
 }
 
-VorelGetContentDetailInfoCMD::~VorelGetContentDetailInfoCMD() = default;
-
 void VorelGetContentDetailInfoCMD::MakeURL(const std::string& contentId, const std::string& source,
                                            unsigned long startTime, const WDateTime& clock,
                                            const WContentProvider& provider)
@@ -213,16 +209,14 @@ int VorelGetContentDetailInfoCMD::ParseContentDetailInfo(const std::string& body
 
         std::list<WVLContent> list;
         const Json::Value& channels = member(object, "channel");
-        if (channels.size() == 0)
-            list.push_back(programme);
         for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index)
             appendAirings(channels[index], programme, clock, list);
+        if (!hasElements(channels))
+            list.push_back(std::move(programme));
         out.take(std::move(list));
         return status::kOk;
     });
 }
-
-VorelGetPersonDetailInfoCMD::~VorelGetPersonDetailInfoCMD() = default;
 
 void VorelGetPersonDetailInfoCMD::MakeURL(const std::string& personId, const WContentProvider& provider)
 {
@@ -238,14 +232,12 @@ int VorelGetPersonDetailInfoCMD::ParsePersonDetailInfo(const std::string& body, 
     });
 }
 
-VorelGetSeriesDetailInfoCMD::~VorelGetSeriesDetailInfoCMD() = default;
-
 void VorelGetSeriesDetailInfoCMD::MakeURL(const std::string& contentId, const std::string& source,
                                           const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language | Headend | Device);
     // Wanted: the language stands behind the device, and there is no "&device=N".
-    urlQuery("browse/content/" + contentId + "/series", options)
+    urlQuery("browse/content/" + contentId + "/series?", options)
         .country()
         .headend()
         .device()
@@ -281,7 +273,7 @@ int VorelGetSeriesDetailInfoCMD::ParseSeriesDetailInfo(const std::string& body, 
         const Json::Value& seasons = member(object, "season");
         printSize("season", seasons);
         WSTATUS result = status::kOk;
-        if (seasons.size() == 0) {
+        if (!hasElements(seasons)) {
             const Json::Value& ownEpisodes = member(object, "episode");
             printSize("episode", ownEpisodes);
             result = appendEpisodes(ownEpisodes);

@@ -159,7 +159,7 @@ int VorelGetTodayCMD::ParseToday(const std::string& body, std::list<WVLDownloadU
     const Here here;
     return readReply(body, [&](const Json::Value& rsp) -> WSTATUS {
         const Json::Value& array = member(rsp, "VOREL_url");
-        if (array.size() == 0) {
+        if (!hasElements(array)) {
             printLine(here, "VOREL_url size is zero.");
             return status::kEmptyList;
         }

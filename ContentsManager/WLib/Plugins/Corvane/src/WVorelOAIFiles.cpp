@@ -102,7 +102,7 @@ int WVorelOAI::getTodaySchedule(const std::string& path, WContainer<WVLContent>&
         CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] \tstat : %s\n", __func__, __LINE__,
                                   toText(member(rsp, "stat")).c_str());
         const Json::Value& channels = member(rsp, "channel");
-        if (!member(rsp, "err").empty() || channels.size() == 0)
+        if (!member(rsp, "err").empty() || !hasElements(channels))
             return failed(status::kUnreadableReply, kObjectFile);
 
         const WDateTime clock = serverTimeDifference();
