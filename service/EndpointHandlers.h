@@ -28,10 +28,29 @@ struct Call {
 // EndpointsConfig.cpp
 Json answerSeedkey(Call& call);
 Json answerLocaltime(Call& call);
+Json answerServer(Call& call);
+Json answerConfLog(Call& call);
+Json answerCertRule(Call& call);
+Json answerUploadCheck(Call& call);
+Json answerUpload(Call& call);
+Json answerLastUpload(Call& call);
 
 // EndpointsGuide.cpp
 Json answerGallery(Call& call);
 Json answerSchedule(Call& call);
+Json answerOnAir(Call& call);
+Json answerFocusChannel(Call& call);
+Json answerToday(Call& call);
+Json answerTodayFile(Call& call);
+
+// EndpointsBrowse.cpp
+Json answerGuide(Call& call);
+Json answerContentList(Call& call);
+Json answerContent(Call& call);
+Json answerSeries(Call& call);
+Json answerPerson(Call& call);
+Json answerSearch(Call& call);
+Json answerGenre(Call& call);
 
 // EndpointsViewer.cpp
 Json answerSetFavorite(Call& call);

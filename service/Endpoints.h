@@ -27,6 +27,7 @@ enum class ServiceCode : std::uint8_t {
     TokenWrong,
     Fault,  // the service's own: its database failed
     AppKeyWrong,
+    NotFound,  // a channel, content, person ... that is not there
 };
 
 /// "OK", or the three digits that stand in the reply's "err".

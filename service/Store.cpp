@@ -121,6 +121,15 @@ constexpr const char* kVersions[] = {
     -- What was imported lacks all of this, so the same listing has to count as a new one.
     DELETE FROM guide WHERE name = 'digest';
     )sql",
+    R"sql(
+    -- The file that a user sent last.
+    CREATE TABLE upload (
+        user_id TEXT PRIMARY KEY,
+        filename TEXT NOT NULL,
+        received INTEGER NOT NULL,
+        content BLOB NOT NULL
+    ) WITHOUT ROWID;
+    )sql",
     kViewerTables,
 };
 
