@@ -120,7 +120,7 @@ public:
     /// @return -1 when the option "vorel_country" or "vorel_headend" is empty
     virtual int getLocalTime(LocaltimeCallback done, void* userData, WRequestStatus& out) = 0;
 
-    /// Forgets the viewer's history from `time` on; 0 for all of it.
+    /// Forgets the viewer's history up to `time`; 0 for all of it.
     virtual int resetHistory(AckCallback done, unsigned long time, void* userData, WRequestStatus& out) = 0;
 
     /// Address of the service for this country. Needs no session; goes to the option "vorel_server_url" when set.
