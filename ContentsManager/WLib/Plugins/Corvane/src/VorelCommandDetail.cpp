@@ -132,6 +132,8 @@ void appendAirings(const Json::Value& object, const WVLContent& programme, const
 
 }  // namespace
 
+VorelGetGenreListCMD::~VorelGetGenreListCMD() = default;
+
 void VorelGetGenreListCMD::MakeURL(const std::string& checksum, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language);
@@ -180,6 +182,8 @@ int VorelGetGenreListCMD::ParseGenreList(const std::string& body, WContainer<WVL
     return readReply(body, read, clear);
 }
 
+VorelGetContentDetailInfoCMD::~VorelGetContentDetailInfoCMD() = default;
+
 void VorelGetContentDetailInfoCMD::MakeURL(const std::string& contentId, const std::string& source,
                                            unsigned long startTime, const WDateTime& clock,
                                            const WContentProvider& provider)
@@ -218,6 +222,8 @@ int VorelGetContentDetailInfoCMD::ParseContentDetailInfo(const std::string& body
     });
 }
 
+VorelGetPersonDetailInfoCMD::~VorelGetPersonDetailInfoCMD() = default;
+
 void VorelGetPersonDetailInfoCMD::MakeURL(const std::string& personId, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language);
@@ -232,12 +238,14 @@ int VorelGetPersonDetailInfoCMD::ParsePersonDetailInfo(const std::string& body, 
     });
 }
 
+VorelGetSeriesDetailInfoCMD::~VorelGetSeriesDetailInfoCMD() = default;
+
 void VorelGetSeriesDetailInfoCMD::MakeURL(const std::string& contentId, const std::string& source,
                                           const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language | Headend | Device);
     // Wanted: the language stands behind the device, and there is no "&device=N".
-    urlQuery("browse/content/" + contentId + "/series?", options)
+    urlQuery("browse/content/" + contentId + "/series", options)
         .country()
         .headend()
         .device()
