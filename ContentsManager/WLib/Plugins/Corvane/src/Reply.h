@@ -49,7 +49,7 @@ WDateTime toDateTime(const Json::Value& value, WDateTime::DATEFORMAT format);
 /// otherwise.
 inline bool hasElements(const Json::Value& value)
 {
-    return value.size() != 0;  // NOLINT(readability-container-size-empty): not the same here
+    return value.size() != 0;
 }
 
 // -- Fields
