@@ -73,4 +73,13 @@ Json answerLineupTest(Call& call);
 Json answerSaveHeadend(Call& call);
 Json answerLoadHeadend(Call& call);
 
+// EndpointsRecommend.cpp
+Json answerPopularChannels(Call& call);
+Json answerSmartChannel(Call& call);
+Json answerSmartPopular(Call& call);
+Json answerMissed(Call& call);
+Json answerCandidateMissed(Call& call);
+Json answerRelated(Call& call);
+Json answerCombination(Call& call);
+
 }  // namespace corvaned
