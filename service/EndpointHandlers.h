@@ -66,4 +66,21 @@ Json answerConfirmAgreement(Call& call);
 Json answerRevokeAgreement(Call& call);
 Json answerAnonymousAgreement(Call& call);
 
+// EndpointsLineup.cpp
+Json answerHeadend(Call& call);
+Json answerHeadendKor(Call& call);
+Json answerHeadendBrowse(Call& call);
+Json answerLineupTest(Call& call);
+Json answerSaveHeadend(Call& call);
+Json answerLoadHeadend(Call& call);
+
+// EndpointsRecommend.cpp
+Json answerPopularChannels(Call& call);
+Json answerSmartChannel(Call& call);
+Json answerSmartPopular(Call& call);
+Json answerMissed(Call& call);
+Json answerCandidateMissed(Call& call);
+Json answerRelated(Call& call);
+Json answerCombination(Call& call);
+
 }  // namespace corvaned

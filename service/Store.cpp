@@ -9,7 +9,9 @@
 #include <filesystem>
 #include <iterator>
 
+#include "LineupSchema.h"
 #include "OperatorError.h"
+#include "PlacesImport.h"
 #include "ViewerSchema.h"
 
 namespace corvaned {
@@ -129,8 +131,7 @@ constexpr const char* kVersions[] = {
         received INTEGER NOT NULL,
         content BLOB NOT NULL
     ) WITHOUT ROWID;
-    )sql",
-    kViewerTables,
+    )sql", kViewerTables, kLineupTables,
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)
@@ -157,6 +158,9 @@ void bringUpToDate(sqlite::Connection& connection, const std::string& path)
     }
     for (std::int64_t step = version; step < wanted; ++step) {
         connection.execute(kVersions[step]);
+    }
+    if (numberOf(connection, "SELECT count(*) FROM headend") == 0) {
+        importPlaces(connection, samplePlaces(), "the places built in");
     }
     connection.execute(
         fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, wanted).c_str());

@@ -48,6 +48,12 @@ inline constexpr const char* kViewerTables = R"sql(
         title TEXT NOT NULL,
         ep_title TEXT NOT NULL
     );
+    -- Contents that users care about; watched ones are those that they only tuned to.
+    CREATE VIEW wish AS
+        SELECT user_id, target AS content_id, 0 AS watched FROM favorite WHERE kind = 'content'
+        UNION ALL SELECT user_id, target, 0 FROM vote WHERE kind = 'content' AND likes
+        UNION ALL SELECT user_id, content_id, 1 FROM tuning;
+    CREATE VIEW dislike AS SELECT user_id, target AS content_id FROM vote WHERE kind = 'content' AND NOT likes;
     CREATE TABLE agreement (
         user_id TEXT PRIMARY KEY,
         status TEXT NOT NULL,
