@@ -2,16 +2,21 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 
 namespace corvaned {
 namespace {
 
+const char* describe(const ParameterRule& rule)
+{
+    return rule.place == Place::Header ? "header" : "parameter";
+}
+
 [[noreturn]] void refuse(const ParameterRule& rule, std::string_view value, const std::string& wanted)
 {
     throw Refusal(ServiceCode::BadValue,
-                  fmt::format("{} '{}' is '{:.60}'; it must be {}",
-                              rule.place == Place::Header ? "header" : "parameter", rule.name, value, wanted));
+                  fmt::format("{} '{}' is '{:.60}'; it must be {}", describe(rule), rule.name, value, wanted));
 }
 
 std::int64_t readNumber(const ParameterRule& rule, std::string_view text)
@@ -38,31 +43,59 @@ std::vector<std::string> split(std::string_view text)
     return parts;
 }
 
-std::string valueOf(const ParameterRule& rule, const Request& request)
+// The value of a name in "name=value&name=value". Clients write such texts without any escaping.
+std::string_view fieldOf(std::string_view form, std::string_view name)
+{
+    while (!form.empty()) {
+        const std::string_view field = form.substr(0, form.find('&'));
+        if (field.size() > name.size() && field[name.size()] == '=' && field.substr(0, name.size()) == name) {
+            return field.substr(name.size() + 1);
+        }
+        form.remove_prefix(std::min(field.size() + 1, form.size()));
+    }
+    return {};
+}
+
+std::string valueOf(const ParameterRule& rule, const Request& request, std::string_view segment)
 {
     if (rule.place == Place::Header) {
         return request.header(rule.name);
     }
-    const auto found = request.query.find(rule.name);
-    return found == request.query.end() ? std::string() : found->second;
+    if (rule.place == Place::Path) {
+        return std::string(segment);
+    }
+    if (const auto found = request.query.find(rule.name); found != request.query.end()) {
+        return found->second;
+    }
+    std::string_view value;
+    if (request.method == "PUT") {
+        value = fieldOf(request.body, rule.name);
+    }
+    if (value.empty()) {
+        value = fieldOf(std::string_view(request.path).substr(properPath(request.path).size()), rule.name);
+    }
+    return std::string(value);
 }
 
 }  // namespace
 
-Arguments::Arguments(ParameterRules rules, const Request& request)
+std::string_view properPath(std::string_view path)
+{
+    return path.substr(0, path.find('&'));
+}
+
+Arguments::Arguments(ParameterRules rules, const Request& request, std::string_view segment)
 {
     for (const ParameterRule& rule : rules) {
         Value& value = m_values[rule.name];
-        value.text = valueOf(rule, request);
+        value.text = valueOf(rule, request, segment);
         if (rule.kind == Kind::List || rule.kind == Kind::Numbers) {
             value.list = split(value.text);
         }
         const bool isList = rule.kind == Kind::List || rule.kind == Kind::Numbers;
         if (isList ? value.list.empty() : value.text.empty()) {
             if (rule.presence == Presence::Required) {
-                throw Refusal(
-                    ServiceCode::MissingValue,
-                    fmt::format("{} '{}' is missing", rule.place == Place::Header ? "header" : "parameter", rule.name));
+                throw Refusal(ServiceCode::MissingValue, fmt::format("{} '{}' is missing", describe(rule), rule.name));
             }
             continue;
         }

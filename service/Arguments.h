@@ -14,8 +14,9 @@
 namespace corvaned {
 
 enum class Place {
-    Query,
+    Query,  // or, of a PUT, its body
     Header,
+    Path,  // the segment that stands for "{}" in the endpoint's path
 };
 
 enum class Kind {
@@ -65,12 +66,16 @@ private:
     ServiceCode m_code;
 };
 
+/// The path without the parameters that a client may tack on behind it: "/user/favorite&device=N" is "/user/favorite".
+std::string_view properPath(std::string_view path);
+
 /// The values of one request's parameters. A name that the rows do not hold is a defect of the endpoint and throws
 /// std::out_of_range.
 class Arguments {
 public:
+    /// @param segment  the value of the Place::Path row, if there is one
     /// @throws Refusal where a required value is missing or a value cannot be read
-    Arguments(ParameterRules rules, const Request& request);
+    Arguments(ParameterRules rules, const Request& request, std::string_view segment = {});
 
     const std::string& text(std::string_view name) const { return m_values.at(name).text; }
     const std::vector<std::string>& list(std::string_view name) const { return m_values.at(name).list; }

@@ -1,5 +1,5 @@
 // What the service answers, independent of the HTTP library: a request goes in, a reply in the service's JSON envelope
-// comes out. The endpoints are the rows of kEndpoints in Endpoints.cpp; their parameters are checked in Arguments.h.
+// comes out. The endpoints are the rows of EndpointTable.cpp; their parameters are checked in Arguments.h.
 // Server.h carries requests and replies over the wire.
 #pragma once
 
@@ -27,6 +27,7 @@ enum class ServiceCode : std::uint8_t {
     TokenWrong,
     Fault,  // the service's own: its database failed
     AppKeyWrong,
+    NotFound,  // a channel, content, person ... that is not there
 };
 
 /// "OK", or the three digits that stand in the reply's "err".
@@ -38,6 +39,8 @@ struct Request {
     std::string path;                                     // decoded, without the query
     std::multimap<std::string, std::string> query;        // decoded; of several values the first counts
     std::function<std::string(const char* name)> header;  // empty where the request has none of that name
+    std::string_view body = {};                           // must outlive the answering
+    std::string origin = {};                              // "http://127.0.0.1:8900", as the client reached the service
 };
 
 struct Reply {

@@ -34,11 +34,16 @@ constexpr const char* kStaging = R"sql(
         content_id INTEGER NOT NULL, type TEXT NOT NULL, season INTEGER NOT NULL, episode INTEGER NOT NULL,
         year INTEGER NOT NULL, runtime INTEGER NOT NULL, image_url TEXT NOT NULL, image_width INTEGER NOT NULL,
         image_height INTEGER NOT NULL, translations INTEGER NOT NULL, lang TEXT NOT NULL, title TEXT NOT NULL,
-        ep_title TEXT NOT NULL, short_desc TEXT NOT NULL, UNIQUE (channel, start, content_id)
+        ep_title TEXT NOT NULL, short_desc TEXT NOT NULL, series_id INTEGER NOT NULL, rating TEXT NOT NULL,
+        UNIQUE (channel, start, content_id)
     );
     CREATE TEMP TABLE staged_translation (
         airing INTEGER NOT NULL, lang TEXT NOT NULL, title TEXT NOT NULL, ep_title TEXT NOT NULL,
         short_desc TEXT NOT NULL, PRIMARY KEY (airing, lang)
+    ) WITHOUT ROWID;
+    CREATE TEMP TABLE staged_credit (
+        content_id INTEGER NOT NULL, place INTEGER NOT NULL, name TEXT NOT NULL, job TEXT NOT NULL, role TEXT NOT NULL,
+        PRIMARY KEY (content_id, place)
     ) WITHOUT ROWID;
     CREATE TEMP TABLE staged_genre (id INTEGER PRIMARY KEY, name TEXT NOT NULL, genre_id INTEGER);
     CREATE TEMP TABLE staged_airing_genre (
@@ -63,9 +68,13 @@ constexpr const char* kEmptyGuide = R"sql(
     DELETE FROM airing;
     DELETE FROM translation;
     DELETE FROM airing_genre;
+    DELETE FROM credit;
     INSERT OR IGNORE INTO source (listing_id) SELECT listing_id FROM staged_channel ORDER BY id;
     UPDATE staged_channel SET source_id = (SELECT id FROM source WHERE listing_id = staged_channel.listing_id);
     INSERT OR IGNORE INTO genre (name) SELECT name FROM staged_genre ORDER BY id;
+    INSERT OR IGNORE INTO person (name) SELECT name FROM staged_credit ORDER BY content_id, place;
+    INSERT INTO credit
+        SELECT content_id, place, person.id, job, role FROM staged_credit JOIN person ON person.name = staged_credit.name;
     UPDATE staged_genre SET genre_id = (SELECT genre.id FROM genre WHERE genre.name = staged_genre.name);
 )sql";
 
@@ -73,7 +82,7 @@ constexpr const char* kEmptyGuide = R"sql(
 constexpr std::string_view kCopyAirings = R"sql(
     INSERT INTO airing
     SELECT staged.id + ?1, source_id, start + ?2, stop + ?2, clump, content_id, type, season, episode, year, runtime,
-           image_url, image_width, image_height, translations, lang, title, ep_title, short_desc
+           image_url, image_width, image_height, translations, lang, title, ep_title, short_desc, series_id, rating
     FROM staged_airing AS staged JOIN staged_channel ON staged_channel.id = channel
     ORDER BY staged.id
 )sql";
@@ -82,6 +91,25 @@ constexpr std::string_view kCopyTranslations =
 constexpr std::string_view kCopyGenres =
     "INSERT INTO airing_genre SELECT airing + ?1, place, genre_id FROM staged_airing_genre "
     "JOIN staged_genre ON staged_genre.id = genre";
+
+// Once per content, whatever the number of its airings. In the order of the row ids, without which the index would be
+// written anew all the time.
+constexpr const char* kFillSearch = R"sql(
+    INSERT INTO search (search) VALUES ('delete-all');
+    INSERT INTO search (rowid, title, ep_title, short_desc, people)
+    SELECT content_id,
+           title || CASE translations WHEN 0 THEN '' ELSE
+               (SELECT ' ' || group_concat(title, ' ') FROM translation WHERE airing_id = first.id) END,
+           ep_title || CASE translations WHEN 0 THEN '' ELSE
+               (SELECT ' ' || group_concat(ep_title, ' ') FROM translation WHERE airing_id = first.id) END,
+           short_desc || CASE translations WHEN 0 THEN '' ELSE
+               (SELECT ' ' || group_concat(short_desc, ' ') FROM translation WHERE airing_id = first.id) END,
+           (SELECT group_concat(name, ' ') FROM credit JOIN person ON person.id = person_id
+            WHERE credit.content_id = first.content_id)
+    FROM (SELECT min(id) AS id, content_id, translations, title, ep_title, short_desc
+          FROM airing GROUP BY content_id) AS first
+    ORDER BY content_id;
+)sql";
 
 std::int64_t contentId(const std::string& key)
 {
@@ -125,6 +153,7 @@ private:
 
     std::int64_t channelId(const std::string& listingId);
     std::int64_t genreId(const std::string& name);
+    void addCredits(std::int64_t content, const std::vector<ListingCredit>& credits);
     std::string lineup();
     void replaceGuide(const std::vector<std::int64_t>& shifts);
     void setFact(std::string_view name, std::string_view value);
@@ -189,17 +218,20 @@ void Staging::addProgramme(const ListingProgramme& programme)
         m_options.progress(m_listing.name, m_listing.programmes);
     }
     const std::int64_t content = programme.content > 0 ? programme.content : contentId(programme.key);
+    const std::int64_t series = programme.series > 0          ? programme.series
+                                : programme.seriesKey.empty() ? 0
+                                                              : contentId("series\n" + programme.seriesKey);
     const ListingText& first = programme.texts.front();
     const std::int64_t numbers[] = {programme.season,      programme.episode,      programme.year, programme.runtime,
                                     programme.image.width, programme.image.height, programme.clump};
     {
         sqlite::Query insert(m_connection,
                              "INSERT OR IGNORE INTO staged_airing VALUES "
-                             "(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+                             "(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
         insert.bind(m_report.airings + 1, channelId(programme.channel), programme.start, programme.stop.value_or(0),
                     numbers[6], content, programme.type, numbers[0], numbers[1], numbers[2], numbers[3],
                     programme.image.url, numbers[4], numbers[5], static_cast<std::int64_t>(programme.texts.size() - 1),
-                    first.lang, first.title, first.episodeTitle, first.description);
+                    first.lang, first.title, first.episodeTitle, first.description, series, programme.rating);
         if (!programme.stop) {
             insert.bindNull(4);
         }
@@ -218,6 +250,8 @@ void Staging::addProgramme(const ListingProgramme& programme)
     m_digest.add(programme.type);
     m_digest.add(programme.image.url);
     m_digest.add(content);
+    m_digest.add(series);
+    m_digest.add(programme.rating);
     for (const std::int64_t number : numbers) {
         m_digest.add(number);
     }
@@ -235,6 +269,27 @@ void Staging::addProgramme(const ListingProgramme& programme)
         m_digest.add(programme.genres[place]);
         sqlite::Query(m_connection, "INSERT INTO staged_airing_genre VALUES (?, ?, ?)")
             .bind(airing, static_cast<std::int64_t>(place), genreId(programme.genres[place]))
+            .run();
+    }
+    addCredits(content, programme.credits);
+}
+
+// The first airing that names anybody speaks for all airings of its content.
+void Staging::addCredits(std::int64_t content, const std::vector<ListingCredit>& credits)
+{
+    for (const ListingCredit& credit : credits) {
+        for (const std::string& text : {credit.job, credit.name, credit.role}) {
+            m_digest.add(text);
+        }
+    }
+    if (credits.empty() ||
+        sqlite::Query(m_connection, "SELECT 1 FROM staged_credit WHERE content_id = ? LIMIT 1").bind(content).next()) {
+        return;
+    }
+    std::int64_t place = 0;
+    for (const ListingCredit& credit : credits) {
+        sqlite::Query(m_connection, "INSERT INTO staged_credit VALUES (?, ?, ?, ?, ?)")
+            .bind(content, place++, credit.name, credit.job, credit.role)
             .run();
     }
 }
@@ -296,6 +351,7 @@ void Staging::replaceGuide(const std::vector<std::int64_t>& shifts)
         sqlite::Query(m_connection, kCopyGenres).bind(base).run();
         base += m_report.airings / static_cast<std::int64_t>(shifts.size());
     }
+    m_connection.execute(kFillSearch);
     const std::string checksum = lineup();
     setFact("digest", digest);
     setFact("lineup", checksum);

@@ -77,6 +77,7 @@ private:
     void forgetError();
     void noteError(const xmlError& error);
     xmlEntityPtr findEntity(const xmlChar* name);
+    bool atField() const { return m_depth == (m_group.empty() ? 3 : 4); }
     int line() const { return m_parser->input != nullptr ? m_parser->input->line : 0; }
     [[noreturn]] void refuse(int line, const std::string& reason) const;
 
@@ -89,6 +90,7 @@ private:
     std::map<std::string, Entity, std::less<>> m_entities;
     int m_charset = 0;  // the parser's, as the root element found it
     int m_depth = 0;
+    std::string m_group;          // "credits/" within <credits>; empty where a record's child holds the text itself
     std::string m_startTagFault;  // an error inside the start tag that is just being read
     RecordReader m_records;
 };
@@ -134,7 +136,7 @@ xmlSAXHandler Reader::handlers()
     sax.characters = [](void* context, const xmlChar* text, int length) {
         self(context).guarded([&] {
             // Text of an element inside a field's (a person's picture, say) is not the field's own.
-            if (self(context).m_depth == 3) {
+            if (self(context).atField()) {
                 self(context).m_records.addText(
                     {reinterpret_cast<const char*>(text), static_cast<std::size_t>(length)});
             }
@@ -211,7 +213,10 @@ void Reader::startElement(std::string_view name, RecordReader::Attributes attrib
     } else if (m_depth == 2) {
         m_records.begin(name, std::move(attributes), line());
     } else if (m_depth == 3) {
+        m_group = isFieldGroup(name) ? std::string(name) + "/" : "";
         m_records.beginField(name, std::move(attributes));
+    } else if (m_depth == 4 && !m_group.empty()) {
+        m_records.beginField(m_group + std::string(name), std::move(attributes));
     }
     if (!m_startTagFault.empty()) {
         m_records.setFault(std::exchange(m_startTagFault, {}));
@@ -229,7 +234,7 @@ void Reader::forgetError()
 void Reader::endElement()
 {
     forgetError();
-    if (m_depth == 3) {
+    if (atField()) {
         m_records.endField();
     } else if (m_depth == 2) {
         m_records.end();

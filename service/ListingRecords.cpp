@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::size_t kTextLimit = 64UL * 1024;  // bytes of one element's text
 constexpr std::size_t kIdLimit = 1024;           // bytes of a channel id
+constexpr std::size_t kCreditLimit = 100;        // people of one programme; further ones are left out
 
 std::string lowered(std::string text)
 {
@@ -73,13 +74,32 @@ void readOnscreenNumbers(const std::string& text, int& season, int& episode)
     episode = leadingNumber(std::string_view(form).substr(e + 1));
 }
 
+// An id as an export of ours writes it; 0 where it is none.
+std::int64_t exportedId(std::string_view text)
+{
+    std::int64_t id = 0;
+    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), id);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size() && id > 0 ? id : 0;
+}
+
 bool isMovieGenre(const std::string& genre)
 {
     constexpr std::string_view kMovie[] = {"movie", "movies", "film", "films", "feature film"};
     return std::find(std::begin(kMovie), std::end(kMovie), lowered(genre)) != std::end(kMovie);
 }
 
+// Episodes share the part of their programme id before the dot; films and single programmes begin otherwise.
+std::string seriesOfProgramId(const std::string& id)
+{
+    return id.substr(0, 2) == "EP" && id.find('.') != std::string::npos ? id.substr(0, id.find('.')) : std::string();
+}
+
 }  // namespace
+
+bool isFieldGroup(std::string_view element)
+{
+    return element == "credits" || element == "rating";
+}
 
 std::string collapsed(std::string_view text)
 {
@@ -113,6 +133,15 @@ const RecordReader::Field RecordReader::kFields[] = {
     {Record::Programme, "length", &RecordReader::takeLength},
     {Record::Programme, "icon", &RecordReader::takeIcon},
     {Record::Programme, "image", &RecordReader::takeImage},
+    {Record::Programme, "credits/director", &RecordReader::takeCredit},
+    {Record::Programme, "credits/actor", &RecordReader::takeCredit},
+    {Record::Programme, "credits/presenter", &RecordReader::takeCredit},
+    {Record::Programme, "credits/guest", &RecordReader::takeCredit},
+    {Record::Programme, "credits/commentator", &RecordReader::takeCredit},
+    {Record::Programme, "credits/writer", &RecordReader::takeCredit},
+    {Record::Programme, "credits/producer", &RecordReader::takeCredit},
+    {Record::Programme, "credits/composer", &RecordReader::takeCredit},
+    {Record::Programme, "rating/value", &RecordReader::takeRating},
 };
 
 void RecordReader::begin(std::string_view element, Attributes attributes, int line)
@@ -145,6 +174,7 @@ void RecordReader::beginProgramme()
     m_programme = {};
     m_genreLang.clear();
     m_programId.clear();
+    m_seriesId.clear();
     m_poster = false;
     m_programme.channel = attribute("channel");
     m_programme.clump = leadingNumber(attribute("clumpidx"));
@@ -198,8 +228,9 @@ void RecordReader::addText(std::string_view text)
 
 void RecordReader::endField()
 {
-    if (const Field* const field = std::exchange(m_field, nullptr)) {
-        (this->*field->take)(collapsed(m_text));
+    if (m_field != nullptr) {
+        (this->*m_field->take)(collapsed(m_text));
+        m_field = nullptr;
     }
 }
 
@@ -276,6 +307,13 @@ void RecordReader::finishProgramme()
                           ? m_programId
                           : fmt::format("{}\n{}\n{}\n{}\n{}", first.title.empty() ? m_programme.channel : first.title,
                                         first.episodeTitle, m_programme.season, m_programme.episode, m_programme.year);
+    // A name of its own for the part is the mark of a series where the listing counts no episodes.
+    const bool namedPart = !first.episodeTitle.empty() && first.episodeTitle != first.title;
+    const bool episodic = namedPart || m_programme.season + m_programme.episode > 0;
+    m_programme.seriesKey = !m_seriesId.empty() ? m_seriesId : seriesOfProgramId(m_programId);
+    if (m_programme.seriesKey.empty() && episodic && !movie) {
+        m_programme.seriesKey = first.title;
+    }
     m_sink.addProgramme(m_programme);
 }
 
@@ -350,8 +388,12 @@ void RecordReader::takeEpisodeNumber(const std::string& text)
         readXmltvNumbers(text, m_programme.season, m_programme.episode);
     } else if (system == "dd_progid") {
         m_programId = text;
+    } else if (system == "dd_seriesid") {
+        m_seriesId = text;
     } else if (system == kContentIdSystem) {
-        std::from_chars(text.data(), text.data() + text.size(), m_programme.content);
+        m_programme.content = exportedId(text);
+    } else if (system == kSeriesIdSystem) {
+        m_programme.series = exportedId(text);
     } else if ((system.empty() || system == "onscreen") && m_programme.season + m_programme.episode == 0) {
         readOnscreenNumbers(text, m_programme.season, m_programme.episode);
     }
@@ -377,6 +419,21 @@ void RecordReader::takeImage(const std::string& text)
     if (isWebAddress(text) && ((poster && !m_poster) || m_programme.image.url.empty())) {
         m_programme.image = {text, 0, 0};
         m_poster = poster;
+    }
+}
+
+void RecordReader::takeCredit(const std::string& text)
+{
+    if (!text.empty() && m_programme.credits.size() < kCreditLimit) {
+        const std::string_view job = m_field->element.substr(m_field->element.find('/') + 1);
+        m_programme.credits.push_back({std::string(job), text, attribute("role")});
+    }
+}
+
+void RecordReader::takeRating(const std::string& text)
+{
+    if (m_programme.rating.empty()) {
+        m_programme.rating = text;
     }
 }
 

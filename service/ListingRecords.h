@@ -14,6 +14,10 @@ namespace corvaned {
 /// The text without blanks at its ends, and with one blank for every run of them: more does not count in XMLTV.
 std::string collapsed(std::string_view text);
 
+/// Whether the fields of a record stand one level further down in the element: <credits>, <rating>. They are named
+/// "credits/actor" then.
+bool isFieldGroup(std::string_view element);
+
 /// Builds records and hands them to the sink: broken ones as skipped, all others whole.
 class RecordReader {
 public:
@@ -75,6 +79,8 @@ private:
     void takeDate(const std::string& text);
     void takeLength(const std::string& text);
     void takeImage(const std::string& text);
+    void takeCredit(const std::string& text);
+    void takeRating(const std::string& text);
 
     ListingSink& m_sink;
     Record m_record = Record::None;
@@ -88,6 +94,7 @@ private:
     ListingProgramme m_programme;
     std::string m_genreLang;
     std::string m_programId;  // "dd_progid"
+    std::string m_seriesId;   // "dd_seriesid"
     bool m_poster = false;    // the image is marked as the poster
 };
 

@@ -61,12 +61,20 @@ std::string logLine(const httplib::Request& request, const httplib::Response& re
                        std::chrono::duration<double, std::milli>(took).count());
 }
 
-void answer(Service& service, const httplib::Request& http, httplib::Response& response,
+// Links in replies lead back the way that the client came, which may be another name of this machine.
+std::string originOf(const httplib::Request& http, const std::string& url)
+{
+    const std::string host = http.get_header_value("Host");
+    return host.empty() ? url : url.substr(0, url.find("://") + 3) + host;
+}
+
+void answer(Service& service, const std::string& url, const httplib::Request& http, httplib::Response& response,
             const std::function<void(const std::string&)>& log)
 {
     const auto begin = std::chrono::steady_clock::now();
-    const Request request{http.method, http.path, http.params,
-                          [&http](const char* name) { return http.get_header_value(name); }};
+    const Request request{http.method, http.path,
+                          http.params, [&http](const char* name) { return http.get_header_value(name); },
+                          http.body,   originOf(http, url)};
     Reply reply = service.answer(request);
     response.status = reply.status;
     response.set_header("Vary", "Accept-Encoding");
@@ -78,7 +86,8 @@ void answer(Service& service, const httplib::Request& http, httplib::Response& r
     log(logLine(http, response, codeText(reply.code), std::chrono::steady_clock::now() - begin));
 }
 
-void configure(httplib::Server& http, Service& service, const std::function<void(const std::string&)>& log)
+void configure(httplib::Server& http, Service& service, const std::string& url,
+               const std::function<void(const std::string&)>& log)
 {
     http.new_task_queue = [] { return new httplib::ThreadPool(kWorkers); };
     http.set_keep_alive_max_count(kRequestsPerConnection);
@@ -91,9 +100,9 @@ void configure(httplib::Server& http, Service& service, const std::function<void
         setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     });
 
-    const httplib::Server::Handler handle = [&service, log](const httplib::Request& request,
-                                                            httplib::Response& response) {
-        answer(service, request, response, log);
+    const httplib::Server::Handler handle = [&service, &url, log](const httplib::Request& request,
+                                                                  httplib::Response& response) {
+        answer(service, url, request, response, log);
     };
     http.set_pre_routing_handler([handle](const httplib::Request& request, httplib::Response& response) {
         if (request.method != "GET" && request.method != "HEAD") {
@@ -170,7 +179,7 @@ Server::Server(Service& service, const ListenAddress& address, const std::option
         widenBacklog = [raw = http.get()] { raw->widenBacklog(); };
         m_http = std::move(http);
     }
-    configure(*m_http, service, log);
+    configure(*m_http, service, m_url, log);  // the URL is known before the first request comes
 
     errno = 0;
     if (address.port == 0) {

@@ -91,6 +91,44 @@ constexpr const char* kVersions[] = {
     ) WITHOUT ROWID;
     CREATE INDEX session_by_expiry ON session (expires);
     )sql",
+    R"sql(
+    -- 0 where an airing is of no series.
+    ALTER TABLE airing ADD COLUMN series_id INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE airing ADD COLUMN rating TEXT NOT NULL DEFAULT '';
+    CREATE INDEX airing_by_content ON airing (content_id, start);
+    CREATE INDEX airing_by_series ON airing (series_id, start) WHERE series_id <> 0;
+    CREATE INDEX airing_by_start ON airing (start);
+    CREATE INDEX airing_genre_by_genre ON airing_genre (genre_id);
+    -- People ever named; told apart by their names alone. Their numbers are kept by clients, so a row is never removed.
+    CREATE TABLE person (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        name TEXT NOT NULL UNIQUE
+    );
+    CREATE TABLE credit (
+        content_id INTEGER NOT NULL,
+        place INTEGER NOT NULL,
+        person_id INTEGER NOT NULL REFERENCES person,
+        job TEXT NOT NULL,
+        role TEXT NOT NULL,
+        PRIMARY KEY (content_id, place)
+    ) WITHOUT ROWID;
+    CREATE INDEX credit_by_person ON credit (person_id);
+    -- The words of a content in all its languages; rowid is the content_id.
+    CREATE VIRTUAL TABLE search USING fts5 (
+        title, ep_title, short_desc, people, content = '', prefix = '2 3', tokenize = 'unicode61 remove_diacritics 2'
+    );
+    -- What was imported lacks all of this, so the same listing has to count as a new one.
+    DELETE FROM guide WHERE name = 'digest';
+    )sql",
+    R"sql(
+    -- The file that a user sent last.
+    CREATE TABLE upload (
+        user_id TEXT PRIMARY KEY,
+        filename TEXT NOT NULL,
+        received INTEGER NOT NULL,
+        content BLOB NOT NULL
+    ) WITHOUT ROWID;
+    )sql",
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)

@@ -93,5 +93,57 @@ TEST(Arguments, FaultsNameTheParameter)
     }
 }
 
+constexpr ParameterRule kPutRules[] = {
+    {"id", Place::Path, Kind::Text, Presence::Required},
+    {"type", Place::Query, Kind::Text, Presence::Optional},
+    {"device", Place::Query, Kind::Text, Presence::Optional},
+};
+
+Request putOf(std::string_view body, const std::string& path = "/user/favorite")
+{
+    Request request = requestOf({});
+    request.method = "PUT";
+    request.path = path;
+    request.body = body;
+    return request;
+}
+
+TEST(Arguments, OfAPutAreReadFromItsBodyToo)
+{
+    const Arguments arguments(kPutRules, putOf("country=US&device=X&type=50% a+b&typed=no&type=second"), "7");
+    EXPECT_EQ(arguments.text("id"), "7");
+    EXPECT_EQ(arguments.text("type"), "50% a+b") << "bodies are not escaped";
+    EXPECT_EQ(arguments.text("device"), "X");
+}
+
+TEST(Arguments, OfTheQueryComeBeforeThoseOfTheBody)
+{
+    Request request = putOf("type=body&device=D");
+    request.query.emplace("type", "query");
+    const Arguments arguments(kPutRules, request, "7");
+    EXPECT_EQ(arguments.text("type"), "query");
+    EXPECT_EQ(arguments.text("device"), "D");
+}
+
+TEST(Arguments, OfOtherMethodsIgnoreTheBody)
+{
+    Request request = putOf("type=body");
+    request.method = "DELETE";
+    EXPECT_EQ(Arguments(kPutRules, request, "7").text("type"), "");
+}
+
+TEST(Arguments, MayBeTackedOnToThePath)
+{
+    EXPECT_EQ(properPath("/user/favorite&device=N"), "/user/favorite");
+    EXPECT_EQ(properPath("/user/favorite"), "/user/favorite");
+    EXPECT_EQ(Arguments(kPutRules, putOf("type=channel", "/user/favorite&device=N"), "7").text("device"), "N");
+    EXPECT_EQ(Arguments(kPutRules, putOf("&&=&type", "/user/favorite&"), "7").text("type"), "");
+}
+
+TEST(Arguments, OfThePathAreNeeded)
+{
+    EXPECT_THROW(Arguments(kPutRules, putOf(""), ""), Refusal);
+}
+
 }  // namespace
 }  // namespace corvaned

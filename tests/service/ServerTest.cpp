@@ -126,7 +126,8 @@ TEST_F(ServerTest, GalleryIsSentWhenItsChecksumDiffers)
     EXPECT_EQ(reply, Json::parse(R"({"stat":"OK","checksum":{"stat":"new","code":")" + code + R"("},"channel":[
         {"source":"1","dtv":"1","number":"7","name":"North","station_img":
             {"url":"https://images.example/north.png","type":"station","index":"0","width":"128","height":"72"}},
-        {"source":"2","dtv":"2","number":"1","name":"South & Sons"}]})"));
+        {"source":"2","dtv":"2","number":"1","name":"South & Sons"}],
+        "ACR":[{"source":"1","dtv":"1","name":"North","call_sign":"North"}]})"));
     EXPECT_EQ(rsp("channel/gallery?checksum=" + code, headers),
               Json::parse(R"({"stat":"OK","checksum":{"stat":"old","code":")" + code + R"("}})"));
     EXPECT_EQ(rsp("channel/gallery?checksum=other", headers).at("checksum").at("stat"), "new");

@@ -1,0 +1,55 @@
+// The handlers behind the rows of EndpointTable.cpp, by the file that defines them. A handler returns what stands in
+// "rsp" beside "stat"; it refuses by throwing a Refusal (Arguments.h). Every scalar that it writes is a JSON string.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "Clock.h"
+#include "Endpoints.h"
+#include "Sqlite.h"
+
+namespace corvaned {
+
+class Arguments;
+
+using Json = nlohmann::ordered_json;
+
+/// One request on its way through a handler.
+struct Call {
+    const ServiceSettings& settings;
+    sqlite::Connection& connection;
+    const Arguments& arguments;
+    const Request& request;
+    Instant now;
+    std::string user;  // of the session, where the endpoint needs one
+};
+
+// EndpointsConfig.cpp
+Json answerSeedkey(Call& call);
+Json answerLocaltime(Call& call);
+Json answerServer(Call& call);
+Json answerConfLog(Call& call);
+Json answerCertRule(Call& call);
+Json answerUploadCheck(Call& call);
+Json answerUpload(Call& call);
+Json answerLastUpload(Call& call);
+
+// EndpointsGuide.cpp
+Json answerGallery(Call& call);
+Json answerSchedule(Call& call);
+Json answerOnAir(Call& call);
+Json answerFocusChannel(Call& call);
+Json answerToday(Call& call);
+Json answerTodayFile(Call& call);
+
+// EndpointsBrowse.cpp
+Json answerGuide(Call& call);
+Json answerContentList(Call& call);
+Json answerContent(Call& call);
+Json answerSeries(Call& call);
+Json answerPerson(Call& call);
+Json answerSearch(Call& call);
+Json answerGenre(Call& call);
+
+}  // namespace corvaned

@@ -1,0 +1,162 @@
+// Parameters first, then the endpoints. Of two rows that fit a path, the upper one counts.
+#include "EndpointTable.h"
+
+#include <fmt/format.h>
+
+namespace corvaned {
+namespace {
+
+// Sessions and configuration
+constexpr ParameterRule kSeedkeyParameters[] = {
+    {"DUID", Place::Header, Kind::Text, Presence::Required},
+};
+constexpr ParameterRule kUploadParameters[] = {
+    {"filename", Place::Query, Kind::Text, Presence::Required},
+};
+
+// Guide
+constexpr ParameterRule kGalleryParameters[] = {
+    {"checksum", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kScheduleParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::List, Presence::Required},
+    {"starttime", Place::Query, Kind::Time, Presence::Optional},
+    {"imagesize", Place::Query, Kind::Numbers, Presence::Optional},
+    {"interval", Place::Query, Kind::Number, Presence::Required, 1, 744},
+};
+constexpr ParameterRule kOnAirParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::List, Presence::Optional},
+    {"imagesize", Place::Query, Kind::Numbers, Presence::Optional},
+};
+constexpr ParameterRule kFocusChannelParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::Text, Presence::Required},
+    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
+    {"num", Place::Query, Kind::Number, Presence::Optional, 1, 1000},
+};
+constexpr ParameterRule kTodayParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kTodayFileParameters[] = {
+    {"file", Place::Path, Kind::Text, Presence::Required},
+};
+constexpr ParameterRule kGuideParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"channel", Place::Query, Kind::List, Presence::Optional},
+    {"chnum", Place::Query, Kind::Text, Presence::Optional},
+    {"interval", Place::Query, Kind::Number, Presence::Required, 1, 744},
+    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
+    {"start", Place::Query, Kind::Number, Presence::Optional},
+    {"num", Place::Query, Kind::Number, Presence::Optional, 1},
+    {"timestamp", Place::Query, Kind::Time, Presence::Optional},
+};
+constexpr ParameterRule kContentListParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"genre", Place::Query, Kind::Numbers, Presence::Optional},
+    {"timestamp", Place::Query, Kind::Time, Presence::Optional},
+    {"start", Place::Query, Kind::Number, Presence::Optional},
+    {"num", Place::Query, Kind::Number, Presence::Optional, 1, 1000},
+};
+constexpr ParameterRule kContentParameters[] = {
+    {"id", Place::Path, Kind::Text, Presence::Required},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::Text, Presence::Optional},
+    {"starttime", Place::Query, Kind::Time, Presence::Optional},
+};
+constexpr ParameterRule kSeriesParameters[] = {
+    {"id", Place::Path, Kind::Text, Presence::Required},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"sourceid", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kPersonParameters[] = {
+    {"id", Place::Path, Kind::Text, Presence::Required},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kSearchParameters[] = {
+    {"q", Place::Query, Kind::Text, Presence::Required},
+    {"exact", Place::Query, Kind::Text, Presence::Optional},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"start", Place::Query, Kind::Number, Presence::Optional},
+    {"num", Place::Query, Kind::Number, Presence::Optional, 1, 200},
+};
+constexpr ParameterRule kGenreParameters[] = {
+    {"checksum", Place::Query, Kind::Text, Presence::Optional},
+};
+
+constexpr Endpoint kEndpoints[] = {
+    // Sessions and configuration
+    {"GET", "/openapi/service/vorel/auth/seedkey", Access::AppKey, kSeedkeyParameters, answerSeedkey},
+    {"GET", "/openapi/service/vorel/conf/localtime", Access::Open, {}, answerLocaltime},
+    {"GET", "/openapi/service/vorel/conf/server", Access::Open, {}, answerServer},
+    {"GET", "/openapi/service/vorel/conf/log", Access::Session, {}, answerConfLog},
+    {"GET", "/openapi/service/vorel/conf/cert_rule", Access::Session, {}, answerCertRule},
+    {"GET", "/openapi/service/vorel/conf/upload_check", Access::Session, {}, answerUploadCheck},
+    {"PUT", "/openapi/service/vorel/conf/upload", Access::Session, kUploadParameters, answerUpload},
+    // Where clients send their file that were given no address.
+    {"PUT", "/", Access::Session, kUploadParameters, answerUpload},
+    {"GET", "/openapi/service/vorel/conf/upload", Access::Session, {}, answerLastUpload},
+    // Guide
+    {"GET", "/openapi/service/vorel/channel/gallery", Access::Session, kGalleryParameters, answerGallery},
+    {"GET", "/openapi/service/vorel/channel/schedule", Access::Session, kScheduleParameters, answerSchedule},
+    {"GET", "/openapi/service/vorel/channel/onair", Access::Session, kOnAirParameters, answerOnAir},
+    {"GET", "/openapi/service/vorel/channel/focus_channel", Access::Session, kFocusChannelParameters,
+     answerFocusChannel},
+    {"GET", "/openapi/service/vorel/channel/today", Access::Session, kTodayParameters, answerToday},
+    {"GET", "/openapi/service/vorel/channel/today/{}", Access::Open, kTodayFileParameters, answerTodayFile},
+    {"GET", "/openapi/service/vorel/browse/guide", Access::Session, kGuideParameters, answerGuide},
+    {"GET", "/openapi/service/vorel/browse/content/list", Access::Session, kContentListParameters, answerContentList},
+    {"GET", "/openapi/service/vorel/browse/content/{}", Access::Session, kContentParameters, answerContent},
+    {"GET", "/openapi/service/vorel/browse/content/{}/series", Access::Session, kSeriesParameters, answerSeries},
+    {"GET", "/openapi/service/vorel/browse/person/{}", Access::Session, kPersonParameters, answerPerson},
+    {"GET", "/openapi/service/vorel/search/epg_search", Access::Session, kSearchParameters, answerSearch},
+    {"GET", "/openapi/service/vorel/conf/genre", Access::Session, kGenreParameters, answerGenre},
+};
+
+// Whether the path fits the pattern; segment receives what stands in the place of "{}".
+bool fits(std::string_view pattern, std::string_view path, std::string_view& segment)
+{
+    const std::size_t gap = pattern.find("{}");
+    if (gap == std::string_view::npos) {
+        return path == pattern;
+    }
+    const std::string_view before = pattern.substr(0, gap);
+    const std::string_view after = pattern.substr(gap + 2);
+    if (path.size() <= before.size() + after.size() || path.substr(0, before.size()) != before ||
+        path.substr(path.size() - after.size()) != after) {
+        return false;
+    }
+    const std::string_view middle = path.substr(before.size(), path.size() - before.size() - after.size());
+    if (middle.find('/') != std::string_view::npos) {
+        return false;
+    }
+    segment = middle;
+    return true;
+}
+
+}  // namespace
+
+Route routeOf(std::string_view method, std::string_view path)
+{
+    const std::string_view asked = method == "HEAD" ? "GET" : method;
+    std::string known;
+    for (const Endpoint& endpoint : kEndpoints) {
+        std::string_view segment;
+        if (!fits(endpoint.path, path, segment)) {
+            continue;
+        }
+        if (endpoint.method == asked) {
+            return {endpoint, segment};
+        }
+        known += (known.empty() ? "" : " or ") + std::string(endpoint.method);
+    }
+    if (!known.empty()) {
+        throw Refusal(ServiceCode::WrongMethod,
+                      fmt::format("{:.200} does not take {:.20}; use {}", path, method, known));
+    }
+    throw Refusal(ServiceCode::UnknownPath,
+                  fmt::format("this service has no {:.200}; its paths begin with /openapi/service/", path));
+}
+
+}  // namespace corvaned

@@ -1,0 +1,39 @@
+// The catalogue of endpoints. A new one is a row in EndpointTable.cpp, the rows of its parameters, and a handler
+// declared in EndpointHandlers.h.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Arguments.h"
+#include "EndpointHandlers.h"
+
+namespace corvaned {
+
+enum class Access : std::uint8_t {
+    Open,     // anybody
+    AppKey,   // who names an application key
+    Session,  // who holds a session
+};
+
+struct Endpoint {
+    const char* method;
+    std::string_view path;  // "{}" in it stands for one segment, the Place::Path parameter
+    Access access;
+    ParameterRules parameters;
+    Json (*answer)(Call& call);  // what stands in "rsp" beside "stat"
+};
+
+/// Where a request goes.
+struct Route {
+    const Endpoint& endpoint;
+    std::string_view segment;  // what stands in the place of "{}"; points into the path given
+};
+
+/// Finds the endpoint of a method and a path.
+/// @param path  decoded and without what may be tacked on (Arguments.h: properPath)
+/// @throws Refusal where there is none; the message says which methods the path takes
+Route routeOf(std::string_view method, std::string_view path);
+
+}  // namespace corvaned

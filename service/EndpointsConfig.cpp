@@ -1,0 +1,125 @@
+// Handlers of auth/... and conf/..., but for the genres.
+#include <algorithm>
+
+#include "Arguments.h"
+#include "Digest.h"
+#include "EndpointHandlers.h"
+#include "Session.h"
+#include "Upload.h"
+
+namespace corvaned {
+namespace {
+
+constexpr std::int64_t kDay = 86400;
+
+// A name for a file, not a way to one.
+void checkFilename(const std::string& name)
+{
+    constexpr std::size_t kLongest = 255;
+    const bool good = name.size() <= kLongest && name != "." && name != ".." &&
+                      std::none_of(name.begin(), name.end(),
+                                   [](unsigned char c) { return c < 0x20 || c == 0x7f || c == '/' || c == '\\'; });
+    if (!good) {
+        throw Refusal(
+            ServiceCode::BadValue,
+            "parameter 'filename' must be a plain name of at most 255 bytes, without '/' and control characters");
+    }
+}
+
+}  // namespace
+
+// A session's own id for its device comes with every answer, so nothing of it is kept here.
+Json answerSeedkey(Call& call)
+{
+    const Session session =
+        openSession(call.connection, call.arguments.text("DUID"), call.now, call.settings.sessionLifetime);
+    return {{"session",
+             {{"id", session.id},
+              {"user", {{"id", session.user}}},
+              {"seedkey", session.seedkey},
+              {"expired", formatUtc(session.expires)}}}};
+}
+
+Json answerLocaltime(Call& call)
+{
+    const Zone& zone = call.settings.zone;
+    return {{"date", formatUtc(call.now)},
+            {"localdate", zone.formatLocal(call.now)},
+            {"timezone", zone.name()},
+            {"difference", zone.formatOffset(call.now)}};
+}
+
+// There is but one address, which stays; the expiry makes clients ask again after a move all the same.
+Json answerServer(Call& call)
+{
+    return {{"url", call.request.origin}, {"expired", formatUtc(call.now + kDay)}};
+}
+
+// This service collects no logs of clients: no address to send them to, and levels that keep them quiet.
+Json answerConfLog(Call&)
+{
+    Json events = Json::array();
+    for (const char* name : {"tune", "search", "favorite", "like"}) {
+        events.push_back({{"name", name}, {"loglevel", "0"}});
+    }
+    return {{"service",
+             {{"name", "corvaned"},
+              {"url", ""},
+              {"queue_max", "0"},
+              {"expiration", std::to_string(kDay)},
+              {"loglevel", "0"},
+              {"event", std::move(events)}}}};
+}
+
+// Ages, since that is what most listings rate by. The rule names the ratings that the guide now held uses.
+Json answerCertRule(Call& call)
+{
+    std::string ratings;
+    sqlite::Query rows(call.connection,
+                       "SELECT DISTINCT rating FROM airing WHERE rating <> '' ORDER BY rating LIMIT 100");
+    while (rows.next()) {
+        ratings.append(ratings.empty() ? "" : ",").append(rows.text(0));
+    }
+    return {{"service",
+             {{"first_screen", "guide"},
+              {"adult_default", "18"},
+              {"bar_mode", "off"},
+              {"bar_ratio", "0"},
+              {"cert_type", "age"},
+              {"rule", ratings},
+              {"uptime_begin", "22:00"},
+              {"uptime_end", "05:00"}}}};
+}
+
+Json answerUploadCheck(Call& call)
+{
+    constexpr std::size_t kShown = 8;
+    return {{"url", call.request.origin + "/openapi/service/vorel/conf/upload"},
+            {"filename", "channels-" + call.user.substr(0, kShown) + ".json"}};
+}
+
+Json answerUpload(Call& call)
+{
+    const std::string& filename = call.arguments.text("filename");
+    checkFilename(filename);
+    if (call.request.body.empty()) {
+        throw Refusal(ServiceCode::BadValue, "the file is empty; send its content as the body");
+    }
+    keepUpload(call.connection, call.user, {filename, call.now, std::string(call.request.body)});
+    return Json::object();
+}
+
+Json answerLastUpload(Call& call)
+{
+    const std::optional<Upload> upload = findUpload(call.connection, call.user);
+    if (!upload) {
+        throw Refusal(ServiceCode::NotFound, "this user has sent no file");
+    }
+    const Sha1 digest = sha1(upload->content);
+    return {{"filename", upload->filename},
+            {"received", formatUtc(upload->received)},
+            {"size", std::to_string(upload->content.size())},
+            {"sha1", hex(digest.data(), digest.size())}};
+}
+
+}  // namespace corvaned

@@ -1,0 +1,187 @@
+// Handlers of channel/..., which answer from the guide: what is on, by channel. Today's files stand in TodayFiles.h.
+#include <algorithm>
+#include <unordered_set>
+#include <vector>
+
+#include "Arguments.h"
+#include "EndpointHandlers.h"
+#include "Guide.h"
+#include "ReplyParts.h"
+#include "TodayFiles.h"
+
+namespace corvaned {
+namespace {
+
+Json contentOf(const guide::Airing& airing)
+{
+    Json content = {{"id", std::to_string(airing.content)},
+                    {"lang", airing.lang},
+                    {"title", airing.title},
+                    {"type", airing.type},
+                    {"starttime", formatUtc(airing.start)},
+                    {"duration", durationOf(airing.start, airing.stop)},
+                    {"genres", genresOf(airing.genres)}};
+    addImage(content, "poster", airing.image, "poster");
+    return content;
+}
+
+// The channels asked for, each once. Texts that are no number of ours are left out: clients keep old lists.
+std::vector<std::int64_t> askedSources(const Call& call, const char* parameter)
+{
+    std::vector<std::int64_t> sources;
+    std::unordered_set<std::int64_t> asked;
+    for (const std::string& text : call.arguments.list(parameter)) {
+        if (const std::optional<std::int64_t> source = idOf(text); source && asked.insert(*source).second) {
+            sources.push_back(*source);
+        }
+    }
+    return sources;
+}
+
+}  // namespace
+
+Json answerGallery(Call& call)
+{
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const std::string checksum = guide::lineupChecksum(call.connection);
+    const bool same = !checksum.empty() && call.arguments.text("checksum") == checksum;
+    Json rsp = {{"checksum", {{"stat", same ? "old" : "new"}, {"code", checksum}}}};
+    if (same) {
+        return rsp;
+    }
+    Json& channels = rsp["channel"] = Json::array();
+    Json recognised = Json::array();
+    guide::forEachChannel(call.connection, [&](const guide::Channel& channel) {
+        Json entry = {{"source", std::to_string(channel.source)},
+                      {"dtv", std::to_string(channel.source)},
+                      {"number", channel.number},
+                      {"name", channel.name}};
+        addImage(entry, "station_img", channel.icon, "station");
+        channels.push_back(std::move(entry));
+        // What shows a logo can be recognised by it.
+        if (!channel.icon.url.empty()) {
+            recognised.push_back({{"source", std::to_string(channel.source)},
+                                  {"dtv", std::to_string(channel.source)},
+                                  {"name", channel.name},
+                                  {"call_sign", channel.name}});
+        }
+    });
+    rsp["ACR"] = std::move(recognised);
+    return rsp;
+}
+
+Json answerSchedule(Call& call)
+{
+    const Instant from = call.arguments.number("starttime", call.now);
+    const Instant to = from + call.arguments.number("interval") * 3600;
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    Json channels = Json::array();
+    for (const std::int64_t source : askedSources(call, "sourceid")) {
+        Json entry;
+        const bool known = guide::findChannel(call.connection, source, [&](const guide::Channel& channel) {
+            entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}};
+            addImage(entry, "station_img", channel.icon, "station");
+        });
+        if (!known) {
+            continue;
+        }
+        Json& contents = entry["content"] = Json::array();
+        guide::forEachAiring(call.connection, source, from, to, call.arguments.text("lang"),
+                             [&](const guide::Airing& airing) { contents.push_back(contentOf(airing)); });
+        channels.push_back(std::move(entry));
+    }
+    return {{"channel", std::move(channels)}};
+}
+
+Json answerOnAir(Call& call)
+{
+    const std::string& lang = call.arguments.text("lang");
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    Json channels = Json::array();
+    const auto add = [&](std::int64_t source) {
+        guide::onAir(call.connection, source, call.now, lang, [&](const guide::Programme& programme) {
+            Json content;
+            addParts(content, programme,
+                     {Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber, Part::Type,
+                      Part::Start, Part::Duration, Part::Genres, Part::Poster});
+            channels.push_back({{"source", std::to_string(source)},
+                                {"dtv", std::to_string(source)},
+                                {"name", programme.channel.name},
+                                {"content", std::move(content)}});
+        });
+    };
+    const std::vector<std::int64_t> asked = askedSources(call, "sourceid");
+    if (call.arguments.text("sourceid").empty()) {
+        guide::forEachChannel(call.connection, [&](const guide::Channel& channel) { add(channel.source); });
+    }
+    std::for_each(asked.begin(), asked.end(), add);
+    return {{"channel", std::move(channels)}};
+}
+
+Json answerFocusChannel(Call& call)
+{
+    constexpr std::int64_t kUsual = 10;
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const std::int64_t source = idOf(call.arguments.text("sourceid")).value_or(0);
+    Json rsp;
+    const bool known = guide::findChannel(call.connection, source, [&](const guide::Channel& channel) {
+        rsp = {{"source", std::to_string(channel.source)}, {"name", channel.name}};
+        addImage(rsp, "station_img", channel.icon, "station");
+    });
+    if (!known) {
+        throw Refusal(ServiceCode::NotFound, "the line-up has no channel of that 'sourceid'");
+    }
+    Json& contents = rsp["content"] = Json::array();
+    guide::following(call.connection, source, call.now, call.arguments.number("num", kUsual),
+                     call.arguments.text("lang"), [&](const guide::Programme& programme) {
+                         Json& content = contents.emplace_back();
+                         addParts(
+                             content, programme,
+                             {Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber, Part::Type,
+                              Part::Genres, Part::ShortDesc, Part::Start, Part::Duration, Part::Poster});
+                     });
+    return rsp;
+}
+
+Json answerToday(Call& call)
+{
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    Json files = Json::array();
+    if (!guide::lineupChecksum(call.connection).empty()) {
+        for (const TodayFile& file : todayFiles(call.settings.zone, call.now, call.arguments.text("lang"))) {
+            const std::string name = file.name();
+            files.push_back({{"time", std::to_string(file.fromHour) + "-" + std::to_string(file.toHour)},
+                             {"url", call.request.origin + "/openapi/service/vorel/channel/today/" + name},
+                             {"filename", name}});
+        }
+    }
+    return {{"VOREL_url", std::move(files)}};
+}
+
+Json answerTodayFile(Call& call)
+{
+    const std::optional<TodayFile> file = TodayFile::parse(call.arguments.text("file"));
+    if (!file) {
+        throw Refusal(ServiceCode::NotFound, "there is no such file; channel/today lists those of today");
+    }
+    const auto [from, to] = file->window(call.settings.zone);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    Json channels = Json::array();
+    guide::forEachChannel(call.connection, [&, from = from, to = to](const guide::Channel& channel) {
+        Json entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}, {"number", channel.number}};
+        Json& contents = entry["content"] = Json::array();
+        guide::window(call.connection, channel.source, from, to, file->lang, [&](const guide::Programme& programme) {
+            // The four files together hold every programme once.
+            if (programme.start < from && file->fromHour > 0) {
+                return;
+            }
+            addParts(contents.emplace_back(), programme,
+                     {Part::Id, Part::Lang, Part::Title, Part::Rating, Part::Start, Part::Duration, Part::Genres,
+                      Part::Poster, Part::ShortDesc});
+        });
+        channels.push_back(std::move(entry));
+    });
+    return {{"channel", std::move(channels)}};
+}
+
+}  // namespace corvaned

@@ -1,0 +1,110 @@
+// Programmes in full, as the browsing endpoints and the search tell of them. Guide.h has the lean queries of the
+// schedule. Every function reads on the connection it is given; callers that call several hold a read transaction.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Clock.h"
+#include "Guide.h"
+#include "Sqlite.h"
+
+namespace corvaned::guide {
+
+/// One airing with its channel. Texts are valid during the call that hands it over.
+struct Programme {
+    std::int64_t content = 0;
+    std::int64_t series = 0;  // 0: of none
+    Channel channel;
+    Instant start = 0;
+    Instant stop = 0;
+    std::string_view type;
+    int season = 0;  // of these four 0 means unknown
+    int episode = 0;
+    int year = 0;
+    int runtime = 0;  // minutes
+    std::string_view lang;
+    std::string_view title;
+    std::string_view episodeTitle;
+    std::string_view description;
+    std::string_view rating;
+    std::string_view genres;  // numbers, separated by commas
+    Image image;
+};
+
+using ProgrammeVisit = std::function<void(const Programme&)>;
+
+/// Of `count` from `start` on. Both as the wire has them: from 0.
+struct Page {
+    std::int64_t start = 0;
+    std::int64_t count = 0;
+};
+
+/// What is on that channel at that moment; of several the one that began last.
+void onAir(sqlite::Connection& connection, std::int64_t source, Instant at, std::string_view lang,
+           const ProgrammeVisit& visit);
+
+/// What is on at any moment of [from, to) on that channel, in order of start.
+void window(sqlite::Connection& connection, std::int64_t source, Instant from, Instant to, std::string_view lang,
+            const ProgrammeVisit& visit);
+
+/// What is on and what follows on that channel, in order of start.
+void following(sqlite::Connection& connection, std::int64_t source, Instant at, std::int64_t count,
+               std::string_view lang, const ProgrammeVisit& visit);
+
+/// Contents that are on at any moment of [from, to), each once with its first airing there, in order of start.
+/// @param genres  numbers of which a content must have one; none: any content
+void contents(sqlite::Connection& connection, const std::vector<std::int64_t>& genres, Instant from, Instant to,
+              Page page, std::string_view lang, const ProgrammeVisit& visit);
+
+/// All airings of a content from `from` on, by channel in the order of the line-up, then by start.
+/// @param source  keeps to that channel; 0: all
+void airingsOf(sqlite::Connection& connection, std::int64_t content, std::int64_t source, Instant from,
+               std::string_view lang, const ProgrammeVisit& visit);
+
+/// The airing of a content that a viewer cares about at that moment: the one that is on or comes next, else the last.
+/// @return whether the guide has the content
+bool nextAiring(sqlite::Connection& connection, std::int64_t content, Instant at, std::string_view lang,
+                const ProgrammeVisit& visit);
+
+/// The series of an episode, or of its own number; 0 where there is none.
+std::int64_t seriesOf(sqlite::Connection& connection, std::int64_t contentOrSeries);
+
+/// The episodes of a series by season and number, each once: on the channel given, where it shows it, and as nextAiring
+/// chooses.
+void episodesOf(sqlite::Connection& connection, std::int64_t series, std::int64_t source, Instant at,
+                std::string_view lang, const ProgrammeVisit& visit);
+
+struct Credit {
+    std::int64_t person = 0;
+    std::string_view name;
+    std::string_view job;  // as XMLTV names its elements: "director", "actor" ...
+    std::string_view role;
+};
+
+/// Who takes part in a content, in the order of the listing. The record is valid during the call.
+void forEachCredit(sqlite::Connection& connection, std::int64_t content,
+                   const std::function<void(const Credit&)>& visit);
+
+struct Person {
+    std::int64_t id = 0;
+    std::string name;
+    std::string job;                     // the one done most often in the guide now held; empty where there is none
+    std::vector<std::int64_t> contents;  // of the guide now held
+};
+
+std::optional<Person> findPerson(sqlite::Connection& connection, std::int64_t id);
+
+struct Genre {
+    std::int64_t id = 0;
+    std::string name;
+};
+
+/// The genres of the guide now held, by number.
+std::vector<Genre> genres(sqlite::Connection& connection);
+
+}  // namespace corvaned::guide

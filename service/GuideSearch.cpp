@@ -1,0 +1,58 @@
+#include "GuideSearch.h"
+
+#include <string>
+
+namespace corvaned::guide {
+namespace {
+
+// A title says more than a name, a name more than a word of the description.
+constexpr std::string_view kMatches =
+    "SELECT rowid FROM search WHERE search MATCH ?1 ORDER BY bm25(search, 10, 5, 1, 4), rowid LIMIT ?3 OFFSET ?2";
+constexpr std::string_view kCount = "SELECT count(*) FROM search WHERE search MATCH ?1";
+
+// The question in the index's own language, everything in it quoted: what looks like an operator is a word.
+std::string expressionOf(std::string_view question, Match match)
+{
+    std::string expression;
+    std::string word;
+    const auto endWord = [&] {
+        if (!word.empty()) {
+            expression += (expression.empty() ? "\"" : " \"") + word + (match == Match::Prefix ? "\"*" : "\"");
+            word.clear();
+        }
+    };
+    for (const char c : question) {
+        const bool blank = static_cast<unsigned char>(c) <= ' ';
+        if (blank && match == Match::Prefix) {
+            endWord();
+        } else {
+            word += blank || c == '"' ? ' ' : c;
+        }
+    }
+    endWord();
+    return expression;
+}
+
+}  // namespace
+
+Found search(sqlite::Connection& connection, std::string_view question, Match match, Page page)
+{
+    Found found;
+    const std::string expression = expressionOf(question, match);
+    if (expression.empty()) {
+        return found;
+    }
+    {
+        sqlite::Query count(connection, kCount);
+        count.bind(expression).next();
+        found.total = count.number(0);
+    }
+    sqlite::Query rows(connection, kMatches);
+    rows.bind(expression, page.start, page.count);
+    while (rows.next()) {
+        found.contents.push_back(rows.number(0));
+    }
+    return found;
+}
+
+}  // namespace corvaned::guide

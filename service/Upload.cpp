@@ -1,0 +1,22 @@
+#include "Upload.h"
+
+namespace corvaned {
+
+void keepUpload(sqlite::Connection& connection, std::string_view user, const Upload& upload)
+{
+    // As a text the bytes would be cut at the first zero by some of SQLite's functions.
+    sqlite::Query(connection, "INSERT OR REPLACE INTO upload VALUES (?, ?, ?, CAST(? AS BLOB))")
+        .bind(user, upload.filename, upload.received, upload.content)
+        .run();
+}
+
+std::optional<Upload> findUpload(sqlite::Connection& connection, std::string_view user)
+{
+    sqlite::Query row(connection, "SELECT filename, received, content FROM upload WHERE user_id = ?");
+    if (!row.bind(user).next()) {
+        return std::nullopt;
+    }
+    return Upload{std::string(row.text(0)), row.number(1), std::string(row.text(2))};
+}
+
+}  // namespace corvaned

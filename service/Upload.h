@@ -1,0 +1,26 @@
+// The files that clients send, such as the channels that a set has found: of each user the last one.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Clock.h"
+#include "Sqlite.h"
+
+namespace corvaned {
+
+struct Upload {
+    std::string filename;
+    Instant received = 0;
+    std::string content;  // any bytes
+};
+
+/// Keeps a user's file in the place of an earlier one.
+void keepUpload(sqlite::Connection& connection, std::string_view user, const Upload& upload);
+
+/// The file that the user sent last.
+std::optional<Upload> findUpload(sqlite::Connection& connection, std::string_view user);
+
+}  // namespace corvaned
