@@ -34,6 +34,7 @@ Json answerCertRule(Call& call);
 Json answerUploadCheck(Call& call);
 Json answerUpload(Call& call);
 Json answerLastUpload(Call& call);
+Json answerReset(Call& call);
 
 // EndpointsGuide.cpp
 Json answerGallery(Call& call);
@@ -51,5 +52,18 @@ Json answerSeries(Call& call);
 Json answerPerson(Call& call);
 Json answerSearch(Call& call);
 Json answerGenre(Call& call);
+
+// EndpointsViewer.cpp
+Json answerSetFavorite(Call& call);
+Json answerDeleteFavorite(Call& call);
+Json answerFavorite(Call& call);
+Json answerFavoriteList(Call& call);
+Json answerSendLike(Call& call);
+Json answerLikes(Call& call);
+Json answerTuneHistory(Call& call);
+Json answerCheckAgreement(Call& call);
+Json answerConfirmAgreement(Call& call);
+Json answerRevokeAgreement(Call& call);
+Json answerAnonymousAgreement(Call& call);
 
 }  // namespace corvaned

@@ -13,6 +13,9 @@ constexpr ParameterRule kSeedkeyParameters[] = {
 constexpr ParameterRule kUploadParameters[] = {
     {"filename", Place::Query, Kind::Text, Presence::Required},
 };
+constexpr ParameterRule kResetParameters[] = {
+    {"timestamp", Place::Query, Kind::Time, Presence::Optional},
+};
 
 // Guide
 constexpr ParameterRule kGalleryParameters[] = {
@@ -85,6 +88,38 @@ constexpr ParameterRule kGenreParameters[] = {
     {"checksum", Place::Query, Kind::Text, Presence::Optional},
 };
 
+// Viewer
+constexpr ParameterRule kFavoriteParameters[] = {
+    {"type", Place::Query, Kind::Text, Presence::Required},
+    {"id", Place::Query, Kind::Number, Presence::Required, 0, INT64_MAX},
+    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kFavoriteListParameters[] = {
+    {"type", Place::Query, Kind::Text, Presence::Required},
+    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
+    {"order", Place::Query, Kind::Text, Presence::Optional},
+    {"sort", Place::Query, Kind::Text, Presence::Optional},
+    {"start", Place::Query, Kind::Number, Presence::Optional},
+    {"num", Place::Query, Kind::Number, Presence::Optional},
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kLikeParameters[] = {
+    {"contentid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
+    {"ttid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
+    {"personid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
+    {"sourceid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
+    {"id", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
+    {"type", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kTuneParameters[] = {
+    {"ttid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
+    {"sourceid", Place::Query, Kind::Number, Presence::Required, 0, INT64_MAX},
+};
+constexpr ParameterRule kAnonymousParameters[] = {
+    {"flag", Place::Query, Kind::Text, Presence::Required},
+};
+
 constexpr Endpoint kEndpoints[] = {
     // Sessions and configuration
     {"GET", "/openapi/service/vorel/auth/seedkey", Access::AppKey, kSeedkeyParameters, answerSeedkey},
@@ -97,6 +132,7 @@ constexpr Endpoint kEndpoints[] = {
     // Where clients send their file that were given no address.
     {"PUT", "/", Access::Session, kUploadParameters, answerUpload},
     {"GET", "/openapi/service/vorel/conf/upload", Access::Session, {}, answerLastUpload},
+    {"PUT", "/openapi/service/vorel/conf/reset", Access::Session, kResetParameters, answerReset},
     // Guide
     {"GET", "/openapi/service/vorel/channel/gallery", Access::Session, kGalleryParameters, answerGallery},
     {"GET", "/openapi/service/vorel/channel/schedule", Access::Session, kScheduleParameters, answerSchedule},
@@ -112,6 +148,18 @@ constexpr Endpoint kEndpoints[] = {
     {"GET", "/openapi/service/vorel/browse/person/{}", Access::Session, kPersonParameters, answerPerson},
     {"GET", "/openapi/service/vorel/search/epg_search", Access::Session, kSearchParameters, answerSearch},
     {"GET", "/openapi/service/vorel/conf/genre", Access::Session, kGenreParameters, answerGenre},
+    // Viewer
+    {"PUT", "/openapi/service/vorel/user/favorite", Access::Session, kFavoriteParameters, answerSetFavorite},
+    {"DELETE", "/openapi/service/vorel/user/favorite", Access::Session, kFavoriteParameters, answerDeleteFavorite},
+    {"GET", "/openapi/service/vorel/user/favorite", Access::Session, kFavoriteParameters, answerFavorite},
+    {"GET", "/openapi/service/vorel/user/favorite/list", Access::Session, kFavoriteListParameters, answerFavoriteList},
+    {"PUT", "/openapi/service/vorel/user/like", Access::Session, kLikeParameters, answerSendLike},
+    {"GET", "/openapi/service/vorel/user/like", Access::Session, kLikeParameters, answerLikes},
+    {"PUT", "/openapi/service/vorel/user/tune_history", Access::Session, kTuneParameters, answerTuneHistory},
+    {"GET", "/openapi/service/vorel/agreement/check", Access::Session, {}, answerCheckAgreement},
+    {"PUT", "/openapi/service/vorel/agreement/confirm", Access::Session, {}, answerConfirmAgreement},
+    {"PUT", "/openapi/service/vorel/agreement/revocation", Access::Session, {}, answerRevokeAgreement},
+    {"PUT", "/openapi/service/vorel/agreement/anonym", Access::Session, kAnonymousParameters, answerAnonymousAgreement},
 };
 
 // Whether the path fits the pattern; segment receives what stands in the place of "{}".

@@ -7,6 +7,7 @@
 #include "GenreGroups.h"
 #include "GuideSearch.h"
 #include "ReplyParts.h"
+#include "Viewer.h"
 
 namespace corvaned {
 namespace {
@@ -196,10 +197,13 @@ Json answerPerson(Call& call)
                               addParts(contents.emplace_back(), programme, {Part::Id, Part::Title, Part::Type});
                           });
     }
+    const viewer::VoteCount votes = viewer::countVotes(call.connection, call.user, viewer::Subject::Person, person->id);
     return {{"person",
              {{"id", std::to_string(person->id)},
               {"name", person->name},
               {"occupation", person->job},
+              {"like", std::to_string(votes.likes)},
+              {"dislike", std::to_string(votes.dislikes)},
               {"content", std::move(contents)}}}};
 }
 

@@ -10,6 +10,7 @@
 #include <iterator>
 
 #include "OperatorError.h"
+#include "ViewerSchema.h"
 
 namespace corvaned {
 namespace {
@@ -129,6 +130,7 @@ constexpr const char* kVersions[] = {
         content BLOB NOT NULL
     ) WITHOUT ROWID;
     )sql",
+    kViewerTables,
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)

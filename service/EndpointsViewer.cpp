@@ -1,0 +1,231 @@
+// Handlers of user/... and agreement/..., which keep what a viewer does (Viewer.h).
+#include <fmt/format.h>
+
+#include "Arguments.h"
+#include "EndpointHandlers.h"
+#include "Picks.h"
+#include "ReplyParts.h"
+#include "Viewer.h"
+
+namespace corvaned {
+namespace {
+
+using viewer::Subject;
+
+constexpr std::int64_t kMost = INT32_MAX;
+
+template <typename Value>
+struct Word {
+    const char* text;
+    Value value;
+};
+
+constexpr Word<Subject> kFavoriteSubjects[] = {{"channel", Subject::Channel}, {"content", Subject::Content}};
+constexpr Word<viewer::Vote> kVotes[] = {
+    {"like", viewer::Vote::Like}, {"dislike", viewer::Vote::Dislike}, {"none", viewer::Vote::None}};
+constexpr Word<viewer::FavoriteOrder> kOrders[] = {{"time", viewer::FavoriteOrder::Time},
+                                                   {"title", viewer::FavoriteOrder::Title},
+                                                   {"name", viewer::FavoriteOrder::Title},
+                                                   {"number", viewer::FavoriteOrder::Number}};
+constexpr Word<bool> kSorts[] = {{"asc", false}, {"desc", true}};
+constexpr Word<bool> kFlags[] = {{"yes", true}, {"no", false}};
+
+// The parameters that a vote may name its target by; exactly one stands in a request.
+constexpr Word<Subject> kVoteTargets[] = {{"contentid", Subject::Content},
+                                          {"ttid", Subject::Content},
+                                          {"personid", Subject::Person},
+                                          {"sourceid", Subject::Channel},
+                                          {"id", Subject::Content}};
+
+template <typename Value, std::size_t Count>
+Value wordOf(const Call& call, const char* parameter, const Word<Value> (&words)[Count])
+{
+    const std::string& text = call.arguments.text(parameter);
+    if (text.empty()) {
+        throw Refusal(ServiceCode::MissingValue, fmt::format("parameter '{}' is missing", parameter));
+    }
+    std::string known;
+    for (const Word<Value>& word : words) {
+        if (text == word.text) {
+            return word.value;
+        }
+        known += fmt::format("{}'{}'", known.empty() ? "" : " or ", word.text);
+    }
+    throw Refusal(ServiceCode::BadValue,
+                  fmt::format("parameter '{}' is '{:.60}'; it must be {}", parameter, text, known));
+}
+
+struct Target {
+    Subject subject;
+    const char* parameter;
+    std::int64_t number;
+};
+
+Target voteTarget(const Call& call)
+{
+    for (const Word<Subject>& word : kVoteTargets) {
+        if (!call.arguments.text(word.text).empty()) {
+            return {word.value, word.text, call.arguments.number(word.text)};
+        }
+    }
+    throw Refusal(ServiceCode::MissingValue, "parameter 'contentid' is missing; 'personid' or 'sourceid' do as well");
+}
+
+Target favoriteTarget(const Call& call)
+{
+    return {wordOf(call, "type", kFavoriteSubjects), "id", call.arguments.number("id")};
+}
+
+[[noreturn]] void refuseUnknown(const Target& target)
+{
+    throw Refusal(ServiceCode::BadValue, fmt::format("parameter '{}' is '{}'; the guide has no such {}",
+                                                     target.parameter, target.number, nameOf(target.subject)));
+}
+
+Json favoriteChannel(Call& call, std::int64_t source)
+{
+    Json entry;
+    guide::findChannel(call.connection, source, [&](const guide::Channel& channel) {
+        entry = {{"source", std::to_string(channel.source)},
+                 {"dtv", std::to_string(channel.source)},
+                 {"number", channel.number},
+                 {"name", channel.name}};
+        addImage(entry, "station_img", channel.icon, "station");
+    });
+    return entry;
+}
+
+Json favoriteContent(Call& call, std::int64_t content)
+{
+    const std::optional<Pick> pick = pickContent(call.connection, content, call.now, call.arguments.text("lang"));
+    if (!pick) {
+        return {};
+    }
+    Json entry = {{"id", std::to_string(pick->content)},
+                  {"lang", pick->lang},
+                  {"title", pick->title},
+                  {"ep_title", pick->episodeTitle},
+                  {"ep_number", std::to_string(pick->episode)},
+                  {"year", std::to_string(pick->year)},
+                  {"type", pick->type}};
+    addImage(entry, "poster", pick->image(), "poster");
+    return entry;
+}
+
+Json favoriteOf(Call& call, const Target& target)
+{
+    return target.subject == Subject::Channel ? favoriteChannel(call, target.number)
+                                              : favoriteContent(call, target.number);
+}
+
+}  // namespace
+
+Json answerSetFavorite(Call& call)
+{
+    const Target target = favoriteTarget(call);
+    if (!viewer::addFavorite(call.connection, call.user, target.subject, target.number, call.now)) {
+        refuseUnknown(target);
+    }
+    return Json::object();
+}
+
+// Taking away what is no favourite is no mistake: a client may say it twice.
+Json answerDeleteFavorite(Call& call)
+{
+    const Target target = favoriteTarget(call);
+    viewer::removeFavorite(call.connection, call.user, target.subject, target.number);
+    return Json::object();
+}
+
+Json answerFavorite(Call& call)
+{
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const Target target = favoriteTarget(call);
+    Json entry;
+    if (viewer::isFavorite(call.connection, call.user, target.subject, target.number)) {
+        entry = favoriteOf(call, target);
+    }
+    if (entry.empty()) {
+        throw Refusal(ServiceCode::BadValue, fmt::format("parameter 'id' is '{}'; the user has no such favourite {}",
+                                                         target.number, nameOf(target.subject)));
+    }
+    return {{nameOf(target.subject), std::move(entry)}};
+}
+
+Json answerFavoriteList(Call& call)
+{
+    const Subject subject = wordOf(call, "type", kFavoriteSubjects);
+    const auto order =
+        call.arguments.text("order").empty() ? viewer::FavoriteOrder::Time : wordOf(call, "order", kOrders);
+    const bool descending = !call.arguments.text("sort").empty() && wordOf(call, "sort", kSorts);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    Json entries = Json::array();
+    for (const std::int64_t target :
+         viewer::favorites(call.connection, call.user, subject, order, descending, call.arguments.number("start"),
+                           call.arguments.number("num", kMost))) {
+        entries.push_back(favoriteOf(call, {subject, "id", target}));
+    }
+    return {{nameOf(subject), std::move(entries)}};
+}
+
+Json answerSendLike(Call& call)
+{
+    const Target target = voteTarget(call);
+    const viewer::Vote vote = wordOf(call, "type", kVotes);
+    if (!viewer::castVote(call.connection, call.user, target.subject, target.number, vote, call.now)) {
+        refuseUnknown(target);
+    }
+    return Json::object();
+}
+
+Json answerLikes(Call& call)
+{
+    const Target target = voteTarget(call);
+    const viewer::VoteCount count = viewer::countVotes(call.connection, call.user, target.subject, target.number);
+    return {{"content",
+             {{"count",
+               {{"like", std::to_string(count.likes)},
+                {"dislike", std::to_string(count.dislikes)},
+                {"like_owned", count.own == viewer::Vote::Like ? "yes" : "no"},
+                {"dis_owned", count.own == viewer::Vote::Dislike ? "yes" : "no"}}}}}};
+}
+
+Json answerTuneHistory(Call& call)
+{
+    const Target target{Subject::Channel, "sourceid", call.arguments.number("sourceid")};
+    const std::int64_t seq =
+        viewer::addTuning(call.connection, call.user, target.number, call.arguments.number("ttid"), call.now);
+    if (seq == 0) {
+        refuseUnknown(target);
+    }
+    return {{"seq", std::to_string(seq)}};
+}
+
+Json answerCheckAgreement(Call& call)
+{
+    const viewer::Agreement agreement = viewer::agreementOf(call.connection, call.user);
+    return {{"reg_info",
+             {{"status", agreement.status},
+              {"confirmed", agreement.status == viewer::kAgreed ? "yes" : "no"},
+              {"anonymous", agreement.anonymous ? "yes" : "no"}}}};
+}
+
+Json answerConfirmAgreement(Call& call)
+{
+    viewer::setAgreement(call.connection, call.user, viewer::kAgreed);
+    return Json::object();
+}
+
+Json answerRevokeAgreement(Call& call)
+{
+    viewer::setAgreement(call.connection, call.user, viewer::kRevoked);
+    return Json::object();
+}
+
+Json answerAnonymousAgreement(Call& call)
+{
+    viewer::setAnonymous(call.connection, call.user, wordOf(call, "flag", kFlags));
+    return Json::object();
+}
+
+}  // namespace corvaned

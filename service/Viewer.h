@@ -1,0 +1,89 @@
+// What viewers keep: favourites, votes, the history of what they tuned to, their answer to the terms. It is keyed by
+// the session's user and outlasts restarts and imports. Writing functions are one transaction each.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Clock.h"
+#include "Sqlite.h"
+
+namespace corvaned::viewer {
+
+/// What a favourite or a vote is about. A channel is named by its source, a content by its id, a person by its id.
+enum class Subject : std::uint8_t {
+    Channel,
+    Content,
+    Person,
+};
+
+/// "channel", "content" or "person".
+std::string_view nameOf(Subject subject);
+
+/// Makes the target a favourite of the user; one that it is already keeps its place.
+/// @return false where neither the guide nor the users' memory knows the target; nothing is changed then
+bool addFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target,
+                 Instant now);
+
+/// @return whether it was one
+bool removeFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
+
+bool isFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
+
+enum class FavoriteOrder : std::uint8_t {
+    Time,    // by when it was made one
+    Title,   // of a content, or the name of a channel
+    Number,  // of a channel in the line-up; of contents as Time
+};
+
+/// The targets of the user's favourites. Channels that the line-up no longer has are left out.
+/// @param start  how many to pass over
+/// @param count  how many at most
+std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_view user, Subject subject,
+                                    FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count);
+
+enum class Vote : std::uint8_t {
+    None,
+    Like,
+    Dislike,
+};
+
+struct VoteCount {
+    std::int64_t likes = 0;
+    std::int64_t dislikes = 0;
+    Vote own = Vote::None;
+};
+
+/// Replaces the user's vote on the target; Vote::None withdraws it.
+/// @return false where a channel or content is not known; nothing is changed then
+bool castVote(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target, Vote vote,
+              Instant now);
+
+VoteCount countVotes(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
+
+/// Notes that the user tuned to a channel. The oldest of very many is forgotten.
+/// @param content  what was chosen there; 0: whatever is on
+/// @return how many times the user has tuned since the history was begun; 0 where there has never been such a channel
+std::int64_t addTuning(sqlite::Connection& connection, std::string_view user, std::int64_t source, std::int64_t content,
+                       Instant now);
+
+/// Forgets the user's tunings and votes up to and including that moment. Favourites, the headend and the agreement
+/// stay.
+void resetHistory(sqlite::Connection& connection, std::string_view user, Instant until);
+
+inline constexpr const char* kNoAgreement = "none";
+inline constexpr const char* kAgreed = "agreed";
+inline constexpr const char* kRevoked = "revoked";
+
+struct Agreement {
+    std::string status = kNoAgreement;  // or kAgreed or kRevoked
+    bool anonymous = false;             // wishes to stay without a name
+};
+
+Agreement agreementOf(sqlite::Connection& connection, std::string_view user);
+void setAgreement(sqlite::Connection& connection, std::string_view user, std::string_view status);
+void setAnonymous(sqlite::Connection& connection, std::string_view user, bool anonymous);
+
+}  // namespace corvaned::viewer
