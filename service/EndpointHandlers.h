@@ -66,4 +66,12 @@ Json answerConfirmAgreement(Call& call);
 Json answerRevokeAgreement(Call& call);
 Json answerAnonymousAgreement(Call& call);
 
+// EndpointsLineup.cpp
+Json answerHeadend(Call& call);
+Json answerHeadendKor(Call& call);
+Json answerHeadendBrowse(Call& call);
+Json answerLineupTest(Call& call);
+Json answerSaveHeadend(Call& call);
+Json answerLoadHeadend(Call& call);
+
 }  // namespace corvaned

@@ -120,6 +120,22 @@ constexpr ParameterRule kAnonymousParameters[] = {
     {"flag", Place::Query, Kind::Text, Presence::Required},
 };
 
+// Line-up
+constexpr ParameterRule kHeadendParameters[] = {
+    {"zipcode", Place::Query, Kind::Text, Presence::Required},
+};
+constexpr ParameterRule kPlaceParameters[] = {
+    {"type", Place::Query, Kind::Text, Presence::Required},
+    {"code", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kLineupTestParameters[] = {
+    {"headend", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kSaveHeadendParameters[] = {
+    {"headend", Place::Query, Kind::Text, Presence::Required},
+    {"device", Place::Query, Kind::Text, Presence::Optional},
+};
+
 constexpr Endpoint kEndpoints[] = {
     // Sessions and configuration
     {"GET", "/openapi/service/vorel/auth/seedkey", Access::AppKey, kSeedkeyParameters, answerSeedkey},
@@ -160,6 +176,13 @@ constexpr Endpoint kEndpoints[] = {
     {"PUT", "/openapi/service/vorel/agreement/confirm", Access::Session, {}, answerConfirmAgreement},
     {"PUT", "/openapi/service/vorel/agreement/revocation", Access::Session, {}, answerRevokeAgreement},
     {"PUT", "/openapi/service/vorel/agreement/anonym", Access::Session, kAnonymousParameters, answerAnonymousAgreement},
+    // Line-up
+    {"GET", "/openapi/service/vorel/channel/headend", Access::Session, kHeadendParameters, answerHeadend},
+    {"GET", "/openapi/service/vorel/channel/headend_kor", Access::Session, kPlaceParameters, answerHeadendKor},
+    {"GET", "/openapi/service/vorel/channel/headend_browse", Access::Session, kPlaceParameters, answerHeadendBrowse},
+    {"GET", "/openapi/service/vorel/channel/lineup_test", Access::Session, kLineupTestParameters, answerLineupTest},
+    {"PUT", "/openapi/service/vorel/user/save_headend", Access::Session, kSaveHeadendParameters, answerSaveHeadend},
+    {"GET", "/openapi/service/vorel/user/load_headend", Access::Session, {}, answerLoadHeadend},
 };
 
 // Whether the path fits the pattern; segment receives what stands in the place of "{}".

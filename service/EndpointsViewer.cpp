@@ -3,7 +3,6 @@
 
 #include "Arguments.h"
 #include "EndpointHandlers.h"
-#include "Picks.h"
 #include "ReplyParts.h"
 #include "Viewer.h"
 
@@ -78,7 +77,7 @@ Target favoriteTarget(const Call& call)
 
 [[noreturn]] void refuseUnknown(const Target& target)
 {
-    throw Refusal(ServiceCode::BadValue, fmt::format("parameter '{}' is '{}'; the guide has no such {}",
+    throw Refusal(ServiceCode::NotFound, fmt::format("parameter '{}' is '{}'; the guide has no such {}",
                                                      target.parameter, target.number, nameOf(target.subject)));
 }
 
@@ -97,18 +96,13 @@ Json favoriteChannel(Call& call, std::int64_t source)
 
 Json favoriteContent(Call& call, std::int64_t content)
 {
-    const std::optional<Pick> pick = pickContent(call.connection, content, call.now, call.arguments.text("lang"));
-    if (!pick) {
-        return {};
-    }
-    Json entry = {{"id", std::to_string(pick->content)},
-                  {"lang", pick->lang},
-                  {"title", pick->title},
-                  {"ep_title", pick->episodeTitle},
-                  {"ep_number", std::to_string(pick->episode)},
-                  {"year", std::to_string(pick->year)},
-                  {"type", pick->type}};
-    addImage(entry, "poster", pick->image(), "poster");
+    Json entry;
+    viewer::visitContent(call.connection, content, call.now, call.arguments.text("lang"),
+                         [&](const guide::Programme& programme) {
+                             addParts(entry, programme,
+                                      {Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber,
+                                       Part::Year, Part::Type, Part::Poster});
+                         });
     return entry;
 }
 
@@ -146,7 +140,7 @@ Json answerFavorite(Call& call)
         entry = favoriteOf(call, target);
     }
     if (entry.empty()) {
-        throw Refusal(ServiceCode::BadValue, fmt::format("parameter 'id' is '{}'; the user has no such favourite {}",
+        throw Refusal(ServiceCode::NotFound, fmt::format("parameter 'id' is '{}'; the user has no such favourite {}",
                                                          target.number, nameOf(target.subject)));
     }
     return {{nameOf(target.subject), std::move(entry)}};

@@ -56,6 +56,8 @@ const std::string kNextAiring = programmeQuery(R"sql(
     WHERE content_id = ?1
     ORDER BY stop <= ?2, CASE WHEN stop > ?2 THEN start ELSE -start END, channel.position, airing.id LIMIT 1)sql");
 
+const std::string kAiring = programmeQuery("WHERE airing.id = ?1");
+
 const std::string kEpisodesOf = programmeQuery(R"sql(
     WHERE airing.id IN (
         SELECT id FROM (
@@ -186,6 +188,16 @@ bool nextAiring(sqlite::Connection& connection, std::int64_t content, Instant at
 {
     sqlite::Query rows(connection, kNextAiring);
     return forEach(connection, rows.bind(content, at), lang, visit);
+}
+
+bool airing(sqlite::Connection& connection, std::int64_t row, std::string_view lang, const ProgrammeVisit& visit)
+{
+    sqlite::Query rows(connection, kAiring);
+    const bool known = rows.bind(row).next();
+    if (known) {
+        Reader(connection, lang).visit(rows, visit);
+    }
+    return known;
 }
 
 std::int64_t seriesOf(sqlite::Connection& connection, std::int64_t contentOrSeries)

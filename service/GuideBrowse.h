@@ -71,6 +71,11 @@ void airingsOf(sqlite::Connection& connection, std::int64_t content, std::int64_
 bool nextAiring(sqlite::Connection& connection, std::int64_t content, Instant at, std::string_view lang,
                 const ProgrammeVisit& visit);
 
+/// One airing, as another query has picked it.
+/// @param row  its id in the guide now held
+/// @return whether there is one
+bool airing(sqlite::Connection& connection, std::int64_t row, std::string_view lang, const ProgrammeVisit& visit);
+
 /// The series of an episode, or of its own number; 0 where there is none.
 std::int64_t seriesOf(sqlite::Connection& connection, std::int64_t contentOrSeries);
 

@@ -73,6 +73,9 @@ public:
         return *this;
     }
 
+    /// Binds one parameter, counted from 1; the text must outlive the run.
+    void bindText(int place, std::string_view value) { bindOne(place, value); }
+
     /// Makes one parameter, counted from 1, NULL.
     void bindNull(int place) { check(sqlite3_bind_null(m_statement, place)); }
 

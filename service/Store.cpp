@@ -9,7 +9,9 @@
 #include <filesystem>
 #include <iterator>
 
+#include "LineupSchema.h"
 #include "OperatorError.h"
+#include "PlacesImport.h"
 #include "ViewerSchema.h"
 
 namespace corvaned {
@@ -131,6 +133,7 @@ constexpr const char* kVersions[] = {
     ) WITHOUT ROWID;
     )sql",
     kViewerTables,
+    kLineupTables,
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)
@@ -157,6 +160,9 @@ void bringUpToDate(sqlite::Connection& connection, const std::string& path)
     }
     for (std::int64_t step = version; step < wanted; ++step) {
         connection.execute(kVersions[step]);
+    }
+    if (numberOf(connection, "SELECT count(*) FROM headend") == 0) {
+        importPlaces(connection, samplePlaces(), "the places built in");
     }
     connection.execute(
         fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, wanted).c_str());

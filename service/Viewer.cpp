@@ -130,6 +130,34 @@ std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_
     return targets;
 }
 
+bool visitContent(sqlite::Connection& connection, std::int64_t content, Instant now, std::string_view lang,
+                  const guide::ProgrammeVisit& visit)
+{
+    if (guide::nextAiring(connection, content, now, lang, visit)) {
+        return true;
+    }
+    Query row(
+        connection,
+        "SELECT series_id, type, season, episode, year, image_url, image_width, image_height, lang, title, ep_title "
+        "FROM remembered_content WHERE content_id = ?");
+    if (!row.bind(content).next()) {
+        return false;
+    }
+    guide::Programme programme;
+    programme.content = content;
+    programme.series = row.number(0);
+    programme.type = row.text(1);
+    programme.season = static_cast<int>(row.number(2));
+    programme.episode = static_cast<int>(row.number(3));
+    programme.year = static_cast<int>(row.number(4));
+    programme.image = {row.text(5), row.number(6), row.number(7)};
+    programme.lang = row.text(8);
+    programme.title = row.text(9);
+    programme.episodeTitle = row.text(10);
+    visit(programme);
+    return true;
+}
+
 bool castVote(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target, Vote vote,
               Instant now)
 {

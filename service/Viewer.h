@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Clock.h"
+#include "GuideBrowse.h"
 #include "Sqlite.h"
 
 namespace corvaned::viewer {
@@ -43,6 +44,12 @@ enum class FavoriteOrder : std::uint8_t {
 /// @param count  how many at most
 std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_view user, Subject subject,
                                     FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count);
+
+/// A content that a viewer has named: as the guide has it now (guide::nextAiring), or, where the guide has dropped it,
+/// as it was remembered, without channel and times.
+/// @return whether it is known at all
+bool visitContent(sqlite::Connection& connection, std::int64_t content, Instant now, std::string_view lang,
+                  const guide::ProgrammeVisit& visit);
 
 enum class Vote : std::uint8_t {
     None,

@@ -1,0 +1,136 @@
+// Handlers of channel/headend..., channel/lineup_test and user/..._headend (Lineup.h).
+#include <fmt/format.h>
+
+#include "Arguments.h"
+#include "EndpointHandlers.h"
+#include "Lineup.h"
+
+namespace corvaned {
+namespace {
+
+Json headendsJson(const std::vector<lineup::Headend>& headends)
+{
+    Json list = Json::array();
+    for (const lineup::Headend& headend : headends) {
+        Json devices = Json::array();
+        for (const lineup::Device& device : headend.devices) {
+            devices.push_back({{"type", device.type}, {"name", device.name}});
+        }
+        list.push_back({{"id", headend.operatorId},
+                        {"name", headend.operatorName},
+                        {"service_type", headend.serviceType},
+                        {"satellite_enum", headend.satellite},
+                        {"rf_device_type", headend.devices.empty() ? "" : headend.devices.front().type},
+                        {"mbr_name", headend.name},
+                        {"headend", {{"id", headend.id}, {"dtv", headend.id}, {"city", headend.city}}},
+                        {"device", std::move(devices)}});
+    }
+    return {{"mso", std::move(list)}};
+}
+
+Json headendsByCode(Call& call)
+{
+    const std::string& code = call.arguments.text("code");
+    if (code.empty()) {
+        throw Refusal(ServiceCode::MissingValue, "parameter 'code' is missing; type=headend asks by a place's code");
+    }
+    return headendsJson(lineup::headendsAt(call.connection, code));
+}
+
+[[noreturn]] void refuseType(const Call& call, const char* lists)
+{
+    throw Refusal(ServiceCode::BadValue, fmt::format("parameter 'type' is '{:.60}'; it must be '{}' or 'headend'",
+                                                     call.arguments.text("type"), lists));
+}
+
+}  // namespace
+
+Json answerHeadend(Call& call)
+{
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    return headendsJson(lineup::headendsAtPostalCode(call.connection, call.arguments.text("zipcode")));
+}
+
+Json answerHeadendKor(Call& call)
+{
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    if (call.arguments.text("type") == "headend") {
+        return headendsByCode(call);
+    }
+    if (call.arguments.text("type") != "city") {
+        refuseType(call, "city");
+    }
+    Json states = Json::array();
+    for (const lineup::Place& state : lineup::states(call.connection)) {
+        Json cities = Json::array();
+        for (const lineup::Place& city : lineup::citiesOf(call.connection, state.code)) {
+            cities.push_back({{"code", city.code}, {"name", city.name}});
+        }
+        states.push_back({{"name", state.name}, {"city", std::move(cities)}});
+    }
+    return {{"state", std::move(states)}};
+}
+
+Json answerHeadendBrowse(Call& call)
+{
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    if (call.arguments.text("type") == "headend") {
+        return headendsByCode(call);
+    }
+    if (call.arguments.text("type") != "list") {
+        refuseType(call, "list");
+    }
+    Json places = Json::array();
+    for (const lineup::Place& state : lineup::states(call.connection)) {
+        places.push_back({{"code", state.code}, {"name", state.name}});
+    }
+    return {{"geo_level_1", std::move(places)}};
+}
+
+Json answerLineupTest(Call& call)
+{
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const std::string& headend = call.arguments.text("headend");
+    if (!headend.empty() && !lineup::isHeadend(call.connection, headend)) {
+        throw Refusal(ServiceCode::NotFound, fmt::format("there is no headend '{:.60}'", headend));
+    }
+    Json questions = Json::array();
+    for (const lineup::Question& question : lineup::quiz(call.connection, headend)) {
+        Json answers = Json::array();
+        for (const lineup::Answer& answer : question.answers) {
+            const std::vector<lineup::Device>& devices = answer.headend.devices;
+            answers.push_back({{"name", answer.channel.empty() ? "None" : answer.channel},
+                               {"headend",
+                                {{"id", answer.headend.id},
+                                 {"dtv", answer.headend.id},
+                                 {"city", answer.headend.city},
+                                 {"device", devices.empty() ? "" : devices.front().type}}}});
+        }
+        const std::size_t dash = question.number.find_first_of("-.");
+        questions.push_back({{"number", question.number},
+                             {"major", question.number.substr(0, dash)},
+                             {"minor", dash == std::string::npos ? "" : question.number.substr(dash + 1)},
+                             {"ptc", ""},
+                             {"answer", std::move(answers)}});
+    }
+    return {{"quiz", std::move(questions)}};
+}
+
+Json answerSaveHeadend(Call& call)
+{
+    const lineup::Choice choice{call.arguments.text("headend"), call.arguments.text("device")};
+    if (!lineup::isHeadend(call.connection, choice.headend)) {
+        throw Refusal(ServiceCode::NotFound, fmt::format("there is no headend '{:.60}'", choice.headend));
+    }
+    lineup::saveChoice(call.connection, call.user, choice);
+    return Json::object();
+}
+
+// Who has saved none gets empty texts: a client reads them as no choice yet.
+Json answerLoadHeadend(Call& call)
+{
+    const lineup::Choice choice = lineup::loadChoice(call.connection, call.user).value_or(lineup::Choice{});
+    return {{"headend", {{"id", choice.headend}}}, {"device", {{"type", choice.device}}}};
+}
+
+}  // namespace corvaned

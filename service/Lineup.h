@@ -1,0 +1,85 @@
+// Where a viewer lives, which headends serve that place and what each carries under which number. PlacesImport.h fills
+// the tables. Every function reads on the connection it is given; callers that call several hold a read transaction.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Sqlite.h"
+
+namespace corvaned::lineup {
+
+/// A postal code as it is compared: in capitals, without blanks and hyphens.
+std::string plainPostalCode(std::string_view text);
+
+struct Place {
+    std::string code;
+    std::string name;
+};
+
+std::vector<Place> states(sqlite::Connection& connection);
+std::vector<Place> citiesOf(sqlite::Connection& connection, std::string_view state);
+
+struct Device {
+    std::string type;
+    std::string name;
+};
+
+struct Headend {
+    std::string id;
+    std::string name;
+    std::string operatorId;
+    std::string operatorName;
+    std::string serviceType;
+    std::string satellite;
+    std::string city;  // the name of a city that it serves: of those asked for, the first
+    std::vector<Device> devices;
+};
+
+/// The headends that serve a city, or any city of a state.
+/// @param code  of either
+std::vector<Headend> headendsAt(sqlite::Connection& connection, std::string_view code);
+
+/// The headends at a postal code, or at the longest known code that it begins with ("10110-0042" finds "10110").
+std::vector<Headend> headendsAtPostalCode(sqlite::Connection& connection, std::string_view code);
+
+bool isHeadend(sqlite::Connection& connection, std::string_view id);
+
+/// What stands at a number of a line-up.
+struct Station {
+    std::string number;
+    std::int64_t source = 0;
+    std::string name;
+};
+
+/// What a headend carries of the guide's channels, by number.
+std::vector<Station> lineupOf(sqlite::Connection& connection, std::string_view headend);
+
+struct Answer {
+    Headend headend;
+    std::string channel;  // empty: that headend has nothing at the number
+};
+
+struct Question {
+    std::string number;
+    std::vector<Answer> answers;  // one of every headend
+};
+
+/// The fewest questions found that tell the headends apart which share a city with the one given, itself included. Who
+/// says of each what is on at its number keeps, of the headends whose answers say so, exactly one; headends with equal
+/// line-ups cannot be told apart.
+/// @param headend  empty: all headends there are
+std::vector<Question> quiz(sqlite::Connection& connection, std::string_view headend);
+
+struct Choice {
+    std::string headend;
+    std::string device;
+};
+
+void saveChoice(sqlite::Connection& connection, std::string_view user, const Choice& choice);
+std::optional<Choice> loadChoice(sqlite::Connection& connection, std::string_view user);
+
+}  // namespace corvaned::lineup

@@ -1,0 +1,29 @@
+// Places, headends, their line-ups and the operator's apps, read from CSV. What the rows are stands in kRows of
+// PlacesImport.cpp and in docs/service.md; Lineup.h answers from them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Sqlite.h"
+
+namespace corvaned {
+
+/// The invented places that a new database begins with: sample/places.csv.
+std::string_view samplePlaces();
+
+struct PlacesReport {
+    std::int64_t cities = 0;
+    std::int64_t postalCodes = 0;
+    std::int64_t headends = 0;
+    std::int64_t apps = 0;
+};
+
+/// Replaces places and headends by those of the text, and the apps by its apps; of which it holds none, the ones there
+/// are stay. The caller holds a write transaction.
+/// @param name  what messages call the text
+/// @throws OperatorError with the line of the first fault; the transaction must not be committed then
+PlacesReport importPlaces(sqlite::Connection& connection, std::string_view text, const std::string& name);
+
+}  // namespace corvaned
