@@ -23,7 +23,16 @@ constexpr const char* kGuideFacts = R"sql(
 
 // A row per user, whoever has a session or keeps anything.
 constexpr const char* kUsers = R"sql(
-    SELECT user_id, count(*), max(expires) FROM session WHERE expires > ?1 GROUP BY user_id ORDER BY user_id
+    WITH known AS (
+        SELECT user_id FROM session WHERE expires > ?1 UNION SELECT user_id FROM favorite
+        UNION SELECT user_id FROM vote UNION SELECT user_id FROM tuning
+    )
+    SELECT user_id,
+           (SELECT count(*) FROM session WHERE session.user_id = known.user_id AND expires > ?1),
+           (SELECT count(*) FROM favorite WHERE favorite.user_id = known.user_id),
+           (SELECT count(*) FROM vote WHERE vote.user_id = known.user_id AND likes > 0),
+           (SELECT count(*) FROM tuning WHERE tuning.user_id = known.user_id)
+    FROM known ORDER BY user_id
 )sql";
 
 std::uintmax_t sizeOf(const std::string& database)
@@ -56,11 +65,12 @@ int showUsers(const std::string& database)
 {
     Store store(database, Store::Mode::Existing);
     const Store::Lease lease = store.lease();
-    fmt::print("{:<32}  {:>8}  {:<20}\n", "user", "sessions", "until");
+    constexpr const char* kRow = "{:<32}  {:>8}  {:>10}  {:>5}  {:>7}\n";
+    fmt::print(kRow, "user", "sessions", "favourites", "likes", "tunings");
     sqlite::Query rows(*lease, kUsers);
     rows.bind(systemNow());
     while (rows.next()) {
-        fmt::print("{:<32}  {:>8}  {:<20}\n", rows.text(0), rows.number(1), formatUtc(rows.number(2)));
+        fmt::print(kRow, rows.text(0), rows.number(1), rows.number(2), rows.number(3), rows.number(4));
     }
     return kDone;
 }

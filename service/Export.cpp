@@ -158,6 +158,22 @@ void exportGenres(sqlite::Connection& connection, std::int64_t airing, Writer& w
     }
 }
 
+void exportCredits(sqlite::Connection& connection, std::int64_t content, Writer& writer)
+{
+    sqlite::Query rows(connection,
+                       "SELECT job, role, name FROM credit JOIN person ON person.id = person_id WHERE content_id = ? "
+                       "ORDER BY place");
+    rows.bind(content);
+    if (!rows.next()) {
+        return;
+    }
+    writer.begin("credits");
+    do {
+        writer.field(textOf(rows, 0).c_str(), "role", textOf(rows, 1), textOf(rows, 2));
+    } while (rows.next());
+    writer.end();
+}
+
 // "xmltv_ns" counts from 0 and leaves out what is not known.
 std::string episodeNumbers(std::int64_t season, std::int64_t episode)
 {
@@ -171,7 +187,8 @@ void exportProgrammes(sqlite::Connection& connection, Writer& writer)
         SELECT airing.id, listing_id, start, stop, clump, content_id, season, episode, year, runtime,
                image_url, image_width, image_height, translations, lang, title, ep_title, short_desc,
                (SELECT max(clump) + 1 FROM airing AS beside
-                WHERE beside.source_id = airing.source_id AND beside.start = airing.start)
+                WHERE beside.source_id = airing.source_id AND beside.start = airing.start),
+               series_id, rating
         FROM airing JOIN source ON source.id = source_id ORDER BY airing.id
     )sql");
     while (rows.next()) {
@@ -183,6 +200,7 @@ void exportProgrammes(sqlite::Connection& connection, Writer& writer)
             writer.attribute("clumpidx", fmt::format("{}/{}", rows.number(4), rows.number(18)));
         }
         exportTexts(textsOf(connection, rows), writer);
+        exportCredits(connection, rows.number(5), writer);
         if (rows.number(8) > 0) {
             writer.field("date", "", "", fmt::format("{:04}", rows.number(8)));
         }
@@ -195,6 +213,14 @@ void exportProgrammes(sqlite::Connection& connection, Writer& writer)
             writer.field("episode-num", "system", "xmltv_ns", episodeNumbers(rows.number(6), rows.number(7)));
         }
         writer.field("episode-num", "system", kContentIdSystem, std::to_string(rows.number(5)));
+        if (rows.number(19) > 0) {
+            writer.field("episode-num", "system", kSeriesIdSystem, std::to_string(rows.number(19)));
+        }
+        if (const std::string rating = textOf(rows, 20); !rating.empty()) {
+            writer.begin("rating");
+            writer.field("value", "", "", rating);
+            writer.end();
+        }
         writer.end();
     }
 }

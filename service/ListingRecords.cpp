@@ -74,6 +74,14 @@ void readOnscreenNumbers(const std::string& text, int& season, int& episode)
     episode = leadingNumber(std::string_view(form).substr(e + 1));
 }
 
+// An id as an export of ours writes it; 0 where it is none.
+std::int64_t exportedId(std::string_view text)
+{
+    std::int64_t id = 0;
+    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), id);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size() && id > 0 ? id : 0;
+}
+
 bool isMovieGenre(const std::string& genre)
 {
     constexpr std::string_view kMovie[] = {"movie", "movies", "film", "films", "feature film"};
@@ -383,7 +391,9 @@ void RecordReader::takeEpisodeNumber(const std::string& text)
     } else if (system == "dd_seriesid") {
         m_seriesId = text;
     } else if (system == kContentIdSystem) {
-        std::from_chars(text.data(), text.data() + text.size(), m_programme.content);
+        m_programme.content = exportedId(text);
+    } else if (system == kSeriesIdSystem) {
+        m_programme.series = exportedId(text);
     } else if ((system.empty() || system == "onscreen") && m_programme.season + m_programme.episode == 0) {
         readOnscreenNumbers(text, m_programme.season, m_programme.episode);
     }

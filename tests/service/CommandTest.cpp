@@ -16,6 +16,7 @@ namespace corvaned {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 
 // A run of the program. Its standard output is a pipe, its standard error a file.
@@ -175,8 +176,18 @@ TEST(Command, ShowsAndExportsWhatIsStored)
     EXPECT_THAT(stats.readAll(), HasSubstr("from        2026-11-20T18:00:00Z\nto          2026-11-20T22:00:00Z\nsize"));
     EXPECT_EQ(stats.wait(), 0);
 
+    {
+        Store store(folder.path(), Store::Mode::Existing);
+        (*store.lease())
+            .execute(
+                "INSERT INTO session VALUES ('s', 'ann', 'k', 9999999999), ('t', 'bob', 'k', 1);"
+                "INSERT INTO favorite VALUES ('ann', 'channel', 1, 0), ('cid', 'channel', 1, 0);"
+                "INSERT INTO vote VALUES ('content', 1, 'ann', 1, 0), ('content', 2, 'ann', 0, 0);"
+                "INSERT INTO tuning VALUES ('ann', 1, 0, 1, 0), ('ann', 2, 0, 1, 0), ('ann', 3, 0, 1, 0)");
+    }
     Program users({"users", "--db", folder.path()});
-    EXPECT_THAT(users.readAll(), StartsWith("user "));
+    EXPECT_THAT(users.readAll(),
+                MatchesRegex("user +sessions +favourites +likes +tunings\nann +1 +1 +1 +3\ncid +0 +1 +0 +0\n"));
     EXPECT_EQ(users.wait(), 0);
 
     Program printed({"export", "--db", folder.path()});

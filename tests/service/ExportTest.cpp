@@ -37,10 +37,11 @@ std::vector<std::string> guideOf(Store& store)
         "JOIN source ON source.id = source_id ORDER BY position");
     add("SELECT airing.id, listing_id, start, stop, clump, content_id, type, season, episode, year, runtime, "
         "image_url, "
-        "image_width, image_height, translations, lang, title, ep_title, short_desc FROM airing "
+        "image_width, image_height, translations, lang, title, ep_title, short_desc, series_id, rating FROM airing "
         "JOIN source ON source.id = source_id ORDER BY airing.id");
     add("SELECT * FROM translation ORDER BY airing_id, lang");
     add("SELECT airing_id, place, name FROM airing_genre JOIN genre ON genre.id = genre_id ORDER BY airing_id, place");
+    add("SELECT content_id, place, job, role, name FROM credit JOIN person ON person.id = person_id ORDER BY 1, 2");
     return all;
 }
 
@@ -75,9 +76,11 @@ constexpr ListingRow kListings[] = {
         <programme start="20261120180000 +0100" stop="20261120183000 +0100" channel="a &amp; b">
           <title lang="de">Käse &amp; Wein</title><title lang="en">Cheese</title><title>ohne</title>
           <sub-title lang="en">One &lt; Two</sub-title><desc lang="de">"Lang"</desc><desc lang="en">Long</desc>
+          <credits><director>D. D.</director><actor role="The &lt;One&gt;">A. A.</actor><actor>B.</actor></credits>
           <date>1974</date><category>Movie</category><category>Food</category><length units="hours">2</length>
           <icon src="https://i.example/p.jpg" width="5" height="6"/>
           <episode-num system="xmltv_ns">1 . 4/10 . 0/2</episode-num>
+          <rating system="X"><value>12+</value></rating>
         </programme></tv>)"},
     {"content ids that stand in the listing, part seasons", R"(<tv>
         <programme start="20261120180000" stop="20261120190000" channel="c"><title>S</title>
