@@ -1,4 +1,5 @@
-// Session, clock, line-up, schedule; then the table.
+// Where channels, programmes and the time come from: session, clock, line-up and schedule of a service, or a file. Then
+// the table.
 #include "Guide.h"
 
 #include "GuideTable.h"
@@ -6,10 +7,14 @@
 #include "Terminal.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <set>
 #include <stdexcept>
@@ -52,18 +57,106 @@ std::list<WVLChannel> chosen(std::list<WVLChannel> channels, const std::vector<s
     return kept;
 }
 
-GuideWindow windowFor(const GuideOptions& guide, const WVLLocaltime& localtime)
+/// The last full half hour.
+std::int64_t slotOf(std::int64_t time)
 {
     constexpr std::int64_t kSlot = kHour / 2;
+    return time - time % kSlot;
+}
+
+GuideWindow windowFor(const GuideOptions& guide, std::int64_t now, int offsetSeconds)
+{
     GuideWindow window;
-    window.offsetSeconds = localtime.getDifference().offsetSeconds();
-    window.now = localtime.getUTC().hasInstant() ? localtime.getUTC().toTime_t() : std::time(nullptr);
-    if (guide.date.empty())
-        window.begin = window.now - window.now % kSlot;
-    else
-        window.begin = *readGuideDate(guide.date) - window.offsetSeconds;
+    window.offsetSeconds = offsetSeconds;
+    window.now = now;
+    window.begin = guide.date.empty() ? slotOf(now) : *readGuideDate(guide.date) - offsetSeconds;
     window.end = window.begin + guide.hours * kHour;
     return window;
+}
+
+void print(const std::list<WVLChannel>& channels, const std::list<WVLContent>& programmes, const GuideWindow& window)
+{
+    const std::string table = guideTable(channels, programmes, window, {terminalWidth(), terminalHasColours()});
+    std::fwrite(table.data(), 1, table.size(), stdout);
+}
+
+/// What this machine's clock shows, in seconds east of Greenwich.
+int localOffset(std::time_t now)
+{
+    std::tm local{};
+    return ::localtime_r(&now, &local) ? static_cast<int>(local.tm_gmtoff) : 0;
+}
+
+/// The channels of programmes, in order of appearance.
+std::list<WVLChannel> channelsOf(const std::list<WVLContent>& programmes)
+{
+    std::list<WVLChannel> channels;
+    std::set<std::string_view> seen;
+    for (const WVLContent& programme : programmes) {
+        const WVLChannel& channel = programme.getChannel();
+        if (seen.insert(channel.getSource()).second)
+            channels.push_back(channel);
+    }
+    return channels;
+}
+
+bool isOnDuring(const WVLContent& programme, const GuideWindow& window)
+{
+    const std::int64_t begin = programme.getStartTime().toTime_t();
+    const std::int64_t end = begin + std::int64_t{60} * std::max(0, programme.getDuration());
+    return programme.getStartTime().hasInstant() && begin < window.end && end > window.begin;
+}
+
+bool hasProgrammes(const std::list<WVLContent>& programmes, const GuideWindow& window)
+{
+    return std::any_of(programmes.begin(), programmes.end(),
+                       [&window](const WVLContent& programme) { return isOnDuring(programme, window); });
+}
+
+/// When the first programme begins; nothing when none has a time.
+std::optional<std::int64_t> firstBegin(const std::list<WVLContent>& programmes)
+{
+    std::optional<std::int64_t> first;
+    for (const WVLContent& programme : programmes) {
+        const WDateTime& start = programme.getStartTime();
+        if (start.hasInstant() && start.toTime_t() >= 0 && (!first || start.toTime_t() < *first))
+            first = start.toTime_t();
+    }
+    return first;
+}
+
+/// Why the plug-in could not read a file: it says only that it could not.
+std::string whyUnreadable(const std::string& file)
+{
+    struct stat state {};
+    if (::stat(file.c_str(), &state) != 0)
+        return std::strerror(errno);
+    if (!S_ISREG(state.st_mode))
+        return S_ISDIR(state.st_mode) ? "it is a directory" : "it is not a regular file";
+    if (::access(file.c_str(), R_OK) != 0)
+        return std::strerror(errno);
+    return fmt::format("it has {} bytes, of which at most 64 MiB are read", state.st_size);
+}
+
+ServiceProblem scheduleProblem(const std::string& file, int status)
+{
+    constexpr const char* kGetOne =
+        "name a file of today's schedule, as \"corvane download URL DIR\" fetches it from the service";
+    switch (status) {
+        case status::kFileNotReadable:
+            return {fmt::format("cannot read the schedule file {}: {} (status {})", file, whyUnreadable(file), status),
+                    kGetOne};
+        case status::kNotJson:
+            return {fmt::format("{} is no schedule file: it is not JSON (status {})", file, status), kGetOne};
+        case status::kUnreadableReply:
+            return {fmt::format("{} is no schedule file: it is JSON, but holds an error, or no channels (status {})",
+                                file, status),
+                    kGetOne};
+        default:
+            return {
+                fmt::format("cannot read the schedule file {}: {} (status {})", file, WSTATUS2STRING(status), status),
+                "free some memory and try again"};
+    }
 }
 
 }  // namespace
@@ -97,12 +190,41 @@ int runGuide(const CommonOptions& options, const GuideOptions& guide)
     std::vector<std::string> sources;
     for (const WVLChannel& channel : channels)
         sources.push_back(channel.getSource());
-    const GuideWindow window = windowFor(guide, localtime);
+    const WDateTime& clock = localtime.getUTC();
+    const GuideWindow window = windowFor(guide, clock.hasInstant() ? clock.toTime_t() : std::time(nullptr),
+                                         localtime.getDifference().offsetSeconds());
     const std::list<WVLContent> programmes = service.fetchSchedule(sources, window.begin, guide.hours);
-    const std::string table = guideTable(channels, programmes, window, {terminalWidth(), terminalHasColours()});
-    std::fwrite(table.data(), 1, table.size(), stdout);
+    print(channels, programmes, window);
     if (programmes.empty())
         fmt::print(stderr, "corvane: the service has no programmes for this time; name another one with --date\n");
+    return 0;
+}
+
+int runToday(const CommonOptions& options, const GuideOptions& guide, const std::string& file)
+{
+    Runtime runtime(options, Defaults::ForPeople);
+    WContainer<WVLContent> schedule;
+    const int status = runtime.plugin().getTodaySchedule(file, schedule);
+    if (status != status::kOk)
+        throw scheduleProblem(file, status);
+    const std::list<WVLContent>& programmes = schedule.getData();
+    const std::list<WVLChannel> channels = chosen(channelsOf(programmes), guide.channels);
+    const std::time_t now = std::time(nullptr);
+    GuideWindow window = windowFor(guide, now, localOffset(now));
+    const std::optional<std::int64_t> first = firstBegin(programmes);
+    const bool isOn = hasProgrammes(programmes, window);
+    // Where the clock or the file is of another day, the file's own day is what there is to see.
+    if (!isOn && guide.date.empty() && first) {
+        window.begin = slotOf(*first);
+        window.end = window.begin + guide.hours * kHour;
+    }
+    print(channels, programmes, window);
+    if (!first)
+        fmt::print(stderr, "corvane: {} has no programmes\n", file);
+    else if (!isOn && guide.date.empty())
+        fmt::print(stderr, "corvane: {} has no programmes for now; this is where it begins\n", file);
+    else if (!isOn)
+        fmt::print(stderr, "corvane: {} has no programmes for this time; name another one with --date\n", file);
     return 0;
 }
 

@@ -1,4 +1,5 @@
-// `corvane guide`: what is on, fetched through the plug-in and shown as a table.
+// `corvane guide`: what is on, fetched through the plug-in and shown as a table. `corvane today`: the same of a file on
+// the device, without a network. Read next: GuideTable.h for the layout.
 #pragma once
 
 #include "Runtime.h"
@@ -24,5 +25,11 @@ std::optional<std::int64_t> readGuideDate(std::string_view text);
 /// @return the exit code
 /// @throws std::runtime_error with one line for the user, ServiceProblem also with a hint
 int runGuide(const CommonOptions& options, const GuideOptions& guide);
+
+/// Prints the guide of a schedule file, in this machine's time zone. Without a date it begins now, or with the file's
+/// first programme where the file has nothing for now. Asks no service.
+/// @param file  as a download of today's schedule left it
+/// @return, throws  as runGuide()
+int runToday(const CommonOptions& options, const GuideOptions& guide, const std::string& file);
 
 }  // namespace W::host

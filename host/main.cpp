@@ -64,6 +64,23 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
         ->capture_default_str();
 }
 
+/// What of a guide is shown.
+void addGuideOptions(CLI::App& command, GuideOptions& guide)
+{
+    command.add_option("--date", guide.date, "an evening, as 2026-11-21, or a time, as 2026-11-21T06:00; default: now")
+        ->type_name("DATE")
+        ->check([](const std::string& text) {
+            return readGuideDate(text) ? std::string() : "write 2026-11-21 or 2026-11-21T06:00, not " + text;
+        });
+    command.add_option("--channels", guide.channels, "only these, by source, number or name, in this order")
+        ->type_name("CHANNEL,…")
+        ->delimiter(',');
+    command.add_option("--hours", guide.hours, "how much to show")
+        ->type_name("HOURS")
+        ->check(CLI::Range(1, 24))
+        ->capture_default_str();
+}
+
 int run(int argc, char** argv)
 {
     CommonOptions options;
@@ -77,20 +94,14 @@ int run(int argc, char** argv)
     app.fallthrough();
 
     CLI::App* const guideCommand = app.add_subcommand("guide", "what is on, channel by channel");
-    guideCommand
-        ->add_option("--date", guide.date, "an evening, as 2026-11-21, or a time, as 2026-11-21T06:00; default: now")
-        ->type_name("DATE")
-        ->check([](const std::string& text) {
-            return readGuideDate(text) ? std::string() : "write 2026-11-21 or 2026-11-21T06:00, not " + text;
-        });
-    guideCommand->add_option("--channels", guide.channels, "only these, by source, number or name, in this order")
-        ->type_name("CHANNEL,…")
-        ->delimiter(',');
-    guideCommand->add_option("--hours", guide.hours, "how much to show")
-        ->type_name("HOURS")
-        ->check(CLI::Range(1, 24))
-        ->capture_default_str();
+    addGuideOptions(*guideCommand, guide);
     guideCommand->callback([&] { command = [&] { return runGuide(options, guide); }; });
+
+    std::string schedule;
+    CLI::App* const todayCommand = app.add_subcommand("today", "the same of a schedule file, without a network");
+    todayCommand->add_option("file", schedule, "today's schedule as it was downloaded")->type_name("FILE")->required();
+    addGuideOptions(*todayCommand, guide);
+    todayCommand->callback([&] { command = [&] { return runToday(options, guide, schedule); }; });
 
     app.add_subcommand("rpc", "JSON-RPC 2.0 on standard input and output, one object a line")->callback([&] {
         command = [&] { return runRpc(options); };

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <string>
 
 namespace W::host {
@@ -28,12 +29,13 @@ struct Outcome {
 };
 
 /// Runs the command with nothing of the tester's own configuration.
-Outcome corvane(const std::string& arguments, const std::string& input = "")
+/// @param environment  further variables, as "TZ=UTC0"
+Outcome corvane(const std::string& arguments, const std::string& input = "", const std::string& environment = "")
 {
     const ScratchDirectory scratch;
     const std::string command =
-        fmt::format("env -i PATH=\"$PATH\" XDG_CONFIG_HOME={} {} {} <{} >{} 2>{}", scratch.file("none"), CORVANE,
-                    arguments, scratch.write("in", input), scratch.file("out"), scratch.file("err"));
+        fmt::format("env -i PATH=\"$PATH\" XDG_CONFIG_HOME={} {} {} {} <{} >{} 2>{}", scratch.file("none"), environment,
+                    CORVANE, arguments, scratch.write("in", input), scratch.file("out"), scratch.file("err"));
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(scratch.file("out")), readFile(scratch.file("err"))};
 }
@@ -45,7 +47,7 @@ long lineCount(const std::string& text)
 
 TEST(Command, HelpIsEverywhere)
 {
-    for (const char* arguments : {"--help", "guide --help", "rpc --help", "doctor --help"}) {
+    for (const char* arguments : {"--help", "guide --help", "today --help", "rpc --help", "doctor --help"}) {
         const Outcome outcome = corvane(arguments);
         EXPECT_EQ(outcome.exitCode, 0) << arguments;
         EXPECT_THAT(outcome.output, HasSubstr("Usage:"));
@@ -57,7 +59,8 @@ TEST(Command, WrongUsageIsExitCode2)
 {
     for (const char* arguments :
          {"", "nonsense", "--nonsense rpc", "rpc extra", "--set country rpc", "--set =x rpc", "--log-level x rpc",
-          "--log-level -1 rpc", "--timeout -1 rpc", "guide --hours 0", "guide --hours 25", "guide --date 21.11.2026"}) {
+          "--log-level -1 rpc", "--timeout -1 rpc", "guide --hours 0", "guide --hours 25", "guide --date 21.11.2026",
+          "today", "today f g", "today f --hours 0"}) {
         const Outcome outcome = corvane(arguments);
         EXPECT_EQ(outcome.exitCode, 2) << arguments;
         EXPECT_EQ(outcome.output, "") << arguments;
@@ -174,6 +177,90 @@ TEST(Guide, AServiceThatHangsIsGivenUp)
     const Outcome outcome = corvane("--timeout 0.2 --set base_url=" + server.url("") + " guide");
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.errors, AllOf(HasSubstr("did not answer in time"), HasSubstr("allow more with --timeout")));
+}
+
+/// A schedule of one morning that is long past.
+constexpr const char* kSchedule = R"({"rsp":{"stat":"OK","channel":[
+    {"source":"S1","name":"One","number":"1","content":[
+        {"id":"1","title":"Early","starttime":"2020-02-29T06:10:00Z","duration":"50"},
+        {"id":"2","title":"Later","starttime":"2020-02-29T07:00:00Z","duration":"90"}]},
+    {"source":"S2","name":"Two","number":"2","content":[
+        {"id":"3","title":"Film","starttime":"2020-02-29T06:30:00Z","duration":"100"}]},
+    {"source":"S3","name":"Empty","number":"3","content":[]}]}})";
+
+TEST(Today, ShowsAFileAsAGuideFromItsBeginWhereItHasNothingForNow)
+{
+    const ScratchDirectory scratch;
+    const std::string file = scratch.write("today.json", kSchedule);
+    const Outcome outcome = corvane("today " + file, "", "TZ=UTC0");
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.output,
+              "Saturday 29 February 2020, 06:00 to 09:00 (UTC+00:00)\n"
+              "         06:00      06:30       07:00       07:30       08:00       08:30 \n"
+              "1 One    │  │Early              │Later                              │\n"
+              "         │  │                   │                                   │\n"
+              "2 Two    │          │Film                                   │\n"
+              "         │          │                                       │\n");
+    EXPECT_EQ(outcome.errors, fmt::format("corvane: {} has no programmes for now; this is where it begins\n", file));
+}
+
+TEST(Today, TakesTheOptionsOfTheGuideAndTheTimeOfTheMachine)
+{
+    const ScratchDirectory scratch;
+    const std::string file = scratch.write("today.json", kSchedule);
+    const Outcome outcome =
+        corvane(fmt::format("today {} --channels s2,One --hours 1 --date 2020-02-29T12:00", file), "", "TZ=IST-5:30");
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_THAT(outcome.output, StartsWith("Saturday 29 February 2020, 12:00 to 13:00 (UTC+05:30)\n"));
+    EXPECT_LT(outcome.output.find("2 Two    │Film"), outcome.output.find("1 One    │Early"));
+    const Outcome late = corvane(fmt::format("today {} --date 2020-03-01T12:00", file), "", "TZ=UTC0");
+    EXPECT_THAT(late.errors, HasSubstr("has no programmes for this time; name another one with --date"));
+    const Outcome none = corvane(fmt::format("today {} --channels S9", file));
+    EXPECT_EQ(none.exitCode, 1);
+    EXPECT_THAT(none.errors, HasSubstr("none of these channels"));
+}
+
+TEST(Today, WhatRunsNowIsMarked)
+{
+    const ScratchDirectory scratch;
+    const std::string file = scratch.write(
+        "today.json",
+        fmt::format(R"({{"rsp":{{"channel":[{{"source":"a","name":"A","content":[{{"title":"Now","starttime":")"
+                    R"({:%Y-%m-%dT%H:%M:%S}Z","duration":"120"}}]}}]}}}})",
+                    fmt::gmtime(std::time(nullptr) - 3600)));
+    const Outcome outcome = corvane("today " + file);
+    EXPECT_THAT(outcome.output, HasSubstr(">Now"));
+    EXPECT_EQ(outcome.errors, "");
+}
+
+TEST(Today, AFileThatIsNoScheduleIsNamedWithTheReason)
+{
+    const ScratchDirectory scratch;
+    const std::string large = scratch.write("large", "");
+    std::filesystem::resize_file(large, (64U << 20) + 1);
+    const struct {
+        std::string file;
+        const char* message;
+    } rows[] = {
+        {scratch.file("none"), "No such file or directory (status -403)"},
+        {scratch.file(""), "it is a directory (status -403)"},
+        {"/dev/null", "it is not a regular file (status -403)"},
+        {large, "it has 67108865 bytes, of which at most 64 MiB are read (status -403)"},
+        {scratch.write("text", "<html>"), "is no schedule file: it is not JSON (status -56)"},
+        {scratch.write("empty", ""), "is no schedule file: it is not JSON (status -56)"},
+        {scratch.write("err", R"({"rsp":{"err":{"code":"1"},"channel":[{}]}})"), "holds an error, or no channels"},
+        {scratch.write("bare", "{}"), "holds an error, or no channels (status -57)"},
+        {scratch.write("odd", "[1]"), "(status -57)"},
+    };
+    for (const auto& row : rows) {
+        const Outcome outcome = corvane("today " + row.file);
+        EXPECT_EQ(outcome.exitCode, 1) << row.message;
+        EXPECT_EQ(outcome.output, "") << row.message;
+        EXPECT_THAT(outcome.errors,
+                    AllOf(HasSubstr(row.file), HasSubstr(row.message), HasSubstr("hint: name a file of")));
+        EXPECT_EQ(lineCount(outcome.errors), 2) << outcome.errors;
+    }
 }
 
 TEST(Doctor, NamesTheFirstFailureAndSkipsTheRest)
