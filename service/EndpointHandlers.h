@@ -34,6 +34,7 @@ Json answerCertRule(Call& call);
 Json answerUploadCheck(Call& call);
 Json answerUpload(Call& call);
 Json answerLastUpload(Call& call);
+Json answerReset(Call& call);
 
 // EndpointsGuide.cpp
 Json answerGallery(Call& call);

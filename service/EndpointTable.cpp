@@ -13,6 +13,9 @@ constexpr ParameterRule kSeedkeyParameters[] = {
 constexpr ParameterRule kUploadParameters[] = {
     {"filename", Place::Query, Kind::Text, Presence::Required},
 };
+constexpr ParameterRule kResetParameters[] = {
+    {"timestamp", Place::Query, Kind::Time, Presence::Optional},
+};
 
 // Guide
 constexpr ParameterRule kGalleryParameters[] = {
@@ -164,6 +167,7 @@ constexpr Endpoint kEndpoints[] = {
     // Where clients send their file that were given no address.
     {"PUT", "/", Access::Session, kUploadParameters, answerUpload},
     {"GET", "/openapi/service/vorel/conf/upload", Access::Session, {}, answerLastUpload},
+    {"PUT", "/openapi/service/vorel/conf/reset", Access::Session, kResetParameters, answerReset},
     // Guide
     {"GET", "/openapi/service/vorel/channel/gallery", Access::Session, kGalleryParameters, answerGallery},
     {"GET", "/openapi/service/vorel/channel/schedule", Access::Session, kScheduleParameters, answerSchedule},

@@ -7,6 +7,7 @@
 #include "GenreGroups.h"
 #include "GuideSearch.h"
 #include "ReplyParts.h"
+#include "Viewer.h"
 
 namespace corvaned {
 namespace {
@@ -145,7 +146,7 @@ Json answerSeries(Call& call)
     const std::int64_t source = idOf(call.arguments.text("sourceid")).value_or(0);
     guide::episodesOf(call.connection, series, source, call.now, call.arguments.text("lang"),
                       [&](const guide::Programme& programme) {
-                          if (rsp["title"] == "") {
+                          if (rsp["title"].get_ref<const std::string&>().empty()) {
                               rsp["title"] = programme.title;
                           }
                           if (!rsp.contains("poster")) {
@@ -196,10 +197,13 @@ Json answerPerson(Call& call)
                               addParts(contents.emplace_back(), programme, {Part::Id, Part::Title, Part::Type});
                           });
     }
+    const viewer::VoteCount votes = viewer::countVotes(call.connection, call.user, viewer::Subject::Person, person->id);
     return {{"person",
              {{"id", std::to_string(person->id)},
               {"name", person->name},
               {"occupation", person->job},
+              {"like", std::to_string(votes.likes)},
+              {"dislike", std::to_string(votes.dislikes)},
               {"content", std::move(contents)}}}};
 }
 

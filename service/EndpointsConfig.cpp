@@ -6,6 +6,7 @@
 #include "EndpointHandlers.h"
 #include "Session.h"
 #include "Upload.h"
+#include "Viewer.h"
 
 namespace corvaned {
 namespace {
@@ -120,6 +121,13 @@ Json answerLastUpload(Call& call)
             {"received", formatUtc(upload->received)},
             {"size", std::to_string(upload->content.size())},
             {"sha1", hex(digest.data(), digest.size())}};
+}
+
+// Without a time everything so far is meant.
+Json answerReset(Call& call)
+{
+    viewer::resetHistory(call.connection, call.user, call.arguments.number("timestamp", call.now));
+    return Json::object();
 }
 
 }  // namespace corvaned

@@ -36,8 +36,7 @@ const std::string kFollowing = programmeQuery(R"sql(
           AND start > ?2 - (SELECT value FROM guide WHERE name = 'longest') - 1
     ORDER BY start, clump, airing.id LIMIT ?3)sql");
 
-// ?5 holds the genres as a JSON array; an empty one asks for none in particular. The unary plus keeps the index of
-// starts in use, which cuts the guide down to the window first.
+// ?5 holds the genres as a JSON array; an empty one asks for none in particular.
 const std::string kContents = programmeQuery(R"sql(
     WHERE airing.id IN (
         SELECT id FROM (
@@ -45,7 +44,7 @@ const std::string kContents = programmeQuery(R"sql(
             WHERE start < ?2 AND stop > ?1 AND start > ?1 - (SELECT value FROM guide WHERE name = 'longest') - 1
                   AND (json_array_length(?5) = 0 OR EXISTS (
                   SELECT 1 FROM airing_genre
-                  WHERE +airing_id = airing.id AND genre_id IN (SELECT value FROM json_each(?5))))
+                  WHERE airing_id = airing.id AND genre_id IN (SELECT value FROM json_each(?5))))
             GROUP BY content_id))
     ORDER BY start, channel.position, airing.id LIMIT ?4 OFFSET ?3)sql");
 
@@ -65,7 +64,7 @@ const std::string kEpisodesOf = programmeQuery(R"sql(
             SELECT id, row_number() OVER (
                 PARTITION BY content_id
                 ORDER BY source_id <> ?2, stop <= ?3, CASE WHEN stop > ?3 THEN start ELSE -start END, id) AS place
-            FROM airing WHERE series_id = ?1)
+            FROM airing WHERE series_id = ?1 AND series_id <> 0)
         WHERE place = 1)
     ORDER BY season = 0, season, episode = 0, episode, start, airing.id)sql");
 

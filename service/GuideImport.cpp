@@ -217,8 +217,10 @@ void Staging::addProgramme(const ListingProgramme& programme)
     if (++m_listing.programmes % kProgressStep == 0) {
         m_options.progress(m_listing.name, m_listing.programmes);
     }
-    const std::int64_t content = contentId(programme.key);
-    const std::int64_t series = programme.seriesKey.empty() ? 0 : contentId("series\n" + programme.seriesKey);
+    const std::int64_t content = programme.content > 0 ? programme.content : contentId(programme.key);
+    const std::int64_t series = programme.series > 0          ? programme.series
+                                : programme.seriesKey.empty() ? 0
+                                                              : contentId("series\n" + programme.seriesKey);
     const ListingText& first = programme.texts.front();
     const std::int64_t numbers[] = {programme.season,      programme.episode,      programme.year, programme.runtime,
                                     programme.image.width, programme.image.height, programme.clump};

@@ -12,6 +12,10 @@
 
 namespace corvaned {
 
+/// The systems of <episode-num> by which the service's own exports carry content and series ids.
+constexpr const char* kContentIdSystem = "corvaned_content";
+constexpr const char* kSeriesIdSystem = "corvaned_series";
+
 /// A picture's address and, where the listing tells them, its size in pixels (else 0).
 struct ListingImage {
     std::string url;
@@ -51,10 +55,12 @@ struct ListingProgramme {
     std::string type;                 // "movie", "series" or "program"
     std::string key;                  // the same for every airing of the same film or episode
     std::string seriesKey;            // the same for every episode of a series; empty where it is of none
-    int season = 0;                   // from 1; 0 unknown
-    int episode = 0;                  // from 1; 0 unknown
-    int year = 0;                     // 0 unknown
-    int runtime = 0;                  // minutes; 0 unknown
+    std::int64_t content = 0;         // the content and series ids, where an export of the service tells them; else 0
+    std::int64_t series = 0;
+    int season = 0;   // from 1; 0 unknown
+    int episode = 0;  // from 1; 0 unknown
+    int year = 0;     // 0 unknown
+    int runtime = 0;  // minutes; 0 unknown
     ListingImage image;
     std::string rating;  // of the first rating system named, perhaps empty
     std::vector<ListingCredit> credits;

@@ -74,6 +74,14 @@ void readOnscreenNumbers(const std::string& text, int& season, int& episode)
     episode = leadingNumber(std::string_view(form).substr(e + 1));
 }
 
+// An id as an export of ours writes it; 0 where it is none.
+std::int64_t exportedId(std::string_view text)
+{
+    std::int64_t id = 0;
+    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), id);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size() && id > 0 ? id : 0;
+}
+
 bool isMovieGenre(const std::string& genre)
 {
     constexpr std::string_view kMovie[] = {"movie", "movies", "film", "films", "feature film"};
@@ -300,7 +308,8 @@ void RecordReader::finishProgramme()
                           : fmt::format("{}\n{}\n{}\n{}\n{}", first.title.empty() ? m_programme.channel : first.title,
                                         first.episodeTitle, m_programme.season, m_programme.episode, m_programme.year);
     // A name of its own for the part is the mark of a series where the listing counts no episodes.
-    const bool episodic = m_programme.season + m_programme.episode > 0 || !first.episodeTitle.empty();
+    const bool namedPart = !first.episodeTitle.empty() && first.episodeTitle != first.title;
+    const bool episodic = namedPart || m_programme.season + m_programme.episode > 0;
     m_programme.seriesKey = !m_seriesId.empty() ? m_seriesId : seriesOfProgramId(m_programId);
     if (m_programme.seriesKey.empty() && episodic && !movie) {
         m_programme.seriesKey = first.title;
@@ -381,6 +390,10 @@ void RecordReader::takeEpisodeNumber(const std::string& text)
         m_programId = text;
     } else if (system == "dd_seriesid") {
         m_seriesId = text;
+    } else if (system == kContentIdSystem) {
+        m_programme.content = exportedId(text);
+    } else if (system == kSeriesIdSystem) {
+        m_programme.series = exportedId(text);
     } else if ((system.empty() || system == "onscreen") && m_programme.season + m_programme.episode == 0) {
         readOnscreenNumbers(text, m_programme.season, m_programme.episode);
     }

@@ -101,7 +101,7 @@ constexpr const char* kVersions[] = {
     CREATE INDEX airing_by_content ON airing (content_id, start);
     CREATE INDEX airing_by_series ON airing (series_id, start) WHERE series_id <> 0;
     CREATE INDEX airing_by_start ON airing (start);
-    CREATE INDEX genre_airing ON airing_genre (genre_id, airing_id);
+    CREATE INDEX airing_genre_by_genre ON airing_genre (genre_id);
     -- People ever named; told apart by their names alone. Their numbers are kept by clients, so a row is never removed.
     CREATE TABLE person (
         id INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -131,7 +131,9 @@ constexpr const char* kVersions[] = {
         received INTEGER NOT NULL,
         content BLOB NOT NULL
     ) WITHOUT ROWID;
-    )sql", kViewerTables, kLineupTables,
+    )sql",
+    kViewerTables,
+    kLineupTables,
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)

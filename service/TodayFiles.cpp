@@ -77,7 +77,7 @@ std::pair<Instant, Instant> TodayFile::window(const Zone& zone) const
     const Instant midnight = midnightOf(std::stoi(day), zone).value_or(0);
     // Where the clock is changed the hour on its face counts.
     const auto atHour = [&](int hour) {
-        const Instant plain = midnight + hour * 3600;
+        const Instant plain = midnight + Instant{hour} * 3600;
         return plain - (zone.offsetAt(plain) - zone.offsetAt(midnight));
     };
     return {atHour(fromHour), atHour(toHour)};

@@ -130,7 +130,10 @@ TEST_F(BrowseEndpoints, PeopleAreFoundByTheNumberThatContentsGiveThem)
     EXPECT_EQ(person["id"], id);
     EXPECT_EQ(person["name"], "Ay Zed");
     EXPECT_EQ(person["occupation"], "actor");
+    EXPECT_EQ(person["like"], "0");
     EXPECT_EQ(person["content"].size(), 2U);
+    m_viewer.rsp("PUT", "user/like", "country=US&personid=" + id + "&type=like");
+    EXPECT_EQ(m_viewer.get("browse/person/" + id)["person"]["like"], "1");
     EXPECT_EQ(m_viewer.refusal("GET", "browse/person/999"), "104 the guide has no person of that id");
 }
 
@@ -209,6 +212,7 @@ TEST_F(BrowseEndpoints, AnImportReplacesWhatIsFound)
 {
     test::importText(m_db.store, "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
     EXPECT_EQ(titles("harbour"), Json::array());
+    EXPECT_EQ(m_viewer.get("search/epg_search?q=harbour")["total"], "0");
     EXPECT_EQ(titles("other"), Json({"Other"}));
 }
 

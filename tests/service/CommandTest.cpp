@@ -67,6 +67,16 @@ public:
         return line;
     }
 
+    std::string readAll()
+    {
+        std::string text;
+        char c = 0;
+        while (read(m_output, &c, 1) == 1) {
+            text += c;
+        }
+        return text;
+    }
+
     void signal(int number) const { kill(m_pid, number); }
 
     // The exit code; -1 where a signal ended it.
@@ -148,6 +158,37 @@ TEST(Command, ImportSaysWhatItDid)
         EXPECT_EQ(program.wait(), 0);
         EXPECT_EQ(program.errors(), "");
     }
+}
+
+TEST(Command, ShowsAndExportsWhatIsStored)
+{
+    TemporaryDatabase folder;
+    const std::string listing = folder.path() + ".xml";
+    const std::string copy = folder.path() + ".copy.xml";
+    test::writeFile(listing, test::testData("evening.xml"));
+    Program import({"import", "--db", folder.path(), listing});
+    EXPECT_EQ(import.wait(), 0);
+
+    Program stats({"stats", "--db", folder.path()});
+    EXPECT_EQ(stats.readLine(), "channels    2");
+    EXPECT_EQ(stats.readLine(), "programmes  4");
+    EXPECT_THAT(stats.readAll(), HasSubstr("from        2026-11-20T18:00:00Z\nto          2026-11-20T22:00:00Z\nsize"));
+    EXPECT_EQ(stats.wait(), 0);
+
+    Program users({"users", "--db", folder.path()});
+    EXPECT_THAT(users.readAll(), StartsWith("user "));
+    EXPECT_EQ(users.wait(), 0);
+
+    Program printed({"export", "--db", folder.path()});
+    const std::string text = printed.readAll();
+    EXPECT_THAT(text, StartsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<tv "));
+    Program written({"export", "--db", folder.path(), "--output", copy});
+    EXPECT_EQ(written.wait(), 0);
+    EXPECT_EQ(test::readFile(copy), text);
+
+    Program nowhere({"export", "--db", folder.path(), "--output", "/nonexistent/x.xml"});
+    EXPECT_EQ(nowhere.wait(), 1);
+    EXPECT_THAT(nowhere.errors(), StartsWith("corvaned: cannot write /nonexistent/x.xml: No such file or directory"));
 }
 
 TEST(Command, ServeAnnouncesItsAddressAndEndsOnEitherSignal)

@@ -69,5 +69,19 @@ TEST_F(ConfigEndpoints, FilesNeedAPlainNameAndContent)
               "101 the file is empty; send its content as the body");
 }
 
+TEST_F(ConfigEndpoints, AResetForgetsVotesUpToItsTime)
+{
+    test::importText(m_db.store, "<tv><programme channel='a' start='202611201200'><title>A</title></programme></tv>");
+    const std::string id = m_viewer.get("search/epg_search?q=a")["content"][0]["id"];
+    const auto likes = [&] { return m_viewer.get("user/like?contentid=" + id)["content"]["count"]["like"]; };
+    m_viewer.rsp("PUT", "user/like", "contentid=" + id + "&type=like");
+    EXPECT_EQ(likes(), "1");
+    m_viewer.rsp("PUT", "conf/reset?country=US&timestamp=2026-11-20T11:59:59Z");
+    EXPECT_EQ(likes(), "1");
+    m_viewer.rsp("PUT", "conf/reset?country=US");
+    EXPECT_EQ(likes(), "0");
+    EXPECT_EQ(m_viewer.refusal("PUT", "conf/reset?timestamp=1").substr(0, 3), "101");
+}
+
 }  // namespace
 }  // namespace corvaned

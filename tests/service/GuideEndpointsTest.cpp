@@ -30,7 +30,7 @@ protected:
                           "<sub-title lang='en'>Low Tide</sub-title><desc lang='en'>Boats.</desc>"
                           "<category>Drama</category><episode-num system='xmltv_ns'>1.4.</episode-num>"
                           "<icon src='http://i/f.png' width='3' height='4'/><rating><value>12</value></rating>") +
-                programme("a", "20261120180000", "20261120190000", "<title>Late</title>") +
+                programme("a", "20261120180000", "20261120220000", "<title>Late</title>") +
                 programme("b", "20261120170000", "20261120173000", "<title>News</title>") + "</tv>");
     }
 

@@ -1,0 +1,136 @@
+// `corvaned stats`, `users` and `export`: what a database holds, told to its operator.
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+#include "Commands.h"
+#include "Export.h"
+#include "OperatorError.h"
+#include "Store.h"
+
+namespace corvaned {
+namespace {
+
+constexpr const char* kGuideFacts = R"sql(
+    SELECT (SELECT count(*) FROM channel), (SELECT count(*) FROM airing),
+           (SELECT count(DISTINCT content_id) FROM airing), (SELECT count(*) FROM genre),
+           (SELECT min(start) FROM airing), (SELECT max(stop) FROM airing)
+)sql";
+
+// A row per user, whoever has a session or keeps anything.
+constexpr const char* kUsers = R"sql(
+    SELECT user_id, count(*), max(expires) FROM session WHERE expires > ?1 GROUP BY user_id ORDER BY user_id
+)sql";
+
+std::uintmax_t sizeOf(const std::string& database)
+{
+    std::uintmax_t size = 0;
+    for (const char* companion : {"", "-wal"}) {
+        std::error_code failed;
+        const std::uintmax_t bytes = std::filesystem::file_size(database + companion, failed);
+        size += failed ? 0 : bytes;
+    }
+    return size;
+}
+
+int showStats(const std::string& database)
+{
+    Store store(database, Store::Mode::Existing);
+    const Store::Lease lease = store.lease();
+    sqlite::Query facts(*lease, kGuideFacts);
+    facts.next();
+    fmt::print("channels    {}\nprogrammes  {}\ncontents    {}\ngenres      {}\n", facts.number(0), facts.number(1),
+               facts.number(2), facts.number(3));
+    if (facts.number(1) > 0) {
+        fmt::print("from        {}\nto          {}\n", formatUtc(facts.number(4)), formatUtc(facts.number(5)));
+    }
+    fmt::print("size        {} bytes\n", sizeOf(database));
+    return kDone;
+}
+
+int showUsers(const std::string& database)
+{
+    Store store(database, Store::Mode::Existing);
+    const Store::Lease lease = store.lease();
+    fmt::print("{:<32}  {:>8}  {:<20}\n", "user", "sessions", "until");
+    sqlite::Query rows(*lease, kUsers);
+    rows.bind(systemNow());
+    while (rows.next()) {
+        fmt::print("{:<32}  {:>8}  {:<20}\n", rows.text(0), rows.number(1), formatUtc(rows.number(2)));
+    }
+    return kDone;
+}
+
+[[noreturn]] void failWriting(const std::string& path, int error)
+{
+    throw OperatorError(fmt::format("cannot write {}: {}; nothing usable was written",
+                                    path.empty() ? "the listing" : path, std::strerror(error)));
+}
+
+// A file appears under its name only when it is complete.
+int runExport(const std::string& database, const std::string& output)
+{
+    Store store(database, Store::Mode::Existing);
+    const Store::Lease lease = store.lease();
+    if (output.empty()) {
+        exportListing(*lease, stdout);
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+            failWriting(output, errno);
+        }
+        return kDone;
+    }
+    const std::string partial = output + ".part";
+    std::FILE* const file = std::fopen(partial.c_str(), "wbe");
+    if (file == nullptr) {
+        failWriting(output, errno);
+    }
+    try {
+        exportListing(*lease, file);
+    } catch (...) {
+        std::fclose(file);
+        std::remove(partial.c_str());
+        throw;
+    }
+    const bool broken = std::ferror(file) != 0;
+    if (std::fclose(file) != 0 || broken || std::rename(partial.c_str(), output.c_str()) != 0) {
+        const int error = errno;
+        std::remove(partial.c_str());
+        failWriting(output, error);
+    }
+    return kDone;
+}
+
+std::shared_ptr<std::string> addDatabase(CLI::App& command)
+{
+    auto database = std::make_shared<std::string>();
+    command.add_option("--db", *database, "Database that import has filled")->required();
+    return database;
+}
+
+}  // namespace
+
+Command addStats(CLI::App& app)
+{
+    CLI::App* const stats = app.add_subcommand("stats", "Tell how much guide a database holds, and of when.");
+    return {stats, [database = addDatabase(*stats)] { return showStats(*database); }};
+}
+
+Command addUsers(CLI::App& app)
+{
+    CLI::App* const users = app.add_subcommand("users", "List the users and how much is kept of each.");
+    return {users, [database = addDatabase(*users)] { return showUsers(*database); }};
+}
+
+Command addExport(CLI::App& app)
+{
+    CLI::App* const command = app.add_subcommand("export", "Write the guide as an XMLTV listing.");
+    const auto output = std::make_shared<std::string>();
+    command->add_option("--output", *output, "File to write (default: standard output)");
+    return {command, [database = addDatabase(*command), output] { return runExport(*database, *output); }};
+}
+
+}  // namespace corvaned

@@ -1,0 +1,34 @@
+// The subcommands of corvaned, a file each: CommandServe.cpp, CommandImport.cpp, CommandShow.cpp. main.cpp lists them.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+
+#include "Clock.h"
+
+namespace corvaned {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;  // something that the message names has to be put right
+constexpr int kUsage = 2;
+
+/// A subcommand on the command line and what runs it. The run gives the exit code and throws OperatorError.
+struct Command {
+    CLI::App* parser;
+    std::function<int()> run;
+};
+
+Command addServe(CLI::App& app);
+Command addImport(CLI::App& app);
+Command addUsers(CLI::App& app);
+Command addStats(CLI::App& app);
+Command addExport(CLI::App& app);
+
+/// The zone of an option's text; this machine's where it is empty.
+inline Zone zoneOf(const std::string& text)
+{
+    return text.empty() ? Zone::ofMachine() : Zone::named(text);
+}
+
+}  // namespace corvaned
