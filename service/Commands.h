@@ -1,4 +1,5 @@
-// The subcommands of corvaned, a file each: CommandServe.cpp, CommandImport.cpp, CommandShow.cpp. main.cpp lists them.
+// The subcommands of corvaned, a file each: CommandServe.cpp, CommandImport.cpp, CommandPlaces.cpp,
+// CommandShow.cpp. main.cpp lists them.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -21,6 +22,7 @@ struct Command {
 
 Command addServe(CLI::App& app);
 Command addImport(CLI::App& app);
+Command addImportPlaces(CLI::App& app);
 Command addUsers(CLI::App& app);
 Command addStats(CLI::App& app);
 Command addExport(CLI::App& app);

@@ -11,7 +11,8 @@ int run(int argc, char** argv)
 {
     CLI::App app("corvaned: the live-television service on your own machine, over XMLTV listings.");
     app.require_subcommand(1);
-    const Command commands[] = {addServe(app), addImport(app), addStats(app), addUsers(app), addExport(app)};
+    const Command commands[] = {addServe(app), addImport(app), addImportPlaces(app),
+                                addStats(app), addUsers(app),  addExport(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

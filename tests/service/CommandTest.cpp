@@ -161,6 +161,31 @@ TEST(Command, ImportSaysWhatItDid)
     }
 }
 
+TEST(Command, ImportsAnOperatorsPlaces)
+{
+    TemporaryDatabase folder;
+    const std::string listing = folder.path() + ".xml";
+    const std::string places = folder.path() + ".places.csv";
+    test::writeFile(listing, test::testData("evening.xml"));
+    test::writeFile(places, "headend,one,Our Cable,,,,,,\nchannel,two,1,north.example\n");
+    Program early({"import-places", "--db", folder.path(), places});
+    EXPECT_EQ(early.wait(), 1);
+    EXPECT_THAT(early.errors(), StartsWith("corvaned: there is no database "));
+    Program import({"import", "--db", folder.path(), listing});
+    EXPECT_EQ(import.wait(), 0);
+
+    Program faulty({"import-places", "--db", folder.path(), places});
+    EXPECT_EQ(faulty.wait(), 1);
+    EXPECT_EQ(faulty.errors(),
+              "corvaned: " + places + ":2: no row above names a headend 'two'; nothing of it is imported\n");
+    test::writeFile(places, "headend,one,Our Cable,,,,,,\nchannel,one,1,north.example\n");
+    Program good({"import-places", "--db", folder.path(), places});
+    EXPECT_EQ(good.readLine(), places + ": 1 headends, 0 cities, 0 postal codes, 0 apps");
+    EXPECT_EQ(good.wait(), 0);
+    Store store(folder.path(), Store::Mode::Existing);
+    EXPECT_THAT(test::rows(store, "SELECT id, name FROM headend"), ::testing::ElementsAre("one|Our Cable"));
+}
+
 TEST(Command, ShowsAndExportsWhatIsStored)
 {
     TemporaryDatabase folder;

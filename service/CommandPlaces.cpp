@@ -1,0 +1,63 @@
+// `corvaned import-places`: an operator's own places, headends, line-ups and apps instead of those built in.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "ByteSource.h"
+#include "Commands.h"
+#include "OperatorError.h"
+#include "PlacesImport.h"
+#include "Store.h"
+
+namespace corvaned {
+namespace {
+
+struct PlacesArguments {
+    std::string database;
+    std::string file;
+};
+
+std::string contentOf(const std::string& path)
+{
+    constexpr std::size_t kMost = 64 << 20;
+    constexpr std::size_t kPiece = 1 << 16;
+    const std::unique_ptr<ByteSource> source = openFile(path);
+    std::string content;
+    std::size_t used = 0;
+    for (std::size_t got = 1; got > 0; used += got) {
+        if (used > kMost) {
+            throw OperatorError(fmt::format("{} is longer than 64 MiB; is it the right file?", path));
+        }
+        content.resize(used + kPiece);
+        got = source->read(content.data() + used, kPiece);
+    }
+    content.resize(used);
+    return content;
+}
+
+int runImportPlaces(const PlacesArguments& arguments)
+{
+    const std::string content = contentOf(arguments.file);
+    Store store(arguments.database, Store::Mode::Existing);
+    const Store::Lease lease = store.lease();
+    sqlite::Transaction transaction(*lease, sqlite::Transaction::Kind::Write);
+    const PlacesReport report = importPlaces(*lease, content, arguments.file);
+    transaction.commit();
+    fmt::print("{}: {} headends, {} cities, {} postal codes, {} apps\n", arguments.file, report.headends, report.cities,
+               report.postalCodes, report.apps);
+    return kDone;
+}
+
+}  // namespace
+
+Command addImportPlaces(CLI::App& app)
+{
+    const auto arguments = std::make_shared<PlacesArguments>();
+    CLI::App* const import =
+        app.add_subcommand("import-places", "Replace the built-in places, headends and apps by those of a CSV file.");
+    import->add_option("--db", arguments->database, "Database that import has filled")->required();
+    import->add_option("places", arguments->file, "CSV file; docs/service.md tells its rows")->required();
+    return {import, [arguments] { return runImportPlaces(*arguments); }};
+}
+
+}  // namespace corvaned
