@@ -136,6 +136,25 @@ constexpr ParameterRule kSaveHeadendParameters[] = {
     {"device", Place::Query, Kind::Text, Presence::Optional},
 };
 
+// Recommendations
+constexpr ParameterRule kRecommendParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kPopularParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
+    {"n", Place::Query, Kind::Number, Presence::Optional, 1},
+};
+constexpr ParameterRule kMissedParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"order", Place::Query, Kind::Text, Presence::Optional},
+};
+constexpr ParameterRule kRelatedParameters[] = {
+    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"TTID", Place::Query, Kind::Text, Presence::Required},
+    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
+};
+
 constexpr Endpoint kEndpoints[] = {
     // Sessions and configuration
     {"GET", "/openapi/service/vorel/auth/seedkey", Access::AppKey, kSeedkeyParameters, answerSeedkey},
@@ -183,6 +202,17 @@ constexpr Endpoint kEndpoints[] = {
     {"GET", "/openapi/service/vorel/channel/lineup_test", Access::Session, kLineupTestParameters, answerLineupTest},
     {"PUT", "/openapi/service/vorel/user/save_headend", Access::Session, kSaveHeadendParameters, answerSaveHeadend},
     {"GET", "/openapi/service/vorel/user/load_headend", Access::Session, {}, answerLoadHeadend},
+    // Recommendations
+    {"GET", "/openapi/service/vorel/recommend/popularch", Access::Session, kPopularParameters, answerPopularChannels},
+    {"GET", "/openapi/service/vorel/recommend/smart_channel", Access::Session, kRecommendParameters,
+     answerSmartChannel},
+    {"GET", "/openapi/service/vorel/recommend/smart_popular", Access::Session, kRecommendParameters,
+     answerSmartPopular},
+    {"GET", "/openapi/service/vorel/recommend/missed", Access::Session, kMissedParameters, answerMissed},
+    {"GET", "/openapi/service/vorel/recommend/candidate_missed", Access::Session, kRecommendParameters,
+     answerCandidateMissed},
+    {"GET", "/openapi/service/vorel/recommend/related", Access::Session, kRelatedParameters, answerRelated},
+    {"GET", "/openapi/service/concierge/combination", Access::Session, kRecommendParameters, answerCombination},
 };
 
 // Whether the path fits the pattern; segment receives what stands in the place of "{}".
