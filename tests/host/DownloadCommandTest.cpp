@@ -14,6 +14,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -260,6 +261,56 @@ TEST(Download, CancelledItLeavesNothingBehind)
         EXPECT_THAT(namesIn(scratch.file("d")), ElementsAre("f"));
         EXPECT_EQ(readFile(scratch.file("d/f")), "older");
     }
+}
+
+/// Memory of a process in KiB: "VmRSS" now, "VmHWM" at most so far.
+long memoryOf(pid_t process, const std::string& what)
+{
+    std::ifstream state("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(state, line);) {
+        if (line.rfind(what + ":", 0) == 0)
+            return std::stol(line.substr(what.size() + 1));
+    }
+    return -1;
+}
+
+TEST(Download, ALargeOneNeedsNoMemory)
+{
+    constexpr std::size_t kBlock = std::size_t{1} << 20;
+    constexpr std::size_t kBlocks = 256;
+    constexpr long kMostGrowth = 8 * 1024;
+    const ScratchDirectory scratch;
+    std::atomic<pid_t> process{0};
+    std::atomic<long> atFirst{-1};
+    std::atomic<long> atMost{-1};
+    const RawServer server([&](RawServer::Connection& connection) {
+        connection.readRequest();
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kBlock * kBlocks) + "\r\n\r\n");
+        while (process == 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        atFirst = memoryOf(process, "VmRSS");
+        const std::string block(kBlock, 'x');
+        for (std::size_t sent = 0; sent + 1 < kBlocks; ++sent)
+            connection.send(block);
+        connection.send(block.substr(1));
+        atMost = memoryOf(process, "VmHWM");
+        connection.send("x");
+    });
+    const std::string url = server.url("/large");
+    const std::string directory = scratch.file("");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::execl(CORVANE, CORVANE, "download", url.c_str(), directory.c_str(), nullptr);
+        ::_exit(127);
+    }
+    process = child;
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(std::filesystem::file_size(scratch.file("large")), kBlock * kBlocks);
+    ASSERT_GT(atFirst, 0);
+    ASSERT_GT(atMost, 0);
+    EXPECT_LT(atMost - atFirst, kMostGrowth) << atFirst << " KiB at first, " << atMost << " KiB at most";
 }
 
 }  // namespace
