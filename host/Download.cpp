@@ -238,7 +238,7 @@ std::string downloadName(const DownloadOptions& download)
 {
     constexpr const char* kGiveName = "say how to call the file: corvane download URL DIR NAME";
     const bool given = !download.name.empty();
-    const std::string name = given ? download.name : download.url.substr(download.url.rfind('/') + 1);
+    std::string name = given ? download.name : download.url.substr(download.url.rfind('/') + 1);
     const std::string plain = given ? name : percentDecoded(name);
     if (name.empty())
         throw ServiceProblem(fmt::format("{} ends without a file name", download.url), kGiveName);
