@@ -273,7 +273,7 @@ SESSION_STATUS CurlExecutor::begin(Exchanges::iterator exchange)
         return session::kCancelled;
     if (m_idleTransfers.empty()) {
         try {
-            m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now));
+            m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now, m_downloads));
         } catch (const std::bad_alloc&) {
             return session::kOutOfMemory;
         }

@@ -45,6 +45,8 @@ public:
     /// Not from inside a completion.
     void stop();
 
+    const DownloadProgress& downloads() const { return m_downloads; }
+
 private:
     using Clock = CurlTransfer::Clock;
     using Lock = std::unique_lock<std::mutex>;
@@ -92,6 +94,7 @@ private:
     void deliverAll();
 
     const HttpLimits m_limits;
+    DownloadProgress m_downloads;
 
     std::mutex m_lock;
     std::condition_variable m_somethingDone;   ///< whoever delivers waits here

@@ -92,8 +92,8 @@ bool FileDescriptor::close()
     return good;
 }
 
-CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& now)
-    : m_limits(limits), m_now(now), m_pEasy(curl_easy_init())
+CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads)
+    : m_limits(limits), m_now(now), m_downloads(downloads), m_pEasy(curl_easy_init())
 {
     if (!m_pEasy)
         throw std::bad_alloc();
@@ -268,6 +268,11 @@ bool CurlTransfer::startOfBody()
     if (!m_file.isOpen())
         return fail(session::kFileTrouble);
     m_eSink = Sink::File;
+    curl_off_t announced = -1;
+    curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+    if (announced > 0)
+        m_downloads.expected += static_cast<std::uint64_t>(announced);
+    ++m_downloads.files;
     return true;
 }
 
@@ -280,6 +285,7 @@ bool CurlTransfer::keepInFile(std::string_view arrived)
         if (written <= 0)
             return fail(session::kFileTrouble);
         arrived.remove_prefix(static_cast<std::size_t>(written));
+        m_downloads.written += static_cast<std::uint64_t>(written);
     }
     return true;
 }

@@ -6,8 +6,10 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,6 +24,13 @@ struct HttpLimits {
     std::size_t payloadCap = std::size_t{64} << 20;    ///< bytes after decoding
     std::size_t concurrency = 256;                     ///< transfers at the same time; the rest waits in line
     std::string caFile;                                ///< PEM; empty for the system's certificates
+};
+
+/// What the downloads of an executor have done so far, added up: for whoever watches one.  [any thread]
+struct DownloadProgress {
+    std::atomic<std::uint64_t> files{0};     ///< whose header block has come, and which are being written
+    std::atomic<std::uint64_t> expected{0};  ///< bytes that these announced; one that announced nothing adds nothing
+    std::atomic<std::uint64_t> written{0};   ///< bytes
 };
 
 /// Closes a descriptor of the process.
@@ -49,10 +58,11 @@ class CurlTransfer {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// @param limits  outlives the transfer
-    /// @param now     the transfer thread's clock, read once per turn of its loop; outlives the transfer
+    /// @param limits     outlives the transfer
+    /// @param now        the transfer thread's clock, read once per turn of its loop; outlives the transfer
+    /// @param downloads  where downloads are counted; outlives the transfer
     /// @throws std::bad_alloc
-    CurlTransfer(const HttpLimits& limits, const Clock::time_point& now);
+    CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
@@ -107,6 +117,7 @@ private:
 
     const HttpLimits& m_limits;
     const Clock::time_point& m_now;
+    DownloadProgress& m_downloads;
     std::unique_ptr<CURL, EasyCleanup> m_pEasy;
     std::unique_ptr<curl_slist, ListCleanup> m_pHeaders;
     HttpRequest* m_pRequest = nullptr;

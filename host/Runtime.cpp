@@ -70,8 +70,11 @@ Runtime::Runtime(const CommonOptions& options, Configuration configuration, Defa
 {
     HttpLimits limits = m_configuration.httpLimits();
     // Not every request can be cancelled, and people do not wait longer than they said.
-    if (defaults == Defaults::ForPeople)
-        limits.totalTimeout = std::clamp(options.timeout(), std::chrono::milliseconds(1), limits.totalTimeout);
+    if (defaults == Defaults::ForPeople) {
+        const auto most = std::max(options.timeout(), std::chrono::milliseconds(1));
+        limits.totalTimeout = std::min(most, limits.totalTimeout);
+        limits.stallTimeout = std::min(most, limits.stallTimeout);
+    }
     // People get failures in words; the plug-in's error lines would only stand in between.
     const bool quiet = defaults == Defaults::ForPeople && options.log.empty();
     setDebugLevel(options.logLevel.value_or(quiet ? 0 : 1));

@@ -55,6 +55,7 @@ public:
     WCorvaneOAI& plugin() { return *m_object; }
     const Configuration& configuration() const { return m_configuration; }
     const PluginLibrary& library() const { return *m_pLibrary; }
+    const DownloadProgress& downloads() const { return m_pExecutor->downloads(); }
 
     /// Gives the object back to its library.
     void destroyPlugin() { m_object.reset(); }

@@ -28,6 +28,7 @@ public:
     ServiceCall& operator=(const ServiceCall&) = delete;
 
     /// Calls the operation.
+    /// @param operation  a member of WCorvaneOAI, or a function that calls one whose callback does not come first
     /// @param take  gets the results of a success, on the executor's thread
     template <class Operation, class Take, class... Arguments>
     void start(WCorvaneOAI& plugin, Operation operation, Take take, const Arguments&... arguments)
@@ -37,7 +38,7 @@ public:
             apply(take, all, std::make_index_sequence<kResults>());
         };
         m_bPending = true;
-        const int returned = (plugin.*operation)(&ServiceCall::receive, arguments..., this, m_out);
+        const int returned = std::invoke(operation, plugin, &ServiceCall::receive, arguments..., this, m_out);
         if (returned < 0)
             finish(returned);
     }
@@ -45,17 +46,24 @@ public:
     /// @return the callback's status, or that of the refusal; a request that takes longer than `patience` is cancelled
     int wait(std::chrono::milliseconds patience)
     {
+        if (!isOverWithin(patience))
+            cancel();
         std::unique_lock<std::mutex> lock(m_lock);
-        const auto isOver = [this] { return !m_bPending; };
-        if (!m_ended.wait_for(lock, patience, isOver)) {
-            lock.unlock();
-            m_pPlugin->cancel(m_pPlugin->getContentProvider(), m_out.getReqRefernce());
-            lock.lock();
-            // Cancelled or timed out by the executor: it comes.
-            m_ended.wait(lock, isOver);
-        }
+        // Cancelled or timed out by the executor: it comes.
+        m_ended.wait(lock, [this] { return !m_bPending; });
         return m_iStatus;
     }
+
+    /// Waits, and lets the request run on.
+    /// @return whether wait() would return at once
+    bool isOverWithin(std::chrono::milliseconds patience)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        return m_ended.wait_for(lock, patience, [this] { return !m_bPending; });
+    }
+
+    /// @return as WCorvaneOAI::cancel()
+    int cancel() { return m_pPlugin->cancel(m_pPlugin->getContentProvider(), m_out.getReqRefernce()); }
 
 private:
     template <class Take, std::size_t... Index>

@@ -91,10 +91,10 @@ std::string takeLine(std::string_view& text, int width)
 
 }  // namespace
 
-int terminalWidth()
+int terminalWidth(int descriptor)
 {
     winsize size{};
-    if (::isatty(STDOUT_FILENO) != 1 || ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+    if (::isatty(descriptor) != 1 || ::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
         return kStandardWidth;
     return size.ws_col;
 }

@@ -2,14 +2,16 @@
 // two; texts are UTF-8, and what is not becomes U+FFFD.
 #pragma once
 
+#include <unistd.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace W::host {
 
-/// Columns of standard output: the terminal's, or 80.
-int terminalWidth();
+/// Columns of standard output or another descriptor: the terminal's, or 80.
+int terminalWidth(int descriptor = STDOUT_FILENO);
 
 /// True when standard output is a terminal that shows colours, and nobody asked for none (NO_COLOR).
 bool terminalHasColours();

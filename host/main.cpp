@@ -1,5 +1,6 @@
-// The command corvane: its arguments, and which subcommand runs. Read next: Rpc.h, Guide.h, Doctor.h.
+// The command corvane: its arguments, and which subcommand runs. Read next: Rpc.h, Guide.h, Download.h, Doctor.h.
 #include "Doctor.h"
+#include "Download.h"
 #include "Guide.h"
 #include "Rpc.h"
 #include "Runtime.h"
@@ -102,6 +103,14 @@ int run(int argc, char** argv)
     todayCommand->add_option("file", schedule, "today's schedule as it was downloaded")->type_name("FILE")->required();
     addGuideOptions(*todayCommand, guide);
     todayCommand->callback([&] { command = [&] { return runToday(options, guide, schedule); }; });
+
+    DownloadOptions download;
+    CLI::App* const downloadCommand = app.add_subcommand("download", "fetches a file");
+    downloadCommand->add_option("url", download.url, "http or https")->type_name("URL")->required();
+    downloadCommand->add_option("directory", download.directory, "where it goes")->type_name("DIR")->required();
+    downloadCommand->add_option("name", download.name, "its name there; default: what follows the last / of the URL")
+        ->type_name("NAME");
+    downloadCommand->callback([&] { command = [&] { return runDownload(options, download); }; });
 
     app.add_subcommand("rpc", "JSON-RPC 2.0 on standard input and output, one object a line")->callback([&] {
         command = [&] { return runRpc(options); };

@@ -1,15 +1,13 @@
 // The command corvane as people and scripts meet it: exit codes, one clear line for each failure, and the guide of a
 // service that a test plays.
+#include "CommandRun.h"
 #include "RawServer.h"
 #include "Scratch.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <string>
@@ -22,32 +20,10 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-struct Outcome {
-    int exitCode;
-    std::string output;
-    std::string errors;
-};
-
-/// Runs the command with nothing of the tester's own configuration.
-/// @param environment  further variables, as "TZ=UTC0"
-Outcome corvane(const std::string& arguments, const std::string& input = "", const std::string& environment = "")
-{
-    const ScratchDirectory scratch;
-    const std::string command =
-        fmt::format("env -i PATH=\"$PATH\" XDG_CONFIG_HOME={} {} {} {} <{} >{} 2>{}", scratch.file("none"), environment,
-                    CORVANE, arguments, scratch.write("in", input), scratch.file("out"), scratch.file("err"));
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(scratch.file("out")), readFile(scratch.file("err"))};
-}
-
-long lineCount(const std::string& text)
-{
-    return std::count(text.begin(), text.end(), '\n');
-}
-
 TEST(Command, HelpIsEverywhere)
 {
-    for (const char* arguments : {"--help", "guide --help", "today --help", "rpc --help", "doctor --help"}) {
+    for (const char* arguments :
+         {"--help", "guide --help", "today --help", "download --help", "rpc --help", "doctor --help"}) {
         const Outcome outcome = corvane(arguments);
         EXPECT_EQ(outcome.exitCode, 0) << arguments;
         EXPECT_THAT(outcome.output, HasSubstr("Usage:"));
@@ -60,7 +36,7 @@ TEST(Command, WrongUsageIsExitCode2)
     for (const char* arguments :
          {"", "nonsense", "--nonsense rpc", "rpc extra", "--set country rpc", "--set =x rpc", "--log-level x rpc",
           "--log-level -1 rpc", "--timeout -1 rpc", "guide --hours 0", "guide --hours 25", "guide --date 21.11.2026",
-          "today", "today f g", "today f --hours 0"}) {
+          "today", "today f g", "today f --hours 0", "download", "download u", "download u d n x"}) {
         const Outcome outcome = corvane(arguments);
         EXPECT_EQ(outcome.exitCode, 2) << arguments;
         EXPECT_EQ(outcome.output, "") << arguments;

@@ -118,6 +118,28 @@ std::optional<std::string> RawServer::Connection::readRequest()
     return request;
 }
 
+void RawServer::Connection::readHead() const
+{
+    std::string head;
+    char byte = 0;
+    while (head.find("\r\n\r\n") == std::string::npos && ::recv(m_iSocket, &byte, 1, 0) == 1)
+        head += byte;
+}
+
+std::string RawServer::Connection::readBody(std::size_t size) const
+{
+    std::string body(size, '\0');
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t got = ::recv(m_iSocket, &body[done], size - done, 0);
+        if (got <= 0)
+            break;
+        done += static_cast<std::size_t>(got);
+    }
+    body.resize(done);
+    return body;
+}
+
 void RawServer::Connection::send(std::string_view bytes) const
 {
     while (!bytes.empty()) {

@@ -25,6 +25,10 @@ public:
         /// Reads up to the end of a header block and as much of a body as it announces, and keeps the bytes.
         /// @return nothing when the client is gone
         std::optional<std::string> readRequest();
+        /// Reads up to the end of a header block, byte by byte, so that the body stays where it is. Keeps nothing.
+        void readHead() const;
+        /// Reads as many bytes, or up to the end of the connection.
+        std::string readBody(std::size_t size) const;
         void send(std::string_view bytes) const;
         /// Sends `200 OK` with a length.
         void answer(std::string_view body, std::string_view moreHeaders = "") const;

@@ -1,0 +1,324 @@
+// Names and directory are checked first, then the plug-in fetches into a file of another name, which takes the place of
+// an older one only when it is complete.
+#include "Download.h"
+
+#include "HttpWire.h"
+#include "ServiceCall.h"
+#include "ServiceProblem.h"
+#include "Terminal.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace W::host {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// --- what ends it ----------------------------------------------------------------------------------------------------
+
+volatile std::sig_atomic_t g_iSignal = 0;
+
+/// Notes the signals that ask a command to end, while it exists. Executor threads take none, so the main thread does.
+class Interruption {
+public:
+    Interruption()
+    {
+        g_iSignal = 0;
+        struct sigaction noting {};
+        noting.sa_handler = [](int signal) { g_iSignal = signal; };
+        sigemptyset(&noting.sa_mask);
+        for (Kept& kept : m_kept) {
+            ::sigaction(kept.signal, nullptr, &kept.before);
+            // One that was started to outlive its terminal stays so.
+            if (kept.before.sa_handler != SIG_IGN)
+                ::sigaction(kept.signal, &noting, nullptr);
+        }
+    }
+    ~Interruption()
+    {
+        for (const Kept& kept : m_kept)
+            ::sigaction(kept.signal, &kept.before, nullptr);
+    }
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+
+    /// The last one; 0 when none has come.
+    static int signal() { return g_iSignal; }
+
+private:
+    struct Kept {
+        int signal;
+        struct sigaction before {};
+    };
+    Kept m_kept[3]{{SIGINT}, {SIGTERM}, {SIGHUP}};
+};
+
+// --- where it goes ---------------------------------------------------------------------------------------------------
+
+std::string percentDecoded(std::string_view text)
+{
+    std::string decoded;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool encoded = text[at] == '%' && at + 2 < text.size() &&
+                             std::isxdigit(static_cast<unsigned char>(text[at + 1])) &&
+                             std::isxdigit(static_cast<unsigned char>(text[at + 2]));
+        if (!encoded) {
+            decoded += text[at];
+            continue;
+        }
+        decoded += static_cast<char>(std::strtol(std::string(text.substr(at + 1, 2)).c_str(), nullptr, 16));
+        at += 2;
+    }
+    return decoded;
+}
+
+constexpr const char* kOtherDirectory = "name a directory that exists and that you may write to";
+constexpr const char* kOtherName = "name the file differently, as in \"corvane download URL DIR NAME\"";
+
+/// Says what stands in the way of writing there.
+void checkTarget(const std::string& directory, const std::string& path)
+{
+    struct stat state {};
+    if (::stat(directory.c_str(), &state) != 0)
+        throw ServiceProblem(fmt::format("cannot download into {}: {}", directory, std::strerror(errno)),
+                             kOtherDirectory);
+    if (!S_ISDIR(state.st_mode))
+        throw ServiceProblem(fmt::format("cannot download into {}: it is no directory", directory), kOtherDirectory);
+    if (::stat(path.c_str(), &state) == 0 && !S_ISREG(state.st_mode))
+        throw ServiceProblem(
+            fmt::format("cannot download to {}: it is {}", path,
+                        S_ISDIR(state.st_mode) ? "a directory" : "no ordinary file, and would be replaced"),
+            kOtherName);
+}
+
+/// A new file in a directory, of no name that anybody would look for; removed unless it was put in its place.
+class PartialFile {
+public:
+    explicit PartialFile(std::string directory) : m_sDirectory(std::move(directory))
+    {
+        FileDescriptor created;
+        for (int number = 0; !created.isOpen(); ++number) {
+            m_sName = fmt::format(".corvane-{}-{}.part", ::getpid(), number);
+            created.hold(::open(path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+            if (!created.isOpen() && errno != EEXIST)
+                throw ServiceProblem(fmt::format("cannot download into {}: {}", m_sDirectory, std::strerror(errno)),
+                                     kOtherDirectory);
+        }
+    }
+    ~PartialFile()
+    {
+        if (!m_bPlaced)
+            std::remove(path().c_str());
+    }
+    PartialFile(const PartialFile&) = delete;
+    PartialFile& operator=(const PartialFile&) = delete;
+
+    const std::string& name() const { return m_sName; }
+    std::string path() const { return m_sDirectory + "/" + m_sName; }
+
+    /// @param target  in the same directory; an older file goes
+    void place(const std::string& target)
+    {
+        m_bPlaced = std::rename(path().c_str(), target.c_str()) == 0;
+        if (!m_bPlaced)
+            throw ServiceProblem(fmt::format("cannot write {}: {}", target, std::strerror(errno)), kOtherName);
+    }
+
+private:
+    std::string m_sDirectory;
+    std::string m_sName;
+    bool m_bPlaced = false;
+};
+
+// --- what is shown ---------------------------------------------------------------------------------------------------
+
+std::string shownBytes(double bytes)
+{
+    constexpr const char* kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB"};
+    std::size_t unit = 0;
+    for (; bytes >= 1000 && unit + 1 < std::size(kUnits); ++unit)
+        bytes /= 1024;
+    return unit == 0 ? fmt::format("{:.0f} B", bytes) : fmt::format("{:.1f} {}", bytes, kUnits[unit]);
+}
+
+std::string shownTime(double seconds)
+{
+    constexpr double kMost = 359'999;
+    const auto whole = static_cast<long>(std::min(seconds + 0.5, kMost));
+    return whole < 3600 ? fmt::format("{}:{:02}", whole / 60, whole % 60)
+                        : fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
+}
+
+/// One line of a terminal, written over and over, and gone at the end.
+class ProgressBar {
+public:
+    explicit ProgressBar(const DownloadProgress& progress) : m_progress(progress) {}
+    ~ProgressBar()
+    {
+        if (m_iShown > 0)
+            fmt::print(stderr, "\r{:{}}\r", "", m_iShown);
+    }
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    void show()
+    {
+        if (!m_bTerminal)
+            return;
+        const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_begin);
+        // Not into the last column, where terminals differ.
+        m_iShown = std::max(0, terminalWidth(STDERR_FILENO) - 1);
+        fmt::print(stderr, "\r{}", progressLine(m_progress, elapsed, m_iShown));
+        std::fflush(stderr);
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    const DownloadProgress& m_progress;
+    const bool m_bTerminal = ::isatty(STDERR_FILENO) == 1;
+    int m_iShown = 0;  ///< columns
+    Clock::time_point m_begin = Clock::now();
+};
+
+// --- what went wrong -------------------------------------------------------------------------------------------------
+
+struct DownloadAdvice {
+    int status;
+    const char* problem;
+    const char* hint;
+};
+
+constexpr DownloadAdvice kDownloadAdvice[] = {
+    {status::kUnreachable, "there is no server at this address", "check the host and the port in the URL"},
+    {-13, "the transfer broke off", "try again; look at the server's certificate when it speaks https"},
+    {-500, "the server did not answer in time", "try again, or allow more silence with --timeout SECONDS"},
+    {-107, "the server has an internal failure", "try again later"},
+    {-108, "the file cannot be written", "look whether the disk is full, or the file larger than it may be"},
+    {status::kNoSession, "the server wants a sign-in", "name a URL that works without one"},
+    {-205, "the server refuses or does not know it", "check the path in the URL"},
+    {status::kFileNotReadable, "the file or its directory is gone", "name a directory that nobody else clears"},
+    {status::kWrongProvider, "the server answers with something else than a file",
+     "follow redirections first: the URL has to be the file's own"},
+};
+
+ServiceProblem downloadProblem(const std::string& url, int status)
+{
+    for (const DownloadAdvice& row : kDownloadAdvice) {
+        if (row.status == status)
+            return {fmt::format("cannot download {}: {} (status {})", url, row.problem, status), row.hint};
+    }
+    return {fmt::format("cannot download {}: {} (status {})", url, WSTATUS2STRING(status), status),
+            "check the URL and try again"};
+}
+
+/// cancel() asks for a session, which a download has no use for: one that is never sent will do.
+void allowCancelling(WCorvaneOAI& plugin)
+{
+    WVLSession session;
+    session.setSessionID("-");
+    session.setSeedKey("-");
+    plugin.setAuthSeedkey(session);
+}
+
+}  // namespace
+
+std::string downloadName(const DownloadOptions& download)
+{
+    constexpr const char* kGiveName = "say how to call the file: corvane download URL DIR NAME";
+    const bool given = !download.name.empty();
+    std::string name = given ? download.name : download.url.substr(download.url.rfind('/') + 1);
+    const std::string plain = given ? name : percentDecoded(name);
+    if (name.empty())
+        throw ServiceProblem(fmt::format("{} ends without a file name", download.url), kGiveName);
+    if (plain == "." || plain == ".." || plain.find('/') != std::string::npos)
+        throw ServiceProblem(fmt::format("the file name \"{}\" would lead out of {}", name, download.directory),
+                             given ? "name the directory as DIR, and only the file as NAME" : kGiveName);
+    if (name.size() > NAME_MAX)
+        throw ServiceProblem(fmt::format("the file name has {} bytes; {} are possible", name.size(), NAME_MAX),
+                             kGiveName);
+    return name;
+}
+
+std::string progressLine(const DownloadProgress& progress, std::chrono::milliseconds elapsed, int width)
+{
+    const auto written = static_cast<double>(progress.written);
+    const auto expected = static_cast<double>(progress.expected);
+    const double seconds = static_cast<double>(elapsed.count()) / 1000;
+    const double rate = seconds > 0 ? written / seconds : 0;
+    std::string text = shownBytes(written);
+    if (expected > 0)
+        text += fmt::format(" of {}", shownBytes(expected));
+    text += fmt::format("  {}/s", shownBytes(rate));
+    if (expected > 0 && rate > 0)
+        text += fmt::format("  {} left", shownTime(std::max(0.0, expected - written) / rate));
+    constexpr int kLeastBar = 10;
+    constexpr int kFrame = 4;  // brackets and two blanks
+    const int bar = width - displayWidth(text) - kFrame;
+    if (expected > 0 && bar >= kLeastBar) {
+        const auto full = static_cast<std::size_t>(bar * std::min(1.0, written / expected));
+        text = fmt::format("[{:<{}}]  {}", std::string(full, '='), bar, text);
+    }
+    return fitted(text, std::max(0, width));
+}
+
+int runDownload(const CommonOptions& options, const DownloadOptions& download)
+{
+    constexpr auto kRefresh = 100ms;
+    // The plug-in sends URLs as they stand, and people write blanks and umlauts.
+    const std::string url = percentEncoded(download.url);
+    if (!splitUrl(url, UrlEncoding::AsGiven))
+        throw ServiceProblem(fmt::format("\"{}\" is no http or https address", download.url),
+                             "write the whole address, as in http://127.0.0.1:8900/files/today.json");
+    const std::string name = downloadName(download);
+    const bool slash = !download.directory.empty() && download.directory.back() == '/';
+    const std::string target = download.directory + (slash ? "" : "/") + name;
+    checkTarget(download.directory, target);
+
+    Runtime runtime(options, Defaults::ForPeople);
+    allowCancelling(runtime.plugin());
+    const Interruption interruption;
+    PartialFile partial(download.directory);
+    int status = status::kOk;
+    {
+        ServiceCall<DownloadCallback> call;
+        ProgressBar bar(runtime.downloads());
+        const auto fetch = [&](WCorvaneOAI& plugin, DownloadCallback done, void* userData, WRequestStatus& out) {
+            return plugin.download(plugin.getContentProvider(), url, download.directory, partial.name(), done, userData,
+                                   out);
+        };
+        call.start(runtime.plugin(), fetch, [](const WContentProvider&, const std::string&) {});
+        bool cancelled = false;
+        while (!call.isOverWithin(kRefresh)) {
+            bar.show();
+            if (Interruption::signal() != 0 && !cancelled)
+                cancelled = call.cancel() == status::kCancelled;
+        }
+        status = call.wait(0ms);
+    }
+    if (status == status::kCancelled) {
+        fmt::print(stderr, "corvane: cancelled; nothing is left of the download\n");
+        return 128 + Interruption::signal();
+    }
+    // Some codes that come without a file count as success.
+    if (status == status::kOk && runtime.downloads().files == 0)
+        status = status::kWrongProvider;
+    if (status != status::kOk)
+        throw downloadProblem(download.url, status);
+    partial.place(target);
+    fmt::print("{}\n", target);
+    return 0;
+}
+
+}  // namespace W::host
