@@ -131,9 +131,7 @@ constexpr const char* kVersions[] = {
         received INTEGER NOT NULL,
         content BLOB NOT NULL
     ) WITHOUT ROWID;
-    )sql",
-    kViewerTables,
-    kLineupTables,
+    )sql", kViewerTables, kLineupTables,
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)
