@@ -16,7 +16,8 @@ constexpr std::int64_t kMissedSpan = 7 * kDay;
 constexpr std::int64_t kSlot = 3 * 3600;
 constexpr int kSlots = static_cast<int>(kDay / kSlot);
 constexpr std::size_t kPerSlot = 5;
-constexpr std::int64_t kFallback = 10;
+constexpr std::size_t kFallback = 10;
+constexpr std::int64_t kAll = -1;  // no LIMIT
 constexpr std::int64_t kMissedMost = 100;
 
 // A viewer counts once a day for a channel, or zapping would decide.
@@ -191,14 +192,17 @@ std::vector<SlotPick> slotsOfAll(sqlite::Connection& connection, const Zone& zon
     }
     // Clients take an empty list for a failure.
     std::vector<std::int64_t> airings;
-    for (const std::int64_t source : popularChannels(connection, now, kFallback)) {
+    for (const std::int64_t source : popularChannels(connection, now, kAll)) {
+        if (airings.size() == kFallback) {
+            break;
+        }
         if (const std::int64_t airing = onAt(connection, source, now); airing != 0) {
             airings.push_back(airing);
         }
     }
     if (airings.empty()) {
         Query rows(connection, kNext);
-        airings = numbersOf(rows.bind(now, kFallback));
+        airings = numbersOf(rows.bind(now, std::int64_t{kFallback}));
     }
     int sequence = 0;
     for (const std::int64_t airing : airings) {
@@ -235,7 +239,7 @@ std::vector<std::int64_t> television(sqlite::Connection& connection, std::string
         Query rows(connection, kHabitualChannels);
         sources = numbersOf(rows.bind(user, now - kHistory, now));
     }
-    const std::vector<std::int64_t> popular = popularChannels(connection, now, count);
+    const std::vector<std::int64_t> popular = popularChannels(connection, now, kAll);
     sources.insert(sources.end(), popular.begin(), popular.end());
     std::set<std::int64_t> taken(airings.begin(), airings.end());
     for (const std::int64_t source : sources) {

@@ -181,6 +181,18 @@ TEST_F(RecommendTest, WithoutAnyHistoryWhatIsOnIsOffered)
     EXPECT_THAT(ann.get("recommend/smart_channel").at("channel_guide"), IsEmpty());
 }
 
+TEST_F(RecommendTest, SilentChannelsDoNotHideTheOthers)
+{
+    std::string text = "<tv>";
+    for (int i = 0; i < 20; ++i) {
+        text += fmt::format("<channel id='silent{}'><display-name>Silent</display-name></channel>", i);
+    }
+    test::importText(under.store(), text + programme("loud", 20, 20, "Loud") + "</tv>");
+    EXPECT_THAT(titles(ann.get("recommend/smart_channel").at("channel_guide")), ElementsAre("Loud"));
+    const Json rsp = ann.get("/openapi/service/concierge/combination", "country=US");
+    EXPECT_THAT(titles(rsp.at("concierge").at("personalized").at("tv")), ElementsAre("Loud"));
+}
+
 TEST_F(RecommendTest, TheSlotsFollowTheWallClock)
 {
     const Instant noon = *parseUtc("2026-11-20T12:00:00Z");
