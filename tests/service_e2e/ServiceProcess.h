@@ -1,0 +1,51 @@
+// corvaned as a process over a database of its own, filled with a small guide around the present. Read next:
+// Television.h, which asks it.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+namespace W::test {
+
+/// Three channels with hourly programmes, two days back and two ahead:
+/// - "News One" (1): "Report", a series whose episode on air now is number 100;
+/// - "Movie Two" (2): films of their own, "Film 100" now, directed by Ann Ek; Bo Li plays in those of even number;
+/// - "Kids Three" (3): "Puppets 100" now.
+/// One and three have a logo.
+class ServiceProcess {
+public:
+    /// Imports and starts. @throws std::runtime_error when it does not come up
+    ServiceProcess();
+    ~ServiceProcess();
+    ServiceProcess(const ServiceProcess&) = delete;
+    ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+    /// Ends it and starts it again on the same address and database.
+    void restart();
+
+    const std::string& url() const { return m_url; }
+    const std::filesystem::path& directory() const { return m_directory; }
+    /// Begin of the programmes that are on, seconds since the epoch.
+    std::int64_t onAirSince() const { return m_iOnAirSince; }
+    /// Of this machine's day, seconds since the epoch.
+    static std::int64_t midnight();
+
+    /// The content of a file that a user has sent; empty without one.
+    std::string upload(const std::string& name) const;
+
+private:
+    void import(const std::string& listing) const;
+    void start(const std::string& address);
+    void stop();
+    std::string databaseFile() const { return m_directory / "guide.db"; }
+
+    std::filesystem::path m_directory;
+    std::int64_t m_iOnAirSince = 0;
+    pid_t m_iProcess = -1;
+    std::string m_url;
+};
+
+}  // namespace W::test

@@ -1,0 +1,67 @@
+// A viewer's television: the command with the loaded library, signed in to a service. Every story is told through it.
+#pragma once
+
+#include "RpcProcess.h"
+#include "ServiceProcess.h"
+
+#include <nlohmann/json.hpp>
+
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace W::test {
+
+using Json = nlohmann::json;
+
+/// A list among an operation's arguments: braces would take a single element for the whole.
+template <class... Elements>
+Json listOf(Elements&&... elements)
+{
+    return Json::array({Json(std::forward<Elements>(elements))...});
+}
+
+/// Signed in, and with the service's time.
+class Television {
+public:
+    /// @param device   tells viewers apart
+    /// @param headend  that it stands behind
+    /// @param options  further ones, "KEY=VALUE"
+    Television(const ServiceProcess& service, const std::string& device, const std::string& headend = "H1",
+               const std::vector<std::string>& options = {});
+
+    /// The results of an operation that has to be a success.
+    template <class... Arguments>
+    Json results(const std::string& operation, Arguments&&... arguments)
+    {
+        return resultsOf(operation, listOf(std::forward<Arguments>(arguments)...));
+    }
+    /// The list in the first result.
+    template <class... Arguments>
+    Json list(const std::string& operation, Arguments&&... arguments)
+    {
+        return results(operation, std::forward<Arguments>(arguments)...).at(0).at("data");
+    }
+    /// The status of an operation, whatever it is.
+    template <class... Arguments>
+    int status(const std::string& operation, Arguments&&... arguments)
+    {
+        return statusOf(call(operation, listOf(std::forward<Arguments>(arguments)...)));
+    }
+
+    /// All operations that any television has called.
+    static std::set<std::string>& called();
+
+private:
+    Json call(const std::string& operation, const Json& arguments);
+    Json resultsOf(const std::string& operation, const Json& arguments);
+    static int statusOf(const Json& answer);
+
+    RpcProcess m_process;
+};
+
+/// The text at a path of every element: column(list, "/Channel/Source").
+std::vector<std::string> column(const Json& list, const std::string& path);
+
+}  // namespace W::test

@@ -1,0 +1,46 @@
+// Runs the stories; afterwards every operation of docs/operations.md has to have been called by one.
+#include "Television.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <fstream>
+
+namespace W::test {
+namespace {
+
+/// Headings are "## 4 getGenreList".
+std::set<std::string> documentedOperations()
+{
+    std::set<std::string> names;
+    std::ifstream page(CORVANE_OPERATIONS_PAGE);
+    for (std::string line; std::getline(page, line);) {
+        const std::size_t name = line.rfind(' ') + 1;
+        if (line.rfind("## ", 0) == 0 && std::isdigit(static_cast<unsigned char>(line[3])) != 0)
+            names.insert(line.substr(name));
+    }
+    names.insert("getTodaySchedule");  // reads a file, and has no key
+    return names;
+}
+
+class EveryOperation : public testing::Environment {
+public:
+    void TearDown() override
+    {
+        // A single story was asked for.
+        if (std::strcmp(testing::GTEST_FLAG(filter).c_str(), "*") != 0)
+            return;
+        EXPECT_EQ(documentedOperations().size(), 50U);
+        EXPECT_EQ(Television::called(), documentedOperations());
+    }
+};
+
+}  // namespace
+}  // namespace W::test
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleMock(&argc, argv);
+    testing::AddGlobalTestEnvironment(new W::test::EveryOperation);
+    return RUN_ALL_TESTS();
+}
