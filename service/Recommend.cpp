@@ -13,7 +13,7 @@ using sqlite::Query;
 constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kHistory = 28 * kDay;
 constexpr std::int64_t kMissedSpan = 7 * kDay;
-constexpr std::int64_t kSlot = 3 * 3600;
+constexpr std::int64_t kSlot = 10800;  // three hours
 constexpr int kSlots = static_cast<int>(kDay / kSlot);
 constexpr std::size_t kPerSlot = 5;
 constexpr std::size_t kFallback = 10;

@@ -95,30 +95,45 @@ void FakeHost::answer(std::size_t index, SESSION_STATUS status, HTTP_RESPONSE_CO
 
 void FakeHost::answerSoon(std::size_t index)
 {
-    std::thread thread([this, index] {
-        bool cancelled = false;
-        {
-            const std::lock_guard<std::mutex> hold(m_lock);
-            cancelled = sent.at(index).request->isCancelled();
-        }
+    constexpr std::size_t kAnswerers = 8;
+    const std::lock_guard<std::mutex> hold(m_lock);
+    m_toAnswer.push_back(index);
+    if (m_answerers.size() < kAnswerers)
+        m_answerers.emplace_back([this] { answerAllSoon(); });
+    m_changed.notify_all();
+}
+
+void FakeHost::answerAllSoon()
+{
+    std::unique_lock<std::mutex> hold(m_lock);
+    while (true) {
+        m_changed.wait(hold, [this] { return m_bLastAnswers || !m_toAnswer.empty(); });
+        if (m_toAnswer.empty())
+            return;
+        const std::size_t index = m_toAnswer.front();
+        m_toAnswer.pop_front();
+        const bool cancelled = sent.at(index).request->isCancelled();
+        hold.unlock();
         if (cancelled)
             answer(index, session::kCancelled);
         else
             answer(index, index % 5 == 0 ? session::kBrokeOff : session::kCompleted, 200, R"({"rsp":{"stat":"OK"}})");
-    });
-    const std::lock_guard<std::mutex> hold(m_lock);
-    m_answers.push_back(std::move(thread));
+        hold.lock();
+    }
 }
 
 void FakeHost::joinAnswers()
 {
-    std::vector<std::thread> answers;
+    std::vector<std::thread> answerers;
     {
         const std::lock_guard<std::mutex> hold(m_lock);
-        answers.swap(m_answers);
+        m_bLastAnswers = true;
+        answerers.swap(m_answerers);
+        m_changed.notify_all();
     }
-    for (std::thread& thread : answers)
-        thread.join();
+    for (std::thread& answerer : answerers)
+        answerer.join();
+    m_bLastAnswers = false;
 }
 
 bool FakeHost::hasFlushed()

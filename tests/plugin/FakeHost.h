@@ -7,6 +7,7 @@
 #include "WConfigManager.h"
 
 #include <condition_variable>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <string>
@@ -74,8 +75,9 @@ public:
     /// The last one, successfully.
     void answer(const std::string& body) { answer(sent.size() - 1, session::kCompleted, 200, body); }
 
-    /// Ends the exchange on a thread of its own, a moment later, one way or another.
+    /// Ends the exchange on another thread, a moment later, one way or another.
     void answerSoon(std::size_t index);
+    /// Waits until all of these are answered.
     void joinAnswers();
     bool hasFlushed();
 
@@ -91,13 +93,17 @@ public:
 
 private:
     bool takePending(HttpRequest* request);
+    void answerAllSoon();
 
     std::mutex m_lock;
     std::condition_variable m_changed;
     std::vector<HttpRequest*> m_pending;
     std::map<HttpRequest*, std::thread::id> m_completing;
     std::vector<Line> m_lines;
-    std::vector<std::thread> m_answers;
+    // A thread for each answer would fill a 32-bit address space with stacks.
+    std::deque<std::size_t> m_toAnswer;
+    std::vector<std::thread> m_answerers;
+    bool m_bLastAnswers = false;
 };
 
 }  // namespace W::test
