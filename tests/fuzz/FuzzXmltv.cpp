@@ -1,0 +1,39 @@
+// XMLTV listings, plain and packed. What comes out has to be usable.
+#include "Fuzz.h"
+#include "Listing.h"
+#include "OperatorError.h"
+
+#include <string>
+
+namespace {
+
+struct Usable final : corvaned::ListingSink {
+    void addChannel(const corvaned::ListingChannel& channel) override
+    {
+        W::test::require(!channel.id.empty(), "a channel has an id");
+    }
+    void addProgramme(const corvaned::ListingProgramme& programme) override
+    {
+        W::test::require(!programme.channel.empty(), "a programme is on a channel");
+        W::test::require(!programme.texts.empty(), "a programme has texts");
+        W::test::require(!programme.stop || *programme.stop > programme.start, "it ends after it begins");
+    }
+    void skip(int line, const std::string& reason) override
+    {
+        W::test::require(line > 0 && !reason.empty(), "what is skipped is said with its line");
+    }
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    constexpr std::uint64_t kLimit = 1 << 20;
+    Usable sink;
+    try {
+        corvaned::readListing(*corvaned::openMemory(W::test::textOf(data, size), "listing"), "listing", sink, kLimit);
+    } catch (const corvaned::OperatorError& refused) {
+        W::test::require(refused.what()[0] != '\0', "a refusal says why");
+    }
+    return 0;
+}
