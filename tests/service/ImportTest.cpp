@@ -34,23 +34,6 @@ std::string programme(const std::string& on, const std::string& start, const std
            "</title></programme>";
 }
 
-std::string whole(TestStore& db)
-{
-    std::string all;
-    for (const std::string_view sql :
-         {std::string_view("SELECT * FROM source ORDER BY 1"), std::string_view("SELECT * FROM channel ORDER BY 1"),
-          std::string_view("SELECT * FROM airing ORDER BY 1"),
-          std::string_view("SELECT * FROM translation ORDER BY 1, 2"),
-          std::string_view("SELECT * FROM genre ORDER BY 1"),
-          std::string_view("SELECT * FROM airing_genre ORDER BY 1, 2"),
-          std::string_view("SELECT * FROM guide ORDER BY 1")}) {
-        for (const std::string& row : rows(db.store, sql)) {
-            all += row + "\n";
-        }
-    }
-    return all;
-}
-
 TEST(Import, FillsTheGuide)
 {
     TestStore db;
@@ -76,10 +59,10 @@ TEST(Import, TheSameListingTwiceChangesNothing)
 {
     TestStore db;
     importText(db.store, test::testData("evening.xml"));
-    const std::string before = whole(db);
+    const std::string before = test::wholeGuide(db.store);
     const std::string file = test::readFile(db.file.path());
     EXPECT_FALSE(importText(db.store, test::testData("evening.xml")).changed);
-    EXPECT_EQ(whole(db), before);
+    EXPECT_EQ(test::wholeGuide(db.store), before);
     EXPECT_EQ(test::readFile(db.file.path()), file);
 }
 
@@ -103,7 +86,7 @@ TEST(Import, ARefusedListingChangesNothing)
 {
     TestStore db;
     importText(db.store, test::testData("evening.xml"));
-    const std::string before = whole(db);
+    const std::string before = test::wholeGuide(db.store);
     const std::string good = "<tv>" + channel("x") + programme("x", "1800", "1900", "New") + "</tv>";
     for (const std::string& bad :
          {std::string("<tv>") + programme("x", "1800", "", "T") + "<oops>", std::string("<html/>"), std::string(),
@@ -111,7 +94,7 @@ TEST(Import, ARefusedListingChangesNothing)
         EXPECT_THROW(importText(db.store, bad), OperatorError) << bad;
     }
     EXPECT_THROW(importGuide(db.store, {inputOf(good), inputOf("<tv><oops></tv>", "second")}, {}), OperatorError);
-    EXPECT_EQ(whole(db), before);
+    EXPECT_EQ(test::wholeGuide(db.store), before);
 }
 
 TEST(Import, SeveralListingsAreOneGuide)

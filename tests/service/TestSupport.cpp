@@ -67,6 +67,25 @@ std::vector<std::string> rows(Store& store, std::string_view sql)
     return result;
 }
 
+std::string wholeGuide(Store& store)
+{
+    std::string all;
+    for (const std::string_view sql :
+         {std::string_view("SELECT * FROM source ORDER BY 1"), std::string_view("SELECT * FROM channel ORDER BY 1"),
+          std::string_view("SELECT * FROM airing ORDER BY 1"),
+          std::string_view("SELECT * FROM translation ORDER BY 1, 2"),
+          std::string_view("SELECT * FROM genre ORDER BY 1"),
+          std::string_view("SELECT * FROM airing_genre ORDER BY 1, 2"),
+          std::string_view("SELECT * FROM person ORDER BY 1"),
+          std::string_view("SELECT * FROM credit ORDER BY 1, 2, 3"),
+          std::string_view("SELECT * FROM guide ORDER BY 1")}) {
+        for (const std::string& row : rows(store, sql)) {
+            all += row + "\n";
+        }
+    }
+    return all;
+}
+
 std::string gzipPacked(const std::string& text)
 {
     return gzipped(text);

@@ -43,6 +43,9 @@ std::string refusalOf(const std::string& text);
 /// The rows of a query, columns joined by '|'. The query must be a literal.
 std::vector<std::string> rows(Store& store, std::string_view sql);
 
+/// Everything that an import replaces, as text.
+std::string wholeGuide(Store& store);
+
 std::string gzipPacked(const std::string& text);
 std::string xzPacked(const std::string& text);
 

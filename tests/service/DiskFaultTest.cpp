@@ -1,0 +1,142 @@
+// An import on a disk that fails, and one that is killed: at every write of it the old guide is there whole, or the new
+// one, and what viewers keep is there. CORVANE_LONG=1 tries every write, else a sample.
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+
+#include "TestSupport.h"
+
+namespace corvaned {
+namespace {
+
+using ::testing::AnyOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+std::string listing(int channels, int programmes)
+{
+    std::string text = "<tv>";
+    for (int channel = 0; channel < channels; ++channel) {
+        text += fmt::format("<channel id='c{0}'><display-name>Channel {0}</display-name></channel>", channel);
+    }
+    for (int number = 0; number < programmes; ++number) {
+        text += fmt::format(
+            "<programme channel='c{}' start='202611{:02}{:02}0000 +0000'><title>Title {}</title><desc>Words {}</desc>"
+            "<credits><actor>Actor {}</actor></credits></programme>",
+            number % channels, 21 + number / 24 % 7, number % 24, number, number * 7, number % 50);
+    }
+    return text + "</tv>";
+}
+
+class DiskFault : public ::testing::Test {
+protected:
+    DiskFault()
+    {
+        test::writeFile(listingFile(), listing(20, 3000));
+        {
+            Store store(templateFile(), Store::Mode::Create);
+            test::importText(store, listing(3, 60));
+            (*store.lease()).execute("INSERT INTO favorite SELECT 'user', 'channel', id, 0 FROM source");
+            m_before = test::wholeGuide(store);
+        }
+        startOver();
+        EXPECT_EQ(import(""), 0);
+        Store store(database(), Store::Mode::Existing);
+        m_after = test::wholeGuide(store);
+    }
+
+    std::string templateFile() const { return m_folder.path() + ".template"; }
+    std::string listingFile() const { return m_folder.path() + ".xml"; }
+    std::string errorFile() const { return m_folder.path() + ".stderr"; }
+    std::string database() const { return m_folder.path(); }
+
+    /// The old guide again.
+    void startOver() const
+    {
+        for (const char* companion : {"", "-wal", "-shm"}) {
+            std::filesystem::remove(database() + companion);
+        }
+        std::filesystem::copy_file(templateFile(), database());
+    }
+
+    /// Runs the program on the new listing. @return its exit code; -1 where it was killed
+    int import(const std::string& fault) const
+    {
+        const std::string command =
+            fmt::format("LD_PRELOAD={} CORVANE_DISK_FAULT='{}' {} import --db {} {} >{} 2>&1", CORVANED_DISK_FAULT,
+                        fault, CORVANED_PROGRAM, database(), listingFile(), errorFile());
+        // The shell hands a signal on as 128 and its number.
+        const int status = std::system(command.c_str());
+        return WIFEXITED(status) && WEXITSTATUS(status) < 128 ? WEXITSTATUS(status) : -1;
+    }
+
+    void expectWhole(const std::string& fault) const
+    {
+        Store store(database(), Store::Mode::Existing);
+        EXPECT_THAT(test::rows(store, "PRAGMA integrity_check"), ElementsAre("ok")) << fault;
+        EXPECT_THAT(test::rows(store, "SELECT count(*) FROM favorite"), ElementsAre("3")) << fault;
+        const std::string now = test::wholeGuide(store);
+        EXPECT_TRUE(now == m_before || now == m_after) << "half a guide after " << fault;
+    }
+
+    /// Tries writes or syncs from the first on, until the import is through before the fault.
+    /// @return how many were tried
+    int tryAll(const std::string& kind, int step, const std::function<void(int code)>& check)
+    {
+        int tried = 0;
+        for (int number = 1;; number += step, ++tried) {
+            startOver();
+            const std::string fault = fmt::format("{} {}", kind, number);
+            const int code = import(fault);
+            if (code == 0) {
+                return tried;
+            }
+            check(code);
+            expectWhole(fault);
+            if (HasFailure()) {
+                return tried;
+            }
+        }
+    }
+
+    TemporaryDatabase m_folder;
+    std::string m_before;
+    std::string m_after;
+};
+
+const bool kLong = std::getenv("CORVANE_LONG") != nullptr;
+
+TEST_F(DiskFault, KilledAtAnyWriteTheOldGuideIsThereOrTheNewOne)
+{
+    ASSERT_NE(m_before, m_after);
+    const int tried = tryAll("kill", kLong ? 1 : 37, [](int code) { EXPECT_EQ(code, -1); });
+    EXPECT_GE(tried, kLong ? 200 : 5);
+    std::printf("%d kills\n", tried);
+}
+
+TEST_F(DiskFault, AFullDiskIsSaidAndChangesNothing)
+{
+    const int tried = tryAll("full", kLong ? 7 : 97, [&](int code) {
+        EXPECT_EQ(code, 1);
+        EXPECT_THAT(test::readFile(errorFile()), AnyOf(HasSubstr("full"), HasSubstr("disk I/O error")));
+    });
+    EXPECT_GE(tried, kLong ? 30 : 2);
+}
+
+TEST_F(DiskFault, AFailingSyncIsSaidAndChangesNothing)
+{
+    const int tried = tryAll("sync", 1, [&](int code) {
+        EXPECT_EQ(code, 1);
+        EXPECT_THAT(test::readFile(errorFile()), HasSubstr("disk I/O error"));
+    });
+    EXPECT_GE(tried, 1);
+}
+
+}  // namespace
+}  // namespace corvaned
