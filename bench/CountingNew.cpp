@@ -11,7 +11,8 @@ std::atomic<unsigned long> theCalls{0};
 
 void* counted(std::size_t size) noexcept
 {
-    theCalls.fetch_add(1, std::memory_order_relaxed);
+    // Not added up at once, which would cost more than the rest: exact as long as one thread asks at a time.
+    theCalls.store(theCalls.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     return std::malloc(size == 0 ? 1 : size);
 }
 
