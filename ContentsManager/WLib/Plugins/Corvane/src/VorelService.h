@@ -143,6 +143,8 @@ public:
     static WSTATUS getWlibSTATUS(GSTATUS status);
     /// True for 200 and 204. Wanted: disagrees with getVorelSTATUS() about 201, 204 and 304.
     static bool HasHTTPOKStatus(HTTP_RESPONSE_CODE code);
+    /// True when a reply reports success and no error beside it.
+    static bool reportsSuccess(const std::string& stat, const Json::Value& err);
     /// 0 when the reply reports success, else -9000 minus its error code, or -57 when it cannot be read.
     /// @param err      the reply's "err" value as a whole
     /// @param message  receives the service's own words
