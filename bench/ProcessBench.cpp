@@ -3,12 +3,11 @@
 //
 //     process_bench parse SIZE CHANNELS     the JSON library's parse of a schedule, first call; memory above the text
 //     process_bench deliver SIZE CHANNELS   the same text delivered by the plug-in
-//     process_bench load                    dlopen and createPlugin, in a host with a running executor
 //     process_bench run COMMAND...          a program of its own, whose output is dropped; fails when it does
 
 #include "BareParse.h"
-#include "CurlExecutor.h"
 #include "Plugin.h"
+#include "Sample.h"
 #include "ScheduleText.h"
 
 #include <fcntl.h>
@@ -16,70 +15,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <exception>
-#include <fstream>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 namespace W::bench {
 
 namespace {
-
-struct Sample {
-    double wallSeconds = 0;
-    double processorSeconds = 0;
-    long peakKilobytes = 0;
-};
-
-using Clock = std::chrono::steady_clock;
-
-double processorSeconds(const rusage& usage)
-{
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-double processorSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return processorSeconds(usage);
-}
-
-/// A line of /proc/self/status, in kilobytes.
-long statusLine(const char* name)
-{
-    std::ifstream file("/proc/self/status");
-    for (std::string line; std::getline(file, line);) {
-        if (line.rfind(name, 0) == 0)
-            return std::strtol(line.c_str() + std::strlen(name) + 1, nullptr, 10);
-    }
-    throw std::runtime_error("/proc/self/status has no such line");
-}
-
-/// Samples a call, with the memory that it needs at most above what is there before.
-template <class Call>
-Sample sample(Call call)
-{
-    // Makes what is resident now the peak so far.
-    std::ofstream("/proc/self/clear_refs") << "5";
-    const long before = statusLine("VmRSS");
-    const double processorBefore = processorSeconds();
-    const Clock::time_point begin = Clock::now();
-    call();
-    Sample result;
-    result.wallSeconds = std::chrono::duration<double>(Clock::now() - begin).count();
-    result.processorSeconds = processorSeconds() - processorBefore;
-    result.peakKilobytes = statusLine("VmHWM") - before;
-    return result;
-}
 
 Sample parse(std::size_t size, int channels)
 {
@@ -99,20 +42,6 @@ Sample deliver(std::size_t size, int channels)
     const Sample result = sample([&] { executor.complete(0, session::kCompleted); });
     if (status != 0)
         throw std::runtime_error("the reply was not delivered");
-    return result;
-}
-
-Sample load()
-{
-    host::installHttpDelegator(new host::CurlExecutor);
-    WPlugin* made = nullptr;
-    host::PluginLibrary* library = nullptr;
-    const Sample result = sample([&] {
-        library = new host::PluginLibrary(CORVANE_LIBRARY);
-        made = library->create().release();
-    });
-    if (made == nullptr)
-        throw std::runtime_error("there is no object");
     return result;
 }
 
@@ -144,8 +73,6 @@ Sample run(char** command)
 Sample sampleOf(int argc, char** argv)
 {
     const std::string what = argc > 1 ? argv[1] : "";
-    if (what == "load" && argc == 2)
-        return load();
     if (what == "run" && argc > 2)
         return run(argv + 2);
     if ((what == "parse" || what == "deliver") && argc == 4) {
@@ -154,7 +81,7 @@ Sample sampleOf(int argc, char** argv)
         if (size > 0 && channels > 0)
             return what == "parse" ? parse(size, channels) : deliver(size, channels);
     }
-    throw std::runtime_error("usage: process_bench parse|deliver SIZE CHANNELS | load | run COMMAND...");
+    throw std::runtime_error("usage: process_bench parse|deliver SIZE CHANNELS | run COMMAND...");
 }
 
 }  // namespace
@@ -162,12 +89,5 @@ Sample sampleOf(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    try {
-        const W::bench::Sample sample = W::bench::sampleOf(argc, argv);
-        std::printf("%.0f %.0f %ld\n", sample.wallSeconds * 1e6, sample.processorSeconds * 1e6, sample.peakKilobytes);
-        return 0;
-    } catch (const std::exception& problem) {
-        std::fprintf(stderr, "process_bench: %s\n", problem.what());
-        return 1;
-    }
+    return W::bench::print("process_bench", [&] { return W::bench::sampleOf(argc, argv); });
 }
