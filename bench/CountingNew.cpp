@@ -8,10 +8,18 @@
 namespace {
 
 std::atomic<unsigned long> theCalls{0};
+std::atomic<unsigned long> theBytes{0};
+
+/// Not at once, which would cost more than the rest: exact as long as one thread asks at a time.
+void add(std::atomic<unsigned long>& sum, unsigned long value) noexcept
+{
+    sum.store(sum.load(std::memory_order_relaxed) + value, std::memory_order_relaxed);
+}
 
 void* counted(std::size_t size) noexcept
 {
-    theCalls.fetch_add(1, std::memory_order_relaxed);
+    add(theCalls, 1);
+    add(theBytes, size);
     return std::malloc(size == 0 ? 1 : size);
 }
 
@@ -42,4 +50,9 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept
 unsigned long W::bench::allocations()
 {
     return theCalls.load(std::memory_order_relaxed);
+}
+
+unsigned long W::bench::allocatedBytes()
+{
+    return theBytes.load(std::memory_order_relaxed);
 }

@@ -5,5 +5,7 @@ namespace W::bench {
 
 /// Calls of operator new since the program began, of all threads.
 unsigned long allocations();
+/// Bytes that they asked for.
+unsigned long allocatedBytes();
 
 }  // namespace W::bench

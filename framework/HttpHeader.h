@@ -14,7 +14,13 @@ public:
 
     /// Appends a line. An empty value is sent as an empty header. Names and values are taken as they are: the
     /// executor refuses a request that holds CR, LF or NUL in one of them.
-    void add(std::string name, std::string value) { m_lines.emplace_back(std::move(name), std::move(value)); }
+    void add(std::string name, std::string value)
+    {
+        // As many as most requests have.
+        if (m_lines.empty())
+            m_lines.reserve(8);
+        m_lines.emplace_back(std::move(name), std::move(value));
+    }
 
     const std::vector<Line>& lines() const { return m_lines; }
 

@@ -43,6 +43,12 @@ public:
         if (m_pValue || !value.empty())
             edit().*member = std::move(value);
     }
+    /// Stores a number; 0 allocates nothing.
+    void set(int T::*member, int value)
+    {
+        if (m_pValue || value != 0)
+            edit().*member = value;
+    }
 
 private:
     std::unique_ptr<T> m_pValue;

@@ -39,14 +39,14 @@ public:
     void setRecommendType(std::string text) { m_rare.set(&Rare::RecommendType, std::move(text)); }
     void setStartTime(WDateTime time) { m_StartTime = time; }
     void setDuration(int value) { m_iDuration = value; }
-    void setRuntime(int value) { m_iRuntime = value; }
-    void setTimeslot(int value) { m_iTimeslot = value; }
-    void setSequence(int value) { m_iSequence = value; }
-    void setSeasonNum(int value) { m_iSeasonNum = value; }
-    void setEpisodeNum(int value) { m_iEpisodeNum = value; }
-    void setYear(int value) { m_iYear = value; }
-    void setStartYear(int value) { m_iStartYear = value; }
-    void setEndYear(int value) { m_iEndYear = value; }
+    void setRuntime(int value) { m_numbers.set(&Numbers::Runtime, value); }
+    void setTimeslot(int value) { m_numbers.set(&Numbers::Timeslot, value); }
+    void setSequence(int value) { m_numbers.set(&Numbers::Sequence, value); }
+    void setSeasonNum(int value) { m_numbers.set(&Numbers::SeasonNum, value); }
+    void setEpisodeNum(int value) { m_numbers.set(&Numbers::EpisodeNum, value); }
+    void setYear(int value) { m_numbers.set(&Numbers::Year, value); }
+    void setStartYear(int value) { m_numbers.set(&Numbers::StartYear, value); }
+    void setEndYear(int value) { m_numbers.set(&Numbers::EndYear, value); }
     void setChannel(WVLChannel record) { m_pChannel = std::make_shared<const WVLChannel>(std::move(record)); }
     /// Shares one channel among many programmes; null means an empty channel.
     void setChannel(std::shared_ptr<const WVLChannel> channel) { m_pChannel = std::move(channel); }
@@ -73,14 +73,14 @@ public:
     const std::string& getRecommendType() const { return m_rare.get().RecommendType; }
     const WDateTime& getStartTime() const { return m_StartTime; }
     int getDuration() const { return m_iDuration; }
-    int getRuntime() const { return m_iRuntime; }
-    int getTimeslot() const { return m_iTimeslot; }
-    int getSequence() const { return m_iSequence; }
-    int getSeasonNum() const { return m_iSeasonNum; }
-    int getEpisodeNum() const { return m_iEpisodeNum; }
-    int getYear() const { return m_iYear; }
-    int getStartYear() const { return m_iStartYear; }
-    int getEndYear() const { return m_iEndYear; }
+    int getRuntime() const { return m_numbers.get().Runtime; }
+    int getTimeslot() const { return m_numbers.get().Timeslot; }
+    int getSequence() const { return m_numbers.get().Sequence; }
+    int getSeasonNum() const { return m_numbers.get().SeasonNum; }
+    int getEpisodeNum() const { return m_numbers.get().EpisodeNum; }
+    int getYear() const { return m_numbers.get().Year; }
+    int getStartYear() const { return m_numbers.get().StartYear; }
+    int getEndYear() const { return m_numbers.get().EndYear; }
     const WVLChannel& getChannel() const
     {
         static const WVLChannel kNone;
@@ -108,23 +108,26 @@ private:
         std::list<WVLPerson> Directors;
         std::list<WVLPerson> Castings;
     };
+    struct Numbers {
+        int Runtime = 0;
+        int Timeslot = 0;
+        int Sequence = 0;
+        int SeasonNum = 0;
+        int EpisodeNum = 0;
+        int Year = 0;
+        int StartYear = 0;
+        int EndYear = 0;
+    };
     std::string m_sID;
     std::string m_sTitle;
     std::string m_sType;
     std::string m_sLang;
     WDateTime m_StartTime;
     int m_iDuration = 0;
-    int m_iRuntime = 0;
-    int m_iTimeslot = 0;
-    int m_iSequence = 0;
-    int m_iSeasonNum = 0;
-    int m_iEpisodeNum = 0;
-    int m_iYear = 0;
-    int m_iStartYear = 0;
-    int m_iEndYear = 0;
     std::shared_ptr<const WVLChannel> m_pChannel;  ///< never written through: copies of the record share it
     std::list<WVLGenre> m_Genrelist;
     std::list<WVLImage> m_Poster;
+    WRarely<Numbers> m_numbers;
     WRarely<Rare> m_rare;
 };
 

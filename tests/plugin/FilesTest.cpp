@@ -1,6 +1,7 @@
 // Downloads and the schedule file: every row of what can go wrong, and what is left on the disk afterwards.
 
 #include "Calls.h"
+#include "Pieces.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -213,6 +214,9 @@ constexpr char kSchedule[] = R"({"rsp":{"stat":"OK","err":{},"channel":[
  {"source":"s2","name":"Two","number":"2","content":[]},
  {"source":"s3","name":"Three","number":"3","content":[{"id":"i3","genres":[]}]}]}})";
 
+/// Make a file long, which is read channel by channel then.
+const std::string kBlanks(vorel::Pieces::kLeast, ' ');
+
 struct TodayTest : ::testing::Test {
     FakeHost host;
     Scratch scratch;
@@ -226,6 +230,8 @@ struct TodayTest : ::testing::Test {
         kept.front().setID("kept");
         result.take(std::move(kept));
     }
+
+    void expectEveryProgramme(const std::string& text);
 
     void expectFailure(const std::string& path, int expected)
     {
@@ -245,8 +251,18 @@ struct TodayTest : ::testing::Test {
 
 TEST_F(TodayTest, ReadsEveryProgrammeOfTheFile)
 {
+    expectEveryProgramme(kSchedule);
+}
+
+TEST_F(TodayTest, ReadsEveryProgrammeOfALongFile)
+{
+    expectEveryProgramme(kBlanks + kSchedule);
+}
+
+void TodayTest::expectEveryProgramme(const std::string& text)
+{
     setClock(object);
-    ASSERT_EQ(object.getTodaySchedule(scratch.write("f", kSchedule), result), 0);
+    ASSERT_EQ(object.getTodaySchedule(scratch.write("f", text), result), 0);
     EXPECT_TRUE(host.hasLine("[getTodaySchedule] \tstat : OK\n"));
     ASSERT_EQ(result.getCount(), 3);
     ASSERT_EQ(result.getData().size(), 3u);
@@ -322,8 +338,10 @@ TEST_F(TodayTest, AFileThatIsNoScheduleIsRefused)
         {R"({"rsp":{"channel":[{"content":[{"id":"i"},{"id":[]}]}]}})", status::kUnreadableReply},
         {std::string(1001, '[') + std::string(1001, ']'), status::kUnreadableReply},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         expectFailure(scratch.write("f", row.text), row.expected);
+        expectFailure(scratch.write("f", kBlanks + row.text), row.expected);
+    }
     EXPECT_TRUE(host.hasLine("[getTodaySchedule] Exception Caught: Type is not convertible to string"));
 }
 

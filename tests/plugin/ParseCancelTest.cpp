@@ -2,6 +2,7 @@
 
 #include "ParseCases.h"
 #include "ParseSeams.h"
+#include "Pieces.h"
 #include "VorelService.h"
 
 #include <gtest/gtest.h>
@@ -24,7 +25,8 @@ struct CancelTest : ::testing::Test {
     }
     ~CancelTest() override { object.service()->deleteRequestInfo(reference); }
 
-    int tests = 0;  ///< cancel tests that were made during the last parse
+    std::string lead;  ///< blanks before the reply: a long one is read element by element
+    int tests = 0;     ///< cancel tests that were made during the last parse
 
     /// Parses a reply and cancels before the cancel test of that number, 1 for the first; 0 never.
     Results parse(const ParserCase& row, const Tree& rsp, int cancelAt, Outputs outputs = Outputs::Fresh)
@@ -37,7 +39,7 @@ struct CancelTest : ::testing::Test {
             }
         }));
         Calling calling;
-        calling.body = replyText(rsp);
+        calling.body = lead + replyText(rsp);
         calling.owner = &object;
         calling.reference = reference;
         calling.outputs = outputs;
@@ -62,17 +64,33 @@ struct CancelTest : ::testing::Test {
 
 struct CancelledParser : CancelTest, ::testing::WithParamInterface<ParserCase> {
     const ParserCase& row = GetParam();
+
+    void expect600BeforeAnyElement();
 };
 
 TEST_P(CancelledParser, AsksBeforeEveryElement)
 {
-    const Results run = parse(row, fullReply(row), 0);
-    EXPECT_EQ(tests, row.cancelTests);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.outputs, stated(row));
+    for (const std::size_t blanks : {std::size_t{0}, vorel::Pieces::kLeast}) {
+        lead.assign(blanks, ' ');
+        const Results run = parse(row, fullReply(row), 0);
+        EXPECT_EQ(tests, row.cancelTests);
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.outputs, stated(row));
+    }
+}
+
+TEST_P(CancelledParser, LongOnesEndWith600BeforeAnyElementToo)
+{
+    lead.assign(vorel::Pieces::kLeast, ' ');
+    expect600BeforeAnyElement();
 }
 
 TEST_P(CancelledParser, EndsWith600BeforeAnyElement)
+{
+    expect600BeforeAnyElement();
+}
+
+void CancelledParser::expect600BeforeAnyElement()
 {
     const Shown full = stated(row);
     for (int element = 1; element <= row.cancelTests; ++element) {

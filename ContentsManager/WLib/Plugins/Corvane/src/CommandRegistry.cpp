@@ -2,33 +2,31 @@
 
 #include "VorelCommand.h"
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 namespace W::vorel {
 
 CommandRegistry::Ticket CommandRegistry::add(VorelServiceCMD* command)
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    m_nodes.push_back({command, ++m_uLastTicket});
-    try {
-        m_index.emplace(command, std::prev(m_nodes.end()));
-    } catch (...) {
-        m_nodes.pop_back();
-        throw;
-    }
-    return m_uLastTicket;
+    m_commands.emplace(command, m_uLastTicket + 1);
+    return ++m_uLastTicket;
 }
 
 void CommandRegistry::release(VorelServiceCMD* command)
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    if (const auto found = m_index.find(command); found != m_index.end())
-        unlink(found);
+    if (const auto found = firstOf(command); found != m_commands.end())
+        m_commands.erase(found);
 }
 
 void CommandRegistry::destroy(VorelServiceCMD* command)
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    if (const auto found = m_index.find(command); found != m_index.end()) {
-        unlink(found);
+    if (const auto found = firstOf(command); found != m_commands.end()) {
+        m_commands.erase(found);
         delete command;
     }
 }
@@ -36,35 +34,39 @@ void CommandRegistry::destroy(VorelServiceCMD* command)
 void CommandRegistry::destroy(VorelServiceCMD* command, Ticket ticket)
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    const auto [first, last] = m_index.equal_range(command);
-    for (auto found = first; found != last; ++found) {
-        if (found->second->uTicket == ticket) {
-            unlink(found);
-            delete command;
-            return;
-        }
+    const auto [first, last] = m_commands.equal_range(command);
+    const auto found = std::find_if(first, last, [ticket](const auto& entry) { return entry.second == ticket; });
+    if (found != last) {
+        m_commands.erase(found);
+        delete command;
     }
 }
 
 void CommandRegistry::destroyAll()
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    for (const Node& node : m_nodes)
-        delete node.pCommand;
-    m_nodes.clear();
-    m_index.clear();
+    std::vector<std::pair<Ticket, VorelServiceCMD*>> inOrder;
+    inOrder.reserve(m_commands.size());
+    for (const auto& [command, ticket] : m_commands)
+        inOrder.emplace_back(ticket, command);
+    std::sort(inOrder.begin(), inOrder.end());
+    for (const auto& [ticket, command] : inOrder)
+        delete command;
+    m_commands.clear();
 }
 
 std::size_t CommandRegistry::size() const
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    return m_nodes.size();
+    return m_commands.size();
 }
 
-void CommandRegistry::unlink(Index::iterator found)
+CommandRegistry::Commands::iterator CommandRegistry::firstOf(VorelServiceCMD* command)
 {
-    m_nodes.erase(found->second);
-    m_index.erase(found);
+    const auto [first, last] = m_commands.equal_range(command);
+    const auto found =
+        std::min_element(first, last, [](const auto& one, const auto& other) { return one.second < other.second; });
+    return found == last ? m_commands.end() : found;
 }
 
 }  // namespace W::vorel

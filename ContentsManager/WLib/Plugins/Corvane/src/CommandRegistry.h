@@ -5,7 +5,6 @@
 
 #include "WTypes.h"
 
-#include <list>
 #include <mutex>
 #include <unordered_map>
 
@@ -15,8 +14,8 @@ class VorelServiceCMD;
 
 namespace vorel {
 
-/// The commands of one plug-in object, in the order in which they were added. Finding one costs the same however many
-/// there are. Commands are destroyed through their virtual destructors.  [any thread]
+/// The commands of one plug-in object. Finding one costs the same however many there are. Commands are destroyed
+/// through their virtual destructors.  [any thread]
 class CommandRegistry {
 public:
     /// Tells two registrations apart, also of commands at the same address one after the other; never 0.
@@ -27,7 +26,7 @@ public:
     CommandRegistry& operator=(const CommandRegistry&) = delete;
     ~CommandRegistry() { destroyAll(); }
 
-    /// Adds a command at the end, which the registry then owns. There is no check for duplicates.
+    /// Adds a command, which the registry then owns. There is no check for duplicates.
     /// @throws std::bad_alloc, and the command stays the caller's
     Ticket add(VorelServiceCMD* command);
 
@@ -41,7 +40,7 @@ public:
     /// its address in use again.
     void destroy(VorelServiceCMD* command, Ticket ticket);
 
-    /// Destroys every command.
+    /// Destroys every command, in the order in which they were added.
     void destroyAll();
 
     std::size_t size() const;
@@ -50,19 +49,13 @@ public:
     std::mutex& mutex() const { return m_lock; }
 
 private:
-    struct Node {
-        VorelServiceCMD* pCommand;
-        Ticket uTicket;
-    };
-    using Nodes = std::list<Node>;
-    using Index = std::unordered_multimap<const VorelServiceCMD*, Nodes::iterator>;
+    using Commands = std::unordered_multimap<VorelServiceCMD*, Ticket>;
 
-    /// Unlinks a node.  REQUIRES: m_lock held
-    void unlink(Index::iterator found);
+    /// The first registration of a command; the end when there is none.  REQUIRES: m_lock held
+    Commands::iterator firstOf(VorelServiceCMD* command);
 
     mutable std::mutex m_lock;
-    Nodes m_nodes;
-    Index m_index;
+    Commands m_commands;
     Ticket m_uLastTicket = 0;
 };
 

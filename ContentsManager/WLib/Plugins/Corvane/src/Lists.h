@@ -2,6 +2,7 @@
 // the list handed over whole.
 #pragma once
 
+#include "Pieces.h"
 #include "Reply.h"
 #include "VorelCommand.h"
 #include "WContainer.h"
@@ -39,8 +40,8 @@ inline void printLine(const Here& here, const char* text)
 
 /// Calls `each` for every element, after a cancel test.
 /// @return false when the request was cancelled
-template <class Each>
-bool walk(const Json::Value& array, const Reading& reading, Each each)
+template <class Array, class Each>
+bool walk(const Array& array, const Reading& reading, Each each)
 {
     for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index) {
         if (reading.command.isCancelled(reading.reference))
@@ -52,8 +53,8 @@ bool walk(const Json::Value& array, const Reading& reading, Each each)
 
 /// Reads an array into a list, whose elements `each(element, list)` appends.
 /// @return 0; the rules' status for an empty array; 600 with the list emptied
-template <class Record, class Each>
-WSTATUS appendList(const Json::Value& array, const ListRules& rules, const Reading& reading, std::list<Record>& list,
+template <class Array, class Record, class Each>
+WSTATUS appendList(const Array& array, const ListRules& rules, const Reading& reading, std::list<Record>& list,
                    WContainer<Record>& out, Each each)
 {
     if (!hasElements(array) && rules.emptyText != nullptr) {
@@ -73,9 +74,8 @@ WSTATUS appendList(const Json::Value& array, const ListRules& rules, const Readi
 }
 
 /// Reads an array into a container.
-template <class Record, class Each>
-WSTATUS readList(const Json::Value& array, const ListRules& rules, const Reading& reading, WContainer<Record>& out,
-                 Each each)
+template <class Array, class Record, class Each>
+WSTATUS readList(const Array& array, const ListRules& rules, const Reading& reading, WContainer<Record>& out, Each each)
 {
     std::list<Record> list;
     const WSTATUS result = appendList(array, rules, reading, list, out, each);
@@ -89,6 +89,12 @@ template <class Record, class Each>
 WSTATUS readListReply(const std::string& body, std::string_view key, const ListRules& rules, const Reading& reading,
                       WContainer<Record>& out, Each each, Guard guard = {})
 {
+    try {
+        if (const Pieces pieces(body, key); hasElements(pieces) && reportsSuccess(member(pieces.frame(), "rsp")))
+            return readList(pieces, rules, reading, out, each);
+    } catch (const std::exception&) {
+        // Read as a whole it says what is wrong with it, and fails as a whole.
+    }
     return readReply(
         body, [&](const Json::Value& rsp) { return readList(member(rsp, key), rules, reading, out, each); },
         [&] { out.clear(); }, guard, reading.here);

@@ -9,7 +9,7 @@
 
 namespace W::vorel {
 
-bool parseJson(const std::string& text, Json::Value& root)
+bool parseJson(std::string_view text, Json::Value& root)
 {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -95,6 +95,11 @@ std::list<WVLGenre> readGenres(const Json::Value& array)
 {
     static constexpr Field<WVLGenre> kGenre[] = {{"id", &WVLGenre::setGenreID}};
     return readElements<WVLGenre>(array, kGenre);
+}
+
+bool reportsSuccess(const Json::Value& rsp)
+{
+    return VorelService::reportsSuccess(toText(member(rsp, "stat")), member(rsp, "err"));
 }
 
 Envelope::Envelope(const std::string& body, Here here)

@@ -20,7 +20,7 @@ namespace W::vorel {
 // -- Access. All throw what the JSON library throws when a value is of the wrong type.
 
 /// Parses a text. @return false when it is not JSON  @throws Json::Exception when it is nested too deeply
-bool parseJson(const std::string& text, Json::Value& root);
+bool parseJson(std::string_view text, Json::Value& root);
 
 /// A member; a null value when there is none or `object` is null. Throws on anything else than an object.
 const Json::Value& member(const Json::Value& object, std::string_view key);
@@ -47,7 +47,8 @@ WDateTime toDateTime(const Json::Value& value, WDateTime::DATEFORMAT format);
 
 /// Whether an array or object has elements. A scalar has none, where the library's own test for emptiness says
 /// otherwise.
-inline bool hasElements(const Json::Value& value)
+template <class Array>
+bool hasElements(const Array& value)
 {
     return value.size() != 0;
 }
@@ -235,6 +236,9 @@ constexpr Verdict judge(WSTATUS code)
 {
     return {code == status::kOk, code < status::kOk ? code : status::kOk};
 }
+
+/// Whether an envelope reports success and nothing else, which prints no line.
+bool reportsSuccess(const Json::Value& rsp);
 
 /// Opens the envelope of a reply: "rsp" with "stat" and "err".
 class Envelope {

@@ -12,12 +12,17 @@ using namespace vorel;
 
 namespace {
 
-constexpr char kCommonPath[] = "/openapi/service/vorel/";
+constexpr std::string_view kCommonPath = "/openapi/service/vorel/";
 
-/// Paths of their own begin with "/".
-std::string fullPath(const std::string& path)
+/// Appends a path; those of their own begin with "/".
+void appendPath(std::string& url, std::string_view path)
 {
-    return !path.empty() && path.front() == '/' ? path : kCommonPath + path;
+    // With room for a query, so that the text does not grow by every piece of it.
+    constexpr std::size_t kQuery = 160;
+    url.reserve(url.size() + kCommonPath.size() + path.size() + kQuery);
+    if (path.empty() || path.front() != '/')
+        url += kCommonPath;
+    url += path;
 }
 
 constexpr char kMakeUrl[] = "MakeURL";
@@ -46,20 +51,20 @@ bool VorelServiceCMD::isCancelled(UINT64 reference) const
     return service != nullptr && service->getCancelStatus(reference);
 }
 
-Query VorelServiceCMD::urlQuery(const std::string& path, const ProviderOptions& options)
+Query VorelServiceCMD::urlQuery(std::string_view path, const ProviderOptions& options)
 {
-    m_sUrl += fullPath(path);
+    appendPath(m_sUrl, path);
     m_sUrl += '?';
     return {m_sUrl, m_sBody, Query::Place::Url, options, {kMakeUrl}};
 }
 
-Query VorelServiceCMD::bodyQuery(const std::string& path, const ProviderOptions& options)
+Query VorelServiceCMD::bodyQuery(std::string_view path, const ProviderOptions& options)
 {
-    m_sUrl += fullPath(path);
+    appendPath(m_sUrl, path);
     return {m_sUrl, m_sBody, Query::Place::Body, options, {kMakeUrl}};
 }
 
-Query VorelServiceCMD::urlOnly(const std::string& text)
+Query VorelServiceCMD::urlOnly(std::string_view text)
 {
     static const ProviderOptions kNone(WContentProvider(), None);
     m_sUrl += text;

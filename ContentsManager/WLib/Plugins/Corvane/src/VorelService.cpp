@@ -47,10 +47,8 @@ VorelService::~VorelService()
         destroyCommand(block->command);
         delete block;
     }
-    for (const auto& [reference, record] : m_requests) {
-        delete record->request;
-        delete record;
-    }
+    for (const auto& [reference, record] : m_requests)
+        delete record.request;
 }
 
 void VorelService::close()
@@ -78,43 +76,38 @@ WSTATUS VorelService::createRequestInfo(HttpRequest* request, VorelServiceArgs* 
                                         unsigned long long& reference)
 {
     try {
-        auto record = std::make_unique<VorelRequestInfo>();
-        record->request = request;
-        record->args = args;
-        record->requestID = requestID;
+        VorelRequestInfo record;
+        record.request = request;
+        record.args = args;
+        record.requestID = requestID;
 
         const Lock hold(m_requestLock);
         // A number that is still in use when the counter comes round is skipped.
         do {
             m_iLastReference = m_iLastReference >= kLastReference ? 1 : m_iLastReference + 1;
         } while (m_requests.count(static_cast<UINT64>(m_iLastReference)) != 0);
-        record->reference = static_cast<UINT64>(m_iLastReference);
+        record.reference = static_cast<UINT64>(m_iLastReference);
         CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [createRequestInfo uRequestRef(Final) : %lld", __func__,
-                                  __LINE__, static_cast<long long>(record->reference));
-        m_references[request] = record->reference;
-        try {
-            m_requests.emplace(record->reference, record.get());
-        } catch (...) {
-            m_references.erase(request);
-            throw;
-        }
-        reference = record.release()->reference;
+                                  __LINE__, static_cast<long long>(record.reference));
+        m_requests.emplace(record.reference, record);
+        if (args != nullptr)
+            args->reference = record.reference;
+        reference = record.reference;
         return status::kOk;
     } catch (const std::exception&) {
         return failed(status::kNoService, kServiceFile);
     }
 }
 
-std::unique_ptr<VorelRequestInfo> VorelService::takeRecord(unsigned long long reference)
+std::optional<VorelRequestInfo> VorelService::takeRecord(unsigned long long reference)
 {
     const Lock hold(m_requestLock);
     const auto found = m_requests.find(reference);
     if (found == m_requests.end())
-        return nullptr;
+        return std::nullopt;
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [deleteRequestInfo uRequestRef(Final) : %lld\n",
                               "deleteRequestInfo", __LINE__, static_cast<long long>(reference));
-    std::unique_ptr<VorelRequestInfo> record(found->second);
-    m_references.erase(record->request);
+    const VorelRequestInfo record = found->second;
     m_requests.erase(found);
     return record;
 }
@@ -127,15 +120,27 @@ void VorelService::deleteRequestInfo(unsigned long long reference)
 UINT64 VorelService::getReferenceID(const HttpRequest* request)
 {
     const Lock hold(m_requestLock);
-    const auto found = m_references.find(request);
-    return found == m_references.end() ? 0 : found->second;
+    const auto found = std::find_if(m_requests.begin(), m_requests.end(),
+                                    [request](const auto& entry) { return entry.second.request == request; });
+    return found == m_requests.end() ? 0 : found->first;
+}
+
+bool VorelService::respond(const VorelServiceArgs& args, const HttpRequest* request, SESSION_STATUS sessionStatus)
+{
+    const Lock hold(m_requestLock);
+    const auto found = m_requests.find(args.reference);
+    if (found == m_requests.end() || found->second.request != request)
+        return false;
+    if (sessionStatus != session::kCancelled)
+        found->second.respondedFlag = true;
+    return true;
 }
 
 bool VorelService::flag(unsigned long long reference, bool VorelRequestInfo::*member)
 {
     const Lock hold(m_requestLock);
     const auto found = m_requests.find(reference);
-    return found != m_requests.end() && found->second->*member;
+    return found != m_requests.end() && found->second.*member;
 }
 
 void VorelService::setFlag(unsigned long long reference, bool VorelRequestInfo::*member)
@@ -143,7 +148,7 @@ void VorelService::setFlag(unsigned long long reference, bool VorelRequestInfo::
     const Lock hold(m_requestLock);
     const auto found = m_requests.find(reference);
     if (found != m_requests.end())
-        found->second->*member = true;
+        found->second.*member = true;
 }
 
 void VorelService::setRequestedStatus(unsigned long long reference)
@@ -192,7 +197,7 @@ WSTATUS VorelService::setCancelStatus(unsigned long long reference)
     const auto found = m_requests.find(reference);
     if (found == m_requests.end())
         return status::kNotFound;
-    VorelRequestInfo& record = *found->second;
+    VorelRequestInfo& record = found->second;
     if (record.cancelFlag)
         return status::kAlreadyCancelled;
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain,
@@ -237,8 +242,8 @@ void VorelService::cleanupARGS(VorelServiceArgs* args)
 void VorelService::cleanRequest(unsigned long long reference)
 {
     // From here on nobody else finds the request, so that cancel() never meets one that is being deleted.
-    const std::unique_ptr<VorelRequestInfo> record = takeRecord(reference);
-    if (record == nullptr)
+    const std::optional<VorelRequestInfo> record = takeRecord(reference);
+    if (!record)
         return;
     delete record->request;
     cleanupARGS(record->args);
@@ -279,12 +284,10 @@ void VorelService::cbVorelFnCallback(SESSION_STATUS sessionStatus, HttpRequest* 
     if (life->closing)
         return;
 
-    const UINT64 reference = service->getReferenceID(request);
-    if (reference == 0)
+    if (!service->respond(*args, request, sessionStatus))
         return;
-    if (sessionStatus != session::kCancelled)
-        service->setRespondStatus(reference);
-    const unsigned long long finished = args->completion(sessionStatus, request->response(), args->command, reference);
+    const unsigned long long finished =
+        args->completion(sessionStatus, request->response(), args->command, args->reference);
     // While it closes, what is left is freed by the destructor, which waits for this call to return unless it was
     // called from inside it.
     if (!life->closing)

@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -36,6 +37,7 @@ struct VorelServiceArgs {
     VorelService* service;
     VorelServiceCMD* command;  ///< owned
     VorelCompletion completion;
+    UINT64 reference = 0;  ///< of the block's request, once there is one
 };
 
 /// One live request.
@@ -93,7 +95,7 @@ public:
                               unsigned long long& reference);
     /// Erases the record; request and block stay.
     void deleteRequestInfo(unsigned long long reference);
-    /// Reference of a request; 0 when it is not known.
+    /// Reference of a request; 0 when it is not known. Looks at one record after the other.
     UINT64 getReferenceID(const HttpRequest* request);
     void setRequestedStatus(unsigned long long reference);
     bool getRequestedStatus(unsigned long long reference);
@@ -143,6 +145,8 @@ public:
     static WSTATUS getWlibSTATUS(GSTATUS status);
     /// True for 200 and 204. Wanted: disagrees with getVorelSTATUS() about 201, 204 and 304.
     static bool HasHTTPOKStatus(HTTP_RESPONSE_CODE code);
+    /// True when a reply reports success and no error beside it.
+    static bool reportsSuccess(const std::string& stat, const Json::Value& err);
     /// 0 when the reply reports success, else -9000 minus its error code, or -57 when it cannot be read.
     /// @param err      the reply's "err" value as a whole
     /// @param message  receives the service's own words
@@ -167,18 +171,21 @@ private:
         std::atomic<bool> closing{false};
     };
     struct Outgoing;
-    using Requests = std::map<UINT64, VorelRequestInfo*>;
+    using Requests = std::unordered_map<UINT64, VorelRequestInfo>;
 
     WSTATUS queue(const Outgoing& outgoing, VorelServiceCMD* command, unsigned long long& reference,
                   VorelCompletion completion, vorel::Here here);
-    /// Takes the record out of the map; null when there is none.
-    std::unique_ptr<VorelRequestInfo> takeRecord(unsigned long long reference);
+    /// Takes the record out of the map; nothing when there is none.
+    std::optional<VorelRequestInfo> takeRecord(unsigned long long reference);
+    /// Notes how a request ended. @return whether it is the block's, and known
+    bool respond(const VorelServiceArgs& args, const HttpRequest* request, SESSION_STATUS sessionStatus);
     bool flag(unsigned long long reference, bool VorelRequestInfo::*member);
     void setFlag(unsigned long long reference, bool VorelRequestInfo::*member);
 
     std::mutex m_sessionLock;  ///< session, token cache, magic ID, argument blocks
     std::mutex m_requestLock;  ///< request records, reference counter
-    std::string m_sToken;
+    std::string m_sToken;      ///< of this session and that secret; empty when there is none yet
+    std::string m_sTokenSecret;
     std::string m_sName;
     WVLSession m_session;
     std::unordered_set<VorelServiceArgs*> m_args;
@@ -187,7 +194,6 @@ private:
     UINT64 m_uMagicID = 0;
     std::int32_t m_iLastReference = 0;
 
-    std::unordered_map<const HttpRequest*, UINT64> m_references;  ///< of every request in m_requests
     std::string m_sBaseUrl;
     std::shared_ptr<Life> m_pLife;
 };

@@ -36,6 +36,7 @@ void VorelService::setSessionInfo(const WVLSession& session)
     WVLSession replacement = session;
     const Lock hold(m_sessionLock);
     std::swap(m_session, replacement);
+    m_sToken.clear();
 }
 
 bool VorelService::IsAvailableSession()
@@ -46,10 +47,13 @@ bool VorelService::IsAvailableSession()
 
 std::string VorelService::getSessionToken(const WContentProvider& provider)
 {
-    const std::string secret = readOption(provider, SecretKey);
+    std::string secret = readOption(provider, SecretKey);
     const Lock hold(m_sessionLock);
-    m_sToken =
-        m_session.getSessionID() + "+" + m_session.getUserID() + "+" + hexOfSha1(m_session.getSeedKey() + "+" + secret);
+    if (m_sToken.empty() || secret != m_sTokenSecret) {
+        m_sToken = m_session.getSessionID() + "+" + m_session.getUserID() + "+" +
+                   hexOfSha1(m_session.getSeedKey() + "+" + secret);
+        m_sTokenSecret = std::move(secret);
+    }
     return m_sToken;
 }
 

@@ -117,10 +117,15 @@ bool VorelService::HasHTTPOKStatus(HTTP_RESPONSE_CODE code)
     return code == 200 || code == 204;
 }
 
+bool VorelService::reportsSuccess(const std::string& stat, const Json::Value& err)
+{
+    return beginsWithOk(stat) && err.empty();
+}
+
 WSTATUS VorelService::ExtractErrorCodeInInt(const std::string& stat, const Json::Value& err, std::string& message)
 {
     try {
-        if (beginsWithOk(stat) && err.empty())
+        if (reportsSuccess(stat, err))
             return status::kOk;
         const std::string code = toText(member(err, "code"));
         message = toText(member(err, "msg"));

@@ -1,6 +1,7 @@
 // What works on files of the device: downloads, and today's schedule read from one.
 
 #include "DebugPrint.h"
+#include "Pieces.h"
 #include "Programmes.h"
 #include "Reply.h"
 #include "WVorelOAI.h"
@@ -81,6 +82,31 @@ constexpr Field<WVLContent> kTodayContent[] = {
     {"short_desc", &WVLContent::setShortDesc},
 };
 
+/// Reads the programmes of an array of channels.
+template <class Array>
+void readToday(const Array& channels, const WDateTime& clock, std::list<WVLContent>& list)
+{
+    const ReadingRules rules{&clock, ImageTest::HasMembers, kImageWithoutSize};
+    for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index)
+        readProgrammes(channels[index], kTodayChannel, kTodayContent, rules, list);
+}
+
+/// Reads a long schedule channel by channel.
+/// @param root  gets what stands around the channels
+/// @return false when the text has to be read as a whole; nothing is written then
+bool readTodayInPieces(const std::string& text, const WDateTime& clock, Json::Value& root, std::list<WVLContent>& list)
+{
+    try {
+        const Pieces pieces(text, "channel");
+        readToday(pieces, clock, list);
+        root = pieces.frame();
+        return hasElements(pieces);
+    } catch (const std::exception&) {
+        list.clear();
+        return false;
+    }
+}
+
 }  // namespace
 
 int WVorelOAI::getTodaySchedule(const std::string& path, WContainer<WVLContent>& result)
@@ -94,22 +120,20 @@ int WVorelOAI::getTodaySchedule(const std::string& path, WContainer<WVLContent>&
         std::string text;
         if (!File(path).readAll(text, kLargestSchedule))
             return failed(status::kFileNotReadable, kObjectFile);
+        const WDateTime clock = serverTimeDifference();
+        std::list<WVLContent> list;
         Json::Value root;
-        if (!parseJson(text, root))
+        const bool isRead = readTodayInPieces(text, clock, root, list);
+        if (!isRead && !parseJson(text, root))
             return failed(status::kNotJson, kObjectFile);
         const Json::Value& rsp = member(root, "rsp");
         // Wanted: the status word is printed and not tested.
         CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] \tstat : %s\n", __func__, __LINE__,
                                   toText(member(rsp, "stat")).c_str());
         const Json::Value& channels = member(rsp, "channel");
-        if (!member(rsp, "err").empty() || !hasElements(channels))
+        if (!member(rsp, "err").empty() || !(isRead || hasElements(channels)))
             return failed(status::kUnreadableReply, kObjectFile);
-
-        const WDateTime clock = serverTimeDifference();
-        const ReadingRules rules{&clock, ImageTest::HasMembers, kImageWithoutSize};
-        std::list<WVLContent> list;
-        for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index)
-            readProgrammes(channels[index], kTodayChannel, kTodayContent, rules, list);
+        readToday(channels, clock, list);
         result.take(std::move(list));
         return status::kOk;
     } catch (const std::exception& exception) {

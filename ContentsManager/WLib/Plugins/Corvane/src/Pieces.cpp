@@ -1,0 +1,183 @@
+#include "Pieces.h"
+
+#include "Reply.h"
+
+#include <cstring>
+#include <stdexcept>
+
+namespace W::vorel {
+
+namespace {
+
+/// Walks over JSON by its brackets, quotes, colons and commas alone. What it lets pass need not be JSON; what it stops
+/// at need not be wrong.
+class Scanner {
+public:
+    explicit Scanner(std::string_view text) : m_at(text.data()), m_end(text.data() + text.size()) {}
+
+    const char* at() const { return m_at; }
+    bool isAt(char wanted) const { return m_at != m_end && *m_at == wanted; }
+
+    void skipBlanks()
+    {
+        while (m_at != m_end && (*m_at == ' ' || *m_at == '\t' || *m_at == '\r' || *m_at == '\n'))
+            ++m_at;
+    }
+
+    /// Skips blanks, the character, and blanks.
+    bool take(char wanted)
+    {
+        skipBlanks();
+        if (!isAt(wanted))
+            return false;
+        ++m_at;
+        skipBlanks();
+        return true;
+    }
+
+    /// A key and its colon; one with escapes might be any other key.
+    bool takeKey(std::string_view& key)
+    {
+        skipBlanks();
+        const char* const begin = m_at;
+        if (!isAt('"') || !skipText())
+            return false;
+        key = {begin + 1, static_cast<std::size_t>(m_at - begin) - 2};
+        return key.find('\\') == std::string_view::npos && take(':');
+    }
+
+    /// A value, up to the character behind it. A comment could hold any of the characters that count.
+    bool skipValue()
+    {
+        // Deeper ones come near the library's own bound, which counts the levels around an element too.
+        constexpr int kDeepest = 900;
+        int depth = 0;
+        for (; m_at != m_end; ++m_at) {
+            switch (*m_at) {
+                case '"':
+                    if (!skipText())
+                        return false;
+                    --m_at;
+                    break;
+                case '{':
+                case '[':
+                    if (++depth > kDeepest)
+                        return false;
+                    break;
+                case '}':
+                case ']':
+                    if (depth == 0)
+                        return true;
+                    if (--depth == 0) {
+                        ++m_at;
+                        return true;
+                    }
+                    break;
+                case ',':
+                    if (depth == 0)
+                        return true;
+                    break;
+                case '/':
+                    return false;
+                default:
+                    break;
+            }
+        }
+        return false;
+    }
+
+private:
+    /// A text, up to the character behind its closing quote.
+    bool skipText()
+    {
+        const char* const begin = m_at + 1;
+        for (const char* quote = begin;; ++quote) {
+            quote = static_cast<const char*>(std::memchr(quote, '"', static_cast<std::size_t>(m_end - quote)));
+            if (quote == nullptr)
+                return false;
+            const char* backslash = quote;
+            while (backslash != begin && backslash[-1] == '\\')
+                --backslash;
+            if ((quote - backslash) % 2 == 0) {
+                m_at = quote + 1;
+                return true;
+            }
+        }
+    }
+
+    const char* m_at;
+    const char* m_end;
+};
+
+/// Goes over the members of an object. @param member  called with each key, goes over its value
+template <class Member>
+bool scanObject(Scanner& scanner, Member member)
+{
+    if (!scanner.take('{'))
+        return false;
+    std::string_view key;
+    do {
+        if (!scanner.takeKey(key) || !member(key))
+            return false;
+    } while (scanner.take(','));
+    return scanner.take('}');
+}
+
+/// Finds the elements of an array of objects.
+bool scanArray(Scanner& scanner, std::vector<std::string_view>& elements)
+{
+    if (!scanner.take('['))
+        return false;
+    do {
+        const char* const begin = scanner.at();
+        if (!scanner.isAt('{') || !scanner.skipValue())
+            return false;
+        elements.emplace_back(begin, static_cast<std::size_t>(scanner.at() - begin));
+    } while (scanner.take(','));
+    return scanner.take(']');
+}
+
+/// Finds the elements of the array under "rsp" and the key. Of two equal keys the latter would count, so each has to
+/// be the only one.
+bool scanDocument(std::string_view text, std::string_view wanted, std::vector<std::string_view>& elements)
+{
+    Scanner scanner(text);
+    bool hasEnvelope = false;
+    return scanObject(scanner, [&](std::string_view outer) {
+        if (outer != "rsp")
+            return scanner.skipValue();
+        if (hasEnvelope)
+            return false;
+        hasEnvelope = true;
+        return scanObject(scanner, [&](std::string_view key) {
+            if (key != wanted)
+                return scanner.skipValue();
+            return elements.empty() && scanArray(scanner, elements);
+        });
+    });
+}
+
+}  // namespace
+
+Pieces::Pieces(const std::string& text, std::string_view key)
+{
+    if (text.size() < kLeast || !scanDocument(text, key, m_elements) || m_elements.empty()) {
+        m_elements.clear();
+        return;
+    }
+    const char* const end = text.data() + text.size();
+    std::string frame(text.data(), m_elements.front().data());
+    frame.append(m_elements.back().data() + m_elements.back().size(), end);
+    if (!parseJson(frame, m_frame))
+        m_elements.clear();
+}
+
+Json::Value Pieces::operator[](Json::ArrayIndex index) const
+{
+    Json::Value element;
+    if (!parseJson(m_elements[index], element))
+        throw std::runtime_error("an element is not JSON");
+    return element;
+}
+
+}  // namespace W::vorel

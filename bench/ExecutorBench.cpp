@@ -1,0 +1,275 @@
+// The reference executor beside libcurl itself: a minimal program on the same interface, the same server, the same
+// requests. Replies of 10 KB over loopback, connections kept.
+
+#include "CurlExecutor.h"
+#include "LoopbackServer.h"
+#include "Plugin.h"
+
+#include <benchmark/benchmark.h>
+#include <curl/curl.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace W::bench {
+
+namespace {
+
+constexpr int kBatch = 256;
+
+/// The headers that an operation sends.
+constexpr const char* kHeaders[][2] = {
+    {"AppKey", "0123456789abcdef"},
+    {"Cache-Control", "no-cache"},
+    {"Content-Type", "text/json"},
+    {"Pragma", "no-cache"},
+    {"Token", "0123456789abcdef0123456789abcdef+user-0123456789+0123456789abcdef0123456789abcdef01234567"},
+};
+
+std::size_t append(char* data, std::size_t size, std::size_t count, void* text)
+{
+    static_cast<std::string*>(text)->append(data, size * count);
+    return size * count;
+}
+
+struct CurlDeleter {
+    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+
+/// An easy handle set up once and used again and again.
+struct BareRequest {
+    std::unique_ptr<CURL, CurlDeleter> easy{curl_easy_init()};
+    std::unique_ptr<curl_slist, CurlDeleter> headers;
+    std::string reply;
+
+    BareRequest()
+    {
+        curl_slist* list = nullptr;
+        for (const auto& [name, value] : kHeaders)
+            list = curl_slist_append(list, (std::string(name) + ": " + value).c_str());
+        headers.reset(list);
+        curl_easy_setopt(easy.get(), CURLOPT_URL, (LoopbackServer::instance().url() + "/schedule").c_str());
+        curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, headers.get());
+        curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, append);
+        curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &reply);
+    }
+
+    void check()
+    {
+        if (reply.size() < 9000)
+            throw std::runtime_error("a reply did not come");
+        reply = {};
+    }
+};
+
+/// One request after the other on an easy handle.
+void easy(benchmark::State& state)
+{
+    BareRequest request;
+    for (auto _ : state) {
+        curl_easy_perform(request.easy.get());
+        request.check();
+    }
+}
+
+void multi(benchmark::State& state, std::size_t count)
+{
+    CURLM* const multi = curl_multi_init();
+    std::vector<BareRequest> requests(count);
+    for (auto _ : state) {
+        int sent = 0;
+        int done = 0;
+        for (BareRequest& request : requests) {
+            curl_easy_setopt(request.easy.get(), CURLOPT_PRIVATE, &request);
+            curl_multi_add_handle(multi, request.easy.get());
+            ++sent;
+        }
+        while (done < kBatch) {
+            int active = 0;
+            curl_multi_perform(multi, &active);
+            int left = 0;
+            bool added = false;
+            while (const CURLMsg* const message = curl_multi_info_read(multi, &left)) {
+                BareRequest* request = nullptr;
+                curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request);
+                curl_multi_remove_handle(multi, request->easy.get());
+                request->check();
+                ++done;
+                if (sent < kBatch) {
+                    curl_multi_add_handle(multi, request->easy.get());
+                    ++sent;
+                    added = true;
+                }
+            }
+            if (done < kBatch && !added)
+                curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+        }
+    }
+    requests.clear();
+    curl_multi_cleanup(multi);
+}
+
+/// Keeps `count` requests in flight: each completion sends the next one.
+class Caller {
+public:
+    explicit Caller(host::CurlExecutor& executor) : m_executor(executor) {}
+
+    /// Returns when a batch has been answered. @return how many replies were not what was expected
+    int runBatch(std::size_t count)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_iLeft = kBatch;
+        m_iToSend = kBatch;
+        for (std::size_t index = 0; index < count; ++index)
+            send();
+        m_over.wait(lock, [this] { return m_iLeft == 0; });
+        return m_iWrong;
+    }
+
+private:
+    // REQUIRES: m_lock held
+    void send()
+    {
+        --m_iToSend;
+        HttpHeader header;
+        for (const auto& [name, value] : kHeaders)
+            header.add(name, value);
+        auto* const request = new HttpRequest(
+            HTTP_GET, LoopbackServer::instance().url() + "/schedule", std::move(header), {},
+            [](SESSION_STATUS status, HttpRequest* done, void* self) { static_cast<Caller*>(self)->end(status, done); },
+            this);
+        request->setEncoding();
+        m_executor.addRequest(request);
+    }
+
+    void end(SESSION_STATUS status, HttpRequest* done)
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (status != session::kCompleted || done->response().getPayload().size() < 9000)
+            ++m_iWrong;
+        delete done;
+        if (m_iToSend > 0)
+            send();
+        if (--m_iLeft == 0)
+            m_over.notify_one();
+    }
+
+    host::CurlExecutor& m_executor;
+    std::mutex m_lock;
+    std::condition_variable m_over;
+    int m_iToSend = 0;
+    int m_iLeft = 0;
+    int m_iWrong = 0;
+};
+
+void executor(benchmark::State& state, std::size_t count)
+{
+    host::CurlExecutor executor;
+    Caller caller(executor);
+    for (auto _ : state) {
+        if (caller.runBatch(count) != 0)
+            return state.SkipWithError("a reply did not come");
+    }
+    executor.stop();
+}
+
+// -- The plug-in on the executor
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point begin)
+{
+    return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+/// What the callback of a request tells the benchmark.
+struct Outcome {
+    std::mutex lock;
+    std::condition_variable changed;
+    int status = 0;
+    bool isOver = false;
+
+    static void done(int given, const WContainer<WVLChannel>& /*channels*/, const std::string& /*checksum*/,
+                     bool /*hasChanged*/, UINT64 /*reference*/, void* userData)
+    {
+        auto* const self = static_cast<Outcome*>(userData);
+        const std::lock_guard<std::mutex> hold(self->lock);
+        self->status = given;
+        self->isOver = true;
+        self->changed.notify_one();
+    }
+};
+
+/// Long enough for requests to have reached the server, which never answers them.
+void waitForTransfers()
+{
+    timespec time{0, 20'000'000};
+    nanosleep(&time, nullptr);
+}
+
+void cancel(benchmark::State& state)
+{
+    host::CurlExecutor executor;
+    Plugin plugin(CORVANE_LIBRARY, executor, LoopbackServer::instance().url() + "/stall");
+    for (auto _ : state) {
+        Outcome outcome;
+        WRequestStatus out;
+        if (plugin.object().getChannelList(Outcome::done, "", &outcome, out) != 0)
+            return state.SkipWithError("getChannelList was refused");
+        waitForTransfers();
+        std::unique_lock<std::mutex> hold(outcome.lock);
+        const Clock::time_point begin = Clock::now();
+        hold.unlock();
+        plugin.object().cancel(plugin.object().getContentProvider(), out.getReqRefernce());
+        hold.lock();
+        outcome.changed.wait(hold, [&] { return outcome.isOver; });
+        state.SetIterationTime(secondsSince(begin));
+        if (outcome.status != status::kCancelled)
+            return state.SkipWithError("the request was not cancelled");
+    }
+    plugin.destroy();
+    executor.stop();
+}
+
+void destroyOutstanding(benchmark::State& state)
+{
+    for (auto _ : state) {
+        host::CurlExecutor executor;
+        Plugin plugin(CORVANE_LIBRARY, executor, LoopbackServer::instance().url() + "/stall");
+        WRequestStatus out;
+        for (int count = 0; count < 100; ++count) {
+            if (plugin.object().getChannelList(nullptr, "", nullptr, out) != 0)
+                return state.SkipWithError("getChannelList was refused");
+        }
+        waitForTransfers();
+        const Clock::time_point begin = Clock::now();
+        plugin.destroy();
+        state.SetIterationTime(secondsSince(begin));
+        executor.stop();
+    }
+}
+
+void process(benchmark::internal::Benchmark* made)
+{
+    made->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK(easy)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(multi, 1, 1)->Apply(process);
+BENCHMARK_CAPTURE(executor, 1, 1)->Apply(process);
+BENCHMARK_CAPTURE(multi, 8, 8)->Apply(process);
+BENCHMARK_CAPTURE(executor, 8, 8)->Apply(process);
+BENCHMARK_CAPTURE(multi, 64, 64)->Apply(process);
+BENCHMARK_CAPTURE(executor, 64, 64)->Apply(process);
+BENCHMARK(cancel)->Iterations(3)->UseManualTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(destroyOutstanding)->Iterations(1)->UseManualTime()->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace W::bench

@@ -1,0 +1,34 @@
+// One sample of dlopen and createPlugin in a host that has libcurl and a running executor, and nothing of what only the
+// plug-in needs. Prints as process_bench does.
+
+#include "CurlExecutor.h"
+#include "PluginLibrary.h"
+#include "Sample.h"
+
+#include <optional>
+
+namespace W::bench {
+
+namespace {
+
+Sample load()
+{
+    host::CurlExecutor executor;
+    host::installHttpDelegator(&executor);
+    std::optional<host::PluginLibrary> library;
+    host::PluginLibrary::Object object(nullptr, nullptr);
+    const Sample result = sample([&] {
+        library.emplace(CORVANE_LIBRARY);
+        object = library->create();
+    });
+    object.reset();
+    return result;
+}
+
+}  // namespace
+}  // namespace W::bench
+
+int main()
+{
+    return W::bench::print("load_bench", W::bench::load);
+}

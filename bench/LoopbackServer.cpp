@@ -1,0 +1,69 @@
+#include "LoopbackServer.h"
+
+#include "RawServer.h"
+#include "ScheduleText.h"
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <system_error>
+
+namespace W::bench {
+
+namespace {
+
+[[noreturn]] void serve(int announceTo)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const std::string body = schedule(10000, 3);
+    const host::RawServer server([&body](host::RawServer::Connection& connection) {
+        while (const auto request = connection.readRequest()) {
+            if (request->rfind("GET /stall", 0) == 0)
+                connection.waitForEnd();
+            else
+                connection.answer(body);
+        }
+    });
+    const int port = server.port();
+    if (write(announceTo, &port, sizeof port) != sizeof port)
+        _exit(1);
+    while (true)
+        pause();
+}
+
+}  // namespace
+
+LoopbackServer::LoopbackServer()
+{
+    int ends[2] = {-1, -1};
+    if (pipe(ends) != 0)
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    m_process = fork();
+    if (m_process < 0)
+        throw std::system_error(errno, std::generic_category(), "fork");
+    if (m_process == 0)
+        serve(ends[1]);
+    close(ends[1]);
+    int port = 0;
+    const bool announced = read(ends[0], &port, sizeof port) == sizeof port;
+    close(ends[0]);
+    if (!announced)
+        throw std::system_error(ECHILD, std::generic_category(), "the loopback server did not start");
+    m_sUrl = "http://127.0.0.1:" + std::to_string(port);
+}
+
+LoopbackServer::~LoopbackServer()
+{
+    kill(m_process, SIGKILL);
+    waitpid(m_process, nullptr, 0);
+}
+
+LoopbackServer& LoopbackServer::instance()
+{
+    static LoopbackServer s_server;
+    return s_server;
+}
+
+}  // namespace W::bench

@@ -1,0 +1,32 @@
+// A server in a process of its own, so that what it costs is not counted as its clients'.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace W::bench {
+
+/// Answers every request with the same 10 KB on connections that stay open; a path that begins with "/stall" is read
+/// and never answered.
+class LoopbackServer {
+public:
+    /// Forks: before the process has threads.
+    /// @throws std::system_error
+    LoopbackServer();
+    ~LoopbackServer();
+    LoopbackServer(const LoopbackServer&) = delete;
+    LoopbackServer& operator=(const LoopbackServer&) = delete;
+
+    /// Without a slash at its end.
+    const std::string& url() const { return m_sUrl; }
+
+    /// The one that runs in this program.
+    static LoopbackServer& instance();
+
+private:
+    pid_t m_process = -1;
+    std::string m_sUrl;
+};
+
+}  // namespace W::bench

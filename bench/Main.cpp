@@ -1,0 +1,138 @@
+// Runs the benchmarks in random turns, so that what else the machine does hits all of them alike, and takes medians.
+// For people a table goes to standard error; for bench/run one line per figure, its name and value, to standard output.
+//
+//     corvane_bench [--benchmark_filter=REGEX] [other options of Google Benchmark]
+
+#include "LoopbackServer.h"
+
+#include <benchmark/benchmark.h>
+#include <curl/curl.h>
+
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace W::bench {
+
+namespace {
+
+enum class Kind {
+    Ratio,     ///< of two benchmarks' times
+    Percent,   ///< the same, in hundredths
+    Exponent,  ///< of the growth from the one to the other, which is twenty times as large
+    Milliseconds,
+    Bytes,  ///< the benchmark's counter of that name
+};
+
+/// One row of bench/figures.
+struct Figure {
+    const char* name;
+    Kind kind;
+    const char* benchmark;
+    const char* comparedWith = nullptr;
+    double parts = 1;  ///< equal pieces of work in the benchmark's iteration, over the other one's
+};
+
+constexpr Figure kFigures[] = {
+    {"1", Kind::Ratio, "deliver/1MB", "parse/1MB"},
+    {"2", Kind::Ratio, "deliver/10KB", "parse/10KB"},
+    {"5", Kind::Exponent, "deliver/20MB", "deliver/1MB"},
+    {"6", Kind::Percent, "inFlight/10", "easy", 10000},
+    // What a request costs depends on whether others keep the processors awake. Where they sleep between the packets
+    // the parse of 10 KB is worth five requests, and the parse costs the same on a busy machine.
+    {"6p", Kind::Percent, "inFlight/10", "parse/10KB", 10000 / 5.0},
+    {"7", Kind::Ratio, "inFlight/10000", "inFlight/10"},
+    {"8", Kind::Ratio, "after1000000", "after1000"},
+    {"8m", Kind::Bytes, "after1000000"},
+    {"9.1", Kind::Ratio, "executor/1", "multi/1"},
+    {"9.8", Kind::Ratio, "executor/8", "multi/8"},
+    {"9.64", Kind::Ratio, "executor/64", "multi/64"},
+    {"10", Kind::Ratio, "traced/lines", "traced/none"},
+    {"11", Kind::Bytes, "record"},
+    {"12c", Kind::Milliseconds, "cancel"},
+    {"12d", Kind::Milliseconds, "destroyOutstanding"},
+};
+
+/// Keeps the medians.
+class Reporter : public benchmark::ConsoleReporter {
+public:
+    Reporter() : ConsoleReporter(OO_Tabular) {}
+
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs) {
+            m_bFailed = m_bFailed || run.error_occurred;
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+                m_medians[run.run_name.function_name] = run;
+        }
+    }
+
+    void printFigures() const
+    {
+        for (const Figure& figure : kFigures) {
+            const auto measured = m_medians.find(figure.benchmark);
+            const auto other = m_medians.find(figure.comparedWith != nullptr ? figure.comparedWith : figure.benchmark);
+            if (measured != m_medians.end() && other != m_medians.end())
+                std::printf("%s\t%.4f\n", figure.name, value(figure, measured->second, other->second));
+        }
+    }
+
+    bool hasFailed() const { return m_bFailed; }
+
+private:
+    /// In microseconds.
+    static double time(const Run& run)
+    {
+        return run.run_name.time_type == "manual_time" ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+    }
+
+    static double value(const Figure& figure, const Run& run, const Run& other)
+    {
+        switch (figure.kind) {
+            case Kind::Ratio:
+                return time(run) / time(other) / figure.parts;
+            case Kind::Percent:
+                return 100 * time(run) / time(other) / figure.parts;
+            case Kind::Exponent:
+                return std::log(time(run) / time(other)) / std::log(20.0);
+            case Kind::Milliseconds:
+                return time(run) / 1000;
+            case Kind::Bytes:
+                return run.counters.at("bytes");
+        }
+        return 0;
+    }
+
+    std::map<std::string, Run> m_medians;
+    bool m_bFailed = false;
+};
+
+}  // namespace
+}  // namespace W::bench
+
+int main(int argc, char** argv)
+{
+    W::bench::LoopbackServer::instance();
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    // Those of the command line come behind, and win.
+    static char s_options[][64] = {"--benchmark_enable_random_interleaving=true", "--benchmark_repetitions=9",
+                                   "--benchmark_display_aggregates_only=true", "--benchmark_min_time=0.2"};
+    std::vector<char*> arguments = {argv[0]};
+    for (auto& option : s_options)
+        arguments.push_back(option);
+    arguments.insert(arguments.end(), argv + 1, argv + argc);
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
+        return 2;
+    W::bench::Reporter reporter;
+    reporter.SetOutputStream(&std::cerr);
+    if (benchmark::RunSpecifiedBenchmarks(&reporter) == 0 || reporter.hasFailed())
+        return 1;
+    reporter.printFigures();
+    return 0;
+}

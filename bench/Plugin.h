@@ -1,0 +1,69 @@
+// The plug-in as a host loads it, ready for operations, and an executor that does nothing.
+#pragma once
+
+#include "Configuration.h"
+#include "HttpDelegator.h"
+#include "PluginLibrary.h"
+#include "WRequestStatus.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace W::bench {
+
+/// Accepts requests and holds them until they are completed.
+class NullExecutor final : public HttpDelegator {
+public:
+    int addRequest(HttpRequest* request) override
+    {
+        m_held.push_back(request);
+        return 0;
+    }
+    void flushHttpRequests(UINT64 /*id*/) override {}
+    void wake() override {}
+
+    /// How many requests came since the last clear().
+    std::size_t held() const { return m_held.size(); }
+    HttpRequest& request(std::size_t index) { return *m_held[index]; }
+    /// The request is gone afterwards; its place stays until clear().
+    void complete(std::size_t index, SESSION_STATUS status) { m_held[index]->complete(status); }
+    void clear() { m_held.clear(); }
+
+private:
+    std::vector<HttpRequest*> m_held;
+};
+
+/// One object of a library, with a session, with what settings a device has, and with only errors in its log. One at a
+/// time is installed in the process: the one that was made or install()ed last.
+class Plugin {
+public:
+    /// @param library   file
+    /// @param executor  outlives the object
+    /// @param baseUrl   of the service
+    /// @throws std::runtime_error with one line
+    Plugin(const std::string& library, HttpDelegator& executor, std::string baseUrl = "https://service.example");
+    ~Plugin();
+    Plugin(const Plugin&) = delete;
+    Plugin& operator=(const Plugin&) = delete;
+
+    void install();
+    WCorvaneOAI& object() { return *m_object; }
+    /// Gives the object back to its library.
+    void destroy() { m_object.reset(); }
+
+    /// Learns the server's time, which getSchedule() needs.
+    void learnTime(NullExecutor& executor);
+    /// Asks for four channels' programmes; the callback writes its status to `status`.
+    /// @throws std::runtime_error when the request is refused
+    void getSchedule(int& status);
+
+private:
+    HttpDelegator& m_executor;
+    host::Configuration m_configuration;
+    host::PluginLibrary m_library;
+    host::PluginLibrary::Object m_object{nullptr, nullptr};
+    WRequestStatus m_out;
+};
+
+}  // namespace W::bench

@@ -1,0 +1,13 @@
+// Replies to measure with: a schedule as the service sends it.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace W::bench {
+
+/// A schedule reply: programmes of about 290 bytes with a poster and two genres, spread evenly over the channels.
+/// @param size  in bytes, met within a programme per channel
+std::string schedule(std::size_t size, int channels);
+
+}  // namespace W::bench

@@ -1,0 +1,28 @@
+// Processor time of the calling thread, for benchmarks that have to prepare something between what they measure.
+#pragma once
+
+#include <ctime>
+
+namespace W::bench {
+
+/// Adds up the time between start() and stop().
+class SectionTimer {
+public:
+    void start() { m_dBegin = now(); }
+    void stop() { m_dSeconds += now() - m_dBegin; }
+    double seconds() const { return m_dSeconds; }
+
+    /// Processor seconds that this thread has used.
+    static double now()
+    {
+        timespec time{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+    }
+
+private:
+    double m_dBegin = 0;
+    double m_dSeconds = 0;
+};
+
+}  // namespace W::bench
