@@ -88,14 +88,14 @@ const OperationCall& callOf(unsigned int key)
     return operationCalls().at(key - vorel::kFirstKey);
 }
 
-void setAllOptions(FakeHost& host)
+std::map<std::string, std::string> allOptions()
 {
     const std::string path = ::testing::TempDir() + "corvane-channels.json";
     if (std::FILE* const file = std::fopen(path.c_str(), "wb")) {
         std::fputs("{}", file);
         std::fclose(file);
     }
-    host.options = {
+    return {
         {"vorel_base_url", "http://base"},
         {"vorel_app_key", "app"},
         {"vorel_duid", "duid"},
@@ -108,6 +108,11 @@ void setAllOptions(FakeHost& host)
         {"vorel_secret_key", "secret"},
         {"vorel_channelinfo_filepath", path},
     };
+}
+
+void setAllOptions(FakeHost& host)
+{
+    host.options = allOptions();
 }
 
 void openSession(WVorelOAI& object)
