@@ -101,8 +101,17 @@ std::size_t CommandedExecutor::pendingCount()
 
 void CommandedExecutor::complete(HttpRequest* request, const Outcome& outcome)
 {
+    if (!completeIfPending(request, outcome))
+        ADD_FAILURE() << "the request is not pending";
+}
+
+bool CommandedExecutor::completeIfPending(HttpRequest* request, const Outcome& outcome)
+{
     Lock lock(m_lock);
+    if (m_pending.count(request) == 0)
+        return false;
     run(lock, request, &outcome);
+    return true;
 }
 
 void CommandedExecutor::waitUntilIdle()
@@ -121,10 +130,6 @@ bool CommandedExecutor::isCompleting() const
 void CommandedExecutor::run(Lock& lock, HttpRequest* request, const Outcome* outcome)
 {
     const auto found = m_pending.find(request);
-    if (found == m_pending.end()) {
-        ADD_FAILURE() << "the request is not pending";
-        return;
-    }
     Pending pending = std::move(found->second);
     m_pending.erase(found);
     const UINT64 id = request->getID();

@@ -63,6 +63,8 @@ public:
     std::size_t pendingCount();
     /// Completes a pending request on this thread; 600 where it has been marked.
     void complete(HttpRequest* request, const Outcome& outcome);
+    /// The same where a flush may have ended it. @return false when it was no longer pending
+    bool completeIfPending(HttpRequest* request, const Outcome& outcome);
     /// Returns when nothing is pending and no completion runs. For executors with threads.
     void waitUntilIdle();
 
@@ -78,7 +80,7 @@ private:
 
     void work();
     HttpRequest* chooseNext();
-    /// Runs the completion of a pending request. @param outcome  null for what its plan says
+    /// Runs the completion of a request, which has to be pending. @param outcome  null for what its plan says
     void run(Lock& lock, HttpRequest* request, const Outcome* outcome);
     bool isCompleting() const;
 
