@@ -8,19 +8,15 @@
 #include "GoodReplies.h"
 #include "LongForm.h"
 #include "Process.h"
-#include "RawServer.h"
+#include "ServerProcess.h"
 #include "VorelService.h"
 
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <ctime>
 #include <deque>
 #include <mutex>
@@ -227,51 +223,14 @@ TEST_F(GrowthOfThePlugin, ARequestAfterAMillionCostsTheSame)
     }
 }
 
-/// A server in a process of its own, so that what it keeps is not ours.
-class ServerProcess {
-public:
-    ServerProcess()
-    {
-        int ends[2] = {-1, -1};
-        if (::pipe(ends) != 0)
-            throw std::runtime_error("no pipe");
-        m_iProcess = ::fork();
-        if (m_iProcess == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            host::RawServer server([](host::RawServer::Connection& connection) {
-                for (;;) {
-                    connection.readHead();
-                    connection.answer(R"({"rsp":{"stat":"OK"}})");
-                }
-            });
-            const int port = server.port();
-            if (::write(ends[1], &port, sizeof port) == sizeof port) {
-                for (;;)
-                    ::pause();
-            }
-            ::_exit(1);
-        }
-        int port = 0;
-        if (::read(ends[0], &port, sizeof port) != sizeof port)
-            throw std::runtime_error("the server does not start");
-        ::close(ends[0]);
-        ::close(ends[1]);
-        m_sUrl = "http://127.0.0.1:" + std::to_string(port);
+/// Reads no bodies, and keeps nothing.
+void answerHeads(host::RawServer::Connection& connection)
+{
+    for (;;) {
+        connection.readHead();
+        connection.answer(R"({"rsp":{"stat":"OK"}})");
     }
-    ~ServerProcess()
-    {
-        ::kill(m_iProcess, SIGKILL);
-        ::waitpid(m_iProcess, nullptr, 0);
-    }
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
-
-    const std::string& url() const { return m_sUrl; }
-
-private:
-    int m_iProcess = -1;
-    std::string m_sUrl;
-};
+}
 
 /// Counts what comes back.
 struct Tally {
@@ -282,7 +241,7 @@ struct Tally {
 
 TEST_F(Growth, OfTheRealExecutorStops)
 {
-    const ServerProcess server;
+    const ServerProcess server(answerHeads);
     configuration.set("vorel_base_url", server.url(), "test");
     host::CurlExecutor executor;
     host::installHttpDelegator(&executor);
