@@ -102,25 +102,33 @@ CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& no
 
 void CurlTransfer::setFixedOptions()
 {
-    CURL* const easy = handle();
-    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    const auto set = [this](CURLoption option, auto value) {
+        // A handle that lacks one is of no use, now or later: it would trust other certificates, or speak other
+        // protocols.
+        if (curl_easy_setopt(handle(), option, value) != CURLE_OK)
+            throw std::bad_alloc();
+    };
+    set(CURLOPT_PRIVATE, this);
+    set(CURLOPT_NOSIGNAL, 1L);
     // Without it, taking off a request whose name is being looked up waits for the look-up.
-    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_QUICK_EXIT, 1L);
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
     // The wire carries what the plug-in asks for, whatever the environment says about proxies.
-    curl_easy_setopt(easy, CURLOPT_PROXY, "");
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_limits.connectTimeout.count()));
+    set(CURLOPT_PROXY, "");
+    // libcurl 7.88 frees a TLS session's name twice when it runs out of memory while it keeps the session. What is lost
+    // is the shorter handshake of a second connection; connections themselves are kept.
+    set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
+    set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_limits.connectTimeout.count()));
     if (!m_limits.caFile.empty())
-        curl_easy_setopt(easy, CURLOPT_CAINFO, m_limits.caFile.c_str());
-    curl_easy_setopt(easy, CURLOPT_READFUNCTION, &CurlTransfer::onRead);
-    curl_easy_setopt(easy, CURLOPT_READDATA, this);
-    curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, &CurlTransfer::onSeek);
-    curl_easy_setopt(easy, CURLOPT_SEEKDATA, this);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CurlTransfer::onWrite);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+        set(CURLOPT_CAINFO, m_limits.caFile.c_str());
+    set(CURLOPT_READFUNCTION, &CurlTransfer::onRead);
+    set(CURLOPT_READDATA, this);
+    set(CURLOPT_SEEKFUNCTION, &CurlTransfer::onSeek);
+    set(CURLOPT_SEEKDATA, this);
+    set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onWrite);
+    set(CURLOPT_WRITEDATA, this);
+    set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
+    set(CURLOPT_HEADERDATA, this);
 }
 
 CurlTransfer& CurlTransfer::of(CURL* easy)

@@ -3,6 +3,7 @@
 #include "Debug.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <system_error>
@@ -117,25 +119,62 @@ namespace host {
 
 namespace {
 
-/// The unfinished line of a thread. What is left when the thread ends goes out with an end of line.
-struct UnfinishedLine {
-    std::string text;
-    UnfinishedLine() = default;
-    UnfinishedLine(const UnfinishedLine&) = delete;
-    UnfinishedLine& operator=(const UnfinishedLine&) = delete;
-    ~UnfinishedLine()
-    {
-        if (text.empty() || CCDebug::DebugIO == nullptr)
-            return;
-        CCDebug::DebugIO->write("\n");
-    }
-};
-
-std::string& unfinishedLine()
+/// Puts out what a thread left without an end of line.
+void endLine(void* line)
 {
-    thread_local UnfinishedLine t_line;
-    return t_line.text;
+    const std::unique_ptr<std::string> text(static_cast<std::string*>(line));
+    if (text->empty() || CCDebug::DebugIO == nullptr)
+        return;
+    try {
+        CCDebug::DebugIO->write((*text + '\n').c_str());
+    } catch (const std::bad_alloc&) {
+        // As above.
+    }
 }
+
+/// Under it stands each thread's unfinished line. Not thread_local: registering a destructor ends the process where
+/// there is no memory, and that is when a thread may have its first line to print.
+pthread_key_t lineKey()
+{
+    static const pthread_key_t s_key = [] {
+        pthread_key_t key{};
+        pthread_key_create(&key, endLine);
+        return key;
+    }();
+    return s_key;
+}
+
+/// Null for a thread that has none.
+std::string* unfinishedLine()
+{
+    return static_cast<std::string*>(pthread_getspecific(lineKey()));
+}
+
+/// Keeps text until the rest of its line comes.
+void keepUnfinished(std::string_view text)
+{
+    if (std::string* const line = unfinishedLine()) {
+        *line += text;
+        return;
+    }
+    auto line = std::make_unique<std::string>(text);
+    if (pthread_setspecific(lineKey(), line.get()) == 0)
+        static_cast<void>(line.release());  // endLine() frees it
+}
+
+/// The thread that ends the process does not end by itself.
+const struct LastLine {
+    LastLine() { lineKey(); }
+    LastLine(const LastLine&) = delete;
+    LastLine& operator=(const LastLine&) = delete;
+    ~LastLine()
+    {
+        if (std::string* const line = unfinishedLine()) {
+            pthread_setspecific(lineKey(), nullptr);
+            endLine(line);
+        }
+    }
+} g_lastLine;
 
 }  // namespace
 
@@ -174,18 +213,19 @@ void DebugLog::write(const char* text)
 {
     const std::string_view added(text);
     const std::size_t lineEnd = added.rfind('\n');
+    const std::string_view whole = added.substr(0, lineEnd == std::string_view::npos ? 0 : lineEnd + 1);
+    const std::string_view rest = added.substr(whole.size());
     try {
-        std::string& line = unfinishedLine();
-        if (lineEnd == std::string_view::npos) {
-            line += added;
-        } else if (line.empty()) {
-            put(added.substr(0, lineEnd + 1));
-            line = added.substr(lineEnd + 1);
-        } else {
-            line += added.substr(0, lineEnd + 1);
-            put(line);
-            line = added.substr(lineEnd + 1);
+        std::string* const begun = unfinishedLine();
+        if (!whole.empty() && begun != nullptr && !begun->empty()) {
+            *begun += whole;
+            put(*begun);
+            begun->clear();
+        } else if (!whole.empty()) {
+            put(whole);
         }
+        if (!rest.empty())
+            keepUnfinished(rest);
     } catch (const std::bad_alloc&) {
         // As above.
     }

@@ -11,10 +11,23 @@ using Numbers = std::list<int>;
 
 const Counter::Callback kDone;
 
+// Made beforehand, so that a call asks for no memory but the operation's.
+const Texts kSources = {"a", "b"};
+const Numbers kSizes = {1, 2};
+const Numbers kGenres = {7, 8};
+const std::string kFileUrl = "http://host/b.ts";
+
+const std::string& directory()
+{
+    static const std::string s_directory = ::testing::TempDir();
+    return s_directory;
+}
+
 }  // namespace
 
 const std::vector<OperationCall>& operationCalls()
 {
+    directory();
     static const std::vector<OperationCall> kCalls = {
         {3, [](WVorelOAI& o, Counter& c) { return o.getAuthSeedkey(kDone, &c, c.out); }},
         {4, [](WVorelOAI& o, Counter& c) { return o.getGenreList(kDone, "sum", &c, c.out); }},
@@ -33,13 +46,13 @@ const std::vector<OperationCall>& operationCalls()
         {17, [](WVorelOAI& o, Counter& c) { return o.getHeadend_browse(kDone, "c17", &c, c.out); }},
         {18,
          [](WVorelOAI& o, Counter& c) {
-             return o.getSchedule(kDone, Texts{"a", "b"}, 86400, 6, Numbers{1, 2}, &c, c.out);
+             return o.getSchedule(kDone, kSources, 86400, 6, kSizes, &c, c.out);
          }},
-        {19, [](WVorelOAI& o, Counter& c) { return o.getOnAir(kDone, Texts{"a", "b"}, Numbers{1, 2}, &c, c.out); }},
+        {19, [](WVorelOAI& o, Counter& c) { return o.getOnAir(kDone, kSources, kSizes, &c, c.out); }},
         {20, [](WVorelOAI& o, Counter& c) { return o.getTodayURL(kDone, &c, c.out); }},
         {21, [](WVorelOAI& o, Counter& c) { return o.getFocusChannel(kDone, "a", 2, 3, &c, c.out); }},
         {22, [](WVorelOAI& o, Counter& c) { return o.getLineupTest(kDone, "h22", &c, c.out); }},
-        {23, [](WVorelOAI& o, Counter& c) { return o.getContentList(kDone, Numbers{7, 8}, 86400, 2, 3, &c, c.out); }},
+        {23, [](WVorelOAI& o, Counter& c) { return o.getContentList(kDone, kGenres, 86400, 2, 3, &c, c.out); }},
         {24, [](WVorelOAI& o, Counter& c) { return o.getContentDetailInfo(kDone, "id24", "s", 86400, &c, c.out); }},
         {25,
          [](WVorelOAI& o, Counter& c) { return o.getGuide(kDone, "ch", "11-1", 86400, 6, 2, 3, 4, &c, c.out); }},
@@ -76,7 +89,7 @@ const std::vector<OperationCall>& operationCalls()
         {50, [](WVorelOAI& o, Counter& c) { return o.revocateAgreement(kDone, &c, c.out); }},
         {51,
          [](WVorelOAI& o, Counter& c) {
-             return o.download(o.getContentProvider(), "http://host/b.ts", ::testing::TempDir(), "corvane-b.ts", kDone,
+             return o.download(o.getContentProvider(), kFileUrl, directory(), "corvane-b.ts", kDone,
                                &c, c.out);
          }},
     };
@@ -88,14 +101,14 @@ const OperationCall& callOf(unsigned int key)
     return operationCalls().at(key - vorel::kFirstKey);
 }
 
-void setAllOptions(FakeHost& host)
+std::map<std::string, std::string> allOptions()
 {
     const std::string path = ::testing::TempDir() + "corvane-channels.json";
     if (std::FILE* const file = std::fopen(path.c_str(), "wb")) {
         std::fputs("{}", file);
         std::fclose(file);
     }
-    host.options = {
+    return {
         {"vorel_base_url", "http://base"},
         {"vorel_app_key", "app"},
         {"vorel_duid", "duid"},
@@ -108,6 +121,11 @@ void setAllOptions(FakeHost& host)
         {"vorel_secret_key", "secret"},
         {"vorel_channelinfo_filepath", path},
     };
+}
+
+void setAllOptions(FakeHost& host)
+{
+    host.options = allOptions();
 }
 
 void openSession(WVorelOAI& object)

@@ -6,6 +6,7 @@
 #include "WVorelOAI.h"
 
 #include <functional>
+#include <map>
 #include <string>
 
 namespace W::test {
@@ -21,7 +22,8 @@ const std::vector<OperationCall>& operationCalls();
 /// The row of a key.
 const OperationCall& callOf(unsigned int key);
 
-/// Options with a distinct value for every key, and a file for the upload.
+/// Options with a distinct value for every key, and a file for the upload, which is written.
+std::map<std::string, std::string> allOptions();
 void setAllOptions(FakeHost& host);
 
 /// Gives the object a session, and a server time difference of +09:00.

@@ -155,9 +155,26 @@ private:
     decltype(&oauth_url_escape) m_escape = nullptr;
 };
 
+/// Whether there is memory for blocks of a size, twice and four times that. Freed, they are what the next requests of
+/// these sizes get.
+bool hasRoom(std::size_t size)
+{
+    void* volatile blocks[] = {std::malloc(size), std::malloc(2 * size), std::malloc(4 * size)};
+    bool all = true;
+    for (void* const block : blocks) {
+        all = all && block != nullptr;
+        std::free(block);
+    }
+    return all;
+}
+
 /// Percent-encodes a postal code (RFC 5849, section 3.6). Wanted: the copy that the library returns is never freed.
 std::string escaped(const std::string& text)
 {
+    // The library ends the process where it finds no memory. It asks for the text's size, and for twice as much each
+    // time that it does not suffice.
+    if (!hasRoom(text.size() + 1))
+        throw std::bad_alloc();
 #if defined(__SANITIZE_ADDRESS__)
     // The one leak that is known: it must not hide others.
     const __lsan::ScopedDisabler leaksOnPurpose;

@@ -1,0 +1,184 @@
+#include "Allocations.h"
+
+#include <pthread.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace W::test {
+
+namespace {
+
+// Plain words: the first allocation of a thread may come before anything of it has been constructed.
+thread_local AllocationWatch* theWatch = nullptr;
+thread_local bool isTelling = false;
+std::atomic<AllocationWatch*> theExecutorsWatch{nullptr};
+std::atomic<int> theUsers{0};  ///< of theExecutorsWatch, at this moment
+std::atomic<long> theLiveBlocks{0};
+
+bool isExecutorsThread()
+{
+    char name[16] = {};
+    return pthread_getname_np(pthread_self(), name, sizeof name) == 0 && std::strncmp(name, "http-", 5) == 0;
+}
+
+/// Calls `tell` with the thread's watch, if there is one.
+template <class Tell>
+bool told(Tell tell)
+{
+    if (isTelling || (theWatch == nullptr && theExecutorsWatch == nullptr))
+        return true;
+    isTelling = true;
+    bool result = true;
+    if (theWatch != nullptr) {
+        result = tell(*theWatch);
+    } else if (isExecutorsThread()) {
+        ++theUsers;
+        if (AllocationWatch* const watch = theExecutorsWatch)
+            result = tell(*watch);
+        --theUsers;
+    }
+    isTelling = false;
+    return result;
+}
+
+}  // namespace
+
+WatchedThread::WatchedThread(AllocationWatch& watch) : m_pBefore(std::exchange(theWatch, &watch)) {}
+
+WatchedThread::~WatchedThread()
+{
+    theWatch = m_pBefore;
+}
+
+UnwatchedThread::UnwatchedThread() : m_bBefore(std::exchange(isTelling, true)) {}
+
+UnwatchedThread::~UnwatchedThread()
+{
+    isTelling = m_bBefore;
+}
+
+WatchedExecutorThreads::WatchedExecutorThreads(AllocationWatch& watch)
+{
+    theExecutorsWatch = &watch;
+}
+
+WatchedExecutorThreads::~WatchedExecutorThreads()
+{
+    theExecutorsWatch = nullptr;
+    while (theUsers > 0) {
+    }
+}
+
+long liveBlocks()
+{
+    return theLiveBlocks;
+}
+
+namespace {
+
+bool mayAllocate()
+{
+    const bool allowed = told([](AllocationWatch& watch) { return watch.onAllocate(); });
+    if (!allowed)
+        errno = ENOMEM;
+    return allowed;
+}
+
+void* counted(void* memory)
+{
+    if (memory != nullptr)
+        theLiveBlocks.fetch_add(1, std::memory_order_relaxed);
+    return memory;
+}
+
+void noteRelease(const void* memory)
+{
+    if (memory == nullptr)
+        return;
+    theLiveBlocks.fetch_sub(1, std::memory_order_relaxed);
+    told([](AllocationWatch& watch) {
+        watch.onRelease();
+        return true;
+    });
+}
+
+}  // namespace
+
+}  // namespace W::test
+
+using W::test::counted;
+using W::test::mayAllocate;
+using W::test::noteRelease;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    return mayAllocate() ? counted(std::malloc(size)) : nullptr;
+}
+
+void* operator new(std::size_t size)
+{
+    if (void* const memory = operator new(size, std::nothrow))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept
+{
+    noteRelease(memory);
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept
+{
+    operator delete(memory);
+}
+
+void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept
+{
+    operator delete(memory);
+}
+
+#else
+
+// The C library's own, under the names by which a replacement reaches them.
+extern "C" {
+void* __libc_malloc(std::size_t size);                     // NOLINT(bugprone-reserved-identifier)
+void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
+void* __libc_realloc(void* memory, std::size_t size);      // NOLINT(bugprone-reserved-identifier)
+void __libc_free(void* memory);                            // NOLINT(bugprone-reserved-identifier)
+
+void* malloc(std::size_t size) noexcept
+{
+    return mayAllocate() ? counted(__libc_malloc(size)) : nullptr;
+}
+
+void* calloc(std::size_t count, std::size_t size) noexcept
+{
+    return mayAllocate() ? counted(__libc_calloc(count, size)) : nullptr;
+}
+
+void* realloc(void* memory, std::size_t size) noexcept
+{
+    if (memory == nullptr)
+        return malloc(size);
+    if (size == 0) {
+        noteRelease(memory);
+        return __libc_realloc(memory, 0);
+    }
+    return mayAllocate() ? __libc_realloc(memory, size) : nullptr;
+}
+
+void free(void* memory) noexcept
+{
+    noteRelease(memory);
+    __libc_free(memory);
+}
+}
+
+#endif

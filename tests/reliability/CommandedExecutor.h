@@ -1,0 +1,101 @@
+// An executor that keeps the contract of framework/HttpDelegator.h and answers as it is told: a test completes the
+// requests itself, one by one and in any order, or has threads of the executor complete them early, soon or late. It
+// finds a request in constant time and keeps nothing of one that is over, so that millions can pass.
+#pragma once
+
+#include "HttpDelegator.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+namespace W::test {
+
+/// How an exchange ends.
+struct Outcome {
+    SESSION_STATUS status = session::kCompleted;
+    HTTP_RESPONSE_CODE code = 200;
+    std::string body;
+};
+
+/// When the executor's threads complete a request.
+enum class Moment {
+    Early,  ///< before addRequest() returns, on another thread
+    Soon,   ///< when its turn comes
+    Late,   ///< after others that came later
+};
+
+/// What becomes of a request that is handed over; asked for on the caller's thread.
+struct Plan {
+    int refusal = 0;  ///< negative: what addRequest() returns
+    Moment moment = Moment::Soon;
+    bool fixedAtOnce = false;  ///< its outcome is fixed now: a mark that comes later comes too late
+    Outcome outcome;
+    std::atomic<bool>* responded = nullptr;  ///< set before its completion runs
+};
+
+class CommandedExecutor final : public HttpDelegator {
+public:
+    using Planner = std::function<Plan(const HttpRequest& request)>;
+
+    /// Installs itself as the process's executor.
+    /// @param threads  that complete requests by plan; 0: the test does
+    /// @param planner  null: everything is accepted
+    explicit CommandedExecutor(unsigned threads = 0, Planner planner = {});
+    /// Fails the test when requests are still pending.
+    ~CommandedExecutor() override;
+    CommandedExecutor(const CommandedExecutor&) = delete;
+    CommandedExecutor& operator=(const CommandedExecutor&) = delete;
+
+    int addRequest(HttpRequest* request) override;
+    void flushHttpRequests(UINT64 id) override;
+    void wake() override {}
+
+    /// The request that was accepted last.
+    HttpRequest* last();
+    std::size_t pendingCount();
+    /// Completes a pending request on this thread; 600 where it has been marked.
+    void complete(HttpRequest* request, const Outcome& outcome);
+    /// The same where a flush may have ended it. @return false when it was no longer pending
+    bool completeIfPending(HttpRequest* request, const Outcome& outcome);
+    /// Returns when nothing is pending and no completion runs. For executors with threads.
+    void waitUntilIdle();
+
+    /// Called when a flush begins to wait for a completion on another thread, with the lock held.
+    std::function<void()> onFlushWaits;
+
+private:
+    using Lock = std::unique_lock<std::mutex>;
+    struct Pending {
+        Plan plan;
+        bool* over = nullptr;  ///< set when its completion has run
+    };
+
+    void work();
+    HttpRequest* chooseNext();
+    /// Runs the completion of a request, which has to be pending. @param outcome  null for what its plan says
+    void run(Lock& lock, HttpRequest* request, const Outcome* outcome);
+    bool isCompleting() const;
+
+    Planner m_planner;
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::unordered_map<HttpRequest*, Pending> m_pending;
+    HttpRequest* m_pLast = nullptr;
+    std::deque<HttpRequest*> m_soon;  ///< may hold requests that are over
+    std::deque<HttpRequest*> m_late;
+    std::vector<std::pair<std::thread::id, UINT64>> m_completing;
+    std::unordered_map<UINT64, int> m_flushes;
+    std::uint64_t m_uTurn = 0;
+    bool m_bStopping = false;
+    std::vector<std::thread> m_threads;
+};
+
+}  // namespace W::test

@@ -1,0 +1,86 @@
+#include "LongForm.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+
+namespace W::test {
+
+namespace {
+
+/// A test of the suite takes seconds; a long form takes what it takes.
+constexpr unsigned kLongestShortForm = 110;
+constexpr unsigned kLongestLongForm = 4 * 3600;
+
+void endOfPatience(int /*signal*/)
+{
+    static constexpr char kMessage[] = "\nFAILED: the test hangs\n";
+    if (::write(STDERR_FILENO, kMessage, sizeof kMessage - 1) < 0)
+        _exit(3);
+    std::abort();
+}
+
+std::uint64_t seedOfEnvironment()
+{
+    if (const char* const given = std::getenv("CORVANE_SEED"))
+        return std::strtoull(given, nullptr, 10);
+    return std::random_device()();
+}
+
+}  // namespace
+
+bool isLong()
+{
+    static const bool s_long = [] {
+        const char* const given = std::getenv("CORVANE_LONG");
+        return given != nullptr && std::strcmp(given, "1") == 0;
+    }();
+    return s_long;
+}
+
+std::uint64_t seed()
+{
+    static const std::uint64_t s_seed = seedOfEnvironment();
+    return s_seed;
+}
+
+void figure(const std::string& what, const std::string& value)
+{
+    std::printf("figure: %s: %s\n", what.c_str(), value.c_str());
+    std::fflush(stdout);
+}
+
+void figure(const std::string& what, double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.6g", value);
+    figure(what, std::string(text));
+}
+
+std::uint64_t Random::next()
+{
+    // SplitMix64.
+    std::uint64_t mixed = m_uState += 0x9E3779B97F4A7C15u;
+    mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9u;
+    mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBu;
+    return mixed ^ (mixed >> 31);
+}
+
+}  // namespace W::test
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    if (!testing::GTEST_FLAG(list_tests)) {
+        std::signal(SIGALRM, W::test::endOfPatience);
+        alarm(W::test::isLong() ? W::test::kLongestLongForm : W::test::kLongestShortForm);
+        std::printf("CORVANE_SEED=%llu replays this run\n", static_cast<unsigned long long>(W::test::seed()));
+        std::fflush(stdout);
+    }
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,43 @@
+// Short and long forms of a proof, seeds that can be replayed, and the figures that a proof prints. The environment:
+//   CORVANE_LONG=1    the long form
+//   CORVANE_SEED=N    the random choices of an earlier run, which printed that number
+// The library brings main(): a program that hangs ends itself with a message.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace W::test {
+
+bool isLong();
+
+/// The number for the form that runs.
+template <class Number>
+Number shortOrLong(Number shortForm, Number longForm)
+{
+    return isLong() ? longForm : shortForm;
+}
+
+/// The program's seed: CORVANE_SEED, or a new one. Printed when the program starts.
+std::uint64_t seed();
+
+/// Prints a figure of a proof, on a line of its own: "figure: WHAT: VALUE".
+void figure(const std::string& what, const std::string& value);
+void figure(const std::string& what, double value);
+
+/// A small generator of numbers, the same everywhere: which thread asks for what has to be repeatable.
+class Random {
+public:
+    explicit Random(std::uint64_t start) : m_uState(start * 0x9E3779B97F4A7C15u + 1) {}
+
+    std::uint64_t next();
+    /// 0 to `limit` - 1.
+    std::size_t below(std::size_t limit) { return static_cast<std::size_t>(next() % limit); }
+    /// True in so many of a thousand cases.
+    bool perMille(unsigned share) { return next() % 1000 < share; }
+
+private:
+    std::uint64_t m_uState;
+};
+
+}  // namespace W::test

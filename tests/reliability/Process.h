@@ -1,0 +1,39 @@
+// What the system says of this process.
+#pragma once
+
+#include <unistd.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace W::test {
+
+/// Memory that the process has in use, in bytes.
+inline std::size_t residentBytes()
+{
+    std::size_t pages = 0;
+    std::size_t residentPages = 0;
+    std::ifstream("/proc/self/statm") >> pages >> residentPages;
+    return residentPages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+inline std::size_t entriesOf(const char* directory)
+{
+    const std::filesystem::directory_iterator all(directory);
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+/// Open descriptors, the one that looks included.
+inline std::size_t descriptorsOfProcess()
+{
+    return entriesOf("/proc/self/fd");
+}
+
+inline std::size_t threadsOfProcess()
+{
+    return entriesOf("/proc/self/task");
+}
+
+}  // namespace W::test

@@ -1,0 +1,172 @@
+// The library as a host loads it, going away: promptly, with hundreds of requests in flight, again and again.
+
+#include "Capture.h"
+#include "Configuration.h"
+#include "CurlExecutor.h"
+#include "LongForm.h"
+#include "PluginLibrary.h"
+#include "Process.h"
+#include "RawServer.h"
+#include "ServerProcess.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace W::test {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kPromptly = 200ms;
+
+bool isLoaded()
+{
+    void* const handle = dlopen(CORVANE_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+    if (handle != nullptr)
+        dlclose(handle);
+    return handle != nullptr;
+}
+
+void openSession(WCorvaneOAI& object)
+{
+    WVLSession session;
+    session.setSessionID("S");
+    session.setUserID("U");
+    session.setSeedKey("K");
+    object.setAuthSeedkey(session);
+}
+
+struct Shutdown : ::testing::Test {
+    Shutdown()
+    {
+        host::installConfigManager(&configuration);
+        host::installHttpDelegator(executor.get());
+    }
+    ~Shutdown() override
+    {
+        executor->stop();
+        host::installHttpDelegator(nullptr);
+        host::installConfigManager(nullptr);
+    }
+
+    host::Configuration configuration;
+    std::unique_ptr<host::CurlExecutor> executor = std::make_unique<host::CurlExecutor>();
+};
+
+/// A request that is answered, while all others wait for ever.
+void answerLocalTimeOnly(host::RawServer::Connection& connection)
+{
+    while (const auto request = connection.readRequest()) {
+        if (request->find("localtime") != std::string::npos)
+            connection.answer(R"({"rsp":{"stat":"OK","difference":"+09:00"}})");
+    }
+}
+
+struct SlowCallback {
+    std::atomic<bool> entered{false};
+    std::atomic<bool> left{false};
+    Clock::time_point end;
+};
+
+TEST_F(Shutdown, WithHundredsInFlightIsPrompt)
+{
+    const host::RawServer server(answerLocalTimeOnly);
+    configuration.set("vorel_base_url", server.url(""), "test");
+    configuration.set("vorel_country", "US", "test");
+    configuration.set("vorel_headend", "H", "test");
+    constexpr int kInFlight = 500;
+    const int rounds = shortOrLong(2, 50);
+    std::chrono::duration<double, std::milli> slowest{0};
+    for (int round = 0; round < rounds; ++round) {
+        // Every other time with a callback under way.
+        const bool withCallback = round % 2 == 1;
+        std::deque<Counter> dropped(kInFlight);
+        Counter running;
+        SlowCallback slow;
+        auto library = std::make_optional<host::PluginLibrary>(CORVANE_LIBRARY);
+        host::PluginLibrary::Object object = library->create();
+        openSession(*object);
+        for (Counter& counter : dropped)
+            ASSERT_EQ(object->getConfLog(Counter::Callback(), &counter, counter.out), 0);
+        if (withCallback) {
+            // In line behind the others: make room.
+            for (int index = 0; index < kInFlight; index += 2)
+                object->cancel(object->getContentProvider(),
+                               dropped[static_cast<std::size_t>(index)].out.getReqRefernce());
+            running.thenData = &slow;
+            running.then = [](Counter& self) {
+                auto& it = *static_cast<SlowCallback*>(self.thenData);
+                it.entered = true;
+                std::this_thread::sleep_for(300ms);
+                it.end = Clock::now();
+                it.left = true;
+            };
+            running.accepted(object->getLocalTime(Counter::Callback(), &running, running.out));
+            while (!slow.entered)
+                std::this_thread::sleep_for(1ms);
+            for (int index = 0; index < kInFlight; index += 2) {
+                Counter& counter = dropped[static_cast<std::size_t>(index)];
+                counter.expectedCalls = counter.calls;
+            }
+        }
+        const Clock::time_point begin = Clock::now();
+        object.reset();
+        const Clock::time_point end = Clock::now();
+        EXPECT_EQ(slow.left, withCallback);
+        slowest = std::max<std::chrono::duration<double, std::milli>>(slowest, end - (withCallback ? slow.end : begin));
+        // At once: what still runs of the requests is the host's own.
+        library.reset();
+        EXPECT_FALSE(isLoaded());
+    }
+    figure("milliseconds to destroy an object with 500 requests in flight, beyond its running callback",
+           slowest.count());
+    EXPECT_LE(slowest, kPromptly);
+}
+
+TEST_F(Shutdown, LoadingAndUnloadingLeavesNothing)
+{
+    const ServerProcess server(answerLocalTimeOnly);
+    configuration.set("vorel_base_url", server.url(), "test");
+    configuration.set("vorel_country", "US", "test");
+    configuration.set("vorel_headend", "H", "test");
+    const int rounds = shortOrLong(100, 1000);
+    std::size_t memory = 0;
+    for (int round = 0; round < rounds; ++round) {
+        std::atomic<bool> answered{false};
+        std::deque<Counter> dropped(3);
+        Counter counter;
+        counter.thenData = &answered;
+        counter.then = [](Counter& self) { *static_cast<std::atomic<bool>*>(self.thenData) = true; };
+        {
+            const host::PluginLibrary library(CORVANE_LIBRARY);
+            const host::PluginLibrary::Object object = library.create();
+            openSession(*object);
+            ASSERT_EQ(counter.accepted(object->getLocalTime(Counter::Callback(), &counter, counter.out)), 0);
+            while (!answered)
+                std::this_thread::sleep_for(100us);
+            for (Counter& each : dropped)
+                ASSERT_EQ(object->getSchedule(Counter::Callback(), {"a"}, 0, 1, {1}, &each, each.out), 0);
+        }
+        ASSERT_FALSE(isLoaded()) << "round " << round;
+        if (round == rounds / 10)
+            memory = residentBytes();
+    }
+    const double grown = static_cast<double>(residentBytes()) - static_cast<double>(memory);
+    figure("times loaded, used and unloaded", rounds);
+    figure("  resident bytes that they added after the first tenth", grown);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LE(grown, 1e6);
+#endif
+}
+
+}  // namespace
+}  // namespace W::test

@@ -1,0 +1,246 @@
+#include "Storm.h"
+
+#include "VorelService.h"
+
+#include <chrono>
+#include <thread>
+#include <vector>
+
+extern "C" {
+W::WPlugin* createPlugin();
+void destroyPlugin(W::WPlugin* plugin);
+
+// A cancelled download has the file system flushed, which takes the machine longer than a million requests do.
+void sync() noexcept {}
+}
+
+namespace W::test {
+
+namespace {
+
+thread_local Storm::Ticket* theIssuing = nullptr;
+
+constexpr auto kPatience = std::chrono::seconds(60);
+
+}  // namespace
+
+Storm::Ticket* Storm::issuing()
+{
+    return theIssuing;
+}
+
+Storm::Storm(const Settings& settings) : m_settings(settings)
+{
+    for (const auto& [key, value] : allOptions())
+        m_configuration.set(key, key == "vorel_base_url" ? settings.baseUrl : value, "test");
+    host::installConfigManager(&m_configuration);
+    begin();
+}
+
+Storm::~Storm()
+{
+    host::installConfigManager(nullptr);
+}
+
+void Storm::begin()
+{
+    Life& life = m_lives.emplace_back();
+    life.object = static_cast<WVorelOAI*>(createPlugin());
+    openSession(*life.object);
+    setClock(*life.object);
+    m_pCurrent = &life;
+}
+
+void Storm::destroyCurrent()
+{
+    Life& life = *m_pCurrent;
+    m_book.destroyedInFlight += life.object->service()->requestCount() > 0 ? 1 : 0;
+    ++m_book.destroyed;
+    destroyPlugin(life.object);
+    life.gone = true;
+}
+
+void Storm::run()
+{
+    m_tickets.resize(m_settings.threads);
+    std::vector<std::thread> threads;
+    for (unsigned number = 0; number < m_settings.threads; ++number)
+        threads.emplace_back([this, number] { work(number); });
+    for (std::thread& thread : threads)
+        thread.join();
+
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (!destroyWhenIdle() && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ASSERT_TRUE(m_pCurrent->drained) << "requests are still outstanding after a minute";
+}
+
+bool Storm::destroyWhenIdle()
+{
+    // A callback may still destroy the object, and make another.
+    const std::unique_lock alone(m_use);
+    WVorelOAI& object = *m_pCurrent->object;
+    if (object.service()->requestCount() > 0 || object.service()->argsCount() > 0 || object.commandCount() > 0)
+        return false;
+    m_pCurrent->drained = true;
+    destroyCurrent();
+    return true;
+}
+
+void Storm::work(unsigned number)
+{
+    Random random(m_settings.seed + number);
+    std::deque<Ticket>& own = m_tickets[number];
+    while (own.size() < m_settings.requests / m_settings.threads) {
+        step(random, own);
+        if (m_settings.longestPause > 0)
+            std::this_thread::sleep_for(std::chrono::microseconds(random.below(m_settings.longestPause)));
+    }
+}
+
+void Storm::step(Random& random, std::deque<Ticket>& own)
+{
+    if (random.perMille(m_settings.destroysPerMille)) {
+        ++m_iDestroyers;
+        const std::unique_lock alone(m_use);
+        --m_iDestroyers;
+        destroyCurrent();
+        begin();
+        return;
+    }
+    // Whoever wants the object alone goes first.
+    while (m_iDestroyers > 0)
+        std::this_thread::yield();
+    const std::shared_lock with(m_use);
+    Life& life = *m_pCurrent;
+    const std::size_t what = random.below(100);
+    if (what < 75)
+        issue(own.emplace_back(), life, random);
+    else if (what < 95)
+        cancelOne(random, life, own);
+    else
+        replaceSession(*life.object, random);
+}
+
+void Storm::issue(Ticket& ticket, Life& life, Random& random)
+{
+    ticket.storm = this;
+    ticket.life = &life;
+    ticket.key = vorel::kFirstKey + static_cast<unsigned int>(random.below(vorel::kOperationCount));
+    ticket.choice = random.next();
+    ticket.responded = !m_settings.tellsResponses;
+    ticket.then = [](Counter& self) { static_cast<Ticket&>(self).storm->inCallback(static_cast<Ticket&>(self)); };
+    Ticket* const outer = std::exchange(theIssuing, &ticket);
+    const int returned = call(*life.object, ticket);
+    theIssuing = outer;
+    ticket.accepted = returned == 0;
+    EXPECT_EQ(ticket.out.writes, 1);
+    EXPECT_EQ(ticket.out.getRequestID(), ticket.key);
+    EXPECT_EQ(ticket.out.getWStatus(), returned);
+    EXPECT_EQ(ticket.out.getReqRefernce() == 0, returned != 0);
+    EXPECT_LE(returned, 0);
+}
+
+int Storm::call(WVorelOAI& object, Ticket& ticket) const
+{
+    // The two whose address the caller chooses.
+    const Counter::Callback done;
+    if (ticket.key == VorelSendChannelCMD::kKey)
+        return object.sendChannel(done, m_settings.baseUrl + "/up", "ch.json", &ticket, ticket.out);
+    if (ticket.key == VorelDownloadCMD::kKey)
+        return object.download(object.getContentProvider(), m_settings.baseUrl + "/b.ts", ::testing::TempDir(),
+                               "corvane-storm.ts", done, &ticket, ticket.out);
+    return callOf(ticket.key).call(object, ticket);
+}
+
+void Storm::cancelOne(Random& random, Life& life, std::deque<Ticket>& own)
+{
+    if (own.empty())
+        return;
+    Ticket& ticket = own[own.size() - 1 - random.below(std::min<std::size_t>(own.size(), 40))];
+    // Of an earlier object's requests only the number is left, and it may be another request's.
+    const unsigned long long reference = ticket.out.getReqRefernce();
+    const int answer = life.object->cancel(life.object->getContentProvider(), reference);
+    if (answer == status::kCancelled && ticket.life == &life && !ticket.responded)
+        ticket.mustBe600 = true;
+    EXPECT_TRUE(answer == status::kCancelled || answer == status::kAlreadyCancelled || answer == status::kNotFound ||
+                answer == status::kNotCancellable || answer == status::kNoSession)
+        << answer;
+}
+
+void Storm::replaceSession(WVorelOAI& object, Random& random) const
+{
+    WVLSession session;
+    // One in four is no session.
+    if (!random.perMille(250)) {
+        session.setSessionID("session-" + std::to_string(random.next()));
+        session.setUserID("user");
+        session.setSeedKey("a seed key that does not fit into a string of its own " + std::to_string(random.next()));
+    }
+    object.setAuthSeedkey(session);
+    if (random.perMille(500))
+        openSession(object);
+}
+
+void Storm::inCallback(Ticket& ticket)
+{
+    Life& life = *ticket.life;
+    EXPECT_FALSE(life.gone) << "a callback began after destroyPlugin had returned";
+    Random random(ticket.choice);
+    if (random.perMille(m_settings.callbackDestroysPerMille)) {
+        const std::unique_lock alone(m_use, std::try_to_lock);
+        if (alone) {
+            // Nobody else destroys it now; this callback's own object it still is, since callbacks are waited for.
+            EXPECT_EQ(&life, m_pCurrent);
+            destroyCurrent();
+            begin();
+            return;
+        }
+    }
+    const std::size_t what = random.below(100);
+    if (what < 8) {
+        Ticket* inner = nullptr;
+        {
+            const std::lock_guard<std::mutex> hold(m_innerLock);
+            inner = &m_inner.emplace_back();
+        }
+        issue(*inner, life, random);
+    } else if (what < 12) {
+        life.object->cancel(life.object->getContentProvider(), ticket.reference);
+    } else if (what < 14) {
+        replaceSession(*life.object, random);
+    } else if (what < 16) {
+        std::this_thread::sleep_for(std::chrono::microseconds(random.below(200)));
+    } else if (what < 18) {
+        throw 42;
+    }
+}
+
+Storm::Book Storm::settle()
+{
+    const auto account = [this](Ticket& ticket) {
+        const int calls = ticket.calls;
+        (ticket.accepted ? m_book.accepted : m_book.refused) += 1;
+        m_book.calledBack += static_cast<std::size_t>(calls);
+        EXPECT_LE(calls, ticket.accepted ? 1 : 0) << "kind " << ticket.key;
+        if (ticket.accepted && calls == 0) {
+            ++m_book.dropped;
+            EXPECT_FALSE(ticket.life->drained) << "kind " << ticket.key << " was lost";
+        }
+        if (ticket.mustBe600 && calls > 0) {
+            ++m_book.cancelledFirst;
+            EXPECT_EQ(ticket.status, status::kCancelled) << "kind " << ticket.key;
+        }
+        ticket.expectedCalls = calls;  // for the ticket's own test
+    };
+    for (std::deque<Ticket>& own : m_tickets) {
+        for (Ticket& ticket : own)
+            account(ticket);
+    }
+    for (Ticket& ticket : m_inner)
+        account(ticket);
+    EXPECT_EQ(m_book.accepted, m_book.calledBack + m_book.dropped);
+    return m_book;
+}
+
+}  // namespace W::test

@@ -1,0 +1,103 @@
+// Host threads that issue, cancel, replace the session and destroy at random, and the book of what became of every
+// request. Which thread does what follows from the seed; how the threads meet does not.
+//
+// The rules that a host keeps (docs/contract.md) are kept here, too: no operation of an object is under way on another
+// thread when it is destroyed, callbacks excepted.
+#pragma once
+
+#include "Calls.h"
+#include "Configuration.h"
+#include "LongForm.h"
+
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+
+namespace W::test {
+
+struct Life;
+
+class Storm {
+public:
+    struct Settings {
+        std::uint64_t seed = 0;
+        unsigned threads = 8;
+        std::size_t requests = 1000;    ///< calls of operations by the threads; callbacks add some
+        unsigned destroysPerMille = 1;  ///< of a thread's steps
+        unsigned callbackDestroysPerMille = 0;
+        std::size_t longestPause = 0;         ///< microseconds between two steps of a thread, at most
+        bool tellsResponses = false;          ///< the executor sets Ticket::responded
+        std::string baseUrl = "http://base";  ///< of everything that is sent
+    };
+
+    /// One call of an operation and its callback.
+    struct Ticket : Counter {
+        Storm* storm = nullptr;
+        Life* life = nullptr;
+        unsigned int key = 0;
+        std::uint64_t choice = 0;            ///< what its callback does
+        std::atomic<bool> responded{false};  ///< its completion has begun, or may have
+        std::atomic<bool> mustBe600{false};  ///< it was cancelled before
+        bool accepted = false;
+    };
+
+    /// What became of all requests.
+    struct Book {
+        std::size_t accepted = 0;
+        std::size_t refused = 0;
+        std::size_t calledBack = 0;
+        std::size_t cancelledFirst = 0;
+        std::size_t dropped = 0;            ///< with their object
+        std::size_t destroyed = 0;          ///< objects
+        std::size_t destroyedInFlight = 0;  ///< of which with requests outstanding
+    };
+
+    explicit Storm(const Settings& settings);
+    ~Storm();
+    Storm(const Storm&) = delete;
+    Storm& operator=(const Storm&) = delete;
+
+    /// Runs all threads to their end, waits until the last object has nothing outstanding, and destroys it.
+    void run();
+
+    /// Fails the test for every request that was not accounted for exactly once.
+    Book settle();
+
+    /// The ticket whose operation this thread is in; for planners.
+    static Ticket* issuing();
+
+private:
+    void work(unsigned number);
+    void step(Random& random, std::deque<Ticket>& own);
+    void issue(Ticket& ticket, Life& life, Random& random);
+    void cancelOne(Random& random, Life& life, std::deque<Ticket>& own);
+    void replaceSession(WVorelOAI& object, Random& random) const;
+    void begin();
+    void destroyCurrent();
+    bool destroyWhenIdle();
+    void inCallback(Ticket& ticket);
+    int call(WVorelOAI& object, Ticket& ticket) const;
+
+    const Settings m_settings;
+    host::Configuration m_configuration;
+    std::shared_mutex m_use;  ///< shared by whoever uses the object, alone for who destroys it
+    std::atomic<int> m_iDestroyers{0};
+    std::deque<Life> m_lives;  ///< under m_use, alone
+    Life* m_pCurrent = nullptr;
+    std::deque<std::deque<Ticket>> m_tickets;  ///< by thread
+    std::mutex m_innerLock;
+    std::deque<Ticket> m_inner;  ///< of callbacks
+    Book m_book;
+};
+
+/// One object between its creation and its destruction.
+struct Life {
+    WVorelOAI* object = nullptr;
+    std::atomic<bool> gone{false};
+    bool drained = false;  ///< had nothing outstanding when it went
+};
+
+}  // namespace W::test
