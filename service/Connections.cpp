@@ -16,6 +16,7 @@
 namespace corvaned {
 namespace {
 
+constexpr int kHeldUpMs = 5;              // requests that nobody takes for so long
 constexpr std::chrono::seconds kLook{1};  // between two looks for connections that have been idle for too long
 
 int checked(int result, const char* what)
@@ -26,10 +27,10 @@ int checked(int result, const char* what)
     return result;
 }
 
-bool isReady(socket_t socket, short events)
+bool isReady(int descriptor, short events, int patienceMs = 0)
 {
-    pollfd look{socket, events, 0};
-    return ::poll(&look, 1, 0) > 0;
+    pollfd look{descriptor, events, 0};
+    return ::poll(&look, 1, patienceMs) > 0;
 }
 
 }  // namespace
@@ -195,19 +196,21 @@ void Connection::get_local_ip_and_port(std::string& ip, int& port) const
     port = m_local.port;
 }
 
-Connections::Connections(std::size_t workers, std::chrono::seconds idle, Serve serve)
-    : m_idle(idle),
+Connections::Connections(int usual, int most, std::chrono::seconds idle, Serve serve)
+    : m_usual(usual),
+      m_idle(idle),
       m_serve(std::move(serve)),
       m_epoll(checked(::epoll_create1(EPOLL_CLOEXEC), "epoll")),
       m_stopped(checked(::eventfd(0, EFD_CLOEXEC), "eventfd")),
-      m_nextLook(Connection::Clock::now() + kLook)
+      m_calls(usual)
 {
     epoll_event event{};
     event.events = EPOLLIN;
     checked(::epoll_ctl(m_epoll, EPOLL_CTL_ADD, m_stopped, &event), "epoll");
-    for (std::size_t i = 0; i < workers; ++i) {
-        m_workers.emplace_back([this] { work(); });
+    for (int i = 0; i < most; ++i) {
+        m_threads.emplace_back([this] { work(); });
     }
+    m_threads.emplace_back([this] { watch(); });
 }
 
 Connections::~Connections()
@@ -251,17 +254,68 @@ void Connections::drop(Connection& connection)
 
 void Connections::work()
 {
+    goOnDuty();
     while (true) {
         epoll_event event{};
-        constexpr int kLookMs = std::chrono::milliseconds(kLook).count();
-        const int count = ::epoll_wait(m_epoll, &event, 1, kLookMs);
+        const int count = ::epoll_wait(m_epoll, &event, 1, -1);
         if (count > 0 && event.data.ptr == nullptr) {
             return;
         }
         if (count > 0) {
+            ++m_taken;
             serve(*static_cast<Connection*>(event.data.ptr));
+            leaveIfTooMany();
         }
-        hangUpIdle();
+    }
+}
+
+void Connections::goOnDuty()
+{
+    std::unique_lock<std::mutex> lock(m_dutyLock);
+    m_called.wait(lock, [this] { return m_calls > 0 || m_ending; });
+    --m_calls;
+    ++m_onDuty;
+}
+
+void Connections::leaveIfTooMany()
+{
+    if (m_onDuty <= m_usual) {
+        return;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(m_dutyLock);
+        if (m_onDuty <= m_usual) {
+            return;
+        }
+        --m_onDuty;
+    }
+    goOnDuty();
+}
+
+void Connections::callAnother()
+{
+    const std::lock_guard<std::mutex> lock(m_dutyLock);
+    m_calls = std::max(m_calls, 1);  // one at a time; where all are on duty, the call waits for the next who leaves
+    m_called.notify_one();
+}
+
+void Connections::watch()
+{
+    constexpr int kLookMs = std::chrono::milliseconds(kLook).count();
+    auto nextLook = Connection::Clock::now() + kLook;
+    while (true) {
+        const bool asked = isReady(m_epoll, POLLIN, kLookMs);
+        const std::uint64_t taken = m_taken;
+        if (isReady(m_stopped, POLLIN, kHeldUpMs)) {
+            return;
+        }
+        if (asked && m_taken == taken && isReady(m_epoll, POLLIN)) {
+            callAnother();
+        }
+        if (const auto now = Connection::Clock::now(); now >= nextLook) {
+            hangUpIdle();
+            nextLook = now + kLook;
+        }
     }
 }
 
@@ -285,14 +339,10 @@ void Connections::serve(Connection& connection)
 // A connection is never dropped here, since a worker may be about to take it: hung up, it comes to one by itself.
 void Connections::hangUpIdle()
 {
-    const auto now = Connection::Clock::now();
-    auto due = m_nextLook.load();
-    if (now < due || !m_nextLook.compare_exchange_strong(due, now + kLook)) {
-        return;
-    }
+    const auto latest = Connection::Clock::now() - m_idle;
     const std::lock_guard<std::mutex> lock(m_lock);
     for (const auto& [connection, owned] : m_all) {
-        if (owned->idleSince() < now - m_idle) {
+        if (owned->idleSince() < latest) {
             owned->hangUp();
         }
     }
@@ -308,10 +358,15 @@ void Connections::shutdown()
             owned->hangUp();
         }
     }
-    for (std::thread& worker : m_workers) {
-        worker.join();
+    {
+        const std::lock_guard<std::mutex> lock(m_dutyLock);
+        m_ending = true;
+        m_called.notify_all();
     }
-    m_workers.clear();
+    for (std::thread& thread : m_threads) {
+        thread.join();
+    }
+    m_threads.clear();
     m_all.clear();
 }
 

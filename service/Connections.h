@@ -8,6 +8,8 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -100,14 +102,19 @@ private:
 };
 
 /// The task queue that the library's accepting thread fills, and that serves what it is given.
+///
+/// A few workers are on duty: a thread that the system interrupts in the middle of a request waits for its next turn
+/// behind all others that want to run. Where all of them are held up, by the database's lock or by clients that send
+/// slowly, a watching thread calls another one in; and whoever finds more on duty than usual leaves.
 class Connections : public httplib::TaskQueue {
 public:
     /// Answers the next request of a connection; returns whether another may follow.
     using Serve = std::function<bool(Connection& connection)>;
 
-    /// @param idle  how long a connection is kept that says nothing
+    /// @param usual  workers on duty, of at most so many
+    /// @param idle   how long a connection is kept that says nothing
     /// @throws std::system_error where the system gives no epoll
-    Connections(std::size_t workers, std::chrono::seconds idle, Serve serve);
+    Connections(int usual, int most, std::chrono::seconds idle, Serve serve);
     ~Connections() override;
 
     /// Runs the task at once: it is to call add().  [accepting thread]
@@ -121,19 +128,29 @@ public:
 
 private:
     void work();
+    void watch();
+    void goOnDuty();
+    void leaveIfTooMany();
+    void callAnother();
     void serve(Connection& connection);
     void await(Connection& connection, int operation);
     void drop(Connection& connection);
     void hangUpIdle();
 
+    const int m_usual;
     const std::chrono::seconds m_idle;
     const Serve m_serve;
     const int m_epoll;
     const int m_stopped;  // an eventfd, readable once workers are to end
-    std::atomic<Connection::Clock::time_point> m_nextLook;
     std::mutex m_lock;
     std::unordered_map<const Connection*, std::unique_ptr<Connection>> m_all;  // guarded by m_lock
-    std::vector<std::thread> m_workers;
+    std::atomic<std::uint64_t> m_taken{0};                                     // requests that some worker has begun
+    std::atomic<int> m_onDuty{0};                                              // changed with m_dutyLock held
+    std::mutex m_dutyLock;
+    std::condition_variable m_called;
+    int m_calls;            // for workers to go on duty; guarded by m_dutyLock
+    bool m_ending = false;  // all go on duty, and find that there is none; guarded by m_dutyLock
+    std::vector<std::thread> m_threads;
 };
 
 }  // namespace corvaned

@@ -65,14 +65,13 @@ void answerSchedule(Call& call, std::string& members)
     const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string guide = guide::digest(call.connection);
     members += ",\"channel\":[";
-    bool first = true;
     for (const std::int64_t source : askedSources(call, "sourceid")) {
-        const auto schedule = call.schedules.of(call.connection, guide, source, call.arguments.text("lang"));
-        if (schedule->known()) {
-            members += first ? "" : ",";
-            first = false;
-            schedule->append(members, from, to);
+        if (call.schedules.append(members, call.connection, guide, source, call.arguments.text("lang"), from, to)) {
+            members += ",";
         }
+    }
+    if (members.back() == ',') {
+        members.pop_back();
     }
     members += "]";
 }

@@ -8,9 +8,7 @@
 namespace corvaned {
 namespace {
 
-// Of time; no listing goes so far.
-constexpr Instant kBegin = -(Instant{1} << 40);
-constexpr Instant kEnd = Instant{1} << 40;
+constexpr Instant kDay = 86400;
 
 Json contentOf(const guide::Airing& airing)
 {
@@ -27,66 +25,76 @@ Json contentOf(const guide::Airing& airing)
 
 }  // namespace
 
-ReadySchedule::ReadySchedule(sqlite::Connection& connection, std::int64_t source, std::string_view lang)
+ReadyDay::ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant day, std::string_view lang) : m_day(day)
 {
-    guide::findChannel(connection, source, [&](const guide::Channel& channel) {
+    const bool known = guide::findChannel(connection, source, [&](const guide::Channel& channel) {
         Json entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}};
         addImage(entry, "station_img", channel.icon, "station");
         m_head = textOf(entry);
         m_head.back() = ',';
         m_head += "\"content\":[";
     });
-    if (!known()) {
+    if (!known) {
         return;
     }
-    guide::forEachAiring(connection, source, kBegin, kEnd, lang, [&](const guide::Airing& airing) {
+    guide::forEachAiring(connection, source, day, day + kDay, lang, [&](const guide::Airing& airing) {
         m_text += m_text.empty() ? "" : ",";
         m_text += textOf(contentOf(airing));
         m_rows.push_back({airing.start, airing.stop, m_text.size()});
-        m_longest = std::max(m_longest, airing.stop - airing.start);
     });
     m_text.shrink_to_fit();
     m_rows.shrink_to_fit();
 }
 
-void ReadySchedule::append(std::string& text, Instant from, Instant to) const
+void ReadyDay::append(std::string& text, Instant from, Instant to) const
 {
-    text += m_head;
     const auto startsBefore = [](const Row& row, Instant instant) { return row.start < instant; };
     const auto end = std::lower_bound(m_rows.begin(), m_rows.end(), to, startsBefore);
-    // Nothing that began earlier than the longest airing takes can last into the window. What does last into it is
-    // copied in whole runs.
-    auto run = std::lower_bound(m_rows.begin(), end, from - m_longest, startsBefore);
+    auto run = from < m_day ? std::lower_bound(m_rows.begin(), end, m_day, startsBefore) : m_rows.begin();
+    // What is on is copied in whole runs: only between airings that overlap is there anything to leave out.
     const auto lasts = [from](const Row& row) { return row.stop > from; };
-    bool first = true;
     while ((run = std::find_if(run, end, lasts)) != end) {
         const auto over = std::find_if_not(run, end, lasts);
         const std::size_t begin = run == m_rows.begin() ? 0 : std::prev(run)->end + 1;
-        text += first ? "" : ",";
+        text += text.back() == '[' ? "" : ",";
         text.append(m_text, begin, std::prev(over)->end - begin);
-        first = false;
         run = over;
     }
-    text += "]}";
 }
 
-std::size_t ReadySchedule::size() const
+std::size_t ReadyDay::size() const
 {
     return sizeof *this + m_head.capacity() + m_text.capacity() + m_rows.capacity() * sizeof(Row);
 }
 
-std::shared_ptr<const ReadySchedule> ReadySchedules::of(sqlite::Connection& connection, const std::string& guide,
-                                                        std::int64_t source, const std::string& lang)
+bool ReadySchedules::append(std::string& text, sqlite::Connection& connection, const std::string& guide,
+                            std::int64_t source, const std::string& lang, Instant from, Instant to)
 {
-    const Key key(source, lang);
+    const Instant first = from - (from % kDay + kDay) % kDay;
+    for (Instant day = first; day < to; day += kDay) {
+        const std::shared_ptr<const ReadyDay> ready = of(connection, guide, source, lang, day);
+        if (ready->head().empty()) {
+            return false;
+        }
+        text += day == first ? ready->head() : "";
+        ready->append(text, from, to);
+    }
+    text += "]}";
+    return true;
+}
+
+std::shared_ptr<const ReadyDay> ReadySchedules::of(sqlite::Connection& connection, const std::string& guide,
+                                                   std::int64_t source, const std::string& lang, Instant day)
+{
+    const Key key(source, day, lang);
     const std::shared_ptr<Slot> slot = slotOf(key);
     const std::lock_guard<std::mutex> lock(slot->lock);
-    if (!slot->schedule || slot->guide != guide) {
-        slot->schedule = std::make_shared<const ReadySchedule>(connection, source, lang);
+    if (!slot->day || slot->guide != guide) {
+        slot->day = std::make_shared<const ReadyDay>(connection, source, day, lang);
         slot->guide = guide;
-        count(key, *slot, slot->schedule->size());
+        count(key, *slot, slot->day->size());
     }
-    return slot->schedule;
+    return slot->day;
 }
 
 std::shared_ptr<ReadySchedules::Slot> ReadySchedules::slotOf(const Key& key)
@@ -110,7 +118,7 @@ void ReadySchedules::count(const Key& key, Slot& slot, std::size_t size)
         return;  // forgotten while it was written
     }
     constexpr std::size_t kBeside = 300;  // what the containers themselves take for an entry
-    size += kBeside + 2 * key.second.size();
+    size += kBeside + 2 * std::get<std::string>(key).size();
     m_size += size - slot.counted;
     slot.counted = size;
     while (m_size > m_most && m_order.size() > 1) {

@@ -1,6 +1,6 @@
-// Schedules as finished JSON text. The airings of a channel are written once, in order of their start, and stay in
-// memory as long as the guide is the same one; the reply to any window of any channels is then a binary search and a
-// copy per channel. The endpoint channel/schedule (EndpointsGuide.cpp) is made of these.
+// Schedules as finished JSON text. What a channel shows on a day is written once and stays in memory as long as the
+// guide is the same one; the reply to any window of any channels is then a binary search and a copy per channel and
+// day. The endpoint channel/schedule (EndpointsGuide.cpp) is made of these.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -19,17 +20,18 @@
 
 namespace corvaned {
 
-/// All airings of one channel in one language.
-class ReadySchedule {
+/// The airings of one channel, in one language, that are on at any moment of a day of UTC.
+class ReadyDay {
 public:
-    /// Reads the channel from the guide.
+    /// @param day   the first second of the day
     /// @param lang  as in guide::forEachAiring
-    ReadySchedule(sqlite::Connection& connection, std::int64_t source, std::string_view lang);
+    ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant day, std::string_view lang);
 
-    /// Whether the line-up has the channel.
-    bool known() const { return !m_head.empty(); }
+    /// The channel's JSON object up to the opening of its "content"; empty where the line-up lacks the channel.
+    const std::string& head() const { return m_head; }
 
-    /// Appends the JSON object of the channel with its airings that are on at any moment of [from, to).
+    /// Appends the airings that are on at any moment of [from, to), but for those of an earlier day of that window.
+    /// @param text  ends with the head or with an airing
     void append(std::string& text, Instant from, Instant to) const;
 
     /// What it takes in memory, in bytes.
@@ -42,33 +44,38 @@ private:
         std::size_t end;  // of its object in m_text; the next one begins behind a comma
     };
 
-    std::string m_head;  // the channel's object up to its "content"
-    std::string m_text;  // the airings' objects, separated by commas
-    std::vector<Row> m_rows;
-    std::int64_t m_longest = 0;  // seconds
+    const Instant m_day;
+    std::string m_head;
+    std::string m_text;       // the airings' objects, separated by commas
+    std::vector<Row> m_rows;  // by start
 };
 
-/// The schedules that were asked for lately, within a fixed amount of memory.  [any thread]
+/// The days that were asked for lately, within a fixed amount of memory.  [any thread]
 class ReadySchedules {
 public:
     /// @param most  bytes; beyond, what was asked for longest ago is forgotten
     explicit ReadySchedules(std::size_t most) : m_most(most) {}
 
-    /// The channel's schedule in the guide that the connection sees. Of several threads that miss the same one, one
-    /// writes it and the others wait.
+    /// Appends the JSON object of a channel with its airings that are on at any moment of [from, to).
     /// @param connection  in a read transaction
-    /// @param guide       tells that guide from others: guide::digest()
-    std::shared_ptr<const ReadySchedule> of(sqlite::Connection& connection, const std::string& guide,
-                                            std::int64_t source, const std::string& lang);
+    /// @param guide       tells the guide that the connection sees from others: guide::digest()
+    /// @return whether the line-up has the channel; where it has not, nothing is appended
+    bool append(std::string& text, sqlite::Connection& connection, const std::string& guide, std::int64_t source,
+                const std::string& lang, Instant from, Instant to);
+
+    /// One day of it. Of several threads that miss the same one, one writes it and the others wait.
+    /// @param day  the first second of a day of UTC
+    std::shared_ptr<const ReadyDay> of(sqlite::Connection& connection, const std::string& guide, std::int64_t source,
+                                       const std::string& lang, Instant day);
 
 private:
     struct Slot {
         std::mutex lock;
-        std::string guide;                              // guarded by lock, as is the schedule
-        std::shared_ptr<const ReadySchedule> schedule;  // null until it is first written
-        std::size_t counted = 0;                        // in m_size; guarded by m_lock
+        std::string guide;                    // guarded by lock, as is the day
+        std::shared_ptr<const ReadyDay> day;  // null until it is first written
+        std::size_t counted = 0;              // in m_size; guarded by m_lock
     };
-    using Key = std::pair<std::int64_t, std::string>;
+    using Key = std::tuple<std::int64_t, Instant, std::string>;  // source, day, language
     using Order = std::list<std::pair<Key, std::shared_ptr<Slot>>>;
 
     std::shared_ptr<Slot> slotOf(const Key& key);

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <httplib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
@@ -19,8 +20,7 @@
 namespace corvaned {
 namespace {
 
-// Workers do not wait for clients to ask, but may wait for the disk, or for a slow client in the middle of a request.
-constexpr std::size_t kWorkers = 64;
+constexpr int kMostWorkers = 64;                         // most of them only ever stand in for others that are held up
 constexpr std::chrono::seconds kIdle{30};                // a connection that says nothing
 constexpr std::size_t kRequestsPerConnection = 1000000;  // told to clients
 constexpr std::size_t kLargestBody = 1 << 20;
@@ -38,10 +38,12 @@ public:
     explicit Listening(const Arguments&... arguments) : Base(arguments...)
     {
         Base::new_task_queue = [this] {
-            auto connections = std::make_unique<Connections>(kWorkers, kIdle, [this](Connection& connection) {
-                bool closed = false;
-                return Base::process_request(connection, false, closed, nullptr) && !closed;
-            });
+            const int usual = std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
+            auto connections =
+                std::make_unique<Connections>(usual, kMostWorkers, kIdle, [this](Connection& connection) {
+                    bool closed = false;
+                    return Base::process_request(connection, false, closed, nullptr) && !closed;
+                });
             m_connections = connections.get();
             return connections.release();
         };

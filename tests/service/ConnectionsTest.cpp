@@ -175,7 +175,7 @@ TEST(IdleConnections, AreClosedAfterTheirTime)
 {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    Connections connections(2, std::chrono::seconds(1), [](Connection& connection) {
+    Connections connections(1, 2, std::chrono::seconds(1), [](Connection& connection) {
         char c = 0;
         return connection.read(&c, 1) == 1 && connection.write(&c, 1) == 1;
     });
