@@ -1,5 +1,6 @@
 // `corvaned serve`: answers over HTTP until it is told to stop.
 #include <fmt/format.h>
+#include <sys/resource.h>
 
 #include <cerrno>
 #include <csignal>
@@ -36,10 +37,21 @@ sigset_t stopSignals()
     return signals;
 }
 
+// A connection takes a descriptor; shells allow 1024 where the system allows many more.
+void allowManyConnections()
+{
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+        files.rlim_cur = files.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
+}
+
 int runServe(const ServeArguments& arguments)
 {
     const sigset_t signals = stopSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    allowManyConnections();
 
     ServiceSettings settings;
     settings.secret = arguments.secret;

@@ -1,5 +1,6 @@
 // The handlers behind the rows of EndpointTable.cpp, by the file that defines them. A handler returns what stands in
-// "rsp" beside "stat"; it refuses by throwing a Refusal (Arguments.h). Every scalar that it writes is a JSON string.
+// "rsp" beside "stat"; where speed counts it appends the same as finished JSON text, each member behind a comma. It
+// refuses by throwing a Refusal (Arguments.h). Every scalar that it writes is a JSON string.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -12,6 +13,7 @@
 namespace corvaned {
 
 class Arguments;
+class ReadySchedules;
 
 using Json = nlohmann::ordered_json;
 
@@ -21,6 +23,7 @@ struct Call {
     sqlite::Connection& connection;
     const Arguments& arguments;
     const Request& request;
+    ReadySchedules& schedules;
     Instant now;
     std::string user;  // of the session, where the endpoint needs one
 };
@@ -38,7 +41,7 @@ Json answerReset(Call& call);
 
 // EndpointsGuide.cpp
 Json answerGallery(Call& call);
-Json answerSchedule(Call& call);
+void answerSchedule(Call& call, std::string& members);
 Json answerOnAir(Call& call);
 Json answerFocusChannel(Call& call);
 Json answerToday(Call& call);

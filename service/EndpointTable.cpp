@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include "ReplyParts.h"
+
 namespace corvaned {
 namespace {
 
@@ -237,6 +239,20 @@ bool fits(std::string_view pattern, std::string_view path, std::string_view& seg
 }
 
 }  // namespace
+
+void Handler::operator()(Call& call, std::string& members) const
+{
+    if (m_text != nullptr) {
+        m_text(call, members);
+        return;
+    }
+    const Json object = m_tree(call);
+    if (!object.empty()) {
+        members += ",";
+        members.append(textOf(object), 1);  // without its braces
+        members.pop_back();
+    }
+}
 
 Route routeOf(std::string_view method, std::string_view path)
 {

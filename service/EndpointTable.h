@@ -17,12 +17,26 @@ enum class Access : std::uint8_t {
     Session,  // who holds a session
 };
 
+/// A handler of either kind (EndpointHandlers.h).
+class Handler {
+public:
+    constexpr Handler(Json (*tree)(Call& call)) : m_tree(tree) {}
+    constexpr Handler(void (*text)(Call& call, std::string& members)) : m_text(text) {}
+
+    /// Appends what stands in "rsp" behind "stat" as JSON text, each member behind a comma.
+    void operator()(Call& call, std::string& members) const;
+
+private:
+    Json (*m_tree)(Call& call) = nullptr;
+    void (*m_text)(Call& call, std::string& members) = nullptr;
+};
+
 struct Endpoint {
     const char* method;
     std::string_view path;  // "{}" in it stands for one segment, the Place::Path parameter
     Access access;
     ParameterRules parameters;
-    Json (*answer)(Call& call);  // what stands in "rsp" beside "stat"
+    Handler handler;
 };
 
 /// Where a request goes.

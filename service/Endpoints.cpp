@@ -8,10 +8,14 @@
 
 #include "Arguments.h"
 #include "EndpointTable.h"
+#include "ReplyParts.h"
 #include "Session.h"
 
 namespace corvaned {
 namespace {
+
+// Two weeks of some thousand channels in one language.
+constexpr std::size_t kMostForSchedules = 128U << 20;
 
 struct CodeRow {
     std::string_view text;
@@ -28,12 +32,6 @@ static_assert(std::size(kCodes) == static_cast<std::size_t>(ServiceCode::NotFoun
 const CodeRow& rowOf(ServiceCode code)
 {
     return kCodes[static_cast<std::size_t>(code)];
-}
-
-std::string written(const Json& rsp)
-{
-    // What a request held may come back in a message, so a text may be no UTF-8.
-    return Json{{"rsp", rsp}}.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 void checkAppKey(const ServiceSettings& settings, const Request& request, Access access)
@@ -76,8 +74,12 @@ std::string_view codeText(ServiceCode code)
 Reply failure(ServiceCode code, const std::string& message)
 {
     const CodeRow& row = rowOf(code);
-    return {row.status, code, written({{"stat", "FAIL"}, {"err", {{"code", row.text}, {"msg", message}}}})};
+    return {row.status, code, textOf({{"rsp", {{"stat", "FAIL"}, {"err", {{"code", row.text}, {"msg", message}}}}}})};
 }
+
+Service::Service(Store& store, ServiceSettings settings)
+    : m_store(store), m_settings(std::move(settings)), m_schedules(kMostForSchedules)
+{}
 
 Reply Service::answer(const Request& request)
 {
@@ -103,10 +105,11 @@ Reply Service::answerChecked(const Request& request)
     const std::string user =
         endpoint.access == Access::Session ? checkSession(m_settings, *lease, request, now) : std::string();
     const Arguments arguments(endpoint.parameters, request, route.segment);
-    Call call{m_settings, *lease, arguments, request, now, user};
-    Json rsp = {{"stat", "OK"}};
-    rsp.update(endpoint.answer(call));
-    return {rowOf(ServiceCode::Ok).status, ServiceCode::Ok, written(rsp)};
+    Call call{m_settings, *lease, arguments, request, m_schedules, now, user};
+    std::string body = R"({"rsp":{"stat":"OK")";
+    endpoint.handler(call, body);
+    body += "}}";
+    return {rowOf(ServiceCode::Ok).status, ServiceCode::Ok, std::move(body)};
 }
 
 }  // namespace corvaned

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "Clock.h"
+#include "ReadySchedules.h"
 #include "Store.h"
 
 namespace corvaned {
@@ -64,7 +65,7 @@ struct ServiceSettings {
 class Service {
 public:
     /// @param store  must outlive the service
-    Service(Store& store, ServiceSettings settings) : m_store(store), m_settings(std::move(settings)) {}
+    Service(Store& store, ServiceSettings settings);
 
     /// Answers one request; whatever it holds, the reply is a valid one.
     Reply answer(const Request& request);
@@ -74,6 +75,7 @@ private:
 
     Store& m_store;
     const ServiceSettings m_settings;
+    ReadySchedules m_schedules;
 };
 
 }  // namespace corvaned

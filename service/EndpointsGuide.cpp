@@ -6,24 +6,12 @@
 #include "Arguments.h"
 #include "EndpointHandlers.h"
 #include "Guide.h"
+#include "ReadySchedules.h"
 #include "ReplyParts.h"
 #include "TodayFiles.h"
 
 namespace corvaned {
 namespace {
-
-Json contentOf(const guide::Airing& airing)
-{
-    Json content = {{"id", std::to_string(airing.content)},
-                    {"lang", airing.lang},
-                    {"title", airing.title},
-                    {"type", airing.type},
-                    {"starttime", formatUtc(airing.start)},
-                    {"duration", durationOf(airing.start, airing.stop)},
-                    {"genres", genresOf(airing.genres)}};
-    addImage(content, "poster", airing.image, "poster");
-    return content;
-}
 
 // The channels asked for, each once. Texts that are no number of ours are left out: clients keep old lists.
 std::vector<std::int64_t> askedSources(const Call& call, const char* parameter)
@@ -70,27 +58,22 @@ Json answerGallery(Call& call)
     return rsp;
 }
 
-Json answerSchedule(Call& call)
+void answerSchedule(Call& call, std::string& members)
 {
     const Instant from = call.arguments.number("starttime", call.now);
     const Instant to = from + call.arguments.number("interval") * 3600;
     const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    Json channels = Json::array();
+    const std::string guide = guide::digest(call.connection);
+    members += ",\"channel\":[";
     for (const std::int64_t source : askedSources(call, "sourceid")) {
-        Json entry;
-        const bool known = guide::findChannel(call.connection, source, [&](const guide::Channel& channel) {
-            entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}};
-            addImage(entry, "station_img", channel.icon, "station");
-        });
-        if (!known) {
-            continue;
+        if (call.schedules.append(members, call.connection, guide, source, call.arguments.text("lang"), from, to)) {
+            members += ",";
         }
-        Json& contents = entry["content"] = Json::array();
-        guide::forEachAiring(call.connection, source, from, to, call.arguments.text("lang"),
-                             [&](const guide::Airing& airing) { contents.push_back(contentOf(airing)); });
-        channels.push_back(std::move(entry));
     }
-    return {{"channel", std::move(channels)}};
+    if (members.back() == ',') {
+        members.pop_back();
+    }
+    members += "]";
 }
 
 Json answerOnAir(Call& call)

@@ -57,6 +57,12 @@ bool sameTag(std::string_view left, std::string_view right)
 
 }  // namespace
 
+std::string digest(sqlite::Connection& connection)
+{
+    sqlite::Query fact(connection, "SELECT value FROM guide WHERE name = 'digest'");
+    return fact.next() ? std::string(fact.text(0)) : std::string();
+}
+
 std::string lineupChecksum(sqlite::Connection& connection)
 {
     sqlite::Query fact(connection, "SELECT value FROM guide WHERE name = 'lineup'");

@@ -37,6 +37,9 @@ struct Airing {
     Image image;
 };
 
+/// Tells one guide from another; empty where that is not known.
+std::string digest(sqlite::Connection& connection);
+
 /// Tells one line-up from another; empty while the guide is empty.
 std::string lineupChecksum(sqlite::Connection& connection);
 

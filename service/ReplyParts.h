@@ -12,6 +12,10 @@
 
 namespace corvaned {
 
+/// The JSON text of a tree. A text in it that is no UTF-8, as a request may hold, gets U+FFFD in place of what is
+/// wrong.
+std::string textOf(const Json& tree);
+
 /// An image object: "url", "type", "index", "width", "height".
 /// @param type  "station" or "poster"
 Json imageOf(const guide::Image& image, const char* type);

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <httplib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
@@ -12,17 +13,16 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Connections.h"
 #include "ContentCoding.h"
 #include "OperatorError.h"
 
 namespace corvaned {
 namespace {
 
-// A kept connection occupies a worker while it idles, so there are many more workers than cores and idling is short.
-// It is also the longest that stop() waits for.
-constexpr std::size_t kWorkers = 64;
-constexpr std::size_t kRequestsPerConnection = 1000000;
-constexpr time_t kIdleSeconds = 2;
+constexpr int kMostWorkers = 64;                         // most of them only ever stand in for others that are held up
+constexpr std::chrono::seconds kIdle{30};                // a connection that says nothing
+constexpr std::size_t kRequestsPerConnection = 1000000;  // told to clients
 constexpr std::size_t kLargestBody = 1 << 20;
 constexpr std::size_t kWorthPacking = 512;  // bytes; below, gzip's own header eats the gain
 constexpr int kBacklog = 1024;
@@ -30,12 +30,40 @@ constexpr int kBacklog = 1024;
 // Not "application/json" alone, which the library would compress by its own rule.
 constexpr const char* kContentType = "application/json; charset=utf-8";
 
-// The library asks the kernel for five waiting connections; a burst of clients needs more.
+// The library's server with the connections kept by Connections instead of a thread each.
 template <typename Base>
 class Listening : public Base {
 public:
-    using Base::Base;
+    template <typename... Arguments>
+    explicit Listening(const Arguments&... arguments) : Base(arguments...)
+    {
+        Base::new_task_queue = [this] {
+            const int usual = std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
+            auto connections =
+                std::make_unique<Connections>(usual, kMostWorkers, kIdle, [this](Connection& connection) {
+                    bool closed = false;
+                    return Base::process_request(connection, false, closed, nullptr) && !closed;
+                });
+            m_connections = connections.get();
+            return connections.release();
+        };
+    }
+
+    // The library asks the kernel for five waiting connections; a burst of clients needs more.
     void widenBacklog() { ::listen(this->svr_sock_, kBacklog); }
+
+private:
+    bool process_and_close_socket(socket_t socket) override
+    {
+        Connection::Tls tls(nullptr, &SSL_free);
+        if constexpr (std::is_same_v<Base, httplib::SSLServer>) {
+            tls.reset(SSL_new(Base::ssl_context()));
+        }
+        m_connections->add(std::make_unique<Connection>(socket, std::move(tls)));
+        return true;
+    }
+
+    Connections* m_connections = nullptr;  // owned by the library, which asks for one when it begins to listen
 };
 
 std::string loggable(std::string_view text)
@@ -82,16 +110,16 @@ void answer(Service& service, const std::string& url, const httplib::Request& ht
         response.set_header("Content-Encoding", "gzip");
         reply.body = gzipped(reply.body);
     }
-    response.set_content(reply.body, kContentType);
+    response.body = std::move(reply.body);
+    response.set_header("Content-Type", kContentType);
     log(logLine(http, response, codeText(reply.code), std::chrono::steady_clock::now() - begin));
 }
 
 void configure(httplib::Server& http, Service& service, const std::string& url,
                const std::function<void(const std::string&)>& log)
 {
-    http.new_task_queue = [] { return new httplib::ThreadPool(kWorkers); };
     http.set_keep_alive_max_count(kRequestsPerConnection);
-    http.set_keep_alive_timeout(kIdleSeconds);
+    http.set_keep_alive_timeout(kIdle.count());
     http.set_payload_max_length(kLargestBody);
     http.set_tcp_nodelay(true);
     http.set_socket_options([](socket_t socket) {

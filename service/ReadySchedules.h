@@ -1,0 +1,91 @@
+// Schedules as finished JSON text. What a channel shows on a day is written once and stays in memory as long as the
+// guide is the same one; the reply to any window of any channels is then a binary search and a copy per channel and
+// day. The endpoint channel/schedule (EndpointsGuide.cpp) is made of these.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "Clock.h"
+#include "Sqlite.h"
+
+namespace corvaned {
+
+/// The airings of one channel, in one language, that are on at any moment of a day of UTC.
+class ReadyDay {
+public:
+    /// @param day   the first second of the day
+    /// @param lang  as in guide::forEachAiring
+    ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant day, std::string_view lang);
+
+    /// The channel's JSON object up to the opening of its "content"; empty where the line-up lacks the channel.
+    const std::string& head() const { return m_head; }
+
+    /// Appends the airings that are on at any moment of [from, to), but for those of an earlier day of that window.
+    /// @param text  ends with the head or with an airing
+    void append(std::string& text, Instant from, Instant to) const;
+
+    /// What it takes in memory, in bytes.
+    std::size_t size() const;
+
+private:
+    struct Row {
+        Instant start;
+        Instant stop;
+        std::size_t end;  // of its object in m_text; the next one begins behind a comma
+    };
+
+    const Instant m_day;
+    std::string m_head;
+    std::string m_text;       // the airings' objects, separated by commas
+    std::vector<Row> m_rows;  // by start
+};
+
+/// The days that were asked for lately, within a fixed amount of memory.  [any thread]
+class ReadySchedules {
+public:
+    /// @param most  bytes; beyond, what was asked for longest ago is forgotten
+    explicit ReadySchedules(std::size_t most) : m_most(most) {}
+
+    /// Appends the JSON object of a channel with its airings that are on at any moment of [from, to).
+    /// @param connection  in a read transaction
+    /// @param guide       tells the guide that the connection sees from others: guide::digest()
+    /// @return whether the line-up has the channel; where it has not, nothing is appended
+    bool append(std::string& text, sqlite::Connection& connection, const std::string& guide, std::int64_t source,
+                const std::string& lang, Instant from, Instant to);
+
+    /// One day of it. Of several threads that miss the same one, one writes it and the others wait.
+    /// @param day  the first second of a day of UTC
+    std::shared_ptr<const ReadyDay> of(sqlite::Connection& connection, const std::string& guide, std::int64_t source,
+                                       const std::string& lang, Instant day);
+
+private:
+    struct Slot {
+        std::mutex lock;
+        std::string guide;                    // guarded by lock, as is the day
+        std::shared_ptr<const ReadyDay> day;  // null until it is first written
+        std::size_t counted = 0;              // in m_size; guarded by m_lock
+    };
+    using Key = std::tuple<std::int64_t, Instant, std::string>;  // source, day, language
+    using Order = std::list<std::pair<Key, std::shared_ptr<Slot>>>;
+
+    std::shared_ptr<Slot> slotOf(const Key& key);
+    void count(const Key& key, Slot& slot, std::size_t size);
+
+    const std::size_t m_most;
+    std::mutex m_lock;
+    Order m_order;  // the last one asked for first; this and all below is guarded by m_lock
+    std::map<Key, Order::iterator> m_slots;
+    std::size_t m_size = 0;
+};
+
+}  // namespace corvaned

@@ -1,0 +1,363 @@
+// What the service has confirmed it keeps: through SIGKILL while clients write and listings are imported, and with two
+// hundred clients at once. CORVANE_LONG=1 makes these runs long: 200 kills each, and a minute of the two hundred.
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "Program.h"
+#include "Session.h"
+#include "TestSupport.h"
+
+namespace corvaned {
+namespace {
+
+using Json = nlohmann::json;
+using test::Program;
+
+constexpr int kChannels = 12;
+constexpr int kProgrammes = 3000;
+constexpr int kContents = 40;
+
+bool longRun()
+{
+    const char* const variable = std::getenv("CORVANE_LONG");
+    return variable != nullptr && std::string(variable) == "1";
+}
+
+// Builds differ in the descriptions alone, so that contents keep their ids.
+std::string listing(const std::string& build)
+{
+    std::string text = "<tv>";
+    for (int i = 0; i < kProgrammes; ++i) {
+        text += fmt::format(
+            "<programme channel='c{}' start='202611{:02}{:02}{:02}00 +0000'><title>Title {}</title><desc>{} of "
+            "{}</desc>"
+            "</programme>",
+            i % kChannels, i / kChannels / 24 % 28 + 1, i / kChannels % 24, i % 60, i % kContents, build,
+            i % kContents);
+    }
+    return text + "</tv>";
+}
+
+/// Something that a viewer can be for, against or neither.
+struct Target {
+    const char* kind;       // "channel" or "content"
+    const char* voteParam;  // of user/like
+    std::string id;
+};
+
+/// A client with a user of its own, which writes and knows what the service must know afterwards.
+class WritingClient {
+public:
+    WritingClient(int number, const std::vector<Target>& targets)
+        : m_device("device " + std::to_string(number)), m_random(static_cast<unsigned>(number)), m_targets(targets)
+    {}
+
+    /// The session is opened once; it outlasts the service's restarts.
+    void connect(int port)
+    {
+        m_http = std::make_unique<httplib::Client>("127.0.0.1", port);
+        m_http->set_keep_alive(true);
+        m_http->set_tcp_nodelay(true);
+        m_http->set_read_timeout(30);
+        if (!m_token.empty()) {
+            return;
+        }
+        const httplib::Result reply = m_http->Get(kPrefix + "auth/seedkey", {{"AppKey", "k"}, {"DUID", m_device}});
+        ASSERT_TRUE(reply);
+        const Json session = Json::parse(reply->body).at("rsp").at("session");
+        m_token = sessionToken({session.at("id"), session.at("user").at("id"), session.at("seedkey"), 0}, "");
+    }
+
+    /// Changes one thing.
+    /// @return whether the service answered; where it did not, the change may or may not have been made
+    bool write()
+    {
+        const Target& target = m_targets[m_random() % m_targets.size()];
+        const std::string favorite = fmt::format("type={}&id={}", target.kind, target.id);
+        switch (m_random() % 4) {
+            case 0:
+                return change(m_favorites, target.id, "set",
+                              m_http->Put(kPrefix + "user/favorite", headers(), favorite, kForm));
+            case 1:
+                return change(m_favorites, target.id, "",
+                              m_http->Delete(kPrefix + "user/favorite?" + favorite, headers()));
+            case 2: {
+                const std::string vote = std::array{"like", "dislike", "none"}[m_random() % 3];
+                return change(m_votes, target.id, vote,
+                              m_http->Put(kPrefix + "user/like", headers(),
+                                          fmt::format("{}={}&type={}", target.voteParam, target.id, vote), kForm));
+            }
+            default:
+                return tune() != 0 || m_lost;
+        }
+    }
+
+    /// Compares what the service knows with what it confirmed; what it was asked and did not confirm is read from it.
+    void verify()
+    {
+        std::set<std::string> favorites;
+        for (const auto& [kind, key] : {std::pair("channel", "source"), std::pair("content", "id")}) {
+            const Json list = get(fmt::format("user/favorite/list?type={}", kind));
+            for (const Json& entry : list.at(kind)) {
+                favorites.insert(entry.at(key));
+            }
+        }
+        std::map<std::string, std::string> votes;
+        for (const Target& target : m_targets) {
+            const Json count =
+                get(fmt::format("user/like?{}={}", target.voteParam, target.id)).at("content").at("count");
+            votes[target.id] = count.at("like_owned") == "yes"  ? "like"
+                               : count.at("dis_owned") == "yes" ? "dislike"
+                                                                : "none";
+        }
+        for (const Target& target : m_targets) {
+            settle(m_favorites, target.id, favorites.count(target.id) > 0 ? "set" : "");
+            settle(m_votes, target.id, votes[target.id]);
+        }
+        const int before = m_tunings;
+        const int stored = tune() - 1;
+        EXPECT_GE(stored, before) << m_device << ": tunings were lost";
+        EXPECT_LE(stored, before + m_unconfirmedTunings) << m_device << ": more tunings than were sent";
+        m_unconfirmedTunings = 0;
+    }
+
+    Json get(const std::string& pathAndQuery)
+    {
+        const httplib::Result reply = m_http->Get(kPrefix + pathAndQuery, headers());
+        EXPECT_TRUE(reply && reply->status == 200) << pathAndQuery << ": " << (reply ? reply->body : "no reply");
+        return reply ? Json::parse(reply->body).at("rsp") : Json();
+    }
+
+    const std::map<std::string, std::string>& votes() const { return m_votes; }
+    int confirmed() const { return m_confirmed; }
+
+private:
+    using Known = std::map<std::string, std::string>;
+
+    static constexpr const char* kForm = "application/x-www-form-urlencoded";
+    static constexpr const char* kUnsure = "?";
+    inline static const std::string kPrefix = "/openapi/service/vorel/";
+
+    httplib::Headers headers() const { return {{"Token", m_token}}; }
+
+    bool confirm(const httplib::Result& reply)
+    {
+        m_lost = reply && reply->status != 200;
+        EXPECT_FALSE(m_lost) << reply->body;
+        m_confirmed += reply && reply->status == 200;
+        return reply && reply->status == 200;
+    }
+
+    bool change(Known& known, const std::string& id, const std::string& state, const httplib::Result& reply)
+    {
+        const bool confirmed = confirm(reply);
+        known[id] = confirmed ? state : kUnsure;
+        return confirmed;
+    }
+
+    // How many tunings this makes, by the service's count; 0 where it did not answer.
+    int tune()
+    {
+        const httplib::Result reply = m_http->Put(kPrefix + "user/tune_history", headers(), "sourceid=1", kForm);
+        if (!confirm(reply)) {
+            ++m_unconfirmedTunings;
+            return 0;
+        }
+        m_tunings = std::stoi(Json::parse(reply->body).at("rsp").at("seq").get<std::string>());
+        return m_tunings;
+    }
+
+    void settle(Known& known, const std::string& id, const std::string& stored)
+    {
+        const auto found = known.find(id);
+        if (found != known.end() && found->second != kUnsure) {
+            EXPECT_EQ(stored, found->second) << m_device << ": what was confirmed of " << id << " is lost";
+        }
+        known[id] = stored;
+    }
+
+    const std::string m_device;
+    std::mt19937 m_random;
+    const std::vector<Target>& m_targets;
+    std::string m_token;
+    std::unique_ptr<httplib::Client> m_http;
+    Known m_favorites;
+    Known m_votes;
+    int m_tunings = 0;  // confirmed
+    int m_unconfirmedTunings = 0;
+    int m_confirmed = 0;
+    bool m_lost = false;
+};
+
+class Durability : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        for (const char* build : {"alpha", "beta"}) {
+            test::writeFile(listingFile(build), listing(build));
+        }
+        Program import({"import", "--db", m_folder.path(), listingFile("alpha")});
+        ASSERT_EQ(import.wait(), 0) << import.errors();
+        Store store(m_folder.path(), Store::Mode::Existing);
+        for (int source = 1; source <= kChannels; ++source) {
+            m_targets.push_back({"channel", "sourceid", std::to_string(source)});
+        }
+        for (const std::string& id : test::rows(store, "SELECT DISTINCT content_id FROM airing")) {
+            m_targets.push_back({"content", "contentid", id});
+        }
+        ASSERT_EQ(m_targets.size(), static_cast<std::size_t>(kChannels + kContents));
+    }
+
+    std::string listingFile(const std::string& build) const { return m_folder.path() + "." + build + ".xml"; }
+
+    std::unique_ptr<Program> serve(std::vector<WritingClient>& clients)
+    {
+        auto program = std::make_unique<Program>(
+            std::vector<std::string>{"serve", "--db", m_folder.path(), "--listen", "127.0.0.1:0"});
+        const std::string line = program->readLine();
+        const int port = std::stoi(line.substr(line.rfind(':') + 1));
+        for (WritingClient& client : clients) {
+            client.connect(port);
+        }
+        return program;
+    }
+
+    // The database is sound and holds one whole build.
+    void checkGuide()
+    {
+        Store store(m_folder.path(), Store::Mode::Existing);
+        EXPECT_EQ(test::rows(store, "PRAGMA integrity_check"), std::vector<std::string>{"ok"});
+        const std::vector<std::string> builds =
+            test::rows(store,
+                       "SELECT substr(short_desc, 1, instr(short_desc, ' ') - 1) AS build, count(*), "
+                       "(SELECT value FROM guide WHERE name = 'digest') FROM airing GROUP BY build");
+        ASSERT_EQ(builds.size(), 1U) << "two builds at once";
+        const std::string build = builds[0].substr(0, builds[0].find('|'));
+        EXPECT_EQ(builds[0], fmt::format("{}|{}|{}", build, kProgrammes, builds[0].substr(builds[0].rfind('|') + 1)));
+        const std::string digest = builds[0].substr(builds[0].rfind('|') + 1);
+        EXPECT_EQ(m_digests.try_emplace(build, digest).first->second, digest) << build;
+        const auto found = [&](const char* word) { return build == word ? std::to_string(kContents) : "0"; };
+        EXPECT_EQ(test::rows(store, "SELECT count(*) FROM search WHERE search MATCH 'alpha'")[0], found("alpha"));
+        EXPECT_EQ(test::rows(store, "SELECT count(*) FROM search WHERE search MATCH 'beta'")[0], found("beta"));
+        m_seen[build]++;
+    }
+
+    // Kills the service, and the import where there is one, again and again at moments that vary.
+    void killAgainAndAgain(bool importing)
+    {
+        std::vector<WritingClient> clients;
+        for (int i = 0; i < 4; ++i) {
+            clients.emplace_back(i, m_targets);
+        }
+        std::mt19937 random(1);
+        const int kills = longRun() ? 200 : 4;
+        std::unique_ptr<Program> service = serve(clients);
+        for (int i = 0; i < kills && !HasFailure(); ++i) {
+            std::vector<std::thread> threads;
+            for (WritingClient& client : clients) {
+                threads.emplace_back([&client] {
+                    while (client.write()) {
+                    }
+                });
+            }
+            std::unique_ptr<Program> import;
+            if (importing) {
+                import = std::make_unique<Program>(
+                    std::vector<std::string>{"import", "--db", m_folder.path(),
+                                             listingFile(m_seen["beta"] > m_seen["alpha"] ? "alpha" : "beta")});
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 250));
+            if (import) {
+                import->signal(SIGKILL);
+                import->wait();
+            }
+            service->signal(SIGKILL);
+            service->wait();
+            for (std::thread& thread : threads) {
+                thread.join();
+            }
+            checkGuide();
+            service = serve(clients);
+            for (WritingClient& client : clients) {
+                client.verify();
+            }
+        }
+        int confirmed = 0;
+        for (const WritingClient& client : clients) {
+            confirmed += client.confirmed();
+        }
+        EXPECT_GT(confirmed, kills * 10) << "hardly anything was written";
+        fmt::print("{} kills, {} changes confirmed; found after them: alpha {} times, beta {}\n", kills, confirmed,
+                   m_seen["alpha"], m_seen["beta"]);
+    }
+
+    TemporaryDatabase m_folder;
+    std::vector<Target> m_targets;
+    std::map<std::string, std::string> m_digests;
+    std::map<std::string, int> m_seen;
+};
+
+TEST_F(Durability, WhatWasConfirmedOutlastsAKill)
+{
+    killAgainAndAgain(false);
+}
+
+TEST_F(Durability, AKilledImportLeavesTheOldGuideOrTheNew)
+{
+    killAgainAndAgain(true);
+}
+
+TEST_F(Durability, TwoHundredClientsLoseNothing)
+{
+    std::vector<WritingClient> clients;
+    for (int i = 0; i < 200; ++i) {
+        clients.emplace_back(i, m_targets);
+    }
+    const std::unique_ptr<Program> service = serve(clients);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(longRun() ? 60 : 2);
+    std::atomic<int> unanswered{0};
+    std::vector<std::thread> threads;
+    for (WritingClient& client : clients) {
+        threads.emplace_back([&] {
+            while (std::chrono::steady_clock::now() < end) {
+                unanswered += client.write() ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(unanswered, 0);
+    int confirmed = 0;
+    std::map<std::string, std::pair<int, int>> counted;
+    for (WritingClient& client : clients) {
+        client.verify();
+        confirmed += client.confirmed();
+        for (const auto& [id, vote] : client.votes()) {
+            counted[id].first += vote == "like";
+            counted[id].second += vote == "dislike";
+        }
+    }
+    for (const Target& target : m_targets) {
+        const Json count =
+            clients.front().get(fmt::format("user/like?{}={}", target.voteParam, target.id)).at("content").at("count");
+        EXPECT_EQ(count.at("like"), std::to_string(counted[target.id].first)) << target.kind << " " << target.id;
+        EXPECT_EQ(count.at("dislike"), std::to_string(counted[target.id].second)) << target.kind << " " << target.id;
+    }
+    checkGuide();
+    fmt::print("{} changes confirmed\n", confirmed);
+}
+
+}  // namespace
+}  // namespace corvaned
