@@ -42,7 +42,7 @@ struct CurlDeleter {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 
-/// An easy handle set up once and used again and again.
+/// An easy handle, used again and again; each request brings its URL and headers.
 struct BareRequest {
     std::unique_ptr<CURL, CurlDeleter> easy{curl_easy_init()};
     std::unique_ptr<curl_slist, CurlDeleter> headers;
@@ -50,15 +50,19 @@ struct BareRequest {
 
     BareRequest()
     {
+        curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, append);
+        curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &reply);
+    }
+
+    void prepare()
+    {
         curl_slist* list = nullptr;
         for (const auto& [name, value] : kHeaders)
             list = curl_slist_append(list, (std::string(name) + ": " + value).c_str());
+        curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, list);
         headers.reset(list);
         curl_easy_setopt(easy.get(), CURLOPT_URL, (LoopbackServer::instance().url() + "/schedule").c_str());
-        curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
-        curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, headers.get());
-        curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, append);
-        curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &reply);
     }
 
     void check()
@@ -74,6 +78,7 @@ void easy(benchmark::State& state)
 {
     BareRequest request;
     for (auto _ : state) {
+        request.prepare();
         curl_easy_perform(request.easy.get());
         request.check();
     }
@@ -88,6 +93,7 @@ void multi(benchmark::State& state, std::size_t count)
         int done = 0;
         for (BareRequest& request : requests) {
             curl_easy_setopt(request.easy.get(), CURLOPT_PRIVATE, &request);
+            request.prepare();
             curl_multi_add_handle(multi, request.easy.get());
             ++sent;
         }
@@ -103,6 +109,7 @@ void multi(benchmark::State& state, std::size_t count)
                 request->check();
                 ++done;
                 if (sent < kBatch) {
+                    request->prepare();
                     curl_multi_add_handle(multi, request->easy.get());
                     ++sent;
                     added = true;

@@ -7,8 +7,9 @@
 
 namespace W::bench {
 
-/// Answers every request with the same 10 KB on connections that stay open; a path that begins with "/stall" is read
-/// and never answered.
+/// Puts itself on the last processor and this process on the first one: where threads wake each other up decides what
+/// that costs, and the scheduler decides otherwise in every run. Answers every request with the same 10 KB on
+/// connections that stay open; a path that begins with "/stall" is read and never answered.
 class LoopbackServer {
 public:
     /// Forks: before the process has threads.

@@ -1,6 +1,8 @@
 // The two threads, the lists between them, and flushing.
 #include "CurlExecutor.h"
 
+#include <sys/eventfd.h>
+
 #include <algorithm>
 #include <csignal>
 #include <new>
@@ -51,6 +53,9 @@ CURLM* makeMulti()
 
 CurlExecutor::CurlExecutor(HttpLimits limits) : m_limits(std::move(limits)), m_pMulti(makeMulti())
 {
+    m_wakeUp.hold(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+    if (!m_wakeUp.isOpen())
+        throw std::bad_alloc();
     // So that no list of the transfer thread has to grow.
     m_starting.reserve(m_limits.concurrency);
     m_ended.reserve(m_limits.concurrency);
@@ -115,16 +120,20 @@ int CurlExecutor::addRequest(HttpRequest* request)
         if (isMarked(exchange))
             m_bAttention = true;
     }
-    if (m_bSleeping.exchange(false))
-        curl_multi_wakeup(m_pMulti.get());
+    wakeTransfers();
     return status::kOk;
 }
 
 void CurlExecutor::wake()
 {
     m_bAttention = true;
+    wakeTransfers();
+}
+
+void CurlExecutor::wakeTransfers()
+{
     if (m_bSleeping.exchange(false))
-        curl_multi_wakeup(m_pMulti.get());
+        eventfd_write(m_wakeUp.get(), 1);
 }
 
 void CurlExecutor::flushHttpRequests(UINT64 id)
@@ -365,7 +374,11 @@ void CurlExecutor::sleep()
         const auto until = std::min(m_nextStall, m_nextExpiry) - m_now;
         const auto timeout = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(until),
                                         std::chrono::milliseconds::zero(), kLongestSleep);
-        curl_multi_poll(m_pMulti.get(), nullptr, 0, static_cast<int>(timeout.count()), nullptr);
+        curl_waitfd wakeUp{m_wakeUp.get(), CURL_WAIT_POLLIN, 0};
+        curl_multi_poll(m_pMulti.get(), &wakeUp, 1, static_cast<int>(timeout.count()), nullptr);
+        eventfd_t count = 0;
+        if (wakeUp.revents != 0)
+            eventfd_read(m_wakeUp.get(), &count);
     }
     m_bSleeping = false;
 }

@@ -90,6 +90,9 @@ private:
     void endStalled();
     void sleep();
 
+    /// Ends the transfer thread's sleep.  [any thread]
+    void wakeTransfers();
+
     // Delivery thread
     void deliverAll();
 
@@ -114,6 +117,7 @@ private:
 
     std::atomic<bool> m_bAttention{false};  ///< some request was marked since the transfer thread last looked
     std::atomic<bool> m_bSleeping{false};   ///< the transfer thread is about to wait in libcurl
+    FileDescriptor m_wakeUp;                ///< an eventfd that ends the wait; cheaper than libcurl's own means
 
     // Transfer thread only
     struct MultiCleanup {

@@ -206,7 +206,11 @@ bool CurlTransfer::appendHeader(const std::string& line)
 
 bool CurlTransfer::setHeaders(const HttpHeader& header)
 {
+    // A session's requests differ in their URLs alone.
+    if (m_pHeaders && header.lines() == m_headerLines)
+        return true;
     m_pHeaders.reset();
+    m_headerLines = header.lines();
     bool complete = true;
     const auto withdraw = [&](const std::string& name) {
         const auto& lines = header.lines();
@@ -226,8 +230,11 @@ bool CurlTransfer::setHeaders(const HttpHeader& header)
         decode = decode || isHeaderName(name, "Accept-Encoding");
     }
     // Switches decoding on; the request's own line stands in for the one that libcurl would send.
-    return complete && curl_easy_setopt(handle(), CURLOPT_ACCEPT_ENCODING, decode ? "" : nullptr) == CURLE_OK &&
-           curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, m_pHeaders.get()) == CURLE_OK;
+    complete = complete && curl_easy_setopt(handle(), CURLOPT_ACCEPT_ENCODING, decode ? "" : nullptr) == CURLE_OK &&
+               curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, m_pHeaders.get()) == CURLE_OK;
+    if (!complete)
+        m_pHeaders.reset();
+    return complete;
 }
 
 SESSION_STATUS CurlTransfer::end(SESSION_STATUS given)

@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace W::host {
 
@@ -120,6 +121,7 @@ private:
     DownloadProgress& m_downloads;
     std::unique_ptr<CURL, EasyCleanup> m_pEasy;
     std::unique_ptr<curl_slist, ListCleanup> m_pHeaders;
+    std::vector<HttpHeader::Line> m_headerLines;  ///< what m_pHeaders was made of
     HttpRequest* m_pRequest = nullptr;
     Clock::time_point m_lastProgress;
     SESSION_STATUS m_iFailure = session::kCompleted;  ///< why a callback of ours stopped the transfer
