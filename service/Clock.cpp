@@ -167,7 +167,9 @@ Instant Zone::midnight(Instant instant) const
 {
     const Instant local = instant + offsetAt(instant);
     const Instant intoDay = ((local % kDay) + kDay) % kDay;
-    return instant - intoDay;
+    const Instant begin = instant - intoDay;
+    // The clock may have been changed since: a day of that kind has 23 or 25 hours.
+    return begin + offsetAt(instant) - offsetAt(begin);
 }
 
 }  // namespace corvaned

@@ -318,6 +318,25 @@ TEST_F(FailedAllocations, OfAnObjectGiveNoneOrOneThatSaysSo)
     }
 }
 
+/// Going away needs no memory, however much is outstanding.
+TEST_F(FailedAllocations, OfADestructionDoNotMatter)
+{
+    HoldingExecutor executor;
+    for (int outstanding = 0; outstanding < 4; ++outstanding) {
+        std::vector<std::unique_ptr<Counter>> counters;
+        auto* const object = static_cast<WVorelOAI*>(createPlugin());
+        openSession(*object);
+        for (int number = 0; number < outstanding; ++number) {
+            counters.push_back(std::make_unique<Counter>());
+            EXPECT_EQ(callOf(5).call(*object, *counters.back()), 0);
+        }
+        FailingAllocations failing(Which::AllFrom, 1);
+        const WatchedThread watched(failing);
+        destroyPlugin(object);
+        EXPECT_EQ(failing.seen(), 0);
+    }
+}
+
 /// Sessions are replaced as a whole or not at all.
 TEST_F(FailedAllocationsOfOperations, OfASessionLeaveTheOneBefore)
 {

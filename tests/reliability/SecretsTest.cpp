@@ -1,0 +1,352 @@
+// What must not be told: no log at its default level holds a token, a seed key, or a user's or session's identifier, of
+// the plug-in, the host or the service. And what must not be done: what a service sends makes the plug-in inject no
+// header, follow no redirect, read no file and write none elsewhere.
+
+#include "CommandRun.h"
+#include "LongForm.h"
+#include "RawServer.h"
+
+#include <gmock/gmock.h>
+#include <openssl/sha.h>
+#include <sys/types.h>
+#include <unistd.h>
+#include <nlohmann/json.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace W::test {
+namespace {
+
+using host::corvane;
+using host::Outcome;
+using host::RawServer;
+using host::readFile;
+using host::ScratchDirectory;
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::Not;
+
+using Secrets = std::map<std::string, std::string>;
+
+const Secrets kSecrets = {
+    {"session identifier", "SeSsIoN-0cf1e5"},
+    {"user identifier", "UsEr-7ab310"},
+    {"seed key", "SeEdKeY-55d0aa"},
+    {"secret key", "SeCrEt-90bb21"},
+    {"application key", "ApPkEy-2f3c4d"},
+    {"authentication token", "AuThToKeN-66"},
+    {"device", "DeViCe-81c2d3"},
+};
+
+std::string token(const std::string& session, const std::string& user, const std::string& seedKey,
+                  const std::string& secret)
+{
+    const std::string text = seedKey + "+" + secret;
+    unsigned char digest[SHA_DIGEST_LENGTH];
+    SHA1(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest);
+    std::string hex;
+    for (const unsigned char byte : digest) {
+        constexpr char kDigits[] = "0123456789abcdef";
+        hex += kDigits[byte >> 4];
+        hex += kDigits[byte & 15];
+    }
+    return session + "+" + user + "+" + hex;
+}
+
+/// Tells of every secret that a log holds.
+void expectNone(const Secrets& secrets, const std::string& log, const char* whose)
+{
+    for (const auto& [name, text] : secrets) {
+        ASSERT_GE(text.size(), 6u) << name;
+        EXPECT_EQ(log.find(text), std::string::npos) << "the " << name << " stands in the log of the " << whose << ":\n"
+                                                     << log.substr(0, 2000);
+    }
+}
+
+std::string sessionReply(const std::string& session, const std::string& user, const std::string& seedKey)
+{
+    return json{
+        {"rsp",
+         {{"stat", "OK"},
+          {"difference", "+09:00"},
+          {"session",
+           {{"id", session}, {"user", {{"id", user}}}, {"seedkey", seedKey}, {"expired", "2099-01-01T00:00:00Z"}}}}}}
+        .dump();
+}
+
+/// The example call of every operation, as the page of operations shows it.
+std::vector<std::string> exampleCalls()
+{
+    std::ifstream in(std::string(CORVANE_DOCS) + "/operations.md");
+    std::vector<std::string> calls;
+    for (std::string line; std::getline(in, line);) {
+        if (line.rfind("{\"jsonrpc\"", 0) == 0 && line.find("\"wait\"") == std::string::npos)
+            calls.push_back(line);
+    }
+    return calls;
+}
+
+std::string settings(const std::string& url, const std::string& directory)
+{
+    std::ofstream(directory + "/channels.json") << "{}";
+    std::string text;
+    for (const std::string& setting :
+         {"base_url=" + url, std::string("country=US"), std::string("headend=H"),
+          "app_key=" + kSecrets.at("application key"), "secret_key=" + kSecrets.at("secret key"),
+          "auth_token=" + kSecrets.at("authentication token"), "duid=" + kSecrets.at("device"),
+          std::string("model_id=M"), "channelinfo_filepath=" + directory + "/channels.json"})
+        text += " --set " + setting;
+    return text;
+}
+
+constexpr char kWait[] = "{\"jsonrpc\":\"2.0\",\"id\":900,\"method\":\"wait\",\"params\":[]}\n";
+constexpr char kOpenSession[] = "{\"jsonrpc\":\"2.0\",\"id\":901,\"method\":\"getAuthSeedkey\",\"params\":[]}\n";
+
+TEST(Secrets, StandInNoLogOfPluginAndHost)
+{
+    const std::string session = kSecrets.at("session identifier");
+    const std::string user = kSecrets.at("user identifier");
+    const std::string seedKey = kSecrets.at("seed key");
+    const std::string good = sessionReply(session, user, seedKey);
+    // Behind the first two, which open the session, replies of all kinds, and all of them repeat the secrets.
+    const RawServer server([&](RawServer::Connection& connection) {
+        while (const auto request = connection.readRequest()) {
+            static std::atomic<unsigned> s_number{0};
+            const unsigned number = ++s_number;
+            const bool first =
+                request->find("/seedkey") != std::string::npos || request->find("/localtime") != std::string::npos;
+            if (first || number % 4 == 0)
+                connection.answer(good);
+            else if (number % 4 == 1)
+                connection.answer("<html>" + good);
+            else if (number % 4 == 2)
+                connection.answer(R"({"rsp":{"stat":"FAIL","err":{"code":"206","msg":")" + session + seedKey + user +
+                                  "\"}}}");
+            else
+                connection.send("HTTP/1.1 401 " + session + "\r\nContent-Length: " + std::to_string(good.size()) +
+                                "\r\n\r\n" + good);
+        }
+    });
+    const ScratchDirectory scratch;
+    std::string input;
+    std::string calls;
+    for (std::string call : exampleCalls()) {
+        for (const auto& [from, to] : {std::pair<std::string, std::string>("http://127.0.0.1:8900", server.url("")),
+                                       std::pair<std::string, std::string>("/tmp", scratch.file("."))}) {
+            if (const std::size_t at = call.find(from); at != std::string::npos)
+                call.replace(at, from.size(), to);
+        }
+        calls += call + "\n";
+    }
+    ASSERT_GT(host::lineCount(calls), 45);
+    input = std::string(kOpenSession) + kWait + calls + kWait + calls + kWait;
+    // A session of the host's own, and a cancel.
+    input += json{{"id", 902},
+                  {"method", "setAuthSeedkey"},
+                  {"params", {{{"SessionID", session}, {"UserID", user}, {"SeedKey", seedKey}}}}}
+                 .dump() +
+             "\n" + json{{"id", 903}, {"method", "cancel"}, {"params", {12345}}}.dump() + "\n";
+
+    Secrets secrets = kSecrets;
+    secrets["token"] = token(session, user, seedKey, kSecrets.at("secret key"));
+    const std::string arguments = settings(server.url(""), scratch.file("."));
+    const Outcome plain = corvane(arguments + " --log " + scratch.file("log") + " rpc", input);
+    EXPECT_EQ(plain.exitCode, 0) << plain.errors;
+    const std::string log = readFile(scratch.file("log"));
+    EXPECT_THAT(log, HasSubstr("#ERROR WSTATUS:")) << "nothing was logged";
+    expectNone(secrets, log, "plug-in");
+    expectNone(secrets, plain.errors, "host");
+    const Outcome toErrors = corvane(arguments + " rpc", input);
+    EXPECT_THAT(toErrors.errors, HasSubstr("#ERROR WSTATUS:"));
+    expectNone(secrets, toErrors.errors, "host");
+    // People are shown a service's own words when it refuses, so this one does not.
+    const RawServer kind(host::answering(good));
+    for (const char* forPeople : {" doctor", " guide"})
+        expectNone(secrets, corvane(settings(kind.url(""), scratch.file(".")) + forPeople).errors, "host");
+    figure("bytes of the plug-in's log at its default level, without a secret", static_cast<double>(log.size()));
+
+    // What is looked for would be found: at the level of traces it is there.
+    corvane(arguments + " --log " + scratch.file("traces") + " --log-level 8 rpc", input);
+    const std::string traces = readFile(scratch.file("traces"));
+    for (const char* name : {"session identifier", "user identifier", "seed key"})
+        EXPECT_THAT(traces, HasSubstr(kSecrets.at(name))) << name;
+    EXPECT_GT(server.requests().size(), 100u);
+    EXPECT_THAT(server.requests().back(), Not(HasSubstr("seedkey")));
+}
+
+/// The service as a process, with its output in a file.
+class ServiceProcess {
+public:
+    explicit ServiceProcess(const ScratchDirectory& scratch) : m_sLog(scratch.file("service.log"))
+    {
+        m_iProcess = ::fork();
+        if (m_iProcess == 0) {
+            if (std::freopen(m_sLog.c_str(), "w", stdout) == nullptr || ::dup2(STDOUT_FILENO, STDERR_FILENO) < 0)
+                ::_exit(1);
+            ::execl(CORVANED, CORVANED, "serve", "--listen", "127.0.0.1:0", "--secret",
+                    kSecrets.at("secret key").c_str(), static_cast<char*>(nullptr));
+            ::_exit(1);
+        }
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        const std::string words = "listening on ";
+        while (m_sUrl.empty() && std::chrono::steady_clock::now() < end) {
+            const std::string text = log();
+            const std::size_t at = text.find(words);
+            if (at != std::string::npos && text.find('\n', at) != std::string::npos)
+                m_sUrl = text.substr(at + words.size(), text.find('\n', at) - at - words.size());
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+    ~ServiceProcess() { stop(); }
+    ServiceProcess(const ServiceProcess&) = delete;
+    ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+    void stop()
+    {
+        if (m_iProcess < 0)
+            return;
+        ::kill(m_iProcess, SIGTERM);
+        ::waitpid(m_iProcess, nullptr, 0);
+        m_iProcess = -1;
+    }
+    std::string log() const { return readFile(m_sLog); }
+    const std::string& url() const { return m_sUrl; }
+
+private:
+    std::string m_sLog;
+    std::string m_sUrl;
+    int m_iProcess = -1;
+};
+
+TEST(Secrets, StandInNoLogOfTheService)
+{
+    const ScratchDirectory scratch;
+    ServiceProcess service(scratch);
+    ASSERT_FALSE(service.url().empty()) << service.log();
+    std::string calls;
+    for (std::string call : exampleCalls()) {
+        if (call.find("getServerUrl") == std::string::npos && call.find("download") == std::string::npos)
+            calls += call + "\n";
+    }
+    const std::string arguments = settings(service.url(), scratch.file("."));
+    const Outcome right = corvane(arguments + " rpc", std::string(kOpenSession) + kWait + calls + kWait);
+    Secrets secrets = kSecrets;
+    std::istringstream lines(right.output);
+    for (std::string line; std::getline(lines, line);) {
+        const json told = json::parse(line);
+        if (told.value("id", 0) == 901 && told.contains("result")) {
+            const json& session = told["result"]["results"][0];
+            secrets["session identifier"] = session["SessionID"];
+            secrets["user identifier"] = session["UserID"];
+            secrets["seed key"] = session["SeedKey"];
+        }
+    }
+    ASSERT_NE(secrets["seed key"], kSecrets.at("seed key")) << right.output.substr(0, 400);
+    secrets["token"] = token(secrets["session identifier"], secrets["user identifier"], secrets["seed key"],
+                             kSecrets.at("secret key"));
+    // Tokens that are wrong: of another secret, of nobody.
+    const std::string wrong = json{{"id", 1},
+                                   {"method", "setAuthSeedkey"},
+                                   {"params",
+                                    {{{"SessionID", secrets["session identifier"]},
+                                      {"UserID", secrets["user identifier"]},
+                                      {"SeedKey", "guessed"}}}}}
+                                  .dump() +
+                              "\n";
+    corvane(arguments + " rpc", wrong + calls + kWait);
+    service.stop();
+    const std::string log = service.log();
+    EXPECT_THAT(log, HasSubstr("status=401"));
+    EXPECT_THAT(log, HasSubstr("status=200"));
+    expectNone(secrets, log, "service");
+    figure("bytes of the service's log, without a secret", static_cast<double>(log.size()));
+}
+
+json callsResult(const Outcome& outcome, int id)
+{
+    std::istringstream lines(outcome.output);
+    for (std::string line; std::getline(lines, line);) {
+        const json told = json::parse(line);
+        if (told.value("id", 0) == id && told.contains("result"))
+            return told["result"];
+    }
+    return nullptr;
+}
+
+TEST(HostileService, ASessionWithLineEndsInjectsNoHeader)
+{
+    const std::string evil = sessionReply("S\r\nInjected: 1", "U\nInjected: 2", "K");
+    const RawServer server(host::answering(evil));
+    const ScratchDirectory scratch;
+    const Outcome outcome =
+        corvane(settings(server.url(""), scratch.file(".")) + " rpc",
+                std::string(kOpenSession) + kWait + "{\"id\":7,\"method\":\"getConfLog\",\"params\":[]}\n" + kWait);
+    EXPECT_EQ(callsResult(outcome, 7).value("status", 0), -1) << outcome.output;
+    ASSERT_EQ(server.requests().size(), 1u) << "the second request went out";
+    EXPECT_THAT(server.requests()[0], Not(HasSubstr("Injected")));
+}
+
+TEST(HostileService, ARedirectIsNotFollowed)
+{
+    const RawServer other(host::answering("what nobody may fetch"));
+    const RawServer server([&](RawServer::Connection& connection) {
+        while (connection.readRequest())
+            connection.send("HTTP/1.1 302 Found\r\nLocation: " + other.url("/x") + "\r\nContent-Length: 0\r\n\r\n");
+    });
+    const ScratchDirectory scratch;
+    const std::string download =
+        json{{"id", 7}, {"method", "download"}, {"params", {server.url("/f"), scratch.file("."), "f"}}}.dump() + "\n";
+    const Outcome outcome =
+        corvane(settings(server.url(""), scratch.file(".")) + " rpc", kOpenSession + download + kWait);
+    EXPECT_LT(callsResult(outcome, 901).value("status", 0), 0) << outcome.output;
+    EXPECT_LT(callsResult(outcome, 7).value("status", 0), 0) << outcome.output;
+    EXPECT_EQ(server.requests().size(), 2u);
+    EXPECT_EQ(other.connections(), 0);
+    EXPECT_FALSE(std::filesystem::exists(scratch.file("f")));
+}
+
+TEST(HostileService, AFileUrlIsNotRead)
+{
+    const ScratchDirectory scratch;
+    const std::string secret = scratch.write("secret", "what nobody may read");
+    const std::string download =
+        json{{"id", 7}, {"method", "download"}, {"params", {"file://" + secret, scratch.file("."), "copy"}}}.dump() +
+        "\n";
+    const std::string asServer = settings("file://" + secret + "?", scratch.file("."));
+    const Outcome outcome = corvane(asServer + " rpc", kOpenSession + download + kWait);
+    EXPECT_EQ(callsResult(outcome, 901).value("status", 0), -1) << outcome.output;
+    EXPECT_LT(callsResult(outcome, 7).value("status", 0), 0) << outcome.output;
+    EXPECT_FALSE(std::filesystem::exists(scratch.file("copy")));
+    EXPECT_THAT(outcome.output + outcome.errors, Not(HasSubstr("nobody may read")));
+}
+
+TEST(HostileService, ANameInAUrlStaysInItsDirectory)
+{
+    const RawServer server(host::answering("content"));
+    const ScratchDirectory scratch;
+    std::filesystem::create_directory(scratch.file("d"));
+    const char* const urls[] = {"/..",          "/.", "/a/../../escaped", "/%2e%2e%2fescaped", "/x?y=../escaped",
+                                "/..%2Fescaped"};
+    std::string input;
+    for (const char* url : urls)
+        input +=
+            json{{"id", 7}, {"method", "download"}, {"params", {server.url(url), scratch.file("d"), ""}}}.dump() + "\n";
+    corvane(settings(server.url(""), scratch.file(".")) + " rpc", input + kWait);
+    std::vector<std::string> outside;
+    for (const auto& entry : std::filesystem::directory_iterator(scratch.file(".")))
+        outside.push_back(entry.path().filename().string());
+    EXPECT_THAT(outside, testing::UnorderedElementsAre("d", "channels.json"));
+    EXPECT_FALSE(std::filesystem::is_empty(scratch.file("d"))) << "names that lead nowhere else are kept";
+}
+
+}  // namespace
+}  // namespace W::test

@@ -1,0 +1,111 @@
+// The service where its clock or its calendar turns: local time across both changes of summer time, the days that they
+// lengthen and shorten, leap days, 2038, and jumps while a viewer holds a session.
+
+#include "Clock.h"
+#include "ServiceClient.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+
+namespace corvaned::test {
+namespace {
+
+struct NamedZone : ::testing::Test {
+    void SetUp() override
+    {
+        if (!std::filesystem::exists("/usr/share/zoneinfo/Europe/Berlin")) {
+            GTEST_SKIP() << "no zone tables on this machine";
+        }
+    }
+    void TearDown() override { Zone::named("UTC"); }
+};
+
+TEST_F(NamedZone, LocalTimeFollowsBothChanges)
+{
+    const struct {
+        const char* zone;
+        const char* utc;
+        const char* local;
+        const char* offset;
+    } rows[] = {
+        {"Europe/Berlin", "2026-03-29T00:59:59Z", "2026-03-29T01:59:59", "+01:00"},
+        {"Europe/Berlin", "2026-03-29T01:00:00Z", "2026-03-29T03:00:00", "+02:00"},
+        {"Europe/Berlin", "2026-10-25T00:59:59Z", "2026-10-25T02:59:59", "+02:00"},
+        {"Europe/Berlin", "2026-10-25T01:00:00Z", "2026-10-25T02:00:00", "+01:00"},
+        {"America/New_York", "2026-03-08T06:59:59Z", "2026-03-08T01:59:59", "-05:00"},
+        {"America/New_York", "2026-03-08T07:00:00Z", "2026-03-08T03:00:00", "-04:00"},
+        {"America/New_York", "2026-11-01T06:00:00Z", "2026-11-01T01:00:00", "-05:00"},
+        {"Asia/Seoul", "2028-02-28T15:00:00Z", "2028-02-29T00:00:00", "+09:00"},
+        {"UTC", "2038-01-19T03:14:08Z", "2038-01-19T03:14:08", "+00:00"},
+        {"Asia/Seoul", "2106-02-07T06:28:16Z", "2106-02-07T15:28:16", "+09:00"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.zone) + " " + row.utc);
+        const Zone zone = Zone::named(row.zone);
+        const Instant instant = parseUtc(row.utc).value();
+        EXPECT_EQ(zone.formatLocal(instant), row.local);
+        EXPECT_EQ(zone.formatOffset(instant), row.offset);
+        EXPECT_EQ(formatUtc(instant), row.utc);
+    }
+}
+
+/// A day begins at its own midnight, also when the clock has been changed since.
+TEST_F(NamedZone, ADayBeginsAtItsMidnight)
+{
+    const struct {
+        const char* zone;
+        const char* now;
+        const char* midnight;
+    } rows[] = {
+        {"Europe/Berlin", "2026-03-29T00:30:00Z", "2026-03-28T23:00:00Z"},
+        {"Europe/Berlin", "2026-03-29T10:00:00Z", "2026-03-28T23:00:00Z"},
+        {"Europe/Berlin", "2026-03-29T21:59:59Z", "2026-03-28T23:00:00Z"},
+        {"Europe/Berlin", "2026-03-29T22:00:00Z", "2026-03-29T22:00:00Z"},
+        {"Europe/Berlin", "2026-10-25T00:30:00Z", "2026-10-24T22:00:00Z"},
+        {"Europe/Berlin", "2026-10-25T11:00:00Z", "2026-10-24T22:00:00Z"},
+        {"Europe/Berlin", "2026-10-25T22:59:59Z", "2026-10-24T22:00:00Z"},
+        {"Europe/Berlin", "2026-10-25T23:00:00Z", "2026-10-25T23:00:00Z"},
+        {"America/New_York", "2026-03-08T20:00:00Z", "2026-03-08T05:00:00Z"},
+        {"America/New_York", "2026-11-01T20:00:00Z", "2026-11-01T04:00:00Z"},
+        {"UTC", "2028-02-29T23:59:59Z", "2028-02-29T00:00:00Z"},
+        {"UTC", "2038-01-19T03:14:08Z", "2038-01-19T00:00:00Z"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.zone) + " " + row.now);
+        const Zone zone = Zone::named(row.zone);
+        EXPECT_EQ(formatUtc(zone.midnight(parseUtc(row.now).value())), row.midnight);
+    }
+}
+
+constexpr char kListing[] =
+    R"(<tv><channel id="a"><display-name>A</display-name></channel>
+    <programme start="20281231233000 +0000" stop="20290101003000 +0000" channel="a"><title>Turn</title></programme>
+    <programme start="20380119030000 +0000" stop="20380119040000 +0000" channel="a"><title>Later</title></programme></tv>)";
+
+TEST(JumpingServiceClock, SessionsLastByTheClockAndResultsStayRight)
+{
+    TestStore store;
+    importText(store.store, kListing);
+    ServiceClient client(store.store, "2028-12-31T23:45:00Z");
+    const Json before = client.get("channel/schedule?sourceid=1&interval=1");
+    // An hour back and forth ends no session, and changes nothing of what is on.
+    for (const char* now : {"2028-12-31T22:45:00Z", "2028-12-31T23:45:00Z"}) {
+        client.at(now);
+        client.get("conf/localtime");
+    }
+    EXPECT_EQ(client.get("channel/schedule?sourceid=1&interval=1"), before);
+    // Ten years ahead it is over, and that is said; the next one works.
+    client.at("2038-12-31T23:45:00Z");
+    EXPECT_EQ(client.refusal("GET", "channel/schedule?sourceid=1&interval=1").substr(0, 3), "206");
+    ServiceClient later(store.store, "2038-01-19T03:14:08Z", "tv-2");
+    EXPECT_NE(later.get("channel/schedule?sourceid=1&interval=1").dump().find("Later"), std::string::npos);
+    // And ten years back.
+    client.at("2018-12-31T23:45:00Z");
+    client.get("conf/localtime");
+}
+
+}  // namespace
+}  // namespace corvaned::test
