@@ -1,13 +1,14 @@
 // The guide by content, series, person, genre and words.
 #include <gtest/gtest.h>
 
-#include "ServiceClient.h"
+#include "Viewers.h"
 
 namespace corvaned {
 namespace {
 
-using test::column;
 using test::Json;
+using test::Texts;
+using test::valuesOf;
 
 std::string programme(const std::string& channel, const std::string& start, const std::string& inner)
 {
@@ -27,7 +28,7 @@ protected:
         const std::string people =
             "<credits><director>Dee Dow</director><actor role='Hero'>Ay Zed</actor><actor>Bo</actor>"
             "<presenter>Cy</presenter></credits>";
-        test::importText(m_db.store,
+        test::importText(m_under.store(),
                          "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name></channel>"
                          "<channel id='b'><display-name>Two</display-name><display-name>12</display-name></channel>" +
                              programme("a", "201200",
@@ -55,13 +56,13 @@ protected:
         return found.empty() ? "" : found[0]["id"].get<std::string>();
     }
 
-    Json titles(const std::string& query)
+    Texts titles(const std::string& query)
     {
-        return column(m_viewer.get("search/epg_search?q=" + query)["content"], "title");
+        return valuesOf(m_viewer.get("search/epg_search?q=" + query)["content"], "title");
     }
 
-    test::TestStore m_db;
-    test::ServiceClient m_viewer{m_db.store, "2026-11-20T12:30:00Z"};
+    test::ServiceUnderTest m_under{"2026-11-20T12:30:00Z", "+09:00"};
+    test::Viewer m_viewer{m_under, "tv-1"};
 };
 
 TEST_F(BrowseEndpoints, ContentHasOneEntryPerChannelAndTime)
@@ -72,19 +73,19 @@ TEST_F(BrowseEndpoints, ContentHasOneEntryPerChannelAndTime)
     EXPECT_EQ(content["year"], "1999");
     EXPECT_EQ(content["runtime"], "95");
     EXPECT_EQ(content["summary"], "A quiet place.");
-    EXPECT_EQ(column(content["directors"], "name"), Json({"Dee Dow"}));
-    EXPECT_EQ(column(content["castings"], "name"), Json({"Ay Zed", "Bo", "Cy"}));
-    EXPECT_EQ(column(content["castings"], "role"), Json({"Hero", "", "presenter"}));
-    EXPECT_EQ(column(content["channel"], "source"), Json({"1", "2"}));
-    EXPECT_EQ(column(content["channel"][1]["schedule"], "starttime"),
-              Json({"2026-11-20T18:00:00Z", "2026-11-21T18:00:00Z"}));
+    EXPECT_EQ(valuesOf(content["directors"], "name"), (Texts{"Dee Dow"}));
+    EXPECT_EQ(valuesOf(content["castings"], "name"), (Texts{"Ay Zed", "Bo", "Cy"}));
+    EXPECT_EQ(valuesOf(content["castings"], "role"), (Texts{"Hero", "", "presenter"}));
+    EXPECT_EQ(valuesOf(content["channel"], "source"), (Texts{"1", "2"}));
+    EXPECT_EQ(valuesOf(content["channel"][1]["schedule"], "starttime"),
+              (Texts{"2026-11-20T18:00:00Z", "2026-11-21T18:00:00Z"}));
     content = m_viewer.get("browse/content/" + id + "?sourceid=2&starttime=2026-11-21T00:00:00Z")["content"];
-    EXPECT_EQ(column(content["channel"], "source"), Json({"2"}));
-    EXPECT_EQ(column(content["channel"][0]["schedule"], "starttime"), Json({"2026-11-21T18:00:00Z"}));
+    EXPECT_EQ(valuesOf(content["channel"], "source"), (Texts{"2"}));
+    EXPECT_EQ(valuesOf(content["channel"][0]["schedule"], "starttime"), (Texts{"2026-11-21T18:00:00Z"}));
     EXPECT_EQ(m_viewer.get("browse/content/" + id + "?lang=de")["content"]["title"], "Das Haus");
     for (const char* unknown : {"1", "-1", "0", "x", "99999999999999999999", "%27"}) {
         EXPECT_EQ(m_viewer.refusal("GET", std::string("browse/content/") + unknown),
-                  "104 the guide has no content of that id");
+                  "104: the guide has no content of that id");
     }
 }
 
@@ -94,11 +95,11 @@ TEST_F(BrowseEndpoints, EpisodesComeBySeasonAndEachOnce)
     const Json series =
         m_viewer.get("browse/content/" + id + "/series?country=US&headend=&device=&sourceid=")["series"];
     EXPECT_EQ(series["title"], "Harbour");
-    EXPECT_EQ(column(series["season"], "season_seq"), Json({"1", "2", "0"}));
-    EXPECT_EQ(column(series["season"][0]["episode"], "title"), Json({"Pilot", "Second"}));
-    EXPECT_EQ(column(series["season"][0]["episode"], "episode_seq"), Json({"1", "2"}));
-    EXPECT_EQ(column(series["season"][1]["episode"], "title"), Json({"Return"}));
-    EXPECT_EQ(column(series["season"][2]["episode"], "title"), Json({"Special"}));
+    EXPECT_EQ(valuesOf(series["season"], "season_seq"), (Texts{"1", "2", "0"}));
+    EXPECT_EQ(valuesOf(series["season"][0]["episode"], "title"), (Texts{"Pilot", "Second"}));
+    EXPECT_EQ(valuesOf(series["season"][0]["episode"], "episode_seq"), (Texts{"1", "2"}));
+    EXPECT_EQ(valuesOf(series["season"][1]["episode"], "title"), (Texts{"Return"}));
+    EXPECT_EQ(valuesOf(series["season"][2]["episode"], "title"), (Texts{"Special"}));
     EXPECT_EQ(series["episode"], Json::array());
     EXPECT_EQ(series["season"][0]["episode"][0]["source"], "1");
     // The series has a number of its own, and the channel asked for shows the pilot too.
@@ -107,19 +108,20 @@ TEST_F(BrowseEndpoints, EpisodesComeBySeasonAndEachOnce)
     EXPECT_EQ(again["id"], series["id"]);
     EXPECT_EQ(again["season"][0]["episode"][0]["source"], "2");
     EXPECT_EQ(m_viewer.refusal("GET", "browse/content/" + idOf("café") + "/series?sourceid=1"),
-              "104 the guide has no series or episode of that id");
+              "104: the guide has no series or episode of that id");
 }
 
 TEST_F(BrowseEndpoints, ASeriesWithoutNumbersIsFlat)
 {
-    test::TestStore db;
-    test::importText(db.store, "<tv>" + programme("a", "201000", "<title>Talk</title><sub-title>B</sub-title>") +
-                                   programme("a", "201100", "<title>Talk</title><sub-title>A</sub-title>") + "</tv>");
-    test::ServiceClient viewer{db.store, "2026-11-20T12:30:00Z"};
+    test::ServiceUnderTest under{"2026-11-20T12:30:00Z"};
+    test::importText(under.store(), "<tv>" + programme("a", "201000", "<title>Talk</title><sub-title>B</sub-title>") +
+                                        programme("a", "201100", "<title>Talk</title><sub-title>A</sub-title>") +
+                                        "</tv>");
+    test::Viewer viewer{under, "tv-1"};
     const std::string id = viewer.get("search/epg_search?q=talk")["content"][0]["id"];
     const Json series = viewer.get("browse/content/" + id + "/series?sourceid=")["series"];
     EXPECT_EQ(series["season"], Json::array());
-    EXPECT_EQ(column(series["episode"], "title"), Json({"B", "A"}));
+    EXPECT_EQ(valuesOf(series["episode"], "title"), (Texts{"B", "A"}));
 }
 
 TEST_F(BrowseEndpoints, PeopleAreFoundByTheNumberThatContentsGiveThem)
@@ -132,9 +134,9 @@ TEST_F(BrowseEndpoints, PeopleAreFoundByTheNumberThatContentsGiveThem)
     EXPECT_EQ(person["occupation"], "actor");
     EXPECT_EQ(person["like"], "0");
     EXPECT_EQ(person["content"].size(), 2U);
-    m_viewer.rsp("PUT", "user/like", "country=US&personid=" + id + "&type=like");
+    m_viewer.put("user/like", "country=US&personid=" + id + "&type=like");
     EXPECT_EQ(m_viewer.get("browse/person/" + id)["person"]["like"], "1");
-    EXPECT_EQ(m_viewer.refusal("GET", "browse/person/999"), "104 the guide has no person of that id");
+    EXPECT_EQ(m_viewer.refusal("GET", "browse/person/999"), "104: the guide has no person of that id");
 }
 
 TEST_F(BrowseEndpoints, ContentsAreListedByGenreAndTime)
@@ -145,14 +147,14 @@ TEST_F(BrowseEndpoints, ContentsAreListedByGenreAndTime)
         byName[genre["name"]] = genre["id"];
     }
     const auto list = [&](const std::string& query) {
-        return column(m_viewer.get("browse/content/list?" + query)["content"], "title");
+        return valuesOf(m_viewer.get("browse/content/list?" + query)["content"], "title");
     };
-    EXPECT_EQ(list("genre=" + byName["Movie"]), Json({"The Café"}));
-    EXPECT_EQ(list("genre=" + byName["Movie"] + "," + byName["News"]), Json({"The Café", "Town News"}));
-    EXPECT_EQ(list("genre=999"), Json::array());
-    EXPECT_EQ(list("timestamp=2026-11-21T12:00:00Z"), Json({"Harbour", "The Café"}));
-    EXPECT_EQ(list("num=2"), Json({"The Café", "Town News"}));
-    EXPECT_EQ(list("start=1&num=1"), Json({"Town News"}));
+    EXPECT_EQ(list("genre=" + byName["Movie"]), (Texts{"The Café"}));
+    EXPECT_EQ(list("genre=" + byName["Movie"] + "," + byName["News"]), (Texts{"The Café", "Town News"}));
+    EXPECT_EQ(list("genre=999"), Texts());
+    EXPECT_EQ(list("timestamp=2026-11-21T12:00:00Z"), (Texts{"Harbour", "The Café"}));
+    EXPECT_EQ(list("num=2"), (Texts{"The Café", "Town News"}));
+    EXPECT_EQ(list("start=1&num=1"), (Texts{"Town News"}));
     EXPECT_EQ(m_viewer.refusal("GET", "browse/content/list?genre=x").substr(0, 3), "101");
 }
 
@@ -160,8 +162,8 @@ TEST_F(BrowseEndpoints, GenresAreSentWhenTheirChecksumDiffers)
 {
     const Json reply = m_viewer.get("conf/genre");
     EXPECT_EQ(reply["checksum"]["stat"], "new");
-    EXPECT_EQ(column(reply["genre"], "name"), Json({"Movie", "Drama series", "News"}));
-    EXPECT_EQ(column(reply["genre"], "rep_id"), Json({"1", "2", "3"}));
+    EXPECT_EQ(valuesOf(reply["genre"], "name"), (Texts{"Movie", "Drama series", "News"}));
+    EXPECT_EQ(valuesOf(reply["genre"], "rep_id"), (Texts{"1", "2", "3"}));
     EXPECT_EQ(reply["rep_genre"][0], Json({{"rep_id", "1"}, {"name", "Movies"}}));
     const std::string code = reply["checksum"]["code"];
     EXPECT_EQ(m_viewer.get("conf/genre?checksum=" + code), Json({{"checksum", {{"stat", "old"}, {"code", code}}}}));
@@ -169,23 +171,23 @@ TEST_F(BrowseEndpoints, GenresAreSentWhenTheirChecksumDiffers)
 
 TEST_F(BrowseEndpoints, TheSearchLooksIntoTitlesTextsAndNames)
 {
-    EXPECT_EQ(titles("cafe"), Json({"The Café"})) << "accents and case do not count";
-    EXPECT_EQ(titles("CAF"), Json({"The Café"})) << "the beginning of a word is enough";
-    EXPECT_EQ(titles("haus"), Json({"The Café"})) << "every language counts";
-    EXPECT_EQ(titles("quiet pla"), Json({"The Café"}));
-    EXPECT_EQ(titles("pilot"), Json({"Harbour"}));
-    EXPECT_EQ(titles("nothing"), Json::array());
+    EXPECT_EQ(titles("cafe"), (Texts{"The Café"})) << "accents and case do not count";
+    EXPECT_EQ(titles("CAF"), (Texts{"The Café"})) << "the beginning of a word is enough";
+    EXPECT_EQ(titles("haus"), (Texts{"The Café"})) << "every language counts";
+    EXPECT_EQ(titles("quiet pla"), (Texts{"The Café"}));
+    EXPECT_EQ(titles("pilot"), (Texts{"Harbour"}));
+    EXPECT_EQ(titles("nothing"), Texts());
     EXPECT_EQ(titles("zed").size(), 2U);
-    EXPECT_EQ(titles("zed return"), Json({"Harbour"})) << "every word has to be there";
-    EXPECT_EQ(m_viewer.refusal("GET", "search/epg_search?q="), "100 parameter 'q' is missing");
+    EXPECT_EQ(titles("zed return"), (Texts{"Harbour"})) << "every word has to be there";
+    EXPECT_EQ(m_viewer.refusal("GET", "search/epg_search?q="), "100: parameter 'q' is missing");
 }
 
 TEST_F(BrowseEndpoints, AnExactSearchTakesWholeWordsInTheirOrder)
 {
-    EXPECT_EQ(titles("quiet place&exact=yes"), Json({"The Café"}));
-    EXPECT_EQ(titles("place quiet&exact=yes"), Json::array());
-    EXPECT_EQ(titles("quiet pla&exact=yes"), Json::array());
-    EXPECT_EQ(titles("quiet pla&exact=no"), Json({"The Café"}));
+    EXPECT_EQ(titles("quiet place&exact=yes"), (Texts{"The Café"}));
+    EXPECT_EQ(titles("place quiet&exact=yes"), Texts());
+    EXPECT_EQ(titles("quiet pla&exact=yes"), Texts());
+    EXPECT_EQ(titles("quiet pla&exact=no"), (Texts{"The Café"}));
 }
 
 TEST_F(BrowseEndpoints, TheSearchIsPaged)
@@ -203,17 +205,17 @@ TEST_F(BrowseEndpoints, WhatLooksLikeAnOperatorIsAWord)
 {
     for (const char* question :
          {"\"", "*", "NOT", "AND", "title:", "a OR", "(", "^", "{x}", "-", "'", "NEAR(a b)", "\"\"\"*"}) {
-        EXPECT_EQ(titles(question), Json::array()) << question;
-        EXPECT_EQ(titles(std::string(question) + "&exact=yes"), Json::array()) << question;
+        EXPECT_EQ(titles(question), Texts()) << question;
+        EXPECT_EQ(titles(std::string(question) + "&exact=yes"), Texts()) << question;
     }
 }
 
 TEST_F(BrowseEndpoints, AnImportReplacesWhatIsFound)
 {
-    test::importText(m_db.store, "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
-    EXPECT_EQ(titles("harbour"), Json::array());
+    test::importText(m_under.store(), "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
+    EXPECT_EQ(titles("harbour"), Texts());
     EXPECT_EQ(m_viewer.get("search/epg_search?q=harbour")["total"], "0");
-    EXPECT_EQ(titles("other"), Json({"Other"}));
+    EXPECT_EQ(titles("other"), (Texts{"Other"}));
 }
 
 }  // namespace

@@ -207,8 +207,10 @@ protected:
         for (const char* build : {"alpha", "beta"}) {
             test::writeFile(listingFile(build), listing(build));
         }
+        const auto begin = std::chrono::steady_clock::now();
         Program import({"import", "--db", m_folder.path(), listingFile("alpha")});
         ASSERT_EQ(import.wait(), 0) << import.errors();
+        m_importTime = std::chrono::steady_clock::now() - begin;
         Store store(m_folder.path(), Store::Mode::Existing);
         for (int source = 1; source <= kChannels; ++source) {
             m_targets.push_back({"channel", "sourceid", std::to_string(source)});
@@ -250,7 +252,8 @@ protected:
         const auto found = [&](const char* word) { return build == word ? std::to_string(kContents) : "0"; };
         EXPECT_EQ(test::rows(store, "SELECT count(*) FROM search WHERE search MATCH 'alpha'")[0], found("alpha"));
         EXPECT_EQ(test::rows(store, "SELECT count(*) FROM search WHERE search MATCH 'beta'")[0], found("beta"));
-        m_seen[build]++;
+        m_replaced += build != m_held;
+        m_held = build;
     }
 
     // Kills the service, and the import where there is one, again and again at moments that vary.
@@ -271,16 +274,13 @@ protected:
                     }
                 });
             }
-            std::unique_ptr<Program> import;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 150));
             if (importing) {
-                import = std::make_unique<Program>(
-                    std::vector<std::string>{"import", "--db", m_folder.path(),
-                                             listingFile(m_seen["beta"] > m_seen["alpha"] ? "alpha" : "beta")});
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 250));
-            if (import) {
-                import->signal(SIGKILL);
-                import->wait();
+                // Anywhere between its first moment and a little behind its last.
+                Program import({"import", "--db", m_folder.path(), listingFile(m_held == "alpha" ? "beta" : "alpha")});
+                std::this_thread::sleep_for(m_importTime * (random() % 120) / 100);
+                import.signal(SIGKILL);
+                import.wait();
             }
             service->signal(SIGKILL);
             service->wait();
@@ -298,14 +298,19 @@ protected:
             confirmed += client.confirmed();
         }
         EXPECT_GT(confirmed, kills * 10) << "hardly anything was written";
-        fmt::print("{} kills, {} changes confirmed; found after them: alpha {} times, beta {}\n", kills, confirmed,
-                   m_seen["alpha"], m_seen["beta"]);
+        if (importing && longRun()) {
+            EXPECT_GT(m_replaced, kills / 20) << "hardly any import was complete";
+            EXPECT_LT(m_replaced, kills - kills / 20) << "hardly any import was cut off";
+        }
+        fmt::print("{} kills, {} changes confirmed, {} imports complete\n", kills, confirmed, m_replaced);
     }
 
     TemporaryDatabase m_folder;
     std::vector<Target> m_targets;
     std::map<std::string, std::string> m_digests;
-    std::map<std::string, int> m_seen;
+    std::string m_held = "alpha";  // the build that the guide holds
+    int m_replaced = 0;            // how often an import was complete before it was killed
+    std::chrono::steady_clock::duration m_importTime{};
 };
 
 TEST_F(Durability, WhatWasConfirmedOutlastsAKill)

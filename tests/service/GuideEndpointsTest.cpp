@@ -1,13 +1,14 @@
 // What is on, by channel: channel/onair, focus_channel, today and browse/guide.
 #include <gtest/gtest.h>
 
-#include "ServiceClient.h"
+#include "Viewers.h"
 
 namespace corvaned {
 namespace {
 
-using test::column;
 using test::Json;
+using test::Texts;
+using test::valuesOf;
 
 std::string programme(const std::string& channel, const std::string& start, const std::string& stop,
                       const std::string& inner)
@@ -20,7 +21,7 @@ protected:
     void SetUp() override
     {
         test::importText(
-            m_db.store,
+            m_under.store(),
             "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name>"
             "<icon src='http://i/1.png'/></channel>"
             "<channel id='b'><display-name>Two</display-name><display-name>12</display-name></channel>" +
@@ -34,15 +35,15 @@ protected:
                 programme("b", "20261120170000", "20261120173000", "<title>News</title>") + "</tv>");
     }
 
-    test::TestStore m_db;
-    test::ServiceClient m_viewer{m_db.store, "2026-11-20T17:15:00Z"};
+    test::ServiceUnderTest m_under{"2026-11-20T17:15:00Z", "+09:00"};
+    test::Viewer m_viewer{m_under, "tv-1"};
 };
 
 TEST_F(GuideEndpoints, OnAirTellsWhatIsOnNow)
 {
     const Json channels =
         m_viewer.get("channel/onair?&lang=en&headend=&device=&sourceid=2,1,9,x&imagesize=1,2")["channel"];
-    ASSERT_EQ(column(channels, "source"), Json({"2", "1"}));
+    ASSERT_EQ(valuesOf(channels, "source"), (Texts{"2", "1"}));
     Json ferry = channels[1];
     EXPECT_FALSE(ferry["content"]["id"].get<std::string>().empty());
     ferry["content"].erase("id");
@@ -50,8 +51,8 @@ TEST_F(GuideEndpoints, OnAirTellsWhatIsOnNow)
         "ep_title":"Low Tide","ep_number":"5","type":"series","starttime":"2026-11-20T16:00:00Z","duration":"120",
         "genres":[{"id":"1"}],"poster":{"url":"http://i/f.png","type":"poster","index":"0","width":"3","height":"4"}}})"));
     EXPECT_EQ(m_viewer.get("channel/onair?lang=de&sourceid=1")["channel"][0]["content"]["title"], "Fähre");
-    m_viewer.at("2026-11-20T17:30:00Z");
-    EXPECT_EQ(column(m_viewer.get("channel/onair?sourceid=&imagesize=")["channel"], "source"), Json({"1"}));
+    m_under.setNow("2026-11-20T17:30:00Z");
+    EXPECT_EQ(valuesOf(m_viewer.get("channel/onair?sourceid=&imagesize=")["channel"], "source"), (Texts{"1"}));
 }
 
 TEST_F(GuideEndpoints, FocusChannelTellsWhatFollows)
@@ -60,19 +61,19 @@ TEST_F(GuideEndpoints, FocusChannelTellsWhatFollows)
     EXPECT_EQ(reply["source"], "1");
     EXPECT_EQ(reply["name"], "One");
     EXPECT_EQ(reply["station_img"]["url"], "http://i/1.png");
-    EXPECT_EQ(column(reply["content"], "title"), Json({"Ferry", "Late"}));
+    EXPECT_EQ(valuesOf(reply["content"], "title"), (Texts{"Ferry", "Late"}));
     EXPECT_EQ(reply["content"][0]["short_desc"], "Boats.");
-    EXPECT_EQ(column(m_viewer.get("channel/focus_channel?sourceid=1&num=1")["content"], "title"), Json({"Ferry"}));
+    EXPECT_EQ(valuesOf(m_viewer.get("channel/focus_channel?sourceid=1&num=1")["content"], "title"), (Texts{"Ferry"}));
     EXPECT_EQ(m_viewer.refusal("GET", "channel/focus_channel?sourceid=77"),
-              "104 the line-up has no channel of that 'sourceid'");
-    EXPECT_EQ(m_viewer.refusal("GET", "channel/focus_channel?sourceid="), "100 parameter 'sourceid' is missing");
+              "104: the line-up has no channel of that 'sourceid'");
+    EXPECT_EQ(m_viewer.refusal("GET", "channel/focus_channel?sourceid="), "100: parameter 'sourceid' is missing");
 }
 
 // The day begins at 15:00 UTC there.
 TEST_F(GuideEndpoints, TodaysFilesHoldEveryProgrammeOnce)
 {
     const Json files = m_viewer.get("channel/today?country=US&lang=en&headend=H1&device=X")["VOREL_url"];
-    EXPECT_EQ(column(files, "time"), Json({"0-6", "6-12", "12-18", "18-24"}));
+    EXPECT_EQ(valuesOf(files, "time"), (Texts{"0-6", "6-12", "12-18", "18-24"}));
     EXPECT_EQ(files[0]["filename"], "schedule-20261121-0-6-en.json");
     const std::string prefix = "http://here/openapi/service/vorel/";
     std::vector<std::string> titles;
@@ -80,7 +81,7 @@ TEST_F(GuideEndpoints, TodaysFilesHoldEveryProgrammeOnce)
         const std::string url = file["url"];
         ASSERT_EQ(url.substr(0, prefix.size()), prefix);
         const Json reply = m_viewer.get(url.substr(prefix.size()));
-        EXPECT_EQ(column(reply["channel"], "number"), Json({"11", "12"}));
+        EXPECT_EQ(valuesOf(reply["channel"], "number"), (Texts{"11", "12"}));
         for (const Json& channel : reply["channel"]) {
             for (const Json& content : channel["content"]) {
                 titles.push_back(content["title"]);
@@ -97,29 +98,29 @@ TEST_F(GuideEndpoints, TodaysFilesHoldEveryProgrammeOnce)
 
 TEST_F(GuideEndpoints, AnEmptyGuideOffersNoFile)
 {
-    test::TestStore empty;
-    test::ServiceClient viewer{empty.store, "2026-11-20T17:15:00Z"};
+    test::ServiceUnderTest empty{"2026-11-20T17:15:00Z"};
+    test::Viewer viewer{empty, "tv-1"};
     EXPECT_EQ(viewer.get("channel/today"), Json::parse(R"({"VOREL_url":[]})"));
 }
 
 TEST_F(GuideEndpoints, TheGuideIsAskedByChannelNumberAndPage)
 {
     const auto sources = [&](const std::string& query) {
-        return column(m_viewer.get("browse/guide?interval=2&timestamp=2026-11-20T17:00:00Z" + query)["channel"],
-                      "source");
+        return valuesOf(m_viewer.get("browse/guide?interval=2&timestamp=2026-11-20T17:00:00Z" + query)["channel"],
+                        "source");
     };
-    EXPECT_EQ(sources(""), Json({"1", "2"}));
-    EXPECT_EQ(sources("&channel=all"), Json({"1", "2"}));
-    EXPECT_EQ(sources("&channel=2"), Json({"2"}));
-    EXPECT_EQ(sources("&channel=&chnum=11"), Json({"1"}));
-    EXPECT_EQ(sources("&start=1"), Json({"2"}));
-    EXPECT_EQ(sources("&num=1"), Json({"1"}));
-    EXPECT_EQ(sources("&start=1&num=1"), Json({"2"}));
-    EXPECT_EQ(sources("&start=2"), Json::array());
+    EXPECT_EQ(sources(""), (Texts{"1", "2"}));
+    EXPECT_EQ(sources("&channel=all"), (Texts{"1", "2"}));
+    EXPECT_EQ(sources("&channel=2"), (Texts{"2"}));
+    EXPECT_EQ(sources("&channel=&chnum=11"), (Texts{"1"}));
+    EXPECT_EQ(sources("&start=1"), (Texts{"2"}));
+    EXPECT_EQ(sources("&num=1"), (Texts{"1"}));
+    EXPECT_EQ(sources("&start=1&num=1"), (Texts{"2"}));
+    EXPECT_EQ(sources("&start=2"), Texts());
     const Json guide = m_viewer.get("browse/guide?&interval=1&channel=1&timestamp=2026-11-20T17:00:00Z");
-    EXPECT_EQ(column(guide["channel"][0]["content"], "title"), Json({"Ferry"}));
+    EXPECT_EQ(valuesOf(guide["channel"][0]["content"], "title"), (Texts{"Ferry"}));
     EXPECT_EQ(guide["channel"][0]["number"], "11");
-    EXPECT_EQ(m_viewer.refusal("GET", "browse/guide"), "100 parameter 'interval' is missing");
+    EXPECT_EQ(m_viewer.refusal("GET", "browse/guide"), "100: parameter 'interval' is missing");
 }
 
 }  // namespace

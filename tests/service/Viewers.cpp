@@ -11,7 +11,8 @@ constexpr const char* kSecret = "open sesame";
 
 }  // namespace
 
-ServiceUnderTest::ServiceUnderTest(const std::string& now) : m_now(*parseUtc(now))
+ServiceUnderTest::ServiceUnderTest(const std::string& now, const std::string& zone)
+    : m_now(*parseUtc(now)), m_zone(Zone::named(zone))
 {
     reopen();
 }
@@ -23,7 +24,7 @@ void ServiceUnderTest::reopen()
     m_store = std::make_unique<Store>(m_file.path(), Store::Mode::Create);
     ServiceSettings settings;
     settings.secret = kSecret;
-    settings.zone = Zone::named("+00:00");
+    settings.zone = m_zone;
     settings.sessionLifetime = 400 * 86400;
     settings.now = [this] { return m_now; };
     m_service = std::make_unique<Service>(*m_store, settings);
@@ -39,59 +40,69 @@ Viewer::Viewer(ServiceUnderTest& under, const std::string& device)
       m_token(sessionToken(openSession(*under.store().lease(), device, under.now(), 400 * 86400), kSecret))
 {}
 
-Json Viewer::ask(const std::string& method, const std::string& path, const std::string& parameters)
+Reply Viewer::ask(const std::string& method, const std::string& target, const std::string& parameters)
 {
-    const bool inBody = method == "PUT";
+    const std::size_t mark = std::min(target.find('?'), target.size());
+    const std::string path = target.substr(0, mark);
+    std::string query = target.substr(std::min(mark + 1, target.size()));
     Request request;
     request.method = method;
     request.path = path.front() == '/' ? path : "/openapi/service/vorel/" + path;
     request.header = [this](const char* name) { return std::string(name) == "Token" ? m_token : std::string(); };
-    if (inBody) {
+    request.origin = "http://here";
+    if (method == "PUT") {
         request.body = parameters;
+    } else {
+        query += (query.empty() ? "" : "&") + parameters;
     }
-    for (std::size_t begin = 0; !inBody && begin < parameters.size();) {
-        const std::size_t end = std::min(parameters.find('&', begin), parameters.size());
-        const std::string field = parameters.substr(begin, end - begin);
+    for (std::size_t begin = 0; begin < query.size();) {
+        const std::size_t end = std::min(query.find('&', begin), query.size());
+        const std::string field = query.substr(begin, end - begin);
         const std::size_t equal = std::min(field.find('='), field.size());
         request.query.emplace(field.substr(0, equal), field.substr(std::min(equal + 1, field.size())));
         begin = end + 1;
     }
-    return Json::parse(m_under.service().answer(request).body).at("rsp");
+    return m_under.service().answer(request);
 }
 
-Json Viewer::get(const std::string& path, const std::string& query)
+Json Viewer::succeed(const std::string& method, const std::string& target, const std::string& parameters)
 {
-    Json rsp = ask("GET", path, query);
-    EXPECT_EQ(rsp.at("stat"), "OK") << path << "?" << query << ": " << rsp;
+    const Reply reply = ask(method, target, parameters);
+    EXPECT_EQ(reply.status, 200) << target << " " << parameters << ": " << reply.body;
+    Json rsp = Json::parse(reply.body).at("rsp");
+    EXPECT_EQ(rsp.at("stat"), "OK") << target << " " << parameters;
+    rsp.erase("stat");
     return rsp;
 }
 
-Json Viewer::put(const std::string& path, const std::string& body)
+Json Viewer::get(const std::string& target, const std::string& query)
 {
-    Json rsp = ask("PUT", path, body);
-    EXPECT_EQ(rsp.at("stat"), "OK") << path << " " << body << ": " << rsp;
-    return rsp;
+    return succeed("GET", target, query);
 }
 
-Json Viewer::remove(const std::string& path, const std::string& query)
+Json Viewer::put(const std::string& target, const std::string& body)
 {
-    Json rsp = ask("DELETE", path, query);
-    EXPECT_EQ(rsp.at("stat"), "OK") << path << "?" << query << ": " << rsp;
-    return rsp;
+    return succeed("PUT", target, body);
 }
 
-std::string Viewer::refusal(const std::string& method, const std::string& path, const std::string& parameters)
+Json Viewer::remove(const std::string& target, const std::string& query)
 {
-    const Json rsp = ask(method, path, parameters);
-    EXPECT_EQ(rsp.at("stat"), "FAIL") << path << " " << parameters << ": " << rsp;
-    return rsp.contains("err")
-               ? rsp.at("err").at("code").get<std::string>() + ": " + rsp.at("err").at("msg").get<std::string>()
-               : "";
+    return succeed("DELETE", target, query);
 }
 
-std::vector<std::string> valuesOf(const Json& array, const std::string& key)
+std::string Viewer::refusal(const std::string& method, const std::string& target, const std::string& parameters)
 {
-    std::vector<std::string> values;
+    const Reply reply = ask(method, target, parameters);
+    EXPECT_TRUE(reply.status >= 400 && reply.status < 500) << target << " " << parameters << ": " << reply.body;
+    const Json rsp = Json::parse(reply.body).at("rsp");
+    EXPECT_EQ(rsp.at("stat"), "FAIL") << target << " " << parameters;
+    const Json error = rsp.value("err", Json::object());
+    return error.value("code", "") + ": " + error.value("msg", "");
+}
+
+Texts valuesOf(const Json& array, const std::string& key)
+{
+    Texts values;
     for (const Json& element : array) {
         values.push_back(element.value(key, "(none)"));
     }
