@@ -51,20 +51,20 @@ bool VorelServiceCMD::isCancelled(UINT64 reference) const
     return service != nullptr && service->getCancelStatus(reference);
 }
 
-Query VorelServiceCMD::urlQuery(const std::string& path, const ProviderOptions& options)
+Query VorelServiceCMD::urlQuery(std::string_view path, const ProviderOptions& options)
 {
     appendPath(m_sUrl, path);
     m_sUrl += '?';
     return {m_sUrl, m_sBody, Query::Place::Url, options, {kMakeUrl}};
 }
 
-Query VorelServiceCMD::bodyQuery(const std::string& path, const ProviderOptions& options)
+Query VorelServiceCMD::bodyQuery(std::string_view path, const ProviderOptions& options)
 {
     appendPath(m_sUrl, path);
     return {m_sUrl, m_sBody, Query::Place::Body, options, {kMakeUrl}};
 }
 
-Query VorelServiceCMD::urlOnly(const std::string& text)
+Query VorelServiceCMD::urlOnly(std::string_view text)
 {
     static const ProviderOptions kNone(WContentProvider(), None);
     m_sUrl += text;

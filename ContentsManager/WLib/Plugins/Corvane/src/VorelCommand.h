@@ -14,6 +14,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <string_view>
 
 #pragma GCC visibility push(default)
 namespace W {
@@ -54,11 +55,11 @@ public:
 
 protected:
     /// Appends a path and "?" and writes the parameters behind it.
-    vorel::Query urlQuery(const std::string& path, const vorel::ProviderOptions& options);
+    vorel::Query urlQuery(std::string_view path, const vorel::ProviderOptions& options);
     /// Appends a path; the parameters go into the body.
-    vorel::Query bodyQuery(const std::string& path, const vorel::ProviderOptions& options);
+    vorel::Query bodyQuery(std::string_view path, const vorel::ProviderOptions& options);
     /// Appends a text that is written without any setting.
-    vorel::Query urlOnly(const std::string& text);
+    vorel::Query urlOnly(std::string_view text);
 
     std::string m_sUrl;
     std::string m_sBody;
