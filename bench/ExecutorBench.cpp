@@ -221,6 +221,72 @@ void waitForTransfers()
     nanosleep(&time, nullptr);
 }
 
+/// What one processor holds: schedules of 10 KB from the network to the callback, 64 in flight. Each callback asks for
+/// the next one.
+class ScheduleReader {
+public:
+    explicit ScheduleReader(Plugin& plugin) : m_plugin(plugin) {}
+
+    /// @return how many programmes came
+    std::size_t readBatch(std::size_t inFlight)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_iLeft = kBatch;
+        m_iToSend = kBatch;
+        m_uProgrammes = 0;
+        for (std::size_t index = 0; index < inFlight; ++index)
+            send();
+        m_over.wait(lock, [this] { return m_iLeft == 0; });
+        return m_uProgrammes;
+    }
+
+private:
+    // REQUIRES: m_lock held
+    void send()
+    {
+        --m_iToSend;
+        m_plugin.getSchedule([](int /*status*/, const WContainer<WVLContent>& contents, UINT64 /*reference*/,
+                                void* self) { static_cast<ScheduleReader*>(self)->take(contents.getData().size()); },
+                             this);
+    }
+
+    void take(std::size_t programmes)
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_uProgrammes += programmes;
+        if (m_iToSend > 0)
+            send();
+        if (--m_iLeft == 0)
+            m_over.notify_one();
+    }
+
+    Plugin& m_plugin;
+    std::mutex m_lock;
+    std::condition_variable m_over;
+    int m_iToSend = 0;
+    int m_iLeft = 0;
+    std::size_t m_uProgrammes = 0;
+};
+
+void replies(benchmark::State& state)
+{
+    host::CurlExecutor executor;
+    Plugin plugin(CORVANE_LIBRARY, executor, LoopbackServer::instance().url());
+    plugin.learnTime();
+    ScheduleReader reader(plugin);
+    std::size_t programmes = 0;
+    for (auto _ : state)
+        programmes = reader.readBatch(64);
+    if (programmes == 0)
+        return state.SkipWithError("no programme came");
+    const auto batches = static_cast<double>(state.iterations());
+    state.counters["replies"] = benchmark::Counter(batches * kBatch, benchmark::Counter::kIsRate);
+    state.counters["programmes"] =
+        benchmark::Counter(batches * static_cast<double>(programmes), benchmark::Counter::kIsRate);
+    plugin.destroy();
+    executor.stop();
+}
+
 void cancel(benchmark::State& state)
 {
     host::CurlExecutor executor;
@@ -275,6 +341,7 @@ BENCHMARK_CAPTURE(multi, 8, 8)->Apply(process);
 BENCHMARK_CAPTURE(executor, 8, 8)->Apply(process);
 BENCHMARK_CAPTURE(multi, 64, 64)->Apply(process);
 BENCHMARK_CAPTURE(executor, 64, 64)->Apply(process);
+BENCHMARK(replies)->Apply(process);
 BENCHMARK(cancel)->Iterations(3)->UseManualTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(destroyOutstanding)->Iterations(1)->UseManualTime()->Unit(benchmark::kMicrosecond);
 

@@ -33,6 +33,8 @@ void stayOn(unsigned processor)
         while (const auto request = connection.readRequest()) {
             if (request->rfind("GET /stall", 0) == 0)
                 connection.waitForEnd();
+            else if (request->find("/localtime?") != std::string::npos)
+                connection.answer(R"({"rsp":{"stat":"OK","difference":"+09:00"}})");
             else
                 connection.answer(body);
         }

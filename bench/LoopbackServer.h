@@ -8,8 +8,8 @@
 namespace W::bench {
 
 /// Puts itself on the last processor and this process on the first one: where threads wake each other up decides what
-/// that costs, and the scheduler decides otherwise in every run. Answers every request with the same 10 KB on
-/// connections that stay open; a path that begins with "/stall" is read and never answered.
+/// that costs, and the scheduler decides otherwise in every run. Answers every request with the same schedule of 10 KB
+/// on connections that stay open; a path that begins with "/stall" is read and never answered.
 class LoopbackServer {
 public:
     /// Forks: before the process has threads.

@@ -3,7 +3,9 @@
 #include "CurlExecutor.h"
 #include "Debug.h"
 
+#include <condition_variable>
 #include <list>
+#include <mutex>
 #include <stdexcept>
 
 namespace W::bench {
@@ -50,14 +52,40 @@ void Plugin::learnTime(NullExecutor& executor)
     executor.clear();
 }
 
-void Plugin::getSchedule(int& status)
+void Plugin::learnTime()
+{
+    struct Answer {
+        std::mutex lock;
+        std::condition_variable arrived;
+        int status = 12345;
+    } answer;
+    std::unique_lock<std::mutex> hold(answer.lock);
+    const LocaltimeCallback done = [](int status, const WVLLocaltime& /*time*/, UINT64 /*reference*/, void* userData) {
+        auto& given = *static_cast<Answer*>(userData);
+        const std::lock_guard<std::mutex> writing(given.lock);
+        given.status = status;
+        given.arrived.notify_one();
+    };
+    if (m_object->getLocalTime(done, &answer, m_out) != 0)
+        throw std::runtime_error("getLocalTime was refused");
+    answer.arrived.wait(hold, [&] { return answer.status != 12345; });
+    if (answer.status != 0)
+        throw std::runtime_error("the service did not tell its time");
+}
+
+void Plugin::getSchedule(ContentListCallback done, void* userData)
 {
     static const std::list<std::string> kSources = {"11-1", "12-1", "13-1", "14-1"};
     static const std::list<int> kSizes = {1, 2};
-    const ContentListCallback done = [](int given, const WContainer<WVLContent>& /*contents*/, UINT64 /*reference*/,
-                                        void* userData) { *static_cast<int*>(userData) = given; };
-    if (m_object->getSchedule(done, kSources, 1700000000, 6, kSizes, &status, m_out) != 0)
+    if (m_object->getSchedule(done, kSources, 1700000000, 6, kSizes, userData, m_out) != 0)
         throw std::runtime_error("getSchedule was refused");
+}
+
+void Plugin::getSchedule(int& status)
+{
+    getSchedule([](int given, const WContainer<WVLContent>& /*contents*/, UINT64 /*reference*/,
+                   void* userData) { *static_cast<int*>(userData) = given; },
+                &status);
 }
 
 }  // namespace W::bench

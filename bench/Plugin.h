@@ -54,8 +54,12 @@ public:
 
     /// Learns the server's time, which getSchedule() needs.
     void learnTime(NullExecutor& executor);
-    /// Asks for four channels' programmes; the callback writes its status to `status`.
+    /// The same from a service.
+    void learnTime();
+    /// Asks for four channels' programmes.
     /// @throws std::runtime_error when the request is refused
+    void getSchedule(ContentListCallback done, void* userData);
+    /// The same; the callback writes its status to `status`.
     void getSchedule(int& status);
 
 private:
