@@ -16,6 +16,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -307,10 +308,13 @@ TEST_F(FailedAllocations, OfADestructionDoNotMatter)
             counters.push_back(std::make_unique<Counter>());
             EXPECT_EQ(callOf(5).call(*object, *counters.back()), 0);
         }
+        const long before = liveBlocks();
         FailingAllocations failing(Which::AllFrom, 1);
-        const WatchedThread watched(failing);
-        destroyPlugin(object);
-        EXPECT_EQ(failing.seen(), 0);
+        {
+            const WatchedThread watched(failing);
+            destroyPlugin(object);
+        }
+        EXPECT_LT(liveBlocks(), before);
     }
 }
 
@@ -434,8 +438,18 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
         return true;
     }
 
+    /// libcurl 7.88 closes descriptor 0 when it finds no memory to begin the look-up of a name. Here nobody's is hit.
+    void keepDescriptorZero()
+    {
+        if (::fcntl(STDIN_FILENO, F_GETFD) >= 0)
+            return;
+        ++closedZero;
+        EXPECT_EQ(::open("/dev/null", O_RDONLY), STDIN_FILENO);
+    }
+
     bool inject(Which which, long number, int good, long& seen)
     {
+        keepDescriptorZero();
         SCOPED_TRACE(std::string(current->name) + ", allocation " + std::to_string(number) + wordsOf(which));
         host::CurlExecutor executor(limits);
         host::installHttpDelegator(&executor);
@@ -477,6 +491,7 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
     std::string baseUrl;
     host::HttpLimits limits;
     long injections = 0;
+    long closedZero = 0;
     std::map<int, long> refusals;
     std::map<int, long> statuses;
 };
@@ -502,6 +517,7 @@ TEST_F(FailedAllocationsOnTheWire, EachIsARefusalOrACallbackAndTheNextRequestWor
         }
     }
     figure("allocations failed on the wire", static_cast<double>(injections));
+    figure("  of these after which libcurl closed descriptor 0", static_cast<double>(closedZero));
     for (const auto& [status, count] : refusals)
         figure("  refused with " + std::to_string(status), static_cast<double>(count));
     for (const auto& [status, count] : statuses)

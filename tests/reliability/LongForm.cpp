@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <random>
+#include <system_error>
 
 namespace W::test {
 
@@ -76,11 +78,18 @@ std::uint64_t Random::next()
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
-    if (!testing::GTEST_FLAG(list_tests)) {
-        std::signal(SIGALRM, W::test::endOfPatience);
-        alarm(W::test::isLong() ? W::test::kLongestLongForm : W::test::kLongestShortForm);
-        std::printf("CORVANE_SEED=%llu replays this run\n", static_cast<unsigned long long>(W::test::seed()));
-        std::fflush(stdout);
-    }
-    return RUN_ALL_TESTS();
+    if (testing::GTEST_FLAG(list_tests))
+        return RUN_ALL_TESTS();
+    std::signal(SIGALRM, W::test::endOfPatience);
+    alarm(W::test::isLong() ? W::test::kLongestLongForm : W::test::kLongestShortForm);
+    std::printf("CORVANE_SEED=%llu replays this run\n", static_cast<unsigned long long>(W::test::seed()));
+    std::fflush(stdout);
+    // Programs that run at the same time must not meet in one directory.
+    std::string directory = (std::filesystem::temp_directory_path() / "corvane-reliability-XXXXXX").string();
+    if (::mkdtemp(directory.data()) == nullptr || ::setenv("TEST_TMPDIR", directory.c_str(), 1) != 0)
+        return 1;
+    const int result = RUN_ALL_TESTS();
+    std::error_code ignored;
+    std::filesystem::remove_all(directory, ignored);
+    return result;
 }
