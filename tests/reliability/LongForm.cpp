@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -60,7 +61,7 @@ void figure(const std::string& what, const std::string& value)
 void figure(const std::string& what, double value)
 {
     char text[32];
-    std::snprintf(text, sizeof text, "%.6g", value);
+    std::snprintf(text, sizeof text, std::floor(value) == value ? "%.0f" : "%.4g", value);
     figure(what, std::string(text));
 }
 
