@@ -2,7 +2,7 @@
 // lengthen and shorten, leap days, 2038, and jumps while a viewer holds a session.
 
 #include "Clock.h"
-#include "ServiceClient.h"
+#include "Viewers.h"
 
 #include <gtest/gtest.h>
 
@@ -87,24 +87,25 @@ constexpr char kListing[] =
 
 TEST(JumpingServiceClock, SessionsLastByTheClockAndResultsStayRight)
 {
-    TestStore store;
-    importText(store.store, kListing);
-    ServiceClient client(store.store, "2028-12-31T23:45:00Z");
-    const Json before = client.get("channel/schedule?sourceid=1&interval=1");
+    ServiceUnderTest under("2028-12-31T23:45:00Z");
+    importText(under.store(), kListing);
+    Viewer viewer(under, "tv-1");
+    const Json before = viewer.get("channel/schedule?sourceid=1&interval=1");
     // An hour back and forth ends no session, and changes nothing of what is on.
     for (const char* now : {"2028-12-31T22:45:00Z", "2028-12-31T23:45:00Z"}) {
-        client.at(now);
-        client.get("conf/localtime");
+        under.setNow(now);
+        viewer.get("conf/localtime");
     }
-    EXPECT_EQ(client.get("channel/schedule?sourceid=1&interval=1"), before);
+    EXPECT_EQ(viewer.get("channel/schedule?sourceid=1&interval=1"), before);
     // Ten years ahead it is over, and that is said; the next one works.
-    client.at("2038-12-31T23:45:00Z");
-    EXPECT_EQ(client.refusal("GET", "channel/schedule?sourceid=1&interval=1").substr(0, 3), "206");
-    ServiceClient later(store.store, "2038-01-19T03:14:08Z", "tv-2");
+    under.setNow("2038-12-31T23:45:00Z");
+    EXPECT_EQ(viewer.refusal("GET", "channel/schedule?sourceid=1&interval=1").substr(0, 3), "206");
+    under.setNow("2038-01-19T03:14:08Z");
+    Viewer later(under, "tv-2");
     EXPECT_NE(later.get("channel/schedule?sourceid=1&interval=1").dump().find("Later"), std::string::npos);
     // And ten years back.
-    client.at("2018-12-31T23:45:00Z");
-    client.get("conf/localtime");
+    under.setNow("2018-12-31T23:45:00Z");
+    viewer.get("conf/localtime");
 }
 
 }  // namespace
