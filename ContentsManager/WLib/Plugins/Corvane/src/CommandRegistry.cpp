@@ -3,14 +3,14 @@
 #include "VorelCommand.h"
 
 #include <algorithm>
-#include <utility>
-#include <vector>
 
 namespace W::vorel {
 
 CommandRegistry::Ticket CommandRegistry::add(VorelServiceCMD* command)
 {
     const std::lock_guard<std::mutex> hold(m_lock);
+    if (m_inOrder.capacity() <= m_commands.size())
+        m_inOrder.reserve(2 * m_commands.size() + 1);
     m_commands.emplace(command, m_uLastTicket + 1);
     return ++m_uLastTicket;
 }
@@ -45,13 +45,12 @@ void CommandRegistry::destroy(VorelServiceCMD* command, Ticket ticket)
 void CommandRegistry::destroyAll()
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    std::vector<std::pair<Ticket, VorelServiceCMD*>> inOrder;
-    inOrder.reserve(m_commands.size());
     for (const auto& [command, ticket] : m_commands)
-        inOrder.emplace_back(ticket, command);
-    std::sort(inOrder.begin(), inOrder.end());
-    for (const auto& [ticket, command] : inOrder)
+        m_inOrder.emplace_back(ticket, command);
+    std::sort(m_inOrder.begin(), m_inOrder.end());
+    for (const auto& [ticket, command] : m_inOrder)
         delete command;
+    m_inOrder.clear();
     m_commands.clear();
 }
 

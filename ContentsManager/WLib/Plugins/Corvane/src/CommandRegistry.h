@@ -7,6 +7,8 @@
 
 #include <mutex>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace W {
 
@@ -56,6 +58,7 @@ private:
 
     mutable std::mutex m_lock;
     Commands m_commands;
+    std::vector<std::pair<Ticket, VorelServiceCMD*>> m_inOrder;  ///< room for destroyAll(), which asks for no memory
     Ticket m_uLastTicket = 0;
 };
 
