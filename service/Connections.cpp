@@ -40,8 +40,7 @@ Connection::Connection(socket_t socket, Tls tls)
       m_tls(std::move(tls)),
       m_opened(!m_tls),
       m_remote(addressOf(&::getpeername, socket)),
-      m_local(addressOf(&::getsockname, socket)),
-      m_idleSince(Clock::now())
+      m_local(addressOf(&::getsockname, socket))
 {
     if (m_tls) {
         SSL_set_fd(m_tls.get(), m_socket);
@@ -77,13 +76,16 @@ bool Connection::fill()
         m_opened = SSL_accept(m_tls.get()) == 1;
         return m_opened;
     }
-    if (m_inBegin < m_inEnd) {
-        return true;
-    }
+    return m_inBegin < m_inEnd || refill() > 0;
+}
+
+// As receive(), into the empty buffer.
+ssize_t Connection::refill()
+{
     const ssize_t count = receive(m_in.data(), m_in.size());
     m_inBegin = 0;
     m_inEnd = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-    return count > 0;
+    return count;
 }
 
 bool Connection::hasInput() const
@@ -123,8 +125,8 @@ ssize_t Connection::read(char* data, std::size_t size)
         if (size >= m_in.size()) {
             return receive(data, size);
         }
-        if (!fill()) {
-            return 0;
+        if (const ssize_t count = refill(); count <= 0) {
+            return count;
         }
     }
     const std::size_t count = std::min(size, m_inEnd - m_inBegin);

@@ -85,6 +85,7 @@ private:
     };
 
     static Address addressOf(int (*name)(int, sockaddr*, socklen_t*), socket_t socket);
+    ssize_t refill();
     ssize_t receive(char* data, std::size_t size);
     bool send(const char* data, std::size_t size);
 

@@ -1,5 +1,5 @@
-// cpp-httplib carries the bytes. Its own compression knows no weights and its own routing matches regular expressions;
-// both stay unused.
+// cpp-httplib reads the requests and writes the replies, over connections that Connections.h keeps. Its own compression
+// knows no weights and its own routing matches regular expressions; both stay unused.
 #include "Server.h"
 
 #include <fmt/format.h>
@@ -38,7 +38,7 @@ public:
     explicit Listening(const Arguments&... arguments) : Base(arguments...)
     {
         Base::new_task_queue = [this] {
-            const int usual = std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
+            const int usual = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 2, kMostWorkers);
             auto connections =
                 std::make_unique<Connections>(usual, kMostWorkers, kIdle, [this](Connection& connection) {
                     bool closed = false;
@@ -58,6 +58,10 @@ private:
         Connection::Tls tls(nullptr, &SSL_free);
         if constexpr (std::is_same_v<Base, httplib::SSLServer>) {
             tls.reset(SSL_new(Base::ssl_context()));
+            if (!tls) {
+                ::close(socket);  // out of memory, and never to be answered in the clear
+                return false;
+            }
         }
         m_connections->add(std::make_unique<Connection>(socket, std::move(tls)));
         return true;

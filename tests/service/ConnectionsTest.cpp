@@ -158,6 +158,26 @@ TEST_F(HeldConnections, TheLastReplyIsSentBeforeTheEnd)
     EXPECT_THAT(whole.receive(2), HasSubstr("\"timezone\""));
 }
 
+TEST_F(HeldConnections, SlowClientsHoldNobodyUp)
+{
+    std::vector<RawClient> slow;
+    for (int i = 0; i < 20; ++i) {
+        slow.emplace_back(server.port());
+        slow.back().send("GET /slow");
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    const RawClient quick(server.port());
+    quick.send(kAsk);
+    EXPECT_THAT(quick.receive(1), StartsWith("HTTP/1.1 200 OK\r\n"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
+    for (const RawClient& client : slow) {
+        client.send(" HTTP/1.1\r\nHost: here\r\n\r\n");
+    }
+    for (const RawClient& client : slow) {
+        EXPECT_THAT(client.receive(1), StartsWith("HTTP/1.1 404 "));
+    }
+}
+
 // More of them than there are workers, each in the middle of a request.
 TEST_F(HeldConnections, StopDoesNotWaitForSlowClients)
 {
