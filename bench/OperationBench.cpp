@@ -134,6 +134,7 @@ void traced(benchmark::State& state, const char* library, bool withReply)
 }
 
 BENCHMARK_CAPTURE(inFlight, 10, 10)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(inFlight, 100, 100)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(inFlight, 10000, 10000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(after1000)->Iterations(2000)->Repetitions(25)->Unit(benchmark::kMicrosecond);
 BENCHMARK(after1000000)->Iterations(2000)->Repetitions(25)->Unit(benchmark::kMicrosecond);
