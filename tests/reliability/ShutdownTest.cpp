@@ -84,7 +84,6 @@ struct ShutdownInFlight : Shutdown {
 
     ShutdownInFlight()
     {
-        configuration.set("vorel_base_url", server.url(""), "test");
         configuration.set("vorel_country", "US", "test");
         configuration.set("vorel_headend", "H", "test");
     }
@@ -93,6 +92,9 @@ struct ShutdownInFlight : Shutdown {
     /// @return how long destroying took, beyond the callback that ran
     Milliseconds destroy(bool withCallback)
     {
+        // One for each time: it keeps a thread for every connection that it has had.
+        const host::RawServer server(answerLocalTimeOnly);
+        configuration.set("vorel_base_url", server.url(""), "test");
         std::deque<Counter> dropped(kInFlight);
         Counter running;
         SlowCallback slow;
@@ -131,8 +133,6 @@ struct ShutdownInFlight : Shutdown {
         for (Counter& counter : dropped)
             counter.expectedCalls = counter.calls;
     }
-
-    const host::RawServer server{answerLocalTimeOnly};
 };
 
 TEST_F(ShutdownInFlight, IsPrompt)
@@ -180,10 +180,12 @@ TEST_F(Shutdown, LoadingAndUnloadingLeavesNothing)
         if (round == rounds / 10)
             memory = residentBytes();
     }
-    const double grown = static_cast<double>(residentBytes()) - static_cast<double>(memory);
+    [[maybe_unused]] const double grown = static_cast<double>(residentBytes()) - static_cast<double>(memory);
     figure("times loaded, used and unloaded", rounds);
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    EXPECT_GT(memory, 0u);  // what grows is the sanitizer's
+#else
     figure("  resident bytes that they added after the first tenth", grown);
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     EXPECT_LE(grown, 1e6);
 #endif
 }
