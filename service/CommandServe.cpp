@@ -9,6 +9,7 @@
 
 #include "Commands.h"
 #include "Endpoints.h"
+#include "Meddler.h"
 #include "Sample.h"
 #include "Server.h"
 #include "Store.h"
@@ -25,6 +26,8 @@ struct ServeArguments {
     std::string key;
     std::string zone;
     std::int64_t sessionHours = 24;
+    bool allowFaults = false;
+    MeddlerOptions meddling;
 };
 
 // The signals that end the service; blocked in every thread and waited for in one.
@@ -77,7 +80,15 @@ int runServe(const ServeArguments& arguments)
         importSample(store, systemNow(), zone);
     }
     Service service(store, std::move(settings));
-    Server server(service, address, tls, [](const std::string& line) { fmt::print(stderr, "{}\n", line); });
+    std::optional<Meddler> meddler;
+    if (!arguments.meddling.faults.empty() || !arguments.meddling.record.empty() ||
+        !arguments.meddling.replay.empty()) {
+        meddler.emplace(arguments.meddling);
+        fmt::print(stderr, "corvaned: for tests: replies are changed on purpose, kept or repeated\n");
+    }
+    Server server(
+        service, address, tls, [](const std::string& line) { fmt::print(stderr, "{}\n", line); },
+        meddler ? &*meddler : nullptr);
     if (sample) {
         fmt::print(stderr, "corvaned: no --db given, serving the sample guide\n");
     }
@@ -115,6 +126,15 @@ Command addServe(CLI::App& app)
     serve->add_option("--session-hours", arguments->sessionHours, "Hours that a session lasts")
         ->capture_default_str()
         ->check(CLI::Range(1, 24 * 366));
+    CLI::Option* const allow = serve->add_flag("--allow-faults", arguments->allowFaults, "Let --fault spoil replies");
+    serve
+        ->add_option("--fault", arguments->meddling.faults,
+                     "For tests: what replies of a path suffer, as in 'channel/schedule=delay 500'; repeatable")
+        ->needs(allow);
+    CLI::Option* const record = serve->add_option("--record", arguments->meddling.record,
+                                                  "For tests: folder to keep every request and reply in");
+    serve->add_option("--replay", arguments->meddling.replay, "For tests: such a folder, to answer from it alone")
+        ->excludes(record);
     return {serve, [arguments] { return runServe(*arguments); }};
 }
 

@@ -15,6 +15,7 @@
 
 #include "Connections.h"
 #include "ContentCoding.h"
+#include "Meddler.h"
 #include "OperatorError.h"
 
 namespace corvaned {
@@ -41,13 +42,18 @@ public:
             const int usual = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 2, kMostWorkers);
             auto connections =
                 std::make_unique<Connections>(usual, kMostWorkers, kIdle, [this](Connection& connection) {
-                    bool closed = false;
-                    return Base::process_request(connection, false, closed, nullptr) && !closed;
+                    const auto process = [this](httplib::Stream& stream) {
+                        bool closed = false;
+                        return Base::process_request(stream, false, closed, nullptr) && !closed;
+                    };
+                    return m_meddler == nullptr ? process(connection) : m_meddler->pass(connection, process);
                 });
             m_connections = connections.get();
             return connections.release();
         };
     }
+
+    void letMeddle(Meddler* meddler) { m_meddler = meddler; }
 
     // The library asks the kernel for five waiting connections; a burst of clients needs more.
     void widenBacklog() { ::listen(this->svr_sock_, kBacklog); }
@@ -67,6 +73,7 @@ private:
         return true;
     }
 
+    Meddler* m_meddler = nullptr;
     Connections* m_connections = nullptr;  // owned by the library, which asks for one when it begins to listen
 };
 
@@ -100,26 +107,33 @@ std::string originOf(const httplib::Request& http, const std::string& url)
     return host.empty() ? url : url.substr(0, url.find("://") + 3) + host;
 }
 
-void answer(Service& service, const std::string& url, const httplib::Request& http, httplib::Response& response,
-            const std::function<void(const std::string&)>& log)
+void answer(Service& service, const Meddler* meddler, const std::string& url, const httplib::Request& http,
+            httplib::Response& response, const std::function<void(const std::string&)>& log)
 {
     const auto begin = std::chrono::steady_clock::now();
     const Request request{http.method, http.path,
                           http.params, [&http](const char* name) { return http.get_header_value(name); },
                           http.body,   originOf(http, url)};
     Reply reply = service.answer(request);
+    bool packed = false;
+    if (meddler != nullptr) {
+        meddler->alter(http.path, reply, packed);
+    }
     response.status = reply.status;
     response.set_header("Vary", "Accept-Encoding");
-    if (reply.body.size() >= kWorthPacking && acceptsGzip(http.get_header_value("Accept-Encoding"))) {
-        response.set_header("Content-Encoding", "gzip");
+    if (!packed && reply.body.size() >= kWorthPacking && acceptsGzip(http.get_header_value("Accept-Encoding"))) {
         reply.body = gzipped(reply.body);
+        packed = true;
+    }
+    if (packed) {
+        response.set_header("Content-Encoding", "gzip");
     }
     response.body = std::move(reply.body);
     response.set_header("Content-Type", kContentType);
     log(logLine(http, response, codeText(reply.code), std::chrono::steady_clock::now() - begin));
 }
 
-void configure(httplib::Server& http, Service& service, const std::string& url,
+void configure(httplib::Server& http, Service& service, const Meddler* meddler, const std::string& url,
                const std::function<void(const std::string&)>& log)
 {
     http.set_keep_alive_max_count(kRequestsPerConnection);
@@ -132,9 +146,9 @@ void configure(httplib::Server& http, Service& service, const std::string& url,
         setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     });
 
-    const httplib::Server::Handler handle = [&service, &url, log](const httplib::Request& request,
-                                                                  httplib::Response& response) {
-        answer(service, url, request, response, log);
+    const httplib::Server::Handler handle = [&service, meddler, &url, log](const httplib::Request& request,
+                                                                           httplib::Response& response) {
+        answer(service, meddler, url, request, response, log);
     };
     http.set_pre_routing_handler([handle](const httplib::Request& request, httplib::Response& response) {
         if (request.method != "GET" && request.method != "HEAD") {
@@ -192,7 +206,7 @@ ListenAddress ListenAddress::parse(const std::string& text)
 }
 
 Server::Server(Service& service, const ListenAddress& address, const std::optional<TlsFiles>& tls,
-               const std::function<void(const std::string& line)>& log)
+               const std::function<void(const std::string& line)>& log, Meddler* meddler)
 {
     std::function<void()> widenBacklog;
     if (tls) {
@@ -204,14 +218,16 @@ Server::Server(Service& service, const ListenAddress& address, const std::option
                 fmt::format("cannot use certificate {} with key {}; both must be PEM and belong together",
                             tls->certificate, tls->key));
         }
+        http->letMeddle(meddler);
         widenBacklog = [raw = http.get()] { raw->widenBacklog(); };
         m_http = std::move(http);
     } else {
         auto http = std::make_unique<Listening<httplib::Server>>();
+        http->letMeddle(meddler);
         widenBacklog = [raw = http.get()] { raw->widenBacklog(); };
         m_http = std::move(http);
     }
-    configure(*m_http, service, m_url, log);  // the URL is known before the first request comes
+    configure(*m_http, service, meddler, m_url, log);  // the URL is known before the first request comes
 
     errno = 0;
     if (address.port == 0) {

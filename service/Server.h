@@ -15,6 +15,8 @@ class Server;
 
 namespace corvaned {
 
+class Meddler;
+
 struct ListenAddress {
     std::string host;
     int port = 0;  // 0: any free one
@@ -34,9 +36,10 @@ class Server {
 public:
     /// @param service  must outlive the server
     /// @param log      receives one line per request, without its end; from several threads at once
+    /// @param meddler  what is done to replies on their way; null: nothing. Must outlive the server
     /// @throws OperatorError where the address cannot be had or the TLS files cannot be used
     Server(Service& service, const ListenAddress& address, const std::optional<TlsFiles>& tls,
-           const std::function<void(const std::string& line)>& log);
+           const std::function<void(const std::string& line)>& log, Meddler* meddler = nullptr);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
     ~Server();

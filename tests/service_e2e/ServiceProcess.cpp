@@ -16,6 +16,7 @@
 #include <ctime>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace W::test {
@@ -118,7 +119,8 @@ int exitCode(pid_t process)
 
 }  // namespace
 
-ServiceProcess::ServiceProcess() : m_directory(makeDirectory())
+ServiceProcess::ServiceProcess(std::vector<std::string> options)
+    : m_options(std::move(options)), m_directory(makeDirectory())
 {
     const std::int64_t now =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -182,7 +184,9 @@ std::string ServiceProcess::upload(const std::string& name) const
 
 void ServiceProcess::start(const std::string& address)
 {
-    const Spawned spawned = spawn({CORVANED_PROGRAM, "serve", "--db", databaseFile(), "--listen", address});
+    std::vector<std::string> arguments = {CORVANED_PROGRAM, "serve", "--db", databaseFile(), "--listen", address};
+    arguments.insert(arguments.end(), m_options.begin(), m_options.end());
+    const Spawned spawned = spawn(std::move(arguments));
     m_iProcess = spawned.process;
     const std::string line = readUpTo(spawned.output, '\n');
     ::close(spawned.output);

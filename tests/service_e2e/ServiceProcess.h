@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace W::test {
 
@@ -18,7 +19,8 @@ namespace W::test {
 class ServiceProcess {
 public:
     /// Imports and starts. @throws std::runtime_error when it does not come up
-    ServiceProcess();
+    /// @param options  further ones of "corvaned serve"
+    explicit ServiceProcess(std::vector<std::string> options = {});
     ~ServiceProcess();
     ServiceProcess(const ServiceProcess&) = delete;
     ServiceProcess& operator=(const ServiceProcess&) = delete;
@@ -42,6 +44,7 @@ private:
     void stop();
     std::string databaseFile() const { return m_directory / "guide.db"; }
 
+    const std::vector<std::string> m_options;
     std::filesystem::path m_directory;
     std::int64_t m_iOnAirSince = 0;
     pid_t m_iProcess = -1;
