@@ -133,13 +133,19 @@ void traced(benchmark::State& state, const char* library, bool withReply)
     }
 }
 
+/// For a difference of a hundredth.
+void finely(benchmark::internal::Benchmark* made)
+{
+    made->UseManualTime()->Repetitions(45)->MinTime(0.05)->Unit(benchmark::kMicrosecond);
+}
+
 BENCHMARK_CAPTURE(inFlight, 10, 10)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(inFlight, 100, 100)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(inFlight, 10000, 10000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(after1000)->Iterations(2000)->Repetitions(25)->Unit(benchmark::kMicrosecond);
 BENCHMARK(after1000000)->Iterations(2000)->Repetitions(25)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(traced, lines, CORVANE_LIBRARY, true)->UseManualTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(traced, none, CORVANE_SILENT_LIBRARY, true)->UseManualTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(traced, lines, CORVANE_LIBRARY, true)->Apply(finely);
+BENCHMARK_CAPTURE(traced, none, CORVANE_SILENT_LIBRARY, true)->Apply(finely);
 
 }  // namespace
 }  // namespace W::bench
