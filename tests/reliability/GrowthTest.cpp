@@ -288,8 +288,10 @@ TEST_F(Growth, OfTheRealExecutorStops)
         }
         const double grown = static_cast<double>(residentBytes()) - static_cast<double>(memory);
         figure("requests through the real executor", static_cast<double>(all));
-        EXPECT_LE(descriptorsOfProcess(), descriptors);
-        EXPECT_EQ(threadsOfProcess(), threads);
+        // Connections come and go: both ends of one are in this process, and the server's thread for it. A leak would
+        // be one for each of the thousands of requests.
+        EXPECT_LE(descriptorsOfProcess(), descriptors + 2 * kInFlight);
+        EXPECT_LE(threadsOfProcess(), threads + kInFlight);
         if (kMeasures) {
             figure("  resident bytes that they added after the first tenth", grown);
             EXPECT_LE(grown, kMostGrowth);
