@@ -96,7 +96,7 @@ bool sendDrops(Connection& connection, const std::string& reply, std::int64_t mi
 
 bool sendAndStall(Connection& connection, const std::string& reply, std::int64_t bytes)
 {
-    constexpr std::int64_t kForGood = 24 * 3600 * 1000;
+    constexpr std::int64_t kForGood = 86'400'000;  // a day
     if (send(connection, std::string_view(reply).substr(0, static_cast<std::size_t>(bytes)))) {
         pause(connection, kForGood);
     }
@@ -115,12 +115,13 @@ bool sendAndReset(Connection& connection, const std::string& reply, std::int64_t
     // Undoing the connection is how Linux is asked for a reset.
     sockaddr nobody{};
     nobody.sa_family = AF_UNSPEC;
-    ::connect(connection.socket(), &nobody, sizeof nobody);
+    (void)::connect(connection.socket(), &nobody, sizeof nobody);
     return false;
 }
 
-bool sendWrongLength(Connection& connection, std::string reply, std::int64_t difference)
+bool sendWrongLength(Connection& connection, const std::string& right, std::int64_t difference)
 {
+    std::string reply = right;
     constexpr std::string_view kLength = "Content-Length: ";
     const std::size_t begin = reply.find(kLength);
     if (begin != std::string::npos) {
@@ -138,29 +139,23 @@ struct FaultKind {
     std::int64_t standard;  // the argument where none is given
     std::int64_t least;
     std::int64_t most;
-    void (*alter)(Reply& reply, std::int64_t argument, bool& packed);                // or null
-    bool (*send)(Connection& connection, std::string reply, std::int64_t argument);  // or null
+    void (*alter)(Reply& reply, std::int64_t argument, bool& packed);                       // or null
+    bool (*send)(Connection& connection, const std::string& reply, std::int64_t argument);  // or null
 };
 
-template <bool (*Send)(Connection&, const std::string&, std::int64_t)>
-bool sending(Connection& connection, std::string reply, std::int64_t argument)
-{
-    return Send(connection, reply, argument);
-}
-
-constexpr std::int64_t kHour = 3600 * 1000;
+constexpr std::int64_t kHour = 3'600'000;  // milliseconds
 constexpr std::int64_t kMany = 1 << 30;
 constexpr FaultKind kFaultKinds[] = {
-    {"delay", 1000, 0, kHour, nullptr, &sending<sendLate>},       // milliseconds before the reply
-    {"drip", 100, 0, kHour, nullptr, &sending<sendDrops>},        // milliseconds behind each byte
-    {"stall", 20, 0, kMany, nullptr, &sending<sendAndStall>},     // bytes, then silence
-    {"truncate", 20, 0, kMany, nullptr, &sending<sendAndClose>},  // bytes, then the end
-    {"reset", 0, 0, kMany, nullptr, &sending<sendAndReset>},      // bytes, then a reset
-    {"length", -1, -kMany, kMany, nullptr, &sendWrongLength},     // by so much is Content-Length wrong
-    {"html", 0, 0, 0, &sendHtml, nullptr},                        // a page for people
-    {"types", 0, 0, 0, &sendWrongTypes, nullptr},                 // numbers for texts, objects for lists
-    {"bomb", 100, 1, 1024, &sendBomb, nullptr},                   // MiB of zeros, packed
-    {"status", 503, 400, 599, &sendStatus, nullptr},              // of HTTP
+    {"delay", 1000, 0, kHour, nullptr, &sendLate},             // milliseconds before the reply
+    {"drip", 100, 0, kHour, nullptr, &sendDrops},              // milliseconds behind each byte
+    {"stall", 20, 0, kMany, nullptr, &sendAndStall},           // bytes, then silence
+    {"truncate", 20, 0, kMany, nullptr, &sendAndClose},        // bytes, then the end
+    {"reset", 0, 0, kMany, nullptr, &sendAndReset},            // bytes, then a reset
+    {"length", -1, -kMany, kMany, nullptr, &sendWrongLength},  // by so much is Content-Length wrong
+    {"html", 0, 0, 0, &sendHtml, nullptr},                     // a page for people
+    {"types", 0, 0, 0, &sendWrongTypes, nullptr},              // numbers for texts, objects for lists
+    {"bomb", 100, 1, 1024, &sendBomb, nullptr},                // MiB of zeros, packed
+    {"status", 503, 400, 599, &sendStatus, nullptr},           // of HTTP
 };
 
 std::string kindNames()
@@ -343,7 +338,7 @@ bool Meddler::pass(Connection& connection, const std::function<bool(httplib::Str
     }
     const Fault* const fault = faultOf(pathOf(requestLine(tap.request)));
     if (fault != nullptr && kFaultKinds[fault->kind].send != nullptr) {
-        return kFaultKinds[fault->kind].send(connection, std::move(tap.reply), fault->argument) && more;
+        return kFaultKinds[fault->kind].send(connection, tap.reply, fault->argument) && more;
     }
     return send(connection, tap.reply) && more;
 }
