@@ -92,7 +92,7 @@ private:
     const socket_t m_socket;
     Tls m_tls;
     bool m_opened;
-    std::array<char, 4096> m_in;  // NOLINT: filled before it is read
+    std::array<char, 4096> m_in{};
     std::size_t m_inBegin = 0;
     std::size_t m_inEnd = 0;
     std::string m_out;

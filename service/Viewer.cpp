@@ -32,6 +32,15 @@ bool isKnown(sqlite::Connection& connection, Subject subject, std::int64_t targe
     return Query(connection, kLookups[static_cast<std::size_t>(subject)]).bind(target).next();
 }
 
+// What a user cares about stays readable when the guide has dropped it.
+bool rememberKnown(sqlite::Connection& connection, Subject subject, std::int64_t target)
+{
+    if (subject == Subject::Content) {
+        remember(connection, target);
+    }
+    return isKnown(connection, subject, target);
+}
+
 constexpr std::string_view kContentOnAir = R"sql(
     SELECT content_id FROM airing
     WHERE source_id = ?1 AND start <= ?2 AND stop > ?2
@@ -84,10 +93,7 @@ bool addFavorite(sqlite::Connection& connection, std::string_view user, Subject 
                  Instant now)
 {
     Transaction transaction(connection, Transaction::Kind::Write);
-    if (subject == Subject::Content) {
-        remember(connection, target);
-    }
-    if (!isKnown(connection, subject, target)) {
+    if (!rememberKnown(connection, subject, target)) {
         return false;
     }
     Query(connection, "INSERT OR IGNORE INTO favorite VALUES (?, ?, ?, ?)")
@@ -162,10 +168,7 @@ bool castVote(sqlite::Connection& connection, std::string_view user, Subject sub
               Instant now)
 {
     Transaction transaction(connection, Transaction::Kind::Write);
-    if (subject == Subject::Content) {
-        remember(connection, target);
-    }
-    if (!isKnown(connection, subject, target)) {
+    if (!rememberKnown(connection, subject, target)) {
         return false;
     }
     if (vote == Vote::None) {

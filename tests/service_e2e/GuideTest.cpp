@@ -17,12 +17,6 @@ using testing::StartsWith;
 
 class Guide : public testing::Test {
 protected:
-    /// Of the programme on air at a channel.
-    std::string idOnAir(const std::string& source)
-    {
-        return tv.list("getOnAir", listOf(source), listOf(1)).at(0).at("ID");
-    }
-
     ServiceProcess service;
     Television tv{service, "tv-1"};
 };
@@ -86,7 +80,7 @@ TEST_F(Guide, ContentsAreFoundByGenreAndByWords)
 
 TEST_F(Guide, AContentItsPeopleAndItsSeries)
 {
-    const std::string film = idOnAir("2");
+    const std::string film = tv.onAir("2").at("ID");
     const Json airing = tv.list("getContentDetailInfo", film, "2", 0).at(0);
     EXPECT_EQ(airing.at("Title"), "Film 100");
     EXPECT_EQ(airing.at("Summary"), "A ship in fog, number100.");
@@ -95,7 +89,7 @@ TEST_F(Guide, AContentItsPeopleAndItsSeries)
     EXPECT_EQ(director.at("Name"), "Ann Ek") << director;
     const Json person = tv.results("getPersonDetailInfo", director.at("ID"));
     EXPECT_EQ(person.at(0).at("Name"), "Ann Ek") << person;
-    const Json series = tv.results("getSeriesDetailInfo", idOnAir("1"), "1");
+    const Json series = tv.results("getSeriesDetailInfo", tv.onAir("1").at("ID"), "1");
     EXPECT_EQ(series.at(0).at("Title"), "Report");
     EXPECT_THAT(series.dump(), testing::HasSubstr("Report 110"));
 }

@@ -17,7 +17,6 @@ using testing::Not;
 
 class Recommendation : public testing::Test {
 protected:
-    Json onAir(const std::string& source) { return tv.list("getOnAir", listOf(source), listOf(1)).at(0); }
     static std::vector<std::string> popular(Television& of)
     {
         return column(of.list("getPopularChannel", 1, 10), "/Channel/Source");
@@ -33,8 +32,8 @@ TEST_F(Recommendation, ATunedChannelClimbsForAllAndIsTheViewersHabit)
 {
     EXPECT_THAT(popular(tv), ElementsAre("1", "2", "3"));
     EXPECT_THAT(why(tv), Each("now"));
-    EXPECT_EQ(tv.results("sendTuneHistory", onAir("3").at("ID"), "3"), Json({1}));
-    EXPECT_EQ(tv.results("sendTuneHistory", onAir("3").at("ID"), "3"), Json({2}));
+    EXPECT_EQ(tv.results("sendTuneHistory", tv.onAir("3").at("ID"), "3"), Json({1}));
+    EXPECT_EQ(tv.results("sendTuneHistory", tv.onAir("3").at("ID"), "3"), Json({2}));
     service.restart();
     EXPECT_THAT(popular(other), ElementsAre("3", "1", "2"));
     EXPECT_THAT(column(other.list("getSmartPopular"), "/Channel/Source"), ElementsAre("3"));
@@ -45,8 +44,8 @@ TEST_F(Recommendation, ATunedChannelClimbsForAllAndIsTheViewersHabit)
 
 TEST_F(Recommendation, AResetForgetsOnlyTheUsersOwn)
 {
-    const std::string film = onAir("2").at("ID");
-    tv.results("sendTuneHistory", onAir("3").at("ID"), "3");
+    const std::string film = tv.onAir("2").at("ID");
+    tv.results("sendTuneHistory", tv.onAir("3").at("ID"), "3");
     tv.results("sendLike", "ttid", film, "like");
     other.results("sendLike", "ttid", film, "like");
     tv.results("setFavorite", "channel", "1");
@@ -75,10 +74,10 @@ TEST_F(Recommendation, WhatIsLikedAndWasNotTunedToIsMissed)
 
 TEST_F(Recommendation, RelatedIsWhatSharesSeriesOrPeople)
 {
-    const std::vector<std::string> related = column(tv.list("getRelatedContent", onAir("2").at("ID"), 1), "/Title");
+    const std::vector<std::string> related = column(tv.list("getRelatedContent", tv.onAir("2").at("ID"), 1), "/Title");
     ASSERT_THAT(related, Not(IsEmpty()));
     EXPECT_THAT(related, Each(testing::StartsWith("Film ")));
-    const std::vector<std::string> episodes = column(tv.list("getRelatedContent", onAir("1").at("ID"), 1), "/Title");
+    const std::vector<std::string> episodes = column(tv.list("getRelatedContent", tv.onAir("1").at("ID"), 1), "/Title");
     EXPECT_EQ(episodes.at(0), "Report");
 }
 
@@ -86,7 +85,7 @@ TEST_F(Recommendation, TheConciergeFollowsTheViewer)
 {
     const Json any = tv.results("getCombination", "fw1").at(0);
     EXPECT_THAT(column(any.at("Personalized"), "/Source"), Contains("1"));
-    tv.results("sendTuneHistory", onAir("3").at("ID"), "3");
+    tv.results("sendTuneHistory", tv.onAir("3").at("ID"), "3");
     const Json own = tv.results("getCombination", "fw1").at(0);
     EXPECT_EQ(own.at("Personalized").at(0).at("Title"), "Puppets 100") << own;
     EXPECT_THAT(own.dump(), testing::HasSubstr("Slow Chess"));

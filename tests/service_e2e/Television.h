@@ -43,6 +43,8 @@ public:
     {
         return results(operation, std::forward<Arguments>(arguments)...).at(0).at("data");
     }
+    /// The programme on air at a channel.
+    Json onAir(const std::string& source) { return list("getOnAir", listOf(source), listOf(1)).at(0); }
     /// The status of an operation, whatever it is.
     template <class... Arguments>
     int status(const std::string& operation, Arguments&&... arguments)

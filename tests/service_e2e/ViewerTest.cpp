@@ -13,11 +13,6 @@ constexpr int kNotThere = -205;
 
 class Viewer : public testing::Test {
 protected:
-    std::string idOnAir(const std::string& source)
-    {
-        return tv.list("getOnAir", listOf(source), listOf(1)).at(0).at("ID");
-    }
-
     ServiceProcess service;
     Television tv{service, "tv-1"};
     Television other{service, "tv-2"};
@@ -45,14 +40,14 @@ TEST_F(Viewer, FavouriteChannels)
 
 TEST_F(Viewer, FavouriteContents)
 {
-    const std::string film = idOnAir("2");
+    const std::string film = tv.onAir("2").at("ID");
     tv.results("setFavorite", "content", film);
-    tv.results("setFavorite", "content", idOnAir("3"));
+    tv.results("setFavorite", "content", tv.onAir("3").at("ID"));
     const auto titles = [](Television& of) {
         return column(of.list("getFavoriteContentList", "content", 1, "title", "desc", 0, 10), "/Title");
     };
     EXPECT_THAT(titles(tv), ElementsAre("Puppets 100", "Film 100"));
-    tv.results("deleteFavorite", "content", idOnAir("3"));
+    tv.results("deleteFavorite", "content", tv.onAir("3").at("ID"));
     service.restart();
     EXPECT_THAT(titles(tv), ElementsAre("Film 100"));
     EXPECT_EQ(tv.results("getFavoriteContent", "content", film, 1).at(0).at("Title"), "Film 100");
@@ -62,7 +57,7 @@ TEST_F(Viewer, FavouriteContents)
 
 TEST_F(Viewer, AVoteCountsOnceAndIsItsUsersOwn)
 {
-    const std::string film = idOnAir("2");
+    const std::string film = tv.onAir("2").at("ID");
     const auto counts = [&](Television& of) { return of.results("getLikeHistory", "ttid", film); };
     EXPECT_EQ(counts(tv), Json({0, 0, false, false}));
     tv.results("sendLike", "ttid", film, "like");
