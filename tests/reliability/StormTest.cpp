@@ -122,18 +122,23 @@ Storm::Book repeat(std::size_t requests, std::size_t destroyedInFlight, Run run)
     return sum;
 }
 
+/// A storm on an executor with three threads.
+Storm::Book onCommands(Storm::Settings& settings, std::size_t requests, unsigned destroysPerMille)
+{
+    CommandedExecutor executor(3, planned);
+    settings.tellsResponses = true;
+    settings.requests = requests;
+    settings.destroysPerMille = destroysPerMille;
+    settings.callbackDestroysPerMille = destroysPerMille;
+    Storm storm(settings);
+    storm.run();
+    return storm.settle();
+}
+
 TEST(Storm, EveryRequestIsAccountedForOnce)
 {
-    const Storm::Book book = repeat(shortOrLong<std::size_t>(50'000, 1'000'000), 0, [](Storm::Settings& settings) {
-        CommandedExecutor executor(3, planned);
-        settings.tellsResponses = true;
-        settings.requests = 5000;
-        settings.destroysPerMille = 2;
-        settings.callbackDestroysPerMille = 2;
-        Storm storm(settings);
-        storm.run();
-        return storm.settle();
-    });
+    const Storm::Book book = repeat(shortOrLong<std::size_t>(50'000, 1'000'000), 0,
+                                    [](Storm::Settings& settings) { return onCommands(settings, 5000, 2); });
     expectEverythingHappened(book);
     EXPECT_GT(book.cancelledFirst, 0u);
     print("storm", book);
@@ -141,16 +146,8 @@ TEST(Storm, EveryRequestIsAccountedForOnce)
 
 TEST(Storm, ObjectsComeAndGoWithRequestsOutstanding)
 {
-    const Storm::Book book = repeat(0, shortOrLong<std::size_t>(500, 10'000), [](Storm::Settings& settings) {
-        CommandedExecutor executor(3, planned);
-        settings.tellsResponses = true;
-        settings.requests = 2000;
-        settings.destroysPerMille = 60;
-        settings.callbackDestroysPerMille = 60;
-        Storm storm(settings);
-        storm.run();
-        return storm.settle();
-    });
+    const Storm::Book book = repeat(0, shortOrLong<std::size_t>(500, 10'000),
+                                    [](Storm::Settings& settings) { return onCommands(settings, 2000, 60); });
     expectEverythingHappened(book);
     print("coming and going", book);
 }
