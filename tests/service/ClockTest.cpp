@@ -35,9 +35,7 @@ TEST(Clock, ZoneByOffset)
 
 TEST(Clock, ZoneByNameKnowsSummerTime)
 {
-    if (!std::filesystem::exists("/usr/share/zoneinfo/Europe/Berlin")) {
-        GTEST_SKIP() << "no zone tables on this machine";
-    }
+    ASSERT_TRUE(std::filesystem::exists("/usr/share/zoneinfo/Europe/Berlin")) << "install the package tzdata";
     const Zone zone = Zone::named("Europe/Berlin");
     EXPECT_EQ(zone.formatOffset(kNovember), "+01:00");
     EXPECT_EQ(zone.formatLocal(kNovember), "2026-11-21T02:30:00");
