@@ -64,6 +64,15 @@ std::optional<std::string> takeRequest(std::string& unread, const std::function<
     return request;
 }
 
+std::string okReply(std::string_view body, std::string_view moreHeaders)
+{
+    std::string reply = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
+    reply += moreHeaders;
+    reply += "\r\n";
+    reply += body;
+    return reply;
+}
+
 RawServer::RawServer(Script script) : RawServer(std::move(script), bindLoopback()) {}
 
 RawServer::RawServer(Script script, int boundSocket)
@@ -178,11 +187,7 @@ std::size_t RawServer::Connection::send(std::string_view bytes) const
 
 void RawServer::Connection::answer(std::string_view body, std::string_view moreHeaders) const
 {
-    std::string reply = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
-    reply += moreHeaders;
-    reply += "\r\n";
-    reply += body;
-    send(reply);
+    send(okReply(body, moreHeaders));
 }
 
 void RawServer::Connection::reset() const

@@ -31,6 +31,9 @@ int portOf(int socket);
 /// @return nothing when the client is gone
 std::optional<std::string> takeRequest(std::string& unread, const std::function<ssize_t(char* to, std::size_t)>& read);
 
+/// The bytes of `200 OK` with a length.
+std::string okReply(std::string_view body, std::string_view moreHeaders = "");
+
 /// Listens on a free port of the loopback address. Each connection runs the script on a thread of its own; when the
 /// script returns, the connection is closed.
 class RawServer {
@@ -48,7 +51,7 @@ public:
         std::string readBody(std::size_t size) const;
         /// @return how many bytes the system took: all, unless the client has gone
         std::size_t send(std::string_view bytes) const;
-        /// Sends `200 OK` with a length.
+        /// Sends okReply().
         void answer(std::string_view body, std::string_view moreHeaders = "") const;
         /// Makes the close a reset.
         void reset() const;
