@@ -44,20 +44,21 @@ std::size_t payloadCap()
     return shortOrLong(std::size_t{4} << 20, host::HttpLimits().payloadCap);
 }
 
-std::pair<Milliseconds, Milliseconds> limitsOf(End end)
+Span spanOf(End end)
 {
     switch (end) {
         case End::AtOnce:
-            return {Milliseconds::zero(), kTotalTimeout};
+            return {Milliseconds::zero(), kPatientTimeout, kPatientTimeout};
         case End::Connect:
-            return {kConnectTimeout, kStallTimeout};
+            return {kConnectTimeout, kConnectTimeout, kStallTimeout};
         case End::Stall:
-            return {kStallTimeout, kTotalTimeout};
+            return {kStallTimeout, kStallTimeout, kTotalTimeout};
         case End::Total:
+            return {kTotalTimeout, kTotalTimeout, 2 * kTotalTimeout};
         case End::PastTotal:
             break;
     }
-    return {kTotalTimeout, 2 * kTotalTimeout};
+    return {kTotalTimeout, 2 * kTotalTimeout, 2 * kTotalTimeout};
 }
 
 const std::vector<Fault>& allFaults()

@@ -1,6 +1,6 @@
 // The faults of a network: what each is, what ends the requests that meet it, and the status that they end with; and
-// the operations that make something else of it. Read next: FaultServer.h for who does the harm, FaultMatrixTest.cpp
-// for the test.
+// the operations that make something else of it. The statuses are those of docs/statuses.md.
+// Read next: FaultServer.h for who does the harm, FaultMatrixTest.cpp for the test.
 #pragma once
 
 #include "FaultServer.h"
@@ -11,17 +11,21 @@
 #include <cstddef>
 #include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace W::test {
 
 using Milliseconds = std::chrono::milliseconds;
 
-/// Bounds of the executor; the time-outs are far from each other, so that it shows which of them has ended a request.
-constexpr Milliseconds kConnectTimeout{500};
-constexpr Milliseconds kStallTimeout{1300};
-constexpr Milliseconds kTotalTimeout{2400};
+// Time-outs of the executor.
+
+/// All three, for faults that end a request by themselves: a machine that is busy must not be taken for the reason.
+constexpr Milliseconds kPatientTimeout{20'000};
+/// For faults that are ended by one of them. They are far from each other, so that it shows by which.
+constexpr Milliseconds kConnectTimeout{700};
+constexpr Milliseconds kStallTimeout{1500};
+constexpr Milliseconds kTotalTimeout{2500};
+
 /// In the short form a hundred megabytes are begun for every operation; in the long form they are read up to the cap
 /// that hosts have.
 std::size_t payloadCap();
@@ -59,22 +63,26 @@ enum class Got {
 
 /// What ends it.
 enum class End {
-    AtOnce,
-    Connect,
+    AtOnce,   ///< the fault itself
+    Connect,  ///< the connect time-out, and so on
     Stall,
     Total,
     PastTotal,  ///< nothing, though the total time-out has passed
 };
 
-/// When a callback may come at the earliest, and when the next limit would be the reason.
-std::pair<Milliseconds, Milliseconds> limitsOf(End end);
+struct Span {
+    Milliseconds earliest;  ///< that a callback may come
+    Milliseconds due;       ///< when it has to come, but for what the machine takes
+    Milliseconds next;      ///< when the limit behind it would be the reason
+};
+Span spanOf(End end);
 
 struct Fault {
     const char* name;
     Got got;
     End end;
-    int status;
-    std::function<FaultServerPointer(const Ground&)> server;
+    int status;                                               ///< that callbacks get
+    std::function<FaultServerPointer(const Ground&)> server;  ///< makes one, which the ground outlives
 };
 const std::vector<Fault>& allFaults();
 
@@ -91,6 +99,7 @@ struct Expected {
     int status;
     End end;
 };
+/// What comes of an operation, by its name, that meets a fault.
 Expected expected(const Fault& fault, const std::string& operation);
 
 }  // namespace W::test
