@@ -144,8 +144,7 @@ bool RawServer::waitForRequests(std::size_t count) const
 
 std::optional<std::string> RawServer::Connection::readRequest()
 {
-    const auto request =
-        takeRequest(m_unread, [this](char* to, std::size_t room) { return ::recv(m_iSocket, to, room, 0); });
+    auto request = takeRequest(m_unread, [this](char* to, std::size_t room) { return ::recv(m_iSocket, to, room, 0); });
     if (request)
         m_server.keep(*request);
     return request;

@@ -1,3 +1,4 @@
+// The servers, in the order in which a request meets their harms: name, connection, TLS, HTTP.
 #include "FaultServer.h"
 
 #include "GoodReplies.h"

@@ -50,13 +50,15 @@ using FaultServerPointer = std::unique_ptr<FaultServer>;
 
 // All of them answer by a service, which outlives them.
 
-/// A name that is not found. Served: look-ups that said so to libcurl.
+/// A name that is not found. No resolver is asked: the look-up is ours (Loopback.h). Served: look-ups of libcurl that
+/// we have answered so.
 FaultServerPointer unknownName(const GoodService& service);
 
 /// A name whose look-up gets no answer. Served: look-ups that hang.
 FaultServerPointer hangingName(const GoodService& service);
 
-/// A port that is bound and does not listen, so that the system refuses. Served: attempts to connect to it.
+/// A port that is bound and does not listen, so that the system refuses. Served: attempts to connect to it; that each
+/// was refused follows from the port and is not seen.
 FaultServerPointer closedPort(const GoodService& service);
 
 /// A port whose queue of connections is full, so that the system drops who else wants to connect. Served: attempts that

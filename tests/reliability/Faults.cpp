@@ -1,3 +1,4 @@
+// The rows. A fault is made of a server (FaultServer.h) and, where it is one of replies, a harm (ReplyHarms.h).
 #include "Faults.h"
 
 #include "CurlTransfer.h"

@@ -1,3 +1,4 @@
+// What stands in for the C library, at the end; before it, what it knows and counts.
 #include "Loopback.h"
 
 #include <arpa/inet.h>

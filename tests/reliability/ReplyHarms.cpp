@@ -1,3 +1,4 @@
+// Bytes that are no good reply, or stop being one.
 #include "ReplyHarms.h"
 
 #include <poll.h>
