@@ -217,7 +217,7 @@ void CurlExecutor::transferAll()
         endFinished();
         if (m_bAttention.exchange(false))
             endMarked();
-        endStalled();
+        endOverdue();
         if (!m_ended.empty())
             goOn = exchangeWithOthers();
         if (goOn && m_starting.empty()) {
@@ -271,7 +271,7 @@ void CurlExecutor::beginStarting()
         if (status != session::kCompleted)
             end(exchange, status);
         else
-            m_nextStall = std::min(m_nextStall, m_now + m_limits.stallTimeout);
+            m_nextDeadline = std::min(m_nextDeadline, exchange->transfer->deadline());
     }
     m_starting.clear();
 }
@@ -346,19 +346,19 @@ void CurlExecutor::endMarked()
     marked.clear();
 }
 
-void CurlExecutor::endStalled()
+void CurlExecutor::endOverdue()
 {
-    if (m_now < m_nextStall)
+    if (m_now < m_nextDeadline)
         return;
-    m_nextStall = Clock::time_point::max();
+    m_nextDeadline = Clock::time_point::max();
     for (auto exchange = m_running.begin(); exchange != m_running.end(); ++exchange) {
         if (!exchange->transfer)
             continue;
-        const auto stalls = exchange->transfer->lastProgress() + m_limits.stallTimeout;
-        if (stalls <= m_now)
+        const auto deadline = exchange->transfer->deadline();
+        if (deadline <= m_now)
             end(exchange, session::kTimedOut);
         else
-            m_nextStall = std::min(m_nextStall, stalls);
+            m_nextDeadline = std::min(m_nextDeadline, deadline);
     }
 }
 
@@ -371,7 +371,7 @@ void CurlExecutor::sleep()
             m_bSleeping = false;
     }
     if (!m_bAttention && m_bSleeping) {
-        const auto until = std::min(m_nextStall, m_nextExpiry) - m_now;
+        const auto until = std::min(m_nextDeadline, m_nextExpiry) - m_now;
         const auto timeout = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(until),
                                         std::chrono::milliseconds::zero(), kLongestSleep);
         curl_waitfd wakeUp{m_wakeUp.get(), CURL_WAIT_POLLIN, 0};

@@ -87,7 +87,7 @@ private:
     void end(Exchanges::iterator exchange, SESSION_STATUS status);
     void endFinished();
     void endMarked();
-    void endStalled();
+    void endOverdue();
     void sleep();
 
     /// Ends the transfer thread's sleep.  [any thread]
@@ -128,9 +128,9 @@ private:
     std::vector<Exchanges::iterator> m_starting;  ///< of m_running, not yet libcurl's
     std::vector<Exchanges::iterator> m_ended;     ///< of m_running, no longer libcurl's
     std::vector<std::unique_ptr<Running>> m_idleTransfers;
-    Clock::time_point m_now;                                    ///< in this turn of the loop
-    Clock::time_point m_nextStall = Clock::time_point::max();   ///< no transfer stalls before
-    Clock::time_point m_nextExpiry = Clock::time_point::max();  ///< of the first in line
+    Clock::time_point m_now;                                      ///< in this turn of the loop
+    Clock::time_point m_nextDeadline = Clock::time_point::max();  ///< no transfer is overdue before
+    Clock::time_point m_nextExpiry = Clock::time_point::max();    ///< of the first in line
 };
 
 /// Makes an executor the one that HttpDelegator::getInstance() gives out; null goes back to one with default limits.

@@ -129,6 +129,8 @@ void CurlTransfer::setFixedOptions()
     set(CURLOPT_WRITEDATA, this);
     set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
     set(CURLOPT_HEADERDATA, this);
+    set(CURLOPT_PREREQFUNCTION, &CurlTransfer::onConnected);
+    set(CURLOPT_PREREQDATA, this);
 }
 
 CurlTransfer& CurlTransfer::of(CURL* easy)
@@ -144,6 +146,7 @@ SESSION_STATUS CurlTransfer::begin(HttpRequest& request, std::chrono::millisecon
     m_iFailure = session::kCompleted;
     m_eSink = isDownload(request) ? Sink::Nowhere : Sink::Payload;
     m_uArrived = 0;
+    m_bConnected = false;
     m_bHeaderSeen = false;
     m_lastProgress = m_now;
     try {
@@ -235,6 +238,12 @@ bool CurlTransfer::setHeaders(const HttpHeader& header)
     if (!complete)
         m_pHeaders.reset();
     return complete;
+}
+
+CurlTransfer::Clock::time_point CurlTransfer::deadline() const
+{
+    const auto stalls = m_limits.stallTimeout;
+    return m_lastProgress + (m_bConnected ? stalls : std::min(stalls, m_limits.connectTimeout));
 }
 
 SESSION_STATUS CurlTransfer::end(SESSION_STATUS given)
@@ -387,6 +396,14 @@ int CurlTransfer::onSeek(void* self, curl_off_t offset, int origin)
         return CURL_SEEKFUNC_FAIL;
     transfer.m_iBodySent = offset;
     return CURL_SEEKFUNC_OK;
+}
+
+int CurlTransfer::onConnected(void* self, char* /*remote*/, char* /*local*/, int /*remotePort*/, int /*localPort*/)
+{
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    transfer.m_bConnected = true;
+    transfer.m_lastProgress = transfer.m_now;
+    return CURL_PREREQFUNC_OK;
 }
 
 }  // namespace W::host

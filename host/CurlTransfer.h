@@ -84,8 +84,10 @@ public:
     CURL* handle() const { return m_pEasy.get(); }
     static CurlTransfer& of(CURL* easy);
 
-    /// When the last byte moved.
-    Clock::time_point lastProgress() const { return m_lastProgress; }
+    /// When the transfer has to be given up unless something happens: at its connect time-out until a connection
+    /// stands, since it may wait for another transfer to make that one, of which libcurl takes no account; and always
+    /// when nothing has moved for the stall time-out.
+    Clock::time_point deadline() const;
 
 private:
     struct EasyCleanup {
@@ -115,6 +117,7 @@ private:
     static std::size_t onWrite(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
     static int onSeek(void* self, curl_off_t offset, int origin);
+    static int onConnected(void* self, char*, char*, int, int);
 
     const HttpLimits& m_limits;
     const Clock::time_point& m_now;
@@ -123,13 +126,14 @@ private:
     std::unique_ptr<curl_slist, ListCleanup> m_pHeaders;
     std::vector<HttpHeader::Line> m_headerLines;  ///< what m_pHeaders was made of
     HttpRequest* m_pRequest = nullptr;
-    Clock::time_point m_lastProgress;
+    Clock::time_point m_lastProgress;                 ///< when the last byte moved, or when it began
     SESSION_STATUS m_iFailure = session::kCompleted;  ///< why a callback of ours stopped the transfer
     Sink m_eSink = Sink::Payload;
     FileDescriptor m_file;       ///< of a download or an upload
     curl_off_t m_iBodySize = 0;  ///< bytes to send
     curl_off_t m_iBodySent = 0;
     std::size_t m_uArrived = 0;  ///< bytes of the payload, kept or not
+    bool m_bConnected = false;
     bool m_bHeaderSeen = false;
 };
 

@@ -47,9 +47,10 @@ void files(RawServer::Connection& connection)
             connection.answer("fresh");
         else if (asked("/empty"))
             connection.answer("");
-        else if (asked("/cut"))
-            return connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\npart");
-        else if (asked("/moved"))
+        else if (asked("/cut")) {
+            connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\npart");
+            return;
+        } else if (asked("/moved"))
             connection.send("HTTP/1.1 302 Found\r\nLocation: /good\r\nContent-Length: 0\r\n\r\n");
         else if (asked("/same"))
             connection.send("HTTP/1.1 304 Not Modified\r\n\r\n");

@@ -143,6 +143,21 @@ TEST_F(Executor, ARequestInLineTimesOutToo)
     EXPECT_EQ(inLine.wait(), session::kTimedOut);
 }
 
+TEST_F(Executor, RequestsBehindAHandshakeWaitNoLongerThanForAConnection)
+{
+    HttpLimits limits;
+    limits.connectTimeout = 500ms;
+    use(limits);
+    RawServer server([](RawServer::Connection& connection) { connection.waitForEnd(); });
+    const auto begin = Clock::now();
+    for (int number = 0; number < 8; ++number)
+        start("https://127.0.0.1:" + std::to_string(server.port()));
+    for (Exchange& exchange : m_exchanges)
+        EXPECT_EQ(exchange.wait(), session::kTimedOut);
+    EXPECT_GE(Clock::now() - begin, 500ms);
+    EXPECT_LT(Clock::now() - begin, 2s) << "they have waited for one another";
+}
+
 TEST_F(Executor, ACompletionMayDeleteItsRequest)
 {
     const RawServer server(answering("x"));

@@ -24,17 +24,62 @@ std::size_t announcedLength(const std::string& head)
 
 }  // namespace
 
-RawServer::RawServer(Script script) : m_script(std::move(script)), m_iListener(::socket(AF_INET, SOCK_STREAM, 0))
+int bindLoopback()
 {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    if (::bind(m_iListener, any, length) != 0 || ::listen(m_iListener, 512) != 0 ||
-        ::getsockname(m_iListener, any, &length) != 0)
+    if (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         throw std::runtime_error("no port on the loopback address");
-    m_iPort = ntohs(address.sin_port);
+    return socket;
+}
+
+int portOf(int socket)
+{
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+        throw std::runtime_error("a socket without a port");
+    return ntohs(address.sin_port);
+}
+
+std::optional<std::string> takeRequest(std::string& unread, const std::function<ssize_t(char* to, std::size_t)>& read)
+{
+    std::size_t wanted = std::string::npos;
+    while (true) {
+        const std::size_t end = unread.find("\r\n\r\n");
+        if (end != std::string::npos)
+            wanted = end + 4 + announcedLength(unread.substr(0, end + 2));
+        if (unread.size() >= wanted)
+            break;
+        char buffer[65536];
+        const ssize_t got = read(buffer, sizeof buffer);
+        if (got <= 0)
+            return std::nullopt;
+        unread.append(buffer, static_cast<std::size_t>(got));
+    }
+    std::string request = unread.substr(0, wanted);
+    unread.erase(0, wanted);
+    return request;
+}
+
+std::string okReply(std::string_view body, std::string_view moreHeaders)
+{
+    std::string reply = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
+    reply += moreHeaders;
+    reply += "\r\n";
+    reply += body;
+    return reply;
+}
+
+RawServer::RawServer(Script script) : RawServer(std::move(script), bindLoopback()) {}
+
+RawServer::RawServer(Script script, int boundSocket)
+    : m_script(std::move(script)), m_iListener(boundSocket), m_iPort(portOf(boundSocket))
+{
+    if (::listen(m_iListener, 512) != 0)
+        throw std::runtime_error("no listening on the loopback address");
     m_acceptor = std::thread([this] { acceptAll(); });
 }
 
@@ -99,22 +144,9 @@ bool RawServer::waitForRequests(std::size_t count) const
 
 std::optional<std::string> RawServer::Connection::readRequest()
 {
-    std::size_t wanted = std::string::npos;
-    while (true) {
-        const std::size_t end = m_unread.find("\r\n\r\n");
-        if (end != std::string::npos)
-            wanted = end + 4 + announcedLength(m_unread.substr(0, end + 2));
-        if (m_unread.size() >= wanted)
-            break;
-        char buffer[65536];
-        const ssize_t got = ::recv(m_iSocket, buffer, sizeof buffer, 0);
-        if (got <= 0)
-            return std::nullopt;
-        m_unread.append(buffer, static_cast<std::size_t>(got));
-    }
-    std::string request = m_unread.substr(0, wanted);
-    m_unread.erase(0, wanted);
-    m_server.keep(request);
+    auto request = takeRequest(m_unread, [this](char* to, std::size_t room) { return ::recv(m_iSocket, to, room, 0); });
+    if (request)
+        m_server.keep(*request);
     return request;
 }
 
@@ -140,23 +172,21 @@ std::string RawServer::Connection::readBody(std::size_t size) const
     return body;
 }
 
-void RawServer::Connection::send(std::string_view bytes) const
+std::size_t RawServer::Connection::send(std::string_view bytes) const
 {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(m_iSocket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t sent = ::send(m_iSocket, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
         if (sent <= 0)
-            return;
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
+            break;
+        done += static_cast<std::size_t>(sent);
     }
+    return done;
 }
 
 void RawServer::Connection::answer(std::string_view body, std::string_view moreHeaders) const
 {
-    std::string reply = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
-    reply += moreHeaders;
-    reply += "\r\n";
-    reply += body;
-    send(reply);
+    send(okReply(body, moreHeaders));
 }
 
 void RawServer::Connection::reset() const

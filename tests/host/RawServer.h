@@ -12,7 +12,27 @@
 #include <thread>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace W::host {
+
+/// A socket on a free port of the loopback address that does not listen yet: whoever connects is refused.
+/// @return the descriptor, which is the caller's
+/// @throws std::runtime_error
+int bindLoopback();
+
+/// The port that a socket is bound to.
+int portOf(int socket);
+
+/// Takes one request from what was read, and reads on until it is there: a header block and as much of a body as it
+/// announces.
+/// @param unread  what was read and not taken; keeps what follows the request
+/// @param read    like recv(): bytes read, 0 or less at the end
+/// @return nothing when the client is gone
+std::optional<std::string> takeRequest(std::string& unread, const std::function<ssize_t(char* to, std::size_t)>& read);
+
+/// The bytes of `200 OK` with a length.
+std::string okReply(std::string_view body, std::string_view moreHeaders = "");
 
 /// Listens on a free port of the loopback address. Each connection runs the script on a thread of its own; when the
 /// script returns, the connection is closed.
@@ -29,8 +49,9 @@ public:
         void readHead() const;
         /// Reads as many bytes, or up to the end of the connection.
         std::string readBody(std::size_t size) const;
-        void send(std::string_view bytes) const;
-        /// Sends `200 OK` with a length.
+        /// @return how many bytes the system took: all, unless the client has gone
+        std::size_t send(std::string_view bytes) const;
+        /// Sends okReply().
         void answer(std::string_view body, std::string_view moreHeaders = "") const;
         /// Makes the close a reset.
         void reset() const;
@@ -38,6 +59,8 @@ public:
         void waitForEnd() const;
         /// Position of this connection among all of them, from 0.
         int number() const { return m_iNumber; }
+        /// For what speaks another protocol; stays the connection's.
+        int socket() const { return m_iSocket; }
 
     private:
         friend class RawServer;
@@ -49,6 +72,8 @@ public:
     using Script = std::function<void(Connection&)>;
 
     explicit RawServer(Script script);
+    /// Listens on a socket that is bound, and takes it over.
+    RawServer(Script script, int boundSocket);
     ~RawServer();
     RawServer(const RawServer&) = delete;
     RawServer& operator=(const RawServer&) = delete;

@@ -1,8 +1,9 @@
 // OpenSSL on blocking sockets, one connection at a time.
 #include "TlsServer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include "RawServer.h"
+
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
@@ -12,6 +13,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <stdexcept>
 #include <string_view>
 
@@ -52,23 +54,62 @@ X509Certificate makeCertificate(const Certificate& wanted, EVP_PKEY* key)
 
 }  // namespace
 
-struct TlsServer::Tls {
-    std::unique_ptr<SSL_CTX, Release<SSL_CTX_free>> context{SSL_CTX_new(TLS_server_method())};
-};
-
-TlsServer::TlsServer(const Certificate& wanted, const std::string& certificateFile)
-    : m_pTls(std::make_unique<Tls>()), m_iListener(::socket(AF_INET, SOCK_STREAM, 0))
+TlsIdentity::TlsIdentity(const Certificate& wanted, const std::string& certificateFile)
+    : m_pContext(SSL_CTX_new(TLS_server_method()))
 {
     const Key key(EVP_EC_gen("P-256"));
     const X509Certificate certificate = makeCertificate(wanted, key.get());
     std::FILE* const file = std::fopen(certificateFile.c_str(), "w");
     PEM_write_X509(file, certificate.get());
     std::fclose(file);
-    SSL_CTX* const context = m_pTls->context.get();
-    SSL_CTX_use_certificate(context, certificate.get());
-    SSL_CTX_use_PrivateKey(context, key.get());
+    SSL_CTX_use_certificate(m_pContext, certificate.get());
+    SSL_CTX_use_PrivateKey(m_pContext, key.get());
+}
+
+TlsIdentity::~TlsIdentity()
+{
+    SSL_CTX_free(m_pContext);
+}
+
+TlsConnection::TlsConnection(const TlsIdentity& identity, int socket) : m_pTls(SSL_new(identity.context()))
+{
+    sigset_t broken;
+    sigemptyset(&broken);
+    sigaddset(&broken, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &broken, nullptr);
+    SSL_set_fd(m_pTls, socket);
+}
+
+TlsConnection::~TlsConnection()
+{
+    SSL_shutdown(m_pTls);
+    SSL_free(m_pTls);
+}
+
+int TlsConnection::shakeHands()
+{
+    ERR_clear_error();
+    if (SSL_accept(m_pTls) == 1)
+        return 0;
+    const int reason = ERR_GET_REASON(ERR_get_error());
+    return reason > SSL_AD_REASON_OFFSET ? reason - SSL_AD_REASON_OFFSET : -1;
+}
+
+ssize_t TlsConnection::read(char* to, std::size_t room)
+{
+    return SSL_read(m_pTls, to, static_cast<int>(room));
+}
+
+void TlsConnection::write(std::string_view bytes)
+{
+    SSL_write(m_pTls, bytes.data(), static_cast<int>(bytes.size()));
+}
+
+TlsServer::TlsServer(const Certificate& certificate, const std::string& certificateFile)
+    : m_identity(certificate, certificateFile), m_iListener(bindLoopback()), m_iPort(portOf(m_iListener))
+{
     SSL_CTX_set_alpn_select_cb(
-        context,
+        m_identity.context(),
         [](SSL*, const unsigned char**, unsigned char*, const unsigned char* offered, unsigned length, void* self) {
             const std::string_view protocols(reinterpret_cast<const char*>(offered), length);
             if (protocols.find("\x02h2") != std::string_view::npos)
@@ -76,16 +117,8 @@ TlsServer::TlsServer(const Certificate& wanted, const std::string& certificateFi
             return SSL_TLSEXT_ERR_NOACK;
         },
         this);
-
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    if (::bind(m_iListener, any, length) != 0 || ::listen(m_iListener, 16) != 0 ||
-        ::getsockname(m_iListener, any, &length) != 0)
-        throw std::runtime_error("no port on the loopback address");
-    m_iPort = ntohs(address.sin_port);
+    if (::listen(m_iListener, 16) != 0)
+        throw std::runtime_error("no listening on the loopback address");
     m_acceptor = std::thread([this] { acceptAll(); });
 }
 
@@ -99,22 +132,17 @@ TlsServer::~TlsServer()
 
 void TlsServer::acceptAll()
 {
-    // This thread only: what the executor does about broken connections is to be seen.
-    sigset_t broken;
-    sigemptyset(&broken);
-    sigaddset(&broken, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &broken, nullptr);
     constexpr std::string_view kReply = "HTTP/1.1 200 OK\r\nContent-Length: 6\r\nConnection: close\r\n\r\nsecret";
     while (!m_bStopping) {
         const int socket = ::accept(m_iListener, nullptr, nullptr);
         if (socket < 0)
             continue;
-        const std::unique_ptr<SSL, Release<SSL_free>> tls(SSL_new(m_pTls->context.get()));
-        SSL_set_fd(tls.get(), socket);
-        char request[4096];
-        if (SSL_accept(tls.get()) == 1 && SSL_read(tls.get(), request, sizeof request) > 0)
-            SSL_write(tls.get(), kReply.data(), static_cast<int>(kReply.size()));
-        SSL_shutdown(tls.get());
+        {
+            TlsConnection connection(m_identity, socket);
+            char request[4096];
+            if (connection.shakeHands() == 0 && connection.read(request, sizeof request) > 0)
+                connection.write(kReply);
+        }
         ::close(socket);
     }
 }

@@ -29,66 +29,66 @@ const std::vector<OperationCall>& operationCalls()
 {
     directory();
     static const std::vector<OperationCall> kCalls = {
-        {3, [](WVorelOAI& o, Counter& c) { return o.getAuthSeedkey(kDone, &c, c.out); }},
-        {4, [](WVorelOAI& o, Counter& c) { return o.getGenreList(kDone, "sum", &c, c.out); }},
-        {5, [](WVorelOAI& o, Counter& c) { return o.getConfLog(kDone, &c, c.out); }},
-        {6, [](WVorelOAI& o, Counter& c) { return o.getLocalTime(kDone, &c, c.out); }},
-        {7, [](WVorelOAI& o, Counter& c) { return o.resetHistory(kDone, 86400, &c, c.out); }},
-        {8, [](WVorelOAI& o, Counter& c) { return o.getServerUrl(kDone, &c, c.out); }},
-        {9, [](WVorelOAI& o, Counter& c) { return o.checkUpload(kDone, &c, c.out); }},
-        {10, [](WVorelOAI& o, Counter& c) { return o.sendChannel(kDone, "http://up/load", "ch.json", &c, c.out); }},
-        {11, [](WVorelOAI& o, Counter& c) { return o.getCertificationRule(kDone, &c, c.out); }},
-        {12, [](WVorelOAI& o, Counter& c) { return o.getChannelList(kDone, "sum", &c, c.out); }},
-        {13, [](WVorelOAI& o, Counter& c) { return o.getHeadend(kDone, "12 345", &c, c.out); }},
-        {14, [](WVorelOAI& o, Counter& c) { return o.getCityList(kDone, &c, c.out); }},
-        {15, [](WVorelOAI& o, Counter& c) { return o.getCityList_browse(kDone, &c, c.out); }},
-        {16, [](WVorelOAI& o, Counter& c) { return o.getHeadend_Kor(kDone, "c16", &c, c.out); }},
-        {17, [](WVorelOAI& o, Counter& c) { return o.getHeadend_browse(kDone, "c17", &c, c.out); }},
+        {3, [](WCorvaneOAI& o, Counter& c) { return o.getAuthSeedkey(kDone, &c, c.out); }},
+        {4, [](WCorvaneOAI& o, Counter& c) { return o.getGenreList(kDone, "sum", &c, c.out); }},
+        {5, [](WCorvaneOAI& o, Counter& c) { return o.getConfLog(kDone, &c, c.out); }},
+        {6, [](WCorvaneOAI& o, Counter& c) { return o.getLocalTime(kDone, &c, c.out); }},
+        {7, [](WCorvaneOAI& o, Counter& c) { return o.resetHistory(kDone, 86400, &c, c.out); }},
+        {8, [](WCorvaneOAI& o, Counter& c) { return o.getServerUrl(kDone, &c, c.out); }},
+        {9, [](WCorvaneOAI& o, Counter& c) { return o.checkUpload(kDone, &c, c.out); }},
+        {10, [](WCorvaneOAI& o, Counter& c) { return o.sendChannel(kDone, "http://up/load", "ch.json", &c, c.out); }},
+        {11, [](WCorvaneOAI& o, Counter& c) { return o.getCertificationRule(kDone, &c, c.out); }},
+        {12, [](WCorvaneOAI& o, Counter& c) { return o.getChannelList(kDone, "sum", &c, c.out); }},
+        {13, [](WCorvaneOAI& o, Counter& c) { return o.getHeadend(kDone, "12 345", &c, c.out); }},
+        {14, [](WCorvaneOAI& o, Counter& c) { return o.getCityList(kDone, &c, c.out); }},
+        {15, [](WCorvaneOAI& o, Counter& c) { return o.getCityList_browse(kDone, &c, c.out); }},
+        {16, [](WCorvaneOAI& o, Counter& c) { return o.getHeadend_Kor(kDone, "c16", &c, c.out); }},
+        {17, [](WCorvaneOAI& o, Counter& c) { return o.getHeadend_browse(kDone, "c17", &c, c.out); }},
         {18,
-         [](WVorelOAI& o, Counter& c) {
+         [](WCorvaneOAI& o, Counter& c) {
              return o.getSchedule(kDone, kSources, 86400, 6, kSizes, &c, c.out);
          }},
-        {19, [](WVorelOAI& o, Counter& c) { return o.getOnAir(kDone, kSources, kSizes, &c, c.out); }},
-        {20, [](WVorelOAI& o, Counter& c) { return o.getTodayURL(kDone, &c, c.out); }},
-        {21, [](WVorelOAI& o, Counter& c) { return o.getFocusChannel(kDone, "a", 2, 3, &c, c.out); }},
-        {22, [](WVorelOAI& o, Counter& c) { return o.getLineupTest(kDone, "h22", &c, c.out); }},
-        {23, [](WVorelOAI& o, Counter& c) { return o.getContentList(kDone, kGenres, 86400, 2, 3, &c, c.out); }},
-        {24, [](WVorelOAI& o, Counter& c) { return o.getContentDetailInfo(kDone, "id24", "s", 86400, &c, c.out); }},
+        {19, [](WCorvaneOAI& o, Counter& c) { return o.getOnAir(kDone, kSources, kSizes, &c, c.out); }},
+        {20, [](WCorvaneOAI& o, Counter& c) { return o.getTodayURL(kDone, &c, c.out); }},
+        {21, [](WCorvaneOAI& o, Counter& c) { return o.getFocusChannel(kDone, "a", 2, 3, &c, c.out); }},
+        {22, [](WCorvaneOAI& o, Counter& c) { return o.getLineupTest(kDone, "h22", &c, c.out); }},
+        {23, [](WCorvaneOAI& o, Counter& c) { return o.getContentList(kDone, kGenres, 86400, 2, 3, &c, c.out); }},
+        {24, [](WCorvaneOAI& o, Counter& c) { return o.getContentDetailInfo(kDone, "id24", "s", 86400, &c, c.out); }},
         {25,
-         [](WVorelOAI& o, Counter& c) { return o.getGuide(kDone, "ch", "11-1", 86400, 6, 2, 3, 4, &c, c.out); }},
-        {26, [](WVorelOAI& o, Counter& c) { return o.getPersonDetailInfo(kDone, "p26", &c, c.out); }},
-        {27, [](WVorelOAI& o, Counter& c) { return o.getSeriesDetailInfo(kDone, "id27", "s", &c, c.out); }},
-        {28, [](WVorelOAI& o, Counter& c) { return o.setFavorite(kDone, "channel", "7", &c, c.out); }},
-        {29, [](WVorelOAI& o, Counter& c) { return o.deleteFavorite(kDone, "channel", "7", &c, c.out); }},
-        {30, [](WVorelOAI& o, Counter& c) { return o.getFavoriteChannel(kDone, "channel", "7", 2, &c, c.out); }},
-        {31, [](WVorelOAI& o, Counter& c) { return o.getFavoriteContent(kDone, "content", "7", 2, &c, c.out); }},
+         [](WCorvaneOAI& o, Counter& c) { return o.getGuide(kDone, "ch", "11-1", 86400, 6, 2, 3, 4, &c, c.out); }},
+        {26, [](WCorvaneOAI& o, Counter& c) { return o.getPersonDetailInfo(kDone, "p26", &c, c.out); }},
+        {27, [](WCorvaneOAI& o, Counter& c) { return o.getSeriesDetailInfo(kDone, "id27", "s", &c, c.out); }},
+        {28, [](WCorvaneOAI& o, Counter& c) { return o.setFavorite(kDone, "channel", "7", &c, c.out); }},
+        {29, [](WCorvaneOAI& o, Counter& c) { return o.deleteFavorite(kDone, "channel", "7", &c, c.out); }},
+        {30, [](WCorvaneOAI& o, Counter& c) { return o.getFavoriteChannel(kDone, "channel", "7", 2, &c, c.out); }},
+        {31, [](WCorvaneOAI& o, Counter& c) { return o.getFavoriteContent(kDone, "content", "7", 2, &c, c.out); }},
         {32,
-         [](WVorelOAI& o, Counter& c) {
+         [](WCorvaneOAI& o, Counter& c) {
              return o.getFavoriteChannelList(kDone, "channel", 2, "o", "s", 3, 4, &c, c.out);
          }},
         {33,
-         [](WVorelOAI& o, Counter& c) {
+         [](WCorvaneOAI& o, Counter& c) {
              return o.getFavoriteContentList(kDone, "content", 2, "o", "s", 3, 4, &c, c.out);
          }},
-        {34, [](WVorelOAI& o, Counter& c) { return o.sendTuneHistory(kDone, "tt", "src", &c, c.out); }},
-        {35, [](WVorelOAI& o, Counter& c) { return o.sendLike(kDone, "id", "7", "like", &c, c.out); }},
-        {36, [](WVorelOAI& o, Counter& c) { return o.getLikeHistory(kDone, "id", "7", &c, c.out); }},
-        {37, [](WVorelOAI& o, Counter& c) { return o.saveHeadend(kDone, &c, c.out); }},
-        {38, [](WVorelOAI& o, Counter& c) { return o.loadHeadend(kDone, &c, c.out); }},
-        {39, [](WVorelOAI& o, Counter& c) { return o.getSmartChannel(kDone, &c, c.out); }},
-        {40, [](WVorelOAI& o, Counter& c) { return o.getSmartPopular(kDone, &c, c.out); }},
-        {41, [](WVorelOAI& o, Counter& c) { return o.getPopularChannel(kDone, 2, 5, &c, c.out); }},
-        {42, [](WVorelOAI& o, Counter& c) { return o.getRelatedContent(kDone, "tt", 2, &c, c.out); }},
-        {43, [](WVorelOAI& o, Counter& c) { return o.getMissedContent(kDone, "time", &c, c.out); }},
-        {44, [](WVorelOAI& o, Counter& c) { return o.getCandidateMissedContent(kDone, &c, c.out); }},
-        {45, [](WVorelOAI& o, Counter& c) { return o.getCombination(kDone, "fw", &c, c.out); }},
-        {46, [](WVorelOAI& o, Counter& c) { return o.searchEPG(kDone, "news", "yes", 0, 5, &c, c.out); }},
-        {47, [](WVorelOAI& o, Counter& c) { return o.checkAgreement(kDone, &c, c.out); }},
-        {48, [](WVorelOAI& o, Counter& c) { return o.confirmAgreement(kDone, &c, c.out); }},
-        {49, [](WVorelOAI& o, Counter& c) { return o.setAnonymAgreement(kDone, true, &c, c.out); }},
-        {50, [](WVorelOAI& o, Counter& c) { return o.revocateAgreement(kDone, &c, c.out); }},
+        {34, [](WCorvaneOAI& o, Counter& c) { return o.sendTuneHistory(kDone, "tt", "src", &c, c.out); }},
+        {35, [](WCorvaneOAI& o, Counter& c) { return o.sendLike(kDone, "id", "7", "like", &c, c.out); }},
+        {36, [](WCorvaneOAI& o, Counter& c) { return o.getLikeHistory(kDone, "id", "7", &c, c.out); }},
+        {37, [](WCorvaneOAI& o, Counter& c) { return o.saveHeadend(kDone, &c, c.out); }},
+        {38, [](WCorvaneOAI& o, Counter& c) { return o.loadHeadend(kDone, &c, c.out); }},
+        {39, [](WCorvaneOAI& o, Counter& c) { return o.getSmartChannel(kDone, &c, c.out); }},
+        {40, [](WCorvaneOAI& o, Counter& c) { return o.getSmartPopular(kDone, &c, c.out); }},
+        {41, [](WCorvaneOAI& o, Counter& c) { return o.getPopularChannel(kDone, 2, 5, &c, c.out); }},
+        {42, [](WCorvaneOAI& o, Counter& c) { return o.getRelatedContent(kDone, "tt", 2, &c, c.out); }},
+        {43, [](WCorvaneOAI& o, Counter& c) { return o.getMissedContent(kDone, "time", &c, c.out); }},
+        {44, [](WCorvaneOAI& o, Counter& c) { return o.getCandidateMissedContent(kDone, &c, c.out); }},
+        {45, [](WCorvaneOAI& o, Counter& c) { return o.getCombination(kDone, "fw", &c, c.out); }},
+        {46, [](WCorvaneOAI& o, Counter& c) { return o.searchEPG(kDone, "news", "yes", 0, 5, &c, c.out); }},
+        {47, [](WCorvaneOAI& o, Counter& c) { return o.checkAgreement(kDone, &c, c.out); }},
+        {48, [](WCorvaneOAI& o, Counter& c) { return o.confirmAgreement(kDone, &c, c.out); }},
+        {49, [](WCorvaneOAI& o, Counter& c) { return o.setAnonymAgreement(kDone, true, &c, c.out); }},
+        {50, [](WCorvaneOAI& o, Counter& c) { return o.revocateAgreement(kDone, &c, c.out); }},
         {51,
-         [](WVorelOAI& o, Counter& c) {
+         [](WCorvaneOAI& o, Counter& c) {
              return o.download(o.getContentProvider(), kFileUrl, directory(), "corvane-b.ts", kDone,
                                &c, c.out);
          }},
@@ -99,6 +99,18 @@ const std::vector<OperationCall>& operationCalls()
 const OperationCall& callOf(unsigned int key)
 {
     return operationCalls().at(key - vorel::kFirstKey);
+}
+
+int callAt(const std::string& baseUrl, unsigned int key, WCorvaneOAI& object, Counter& counter,
+           const std::string& localDirectory)
+{
+    if (key == VorelSendChannelCMD::kKey)
+        return object.sendChannel(kDone, baseUrl + "/up", "ch.json", &counter, counter.out);
+    if (key == VorelDownloadCMD::kKey)
+        return object.download(object.getContentProvider(), baseUrl + "/b.ts",
+                               localDirectory.empty() ? directory() : localDirectory, "corvane-b.ts", kDone, &counter,
+                               counter.out);
+    return callOf(key).call(object, counter);
 }
 
 std::map<std::string, std::string> allOptions()
@@ -123,23 +135,13 @@ std::map<std::string, std::string> allOptions()
     };
 }
 
-void setAllOptions(FakeHost& host)
-{
-    host.options = allOptions();
-}
-
-void openSession(WVorelOAI& object)
+void openSession(WCorvaneOAI& object)
 {
     WVLSession session;
     session.setSessionID("S");
     session.setUserID("U");
     session.setSeedKey("K");
     object.setAuthSeedkey(session);
-}
-
-void setClock(WVorelOAI& object, const std::string& offset)
-{
-    object.setServerTimeDifference(WDateTime::fromString(offset, WDateTime::FORMAT_OFFSET, WDateTime::TIMEZONE_NONE));
 }
 
 std::string emptyReply(unsigned int key)

@@ -131,7 +131,7 @@ void Storm::issue(Ticket& ticket, Life& life, Random& random)
     ticket.responded = !m_settings.tellsResponses;
     ticket.then = [](Counter& self) { static_cast<Ticket&>(self).storm->inCallback(static_cast<Ticket&>(self)); };
     Ticket* const outer = std::exchange(theIssuing, &ticket);
-    const int returned = call(*life.object, ticket);
+    const int returned = callAt(m_settings.baseUrl, ticket.key, *life.object, ticket);
     theIssuing = outer;
     ticket.accepted = returned == 0;
     EXPECT_EQ(ticket.out.writes, 1);
@@ -139,18 +139,6 @@ void Storm::issue(Ticket& ticket, Life& life, Random& random)
     EXPECT_EQ(ticket.out.getWStatus(), returned);
     EXPECT_EQ(ticket.out.getReqRefernce() == 0, returned != 0);
     EXPECT_LE(returned, 0);
-}
-
-int Storm::call(WVorelOAI& object, Ticket& ticket) const
-{
-    // The two whose address the caller chooses.
-    const Counter::Callback done;
-    if (ticket.key == VorelSendChannelCMD::kKey)
-        return object.sendChannel(done, m_settings.baseUrl + "/up", "ch.json", &ticket, ticket.out);
-    if (ticket.key == VorelDownloadCMD::kKey)
-        return object.download(object.getContentProvider(), m_settings.baseUrl + "/b.ts", ::testing::TempDir(),
-                               "corvane-storm.ts", done, &ticket, ticket.out);
-    return callOf(ticket.key).call(object, ticket);
 }
 
 void Storm::cancelOne(Random& random, Life& life, std::deque<Ticket>& own)

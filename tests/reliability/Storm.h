@@ -79,7 +79,6 @@ private:
     void destroyCurrent();
     bool destroyWhenIdle();
     void inCallback(Ticket& ticket);
-    int call(WVorelOAI& object, Ticket& ticket) const;
 
     const Settings m_settings;
     host::Configuration m_configuration;

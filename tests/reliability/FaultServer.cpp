@@ -1,0 +1,312 @@
+// The servers, in the order in which a request meets their harms: name, connection, TLS, HTTP.
+#include "FaultServer.h"
+
+#include "GoodReplies.h"
+#include "Loopback.h"
+#include "Operations.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <optional>
+#include <utility>
+
+namespace W::test {
+
+namespace {
+
+using host::RawServer;
+using Connection = RawServer::Connection;
+
+std::string lineOf(const std::string& request)
+{
+    return request.substr(0, request.find("\r\n"));
+}
+
+std::string urlOf(const std::string& scheme, const std::string& name, int port)
+{
+    return scheme + "://" + name + ":" + std::to_string(port);
+}
+
+constexpr char kAddress[] = "127.0.0.1";
+
+RawServer::Script servingWell(const GoodService& service)
+{
+    return [&service](Connection& connection) {
+        while (const auto request = connection.readRequest())
+            connection.send(service.replyTo(*request));
+    };
+}
+
+class BadName final : public FaultServer {
+public:
+    BadName(const GoodService& service, LookUp answer) : m_server(servingWell(service)) { setLookUp(m_name, answer); }
+
+    std::string baseUrl() const override { return urlOf("http", m_name, m_server.port()); }
+    std::size_t served() override { return failedLookUps(m_name); }
+    void heal() override { setLookUp(m_name, LookUp::Loopback); }
+
+private:
+    /// A name that was found once is remembered by libcurl, so that each is used once.
+    static std::string freshName()
+    {
+        static std::atomic<int> s_count{0};
+        return "host-" + std::to_string(++s_count) + ".test";
+    }
+
+    const std::string m_name = freshName();
+    RawServer m_server;
+};
+
+/// A port that nobody serves before it is healed.
+class UnservedPort : public FaultServer {
+public:
+    explicit UnservedPort(const GoodService& service) : m_service(service), m_iSocket(host::bindLoopback()) {}
+    ~UnservedPort() override
+    {
+        if (!m_server)
+            ::close(m_iSocket);
+    }
+
+    std::string baseUrl() const override { return urlOf("http", kAddress, port()); }
+    void heal() override { m_server.emplace(servingWell(m_service), m_iSocket); }
+
+protected:
+    int socket() const { return m_iSocket; }
+    int port() const { return host::portOf(m_iSocket); }
+
+private:
+    const GoodService& m_service;
+    const int m_iSocket;  ///< the server's, in the end
+    std::optional<RawServer> m_server;
+};
+
+class ClosedPort final : public UnservedPort {
+public:
+    explicit ClosedPort(const GoodService& service) : UnservedPort(service), m_uBefore(attemptsToConnect(port())) {}
+
+    std::size_t served() override
+    {
+        if (!m_bHealed)
+            m_uServed = attemptsToConnect(port()) - m_uBefore;
+        return m_uServed;
+    }
+    void heal() override
+    {
+        served();
+        m_bHealed = true;
+        UnservedPort::heal();
+    }
+
+private:
+    const std::size_t m_uBefore;
+    std::size_t m_uServed = 0;
+    bool m_bHealed = false;
+};
+
+class FullQueue final : public UnservedPort {
+public:
+    explicit FullQueue(const GoodService& service) : UnservedPort(service), m_iFirst(::socket(AF_INET, SOCK_STREAM, 0))
+    {
+        // A queue of no length holds one.
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(static_cast<std::uint16_t>(port()));
+        EXPECT_EQ(::listen(socket(), 0), 0);
+        EXPECT_EQ(::connect(m_iFirst, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    ~FullQueue() override { ::close(m_iFirst); }
+
+    std::size_t served() override { return m_uServed = std::max(m_uServed, unansweredAttempts(port())); }
+
+private:
+    const int m_iFirst;
+    std::size_t m_uServed = 0;
+};
+
+class BlackHole final : public UnservedPort {
+public:
+    explicit BlackHole(const GoodService& service) : UnservedPort(service) { EXPECT_EQ(::listen(socket(), 512), 0); }
+
+    std::size_t served() override { return m_uServed; }
+    void heal() override
+    {
+        pollfd waiting{socket(), POLLIN, 0};
+        while (::poll(&waiting, 1, 0) == 1) {
+            const int connection = ::accept(socket(), nullptr, nullptr);
+            std::string unread;
+            const auto request = host::takeRequest(unread, [connection](char* to, std::size_t room) {
+                return ::recv(connection, to, room, MSG_DONTWAIT);
+            });
+            m_uServed += request ? 1 : 0;
+            ::close(connection);
+        }
+        UnservedPort::heal();
+    }
+
+private:
+    std::size_t m_uServed = 0;
+};
+
+class BadTls final : public FaultServer {
+public:
+    BadTls(const GoodService& service, const host::TlsIdentity& healthy, TlsHarm harm)
+        : m_service(service),
+          m_healthy(healthy),
+          m_harm(std::move(harm)),
+          m_server([this](Connection& connection) { serve(connection); })
+    {}
+
+    std::string baseUrl() const override { return urlOf("https", kAddress, m_server.port()); }
+    std::size_t served() override { return m_uServed; }
+    void heal() override { m_bHealed = true; }
+
+private:
+    void serve(Connection& connection)
+    {
+        if (!m_bHealed) {
+            m_uServed += m_harm(connection) ? 1 : 0;
+            return;
+        }
+        host::TlsConnection tls(m_healthy, connection.socket());
+        std::string unread;
+        const auto read = [&tls](char* to, std::size_t room) { return tls.read(to, room); };
+        if (tls.shakeHands() != 0)
+            return;
+        while (const auto request = host::takeRequest(unread, read))
+            tls.write(m_service.replyTo(*request));
+    }
+
+    const GoodService& m_service;
+    const host::TlsIdentity& m_healthy;
+    const TlsHarm m_harm;
+    std::atomic<bool> m_bHealed{false};
+    std::atomic<std::size_t> m_uServed{0};
+    RawServer m_server;
+};
+
+class BadReply final : public FaultServer {
+public:
+    BadReply(const GoodService& service, After after, ReplyHarm harm)
+        : m_service(service),
+          m_eAfter(after),
+          m_harm(std::move(harm)),
+          m_server([this](Connection& connection) { serve(connection); })
+    {}
+
+    std::string baseUrl() const override { return urlOf("http", kAddress, m_server.port()); }
+    std::size_t served() override { return m_uServed; }
+    void heal() override { m_bHealed = true; }
+
+private:
+    void serve(Connection& connection)
+    {
+        while (const auto request = connection.readRequest()) {
+            if (m_bHealed) {
+                connection.send(m_service.replyTo(*request));
+                continue;
+            }
+            const unsigned int key = m_service.keyOf(*request);
+            if (!vorel::isOperation(key))
+                return;
+            EXPECT_EQ(++m_met[key - vorel::kFirstKey], 1) << vorel::operation(key).name << " came again";
+            m_uServed += m_harm({connection, *request, GoodService::bodyFor(key)}) ? 1 : 0;
+            if (m_eAfter == After::Close)
+                return;
+        }
+    }
+
+    const GoodService& m_service;
+    const After m_eAfter;
+    const ReplyHarm m_harm;
+    std::atomic<bool> m_bHealed{false};
+    std::atomic<std::size_t> m_uServed{0};
+    std::array<std::atomic<int>, vorel::kOperationCount> m_met{};
+    RawServer m_server;
+};
+
+}  // namespace
+
+void GoodService::learn(const std::string& request, unsigned int key)
+{
+    EXPECT_TRUE(m_keys.emplace(lineOf(request), key).second) << "two operations send " << lineOf(request);
+}
+
+unsigned int GoodService::keyOf(const std::string& request) const
+{
+    const auto found = m_keys.find(lineOf(request));
+    EXPECT_TRUE(found != m_keys.end()) << "no operation sends " << lineOf(request);
+    return found == m_keys.end() ? 0 : found->second;
+}
+
+const std::string& GoodService::bodyFor(unsigned int key)
+{
+    static const std::string s_file = "file";
+    static const std::string s_none;
+    if (!vorel::isOperation(key))
+        return s_none;
+    return vorel::operation(key).verb == vorel::Verb::Download ? s_file : goodReply(key);
+}
+
+FaultServerPointer unknownName(const GoodService& service)
+{
+    return std::make_unique<BadName>(service, LookUp::NotFound);
+}
+
+FaultServerPointer hangingName(const GoodService& service)
+{
+    return std::make_unique<BadName>(service, LookUp::Hangs);
+}
+
+FaultServerPointer closedPort(const GoodService& service)
+{
+    return std::make_unique<ClosedPort>(service);
+}
+
+FaultServerPointer fullQueue(const GoodService& service)
+{
+    return std::make_unique<FullQueue>(service);
+}
+
+FaultServerPointer blackHole(const GoodService& service)
+{
+    return std::make_unique<BlackHole>(service);
+}
+
+FaultServerPointer badTls(const GoodService& service, const host::TlsIdentity& healthy, TlsHarm harm)
+{
+    return std::make_unique<BadTls>(service, healthy, std::move(harm));
+}
+
+TlsHarm certificate(const host::TlsIdentity& identity, int alert)
+{
+    return [&identity, alert](Connection& connection) {
+        host::TlsConnection tls(identity, connection.socket());
+        char request = 0;
+        return tls.shakeHands() == alert && tls.read(&request, 1) <= 0;
+    };
+}
+
+bool cutHandshake(Connection& connection)
+{
+    // A handshake record that holds the client's greeting.
+    constexpr unsigned char kHandshake = 22;
+    constexpr unsigned char kClientHello = 1;
+    const std::string head = connection.readBody(6);
+    return head.size() == 6 && head[0] == kHandshake && head[5] == kClientHello;
+}
+
+FaultServerPointer badReply(const GoodService& service, After after, ReplyHarm harm)
+{
+    return std::make_unique<BadReply>(service, after, std::move(harm));
+}
+
+}  // namespace W::test

@@ -1,0 +1,140 @@
+// The rows. A fault is made of a server (FaultServer.h) and, where it is one of replies, a harm (ReplyHarms.h).
+#include "Faults.h"
+
+#include "CurlTransfer.h"
+#include "LongForm.h"
+#include "ReplyHarms.h"
+
+namespace W::test {
+
+namespace {
+
+auto reply(After after, ReplyHarm harm)
+{
+    return [after, harm = std::move(harm)](const Ground& ground) { return badReply(ground.service, after, harm); };
+}
+
+auto tls(TlsHarm harm)
+{
+    return [harm = std::move(harm)](const Ground& ground) { return badTls(ground.service, ground.healthy, harm); };
+}
+
+auto tls(host::TlsIdentity Ground::*identity, int alert)
+{
+    return [identity, alert](const Ground& ground) {
+        return badTls(ground.service, ground.healthy, certificate(ground.*identity, alert));
+    };
+}
+
+/// A code with an error text behind it.
+auto code(const char* status)
+{
+    const std::string text = "HTTP/1.1 " + std::string(status) + "\r\nContent-Length: 5\r\n\r\nsorry";
+    return reply(After::GoesOn, [text](const Meeting& meeting) { return send(meeting, text); });
+}
+
+// Alerts of TLS.
+constexpr int kCertificateExpired = 45;
+constexpr int kUnknownAuthority = 48;
+constexpr int kNoAlert = 0;
+
+}  // namespace
+
+std::size_t payloadCap()
+{
+    return shortOrLong(std::size_t{4} << 20, host::HttpLimits().payloadCap);
+}
+
+Span spanOf(End end)
+{
+    switch (end) {
+        case End::AtOnce:
+            return {Milliseconds::zero(), kPatientTimeout, kPatientTimeout};
+        case End::Connect:
+            return {kConnectTimeout, kConnectTimeout, kStallTimeout};
+        case End::Stall:
+            return {kStallTimeout, kStallTimeout, kTotalTimeout};
+        case End::Total:
+            return {kTotalTimeout, kTotalTimeout, 2 * kTotalTimeout};
+        case End::PastTotal:
+            break;
+    }
+    return {kTotalTimeout, 2 * kTotalTimeout, 2 * kTotalTimeout};
+}
+
+const std::vector<Fault>& allFaults()
+{
+    static const std::vector<Fault> s_faults = {
+        {"name not found", Got::Nothing, End::AtOnce, -200, [](const Ground& g) { return unknownName(g.service); }},
+        {"look-up hangs", Got::Nothing, End::Connect, -500, [](const Ground& g) { return hangingName(g.service); }},
+        {"refused", Got::Nothing, End::AtOnce, -200, [](const Ground& g) { return closedPort(g.service); }},
+        {"connect time-out", Got::Nothing, End::Connect, -500, [](const Ground& g) { return fullQueue(g.service); }},
+        {"black hole", Got::Nothing, End::Stall, -500, [](const Ground& g) { return blackHole(g.service); }},
+        {"TLS self-signed", Got::Nothing, End::AtOnce, -13, tls(&Ground::unknown, kUnknownAuthority)},
+        {"TLS expired", Got::Nothing, End::AtOnce, -13, tls(&Ground::expired, kCertificateExpired)},
+        {"TLS wrong name", Got::Nothing, End::AtOnce, -13, tls(&Ground::otherName, kNoAlert)},
+        {"TLS handshake cut", Got::Nothing, End::AtOnce, -13, tls(cutHandshake)},
+        {"reset before headers", Got::Nothing, End::AtOnce, -13, reply(After::Close, resetBeforeHeaders)},
+        {"reset inside headers", Got::Nothing, End::AtOnce, -13, reply(After::Close, resetInsideHeaders)},
+        {"body cut before its first byte", Got::Part, End::AtOnce, -13, reply(After::Close, cutBeforeFirstByte)},
+        {"body cut in the middle", Got::Part, End::AtOnce, -13, reply(After::Close, cutInTheMiddle)},
+        {"body cut before its last byte", Got::Part, End::AtOnce, -13, reply(After::Close, cutBeforeLastByte)},
+        {"Content-Length too big", Got::Part, End::AtOnce, -13, reply(After::Close, lengthTooBig)},
+        {"Content-Length too small", Got::Text, End::AtOnce, -56, reply(After::GoesOn, lengthTooSmall)},
+        {"bad chunks", Got::Part, End::AtOnce, -13, reply(After::GoesOn, badChunks)},
+        {"stall", Got::Part, End::Stall, -500, reply(After::Close, stall)},
+        {"one byte a second", Got::Drops, End::Total, -500, reply(After::Close, oneByteASecond)},
+        {"redirect loop", Got::Refusal, End::AtOnce, -16, reply(After::GoesOn, redirectToItself)},
+        {"400", Got::Refusal, End::AtOnce, -205, code("400 Bad Request")},
+        {"401", Got::Refusal, End::AtOnce, -202, code("401 Unauthorized")},
+        {"403", Got::Refusal, End::AtOnce, -205, code("403 Forbidden")},
+        {"404", Got::Refusal, End::AtOnce, -205, code("404 Not Found")},
+        {"408", Got::Refusal, End::AtOnce, -16, code("408 Request Timeout")},
+        {"429", Got::Refusal, End::AtOnce, -16, code("429 Too Many Requests")},
+        {"500", Got::Refusal, End::AtOnce, -107, code("500 Internal Server Error")},
+        {"502", Got::Refusal, End::AtOnce, -16, code("502 Bad Gateway")},
+        {"503", Got::Refusal, End::AtOnce, -16, code("503 Service Unavailable")},
+        {"504", Got::Refusal, End::AtOnce, -16, code("504 Gateway Timeout")},
+        {"204", Got::NoContent, End::AtOnce, -56, reply(After::GoesOn, noContent)},
+        {"HTML for JSON", Got::Text, End::AtOnce, -56, reply(After::GoesOn, htmlPage)},
+        {"truncated JSON", Got::Text, End::AtOnce, -56, reply(After::GoesOn, truncatedJson)},
+        {"1,001 levels of JSON", Got::Deep, End::AtOnce, -57, reply(After::GoesOn, deepJson)},
+        {"100 MB", Got::Huge, End::AtOnce, -3, reply(After::GoesOn, hugeBody(payloadCap()))},
+        {"bomb of compressed zeros", Got::Packed, End::AtOnce, -56, reply(After::GoesOn, packedZeros(payloadCap()))},
+    };
+    return s_faults;
+}
+
+const std::vector<Exception>& allExceptions()
+{
+    static const std::vector<Exception> s_exceptions = {
+        {"download", Got::Nothing, -403, "there is no file, whatever the reason"},
+        {"download", Got::Drops, 0, "it may take as long as it likes, as long as something comes"},
+        {"download", Got::NoContent, -16, "a file comes with 200"},
+        {"download", Got::Text, 0, "a file may hold anything"},
+        {"download", Got::Packed, 0, "a file may hold anything"},
+        {"download", Got::Deep, 0, "a file may hold anything"},
+        {"download", Got::Huge, 0, "it goes to the disk as it comes"},
+        {"searchEPG", Got::NoContent, 0, "the body goes to the caller as it came"},
+        {"searchEPG", Got::Text, 0, "the body goes to the caller as it came"},
+        {"searchEPG", Got::Packed, 0, "the body goes to the caller as it came"},
+        {"searchEPG", Got::Deep, 0, "the body goes to the caller as it came"},
+        {"getPopularChannel", Got::Deep, -16, "what is -57 for the others"},
+        {"getGenreList", Got::Packed, -3, "asks for compressed replies, and then zeros are unpacked up to the cap"},
+        {"getChannelList", Got::Packed, -3, "the same"},
+        {"getSmartChannel", Got::Packed, -3, "the same"},
+        {"getSmartPopular", Got::Packed, -3, "the same"},
+    };
+    return s_exceptions;
+}
+
+Expected expected(const Fault& fault, const std::string& operation)
+{
+    for (const Exception& exception : allExceptions()) {
+        if (exception.operation == operation && exception.got == fault.got)
+            return {exception.status, fault.got == Got::Drops ? End::PastTotal : fault.end};
+    }
+    return {fault.status, fault.end};
+}
+
+}  // namespace W::test
