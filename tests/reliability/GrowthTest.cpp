@@ -31,15 +31,8 @@ extern "C" void sync() noexcept {}
 namespace W::test {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-// Memory that is given back stays with the sanitizer for a while, and time is its own: what is counted holds all the
-// same.
-constexpr bool kMeasures = false;
-constexpr std::size_t kShort = 10'000;
-#else
-constexpr bool kMeasures = true;
-constexpr std::size_t kShort = 100'000;
-#endif
+constexpr bool kMeasures = !kIsSanitized;
+constexpr std::size_t kShort = kIsSanitized ? 10'000 : 100'000;
 
 constexpr double kMostGrowth = 1'000'000;  // bytes
 constexpr double kMostCrowdedCost = 2.0;

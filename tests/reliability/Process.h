@@ -10,6 +10,13 @@
 
 namespace W::test {
 
+/// A sanitizer keeps memory that is given back for a while, and time is its own: what is counted holds all the same.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kIsSanitized = true;
+#else
+inline constexpr bool kIsSanitized = false;
+#endif
+
 /// Memory that the process has in use, in bytes.
 inline std::size_t residentBytes()
 {

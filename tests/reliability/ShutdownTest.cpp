@@ -29,6 +29,13 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kPromptly = 200ms;
 
+// The emulator that runs the ARM build keeps its translation of every library that was ever loaded.
+#if defined(__arm__)
+constexpr bool kMeasuresMemory = false;
+#else
+constexpr bool kMeasuresMemory = !kIsSanitized;
+#endif
+
 bool isLoaded()
 {
     void* const handle = dlopen(CORVANE_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
@@ -180,14 +187,12 @@ TEST_F(Shutdown, LoadingAndUnloadingLeavesNothing)
         if (round == rounds / 10)
             memory = residentBytes();
     }
-    [[maybe_unused]] const double grown = static_cast<double>(residentBytes()) - static_cast<double>(memory);
     figure("times loaded, used and unloaded", rounds);
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    EXPECT_GT(memory, 0u);  // what grows is the sanitizer's
-#else
+    if (!kMeasuresMemory)
+        return;
+    const double grown = static_cast<double>(residentBytes()) - static_cast<double>(memory);
     figure("  resident bytes that they added after the first tenth", grown);
     EXPECT_LE(grown, 1e6);
-#endif
 }
 
 }  // namespace
