@@ -286,6 +286,8 @@ void Connections::leaveIfTooMany()
     }
     {
         const std::lock_guard<std::mutex> lock(m_dutyLock);
+        // Another thread may have left meanwhile.
+        // cppcheck-suppress identicalConditionAfterEarlyExit
         if (m_onDuty <= m_usual) {
             return;
         }
