@@ -287,6 +287,8 @@ SESSION_STATUS CurlExecutor::begin(Exchanges::iterator exchange)
             return session::kOutOfMemory;
         }
     }
+    // There is one since the lines before.
+    // cppcheck-suppress containerOutOfBounds
     exchange->transfer = m_idleTransfers.back().release();
     m_idleTransfers.pop_back();
     Running& transfer = *exchange->transfer;

@@ -29,7 +29,7 @@ constexpr std::string_view kPlain = "\x1b[0m";
 
 std::string localTime(std::int64_t time, int offset, const char* format)
 {
-    const std::time_t shown = static_cast<std::time_t>(time + offset);
+    const auto shown = static_cast<std::time_t>(time + offset);
     return fmt::format(fmt::runtime(fmt::format("{{:{}}}", format)), fmt::gmtime(shown));
 }
 

@@ -144,7 +144,7 @@ void RpcServer::handle(WCorvaneOAI& plugin, const std::string& line)
     if (!method.is_string())
         return fail(id, kNoRequest, "\"method\" has to be the name of an operation");
     const Json parameters = request.value("params", Json::array());
-    const std::string& name = method.get_ref<const std::string&>();
+    const auto& name = method.get_ref<const std::string&>();
     if (name == "wait")
         return waitFor(id, parameters);
     const auto& operations = rpcOperations();

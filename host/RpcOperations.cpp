@@ -21,7 +21,7 @@ namespace {
     constexpr std::size_t kShown = 60;
     std::string shown = toLine(got);
     if (shown.size() > kShown)
-        shown = shown.substr(0, kShown) + "…";
+        shown.replace(kShown, std::string::npos, "…");
     throw RpcParameterError(fmt::format("has to be {}, and is {}", expected, shown));
 }
 

@@ -1,10 +1,10 @@
 // Characters by wcwidth() in a UTF-8 locale of our own, whatever the environment's is.
 #include "Terminal.h"
 
-#include <locale.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
-#include <wchar.h>
+#include <clocale>
+#include <cwchar>
 
 #include <cstdlib>
 #include <cstring>

@@ -138,7 +138,12 @@ int run(int argc, char** argv)
 int main(int argc, char** argv)
 {
     try {
-        return run(argc, argv);
+        const int status = run(argc, argv);
+        if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+            return status;
+        std::fputs("corvane: the output could not be written, or not all of it; look whether the disk is full\n",
+                   stderr);
+        return kFailure;
     } catch (...) {
         std::fputs("corvane: out of memory\n", stderr);
         return kFailure;

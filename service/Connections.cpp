@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <system_error>
@@ -67,7 +68,7 @@ Connection::Address Connection::addressOf(int (*name)(int, sockaddr*, socklen_t*
                                                            NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
         return {};
     }
-    return {host, std::atoi(service)};
+    return {host, static_cast<int>(std::strtol(service, nullptr, 10))};
 }
 
 bool Connection::fill()
@@ -286,6 +287,8 @@ void Connections::leaveIfTooMany()
     }
     {
         const std::lock_guard<std::mutex> lock(m_dutyLock);
+        // Another thread may have left meanwhile.
+        // cppcheck-suppress identicalConditionAfterEarlyExit
         if (m_onDuty <= m_usual) {
             return;
         }

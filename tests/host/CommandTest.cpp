@@ -31,6 +31,17 @@ TEST(Command, HelpIsEverywhere)
     }
 }
 
+TEST(Command, OutputThatCannotBeWrittenIsAFailure)
+{
+    const ScratchDirectory scratch;
+    const std::string request = scratch.write("request", R"({"jsonrpc":"2.0","id":1,"method":"checkAgreement"})");
+    for (const std::string& arguments : {std::string("--help"), "rpc <" + request}) {
+        const std::string errors = scratch.file("errors");
+        EXPECT_EQ(corvane(arguments + " >/dev/full 2>" + errors + "; echo $?").output, "1\n") << arguments;
+        EXPECT_THAT(readFile(errors), HasSubstr("corvane: the output could not be written")) << arguments;
+    }
+}
+
 TEST(Command, WrongUsageIsExitCode2)
 {
     for (const char* arguments :

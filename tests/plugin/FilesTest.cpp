@@ -6,9 +6,34 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+
+namespace {
+
+/// What the next calls of read() give in this program.
+struct NextReads {
+    int left = 0;  ///< so many; then they read again
+    ssize_t result = 0;
+    int error = 0;
+} s_nextReads;
+
+}  // namespace
+
+extern "C" {
+ssize_t __real_read(int descriptor, void* buffer, size_t size);
+
+ssize_t __wrap_read(int descriptor, void* buffer, size_t size)
+{
+    if (s_nextReads.left == 0)
+        return __real_read(descriptor, buffer, size);
+    --s_nextReads.left;
+    errno = s_nextReads.error;
+    return s_nextReads.result;
+}
+}
 
 namespace W::test {
 namespace {
@@ -317,6 +342,24 @@ TEST_F(TodayTest, AFileThatCannotBeReadIsMinus403)
     const std::string large = scratch.write("large", "");
     fs::resize_file(large, 64ull * 1024 * 1024 + 1);
     expectFailure(large, status::kFileNotReadable);
+}
+
+TEST_F(TodayTest, ASignalDoesNotEndTheReading)
+{
+    const std::string path = scratch.write("f", R"({"rsp":{"channel":[{"content":[{"id":"i"},{"id":"j"}]}]}})");
+    s_nextReads = {3, -1, EINTR};
+    EXPECT_EQ(object.getTodaySchedule(path, result), 0);
+    EXPECT_EQ(s_nextReads.left, 0);
+    EXPECT_EQ(result.getCount(), 2);
+}
+
+TEST_F(TodayTest, AFileThatBreaksOffIsMinus403)
+{
+    const std::string path = scratch.write("f", R"({"rsp":{"channel":[{"content":[{"id":"i"}]}]}})");
+    s_nextReads = {1, -1, EIO};
+    expectFailure(path, status::kFileNotReadable);
+    s_nextReads = {1, 0, 0};  // somebody has cut it short meanwhile
+    expectFailure(path, status::kFileNotReadable);
 }
 
 TEST_F(TodayTest, AFileThatIsNoScheduleIsRefused)

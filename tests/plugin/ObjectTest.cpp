@@ -3,6 +3,7 @@
 
 #include "Calls.h"
 #include "DebugPrint.h"
+#include "FailingNew.h"
 
 #include <gtest/gtest.h>
 #include <chrono>
@@ -182,6 +183,24 @@ TEST(Session, TokenIsSessionUserAndDigest)
     EXPECT_EQ(service.getSessionToken(WContentProvider()), "S+U+2f6264b98a04932759a55dd72dde7aec4462f346");
     host.options.clear();
     EXPECT_EQ(service.getSessionToken(WContentProvider()), "S+U+cf5e29e0fdd5ceb106e6e3eb19e3765d08386603");
+}
+
+TEST(Object, WithoutAServiceNeitherReadsAFileNorStoresASession)
+{
+    FakeHost host;
+    std::unique_ptr<WVorelOAI> object;
+    {
+        const FailingNew outOfMemory;
+        object = std::make_unique<WVorelOAI>();
+    }
+    ASSERT_EQ(object->service(), nullptr);
+    std::list<WVLContent> kept(1);
+    WContainer<WVLContent> result;
+    result.take(std::move(kept));
+    EXPECT_EQ(object->getTodaySchedule("/dev/null", result), status::kNoService);
+    EXPECT_EQ(result.getCount(), 1);
+    EXPECT_TRUE(host.hasLine("[getTodaySchedule] ========= m_pService is NULL!!!!!!! \n"));
+    object->setAuthSeedkey(WVLSession());
 }
 
 TEST(Session, SetAuthSeedkeyPrintsAndReplaces)
@@ -465,6 +484,29 @@ TEST(DebugModule, LevelZeroGoesStraightToTheOutput)
     CCDebug::Print<CWCCDebug>(1, 0, "to the host's module");
     EXPECT_EQ(host.lines().size(), 1u);
     CCDebug::DebugIO = nullptr;
+}
+
+void print(CCDebug& module, void (CCDebug::*how)(unsigned long, unsigned long, const char*, va_list*),
+           const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    (module.*how)(0, 0, format, &arguments);
+    va_end(arguments);
+}
+
+TEST(DebugModule, EndsLinesButNotTextsAndDropsBothWithoutAnOutput)
+{
+    FakeHost host;
+    CCDebug& module = *CCDebug::m_Instance<CCDebugCommon>();
+    Output output;
+    for (CCDebugOutput* const listens : {static_cast<CCDebugOutput*>(nullptr), static_cast<CCDebugOutput*>(&output)}) {
+        CCDebug::DebugIO = listens;
+        print(module, &CCDebug::t_Print, "line %d", 1);
+        print(module, &CCDebug::t_PrintR, "text %d", 2);
+    }
+    CCDebug::DebugIO = nullptr;
+    EXPECT_EQ(output.text, "line 1\ntext 2");
 }
 
 TEST(DebugModule, RegistersItsNameAndAnswersForItself)

@@ -38,7 +38,7 @@ TEST(Pieces, AreFoundWhereTheTextLeavesNoDoubt)
 {
     const Text texts[] = {
         {"one", R"({"rsp":{"stat":"OK","channel":[{}]}})", 1},
-        {"blanks between all", " { \"rsp\" : { \"channel\" : [ {\t} ,\r\n{ } ] , \"stat\" : \"OK\" } } ", 2},
+        {"blanks between all", " { \"rsp\" : { \"channel\" : [ {\t} ,\t\r\n{ } ] , \"stat\" : \"OK\" } } ", 2},
         {"brackets and quotes in texts", R"({"rsp":{"channel":[{"a":"]}\"\\"},{"b":"\\\"{[,"}]}})", 2},
         {"a key inside an element", R"({"rsp":{"channel":[{"channel":[1,2]},{}]}})", 2},
         {"the key elsewhere", R"({"channel":[{},{}],"rsp":{"a":{"channel":[{}]},"channel":[{},{},{}]}})", 3},

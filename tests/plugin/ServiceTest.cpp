@@ -143,6 +143,30 @@ TEST_F(ServiceTest, CleansTheRequestThatTheCompletionNames)
     EXPECT_EQ(service.requestCount(), 1u);
 }
 
+TEST_F(ServiceTest, ACompletionOfAnotherRequestCallsNobody)
+{
+    static int s_called;
+    s_called = 0;
+    const VorelCompletion completion = [](SESSION_STATUS, const HttpResponse&, VorelServiceCMD*,
+                                          unsigned long long reference) {
+        ++s_called;
+        return reference;
+    };
+    const UINT64 reference = send(18, &destroyed, completion);
+    HttpRequest stranger(HTTP_GET, "u", {}, "", nullptr, nullptr);
+    VorelServiceArgs block{&service, nullptr, completion, reference};
+    VorelService::cbVorelFnCallback(session::kCompleted, &stranger, &block);
+    block.reference = reference + 1;
+    VorelService::cbVorelFnCallback(session::kCompleted, &stranger, &block);
+    block.service = nullptr;
+    VorelService::cbVorelFnCallback(session::kCompleted, &stranger, &block);
+    VorelService::cbVorelFnCallback(session::kCompleted, &stranger, nullptr);
+    EXPECT_EQ(s_called, 0);
+    EXPECT_EQ(destroyed, 0);
+    host.answer(0, session::kCompleted);
+    EXPECT_EQ(s_called, 1);
+}
+
 TEST_F(ServiceTest, UnlistedBlocksAreLeftAlone)
 {
     Kind command(18, &destroyed);
@@ -151,6 +175,14 @@ TEST_F(ServiceTest, UnlistedBlocksAreLeftAlone)
     service.cleanupARGS(nullptr);
     EXPECT_EQ(destroyed, 0);
     service.cleanRequest(12);
+}
+
+TEST_F(ServiceTest, SurrendersNoCommandWithoutAnOwner)
+{
+    send(18, &destroyed);
+    service.surrenderCommands();
+    host.answer(0, session::kCompleted);
+    EXPECT_EQ(destroyed, 1);
 }
 
 TEST_F(ServiceTest, FlushesByTag)

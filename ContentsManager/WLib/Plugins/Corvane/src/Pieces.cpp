@@ -166,7 +166,7 @@ Pieces::Pieces(const std::string& text, std::string_view key)
         return;
     }
     const char* const end = text.data() + text.size();
-    std::string frame(text.data(), m_elements.front().data());
+    std::string frame(text, 0, static_cast<std::size_t>(m_elements.front().data() - text.data()));
     frame.append(m_elements.back().data() + m_elements.back().size(), end);
     if (!parseJson(frame, m_frame))
         m_elements.clear();

@@ -54,6 +54,8 @@ std::string readOption(const WContentProvider& provider, Option option)
 
 const char* optionKey(Option option)
 {
+    // These are pointers, not numbers.
+    // cppcheck-suppress CastIntegerToAddressAtReturn
     return kKeys[indexOf(option)];
 }
 

@@ -42,7 +42,7 @@ int toInt(const Json::Value& value)
     const char* begin = nullptr;
     const char* end = nullptr;
     // The library keeps its texts with a zero behind them.
-    if (value.isString() && value.getString(&begin, &end))
+    if (value.getString(&begin, &end))
         return toInt(begin);
     return toInt(value.asString().c_str());
 }
@@ -71,7 +71,7 @@ WDateTime toDateTime(const Json::Value& value, WDateTime::DATEFORMAT format)
 
     const char* begin = nullptr;
     const char* end = nullptr;
-    if (value.isString() && value.getString(&begin, &end))
+    if (value.getString(&begin, &end))
         return WDateTime::fromString({begin, static_cast<std::size_t>(end - begin)}, format, zone);
     return WDateTime::fromString(value.asString(), format, zone);
 }

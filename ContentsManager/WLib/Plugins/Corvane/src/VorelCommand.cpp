@@ -14,13 +14,13 @@ namespace {
 
 constexpr std::string_view kCommonPath = "/openapi/service/vorel/";
 
-/// Appends a path; those of their own begin with "/".
+/// Appends a path, which is not empty; those of their own begin with "/".
 void appendPath(std::string& url, std::string_view path)
 {
     // With room for a query, so that the text does not grow by every piece of it.
     constexpr std::size_t kQuery = 160;
     url.reserve(url.size() + kCommonPath.size() + path.size() + kQuery);
-    if (path.empty() || path.front() != '/')
+    if (path.front() != '/')
         url += kCommonPath;
     url += path;
 }

@@ -1,0 +1,66 @@
+// The list in which results reach a callback.
+
+#include "WContainer.h"
+#include "WVLGenre.h"
+
+#include <gtest/gtest.h>
+#include <list>
+#include <string>
+#include <vector>
+
+// As the library exports it.
+extern template class W::WContainer<W::WVLGenre>;
+
+namespace W::test {
+namespace {
+
+std::list<WVLGenre> genres(const std::vector<std::string>& ids)
+{
+    std::list<WVLGenre> list;
+    for (const std::string& id : ids)
+        list.emplace_back().setGenreID(id);
+    return list;
+}
+
+TEST(Container, IsFreshAndEmpty)
+{
+    const WContainer<WVLGenre> container;
+    EXPECT_EQ(container.getCount(), 0);
+    EXPECT_TRUE(container.getData().empty());
+}
+
+TEST(Container, TakesAListTogetherWithItsCount)
+{
+    WContainer<WVLGenre> container;
+    std::list<WVLGenre> list = genres({"a", "b"});
+    const WVLGenre* const first = &list.front();
+    container.take(std::move(list));
+    EXPECT_EQ(container.getCount(), 2);
+    EXPECT_EQ(&container.getData().front(), first);
+}
+
+TEST(Container, CopiesAListAndLeavesTheCount)
+{
+    WContainer<WVLGenre> container;
+    const std::list<WVLGenre> list = genres({"a", "b"});
+    container.setData(list);
+    EXPECT_EQ(container.getCount(), 0);
+    EXPECT_EQ(container.getData().size(), 2u);
+    EXPECT_NE(&container.getData().front(), &list.front());
+    container.setCount(2);
+    EXPECT_EQ(container.getCount(), 2);
+    container.data().pop_front();
+    EXPECT_EQ(container.getData().front().getGenreID(), "b");
+}
+
+TEST(Container, IsMinusOneWhenCleared)
+{
+    WContainer<WVLGenre> container;
+    container.take(genres({"a"}));
+    container.clear();
+    EXPECT_EQ(container.getCount(), -1);
+    EXPECT_TRUE(container.getData().empty());
+}
+
+}  // namespace
+}  // namespace W::test

@@ -1,0 +1,49 @@
+// What happens where the library that encodes postal codes is not installed. A program of its own: once loaded, the
+// library stays.
+
+#include "Calls.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+namespace {
+bool s_isMissing = false;
+}
+
+extern "C" {
+void* __real_dlopen(const char* name, int flags);
+
+void* __wrap_dlopen(const char* name, int flags)
+{
+    return __real_dlopen(s_isMissing ? "/nonexistent/library.so" : name, flags);
+}
+}
+
+namespace W::test {
+namespace {
+
+TEST(MissingLibrary, IsSaidAndLookedForAgain)
+{
+    FakeHost host;
+    WVorelOAI object;
+    openSession(object);
+    setAllOptions(host);
+    s_isMissing = true;
+    for (int time = 0; time < 2; ++time) {
+        Counter counter;
+        EXPECT_EQ(counter.accepted(callOf(VorelGetHeadendCMD::kKey).call(object, counter)), status::kNoService);
+        const std::vector<std::string> errors = host.texts(1);
+        ASSERT_GE(errors.size(), 2u);
+        EXPECT_NE(errors[errors.size() - 2].find("cannot load liboauth, install it: /nonexistent/library.so"),
+                  std::string::npos)
+            << errors[errors.size() - 2];
+        host.forgetLines();
+    }
+    s_isMissing = false;
+    Counter counter;
+    EXPECT_EQ(counter.accepted(callOf(VorelGetHeadendCMD::kKey).call(object, counter)), 0);
+    host.answer(emptyReply(VorelGetHeadendCMD::kKey));
+}
+
+}  // namespace
+}  // namespace W::test
