@@ -1,4 +1,4 @@
-// Lines of `corvane rpc`, against a plug-in that answers every operation: at most eight, as the fuzzer would else spend
+// Lines of `corvane rpc`, against a plug-in that answers every operation: at most three, as the fuzzer would else spend
 // its time on hundreds of empty ones. Each line out is one JSON object; each request is answered once.
 #include "Fuzz.h"
 #include "Rpc.h"
@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(line.rfind(R"({"jsonrpc":"2.0",)", 0) == 0 && W::host::Json::accept(line), "a line is a JSON object");
         require(line.find('\n') == std::string::npos, "a line is one line");
     });
-    constexpr int kMostLines = 8;
+    constexpr int kMostLines = 3;
     std::string_view text = textOf(data, size);
     std::string first;
     for (int i = 0; i < kMostLines && !text.empty(); ++i)
