@@ -342,7 +342,8 @@ void Reader::noteError(const xmlError& error)
             m_records.setFault(reason);
         }
     } else if (error.level == XML_ERR_FATAL) {
-        refuse(error.line, "not well-formed: " + message);
+        // What the parser says of a tag that it has given up is of less use than why.
+        refuse(error.line, "not well-formed: " + (m_startTagFault.empty() ? message : m_startTagFault));
     }
 }
 

@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     host.sent.clear();
     host.reads.clear();
     Counter counter;
-    const int returned = each.call(object, counter);
+    const int returned = counter.accepted(each.call(object, counter));
     require((returned == 0) == (host.sent.size() == 1), "it is sent or refused");
     if (returned == 0) {
         host.answer(0, W::session::kCompleted, 200, "{}");
