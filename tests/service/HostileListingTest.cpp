@@ -246,6 +246,69 @@ TEST_F(HostileListing, AFloodOfAnythingIsRefusedOrCostsItsProgramme)
 #endif
 }
 
+TEST_F(HostileListing, AFloodBehindTheEndIsTakenWhereItIsNothing)
+{
+    const struct {
+        const char* what;
+        std::string begin;
+        const char* filler;
+        const char* end;
+        const char* refusal;
+    } rows[] = {
+        {"blanks", "</tv>", " ", "", ""},
+        {"lines", "</tv>", "\n", "", ""},
+        {"a comment", "</tv><!--", "x", "-->", ""},
+        {"comments", "</tv>", "<!-- x -->", "", ""},
+        {"text", "</tv>", "x", "", "listing:2: not well-formed: Extra content at the end of the document"},
+        {"another listing", "</tv><tv>", "<x/>", "</tv>", "listing:2: not well-formed: Extra content at the end"},
+    };
+    constexpr std::size_t kSize = 4UL << 20;  // of blanks in one piece the parser takes ten million
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        expect(import([&] {
+                   return std::make_unique<PiecewiseSource>("<tv>\n" + kGood + row.begin, filler(row.filler), kSize,
+                                                            row.end);
+               }),
+               row.refusal);
+    }
+}
+
+TEST_F(HostileListing, NamesThatAreNoneAreNotKeptInMemory)
+{
+    const auto category = [](std::size_t size) {
+        return "<tv>\n" + programme("<title>T</title><category>" + std::string(size, 'x') + "</category>") + kGood +
+               "</tv>";
+    };
+    expect(importText(category(1024)), "", {}, {"T", "Good"});
+    expect(importText(category(1025)), "", {"listing:2: skipped: <category> holds more than 1024 bytes"});
+    const auto genres = [&](int count) {
+        return import([count] {
+            return std::make_unique<PiecewiseSource>(
+                "<tv>\n" + kGood,
+                [count](std::size_t number) {
+                    std::string text;
+                    for (std::size_t i = number * 100; i < std::min<std::size_t>(count, number * 100 + 100); ++i) {
+                        text += fmt::format("<category>{}</category>", i);
+                    }
+                    return text.empty() ? std::string(1 << 20, ' ')
+                                        : programme(fmt::format("<title>{}</title>", number) + text);
+                },
+                1 << 20, "</tv>");
+        });
+    };
+    EXPECT_EQ(genres(20000).refusal, "");
+    renew();
+    expect(genres(20001), "listing: more than 20000 genres; import a part of the listing");
+
+    const std::string number(32, '7');
+    for (const std::string& digits : {number, number + "7"}) {
+        importText("<tv><channel id='c'><display-name>" + digits + "</display-name></channel>" + kGood + "</tv>");
+        EXPECT_THAT(test::rows(m_database->store, "SELECT number, name FROM channel"),
+                    ElementsAre((digits == number ? digits : "1") + "|" + digits));
+        renew();
+    }
+}
+
 TEST_F(HostileListing, AThousandAttributesAreTheMost)
 {
     const auto withAttributes = [](int count) {
