@@ -17,6 +17,7 @@
 namespace {
 
 constexpr corvaned::Instant kNow = 1'795'240'800;
+constexpr std::int64_t kShift = kNow - kNow % 86400 - 946'684'800;  // the sample's day is that of 2000-01-01
 
 sqlite3* handleOf(corvaned::sqlite::Connection& connection)
 {
@@ -30,7 +31,8 @@ void copyPages(sqlite3* from, sqlite3* to)
     sqlite3_backup_finish(copy);
 }
 
-/// The service over the sample, in memory; whatever a request writes is undone before the next one.
+/// The service over one day of the sample, in memory: ten days would be ten times the reply, and nothing else.
+/// Whatever a request writes is undone before the next one.
 class SampleService {
 public:
     SampleService()
@@ -39,7 +41,11 @@ public:
             // An import takes a connection beside the store's, and so a file.
             const corvaned::TemporaryDatabase file;
             corvaned::Store onDisk(file.path(), corvaned::Store::Mode::Create);
-            corvaned::importSample(onDisk, kNow, corvaned::Zone::named("+00:00"));
+            corvaned::ImportOptions options;
+            options.shifts = [](corvaned::Instant, corvaned::Instant) { return std::vector{kShift}; };
+            const corvaned::ListingInput sample{
+                "sample", [] { return corvaned::openMemory(corvaned::sampleListing(), "sample"); }};
+            corvaned::importGuide(onDisk, {sample}, options);
             token = corvaned::sessionToken(corvaned::openSession(*onDisk.lease(), "fuzz", kNow, 86400), "");
             copyPages(handleOf(*onDisk.lease()), handleOf(m_pristine));
         }
