@@ -21,6 +21,8 @@ namespace {
 constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kWeek = 7 * kDay;
 constexpr int kWarningsPerListing = 20;
+constexpr std::size_t kMostChannels = 100'000;  // of all listings; their ids are in memory
+constexpr std::size_t kMostGenres = 20'000;     // likewise
 constexpr int kProgressStep = 1000;
 
 constexpr const char* kStaging = R"sql(
@@ -151,6 +153,7 @@ private:
         bool declared;
     };
 
+    void checkCount(std::size_t count, std::size_t most, const char* what) const;
     std::int64_t channelId(const std::string& listingId);
     std::int64_t genreId(const std::string& name);
     void addCredits(std::int64_t content, const std::vector<ListingCredit>& credits);
@@ -164,16 +167,25 @@ private:
     ListingReport m_listing;
     ImportReport m_report;
     Digest m_digest;
-    // By number of channels and genres, not of programmes.
+    // By number of channels and genres, which are bounded, not of programmes.
     std::unordered_map<std::string, KnownChannel> m_channels;
     std::unordered_map<std::string, std::int64_t> m_genres;
 };
+
+void Staging::checkCount(std::size_t count, std::size_t most, const char* what) const
+{
+    if (count > most) {
+        throw OperatorError(
+            fmt::format("{}: more than {} {}; import a part of the listing", m_listing.name, most, what));
+    }
+}
 
 std::int64_t Staging::channelId(const std::string& listingId)
 {
     const auto [known, added] =
         m_channels.try_emplace(listingId, KnownChannel{static_cast<std::int64_t>(m_channels.size()) + 1, false});
     if (added) {
+        checkCount(m_channels.size(), kMostChannels, "channels");
         sqlite::Query(m_connection, "INSERT INTO staged_channel VALUES (?, ?, '', ?, '', 0, 0, NULL)")
             .bind(known->second.id, listingId, listingId)
             .run();
@@ -185,6 +197,7 @@ std::int64_t Staging::genreId(const std::string& name)
 {
     const auto [known, added] = m_genres.try_emplace(name, static_cast<std::int64_t>(m_genres.size()) + 1);
     if (added) {
+        checkCount(m_genres.size(), kMostGenres, "genres");
         sqlite::Query(m_connection, "INSERT INTO staged_genre VALUES (?, ?, NULL)").bind(known->second, name).run();
     }
     return known->second;

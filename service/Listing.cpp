@@ -25,6 +25,11 @@ namespace corvaned {
 namespace {
 
 constexpr std::uint64_t kPrologueLimit = 1 << 20;  // bytes before <tv>: declarations stay in memory
+constexpr int kDepthLimit = 100;                   // elements within one another
+constexpr std::uint64_t kTagLimit = 256 << 10;     // bytes of one tag or entity
+// The parser compares each attribute of a tag with all others, and keeps every name until the end.
+constexpr int kAttributeLimit = 1000;
+constexpr int kNameLimit = 5000;
 
 std::string_view view(const xmlChar* text)
 {
@@ -72,6 +77,8 @@ private:
     void guarded(Work work) noexcept;
 
     int readBytes(char* buffer, int size);
+    void checkNoNul(std::string_view bytes);
+    void checkTag(int attributes);
     void startElement(std::string_view name, RecordReader::Attributes attributes);
     void endElement();
     void forgetError();
@@ -79,12 +86,16 @@ private:
     xmlEntityPtr findEntity(const xmlChar* name);
     bool atField() const { return m_depth == (m_group.empty() ? 3 : 4); }
     int line() const { return m_parser->input != nullptr ? m_parser->input->line : 0; }
-    [[noreturn]] void refuse(int line, const std::string& reason) const;
+    [[noreturn]] void refuse(std::int64_t line, const std::string& reason) const;
 
     ByteSource& m_source;
     std::string m_name;
     std::uint64_t m_unpackedLimit;
     std::uint64_t m_unpacked = 0;
+    std::uint64_t m_tagBegin = 0;  // at most so many bytes had been read when the last tag or text ended
+    std::int64_t m_lineRead = 1;   // of the last byte read; the parser is behind it
+    bool m_inBytes = true;         // false where a character takes several: NULs are parts of others there
+    bool m_ended = false;          // </tv> has been read
     xmlParserCtxtPtr m_parser = nullptr;
     std::exception_ptr m_thrown;
     std::map<std::string, Entity, std::less<>> m_entities;
@@ -112,9 +123,10 @@ xmlSAXHandler Reader::handlers()
 {
     xmlSAXHandler sax{};
     sax.initialized = XML_SAX2_MAGIC;
-    sax.startElementNs = [](void* context, const xmlChar* name, const xmlChar*, const xmlChar*, int, const xmlChar**,
-                            int count, int, const xmlChar** values) {
+    sax.startElementNs = [](void* context, const xmlChar* name, const xmlChar*, const xmlChar*, int namespaces,
+                            const xmlChar**, int count, int, const xmlChar** values) {
         self(context).guarded([&] {
+            self(context).checkTag(namespaces + count);
             RecordReader::Attributes attributes;
             for (int i = 0; i < count; ++i) {
                 const xmlChar** const value = values + 5 * static_cast<std::ptrdiff_t>(i);
@@ -135,6 +147,7 @@ xmlSAXHandler Reader::handlers()
     };
     sax.characters = [](void* context, const xmlChar* text, int length) {
         self(context).guarded([&] {
+            self(context).m_tagBegin = self(context).m_unpacked;
             // Text of an element inside a field's (a person's picture, say) is not the field's own.
             if (self(context).atField()) {
                 self(context).m_records.addText(
@@ -196,11 +209,47 @@ int Reader::readBytes(char* buffer, int size)
         throw OperatorError(
             fmt::format("{}: more than {} MiB after unpacking; split the listing", m_name, m_unpackedLimit >> 20));
     }
-    if (m_depth == 0 && m_unpacked > kPrologueLimit) {
+    checkNoNul({buffer, count});
+    if (m_depth == 0 && !m_ended && m_unpacked > kPrologueLimit) {
         throw OperatorError(
             fmt::format("{}: no <tv> in the first {} KiB; this is no XMLTV listing", m_name, kPrologueLimit >> 10));
     }
+    // Comments and CDATA are bounded by the parser itself.
+    const bool inTag =
+        m_depth > 0 && m_parser->instate != XML_PARSER_COMMENT && m_parser->instate != XML_PARSER_CDATA_SECTION;
+    if (inTag && m_unpacked - m_tagBegin > kTagLimit) {
+        refuse(line(), fmt::format("a tag or entity of more than {} KiB; this is no XMLTV listing", kTagLimit >> 10));
+    }
     return static_cast<int>(count);
+}
+
+// A listing that has lost a block to a failed disk or download holds NULs in its place, and the parser takes the first
+// one for the end.
+void Reader::checkNoNul(std::string_view bytes)
+{
+    if (m_unpacked == bytes.size() && bytes.size() >= 2) {
+        const auto first = static_cast<unsigned char>(bytes[0]);
+        const auto second = static_cast<unsigned char>(bytes[1]);
+        m_inBytes = first != 0 && second != 0 && first < 0xfe;
+    }
+    const std::size_t nul = m_inBytes ? bytes.find('\0') : std::string_view::npos;
+    m_lineRead +=
+        std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(nul, bytes.size())), '\n');
+    if (nul != std::string_view::npos) {
+        refuse(m_lineRead, "a NUL character, which no text holds: the file is damaged; fetch it again");
+    }
+}
+
+void Reader::checkTag(int attributes)
+{
+    m_tagBegin = m_unpacked;
+    if (attributes > kAttributeLimit) {
+        refuse(line(), fmt::format("a tag with {} attributes; this is no XMLTV listing", attributes));
+    }
+    if (xmlDictSize(m_parser->dict) > kNameLimit) {
+        refuse(line(),
+               fmt::format("more than {} names of elements and attributes; this is no XMLTV listing", kNameLimit));
+    }
 }
 
 void Reader::startElement(std::string_view name, RecordReader::Attributes attributes)
@@ -208,6 +257,9 @@ void Reader::startElement(std::string_view name, RecordReader::Attributes attrib
     m_charset = m_depth == 0 ? m_parser->charset : m_charset;
     forgetError();
     ++m_depth;
+    if (m_depth > kDepthLimit) {
+        refuse(line(), fmt::format("elements more than {} deep; this is no XMLTV listing", kDepthLimit));
+    }
     if (m_depth == 1 && name != "tv") {
         refuse(line(), fmt::format("the document is <{:.40}>, not <tv>; this is no XMLTV listing", name));
     } else if (m_depth == 2) {
@@ -234,12 +286,13 @@ void Reader::forgetError()
 void Reader::endElement()
 {
     forgetError();
+    m_tagBegin = m_unpacked;
     if (atField()) {
         m_records.endField();
     } else if (m_depth == 2) {
         m_records.end();
     }
-    --m_depth;
+    m_ended = --m_depth == 0;
 }
 
 xmlEntityPtr Reader::findEntity(const xmlChar* name)
@@ -289,11 +342,12 @@ void Reader::noteError(const xmlError& error)
             m_records.setFault(reason);
         }
     } else if (error.level == XML_ERR_FATAL) {
-        refuse(error.line, "not well-formed: " + message);
+        // What the parser says of a tag that it has given up is of less use than why.
+        refuse(error.line, "not well-formed: " + (m_startTagFault.empty() ? message : m_startTagFault));
     }
 }
 
-void Reader::refuse(int line, const std::string& reason) const
+void Reader::refuse(std::int64_t line, const std::string& reason) const
 {
     throw OperatorError(fmt::format("{}:{}: {}", m_name, line, reason));
 }

@@ -80,9 +80,10 @@ public:
     virtual void skip(int line, const std::string& reason) = 0;
 };
 
-/// Reads a whole listing into sink. Undeclared entities, bare ampersands and control characters cost the programme
-/// they stand in; any other departure from well-formed XML refuses the listing. Entities outside HTML's are not
-/// expanded, and nothing that a listing names is ever opened.
+/// Reads a whole listing into sink. Undeclared entities, bare ampersands, and control characters in texts cost the
+/// programme they stand in; any other departure from well-formed XML refuses the listing, and so does what no listing
+/// has: very large tags, very many names, very deep elements. Time and memory are bounded whatever it holds. Entities
+/// outside HTML's are not expanded, and nothing that a listing names is ever opened.
 ///
 /// @param name           what messages call the listing
 /// @param unpackedLimit  how many bytes it may have after unpacking

@@ -15,7 +15,11 @@ namespace {
 
 constexpr std::size_t kTextLimit = 64UL * 1024;  // bytes of one element's text
 constexpr std::size_t kIdLimit = 1024;           // bytes of a channel id
+constexpr std::size_t kGenreLimit = 1024;        // bytes of a genre's name
+constexpr std::size_t kNumberLimit = 32;         // digits of a channel number
 constexpr std::size_t kCreditLimit = 100;        // people of one programme; further ones are left out
+constexpr std::size_t kGenresLimit = 100;        // and genres, likewise
+constexpr std::size_t kLanguageLimit = 100;      // of one programme
 
 std::string lowered(std::string text)
 {
@@ -26,7 +30,8 @@ std::string lowered(std::string text)
 
 bool isNumber(std::string_view text)
 {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    return !text.empty() && text.size() <= kNumberLimit &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 // The decimal number that text begins with; 0 where there is none or it is beyond a million.
@@ -264,6 +269,10 @@ ListingText& RecordReader::textFor(const std::string& lang)
     if (found != texts.end()) {
         return *found;
     }
+    if (texts.size() == kLanguageLimit) {
+        setFault(fmt::format("the programme is in more than {} languages", kLanguageLimit));
+        return texts.back();
+    }
     texts.emplace_back().lang = lang;
     return texts.back();
 }
@@ -373,10 +382,15 @@ void RecordReader::takeCategory(const std::string& text)
     // The same genre in a second language would count as a second genre.
     std::vector<std::string>& genres = m_programme.genres;
     const std::string lang = attribute("lang");
+    if (text.size() > kGenreLimit) {
+        setFault(fmt::format("<category> holds more than {} bytes", kGenreLimit));
+        return;
+    }
     if (genres.empty()) {
         m_genreLang = lang;
     }
-    if (!text.empty() && lang == m_genreLang && std::find(genres.begin(), genres.end(), text) == genres.end()) {
+    if (genres.size() < kGenresLimit && !text.empty() && lang == m_genreLang &&
+        std::find(genres.begin(), genres.end(), text) == genres.end()) {
         genres.push_back(text);
     }
 }
