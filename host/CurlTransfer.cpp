@@ -44,6 +44,13 @@ constexpr StatusOfCode kStatuses[] = {
     {CURLE_SSL_CLIENTCERT, session::kTlsFailed},
 };
 
+/// One millisecond more: libcurl drops fractions of milliseconds towards zero, which across the end of a second makes
+/// it count up to one too many. Zero would be no limit.
+long timeoutForCurl(std::chrono::milliseconds limit)
+{
+    return std::max(0L, static_cast<long>(limit.count())) + 1;
+}
+
 /// What libcurl does of its own accord with a request that has a body, or none.
 enum class Natural {
     Get,
@@ -118,7 +125,7 @@ void CurlTransfer::setFixedOptions()
     // libcurl 7.88 frees a TLS session's name twice when it runs out of memory while it keeps the session. What is lost
     // is the shorter handshake of a second connection; connections themselves are kept.
     set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
-    set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_limits.connectTimeout.count()));
+    set(CURLOPT_CONNECTTIMEOUT_MS, timeoutForCurl(m_limits.connectTimeout));
     if (!m_limits.caFile.empty())
         set(CURLOPT_CAINFO, m_limits.caFile.c_str());
     set(CURLOPT_READFUNCTION, &CurlTransfer::onRead);
@@ -164,7 +171,7 @@ SESSION_STATUS CurlTransfer::begin(HttpRequest& request, std::chrono::millisecon
                          static_cast<long>(url->tls ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
         // Only over TLS there is something to wait for: a connection that carries many requests.
         curl_easy_setopt(easy, CURLOPT_PIPEWAIT, url->tls ? 1L : 0L);
-        const long timeout = isDownload(request) ? 0 : std::max(1L, static_cast<long>(left.count()));
+        const long timeout = isDownload(request) ? 0 : timeoutForCurl(left);
         curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, timeout);
         return setBody();
     } catch (const std::bad_alloc&) {

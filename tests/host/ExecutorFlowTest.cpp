@@ -143,6 +143,31 @@ TEST_F(Executor, ARequestInLineTimesOutToo)
     EXPECT_EQ(inLine.wait(), session::kTimedOut);
 }
 
+/// Over more than a second, since libcurl's clock has its ends of seconds.
+TEST_F(Executor, ATimeoutIsNeverEarly)
+{
+    constexpr auto kTimeout = 40ms;
+    constexpr int kRequests = 400;
+    HttpLimits limits;
+    limits.totalTimeout = kTimeout;
+    limits.concurrency = 64;
+    use(limits);
+    const RawServer server(silent);
+    std::vector<Clock::time_point> begun(kRequests);
+    std::vector<Clock::time_point> over(kRequests);
+    for (std::size_t number = 0; number < kRequests; ++number) {
+        begun[number] = Clock::now();
+        Exchange& exchange = m_exchanges.emplace_back(HTTP_GET, server.url("/"));
+        exchange.hook = [&over, number](SESSION_STATUS /*status*/) { over[number] = Clock::now(); };
+        EXPECT_GE(executor().addRequest(&exchange.request()), 0);
+        std::this_thread::sleep_for(3ms);
+    }
+    for (Exchange& exchange : m_exchanges)
+        ASSERT_EQ(exchange.wait(), session::kTimedOut);
+    for (std::size_t number = 0; number < kRequests; ++number)
+        EXPECT_GE(over[number] - begun[number], kTimeout) << number;
+}
+
 TEST_F(Executor, RequestsBehindAHandshakeWaitNoLongerThanForAConnection)
 {
     HttpLimits limits;

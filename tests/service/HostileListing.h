@@ -1,0 +1,85 @@
+// What the tests of listings made to do harm share: a guide, imports into it, and what they come to.
+// Read next: HostileListingTest.cpp (too much), DamagedListingTest.cpp (broken, or pointing outside).
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "OperatorError.h"
+#include "TestSupport.h"
+
+namespace corvaned {
+
+inline std::string programme(const std::string& inner, const std::string& start = "20261120180000")
+{
+    return "<programme start='" + start + "' channel='c'>" + inner + "</programme>";
+}
+
+inline const std::string kGood = programme("<title>Good</title>", "20261120190000");
+
+/// What an import came to.
+struct Outcome {
+    std::string refusal;  // "" where it was taken
+    std::vector<std::string> warnings;
+    std::vector<std::string> titles;
+    bool asBefore = false;
+};
+
+/// Imports into a database that holds the guide of one programme, "Old".
+class HostileListing : public testing::Test {
+protected:
+    HostileListing() { renew(); }
+
+    /// The guide of "Old" again, and nothing of what was imported meanwhile.
+    void renew()
+    {
+        m_database = std::make_unique<test::TestStore>();
+        test::importText(m_database->store, "<tv>" + programme("<title>Old</title>") + "</tv>");
+        m_before = test::wholeGuide(m_database->store);
+    }
+
+    Outcome import(const std::function<std::unique_ptr<ByteSource>()>& open)
+    {
+        Outcome outcome;
+        ImportOptions options;
+        options.warn = [&](const std::string& line) { outcome.warnings.push_back(line); };
+        try {
+            importGuide(m_database->store, {{"listing", open}}, options);
+        } catch (const OperatorError& error) {
+            outcome.refusal = error.what();
+        }
+        outcome.titles = test::rows(m_database->store, "SELECT title FROM airing ORDER BY start");
+        outcome.asBefore = test::wholeGuide(m_database->store) == m_before;
+        return outcome;
+    }
+
+    Outcome importText(const std::string& text)
+    {
+        return import([&] { return openMemory(text, "listing"); });
+    }
+
+    /// Expects a refusal with that message and the guide as it was; or, where the message is empty, a guide of exactly
+    /// these titles and these warnings.
+    void expect(const Outcome& outcome, const std::string& refusal, const std::vector<std::string>& warnings = {},
+                const std::vector<std::string>& titles = {"Good"})
+    {
+        EXPECT_THAT(outcome.refusal,
+                    refusal.empty() ? testing::Matcher<std::string>("") : testing::StartsWith(refusal));
+        EXPECT_THAT(outcome.warnings, testing::ElementsAreArray(warnings));
+        EXPECT_EQ(outcome.asBefore, !refusal.empty());
+        if (refusal.empty()) {
+            EXPECT_THAT(outcome.titles, testing::ElementsAreArray(titles));
+            renew();
+        }
+    }
+
+    std::unique_ptr<test::TestStore> m_database;
+    std::string m_before;
+};
+
+}  // namespace corvaned
