@@ -78,7 +78,7 @@ const Time kTimes[] = {
     {18446744073709551615u, ""},
 };
 
-class RequestTime : public ::testing::TestWithParam<std::tuple<const char*, TimedCall>> {};
+class RequestTime : public ::testing::TestWithParam<std::tuple<std::string, TimedCall>> {};
 
 void PrintTo(const TimedCall& call, std::ostream* out)
 {
