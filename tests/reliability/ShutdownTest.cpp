@@ -1,5 +1,6 @@
 // The library as a host loads it, going away: promptly, with hundreds of requests in flight, again and again.
 
+#include "Calls.h"
 #include "Capture.h"
 #include "Configuration.h"
 #include "CurlExecutor.h"
@@ -42,15 +43,6 @@ bool isLoaded()
     if (handle != nullptr)
         dlclose(handle);
     return handle != nullptr;
-}
-
-void openSession(WCorvaneOAI& object)
-{
-    WVLSession session;
-    session.setSessionID("S");
-    session.setUserID("U");
-    session.setSeedKey("K");
-    object.setAuthSeedkey(session);
 }
 
 struct Shutdown : ::testing::Test {
