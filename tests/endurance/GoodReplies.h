@@ -1,4 +1,4 @@
-// A full reply for every operation: the first successful one of its file in tests/exchange/exchanges.
+// A full reply for every operation: the first successful one of its file in tests/end_to_end/exchange/exchanges.
 #pragma once
 
 #include <string>
