@@ -56,7 +56,8 @@ Command addImportPlaces(CLI::App& app)
     CLI::App* const import =
         app.add_subcommand("import-places", "Replace the built-in places, headends and apps by those of a CSV file.");
     import->add_option("--db", arguments->database, "Database that import has filled")->required();
-    import->add_option("places", arguments->file, "CSV file; docs/service.md tells its rows")->required();
+    import->add_option("places", arguments->file, "CSV file; docs/running-the-service.md describes its rows")
+        ->required();
     return {import, [arguments] { return runImportPlaces(*arguments); }};
 }
 

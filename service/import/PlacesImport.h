@@ -1,5 +1,5 @@
 // Places, headends, their line-ups and the operator's apps, read from CSV. What the rows are stands in kRows of
-// PlacesImport.cpp and in docs/service.md; Lineup.h answers from them.
+// PlacesImport.cpp and in docs/running-the-service.md; Lineup.h answers from them.
 #pragma once
 
 #include <cstdint>
