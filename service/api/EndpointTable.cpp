@@ -254,6 +254,13 @@ void Handler::operator()(Call& call, std::string& members) const
     }
 }
 
+void forEachEndpoint(const std::function<void(const Endpoint&)>& visit)
+{
+    for (const Endpoint& endpoint : kEndpoints) {
+        visit(endpoint);
+    }
+}
+
 Route routeOf(std::string_view method, std::string_view path)
 {
     const std::string_view asked = method == "HEAD" ? "GET" : method;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -38,6 +39,9 @@ struct Endpoint {
     ParameterRules parameters;
     Handler handler;
 };
+
+/// Calls visit with every endpoint, in the order of the table.
+void forEachEndpoint(const std::function<void(const Endpoint&)>& visit);
 
 /// Where a request goes.
 struct Route {
