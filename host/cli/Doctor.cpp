@@ -2,10 +2,10 @@
 // it would fail for the same reason.
 #include "Doctor.h"
 
+#include "ConnectionProbe.h"
 #include "HttpWire.h"
 #include "ServiceSession.h"
 
-#include <curl/curl.h>
 #include <fmt/format.h>
 #include <netdb.h>
 
@@ -13,7 +13,6 @@
 #include <ctime>
 #include <exception>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -69,7 +68,7 @@ private:
     {
         try {
             const std::string file = fill(m_configuration, m_options, Defaults::ForPeople);
-            m_limits = m_configuration.httpLimits();
+            m_limits = httpLimits(m_configuration);
             std::string sources = file.empty() ? "no file" : file;
             std::size_t set = 0;
             for (const Setting& setting : allSettings())
@@ -104,15 +103,10 @@ private:
 
     std::string nameLookup()
     {
-        const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), &curl_url_cleanup);
-        char* part = nullptr;
-        if (curl_url_set(url.get(), CURLUPART_URL, m_url.origin.c_str(), 0) != CURLUE_OK ||
-            curl_url_get(url.get(), CURLUPART_HOST, &part, 0) != CURLUE_OK)
-            throw ServiceProblem(fmt::format("{} names no host", m_url.origin), "correct base_url");
-        std::string host = part;
-        curl_free(part);
-        if (host.front() == '[')
-            host = host.substr(1, host.size() - 2);
+        const std::string host = hostOf(m_url);
+        if (host.empty()) {
+            throw ServiceProblem(fmt::format("there is no host in {}", m_url.origin), "correct base_url");
+        }
         addrinfo wanted{};
         wanted.ai_socktype = SOCK_STREAM;
         addrinfo* found = nullptr;
@@ -129,35 +123,13 @@ private:
         return text;
     }
 
-    /// Connects as the executor would.
-    CURLcode connect(bool verify)
-    {
-        const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy(curl_easy_init(), &curl_easy_cleanup);
-        if (!easy)
-            return CURLE_OUT_OF_MEMORY;
-        char reason[CURL_ERROR_SIZE] = "";
-        curl_easy_setopt(easy.get(), CURLOPT_URL, m_url.origin.c_str());
-        curl_easy_setopt(easy.get(), CURLOPT_CONNECT_ONLY, 1L);
-        curl_easy_setopt(easy.get(), CURLOPT_PROXY, "");
-        curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
-        curl_easy_setopt(easy.get(), CURLOPT_ERRORBUFFER, reason);
-        curl_easy_setopt(easy.get(), CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_limits.connectTimeout.count()));
-        curl_easy_setopt(easy.get(), CURLOPT_SSL_VERIFYPEER, verify ? 1L : 0L);
-        curl_easy_setopt(easy.get(), CURLOPT_SSL_VERIFYHOST, verify ? 2L : 0L);
-        if (!m_limits.caFile.empty())
-            curl_easy_setopt(easy.get(), CURLOPT_CAINFO, m_limits.caFile.c_str());
-        const CURLcode code = curl_easy_perform(easy.get());
-        m_sConnectError = *reason ? reason : curl_easy_strerror(code);
-        return code;
-    }
-
     std::string connection()
     {
         // Whom we are talking to is the next check's question.
-        const CURLcode code = connect(false);
-        if (code == CURLE_OK || CurlTransfer::sessionStatus(code) == session::kTlsFailed)
+        const ProbeResult probe = probeConnection(m_url.origin, m_limits, CertificateCheck::None);
+        if (probe.status == session::kCompleted || probe.status == session::kTlsFailed)
             return fmt::format("{} answers", m_url.origin);
-        throw ServiceProblem(m_sConnectError,
+        throw ServiceProblem(probe.reason,
                              fmt::format("start the service with \"corvaned serve\", or name another address with "
                                          "--set base_url=URL; now it is {}",
                                          m_configuration.text("base_url")));
@@ -167,9 +139,10 @@ private:
     {
         if (!m_url.tls)
             return "not used: the address is http";
-        if (connect(true) == CURLE_OK)
+        const ProbeResult probe = probeConnection(m_url.origin, m_limits, CertificateCheck::Full);
+        if (probe.status == session::kCompleted)
             return "the certificate is trusted";
-        throw ServiceProblem(m_sConnectError,
+        throw ServiceProblem(probe.reason,
                              "name the file with the service's certificate authority with --set ca_file=FILE, or give "
                              "the service a certificate for the host in base_url");
     }
@@ -210,7 +183,6 @@ private:
     Configuration m_configuration;
     HttpLimits m_limits;
     WireUrl m_url;
-    std::string m_sConnectError;
     std::optional<Runtime> m_runtime;
     std::optional<ServiceSession> m_service;
     bool m_failed = false;

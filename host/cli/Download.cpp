@@ -2,6 +2,7 @@
 // an older one only when it is complete.
 #include "Download.h"
 
+#include "FileDescriptor.h"
 #include "HttpWire.h"
 #include "ServiceCall.h"
 #include "ServiceProblem.h"

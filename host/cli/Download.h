@@ -2,7 +2,7 @@
 // or a failure is reported and the directory is as it was. Read next: ServiceCall.h for the call.
 #pragma once
 
-#include "CurlTransfer.h"
+#include "DownloadProgress.h"
 #include "Runtime.h"
 
 #include <chrono>

@@ -1,12 +1,15 @@
 // The two threads, the lists between them, and flushing.
 #include "CurlExecutor.h"
 
+#include "CurlOptions.h"
+
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <new>
-#include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace W::host {
@@ -17,6 +20,7 @@ constexpr std::size_t kKeptTransfers = 64;
 constexpr std::size_t kKeptExchanges = 256;
 constexpr long kKeptConnections = 64;
 constexpr std::chrono::milliseconds kLongestSleep{60'000};
+constexpr std::chrono::milliseconds kPauseAfterFailure{10};
 /// Completions parse replies of a thousand levels on it.
 constexpr std::size_t kStackSize = std::size_t{4} << 20;
 
@@ -42,10 +46,13 @@ bool startThread(pthread_t& thread, const char* name, void* (*run)(void*), void*
 CURLM* makeMulti()
 {
     static const CURLcode s_global = curl_global_init(CURL_GLOBAL_DEFAULT);
-    CURLM* const multi = s_global == CURLE_OK ? curl_multi_init() : nullptr;
-    if (!multi)
+    checkCurl(s_global, "curl_global_init");
+    CURLM* const multi = curl_multi_init();
+    if (!multi) {
         throw std::bad_alloc();
-    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kKeptConnections);
+    }
+    // Fails only for an option that libcurl does not know; the default is four connections per transfer.
+    static_cast<void>(curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kKeptConnections));
     return multi;
 }
 
@@ -54,12 +61,15 @@ CURLM* makeMulti()
 CurlExecutor::CurlExecutor(HttpLimits limits) : m_limits(std::move(limits)), m_pMulti(makeMulti())
 {
     m_wakeUp.hold(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
-    if (!m_wakeUp.isOpen())
-        throw std::bad_alloc();
+    if (!m_wakeUp.isOpen()) {
+        throw std::system_error(errno, std::generic_category(), "cannot create an eventfd");
+    }
     // So that no list of the transfer thread has to grow.
     m_starting.reserve(m_limits.concurrency);
     m_ended.reserve(m_limits.concurrency);
     m_idleTransfers.reserve(kKeptTransfers);
+    // An option that libcurl refuses is reported here, not as the failure of every request.
+    m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now, m_downloads));
 }
 
 CurlExecutor::~CurlExecutor()
@@ -213,8 +223,11 @@ void CurlExecutor::transferAll()
         m_now = Clock::now();
         beginStarting();
         int active = 0;
-        curl_multi_perform(m_pMulti.get(), &active);
+        const CURLMcode code = curl_multi_perform(m_pMulti.get(), &active);
         endFinished();
+        if (code != CURLM_OK) {
+            endAll(code == CURLM_OUT_OF_MEMORY ? session::kOutOfMemory : session::kBrokeOff);
+        }
         if (m_bAttention.exchange(false))
             endMarked();
         endOverdue();
@@ -285,6 +298,8 @@ SESSION_STATUS CurlExecutor::begin(Exchanges::iterator exchange)
             m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now, m_downloads));
         } catch (const std::bad_alloc&) {
             return session::kOutOfMemory;
+        } catch (const CurlError&) {
+            return session::kNotSendable;
         }
     }
     // There is one since the lines before.
@@ -307,10 +322,12 @@ void CurlExecutor::end(Exchanges::iterator exchange, SESSION_STATUS status)
     std::unique_ptr<Running> transfer(std::exchange(exchange->transfer, nullptr));
     exchange->status = status;
     if (transfer) {
-        curl_multi_remove_handle(m_pMulti.get(), transfer->handle());
+        const CURLMcode removed = curl_multi_remove_handle(m_pMulti.get(), transfer->handle());
         exchange->status = transfer->end(status);
-        if (m_idleTransfers.size() < kKeptTransfers)
+        // A handle that libcurl does not give back is not used again; its destructor takes it out.
+        if (removed == CURLM_OK && m_idleTransfers.size() < kKeptTransfers) {
             m_idleTransfers.push_back(std::move(transfer));
+        }
     }
     m_ended.push_back(exchange);
 }
@@ -321,8 +338,18 @@ void CurlExecutor::endFinished()
     while (const CURLMsg* const message = curl_multi_info_read(m_pMulti.get(), &left)) {
         if (message->msg != CURLMSG_DONE)
             continue;
-        const SESSION_STATUS status = CurlTransfer::sessionStatus(message->data.result);
+        const SESSION_STATUS status = sessionStatus(message->data.result);
         end(static_cast<Running&>(CurlTransfer::of(message->easy_handle)).exchange, status);
+    }
+}
+
+/// Ends all transfers, when libcurl can no longer drive them.
+void CurlExecutor::endAll(SESSION_STATUS status)
+{
+    for (auto exchange = m_running.begin(); exchange != m_running.end(); ++exchange) {
+        if (exchange->transfer) {
+            end(exchange, status);
+        }
     }
 }
 
@@ -377,7 +404,10 @@ void CurlExecutor::sleep()
         const auto timeout = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(until),
                                         std::chrono::milliseconds::zero(), kLongestSleep);
         curl_waitfd wakeUp{m_wakeUp.get(), CURL_WAIT_POLLIN, 0};
-        curl_multi_poll(m_pMulti.get(), &wakeUp, 1, static_cast<int>(timeout.count()), nullptr);
+        // If it cannot wait, for lack of memory say, the thread still must not spin.
+        if (curl_multi_poll(m_pMulti.get(), &wakeUp, 1, static_cast<int>(timeout.count()), nullptr) != CURLM_OK) {
+            std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(timeout, kPauseAfterFailure));
+        }
         eventfd_t count = 0;
         if (wakeUp.revents != 0)
             eventfd_read(m_wakeUp.get(), &count);

@@ -25,7 +25,8 @@ namespace W::host {
 
 class CurlExecutor final : public HttpDelegator {
 public:
-    /// @throws std::bad_alloc; the threads start with the first request
+    /// The threads start with the first request.
+    /// @throws CurlError, std::system_error, std::bad_alloc
     explicit CurlExecutor(HttpLimits limits = {});
     /// Stops. A process's own executor is never destroyed, since plug-ins hold its pointer.
     ~CurlExecutor() override;
@@ -86,6 +87,7 @@ private:
     SESSION_STATUS begin(Exchanges::iterator exchange);
     void end(Exchanges::iterator exchange, SESSION_STATUS status);
     void endFinished();
+    void endAll(SESSION_STATUS status);
     void endMarked();
     void endOverdue();
     void sleep();

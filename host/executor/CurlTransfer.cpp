@@ -1,6 +1,7 @@
 // What libcurl is told about a request, and its callbacks.
 #include "CurlTransfer.h"
 
+#include "CurlOptions.h"
 #include "HttpWire.h"
 
 #include <fcntl.h>
@@ -8,48 +9,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <new>
 
 namespace W::host {
 
 namespace {
-
-struct StatusOfCode {
-    CURLcode code;
-    SESSION_STATUS status;
-};
-
-/// Everything that is not listed broke off: also CURLE_UNSUPPORTED_PROTOCOL, which here means a reply that is no HTTP,
-/// since the scheme was looked at before.
-constexpr StatusOfCode kStatuses[] = {
-    {CURLE_OK, session::kCompleted},
-    {CURLE_URL_MALFORMAT, session::kNotSendable},
-    {CURLE_OUT_OF_MEMORY, session::kOutOfMemory},
-    {CURLE_COULDNT_RESOLVE_HOST, session::kNoConnection},
-    {CURLE_COULDNT_CONNECT, session::kNoConnection},
-    {CURLE_INTERFACE_FAILED, session::kNoConnection},
-    {CURLE_OPERATION_TIMEDOUT, session::kTimedOut},
-    {CURLE_SSL_CONNECT_ERROR, session::kTlsFailed},
-    {CURLE_PEER_FAILED_VERIFICATION, session::kTlsFailed},
-    {CURLE_SSL_CERTPROBLEM, session::kTlsFailed},
-    {CURLE_SSL_CIPHER, session::kTlsFailed},
-    {CURLE_SSL_CACERT_BADFILE, session::kTlsFailed},
-    {CURLE_SSL_CRL_BADFILE, session::kTlsFailed},
-    {CURLE_SSL_ISSUER_ERROR, session::kTlsFailed},
-    {CURLE_SSL_INVALIDCERTSTATUS, session::kTlsFailed},
-    {CURLE_SSL_ENGINE_INITFAILED, session::kTlsFailed},
-    {CURLE_SSL_SHUTDOWN_FAILED, session::kTlsFailed},
-    {CURLE_SSL_CLIENTCERT, session::kTlsFailed},
-};
-
-/// One millisecond more: libcurl drops fractions of milliseconds towards zero, which across the end of a second makes
-/// it count up to one too many. Zero would be no limit.
-long timeoutForCurl(std::chrono::milliseconds limit)
-{
-    return std::max(0L, static_cast<long>(limit.count())) + 1;
-}
 
 /// What libcurl does of its own accord with a request that has a body, or none.
 enum class Natural {
@@ -86,19 +51,6 @@ bool isDownload(const HttpRequest& request)
 
 }  // namespace
 
-void FileDescriptor::hold(int descriptor)
-{
-    close();
-    m_iDescriptor = descriptor;
-}
-
-bool FileDescriptor::close()
-{
-    const bool good = m_iDescriptor < 0 || ::close(m_iDescriptor) == 0 || errno == EINTR;
-    m_iDescriptor = -1;
-    return good;
-}
-
 CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads)
     : m_limits(limits), m_now(now), m_downloads(downloads), m_pEasy(curl_easy_init())
 {
@@ -109,35 +61,18 @@ CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& no
 
 void CurlTransfer::setFixedOptions()
 {
-    const auto set = [this](CURLoption option, auto value) {
-        // A handle that lacks one is of no use, now or later: it would trust other certificates, or speak other
-        // protocols.
-        if (curl_easy_setopt(handle(), option, value) != CURLE_OK)
-            throw std::bad_alloc();
-    };
-    set(CURLOPT_PRIVATE, this);
-    set(CURLOPT_NOSIGNAL, 1L);
-    // Without it, taking off a request whose name is being looked up waits for the look-up.
-    set(CURLOPT_QUICK_EXIT, 1L);
-    set(CURLOPT_PROTOCOLS_STR, "http,https");
-    // The wire carries what the plug-in asks for, whatever the environment says about proxies.
-    set(CURLOPT_PROXY, "");
-    // libcurl 7.88 frees a TLS session's name twice when it runs out of memory while it keeps the session. What is lost
-    // is the shorter handshake of a second connection; connections themselves are kept.
-    set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
-    set(CURLOPT_CONNECTTIMEOUT_MS, timeoutForCurl(m_limits.connectTimeout));
-    if (!m_limits.caFile.empty())
-        set(CURLOPT_CAINFO, m_limits.caFile.c_str());
-    set(CURLOPT_READFUNCTION, &CurlTransfer::onRead);
-    set(CURLOPT_READDATA, this);
-    set(CURLOPT_SEEKFUNCTION, &CurlTransfer::onSeek);
-    set(CURLOPT_SEEKDATA, this);
-    set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onWrite);
-    set(CURLOPT_WRITEDATA, this);
-    set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
-    set(CURLOPT_HEADERDATA, this);
-    set(CURLOPT_PREREQFUNCTION, &CurlTransfer::onConnected);
-    set(CURLOPT_PREREQDATA, this);
+    setConnectionOptions(handle(), m_limits);
+    setOption(handle(), CURLOPT_PRIVATE, this);
+    setOption(handle(), CURLOPT_READFUNCTION, &CurlTransfer::onRead);
+    setOption(handle(), CURLOPT_READDATA, this);
+    setOption(handle(), CURLOPT_SEEKFUNCTION, &CurlTransfer::onSeek);
+    setOption(handle(), CURLOPT_SEEKDATA, this);
+    setOption(handle(), CURLOPT_WRITEFUNCTION, &CurlTransfer::onWrite);
+    setOption(handle(), CURLOPT_WRITEDATA, this);
+    setOption(handle(), CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
+    setOption(handle(), CURLOPT_HEADERDATA, this);
+    setOption(handle(), CURLOPT_PREREQFUNCTION, &CurlTransfer::onConnected);
+    setOption(handle(), CURLOPT_PREREQDATA, this);
 }
 
 CurlTransfer& CurlTransfer::of(CURL* easy)
@@ -163,19 +98,19 @@ SESSION_STATUS CurlTransfer::begin(HttpRequest& request, std::chrono::millisecon
             return session::kNotSendable;
         CURL* const easy = handle();
         // libcurl would tidy a path up, so it only gets to know where to connect.
-        if (curl_easy_setopt(easy, CURLOPT_URL, url->origin.c_str()) != CURLE_OK ||
-            curl_easy_setopt(easy, CURLOPT_REQUEST_TARGET, url->target.c_str()) != CURLE_OK ||
-            !setHeaders(request.header()))
-            return session::kOutOfMemory;
-        curl_easy_setopt(easy, CURLOPT_HTTP_VERSION,
-                         static_cast<long>(url->tls ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
+        setOption(easy, CURLOPT_URL, url->origin.c_str());
+        setOption(easy, CURLOPT_REQUEST_TARGET, url->target.c_str());
+        setHeaders(request.header());
+        setOption(easy, CURLOPT_HTTP_VERSION,
+                  static_cast<long>(url->tls ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
         // Only over TLS there is something to wait for: a connection that carries many requests.
-        curl_easy_setopt(easy, CURLOPT_PIPEWAIT, url->tls ? 1L : 0L);
-        const long timeout = isDownload(request) ? 0 : timeoutForCurl(left);
-        curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, timeout);
+        setOption(easy, CURLOPT_PIPEWAIT, url->tls ? 1L : 0L);
+        setOption(easy, CURLOPT_TIMEOUT_MS, isDownload(request) ? 0L : timeoutForCurl(left));
         return setBody();
     } catch (const std::bad_alloc&) {
         return session::kOutOfMemory;
+    } catch (const CurlError&) {
+        return session::kNotSendable;
     }
 }
 
@@ -196,36 +131,39 @@ SESSION_STATUS CurlTransfer::setBody()
         request.isFileUpload() || m_iBodySize > 0 || request.type() == HTTP_PUT || request.type() == HTTP_POST;
     CURL* const easy = handle();
     if (withBody) {
-        curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
-        curl_easy_setopt(easy, CURLOPT_INFILESIZE_LARGE, m_iBodySize);
+        setOption(easy, CURLOPT_UPLOAD, 1L);
+        setOption(easy, CURLOPT_INFILESIZE_LARGE, m_iBodySize);
     } else {
-        curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
+        setOption(easy, CURLOPT_HTTPGET, 1L);
     }
-    const char* const method = unnaturalMethod(request.type(), withBody ? Natural::Put : Natural::Get);
-    const CURLcode named = curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method);
-    return named == CURLE_OK ? session::kCompleted : session::kOutOfMemory;
+    setOption(easy, CURLOPT_CUSTOMREQUEST, unnaturalMethod(request.type(), withBody ? Natural::Put : Natural::Get));
+    return session::kCompleted;
 }
 
-bool CurlTransfer::appendHeader(const std::string& line)
+void CurlTransfer::appendHeader(const std::string& line)
 {
     curl_slist* const longer = curl_slist_append(m_pHeaders.get(), line.c_str());
-    if (longer && !m_pHeaders)
+    if (!longer) {
+        throw std::bad_alloc();
+    }
+    if (!m_pHeaders) {
         m_pHeaders.reset(longer);
-    return longer != nullptr;
+    }
 }
 
-bool CurlTransfer::setHeaders(const HttpHeader& header)
+void CurlTransfer::setHeaders(const HttpHeader& header)
 {
     // A session's requests differ in their URLs alone.
-    if (m_pHeaders && header.lines() == m_headerLines)
-        return true;
+    if (m_headersSet && header.lines() == m_headerLines) {
+        return;
+    }
+    m_headersSet = false;
     m_pHeaders.reset();
     m_headerLines = header.lines();
-    bool complete = true;
     const auto withdraw = [&](const std::string& name) {
         const auto& lines = header.lines();
         if (std::none_of(lines.begin(), lines.end(), [&](const auto& line) { return isHeaderName(line.first, name); }))
-            complete = complete && appendHeader(name + ":");
+            appendHeader(name + ":");
     };
     // What libcurl would send of its own accord.
     withdraw("Accept");
@@ -236,15 +174,13 @@ bool CurlTransfer::setHeaders(const HttpHeader& header)
         std::string line = name;
         line += empty ? ";" : ": ";
         line += empty ? std::string() : value;
-        complete = complete && appendHeader(line);
+        appendHeader(line);
         decode = decode || isHeaderName(name, "Accept-Encoding");
     }
     // Switches decoding on; the request's own line stands in for the one that libcurl would send.
-    complete = complete && curl_easy_setopt(handle(), CURLOPT_ACCEPT_ENCODING, decode ? "" : nullptr) == CURLE_OK &&
-               curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, m_pHeaders.get()) == CURLE_OK;
-    if (!complete)
-        m_pHeaders.reset();
-    return complete;
+    setOption(handle(), CURLOPT_ACCEPT_ENCODING, decode ? "" : static_cast<const char*>(nullptr));
+    setOption(handle(), CURLOPT_HTTPHEADER, m_pHeaders.get());
+    m_headersSet = true;
 }
 
 CurlTransfer::Clock::time_point CurlTransfer::deadline() const
@@ -271,15 +207,6 @@ SESSION_STATUS CurlTransfer::end(SESSION_STATUS given)
         response.setPayload({});
     m_pRequest = nullptr;
     return status;
-}
-
-SESSION_STATUS CurlTransfer::sessionStatus(CURLcode code)
-{
-    for (const StatusOfCode& row : kStatuses) {
-        if (row.code == code)
-            return row.status;
-    }
-    return session::kBrokeOff;
 }
 
 bool CurlTransfer::fail(SESSION_STATUS why)

@@ -2,56 +2,21 @@
 // Read next: CurlExecutor.h, which runs many of them.
 #pragma once
 
+#include "DownloadProgress.h"
+#include "FileDescriptor.h"
+#include "HttpLimits.h"
 #include "HttpRequest.h"
 
 #include <curl/curl.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace W::host {
-
-/// Bounds of every exchange.
-struct HttpLimits {
-    std::chrono::milliseconds connectTimeout{10'000};  ///< until connected, name look-up and TLS included
-    std::chrono::milliseconds stallTimeout{30'000};    ///< without a byte in either direction
-    std::chrono::milliseconds totalTimeout{60'000};    ///< from acceptance to the last byte; not for downloads
-    std::size_t payloadCap = std::size_t{64} << 20;    ///< bytes after decoding
-    std::size_t concurrency = 256;                     ///< transfers at the same time; the rest waits in line
-    std::string caFile;                                ///< PEM; empty for the system's certificates
-};
-
-/// What the downloads of an executor have done so far, added up: for whoever watches one.  [any thread]
-struct DownloadProgress {
-    std::atomic<std::uint64_t> files{0};     ///< whose header block has come, and which are being written
-    std::atomic<std::uint64_t> expected{0};  ///< bytes that these announced; one that announced nothing adds nothing
-    std::atomic<std::uint64_t> written{0};   ///< bytes
-};
-
-/// Closes a descriptor of the process.
-class FileDescriptor {
-public:
-    FileDescriptor() = default;
-    ~FileDescriptor() { close(); }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    /// Takes over what open() returned; what was held before is closed.
-    void hold(int descriptor);
-    /// @return false when the system reports that something written before is lost
-    bool close();
-    bool isOpen() const { return m_iDescriptor >= 0; }
-    int get() const { return m_iDescriptor; }
-
-private:
-    int m_iDescriptor = -1;
-};
 
 /// A transfer, used again and again by the executor's transfer thread, which alone touches it. Its easy handle keeps
 /// what it has; connections belong to the multi handle.
@@ -62,7 +27,7 @@ public:
     /// @param limits     outlives the transfer
     /// @param now        the transfer thread's clock, read once per turn of its loop; outlives the transfer
     /// @param downloads  where downloads are counted; outlives the transfer
-    /// @throws std::bad_alloc
+    /// @throws CurlError, std::bad_alloc
     CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
@@ -77,9 +42,6 @@ public:
     /// @param given  what libcurl or the executor says
     /// @return how the exchange ended; with anything but kCompleted the payload is empty
     SESSION_STATUS end(SESSION_STATUS given);
-
-    /// What libcurl's code means, where the transfer does not know better.
-    static SESSION_STATUS sessionStatus(CURLcode code);
 
     CURL* handle() const { return m_pEasy.get(); }
     static CurlTransfer& of(CURL* easy);
@@ -104,8 +66,8 @@ private:
 
     void setFixedOptions();
     SESSION_STATUS setBody();
-    bool setHeaders(const HttpHeader& header);
-    bool appendHeader(const std::string& line);
+    void setHeaders(const HttpHeader& header);
+    void appendHeader(const std::string& line);
     std::size_t expectedSize() const;
     bool keep(std::string_view arrived);
     bool keepInFile(std::string_view arrived);
@@ -125,6 +87,7 @@ private:
     std::unique_ptr<CURL, EasyCleanup> m_pEasy;
     std::unique_ptr<curl_slist, ListCleanup> m_pHeaders;
     std::vector<HttpHeader::Line> m_headerLines;  ///< what m_pHeaders was made of
+    bool m_headersSet = false;                    ///< m_pHeaders is complete, and the handle has it
     HttpRequest* m_pRequest = nullptr;
     Clock::time_point m_lastProgress;                 ///< when the last byte moved, or when it began
     SESSION_STATUS m_iFailure = session::kCompleted;  ///< why a callback of ours stopped the transfer

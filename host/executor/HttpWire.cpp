@@ -1,9 +1,12 @@
 // Splitting, encoding and checking by byte values: no locale, no allocation per character.
 #include "HttpWire.h"
 
+#include <curl/curl.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <memory>
 
 namespace W::host {
 
@@ -102,6 +105,19 @@ std::optional<WireUrl> splitUrl(const std::string& url, UrlEncoding encoding)
     if (hasAny<&ByteKind::invisible>(wire.target))
         return std::nullopt;
     return wire;
+}
+
+std::string hostOf(const WireUrl& url)
+{
+    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parsed(curl_url(), &curl_url_cleanup);
+    char* part = nullptr;
+    if (curl_url_set(parsed.get(), CURLUPART_URL, url.origin.c_str(), 0) != CURLUE_OK ||
+        curl_url_get(parsed.get(), CURLUPART_HOST, &part, 0) != CURLUE_OK) {
+        return {};
+    }
+    const std::unique_ptr<char, decltype(&curl_free)> owner(part, &curl_free);
+    const std::string_view host = part;
+    return std::string(host.size() > 2 && host.front() == '[' ? host.substr(1, host.size() - 2) : host);
 }
 
 bool isSendable(const HttpHeader& header)

@@ -26,6 +26,10 @@ struct WireUrl {
 /// @return nothing when no request line can carry it: another scheme, no host, a blank or control character left
 std::optional<WireUrl> splitUrl(const std::string& url, UrlEncoding encoding);
 
+/// The host of a URL, as a name look-up takes it: without port, user and the brackets of an IPv6 address; empty if
+/// libcurl cannot read the URL.
+std::string hostOf(const WireUrl& url);
+
 /// `text` with the above encoded.
 std::string percentEncoded(std::string_view text);
 

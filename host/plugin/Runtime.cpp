@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <string_view>
 #include <utility>
@@ -28,6 +29,29 @@ constexpr std::pair<std::string_view, const char*> kDefaultsForPeople[] = {
 };
 
 }  // namespace
+
+HttpLimits httpLimits(const Configuration& configuration)
+{
+    using Milliseconds = std::chrono::milliseconds;
+    constexpr double kDay = 86400;
+    constexpr double kMostBytes = 2147483647;
+    constexpr double kMostTransfers = 1024;
+    HttpLimits limits;
+    const auto time = [&configuration](std::string_view key, Milliseconds standard) {
+        const double seconds = configuration.number(key, std::chrono::duration<double>(standard).count(), 0.001, kDay);
+        return Milliseconds(static_cast<std::int64_t>(std::ceil(seconds * 1000)));
+    };
+    const auto count = [&configuration](std::string_view key, std::size_t standard, double most) {
+        return static_cast<std::size_t>(configuration.number(key, static_cast<double>(standard), 1, most));
+    };
+    limits.connectTimeout = time("connect_timeout", limits.connectTimeout);
+    limits.stallTimeout = time("stall_timeout", limits.stallTimeout);
+    limits.totalTimeout = time("total_timeout", limits.totalTimeout);
+    limits.payloadCap = count("payload_cap", limits.payloadCap, kMostBytes);
+    limits.concurrency = count("concurrency", limits.concurrency, kMostTransfers);
+    limits.caFile = configuration.text("ca_file");
+    return limits;
+}
 
 std::string fill(Configuration& configuration, const CommonOptions& options, Defaults defaults)
 {
@@ -68,7 +92,7 @@ Runtime::Runtime(const CommonOptions& options, Defaults defaults)
 Runtime::Runtime(const CommonOptions& options, Configuration configuration, Defaults defaults)
     : m_configuration(std::move(configuration))
 {
-    HttpLimits limits = m_configuration.httpLimits();
+    HttpLimits limits = httpLimits(m_configuration);
     // Not every request can be cancelled, and people do not wait longer than they said.
     if (defaults == Defaults::ForPeople) {
         const auto most = std::max(options.timeout(), std::chrono::milliseconds(1));

@@ -40,6 +40,10 @@ enum class Defaults {
 /// @throws std::runtime_error with one line for the user
 std::string fill(Configuration& configuration, const CommonOptions& options, Defaults defaults);
 
+/// The executor's limits from the configuration.
+/// @throws std::runtime_error naming the setting, its source and the range
+HttpLimits httpLimits(const Configuration& configuration);
+
 /// One per process at a time. Destruction gives the object back, ends what is outstanding and unloads the library.
 class Runtime {
 public:

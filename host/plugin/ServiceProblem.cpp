@@ -2,10 +2,10 @@
 #include "ServiceProblem.h"
 
 #include "Debug.h"
-#include "RecordJson.h"
 #include "WTypes.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <optional>
 #include <utility>
@@ -62,6 +62,7 @@ std::optional<std::string> fromReplyDump(std::string_view line)
         line.find("\"err\"") == std::string_view::npos)
         return std::nullopt;
     line = line.substr(begin, line.rfind('}') - begin + 1);
+    using Json = nlohmann::json;
     const Json reply = Json::parse(line, nullptr, false);
     const Json::json_pointer code("/rsp/err/code");
     const Json::json_pointer message("/rsp/err/msg");

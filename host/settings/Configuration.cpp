@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
-#include <chrono>
-#include <cmath>
 #include <stdexcept>
 #include <utility>
 
@@ -126,26 +124,6 @@ double Configuration::number(std::string_view key, double standard, double least
         throw std::runtime_error(fmt::format("{}: the setting \"{}\" is \"{}\"; it has to be a number from {} to {}",
                                              value->source, key, value->text, least, most));
     return result;
-}
-
-HttpLimits Configuration::httpLimits() const
-{
-    using Milliseconds = std::chrono::milliseconds;
-    constexpr double kDay = 86400;
-    HttpLimits limits;
-    const auto time = [this](std::string_view key, Milliseconds standard) {
-        const double seconds = number(key, std::chrono::duration<double>(standard).count(), 0.001, kDay);
-        return Milliseconds(static_cast<std::int64_t>(std::ceil(seconds * 1000)));
-    };
-    limits.connectTimeout = time("connect_timeout", limits.connectTimeout);
-    limits.stallTimeout = time("stall_timeout", limits.stallTimeout);
-    limits.totalTimeout = time("total_timeout", limits.totalTimeout);
-    limits.payloadCap =
-        static_cast<std::size_t>(number("payload_cap", static_cast<double>(limits.payloadCap), 1, 2147483647));
-    limits.concurrency =
-        static_cast<std::size_t>(number("concurrency", static_cast<double>(limits.concurrency), 1, 1024));
-    limits.caFile = text("ca_file");
-    return limits;
 }
 
 namespace {

@@ -3,7 +3,6 @@
 // Read next: SettingsFile.h for the file's format.
 #pragma once
 
-#include "CurlTransfer.h"
 #include "WConfigManager.h"
 
 #include <map>
@@ -50,9 +49,9 @@ public:
     /// Where the value came from; empty when it is not set.
     const std::string& source(std::string_view key) const;
 
-    /// The executor's bounds.
-    /// @throws std::runtime_error naming the setting, its source and what it should be
-    HttpLimits httpLimits() const;
+    /// A number; `standard` if the setting is absent or empty.
+    /// @throws std::runtime_error naming the setting, its source and the range
+    double number(std::string_view key, double standard, double least, double most) const;
 
     /// One line for each key that nothing known reads, in the order of setting.
     const std::vector<std::string>& complaints() const { return m_complaints; }
@@ -63,7 +62,6 @@ private:
         std::string source;
     };
     const Value* find(std::string_view key) const;
-    double number(std::string_view key, double standard, double least, double most) const;
 
     std::map<std::string, Value, std::less<>> m_values;
     std::vector<std::string> m_complaints;

@@ -95,17 +95,17 @@ TEST(Configuration, NumbersAreCheckedWhereTheyAreNeeded)
     good.set("payload_cap", "1000", "test");
     good.set("ca_file", "/x.pem", "test");
     good.set("stall_timeout", "", "test");
-    EXPECT_EQ(good.httpLimits().connectTimeout, std::chrono::milliseconds(2500));
-    EXPECT_EQ(good.httpLimits().stallTimeout, std::chrono::seconds(30));
-    EXPECT_EQ(good.httpLimits().totalTimeout, std::chrono::seconds(60));
-    EXPECT_EQ(good.httpLimits().payloadCap, 1000U);
-    EXPECT_EQ(good.httpLimits().caFile, "/x.pem");
-    EXPECT_EQ(Configuration().httpLimits().payloadCap, std::size_t{64} << 20);
+    EXPECT_EQ(httpLimits(good).connectTimeout, std::chrono::milliseconds(2500));
+    EXPECT_EQ(httpLimits(good).stallTimeout, std::chrono::seconds(30));
+    EXPECT_EQ(httpLimits(good).totalTimeout, std::chrono::seconds(60));
+    EXPECT_EQ(httpLimits(good).payloadCap, 1000U);
+    EXPECT_EQ(httpLimits(good).caFile, "/x.pem");
+    EXPECT_EQ(httpLimits(Configuration()).payloadCap, std::size_t{64} << 20);
     for (const char* wrong : {"0", "-1", "x", "5s", " 5", "1e99", "nan"}) {
         Configuration configuration;
         configuration.set("connect_timeout", wrong, "here:7");
         try {
-            static_cast<void>(configuration.httpLimits());
+            static_cast<void>(httpLimits(configuration));
             ADD_FAILURE() << wrong;
         } catch (const std::runtime_error& error) {
             EXPECT_THAT(error.what(), HasSubstr(std::string("here:7: the setting \"connect_timeout\" is \"") + wrong));

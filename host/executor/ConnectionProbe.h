@@ -1,0 +1,25 @@
+// Connects to a server as the executor does, without a request: for diagnosis.
+#pragma once
+
+#include "HttpLimits.h"
+#include "WTypes.h"
+
+#include <string>
+
+namespace W::host {
+
+enum class CertificateCheck {
+    None,  ///< connects to anybody
+    Full   ///< chain and host name, as for requests
+};
+
+struct ProbeResult {
+    SESSION_STATUS status;  ///< kCompleted if connected, TLS included
+    std::string reason;     ///< libcurl's words if not
+};
+
+/// Blocks until the connection is made or has failed, at most for the connect time-out.
+/// @param origin  scheme, host and port
+ProbeResult probeConnection(const std::string& origin, const HttpLimits& limits, CertificateCheck check);
+
+}  // namespace W::host
