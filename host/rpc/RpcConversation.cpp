@@ -1,6 +1,6 @@
 // The conversation. Everything is written under one lock, so that a request's "accepted" stands before its result even
 // where the callback was quicker than the operation's return.
-#include "Rpc.h"
+#include "RpcConversation.h"
 
 #include <fmt/format.h>
 

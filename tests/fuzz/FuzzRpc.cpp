@@ -1,7 +1,7 @@
 // Lines of `corvane rpc`, against a plug-in that answers every operation: at most three, as the fuzzer would else spend
 // its time on hundreds of empty ones. Each line out is one JSON object; each request is answered once.
 #include "Fuzz.h"
-#include "Rpc.h"
+#include "RpcConversation.h"
 #include "WCorvaneOAI.h"
 
 #include <chrono>

@@ -1,6 +1,6 @@
 // `corvane rpc` against a plug-in that answers with sample records: arguments, results, order and errors.
 #include "PluginLibrary.h"
-#include "Rpc.h"
+#include "RpcConversation.h"
 #include "SampleRecords.h"
 #include "Scratch.h"
 #include "TestPlugin.h"
