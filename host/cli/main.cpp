@@ -1,8 +1,8 @@
-// The command corvane: its arguments, and which subcommand runs. Read next: RpcConversation.h, Guide.h, Download.h, Doctor.h.
+// The command corvane: its arguments, and which subcommand runs. Read next: Rpc.h, Guide.h, Download.h, Doctor.h.
 #include "Doctor.h"
 #include "Download.h"
 #include "Guide.h"
-#include "RpcConversation.h"
+#include "RpcLines.h"
 #include "Runtime.h"
 #include "ServiceProblem.h"
 
@@ -32,10 +32,11 @@ void writeLine(const std::string& line)
 int runRpc(const CommonOptions& options)
 {
     Runtime runtime(options, Defaults::None);
-    RpcServer server(writeLine);
-    server.serve(runtime.plugin(), std::cin, options.timeout());
+    RpcDispatcher dispatcher(runtime.plugin());
+    RpcConversation conversation(dispatcher, writeLine);
+    serveLines(conversation, std::cin, options.timeout());
     runtime.destroyPlugin();
-    server.giveUp();
+    conversation.abandon();
     return 0;
 }
 

@@ -1,53 +1,105 @@
-// `corvane rpc`: JSON-RPC 2.0 over standard input and output, one object a line, for scripts and tests that drive a
-// plug-in through its operations. Read next: RpcOperations.h for the operations.
+// JSON-RPC 2.0 conversations (jsonrpc.org/specification) about the operations of a plug-in, independent of how messages
+// travel: `corvane rpc` carries them as lines (RpcLines.h), a WebSocket server would carry them as frames.
+//
+// One RpcDispatcher serves any number of RpcConversations, one per connection. Take a message from the client, give it
+// to handle(), and send what the callback gives:
+//
+//     RpcDispatcher dispatcher(plugin);
+//     RpcConversation conversation(dispatcher, [&](const std::string& message) { connection.send(message); });
+//     conversation.handle(received);
+//
+// A request for an operation that the plug-in accepts gets two messages: first the notification "accepted" with the
+// reference that cancel() takes, then the response with the results. Other requests get their response only; requests
+// without an id (notifications) get neither. handle() does not wait for results. The operations that read or write
+// local files can be excluded with RpcAccess.
+//
+// Two methods are not operations. "wait" answers when the conversation's earlier requests, or the one whose id is
+// given, have been answered. "rpc.discover" answers the OpenRPC document (RpcDiscovery.h). Read next: RpcOperations.h
+// for the operations.
 #pragma once
 
 #include "RpcOperations.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <iosfwd>
 #include <list>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
+#include <string_view>
 
 namespace W::host {
 
-/// A conversation. Requests are issued in the order of their lines, without waiting for earlier ones; each is answered
-/// once. Has to outlive the plug-in object, whose callbacks come here.
-class RpcServer {
+/// Bytes of the longest message that is read.
+inline constexpr std::size_t kMostRpcMessage = std::size_t{16} << 20;
+
+/// Levels of the deepest message that is read.
+inline constexpr int kMostRpcLevels = 64;
+
+/// Runs operations for conversations and owns the calls whose results are outstanding.
+class RpcDispatcher {
 public:
-    /// @param put  writes one line, without its end, and makes it visible at once; never called twice at a time
-    explicit RpcServer(std::function<void(const std::string& line)> put);
-    ~RpcServer();
-    RpcServer(const RpcServer&) = delete;
-    RpcServer& operator=(const RpcServer&) = delete;
-
-    /// Works the lines off until the input ends, then waits for what is outstanding.
-    void serve(WCorvaneOAI& plugin, std::istream& lines, std::chrono::milliseconds patience);
-
-    /// Answers what is still outstanding with an error. Call it when the plug-in object is gone.
-    void giveUp();
+    /// @param plugin  stays the caller's; must be destroyed before the dispatcher, since its callbacks come here
+    explicit RpcDispatcher(WCorvaneOAI& plugin, RpcAccess access = RpcAccess::All);
+    ~RpcDispatcher();
+    RpcDispatcher(const RpcDispatcher&) = delete;
+    RpcDispatcher& operator=(const RpcDispatcher&) = delete;
 
 private:
-    class Call;
-    using Calls = std::list<std::unique_ptr<Call>>;
+    friend class RpcConversation;
+    class PendingCall;
+    using PendingCalls = std::list<std::unique_ptr<PendingCall>>;
 
-    void handle(WCorvaneOAI& plugin, const std::string& line);
-    void start(WCorvaneOAI& plugin, const RpcOperation& operation, const Json& id, const Json& parameters);
-    void waitFor(const Json& id, const Json& parameters);
-    void answer(const Json& id, const char* kind, const Json& content);
-    void fail(const Json& id, int code, const std::string& message);
-    void finish(Call& call);
+    WCorvaneOAI& m_plugin;
+    const RpcAccess m_access;
+    std::mutex m_lock;  ///< guards the list; taken last
+    PendingCalls m_calls;
+};
 
-    std::function<void(const std::string&)> m_put;
-    std::mutex m_lock;  ///< guards the calls and the output: what belongs together stays in order
-    std::condition_variable m_somethingFinished;
-    Calls m_outstanding;
-    bool m_bOver = false;
+/// One client's conversation.
+class RpcConversation {
+public:
+    /// Sends one message, a JSON text without line breaks, to the client. Calls never overlap; they come from the
+    /// thread in handle() and from the executor's. It must not block for long and must not call the conversation.
+    using Send = std::function<void(const std::string& message)>;
+
+    RpcConversation(RpcDispatcher& dispatcher, Send send);
+    /// Cancels what is outstanding, unless abandon() was called. Nothing is sent any more.
+    ~RpcConversation();
+    RpcConversation(const RpcConversation&) = delete;
+    RpcConversation& operator=(const RpcConversation&) = delete;
+
+    /// Carries out a request, a notification or a batch. Anything else is answered with an error.
+    /// @param message  JSON; one of more than kMostRpcMessage bytes is answered as by refuseOversized()
+    /// Not by two threads at once.
+    void handle(std::string_view message);
+
+    /// Answers a message that the connection did not read to its end because it is too long.
+    void refuseOversized();
+
+    /// Waits until all "wait" requests are answered: a client that sends line after line expects that the ones after a
+    /// "wait" are carried out afterwards.
+    void finishWaits();
+
+    /// Waits until every request is answered, at most as long as given.
+    void finishAll(std::chrono::milliseconds patience);
+
+    /// Answers what is outstanding with an error, and lets nothing out afterwards. Call it when the plug-in object is
+    /// gone, so that its callbacks can no longer come.
+    void abandon();
+
+private:
+    friend class RpcDispatcher;
+    friend class RpcDispatcher;
+    struct State;
+    struct Reply;
+
+    void handleOne(const Json& request, Reply reply);
+    void start(const RpcOperation& operation, const Json& parameters, const Reply& reply);
+    void wait(const Json& parameters, const Reply& reply);
+
+    RpcDispatcher& m_dispatcher;
+    std::shared_ptr<State> m_state;
 };
 
 }  // namespace W::host

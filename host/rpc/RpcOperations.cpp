@@ -219,16 +219,144 @@ int call(WCorvaneOAI& plugin, int (WCorvaneOAI::*operation)(Callback, Rest...), 
                                call.out());
 }
 
+// --- schemas ---------------------------------------------------------------------------------------------------------
+
+template <class Value>
+struct SchemaOf;
+
+Json typeOnly(const char* type)
+{
+    return {{"type", type}};
+}
+
+/// The schema of values like this one, which holds every field.
+Json schemaOfSample(const Json& sample)
+{
+    switch (sample.type()) {
+        case Json::value_t::string:
+            return typeOnly("string");
+        case Json::value_t::boolean:
+            return typeOnly("boolean");
+        case Json::value_t::array:
+            return typeOnly("array");
+        case Json::value_t::object: {
+            Json schema{{"type", "object"}, {"properties", Json::object()}};
+            for (const auto& [key, value] : sample.items()) {
+                schema["properties"][key] = schemaOfSample(value);
+            }
+            return schema;
+        }
+        case Json::value_t::null:  // of a time
+            return {{"type", Json::array({"string", "null"})}};
+        default:
+            return typeOnly("integer");
+    }
+}
+
+template <class Value>
+struct SchemaOf {
+    static Json schema() { return schemaOfSample(toJson(Value())); }
+};
+template <>
+struct SchemaOf<WContentProvider> {
+    static Json schema() { return schemaOfSample(toJson(WContentProvider({}, 0))); }
+};
+template <>
+struct SchemaOf<unsigned long> {
+    static Json schema() { return {{"type", "integer"}, {"minimum", 0}}; }
+};
+template <>
+struct SchemaOf<unsigned long long> {
+    static Json schema() { return SchemaOf<unsigned long>::schema(); }
+};
+template <class Element>
+struct SchemaOf<std::list<Element>> {
+    static Json schema() { return {{"type", "array"}, {"items", SchemaOf<Element>::schema()}}; }
+};
+template <class Record>
+struct SchemaOf<WContainer<Record>> {
+    static Json schema()
+    {
+        return {{"type", "object"},
+                {"properties", {{"count", typeOnly("integer")}, {"data", SchemaOf<std::list<Record>>::schema()}}}};
+    }
+};
+template <class Number, class Value>
+struct SchemaOf<std::multimap<Number, Value>> {
+    static Json schema() { return typeOnly("array"); }
+};
+
+/// A request's response: what the operation returned, and its results if it was accepted.
+Json resultSchema(Json results)
+{
+    return {{"type", "object"},
+            {"required", Json::array({"return", "requestID", "reference", "status"})},
+            {"properties",
+             {{"return", typeOnly("integer")},
+              {"requestID", typeOnly("integer")},
+              {"reference", typeOnly("integer")},
+              {"status", typeOnly("integer")},
+              {"results", {{"type", "array"}, {"items", std::move(results)}}}}}};
+}
+
+/// The response of an operation without a request.
+Json returnSchema(const char* type)
+{
+    return {{"type", "object"}, {"properties", {{"return", typeOnly(type)}}}};
+}
+
+// --- rows ------------------------------------------------------------------------------------------------------------
+
+template <class Callback>
+struct ResultsOf;
+template <class... Rest>
+struct ResultsOf<void (*)(int, Rest...)> {
+    template <std::size_t... Index>
+    static Json schemas(std::index_sequence<Index...> /*unused*/)
+    {
+        Json array = Json::array();
+        (array.push_back(SchemaOf<Stored<std::tuple_element_t<Index, std::tuple<Rest...>>>>::schema()), ...);
+        return array;
+    }
+    static Json schemas() { return schemas(std::make_index_sequence<sizeof...(Rest) - 2>()); }
+};
+
+template <class Parameters, std::size_t... Index, class... Names>
+std::vector<RpcParameter> parametersOf(std::index_sequence<Index...> /*unused*/, Names... names)
+{
+    return {RpcParameter{names, SchemaOf<Stored<std::tuple_element_t<Index, Parameters>>>::schema()}...};
+}
+
 /// A request operation: callback first, user data and status record last.
-template <class Callback, class... Rest>
-RpcOperation row(std::string_view name, int (WCorvaneOAI::*operation)(Callback, Rest...))
+/// @param names  of its parameters
+template <class Callback, class... Rest, class... Names>
+RpcOperation row(std::string_view name, int (WCorvaneOAI::*operation)(Callback, Rest...), Names... names)
 {
     constexpr std::size_t kOwn = sizeof...(Rest) - 2;
+    static_assert(sizeof...(Names) == kOwn, "one name for each parameter");
     static_assert(std::is_same_v<std::tuple_element_t<kOwn, std::tuple<Rest...>>, void*>);
     static_assert(std::is_same_v<std::tuple_element_t<kOwn + 1, std::tuple<Rest...>>, WRequestStatus&>);
-    return {name, kOwn, kOwn, [operation](WCorvaneOAI& plugin, const Json& parameters, RpcCall& rpcCall) {
+    return {name,
+            parametersOf<std::tuple<Rest...>>(std::make_index_sequence<kOwn>(), names...),
+            kOwn,
+            resultSchema(ResultsOf<Callback>::schemas()),
+            false,
+            [operation](WCorvaneOAI& plugin, const Json& parameters, RpcCall& rpcCall) {
                 return RpcReturn{call(plugin, operation, parameters, rpcCall, std::make_index_sequence<kOwn>()), {}};
             }};
+}
+
+template <class Value>
+RpcParameter named(std::string_view name)
+{
+    return {name, SchemaOf<Value>::schema()};
+}
+
+/// The row of an operation that reads or writes files of this machine.
+RpcOperation withFiles(RpcOperation operation)
+{
+    operation.files = true;
+    return operation;
 }
 
 /// What an operation without a request answers.
@@ -321,78 +449,114 @@ const std::vector<RpcOperation>& rpcOperations()
 {
     using Oai = WCorvaneOAI;
     static const std::vector<RpcOperation> s_rows{
-        {"isValid", 0, 0, isValid},
-        {"login", 2, 2, login},
-        {"logout", 0, 0, logout},
-        {"retrieveExceptions", 0, 0, retrieveExceptions},
-        {"resolveException", 0, 0, resolveException},
-        {"cancel", 1, 2, cancel},
+        {"isValid", {}, 0, returnSchema("boolean"), false, isValid},
+        {"login", {named<std::string>("id"), named<std::string>("password")}, 2, returnSchema("integer"), false, login},
+        {"logout", {}, 0, returnSchema("integer"), false, logout},
+        {"retrieveExceptions", {}, 0, returnSchema("integer"), false, retrieveExceptions},
+        {"resolveException", {}, 0, returnSchema("integer"), false, resolveException},
+        {"cancel",
+         {named<unsigned long long>("reference"), named<unsigned long long>("provider")},
+         1,
+         returnSchema("integer"),
+         false,
+         cancel},
         row("getAuthSeedkey", &Oai::getAuthSeedkey),
-        {"setAuthSeedkey", 1, 1, setAuthSeedkey},
-        row("getGenreList", &Oai::getGenreList),
+        {"setAuthSeedkey", {named<WVLSession>("session")}, 1, returnSchema("null"), false, setAuthSeedkey},
+        row("getGenreList", &Oai::getGenreList, "checksum"),
         row("getConfLog", &Oai::getConfLog),
         row("getLocalTime", &Oai::getLocalTime),
-        row("resetHistory", &Oai::resetHistory),
+        row("resetHistory", &Oai::resetHistory, "time"),
         row("getServerUrl", &Oai::getServerUrl),
         row("checkUpload", &Oai::checkUpload),
-        row("sendChannel", &Oai::sendChannel),
+        withFiles(row("sendChannel", &Oai::sendChannel, "url", "fileName")),
         row("getCertificationRule", &Oai::getCertificationRule),
-        row("getChannelList", &Oai::getChannelList),
-        row("getHeadend", &Oai::getHeadend),
+        row("getChannelList", &Oai::getChannelList, "checksum"),
+        row("getHeadend", &Oai::getHeadend, "zipCode"),
         row("getCityList", &Oai::getCityList),
         row("getCityList_browse", &Oai::getCityList_browse),
-        row("getHeadend_Kor", &Oai::getHeadend_Kor),
-        row("getHeadend_browse", &Oai::getHeadend_browse),
-        row("getSchedule", &Oai::getSchedule),
-        row("getOnAir", &Oai::getOnAir),
+        row("getHeadend_Kor", &Oai::getHeadend_Kor, "code"),
+        row("getHeadend_browse", &Oai::getHeadend_browse, "code"),
+        row("getSchedule", &Oai::getSchedule, "sources", "start", "interval", "imageSizes"),
+        row("getOnAir", &Oai::getOnAir, "sources", "imageSizes"),
         row("getTodayURL", &Oai::getTodayURL),
-        {"getTodaySchedule", 1, 1, getTodaySchedule},
-        row("getLineupTest", &Oai::getLineupTest),
-        row("getFocusChannel", &Oai::getFocusChannel),
-        row("getContentList", &Oai::getContentList),
-        row("getContentDetailInfo", &Oai::getContentDetailInfo),
-        row("getGuide", &Oai::getGuide),
-        row("getPersonDetailInfo", &Oai::getPersonDetailInfo),
-        row("getSeriesDetailInfo", &Oai::getSeriesDetailInfo),
-        row("setFavorite", &Oai::setFavorite),
-        row("deleteFavorite", &Oai::deleteFavorite),
-        row("getFavoriteChannel", &Oai::getFavoriteChannel),
-        row("getFavoriteContent", &Oai::getFavoriteContent),
-        row("getFavoriteChannelList", &Oai::getFavoriteChannelList),
-        row("getFavoriteContentList", &Oai::getFavoriteContentList),
-        row("sendTuneHistory", &Oai::sendTuneHistory),
-        row("sendLike", &Oai::sendLike),
-        row("getLikeHistory", &Oai::getLikeHistory),
+        {"getTodaySchedule", {named<std::string>("path")}, 1, returnSchema("integer"), true, getTodaySchedule},
+        row("getLineupTest", &Oai::getLineupTest, "headend"),
+        row("getFocusChannel", &Oai::getFocusChannel, "source", "imageSize", "num"),
+        row("getContentList", &Oai::getContentList, "genres", "time", "start", "num"),
+        row("getContentDetailInfo", &Oai::getContentDetailInfo, "contentId", "source", "startTime"),
+        row("getGuide", &Oai::getGuide, "channel", "channelNumber", "time", "interval", "imageSize", "start", "num"),
+        row("getPersonDetailInfo", &Oai::getPersonDetailInfo, "personId"),
+        row("getSeriesDetailInfo", &Oai::getSeriesDetailInfo, "contentId", "source"),
+        row("setFavorite", &Oai::setFavorite, "type", "id"),
+        row("deleteFavorite", &Oai::deleteFavorite, "type", "id"),
+        row("getFavoriteChannel", &Oai::getFavoriteChannel, "type", "id", "imageSize"),
+        row("getFavoriteContent", &Oai::getFavoriteContent, "type", "id", "imageSize"),
+        row("getFavoriteChannelList", &Oai::getFavoriteChannelList, "type", "imageSize", "order", "sort", "start",
+            "num"),
+        row("getFavoriteContentList", &Oai::getFavoriteContentList, "type", "imageSize", "order", "sort", "start",
+            "num"),
+        row("sendTuneHistory", &Oai::sendTuneHistory, "ttid", "source"),
+        row("sendLike", &Oai::sendLike, "key", "value", "type"),
+        row("getLikeHistory", &Oai::getLikeHistory, "key", "value"),
         row("saveHeadend", &Oai::saveHeadend),
         row("loadHeadend", &Oai::loadHeadend),
         row("getSmartChannel", &Oai::getSmartChannel),
         row("getSmartPopular", &Oai::getSmartPopular),
-        row("getPopularChannel", &Oai::getPopularChannel),
-        row("getRelatedContent", &Oai::getRelatedContent),
-        row("getMissedContent", &Oai::getMissedContent),
+        row("getPopularChannel", &Oai::getPopularChannel, "imageSize", "count"),
+        row("getRelatedContent", &Oai::getRelatedContent, "ttid", "imageSize"),
+        row("getMissedContent", &Oai::getMissedContent, "order"),
         row("getCandidateMissedContent", &Oai::getCandidateMissedContent),
-        row("getCombination", &Oai::getCombination),
-        row("searchEPG", &Oai::searchEPG),
+        row("getCombination", &Oai::getCombination, "modelFirmwareCode"),
+        row("searchEPG", &Oai::searchEPG, "query", "exact", "start", "num"),
         row("checkAgreement", &Oai::checkAgreement),
         row("confirmAgreement", &Oai::confirmAgreement),
-        row("setAnonymAgreement", &Oai::setAnonymAgreement),
+        row("setAnonymAgreement", &Oai::setAnonymAgreement, "anonymous"),
         row("revocateAgreement", &Oai::revocateAgreement),
-        {"download", 3, 4, download},
+        {"download",
+         {named<std::string>("url"), named<std::string>("directory"), named<std::string>("fileName"),
+          named<unsigned long long>("provider")},
+         3,
+         resultSchema(ResultsOf<DownloadCallback>::schemas()),
+         true,
+         download},
     };
     return s_rows;
 }
 
+bool isOffered(const RpcOperation& operation, RpcAccess access)
+{
+    return access == RpcAccess::All || !operation.files;
+}
+
+namespace {
+
+/// The names of the parameters, as in `(reference, [provider])`.
+std::string signature(const RpcOperation& operation)
+{
+    std::string names;
+    for (std::size_t i = 0; i < operation.parameters.size(); ++i) {
+        names += fmt::format(i < operation.leastParameters ? "{}{}" : "{}[{}]", i == 0 ? "" : ", ",
+                             operation.parameters[i].name);
+    }
+    return fmt::format("({})", names);
+}
+
+}  // namespace
+
 RpcReturn runOperation(const RpcOperation& operation, WCorvaneOAI& plugin, const Json& parameters, RpcCall& call)
 {
-    if (!parameters.is_array())
-        throw RpcParameterError(fmt::format("{}: params have to be an array", operation.name));
-    if (parameters.size() < operation.leastParameters || parameters.size() > operation.mostParameters)
+    const std::size_t most = operation.parameters.size();
+    if (!parameters.is_array()) {
+        throw RpcParameterError(fmt::format("{0}: parameters by name are not supported; pass an array: {0}{1}",
+                                            operation.name, signature(operation)));
+    }
+    if (parameters.size() < operation.leastParameters || parameters.size() > most) {
         throw RpcParameterError(
-            fmt::format("{}: takes {} parameter(s), and got {}", operation.name,
-                        operation.leastParameters == operation.mostParameters
-                            ? fmt::to_string(operation.leastParameters)
-                            : fmt::format("{} to {}", operation.leastParameters, operation.mostParameters),
-                        parameters.size()));
+            fmt::format("{0}: {1} parameter(s) given, {2} expected: {0}{3}", operation.name, parameters.size(),
+                        operation.leastParameters == most ? fmt::to_string(most)
+                                                          : fmt::format("{} to {}", operation.leastParameters, most),
+                        signature(operation)));
+    }
     try {
         return operation.run(plugin, parameters, call);
     } catch (const RpcParameterError& error) {

@@ -1,5 +1,5 @@
 // The operations that `corvane rpc` offers: one row per operation of WCorvaneOAI. What a row does follows from the
-// operation's own type. Read next: RpcOperations.cpp for the table, Rpc.h for the conversation.
+// operation's own type. Read next: RpcOperations.cpp for the table, RpcConversation.h for the conversation.
 #pragma once
 
 #include "RecordJson.h"
@@ -25,6 +25,7 @@ public:
     /// Adds "requestID", "reference" and "status"; null for each that was not written.
     void writeTo(Json& json) const;
     const std::optional<unsigned int>& requestID() const { return m_requestID; }
+    const std::optional<UINT64>& reference() const { return m_reference; }
 
 private:
     std::optional<unsigned int> m_requestID;
@@ -62,15 +63,30 @@ struct RpcReturn {
     std::optional<Json> result;  ///< of a synchronous one, complete
 };
 
+struct RpcParameter {
+    std::string_view name;
+    Json schema;  ///< JSON Schema
+};
+
 struct RpcOperation {
     std::string_view name;
+    std::vector<RpcParameter> parameters;  ///< by position; the ones after the first leastParameters may be left out
     std::size_t leastParameters;
-    std::size_t mostParameters;
+    Json result;  ///< JSON Schema of the response's result
+    bool files;   ///< reads or writes a file of this machine that a parameter or setting names
     /// @param parameters  an array of a fitting length
-    /// @param call        lives until its callback has come, when the operation accepts
+    /// @param call        lives until its callback has come, if the operation accepts
     /// @throws RpcParameterError  before anything is called
     std::function<RpcReturn(WCorvaneOAI& plugin, const Json& parameters, RpcCall& call)> run;
 };
+
+/// What clients may call.
+enum class RpcAccess {
+    All,
+    NoFiles  ///< all except the operations that touch files of this machine (RpcOperation::files)
+};
+
+bool isOffered(const RpcOperation& operation, RpcAccess access);
 
 /// All operations, in the order of their slots.
 const std::vector<RpcOperation>& rpcOperations();

@@ -1,7 +1,7 @@
-// Lines of `corvane rpc`, against a plug-in that answers every operation: at most three, as the fuzzer would else spend
-// its time on hundreds of empty ones. Each line out is one JSON object; each request is answered once.
+// Lines of `corvane rpc`, against a plug-in that answers every operation. At most three lines: otherwise the fuzzer
+// would spend its time on hundreds of empty ones.
 #include "Fuzz.h"
-#include "RpcConversation.h"
+#include "RpcLines.h"
 #include "WCorvaneOAI.h"
 
 #include <chrono>
@@ -14,10 +14,6 @@ extern "C" void destroyPlugin(W::WPlugin* plugin);
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using namespace W::test;
-    W::host::RpcServer server([](const std::string& line) {
-        require(line.rfind(R"({"jsonrpc":"2.0",)", 0) == 0 && W::host::Json::accept(line), "a line is a JSON object");
-        require(line.find('\n') == std::string::npos, "a line is one line");
-    });
     constexpr int kMostLines = 3;
     std::string_view text = textOf(data, size);
     std::string first;
@@ -25,8 +21,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         first.append(takeLine(text)).append("\n");
     std::istringstream lines(first);
     auto* const plugin = dynamic_cast<W::WCorvaneOAI*>(createPlugin());
-    server.serve(*plugin, lines, std::chrono::milliseconds::zero());
+    W::host::RpcDispatcher dispatcher(*plugin);
+    W::host::RpcConversation conversation(dispatcher, [](const std::string& line) {
+        require(W::host::Json::accept(line), "a line is JSON");
+        require(line.rfind(R"({"jsonrpc":"2.0",)", 0) == 0 || line.rfind(R"([{"jsonrpc":"2.0",)", 0) == 0,
+                "a line is a response, a notification or a batch of responses");
+        require(line.find('\n') == std::string::npos, "a line is one line");
+    });
+    W::host::serveLines(conversation, lines, std::chrono::milliseconds::zero());
     destroyPlugin(plugin);
-    server.giveUp();
+    conversation.abandon();
     return 0;
 }

@@ -1,6 +1,6 @@
 // `corvane rpc` against a plug-in that answers with sample records: arguments, results, order and errors.
 #include "PluginLibrary.h"
-#include "RpcConversation.h"
+#include "RpcLines.h"
 #include "SampleRecords.h"
 #include "Scratch.h"
 #include "TestPlugin.h"
@@ -38,15 +38,16 @@ protected:
     {
         std::vector<Json> output;
         PluginLibrary::Object plugin = m_library.create();
-        RpcServer server([&output](const std::string& line) {
+        RpcDispatcher dispatcher(*plugin);
+        RpcConversation conversation(dispatcher, [&output](const std::string& line) {
             EXPECT_EQ(line.find('\n'), std::string::npos);
             output.push_back(Json::parse(line));
         });
         std::istringstream lines(input);
-        server.serve(*plugin, lines, patience);
+        serveLines(conversation, lines, patience);
         plugin.reset();
         EXPECT_EQ(m_control->objects, 0);
-        server.giveUp();
+        conversation.abandon();
         return output;
     }
     static std::string request(int id, const std::string& method, const std::string& params)
@@ -136,10 +137,12 @@ TEST_F(Rpc, WrongParametersAreNamedAndNothingIsCalled)
         const char* params;
         const char* message;
     } rows[] = {
-        {"getConfLog", "[1]", "getConfLog: takes 0 parameter(s), and got 1"},
-        {"getSchedule", "[[\"a\"]]", "getSchedule: takes 4 parameter(s), and got 1"},
-        {"cancel", "[]", "cancel: takes 1 to 2 parameter(s), and got 0"},
-        {"getConfLog", "{}", "getConfLog: params have to be an array"},
+        {"getConfLog", "[1]", "getConfLog: 1 parameter(s) given, 0 expected: getConfLog()"},
+        {"getSchedule", "[[\"a\"]]",
+         "getSchedule: 1 parameter(s) given, 4 expected: getSchedule(sources, start, interval, imageSizes)"},
+        {"cancel", "[]", "cancel: 0 parameter(s) given, 1 to 2 expected: cancel(reference, [provider])"},
+        {"getConfLog", "{}", "parameters by name are not supported; pass an array: getConfLog()"},
+        {"getOnAir", R"({"sources":["a"],"imageSizes":[1]})", "pass an array: getOnAir(sources, imageSizes)"},
         {"getSchedule", "[[\"a\",5],0,6,[1]]", "parameter 1 element 2 has to be a text, and is 5"},
         {"getSchedule", "[\"a\",0,6,[1]]", "parameter 1 has to be an array, and is \"a\""},
         {"getSchedule", "[[\"a\"],-1,6,[1]]", "parameter 2 has to be an integer from 0"},
@@ -171,17 +174,177 @@ TEST_F(Rpc, WrongParametersAreNamedAndNothingIsCalled)
     }
 }
 
-TEST_F(Rpc, LinesThatAreNoRequestDoNotEndTheConversation)
+/// Id and error code, or "result", of each response.
+std::vector<std::string> outcomes(const Json& responses)
 {
-    const std::vector<Json> output = talk(
-        "junk\n\n[]\n5\n{\"id\":2}\n{\"id\":3,\"method\":5}\n{\"id\":[],\"method\":\"isValid\"}\n"
-        "{\"id\":4,\"method\":\"noSuch\"}\n{\"x\":\"\xFF\"}\n{\"id\":5,\"method\":\"isValid\"}\r\n{\"id\":6,");
     std::vector<std::string> got;
-    got.reserve(output.size());
-    for (const Json& line : output)
-        got.push_back(line["id"].dump() + (line.contains("error") ? " " + line["error"]["code"].dump() : " fine"));
-    EXPECT_THAT(got, ElementsAre("null -32700", "null -32700", "null -32600", "null -32600", "2 -32600", "3 -32600",
-                                 "null -32600", "4 -32601", "null -32700", "5 fine", "null -32700"));
+    for (const Json& response : responses) {
+        got.push_back(response["id"].dump() + " " +
+                      (response.contains("error") ? response["error"]["code"].dump() : "result"));
+    }
+    return got;
+}
+
+TEST_F(Rpc, InvalidLinesAreAnsweredAndReadingGoesOn)
+{
+    const struct {
+        const char* line;
+        const char* outcome;
+    } rows[] = {
+        {"junk", "null -32700"},
+        {"", "null -32700"},
+        {"{\"x\":\"\xFF\"}", "null -32700"},
+        {"{\"jsonrpc\":\"2.0\",\"id\":1,", "null -32700"},
+        {"5", "null -32600"},
+        {"[]", "null -32600"},
+        {R"({"id":2,"method":"isValid"})", "2 -32600"},
+        {R"({"jsonrpc":"1.0","id":2,"method":"isValid"})", "2 -32600"},
+        {R"({"jsonrpc":2.0,"id":2,"method":"isValid"})", "2 -32600"},
+        {R"({"jsonrpc":"2.0","id":2})", "2 -32600"},
+        {R"({"jsonrpc":"2.0","id":3,"method":5})", "3 -32600"},
+        {R"({"jsonrpc":"2.0","id":[],"method":"isValid"})", "null -32600"},
+        {R"({"jsonrpc":"2.0","id":{},"method":"isValid"})", "null -32600"},
+        {R"({"jsonrpc":"2.0","id":true,"method":"isValid"})", "null -32600"},
+        {R"({"jsonrpc":"2.0","id":4,"method":"isValid","params":"bar"})", "4 -32600"},
+        {R"({"jsonrpc":"2.0","id":4,"method":"isValid","params":null})", "4 -32600"},
+        {R"({"jsonrpc":"2.0","method":1,"params":"bar"})", "null -32600"},
+        {R"({"jsonrpc":"2.0","id":4,"method":"noSuch"})", "4 -32601"},
+        {R"({"jsonrpc":"2.0","id":4,"method":"rpc.noSuch"})", "4 -32601"},
+        {R"({"jsonrpc":"2.0","id":5,"method":"isValid"})", "5 result"},
+        {"{\"jsonrpc\":\"2.0\",\"id\":5,\"method\":\"isValid\"}\r", "5 result"},
+    };
+    std::string input;
+    std::vector<std::string> expected;
+    for (const auto& row : rows) {
+        input += std::string(row.line) + "\n";
+        expected.emplace_back(row.outcome);
+        EXPECT_THAT(
+            outcomes(talk(row.line)),
+            testing::ElementsAreArray(row.line[0] ? std::vector<std::string>{row.outcome} : std::vector<std::string>{}))
+            << row.line;
+    }
+    EXPECT_EQ(outcomes(talk(input)), expected);
+}
+
+TEST_F(Rpc, IdsComeBackAsTheyCame)
+{
+    for (const char* id : {"0", "-7", "1.5", "18446744073709551615", "\"\"", "\"a\\\"b\"", "null"}) {
+        const std::vector<Json> output = talk(std::string(R"({"jsonrpc":"2.0","method":"isValid","id":)") + id + "}\n");
+        ASSERT_EQ(output.size(), 1U) << id;
+        EXPECT_EQ(output[0]["id"].dump(), id);
+    }
+}
+
+TEST_F(Rpc, NotificationsAreCarriedOutAndNotAnswered)
+{
+    for (const Behaviour behaviour : {Behaviour::AtOnce, Behaviour::Later, Behaviour::Refuse}) {
+        m_control->behaviour = behaviour;
+        EXPECT_THAT(lines(talk(R"({"jsonrpc":"2.0","method":"resetHistory","params":[5]})"
+                               "\n")),
+                    ElementsAre());
+        EXPECT_EQ(m_control->lastCall, "resetHistory(5)");
+    }
+    EXPECT_THAT(lines(talk("{\"jsonrpc\":\"2.0\",\"method\":\"noSuch\"}\n"
+                           "{\"jsonrpc\":\"2.0\",\"method\":\"resetHistory\",\"params\":[-1]}\n"
+                           "{\"jsonrpc\":\"2.0\",\"method\":\"wait\"}\n"
+                           "{\"jsonrpc\":\"2.0\",\"method\":\"isValid\"}\n")),
+                ElementsAre());
+}
+
+TEST_F(Rpc, BatchesAreAnsweredAsBatchesAfterTheirAcceptedNotifications)
+{
+    const std::string batch = R"([{"jsonrpc":"2.0","id":1,"method":"saveHeadend"},)"
+                              R"({"jsonrpc":"2.0","method":"saveHeadend"},5,)"
+                              R"({"jsonrpc":"2.0","id":"b","method":"checkAgreement"},)"
+                              R"({"jsonrpc":"2.0","id":2,"method":"isValid"},)"
+                              R"({"jsonrpc":"2.0","id":3,"method":"noSuch"}])";
+    for (const Behaviour behaviour : {Behaviour::AtOnce, Behaviour::Later}) {
+        m_control->behaviour = behaviour;
+        const std::vector<Json> output = talk(batch + "\n");
+        ASSERT_EQ(output.size(), 3U);
+        EXPECT_EQ(output[0]["params"]["id"], 1);
+        EXPECT_EQ(output[1]["params"]["id"], "b");
+        ASSERT_TRUE(output[2].is_array());
+        EXPECT_THAT(outcomes(output[2]),
+                    testing::UnorderedElementsAre("1 result", "null -32600", "\"b\" result", "2 result", "3 -32601"));
+    }
+    EXPECT_THAT(outcomes(talk("[1,2]\n").at(0)), ElementsAre("null -32600", "null -32600"));
+    EXPECT_THAT(talk(R"([{"jsonrpc":"2.0","method":"isValid"},{"jsonrpc":"2.0","method":"saveHeadend"}])"),
+                ElementsAre());
+}
+
+TEST_F(Rpc, OversizedAndDeepMessagesAreRefusedAndReadingGoesOn)
+{
+    const std::string after = request(9, "isValid", "[]");
+    const std::string longest = R"({"jsonrpc":"2.0","id":1,"method":"getHeadend","params":[")";
+    const std::string end = "\"]}";
+    const std::string fits(kMostRpcMessage - longest.size() - end.size(), 'x');
+    EXPECT_THAT(outcomes(talk(longest + fits + "x" + end + "\n" + after)), ElementsAre("null -32700", "9 result"));
+    m_control->behaviour = Behaviour::Refuse;
+    EXPECT_THAT(outcomes(talk(longest + fits + end + "\n" + after)), ElementsAre("1 result", "9 result"));
+    const std::string deep = R"({"jsonrpc":"2.0","id":1,"method":"getHeadend","params":)";
+    EXPECT_THAT(outcomes(talk(deep + std::string(1000000, '[') + "\n" + after)),
+                ElementsAre("null -32700", "9 result"));
+    EXPECT_THAT(outcomes(talk(deep + std::string(63, '[') + std::string(63, ']') + "}\n" + after)),
+                ElementsAre("1 -32602", "9 result"));
+    EXPECT_THAT(outcomes(talk(deep + std::string(64, '[') + std::string(64, ']') + "}\n" + after)),
+                ElementsAre("null -32700", "9 result"));
+}
+
+TEST_F(Rpc, DiscoverDescribesEveryMethod)
+{
+    const Json document = answerTo("rpc.discover", "[]")["result"];
+    EXPECT_EQ(document["openrpc"], "1.2.6");
+    std::set<std::string> methods;
+    for (const Json& method : document["methods"]) {
+        methods.insert(method["name"]);
+        EXPECT_TRUE(method["result"]["schema"].is_object()) << method;
+        for (const Json& parameter : method["params"]) {
+            EXPECT_TRUE(parameter["schema"].is_object()) << parameter;
+            EXPECT_NE(parameter["name"], "");
+        }
+    }
+    std::set<std::string> expected{"wait"};
+    for (const RpcOperation& row : rpcOperations()) {
+        expected.emplace(row.name);
+    }
+    EXPECT_EQ(methods, expected);
+    const auto& all = document["methods"];
+    const auto schedule =
+        std::find_if(all.begin(), all.end(), [](const Json& method) { return method["name"] == "getSchedule"; });
+    EXPECT_EQ((*schedule)["params"].dump(),
+              R"([{"name":"sources","required":true,"schema":{"type":"array","items":{"type":"string"}}},)"
+              R"({"name":"start","required":true,"schema":{"type":"integer","minimum":0}},)"
+              R"({"name":"interval","required":true,"schema":{"type":"integer"}},)"
+              R"({"name":"imageSizes","required":true,"schema":{"type":"array","items":{"type":"integer"}}}])");
+}
+
+TEST_F(Rpc, ConversationsShareADispatcherAndMayEndEarly)
+{
+    m_control->behaviour = Behaviour::Later;
+    PluginLibrary::Object plugin = m_library.create();
+    RpcDispatcher dispatcher(*plugin, RpcAccess::NoFiles);
+    std::vector<Json> output;
+    RpcConversation second(dispatcher,
+                           [&output](const std::string& message) { output.push_back(Json::parse(message)); });
+    {
+        RpcConversation first(dispatcher, [](const std::string&) {});
+        for (int i = 0; i < 20; ++i) {
+            first.handle(R"({"jsonrpc":"2.0","id":1,"method":"saveHeadend"})");
+        }
+    }
+    second.handle(R"({"jsonrpc":"2.0","id":1,"method":"saveHeadend"})");
+    second.handle(R"({"jsonrpc":"2.0","id":2,"method":"wait"})");
+    second.finishWaits();
+    for (const char* method : {"download", "getTodaySchedule", "sendChannel"}) {
+        second.handle(std::string(R"({"jsonrpc":"2.0","id":3,"method":")") + method + "\"}");
+    }
+    ASSERT_EQ(output.size(), 6U);
+    EXPECT_EQ(output[0]["method"], "accepted");
+    output.erase(output.begin());
+    EXPECT_THAT(outcomes(output), ElementsAre("1 result", "2 result", "3 -32601", "3 -32601", "3 -32601"));
+    plugin.reset();
+    second.abandon();
 }
 
 TEST_F(Rpc, SynchronousOperationsAnswerAtOnce)

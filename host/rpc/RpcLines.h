@@ -1,0 +1,16 @@
+// `corvane rpc`: one JSON-RPC message per line, from a stream.
+#pragma once
+
+#include "RpcConversation.h"
+
+#include <chrono>
+#include <iosfwd>
+
+namespace W::host {
+
+/// Carries out line after line until the stream ends, then waits for what is outstanding. A line longer than
+/// kMostRpcMessage is skipped and answered with an error; memory use is bounded.
+/// @param patience  how long to wait at the end
+void serveLines(RpcConversation& conversation, std::istream& lines, std::chrono::milliseconds patience);
+
+}  // namespace W::host
