@@ -37,23 +37,23 @@ struct Figure {
 };
 
 constexpr Figure kFigures[] = {
-    {"1", Kind::Ratio, "deliver/1MB", "parse/1MB"},
-    {"2", Kind::Ratio, "deliver/10KB", "parse/10KB"},
-    {"5", Kind::Exponent, "deliver/20MB", "deliver/1MB"},
-    {"6", Kind::Percent, "inFlight/10", "easy", 10000},
-    // What a request costs depends on whether others keep the processors awake. Where they sleep between the packets
-    // the parse of 10 KB is worth five requests, and the parse costs the same on a busy machine.
-    {"6p", Kind::Percent, "inFlight/10", "parse/10KB", 10000 / 5.0},
-    {"7", Kind::Ratio, "inFlight/10000", "inFlight/10"},
-    {"8", Kind::Ratio, "after1000000", "after1000"},
-    {"8m", Kind::Bytes, "after1000000"},
-    {"9.1", Kind::Ratio, "executor/1", "multi/1"},
-    {"9.8", Kind::Ratio, "executor/8", "multi/8"},
-    {"9.64", Kind::Ratio, "executor/64", "multi/64"},
-    {"10", Kind::Ratio, "traced/lines", "traced/none"},
-    {"11", Kind::Bytes, "record"},
-    {"12c", Kind::Milliseconds, "cancel"},
-    {"12d", Kind::Milliseconds, "destroyOutstanding"},
+    {"delivery", Kind::Ratio, "deliver/1MB", "parse/1MB"},
+    {"delivery-small", Kind::Ratio, "deliver/10KB", "parse/10KB"},
+    {"delivery-growth", Kind::Exponent, "deliver/20MB", "deliver/1MB"},
+    {"request", Kind::Percent, "inFlight/10", "easy", 10000},
+    // The cost of a request depends on whether other work keeps the processors awake. If they sleep between packets,
+    // the parse of 10 KB costs as much as five requests; the parse costs the same on a busy machine.
+    {"request-by-parse", Kind::Percent, "inFlight/10", "parse/10KB", 10000 / 5.0},
+    {"request-in-crowd", Kind::Ratio, "inFlight/10000", "inFlight/10"},
+    {"request-late", Kind::Ratio, "after1000000", "after1000"},
+    {"request-leftover", Kind::Bytes, "after1000000"},
+    {"executor-1", Kind::Ratio, "executor/1", "multi/1"},
+    {"executor-8", Kind::Ratio, "executor/8", "multi/8"},
+    {"executor-64", Kind::Ratio, "executor/64", "multi/64"},
+    {"trace-off", Kind::Ratio, "traced/lines", "traced/none"},
+    {"record-size", Kind::Bytes, "record"},
+    {"cancel", Kind::Milliseconds, "cancel"},
+    {"destroy", Kind::Milliseconds, "destroyOutstanding"},
 };
 
 /// Keeps the medians.
