@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include "ReplyParts.h"
+#include "JsonTree.h"
 
 namespace corvaned {
 namespace {
@@ -249,7 +249,7 @@ void Handler::operator()(Call& call, std::string& members) const
     const Json object = m_tree(call);
     if (!object.empty()) {
         members += ",";
-        members.append(textOf(object), 1);  // without its braces
+        members.append(jsonText(object), 1);  // without its braces
         members.pop_back();
     }
 }

@@ -1,6 +1,6 @@
 // What happens to every request: its endpoint is found in the table, keys and session are checked, its parameters read
 // and the handler asked; whatever is thrown on the way becomes a reply.
-#include "Endpoints.h"
+#include "Service.h"
 
 #include <fmt/format.h>
 
@@ -8,7 +8,7 @@
 
 #include "Arguments.h"
 #include "EndpointTable.h"
-#include "ReplyParts.h"
+#include "ReadySchedules.h"
 #include "Session.h"
 
 namespace corvaned {
@@ -16,23 +16,6 @@ namespace {
 
 // Two weeks of some thousand channels in one language.
 constexpr std::size_t kMostForSchedules = 128U << 20;
-
-struct CodeRow {
-    std::string_view text;
-    int status;  // of HTTP
-};
-
-// In the order of ServiceCode.
-constexpr CodeRow kCodes[] = {
-    {"OK", 200},  {"100", 400}, {"101", 400}, {"102", 404}, {"103", 405}, {"105", 400},
-    {"206", 401}, {"207", 401}, {"500", 500}, {"600", 401}, {"104", 404},
-};
-static_assert(std::size(kCodes) == static_cast<std::size_t>(ServiceCode::NotFound) + 1);
-
-const CodeRow& rowOf(ServiceCode code)
-{
-    return kCodes[static_cast<std::size_t>(code)];
-}
 
 void checkAppKey(const ServiceSettings& settings, const Request& request, Access access)
 {
@@ -66,20 +49,11 @@ std::string checkSession(const ServiceSettings& settings, sqlite::Connection& co
 
 }  // namespace
 
-std::string_view codeText(ServiceCode code)
-{
-    return rowOf(code).text;
-}
-
-Reply failure(ServiceCode code, const std::string& message)
-{
-    const CodeRow& row = rowOf(code);
-    return {row.status, code, textOf({{"rsp", {{"stat", "FAIL"}, {"err", {{"code", row.text}, {"msg", message}}}}}})};
-}
-
 Service::Service(Store& store, ServiceSettings settings)
-    : m_store(store), m_settings(std::move(settings)), m_schedules(kMostForSchedules)
+    : m_store(store), m_settings(std::move(settings)), m_schedules(std::make_unique<ReadySchedules>(kMostForSchedules))
 {}
+
+Service::~Service() = default;
 
 Reply Service::answer(const Request& request)
 {
@@ -105,11 +79,11 @@ Reply Service::answerChecked(const Request& request)
     const std::string user =
         endpoint.access == Access::Session ? checkSession(m_settings, *lease, request, now) : std::string();
     const Arguments arguments(endpoint.parameters, request, route.segment);
-    Call call{m_settings, *lease, arguments, request, m_schedules, now, user};
+    Call call{m_settings, *lease, arguments, request, *m_schedules, now, user};
     std::string body = R"({"rsp":{"stat":"OK")";
     endpoint.handler(call, body);
     body += "}}";
-    return {rowOf(ServiceCode::Ok).status, ServiceCode::Ok, std::move(body)};
+    return success(std::move(body));
 }
 
 }  // namespace corvaned

@@ -10,6 +10,7 @@
 
 #include "Commands.h"
 #include "GuideImport.h"
+#include "PlacesImport.h"
 #include "Store.h"
 
 namespace corvaned {
@@ -73,7 +74,7 @@ int runImport(const ImportArguments& arguments)
         options.shifts = movedToToday(systemNow(), zoneOf(arguments.zone));
     }
     try {
-        Store store(arguments.database, Store::Mode::Create);
+        Store store(arguments.database, Store::Mode::Create, addSamplePlaces);
         const ImportReport report = importGuide(store, listings, options);
         if (terminal) {
             fmt::print(stderr, "\r\033[K");

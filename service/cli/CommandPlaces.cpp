@@ -38,7 +38,7 @@ std::string contentOf(const std::string& path)
 int runImportPlaces(const PlacesArguments& arguments)
 {
     const std::string content = contentOf(arguments.file);
-    Store store(arguments.database, Store::Mode::Existing);
+    Store store(arguments.database, Store::Mode::Existing, addSamplePlaces);
     const Store::Lease lease = store.lease();
     sqlite::Transaction transaction(*lease, sqlite::Transaction::Kind::Write);
     const PlacesReport report = importPlaces(*lease, content, arguments.file);

@@ -8,10 +8,11 @@
 #include <memory>
 
 #include "Commands.h"
-#include "Endpoints.h"
 #include "Meddler.h"
+#include "PlacesImport.h"
 #include "Sample.h"
 #include "Server.h"
+#include "Service.h"
 #include "Store.h"
 
 namespace corvaned {
@@ -75,7 +76,8 @@ int runServe(const ServeArguments& arguments)
     if (sample) {
         temporary.emplace();
     }
-    Store store(sample ? temporary->path() : arguments.database, sample ? Store::Mode::Create : Store::Mode::Existing);
+    Store store(sample ? temporary->path() : arguments.database, sample ? Store::Mode::Create : Store::Mode::Existing,
+                addSamplePlaces);
     if (sample) {
         importSample(store, systemNow(), zone);
     }

@@ -10,6 +10,7 @@
 #include "Commands.h"
 #include "Export.h"
 #include "OperatorError.h"
+#include "PlacesImport.h"
 #include "Store.h"
 
 namespace corvaned {
@@ -48,7 +49,7 @@ std::uintmax_t sizeOf(const std::string& database)
 
 int showStats(const std::string& database)
 {
-    Store store(database, Store::Mode::Existing);
+    Store store(database, Store::Mode::Existing, addSamplePlaces);
     const Store::Lease lease = store.lease();
     sqlite::Query facts(*lease, kGuideFacts);
     facts.next();
@@ -63,7 +64,7 @@ int showStats(const std::string& database)
 
 int showUsers(const std::string& database)
 {
-    Store store(database, Store::Mode::Existing);
+    Store store(database, Store::Mode::Existing, addSamplePlaces);
     const Store::Lease lease = store.lease();
     constexpr const char* kRow = "{:<32}  {:>8}  {:>10}  {:>5}  {:>7}\n";
     fmt::print(kRow, "user", "sessions", "favourites", "likes", "tunings");
@@ -84,7 +85,7 @@ int showUsers(const std::string& database)
 // A file appears under its name only when it is complete.
 int runExport(const std::string& database, const std::string& output)
 {
-    Store store(database, Store::Mode::Existing);
+    Store store(database, Store::Mode::Existing, addSamplePlaces);
     const Store::Lease lease = store.lease();
     if (output.empty()) {
         exportListing(*lease, stdout);

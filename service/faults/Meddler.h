@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Endpoints.h"
+#include "Service.h"
 
 namespace httplib {
 class Stream;

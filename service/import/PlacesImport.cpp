@@ -243,4 +243,11 @@ PlacesReport importPlaces(sqlite::Connection& connection, std::string_view text,
     return report;
 }
 
+void addSamplePlaces(sqlite::Connection& connection)
+{
+    if (!sqlite::Query(connection, "SELECT 1 FROM headend LIMIT 1").next()) {
+        importPlaces(connection, samplePlaces(), "the places built in");
+    }
+}
+
 }  // namespace corvaned

@@ -13,6 +13,9 @@ namespace corvaned {
 /// The invented places that a new database begins with: sample/places.csv.
 std::string_view samplePlaces();
 
+/// Imports the sample places if the database has no headends. For Store's `fill`.
+void addSamplePlaces(sqlite::Connection& connection);
+
 struct PlacesReport {
     std::int64_t cities = 0;
     std::int64_t postalCodes = 0;

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "Endpoints.h"
+#include "Service.h"
 
 namespace httplib {
 class Server;

@@ -11,7 +11,6 @@
 
 #include "LineupSchema.h"
 #include "OperatorError.h"
-#include "PlacesImport.h"
 #include "ViewerSchema.h"
 
 namespace corvaned {
@@ -140,7 +139,7 @@ std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)
     return query.next() ? query.number(0) : 0;
 }
 
-void bringUpToDate(sqlite::Connection& connection, const std::string& path)
+void bringUpToDate(sqlite::Connection& connection, const std::string& path, Store::Fill fill)
 {
     const auto wanted = static_cast<std::int64_t>(std::size(kVersions));
     sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::Write);
@@ -159,8 +158,8 @@ void bringUpToDate(sqlite::Connection& connection, const std::string& path)
     for (std::int64_t step = version; step < wanted; ++step) {
         connection.execute(kVersions[step]);
     }
-    if (numberOf(connection, "SELECT count(*) FROM headend") == 0) {
-        importPlaces(connection, samplePlaces(), "the places built in");
+    if (fill != nullptr) {
+        fill(connection);
     }
     connection.execute(
         fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, wanted).c_str());
@@ -169,7 +168,7 @@ void bringUpToDate(sqlite::Connection& connection, const std::string& path)
 
 }  // namespace
 
-Store::Store(std::string path, Mode mode) : m_path(std::move(path))
+Store::Store(std::string path, Mode mode, Fill fill) : m_path(std::move(path))
 {
     std::error_code failed;
     if (mode == Mode::Existing && !std::filesystem::exists(m_path, failed)) {
@@ -180,7 +179,7 @@ Store::Store(std::string path, Mode mode) : m_path(std::move(path))
         constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
         auto connection = std::make_unique<sqlite::Connection>(m_path, kFlags);
         connection->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
-        bringUpToDate(*connection, m_path);
+        bringUpToDate(*connection, m_path, fill);
         m_idle.push_back(std::move(connection));
     } catch (const sqlite::Error& error) {
         throw OperatorError(fmt::format("{}; the file and its folder must be readable and writable", error.what()));

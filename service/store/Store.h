@@ -20,9 +20,13 @@ public:
         Create,    // make it where it is missing
     };
 
-    /// Opens the database and brings its schema up to date.
-    /// @throws OperatorError where it is missing, unreadable, read-only or some other program's
-    Store(std::string path, Mode mode);
+    /// Adds rows that a database must have, such as addSamplePlaces; called inside the transaction of the upgrade.
+    using Fill = void (*)(sqlite::Connection& connection);
+
+    /// Opens the database, upgrades its schema and calls `fill`, all in one transaction.
+    /// @param fill  null: nothing is added
+    /// @throws OperatorError if the file is missing, unreadable, read-only or another program's database
+    Store(std::string path, Mode mode, Fill fill = nullptr);
 
     const std::string& path() const { return m_path; }
 

@@ -1,9 +1,9 @@
 // Requests to the service: the first line is "METHOD path?query", the rest the body. The first byte of the line chooses
 // a client with a session ('+' in front) or one without. Whatever comes, the reply is a good one, and never a fault of
 // the service's own.
-#include "Endpoints.h"
 #include "Fuzz.h"
 #include "Sample.h"
+#include "Service.h"
 #include "Session.h"
 
 #include <httplib.h>

@@ -3,19 +3,17 @@
 // refuses by throwing a Refusal (Arguments.h). Every scalar that it writes is a JSON string.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "Clock.h"
-#include "Endpoints.h"
+#include "JsonTree.h"
+#include "Messages.h"
 #include "Sqlite.h"
 
 namespace corvaned {
 
 class Arguments;
 class ReadySchedules;
-
-using Json = nlohmann::ordered_json;
 
 /// One request on its way through a handler.
 struct Call {

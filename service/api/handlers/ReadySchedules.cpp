@@ -30,7 +30,7 @@ ReadyDay::ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant 
     const bool known = guide::findChannel(connection, source, [&](const guide::Channel& channel) {
         Json entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}};
         addImage(entry, "station_img", channel.icon, "station");
-        m_head = textOf(entry);
+        m_head = jsonText(entry);
         m_head.back() = ',';
         m_head += "\"content\":[";
     });
@@ -39,7 +39,7 @@ ReadyDay::ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant 
     }
     guide::forEachAiring(connection, source, day, day + kDay, lang, [&](const guide::Airing& airing) {
         m_text += m_text.empty() ? "" : ",";
-        m_text += textOf(contentOf(airing));
+        m_text += jsonText(contentOf(airing));
         m_rows.push_back({airing.start, airing.stop, m_text.size()});
     });
     m_text.shrink_to_fit();

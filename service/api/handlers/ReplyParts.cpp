@@ -66,11 +66,6 @@ void addPart(Json& object, const guide::Programme& programme, Part part)
 
 }  // namespace
 
-std::string textOf(const Json& tree)
-{
-    return tree.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 Json imageOf(const guide::Image& image, const char* type)
 {
     return {{"url", image.url},

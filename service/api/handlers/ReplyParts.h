@@ -7,14 +7,10 @@
 #include <string>
 #include <string_view>
 
-#include "EndpointHandlers.h"
 #include "GuideBrowse.h"
+#include "JsonTree.h"
 
 namespace corvaned {
-
-/// The JSON text of a tree. A text in it that is no UTF-8, as a request may hold, gets U+FFFD in place of what is
-/// wrong.
-std::string textOf(const Json& tree);
 
 /// An image object: "url", "type", "index", "width", "height".
 /// @param type  "station" or "poster"

@@ -4,12 +4,11 @@
 #include <cstdint>
 #include <initializer_list>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "Endpoints.h"
+#include "Messages.h"
 
 namespace corvaned {
 
@@ -54,16 +53,6 @@ struct ParameterRules {
 
     const ParameterRule* first = nullptr;
     std::size_t count = 0;
-};
-
-/// Ends a request; Service::answer turns it into a failure reply.
-class Refusal : public std::runtime_error {
-public:
-    Refusal(ServiceCode code, const std::string& message) : std::runtime_error(message), m_code(code) {}
-    ServiceCode code() const { return m_code; }
-
-private:
-    ServiceCode m_code;
 };
 
 /// The path without the parameters that a client may tack on behind it: "/user/favorite&device=N" is "/user/favorite".

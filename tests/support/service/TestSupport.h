@@ -7,6 +7,7 @@
 
 #include "GuideImport.h"
 #include "Listing.h"
+#include "PlacesImport.h"
 #include "Store.h"
 
 namespace corvaned::test {
@@ -14,7 +15,7 @@ namespace corvaned::test {
 /// A database that lasts as long as the object.
 struct TestStore {
     TemporaryDatabase file;
-    Store store{file.path(), Store::Mode::Create};
+    Store store{file.path(), Store::Mode::Create, addSamplePlaces};
 };
 
 /// Imports one listing given as text.

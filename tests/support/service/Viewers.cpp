@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "PlacesImport.h"
 #include "Session.h"
 
 namespace corvaned::test {
@@ -21,7 +22,7 @@ void ServiceUnderTest::reopen()
 {
     m_service.reset();
     m_store.reset();
-    m_store = std::make_unique<Store>(m_file.path(), Store::Mode::Create);
+    m_store = std::make_unique<Store>(m_file.path(), Store::Mode::Create, addSamplePlaces);
     ServiceSettings settings;
     settings.secret = kSecret;
     settings.zone = m_zone;

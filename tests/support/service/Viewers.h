@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "Endpoints.h"
+#include "Service.h"
 #include "TestSupport.h"
 
 namespace corvaned::test {

@@ -1,0 +1,10 @@
+#include "JsonTree.h"
+
+namespace corvaned {
+
+std::string jsonText(const Json& tree)
+{
+    return tree.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace corvaned
