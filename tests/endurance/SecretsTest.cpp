@@ -8,19 +8,15 @@
 
 #include <gmock/gmock.h>
 #include <openssl/sha.h>
-#include <sys/types.h>
-#include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace W::test {
@@ -183,61 +179,21 @@ TEST(Secrets, StandInNoLogOfPluginAndHost)
     EXPECT_THAT(server.requests().back(), Not(HasSubstr("seedkey")));
 }
 
-/// The service as a process, with its output in a file.
-class ServiceProcess {
-public:
-    explicit ServiceProcess(const ScratchDirectory& scratch) : m_sLog(scratch.file("service.log"))
-    {
-        m_iProcess = ::fork();
-        if (m_iProcess == 0) {
-            if (std::freopen(m_sLog.c_str(), "w", stdout) == nullptr || ::dup2(STDOUT_FILENO, STDERR_FILENO) < 0)
-                ::_exit(1);
-            ::execl(CORVANED, CORVANED, "serve", "--listen", "127.0.0.1:0", "--secret",
-                    kSecrets.at("secret key").c_str(), static_cast<char*>(nullptr));
-            ::_exit(1);
-        }
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        const std::string words = "listening on ";
-        while (m_sUrl.empty() && std::chrono::steady_clock::now() < end) {
-            const std::string text = log();
-            const std::size_t at = text.find(words);
-            if (at != std::string::npos && text.find('\n', at) != std::string::npos)
-                m_sUrl = text.substr(at + words.size(), text.find('\n', at) - at - words.size());
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-    ~ServiceProcess() { stop(); }
-    ServiceProcess(const ServiceProcess&) = delete;
-    ServiceProcess& operator=(const ServiceProcess&) = delete;
-
-    void stop()
-    {
-        if (m_iProcess < 0)
-            return;
-        ::kill(m_iProcess, SIGTERM);
-        ::waitpid(m_iProcess, nullptr, 0);
-        m_iProcess = -1;
-    }
-    std::string log() const { return readFile(m_sLog); }
-    const std::string& url() const { return m_sUrl; }
-
-private:
-    std::string m_sLog;
-    std::string m_sUrl;
-    int m_iProcess = -1;
-};
-
 TEST(Secrets, StandInNoLogOfTheService)
 {
     const ScratchDirectory scratch;
-    ServiceProcess service(scratch);
-    ASSERT_FALSE(service.url().empty()) << service.log();
+    support::ChildProcess service(
+        {CORVANED, {"serve", "--listen", "127.0.0.1:0", "--secret", kSecrets.at("secret key")}, {}});
+    const std::string announced = service.readLine();
+    const std::string words = "listening on ";
+    ASSERT_NE(announced.find(words), std::string::npos) << announced << service.errors();
+    const std::string url = announced.substr(announced.find(words) + words.size());
     std::string calls;
     for (std::string call : exampleCalls()) {
         if (call.find("getServerUrl") == std::string::npos && call.find("download") == std::string::npos)
             calls += call + "\n";
     }
-    const std::string arguments = settings(service.url(), scratch.file("."));
+    const std::string arguments = settings(url, scratch.file("."));
     const Outcome right = corvane(arguments + " rpc", std::string(kOpenSession) + kWait + calls + kWait);
     Secrets secrets = kSecrets;
     std::istringstream lines(right.output);
@@ -263,8 +219,9 @@ TEST(Secrets, StandInNoLogOfTheService)
                                   .dump() +
                               "\n";
     corvane(arguments + " rpc", wrong + calls + kWait);
-    service.stop();
-    const std::string log = service.log();
+    service.signal(SIGTERM);
+    EXPECT_EQ(service.wait(), 0);
+    const std::string log = announced + service.readAll() + service.errors();
     EXPECT_THAT(log, HasSubstr("status=401"));
     EXPECT_THAT(log, HasSubstr("status=200"));
     expectNone(secrets, log, "service");

@@ -137,12 +137,11 @@ TEST(Download, AFullDiskIsAFailureAndNotTheEnd)
     std::filesystem::create_directory(scratch.file("d"));
     // Whatever is to happen to a process that writes more than it may.
     for (const char* signal : {"trap '' XFSZ", "trap - XFSZ"}) {
-        const std::string command = fmt::format("{}; ulimit -f 64; exec {} download {} {} 2>{}", signal, CORVANE,
-                                                server.url("/big"), scratch.file("d"), scratch.file("err"));
-        const int status = std::system(("sh -c \"" + command + "\"").c_str());
-        ASSERT_TRUE(WIFEXITED(status)) << signal;
-        EXPECT_EQ(WEXITSTATUS(status), 1) << signal;
-        EXPECT_THAT(readFile(scratch.file("err")), HasSubstr("the file cannot be written (status -108)"));
+        const std::string command = fmt::format("{}; ulimit -f 64; exec {} download {} {}", signal, CORVANE,
+                                                server.url("/big"), scratch.file("d"));
+        const Outcome outcome = support::runProcess({"/bin/sh", {"-c", command}, {}});
+        EXPECT_EQ(outcome.exitCode, 1) << signal;
+        EXPECT_THAT(outcome.errors, HasSubstr("the file cannot be written (status -108)"));
         EXPECT_THAT(namesIn(scratch.file("d")), IsEmpty());
     }
 }
@@ -301,15 +300,9 @@ TEST(Download, ALargeOneNeedsNoMemory)
     });
     const std::string url = server.url("/large");
     const std::string directory = scratch.file("");
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::execl(CORVANE, CORVANE, "download", url.c_str(), directory.c_str(), nullptr);
-        ::_exit(127);
-    }
-    process = child;
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    support::ChildProcess command({CORVANE, {"download", url, directory}, {}});
+    process = command.id();
+    EXPECT_EQ(command.wait(), 0) << command.errors();
     EXPECT_EQ(std::filesystem::file_size(scratch.file("large")), kBlock * blocks);
     ASSERT_GT(atFirst, 0);
     ASSERT_GT(atMost, 0);

@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 
+#include "ChildProcess.h"
 #include "TestSupport.h"
 
 namespace corvaned {
@@ -53,7 +53,6 @@ protected:
 
     std::string templateFile() const { return m_folder.path() + ".template"; }
     std::string listingFile() const { return m_folder.path() + ".xml"; }
-    std::string errorFile() const { return m_folder.path() + ".stderr"; }
     std::string database() const { return m_folder.path(); }
 
     /// The old guide again.
@@ -65,15 +64,15 @@ protected:
         std::filesystem::copy_file(templateFile(), database());
     }
 
-    /// Runs the program on the new listing. @return its exit code; -1 where it was killed
-    int import(const std::string& fault) const
+    /// Runs the program on the new listing. @return its exit code; -SIGKILL if it was killed
+    int import(const std::string& fault)
     {
-        const std::string command =
-            fmt::format("LD_PRELOAD={} CORVANE_DISK_FAULT='{}' {} import --db {} {} >{} 2>&1", CORVANED_DISK_FAULT,
-                        fault, CORVANED_PROGRAM, database(), listingFile(), errorFile());
-        // The shell hands a signal on as 128 and its number.
-        const int status = std::system(command.c_str());
-        return WIFEXITED(status) && WEXITSTATUS(status) < 128 ? WEXITSTATUS(status) : -1;
+        const support::ProcessResult result =
+            support::runProcess({CORVANED_PROGRAM,
+                                 {"import", "--db", database(), listingFile()},
+                                 {std::string("LD_PRELOAD=") + CORVANED_DISK_FAULT, "CORVANE_DISK_FAULT=" + fault}});
+        m_errors = result.errors;
+        return result.exitCode;
     }
 
     void expectWhole(const std::string& fault) const
@@ -106,6 +105,7 @@ protected:
     }
 
     TemporaryDatabase m_folder;
+    std::string m_errors;  ///< of the last import
     std::string m_before;
     std::string m_after;
 };
@@ -115,7 +115,7 @@ const bool kLong = std::getenv("CORVANE_LONG") != nullptr;
 TEST_F(DiskFault, KilledAtAnyWriteTheOldGuideIsThereOrTheNewOne)
 {
     ASSERT_NE(m_before, m_after);
-    const int tried = tryAll("kill", kLong ? 1 : 37, [](int code) { EXPECT_EQ(code, -1); });
+    const int tried = tryAll("kill", kLong ? 1 : 37, [](int code) { EXPECT_EQ(code, -SIGKILL); });
     EXPECT_GE(tried, kLong ? 200 : 5);
     fmt::print("figure: imports killed, each at another write: {}\n", tried);
 }
@@ -124,7 +124,7 @@ TEST_F(DiskFault, AFullDiskIsSaidAndChangesNothing)
 {
     const int tried = tryAll("full", kLong ? 1 : 97, [&](int code) {
         EXPECT_EQ(code, 1);
-        EXPECT_THAT(test::readFile(errorFile()), AnyOf(HasSubstr("full"), HasSubstr("disk I/O error")));
+        EXPECT_THAT(m_errors, AnyOf(HasSubstr("full"), HasSubstr("disk I/O error")));
     });
     EXPECT_GE(tried, kLong ? 200 : 2);
     fmt::print("figure: imports whose disk was full, each from another write on: {}\n", tried);
@@ -134,7 +134,7 @@ TEST_F(DiskFault, AFailingSyncIsSaidAndChangesNothing)
 {
     const int tried = tryAll("sync", 1, [&](int code) {
         EXPECT_EQ(code, 1);
-        EXPECT_THAT(test::readFile(errorFile()), HasSubstr("disk I/O error"));
+        EXPECT_THAT(m_errors, HasSubstr("disk I/O error"));
     });
     EXPECT_GE(tried, 1);
     fmt::print("figure: imports whose sync failed, each from another one on: {}\n", tried);

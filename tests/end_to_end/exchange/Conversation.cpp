@@ -1,32 +1,10 @@
 #include "Conversation.h"
 
-#include <cstdlib>
 #include <stdexcept>
 
 namespace W::test {
 
-namespace {
-
-std::filesystem::path newDirectory()
-{
-    std::string pattern = (std::filesystem::temp_directory_path() / "corvane-exchange-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr)
-        throw std::runtime_error("no directory " + pattern);
-    return pattern;
-}
-
-}  // namespace
-
-Conversation::Conversation()
-    : m_directory(newDirectory()), m_server([this](host::RawServer::Connection& connection) { serve(connection); })
-{}
-
-Conversation::~Conversation()
-{
-    m_process.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(m_directory, ignored);
-}
+Conversation::Conversation() : m_server([this](host::RawServer::Connection& connection) { serve(connection); }) {}
 
 void Conversation::start(const std::vector<std::string>& options)
 {

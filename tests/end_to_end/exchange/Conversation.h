@@ -4,6 +4,7 @@
 
 #include "RawServer.h"
 #include "RpcProcess.h"
+#include "Scratch.h"
 
 #include <filesystem>
 #include <mutex>
@@ -17,14 +18,13 @@ namespace W::test {
 class Conversation {
 public:
     Conversation();
-    ~Conversation();
     Conversation(const Conversation&) = delete;
     Conversation& operator=(const Conversation&) = delete;
 
     /// Host and port of the server.
     std::string host() const { return "127.0.0.1:" + std::to_string(m_server.port()); }
     std::string url() const { return "http://" + host(); }
-    const std::filesystem::path& directory() const { return m_directory; }
+    const std::filesystem::path& directory() const { return m_scratch.path(); }
 
     /// Starts the command. @param options  "KEY=VALUE"; the base address is set anyway
     void start(const std::vector<std::string>& options);
@@ -52,7 +52,7 @@ public:
 private:
     void serve(host::RawServer::Connection& connection);
 
-    std::filesystem::path m_directory;
+    const host::ScratchDirectory m_scratch;
     std::mutex m_lock;
     std::string m_reply;  ///< REQUIRES: m_lock held
     host::RawServer m_server;

@@ -1,20 +1,13 @@
 #include "ServiceProcess.h"
 
-#include <fcntl.h>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
-#include <spawn.h>
+#include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -26,14 +19,6 @@ namespace {
 constexpr std::int64_t kHour = 3600;
 constexpr int kHoursAround = 48;
 constexpr int kNumberOnAir = 100;
-
-std::string makeDirectory()
-{
-    std::string pattern = std::filesystem::temp_directory_path() / "service-e2e-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr)
-        throw std::runtime_error("no directory for the database");
-    return pattern;
-}
 
 std::string programme(const char* channel, std::int64_t start, const std::string& body)
 {
@@ -70,73 +55,26 @@ std::string listing(std::int64_t onAirSince)
     return text + "</tv>";
 }
 
-/// A process whose standard output is read.
-struct Spawned {
-    pid_t process = -1;
-    int output = -1;
-};
-
-Spawned spawn(std::vector<std::string> arguments)
+support::Launch corvaned(std::vector<std::string> arguments)
 {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-        throw std::runtime_error("no pipe");
-    std::vector<char*> pointers;
-    pointers.reserve(arguments.size() + 1);
-    for (std::string& argument : arguments)
-        pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    Spawned spawned;
-    spawned.output = ends[0];
-    const int failure = ::posix_spawn(&spawned.process, CORVANED_PROGRAM, &actions, nullptr, pointers.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(ends[1]);
-    if (failure != 0)
-        throw std::runtime_error("corvaned cannot be started");
-    return spawned;
-}
-
-/// Up to a character, or to the end.
-std::string readUpTo(int descriptor, int end)
-{
-    std::string text;
-    for (char c = 0; ::read(descriptor, &c, 1) == 1 && c != end;)
-        text += c;
-    return text;
-}
-
-int exitCode(pid_t process)
-{
-    int state = 0;
-    while (::waitpid(process, &state, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(state) ? WEXITSTATUS(state) : -1;
+    return {CORVANED_PROGRAM, std::move(arguments), {}};
 }
 
 }  // namespace
 
-ServiceProcess::ServiceProcess(std::vector<std::string> options)
-    : m_options(std::move(options)), m_directory(makeDirectory())
+ServiceProcess::ServiceProcess(std::vector<std::string> options) : m_options(std::move(options))
 {
     const std::int64_t now =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
     // In the middle of the hour on air, so that a slow run stays in it.
     m_iOnAirSince = now - kHour / 2;
-    const std::string file = m_directory / "listing.xml";
-    std::ofstream(file) << listing(m_iOnAirSince);
-    import(file);
+    import(m_scratch.write("listing.xml", listing(m_iOnAirSince)));
     start("127.0.0.1:0");
 }
 
 ServiceProcess::~ServiceProcess()
 {
     stop();
-    std::error_code ignored;
-    std::filesystem::remove_all(m_directory, ignored);
 }
 
 void ServiceProcess::restart()
@@ -157,11 +95,10 @@ std::int64_t ServiceProcess::midnight()
 
 void ServiceProcess::import(const std::string& listing) const
 {
-    const Spawned spawned = spawn({CORVANED_PROGRAM, "import", "--db", databaseFile(), listing});
-    readUpTo(spawned.output, EOF);
-    ::close(spawned.output);
-    if (exitCode(spawned.process) != 0)
-        throw std::runtime_error("corvaned does not import " + listing);
+    const support::ProcessResult result = support::runProcess(corvaned({"import", "--db", databaseFile(), listing}));
+    if (result.exitCode != 0) {
+        throw std::runtime_error("corvaned cannot import " + listing + ": " + result.errors);
+    }
 }
 
 std::string ServiceProcess::upload(const std::string& name) const
@@ -184,27 +121,21 @@ std::string ServiceProcess::upload(const std::string& name) const
 
 void ServiceProcess::start(const std::string& address)
 {
-    std::vector<std::string> arguments = {CORVANED_PROGRAM, "serve", "--db", databaseFile(), "--listen", address};
+    std::vector<std::string> arguments = {"serve", "--db", databaseFile(), "--listen", address};
     arguments.insert(arguments.end(), m_options.begin(), m_options.end());
-    const Spawned spawned = spawn(std::move(arguments));
-    m_iProcess = spawned.process;
-    const std::string line = readUpTo(spawned.output, '\n');
-    ::close(spawned.output);
+    m_process.emplace(corvaned(std::move(arguments)));
+    const std::string line = m_process->readLine();
     const std::size_t url = line.find("http://");
     if (url == std::string::npos) {
-        stop();
-        throw std::runtime_error("corvaned does not listen");
+        throw std::runtime_error("corvaned does not listen: " + m_process->errors());
     }
     m_url = line.substr(url);
 }
 
 void ServiceProcess::stop()
 {
-    if (m_iProcess < 0)
-        return;
-    ::kill(m_iProcess, SIGTERM);
-    exitCode(m_iProcess);
-    m_iProcess = -1;
+    m_process->signal(SIGTERM);
+    EXPECT_EQ(m_process->wait(), 0) << m_process->errors();
 }
 
 }  // namespace W::test

@@ -2,10 +2,12 @@
 // Television.h, which asks it.
 #pragma once
 
-#include <sys/types.h>
+#include "ChildProcess.h"
+#include "Scratch.h"
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,7 @@ public:
     /// Imports and starts. @throws std::runtime_error when it does not come up
     /// @param options  further ones of "corvaned serve"
     explicit ServiceProcess(std::vector<std::string> options = {});
+    /// Ends the service and expects that it exits with 0.
     ~ServiceProcess();
     ServiceProcess(const ServiceProcess&) = delete;
     ServiceProcess& operator=(const ServiceProcess&) = delete;
@@ -29,7 +32,7 @@ public:
     void restart();
 
     const std::string& url() const { return m_url; }
-    const std::filesystem::path& directory() const { return m_directory; }
+    const std::filesystem::path& directory() const { return m_scratch.path(); }
     /// Begin of the programmes that are on, seconds since the epoch.
     std::int64_t onAirSince() const { return m_iOnAirSince; }
     /// Of this machine's day, seconds since the epoch.
@@ -42,12 +45,12 @@ private:
     void import(const std::string& listing) const;
     void start(const std::string& address);
     void stop();
-    std::string databaseFile() const { return m_directory / "guide.db"; }
+    std::string databaseFile() const { return m_scratch.file("guide.db"); }
 
     const std::vector<std::string> m_options;
-    std::filesystem::path m_directory;
+    const host::ScratchDirectory m_scratch;
     std::int64_t m_iOnAirSince = 0;
-    pid_t m_iProcess = -1;
+    std::optional<support::ChildProcess> m_process;
     std::string m_url;
 };
 

@@ -1,33 +1,27 @@
-// The command corvane, run to its end by a shell.
+// Runs the command `corvane` to its end.
 #pragma once
 
+#include "ChildProcess.h"
 #include "Scratch.h"
 
-#include <fmt/format.h>
-#include <sys/wait.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 
 namespace W::host {
 
-struct Outcome {
-    int exitCode;
-    std::string output;
-    std::string errors;
-};
+using Outcome = support::ProcessResult;
 
-/// Runs the command with nothing of the tester's own configuration.
-/// @param environment  further variables, as "TZ=UTC0"
+/// Runs the command without any configuration of the person who tests.
+/// @param arguments    as a shell reads them
+/// @param environment  one further variable, as "TZ=UTC0"
 inline Outcome corvane(const std::string& arguments, const std::string& input = "", const std::string& environment = "")
 {
-    const ScratchDirectory scratch;
-    const std::string command =
-        fmt::format("env -i PATH=\"$PATH\" XDG_CONFIG_HOME={} {} {} {} <{} >{} 2>{}", scratch.file("none"), environment,
-                    CORVANE, arguments, scratch.write("in", input), scratch.file("out"), scratch.file("err"));
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(scratch.file("out")), readFile(scratch.file("err"))};
+    support::Launch launch{"/bin/sh", {"-c", std::string(CORVANE) + " " + arguments}, {}, false};
+    launch.environment = {"XDG_CONFIG_HOME=/nonexistent"};
+    if (!environment.empty()) {
+        launch.environment.push_back(environment);
+    }
+    return support::runProcess(launch, input);
 }
 
 inline long lineCount(const std::string& text)

@@ -1,5 +1,7 @@
-// The command `corvane rpc` as a process: lines in, lines out.
+// The command `corvane rpc` as a process: one JSON request or answer per line.
 #pragma once
+
+#include "ChildProcess.h"
 
 #include <nlohmann/json.hpp>
 
@@ -8,35 +10,31 @@
 
 namespace W::test {
 
-/// Runs until its input is closed; killed when it has to be.
 class RpcProcess {
 public:
     /// @param options  "KEY=VALUE" of the provider
-    /// @throws std::runtime_error when it cannot be started
+    /// @throws std::runtime_error if the command cannot be started
     RpcProcess(const std::string& command, const std::string& library, const std::vector<std::string>& options);
+
+    /// Closes the input and waits for the end.
     ~RpcProcess();
     RpcProcess(const RpcProcess&) = delete;
     RpcProcess& operator=(const RpcProcess&) = delete;
 
-    /// Sends one request, with an id of its own, and reads up to its answer. Notifications are kept aside.
-    /// @throws std::runtime_error when none comes within 30 seconds
+    /// Sends one request with a new id and reads up to its answer. Keeps the notification that came before it.
+    /// @throws std::runtime_error if no answer comes within support::kProcessPatience
     nlohmann::json call(const std::string& method, const nlohmann::json& parameters);
 
-    /// The notification of the last call; null without one.
+    /// The notification of the last call; null if there was none.
     const nlohmann::json& accepted() const { return m_accepted; }
 
-    /// Ends the input and waits.
-    /// @return the exit code; -1 when it did not exit by itself
+    /// Closes the input and waits for the end.
+    /// @return the exit code, or minus the number of the signal that ended the command
     int finish();
 
 private:
-    std::string readLine();
-
-    int m_iProcess = -1;
-    int m_iIn = -1;   ///< its standard input
-    int m_iOut = -1;  ///< its standard output
-    int m_iLastId = 0;
-    std::string m_unread;
+    support::ChildProcess m_process;
+    int m_lastId = 0;
     nlohmann::json m_accepted;
 };
 
