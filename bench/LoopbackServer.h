@@ -1,33 +1,29 @@
-// A server in a process of its own, so that what it costs is not counted as its clients'.
+// The server of the benchmarks, in a separate process, so that its cost is not counted as its clients'.
 #pragma once
 
-#include <sys/types.h>
+#include "ServerProcess.h"
 
 #include <string>
 
 namespace W::bench {
 
-/// Puts itself on the last processor and this process on the first one: where threads wake each other up decides what
-/// that costs, and the scheduler decides otherwise in every run. Answers every request with the same schedule of 10 KB
-/// on connections that stay open; a path that begins with "/stall" is read and never answered.
+/// Pins its process to the last processor and this process to the first one: the cost of waking a thread depends on
+/// where it runs, and the scheduler chooses differently in every run. Answers every request with the same schedule of
+/// 10 KB on persistent connections; a request whose path begins with "/stall" is read and never answered.
 class LoopbackServer {
 public:
-    /// Forks: before the process has threads.
-    /// @throws std::system_error
+    /// Forks, so it must be constructed before the process has threads.
+    /// @throws std::runtime_error if the server does not start
     LoopbackServer();
-    ~LoopbackServer();
-    LoopbackServer(const LoopbackServer&) = delete;
-    LoopbackServer& operator=(const LoopbackServer&) = delete;
 
     /// Without a slash at its end.
-    const std::string& url() const { return m_sUrl; }
+    const std::string& url() const { return m_server.url(); }
 
-    /// The one that runs in this program.
+    /// The one of this program.
     static LoopbackServer& instance();
 
 private:
-    pid_t m_process = -1;
-    std::string m_sUrl;
+    test::ServerProcess m_server;
 };
 
 }  // namespace W::bench

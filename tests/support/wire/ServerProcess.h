@@ -1,4 +1,4 @@
-// A server in a process of its own.
+// A RawServer in a separate process, so that its threads, memory and time are not counted as the test's.
 #pragma once
 
 #include "RawServer.h"
@@ -8,24 +8,29 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 namespace W::test {
 
-/// What it keeps is not counted among what the test itself does.
+/// Forks; killed by the destructor or when the test ends.
 class ServerProcess {
 public:
-    /// Before any thread starts.
-    explicit ServerProcess(host::RawServer::Script script)
+    /// To be called before the test starts any thread.
+    /// @param prepare  called first in the new process, for example to choose its processor
+    /// @throws std::runtime_error if the server does not start
+    explicit ServerProcess(
+        host::RawServer::Script script, const std::function<void()>& prepare = [] {})
     {
         int ends[2] = {-1, -1};
         if (::pipe(ends) != 0)
-            throw std::runtime_error("no pipe");
+            throw std::runtime_error("cannot open a pipe");
         m_iProcess = ::fork();
         if (m_iProcess == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            prepare();
             const host::RawServer server(std::move(script));
             const int port = server.port();
             if (::write(ends[1], &port, sizeof port) == sizeof port) {
@@ -35,10 +40,12 @@ public:
             ::_exit(1);
         }
         int port = 0;
-        if (::read(ends[0], &port, sizeof port) != sizeof port)
-            throw std::runtime_error("the server does not start");
-        ::close(ends[0]);
         ::close(ends[1]);
+        const bool announced = ::read(ends[0], &port, sizeof port) == sizeof port;
+        ::close(ends[0]);
+        if (!announced) {
+            throw std::runtime_error("the server process does not start");
+        }
         m_sUrl = "http://127.0.0.1:" + std::to_string(port);
     }
     ~ServerProcess()

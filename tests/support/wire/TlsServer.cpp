@@ -1,20 +1,15 @@
-// OpenSSL on blocking sockets, one connection at a time.
+// OpenSSL on the blocking sockets of RawServer.
 #include "TlsServer.h"
-
-#include "RawServer.h"
 
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <memory>
-#include <stdexcept>
 #include <string_view>
 
 namespace W::host {
@@ -106,7 +101,8 @@ void TlsConnection::write(std::string_view bytes)
 }
 
 TlsServer::TlsServer(const Certificate& certificate, const std::string& certificateFile)
-    : m_identity(certificate, certificateFile), m_iListener(bindLoopback()), m_iPort(portOf(m_iListener))
+    : m_identity(certificate, certificateFile),
+      m_server([this](RawServer::Connection& connection) { serve(connection); })
 {
     SSL_CTX_set_alpn_select_cb(
         m_identity.context(),
@@ -117,33 +113,15 @@ TlsServer::TlsServer(const Certificate& certificate, const std::string& certific
             return SSL_TLSEXT_ERR_NOACK;
         },
         this);
-    if (::listen(m_iListener, 16) != 0)
-        throw std::runtime_error("no listening on the loopback address");
-    m_acceptor = std::thread([this] { acceptAll(); });
 }
 
-TlsServer::~TlsServer()
-{
-    m_bStopping = true;
-    ::shutdown(m_iListener, SHUT_RDWR);
-    m_acceptor.join();
-    ::close(m_iListener);
-}
-
-void TlsServer::acceptAll()
+void TlsServer::serve(RawServer::Connection& connection) const
 {
     constexpr std::string_view kReply = "HTTP/1.1 200 OK\r\nContent-Length: 6\r\nConnection: close\r\n\r\nsecret";
-    while (!m_bStopping) {
-        const int socket = ::accept(m_iListener, nullptr, nullptr);
-        if (socket < 0)
-            continue;
-        {
-            TlsConnection connection(m_identity, socket);
-            char request[4096];
-            if (connection.shakeHands() == 0 && connection.read(request, sizeof request) > 0)
-                connection.write(kReply);
-        }
-        ::close(socket);
+    TlsConnection tls(m_identity, connection.socket());
+    char request[4096];
+    if (tls.shakeHands() == 0 && tls.read(request, sizeof request) > 0) {
+        tls.write(kReply);
     }
 }
 

@@ -1,10 +1,11 @@
-// A TLS server with a certificate made on the spot, for what can be wrong with one.
+// A TLS server whose certificate is made for the test, so that anything can be wrong with it.
 #pragma once
+
+#include "RawServer.h"
 
 #include <atomic>
 #include <string>
 #include <string_view>
-#include <thread>
 
 #include <sys/types.h>
 
@@ -14,11 +15,11 @@ struct ssl_ctx_st;
 namespace W::host {
 
 struct Certificate {
-    std::string address = "127.0.0.1";  ///< that it is made out to
-    long validSeconds = 3600;           ///< from now; negative for one that has expired
+    std::string address = "127.0.0.1";  ///< the address it is issued for
+    long validSeconds = 3600;           ///< from now; negative if it has expired
 };
 
-/// A certificate that is its own authority, and the key to it.
+/// A self-signed certificate and its key.
 class TlsIdentity {
 public:
     /// @param certificateFile  gets the certificate as PEM
@@ -33,18 +34,18 @@ private:
     ssl_ctx_st* m_pContext;
 };
 
-/// The server's side of a connection. Whoever makes it has SIGPIPE blocked on its thread from then on, and on no other:
-/// what the executor does about broken connections is to be seen.
+/// The server's side of a connection. The constructor blocks SIGPIPE on the calling thread and on no other, because
+/// tests look at what the executor does about broken connections.
 class TlsConnection {
 public:
     /// @param socket  accepted; stays the caller's
     TlsConnection(const TlsIdentity& identity, int socket);
-    /// Tells the client that nothing more comes.
+    /// Sends a close notification.
     ~TlsConnection();
     TlsConnection(const TlsConnection&) = delete;
     TlsConnection& operator=(const TlsConnection&) = delete;
 
-    /// @return 0 when both are content, else the client's alert, or -1 where it sent none
+    /// @return 0 if the handshake succeeded, else the client's alert, or -1 if it sent none
     int shakeHands();
     /// Like recv().
     ssize_t read(char* to, std::size_t room);
@@ -54,28 +55,22 @@ private:
     ssl_st* m_pTls;
 };
 
-/// Answers one request per connection with `200 OK` and "secret".
+/// Answers one request per connection with `200 OK` and the body "secret".
 class TlsServer {
 public:
     /// @param certificateFile  gets the certificate as PEM
     TlsServer(const Certificate& certificate, const std::string& certificateFile);
-    ~TlsServer();
-    TlsServer(const TlsServer&) = delete;
-    TlsServer& operator=(const TlsServer&) = delete;
 
-    std::string url() const { return "https://127.0.0.1:" + std::to_string(m_iPort) + "/"; }
+    std::string url() const { return "https://127.0.0.1:" + std::to_string(m_server.port()) + "/"; }
     /// True when a client offered HTTP/2.
     bool wasOfferedHttp2() const { return m_bOfferedHttp2; }
 
 private:
-    void acceptAll();
+    void serve(RawServer::Connection& connection) const;
 
     TlsIdentity m_identity;
-    int m_iListener = -1;
-    int m_iPort = 0;
-    std::atomic<bool> m_bStopping{false};
     std::atomic<bool> m_bOfferedHttp2{false};
-    std::thread m_acceptor;
+    RawServer m_server;
 };
 
 }  // namespace W::host
