@@ -146,11 +146,12 @@ TEST(Secrets, StandInNoLogOfPluginAndHost)
     ASSERT_GT(host::lineCount(calls), 45);
     input = std::string(kOpenSession) + kWait + calls + kWait + calls + kWait;
     // A session of the host's own, and a cancel.
-    input += json{{"id", 902},
+    input += json{{"jsonrpc", "2.0"},
+                  {"id", 902},
                   {"method", "setAuthSeedkey"},
                   {"params", {{{"SessionID", session}, {"UserID", user}, {"SeedKey", seedKey}}}}}
                  .dump() +
-             "\n" + json{{"id", 903}, {"method", "cancel"}, {"params", {12345}}}.dump() + "\n";
+             "\n" + json{{"jsonrpc", "2.0"}, {"id", 903}, {"method", "cancel"}, {"params", {12345}}}.dump() + "\n";
 
     Secrets secrets = kSecrets;
     secrets["token"] = token(session, user, seedKey, kSecrets.at("secret key"));
@@ -210,7 +211,8 @@ TEST(Secrets, StandInNoLogOfTheService)
     secrets["token"] = token(secrets["session identifier"], secrets["user identifier"], secrets["seed key"],
                              kSecrets.at("secret key"));
     // Tokens that are wrong: of another secret, of nobody.
-    const std::string wrong = json{{"id", 1},
+    const std::string wrong = json{{"jsonrpc", "2.0"},
+                                   {"id", 1},
                                    {"method", "setAuthSeedkey"},
                                    {"params",
                                     {{{"SessionID", secrets["session identifier"]},
@@ -246,7 +248,8 @@ TEST(HostileService, ASessionWithLineEndsInjectsNoHeader)
     const ScratchDirectory scratch;
     const Outcome outcome =
         corvane(settings(server.url(""), scratch.file(".")) + " rpc",
-                std::string(kOpenSession) + kWait + "{\"id\":7,\"method\":\"getConfLog\",\"params\":[]}\n" + kWait);
+                std::string(kOpenSession) + kWait +
+                    "{\"jsonrpc\":\"2.0\",\"id\":7,\"method\":\"getConfLog\",\"params\":[]}\n" + kWait);
     EXPECT_EQ(callsResult(outcome, 7).value("status", 0), -1) << outcome.output;
     ASSERT_EQ(server.requests().size(), 1u) << "the second request went out";
     EXPECT_THAT(server.requests()[0], Not(HasSubstr("Injected")));
@@ -260,8 +263,12 @@ TEST(HostileService, ARedirectIsNotFollowed)
             connection.send("HTTP/1.1 302 Found\r\nLocation: " + other.url("/x") + "\r\nContent-Length: 0\r\n\r\n");
     });
     const ScratchDirectory scratch;
-    const std::string download =
-        json{{"id", 7}, {"method", "download"}, {"params", {server.url("/f"), scratch.file("."), "f"}}}.dump() + "\n";
+    const std::string download = json{{"jsonrpc", "2.0"},
+                                      {"id", 7},
+                                      {"method", "download"},
+                                      {"params", {server.url("/f"), scratch.file("."), "f"}}}
+                                     .dump() +
+                                 "\n";
     const Outcome outcome =
         corvane(settings(server.url(""), scratch.file(".")) + " rpc", kOpenSession + download + kWait);
     EXPECT_LT(callsResult(outcome, 901).value("status", 0), 0) << outcome.output;
@@ -275,9 +282,12 @@ TEST(HostileService, AFileUrlIsNotRead)
 {
     const ScratchDirectory scratch;
     const std::string secret = scratch.write("secret", "what nobody may read");
-    const std::string download =
-        json{{"id", 7}, {"method", "download"}, {"params", {"file://" + secret, scratch.file("."), "copy"}}}.dump() +
-        "\n";
+    const std::string download = json{{"jsonrpc", "2.0"},
+                                      {"id", 7},
+                                      {"method", "download"},
+                                      {"params", {"file://" + secret, scratch.file("."), "copy"}}}
+                                     .dump() +
+                                 "\n";
     const std::string asServer = settings("file://" + secret + "?", scratch.file("."));
     const Outcome outcome = corvane(asServer + " rpc", kOpenSession + download + kWait);
     EXPECT_EQ(callsResult(outcome, 901).value("status", 0), -1) << outcome.output;
@@ -295,8 +305,12 @@ TEST(HostileService, ANameInAUrlStaysInItsDirectory)
                                 "/..%2Fescaped"};
     std::string input;
     for (const char* url : urls)
-        input +=
-            json{{"id", 7}, {"method", "download"}, {"params", {server.url(url), scratch.file("d"), ""}}}.dump() + "\n";
+        input += json{{"jsonrpc", "2.0"},
+                      {"id", 7},
+                      {"method", "download"},
+                      {"params", {server.url(url), scratch.file("d"), ""}}}
+                     .dump() +
+                 "\n";
     corvane(settings(server.url(""), scratch.file(".")) + " rpc", input + kWait);
     std::vector<std::string> outside;
     for (const auto& entry : std::filesystem::directory_iterator(scratch.file(".")))
