@@ -170,7 +170,7 @@ struct OperationsPageExamples : ::testing::Test {
     {
         conversation.emplace();
         const std::string file = (conversation->directory() / "channels.json").string();
-        std::ofstream(file) << "the file at vorel_channelinfo_filepath";
+        std::ofstream(file) << "the file at channelinfo_filepath";
         std::vector<std::string> options;
         for (const std::string& option : {std::string("vorel_app_key=app"), std::string("vorel_country=US"),
                                           std::string("vorel_language=en"), std::string("vorel_headend=H1"),
@@ -264,9 +264,8 @@ TEST_F(OperationsPageExamples, AreRefusedWithoutAnArgumentThatHasToBeGiven)
 
 TEST_F(OperationsPageExamples, AreRefusedWithoutAnOptionThatThePageNames)
 {
-    for (const char* option : {"vorel_app_key", "vorel_country", "vorel_language", "vorel_headend", "vorel_device_type",
-                               "vorel_channelinfo_filepath"}) {
-        start(option);
+    for (const char* option : {"app_key", "country", "language", "headend", "device_type", "channelinfo_filepath"}) {
+        start(std::string("vorel_") + option);
         for (const Description& description : page()) {
             // Without a country there is no server's time; these operations require no option.
             if (says(description, "-59"))
