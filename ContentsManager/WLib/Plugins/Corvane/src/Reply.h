@@ -1,5 +1,5 @@
 // Reading replies: access to the JSON tree, the envelope that every reply has, and the tables of fields that feed the
-// records. A parser is a table of fields in reading order and one call of readReply(); docs/architecture.md shows one.
+// records. A parser is a table of fields in reading order and one call of readReply(); docs/plugin-internals.md shows one.
 //
 // The tree is read through const references only: the other operator[] inserts what is missing. Nothing is copied
 // twice.
