@@ -16,7 +16,7 @@ using WSTATUS = int;
 /// Status of an exchange or of a service's answer, in the host's intermediate numbering.
 using GSTATUS = int;
 
-/// How an HTTP exchange ended, in GSTATUS numbers; the HTTP code is looked at only when this is kSessionOk.
+/// How an HTTP exchange ended, in GSTATUS numbers; the HTTP code is looked at only if it is session::kCompleted.
 using SESSION_STATUS = int;
 
 /// HTTP status code of a response (RFC 9110, section 15); 0 when no response arrived.
