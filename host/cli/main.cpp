@@ -91,6 +91,7 @@ int run(int argc, char** argv)
 
     CLI::App app{"Drives the Corvane plug-in: the television guide of its service, and everything else it can do.",
                  "corvane"};
+    app.set_version_flag("--version", "corvane " CORVANE_VERSION, "print the version");
     addCommonOptions(app, options);
     app.require_subcommand(1);
     app.fallthrough();

@@ -59,10 +59,14 @@ std::string PluginLibrary::standardFile()
 {
     std::error_code error;
     const std::filesystem::path directory = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-    const std::filesystem::path beside = directory / "libcorvane.so";
-    const std::filesystem::path installed = directory.parent_path() / "lib" / "corvane" / "libcorvane.so";
-    return (std::filesystem::exists(beside, error) || !std::filesystem::exists(installed, error) ? beside : installed)
-        .string();
+    const std::filesystem::path folders[] = {directory, directory / CORVANE_PLUGIN_FROM_PROGRAMS,
+                                             CORVANE_PLUGIN_INSTALLED};
+    for (const std::filesystem::path& folder : folders) {
+        const std::filesystem::path file = (folder / "libcorvane.so").lexically_normal();
+        if (std::filesystem::exists(file, error))
+            return file.string();
+    }
+    return (directory / "libcorvane.so").string();
 }
 
 void PluginLibrary::Unload::operator()(void* library) const

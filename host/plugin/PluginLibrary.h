@@ -23,7 +23,9 @@ public:
 
     const std::string& file() const { return m_sFile; }
 
-    /// The library that goes with this command: libcorvane.so beside the executable, or in ../lib/corvane.
+    /// The library that belongs to this program: libcorvane.so beside the executable, else in the installation that the
+    /// executable is part of, else in the prefix that Corvane was configured for.
+    /// @return the first file that exists; if none does, the one beside the executable
     static std::string standardFile();
 
 private:

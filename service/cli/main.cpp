@@ -10,6 +10,7 @@ namespace {
 int run(int argc, char** argv)
 {
     CLI::App app("corvaned: the live-television service on your own machine, over XMLTV listings.");
+    app.set_version_flag("--version", "corvaned " CORVANE_VERSION, "Print the version.");
     app.require_subcommand(1);
     const Command commands[] = {addServe(app), addImport(app), addImportPlaces(app),
                                 addStats(app), addUsers(app),  addExport(app)};
