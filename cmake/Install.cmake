@@ -6,6 +6,9 @@ install(TARGETS corvane_executable RUNTIME)
 if(NOT CORVANE_DEVICE_ONLY)
     install(TARGETS corvaned RUNTIME)
 endif()
+if(TARGET corvane_contract)
+    install(TARGETS corvane_contract RUNTIME COMPONENT development)
+endif()
 install(TARGETS corvane EXPORT corvane LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/corvane)
 
 # --- the kit ---------------------------------------------------------------------------------------------------------
