@@ -55,7 +55,7 @@ try {
     }
 
     // The viewer leaves the page before it is filled.
-    corvane::Call<Programmes> page = client.call(&WCorvaneOAI::getSmartPopular);
+    corvane::Call<Programmes> page = client.call(&WCorvaneOAI::getContentList, std::list<int>{1}, 0UL, 0, 10);
     page.cancel();
     try {
         page.get();
