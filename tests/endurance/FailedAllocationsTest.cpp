@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -43,9 +44,11 @@ namespace {
 
 using Escape = char* (*)(const char*);
 Escape g_escape = nullptr;
+std::atomic<long> g_escapes{0};
 
 char* escapeAlone(const char* text)
 {
+    ++g_escapes;
     const W::test::UnwatchedThread alone;
     return g_escape(text);
 }
@@ -286,6 +289,7 @@ TEST_F(FailedAllocationsOfOperations, EachIsARefusalOrACallback)
         figure("  called back with " + (status == 0 ? std::string("the reply's status") : std::to_string(status)),
                static_cast<double>(count));
     EXPECT_GE(injections, kFewestInjections);
+    EXPECT_GT(g_escapes, 0) << "oauth_url_escape() was not replaced";
 }
 
 TEST_F(FailedAllocations, OfAnObjectGiveNoneOrOneThatSaysSo)

@@ -7,6 +7,7 @@
 #include "Configuration.h"
 #include "CurlExecutor.h"
 #include "Debug.h"
+#include "Eventually.h"
 #include "Faults.h"
 #include "GoodReplies.h"
 #include "LongForm.h"
@@ -37,7 +38,6 @@ using Clock = std::chrono::steady_clock;
 constexpr Milliseconds kAllowance = 2000ms;
 /// libcurl counts whole milliseconds, and its beginnings and ends do so each.
 constexpr Milliseconds kGrain = 2ms;
-constexpr std::chrono::seconds kPatience = 60s;
 
 /// Passes requests on to an executor, but answers them itself while an object is to learn the time: the network has to
 /// be untouched when the fault comes, without connections to use again and without names that are known.
@@ -66,18 +66,6 @@ private:
     HttpDelegator* m_pExecutor = nullptr;
     const std::string* m_answer = nullptr;
 };
-
-template <class Condition>
-bool comesTrue(Condition condition, std::chrono::seconds patience = kPatience)
-{
-    const auto end = Clock::now() + patience;
-    while (!condition()) {
-        if (Clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
 
 /// One request of one operation.
 struct Cell : Counter {
@@ -115,7 +103,7 @@ public:
             EXPECT_EQ(cell.accepted(callAt(baseUrl, cell.operation.key, object, cell, directory)), 0)
                 << cell.operation.name << " was refused";
             if (oneByOne)
-                comesTrue([&cell] { return cell.over || cell.expectedCalls == 0; });
+                support::eventually([&cell] { return cell.over || cell.expectedCalls == 0; });
         }
     }
     bool areOver() const
@@ -260,11 +248,12 @@ public:
         judgeBad(sum);
         m_server->heal();
         // The client may see the end before the server does.
-        comesTrue([this] { return m_server->served() >= vorel::kOperationCount; }, 5s);
+        support::eventually([this] { return m_server->served() >= vorel::kOperationCount; }, 5s);
         EXPECT_EQ(m_server->served(), vorel::kOperationCount) << "requests that met the fault";
 
         m_good.issue(*m_object, m_sBaseUrl, m_directory.file("."), false);
-        EXPECT_TRUE(comesTrue([this] { return m_good.areOver(); })) << "callbacks of next requests are missing";
+        EXPECT_TRUE(support::eventually([this] { return m_good.areOver(); }))
+            << "callbacks of next requests are missing";
         for (const Cell& cell : m_good.cells()) {
             EXPECT_EQ(cell.status, 0) << "the next " << cell.operation.name;
             sum.succeeded += cell.status == 0 ? 1 : 0;
@@ -320,13 +309,14 @@ void runAll(NetworkFaults& test, Sum& sum)
         }
         Trial trial(test, fault);
         trial.begin();
-        ASSERT_TRUE(comesTrue([&trial] { return trial.isOver(); })) << fault.name << ": callbacks are missing";
+        ASSERT_TRUE(support::eventually([&trial] { return trial.isOver(); }))
+            << fault.name << ": callbacks are missing";
         trial.finish(sum);
     }
     test.relay.passTo(test.hasty);
     for (Trial& trial : slow)
         trial.begin();
-    ASSERT_TRUE(comesTrue([&slow] {
+    ASSERT_TRUE(support::eventually([&slow] {
         return std::count_if(slow.begin(), slow.end(), [](Trial& trial) { return !trial.isOver(); }) == 0;
     })) << "callbacks are missing";
     for (Trial& trial : slow)

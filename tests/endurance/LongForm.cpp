@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -66,6 +67,23 @@ void figure(const std::string& what, double value)
     figure(what, std::string(text));
 }
 
+double Distribution::percentile(unsigned percent) const
+{
+    if (m_samples.empty()) {
+        return 0;
+    }
+    std::vector<double> sorted = m_samples;
+    std::sort(sorted.begin(), sorted.end());
+    const std::size_t rank = (sorted.size() * percent + 99) / 100;
+    return sorted[std::max<std::size_t>(rank, 1) - 1];
+}
+
+void figure(const std::string& what, const Distribution& distribution)
+{
+    figure(what + ", p50", distribution.percentile(50));
+    figure(what + ", p95", distribution.percentile(95));
+}
+
 std::uint64_t Random::next()
 {
     // SplitMix64.
@@ -87,7 +105,7 @@ int main(int argc, char** argv)
     std::printf("CORVANE_SEED=%llu replays this run\n", static_cast<unsigned long long>(W::test::seed()));
     std::fflush(stdout);
     // Programs that run at the same time must not meet in one directory.
-    std::string directory = (std::filesystem::temp_directory_path() / "corvane-reliability-XXXXXX").string();
+    std::string directory = (std::filesystem::temp_directory_path() / "corvane-endurance-XXXXXX").string();
     if (::mkdtemp(directory.data()) == nullptr || ::setenv("TEST_TMPDIR", directory.c_str(), 1) != 0)
         return 1;
     const int result = RUN_ALL_TESTS();

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace W::test {
 
@@ -24,6 +25,20 @@ std::uint64_t seed();
 /// Prints a figure of a proof, on a line of its own: "figure: WHAT: VALUE".
 void figure(const std::string& what, const std::string& value);
 void figure(const std::string& what, double value);
+
+/// Measurements of one thing.
+class Distribution {
+public:
+    void add(double sample) { m_samples.push_back(sample); }
+    /// The smallest sample that `percent` of all samples do not exceed; 0 without samples.
+    double percentile(unsigned percent) const;
+
+private:
+    std::vector<double> m_samples;
+};
+
+/// Prints the 50th and the 95th percentile as two figures.
+void figure(const std::string& what, const Distribution& distribution);
 
 /// A small generator of numbers, the same everywhere: which thread asks for what has to be repeatable.
 class Random {

@@ -4,6 +4,7 @@
 #include "Capture.h"
 #include "Configuration.h"
 #include "CurlExecutor.h"
+#include "Eventually.h"
 #include "LongForm.h"
 #include "PluginLibrary.h"
 #include "Process.h"
@@ -28,7 +29,8 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kPromptly = 200ms;
+constexpr double kPromptly = 200;  // milliseconds, in the median
+constexpr double kLatest = 1000;   // milliseconds, at the 95th percentile: a busy machine adds to it
 
 // The emulator that runs the ARM build keeps its translation of every library that was ever loaded.
 #if defined(__arm__)
@@ -45,11 +47,32 @@ bool isLoaded()
     return handle != nullptr;
 }
 
+/// Passes everything on, and can tell when a flush has begun, which is how the plug-in begins to destroy an object.
+class FlushWatch final : public HttpDelegator {
+public:
+    explicit FlushWatch(HttpDelegator& executor) : m_executor(executor) {}
+
+    int addRequest(HttpRequest* request) override { return m_executor.addRequest(request); }
+    void flushHttpRequests(UINT64 id) override
+    {
+        m_flushing = true;
+        m_executor.flushHttpRequests(id);
+        m_flushing = false;
+    }
+    void wake() override { m_executor.wake(); }
+
+    bool isFlushing() const { return m_flushing; }
+
+private:
+    HttpDelegator& m_executor;
+    std::atomic<bool> m_flushing{false};
+};
+
 struct Shutdown : ::testing::Test {
     Shutdown()
     {
         host::installConfigManager(&configuration);
-        host::installHttpDelegator(executor.get());
+        host::installHttpDelegator(&watch);
     }
     ~Shutdown() override
     {
@@ -60,6 +83,7 @@ struct Shutdown : ::testing::Test {
 
     host::Configuration configuration;
     std::unique_ptr<host::CurlExecutor> executor = std::make_unique<host::CurlExecutor>();
+    FlushWatch watch{*executor};
 };
 
 /// A request that is answered, while all others wait for ever.
@@ -72,6 +96,7 @@ void answerLocalTimeOnly(host::RawServer::Connection& connection)
 }
 
 struct SlowCallback {
+    const FlushWatch* watch;
     std::atomic<bool> entered{false};
     std::atomic<bool> left{false};
     Clock::time_point end;
@@ -97,6 +122,7 @@ struct ShutdownInFlight : Shutdown {
         std::deque<Counter> dropped(kInFlight);
         Counter running;
         SlowCallback slow;
+        slow.watch = &watch;
         auto library = std::make_optional<host::PluginLibrary>(CORVANE_LIBRARY);
         host::PluginLibrary::Object object = library->create();
         openSession(*object);
@@ -122,13 +148,12 @@ struct ShutdownInFlight : Shutdown {
         running.then = [](Counter& self) {
             auto& it = *static_cast<SlowCallback*>(self.thenData);
             it.entered = true;
-            std::this_thread::sleep_for(300ms);
+            EXPECT_TRUE(support::eventually([&it] { return it.watch->isFlushing(); }));
             it.end = Clock::now();
             it.left = true;
         };
         running.accepted(object.getLocalTime(Counter::Callback(), &running, running.out));
-        while (!slow.entered)
-            std::this_thread::sleep_for(1ms);
+        EXPECT_TRUE(support::eventually([&slow] { return slow.entered.load(); }));
         for (Counter& counter : dropped)
             counter.expectedCalls = counter.calls;
     }
@@ -136,19 +161,18 @@ struct ShutdownInFlight : Shutdown {
 
 TEST_F(ShutdownInFlight, IsPrompt)
 {
-    const int rounds = shortOrLong(2, 50);
-    Milliseconds slowest{0};
-    for (int round = 0; round < rounds; ++round) {
-        const bool withCallback = round % 2 == 1;
-        Milliseconds took = destroy(withCallback);
-        // Whatever else the machine does only adds to it.
-        for (int attempt = 0; attempt < 4 && took > kPromptly; ++attempt)
-            took = std::min(took, destroy(withCallback));
-        slowest = std::max(slowest, took);
+    const int rounds = shortOrLong(10, 100);
+    for (const bool withCallback : {false, true}) {
+        Distribution took;
+        for (int round = 0; round < rounds; ++round) {
+            took.add(destroy(withCallback).count());
+        }
+        figure(std::string("milliseconds to destroy an object with 500 requests in flight") +
+                   (withCallback ? ", after its running callback" : ""),
+               took);
+        EXPECT_LE(took.percentile(50), kPromptly);
+        EXPECT_LE(took.percentile(95), kLatest);
     }
-    figure("milliseconds to destroy an object with 500 requests in flight, beyond its running callback",
-           slowest.count());
-    EXPECT_LE(slowest, kPromptly);
 }
 
 TEST_F(Shutdown, LoadingAndUnloadingLeavesNothing)
@@ -170,8 +194,7 @@ TEST_F(Shutdown, LoadingAndUnloadingLeavesNothing)
             const host::PluginLibrary::Object object = library.create();
             openSession(*object);
             ASSERT_EQ(counter.accepted(object->getLocalTime(Counter::Callback(), &counter, counter.out)), 0);
-            while (!answered)
-                std::this_thread::sleep_for(100us);
+            ASSERT_TRUE(support::eventually([&answered] { return answered.load(); }));
             for (Counter& each : dropped)
                 ASSERT_EQ(object->getSchedule(Counter::Callback(), {"a"}, 0, 1, {1}, &each, each.out), 0);
         }

@@ -66,6 +66,9 @@ public:
     /// Fails the test for every request that was not accounted for exactly once.
     Book settle();
 
+    /// How often sync() was called in this program; it does nothing here.
+    static long syncs();
+
     /// The ticket whose operation this thread is in; for planners.
     static Ticket* issuing();
 

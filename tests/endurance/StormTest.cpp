@@ -141,6 +141,7 @@ TEST(Storm, EveryRequestIsAccountedForOnce)
                                     [](Storm::Settings& settings) { return onCommands(settings, 5000, 2); });
     expectEverythingHappened(book);
     EXPECT_GT(book.cancelledFirst, 0u);
+    EXPECT_GT(Storm::syncs(), 0) << "sync() was not replaced";
     print("storm", book);
 }
 

@@ -1,5 +1,6 @@
 // Files between a server and the disk, through the plug-in as it is built and the executor: what is on the disk, and
 // which status is reported, whenever something ends a transfer early.
+#include "Eventually.h"
 #include "RawServer.h"
 #include "Runtime.h"
 #include "Scratch.h"
@@ -27,16 +28,6 @@ constexpr int kFileTrouble = -108;
 constexpr int kUnknownAtTheService = -205;
 constexpr auto kPatience = 60s;
 const std::string kHead = "HTTP/1.1 200 OK\r\nContent-Length: 2000000\r\n\r\n";
-
-/// Waits until something is so.
-template <class Condition>
-bool comesTrue(Condition condition)
-{
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    while (!condition() && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_for(1ms);
-    return condition();
-}
 
 CommonOptions withLibrary()
 {
@@ -118,7 +109,7 @@ TEST_F(Files, CancelledMidWayThePartGoes)
     const RawServer server(partOf(100'000));
     ServiceCall<DownloadCallback> call;
     start(call, server.url("/f"));
-    ASSERT_TRUE(comesTrue([&] { return runtime().downloads().written == 100'000; }));
+    ASSERT_TRUE(support::eventually([&] { return runtime().downloads().written == 100'000; }));
     EXPECT_EQ(runtime().downloads().expected, 2'000'000U);
     EXPECT_EQ(fs::file_size(file()), 100'000U);
     EXPECT_EQ(call.cancel(), status::kCancelled);
@@ -184,7 +175,7 @@ TEST_F(Files, ADirectoryThatGoesBeforeTheFirstByte)
     std::atomic<bool> gone{false};
     const RawServer server([&](RawServer::Connection& connection) {
         connection.readRequest();
-        comesTrue([&] { return gone.load(); });
+        support::eventually([&] { return gone.load(); });
         connection.answer("body");
     });
     ServiceCall<DownloadCallback> call;
@@ -202,12 +193,12 @@ TEST_F(Files, ADirectoryThatGoesMidWay)
     const RawServer server([&](RawServer::Connection& connection) {
         connection.readRequest();
         connection.send(kHead + std::string(1'000'000, 'x'));
-        comesTrue([&] { return gone.load(); });
+        support::eventually([&] { return gone.load(); });
         connection.send(std::string(1'000'000, 'y'));
     });
     ServiceCall<DownloadCallback> call;
     start(call, server.url("/f"));
-    ASSERT_TRUE(comesTrue([&] { return runtime().downloads().written == 1'000'000; }));
+    ASSERT_TRUE(support::eventually([&] { return runtime().downloads().written == 1'000'000; }));
     fs::remove_all(m_scratch.file("d"));
     gone = true;
     EXPECT_EQ(call.wait(kPatience), status::kFileNotReadable);
@@ -260,7 +251,7 @@ public:
     RawServer server{[this](RawServer::Connection& connection) {
         connection.readHead();
         started = true;
-        comesTrue([this] { return goOn.load(); });
+        support::eventually([this] { return goOn.load(); });
         onlyOld = connection.readBody(kUpload) == std::string(kUpload, 'o');
         connection.answer(R"({"rsp":{"stat":"OK"}})");
         connection.waitForEnd();
@@ -274,7 +265,7 @@ TEST_F(Files, AFileReplacedDuringItsUploadIsSentAsItWas)
     m_scratch.write("d/new", "new");
     ServiceCall<AckCallback> call;
     startUpload(call, upload.server.url("/up"));
-    ASSERT_TRUE(comesTrue([&] { return upload.started.load(); }));
+    ASSERT_TRUE(support::eventually([&] { return upload.started.load(); }));
     fs::rename(m_scratch.file("d/new"), m_scratch.file("d/up"));
     upload.goOn = true;
     EXPECT_EQ(call.wait(kPatience), status::kOk);
@@ -287,7 +278,7 @@ TEST_F(Files, AFileShortenedDuringItsUploadIsAFileTrouble)
     m_scratch.write("d/up", std::string(kUpload, 'o'));
     ServiceCall<AckCallback> call;
     startUpload(call, upload.server.url("/up"));
-    ASSERT_TRUE(comesTrue([&] { return upload.started.load(); }));
+    ASSERT_TRUE(support::eventually([&] { return upload.started.load(); }));
     fs::resize_file(m_scratch.file("d/up"), 10);
     upload.goOn = true;
     EXPECT_EQ(call.wait(kPatience), kFileTrouble);

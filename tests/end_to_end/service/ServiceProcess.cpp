@@ -8,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <ctime>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -81,6 +82,27 @@ void ServiceProcess::restart()
 {
     stop();
     start(m_url.substr(m_url.rfind('/') + 1));
+}
+
+void ServiceProcess::restart(std::vector<std::string> options)
+{
+    m_options = std::move(options);
+    restart();
+}
+
+std::vector<std::string> ServiceProcess::requestedPaths() const
+{
+    std::vector<std::string> paths;
+    std::istringstream log(m_process->errors());
+    const std::string field = " path=";
+    for (std::string line; std::getline(log, line);) {
+        const std::size_t at = line.find(field);
+        if (at != std::string::npos) {
+            const std::size_t begin = at + field.size();
+            paths.push_back(line.substr(begin, line.find(' ', begin) - begin));
+        }
+    }
+    return paths;
 }
 
 std::int64_t ServiceProcess::midnight()

@@ -30,6 +30,11 @@ public:
 
     /// Ends it and starts it again on the same address and database.
     void restart();
+    /// The same, with other options.
+    void restart(std::vector<std::string> options);
+
+    /// Paths of the requests that it has answered since it started, in order.
+    std::vector<std::string> requestedPaths() const;
 
     const std::string& url() const { return m_url; }
     const std::filesystem::path& directory() const { return m_scratch.path(); }
@@ -47,7 +52,7 @@ private:
     void stop();
     std::string databaseFile() const { return m_scratch.file("guide.db"); }
 
-    const std::vector<std::string> m_options;
+    std::vector<std::string> m_options;
     const host::ScratchDirectory m_scratch;
     std::int64_t m_iOnAirSince = 0;
     std::optional<support::ChildProcess> m_process;
