@@ -30,7 +30,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr double kPromptly = 200;  // milliseconds, in the median
-constexpr double kLatest = 1000;   // milliseconds, at the 95th percentile: a busy machine adds to it
+constexpr double kLatest = 1000;   // milliseconds, at the 95th percentile of the long form's many rounds
 
 // The emulator that runs the ARM build keeps its translation of every library that was ever loaded.
 #if defined(__arm__)
@@ -171,7 +171,9 @@ TEST_F(ShutdownInFlight, IsPrompt)
                    (withCallback ? ", after its running callback" : ""),
                took);
         EXPECT_LE(took.percentile(50), kPromptly);
-        EXPECT_LE(took.percentile(95), kLatest);
+        if (isLong()) {
+            EXPECT_LE(took.percentile(95), kLatest);
+        }
     }
 }
 
