@@ -1,4 +1,4 @@
-// The command corvane: its arguments, and which subcommand runs. Read next: Rpc.h, Guide.h, Download.h, Doctor.h.
+// The command corvane: its arguments, and which subcommand runs. Read next: RpcConversation.h, Guide.h, Download.h, Doctor.h.
 #include "Doctor.h"
 #include "Download.h"
 #include "Guide.h"

@@ -1,5 +1,5 @@
 // The host's configuration store: text settings from a file, the environment and the command line, later ones over
-// earlier ones. docs/options.md says what each of them does; kSettings is the list.
+// earlier ones. docs/options.md says what each of them does; allSettings() lists them.
 // Read next: SettingsFile.h for the file's format.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Every query selects the columns of kProgramme, so one function reads all rows.
+// Every query selects the same columns of a programme, so one function reads all rows.
 #include "GuideBrowse.h"
 
 #include <algorithm>
@@ -68,7 +68,7 @@ const std::string kEpisodesOf = programmeQuery(R"sql(
         WHERE place = 1)
     ORDER BY season = 0, season, episode = 0, episode, start, airing.id)sql");
 
-// Reads rows of kProgramme; keeps the texts of another language that it puts in the place of the airing's own.
+// Reads rows of programmes; keeps the texts of another language that it puts in the place of the airing's own.
 class Reader {
 public:
     Reader(sqlite::Connection& connection, std::string_view lang) : m_connection(connection), m_wanted(lang) {}
