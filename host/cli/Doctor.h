@@ -1,5 +1,5 @@
-// `corvane doctor`: one check after the other, from the configuration to the line-up, and what to do about the first
-// that fails.
+// `corvane doctor`: checks everything that a guide needs, from the configuration to the programmes, and says what to do
+// about the first failure.
 #pragma once
 
 #include "Runtime.h"
@@ -7,7 +7,7 @@
 namespace W::host {
 
 /// Prints one line per check on standard output.
-/// @return 0 when all is well, else 1
+/// @return 0 if all checks pass, else 1
 int runDoctor(const CommonOptions& options);
 
 }  // namespace W::host

@@ -1,9 +1,10 @@
-// Names and directory are checked first, then the plug-in fetches into a file of another name, which takes the place of
-// an older one only when it is complete.
+// Name and directory are checked first. Then the plug-in downloads into a file of another name, which replaces an older
+// one only when it is complete.
 #include "Download.h"
 
 #include "FileDescriptor.h"
 #include "HttpWire.h"
+#include "Interruption.h"
 #include "ServiceCall.h"
 #include "ServiceProblem.h"
 #include "Terminal.h"
@@ -16,7 +17,6 @@
 #include <cctype>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -27,46 +27,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// --- what ends it ----------------------------------------------------------------------------------------------------
-
-volatile std::sig_atomic_t g_iSignal = 0;
-
-/// Notes the signals that ask a command to end, while it exists. Executor threads take none, so the main thread does.
-class Interruption {
-public:
-    Interruption()
-    {
-        g_iSignal = 0;
-        struct sigaction noting {};
-        noting.sa_handler = [](int signal) { g_iSignal = signal; };
-        sigemptyset(&noting.sa_mask);
-        for (Kept& kept : m_kept) {
-            ::sigaction(kept.signal, nullptr, &kept.before);
-            // One that was started to outlive its terminal stays so.
-            if (kept.before.sa_handler != SIG_IGN)
-                ::sigaction(kept.signal, &noting, nullptr);
-        }
-    }
-    ~Interruption()
-    {
-        for (const Kept& kept : m_kept)
-            ::sigaction(kept.signal, &kept.before, nullptr);
-    }
-    Interruption(const Interruption&) = delete;
-    Interruption& operator=(const Interruption&) = delete;
-
-    /// The last one; 0 when none has come.
-    static int signal() { return g_iSignal; }
-
-private:
-    struct Kept {
-        int signal;
-        struct sigaction before {};
-    };
-    Kept m_kept[3]{{SIGINT}, {SIGTERM}, {SIGHUP}};
-};
-
-// --- where it goes ---------------------------------------------------------------------------------------------------
+// --- target  ---------------------------------------------------------------------------------------------------
 
 std::string percentDecoded(std::string_view text)
 {
@@ -85,10 +46,10 @@ std::string percentDecoded(std::string_view text)
     return decoded;
 }
 
-constexpr const char* kOtherDirectory = "name a directory that exists and that you may write to";
-constexpr const char* kOtherName = "name the file differently, as in \"corvane download URL DIR NAME\"";
+constexpr const char* kOtherDirectory = "name an existing directory that you may write to";
+constexpr const char* kOtherName = "choose another file name: corvane download URL DIR NAME";
 
-/// Says what stands in the way of writing there.
+/// @throws ServiceProblem if a file cannot be written there
 void checkTarget(const std::string& directory, const std::string& path)
 {
     struct stat state {};
@@ -96,54 +57,53 @@ void checkTarget(const std::string& directory, const std::string& path)
         throw ServiceProblem(fmt::format("cannot download into {}: {}", directory, std::strerror(errno)),
                              kOtherDirectory);
     if (!S_ISDIR(state.st_mode))
-        throw ServiceProblem(fmt::format("cannot download into {}: it is no directory", directory), kOtherDirectory);
+        throw ServiceProblem(fmt::format("cannot download into {}: it is not a directory", directory), kOtherDirectory);
     if (::stat(path.c_str(), &state) == 0 && !S_ISREG(state.st_mode))
-        throw ServiceProblem(
-            fmt::format("cannot download to {}: it is {}", path,
-                        S_ISDIR(state.st_mode) ? "a directory" : "no ordinary file, and would be replaced"),
-            kOtherName);
+        throw ServiceProblem(fmt::format("cannot download to {}: it is {}", path,
+                                         S_ISDIR(state.st_mode) ? "a directory" : "not a regular file"),
+                             kOtherName);
 }
 
-/// A new file in a directory, of no name that anybody would look for; removed unless it was put in its place.
+/// A new hidden file in a directory, removed unless place() gave it its name.
 class PartialFile {
 public:
-    explicit PartialFile(std::string directory) : m_sDirectory(std::move(directory))
+    explicit PartialFile(std::string directory) : m_directory(std::move(directory))
     {
         FileDescriptor created;
         for (int number = 0; !created.isOpen(); ++number) {
-            m_sName = fmt::format(".corvane-{}-{}.part", ::getpid(), number);
+            m_name = fmt::format(".corvane-{}-{}.part", ::getpid(), number);
             created.hold(::open(path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
             if (!created.isOpen() && errno != EEXIST)
-                throw ServiceProblem(fmt::format("cannot download into {}: {}", m_sDirectory, std::strerror(errno)),
+                throw ServiceProblem(fmt::format("cannot download into {}: {}", m_directory, std::strerror(errno)),
                                      kOtherDirectory);
         }
     }
     ~PartialFile()
     {
-        if (!m_bPlaced)
+        if (!m_placed)
             std::remove(path().c_str());
     }
     PartialFile(const PartialFile&) = delete;
     PartialFile& operator=(const PartialFile&) = delete;
 
-    const std::string& name() const { return m_sName; }
-    std::string path() const { return m_sDirectory + "/" + m_sName; }
+    const std::string& name() const { return m_name; }
+    std::string path() const { return m_directory + "/" + m_name; }
 
-    /// @param target  in the same directory; an older file goes
+    /// @param target  in the same directory; an older file is replaced
     void place(const std::string& target)
     {
-        m_bPlaced = std::rename(path().c_str(), target.c_str()) == 0;
-        if (!m_bPlaced)
+        m_placed = std::rename(path().c_str(), target.c_str()) == 0;
+        if (!m_placed)
             throw ServiceProblem(fmt::format("cannot write {}: {}", target, std::strerror(errno)), kOtherName);
     }
 
 private:
-    std::string m_sDirectory;
-    std::string m_sName;
-    bool m_bPlaced = false;
+    std::string m_directory;
+    std::string m_name;
+    bool m_placed = false;
 };
 
-// --- what is shown ---------------------------------------------------------------------------------------------------
+// --- progress  ---------------------------------------------------------------------------------------------------
 
 std::string shownBytes(double bytes)
 {
@@ -168,32 +128,32 @@ public:
     explicit ProgressBar(const DownloadProgress& progress) : m_progress(progress) {}
     ~ProgressBar()
     {
-        if (m_iShown > 0)
-            fmt::print(stderr, "\r{:{}}\r", "", m_iShown);
+        if (m_shown > 0)
+            fmt::print(stderr, "\r{:{}}\r", "", m_shown);
     }
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
     void show()
     {
-        if (!m_bTerminal)
+        if (!m_terminal)
             return;
         const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_begin);
         // Not into the last column, where terminals differ.
-        m_iShown = std::max(0, terminalWidth(STDERR_FILENO) - 1);
-        fmt::print(stderr, "\r{}", progressLine(m_progress, elapsed, m_iShown));
+        m_shown = std::max(0, terminalWidth(STDERR_FILENO) - 1);
+        fmt::print(stderr, "\r{}", progressLine(m_progress, elapsed, m_shown));
         std::fflush(stderr);
     }
 
 private:
     using Clock = std::chrono::steady_clock;
     const DownloadProgress& m_progress;
-    const bool m_bTerminal = ::isatty(STDERR_FILENO) == 1;
-    int m_iShown = 0;  ///< columns
+    const bool m_terminal = ::isatty(STDERR_FILENO) == 1;
+    int m_shown = 0;  ///< columns
     Clock::time_point m_begin = Clock::now();
 };
 
-// --- what went wrong -------------------------------------------------------------------------------------------------
+// --- failures  -------------------------------------------------------------------------------------------------
 
 struct DownloadAdvice {
     int status;
@@ -202,16 +162,17 @@ struct DownloadAdvice {
 };
 
 constexpr DownloadAdvice kDownloadAdvice[] = {
-    {status::kUnreachable, "there is no server at this address", "check the host and the port in the URL"},
-    {-13, "the transfer broke off", "try again; look at the server's certificate when it speaks https"},
-    {-500, "the server did not answer in time", "try again, or allow more silence with --timeout SECONDS"},
-    {-107, "the server has an internal failure", "try again later"},
-    {-108, "the file cannot be written", "look whether the disk is full, or the file larger than it may be"},
-    {status::kNoSession, "the server wants a sign-in", "name a URL that works without one"},
-    {-205, "the server refuses or does not know it", "check the path in the URL"},
-    {status::kFileNotReadable, "the file or its directory is gone", "name a directory that nobody else clears"},
-    {status::kWrongProvider, "the server answers with something else than a file",
-     "follow redirections first: the URL has to be the file's own"},
+    {status::kUnreachable, "there is no server at this address", "check host and port in the URL"},
+    {-13, "the transfer broke off", "try again; check the server's certificate if the URL is https"},
+    {-500, "the server did not answer in time", "try again, or wait longer with --timeout SECONDS"},
+    {-107, "the server has an internal error", "try again later"},
+    {-108, "the file cannot be written", "check whether the disk is full or a file size limit is reached"},
+    {status::kNoSession, "the server demands a login", "use a URL that needs no login"},
+    {-205, "the server refuses the file or does not have it", "check the path in the URL"},
+    {status::kFileNotReadable, "the directory disappeared during the download",
+     "choose a directory that no other program removes"},
+    {status::kWrongProvider, "the server answers with something other than the file",
+     "redirects are not followed: use the URL that they lead to"},
 };
 
 ServiceProblem downloadProblem(const std::string& url, int status)
@@ -224,7 +185,7 @@ ServiceProblem downloadProblem(const std::string& url, int status)
             "check the URL and try again"};
 }
 
-/// cancel() asks for a session, which a download has no use for: one that is never sent will do.
+/// cancel() demands a session, which downloads do not use. This one is never sent.
 void allowCancelling(WCorvaneOAI& plugin)
 {
     WVLSession session;
@@ -237,17 +198,17 @@ void allowCancelling(WCorvaneOAI& plugin)
 
 std::string downloadName(const DownloadOptions& download)
 {
-    constexpr const char* kGiveName = "say how to call the file: corvane download URL DIR NAME";
+    constexpr const char* kGiveName = "give the file a name: corvane download URL DIR NAME";
     const bool given = !download.name.empty();
     std::string name = given ? download.name : download.url.substr(download.url.rfind('/') + 1);
     const std::string plain = given ? name : percentDecoded(name);
     if (name.empty())
-        throw ServiceProblem(fmt::format("{} ends without a file name", download.url), kGiveName);
+        throw ServiceProblem(fmt::format("{} does not end with a file name", download.url), kGiveName);
     if (plain == "." || plain == ".." || plain.find('/') != std::string::npos)
-        throw ServiceProblem(fmt::format("the file name \"{}\" would lead out of {}", name, download.directory),
-                             given ? "name the directory as DIR, and only the file as NAME" : kGiveName);
+        throw ServiceProblem(fmt::format("the file name \"{}\" would be outside {}", name, download.directory),
+                             given ? "write the directory as DIR and only the file's name as NAME" : kGiveName);
     if (name.size() > NAME_MAX)
-        throw ServiceProblem(fmt::format("the file name has {} bytes; {} are possible", name.size(), NAME_MAX),
+        throw ServiceProblem(fmt::format("the file name has {} bytes; at most {} are possible", name.size(), NAME_MAX),
                              kGiveName);
     return name;
 }
@@ -277,10 +238,10 @@ std::string progressLine(const DownloadProgress& progress, std::chrono::millisec
 int runDownload(const CommonOptions& options, const DownloadOptions& download)
 {
     constexpr auto kRefresh = 100ms;
-    // The plug-in sends URLs as they stand, and people write blanks and umlauts.
+    // The plug-in sends URLs as they are, and people write blanks and umlauts.
     const std::string url = percentEncoded(download.url);
     if (!splitUrl(url, UrlEncoding::AsGiven))
-        throw ServiceProblem(fmt::format("\"{}\" is no http or https address", download.url),
+        throw ServiceProblem(fmt::format("\"{}\" is not an http or https address", download.url),
                              "write the whole address, as in http://127.0.0.1:8900/files/today.json");
     const std::string name = downloadName(download);
     const bool slash = !download.directory.empty() && download.directory.back() == '/';
@@ -309,10 +270,10 @@ int runDownload(const CommonOptions& options, const DownloadOptions& download)
         status = call.wait(0ms);
     }
     if (status == status::kCancelled) {
-        fmt::print(stderr, "corvane: cancelled; nothing is left of the download\n");
+        fmt::print(stderr, "corvane: cancelled; no file was written\n");
         return 128 + Interruption::signal();
     }
-    // Some codes that come without a file count as success.
+    // The plug-in reports success for some HTTP codes that come without a file.
     if (status == status::kOk && runtime.downloads().files == 0)
         status = status::kWrongProvider;
     if (status != status::kOk)

@@ -1,8 +1,9 @@
-// Where channels, programmes and the time come from: session, clock, line-up and schedule of a service, or a file. Then
-// the table.
 #include "Guide.h"
 
+#include "GuideDate.h"
 #include "GuideTable.h"
+#include "Interruption.h"
+#include "ServiceCall.h"
 #include "ServiceSession.h"
 #include "Terminal.h"
 
@@ -14,47 +15,118 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <set>
+#include <filesystem>
+#include <iterator>
+#include <optional>
 #include <stdexcept>
 
 namespace W::host {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::int64_t kHour = 3600;
 
-bool sameText(std::string_view a, std::string_view b)
+// --- channels --------------------------------------------------------------------------------------------------------
+
+bool startsWithIgnoringCase(std::string_view text, std::string_view beginning)
 {
     const auto lower = [](char letter) { return std::tolower(static_cast<unsigned char>(letter)); };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
+    return text.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), text.begin(),
+                                                         [&](char x, char y) { return lower(x) == lower(y); });
 }
 
-bool isChannel(const WVLChannel& channel, std::string_view wanted)
+bool matches(const WVLChannel& channel, std::string_view wanted, bool whole)
 {
-    return sameText(channel.getSource(), wanted) || sameText(channel.getNumber(), wanted) ||
-           sameText(channel.getName(), wanted);
+    const std::string* const fields[] = {&channel.getSource(), &channel.getNumber(), &channel.getName()};
+    return std::any_of(std::begin(fields), std::end(fields), [&](const std::string* field) {
+        return startsWithIgnoringCase(*field, wanted) && (!whole || field->size() == wanted.size());
+    });
 }
 
-/// Keeps what was asked for, in the order in which it was asked for.
+/// The channel that a word on the command line means.
+std::list<WVLChannel>::iterator findChannel(std::list<WVLChannel>& channels, const std::string& wanted)
+{
+    const auto exact = std::find_if(channels.begin(), channels.end(),
+                                    [&](const WVLChannel& channel) { return matches(channel, wanted, true); });
+    if (exact != channels.end() || wanted.empty()) {
+        return exact;
+    }
+    const auto starts = [&](const WVLChannel& channel) { return matches(channel, wanted, false); };
+    const auto first = std::find_if(channels.begin(), channels.end(), starts);
+    if (std::count_if(channels.begin(), channels.end(), starts) < 2) {
+        return first;
+    }
+    constexpr int kShown = 5;
+    std::string names;
+    int shown = 0;
+    for (const WVLChannel& channel : channels) {
+        if (starts(channel) && ++shown <= kShown) {
+            names += fmt::format("{}{} {}", names.empty() ? "" : ", ", channel.getNumber(), channel.getName());
+        }
+    }
+    throw ServiceProblem(
+        fmt::format("several channels begin with \"{}\": {}{}", wanted, names, shown > kShown ? ", …" : ""),
+        "write more of the name, or the number or source");
+}
+
+/// Keeps the wanted channels, in the wanted order.
 std::list<WVLChannel> chosen(std::list<WVLChannel> channels, const std::vector<std::string>& wanted)
 {
-    if (wanted.empty())
+    if (wanted.empty()) {
         return channels;
+    }
     std::list<WVLChannel> kept;
     for (const std::string& name : wanted) {
-        const auto found = std::find_if(channels.begin(), channels.end(),
-                                        [&name](const WVLChannel& channel) { return isChannel(channel, name); });
-        if (found != channels.end())
+        const auto found = findChannel(channels, name);
+        if (found != channels.end()) {
             kept.splice(kept.end(), channels, found);
-        else
+        } else {
             fmt::print(stderr, "corvane: there is no channel \"{}\" in the line-up\n", name);
+        }
     }
-    if (kept.empty())
-        throw ServiceProblem("none of these channels is in the line-up",
-                             "leave --channels out to see all of them; each goes by source, number or name");
+    if (kept.empty()) {
+        throw ServiceProblem("none of these channels is in the line-up", "omit --channels to see all channels");
+    }
     return kept;
+}
+
+std::vector<std::string> sourcesOf(const std::list<WVLChannel>& channels)
+{
+    std::vector<std::string> sources;
+    for (const WVLChannel& channel : channels) {
+        sources.push_back(channel.getSource());
+    }
+    return sources;
+}
+
+/// The line-up that programmes imply.
+std::list<WVLChannel> channelsOf(const std::list<WVLContent>& programmes)
+{
+    std::list<WVLChannel> channels;
+    for (const WVLContent& programme : programmes) {
+        channels.push_back(programme.getChannel());
+    }
+    return lineUp(std::move(channels));
+}
+
+// --- times -----------------------------------------------------------------------------------------------------------
+
+/// --zone, or TZ, or the service's zone; this machine's if no service was asked.
+DisplayZone zoneFor(const GuideOptions& guide, const WVLLocaltime* service)
+{
+    if (!guide.zone.empty()) {
+        return DisplayZone::named(guide.zone).value();
+    }
+    const char* const machine = std::getenv("TZ");
+    if (!service || (machine && *machine)) {
+        return DisplayZone::machine();
+    }
+    return serviceZone(*service);
 }
 
 /// The last full half hour.
@@ -64,92 +136,84 @@ std::int64_t slotOf(std::int64_t time)
     return time - time % kSlot;
 }
 
-GuideWindow windowFor(const GuideOptions& guide, std::int64_t now, int offsetSeconds)
+GuideWindow windowFor(const GuideOptions& guide, std::int64_t now, const DisplayZone& zone)
 {
     GuideWindow window;
-    window.offsetSeconds = offsetSeconds;
+    window.zone = zone;
     window.now = now;
-    window.begin = guide.date.empty() ? slotOf(now) : *readGuideDate(guide.date) - offsetSeconds;
+    window.begin =
+        guide.date.empty() ? slotOf(now) : zone.instantOf(readGuideDate(guide.date, zone.localOf(now)).value());
     window.end = window.begin + guide.hours * kHour;
     return window;
 }
 
-void print(const std::list<WVLChannel>& channels, const std::list<WVLContent>& programmes, const GuideWindow& window)
+bool hasProgrammes(const std::list<WVLContent>& programmes, const GuideWindow& window)
 {
-    const std::string table = guideTable(channels, programmes, window, {terminalWidth(), terminalHasColours()});
+    return std::any_of(programmes.begin(), programmes.end(), [&window](const WVLContent& programme) {
+        const std::int64_t begin = programme.getStartTime().toTime_t();
+        const std::int64_t end = begin + std::int64_t{60} * std::max(0, programme.getDuration());
+        return programme.getStartTime().hasInstant() && begin < window.end && end > window.begin;
+    });
+}
+
+// --- output ----------------------------------------------------------------------------------------------------------
+
+void print(const GuideOptions& options, const std::list<WVLChannel>& channels, const std::list<WVLContent>& programmes,
+           const GuideWindow& window)
+{
+    GuideStyle style;
+    style.width = options.width > 0 ? options.width : terminalWidth();
+    style.colours = options.color == ColorChoice::Auto ? terminalHasColours() : options.color == ColorChoice::Always;
+    const std::string table = guideTable(channels, programmes, window, style);
     std::fwrite(table.data(), 1, table.size(), stdout);
 }
 
-/// What this machine's clock shows, in seconds east of Greenwich.
-int localOffset(std::time_t now)
+/// Says what there is instead, if the window is empty.
+void reportEmpty(const std::string& subject, const std::optional<TimeSpan>& span, const DisplayZone& zone)
 {
-    std::tm local{};
-    return ::localtime_r(&now, &local) ? static_cast<int>(local.tm_gmtoff) : 0;
-}
-
-/// The channels of programmes, in order of appearance.
-std::list<WVLChannel> channelsOf(const std::list<WVLContent>& programmes)
-{
-    std::list<WVLChannel> channels;
-    std::set<std::string_view> seen;
-    for (const WVLContent& programme : programmes) {
-        const WVLChannel& channel = programme.getChannel();
-        if (seen.insert(channel.getSource()).second)
-            channels.push_back(channel);
+    std::fflush(stdout);
+    if (span) {
+        fmt::print(stderr,
+                   "corvane: {} has no programmes for this time, but from {} to {}; choose a time with --date\n",
+                   subject, shownTime(span->first, zone), shownTime(span->second, zone));
+    } else {
+        fmt::print(stderr,
+                   "corvane: {} has no programmes within a month of now; import a listing with \"corvaned "
+                   "import\"\n",
+                   subject);
     }
-    return channels;
 }
 
-bool isOnDuring(const WVLContent& programme, const GuideWindow& window)
-{
-    const std::int64_t begin = programme.getStartTime().toTime_t();
-    const std::int64_t end = begin + std::int64_t{60} * std::max(0, programme.getDuration());
-    return programme.getStartTime().hasInstant() && begin < window.end && end > window.begin;
-}
+// --- schedule files --------------------------------------------------------------------------------------------------
 
-bool hasProgrammes(const std::list<WVLContent>& programmes, const GuideWindow& window)
-{
-    return std::any_of(programmes.begin(), programmes.end(),
-                       [&window](const WVLContent& programme) { return isOnDuring(programme, window); });
-}
-
-/// When the first programme begins; nothing when none has a time.
-std::optional<std::int64_t> firstBegin(const std::list<WVLContent>& programmes)
-{
-    std::optional<std::int64_t> first;
-    for (const WVLContent& programme : programmes) {
-        const WDateTime& start = programme.getStartTime();
-        if (start.hasInstant() && start.toTime_t() >= 0 && (!first || start.toTime_t() < *first))
-            first = start.toTime_t();
-    }
-    return first;
-}
-
-/// Why the plug-in could not read a file: it says only that it could not.
+/// Why the plug-in could not read a file: its status says only that it could not.
 std::string whyUnreadable(const std::string& file)
 {
     struct stat state {};
-    if (::stat(file.c_str(), &state) != 0)
+    if (::stat(file.c_str(), &state) != 0) {
         return std::strerror(errno);
-    if (!S_ISREG(state.st_mode))
+    }
+    if (!S_ISREG(state.st_mode)) {
         return S_ISDIR(state.st_mode) ? "it is a directory" : "it is not a regular file";
-    if (::access(file.c_str(), R_OK) != 0)
+    }
+    if (::access(file.c_str(), R_OK) != 0) {
         return std::strerror(errno);
-    return fmt::format("it has {} bytes, of which at most 64 MiB are read", state.st_size);
+    }
+    return fmt::format("it has {} bytes; at most 64 MiB are read", state.st_size);
 }
 
 ServiceProblem scheduleProblem(const std::string& file, int status)
 {
     constexpr const char* kGetOne =
-        "name a file of today's schedule, as \"corvane download URL DIR\" fetches it from the service";
+        "name a file of today's schedule, or omit FILE to download today's files from the service";
     switch (status) {
         case status::kFileNotReadable:
             return {fmt::format("cannot read the schedule file {}: {} (status {})", file, whyUnreadable(file), status),
                     kGetOne};
         case status::kNotJson:
-            return {fmt::format("{} is no schedule file: it is not JSON (status {})", file, status), kGetOne};
+            return {fmt::format("{} is not a schedule file: it is not JSON (status {})", file, status), kGetOne};
         case status::kUnreadableReply:
-            return {fmt::format("{} is no schedule file: it is JSON, but holds an error, or no channels (status {})",
+            return {fmt::format("{} is not a schedule file: it is JSON, but holds an error or no channels (status {})",
                                 file, status),
                     kGetOne};
         default:
@@ -159,72 +223,160 @@ ServiceProblem scheduleProblem(const std::string& file, int status)
     }
 }
 
+/// @throws ServiceProblem
+std::list<WVLContent> readSchedule(WCorvaneOAI& plugin, const std::string& file)
+{
+    WContainer<WVLContent> schedule;
+    const int status = plugin.getTodaySchedule(file, schedule);
+    if (status != status::kOk) {
+        throw scheduleProblem(file, status);
+    }
+    return schedule.getData();
+}
+
+/// A directory that goes with everything in it.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory()
+    {
+        std::string path = (std::filesystem::temp_directory_path() / "corvane-XXXXXX").string();
+        if (!::mkdtemp(path.data())) {
+            throw std::runtime_error(
+                fmt::format("cannot make a temporary directory {}: {}", path, std::strerror(errno)));
+        }
+        m_path = path;
+    }
+    ~TemporaryDirectory()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+/// Downloads a file through the plug-in.
+/// @return the status; 600 after an interruption
+int fetchFile(Runtime& runtime, const std::string& url, const std::string& directory, const std::string& name)
+{
+    constexpr auto kRefresh = 100ms;
+    ServiceCall<DownloadCallback> call;
+    const auto fetch = [&](WCorvaneOAI& plugin, DownloadCallback done, void* userData, WRequestStatus& out) {
+        return plugin.download(plugin.getContentProvider(), url, directory, name, done, userData, out);
+    };
+    call.start(runtime.plugin(), fetch, [](const WContentProvider&, const std::string&) {});
+    while (!call.isOverWithin(kRefresh)) {
+        if (Interruption::signal() != 0) {
+            call.cancel();
+        }
+    }
+    return call.wait(0ms);
+}
+
+/// Today's programmes from the service's files; nothing after an interruption.
+/// @throws ServiceProblem
+std::optional<std::list<WVLContent>> downloadToday(Runtime& runtime, ServiceSession& service)
+{
+    const Interruption interruption;
+    const TemporaryDirectory directory;
+    std::list<WVLContent> programmes;
+    int number = 0;
+    for (const WVLDownloadURL& file : service.fetchTodayFiles()) {
+        const std::string name = fmt::format("{}.json", ++number);
+        const int status = fetchFile(runtime, file.getURL(), directory.path(), name);
+        if (Interruption::signal() != 0) {
+            return std::nullopt;
+        }
+        if (status != status::kOk) {
+            throw describe("download " + file.getURL(), status, runtime.failures().take(), runtime.configuration());
+        }
+        programmes.splice(programmes.end(), readSchedule(runtime.plugin(), directory.path() + "/" + name));
+    }
+    return programmes;
+}
+
+/// Prints programmes that are all of today's. Without a date the window moves to them if nothing is on now.
+void printDay(const GuideOptions& guide, const std::list<WVLContent>& programmes, const std::string& subject,
+              GuideWindow window)
+{
+    const std::list<WVLChannel> channels = chosen(channelsOf(programmes), guide.channels);
+    const std::optional<TimeSpan> span = spanOf(programmes);
+    const bool isOn = hasProgrammes(programmes, window);
+    const bool moves = !isOn && guide.date.empty() && span;
+    if (moves) {
+        window.begin = slotOf(span->first);
+        window.end = window.begin + guide.hours * kHour;
+    }
+    print(guide, channels, programmes, window);
+    if (!span) {
+        fmt::print(stderr, "corvane: {} has no programmes\n", subject);
+    } else if (moves) {
+        fmt::print(stderr, "corvane: {} has no programmes for now; the table shows its beginning\n", subject);
+    } else if (!isOn) {
+        reportEmpty(subject, span, window.zone);
+    }
+}
+
 }  // namespace
 
-std::optional<std::int64_t> readGuideDate(std::string_view text)
+DisplayZone serviceZone(const WVLLocaltime& localtime)
 {
-    constexpr std::string_view kEvening = "T20:00";
-    constexpr std::size_t kDay = 10;
-    std::string complete(text);
-    if (complete.size() == kDay)
-        complete += kEvening;
-    complete += ":00";
-    const WDateTime time = WDateTime::fromString(complete, WDateTime::FORMAT_LOCAL, WDateTime::TIMEZONE_LOCAL);
-    if (!time.hasInstant())
-        return std::nullopt;
-    return time.toTime_t();
+    const int offset = localtime.getDifference().offsetSeconds();
+    const auto zone = DisplayZone::named(localtime.getTimezone());
+    const bool agrees =
+        zone && localtime.getUTC().hasInstant() && zone->offsetAt(localtime.getUTC().toTime_t()) == offset;
+    return agrees ? *zone : DisplayZone::fixed(offset);
 }
 
 int runGuide(const CommonOptions& options, const GuideOptions& guide)
 {
-    ServiceReason reason;
     Runtime runtime(options, Defaults::ForPeople);
-    ServiceSession service(runtime, reason, options.timeout());
+    ServiceSession service(runtime, options.timeout());
+    service.checkAddress();
     const WVLLocaltime localtime = service.fetchLocaltime();
     service.open();
     const std::list<WVLChannel> channels = chosen(service.fetchChannels(), guide.channels);
-    if (channels.empty())
+    if (channels.empty()) {
         throw ServiceProblem(
             fmt::format("the line-up of headend \"{}\" has no channels", runtime.configuration().text("headend")),
             "choose another one with --set headend=ID, or fill the service with \"corvaned import\"");
-    std::vector<std::string> sources;
-    for (const WVLChannel& channel : channels)
-        sources.push_back(channel.getSource());
+    }
     const WDateTime& clock = localtime.getUTC();
-    const GuideWindow window = windowFor(guide, clock.hasInstant() ? clock.toTime_t() : std::time(nullptr),
-                                         localtime.getDifference().offsetSeconds());
+    const std::int64_t now = clock.hasInstant() ? clock.toTime_t() : std::time(nullptr);
+    const GuideWindow window = windowFor(guide, now, zoneFor(guide, &localtime));
+    const std::vector<std::string> sources = sourcesOf(channels);
     const std::list<WVLContent> programmes = service.fetchSchedule(sources, window.begin, guide.hours);
-    print(channels, programmes, window);
-    if (programmes.empty())
-        fmt::print(stderr, "corvane: the service has no programmes for this time; name another one with --date\n");
+    print(guide, channels, programmes, window);
+    if (programmes.empty()) {
+        reportEmpty("the service", service.fetchSpan(sources, now), window.zone);
+    }
     return 0;
 }
 
 int runToday(const CommonOptions& options, const GuideOptions& guide, const std::string& file)
 {
     Runtime runtime(options, Defaults::ForPeople);
-    WContainer<WVLContent> schedule;
-    const int status = runtime.plugin().getTodaySchedule(file, schedule);
-    if (status != status::kOk)
-        throw scheduleProblem(file, status);
-    const std::list<WVLContent>& programmes = schedule.getData();
-    const std::list<WVLChannel> channels = chosen(channelsOf(programmes), guide.channels);
-    const std::time_t now = std::time(nullptr);
-    GuideWindow window = windowFor(guide, now, localOffset(now));
-    const std::optional<std::int64_t> first = firstBegin(programmes);
-    const bool isOn = hasProgrammes(programmes, window);
-    // Where the clock or the file is of another day, the file's own day is what there is to see.
-    if (!isOn && guide.date.empty() && first) {
-        window.begin = slotOf(*first);
-        window.end = window.begin + guide.hours * kHour;
+    if (!file.empty()) {
+        const std::list<WVLContent> programmes = readSchedule(runtime.plugin(), file);
+        printDay(guide, programmes, file, windowFor(guide, std::time(nullptr), zoneFor(guide, nullptr)));
+        return 0;
     }
-    print(channels, programmes, window);
-    if (!first)
-        fmt::print(stderr, "corvane: {} has no programmes\n", file);
-    else if (!isOn && guide.date.empty())
-        fmt::print(stderr, "corvane: {} has no programmes for now; this is where it begins\n", file);
-    else if (!isOn)
-        fmt::print(stderr, "corvane: {} has no programmes for this time; name another one with --date\n", file);
+    ServiceSession service(runtime, options.timeout());
+    service.checkAddress();
+    const WVLLocaltime localtime = service.fetchLocaltime();
+    service.open();
+    const auto programmes = downloadToday(runtime, service);
+    if (!programmes) {
+        fmt::print(stderr, "corvane: interrupted\n");
+        return 128 + Interruption::signal();
+    }
+    const WDateTime& clock = localtime.getUTC();
+    const std::int64_t now = clock.hasInstant() ? clock.toTime_t() : std::time(nullptr);
+    printDay(guide, *programmes, "today's schedule", windowFor(guide, now, zoneFor(guide, &localtime)));
     return 0;
 }
 

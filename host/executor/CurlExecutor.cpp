@@ -58,7 +58,7 @@ CURLM* makeMulti()
 
 }  // namespace
 
-CurlExecutor::CurlExecutor(HttpLimits limits) : m_limits(std::move(limits)), m_pMulti(makeMulti())
+CurlExecutor::CurlExecutor(HttpLimits limits) : m_limits(std::move(limits)), m_multi(makeMulti())
 {
     m_wakeUp.hold(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
     if (!m_wakeUp.isOpen()) {
@@ -81,8 +81,8 @@ CurlExecutor::~CurlExecutor()
 
 bool CurlExecutor::startThreads()
 {
-    if (!m_bDeliveryThread) {
-        m_bDeliveryThread = startThread(
+    if (!m_deliveryStarted) {
+        m_deliveryStarted = startThread(
             m_deliveryHandle, "http-deliver",
             [](void* self) -> void* {
                 static_cast<CurlExecutor*>(self)->deliverAll();
@@ -90,8 +90,8 @@ bool CurlExecutor::startThreads()
             },
             this);
     }
-    if (m_bDeliveryThread && !m_bTransferThread) {
-        m_bTransferThread = startThread(
+    if (m_deliveryStarted && !m_transferStarted) {
+        m_transferStarted = startThread(
             m_transferHandle, "http-transfer",
             [](void* self) -> void* {
                 static_cast<CurlExecutor*>(self)->transferAll();
@@ -99,7 +99,7 @@ bool CurlExecutor::startThreads()
             },
             this);
     }
-    return m_bTransferThread;
+    return m_transferStarted;
 }
 
 int CurlExecutor::addRequest(HttpRequest* request)
@@ -108,7 +108,7 @@ int CurlExecutor::addRequest(HttpRequest* request)
         return status::kBadArgument;
     {
         const Lock lock(m_lock);
-        if (m_bStopping || !startThreads())
+        if (m_stopping || !startThreads())
             return status::kNoService;
         try {
             if (m_spare.empty())
@@ -120,7 +120,7 @@ int CurlExecutor::addRequest(HttpRequest* request)
         } catch (const std::bad_alloc&) {
             return status::kNoService;
         }
-        Exchange& exchange = m_spare.front();
+        HttpExchange& exchange = m_spare.front();
         exchange.request = request;
         exchange.id = request->getID();
         exchange.accepted = Clock::now();
@@ -128,7 +128,7 @@ int CurlExecutor::addRequest(HttpRequest* request)
         m_waiting.splice(m_waiting.end(), m_spare, m_spare.begin());
         // Whoever flushes this id meanwhile waits for this request, too.
         if (isMarked(exchange))
-            m_bAttention = true;
+            m_attention = true;
     }
     wakeTransfers();
     return status::kOk;
@@ -136,13 +136,13 @@ int CurlExecutor::addRequest(HttpRequest* request)
 
 void CurlExecutor::wake()
 {
-    m_bAttention = true;
+    m_attention = true;
     wakeTransfers();
 }
 
 void CurlExecutor::wakeTransfers()
 {
-    if (m_bSleeping.exchange(false))
+    if (m_sleeping.exchange(false))
         eventfd_write(m_wakeUp.get(), 1);
 }
 
@@ -167,7 +167,7 @@ void CurlExecutor::flushHttpRequests(UINT64 id)
 /// of the completions around it, are the ones that it does not wait for.
 void CurlExecutor::flushHere(Lock& lock, UINT64 id)
 {
-    const auto isOfId = [id](const Exchange& exchange) { return exchange.id == id; };
+    const auto isOfId = [id](const HttpExchange& exchange) { return exchange.id == id; };
     const auto around = static_cast<std::size_t>(std::count_if(m_delivering.begin(), m_delivering.end(), isOfId));
     while (findLive(id)->requests > around) {
         const auto next = std::find_if(m_done.begin(), m_done.end(), isOfId);
@@ -181,12 +181,12 @@ void CurlExecutor::flushHere(Lock& lock, UINT64 id)
 void CurlExecutor::stop()
 {
     Lock lock(m_lock);
-    m_bStopping = true;
+    m_stopping = true;
     wake();
     m_somethingEnded.wait(lock, [&] { return m_live.empty(); });
-    const bool transferring = std::exchange(m_bTransferThread, false);
-    const bool delivering = std::exchange(m_bDeliveryThread, false);
-    m_bTransfersOver = m_bTransfersOver || !transferring;
+    const bool transferring = std::exchange(m_transferStarted, false);
+    const bool delivering = std::exchange(m_deliveryStarted, false);
+    m_transfersOver = m_transfersOver || !transferring;
     lock.unlock();
     m_somethingDone.notify_all();
     if (transferring)
@@ -209,9 +209,9 @@ void CurlExecutor::dropIfUnused(Live& live)
     m_live.pop_back();
 }
 
-bool CurlExecutor::isMarked(const Exchange& exchange)
+bool CurlExecutor::isMarked(const HttpExchange& exchange)
 {
-    return m_bStopping || findLive(exchange.id)->flushes > 0 || exchange.request->isCancelled();
+    return m_stopping || findLive(exchange.id)->flushes > 0 || exchange.request->isCancelled();
 }
 
 // --- transfer thread -------------------------------------------------------------------------------------------------
@@ -223,12 +223,12 @@ void CurlExecutor::transferAll()
         m_now = Clock::now();
         beginStarting();
         int active = 0;
-        const CURLMcode code = curl_multi_perform(m_pMulti.get(), &active);
+        const CURLMcode code = curl_multi_perform(m_multi.get(), &active);
         endFinished();
         if (code != CURLM_OK) {
             endAll(code == CURLM_OUT_OF_MEMORY ? session::kOutOfMemory : session::kBrokeOff);
         }
-        if (m_bAttention.exchange(false))
+        if (m_attention.exchange(false))
             endMarked();
         endOverdue();
         if (!m_ended.empty())
@@ -266,8 +266,8 @@ bool CurlExecutor::exchangeWithOthers()
             if (!m_waiting.empty())
                 m_nextExpiry = m_waiting.front().accepted + m_limits.totalTimeout;
         }
-        if (m_bStopping && m_running.empty() && m_waiting.empty()) {
-            m_bTransfersOver = true;
+        if (m_stopping && m_running.empty() && m_waiting.empty()) {
+            m_transfersOver = true;
             goOn = false;
             somethingDone = true;
         }
@@ -289,7 +289,7 @@ void CurlExecutor::beginStarting()
     m_starting.clear();
 }
 
-SESSION_STATUS CurlExecutor::begin(Exchanges::iterator exchange)
+SESSION_STATUS CurlExecutor::begin(HttpExchanges::iterator exchange)
 {
     if (exchange->request->isCancelled())
         return session::kCancelled;
@@ -311,18 +311,18 @@ SESSION_STATUS CurlExecutor::begin(Exchanges::iterator exchange)
     const auto left = exchange->accepted + m_limits.totalTimeout - m_now;
     const SESSION_STATUS status =
         transfer.begin(*exchange->request, std::chrono::ceil<std::chrono::milliseconds>(left));
-    if (status == session::kCompleted && curl_multi_add_handle(m_pMulti.get(), transfer.handle()) != CURLM_OK)
+    if (status == session::kCompleted && curl_multi_add_handle(m_multi.get(), transfer.handle()) != CURLM_OK)
         return session::kOutOfMemory;
     return status;
 }
 
 /// Takes an exchange from libcurl and puts its transfer back for the next one.
-void CurlExecutor::end(Exchanges::iterator exchange, SESSION_STATUS status)
+void CurlExecutor::end(HttpExchanges::iterator exchange, SESSION_STATUS status)
 {
     std::unique_ptr<Running> transfer(std::exchange(exchange->transfer, nullptr));
     exchange->status = status;
     if (transfer) {
-        const CURLMcode removed = curl_multi_remove_handle(m_pMulti.get(), transfer->handle());
+        const CURLMcode removed = curl_multi_remove_handle(m_multi.get(), transfer->handle());
         exchange->status = transfer->end(status);
         // A handle that libcurl does not give back is not used again; its destructor takes it out.
         if (removed == CURLM_OK && m_idleTransfers.size() < kKeptTransfers) {
@@ -335,7 +335,7 @@ void CurlExecutor::end(Exchanges::iterator exchange, SESSION_STATUS status)
 void CurlExecutor::endFinished()
 {
     int left = 0;
-    while (const CURLMsg* const message = curl_multi_info_read(m_pMulti.get(), &left)) {
+    while (const CURLMsg* const message = curl_multi_info_read(m_multi.get(), &left)) {
         if (message->msg != CURLMSG_DONE)
             continue;
         const SESSION_STATUS status = sessionStatus(message->data.result);
@@ -356,7 +356,7 @@ void CurlExecutor::endAll(SESSION_STATUS status)
 /// Ends what was cancelled or flushed. Requests in line go straight to delivery, which sees the mark itself.
 void CurlExecutor::endMarked()
 {
-    std::vector<Exchanges::iterator>& marked = m_starting;  // empty here, and large enough
+    std::vector<HttpExchanges::iterator>& marked = m_starting;  // empty here, and large enough
     {
         const Lock lock(m_lock);
         for (auto next = m_waiting.begin(); next != m_waiting.end();) {
@@ -393,26 +393,26 @@ void CurlExecutor::endOverdue()
 
 void CurlExecutor::sleep()
 {
-    m_bSleeping = true;
+    m_sleeping = true;
     {
         const Lock lock(m_lock);
-        if ((!m_waiting.empty() && m_running.size() < m_limits.concurrency) || m_bStopping)
-            m_bSleeping = false;
+        if ((!m_waiting.empty() && m_running.size() < m_limits.concurrency) || m_stopping)
+            m_sleeping = false;
     }
-    if (!m_bAttention && m_bSleeping) {
+    if (!m_attention && m_sleeping) {
         const auto until = std::min(m_nextDeadline, m_nextExpiry) - m_now;
         const auto timeout = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(until),
                                         std::chrono::milliseconds::zero(), kLongestSleep);
         curl_waitfd wakeUp{m_wakeUp.get(), CURL_WAIT_POLLIN, 0};
         // If it cannot wait, for lack of memory say, the thread still must not spin.
-        if (curl_multi_poll(m_pMulti.get(), &wakeUp, 1, static_cast<int>(timeout.count()), nullptr) != CURLM_OK) {
+        if (curl_multi_poll(m_multi.get(), &wakeUp, 1, static_cast<int>(timeout.count()), nullptr) != CURLM_OK) {
             std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(timeout, kPauseAfterFailure));
         }
         eventfd_t count = 0;
         if (wakeUp.revents != 0)
             eventfd_read(m_wakeUp.get(), &count);
     }
-    m_bSleeping = false;
+    m_sleeping = false;
 }
 
 // --- delivery thread -------------------------------------------------------------------------------------------------
@@ -422,7 +422,7 @@ void CurlExecutor::deliverAll()
     Lock lock(m_lock);
     m_deliveryThread = std::this_thread::get_id();
     while (true) {
-        m_somethingDone.wait(lock, [&] { return !m_done.empty() || m_bTransfersOver; });
+        m_somethingDone.wait(lock, [&] { return !m_done.empty() || m_transfersOver; });
         if (m_done.empty())
             return;
         deliver(lock, m_done.begin());
@@ -430,13 +430,16 @@ void CurlExecutor::deliverAll()
 }
 
 /// Runs one completion. This is where an outcome becomes fixed: a mark that comes later comes too late.
-void CurlExecutor::deliver(Lock& lock, Exchanges::iterator exchange)
+void CurlExecutor::deliver(Lock& lock, HttpExchanges::iterator exchange)
 {
     m_delivering.splice(m_delivering.end(), m_done, exchange);
     const SESSION_STATUS status = isMarked(*exchange) ? session::kCancelled : exchange->status;
     lock.unlock();
     if (status == session::kCancelled)
         exchange->request->response().setPayload({});
+    if (m_observer) {
+        m_observer(*exchange->request, status);
+    }
     exchange->request->complete(status);
     lock.lock();
     Live& live = *findLive(exchange->id);
@@ -471,8 +474,8 @@ HttpDelegator* HttpDelegator::getInstance()
     if (HttpDelegator* const installed = host::g_installed)
         return installed;
     // Never destroyed: requests may still be on their way while the process ends.
-    static HttpDelegator* const s_pDefault = new host::CurlExecutor();
-    return s_pDefault;
+    static HttpDelegator* const s_default = new host::CurlExecutor();
+    return s_default;
 }
 
 }  // namespace W

@@ -1,7 +1,7 @@
 // The reference executor: HTTP on libcurl's multi interface. One thread transfers, one delivers, so that completions
 // never overlap and a slow one holds up no transfer. framework/HttpDelegator.h states the contract (X1 to X5).
 //
-// A request is an Exchange that wanders through four lists: waiting, running, done, delivering. Its place is its
+// A request is an HttpExchange that wanders through four lists: waiting, running, done, delivering. Its place is its
 // state. One lock guards the lists; it is never held while libcurl or a completion runs.
 // Read next: CurlTransfer.h for one exchange on the wire.
 #pragma once
@@ -15,10 +15,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace W::host {
@@ -46,6 +48,12 @@ public:
     /// Not from inside a completion.
     void stop();
 
+    /// Called with every reply before its request completes, on the delivery thread. It must not throw.
+    using ReplyObserver = std::function<void(const HttpRequest& request, SESSION_STATUS status)>;
+
+    /// To be called before the first request.
+    void observeReplies(ReplyObserver observer) { m_observer = std::move(observer); }
+
     const DownloadProgress& downloads() const { return m_downloads; }
 
 private:
@@ -53,17 +61,17 @@ private:
     using Lock = std::unique_lock<std::mutex>;
 
     struct Running;
-    struct Exchange {
+    struct HttpExchange {
         HttpRequest* request = nullptr;
         UINT64 id = 0;
         Clock::time_point accepted;
         SESSION_STATUS status = session::kCompleted;
         Running* transfer = nullptr;  ///< while it is libcurl's
     };
-    using Exchanges = std::list<Exchange>;
+    using HttpExchanges = std::list<HttpExchange>;
     struct Running : CurlTransfer {
         using CurlTransfer::CurlTransfer;
-        Exchanges::iterator exchange;
+        HttpExchanges::iterator exchange;
     };
     /// The requests of one id that are accepted and not yet completed, and the flushes that wait for them.
     struct Live {
@@ -76,16 +84,16 @@ private:
     bool startThreads();
     Live* findLive(UINT64 id);
     void dropIfUnused(Live& live);
-    bool isMarked(const Exchange& exchange);
-    void deliver(Lock& lock, Exchanges::iterator exchange);
+    bool isMarked(const HttpExchange& exchange);
+    void deliver(Lock& lock, HttpExchanges::iterator exchange);
     void flushHere(Lock& lock, UINT64 id);
 
     // Transfer thread
     void transferAll();
     bool exchangeWithOthers();
     void beginStarting();
-    SESSION_STATUS begin(Exchanges::iterator exchange);
-    void end(Exchanges::iterator exchange, SESSION_STATUS status);
+    SESSION_STATUS begin(HttpExchanges::iterator exchange);
+    void end(HttpExchanges::iterator exchange, SESSION_STATUS status);
     void endFinished();
     void endAll(SESSION_STATUS status);
     void endMarked();
@@ -99,36 +107,37 @@ private:
     void deliverAll();
 
     const HttpLimits m_limits;
+    ReplyObserver m_observer;
     DownloadProgress m_downloads;
 
     std::mutex m_lock;
     std::condition_variable m_somethingDone;   ///< whoever delivers waits here
     std::condition_variable m_somethingEnded;  ///< flushes and stop() wait here
-    Exchanges m_waiting;
-    Exchanges m_done;
-    Exchanges m_delivering;  ///< more than one while a completion flushes
-    Exchanges m_spare;
+    HttpExchanges m_waiting;
+    HttpExchanges m_done;
+    HttpExchanges m_delivering;  ///< more than one while a completion flushes
+    HttpExchanges m_spare;
     std::vector<Live> m_live;
-    bool m_bTransferThread = false;
-    bool m_bDeliveryThread = false;
-    bool m_bStopping = false;
-    bool m_bTransfersOver = false;
+    bool m_transferStarted = false;
+    bool m_deliveryStarted = false;
+    bool m_stopping = false;
+    bool m_transfersOver = false;
     std::thread::id m_deliveryThread;
     pthread_t m_transferHandle{};
     pthread_t m_deliveryHandle{};
 
-    std::atomic<bool> m_bAttention{false};  ///< some request was marked since the transfer thread last looked
-    std::atomic<bool> m_bSleeping{false};   ///< the transfer thread is about to wait in libcurl
-    FileDescriptor m_wakeUp;                ///< an eventfd that ends the wait; cheaper than libcurl's own means
+    std::atomic<bool> m_attention{false};  ///< some request was marked since the transfer thread last looked
+    std::atomic<bool> m_sleeping{false};   ///< the transfer thread is about to wait in libcurl
+    FileDescriptor m_wakeUp;               ///< an eventfd that ends the wait; cheaper than libcurl's own means
 
     // Transfer thread only
     struct MultiCleanup {
         void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
     };
-    std::unique_ptr<CURLM, MultiCleanup> m_pMulti;
-    Exchanges m_running;
-    std::vector<Exchanges::iterator> m_starting;  ///< of m_running, not yet libcurl's
-    std::vector<Exchanges::iterator> m_ended;     ///< of m_running, no longer libcurl's
+    std::unique_ptr<CURLM, MultiCleanup> m_multi;
+    HttpExchanges m_running;
+    std::vector<HttpExchanges::iterator> m_starting;  ///< of m_running, not yet libcurl's
+    std::vector<HttpExchanges::iterator> m_ended;     ///< of m_running, no longer libcurl's
     std::vector<std::unique_ptr<Running>> m_idleTransfers;
     Clock::time_point m_now;                                      ///< in this turn of the loop
     Clock::time_point m_nextDeadline = Clock::time_point::max();  ///< no transfer is overdue before

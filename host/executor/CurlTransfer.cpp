@@ -52,9 +52,9 @@ bool isDownload(const HttpRequest& request)
 }  // namespace
 
 CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads)
-    : m_limits(limits), m_now(now), m_downloads(downloads), m_pEasy(curl_easy_init())
+    : m_limits(limits), m_now(now), m_downloads(downloads), m_easy(curl_easy_init())
 {
-    if (!m_pEasy)
+    if (!m_easy)
         throw std::bad_alloc();
     setFixedOptions();
 }
@@ -84,12 +84,12 @@ CurlTransfer& CurlTransfer::of(CURL* easy)
 
 SESSION_STATUS CurlTransfer::begin(HttpRequest& request, std::chrono::milliseconds left)
 {
-    m_pRequest = &request;
-    m_iFailure = session::kCompleted;
-    m_eSink = isDownload(request) ? Sink::Nowhere : Sink::Payload;
-    m_uArrived = 0;
-    m_bConnected = false;
-    m_bHeaderSeen = false;
+    m_request = &request;
+    m_failure = session::kCompleted;
+    m_sink = isDownload(request) ? Sink::Nowhere : Sink::Payload;
+    m_arrived = 0;
+    m_connected = false;
+    m_headerSeen = false;
     m_lastProgress = m_now;
     try {
         const auto url =
@@ -116,23 +116,23 @@ SESSION_STATUS CurlTransfer::begin(HttpRequest& request, std::chrono::millisecon
 
 SESSION_STATUS CurlTransfer::setBody()
 {
-    const HttpRequest& request = *m_pRequest;
-    m_iBodySent = 0;
-    m_iBodySize = static_cast<curl_off_t>(request.body().size());
+    const HttpRequest& request = *m_request;
+    m_bodySent = 0;
+    m_bodySize = static_cast<curl_off_t>(request.body().size());
     if (request.isFileUpload()) {
         // Not blocking: a pipe without a writer would hold up every other request.
         m_file.hold(::open(request.filePath().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
         struct stat status {};
         if (!m_file.isOpen() || ::fstat(m_file.get(), &status) != 0 || !S_ISREG(status.st_mode))
             return session::kFileTrouble;
-        m_iBodySize = status.st_size;
+        m_bodySize = status.st_size;
     }
     const bool withBody =
-        request.isFileUpload() || m_iBodySize > 0 || request.type() == HTTP_PUT || request.type() == HTTP_POST;
+        request.isFileUpload() || m_bodySize > 0 || request.type() == HTTP_PUT || request.type() == HTTP_POST;
     CURL* const easy = handle();
     if (withBody) {
         setOption(easy, CURLOPT_UPLOAD, 1L);
-        setOption(easy, CURLOPT_INFILESIZE_LARGE, m_iBodySize);
+        setOption(easy, CURLOPT_INFILESIZE_LARGE, m_bodySize);
     } else {
         setOption(easy, CURLOPT_HTTPGET, 1L);
     }
@@ -142,12 +142,12 @@ SESSION_STATUS CurlTransfer::setBody()
 
 void CurlTransfer::appendHeader(const std::string& line)
 {
-    curl_slist* const longer = curl_slist_append(m_pHeaders.get(), line.c_str());
+    curl_slist* const longer = curl_slist_append(m_headers.get(), line.c_str());
     if (!longer) {
         throw std::bad_alloc();
     }
-    if (!m_pHeaders) {
-        m_pHeaders.reset(longer);
+    if (!m_headers) {
+        m_headers.reset(longer);
     }
 }
 
@@ -158,7 +158,7 @@ void CurlTransfer::setHeaders(const HttpHeader& header)
         return;
     }
     m_headersSet = false;
-    m_pHeaders.reset();
+    m_headers.reset();
     m_headerLines = header.lines();
     const auto withdraw = [&](const std::string& name) {
         const auto& lines = header.lines();
@@ -179,39 +179,39 @@ void CurlTransfer::setHeaders(const HttpHeader& header)
     }
     // Switches decoding on; the request's own line stands in for the one that libcurl would send.
     setOption(handle(), CURLOPT_ACCEPT_ENCODING, decode ? "" : static_cast<const char*>(nullptr));
-    setOption(handle(), CURLOPT_HTTPHEADER, m_pHeaders.get());
+    setOption(handle(), CURLOPT_HTTPHEADER, m_headers.get());
     m_headersSet = true;
 }
 
 CurlTransfer::Clock::time_point CurlTransfer::deadline() const
 {
     const auto stalls = m_limits.stallTimeout;
-    return m_lastProgress + (m_bConnected ? stalls : std::min(stalls, m_limits.connectTimeout));
+    return m_lastProgress + (m_connected ? stalls : std::min(stalls, m_limits.connectTimeout));
 }
 
 SESSION_STATUS CurlTransfer::end(SESSION_STATUS given)
 {
-    HttpResponse& response = m_pRequest->response();
+    HttpResponse& response = m_request->response();
     long code = 0;
     // Before the first header line, the handle still remembers the exchange before.
-    if (m_bHeaderSeen)
+    if (m_headerSeen)
         curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &code);
     SESSION_STATUS status = given;
-    if (m_iFailure != session::kCompleted && given != session::kCancelled)
-        status = m_iFailure;
-    const bool writing = m_eSink == Sink::File;
+    if (m_failure != session::kCompleted && given != session::kCancelled)
+        status = m_failure;
+    const bool writing = m_sink == Sink::File;
     if (!m_file.close() && writing && status == session::kCompleted)
         status = session::kFileTrouble;
     response.setHttpResponseCode(static_cast<HTTP_RESPONSE_CODE>(code));
     if (status != session::kCompleted)
         response.setPayload({});
-    m_pRequest = nullptr;
+    m_request = nullptr;
     return status;
 }
 
 bool CurlTransfer::fail(SESSION_STATUS why)
 {
-    m_iFailure = why;
+    m_failure = why;
     return false;
 }
 
@@ -220,12 +220,12 @@ bool CurlTransfer::startOfBody()
 {
     long code = 0;
     curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &code);
-    if (code < 200 || code > 299 || !isDownload(*m_pRequest) || m_eSink == Sink::File)
+    if (code < 200 || code > 299 || !isDownload(*m_request) || m_sink == Sink::File)
         return true;
-    m_file.hold(::open(m_pRequest->filePath().c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0644));
+    m_file.hold(::open(m_request->filePath().c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0644));
     if (!m_file.isOpen())
         return fail(session::kFileTrouble);
-    m_eSink = Sink::File;
+    m_sink = Sink::File;
     curl_off_t announced = -1;
     curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
     if (announced > 0)
@@ -259,15 +259,15 @@ std::size_t CurlTransfer::expectedSize() const
 
 bool CurlTransfer::keep(std::string_view arrived)
 {
-    if (m_eSink == Sink::File)
+    if (m_sink == Sink::File)
         return keepInFile(arrived);
-    if (arrived.size() > m_limits.payloadCap - m_uArrived)
+    if (arrived.size() > m_limits.payloadCap - m_arrived)
         return fail(session::kOutOfMemory);
-    const bool first = m_uArrived == 0;
-    m_uArrived += arrived.size();
-    if (m_eSink == Sink::Nowhere)
+    const bool first = m_arrived == 0;
+    m_arrived += arrived.size();
+    if (m_sink == Sink::Nowhere)
         return true;
-    std::string& payload = m_pRequest->response().payload();
+    std::string& payload = m_request->response().payload();
     try {
         if (first)
             payload.reserve(expectedSize());
@@ -280,12 +280,12 @@ bool CurlTransfer::keep(std::string_view arrived)
 
 std::size_t CurlTransfer::readBody(char* buffer, std::size_t room)
 {
-    const auto wanted = static_cast<std::size_t>(std::min(static_cast<curl_off_t>(room), m_iBodySize - m_iBodySent));
+    const auto wanted = static_cast<std::size_t>(std::min(static_cast<curl_off_t>(room), m_bodySize - m_bodySent));
     if (wanted == 0)
         return 0;
     std::size_t given = wanted;
-    if (m_pRequest->isFileUpload()) {
-        const ssize_t got = ::pread(m_file.get(), buffer, wanted, m_iBodySent);
+    if (m_request->isFileUpload()) {
+        const ssize_t got = ::pread(m_file.get(), buffer, wanted, m_bodySent);
         // A file that became shorter cannot fill the length that was announced.
         if (got <= 0) {
             fail(session::kFileTrouble);
@@ -293,9 +293,9 @@ std::size_t CurlTransfer::readBody(char* buffer, std::size_t room)
         }
         given = static_cast<std::size_t>(got);
     } else {
-        std::memcpy(buffer, m_pRequest->body().data() + m_iBodySent, wanted);
+        std::memcpy(buffer, m_request->body().data() + m_bodySent, wanted);
     }
-    m_iBodySent += static_cast<curl_off_t>(given);
+    m_bodySent += static_cast<curl_off_t>(given);
     return given;
 }
 
@@ -318,7 +318,7 @@ std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t cou
     auto& transfer = *static_cast<CurlTransfer*>(self);
     const std::string_view line(data, size * count);
     transfer.m_lastProgress = transfer.m_now;
-    transfer.m_bHeaderSeen = true;
+    transfer.m_headerSeen = true;
     const bool last = line == "\r\n" || line == "\n";
     return !last || transfer.startOfBody() ? line.size() : 0;
 }
@@ -326,16 +326,16 @@ std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t cou
 int CurlTransfer::onSeek(void* self, curl_off_t offset, int origin)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    if (origin != SEEK_SET || offset < 0 || offset > transfer.m_iBodySize)
+    if (origin != SEEK_SET || offset < 0 || offset > transfer.m_bodySize)
         return CURL_SEEKFUNC_FAIL;
-    transfer.m_iBodySent = offset;
+    transfer.m_bodySent = offset;
     return CURL_SEEKFUNC_OK;
 }
 
 int CurlTransfer::onConnected(void* self, char* /*remote*/, char* /*local*/, int /*remotePort*/, int /*localPort*/)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    transfer.m_bConnected = true;
+    transfer.m_connected = true;
     transfer.m_lastProgress = transfer.m_now;
     return CURL_PREREQFUNC_OK;
 }

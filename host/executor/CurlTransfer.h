@@ -43,7 +43,7 @@ public:
     /// @return how the exchange ended; with anything but kCompleted the payload is empty
     SESSION_STATUS end(SESSION_STATUS given);
 
-    CURL* handle() const { return m_pEasy.get(); }
+    CURL* handle() const { return m_easy.get(); }
     static CurlTransfer& of(CURL* easy);
 
     /// When the transfer has to be given up unless something happens: at its connect time-out until a connection
@@ -84,20 +84,20 @@ private:
     const HttpLimits& m_limits;
     const Clock::time_point& m_now;
     DownloadProgress& m_downloads;
-    std::unique_ptr<CURL, EasyCleanup> m_pEasy;
-    std::unique_ptr<curl_slist, ListCleanup> m_pHeaders;
-    std::vector<HttpHeader::Line> m_headerLines;  ///< what m_pHeaders was made of
-    bool m_headersSet = false;                    ///< m_pHeaders is complete, and the handle has it
-    HttpRequest* m_pRequest = nullptr;
-    Clock::time_point m_lastProgress;                 ///< when the last byte moved, or when it began
-    SESSION_STATUS m_iFailure = session::kCompleted;  ///< why a callback of ours stopped the transfer
-    Sink m_eSink = Sink::Payload;
-    FileDescriptor m_file;       ///< of a download or an upload
-    curl_off_t m_iBodySize = 0;  ///< bytes to send
-    curl_off_t m_iBodySent = 0;
-    std::size_t m_uArrived = 0;  ///< bytes of the payload, kept or not
-    bool m_bConnected = false;
-    bool m_bHeaderSeen = false;
+    std::unique_ptr<CURL, EasyCleanup> m_easy;
+    std::unique_ptr<curl_slist, ListCleanup> m_headers;
+    std::vector<HttpHeader::Line> m_headerLines;  ///< what m_headers was made of
+    bool m_headersSet = false;                    ///< m_headers is complete, and the handle has it
+    HttpRequest* m_request = nullptr;
+    Clock::time_point m_lastProgress;                ///< when the last byte moved, or when it began
+    SESSION_STATUS m_failure = session::kCompleted;  ///< why a callback of ours stopped the transfer
+    Sink m_sink = Sink::Payload;
+    FileDescriptor m_file;      ///< of a download or an upload
+    curl_off_t m_bodySize = 0;  ///< bytes to send
+    curl_off_t m_bodySent = 0;
+    std::size_t m_arrived = 0;  ///< bytes of the payload, kept or not
+    bool m_connected = false;
+    bool m_headerSeen = false;
 };
 
 }  // namespace W::host

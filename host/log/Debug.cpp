@@ -1,5 +1,5 @@
-// CCDebug's and CWCCDebug's operations and the log that they write to. A line that the level drops costs one relaxed
-// load: plug-ins trace every operation.
+// CWCCDebug's operations and the log that they write to. A line above the level costs one relaxed load: plug-ins trace
+// every operation.
 #include "Debug.h"
 
 #include <fcntl.h>
@@ -11,14 +11,13 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
-// Formats come from whoever prints; CCDebug::Print() has checked them.
+// Callers of CCDebug::Print() have had their formats checked.
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
 namespace W {
@@ -28,20 +27,8 @@ namespace {
 constexpr unsigned long kErrorLevel = 1;
 
 std::atomic<unsigned long> g_level{kErrorLevel};
-/// Highest level that anybody wants: of the log, or all of them while lines are watched.
-std::atomic<unsigned long> g_wantedLevel{kErrorLevel};
 
-struct Watch {
-    std::string part;
-    std::function<void(std::string_view)> watcher;
-};
-Watch& watch()
-{
-    static Watch s_watch;
-    return s_watch;
-}
-
-/// Formats once where the text is short, as nearly all lines are.
+/// Formats short lines, which nearly all are, in one go.
 std::string formatted(const char* format, va_list* arguments)
 {
     std::array<char, 512> small{};
@@ -66,28 +53,23 @@ enum class LineEnd {
 
 void print(unsigned long level, const char* format, va_list* arguments, LineEnd end)
 {
-    if (level > g_wantedLevel.load(std::memory_order_relaxed))
+    if (level > g_level.load(std::memory_order_relaxed) || CCDebug::DebugIO == nullptr) {
         return;
-    const bool logged = CCDebug::DebugIO != nullptr && level <= g_level.load(std::memory_order_relaxed);
-    const bool watched = watch().watcher && std::strstr(format, watch().part.c_str()) != nullptr;
-    if (!logged && !watched)
-        return;
+    }
     try {
         std::string text = formatted(format, arguments);
-        if (watched)
-            watch().watcher(text);
-        if (end == LineEnd::Always && (text.empty() || text.back() != '\n'))
+        if (end == LineEnd::Always && (text.empty() || text.back() != '\n')) {
             text += '\n';
-        if (logged)
-            CCDebug::DebugIO->write(text.c_str());
+        }
+        CCDebug::DebugIO->write(text.c_str());
     } catch (const std::bad_alloc&) {
-        // A line less: printing never fails its caller.
+        // The line is lost: printing never fails its caller.
     }
 }
 
 }  // namespace
 
-// This host has no menu that would list the modules.
+// This host has no menu of modules.
 void CCDebug::t_AddModule(const char* /*name*/, int /*modules*/) {}
 
 void CWCCDebug::Reset()
@@ -119,7 +101,7 @@ namespace host {
 
 namespace {
 
-/// Puts out what a thread left without an end of line.
+/// Writes the line that a thread left without its end.
 void endLine(void* line)
 {
     const std::unique_ptr<std::string> text(static_cast<std::string*>(line));
@@ -132,8 +114,8 @@ void endLine(void* line)
     }
 }
 
-/// Under it stands each thread's unfinished line. Not thread_local: registering a destructor ends the process where
-/// there is no memory, and that is when a thread may have its first line to print.
+/// The key of each thread's unfinished line. It is not thread_local: registering a destructor ends the process if there
+/// is no memory, which may be just when a thread prints its first line.
 pthread_key_t lineKey()
 {
     static const pthread_key_t s_key = [] {
@@ -144,7 +126,7 @@ pthread_key_t lineKey()
     return s_key;
 }
 
-/// Null for a thread that has none.
+/// @return null if the thread has none
 std::string* unfinishedLine()
 {
     return static_cast<std::string*>(pthread_getspecific(lineKey()));
@@ -162,7 +144,7 @@ void keepUnfinished(std::string_view text)
         static_cast<void>(line.release());  // endLine() frees it
 }
 
-/// The thread that ends the process does not end by itself.
+/// Writes the unfinished line of the thread that ends the process: pthread destructors do not run for it.
 const struct LastLine {
     LastLine() { lineKey(); }
     LastLine(const LastLine&) = delete;
@@ -178,26 +160,26 @@ const struct LastLine {
 
 }  // namespace
 
-DebugLog::DebugLog(int descriptor) : DebugLog(Target::Descriptor, descriptor) {}
+DebugLog::DebugLog(int descriptor) : DebugLog(LogTarget::Descriptor, descriptor) {}
 
-DebugLog::DebugLog(Target target, int descriptor) : m_eTarget(target), m_iDescriptor(descriptor) {}
+DebugLog::DebugLog(LogTarget target, int descriptor) : m_target(target), m_descriptor(descriptor) {}
 
 DebugLog::~DebugLog()
 {
-    if (m_eTarget == Target::OwnedDescriptor)
-        ::close(m_iDescriptor);
+    if (m_target == LogTarget::OwnedDescriptor)
+        ::close(m_descriptor);
 }
 
 std::unique_ptr<DebugLog> DebugLog::open(const std::string& target)
 {
     if (target == "syslog") {
         ::openlog("corvane", LOG_PID, LOG_USER);
-        return std::unique_ptr<DebugLog>(new DebugLog(Target::Syslog, -1));
+        return std::unique_ptr<DebugLog>(new DebugLog(LogTarget::Syslog, -1));
     }
     const int descriptor = ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
     if (descriptor < 0)
         throw std::runtime_error("cannot write the log file " + target + ": " + std::generic_category().message(errno));
-    return std::unique_ptr<DebugLog>(new DebugLog(Target::OwnedDescriptor, descriptor));
+    return std::unique_ptr<DebugLog>(new DebugLog(LogTarget::OwnedDescriptor, descriptor));
 }
 
 void DebugLog::vprintf(const char* format, va_list* arguments)
@@ -234,12 +216,12 @@ void DebugLog::write(const char* text)
 void DebugLog::put(std::string_view lines)
 {
     const std::lock_guard<std::mutex> lock(m_writeLock);
-    if (m_eTarget == Target::Syslog) {
+    if (m_target == LogTarget::Syslog) {
         ::syslog(LOG_INFO, "%.*s", static_cast<int>(lines.size() - 1), lines.data());
         return;
     }
     while (!lines.empty()) {
-        const ssize_t written = ::write(m_iDescriptor, lines.data(), lines.size());
+        const ssize_t written = ::write(m_descriptor, lines.data(), lines.size());
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0)
@@ -256,13 +238,6 @@ void installDebugLog(std::unique_ptr<DebugLog> log)
 void setDebugLevel(unsigned long level)
 {
     g_level = level;
-    g_wantedLevel = watch().watcher ? ~0UL : level;
-}
-
-void watchDebugLines(std::string part, std::function<void(std::string_view)> watcher)
-{
-    watch() = {std::move(part), std::move(watcher)};
-    setDebugLevel(g_level);
 }
 
 }  // namespace host

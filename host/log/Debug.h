@@ -1,10 +1,9 @@
-// The host's side of the debug facility: where the lines of CWCCDebug go, and how many of them.
-// Read next: Debug.cpp for the modules' own operations, framework/CCDebug.h for what a plug-in sees of them.
+// The host's side of the debug facility: where the lines of CWCCDebug go, and up to which level.
+// Read next: framework/CCDebug.h for the plug-in's side.
 #pragma once
 
 #include "CCDebug.h"
 
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -12,11 +11,11 @@
 
 namespace W::host {
 
-/// Puts debug text out in whole lines: text without an end of line waits, per thread, until its line is complete, and
-/// each call that completes lines becomes one write. What cannot be written is dropped: a log stops nobody's work.
+/// Writes debug lines whole: text without an end of line is kept, per thread, until the line is complete, and each call
+/// that completes lines becomes one write. Lines that cannot be written are dropped.
 class DebugLog : public CCDebugOutput {
 public:
-    /// A log that belongs to the caller of `write`, such as standard error.
+    /// A log on a descriptor such as standard error.
     /// @param descriptor  open for writing; stays the caller's
     explicit DebugLog(int descriptor);
     ~DebugLog() override;
@@ -31,27 +30,24 @@ public:
     void write(const char* text) override;
 
 private:
-    enum class Target {
+    enum class LogTarget {
         Descriptor,
         OwnedDescriptor,
         Syslog
     };
-    DebugLog(Target target, int descriptor);
+    DebugLog(LogTarget target, int descriptor);
     void put(std::string_view lines);
 
-    Target m_eTarget;
-    int m_iDescriptor;
+    LogTarget m_target;
+    int m_descriptor;
     std::mutex m_writeLock;
 };
 
-/// Makes a log the process's output, for good: lines may still come while the process ends. Before any thread prints.
+/// Makes a log the process's output for good: lines may still come while the process ends. To be called before any
+/// thread prints.
 void installDebugLog(std::unique_ptr<DebugLog> log);
 
 /// Lines above this level are dropped before anything is formatted.  [any thread]
 void setDebugLevel(unsigned long level);
-
-/// Shows every line whose format contains `part` to `watcher`, formatted, whether or not the level lets it out.
-/// One watch at a time; an empty watcher ends it. Before any thread prints.
-void watchDebugLines(std::string part, std::function<void(std::string_view line)> watcher);
 
 }  // namespace W::host

@@ -1,4 +1,3 @@
-// dlopen and the two entry points.
 #include "PluginLibrary.h"
 
 #include <dlfcn.h>
@@ -18,7 +17,7 @@ Function entryPoint(void* library, const std::string& file, const char* name)
 {
     void* const symbol = ::dlsym(library, name);
     if (!symbol)
-        throw std::runtime_error(fmt::format("{} is no plug-in: it does not export {}", file, name));
+        throw std::runtime_error(fmt::format("{} is not a plug-in: it does not export {}", file, name));
     Function function = nullptr;
     std::memcpy(&function, &symbol, sizeof function);
     return function;
@@ -26,31 +25,31 @@ Function entryPoint(void* library, const std::string& file, const char* name)
 
 }  // namespace
 
-PluginLibrary::PluginLibrary(const std::string& file) : m_sFile(file)
+PluginLibrary::PluginLibrary(const std::string& file) : m_file(file)
 {
     std::error_code error;
     if (!std::filesystem::is_regular_file(file, error))
         throw std::runtime_error(
             fmt::format("there is no plug-in at {}; build it, or name another one with --plugin", file));
-    // A path without a slash would be looked for in the system's directories.
+    // dlopen() searches the system's directories for a name without a slash.
     const std::string path = std::filesystem::absolute(file, error).string();
-    m_pLibrary.reset(::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
-    if (!m_pLibrary)
+    m_library.reset(::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
+    if (!m_library)
         throw std::runtime_error(
             fmt::format("cannot load the plug-in: {}; rebuild it, or name another one with --plugin", ::dlerror()));
-    m_create = entryPoint<CreatePlugin>(m_pLibrary.get(), file, "createPlugin");
-    m_destroy = entryPoint<DestroyPlugin>(m_pLibrary.get(), file, "destroyPlugin");
+    m_create = entryPoint<CreatePlugin>(m_library.get(), file, "createPlugin");
+    m_destroy = entryPoint<DestroyPlugin>(m_library.get(), file, "destroyPlugin");
 }
 
 PluginLibrary::Object PluginLibrary::create() const
 {
     std::unique_ptr<WPlugin, DestroyPlugin> plugin(m_create(), m_destroy);
     if (!plugin)
-        throw std::runtime_error(fmt::format("{} made no object: out of memory", m_sFile));
+        throw std::runtime_error(fmt::format("{} made no object: out of memory", m_file));
     auto* const object = dynamic_cast<WCorvaneOAI*>(plugin.get());
     if (!object)
         throw std::runtime_error(
-            fmt::format("{} is another kind of plug-in; name the right one with --plugin", m_sFile));
+            fmt::format("{} is another kind of plug-in; name the right one with --plugin", m_file));
     static_cast<void>(plugin.release());
     return {object, m_destroy};
 }
@@ -69,7 +68,7 @@ std::string PluginLibrary::standardFile()
     return (directory / "libcorvane.so").string();
 }
 
-void PluginLibrary::Unload::operator()(void* library) const
+void PluginLibrary::UnloadLibrary::operator()(void* library) const
 {
     ::dlclose(library);
 }

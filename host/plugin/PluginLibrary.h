@@ -8,20 +8,20 @@
 
 namespace W::host {
 
-/// A loaded plug-in. Objects that it makes must be gone before it is.
+/// A loaded plug-in. Its objects must be destroyed before it.
 class PluginLibrary {
 public:
-    /// Gives an object back to the library that made it.
+    /// An object, destroyed by the library that made it.
     using Object = std::unique_ptr<WCorvaneOAI, DestroyPlugin>;
 
     /// @throws std::runtime_error with one line: the file, what is wrong with it and what to do
     explicit PluginLibrary(const std::string& file);
 
     /// A new object.
-    /// @throws std::runtime_error when the library gives none
+    /// @throws std::runtime_error if the library makes none
     Object create() const;
 
-    const std::string& file() const { return m_sFile; }
+    const std::string& file() const { return m_file; }
 
     /// The library that belongs to this program: libcorvane.so beside the executable, else in the installation that the
     /// executable is part of, else in the prefix that Corvane was configured for.
@@ -29,11 +29,11 @@ public:
     static std::string standardFile();
 
 private:
-    struct Unload {
+    struct UnloadLibrary {
         void operator()(void* library) const;
     };
-    std::string m_sFile;
-    std::unique_ptr<void, Unload> m_pLibrary;
+    std::string m_file;
+    std::unique_ptr<void, UnloadLibrary> m_library;
     CreatePlugin m_create = nullptr;
     DestroyPlugin m_destroy = nullptr;
 };

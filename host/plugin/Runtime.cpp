@@ -1,8 +1,6 @@
-// Setting up and tearing down.
 #include "Runtime.h"
 
 #include "Debug.h"
-#include "SettingsFile.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -15,20 +13,14 @@
 
 namespace W::host {
 
-namespace {
-
-/// What a service on this machine answers to.
-constexpr std::pair<std::string_view, const char*> kDefaultsForPeople[] = {
-    {"base_url", "http://127.0.0.1:8900"},
-    {"app_key", "corvane"},
-    {"duid", "corvane-command"},
-    {"model_id", "corvane"},
-    {"country", "US"},
-    {"language", "en"},
-    {"headend", "default"},
-};
-
-}  // namespace
+Configuration loadConfiguration(const CommonOptions& options, Defaults defaults)
+{
+    Configuration configuration = loadSettings({defaults, options.config, options.settings}, environ);
+    for (const std::string& complaint : configuration.complaints()) {
+        fmt::print(stderr, "corvane: {}\n", complaint);
+    }
+    return configuration;
+}
 
 HttpLimits httpLimits(const Configuration& configuration)
 {
@@ -53,69 +45,39 @@ HttpLimits httpLimits(const Configuration& configuration)
     return limits;
 }
 
-std::string fill(Configuration& configuration, const CommonOptions& options, Defaults defaults)
-{
-    if (defaults == Defaults::ForPeople) {
-        for (const auto& [key, value] : kDefaultsForPeople)
-            configuration.set(key, value, "default");
-    }
-    std::string file = options.config;
-    if (file.empty() && defaults == Defaults::ForPeople)
-        file = standardSettingsFile().value_or("");
-    if (!file.empty())
-        readSettingsFile(file, configuration);
-    configuration.setFromEnvironment(environ);
-    for (const std::string& setting : options.settings) {
-        const std::size_t equals = setting.find('=');
-        configuration.set(setting.substr(0, equals), setting.substr(equals + 1), "--set");
-    }
-    for (const std::string& complaint : configuration.complaints())
-        fmt::print(stderr, "corvane: {}\n", complaint);
-    return file;
-}
-
-namespace {
-
-Configuration filled(const CommonOptions& options, Defaults defaults)
-{
-    Configuration configuration;
-    fill(configuration, options, defaults);
-    return configuration;
-}
-
-}  // namespace
-
 Runtime::Runtime(const CommonOptions& options, Defaults defaults)
-    : Runtime(options, filled(options, defaults), defaults)
+    : Runtime(options, loadConfiguration(options, defaults), defaults)
 {}
 
 Runtime::Runtime(const CommonOptions& options, Configuration configuration, Defaults defaults)
     : m_configuration(std::move(configuration))
 {
     HttpLimits limits = httpLimits(m_configuration);
-    // Not every request can be cancelled, and people do not wait longer than they said.
+    // Not every request can be cancelled, so the executor keeps to the time that people want to wait.
     if (defaults == Defaults::ForPeople) {
         const auto most = std::max(options.timeout(), std::chrono::milliseconds(1));
         limits.totalTimeout = std::min(most, limits.totalTimeout);
         limits.stallTimeout = std::min(most, limits.stallTimeout);
     }
-    // People get failures in words; the plug-in's error lines would only stand in between.
+    // People get failures in words; the plug-in's error lines would only be in the way.
     const bool quiet = defaults == Defaults::ForPeople && options.log.empty();
     setDebugLevel(options.logLevel.value_or(quiet ? 0 : 1));
     installDebugLog(options.log.empty() ? std::make_unique<DebugLog>(STDERR_FILENO) : DebugLog::open(options.log));
     installConfigManager(&m_configuration);
-    m_pExecutor = new CurlExecutor(limits);
-    installHttpDelegator(m_pExecutor);
-    m_pLibrary =
+    m_executor = new CurlExecutor(limits);
+    m_executor->observeReplies(
+        [this](const HttpRequest& request, SESSION_STATUS status) { m_failures.observe(request, status); });
+    installHttpDelegator(m_executor);
+    m_library =
         std::make_unique<PluginLibrary>(options.plugin.empty() ? PluginLibrary::standardFile() : options.plugin);
-    m_object = m_pLibrary->create();
+    m_object = m_library->create();
 }
 
 Runtime::~Runtime()
 {
     m_object.reset();
-    m_pExecutor->stop();
-    m_pLibrary.reset();
+    m_executor->stop();
+    m_library.reset();
     installConfigManager(nullptr);
 }
 

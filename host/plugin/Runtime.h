@@ -1,10 +1,11 @@
-// A process's host around one plug-in object: configuration, log, executor and library, in the order in which they come
-// and go. Every subcommand of corvane works on one.
+// The host of one plug-in object in this process: configuration, log, executor and library, in the order in which they
+// are set up. Every command works on one.
 #pragma once
 
-#include "Configuration.h"
 #include "CurlExecutor.h"
 #include "PluginLibrary.h"
+#include "ServiceProblem.h"
+#include "SettingsSources.h"
 
 #include <chrono>
 #include <memory>
@@ -14,13 +15,13 @@
 
 namespace W::host {
 
-/// What the command line says to all subcommands.
+/// Options of the command line that all commands share.
 struct CommonOptions {
     std::string plugin;                     ///< file; empty for the standard one
-    std::string config;                     ///< file; empty for the standard one, where that is read at all
+    std::string config;                     ///< file; empty for the user's
     std::vector<std::string> settings;      ///< KEY=VALUE
     std::string log;                        ///< file or "syslog"; empty for standard error
-    std::optional<unsigned long> logLevel;  ///< else 1, and with ForPeople and no log nothing
+    std::optional<unsigned long> logLevel;  ///< default 1; for people without a log 0
     double timeoutSeconds = 30;
 
     std::chrono::milliseconds timeout() const
@@ -29,28 +30,21 @@ struct CommonOptions {
     }
 };
 
-/// Scripts get what they say; people get what makes a local service work.
-enum class Defaults {
-    None,
-    ForPeople
-};
-
-/// Fills a configuration: defaults, then file, environment and --set. Complaints go to standard error.
-/// @return the file that was read; empty when none was
+/// Reads the settings from all sources and writes complaints to standard error.
 /// @throws std::runtime_error with one line for the user
-std::string fill(Configuration& configuration, const CommonOptions& options, Defaults defaults);
+Configuration loadConfiguration(const CommonOptions& options, Defaults defaults);
 
 /// The executor's limits from the configuration.
 /// @throws std::runtime_error naming the setting, its source and the range
 HttpLimits httpLimits(const Configuration& configuration);
 
-/// One per process at a time. Destruction gives the object back, ends what is outstanding and unloads the library.
+/// One per process at a time. The destructor destroys the object, ends what is outstanding and unloads the library.
 class Runtime {
 public:
     /// Installs configuration, log and executor, loads the library and makes the object.
     /// @throws std::runtime_error with one line for the user
     Runtime(const CommonOptions& options, Configuration configuration, Defaults defaults);
-    /// The same with a configuration filled as above.
+    /// The same with the configuration of loadConfiguration().
     Runtime(const CommonOptions& options, Defaults defaults);
     ~Runtime();
     Runtime(const Runtime&) = delete;
@@ -58,16 +52,18 @@ public:
 
     WCorvaneOAI& plugin() { return *m_object; }
     const Configuration& configuration() const { return m_configuration; }
-    const PluginLibrary& library() const { return *m_pLibrary; }
-    const DownloadProgress& downloads() const { return m_pExecutor->downloads(); }
+    const PluginLibrary& library() const { return *m_library; }
+    const DownloadProgress& downloads() const { return m_executor->downloads(); }
+    ServiceFailures& failures() { return m_failures; }
 
     /// Gives the object back to its library.
     void destroyPlugin() { m_object.reset(); }
 
 private:
     Configuration m_configuration;
-    CurlExecutor* m_pExecutor = nullptr;  ///< never destroyed: see HttpDelegator::getInstance()
-    std::unique_ptr<PluginLibrary> m_pLibrary;
+    ServiceFailures m_failures;
+    CurlExecutor* m_executor = nullptr;  ///< never destroyed: see HttpDelegator::getInstance()
+    std::unique_ptr<PluginLibrary> m_library;
     PluginLibrary::Object m_object{nullptr, nullptr};
 };
 

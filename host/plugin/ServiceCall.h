@@ -1,4 +1,4 @@
-// Operations of the plug-in, called from one thread that wants to see the result. Several may be on their way at once.
+// Calls of plug-in operations whose results one thread waits for. Several may be outstanding at once.
 #pragma once
 
 #include "WCorvaneOAI.h"
@@ -15,7 +15,7 @@ namespace W::host {
 template <class Callback>
 class ServiceCall;
 
-/// One call of an operation with this kind of callback. Has to stay where it is until wait() has returned.
+/// One call of an operation with this kind of callback. Must not move until wait() has returned.
 template <class... Rest>
 class ServiceCall<void (*)(int, Rest...)> {
 public:
@@ -33,37 +33,37 @@ public:
     template <class Operation, class Take, class... Arguments>
     void start(WCorvaneOAI& plugin, Operation operation, Take take, const Arguments&... arguments)
     {
-        m_pPlugin = &plugin;
+        m_plugin = &plugin;
         m_take = [take = std::move(take)](const std::tuple<Rest...>& all) {
             apply(take, all, std::make_index_sequence<kResults>());
         };
-        m_bPending = true;
+        m_pending = true;
         const int returned = std::invoke(operation, plugin, &ServiceCall::receive, arguments..., this, m_out);
         if (returned < 0)
             finish(returned);
     }
 
-    /// @return the callback's status, or that of the refusal; a request that takes longer than `patience` is cancelled
+    /// @return the callback's status, or that of the refusal. A request that takes longer than `patience` is cancelled.
     int wait(std::chrono::milliseconds patience)
     {
         if (!isOverWithin(patience))
             cancel();
         std::unique_lock<std::mutex> lock(m_lock);
-        // Cancelled or timed out by the executor: it comes.
-        m_ended.wait(lock, [this] { return !m_bPending; });
-        return m_iStatus;
+        // The executor cancels it or times it out, so the callback comes.
+        m_ended.wait(lock, [this] { return !m_pending; });
+        return m_status;
     }
 
-    /// Waits, and lets the request run on.
-    /// @return whether wait() would return at once
+    /// Waits without cancelling.
+    /// @return true if the request is over
     bool isOverWithin(std::chrono::milliseconds patience)
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        return m_ended.wait_for(lock, patience, [this] { return !m_bPending; });
+        return m_ended.wait_for(lock, patience, [this] { return !m_pending; });
     }
 
     /// @return as WCorvaneOAI::cancel()
-    int cancel() { return m_pPlugin->cancel(m_pPlugin->getContentProvider(), m_out.getReqRefernce()); }
+    int cancel() { return m_plugin->cancel(m_plugin->getContentProvider(), m_out.getReqRefernce()); }
 
 private:
     template <class Take, std::size_t... Index>
@@ -84,18 +84,18 @@ private:
     void finish(int status)
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        m_iStatus = status;
-        m_bPending = false;
+        m_status = status;
+        m_pending = false;
         m_ended.notify_all();
     }
 
-    WCorvaneOAI* m_pPlugin = nullptr;
+    WCorvaneOAI* m_plugin = nullptr;
     std::function<void(const std::tuple<Rest...>&)> m_take;
     WRequestStatus m_out;
     std::mutex m_lock;
     std::condition_variable m_ended;
-    bool m_bPending = false;
-    int m_iStatus = status::kOk;
+    bool m_pending = false;
+    int m_status = status::kOk;
 };
 
 }  // namespace W::host

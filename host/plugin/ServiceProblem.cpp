@@ -1,124 +1,154 @@
-// Status by status; the rest by its text.
 #include "ServiceProblem.h"
 
-#include "Debug.h"
 #include "WTypes.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <optional>
 #include <utility>
 
 namespace W::host {
 
 namespace {
 
-struct Advice {
+struct StatusAdvice {
     WSTATUS status;
+    const char* problem;  ///< {0} is the service's address
+    const char* hint;
+};
+
+constexpr StatusAdvice kStatusAdvice[] = {
+    {status::kBadArgument, "a setting that it needs is empty",
+     "check app_key, country and headend; \"corvane doctor\" shows where settings come from"},
+    {status::kNotJson, "the server at {0} is not a Corvane service: its reply is not JSON",
+     "set the service's address with --set base_url=URL"},
+    {status::kUnreadableReply, "the server at {0} does not reply as a Corvane service does",
+     "set the service's address with --set base_url=URL"},
+    {-13, "the transfer from {0} failed", "check the service's log, and its certificate if the address is https"},
+    {-500, "{0} did not answer in time", "check the service's log, or wait longer with --timeout SECONDS"},
+    {status::kUnreachable, "there is no service at {0}",
+     "start one with \"corvaned serve\", or set another address with --set base_url=URL"},
+    {status::kNoSession, "the service does not accept the session",
+     "set app_key and secret_key to the values that the service was started with"},
+    {status::kEmptyList, "the service has none", "fill the service with \"corvaned import\""},
+    {-205, "the service refuses or does not know this request", "check the service's log"},
+    {status::kCancelled, "{0} did not answer in time", "wait longer with --timeout SECONDS"},
+};
+
+struct HttpAdvice {
+    HTTP_RESPONSE_CODE code;
     const char* problem;
     const char* hint;
 };
 
-// {0} is the service's address.
-constexpr Advice kAdvice[] = {
-    {status::kBadArgument, "an option that it needs is empty",
-     "look at app_key, country and headend; \"corvane doctor\" shows where options come from"},
-    {status::kNotJson, "what answers at {0} is no Corvane service: its reply is not JSON",
-     "name the service's address with --set base_url=URL"},
-    {status::kUnreadableReply, "what answers at {0} does not reply as a Corvane service does",
-     "name the service's address with --set base_url=URL"},
-    {-13, "the transfer from {0} failed", "look at the service's log, and at its certificate when it speaks https"},
-    {-500, "{0} did not answer in time", "look at the service's log, or allow more with --timeout SECONDS"},
-    {status::kUnreachable, "there is no service at {0}",
-     "start one with \"corvaned serve\", or name another address with --set base_url=URL"},
-    {status::kNoSession, "the service does not accept the session",
-     "set app_key and secret_key to what the service was started with"},
-    {-205, "the service refuses or does not know this request", "look at the service's log"},
-    {status::kCancelled, "{0} did not answer in time", "allow more with --timeout SECONDS"},
+/// HTTP codes for which the plug-in has no status.
+constexpr HttpAdvice kHttpAdvice[] = {
+    {429, "the service gets too many requests (HTTP 429)", "wait a minute and try again"},
+    {502, "a proxy before the service cannot reach it (HTTP 502)", "check the proxy, and that the service is running"},
+    {503, "the service is overloaded or under maintenance (HTTP 503)", "try again later, or check the service's log"},
+    {504, "a proxy before the service got no answer in time (HTTP 504)", "check the service's log"},
 };
 
-/// Code and message of the line that the plug-in writes about a refusal.
-std::optional<std::string> fromErrorLine(std::string_view line)
+std::string advised(const std::string& step, std::string problem, const ServiceFailure& failure, int status)
 {
-    constexpr std::string_view kCode = "Error Code:";
-    constexpr std::string_view kMessage = "   ErrorMsg:";
-    const std::size_t code = line.find(kCode);
-    const std::size_t message = line.find(kMessage);
-    if (code == std::string_view::npos || message == std::string_view::npos || message < code)
-        return std::nullopt;
-    const std::string_view codeText = line.substr(code + kCode.size(), message - code - kCode.size());
-    std::string_view messageText = line.substr(message + kMessage.size());
-    messageText = messageText.substr(0, messageText.find('\n'));
-    return fmt::format("code {}: {}", codeText, messageText);
-}
-
-/// The same from a reply that the plug-in dumps: one with an HTTP error is not read by it.
-std::optional<std::string> fromReplyDump(std::string_view line)
-{
-    constexpr std::size_t kMostOfAnError = 4096;
-    const std::size_t begin = line.find('{');
-    if (begin == std::string_view::npos || line.size() > kMostOfAnError ||
-        line.find("\"err\"") == std::string_view::npos)
-        return std::nullopt;
-    line = line.substr(begin, line.rfind('}') - begin + 1);
-    using Json = nlohmann::json;
-    const Json reply = Json::parse(line, nullptr, false);
-    const Json::json_pointer code("/rsp/err/code");
-    const Json::json_pointer message("/rsp/err/msg");
-    if (reply.is_discarded() || !reply.contains(code) || !reply[code].is_string())
-        return std::nullopt;
-    const bool told = reply.contains(message) && reply[message].is_string();
-    return fmt::format("code {}: {}", reply[code].get<std::string>(), told ? reply[message].get<std::string>() : "");
+    if (!failure.error.empty()) {
+        problem += ", " + failure.error;
+    }
+    return fmt::format("cannot {}: {} (status {})", step, problem, status);
 }
 
 }  // namespace
 
-ServiceReason::ServiceReason()
+ServiceFailure readFailure(const HttpResponse& response)
 {
-    watchDebugLines("%s", [this](std::string_view line) { look(line); });
+    using Json = nlohmann::json;
+    constexpr std::size_t kMostOfAnError = 4096;
+    constexpr int kFirstHttpError = 300;
+    const std::string& body = response.getPayload();
+    ServiceFailure failure;
+    if (response.getHttpResponseCode() >= kFirstHttpError) {
+        failure.httpCode = response.getHttpResponseCode();
+    }
+    if (body.size() > kMostOfAnError || body.find("\"err\"") == std::string::npos) {
+        return failure;
+    }
+    const Json reply = Json::parse(body, nullptr, false);
+    const Json::json_pointer code("/rsp/err/code");
+    const Json::json_pointer message("/rsp/err/msg");
+    if (reply.is_discarded() || !reply.contains(code) || !reply[code].is_string()) {
+        return failure;
+    }
+    failure.httpCode = response.getHttpResponseCode();
+    failure.error = "code " + reply[code].get<std::string>();
+    if (reply.contains(message) && reply[message].is_string()) {
+        failure.error += ": " + reply[message].get<std::string>();
+    }
+    return failure;
 }
 
-ServiceReason::~ServiceReason()
+void ServiceFailures::observe(const HttpRequest& request, SESSION_STATUS status)
 {
-    watchDebugLines({}, {});
-}
-
-void ServiceReason::look(std::string_view line)
-{
-    std::optional<std::string> reason = fromErrorLine(line);
-    if (!reason)
-        reason = fromReplyDump(line);
-    if (!reason)
+    if (status != session::kCompleted) {
         return;
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_sReason = std::move(*reason);
+    }
+    try {
+        ServiceFailure failure = readFailure(request.response());
+        if (failure.httpCode != 0) {
+            const std::lock_guard<std::mutex> lock(m_lock);
+            m_last = std::move(failure);
+        }
+    } catch (const std::exception&) {
+        // Out of memory: the failure is described by its status alone.
+    }
 }
 
-std::string ServiceReason::take()
+ServiceFailure ServiceFailures::take()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return std::exchange(m_sReason, {});
+    return std::exchange(m_last, {});
 }
 
-ServiceProblem describe(std::string_view step, int status, const std::string& reason,
+ServiceProblem describe(std::string_view step, int status, const ServiceFailure& failure,
                         const Configuration& configuration)
 {
-    const std::string start = fmt::format("cannot {}: ", step);
-    const std::string& address = configuration.text("base_url");
-    for (const Advice& row : kAdvice) {
-        if (row.status != status)
-            continue;
-        std::string problem = fmt::format(fmt::runtime(row.problem), address);
-        if (!reason.empty())
-            problem += fmt::format(", {}", reason);
-        return {fmt::format("{}{} (status {})", start, problem, status), row.hint};
+    const std::string tried(step);
+    for (const HttpAdvice& row : kHttpAdvice) {
+        if (row.code == failure.httpCode) {
+            return {advised(tried, row.problem, failure, status), row.hint};
+        }
     }
-    if (status <= status::kServiceError)
-        return {fmt::format("{}the service refuses with {} (status {})", start,
-                            reason.empty() ? fmt::format("code {}", status::kServiceError - status) : reason, status),
-                "look at the options that the message is about; \"corvane doctor\" shows where they come from"};
-    return {fmt::format("{}{} (status {})", start, WSTATUS2STRING(status), status), "look at the service's log"};
+    for (const StatusAdvice& row : kStatusAdvice) {
+        if (row.status == status) {
+            const std::string problem = fmt::format(fmt::runtime(row.problem), configuration.text("base_url"));
+            return {advised(tried, problem, failure, status), row.hint};
+        }
+    }
+    if (status <= status::kServiceError) {
+        const std::string error =
+            failure.error.empty() ? fmt::format("code {}", status::kServiceError - status) : failure.error;
+        return {fmt::format("cannot {}: the service refuses with {} (status {})", step, error, status),
+                "check the settings that the message is about; \"corvane doctor\" shows where they come from"};
+    }
+    if (failure.httpCode != 0) {
+        return {advised(tried, fmt::format("the service answers with HTTP {}", failure.httpCode), failure, status),
+                "check the service's log"};
+    }
+    return {fmt::format("cannot {}: {} (status {})", step, WSTATUS2STRING(status), status), "check the service's log"};
+}
+
+ServiceProblem describeRefusedSession(int status, const ServiceFailure& failure, const Configuration& configuration)
+{
+    const ServiceProblem problem = describe("open a session", status, failure, configuration);
+    std::string empty;
+    for (const char* const key : {"app_key", "duid", "model_id", "country"}) {
+        if (configuration.text(key).empty()) {
+            empty += fmt::format("{}{}", empty.empty() ? "" : ", ", key);
+        }
+    }
+    if (empty.empty()) {
+        return problem;
+    }
+    return {problem.what(), fmt::format("these settings are empty: {}; set them with --set NAME=VALUE", empty)};
 }
 
 }  // namespace W::host

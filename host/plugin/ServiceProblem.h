@@ -2,48 +2,56 @@
 #pragma once
 
 #include "Configuration.h"
+#include "HttpRequest.h"
 
 #include <mutex>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace W::host {
 
-/// A failure for people.
+/// A failure with a hint for people.
 class ServiceProblem : public std::runtime_error {
 public:
-    ServiceProblem(const std::string& what, std::string hint) : std::runtime_error(what), m_sHint(std::move(hint)) {}
-    const std::string& hint() const { return m_sHint; }
+    ServiceProblem(const std::string& what, std::string hint) : std::runtime_error(what), m_hint(std::move(hint)) {}
+    const std::string& hint() const { return m_hint; }
 
 private:
-    std::string m_sHint;
+    std::string m_hint;
 };
 
-/// The reason that the service gave for its last refusal. The plug-in delivers a status only; code and message stand in
-/// its debug lines, which this reads.
-class ServiceReason {
+/// What a reply said about its failure. The plug-in passes on a status only.
+struct ServiceFailure {
+    HTTP_RESPONSE_CODE httpCode = 0;  ///< 0 if no reply came
+    std::string error;                ///< the service's code and message, as in "code 209: locked"; may be empty
+};
+
+/// Keeps the last failure that the executor saw.  [any thread]
+class ServiceFailures {
 public:
-    /// Watches the debug lines. Make it before, and let it outlive, whatever prints them.
-    ServiceReason();
-    ~ServiceReason();
-    ServiceReason(const ServiceReason&) = delete;
-    ServiceReason& operator=(const ServiceReason&) = delete;
+    /// Looks at one reply; see CurlExecutor::ReplyObserver.
+    void observe(const HttpRequest& request, SESSION_STATUS status);
 
-    /// Code and message; empty when none was seen. Forgets them.
-    std::string take();
+    /// The last failure; empty if there was none. Forgets it.
+    ServiceFailure take();
 
 private:
-    void look(std::string_view line);
-
     std::mutex m_lock;
-    std::string m_sReason;
+    ServiceFailure m_last;
 };
 
-/// Says what went wrong.
+/// What a reply says about its failure; empty for a success.
+ServiceFailure readFailure(const HttpResponse& response);
+
+/// Describes a failed operation.
 /// @param step    what was tried, as in "open a session"
 /// @param status  of the operation
-ServiceProblem describe(std::string_view step, int status, const std::string& reason,
+ServiceProblem describe(std::string_view step, int status, const ServiceFailure& failure,
                         const Configuration& configuration);
+
+/// Describes why no session could be opened. The hint names the settings that a session needs and that are empty.
+ServiceProblem describeRefusedSession(int status, const ServiceFailure& failure, const Configuration& configuration);
 
 }  // namespace W::host

@@ -1,16 +1,71 @@
-// The operations behind the steps.
 #include "ServiceSession.h"
 
+#include "HttpWire.h"
 #include "ServiceCall.h"
 
-#include <utility>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
 
 namespace W::host {
 
+namespace {
+
+constexpr std::int64_t kHour = 3600;
+
+/// Major and minor number; channels without a number come last.
+std::pair<long, long> sortKey(const WVLChannel& channel)
+{
+    const char* const number = channel.getNumber().c_str();
+    char* end = nullptr;
+    const long major = std::strtol(number, &end, 10);
+    if (end == number) {
+        return {std::numeric_limits<long>::max(), 0};
+    }
+    return {major, *end == '.' || *end == '-' ? std::strtol(end + 1, nullptr, 10) : 0};
+}
+
+}  // namespace
+
+std::list<WVLChannel> lineUp(std::list<WVLChannel> channels)
+{
+    std::set<std::string> seen;
+    channels.remove_if([&seen](const WVLChannel& channel) { return !seen.insert(channel.getSource()).second; });
+    channels.sort([](const WVLChannel& a, const WVLChannel& b) { return sortKey(a) < sortKey(b); });
+    return channels;
+}
+
+std::optional<TimeSpan> spanOf(const std::list<WVLContent>& programmes)
+{
+    std::optional<TimeSpan> span;
+    for (const WVLContent& programme : programmes) {
+        const WDateTime& start = programme.getStartTime();
+        if (!start.hasInstant() || start.toTime_t() < 0) {
+            continue;
+        }
+        const std::int64_t begin = start.toTime_t();
+        const std::int64_t end = begin + std::int64_t{60} * std::max(0, programme.getDuration());
+        span = span ? TimeSpan{std::min(span->first, begin), std::max(span->second, end)} : TimeSpan{begin, end};
+    }
+    return span;
+}
+
 void ServiceSession::check(const char* step, int status)
 {
-    if (status != status::kOk)
-        throw describe(step, status, m_reason.take(), m_runtime.configuration());
+    if (status != status::kOk) {
+        throw describe(step, status, m_runtime.failures().take(), m_runtime.configuration());
+    }
+}
+
+void ServiceSession::checkAddress() const
+{
+    const std::string& url = m_runtime.configuration().text("base_url");
+    if (!splitUrl(url, UrlEncoding::AsGiven)) {
+        throw ServiceProblem(fmt::format("base_url is \"{}\", which is not an http or https address", url),
+                             "set it, as in --set base_url=http://127.0.0.1:8900");
+    }
 }
 
 WVLLocaltime ServiceSession::fetchLocaltime()
@@ -27,7 +82,10 @@ void ServiceSession::open()
 {
     ServiceCall<SessionCallback> call;
     call.start(m_runtime.plugin(), &WCorvaneOAI::getAuthSeedkey, [](const WVLSession&) {});
-    check("open a session", call.wait(m_patience));
+    const int status = call.wait(m_patience);
+    if (status != status::kOk) {
+        throw describeRefusedSession(status, m_runtime.failures().take(), m_runtime.configuration());
+    }
 }
 
 std::list<WVLChannel> ServiceSession::fetchChannels()
@@ -41,19 +99,19 @@ std::list<WVLChannel> ServiceSession::fetchChannels()
         },
         std::string());
     check("fetch the channel list", call.wait(m_patience));
-    return channels;
+    return lineUp(std::move(channels));
 }
 
 std::list<WVLContent> ServiceSession::fetchSchedule(const std::vector<std::string>& sources, std::int64_t begin,
                                                     int hours)
 {
     constexpr std::size_t kMostOfAUrl = 4000;
-    struct Part {
+    struct SchedulePart {
         std::list<std::string> sources;
         std::list<WVLContent> programmes;
         ServiceCall<ContentListCallback> call;
     };
-    std::list<Part> parts;
+    std::list<SchedulePart> parts;
     std::size_t length = kMostOfAUrl;
     for (const std::string& source : sources) {
         if (length + source.size() >= kMostOfAUrl) {
@@ -64,17 +122,40 @@ std::list<WVLContent> ServiceSession::fetchSchedule(const std::vector<std::strin
         parts.back().sources.push_back(source);
     }
     const std::list<int> imageSizes{1};
-    for (Part& part : parts)
+    for (SchedulePart& part : parts) {
         part.call.start(
             m_runtime.plugin(), &WCorvaneOAI::getSchedule,
             [&part](const WContainer<WVLContent>& delivered) { part.programmes = delivered.getData(); }, part.sources,
             static_cast<unsigned long>(begin), hours, imageSizes);
+    }
     std::list<WVLContent> programmes;
-    for (Part& part : parts) {
+    for (SchedulePart& part : parts) {
         check("fetch the schedule", part.call.wait(m_patience));
         programmes.splice(programmes.end(), part.programmes);
     }
     return programmes;
+}
+
+std::optional<TimeSpan> ServiceSession::fetchSpan(const std::vector<std::string>& sources, std::int64_t around)
+{
+    constexpr std::size_t kSample = 20;
+    constexpr int kMonth = 744;  // hours
+    const std::vector<std::string> sample(
+        sources.begin(), sources.begin() + static_cast<std::ptrdiff_t>(std::min(sources.size(), kSample)));
+    std::list<WVLContent> programmes =
+        fetchSchedule(sample, std::max<std::int64_t>(1, around - kMonth * kHour), kMonth);
+    programmes.splice(programmes.end(), fetchSchedule(sample, around, kMonth));
+    return spanOf(programmes);
+}
+
+std::list<WVLDownloadURL> ServiceSession::fetchTodayFiles()
+{
+    std::list<WVLDownloadURL> files;
+    ServiceCall<DownloadUrlsCallback> call;
+    call.start(m_runtime.plugin(), &WCorvaneOAI::getTodayURL,
+               [&files](const WContainer<WVLDownloadURL>& delivered) { files = delivered.getData(); });
+    check("ask for today's files", call.wait(m_patience));
+    return files;
 }
 
 }  // namespace W::host

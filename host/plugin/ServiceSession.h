@@ -1,42 +1,64 @@
-// The way into the service that every subcommand for people takes: the clock, a session, the line-up.
+// What every command for people does first: check the address, ask for the clock, open a session, fetch the line-up.
 #pragma once
 
 #include "Runtime.h"
 #include "ServiceProblem.h"
 #include "WVLChannel.h"
 #include "WVLContent.h"
+#include "WVLDownloadURL.h"
 #include "WVLService.h"
 
 #include <cstdint>
 #include <list>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace W::host {
 
-/// The steps, each once, in this order. Each throws ServiceProblem when it fails.
+/// Begin and end, in seconds since 1970-01-01T00:00:00Z.
+using TimeSpan = std::pair<std::int64_t, std::int64_t>;
+
+/// The steps, to be taken in this order. Each waits for its result and throws ServiceProblem if it fails.
 class ServiceSession {
 public:
-    /// @param runtime  outlives it
-    /// @param reason   the same
-    ServiceSession(Runtime& runtime, ServiceReason& reason, std::chrono::milliseconds patience)
-        : m_runtime(runtime), m_reason(reason), m_patience(patience)
-    {}
+    /// @param runtime   outlives it
+    /// @param patience  how long to wait for each result
+    ServiceSession(Runtime& runtime, std::chrono::milliseconds patience) : m_runtime(runtime), m_patience(patience) {}
+
+    /// Checks that base_url is an http or https address.
+    void checkAddress() const;
 
     WVLLocaltime fetchLocaltime();
     void open();
+
+    /// The line-up: each channel once, in order of number. See lineUp().
     std::list<WVLChannel> fetchChannels();
 
-    /// Programmes of many channels: as many requests at once as their URLs' length demands.
+    /// Programmes of many channels, with as many requests at once as the length of their URLs demands.
     /// @param begin  seconds since 1970-01-01T00:00:00Z
     std::list<WVLContent> fetchSchedule(const std::vector<std::string>& sources, std::int64_t begin, int hours);
+
+    /// The span of the programmes that the service has within a month before and after a time, from a sample of the
+    /// channels; nothing if there are none.
+    std::optional<TimeSpan> fetchSpan(const std::vector<std::string>& sources, std::int64_t around);
+
+    /// The files with today's schedule.
+    std::list<WVLDownloadURL> fetchTodayFiles();
 
 private:
     void check(const char* step, int status);
 
     Runtime& m_runtime;
-    ServiceReason& m_reason;
     std::chrono::milliseconds m_patience;
 };
+
+/// Makes a line-up of a channel list. The service names channels with a logo a second time, for recognition: the first
+/// entry of each source counts. Channels are sorted by number, "5.1" before "10", those without a number last.
+std::list<WVLChannel> lineUp(std::list<WVLChannel> channels);
+
+/// Begin and end of all programmes that have a time; nothing if there are none.
+std::optional<TimeSpan> spanOf(const std::list<WVLContent>& programmes);
 
 }  // namespace W::host

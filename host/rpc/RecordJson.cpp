@@ -9,16 +9,16 @@ namespace {
 
 /// One row: the value that `get` returns goes under `key`.
 template <class Record, class Value>
-struct Field {
+struct JsonField {
     const char* key;
     Value (Record::*get)() const;
 };
 
 template <class Record, class Value>
-Field(const char*, Value (Record::*)() const) -> Field<Record, Value>;
+JsonField(const char*, Value (Record::*)() const) -> JsonField<Record, Value>;
 
 template <class Record, class... Values>
-Json object(const Record& record, const Field<Record, Values>&... fields)
+Json object(const Record& record, const JsonField<Record, Values>&... fields)
 {
     Json json = Json::object();
     (json.push_back({fields.key, toJson((record.*fields.get)())}), ...);
@@ -47,153 +47,161 @@ Json toJson(const WContentProvider& provider)
 Json toJson(const WVLImage& record)
 {
     using R = WVLImage;
-    return object(record, Field{"Index", &R::getIndex}, Field{"Type", &R::getType}, Field{"URL", &R::getURL},
-                  Field{"Width", &R::getWidth}, Field{"Height", &R::getHeight});
+    return object(record, JsonField{"Index", &R::getIndex}, JsonField{"Type", &R::getType},
+                  JsonField{"URL", &R::getURL}, JsonField{"Width", &R::getWidth}, JsonField{"Height", &R::getHeight});
 }
 
 Json toJson(const WVLChannel& record)
 {
     using R = WVLChannel;
-    return object(record, Field{"Name", &R::getName}, Field{"Number", &R::getNumber}, Field{"Source", &R::getSource},
-                  Field{"MajorCH", &R::getMajorCH}, Field{"MinorCH", &R::getMinorCH}, Field{"Ptc", &R::getPtc},
-                  Field{"Digital", &R::getDigital}, Field{"QAM", &R::getQAM}, Field{"ONID", &R::getONID},
-                  Field{"TSID", &R::getTSID}, Field{"SID", &R::getSID}, Field{"Freq", &R::getFreq},
-                  Field{"Alias", &R::getAlias}, Field{"Embed", &R::getEmbed}, Field{"CallSign", &R::getCallSign},
-                  Field{"DTV", &R::getDTV}, Field{"StationImage", &R::getStationImage});
+    return object(
+        record, JsonField{"Name", &R::getName}, JsonField{"Number", &R::getNumber}, JsonField{"Source", &R::getSource},
+        JsonField{"MajorCH", &R::getMajorCH}, JsonField{"MinorCH", &R::getMinorCH}, JsonField{"Ptc", &R::getPtc},
+        JsonField{"Digital", &R::getDigital}, JsonField{"QAM", &R::getQAM}, JsonField{"ONID", &R::getONID},
+        JsonField{"TSID", &R::getTSID}, JsonField{"SID", &R::getSID}, JsonField{"Freq", &R::getFreq},
+        JsonField{"Alias", &R::getAlias}, JsonField{"Embed", &R::getEmbed}, JsonField{"CallSign", &R::getCallSign},
+        JsonField{"DTV", &R::getDTV}, JsonField{"StationImage", &R::getStationImage});
 }
 
 Json toJson(const WVLGenre& record)
 {
     using R = WVLGenre;
-    return object(record, Field{"GenreID", &R::getGenreID}, Field{"GenreName", &R::getGenreName},
-                  Field{"GenreRepID", &R::getGenreRepID}, Field{"GenreImages", &R::getGenreImages});
+    return object(record, JsonField{"GenreID", &R::getGenreID}, JsonField{"GenreName", &R::getGenreName},
+                  JsonField{"GenreRepID", &R::getGenreRepID}, JsonField{"GenreImages", &R::getGenreImages});
 }
 
 Json toJson(const WVLRepGenre& record)
 {
     using R = WVLRepGenre;
-    return object(record, Field{"GenreRepID", &R::getGenreRepID}, Field{"GenreRepName", &R::getGenreRepName});
+    return object(record, JsonField{"GenreRepID", &R::getGenreRepID}, JsonField{"GenreRepName", &R::getGenreRepName});
 }
 
 Json toJson(const WVLPerson& record)
 {
     using R = WVLPerson;
-    return object(record, Field{"ID", &R::getID}, Field{"Name", &R::getName}, Field{"Role", &R::getRole},
-                  Field{"Occupation", &R::getOccupation}, Field{"Birthdate", &R::getBirthdate},
-                  Field{"Deathdate", &R::getDeathdate}, Field{"Biography", &R::getBiography},
-                  Field{"Like", &R::getLike}, Field{"Dislike", &R::getDislike}, Field{"FaceImage", &R::getFaceImage});
+    return object(record, JsonField{"ID", &R::getID}, JsonField{"Name", &R::getName}, JsonField{"Role", &R::getRole},
+                  JsonField{"Occupation", &R::getOccupation}, JsonField{"Birthdate", &R::getBirthdate},
+                  JsonField{"Deathdate", &R::getDeathdate}, JsonField{"Biography", &R::getBiography},
+                  JsonField{"Like", &R::getLike}, JsonField{"Dislike", &R::getDislike},
+                  JsonField{"FaceImage", &R::getFaceImage});
 }
 
 Json toJson(const WVLContent& record)
 {
     using R = WVLContent;
-    return object(
-        record, Field{"ID", &R::getID}, Field{"Title", &R::getTitle}, Field{"Type", &R::getType},
-        Field{"EpisodeTitle", &R::getEpisodeTitle}, Field{"ShortDesc", &R::getShortDesc},
-        Field{"Summary", &R::getSummary}, Field{"Lang", &R::getLang}, Field{"Rating", &R::getRating},
-        Field{"Certification", &R::getCertification}, Field{"Certi_flag", &R::getCerti_flag},
-        Field{"Origin", &R::getOrigin}, Field{"Release", &R::getRelease}, Field{"VideoQuality", &R::getVideoQuality},
-        Field{"Vod", &R::getVod}, Field{"MissedCH", &R::getMissedCH}, Field{"RecommendType", &R::getRecommendType},
-        Field{"StartTime", &R::getStartTime}, Field{"Duration", &R::getDuration}, Field{"Runtime", &R::getRuntime},
-        Field{"Timeslot", &R::getTimeslot}, Field{"Sequence", &R::getSequence}, Field{"SeasonNum", &R::getSeasonNum},
-        Field{"EpisodeNum", &R::getEpisodeNum}, Field{"Year", &R::getYear}, Field{"StartYear", &R::getStartYear},
-        Field{"EndYear", &R::getEndYear}, Field{"Channel", &R::getChannel}, Field{"Genrelist", &R::getGenrelist},
-        Field{"Poster", &R::getPoster}, Field{"Directors", &R::getDirectors}, Field{"Castings", &R::getCastings});
+    return object(record, JsonField{"ID", &R::getID}, JsonField{"Title", &R::getTitle}, JsonField{"Type", &R::getType},
+                  JsonField{"EpisodeTitle", &R::getEpisodeTitle}, JsonField{"ShortDesc", &R::getShortDesc},
+                  JsonField{"Summary", &R::getSummary}, JsonField{"Lang", &R::getLang},
+                  JsonField{"Rating", &R::getRating}, JsonField{"Certification", &R::getCertification},
+                  JsonField{"Certi_flag", &R::getCerti_flag}, JsonField{"Origin", &R::getOrigin},
+                  JsonField{"Release", &R::getRelease}, JsonField{"VideoQuality", &R::getVideoQuality},
+                  JsonField{"Vod", &R::getVod}, JsonField{"MissedCH", &R::getMissedCH},
+                  JsonField{"RecommendType", &R::getRecommendType}, JsonField{"StartTime", &R::getStartTime},
+                  JsonField{"Duration", &R::getDuration}, JsonField{"Runtime", &R::getRuntime},
+                  JsonField{"Timeslot", &R::getTimeslot}, JsonField{"Sequence", &R::getSequence},
+                  JsonField{"SeasonNum", &R::getSeasonNum}, JsonField{"EpisodeNum", &R::getEpisodeNum},
+                  JsonField{"Year", &R::getYear}, JsonField{"StartYear", &R::getStartYear},
+                  JsonField{"EndYear", &R::getEndYear}, JsonField{"Channel", &R::getChannel},
+                  JsonField{"Genrelist", &R::getGenrelist}, JsonField{"Poster", &R::getPoster},
+                  JsonField{"Directors", &R::getDirectors}, JsonField{"Castings", &R::getCastings});
 }
 
 Json toJson(const WVLCombination& record)
 {
     using R = WVLCombination;
-    return object(record, Field{"ID", &R::getID}, Field{"Title", &R::getTitle}, Field{"Category", &R::getCategory},
-                  Field{"Source", &R::getSource}, Field{"Certi_flag", &R::getCerti_flag}, Field{"Type", &R::getType},
-                  Field{"StartTime", &R::getStartTime}, Field{"Duration", &R::getDuration},
-                  Field{"Genrelist", &R::getGenrelist}, Field{"Images", &R::getImages});
+    return object(record, JsonField{"ID", &R::getID}, JsonField{"Title", &R::getTitle},
+                  JsonField{"Category", &R::getCategory}, JsonField{"Source", &R::getSource},
+                  JsonField{"Certi_flag", &R::getCerti_flag}, JsonField{"Type", &R::getType},
+                  JsonField{"StartTime", &R::getStartTime}, JsonField{"Duration", &R::getDuration},
+                  JsonField{"Genrelist", &R::getGenrelist}, JsonField{"Images", &R::getImages});
 }
 
 Json toJson(const WVLConcierge& record)
 {
     using R = WVLConcierge;
-    return object(record, Field{"Personalized", &R::getPersonalized});
+    return object(record, JsonField{"Personalized", &R::getPersonalized});
 }
 
 Json toJson(const WVLDevice& record)
 {
     using R = WVLDevice;
-    return object(record, Field{"DeviceName", &R::getDeviceName}, Field{"DeviceType", &R::getDeviceType});
+    return object(record, JsonField{"DeviceName", &R::getDeviceName}, JsonField{"DeviceType", &R::getDeviceType});
 }
 
 Json toJson(const WVLHeadend& record)
 {
     using R = WVLHeadend;
-    return object(record, Field{"HeadendID", &R::getHeadendID}, Field{"HeadendCity", &R::getHeadendCity},
-                  Field{"HeadendDTV", &R::getHeadendDTV}, Field{"MsoID", &R::getMsoID},
-                  Field{"MsoName", &R::getMsoName}, Field{"MsoMbrName", &R::getMsoMbrName},
-                  Field{"MsoServiceType", &R::getMsoServiceType}, Field{"MsoSatellite", &R::getMsoSatellite},
-                  Field{"MsoRfDeviceType", &R::getMsoRfDeviceType}, Field{"DeviceList", &R::getDeviceList});
+    return object(record, JsonField{"HeadendID", &R::getHeadendID}, JsonField{"HeadendCity", &R::getHeadendCity},
+                  JsonField{"HeadendDTV", &R::getHeadendDTV}, JsonField{"MsoID", &R::getMsoID},
+                  JsonField{"MsoName", &R::getMsoName}, JsonField{"MsoMbrName", &R::getMsoMbrName},
+                  JsonField{"MsoServiceType", &R::getMsoServiceType}, JsonField{"MsoSatellite", &R::getMsoSatellite},
+                  JsonField{"MsoRfDeviceType", &R::getMsoRfDeviceType}, JsonField{"DeviceList", &R::getDeviceList});
 }
 
 Json toJson(const WVLCityCode& record)
 {
     using R = WVLCityCode;
-    return object(record, Field{"Code", &R::getCode}, Field{"Name", &R::getName});
+    return object(record, JsonField{"Code", &R::getCode}, JsonField{"Name", &R::getName});
 }
 
 Json toJson(const WVLAnswer& record)
 {
     using R = WVLAnswer;
-    return object(record, Field{"Name", &R::getName}, Field{"City", &R::getCity}, Field{"HeadendId", &R::getHeadendId},
-                  Field{"DTV", &R::getDTV}, Field{"DeviceType", &R::getDeviceType});
+    return object(record, JsonField{"Name", &R::getName}, JsonField{"City", &R::getCity},
+                  JsonField{"HeadendId", &R::getHeadendId}, JsonField{"DTV", &R::getDTV},
+                  JsonField{"DeviceType", &R::getDeviceType});
 }
 
 Json toJson(const WVLQuiz& record)
 {
     using R = WVLQuiz;
-    return object(record, Field{"Number", &R::getNumber}, Field{"Major", &R::getMajor}, Field{"Minor", &R::getMinor},
-                  Field{"PTC", &R::getPTC}, Field{"AnswerList", &R::getAnswerList});
+    return object(record, JsonField{"Number", &R::getNumber}, JsonField{"Major", &R::getMajor},
+                  JsonField{"Minor", &R::getMinor}, JsonField{"PTC", &R::getPTC},
+                  JsonField{"AnswerList", &R::getAnswerList});
 }
 
 Json toJson(const WVLDownloadURL& record)
 {
     using R = WVLDownloadURL;
-    return object(record, Field{"Filename", &R::getFilename}, Field{"URL", &R::getURL},
-                  Field{"StartTime", &R::getStartTime}, Field{"EndTime", &R::getEndTime});
+    return object(record, JsonField{"Filename", &R::getFilename}, JsonField{"URL", &R::getURL},
+                  JsonField{"StartTime", &R::getStartTime}, JsonField{"EndTime", &R::getEndTime});
 }
 
 Json toJson(const WVLEvent& record)
 {
     using R = WVLEvent;
-    return object(record, Field{"Name", &R::getName}, Field{"LogLevel", &R::getLogLevel});
+    return object(record, JsonField{"Name", &R::getName}, JsonField{"LogLevel", &R::getLogLevel});
 }
 
 Json toJson(const WVLLog& record)
 {
     using R = WVLLog;
-    return object(record, Field{"Name", &R::getName}, Field{"URL", &R::getURL}, Field{"LogLevel", &R::getLogLevel},
-                  Field{"QueueMax", &R::getQueueMax}, Field{"Expiration", &R::getExpiration},
-                  Field{"Events", &R::getEvents});
+    return object(record, JsonField{"Name", &R::getName}, JsonField{"URL", &R::getURL},
+                  JsonField{"LogLevel", &R::getLogLevel}, JsonField{"QueueMax", &R::getQueueMax},
+                  JsonField{"Expiration", &R::getExpiration}, JsonField{"Events", &R::getEvents});
 }
 
 Json toJson(const WVLCertificationRule& record)
 {
     using R = WVLCertificationRule;
-    return object(record, Field{"Type", &R::getType}, Field{"Rule", &R::getRule},
-                  Field{"FirstScreen", &R::getFirstScreen}, Field{"AdultDefault", &R::getAdultDefault},
-                  Field{"BarMode", &R::getBarMode}, Field{"BarRatio", &R::getBarRatio},
-                  Field{"BeginTime", &R::getBeginTime}, Field{"EndTime", &R::getEndTime});
+    return object(record, JsonField{"Type", &R::getType}, JsonField{"Rule", &R::getRule},
+                  JsonField{"FirstScreen", &R::getFirstScreen}, JsonField{"AdultDefault", &R::getAdultDefault},
+                  JsonField{"BarMode", &R::getBarMode}, JsonField{"BarRatio", &R::getBarRatio},
+                  JsonField{"BeginTime", &R::getBeginTime}, JsonField{"EndTime", &R::getEndTime});
 }
 
 Json toJson(const WVLLocaltime& record)
 {
     using R = WVLLocaltime;
-    return object(record, Field{"UTC", &R::getUTC}, Field{"Localtime", &R::getLocaltime},
-                  Field{"Difference", &R::getDifference}, Field{"Timezone", &R::getTimezone});
+    return object(record, JsonField{"UTC", &R::getUTC}, JsonField{"Localtime", &R::getLocaltime},
+                  JsonField{"Difference", &R::getDifference}, JsonField{"Timezone", &R::getTimezone});
 }
 
 Json toJson(const WVLSession& record)
 {
     using R = WVLSession;
-    return object(record, Field{"SessionID", &R::getSessionID}, Field{"UserID", &R::getUserID},
-                  Field{"SeedKey", &R::getSeedKey}, Field{"ExpireTime", &R::getExpireTime});
+    return object(record, JsonField{"SessionID", &R::getSessionID}, JsonField{"UserID", &R::getUserID},
+                  JsonField{"SeedKey", &R::getSeedKey}, JsonField{"ExpireTime", &R::getExpireTime});
 }
 
 }  // namespace W::host

@@ -115,15 +115,16 @@ struct RpcConversation::State {
 /// One call of an operation, from its request to its response.
 class RpcDispatcher::PendingCall final : public RpcCall {
 public:
-    PendingCall(RpcDispatcher& dispatcher, std::shared_ptr<RpcConversation::State> state, RpcConversation::Reply reply)
-        : m_dispatcher(dispatcher), m_state(std::move(state)), m_reply(std::move(reply))
+    PendingCall(RpcDispatcher& dispatcher, const RpcOperation& operation, std::shared_ptr<RpcConversation::State> state,
+                RpcConversation::Reply reply)
+        : m_dispatcher(dispatcher), m_operation(operation), m_state(std::move(state)), m_reply(std::move(reply))
     {}
 
     /// Puts a new call on both lists.
-    static PendingCall& add(RpcDispatcher& dispatcher, const std::shared_ptr<RpcConversation::State>& state,
-                            const RpcConversation::Reply& reply)
+    static PendingCall& add(RpcDispatcher& dispatcher, const RpcOperation& operation,
+                            const std::shared_ptr<RpcConversation::State>& state, const RpcConversation::Reply& reply)
     {
-        auto made = std::make_unique<PendingCall>(dispatcher, state, reply);
+        auto made = std::make_unique<PendingCall>(dispatcher, operation, state, reply);
         PendingCall& call = *made;
         const std::lock_guard<std::mutex> hold(state->lock);
         state->calls.push_back(&call);
@@ -134,6 +135,7 @@ public:
 
     void complete(int status, Json results, UINT64 reference) override
     {
+        m_dispatcher.observe(m_operation, status);
         const std::shared_ptr<RpcConversation::State> state = m_state;  // outlives this call
         Json result{{"return", nullptr},
                     {"requestID", nullptr},
@@ -198,6 +200,7 @@ private:
     }
 
     RpcDispatcher& m_dispatcher;
+    const RpcOperation& m_operation;
     const std::shared_ptr<RpcConversation::State> m_state;
     const RpcConversation::Reply m_reply;
     PendingCalls::iterator m_place;
@@ -207,7 +210,16 @@ private:
     std::optional<Json> m_result;
 };
 
-RpcDispatcher::RpcDispatcher(WCorvaneOAI& plugin, RpcAccess access) : m_plugin(plugin), m_access(access) {}
+RpcDispatcher::RpcDispatcher(WCorvaneOAI& plugin, RpcAccess access, FailureObserver observer)
+    : m_plugin(plugin), m_access(access), m_observer(std::move(observer))
+{}
+
+void RpcDispatcher::observe(const RpcOperation& operation, int status) const
+{
+    if (status < 0 && m_observer) {
+        m_observer(operation.name, status);
+    }
+}
 
 RpcDispatcher::~RpcDispatcher() = default;
 
@@ -238,7 +250,7 @@ RpcConversation::~RpcConversation()
 
 void RpcConversation::start(const RpcOperation& operation, const Json& parameters, const Reply& reply)
 {
-    RpcDispatcher::PendingCall& call = RpcDispatcher::PendingCall::add(m_dispatcher, m_state, reply);
+    RpcDispatcher::PendingCall& call = RpcDispatcher::PendingCall::add(m_dispatcher, operation, m_state, reply);
     RpcReturn returned;
     try {
         returned = runOperation(operation, m_dispatcher.m_plugin, parameters, call);
@@ -251,6 +263,9 @@ void RpcConversation::start(const RpcOperation& operation, const Json& parameter
         call.respondAndKeep("error", {{"code", kInternalError},
                                       {"message", fmt::format("{} failed: {}", operation.name, error.what())}});
         return;
+    }
+    if (!returned.result) {
+        m_dispatcher.observe(operation, returned.value);
     }
     const std::lock_guard<std::mutex> hold(m_state->lock);
     if (returned.result) {

@@ -39,8 +39,12 @@ inline constexpr int kMostRpcLevels = 64;
 /// Runs operations for conversations and owns the calls whose results are outstanding.
 class RpcDispatcher {
 public:
+    /// Gets the failure of each operation that is refused or ends with a status below 0, before the client does; on the
+    /// thread in handle() or the executor's.
+    using FailureObserver = std::function<void(std::string_view operation, int status)>;
+
     /// @param plugin  stays the caller's; must be destroyed before the dispatcher, since its callbacks come here
-    explicit RpcDispatcher(WCorvaneOAI& plugin, RpcAccess access = RpcAccess::All);
+    explicit RpcDispatcher(WCorvaneOAI& plugin, RpcAccess access = RpcAccess::All, FailureObserver observer = {});
     ~RpcDispatcher();
     RpcDispatcher(const RpcDispatcher&) = delete;
     RpcDispatcher& operator=(const RpcDispatcher&) = delete;
@@ -50,8 +54,11 @@ private:
     class PendingCall;
     using PendingCalls = std::list<std::unique_ptr<PendingCall>>;
 
+    void observe(const RpcOperation& operation, int status) const;
+
     WCorvaneOAI& m_plugin;
     const RpcAccess m_access;
+    const FailureObserver m_observer;
     std::mutex m_lock;  ///< guards the list; taken last
     PendingCalls m_calls;
 };

@@ -1,7 +1,7 @@
-// The guide as a table: channels down, programmes by time, the one that runs marked. Pure layout over records.
-// Read next: Guide.h, which fetches what it shows.
+// The guide as a table: channels down, time across, what is on now marked. Pure layout over records.
 #pragma once
 
+#include "DisplayZone.h"
 #include "WVLChannel.h"
 #include "WVLContent.h"
 
@@ -11,22 +11,26 @@
 
 namespace W::host {
 
-/// What a table shows. Times are seconds since 1970-01-01T00:00:00Z.
+/// The part of the guide that a table shows. Times are seconds since 1970-01-01T00:00:00Z.
 struct GuideWindow {
     std::int64_t begin = 0;
     std::int64_t end = 0;
-    std::int64_t now = 0;   ///< 0 marks nothing
-    int offsetSeconds = 0;  ///< of the viewer's clock, east of Greenwich
+    std::int64_t now = 0;  ///< 0 marks nothing
+    DisplayZone zone = DisplayZone::fixed(0);
 };
 
 struct GuideStyle {
-    int width = 80;  ///< columns; less than 40 is taken as 40
+    int width = 80;  ///< columns
     bool colours = false;
 };
 
-/// The table, with a heading, ready to be printed. Programmes are found by their channel's source, in any order; where
-/// two overlap the later one wins its own begin.
+/// The table with its heading, ready to be printed. Programmes belong to a channel by its source and may come in any
+/// order; of two that overlap, the later one cuts the earlier one short. Programmes that are too short for a cell share
+/// one, which shows their number, as in "+2".
 std::string guideTable(const std::list<WVLChannel>& channels, const std::list<WVLContent>& programmes,
                        const GuideWindow& window, const GuideStyle& style);
+
+/// A local time in words, as in "Saturday 21 November 2026, 20:00".
+std::string shownTime(std::int64_t instant, const DisplayZone& zone);
 
 }  // namespace W::host

@@ -1,4 +1,4 @@
-// Characters by wcwidth() in a UTF-8 locale of our own, whatever the environment's is.
+// Widths come from wcwidth() in a UTF-8 locale, independently of the environment's locale.
 #include "Terminal.h"
 
 #include <sys/ioctl.h>
@@ -18,7 +18,7 @@ constexpr int kStandardWidth = 80;
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 constexpr std::string_view kEllipsis = "…";
 
-/// The locale that knows how wide characters are.
+/// Switches this thread to a locale in which wcwidth() knows all characters.
 class WideLocale {
 public:
     WideLocale() : m_before(::uselocale(utf8())) {}
@@ -40,20 +40,83 @@ struct Character {
     int width;
 };
 
-/// Takes the next character off a text that is not empty.
-Character next(std::string_view& text)
+struct CodePoint {
+    std::string_view bytes;
+    wchar_t value;  ///< 0 for bytes that are not UTF-8
+};
+
+constexpr wchar_t kZeroWidthJoiner = 0x200D;
+
+/// Takes the next code point off a string that is not empty.
+CodePoint nextCodePoint(std::string_view& text)
 {
     mbstate_t state{};
     wchar_t wide = 0;
     const std::size_t length = ::mbrtowc(&wide, text.data(), text.size(), &state);
-    if (length == static_cast<std::size_t>(-1) || length == static_cast<std::size_t>(-2)) {
-        text.remove_prefix(1);
-        return {kReplacement, 1};
+    const bool good = length != static_cast<std::size_t>(-1) && length != static_cast<std::size_t>(-2) && length > 0;
+    const CodePoint point{text.substr(0, good ? length : 1), good ? wide : L'\0'};
+    text.remove_prefix(point.bytes.size());
+    return point;
+}
+
+/// Format characters that could reorder or hide what follows them: directional overrides and isolates, marks, tags.
+bool isInvisibleControl(wchar_t point)
+{
+    return point == 0xAD || point == 0x61C || point == 0x180E || point == 0x200B || point == 0x200E ||
+           point == 0x200F || (point >= 0x2028 && point <= 0x202E) || (point >= 0x2060 && point <= 0x206F) ||
+           point == 0xFEFF || (point >= 0xE0000 && point <= 0xE007F);
+}
+
+bool isRegionalIndicator(wchar_t point)
+{
+    return point >= 0x1F1E6 && point <= 0x1F1FF;
+}
+
+bool isSkinTone(wchar_t point)
+{
+    return point >= 0x1F3FB && point <= 0x1F3FF;
+}
+
+/// Emoji that a joiner can connect.
+bool isPictograph(wchar_t point)
+{
+    return point >= 0x1F000 || (point >= 0x2190 && point <= 0x2BFF);
+}
+
+/// Takes the next character off a string that is not empty: what a terminal draws as one, as far as this knows. An
+/// emoji sequence is as wide as its first emoji.
+Character next(std::string_view& text)
+{
+    const std::string_view all = text;
+    const CodePoint first = nextCodePoint(text);
+    if (first.value == 0) {
+        return first.bytes.front() == '\0' ? Character{" ", 1} : Character{kReplacement, 1};
     }
-    const Character character{text.substr(0, length > 0 ? length : 1), ::wcwidth(wide)};
-    text.remove_prefix(character.bytes.size());
-    // Control characters have no width.
-    return character.width < 0 || wide == 0 ? Character{" ", 1} : character;
+    if (isInvisibleControl(first.value)) {
+        return {"", 0};
+    }
+    const int width = ::wcwidth(first.value);
+    if (width < 0) {
+        return {" ", 1};
+    }
+    wchar_t last = first.value;
+    while (!text.empty()) {
+        std::string_view rest = text;
+        const CodePoint point = nextCodePoint(rest);
+        const bool joins = (last == kZeroWidthJoiner && isPictograph(first.value) && isPictograph(point.value)) ||
+                           (isSkinTone(point.value) && isPictograph(last)) ||
+                           (isRegionalIndicator(point.value) && isRegionalIndicator(last) && last == first.value &&
+                            all.size() - text.size() == first.bytes.size());
+        const bool combines = point.value != 0 && !isInvisibleControl(point.value) && ::wcwidth(point.value) == 0;
+        if (!joins && !combines) {
+            break;
+        }
+        last = point.value;
+        text = rest;
+    }
+    const Character character{all.substr(0, all.size() - text.size()), width};
+    // Two regional indicators are one flag.
+    return isRegionalIndicator(first.value) ? Character{character.bytes, 2} : character;
 }
 
 std::string_view withoutLeadingBlanks(std::string_view text)
@@ -62,7 +125,7 @@ std::string_view withoutLeadingBlanks(std::string_view text)
     return first == std::string_view::npos ? std::string_view() : text.substr(first);
 }
 
-/// As much of a text as fits, in whole words where the first one fits.
+/// As much of a text as fits: whole words if the first one fits.
 /// @param text  loses what was taken
 std::string takeLine(std::string_view& text, int width)
 {

@@ -1,5 +1,5 @@
-// Text for a terminal: how wide it is, cut to a width, harmless. Widths are columns, of which a wide character takes
-// two; texts are UTF-8, and what is not becomes U+FFFD.
+// Strings for a terminal: their width, cut to a width, without control characters. Widths are columns; a wide character
+// takes two. Strings are UTF-8; other bytes become U+FFFD.
 #pragma once
 
 #include <unistd.h>
@@ -13,17 +13,18 @@ namespace W::host {
 /// Columns of standard output or another descriptor: the terminal's, or 80.
 int terminalWidth(int descriptor = STDOUT_FILENO);
 
-/// True when standard output is a terminal that shows colours, and nobody asked for none (NO_COLOR).
+/// True if standard output is a terminal that shows colours and NO_COLOR is not set.
 bool terminalHasColours();
 
-/// Columns that a text takes.
+/// Columns that a text takes when it is fitted().
 int displayWidth(std::string_view text);
 
-/// Exactly `width` columns of a text: cut, with "…" for what is lost, or filled up with blanks. Control characters,
-/// which could command the terminal, become blanks.
+/// Exactly `width` columns of a text: cut, with "…" for what is lost, or filled up with blanks. Control characters
+/// become blanks, and directional overrides and other invisible characters are dropped: both could command the
+/// terminal or disguise a title.
 std::string fitted(std::string_view text, int width);
 
-/// A text in at most `lines` lines of exactly `width` columns each, broken between words where that works.
+/// A text in at most `lines` lines of exactly `width` columns each, broken between words if possible.
 std::vector<std::string> wrapped(std::string_view text, int width, std::size_t lines);
 
 }  // namespace W::host

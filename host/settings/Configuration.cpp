@@ -1,4 +1,3 @@
-// The list of settings, the store, and the numbers in it.
 #include "Configuration.h"
 
 #include <fmt/format.h>
@@ -16,11 +15,6 @@ namespace {
 constexpr std::string_view kPrefix = "vorel_";
 constexpr std::string_view kVariablePrefix = "CORVANE_";
 
-std::string_view withoutPrefix(std::string_view key)
-{
-    return key.substr(0, kPrefix.size()) == kPrefix ? key.substr(kPrefix.size()) : key;
-}
-
 bool isKnown(std::string_view key)
 {
     const auto& settings = allSettings();
@@ -35,9 +29,9 @@ const std::vector<Setting>& allSettings()
 {
     using Reader = SettingReader;
     static const std::vector<Setting> s_settings{
-        {"base_url", Reader::Plugin, "address of the service, without a slash at the end"},
+        {"base_url", Reader::Plugin, "address of the service"},
         {"server_url", Reader::Plugin, "address that is asked for the service's address"},
-        {"app_key", Reader::Plugin, "key that the service knows this application by"},
+        {"app_key", Reader::Plugin, "key that identifies this application to the service"},
         {"duid", Reader::Plugin, "identifier of this device"},
         {"model_id", Reader::Plugin, "model of this device"},
         {"auth_token", Reader::Plugin, "token of the account"},
@@ -47,9 +41,9 @@ const std::vector<Setting>& allSettings()
         {"device_type", Reader::Plugin, "kind of receiver at the headend"},
         {"secret_key", Reader::Plugin, "secret in the session's token"},
         {"channelinfo_filepath", Reader::Plugin, "file with channel information"},
-        {"connect_timeout", Reader::Host, "seconds until a connection stands"},
+        {"connect_timeout", Reader::Host, "seconds to connect"},
         {"stall_timeout", Reader::Host, "seconds without a byte"},
-        {"total_timeout", Reader::Host, "seconds for a whole exchange, downloads excepted"},
+        {"total_timeout", Reader::Host, "seconds for a whole exchange, except downloads"},
         {"payload_cap", Reader::Host, "bytes of the largest reply"},
         {"concurrency", Reader::Host, "transfers at the same time"},
         {"ca_file", Reader::Host, "PEM file with the trusted certificates"},
@@ -57,16 +51,26 @@ const std::vector<Setting>& allSettings()
     return s_settings;
 }
 
+std::string_view shortSettingName(std::string_view key)
+{
+    return key.substr(0, kPrefix.size()) == kPrefix ? key.substr(kPrefix.size()) : key;
+}
+
 void Configuration::set(std::string_view key, std::string value, std::string source)
 {
-    key = withoutPrefix(key);
+    key = shortSettingName(key);
     if (!isKnown(key)) {
         std::string known;
-        for (const Setting& setting : allSettings())
-            known += fmt::format(" {}", setting.key);
-        m_complaints.push_back(fmt::format("{}: nothing reads the setting \"{}\"; known are:{}", source, key, known));
+        for (const Setting& setting : allSettings()) {
+            known += fmt::format("{} {}", known.empty() ? "" : ",", setting.key);
+        }
+        m_complaints.push_back(fmt::format("{}: unknown setting \"{}\"; known settings are{}", source, key, known));
     }
-    m_values.insert_or_assign(std::string(key), Value{std::move(value), std::move(source)});
+    if (key == "base_url") {
+        // The plug-in appends paths that begin with a slash.
+        value.erase(value.find_last_not_of('/') + 1);
+    }
+    m_values.insert_or_assign(std::string(key), SettingValue{std::move(value), std::move(source)});
 }
 
 void Configuration::setFromEnvironment(const char* const* environment)
@@ -74,8 +78,9 @@ void Configuration::setFromEnvironment(const char* const* environment)
     for (; *environment; ++environment) {
         const std::string_view variable = *environment;
         const std::size_t equals = variable.find('=');
-        if (variable.substr(0, kVariablePrefix.size()) != kVariablePrefix || equals == std::string_view::npos)
+        if (variable.substr(0, kVariablePrefix.size()) != kVariablePrefix || equals == std::string_view::npos) {
             continue;
+        }
         std::string key(variable.substr(kVariablePrefix.size(), equals - kVariablePrefix.size()));
         std::transform(key.begin(), key.end(), key.begin(),
                        [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
@@ -83,21 +88,21 @@ void Configuration::setFromEnvironment(const char* const* environment)
     }
 }
 
-const Configuration::Value* Configuration::find(std::string_view key) const
+const Configuration::SettingValue* Configuration::find(std::string_view key) const
 {
-    const auto found = m_values.find(withoutPrefix(key));
+    const auto found = m_values.find(shortSettingName(key));
     return found == m_values.end() ? nullptr : &found->second;
 }
 
 WVariant Configuration::getCPOption(const WContentProvider& /*provider*/, const std::string& key)
 {
-    const Value* const value = find(key);
+    const SettingValue* const value = find(key);
     return value ? WVariant(value->text) : WVariant();
 }
 
 const std::string& Configuration::text(std::string_view key) const
 {
-    const Value* const value = find(key);
+    const SettingValue* const value = find(key);
     return value ? value->text : kNothing;
 }
 
@@ -108,20 +113,20 @@ bool Configuration::isSet(std::string_view key) const
 
 const std::string& Configuration::source(std::string_view key) const
 {
-    const Value* const value = find(key);
+    const SettingValue* const value = find(key);
     return value ? value->source : kNothing;
 }
 
 double Configuration::number(std::string_view key, double standard, double least, double most) const
 {
-    const Value* const value = find(key);
+    const SettingValue* const value = find(key);
     if (!value || value->text.empty())
         return standard;
     double result = 0;
     const char* const end = value->text.data() + value->text.size();
     const auto [stop, error] = std::from_chars(value->text.data(), end, result);
     if (error != std::errc() || stop != end || !(result >= least && result <= most))
-        throw std::runtime_error(fmt::format("{}: the setting \"{}\" is \"{}\"; it has to be a number from {} to {}",
+        throw std::runtime_error(fmt::format("{}: the setting \"{}\" is \"{}\"; it must be a number from {} to {}",
                                              value->source, key, value->text, least, most));
     return result;
 }

@@ -1,6 +1,5 @@
-// The host's configuration store: text settings from a file, the environment and the command line, later ones over
-// earlier ones. docs/options.md says what each of them does; allSettings() lists them.
-// Read next: SettingsFile.h for the file's format.
+// The host's configuration: settings as strings, each with the place that it came from. docs/options.md describes them;
+// allSettings() is the list. Read next: SettingsSources.h for where they come from and which one wins.
 #pragma once
 
 #include "WConfigManager.h"
@@ -17,22 +16,25 @@ enum class SettingReader {
     Host
 };
 
-/// One setting by its short name. In front of the plug-in's the prefix "vorel_" may stand, and does where the plug-in
-/// asks for it.
+/// One setting. The plug-in asks for its settings with the prefix "vorel_", which is accepted everywhere.
 struct Setting {
-    std::string_view key;
+    std::string_view key;  ///< without prefix
     SettingReader reader;
     std::string_view purpose;
 };
 
-/// All of them, the plug-in's first.
+/// All settings, the plug-in's first.
 const std::vector<Setting>& allSettings();
 
-/// Filled before it is installed, only read afterwards: by any thread, without a lock. This host has one provider, so
-/// its options are the options of every provider that asks.
+/// The name of a setting without prefix.
+std::string_view shortSettingName(std::string_view key);
+
+/// Filled before it is installed and only read afterwards, by any thread, without a lock. This host has one provider,
+/// so its options are the options of every provider.
 class Configuration final : public WConfigManager {
 public:
-    /// Sets a value over an earlier one. A key that nothing known reads is kept, and noted.
+    /// Sets a value over an earlier one. An unknown key is kept, and added to complaints(). Slashes at the end of
+    /// base_url are dropped.
     /// @param key     with or without prefix
     /// @param source  for messages: "corvane.toml:3", "--set", "CORVANE_COUNTRY"
     void set(std::string_view key, std::string value, std::string source);
@@ -43,32 +45,37 @@ public:
 
     WVariant getCPOption(const WContentProvider& provider, const std::string& key) override;
 
-    /// Value of a setting by its short name; empty when it is not set.
+    /// Value of a setting; empty if it is not set.
     const std::string& text(std::string_view key) const;
     bool isSet(std::string_view key) const;
-    /// Where the value came from; empty when it is not set.
+    /// Where the value came from; empty if it is not set.
     const std::string& source(std::string_view key) const;
 
     /// A number; `standard` if the setting is absent or empty.
     /// @throws std::runtime_error naming the setting, its source and the range
     double number(std::string_view key, double standard, double least, double most) const;
 
-    /// One line for each key that nothing known reads, in the order of setting.
+    /// One line for each unknown key, in the order of setting.
     const std::vector<std::string>& complaints() const { return m_complaints; }
 
+    /// The file that was read; empty if none was.
+    const std::string& file() const { return m_file; }
+    void setFile(std::string file) { m_file = std::move(file); }
+
 private:
-    struct Value {
+    struct SettingValue {
         std::string text;
         std::string source;
     };
-    const Value* find(std::string_view key) const;
+    const SettingValue* find(std::string_view key) const;
 
-    std::map<std::string, Value, std::less<>> m_values;
+    std::map<std::string, SettingValue, std::less<>> m_values;
     std::vector<std::string> m_complaints;
+    std::string m_file;
 };
 
-/// Makes a configuration the one that WConfigManager::getInstance() gives out; null goes back to an empty one.
-/// @param configuration  stays the caller's, and has to live as long as it is installed
+/// Makes a configuration the one that WConfigManager::getInstance() returns; null goes back to an empty one.
+/// @param configuration  stays the caller's and must live as long as it is installed
 void installConfigManager(WConfigManager* configuration);
 
 }  // namespace W::host

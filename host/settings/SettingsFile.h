@@ -1,8 +1,8 @@
-// Configuration files: lines `key = "value"`, the part of TOML that text settings need, and of INI what differs:
-//   base_url = "http://127.0.0.1:8900"   # text in double quotes, with TOML's escapes
-//   secret_key = 'as it \ stands'        # text in single quotes
-//   country = US                         ; a bare value ends before the comment
-//   [any heading]                        ; for the eye only
+// Configuration files: TOML (toml.io). Each value is a string, a number or a boolean; tables only group settings:
+//
+//     base_url = "http://127.0.0.1:8900"
+//     [limits]
+//     total_timeout = 20
 #pragma once
 
 #include <optional>
@@ -14,14 +14,15 @@ namespace W::host {
 class Configuration;
 
 /// Reads a file into a configuration.
-/// @throws std::runtime_error with file, line, reason and what would be right; what stood before that line is set
+/// @throws std::runtime_error with file, line, reason and remedy; nothing is set then
 void readSettingsFile(const std::string& path, Configuration& into);
 
-/// The same of a text. @param name  of the text, for messages
-void readSettings(std::string_view text, const std::string& name, Configuration& into);
+/// Reads the contents of a file.
+/// @param name  of the file, for messages
+/// @throws as readSettingsFile()
+void readSettings(std::string_view contents, const std::string& name, Configuration& into);
 
-/// The file that is read when none is named: corvane/corvane.toml under $XDG_CONFIG_HOME or ~/.config; nothing when
-/// there is no such file.
+/// The user's file: corvane/corvane.toml under $XDG_CONFIG_HOME or ~/.config; nothing if it does not exist.
 std::optional<std::string> standardSettingsFile();
 
 }  // namespace W::host

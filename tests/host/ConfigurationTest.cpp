@@ -1,4 +1,4 @@
-// Settings: what wins, what is complained about, and what a file may hold.
+// Settings: which source wins, unknown names, and the configuration file.
 #include "Configuration.h"
 #include "Runtime.h"
 #include "Scratch.h"
@@ -21,7 +21,7 @@ std::string option(Configuration& configuration, const std::string& key)
     return configuration.getCPOption(WContentProvider("Corvane", 14), key).toString();
 }
 
-/// An environment of the test's own.
+/// Sets and restores the environment.
 class ConfigurationSources : public testing::Test {
 protected:
     ConfigurationSources()
@@ -40,18 +40,17 @@ protected:
     CommonOptions m_options;
 };
 
-TEST_F(ConfigurationSources, LaterOnesWin)
+TEST_F(ConfigurationSources, LaterSourcesWin)
 {
     const auto country = [&](Defaults defaults) {
-        Configuration configuration;
-        fill(configuration, m_options, defaults);
+        Configuration configuration = loadConfiguration(m_options, defaults);
         return option(configuration, "vorel_country") + " from " + configuration.source("country");
     };
     EXPECT_EQ(country(Defaults::ForPeople), "US from default");
     EXPECT_EQ(country(Defaults::None), " from ");
     const std::string standard = m_scratch.write("xdg/corvane/corvane.toml", "\ncountry = \"DE\"\n");
     EXPECT_EQ(country(Defaults::ForPeople), "DE from " + standard + ":2");
-    EXPECT_EQ(country(Defaults::None), " from ") << "scripts get no file that they did not name";
+    EXPECT_EQ(country(Defaults::None), " from ") << "scripts get only a file that they name";
     m_options.config = m_scratch.write("own.toml", "vorel_country = \"FR\"");
     EXPECT_EQ(country(Defaults::ForPeople), "FR from " + m_options.config + ":1");
     EXPECT_EQ(country(Defaults::None), "FR from " + m_options.config + ":1");
@@ -68,13 +67,12 @@ TEST_F(ConfigurationSources, UnknownKeysAreNamedWithTheirSource)
     m_options.config = m_scratch.write("own.toml", "coutry = \"FR\"\n");
     m_options.settings = {"vorel_heading=x=y"};
     ::setenv("CORVANE_LANGAUGE", "de", 1);
-    Configuration configuration;
     testing::internal::CaptureStderr();
-    fill(configuration, m_options, Defaults::None);
+    Configuration configuration = loadConfiguration(m_options, Defaults::None);
     const std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_THAT(said, HasSubstr(m_options.config + ":1: nothing reads the setting \"coutry\"; known are: base_url"));
-    EXPECT_THAT(said, HasSubstr("CORVANE_LANGAUGE: nothing reads the setting \"langauge\""));
-    EXPECT_THAT(said, HasSubstr("--set: nothing reads the setting \"heading\""));
+    EXPECT_THAT(said, HasSubstr(m_options.config + ":1: unknown setting \"coutry\"; known settings are base_url, "));
+    EXPECT_THAT(said, HasSubstr("CORVANE_LANGAUGE: unknown setting \"langauge\""));
+    EXPECT_THAT(said, HasSubstr("--set: unknown setting \"heading\""));
     EXPECT_EQ(option(configuration, "vorel_heading"), "x=y");
 }
 
@@ -88,7 +86,7 @@ TEST(Configuration, AbsentOptionsAreEmpty)
     EXPECT_THAT(configuration.complaints(), IsEmpty());
 }
 
-TEST(Configuration, NumbersAreCheckedWhereTheyAreNeeded)
+TEST(Configuration, NumbersOutOfRangeNameTheirSource)
 {
     Configuration good;
     good.set("connect_timeout", "2.5", "test");
@@ -113,71 +111,90 @@ TEST(Configuration, NumbersAreCheckedWhereTheyAreNeeded)
     }
 }
 
-TEST(SettingsFile, ValuesAreTexts)
+TEST(Configuration, BaseUrlLosesTrailingSlashes)
+{
+    Configuration configuration;
+    configuration.set("vorel_base_url", "http://127.0.0.1:8900//", "test");
+    EXPECT_EQ(option(configuration, "vorel_base_url"), "http://127.0.0.1:8900");
+    configuration.set("base_url", "http://h/path", "test");
+    EXPECT_EQ(configuration.text("base_url"), "http://h/path");
+    configuration.set("base_url", "", "test");
+    EXPECT_EQ(configuration.text("base_url"), "");
+}
+
+TEST(SettingsFile, ReadsTomlValuesAsStrings)
 {
     const struct {
-        const char* line;
+        const char* contents;
         const char* value;
     } rows[] = {
-        {"key = \"plain\"", "plain"},
-        {"key=\"no blanks\"", "no blanks"},
-        {"\t key = \"x\" \r", "x"},
-        {"key = \"a # b ; c\"   # comment", "a # b ; c"},
-        {"key = 'a # \\n \"'; comment", "a # \\n \""},
-        {"key = \"\\\"\\\\\\t\\n\\u00e9\\U0001F4FA\"", "\"\\\t\n\xC3\xA9\xF0\x9F\x93\xBA"},
-        {"key = US", "US"},
-        {"key = two words # comment", "two words"},
-        {"key = two words ; comment", "two words"},
-        {"key = http://h/a#b;c", "http://h/a#b;c"},
-        {"key =", ""},
-        {"key = # comment", ""},
-        {"key = \"\"", ""},
-        {"key = 5", "5"},
-        {"key = a=b", "a=b"},
-        {"[heading] # comment\nkey = \"x\"", "x"},
-        {"# c\n; c\n\nkey = \"x\"", "x"},
-        {"\xEF\xBB\xBFkey = \"x\"", "x"},
+        {"country = \"plain\"", "plain"},
+        {"country=\"no blanks\"", "no blanks"},
+        {"\t country = \"x\" \r\n", "x"},
+        {"country = \"a # b ; c\"   # comment", "a # b ; c"},
+        {"country = 'a # \\n \"' # comment", "a # \\n \""},
+        {"country = \"\\\"\\\\\\t\\n\\u00e9\\U0001F4FA\"", "\"\\\t\n\xC3\xA9\xF0\x9F\x93\xBA"},
+        {"country = \"\"\"a\nb\"\"\"", "a\nb"},
+        {"country = \"\"", ""},
+        {"country = 5", "5"},
+        {"country = 0x10", "16"},
+        {"country = 2.5", "2.5"},
+        {"country = true", "true"},
+        {"\"country\" = \"x\"", "x"},
+        {"vorel_country = \"x\"", "x"},
+        {"[heading] # comment\ncountry = \"x\"", "x"},
+        {"a.b.country = \"x\"", "x"},
+        {"# c\n\ncountry = \"x\"", "x"},
+        {"\xEF\xBB\xBF"
+         "country = \"x\"",
+         "x"},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.line);
+        SCOPED_TRACE(row.contents);
         Configuration configuration;
-        readSettings(row.line, "file", configuration);
-        EXPECT_TRUE(configuration.isSet("key"));
-        EXPECT_EQ(configuration.text("key"), row.value);
+        readSettings(row.contents, "file", configuration);
+        EXPECT_TRUE(configuration.isSet("country"));
+        EXPECT_EQ(configuration.text("country"), row.value);
+        EXPECT_THAT(configuration.complaints(), IsEmpty());
     }
 }
 
-TEST(SettingsFile, WhatIsWrongHasItsLine)
+TEST(SettingsFile, NamesFileAndLineOfErrors)
 {
     const struct {
-        const char* text;
+        const char* contents;
         const char* message;
     } rows[] = {
-        {"\n\njunk", "file:3: a line has to read key = \"value\""},
-        {"= x", "file:1: a line has to read key = \"value\""},
-        {"a = \"x", "file:1: the closing quote is missing"},
-        {"a = 'x", "file:1: the closing quote is missing"},
-        {"a = \"x\" y", "file:1: there is text behind the closing quote"},
-        {"a = \"C:\\dir\"", "file:1: \\d is no escape; for a backslash write \\\\ or use single quotes"},
-        {"a = \"\\u12\"", "file:1: \\u wants the 4 hexadecimal digits of a character"},
-        {"a = \"\\ud800\"", "file:1: \\u wants the 4 hexadecimal digits of a character"},
-        {"a = \"\\U00110000\"", "file:1: \\u wants the 8 hexadecimal digits of a character"},
-        {"[open", "file:1: a heading has to end with ]"},
-        {"a = 1\na = 2", "file:2: a is set twice; leave one"},
+        {"\n\njunk", "file:3: "},
+        {"= \"x\"", "file:1: "},
+        {"\ncountry = \"x", "file:2: "},
+        {"country = US", "write settings as country = \"US\""},
+        {"country = \"x\" ; comment", "file:1: "},
+        {"country = \"C:\\dir\"", "file:1: "},
+        {"country = \"\\ud800\"", "file:1: "},
+        {"[open", "file:1: "},
+        {"country = \"\xFF\"", "file:1: "},
+        {"country = \"1\"\n\ncountry = \"2\"", "file:3: "},
+        {"country = \"1\"\n[x]\nvorel_country = \"2\"", "is set a second time, after file:"},
+        {"\ncountry = [\"1\"]", "file:2: country must be a string, a number or a boolean"},
+        {"country = 2026-11-21", "file:1: country must be a string, a number or a boolean"},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
+        SCOPED_TRACE(row.contents);
         Configuration configuration;
         try {
-            readSettings(row.text, "file", configuration);
-            ADD_FAILURE() << "no complaint";
+            readSettings(row.contents, "file", configuration);
+            ADD_FAILURE() << "no error";
         } catch (const std::runtime_error& error) {
-            EXPECT_STREQ(error.what(), row.message);
+            EXPECT_THAT(error.what(), HasSubstr(row.message));
+            EXPECT_THAT(error.what(), testing::StartsWith("file:"));
+            EXPECT_THAT(error.what(), testing::Not(HasSubstr("\n")));
         }
+        EXPECT_FALSE(configuration.isSet("country"));
     }
 }
 
-TEST(SettingsFile, AFileThatCannotBeReadIsNamed)
+TEST(SettingsFile, NamesFilesThatCannotBeRead)
 {
     for (const char* path : {"/no/such/file.toml", "/tmp"}) {
         Configuration configuration;
@@ -190,7 +207,7 @@ TEST(SettingsFile, AFileThatCannotBeReadIsNamed)
     }
 }
 
-TEST(Settings, EachStandsInTheDocumentation)
+TEST(Settings, EachIsDocumented)
 {
     const std::string documentation = readFile(OPTIONS_DOCUMENTATION);
     for (const Setting& setting : allSettings())

@@ -38,7 +38,6 @@ protected:
     ~Debug() override
     {
         CCDebug::DebugIO = nullptr;
-        watchDebugLines({}, {});
         setDebugLevel(1);
     }
     std::string written() const { return readFile(m_scratch.file("log")); }
@@ -121,16 +120,6 @@ TEST_F(Debug, LinesOfThreadsStayWhole)
         ASSERT_EQ(line.find('>'), line.size() - 1) << line;
     }
     EXPECT_EQ(count, kThreads * kLines);
-}
-
-TEST_F(Debug, AWatcherSeesItsLinesWhateverTheLevel)
-{
-    std::vector<std::string> seen;
-    watchDebugLines("Error Code", [&seen](std::string_view line) { seen.emplace_back(line); });
-    printLine(8, "Error Code:%s", "207");
-    printLine(8, "another %s", "Error Code");
-    EXPECT_THAT(seen, testing::ElementsAre("Error Code:207"));
-    EXPECT_EQ(written(), "");
 }
 
 TEST_F(Debug, WithoutAnOutputNothingHappens)

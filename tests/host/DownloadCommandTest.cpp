@@ -80,14 +80,14 @@ TEST(Download, PrintsThePathOfTheWholeFile)
         const Outcome outcome = corvane("download " + row.arguments);
         EXPECT_EQ(outcome.exitCode, 0) << row.arguments;
         EXPECT_EQ(outcome.output, row.path + "\n");
-        EXPECT_EQ(outcome.errors, "") << "no bar where there is no terminal";
+        EXPECT_EQ(outcome.errors, "") << "no progress bar without a terminal";
         EXPECT_EQ(readFile(row.path), row.content);
     }
     EXPECT_THAT(namesIn(scratch.file("d")), ElementsAre("empty", "good", "good morning", "old"));
     EXPECT_THAT(server.requests().back(), HasSubstr("GET /good%20morning HTTP/1.1\r\n"));
 }
 
-TEST(Download, AFailureSaysWhyAndLeavesEverythingAsItWas)
+TEST(Download, FailuresGiveTheReasonAndChangeNothing)
 {
     const RawServer server(files);
     int refusing = 0;
@@ -104,19 +104,20 @@ TEST(Download, AFailureSaysWhyAndLeavesEverythingAsItWas)
         std::string arguments;
         const char* message;
     } rows[] = {
-        {server.url("/none") + " " + directory + " old", "the server refuses or does not know it (status -205)"},
+        {server.url("/none") + " " + directory + " old",
+         "the server refuses the file or does not have it (status -205)"},
         {server.url("/cut") + " " + directory + " old", "the transfer broke off (status -13)"},
-        {server.url("/moved") + " " + directory + " old", "something else than a file (status -16)"},
-        {server.url("/same") + " " + directory + " old", "something else than a file (status -16)"},
+        {server.url("/moved") + " " + directory + " old", "something other than the file (status -16)"},
+        {server.url("/same") + " " + directory + " old", "something other than the file (status -16)"},
         {"--timeout 0.2 " + server.url("/silent") + " " + directory + " old", "did not answer in time (status -500)"},
         {fmt::format("http://127.0.0.1:{}/x {} old", refusing, directory), "there is no server at this address"},
-        {"ftp://h/x " + directory, "\"ftp://h/x\" is no http or https address"},
-        {server.url("/%2e%2e") + " " + directory, "the file name \"%2e%2e\" would lead out of"},
-        {server.url("/good") + " " + directory + " ../x", "the file name \"../x\" would lead out of"},
+        {"ftp://h/x " + directory, "\"ftp://h/x\" is not an http or https address"},
+        {server.url("/%2e%2e") + " " + directory, "the file name \"%2e%2e\" would be outside"},
+        {server.url("/good") + " " + directory + " ../x", "the file name \"../x\" would be outside"},
         {server.url("/good") + " " + directory + " sub", "sub: it is a directory"},
         {server.url("/good") + " " + scratch.file("nowhere"), "nowhere: No such file or directory"},
-        {server.url("/good") + " " + scratch.file("plain"), "plain: it is no directory"},
-        {server.url("/good") + " /dev null", "/dev/null: it is no ordinary file"},
+        {server.url("/good") + " " + scratch.file("plain"), "plain: it is not a directory"},
+        {server.url("/good") + " /dev null", "/dev/null: it is not a regular file"},
         {server.url("/good") + " /proc", "cannot download into /proc: "},
     };
     for (const auto& row : rows) {
@@ -130,12 +131,12 @@ TEST(Download, AFailureSaysWhyAndLeavesEverythingAsItWas)
     }
 }
 
-TEST(Download, AFullDiskIsAFailureAndNotTheEnd)
+TEST(Download, ReportsFullDisks)
 {
     const RawServer server(answering(std::string(1 << 20, 'x')));
     const ScratchDirectory scratch;
     std::filesystem::create_directory(scratch.file("d"));
-    // Whatever is to happen to a process that writes more than it may.
+    // Ignored, or with its default action.
     for (const char* signal : {"trap '' XFSZ", "trap - XFSZ"}) {
         const std::string command = fmt::format("{}; ulimit -f 64; exec {} download {} {}", signal, CORVANE,
                                                 server.url("/big"), scratch.file("d"));
@@ -146,7 +147,7 @@ TEST(Download, AFullDiskIsAFailureAndNotTheEnd)
     }
 }
 
-/// The command on a terminal of its own.
+/// The command on a pseudo-terminal.
 class OnTerminal {
 public:
     explicit OnTerminal(std::vector<std::string> arguments)
@@ -158,7 +159,7 @@ public:
         pointers.push_back(nullptr);
         winsize size{};
         size.ws_col = 80;
-        m_process = ::forkpty(&m_iTerminal, nullptr, nullptr, &size);
+        m_process = ::forkpty(&m_terminal, nullptr, nullptr, &size);
         if (m_process == 0) {
             ::execv(CORVANE, pointers.data());
             ::_exit(127);
@@ -170,7 +171,7 @@ public:
             ::kill(m_process, SIGKILL);
             ::waitpid(m_process, nullptr, 0);
         }
-        ::close(m_iTerminal);
+        ::close(m_terminal);
     }
     OnTerminal(const OnTerminal&) = delete;
     OnTerminal& operator=(const OnTerminal&) = delete;
@@ -180,17 +181,17 @@ public:
     const std::string& readUntil(const std::string& text)
     {
         char buffer[4096];
-        while (m_sOutput.find(text) == std::string::npos) {
-            const ssize_t got = ::read(m_iTerminal, buffer, sizeof buffer);
+        while (m_output.find(text) == std::string::npos) {
+            const ssize_t got = ::read(m_terminal, buffer, sizeof buffer);
             if (got <= 0)
                 break;
-            m_sOutput.append(buffer, static_cast<std::size_t>(got));
+            m_output.append(buffer, static_cast<std::size_t>(got));
         }
-        return m_sOutput;
+        return m_output;
     }
     void type(const std::string& keys) const
     {
-        EXPECT_EQ(::write(m_iTerminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+        EXPECT_EQ(::write(m_terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     }
     void signal(int number) const { ::kill(m_process, number); }
     int exitCode()
@@ -201,15 +202,15 @@ public:
         m_process = 0;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    const std::string& output() const { return m_sOutput; }
+    const std::string& output() const { return m_output; }
 
 private:
-    int m_iTerminal = -1;
+    int m_terminal = -1;
     pid_t m_process = 0;
-    std::string m_sOutput;
+    std::string m_output;
 };
 
-/// Half of a file, and the rest when it is told to.
+/// Sends half of a file, and the rest when goOn is set.
 struct HalfServer {
     std::atomic<bool> goOn{false};
     RawServer server{[this](RawServer::Connection& connection) {
@@ -226,7 +227,7 @@ struct HalfServer {
     HalfServer& operator=(const HalfServer&) = delete;
 };
 
-TEST(Download, ATerminalShowsHowFarItIs)
+TEST(Download, TerminalsShowProgress)
 {
     HalfServer half;
     const ScratchDirectory scratch;
@@ -240,7 +241,7 @@ TEST(Download, ATerminalShowsHowFarItIs)
     EXPECT_EQ(std::filesystem::file_size(scratch.file("d/f")), std::uintmax_t{1} << 21);
 }
 
-TEST(Download, CancelledItLeavesNothingBehind)
+TEST(Download, CancelledDownloadsLeaveNothing)
 {
     HalfServer half;
     const ScratchDirectory scratch;
@@ -258,7 +259,7 @@ TEST(Download, CancelledItLeavesNothingBehind)
         else
             command.signal(row.signal);
         EXPECT_EQ(command.exitCode(), row.exitCode) << command.output();
-        EXPECT_THAT(command.output(), AllOf(HasSubstr("cancelled; nothing is left"), Not(HasSubstr("hint"))));
+        EXPECT_THAT(command.output(), AllOf(HasSubstr("cancelled; no file was written"), Not(HasSubstr("hint"))));
         EXPECT_THAT(namesIn(scratch.file("d")), ElementsAre("f"));
         EXPECT_EQ(readFile(scratch.file("d/f")), "older");
     }
@@ -275,7 +276,7 @@ long memoryOf(pid_t process, const std::string& what)
     return -1;
 }
 
-TEST(Download, ALargeOneNeedsNoMemory)
+TEST(Download, LargeFilesNeedNoMemory)
 {
     constexpr std::size_t kBlock = std::size_t{1} << 20;
     // A GiB in the long form: the disk is what takes the time.

@@ -34,24 +34,24 @@ TEST(DownloadName, IsTheOneGivenOrTheEndOfTheUrl)
         EXPECT_EQ(downloadName({row.url, "d", row.name}), row.expected) << row.url;
 }
 
-TEST(DownloadName, NeverLeadsOutOfTheDirectory)
+TEST(DownloadName, IsAlwaysInTheDirectory)
 {
     const struct {
         std::string url;
         std::string name;
         const char* message;
     } rows[] = {
-        {"http://h/", "", "ends without a file name"},
-        {"http://h/a/..", "", "would lead out of d"},
-        {"http://h/a/.", "", "would lead out of d"},
-        {"http://h/%2e%2E", "", "would lead out of d"},
-        {"http://h/a?from=../..", "", "would lead out of d"},
-        {"http://h/..%2fetc", "", "would lead out of d"},
-        {"http://h/%2F", "", "would lead out of d"},
-        {"http://h/x", "..", "would lead out of d"},
-        {"http://h/x", "a/b", "would lead out of d"},
-        {"http://h/x", "/etc/x", "would lead out of d"},
-        {"http://h/" + std::string(256, 'x'), "", "has 256 bytes; 255 are possible"},
+        {"http://h/", "", "does not end with a file name"},
+        {"http://h/a/..", "", "would be outside d"},
+        {"http://h/a/.", "", "would be outside d"},
+        {"http://h/%2e%2E", "", "would be outside d"},
+        {"http://h/a?from=../..", "", "would be outside d"},
+        {"http://h/..%2fetc", "", "would be outside d"},
+        {"http://h/%2F", "", "would be outside d"},
+        {"http://h/x", "..", "would be outside d"},
+        {"http://h/x", "a/b", "would be outside d"},
+        {"http://h/x", "/etc/x", "would be outside d"},
+        {"http://h/" + std::string(256, 'x'), "", "has 256 bytes; at most 255 are possible"},
     };
     for (const auto& row : rows) {
         try {
@@ -64,7 +64,7 @@ TEST(DownloadName, NeverLeadsOutOfTheDirectory)
     }
 }
 
-TEST(DownloadProgressLine, SaysWhatIsKnown)
+TEST(DownloadProgressLine, ShowsWhatIsKnown)
 {
     const struct {
         std::uint64_t written;

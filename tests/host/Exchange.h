@@ -42,20 +42,20 @@ public:
     std::optional<SESSION_STATUS> wait()
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        if (!m_ended.wait_for(lock, std::chrono::seconds(20), [&] { return m_iCompletions > 0; }))
+        if (!m_ended.wait_for(lock, std::chrono::seconds(20), [&] { return m_completions > 0; }))
             return std::nullopt;
-        return m_iStatus;
+        return m_status;
     }
     bool isCompleted() const
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        return m_iCompletions > 0;
+        return m_completions > 0;
     }
     /// The session status, once completed.
     SESSION_STATUS status() const
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        return m_iStatus;
+        return m_status;
     }
     std::thread::id thread() const { return m_thread; }
     const std::string& payload() const { return m_request.response().getPayload(); }
@@ -70,16 +70,16 @@ private:
         if (exchange.hook)
             exchange.hook(status);
         const std::lock_guard<std::mutex> lock(exchange.m_lock);
-        EXPECT_EQ(++exchange.m_iCompletions, 1) << "completed twice";
-        exchange.m_iStatus = status;
+        EXPECT_EQ(++exchange.m_completions, 1) << "completed twice";
+        exchange.m_status = status;
         exchange.m_ended.notify_all();
     }
 
     HttpRequest m_request;
     mutable std::mutex m_lock;
     std::condition_variable m_ended;
-    int m_iCompletions = 0;
-    SESSION_STATUS m_iStatus = -1;
+    int m_completions = 0;
+    SESSION_STATUS m_status = -1;
     std::thread::id m_thread;
 };
 
@@ -89,11 +89,11 @@ protected:
     ExecutorTest() { use(std::make_unique<CurlExecutor>()); }
     ~ExecutorTest() override { use(nullptr); }
 
-    CurlExecutor& executor() { return *m_pExecutor; }
+    CurlExecutor& executor() { return *m_executor; }
     void use(std::unique_ptr<CurlExecutor> executor)
     {
         installHttpDelegator(executor.get());
-        m_pExecutor = std::move(executor);
+        m_executor = std::move(executor);
     }
     void use(const HttpLimits& limits) { use(std::make_unique<CurlExecutor>(limits)); }
 
@@ -105,7 +105,7 @@ protected:
     }
 
 private:
-    std::unique_ptr<CurlExecutor> m_pExecutor;
+    std::unique_ptr<CurlExecutor> m_executor;
 };
 
 }  // namespace W::host

@@ -36,19 +36,19 @@ public:
     void open()
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        m_bOpen = true;
+        m_open = true;
         m_opened.notify_all();
     }
     bool wait()
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        return m_opened.wait_for(lock, 20s, [&] { return m_bOpen; });
+        return m_opened.wait_for(lock, 20s, [&] { return m_open; });
     }
 
 private:
     std::mutex m_lock;
     std::condition_variable m_opened;
-    bool m_bOpen = false;
+    bool m_open = false;
 };
 
 class Executor : public ExecutorTest {

@@ -527,7 +527,7 @@ TEST(PluginLibrary, SaysWhatIsWrongWithAFile)
         {"/no/such/plugin.so", "there is no plug-in at /no/such/plugin.so"},
         {"/tmp", "there is no plug-in at /tmp"},
         {"/etc/passwd", "cannot load the plug-in: /etc/passwd"},
-        {NO_PLUGIN, "is no plug-in: it does not export createPlugin"},
+        {NO_PLUGIN, "is not a plug-in: it does not export createPlugin"},
     };
     for (const auto& row : rows) {
         try {

@@ -328,7 +328,7 @@ private:
     {
         noteCall(name, arguments...);
         const bool refused = g_control.behaviour == Behaviour::Refuse;
-        const UINT64 reference = refused ? 0 : ++m_uReference;
+        const UINT64 reference = refused ? 0 : ++m_reference;
         out.setRequestID(static_cast<unsigned int>(numberOf(name)));
         out.setReqRefernce(reference);
         out.setWStatus(refused ? status::kNoSession : status::kOk);
@@ -355,7 +355,7 @@ private:
         done(status::kOk, sample<std::tuple_element_t<Index, Results>>()..., reference, userData);
     }
 
-    UINT64 m_uReference = 0;
+    UINT64 m_reference = 0;
     std::vector<std::thread> m_threads;
 };
 

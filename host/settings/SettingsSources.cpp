@@ -1,0 +1,49 @@
+#include "SettingsSources.h"
+
+#include "SettingsFile.h"
+
+#include <string_view>
+#include <utility>
+
+namespace W::host {
+
+namespace {
+
+/// What a service on this machine accepts.
+constexpr std::pair<std::string_view, const char*> kDefaultsForPeople[] = {
+    {"base_url", "http://127.0.0.1:8900"},
+    {"app_key", "corvane"},
+    {"duid", "corvane-command"},
+    {"model_id", "corvane"},
+    {"country", "US"},
+    {"language", "en"},
+    {"headend", "default"},
+};
+
+}  // namespace
+
+Configuration loadSettings(const SettingsSources& sources, const char* const* environment)
+{
+    Configuration configuration;
+    std::string file = sources.file;
+    if (sources.defaults == Defaults::ForPeople) {
+        for (const auto& [key, value] : kDefaultsForPeople) {
+            configuration.set(key, value, "default");
+        }
+        if (file.empty()) {
+            file = standardSettingsFile().value_or("");
+        }
+    }
+    if (!file.empty()) {
+        readSettingsFile(file, configuration);
+        configuration.setFile(file);
+    }
+    configuration.setFromEnvironment(environment);
+    for (const std::string& assignment : sources.assignments) {
+        const std::size_t equals = assignment.find('=');
+        configuration.set(assignment.substr(0, equals), assignment.substr(equals + 1), "--set");
+    }
+    return configuration;
+}
+
+}  // namespace W::host

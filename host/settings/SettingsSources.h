@@ -1,0 +1,29 @@
+// Where settings come from, and which source wins: defaults, then the file, then the environment, then the command
+// line, later ones over earlier ones. A value means the same in each of them, and an empty one counts as set.
+#pragma once
+
+#include "Configuration.h"
+
+#include <string>
+#include <vector>
+
+namespace W::host {
+
+/// Scripts get the settings that they name; people also get the user's file and what a service on this machine needs.
+enum class Defaults {
+    None,
+    ForPeople
+};
+
+struct SettingsSources {
+    Defaults defaults = Defaults::None;
+    std::string file;                      ///< empty for the user's file, which only people get
+    std::vector<std::string> assignments;  ///< KEY=VALUE, of --set
+};
+
+/// Reads all sources.
+/// @param environment  as `environ`: ends with a null pointer
+/// @throws std::runtime_error with one line for the user
+Configuration loadSettings(const SettingsSources& sources, const char* const* environment);
+
+}  // namespace W::host
