@@ -35,7 +35,9 @@ public:
         std::string help = Formatter::make_help(app, std::move(name), mode);
         if (app->get_parent() != nullptr) {
             const std::vector<const CLI::Option*> common =
-                app->get_parent()->get_options([](const CLI::Option* option) { return !option->check_name("--help"); });
+                app->get_parent()->get_options([](const CLI::Option* option) {
+                    return !option->check_name("--help") && !option->check_name("--version");
+                });
             help += make_group("Options of all commands", false, common);
         }
         return help;
@@ -144,6 +146,7 @@ int runCommandLine(int argc, char** argv)
 
     CLI::App app{"Shows the television guide of a Corvane service, and drives the plug-in's operations.", "corvane"};
     app.formatter(std::make_shared<CommandFormatter>());
+    app.set_version_flag("--version", "corvane " CORVANE_VERSION, "Print the version");
     addCommonOptions(app, options);
     app.require_subcommand(1);
     app.fallthrough();

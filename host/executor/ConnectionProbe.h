@@ -9,13 +9,13 @@
 namespace W::host {
 
 enum class CertificateCheck {
-    None,  ///< connects to anybody
+    None,  ///< accepts any certificate
     Full   ///< chain and host name, as for requests
 };
 
 struct ProbeResult {
     SESSION_STATUS status;  ///< kCompleted if connected, TLS included
-    std::string reason;     ///< libcurl's words if not
+    std::string reason;     ///< libcurl's error message otherwise
 };
 
 /// Blocks until the connection is made or has failed, at most for the connect time-out.

@@ -1,4 +1,3 @@
-// The two threads, the lists between them, and flushing.
 #include "CurlExecutor.h"
 
 #include "CurlOptions.h"
@@ -21,10 +20,10 @@ constexpr std::size_t kKeptExchanges = 256;
 constexpr long kKeptConnections = 64;
 constexpr std::chrono::milliseconds kLongestSleep{60'000};
 constexpr std::chrono::milliseconds kPauseAfterFailure{10};
-/// Completions parse replies of a thousand levels on it.
+/// Completions parse replies with up to a thousand levels on this stack.
 constexpr std::size_t kStackSize = std::size_t{4} << 20;
 
-/// Starts a thread that no signal interrupts: a broken TLS connection raises SIGPIPE.
+/// Starts a thread that blocks all signals: a broken TLS connection raises SIGPIPE.
 bool startThread(pthread_t& thread, const char* name, void* (*run)(void*), void* self)
 {
     pthread_attr_t attributes;
@@ -64,7 +63,7 @@ CurlExecutor::CurlExecutor(HttpLimits limits) : m_limits(std::move(limits)), m_m
     if (!m_wakeUp.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "cannot create an eventfd");
     }
-    // So that no list of the transfer thread has to grow.
+    // The transfer thread's lists never grow.
     m_starting.reserve(m_limits.concurrency);
     m_ended.reserve(m_limits.concurrency);
     m_idleTransfers.reserve(kKeptTransfers);
@@ -126,7 +125,7 @@ int CurlExecutor::addRequest(HttpRequest* request)
         exchange.accepted = Clock::now();
         exchange.status = session::kCompleted;
         m_waiting.splice(m_waiting.end(), m_spare, m_spare.begin());
-        // Whoever flushes this id meanwhile waits for this request, too.
+        // A flush of this id that is already waiting waits for this request, too.
         if (isMarked(exchange))
             m_attention = true;
     }
@@ -163,8 +162,8 @@ void CurlExecutor::flushHttpRequests(UINT64 id)
     dropIfUnused(*live);
 }
 
-/// The flush of a completion: nobody else delivers while it waits, so it delivers itself. Its own request, and those
-/// of the completions around it, are the ones that it does not wait for.
+/// A flush from inside a completion delivers by itself, since the delivery thread is busy with it. It does not wait for
+/// its own request and those of the completions around it.
 void CurlExecutor::flushHere(Lock& lock, UINT64 id)
 {
     const auto isOfId = [id](const HttpExchange& exchange) { return exchange.id == id; };
@@ -240,8 +239,8 @@ void CurlExecutor::transferAll()
     }
 }
 
-/// Hands over what has ended and takes what waits: one lock for both.
-/// @return false when it is time to end
+/// Hands over ended exchanges and takes waiting ones, under one lock.
+/// @return false if the thread is to end
 bool CurlExecutor::exchangeWithOthers()
 {
     bool somethingDone = !m_ended.empty();
@@ -302,7 +301,7 @@ SESSION_STATUS CurlExecutor::begin(HttpExchanges::iterator exchange)
             return session::kNotSendable;
         }
     }
-    // There is one since the lines before.
+    // The lines above made one.
     // cppcheck-suppress containerOutOfBounds
     exchange->transfer = m_idleTransfers.back().release();
     m_idleTransfers.pop_back();
@@ -316,7 +315,7 @@ SESSION_STATUS CurlExecutor::begin(HttpExchanges::iterator exchange)
     return status;
 }
 
-/// Takes an exchange from libcurl and puts its transfer back for the next one.
+/// Takes an exchange from libcurl and keeps its transfer for the next one.
 void CurlExecutor::end(HttpExchanges::iterator exchange, SESSION_STATUS status)
 {
     std::unique_ptr<Running> transfer(std::exchange(exchange->transfer, nullptr));
@@ -353,10 +352,10 @@ void CurlExecutor::endAll(SESSION_STATUS status)
     }
 }
 
-/// Ends what was cancelled or flushed. Requests in line go straight to delivery, which sees the mark itself.
+/// Ends what was cancelled or flushed. Waiting requests go straight to delivery, which checks the mark itself.
 void CurlExecutor::endMarked()
 {
-    std::vector<HttpExchanges::iterator>& marked = m_starting;  // empty here, and large enough
+    std::vector<HttpExchanges::iterator>& marked = m_starting;  // is empty here, and large enough
     {
         const Lock lock(m_lock);
         for (auto next = m_waiting.begin(); next != m_waiting.end();) {
@@ -429,7 +428,7 @@ void CurlExecutor::deliverAll()
     }
 }
 
-/// Runs one completion. This is where an outcome becomes fixed: a mark that comes later comes too late.
+/// Runs one completion. The outcome is fixed here: a later setCancel() has no effect.
 void CurlExecutor::deliver(Lock& lock, HttpExchanges::iterator exchange)
 {
     m_delivering.splice(m_delivering.end(), m_done, exchange);
@@ -473,7 +472,7 @@ HttpDelegator* HttpDelegator::getInstance()
 {
     if (HttpDelegator* const installed = host::g_installed)
         return installed;
-    // Never destroyed: requests may still be on their way while the process ends.
+    // Never destroyed: requests may still be outstanding when the process ends.
     static HttpDelegator* const s_default = new host::CurlExecutor();
     return s_default;
 }

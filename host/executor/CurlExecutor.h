@@ -1,8 +1,8 @@
-// The reference executor: HTTP on libcurl's multi interface. One thread transfers, one delivers, so that completions
-// never overlap and a slow one holds up no transfer. framework/HttpDelegator.h states the contract (X1 to X5).
+// The reference executor: HTTP on libcurl's multi interface. One thread transfers and one delivers, so that completions
+// never overlap and a slow one delays no transfer. framework/HttpDelegator.h states the contract (X1 to X5).
 //
-// A request is an HttpExchange that wanders through four lists: waiting, running, done, delivering. Its place is its
-// state. One lock guards the lists; it is never held while libcurl or a completion runs.
+// A request is an HttpExchange that moves through four lists: waiting, running, done, delivering. Its list is its
+// state. One lock guards the lists; it is not held while libcurl or a completion runs.
 // Read next: CurlTransfer.h for one exchange on the wire.
 #pragma once
 
@@ -30,22 +30,22 @@ public:
     /// The threads start with the first request.
     /// @throws CurlError, std::system_error, std::bad_alloc
     explicit CurlExecutor(HttpLimits limits = {});
-    /// Stops. A process's own executor is never destroyed, since plug-ins hold its pointer.
+    /// Stops. The installed executor is never destroyed, since plug-ins keep its pointer.
     ~CurlExecutor() override;
     CurlExecutor(const CurlExecutor&) = delete;
     CurlExecutor& operator=(const CurlExecutor&) = delete;
 
-    /// @return 0 accepted; -1 a null request; -3 out of memory, no threads to be had, or stopped
+    /// @return 0 accepted; -1 a null request; -3 out of memory, no thread can be started, or stopped
     int addRequest(HttpRequest* request) override;
 
-    /// Called from inside a completion, it runs the completions of the other requests of that id itself, one after the
-    /// other on that same thread, before it returns.
+    /// Called from inside a completion, it runs the completions of the other requests of that id on the same thread
+    /// before it returns.
     void flushHttpRequests(UINT64 id) override;
 
     void wake() override;
 
-    /// Ends every request with 600, and the threads; later requests are refused. Returns when the last completion has.
-    /// Not from inside a completion.
+    /// Ends every request with 600, then the threads; later requests are refused. Returns after the last completion.
+    /// Must not be called from inside a completion.
     void stop();
 
     /// Called with every reply before its request completes, on the delivery thread. It must not throw.
@@ -66,14 +66,14 @@ private:
         UINT64 id = 0;
         Clock::time_point accepted;
         SESSION_STATUS status = session::kCompleted;
-        Running* transfer = nullptr;  ///< while it is libcurl's
+        Running* transfer = nullptr;  ///< while libcurl has it
     };
     using HttpExchanges = std::list<HttpExchange>;
     struct Running : CurlTransfer {
         using CurlTransfer::CurlTransfer;
         HttpExchanges::iterator exchange;
     };
-    /// The requests of one id that are accepted and not yet completed, and the flushes that wait for them.
+    /// Counts of one id: requests accepted and not yet completed, and flushes that wait for them.
     struct Live {
         UINT64 id;
         std::size_t requests;
@@ -111,7 +111,7 @@ private:
     DownloadProgress m_downloads;
 
     std::mutex m_lock;
-    std::condition_variable m_somethingDone;   ///< whoever delivers waits here
+    std::condition_variable m_somethingDone;   ///< the delivering thread waits here
     std::condition_variable m_somethingEnded;  ///< flushes and stop() wait here
     HttpExchanges m_waiting;
     HttpExchanges m_done;
@@ -126,9 +126,9 @@ private:
     pthread_t m_transferHandle{};
     pthread_t m_deliveryHandle{};
 
-    std::atomic<bool> m_attention{false};  ///< some request was marked since the transfer thread last looked
+    std::atomic<bool> m_attention{false};  ///< a request was marked since the transfer thread last checked
     std::atomic<bool> m_sleeping{false};   ///< the transfer thread is about to wait in libcurl
-    FileDescriptor m_wakeUp;               ///< an eventfd that ends the wait; cheaper than libcurl's own means
+    FileDescriptor m_wakeUp;               ///< an eventfd that ends the wait; cheaper than curl_multi_wakeup()
 
     // Transfer thread only
     struct MultiCleanup {
@@ -136,17 +136,17 @@ private:
     };
     std::unique_ptr<CURLM, MultiCleanup> m_multi;
     HttpExchanges m_running;
-    std::vector<HttpExchanges::iterator> m_starting;  ///< of m_running, not yet libcurl's
-    std::vector<HttpExchanges::iterator> m_ended;     ///< of m_running, no longer libcurl's
+    std::vector<HttpExchanges::iterator> m_starting;  ///< of m_running, not yet given to libcurl
+    std::vector<HttpExchanges::iterator> m_ended;     ///< of m_running, taken from libcurl
     std::vector<std::unique_ptr<Running>> m_idleTransfers;
     Clock::time_point m_now;                                      ///< in this turn of the loop
     Clock::time_point m_nextDeadline = Clock::time_point::max();  ///< no transfer is overdue before
-    Clock::time_point m_nextExpiry = Clock::time_point::max();    ///< of the first in line
+    Clock::time_point m_nextExpiry = Clock::time_point::max();    ///< of the first waiting exchange
 };
 
-/// Makes an executor the one that HttpDelegator::getInstance() gives out; null goes back to one with default limits.
-/// Before any plug-in object exists.
-/// @param executor  stays the caller's, and has to live as long as it is installed
+/// Makes an executor the one that HttpDelegator::getInstance() returns; null goes back to one with default limits. To
+/// be called before any plug-in object exists.
+/// @param executor  stays the caller's and must live as long as it is installed
 void installHttpDelegator(HttpDelegator* executor);
 
 }  // namespace W::host

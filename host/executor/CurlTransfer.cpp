@@ -1,4 +1,4 @@
-// What libcurl is told about a request, and its callbacks.
+// A request as libcurl's options, and the callbacks.
 #include "CurlTransfer.h"
 
 #include "CurlOptions.h"
@@ -16,22 +16,22 @@ namespace W::host {
 
 namespace {
 
-/// What libcurl does of its own accord with a request that has a body, or none.
-enum class Natural {
+/// The method that libcurl uses by default: PUT with a body, GET without.
+enum class DefaultMethod {
     Get,
     Put
 };
 
-/// @return the method's name where libcurl has to be told; null where it comes by itself
-const char* unnaturalMethod(HTTP_REQUEST_TYPE type, Natural natural)
+/// @return the method's name if it differs from the default, else null
+const char* customMethod(HTTP_REQUEST_TYPE type, DefaultMethod standard)
 {
     switch (type) {
         case HTTP_GET:
-            return natural == Natural::Get ? nullptr : "GET";
+            return standard == DefaultMethod::Get ? nullptr : "GET";
         case HTTP_POST:
             return "POST";
         case HTTP_PUT:
-            return natural == Natural::Put ? nullptr : "PUT";
+            return standard == DefaultMethod::Put ? nullptr : "PUT";
         case HTTP_DELETE:
             return "DELETE";
     }
@@ -43,7 +43,7 @@ bool isKnownMethod(HTTP_REQUEST_TYPE type)
     return type >= HTTP_GET && type <= HTTP_DELETE;
 }
 
-/// Form B of the request, without an upload: the reply goes to a file.
+/// True if the reply goes to a file.
 bool isDownload(const HttpRequest& request)
 {
     return !request.filePath().empty() && !request.isFileUpload();
@@ -97,13 +97,13 @@ SESSION_STATUS CurlTransfer::begin(HttpRequest& request, std::chrono::millisecon
         if (!url || !isKnownMethod(request.type()) || !isSendable(request.header()))
             return session::kNotSendable;
         CURL* const easy = handle();
-        // libcurl would tidy a path up, so it only gets to know where to connect.
+        // libcurl would normalise the path, so it gets the origin only and the target separately.
         setOption(easy, CURLOPT_URL, url->origin.c_str());
         setOption(easy, CURLOPT_REQUEST_TARGET, url->target.c_str());
         setHeaders(request.header());
         setOption(easy, CURLOPT_HTTP_VERSION,
                   static_cast<long>(url->tls ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
-        // Only over TLS there is something to wait for: a connection that carries many requests.
+        // Waiting for a connection that carries many requests makes sense over TLS only.
         setOption(easy, CURLOPT_PIPEWAIT, url->tls ? 1L : 0L);
         setOption(easy, CURLOPT_TIMEOUT_MS, isDownload(request) ? 0L : timeoutForCurl(left));
         return setBody();
@@ -120,7 +120,7 @@ SESSION_STATUS CurlTransfer::setBody()
     m_bodySent = 0;
     m_bodySize = static_cast<curl_off_t>(request.body().size());
     if (request.isFileUpload()) {
-        // Not blocking: a pipe without a writer would hold up every other request.
+        // Not blocking: a pipe without a writer would delay every other request.
         m_file.hold(::open(request.filePath().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
         struct stat status {};
         if (!m_file.isOpen() || ::fstat(m_file.get(), &status) != 0 || !S_ISREG(status.st_mode))
@@ -136,7 +136,8 @@ SESSION_STATUS CurlTransfer::setBody()
     } else {
         setOption(easy, CURLOPT_HTTPGET, 1L);
     }
-    setOption(easy, CURLOPT_CUSTOMREQUEST, unnaturalMethod(request.type(), withBody ? Natural::Put : Natural::Get));
+    setOption(easy, CURLOPT_CUSTOMREQUEST,
+              customMethod(request.type(), withBody ? DefaultMethod::Put : DefaultMethod::Get));
     return session::kCompleted;
 }
 
@@ -153,7 +154,7 @@ void CurlTransfer::appendHeader(const std::string& line)
 
 void CurlTransfer::setHeaders(const HttpHeader& header)
 {
-    // A session's requests differ in their URLs alone.
+    // The requests of a session differ in their URLs only.
     if (m_headersSet && header.lines() == m_headerLines) {
         return;
     }
@@ -165,7 +166,7 @@ void CurlTransfer::setHeaders(const HttpHeader& header)
         if (std::none_of(lines.begin(), lines.end(), [&](const auto& line) { return isHeaderName(line.first, name); }))
             appendHeader(name + ":");
     };
-    // What libcurl would send of its own accord.
+    // libcurl would add these.
     withdraw("Accept");
     withdraw("Expect");
     bool decode = false;
@@ -177,7 +178,7 @@ void CurlTransfer::setHeaders(const HttpHeader& header)
         appendHeader(line);
         decode = decode || isHeaderName(name, "Accept-Encoding");
     }
-    // Switches decoding on; the request's own line stands in for the one that libcurl would send.
+    // Switches decoding on; the request's own line replaces the one that libcurl would send.
     setOption(handle(), CURLOPT_ACCEPT_ENCODING, decode ? "" : static_cast<const char*>(nullptr));
     setOption(handle(), CURLOPT_HTTPHEADER, m_headers.get());
     m_headersSet = true;
@@ -193,7 +194,7 @@ SESSION_STATUS CurlTransfer::end(SESSION_STATUS given)
 {
     HttpResponse& response = m_request->response();
     long code = 0;
-    // Before the first header line, the handle still remembers the exchange before.
+    // Before the first header line, the handle still has the code of the previous exchange.
     if (m_headerSeen)
         curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &code);
     SESSION_STATUS status = given;
@@ -215,7 +216,7 @@ bool CurlTransfer::fail(SESSION_STATUS why)
     return false;
 }
 
-/// The header block is complete: from here on a download writes in place, but never the text of an error.
+/// Called when the header block is complete. A download opens its file now, but not for the body of an error.
 bool CurlTransfer::startOfBody()
 {
     long code = 0;
@@ -248,7 +249,7 @@ bool CurlTransfer::keepInFile(std::string_view arrived)
     return true;
 }
 
-/// What the reply announces, within reason: the announcement may be wrong, or count compressed bytes.
+/// The announced size, limited: it may be wrong, or count compressed bytes.
 std::size_t CurlTransfer::expectedSize() const
 {
     constexpr curl_off_t kMost = 16 << 20;
@@ -286,7 +287,7 @@ std::size_t CurlTransfer::readBody(char* buffer, std::size_t room)
     std::size_t given = wanted;
     if (m_request->isFileUpload()) {
         const ssize_t got = ::pread(m_file.get(), buffer, wanted, m_bodySent);
-        // A file that became shorter cannot fill the length that was announced.
+        // The file became shorter than the announced length.
         if (got <= 0) {
             fail(session::kFileTrouble);
             return CURL_READFUNC_ABORT;

@@ -1,4 +1,4 @@
-// One request on one libcurl easy handle: what goes out, where the reply goes, and which session status comes of it.
+// One request on one libcurl easy handle: its options, its body, the destination of the reply, its session status.
 // Read next: CurlExecutor.h, which runs many of them.
 #pragma once
 
@@ -18,37 +18,37 @@
 
 namespace W::host {
 
-/// A transfer, used again and again by the executor's transfer thread, which alone touches it. Its easy handle keeps
-/// what it has; connections belong to the multi handle.
+/// A transfer, reused for many requests by the executor's transfer thread, which alone touches it. Connections belong
+/// to the multi handle.
 class CurlTransfer {
 public:
     using Clock = std::chrono::steady_clock;
 
     /// @param limits     outlives the transfer
     /// @param now        the transfer thread's clock, read once per turn of its loop; outlives the transfer
-    /// @param downloads  where downloads are counted; outlives the transfer
+    /// @param downloads  counts downloads; outlives the transfer
     /// @throws CurlError, std::bad_alloc
     CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-    /// Makes the handle ready for the request.
-    /// @param request  stays its owner's; untouched after end()
+    /// Prepares the handle for the request.
+    /// @param request  stays its owner's; not used after end()
     /// @param left     time until its total time-out
-    /// @return kCompleted when it can be given to the multi handle, else the status that it ends with
+    /// @return kCompleted if the handle can be given to the multi handle, else the status of the exchange
     SESSION_STATUS begin(HttpRequest& request, std::chrono::milliseconds left);
 
-    /// Takes the request off the handle after libcurl is done with it, and fills in the response.
-    /// @param given  what libcurl or the executor says
-    /// @return how the exchange ended; with anything but kCompleted the payload is empty
+    /// Ends the exchange after libcurl is done with the handle, and fills in the response.
+    /// @param given  the status according to libcurl or the executor
+    /// @return the status of the exchange; the payload is empty unless it is kCompleted
     SESSION_STATUS end(SESSION_STATUS given);
 
     CURL* handle() const { return m_easy.get(); }
     static CurlTransfer& of(CURL* easy);
 
-    /// When the transfer has to be given up unless something happens: at its connect time-out until a connection
-    /// stands, since it may wait for another transfer to make that one, of which libcurl takes no account; and always
-    /// when nothing has moved for the stall time-out.
+    /// When the transfer is given up unless a byte moves: after the stall time-out, and before it is connected after
+    /// the connect time-out. libcurl's own connect time-out does not cover waiting for a connection of another
+    /// transfer.
     Clock::time_point deadline() const;
 
 private:
@@ -86,16 +86,16 @@ private:
     DownloadProgress& m_downloads;
     std::unique_ptr<CURL, EasyCleanup> m_easy;
     std::unique_ptr<curl_slist, ListCleanup> m_headers;
-    std::vector<HttpHeader::Line> m_headerLines;  ///< what m_headers was made of
+    std::vector<HttpHeader::Line> m_headerLines;  ///< the lines of m_headers
     bool m_headersSet = false;                    ///< m_headers is complete, and the handle has it
     HttpRequest* m_request = nullptr;
-    Clock::time_point m_lastProgress;                ///< when the last byte moved, or when it began
-    SESSION_STATUS m_failure = session::kCompleted;  ///< why a callback of ours stopped the transfer
+    Clock::time_point m_lastProgress;                ///< when the last byte moved, or the transfer began
+    SESSION_STATUS m_failure = session::kCompleted;  ///< why one of these callbacks stopped the transfer
     Sink m_sink = Sink::Payload;
     FileDescriptor m_file;      ///< of a download or an upload
     curl_off_t m_bodySize = 0;  ///< bytes to send
     curl_off_t m_bodySent = 0;
-    std::size_t m_arrived = 0;  ///< bytes of the payload, kept or not
+    std::size_t m_arrived = 0;  ///< bytes of the body, kept or not
     bool m_connected = false;
     bool m_headerSeen = false;
 };

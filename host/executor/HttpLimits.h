@@ -1,4 +1,4 @@
-// Limits of the executor, as plain values: code that configures it does not need libcurl.
+// Limits of the executor. Code that configures it does not need libcurl's headers.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// Splitting, encoding and checking by byte values: no locale, no allocation per character.
+// Works on byte values: no locale, no allocation per character.
 #include "HttpWire.h"
 
 #include <curl/curl.h>
@@ -12,11 +12,11 @@ namespace W::host {
 
 namespace {
 
-/// What the bytes of requests are good for, looked up for each of them.
+/// Properties of a byte in requests.
 struct ByteKind {
     bool token = false;      ///< in header names
     bool breaking = false;   ///< ends a header line
-    bool invisible = false;  ///< blank or control character: in no request line
+    bool invisible = false;  ///< blank or control character: not allowed in a request line
     bool unsafe = false;     ///< to be percent-encoded
 };
 
@@ -95,7 +95,7 @@ std::optional<WireUrl> splitUrl(const std::string& url, UrlEncoding encoding)
     wire.origin = text.substr(0, path);
     wire.origin += '/';
     const std::string_view target = text.substr(path);
-    // A request line cannot start its target with anything but a path.
+    // The target of a request line starts with a path.
     if (target.empty() || target.front() != '/')
         wire.target = '/';
     if (encoding == UrlEncoding::PercentEncode)

@@ -1,4 +1,4 @@
-// The tables: key and getter, in the order of the record's setters. A lost field is a lost row here.
+// Tables of keys and getters, in the order of the record's setters.
 #include "RecordJson.h"
 
 #include <fmt/format.h>
@@ -7,7 +7,7 @@ namespace W::host {
 
 namespace {
 
-/// One row: the value that `get` returns goes under `key`.
+/// One member of an object.
 template <class Record, class Value>
 struct JsonField {
     const char* key;

@@ -44,7 +44,7 @@ inline Json toJson(unsigned int value)
     return value;
 }
 
-/// `{"utc":"2026-11-21T01:30:00Z","offset":"+09:00"}`; null for what it does not hold.
+/// `{"utc":"2026-11-21T01:30:00Z","offset":"+09:00"}`; null for a part that is not set.
 Json toJson(const WDateTime& time);
 /// `{"Name":…,"ServiceType":…,"ID":…}`
 Json toJson(const WContentProvider& provider);
@@ -104,7 +104,7 @@ Json toJson(const std::multimap<int, Record>& records)
     return array;
 }
 
-/// The line that a result becomes. Bytes that are not UTF-8 become U+FFFD.
+/// JSON in one line. Bytes that are not UTF-8 become U+FFFD.
 inline std::string toLine(const Json& json)
 {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);

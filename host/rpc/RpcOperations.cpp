@@ -1,4 +1,4 @@
-// From JSON to arguments, from results to JSON, and the table.
+// JSON to arguments, results to JSON, and the table of operations.
 #include "RpcOperations.h"
 
 #include <fmt/format.h>
@@ -22,13 +22,13 @@ namespace {
     std::string shown = toLine(got);
     if (shown.size() > kShown)
         shown.replace(kShown, std::string::npos, "…");
-    throw RpcParameterError(fmt::format("has to be {}, and is {}", expected, shown));
+    throw RpcParameterError(fmt::format("must be {}, not {}", expected, shown));
 }
 
 void read(const Json& json, std::string& text)
 {
     if (!json.is_string())
-        refuse("a text", json);
+        refuse("a string", json);
     text = json.get<std::string>();
 }
 
@@ -157,7 +157,7 @@ Value parameter(const Json& parameters, std::size_t index)
     return value;
 }
 
-/// The provider that an ID stands for: the plug-in's own, or one that is certainly another.
+/// The provider with an ID: the plug-in's own, or one that is certainly another.
 WContentProvider providerOfId(const WCorvaneOAI& plugin, std::uint64_t id)
 {
     const WContentProvider& own = plugin.getContentProvider();
@@ -176,7 +176,7 @@ WContentProvider optionalProvider(const WCorvaneOAI& plugin, const Json& paramet
 
 // --- results ---------------------------------------------------------------------------------------------------------
 
-/// The callback that hands its results to the call: everything between the status and the reference.
+/// The callback that passes its results, all arguments between status and reference, to the call.
 template <class Callback>
 struct Receiver;
 
@@ -212,7 +212,7 @@ int call(WCorvaneOAI& plugin, int (WCorvaneOAI::*operation)(Callback, Rest...), 
 {
     using Arguments = std::tuple<Stored<Rest>...>;
     static_cast<void>(parameters);
-    // Braces, so that the first parameter is read, and complained of, first.
+    // Braces evaluate in order, so that an error names the first wrong parameter.
     const std::tuple<std::tuple_element_t<Index, Arguments>...> arguments{
         parameter<std::tuple_element_t<Index, Arguments>>(parameters, Index)...};
     return (plugin.*operation)(&Receiver<Callback>::receive, std::get<Index>(arguments)..., static_cast<void*>(&call),
@@ -286,6 +286,14 @@ struct SchemaOf<std::multimap<Number, Value>> {
     static Json schema() { return typeOnly("array"); }
 };
 
+Json resultsSchema(Json results)
+{
+    if (results.empty()) {
+        return {{"type", "array"}, {"maxItems", 0}};
+    }
+    return {{"type", "array"}, {"items", std::move(results)}};
+}
+
 /// A request's response: what the operation returned, and its results if it was accepted.
 Json resultSchema(Json results)
 {
@@ -296,7 +304,7 @@ Json resultSchema(Json results)
               {"requestID", typeOnly("integer")},
               {"reference", typeOnly("integer")},
               {"status", typeOnly("integer")},
-              {"results", {{"type", "array"}, {"items", std::move(results)}}}}}};
+              {"results", resultsSchema(std::move(results))}}}};
 }
 
 /// The response of an operation without a request.
@@ -359,7 +367,7 @@ RpcOperation withFiles(RpcOperation operation)
     return operation;
 }
 
-/// What an operation without a request answers.
+/// The response of an operation without a request.
 RpcReturn returned(Json value)
 {
     return {0, Json{{"return", std::move(value)}}};
@@ -373,7 +381,7 @@ RpcReturn returned(int value, const RpcCall& call)
     return result;
 }
 
-// What is not a plain request operation.
+// Operations that are not plain requests.
 
 RpcReturn isValid(WCorvaneOAI& plugin, const Json& /*parameters*/, RpcCall& /*call*/)
 {

@@ -1,5 +1,5 @@
-// The operations that `corvane rpc` offers: one row per operation of WCorvaneOAI. What a row does follows from the
-// operation's own type. Read next: RpcOperations.cpp for the table, RpcConversation.h for the conversation.
+// The operations that `corvane rpc` offers: one row per operation of WCorvaneOAI. Most rows follow from
+// the operation's type. Read next: RpcOperations.cpp for the table, RpcConversation.h for the conversation.
 #pragma once
 
 #include "RecordJson.h"
@@ -15,14 +15,14 @@
 
 namespace W::host {
 
-/// What an operation told its caller at once, and which of it.
+/// Keeps which fields an operation wrote to its status record.
 class WatchedStatus final : public WRequestStatus {
 public:
     void setRequestID(unsigned int kind) override { m_requestID = kind; }
     void setReqRefernce(UINT64 reference) override { m_reference = reference; }
     void setWStatus(WSTATUS status) override { m_status = status; }
 
-    /// Adds "requestID", "reference" and "status"; null for each that was not written.
+    /// Adds "requestID", "reference" and "status", null if not written.
     void writeTo(Json& json) const;
     const std::optional<unsigned int>& requestID() const { return m_requestID; }
     const std::optional<UINT64>& reference() const { return m_reference; }
@@ -33,7 +33,7 @@ private:
     std::optional<WSTATUS> m_status;
 };
 
-/// A call on its way. Operations get it as their user data.
+/// An outstanding call. Operations get it as their user data.
 class RpcCall {
 public:
     virtual ~RpcCall() = default;
@@ -41,7 +41,7 @@ public:
     RpcCall(const RpcCall&) = delete;
     RpcCall& operator=(const RpcCall&) = delete;
 
-    /// What the callback says.  [executor thread, possibly before the operation has returned]
+    /// Takes the callback's arguments.  [executor thread, possibly before the operation has returned]
     virtual void complete(int status, Json results, UINT64 reference) = 0;
 
     WatchedStatus& out() { return m_out; }
@@ -51,13 +51,13 @@ private:
     WatchedStatus m_out;
 };
 
-/// Parameters that do not fit the operation; says which and what they should be.
+/// Parameters that do not fit the operation; names the parameter and what it must be.
 class RpcParameterError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// What a call came to before any callback.
+/// The outcome of calling an operation.
 struct RpcReturn {
     int value = 0;               ///< of an asynchronous operation
     std::optional<Json> result;  ///< of a synchronous one, complete

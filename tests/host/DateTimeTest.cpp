@@ -17,7 +17,7 @@ constexpr auto kUtc = WDateTime::TIMEZONE_UTC;
 constexpr auto kLocalZone = WDateTime::TIMEZONE_LOCAL;
 constexpr auto kNoZone = WDateTime::TIMEZONE_NONE;
 
-TEST(DateTime, TextsAreInstantsBothWays)
+TEST(DateTime, StringsAndInstantsConvertBothWays)
 {
     const struct {
         const char* text;
@@ -48,7 +48,7 @@ TEST(DateTime, TextsAreInstantsBothWays)
     }
 }
 
-TEST(DateTime, EveryDayOfFourHundredYearsComesBack)
+TEST(DateTime, EveryDayOfFourHundredYearsConvertsBack)
 {
     // A second before and after each midnight of one whole era of the calendar.
     constexpr std::int64_t kDay = 86400;
@@ -60,7 +60,7 @@ TEST(DateTime, EveryDayOfFourHundredYearsComesBack)
     }
 }
 
-TEST(DateTime, TextsThatNoClockShowsAreInvalid)
+TEST(DateTime, ImpossibleTimesAreInvalid)
 {
     const char* const rows[] = {
         "",
@@ -97,7 +97,7 @@ TEST(DateTime, TextsThatNoClockShowsAreInvalid)
     EXPECT_FALSE(WDateTime::fromString("2026-11-21T01:30:00Z\0"s, kDateTime, kUtc).isValid());
 }
 
-TEST(DateTime, LocalTextsHoldAnInstantWithoutAnOffset)
+TEST(DateTime, LocalStringsHoldAnInstantWithoutAnOffset)
 {
     const WDateTime local = WDateTime::fromString("2026-11-21T10:30:00", kLocal, kLocalZone);
     EXPECT_TRUE(local.hasInstant());
@@ -106,7 +106,7 @@ TEST(DateTime, LocalTextsHoldAnInstantWithoutAnOffset)
     EXPECT_FALSE(WDateTime::fromString("2026-11-21T10:30:00Z", kLocal, kLocalZone).isValid());
 }
 
-TEST(DateTime, OffsetTextsHoldNoInstant)
+TEST(DateTime, OffsetStringsHoldNoInstant)
 {
     const struct {
         const char* text;
@@ -135,7 +135,7 @@ TEST(DateTime, OffsetTextsHoldNoInstant)
         EXPECT_FALSE(WDateTime::fromString(text, kOffset, kNoZone).isValid()) << text;
 }
 
-TEST(DateTime, AFormWantsItsOwnZone)
+TEST(DateTime, FormsDemandTheirZone)
 {
     EXPECT_FALSE(WDateTime::fromString("2026-11-21T01:30:00Z", kDateTime, kLocalZone).isValid());
     EXPECT_FALSE(WDateTime::fromString("2026-11-21T01:30:00", kLocal, kUtc).isValid());

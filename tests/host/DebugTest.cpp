@@ -69,7 +69,7 @@ TEST_F(Debug, EveryLineEndsOnce)
     EXPECT_EQ(written(), "with\nwithout\ntwo\nlines\n\n");
 }
 
-TEST_F(Debug, LongTextsAreWhole)
+TEST_F(Debug, LongLinesAreWhole)
 {
     for (const std::size_t size : {std::size_t{510}, std::size_t{511}, std::size_t{512}, std::size_t{5'000'000}}) {
         const std::string text(size, 'x');
@@ -79,7 +79,7 @@ TEST_F(Debug, LongTextsAreWhole)
     }
 }
 
-TEST_F(Debug, PartsOfALineWaitForItsEnd)
+TEST_F(Debug, PartsOfLinesWaitForTheEnd)
 {
     CCDebug::DebugIO->write("a");
     printRaw(1, "%s", "b");
@@ -132,7 +132,7 @@ TEST_F(Debug, WithoutAnOutputNothingHappens)
     EXPECT_FALSE(module.t_IsCommonModule());
 }
 
-TEST(DebugLog, AFileThatCannotBeWrittenIsNamed)
+TEST(DebugLog, NamesAFileThatCannotBeWritten)
 {
     EXPECT_THROW(
         {

@@ -67,7 +67,7 @@ protected:
     std::list<Exchange> m_exchanges;
 };
 
-TEST_F(Executor, RefusesWhatItCannotKeep)
+TEST_F(Executor, RefusesNullRequestsAndRequestsAfterStop)
 {
     EXPECT_EQ(executor().addRequest(nullptr), status::kBadArgument);
     executor().stop();
@@ -76,7 +76,7 @@ TEST_F(Executor, RefusesWhatItCannotKeep)
     EXPECT_FALSE(exchange.isCompleted());
 }
 
-TEST_F(Executor, StopsWithoutEverHavingStarted)
+TEST_F(Executor, StopsIfItNeverStarted)
 {
     executor().flushHttpRequests(kOurs);
     executor().wake();
@@ -84,7 +84,7 @@ TEST_F(Executor, StopsWithoutEverHavingStarted)
     executor().stop();
 }
 
-TEST_F(Executor, CompletesOnOneThreadThatIsNotTheCallers)
+TEST_F(Executor, CompletesOnOneThreadOtherThanTheCallers)
 {
     const RawServer server(answering("x"));
     std::atomic<int> inside{0};
@@ -115,7 +115,7 @@ TEST_F(Executor, CompletesOnOneThreadThatIsNotTheCallers)
     }
 }
 
-TEST_F(Executor, LinesUpWhatIsMoreThanItsConcurrency)
+TEST_F(Executor, QueuesRequestsAboveItsConcurrency)
 {
     HttpLimits limits;
     limits.concurrency = 3;
@@ -130,7 +130,7 @@ TEST_F(Executor, LinesUpWhatIsMoreThanItsConcurrency)
     EXPECT_LE(server.connections(), 3);
 }
 
-TEST_F(Executor, ARequestInLineTimesOutToo)
+TEST_F(Executor, WaitingRequestsTimeOutToo)
 {
     HttpLimits limits;
     limits.concurrency = 1;
@@ -144,7 +144,7 @@ TEST_F(Executor, ARequestInLineTimesOutToo)
 }
 
 /// Over more than a second, since libcurl's clock has its ends of seconds.
-TEST_F(Executor, ATimeoutIsNeverEarly)
+TEST_F(Executor, TimeoutsAreNeverEarly)
 {
     constexpr auto kTimeout = 40ms;
     constexpr int kRequests = 400;
@@ -168,7 +168,7 @@ TEST_F(Executor, ATimeoutIsNeverEarly)
         EXPECT_GE(over[number] - begun[number], kTimeout) << number;
 }
 
-TEST_F(Executor, RequestsBehindAHandshakeWaitNoLongerThanForAConnection)
+TEST_F(Executor, WaitingForAnotherHandshakeIsLimitedByTheConnectTimeout)
 {
     HttpLimits limits;
     limits.connectTimeout = 500ms;
@@ -183,7 +183,7 @@ TEST_F(Executor, RequestsBehindAHandshakeWaitNoLongerThanForAConnection)
     EXPECT_LT(Clock::now() - begin, 2s) << "they have waited for one another";
 }
 
-TEST_F(Executor, ACompletionMayDeleteItsRequest)
+TEST_F(Executor, CompletionsMayDeleteTheirRequest)
 {
     const RawServer server(answering("x"));
     struct Own {
@@ -201,7 +201,7 @@ TEST_F(Executor, ACompletionMayDeleteItsRequest)
     EXPECT_TRUE(own.gone.wait());
 }
 
-TEST_F(Executor, CancelledBeforeItIsAddedNothingIsSent)
+TEST_F(Executor, RequestsCancelledBeforeTheyAreAddedAreNotSent)
 {
     const RawServer server(answering("x"));
     Exchange exchange(HTTP_GET, server.url("/"));
@@ -211,7 +211,7 @@ TEST_F(Executor, CancelledBeforeItIsAddedNothingIsSent)
     EXPECT_THAT(server.requests(), testing::IsEmpty());
 }
 
-TEST_F(Executor, CancelledInLineItEndsWhileTheOthersRun)
+TEST_F(Executor, WaitingRequestsCanBeCancelled)
 {
     HttpLimits limits;
     limits.concurrency = 1;
@@ -227,7 +227,7 @@ TEST_F(Executor, CancelledInLineItEndsWhileTheOthersRun)
     EXPECT_EQ(running.wait(), session::kCancelled);
 }
 
-TEST_F(Executor, CancelledWhileItRunsItEndsAtOnce)
+TEST_F(Executor, RunningRequestsEndAtOnceWhenCancelled)
 {
     const RawServer server(silent);
     std::vector<double> milliseconds;
@@ -244,7 +244,7 @@ TEST_F(Executor, CancelledWhileItRunsItEndsAtOnce)
     EXPECT_LT(milliseconds[4], 100) << "the transfer thread was not woken";
 }
 
-TEST_F(Executor, CancelledWithTheReplyAtHandItStillEndsWith600)
+TEST_F(Executor, CancellingAfterTheReplyArrivedStillGives600)
 {
     const RawServer server(answering("reply"));
     Gate inside;
@@ -268,7 +268,7 @@ TEST_F(Executor, CancelledWithTheReplyAtHandItStillEndsWith600)
     EXPECT_EQ(first.wait(), session::kCompleted) << "a mark after the outcome changes nothing";
 }
 
-TEST_F(Executor, AFlushEndsItsOwnAndLeavesTheOthers)
+TEST_F(Executor, FlushesEndRequestsOfTheirIdOnly)
 {
     HttpLimits limits;
     limits.concurrency = 4;
@@ -290,7 +290,7 @@ TEST_F(Executor, AFlushEndsItsOwnAndLeavesTheOthers)
     EXPECT_FALSE(other.isCompleted());
 }
 
-TEST_F(Executor, AFlushWaitsForACompletionThatRuns)
+TEST_F(Executor, FlushesWaitForRunningCompletions)
 {
     const RawServer server(answering("x"));
     Gate inside;
@@ -308,7 +308,7 @@ TEST_F(Executor, AFlushWaitsForACompletionThatRuns)
     EXPECT_TRUE(left);
 }
 
-TEST_F(Executor, AFlushEndsWhatCompletionsAddMeanwhile)
+TEST_F(Executor, FlushesEndRequestsAddedByCompletions)
 {
     const RawServer server(silent);
     std::atomic<int> left{20};
@@ -332,7 +332,7 @@ TEST_F(Executor, AFlushEndsWhatCompletionsAddMeanwhile)
     EXPECT_EQ(m_exchanges.size(), 21U);
 }
 
-TEST_F(Executor, AFlushInsideACompletionEndsAllOthersBeforeItReturns)
+TEST_F(Executor, FlushesInsideCompletionsEndAllOthersBeforeTheyReturn)
 {
     const RawServer server([](RawServer::Connection& connection) {
         while (const auto request = connection.readRequest()) {
@@ -362,7 +362,7 @@ TEST_F(Executor, AFlushInsideACompletionEndsAllOthersBeforeItReturns)
     EXPECT_EQ(flushing.wait(), session::kCompleted);
 }
 
-TEST_F(Executor, FlushesNestAndMeet)
+TEST_F(Executor, FlushesMayNestAndRunAtTheSameTime)
 {
     const RawServer server(silent);
     for (int i = 0; i < 30; ++i) {
@@ -380,7 +380,7 @@ TEST_F(Executor, FlushesNestAndMeet)
         EXPECT_EQ(exchange.status(), session::kCancelled);
 }
 
-TEST_F(Executor, StoppingEndsEverything)
+TEST_F(Executor, StopEndsAllRequests)
 {
     const RawServer server(silent);
     std::vector<Exchange*> all;
@@ -393,7 +393,7 @@ TEST_F(Executor, StoppingEndsEverything)
         EXPECT_EQ(exchange->status(), session::kCancelled);
 }
 
-TEST_F(Executor, EveryRequestOfAStormIsCompletedOnce)
+TEST_F(Executor, ManyRequestsCompleteOnceEach)
 {
     const RawServer server([](RawServer::Connection& connection) {
         while (const auto request = connection.readRequest()) {

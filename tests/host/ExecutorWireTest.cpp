@@ -48,7 +48,7 @@ protected:
     RawServer m_server{answering("body")};
 };
 
-TEST_F(ExecutorWire, AGetHoldsTheRequestsHeadersAndNothingElse)
+TEST_F(ExecutorWire, GetSendsTheRequestsHeadersOnly)
 {
     Exchange exchange(HTTP_GET, m_server.url("/a/b?x=1"),
                       headers({{"Zeta", "1"}, {"alpha", "two words"}, {"Empty", ""}, {"Blank", "  "}, {"M", "a;b"}}));
@@ -59,7 +59,7 @@ TEST_F(ExecutorWire, AGetHoldsTheRequestsHeadersAndNothingElse)
                                              "Zeta: 1\r\nalpha: two words\r\nEmpty:\r\nBlank:\r\nM: a;b\r\n\r\n");
 }
 
-TEST_F(ExecutorWire, NoHeadersMeansNone)
+TEST_F(ExecutorWire, RequestsWithoutHeadersSendNone)
 {
     Exchange exchange(HTTP_GET, m_server.url("/"));
     ASSERT_EQ(run(exchange), session::kCompleted);
@@ -97,7 +97,7 @@ TEST_F(ExecutorWire, UrlsReachTheRequestLineByteForByte)
     }
 }
 
-TEST_F(ExecutorWire, WhatCannotBeSentIsNotSent)
+TEST_F(ExecutorWire, InvalidRequestsAreNotSent)
 {
     const std::string good = m_server.url("/");
     const struct {
@@ -132,7 +132,7 @@ TEST_F(ExecutorWire, WhatCannotBeSentIsNotSent)
     EXPECT_THAT(m_server.requests(), testing::IsEmpty());
 }
 
-TEST_F(ExecutorWire, BodiesComeWithTheirLengthAndNoTypeOfTheirOwn)
+TEST_F(ExecutorWire, BodiesHaveALengthAndNoDefaultType)
 {
     const std::string large(3 << 20, 'x');
     const struct {
@@ -157,7 +157,7 @@ TEST_F(ExecutorWire, BodiesComeWithTheirLengthAndNoTypeOfTheirOwn)
     }
 }
 
-TEST_F(ExecutorWire, AnUploadStreamsItsFile)
+TEST_F(ExecutorWire, UploadsStreamTheirFile)
 {
     const ScratchDirectory scratch;
     for (const std::size_t size : {std::size_t{0}, std::size_t{5}, std::size_t{2} << 20}) {
@@ -179,7 +179,7 @@ TEST_F(ExecutorWire, AnUploadStreamsItsFile)
     }
 }
 
-TEST_F(ExecutorWire, AHandleForgetsTheRequestBefore)
+TEST_F(ExecutorWire, HandlesForgetThePreviousRequest)
 {
     Exchange put(HTTP_PUT, m_server.url("/p"), headers({{"Accept-encoding", "gzip"}}), "text");
     ASSERT_EQ(run(put), session::kCompleted);
@@ -189,7 +189,7 @@ TEST_F(ExecutorWire, AHandleForgetsTheRequestBefore)
     EXPECT_EQ(m_server.connections(), 1) << "connections are used again";
 }
 
-TEST_F(ExecutorTest, RepliesAreDecodedWhereTheRequestNamesTheEncoding)
+TEST_F(ExecutorTest, RepliesAreDecodedIfTheRequestNamesTheEncoding)
 {
     const std::string text(100'000, 'g');
     const std::string packed = gzip(text);
@@ -231,7 +231,7 @@ TEST_F(ExecutorTest, TheCapCountsDecodedBytes)
     EXPECT_EQ(bomb.payload(), "");
 }
 
-TEST_F(ExecutorTest, DownloadsWriteInPlaceButOnlyASuccess)
+TEST_F(ExecutorTest, DownloadsWriteOnlySuccessfulReplies)
 {
     const RawServer server([](RawServer::Connection& connection) {
         const std::string request = connection.readRequest().value_or("");
@@ -386,7 +386,7 @@ TEST_F(ExecutorTest, CertificatesAreVerified)
     }
 }
 
-TEST_F(ExecutorTest, AHandshakeThatIsCutIsAMatterOfTls)
+TEST_F(ExecutorTest, CutHandshakeIsTlsFailure)
 {
     const RawServer server([](RawServer::Connection&) {});
     Exchange exchange(HTTP_GET, "https" + server.url("/").substr(4));

@@ -93,7 +93,7 @@ RawServer::Script partOf(std::size_t bytes)
     };
 }
 
-TEST_F(Files, CancelledBeforeTheFirstByteNothingIsThere)
+TEST_F(Files, DownloadsCancelledBeforeTheFirstByteLeaveNoFile)
 {
     const RawServer server(partOf(0));
     ServiceCall<DownloadCallback> call;
@@ -104,7 +104,7 @@ TEST_F(Files, CancelledBeforeTheFirstByteNothingIsThere)
     EXPECT_TRUE(fs::is_empty(m_scratch.file("d")));
 }
 
-TEST_F(Files, CancelledMidWayThePartGoes)
+TEST_F(Files, DownloadsCancelledMidwayLeaveNoFile)
 {
     const RawServer server(partOf(100'000));
     ServiceCall<DownloadCallback> call;
@@ -118,7 +118,7 @@ TEST_F(Files, CancelledMidWayThePartGoes)
     EXPECT_TRUE(fs::is_empty(m_scratch.file("d")));
 }
 
-TEST_F(Files, CancelledAfterTheEndTheFileStays)
+TEST_F(Files, DownloadsCancelledAfterTheEndKeepTheFile)
 {
     const RawServer server(answering("whole"));
     ServiceCall<DownloadCallback> call;
@@ -128,7 +128,7 @@ TEST_F(Files, CancelledAfterTheEndTheFileStays)
     EXPECT_EQ(readFile(file()), "whole");
 }
 
-TEST_F(Files, AnEmptyReplyIsAnEmptyFile)
+TEST_F(Files, EmptyRepliesGiveEmptyFiles)
 {
     const RawServer server(answering(""));
     EXPECT_EQ(download(server.url("/f")), status::kOk);
@@ -136,7 +136,7 @@ TEST_F(Files, AnEmptyReplyIsAnEmptyFile)
     EXPECT_EQ(fs::file_size(file()), 0U);
 }
 
-TEST_F(Files, WhatTheServerDoesNotKnowTouchesNothing)
+TEST_F(Files, NotFoundChangesNoFile)
 {
     const RawServer server([](RawServer::Connection& connection) {
         while (connection.readRequest())
@@ -149,7 +149,7 @@ TEST_F(Files, WhatTheServerDoesNotKnowTouchesNothing)
     EXPECT_EQ(readFile(file()), "older");
 }
 
-TEST_F(Files, ABrokenTransferLeavesItsPartAndSaysSo)
+TEST_F(Files, BrokenTransfersKeepThePartAndReportFailure)
 {
     const RawServer server([](RawServer::Connection& connection) {
         connection.readRequest();
@@ -159,7 +159,7 @@ TEST_F(Files, ABrokenTransferLeavesItsPartAndSaysSo)
     EXPECT_EQ(readFile(file()), "part");
 }
 
-TEST_F(Files, ATargetThatCannotBeWrittenIsToldFromAFileThatCannotBeRead)
+TEST_F(Files, UnwritableTargetsDifferFromUnreadableFiles)
 {
     const RawServer server(answering("body"));
     // It opens for reading, so that the transfer's own status is what is told.
@@ -170,7 +170,7 @@ TEST_F(Files, ATargetThatCannotBeWrittenIsToldFromAFileThatCannotBeRead)
     EXPECT_EQ(download(server.url("/f")), status::kFileNotReadable);
 }
 
-TEST_F(Files, ADirectoryThatGoesBeforeTheFirstByte)
+TEST_F(Files, ReportsADirectoryRemovedBeforeTheFirstByte)
 {
     std::atomic<bool> gone{false};
     const RawServer server([&](RawServer::Connection& connection) {
@@ -187,7 +187,7 @@ TEST_F(Files, ADirectoryThatGoesBeforeTheFirstByte)
     EXPECT_FALSE(fs::exists(m_scratch.file("d")));
 }
 
-TEST_F(Files, ADirectoryThatGoesMidWay)
+TEST_F(Files, ReportsADirectoryRemovedMidway)
 {
     std::atomic<bool> gone{false};
     const RawServer server([&](RawServer::Connection& connection) {
@@ -228,7 +228,7 @@ private:
     sighandler_t m_before = SIG_DFL;
 };
 
-TEST_F(Files, AFullDiskEndsTheDownloadAndTheNextOneWorks)
+TEST_F(Files, FullDisksEndOneDownloadOnly)
 {
     const RawServer server(answering(std::string(2'000'000, 'x')));
     {
@@ -258,7 +258,7 @@ public:
     }};
 };
 
-TEST_F(Files, AFileReplacedDuringItsUploadIsSentAsItWas)
+TEST_F(Files, FilesReplacedDuringTheUploadAreSentAsBefore)
 {
     UploadServer upload;
     m_scratch.write("d/up", std::string(kUpload, 'o'));
@@ -272,7 +272,7 @@ TEST_F(Files, AFileReplacedDuringItsUploadIsSentAsItWas)
     EXPECT_TRUE(upload.onlyOld);
 }
 
-TEST_F(Files, AFileShortenedDuringItsUploadIsAFileTrouble)
+TEST_F(Files, FilesShortenedDuringTheUploadAreFileFailures)
 {
     UploadServer upload;
     m_scratch.write("d/up", std::string(kUpload, 'o'));

@@ -74,7 +74,7 @@ std::vector<std::string> lines(const std::vector<Json>& output)
     return texts;
 }
 
-TEST_F(Rpc, AcceptedStandsBeforeTheResultAlsoWhenTheCallbackIsQuicker)
+TEST_F(Rpc, AcceptedPrecedesTheResultAlsoIfTheCallbackIsQuicker)
 {
     for (const Behaviour behaviour : {Behaviour::AtOnce, Behaviour::Later}) {
         m_control->behaviour = behaviour;
@@ -89,7 +89,7 @@ TEST_F(Rpc, AcceptedStandsBeforeTheResultAlsoWhenTheCallbackIsQuicker)
     }
 }
 
-TEST_F(Rpc, ARefusalHasNoResults)
+TEST_F(Rpc, RefusalsHaveNoResults)
 {
     m_control->behaviour = Behaviour::Refuse;
     EXPECT_THAT(lines(talk(request(7, "getConfLog", "[]"))),
@@ -130,7 +130,7 @@ TEST_F(Rpc, ArgumentsReachTheOperationInTheirOrder)
     EXPECT_EQ(m_control->lastCall, std::string("getHeadend(a\0b)", 15));
 }
 
-TEST_F(Rpc, WrongParametersAreNamedAndNothingIsCalled)
+TEST_F(Rpc, NamesWrongParametersAndCallsNothing)
 {
     const struct {
         const char* method;
@@ -143,23 +143,22 @@ TEST_F(Rpc, WrongParametersAreNamedAndNothingIsCalled)
         {"cancel", "[]", "cancel: 0 parameter(s) given, 1 to 2 expected: cancel(reference, [provider])"},
         {"getConfLog", "{}", "parameters by name are not supported; pass an array: getConfLog()"},
         {"getOnAir", R"({"sources":["a"],"imageSizes":[1]})", "pass an array: getOnAir(sources, imageSizes)"},
-        {"getSchedule", "[[\"a\",5],0,6,[1]]", "parameter 1 element 2 has to be a text, and is 5"},
-        {"getSchedule", "[\"a\",0,6,[1]]", "parameter 1 has to be an array, and is \"a\""},
-        {"getSchedule", "[[\"a\"],-1,6,[1]]", "parameter 2 has to be an integer from 0"},
-        {"getSchedule", "[[\"a\"],1.0,6,[1]]", "parameter 2 has to be an integer from 0"},
-        {"getSchedule", "[[\"a\"],\"0\",6,[1]]", "parameter 2 has to be an integer from 0"},
-        {"getSchedule", "[[\"a\"],0,2147483648,[1]]",
-         "parameter 3 has to be an integer from -2147483648 to 2147483647"},
-        {"getSchedule", "[[\"a\"],0,-2147483649,[1]]", "parameter 3 has to be an integer"},
-        {"getSchedule", "[[\"a\"],0,18446744073709551615,[1]]", "parameter 3 has to be an integer"},
-        {"getSchedule", "[[\"a\"],0,true,[1]]", "parameter 3 has to be an integer"},
-        {"getSchedule", "[[\"a\"],0,6,[1,null]]", "parameter 4 element 2 has to be an integer"},
-        {"setAnonymAgreement", "[1]", "parameter 1 has to be true or false, and is 1"},
-        {"getHeadend", "[null]", "parameter 1 has to be a text, and is null"},
-        {"setAuthSeedkey", "[{\"SessionID\":1}]", "parameter 1 field SessionID has to be a text, and is 1"},
-        {"setAuthSeedkey", "[{\"Sesion\":\"1\"}]", "parameter 1 field Sesion has to be an object with"},
-        {"setAuthSeedkey", "[[]]", "parameter 1 has to be an object with"},
-        {"download", "[\"u\",\"d\",\"f\",\"x\"]", "parameter 4 has to be an integer from 0"},
+        {"getSchedule", "[[\"a\",5],0,6,[1]]", "parameter 1 element 2 must be a string, not 5"},
+        {"getSchedule", "[\"a\",0,6,[1]]", "parameter 1 must be an array, not \"a\""},
+        {"getSchedule", "[[\"a\"],-1,6,[1]]", "parameter 2 must be an integer from 0"},
+        {"getSchedule", "[[\"a\"],1.0,6,[1]]", "parameter 2 must be an integer from 0"},
+        {"getSchedule", "[[\"a\"],\"0\",6,[1]]", "parameter 2 must be an integer from 0"},
+        {"getSchedule", "[[\"a\"],0,2147483648,[1]]", "parameter 3 must be an integer from -2147483648 to 2147483647"},
+        {"getSchedule", "[[\"a\"],0,-2147483649,[1]]", "parameter 3 must be an integer"},
+        {"getSchedule", "[[\"a\"],0,18446744073709551615,[1]]", "parameter 3 must be an integer"},
+        {"getSchedule", "[[\"a\"],0,true,[1]]", "parameter 3 must be an integer"},
+        {"getSchedule", "[[\"a\"],0,6,[1,null]]", "parameter 4 element 2 must be an integer"},
+        {"setAnonymAgreement", "[1]", "parameter 1 must be true or false, not 1"},
+        {"getHeadend", "[null]", "parameter 1 must be a string, not null"},
+        {"setAuthSeedkey", "[{\"SessionID\":1}]", "parameter 1 field SessionID must be a string, not 1"},
+        {"setAuthSeedkey", "[{\"Sesion\":\"1\"}]", "parameter 1 field Sesion must be an object with"},
+        {"setAuthSeedkey", "[[]]", "parameter 1 must be an object with"},
+        {"download", "[\"u\",\"d\",\"f\",\"x\"]", "parameter 4 must be an integer from 0"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.method) + row.params);
@@ -299,6 +298,7 @@ TEST_F(Rpc, DiscoverDescribesEveryMethod)
     for (const Json& method : document["methods"]) {
         methods.insert(method["name"]);
         EXPECT_TRUE(method["result"]["schema"].is_object()) << method;
+        EXPECT_EQ(method.dump().find("\"items\":[]"), std::string::npos) << "not valid JSON Schema: " << method;
         for (const Json& parameter : method["params"]) {
             EXPECT_TRUE(parameter["schema"].is_object()) << parameter;
             EXPECT_NE(parameter["name"], "");
@@ -375,7 +375,7 @@ TEST_F(Rpc, SynchronousOperationsAnswerAtOnce)
     EXPECT_EQ(answerTo("getTodaySchedule", R"(["/x"])")["result"].dump(), R"({"return":-403})");
 }
 
-TEST_F(Rpc, WaitAnswersWhenNothingIsOutstanding)
+TEST_F(Rpc, WaitAnswersAfterTheOthers)
 {
     m_control->behaviour = Behaviour::Later;
     const std::vector<Json> output =
@@ -391,7 +391,7 @@ TEST_F(Rpc, WaitAnswersWhenNothingIsOutstanding)
     EXPECT_NE(at(6), output.end());
 }
 
-TEST_F(Rpc, WhatIsStillOutstandingAtTheEndIsAnErrorEach)
+TEST_F(Rpc, OutstandingRequestsEndWithAnErrorEach)
 {
     m_control->behaviour = Behaviour::Never;
     const std::vector<Json> output =
@@ -404,8 +404,8 @@ TEST_F(Rpc, WhatIsStillOutstandingAtTheEndIsAnErrorEach)
     }
 }
 
-/// The names of the functions that a header declares behind `prefix`.
-std::set<std::string> functionsBehind(const std::string& prefix, const std::string& header)
+/// The names of the functions that a header declares after `prefix`.
+std::set<std::string> functionsAfter(const std::string& prefix, const std::string& header)
 {
     std::set<std::string> names;
     for (std::size_t at = header.find(prefix); at != std::string::npos; at = header.find(prefix, at + 1)) {
@@ -425,12 +425,12 @@ std::set<std::string> settersOf(const std::string& record)
         const std::string header = readFile(file.path().string());
         const std::size_t begin = header.find("class " + record + " : public WResource {");
         if (begin != std::string::npos)
-            return functionsBehind("void set", header.substr(begin, header.find("\n};", begin) - begin));
+            return functionsAfter("void set", header.substr(begin, header.find("\n};", begin) - begin));
     }
     return {};
 }
 
-/// Every value stands under its own name.
+/// Every value has its own key as value.
 void expectSample(const Json& object)
 {
     for (const auto& [key, value] : object.items()) {
@@ -459,7 +459,7 @@ void expectComplete(const char* name)
     expectSample(json);
 }
 
-TEST(RecordJson, EveryFieldStandsUnderItsSettersName)
+TEST(RecordJson, EveryFieldHasItsSettersName)
 {
     expectComplete<WVLImage>("WVLImage");
     expectComplete<WVLChannel>("WVLChannel");
@@ -499,26 +499,26 @@ TEST(RecordJson, ContainersMapsAndTimes)
     EXPECT_EQ(toJson(WVLChannel())["StationImage"].dump(), R"({"Index":"","Type":"","URL":"","Width":0,"Height":0})");
 }
 
-TEST(RecordJson, BytesThatAreNoTextDoNotStopTheLine)
+TEST(RecordJson, InvalidUtf8IsReplaced)
 {
     EXPECT_EQ(toLine(toJson(std::string("a\xFF z"))), "\"a\xEF\xBF\xBD z\"");
     EXPECT_EQ(toLine(toJson(std::string("a\0b\n", 4))), "\"a\\u0000b\\n\"");
 }
 
-TEST(RpcOperations, EveryOperationOfTheInterfaceIsARow)
+TEST(RpcOperations, HaveARowForEachOperation)
 {
     std::set<std::string> offered;
     for (const RpcOperation& row : rpcOperations())
-        EXPECT_TRUE(offered.insert(std::string(row.name)).second) << row.name << " stands twice";
+        EXPECT_TRUE(offered.insert(std::string(row.name)).second) << row.name << " occurs twice";
     const std::string header = readFile(INTERFACE_HEADER);
     std::set<std::string> expected{"isValid", "login", "logout", "retrieveExceptions", "resolveException"};
-    expected.merge(functionsBehind("virtual int ", header));
-    expected.merge(functionsBehind("virtual void ", header));
+    expected.merge(functionsAfter("virtual int ", header));
+    expected.merge(functionsAfter("virtual void ", header));
     EXPECT_GT(expected.size(), 50U);
     EXPECT_EQ(offered, expected);
 }
 
-TEST(PluginLibrary, SaysWhatIsWrongWithAFile)
+TEST(PluginLibrary, NamesWhatIsWrongWithAFile)
 {
     const struct {
         const char* file;
