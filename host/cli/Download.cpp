@@ -53,15 +53,18 @@ constexpr const char* kOtherName = "choose another file name: corvane download U
 void checkTarget(const std::string& directory, const std::string& path)
 {
     struct stat state {};
-    if (::stat(directory.c_str(), &state) != 0)
+    if (::stat(directory.c_str(), &state) != 0) {
         throw ServiceProblem(fmt::format("cannot download into {}: {}", directory, std::strerror(errno)),
                              kOtherDirectory);
-    if (!S_ISDIR(state.st_mode))
+    }
+    if (!S_ISDIR(state.st_mode)) {
         throw ServiceProblem(fmt::format("cannot download into {}: it is not a directory", directory), kOtherDirectory);
-    if (::stat(path.c_str(), &state) == 0 && !S_ISREG(state.st_mode))
+    }
+    if (::stat(path.c_str(), &state) == 0 && !S_ISREG(state.st_mode)) {
         throw ServiceProblem(fmt::format("cannot download to {}: it is {}", path,
                                          S_ISDIR(state.st_mode) ? "a directory" : "not a regular file"),
                              kOtherName);
+    }
 }
 
 /// A new hidden file in a directory, removed unless place() gave it its name.
@@ -73,15 +76,17 @@ public:
         for (int number = 0; !created.isOpen(); ++number) {
             m_name = fmt::format(".corvane-{}-{}.part", ::getpid(), number);
             created.hold(::open(path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-            if (!created.isOpen() && errno != EEXIST)
+            if (!created.isOpen() && errno != EEXIST) {
                 throw ServiceProblem(fmt::format("cannot download into {}: {}", m_directory, std::strerror(errno)),
                                      kOtherDirectory);
+            }
         }
     }
     ~PartialFile()
     {
-        if (!m_placed)
+        if (!m_placed) {
             std::remove(path().c_str());
+        }
     }
     PartialFile(const PartialFile&) = delete;
     PartialFile& operator=(const PartialFile&) = delete;
@@ -93,8 +98,9 @@ public:
     void place(const std::string& target)
     {
         m_placed = std::rename(path().c_str(), target.c_str()) == 0;
-        if (!m_placed)
+        if (!m_placed) {
             throw ServiceProblem(fmt::format("cannot write {}: {}", target, std::strerror(errno)), kOtherName);
+        }
     }
 
 private:
@@ -109,8 +115,9 @@ std::string shownBytes(double bytes)
 {
     constexpr const char* kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB"};
     std::size_t unit = 0;
-    for (; bytes >= 1000 && unit + 1 < std::size(kUnits); ++unit)
+    for (; bytes >= 1000 && unit + 1 < std::size(kUnits); ++unit) {
         bytes /= 1024;
+    }
     return unit == 0 ? fmt::format("{:.0f} B", bytes) : fmt::format("{:.1f} {}", bytes, kUnits[unit]);
 }
 
@@ -128,16 +135,18 @@ public:
     explicit ProgressBar(const DownloadProgress& progress) : m_progress(progress) {}
     ~ProgressBar()
     {
-        if (m_shown > 0)
+        if (m_shown > 0) {
             fmt::print(stderr, "\r{:{}}\r", "", m_shown);
+        }
     }
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
     void show()
     {
-        if (!m_terminal)
+        if (!m_terminal) {
             return;
+        }
         const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_begin);
         // Not into the last column, where terminals differ.
         m_shown = std::max(0, terminalWidth(STDERR_FILENO) - 1);
@@ -178,8 +187,9 @@ constexpr DownloadAdvice kDownloadAdvice[] = {
 ServiceProblem downloadProblem(const std::string& url, int status)
 {
     for (const DownloadAdvice& row : kDownloadAdvice) {
-        if (row.status == status)
+        if (row.status == status) {
             return {fmt::format("cannot download {}: {} (status {})", url, row.problem, status), row.hint};
+        }
     }
     return {fmt::format("cannot download {}: {} (status {})", url, WSTATUS2STRING(status), status),
             "check the URL and try again"};
@@ -202,14 +212,17 @@ std::string downloadName(const DownloadOptions& download)
     const bool given = !download.name.empty();
     std::string name = given ? download.name : download.url.substr(download.url.rfind('/') + 1);
     const std::string plain = given ? name : percentDecoded(name);
-    if (name.empty())
+    if (name.empty()) {
         throw ServiceProblem(fmt::format("{} does not end with a file name", download.url), kGiveName);
-    if (plain == "." || plain == ".." || plain.find('/') != std::string::npos)
+    }
+    if (plain == "." || plain == ".." || plain.find('/') != std::string::npos) {
         throw ServiceProblem(fmt::format("the file name \"{}\" would be outside {}", name, download.directory),
                              given ? "write the directory as DIR and only the file's name as NAME" : kGiveName);
-    if (name.size() > NAME_MAX)
+    }
+    if (name.size() > NAME_MAX) {
         throw ServiceProblem(fmt::format("the file name has {} bytes; at most {} are possible", name.size(), NAME_MAX),
                              kGiveName);
+    }
     return name;
 }
 
@@ -220,11 +233,13 @@ std::string progressLine(const DownloadProgress& progress, std::chrono::millisec
     const double seconds = static_cast<double>(elapsed.count()) / 1000;
     const double rate = seconds > 0 ? written / seconds : 0;
     std::string text = shownBytes(written);
-    if (expected > 0)
+    if (expected > 0) {
         text += fmt::format(" of {}", shownBytes(expected));
+    }
     text += fmt::format("  {}/s", shownBytes(rate));
-    if (expected > 0 && rate > 0)
+    if (expected > 0 && rate > 0) {
         text += fmt::format("  {} left", shownTime(std::max(0.0, expected - written) / rate));
+    }
     constexpr int kLeastBar = 10;
     constexpr int kFrame = 4;  // brackets and two blanks
     const int bar = width - displayWidth(text) - kFrame;
@@ -240,9 +255,10 @@ int runDownload(const CommonOptions& options, const DownloadOptions& download)
     constexpr auto kRefresh = 100ms;
     // The plug-in sends URLs as they are, and people write blanks and umlauts.
     const std::string url = percentEncoded(download.url);
-    if (!splitUrl(url, UrlEncoding::AsGiven))
+    if (!splitUrl(url, UrlEncoding::AsGiven)) {
         throw ServiceProblem(fmt::format("\"{}\" is not an http or https address", download.url),
                              "write the whole address, as in http://127.0.0.1:8900/files/today.json");
+    }
     const std::string name = downloadName(download);
     const bool slash = !download.directory.empty() && download.directory.back() == '/';
     const std::string target = download.directory + (slash ? "" : "/") + name;
@@ -264,8 +280,9 @@ int runDownload(const CommonOptions& options, const DownloadOptions& download)
         bool cancelled = false;
         while (!call.isOverWithin(kRefresh)) {
             bar.show();
-            if (Interruption::signal() != 0 && !cancelled)
+            if (Interruption::signal() != 0 && !cancelled) {
                 cancelled = call.cancel() == status::kCancelled;
+            }
         }
         status = call.wait(0ms);
     }
@@ -274,10 +291,12 @@ int runDownload(const CommonOptions& options, const DownloadOptions& download)
         return 128 + Interruption::signal();
     }
     // The plug-in reports success for some HTTP codes that come without a file.
-    if (status == status::kOk && runtime.downloads().files == 0)
+    if (status == status::kOk && runtime.downloads().files == 0) {
         status = status::kWrongProvider;
-    if (status != status::kOk)
+    }
+    if (status != status::kOk) {
         throw downloadProblem(download.url, status);
+    }
     partial.place(target);
     fmt::print("{}\n", target);
     return 0;

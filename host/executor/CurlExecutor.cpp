@@ -27,8 +27,9 @@ constexpr std::size_t kStackSize = std::size_t{4} << 20;
 bool startThread(pthread_t& thread, const char* name, void* (*run)(void*), void* self)
 {
     pthread_attr_t attributes;
-    if (pthread_attr_init(&attributes) != 0)
+    if (pthread_attr_init(&attributes) != 0) {
         return false;
+    }
     pthread_attr_setstacksize(&attributes, kStackSize);
     sigset_t all;
     sigset_t before;
@@ -37,8 +38,9 @@ bool startThread(pthread_t& thread, const char* name, void* (*run)(void*), void*
     const bool started = pthread_create(&thread, &attributes, run, self) == 0;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     pthread_attr_destroy(&attributes);
-    if (started)
+    if (started) {
         pthread_setname_np(thread, name);
+    }
     return started;
 }
 
@@ -103,19 +105,23 @@ bool CurlExecutor::startThreads()
 
 int CurlExecutor::addRequest(HttpRequest* request)
 {
-    if (!request)
+    if (!request) {
         return status::kBadArgument;
+    }
     {
         const Lock lock(m_lock);
-        if (m_stopping || !startThreads())
+        if (m_stopping || !startThreads()) {
             return status::kNoService;
+        }
         try {
-            if (m_spare.empty())
+            if (m_spare.empty()) {
                 m_spare.emplace_back();
-            if (Live* const live = findLive(request->getID()))
+            }
+            if (Live* const live = findLive(request->getID())) {
                 ++live->requests;
-            else
+            } else {
                 m_live.push_back({request->getID(), 1, 0});
+            }
         } catch (const std::bad_alloc&) {
             return status::kNoService;
         }
@@ -126,8 +132,9 @@ int CurlExecutor::addRequest(HttpRequest* request)
         exchange.status = session::kCompleted;
         m_waiting.splice(m_waiting.end(), m_spare, m_spare.begin());
         // A flush of this id that is already waiting waits for this request, too.
-        if (isMarked(exchange))
+        if (isMarked(exchange)) {
             m_attention = true;
+        }
     }
     wakeTransfers();
     return status::kOk;
@@ -141,22 +148,25 @@ void CurlExecutor::wake()
 
 void CurlExecutor::wakeTransfers()
 {
-    if (m_sleeping.exchange(false))
+    if (m_sleeping.exchange(false)) {
         eventfd_write(m_wakeUp.get(), 1);
+    }
 }
 
 void CurlExecutor::flushHttpRequests(UINT64 id)
 {
     Lock lock(m_lock);
     Live* live = findLive(id);
-    if (!live)
+    if (!live) {
         return;
+    }
     ++live->flushes;
     wake();
-    if (std::this_thread::get_id() == m_deliveryThread)
+    if (std::this_thread::get_id() == m_deliveryThread) {
         flushHere(lock, id);
-    else
+    } else {
         m_somethingEnded.wait(lock, [&] { return findLive(id)->requests == 0; });
+    }
     live = findLive(id);
     --live->flushes;
     dropIfUnused(*live);
@@ -170,10 +180,11 @@ void CurlExecutor::flushHere(Lock& lock, UINT64 id)
     const auto around = static_cast<std::size_t>(std::count_if(m_delivering.begin(), m_delivering.end(), isOfId));
     while (findLive(id)->requests > around) {
         const auto next = std::find_if(m_done.begin(), m_done.end(), isOfId);
-        if (next != m_done.end())
+        if (next != m_done.end()) {
             deliver(lock, next);
-        else
+        } else {
             m_somethingDone.wait(lock);
+        }
     }
 }
 
@@ -188,10 +199,12 @@ void CurlExecutor::stop()
     m_transfersOver = m_transfersOver || !transferring;
     lock.unlock();
     m_somethingDone.notify_all();
-    if (transferring)
+    if (transferring) {
         pthread_join(m_transferHandle, nullptr);
-    if (delivering)
+    }
+    if (delivering) {
         pthread_join(m_deliveryHandle, nullptr);
+    }
 }
 
 CurlExecutor::Live* CurlExecutor::findLive(UINT64 id)
@@ -202,8 +215,9 @@ CurlExecutor::Live* CurlExecutor::findLive(UINT64 id)
 
 void CurlExecutor::dropIfUnused(Live& live)
 {
-    if (live.requests > 0 || live.flushes > 0)
+    if (live.requests > 0 || live.flushes > 0) {
         return;
+    }
     live = m_live.back();
     m_live.pop_back();
 }
@@ -227,11 +241,13 @@ void CurlExecutor::transferAll()
         if (code != CURLM_OK) {
             endAll(code == CURLM_OUT_OF_MEMORY ? session::kOutOfMemory : session::kBrokeOff);
         }
-        if (m_attention.exchange(false))
+        if (m_attention.exchange(false)) {
             endMarked();
+        }
         endOverdue();
-        if (!m_ended.empty())
+        if (!m_ended.empty()) {
             goOn = exchangeWithOthers();
+        }
         if (goOn && m_starting.empty()) {
             sleep();
             goOn = exchangeWithOthers();
@@ -247,8 +263,9 @@ bool CurlExecutor::exchangeWithOthers()
     bool goOn = true;
     {
         const Lock lock(m_lock);
-        for (const auto& exchange : m_ended)
+        for (const auto& exchange : m_ended) {
             m_done.splice(m_done.end(), m_running, exchange);
+        }
         m_ended.clear();
         while (!m_waiting.empty() && m_running.size() < m_limits.concurrency) {
             m_starting.push_back(m_waiting.begin());
@@ -262,8 +279,9 @@ bool CurlExecutor::exchangeWithOthers()
                 m_done.splice(m_done.end(), m_waiting, m_waiting.begin());
                 somethingDone = true;
             }
-            if (!m_waiting.empty())
+            if (!m_waiting.empty()) {
                 m_nextExpiry = m_waiting.front().accepted + m_limits.totalTimeout;
+            }
         }
         if (m_stopping && m_running.empty() && m_waiting.empty()) {
             m_transfersOver = true;
@@ -271,8 +289,9 @@ bool CurlExecutor::exchangeWithOthers()
             somethingDone = true;
         }
     }
-    if (somethingDone)
+    if (somethingDone) {
         m_somethingDone.notify_all();
+    }
     return goOn;
 }
 
@@ -280,18 +299,20 @@ void CurlExecutor::beginStarting()
 {
     for (const auto& exchange : m_starting) {
         const SESSION_STATUS status = begin(exchange);
-        if (status != session::kCompleted)
+        if (status != session::kCompleted) {
             end(exchange, status);
-        else
+        } else {
             m_nextDeadline = std::min(m_nextDeadline, exchange->transfer->deadline());
+        }
     }
     m_starting.clear();
 }
 
 SESSION_STATUS CurlExecutor::begin(HttpExchanges::iterator exchange)
 {
-    if (exchange->request->isCancelled())
+    if (exchange->request->isCancelled()) {
         return session::kCancelled;
+    }
     if (m_idleTransfers.empty()) {
         try {
             m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now, m_downloads));
@@ -310,8 +331,9 @@ SESSION_STATUS CurlExecutor::begin(HttpExchanges::iterator exchange)
     const auto left = exchange->accepted + m_limits.totalTimeout - m_now;
     const SESSION_STATUS status =
         transfer.begin(*exchange->request, std::chrono::ceil<std::chrono::milliseconds>(left));
-    if (status == session::kCompleted && curl_multi_add_handle(m_multi.get(), transfer.handle()) != CURLM_OK)
+    if (status == session::kCompleted && curl_multi_add_handle(m_multi.get(), transfer.handle()) != CURLM_OK) {
         return session::kOutOfMemory;
+    }
     return status;
 }
 
@@ -335,8 +357,9 @@ void CurlExecutor::endFinished()
 {
     int left = 0;
     while (const CURLMsg* const message = curl_multi_info_read(m_multi.get(), &left)) {
-        if (message->msg != CURLMSG_DONE)
+        if (message->msg != CURLMSG_DONE) {
             continue;
+        }
         const SESSION_STATUS status = sessionStatus(message->data.result);
         end(static_cast<Running&>(CurlTransfer::of(message->easy_handle)).exchange, status);
     }
@@ -360,33 +383,39 @@ void CurlExecutor::endMarked()
         const Lock lock(m_lock);
         for (auto next = m_waiting.begin(); next != m_waiting.end();) {
             const auto exchange = next++;
-            if (isMarked(*exchange))
+            if (isMarked(*exchange)) {
                 m_done.splice(m_done.end(), m_waiting, exchange);
+            }
         }
         for (auto exchange = m_running.begin(); exchange != m_running.end(); ++exchange) {
-            if (exchange->transfer && isMarked(*exchange))
+            if (exchange->transfer && isMarked(*exchange)) {
                 marked.push_back(exchange);
+            }
         }
     }
     m_somethingDone.notify_all();
-    for (const auto& exchange : marked)
+    for (const auto& exchange : marked) {
         end(exchange, session::kCancelled);
+    }
     marked.clear();
 }
 
 void CurlExecutor::endOverdue()
 {
-    if (m_now < m_nextDeadline)
+    if (m_now < m_nextDeadline) {
         return;
+    }
     m_nextDeadline = Clock::time_point::max();
     for (auto exchange = m_running.begin(); exchange != m_running.end(); ++exchange) {
-        if (!exchange->transfer)
+        if (!exchange->transfer) {
             continue;
+        }
         const auto deadline = exchange->transfer->deadline();
-        if (deadline <= m_now)
+        if (deadline <= m_now) {
             end(exchange, session::kTimedOut);
-        else
+        } else {
             m_nextDeadline = std::min(m_nextDeadline, deadline);
+        }
     }
 }
 
@@ -395,8 +424,9 @@ void CurlExecutor::sleep()
     m_sleeping = true;
     {
         const Lock lock(m_lock);
-        if ((!m_waiting.empty() && m_running.size() < m_limits.concurrency) || m_stopping)
+        if ((!m_waiting.empty() && m_running.size() < m_limits.concurrency) || m_stopping) {
             m_sleeping = false;
+        }
     }
     if (!m_attention && m_sleeping) {
         const auto until = std::min(m_nextDeadline, m_nextExpiry) - m_now;
@@ -408,8 +438,9 @@ void CurlExecutor::sleep()
             std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(timeout, kPauseAfterFailure));
         }
         eventfd_t count = 0;
-        if (wakeUp.revents != 0)
+        if (wakeUp.revents != 0) {
             eventfd_read(m_wakeUp.get(), &count);
+        }
     }
     m_sleeping = false;
 }
@@ -422,8 +453,9 @@ void CurlExecutor::deliverAll()
     m_deliveryThread = std::this_thread::get_id();
     while (true) {
         m_somethingDone.wait(lock, [&] { return !m_done.empty() || m_transfersOver; });
-        if (m_done.empty())
+        if (m_done.empty()) {
             return;
+        }
         deliver(lock, m_done.begin());
     }
 }
@@ -434,8 +466,9 @@ void CurlExecutor::deliver(Lock& lock, HttpExchanges::iterator exchange)
     m_delivering.splice(m_delivering.end(), m_done, exchange);
     const SESSION_STATUS status = isMarked(*exchange) ? session::kCancelled : exchange->status;
     lock.unlock();
-    if (status == session::kCancelled)
+    if (status == session::kCancelled) {
         exchange->request->response().setPayload({});
+    }
     if (m_observer) {
         m_observer(*exchange->request, status);
     }
@@ -444,10 +477,11 @@ void CurlExecutor::deliver(Lock& lock, HttpExchanges::iterator exchange)
     Live& live = *findLive(exchange->id);
     --live.requests;
     dropIfUnused(live);
-    if (m_spare.size() < kKeptExchanges)
+    if (m_spare.size() < kKeptExchanges) {
         m_spare.splice(m_spare.end(), m_delivering, exchange);
-    else
+    } else {
         m_delivering.erase(exchange);
+    }
     m_somethingEnded.notify_all();
 }
 
@@ -470,8 +504,9 @@ namespace W {
 
 HttpDelegator* HttpDelegator::getInstance()
 {
-    if (HttpDelegator* const installed = host::g_installed)
+    if (HttpDelegator* const installed = host::g_installed) {
         return installed;
+    }
     // Never destroyed: requests may still be outstanding when the process ends.
     static HttpDelegator* const s_default = new host::CurlExecutor();
     return s_default;

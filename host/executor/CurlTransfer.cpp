@@ -54,8 +54,9 @@ bool isDownload(const HttpRequest& request)
 CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads)
     : m_limits(limits), m_now(now), m_downloads(downloads), m_easy(curl_easy_init())
 {
-    if (!m_easy)
+    if (!m_easy) {
         throw std::bad_alloc();
+    }
     setFixedOptions();
 }
 
@@ -75,6 +76,8 @@ void CurlTransfer::setFixedOptions()
     setOption(handle(), CURLOPT_PREREQDATA, this);
 }
 
+// The results of curl_easy_getinfo() in this file need no check: it fails only for information that libcurl does not know,
+// and then the variable keeps its initial value.
 CurlTransfer& CurlTransfer::of(CURL* easy)
 {
     void* self = nullptr;
@@ -94,8 +97,9 @@ SESSION_STATUS CurlTransfer::begin(HttpRequest& request, std::chrono::millisecon
     try {
         const auto url =
             splitUrl(request.url(), request.isEncoding() ? UrlEncoding::PercentEncode : UrlEncoding::AsGiven);
-        if (!url || !isKnownMethod(request.type()) || !isSendable(request.header()))
+        if (!url || !isKnownMethod(request.type()) || !isSendable(request.header())) {
             return session::kNotSendable;
+        }
         CURL* const easy = handle();
         // libcurl would normalise the path, so it gets the origin only and the target separately.
         setOption(easy, CURLOPT_URL, url->origin.c_str());
@@ -123,8 +127,9 @@ SESSION_STATUS CurlTransfer::setBody()
         // Not blocking: a pipe without a writer would delay every other request.
         m_file.hold(::open(request.filePath().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
         struct stat status {};
-        if (!m_file.isOpen() || ::fstat(m_file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+        if (!m_file.isOpen() || ::fstat(m_file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
             return session::kFileTrouble;
+        }
         m_bodySize = status.st_size;
     }
     const bool withBody =
@@ -163,8 +168,10 @@ void CurlTransfer::setHeaders(const HttpHeader& header)
     m_headerLines = header.lines();
     const auto withdraw = [&](const std::string& name) {
         const auto& lines = header.lines();
-        if (std::none_of(lines.begin(), lines.end(), [&](const auto& line) { return isHeaderName(line.first, name); }))
+        if (std::none_of(lines.begin(), lines.end(),
+                         [&](const auto& line) { return isHeaderName(line.first, name); })) {
             appendHeader(name + ":");
+        }
     };
     // libcurl would add these.
     withdraw("Accept");
@@ -195,17 +202,21 @@ SESSION_STATUS CurlTransfer::end(SESSION_STATUS given)
     HttpResponse& response = m_request->response();
     long code = 0;
     // Before the first header line, the handle still has the code of the previous exchange.
-    if (m_headerSeen)
+    if (m_headerSeen) {
         curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &code);
+    }
     SESSION_STATUS status = given;
-    if (m_failure != session::kCompleted && given != session::kCancelled)
+    if (m_failure != session::kCompleted && given != session::kCancelled) {
         status = m_failure;
+    }
     const bool writing = m_sink == Sink::File;
-    if (!m_file.close() && writing && status == session::kCompleted)
+    if (!m_file.close() && writing && status == session::kCompleted) {
         status = session::kFileTrouble;
+    }
     response.setHttpResponseCode(static_cast<HTTP_RESPONSE_CODE>(code));
-    if (status != session::kCompleted)
+    if (status != session::kCompleted) {
         response.setPayload({});
+    }
     m_request = nullptr;
     return status;
 }
@@ -221,16 +232,19 @@ bool CurlTransfer::startOfBody()
 {
     long code = 0;
     curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &code);
-    if (code < 200 || code > 299 || !isDownload(*m_request) || m_sink == Sink::File)
+    if (code < 200 || code > 299 || !isDownload(*m_request) || m_sink == Sink::File) {
         return true;
+    }
     m_file.hold(::open(m_request->filePath().c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0644));
-    if (!m_file.isOpen())
+    if (!m_file.isOpen()) {
         return fail(session::kFileTrouble);
+    }
     m_sink = Sink::File;
     curl_off_t announced = -1;
     curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
-    if (announced > 0)
+    if (announced > 0) {
         m_downloads.expected += static_cast<std::uint64_t>(announced);
+    }
     ++m_downloads.files;
     return true;
 }
@@ -239,10 +253,12 @@ bool CurlTransfer::keepInFile(std::string_view arrived)
 {
     while (!arrived.empty()) {
         const ssize_t written = ::write(m_file.get(), arrived.data(), arrived.size());
-        if (written < 0 && errno == EINTR)
+        if (written < 0 && errno == EINTR) {
             continue;
-        if (written <= 0)
+        }
+        if (written <= 0) {
             return fail(session::kFileTrouble);
+        }
         arrived.remove_prefix(static_cast<std::size_t>(written));
         m_downloads.written += static_cast<std::uint64_t>(written);
     }
@@ -260,18 +276,22 @@ std::size_t CurlTransfer::expectedSize() const
 
 bool CurlTransfer::keep(std::string_view arrived)
 {
-    if (m_sink == Sink::File)
+    if (m_sink == Sink::File) {
         return keepInFile(arrived);
-    if (arrived.size() > m_limits.payloadCap - m_arrived)
+    }
+    if (arrived.size() > m_limits.payloadCap - m_arrived) {
         return fail(session::kOutOfMemory);
+    }
     const bool first = m_arrived == 0;
     m_arrived += arrived.size();
-    if (m_sink == Sink::Nowhere)
+    if (m_sink == Sink::Nowhere) {
         return true;
+    }
     std::string& payload = m_request->response().payload();
     try {
-        if (first)
+        if (first) {
             payload.reserve(expectedSize());
+        }
         payload.append(arrived);
     } catch (const std::bad_alloc&) {
         return fail(session::kOutOfMemory);
@@ -282,8 +302,9 @@ bool CurlTransfer::keep(std::string_view arrived)
 std::size_t CurlTransfer::readBody(char* buffer, std::size_t room)
 {
     const auto wanted = static_cast<std::size_t>(std::min(static_cast<curl_off_t>(room), m_bodySize - m_bodySent));
-    if (wanted == 0)
+    if (wanted == 0) {
         return 0;
+    }
     std::size_t given = wanted;
     if (m_request->isFileUpload()) {
         const ssize_t got = ::pread(m_file.get(), buffer, wanted, m_bodySent);
@@ -327,8 +348,9 @@ std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t cou
 int CurlTransfer::onSeek(void* self, curl_off_t offset, int origin)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    if (origin != SEEK_SET || offset < 0 || offset > transfer.m_bodySize)
+    if (origin != SEEK_SET || offset < 0 || offset > transfer.m_bodySize) {
         return CURL_SEEKFUNC_FAIL;
+    }
     transfer.m_bodySent = offset;
     return CURL_SEEKFUNC_OK;
 }

@@ -85,25 +85,30 @@ std::optional<WireUrl> splitUrl(const std::string& url, UrlEncoding encoding)
     WireUrl wire;
     const std::string_view text = url;
     wire.tls = startsWith(text, "https://");
-    if (!wire.tls && !startsWith(text, "http://"))
+    if (!wire.tls && !startsWith(text, "http://")) {
         return std::nullopt;
+    }
     const std::size_t host = wire.tls ? 8 : 7;
     const std::size_t path = std::min(text.find_first_of("/?#", host), text.size());
     const std::string_view authority = text.substr(host, path - host);
-    if (authority.empty() || hasAny<&ByteKind::invisible>(authority))
+    if (authority.empty() || hasAny<&ByteKind::invisible>(authority)) {
         return std::nullopt;
+    }
     wire.origin = text.substr(0, path);
     wire.origin += '/';
     const std::string_view target = text.substr(path);
     // The target of a request line starts with a path.
-    if (target.empty() || target.front() != '/')
+    if (target.empty() || target.front() != '/') {
         wire.target = '/';
-    if (encoding == UrlEncoding::PercentEncode)
+    }
+    if (encoding == UrlEncoding::PercentEncode) {
         wire.target += percentEncoded(target);
-    else
+    } else {
         wire.target += target;
-    if (hasAny<&ByteKind::invisible>(wire.target))
+    }
+    if (hasAny<&ByteKind::invisible>(wire.target)) {
         return std::nullopt;
+    }
     return wire;
 }
 

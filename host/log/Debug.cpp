@@ -105,8 +105,9 @@ namespace {
 void endLine(void* line)
 {
     const std::unique_ptr<std::string> text(static_cast<std::string*>(line));
-    if (text->empty() || CCDebug::DebugIO == nullptr)
+    if (text->empty() || CCDebug::DebugIO == nullptr) {
         return;
+    }
     try {
         CCDebug::DebugIO->write((*text + '\n').c_str());
     } catch (const std::bad_alloc&) {
@@ -140,8 +141,9 @@ void keepUnfinished(std::string_view text)
         return;
     }
     auto line = std::make_unique<std::string>(text);
-    if (pthread_setspecific(lineKey(), line.get()) == 0)
+    if (pthread_setspecific(lineKey(), line.get()) == 0) {
         static_cast<void>(line.release());  // endLine() frees it
+    }
 }
 
 /// Writes the unfinished line of the thread that ends the process: pthread destructors do not run for it.
@@ -166,8 +168,9 @@ DebugLog::DebugLog(LogTarget target, int descriptor) : m_target(target), m_descr
 
 DebugLog::~DebugLog()
 {
-    if (m_target == LogTarget::OwnedDescriptor)
+    if (m_target == LogTarget::OwnedDescriptor) {
         ::close(m_descriptor);
+    }
 }
 
 std::unique_ptr<DebugLog> DebugLog::open(const std::string& target)
@@ -177,8 +180,9 @@ std::unique_ptr<DebugLog> DebugLog::open(const std::string& target)
         return std::unique_ptr<DebugLog>(new DebugLog(LogTarget::Syslog, -1));
     }
     const int descriptor = ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
-    if (descriptor < 0)
+    if (descriptor < 0) {
         throw std::runtime_error("cannot write the log file " + target + ": " + std::generic_category().message(errno));
+    }
     return std::unique_ptr<DebugLog>(new DebugLog(LogTarget::OwnedDescriptor, descriptor));
 }
 
@@ -206,8 +210,9 @@ void DebugLog::write(const char* text)
         } else if (!whole.empty()) {
             put(whole);
         }
-        if (!rest.empty())
+        if (!rest.empty()) {
             keepUnfinished(rest);
+        }
     } catch (const std::bad_alloc&) {
         // As above.
     }
@@ -222,10 +227,12 @@ void DebugLog::put(std::string_view lines)
     }
     while (!lines.empty()) {
         const ssize_t written = ::write(m_descriptor, lines.data(), lines.size());
-        if (written < 0 && errno == EINTR)
+        if (written < 0 && errno == EINTR) {
             continue;
-        if (written <= 0)
+        }
+        if (written <= 0) {
             return;
+        }
         lines.remove_prefix(static_cast<std::size_t>(written));
     }
 }

@@ -39,15 +39,17 @@ public:
         };
         m_pending = true;
         const int returned = std::invoke(operation, plugin, &ServiceCall::receive, arguments..., this, m_out);
-        if (returned < 0)
+        if (returned < 0) {
             finish(returned);
+        }
     }
 
     /// @return the callback's status, or that of the refusal. A request that takes longer than `patience` is cancelled.
     int wait(std::chrono::milliseconds patience)
     {
-        if (!isOverWithin(patience))
+        if (!isOverWithin(patience)) {
             cancel();
+        }
         std::unique_lock<std::mutex> lock(m_lock);
         // The executor cancels it or times it out, so the callback comes.
         m_ended.wait(lock, [this] { return !m_pending; });
@@ -76,8 +78,9 @@ private:
     {
         const std::tuple<Rest...> all(rest...);
         auto& call = *static_cast<ServiceCall*>(std::get<kResults + 1>(all));
-        if (status == status::kOk)
+        if (status == status::kOk) {
             call.m_take(all);
+        }
         call.finish(status);
     }
 

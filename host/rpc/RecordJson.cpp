@@ -31,11 +31,13 @@ Json toJson(const WDateTime& time)
 {
     const WTime offset = time.getOffsetTime();
     Json json{{"utc", nullptr}, {"offset", nullptr}};
-    if (time.hasInstant())
+    if (time.hasInstant()) {
         json["utc"] = time.toString();
-    if (offset.isValid())
+    }
+    if (offset.isValid()) {
         json["offset"] =
             fmt::format("{}{:02}:{:02}", time.getOffsetSign() < 0 ? '-' : '+', offset.getHour(), offset.getMinute());
+    }
     return json;
 }
 

@@ -73,8 +73,9 @@ template <class Record>
 Json toJson(const std::list<Record>& list)
 {
     Json array = Json::array();
-    for (const Record& record : list)
+    for (const Record& record : list) {
         array.push_back(toJson(record));
+    }
     return array;
 }
 
@@ -89,8 +90,9 @@ Json toJson(const WContainer<Record>& container)
 inline Json toJson(const std::map<int, std::string>& names)
 {
     Json object = Json::object();
-    for (const auto& [number, name] : names)
+    for (const auto& [number, name] : names) {
         object[std::to_string(number)] = name;
+    }
     return object;
 }
 
@@ -99,8 +101,9 @@ template <class Record>
 Json toJson(const std::multimap<int, Record>& records)
 {
     Json array = Json::array();
-    for (const auto& [number, record] : records)
+    for (const auto& [number, record] : records) {
         array.push_back(Json::array({number, toJson(record)}));
+    }
     return array;
 }
 

@@ -20,22 +20,25 @@ namespace {
 {
     constexpr std::size_t kShown = 60;
     std::string shown = toLine(got);
-    if (shown.size() > kShown)
+    if (shown.size() > kShown) {
         shown.replace(kShown, std::string::npos, "…");
+    }
     throw RpcParameterError(fmt::format("must be {}, not {}", expected, shown));
 }
 
 void read(const Json& json, std::string& text)
 {
-    if (!json.is_string())
+    if (!json.is_string()) {
         refuse("a string", json);
+    }
     text = json.get<std::string>();
 }
 
 void read(const Json& json, bool& value)
 {
-    if (!json.is_boolean())
+    if (!json.is_boolean()) {
         refuse("true or false", json);
+    }
     value = json.get<bool>();
 }
 
@@ -43,15 +46,17 @@ void read(const Json& json, int& value)
 {
     using Limits = std::numeric_limits<int>;
     const auto fits = [](auto number) {
-        if constexpr (std::is_signed_v<decltype(number)>)
+        if constexpr (std::is_signed_v<decltype(number)>) {
             return number >= Limits::min() && number <= Limits::max();
-        else
+        } else {
             return number <= static_cast<decltype(number)>(Limits::max());
+        }
     };
     const bool good = json.is_number_unsigned() ? fits(json.get<std::uint64_t>())
                                                 : json.is_number_integer() && fits(json.get<std::int64_t>());
-    if (!good)
+    if (!good) {
         refuse(fmt::format("an integer from {} to {}", Limits::min(), Limits::max()), json);
+    }
     value = static_cast<int>(json.get<std::int64_t>());
 }
 
@@ -59,8 +64,9 @@ template <class Unsigned>
 void readUnsigned(const Json& json, Unsigned& value)
 {
     constexpr Unsigned kMost = std::numeric_limits<Unsigned>::max();
-    if (!json.is_number_unsigned() || json.get<std::uint64_t>() > kMost)
+    if (!json.is_number_unsigned() || json.get<std::uint64_t>() > kMost) {
         refuse(fmt::format("an integer from 0 to {}", kMost), json);
+    }
     value = static_cast<Unsigned>(json.get<std::uint64_t>());
 }
 void read(const Json& json, unsigned long& value)
@@ -75,8 +81,9 @@ void read(const Json& json, unsigned long long& value)
 template <class Element>
 void read(const Json& json, std::list<Element>& list)
 {
-    if (!json.is_array())
+    if (!json.is_array()) {
         refuse("an array", json);
+    }
     for (std::size_t i = 0; i < json.size(); ++i) {
         try {
             read(json[i], list.emplace_back());
@@ -88,25 +95,30 @@ void read(const Json& json, std::list<Element>& list)
 
 void read(const Json& json, WDateTime& time)
 {
-    if (!json.is_object())
+    if (!json.is_object()) {
         refuse("an object with \"utc\" and \"offset\"", json);
+    }
     for (const auto& [key, value] : json.items()) {
-        if (value.is_null())
+        if (value.is_null()) {
             continue;
+        }
         std::string text;
         read(value, text);
         if (key == "utc") {
             const WTime offset = time.getOffsetTime();
             const int sign = time.getOffsetSign();
             time = WDateTime::fromString(text, WDateTime::FORMAT_DATETIME, WDateTime::TIMEZONE_UTC);
-            if (!time.isValid())
+            if (!time.isValid()) {
                 refuse("a time as in 2026-11-21T01:30:00Z", value);
-            if (offset.isValid())
+            }
+            if (offset.isValid()) {
                 time.setOffset(sign, offset);
+            }
         } else if (key == "offset") {
             const WDateTime offset = WDateTime::fromString(text, WDateTime::FORMAT_OFFSET, WDateTime::TIMEZONE_NONE);
-            if (!offset.isValid())
+            if (!offset.isValid()) {
                 refuse("an offset as in +09:00", value);
+            }
             time.setOffset(offset.getOffsetSign(), offset.getOffsetTime());
         } else {
             refuse("an object with \"utc\" and \"offset\"", json);
@@ -125,20 +137,22 @@ void readField(const Json& json, WVLSession& session, void (WVLSession::*set)(Va
 void read(const Json& json, WVLSession& session)
 {
     constexpr std::string_view kExpected = "an object with \"SessionID\", \"UserID\", \"SeedKey\" and \"ExpireTime\"";
-    if (!json.is_object())
+    if (!json.is_object()) {
         refuse(kExpected, json);
+    }
     for (const auto& [key, value] : json.items()) {
         try {
-            if (key == "SessionID")
+            if (key == "SessionID") {
                 readField(value, session, &WVLSession::setSessionID);
-            else if (key == "UserID")
+            } else if (key == "UserID") {
                 readField(value, session, &WVLSession::setUserID);
-            else if (key == "SeedKey")
+            } else if (key == "SeedKey") {
                 readField(value, session, &WVLSession::setSeedKey);
-            else if (key == "ExpireTime")
+            } else if (key == "ExpireTime") {
                 readField(value, session, &WVLSession::setExpireTime);
-            else
+            } else {
                 refuse(kExpected, json);
+            }
         } catch (const RpcParameterError& error) {
             throw RpcParameterError(fmt::format("field {} {}", key, error.what()));
         }
@@ -161,16 +175,18 @@ Value parameter(const Json& parameters, std::size_t index)
 WContentProvider providerOfId(const WCorvaneOAI& plugin, std::uint64_t id)
 {
     const WContentProvider& own = plugin.getContentProvider();
-    if (id == own.getID())
+    if (id == own.getID()) {
         return own;
+    }
     WContentProvider other(fmt::format("provider {}", id), 0);
     return other.getID() == own.getID() ? WContentProvider(other.getName(), 1) : other;
 }
 
 WContentProvider optionalProvider(const WCorvaneOAI& plugin, const Json& parameters, std::size_t index)
 {
-    if (parameters.size() <= index)
+    if (parameters.size() <= index) {
         return plugin.getContentProvider();
+    }
     return providerOfId(plugin, parameter<unsigned long long>(parameters, index));
 }
 
@@ -428,8 +444,9 @@ RpcReturn getTodaySchedule(WCorvaneOAI& plugin, const Json& parameters, RpcCall&
     WContainer<WVLContent> container;
     const int value = plugin.getTodaySchedule(parameter<std::string>(parameters, 0), container);
     RpcReturn result = returned(value);
-    if (value >= 0)
+    if (value >= 0) {
         (*result.result)["results"] = Json::array({toJson(container)});
+    }
     return result;
 }
 

@@ -157,8 +157,9 @@ std::string takeLine(std::string_view& text, int width)
 int terminalWidth(int descriptor)
 {
     winsize size{};
-    if (::isatty(descriptor) != 1 || ::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+    if (::isatty(descriptor) != 1 || ::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
         return kStandardWidth;
+    }
     return size.ws_col;
 }
 
@@ -173,8 +174,9 @@ int displayWidth(std::string_view text)
 {
     const WideLocale locale;
     int width = 0;
-    while (!text.empty())
+    while (!text.empty()) {
         width += next(text).width;
+    }
     return width;
 }
 
@@ -212,12 +214,14 @@ std::vector<std::string> wrapped(std::string_view text, int width, std::size_t l
             line = takeLine(text, width);
         }
         // A character that is wider than the whole column.
-        if (line.empty())
+        if (line.empty()) {
             break;
+        }
         result.push_back(fitted(line, width));
     }
-    if (!text.empty())
+    if (!text.empty()) {
         result.push_back(fitted(text, width));
+    }
     return result;
 }
 

@@ -120,14 +120,16 @@ const std::string& Configuration::source(std::string_view key) const
 double Configuration::number(std::string_view key, double standard, double least, double most) const
 {
     const SettingValue* const value = find(key);
-    if (!value || value->text.empty())
+    if (!value || value->text.empty()) {
         return standard;
+    }
     double result = 0;
     const char* const end = value->text.data() + value->text.size();
     const auto [stop, error] = std::from_chars(value->text.data(), end, result);
-    if (error != std::errc() || stop != end || !(result >= least && result <= most))
+    if (error != std::errc() || stop != end || !(result >= least && result <= most)) {
         throw std::runtime_error(fmt::format("{}: the setting \"{}\" is \"{}\"; it must be a number from {} to {}",
                                              value->source, key, value->text, least, most));
+    }
     return result;
 }
 

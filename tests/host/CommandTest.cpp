@@ -221,8 +221,9 @@ TEST(Guide, FailuresGiveReasonAndRemedy)
     for (const char* status : {"200 OK", "403 Forbidden"}) {
         ScriptedService service;
         service.status = status;
-        if (service.status != "200 OK")
+        if (service.status != "200 OK") {
             service.localtime = R"({"rsp":{"stat":"FAIL","err":{"code":"209","msg":"the device is locked"}}})";
+        }
         service.seedkey = R"({"rsp":{"stat":"FAIL","err":{"code":"209","msg":"the device is locked"}}})";
         const RawServer server(service.script());
         const Outcome refused = corvane("--set base_url=" + server.url("") + " guide");

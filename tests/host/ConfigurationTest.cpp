@@ -210,8 +210,9 @@ TEST(SettingsFile, NamesFilesThatCannotBeRead)
 TEST(Settings, EachIsDocumented)
 {
     const std::string documentation = readFile(OPTIONS_DOCUMENTATION);
-    for (const Setting& setting : allSettings())
+    for (const Setting& setting : allSettings()) {
         EXPECT_THAT(documentation, HasSubstr("| `" + std::string(setting.key) + "` |"));
+    }
 }
 
 }  // namespace

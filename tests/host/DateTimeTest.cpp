@@ -131,8 +131,9 @@ TEST(DateTime, OffsetStringsHoldNoInstant)
         EXPECT_EQ(read.getOffsetTime().getMinute(), row.minute);
         EXPECT_EQ(read.offsetSeconds(), row.seconds);
     }
-    for (const char* text : {"", "09:00", "+9:00", "+0900", "+09:60", "+24:00", "+09:00Z", " +09:00", "+09-00", "Z"})
+    for (const char* text : {"", "09:00", "+9:00", "+0900", "+09:60", "+24:00", "+09:00Z", " +09:00", "+09-00", "Z"}) {
         EXPECT_FALSE(WDateTime::fromString(text, kOffset, kNoZone).isValid()) << text;
+    }
 }
 
 TEST(DateTime, FormsDemandTheirZone)

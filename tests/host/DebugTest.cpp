@@ -111,8 +111,9 @@ TEST_F(Debug, LinesOfThreadsStayWhole)
             }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     std::istringstream lines(written());
     int count = 0;
     for (std::string line; std::getline(lines, line); ++count) {

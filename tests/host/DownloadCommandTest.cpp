@@ -32,8 +32,9 @@ using testing::Not;
 std::vector<std::string> namesIn(const std::string& directory)
 {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory))
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
         names.push_back(entry.path().filename().string());
+    }
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -43,21 +44,22 @@ void files(RawServer::Connection& connection)
 {
     while (const auto request = connection.readRequest()) {
         const auto asked = [&](const char* path) { return request->find(path) != std::string::npos; };
-        if (asked("/good"))
+        if (asked("/good")) {
             connection.answer("fresh");
-        else if (asked("/empty"))
+        } else if (asked("/empty")) {
             connection.answer("");
-        else if (asked("/cut")) {
+        } else if (asked("/cut")) {
             connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\npart");
             return;
-        } else if (asked("/moved"))
+        } else if (asked("/moved")) {
             connection.send("HTTP/1.1 302 Found\r\nLocation: /good\r\nContent-Length: 0\r\n\r\n");
-        else if (asked("/same"))
+        } else if (asked("/same")) {
             connection.send("HTTP/1.1 304 Not Modified\r\n\r\n");
-        else if (asked("/silent"))
+        } else if (asked("/silent")) {
             connection.waitForEnd();
-        else
+        } else {
             connection.send("HTTP/1.1 404 Not Found\r\nContent-Length: 5\r\n\r\nerror");
+        }
     }
 }
 
@@ -154,8 +156,9 @@ public:
     {
         arguments.insert(arguments.begin(), CORVANE);
         std::vector<char*> pointers;
-        for (std::string& argument : arguments)
+        for (std::string& argument : arguments) {
             pointers.push_back(argument.data());
+        }
         pointers.push_back(nullptr);
         winsize size{};
         size.ws_col = 80;
@@ -183,8 +186,9 @@ public:
         char buffer[4096];
         while (m_output.find(text) == std::string::npos) {
             const ssize_t got = ::read(m_terminal, buffer, sizeof buffer);
-            if (got <= 0)
+            if (got <= 0) {
                 break;
+            }
             m_output.append(buffer, static_cast<std::size_t>(got));
         }
         return m_output;
@@ -216,8 +220,9 @@ struct HalfServer {
     RawServer server{[this](RawServer::Connection& connection) {
         connection.readRequest();
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 2097152\r\n\r\n" + std::string(1 << 20, 'x'));
-        while (!goOn)
+        while (!goOn) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
         connection.send(std::string(1 << 20, 'y'));
         connection.waitForEnd();
     }};
@@ -254,10 +259,11 @@ TEST(Download, CancelledDownloadsLeaveNothing)
         OnTerminal command({"download", half.server.url("/f"), scratch.file("d")});
         command.readUntil("1.0 MiB of 2.0 MiB");
         EXPECT_EQ(namesIn(scratch.file("d")).size(), 2U);
-        if (row.signal == 0)
+        if (row.signal == 0) {
             command.type("\x03");
-        else
+        } else {
             command.signal(row.signal);
+        }
         EXPECT_EQ(command.exitCode(), row.exitCode) << command.output();
         EXPECT_THAT(command.output(), AllOf(HasSubstr("cancelled; no file was written"), Not(HasSubstr("hint"))));
         EXPECT_THAT(namesIn(scratch.file("d")), ElementsAre("f"));
@@ -270,8 +276,9 @@ long memoryOf(pid_t process, const std::string& what)
 {
     std::ifstream state("/proc/" + std::to_string(process) + "/status");
     for (std::string line; std::getline(state, line);) {
-        if (line.rfind(what + ":", 0) == 0)
+        if (line.rfind(what + ":", 0) == 0) {
             return std::stol(line.substr(what.size() + 1));
+        }
     }
     return -1;
 }
@@ -289,12 +296,14 @@ TEST(Download, LargeFilesNeedNoMemory)
     const RawServer server([&](RawServer::Connection& connection) {
         connection.readRequest();
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kBlock * blocks) + "\r\n\r\n");
-        while (process == 0)
+        while (process == 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
         atFirst = memoryOf(process, "VmRSS");
         const std::string block(kBlock, 'x');
-        for (std::size_t sent = 0; sent + 1 < blocks; ++sent)
+        for (std::size_t sent = 0; sent + 1 < blocks; ++sent) {
             connection.send(block);
+        }
         connection.send(block.substr(1));
         atMost = memoryOf(process, "VmHWM");
         connection.send("x");

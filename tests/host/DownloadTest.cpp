@@ -30,8 +30,9 @@ TEST(DownloadName, IsTheOneGivenOrTheEndOfTheUrl)
         {"http://h/a", "%2F", "%2F"},
         {"http://h", "", "h"},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(downloadName({row.url, "d", row.name}), row.expected) << row.url;
+    }
 }
 
 TEST(DownloadName, IsAlwaysInTheDirectory)
@@ -93,8 +94,9 @@ TEST(DownloadProgressLine, ShowsWhatIsKnown)
     DownloadProgress half;
     half.written = 512;
     half.expected = 1024;
-    for (int width = -1; width < 200; ++width)
+    for (int width = -1; width < 200; ++width) {
         EXPECT_EQ(displayWidth(progressLine(half, 1s, width)), std::max(0, width));
+    }
 }
 
 }  // namespace

@@ -42,8 +42,9 @@ public:
     std::optional<SESSION_STATUS> wait()
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        if (!m_ended.wait_for(lock, std::chrono::seconds(20), [&] { return m_completions > 0; }))
+        if (!m_ended.wait_for(lock, std::chrono::seconds(20), [&] { return m_completions > 0; })) {
             return std::nullopt;
+        }
         return m_status;
     }
     bool isCompleted() const
@@ -67,8 +68,9 @@ private:
         auto& exchange = *static_cast<Exchange*>(self);
         EXPECT_EQ(request, &exchange.m_request);
         exchange.m_thread = std::this_thread::get_id();
-        if (exchange.hook)
+        if (exchange.hook) {
             exchange.hook(status);
+        }
         const std::lock_guard<std::mutex> lock(exchange.m_lock);
         EXPECT_EQ(++exchange.m_completions, 1) << "completed twice";
         exchange.m_status = status;

@@ -102,12 +102,14 @@ TEST_F(Executor, CompletesOnOneThreadOtherThanTheCallers)
     std::vector<std::thread> callers;
     for (std::size_t caller = 0; caller < 4; ++caller) {
         callers.emplace_back([&, caller] {
-            for (std::size_t i = caller; i < all.size(); i += 4)
+            for (std::size_t i = caller; i < all.size(); i += 4) {
                 EXPECT_GE(executor().addRequest(&all[i]->request()), 0);
+            }
         });
     }
-    for (std::thread& caller : callers)
+    for (std::thread& caller : callers) {
         caller.join();
+    }
     for (Exchange* exchange : all) {
         ASSERT_TRUE(exchange->wait());
         EXPECT_EQ(exchange->thread(), all.front()->thread());
@@ -123,10 +125,12 @@ TEST_F(Executor, QueuesRequestsAboveItsConcurrency)
     const RawServer server(answering("x"));
     std::vector<Exchange*> all;
     all.reserve(50);
-    for (int i = 0; i < 50; ++i)
+    for (int i = 0; i < 50; ++i) {
         all.push_back(&start(server.url("/")));
-    for (Exchange* exchange : all)
+    }
+    for (Exchange* exchange : all) {
         EXPECT_EQ(exchange->wait(), session::kCompleted);
+    }
     EXPECT_LE(server.connections(), 3);
 }
 
@@ -162,10 +166,12 @@ TEST_F(Executor, TimeoutsAreNeverEarly)
         EXPECT_GE(executor().addRequest(&exchange.request()), 0);
         std::this_thread::sleep_for(3ms);
     }
-    for (Exchange& exchange : m_exchanges)
+    for (Exchange& exchange : m_exchanges) {
         ASSERT_EQ(exchange.wait(), session::kTimedOut);
-    for (std::size_t number = 0; number < kRequests; ++number)
+    }
+    for (std::size_t number = 0; number < kRequests; ++number) {
         EXPECT_GE(over[number] - begun[number], kTimeout) << number;
+    }
 }
 
 TEST_F(Executor, WaitingForAnotherHandshakeIsLimitedByTheConnectTimeout)
@@ -175,10 +181,12 @@ TEST_F(Executor, WaitingForAnotherHandshakeIsLimitedByTheConnectTimeout)
     use(limits);
     RawServer server([](RawServer::Connection& connection) { connection.waitForEnd(); });
     const auto begin = Clock::now();
-    for (int number = 0; number < 8; ++number)
+    for (int number = 0; number < 8; ++number) {
         start("https://127.0.0.1:" + std::to_string(server.port()));
-    for (Exchange& exchange : m_exchanges)
+    }
+    for (Exchange& exchange : m_exchanges) {
         EXPECT_EQ(exchange.wait(), session::kTimedOut);
+    }
     EXPECT_GE(Clock::now() - begin, 500ms);
     EXPECT_LT(Clock::now() - begin, 2s) << "they have waited for one another";
 }
@@ -277,8 +285,9 @@ TEST_F(Executor, FlushesEndRequestsOfTheirIdOnly)
     std::vector<Exchange*> ours;
     Exchange& other = start(server.url("/other"), kOthers);
     ours.reserve(100);
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
         ours.push_back(&start(server.url("/ours")));
+    }
     ASSERT_TRUE(server.waitForRequests(4));
     const auto before = Clock::now();
     executor().flushHttpRequests(kOurs);
@@ -314,8 +323,9 @@ TEST_F(Executor, FlushesEndRequestsAddedByCompletions)
     std::atomic<int> left{20};
     std::function<void(SESSION_STATUS)> addAnother = [&](SESSION_STATUS ended) {
         EXPECT_EQ(ended, session::kCancelled);
-        if (left-- > 0)
+        if (left-- > 0) {
             start(server.url("/again")).hook = addAnother;
+        }
     };
     Exchange& first = m_exchanges.emplace_back(HTTP_GET, server.url("/first"));
     first->setID(kOurs);
@@ -336,14 +346,16 @@ TEST_F(Executor, FlushesInsideCompletionsEndAllOthersBeforeTheyReturn)
 {
     const RawServer server([](RawServer::Connection& connection) {
         while (const auto request = connection.readRequest()) {
-            if (request->find("/quick") != std::string::npos)
+            if (request->find("/quick") != std::string::npos) {
                 connection.answer("x");
+            }
         }
     });
     std::vector<Exchange*> stalled;
     stalled.reserve(20);
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 20; ++i) {
         stalled.push_back(&start(server.url("/stalled")));
+    }
     Exchange& other = start(server.url("/stalled"), kOthers);
     ASSERT_TRUE(server.waitForRequests(21));
     Exchange& flushing = m_exchanges.emplace_back(HTTP_GET, server.url("/quick"));
@@ -370,14 +382,16 @@ TEST_F(Executor, FlushesMayNestAndRunAtTheSameTime)
         exchange->setID(i % 2 == 0 ? kOurs : kOthers);
         exchange.hook = [&, i](SESSION_STATUS) { executor().flushHttpRequests(i % 3 == 0 ? kOurs : kOthers); };
     }
-    for (Exchange& exchange : m_exchanges)
+    for (Exchange& exchange : m_exchanges) {
         ASSERT_GE(executor().addRequest(&exchange.request()), 0);
+    }
     ASSERT_TRUE(server.waitForRequests(30));
     std::thread elsewhere([&] { executor().flushHttpRequests(kOthers); });
     executor().flushHttpRequests(kOurs);
     elsewhere.join();
-    for (const Exchange& exchange : m_exchanges)
+    for (const Exchange& exchange : m_exchanges) {
         EXPECT_EQ(exchange.status(), session::kCancelled);
+    }
 }
 
 TEST_F(Executor, StopEndsAllRequests)
@@ -385,22 +399,26 @@ TEST_F(Executor, StopEndsAllRequests)
     const RawServer server(silent);
     std::vector<Exchange*> all;
     all.reserve(300);
-    for (int i = 0; i < 300; ++i)
+    for (int i = 0; i < 300; ++i) {
         all.push_back(&start(server.url("/")));
+    }
     ASSERT_TRUE(server.waitForRequests(1));
     executor().stop();
-    for (const Exchange* exchange : all)
+    for (const Exchange* exchange : all) {
         EXPECT_EQ(exchange->status(), session::kCancelled);
+    }
 }
 
 TEST_F(Executor, ManyRequestsCompleteOnceEach)
 {
     const RawServer server([](RawServer::Connection& connection) {
         while (const auto request = connection.readRequest()) {
-            if (request->find("/cut") != std::string::npos)
+            if (request->find("/cut") != std::string::npos) {
                 return;
-            if (request->find("/stalled") != std::string::npos)
+            }
+            if (request->find("/stalled") != std::string::npos) {
                 continue;
+            }
             connection.answer("x");
         }
     });
@@ -424,19 +442,23 @@ TEST_F(Executor, ManyRequestsCompleteOnceEach)
                 EXPECT_GE(executor().addRequest(&all[caller * kEach + i]->request()), 0);
                 Exchange& earlier = *all[caller * kEach + random() % (i + 1)];
                 const auto what = random() % 8;
-                if (what < 5)
+                if (what < 5) {
                     earlier->setCancel();
-                else if (what == 5)
+                } else if (what == 5) {
                     executor().flushHttpRequests(random() % 5);
+                }
             }
         });
     }
-    for (std::thread& caller : callers)
+    for (std::thread& caller : callers) {
         caller.join();
-    for (UINT64 id = 0; id < 5; ++id)
+    }
+    for (UINT64 id = 0; id < 5; ++id) {
         executor().flushHttpRequests(id);
-    for (const auto& exchange : all)
+    }
+    for (const auto& exchange : all) {
         EXPECT_TRUE(exchange->isCompleted());
+    }
     use(nullptr);
 }
 

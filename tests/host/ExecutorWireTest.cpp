@@ -37,8 +37,9 @@ std::string gzip(const std::string& text)
 HttpHeader headers(const std::vector<HttpHeader::Line>& lines)
 {
     HttpHeader header;
-    for (const auto& [name, value] : lines)
+    for (const auto& [name, value] : lines) {
         header.add(name, value);
+    }
     return header;
 }
 
@@ -89,8 +90,9 @@ TEST_F(ExecutorWire, UrlsReachTheRequestLineByteForByte)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.path);
         Exchange exchange(HTTP_GET, m_server.url(row.path));
-        if (row.encoding == UrlEncoding::PercentEncode)
+        if (row.encoding == UrlEncoding::PercentEncode) {
             exchange->setEncoding();
+        }
         ASSERT_EQ(run(exchange), session::kCompleted);
         const std::string request = m_server.requests().back();
         EXPECT_EQ(request.substr(0, request.find("\r\n")), "GET " + row.target + " HTTP/1.1");
@@ -194,8 +196,9 @@ TEST_F(ExecutorTest, RepliesAreDecodedIfTheRequestNamesTheEncoding)
     const std::string text(100'000, 'g');
     const std::string packed = gzip(text);
     const RawServer server([&](RawServer::Connection& connection) {
-        while (connection.readRequest())
+        while (connection.readRequest()) {
             connection.answer(packed, "Content-Encoding: gzip\r\n");
+        }
     });
     Exchange asked(HTTP_GET, server.url("/"), headers({{"Accept-encoding", "gzip, deflate"}}));
     ASSERT_EQ(run(asked), session::kCompleted);
@@ -214,10 +217,11 @@ TEST_F(ExecutorTest, TheCapCountsDecodedBytes)
     use(limits);
     const RawServer server([&](RawServer::Connection& connection) {
         while (const auto request = connection.readRequest()) {
-            if (request->find("/bomb") != std::string::npos)
+            if (request->find("/bomb") != std::string::npos) {
                 connection.answer(gzip(std::string(1'000'000, 0)), "Content-Encoding: gzip\r\n");
-            else
+            } else {
                 connection.answer(std::string(request->find("/fits") != std::string::npos ? 1000 : 1001, 'x'));
+            }
         }
     });
     Exchange fits(HTTP_GET, server.url("/fits"));
@@ -235,16 +239,17 @@ TEST_F(ExecutorTest, DownloadsWriteOnlySuccessfulReplies)
 {
     const RawServer server([](RawServer::Connection& connection) {
         const std::string request = connection.readRequest().value_or("");
-        if (request.find("/good") != std::string::npos)
+        if (request.find("/good") != std::string::npos) {
             connection.answer("fresh");
-        else if (request.find("/continued") != std::string::npos)
+        } else if (request.find("/continued") != std::string::npos) {
             connection.send("HTTP/1.1 103 Early Hints\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfresh");
-        else if (request.find("/empty") != std::string::npos)
+        } else if (request.find("/empty") != std::string::npos) {
             connection.answer("");
-        else if (request.find("/cut") != std::string::npos)
+        } else if (request.find("/cut") != std::string::npos) {
             connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\npart");
-        else
+        } else {
             connection.send("HTTP/1.1 404 Not Found\r\nContent-Length: 5\r\n\r\nerror");
+        }
     });
     const ScratchDirectory scratch;
     const std::string path = scratch.file("down");
@@ -280,17 +285,19 @@ TEST_F(ExecutorTest, DownloadsWriteOnlySuccessfulReplies)
 TEST_F(ExecutorTest, RedirectsAreNotFollowedAndCookiesNotKept)
 {
     const RawServer server([](RawServer::Connection& connection) {
-        while (connection.readRequest())
+        while (connection.readRequest()) {
             connection.send(
                 "HTTP/1.1 302 Found\r\nLocation: /elsewhere\r\nSet-Cookie: a=b\r\nContent-Length: 0\r\n\r\n");
+        }
     });
     for (int i = 0; i < 2; ++i) {
         Exchange exchange(HTTP_GET, server.url("/"));
         EXPECT_EQ(run(exchange), session::kCompleted);
         EXPECT_EQ(exchange.code(), 302);
     }
-    for (const std::string& request : server.requests())
+    for (const std::string& request : server.requests()) {
         EXPECT_THAT(request, testing::Not(testing::HasSubstr("elsewhere")));
+    }
     EXPECT_EQ(server.requests().at(0), server.requests().at(1));
 }
 
@@ -303,19 +310,19 @@ TEST_F(ExecutorTest, FailuresHaveTheirSessionStatus)
     const RawServer server([](RawServer::Connection& connection) {
         const std::string request = connection.readRequest().value_or("");
         const auto asks = [&](const char* path) { return request.find(path) != std::string::npos; };
-        if (asks("/reset"))
+        if (asks("/reset")) {
             connection.reset();
-        else if (asks("/garbage"))
+        } else if (asks("/garbage")) {
             connection.send("this is no HTTP\r\n\r\n");
-        else if (asks("/cut"))
+        } else if (asks("/cut")) {
             connection.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
-        else if (asks("/chunk"))
+        } else if (asks("/chunk")) {
             connection.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nxyz\r\n");
-        else if (asks("/coding"))
+        } else if (asks("/coding")) {
             connection.answer("not gzip", "Content-Encoding: gzip\r\n");
-        else if (asks("/silent"))
+        } else if (asks("/silent")) {
             connection.waitForEnd();
-        else if (asks("/drip")) {
+        } else if (asks("/drip")) {
             connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n");
             for (int i = 0; i < 40; ++i) {
                 connection.send(".");
@@ -375,8 +382,9 @@ TEST_F(ExecutorTest, CertificatesAreVerified)
         SCOPED_TRACE(row.what);
         const TlsServer server(row.certificate, scratch.file("ca.pem"));
         HttpLimits limits;
-        if (row.trusted)
+        if (row.trusted) {
             limits.caFile = scratch.file("ca.pem");
+        }
         use(limits);
         Exchange exchange(HTTP_GET, server.url());
         EXPECT_EQ(run(exchange), row.status);

@@ -31,8 +31,9 @@ TEST(Terminal, WidthsAreColumns)
         {"", 0},        {"abc", 3},      {"Zoé", 3},        {"星テレビ", 8},
         {"e\u0301", 1}, {"\xFF\xFE", 2}, {"a\x1b[31mb", 7}, {"한국", 4},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(displayWidth(row.text), row.width) << row.text;
+    }
 }
 
 TEST(Terminal, FitsTextsToAWidth)
@@ -166,8 +167,9 @@ protected:
     {
         std::istringstream text(guideTable(m_channels, m_programmes, m_window, {m_width, colours}));
         std::vector<std::string> lines;
-        for (std::string line; std::getline(text, line);)
+        for (std::string line; std::getline(text, line);) {
             lines.push_back(line);
+        }
         return lines;
     }
 
@@ -286,12 +288,14 @@ TEST_F(GuideTable, ColoursOnlyOnDemand)
 {
     channel("a", "1", "One\x1b[2J");
     programme("a", 0, 60, "Title\x1b]0;evil\x07");
-    for (const std::string& line : table(false))
+    for (const std::string& line : table(false)) {
         EXPECT_THAT(line, Not(HasSubstr("\x1b")));
+    }
     const std::vector<std::string> coloured = table(true);
     EXPECT_THAT(coloured[2], HasSubstr("\x1b[7m>Title"));
-    for (const std::string& line : coloured)
+    for (const std::string& line : coloured) {
         EXPECT_THAT(line, Not(HasSubstr("evil\x07")));
+    }
 }
 
 }  // namespace

@@ -69,8 +69,9 @@ std::vector<std::string> lines(const std::vector<Json>& output)
 {
     std::vector<std::string> texts;
     texts.reserve(output.size());
-    for (const Json& line : output)
+    for (const Json& line : output) {
         texts.push_back(line.dump());
+    }
     return texts;
 }
 
@@ -365,8 +366,9 @@ TEST_F(Rpc, SynchronousOperationsAnswerAtOnce)
         {"cancel", "[1,5]", R"({"return":-1})"},
         {"download", R"(["u","d","f",5])", R"({"return":-16,"requestID":null,"reference":null,"status":-16})"},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(answerTo(row.method, row.params)["result"].dump(), row.result) << row.method << row.params;
+    }
     const Json today = answerTo("getTodaySchedule", R"(["/x"])")["result"];
     EXPECT_EQ(today["return"], 0);
     EXPECT_EQ(today["results"][0]["count"], 1);
@@ -412,8 +414,9 @@ std::set<std::string> functionsAfter(const std::string& prefix, const std::strin
         const std::size_t begin = at + prefix.size();
         const std::size_t end =
             header.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_", begin);
-        if (end != std::string::npos && header[end] == '(')
+        if (end != std::string::npos && header[end] == '(') {
             names.insert(header.substr(begin, end - begin));
+        }
     }
     return names;
 }
@@ -424,8 +427,9 @@ std::set<std::string> settersOf(const std::string& record)
     for (const auto& file : std::filesystem::directory_iterator(FRAMEWORK_DIRECTORY)) {
         const std::string header = readFile(file.path().string());
         const std::size_t begin = header.find("class " + record + " : public WResource {");
-        if (begin != std::string::npos)
+        if (begin != std::string::npos) {
             return functionsAfter("void set", header.substr(begin, header.find("\n};", begin) - begin));
+        }
     }
     return {};
 }
@@ -434,16 +438,17 @@ std::set<std::string> settersOf(const std::string& record)
 void expectSample(const Json& object)
 {
     for (const auto& [key, value] : object.items()) {
-        if (value.is_string())
+        if (value.is_string()) {
             EXPECT_EQ(value, key);
-        else if (value.is_number())
+        } else if (value.is_number()) {
             EXPECT_EQ(value, numberOf(key)) << key;
-        else if (value.contains("utc"))
+        } else if (value.contains("utc")) {
             EXPECT_EQ(value.dump(), R"({"utc":"2026-11-21T01:30:00Z","offset":"+09:00"})") << key;
-        else if (value.is_object())
+        } else if (value.is_object()) {
             expectSample(value);
-        else
+        } else {
             expectSample(value.at(0));
+        }
     }
 }
 
@@ -453,8 +458,9 @@ void expectComplete(const char* name)
     SCOPED_TRACE(name);
     const Json json = toJson(sample<Record>());
     std::set<std::string> keys;
-    for (const auto& [key, value] : json.items())
+    for (const auto& [key, value] : json.items()) {
         keys.insert(key);
+    }
     EXPECT_EQ(keys, settersOf(name));
     expectSample(json);
 }
@@ -508,8 +514,9 @@ TEST(RecordJson, InvalidUtf8IsReplaced)
 TEST(RpcOperations, HaveARowForEachOperation)
 {
     std::set<std::string> offered;
-    for (const RpcOperation& row : rpcOperations())
+    for (const RpcOperation& row : rpcOperations()) {
         EXPECT_TRUE(offered.insert(std::string(row.name)).second) << row.name << " occurs twice";
+    }
     const std::string header = readFile(INTERFACE_HEADER);
     std::set<std::string> expected{"isValid", "login", "logout", "retrieveExceptions", "resolveException"};
     expected.merge(functionsAfter("virtual int ", header));

@@ -26,8 +26,9 @@ namespace W::host {
 inline int numberOf(std::string_view name)
 {
     int number = 0;
-    for (const char letter : name)
+    for (const char letter : name) {
         number = number * 7 % 10007 + letter;
+    }
     return number;
 }
 

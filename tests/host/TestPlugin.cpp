@@ -23,10 +23,11 @@ TestPluginControl g_control;
 template <class Value>
 std::string written(const Value& value)
 {
-    if constexpr (std::is_arithmetic_v<Value> || std::is_same_v<Value, std::string>)
+    if constexpr (std::is_arithmetic_v<Value> || std::is_same_v<Value, std::string>) {
         return fmt::format("{}", value);
-    else
+    } else {
         return fmt::format("[{}]", fmt::join(value, ","));
+    }
 }
 
 class TestPlugin final : public WCorvaneOAI {
@@ -38,8 +39,9 @@ public:
     }
     ~TestPlugin() override
     {
-        for (std::thread& thread : m_threads)
+        for (std::thread& thread : m_threads) {
             thread.join();
+        }
         --g_control.objects;
     }
 
@@ -78,8 +80,9 @@ public:
     int getTodaySchedule(const std::string& path, WContainer<WVLContent>& result) override
     {
         noteCall("getTodaySchedule", path);
-        if (g_control.behaviour == Behaviour::Refuse)
+        if (g_control.behaviour == Behaviour::Refuse) {
             return status::kFileNotReadable;
+        }
         fillSample(result);
         return status::kOk;
     }
@@ -332,18 +335,20 @@ private:
         out.setRequestID(static_cast<unsigned int>(numberOf(name)));
         out.setReqRefernce(reference);
         out.setWStatus(refused ? status::kNoSession : status::kOk);
-        if (refused)
+        if (refused) {
             return status::kNoSession;
+        }
         const auto answer = [=] {
             deliver(done, reference, userData, std::make_index_sequence<sizeof...(Rest) - 2>());
         };
-        if (g_control.behaviour == Behaviour::AtOnce)
+        if (g_control.behaviour == Behaviour::AtOnce) {
             answer();
-        else if (g_control.behaviour == Behaviour::Later)
+        } else if (g_control.behaviour == Behaviour::Later) {
             m_threads.emplace_back([answer] {
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
                 answer();
             });
+        }
         return status::kOk;
     }
 
