@@ -3,11 +3,13 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
+#include <memory>
 #include <new>
 
-namespace corvaned {
+#include "HttpMessages.h"
+
+namespace http {
 namespace {
 
 std::string_view nextPart(std::string_view& rest, char separator)
@@ -22,25 +24,19 @@ std::string_view nextPart(std::string_view& rest, char separator)
     return part.substr(first, part.find_last_not_of(" \t") - first + 1);
 }
 
-bool sameWord(std::string_view left, std::string_view right)
-{
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
-}
-
-// The weight of one entry's parameters; 1 where none is given, 0 where it cannot be read.
+// The weight of one entry's parameters; 1 if there is none, 0 if it cannot be read.
 double weightOf(std::string_view parameters)
 {
     while (!parameters.empty()) {
         const std::string_view parameter = nextPart(parameters, ';');
-        if (parameter.size() > 2 && sameWord(parameter.substr(0, 2), "q=")) {
+        if (parameter.size() > 2 && equalIgnoringCase(parameter.substr(0, 2), "q=")) {
             return std::strtod(std::string(parameter.substr(2)).c_str(), nullptr);
         }
     }
     return 1;
 }
 
-// A thread's own, since to set one up costs as much as to pack a reply with it.
+// One per thread, since setting one up costs as much as packing a reply.
 class Deflater {
 public:
     Deflater()
@@ -78,9 +74,9 @@ bool acceptsGzip(std::string_view acceptEncoding)
         std::string_view entry = nextPart(acceptEncoding, ',');
         const std::string_view name = nextPart(entry, ';');
         const double weight = weightOf(entry);
-        if (sameWord(name, "gzip") || sameWord(name, "x-gzip")) {
+        if (equalIgnoringCase(name, "gzip") || equalIgnoringCase(name, "x-gzip")) {
             gzip = weight;
-        } else if (sameWord(name, "identity")) {
+        } else if (equalIgnoringCase(name, "identity")) {
             identity = weight;
         } else if (name == "*") {
             any = weight;
@@ -104,4 +100,36 @@ std::string gzipped(std::string_view text)
     return packed;
 }
 
-}  // namespace corvaned
+std::optional<std::string> gunzipped(std::string_view packed, std::size_t most, GunzipError& error)
+{
+    constexpr int kGzip = 16 + MAX_WBITS;
+    constexpr std::size_t kStep = 16384;
+    z_stream stream{};
+    if (inflateInit2(&stream, kGzip) != Z_OK) {
+        throw std::bad_alloc();
+    }
+    const std::unique_ptr<z_stream, int (*)(z_stream*)> ended(&stream, &inflateEnd);
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
+    stream.avail_in = static_cast<uInt>(packed.size());
+    std::string text;
+    int result = Z_OK;
+    while (result == Z_OK) {
+        const std::size_t size = text.size();
+        text.resize(size + kStep);
+        stream.next_out = reinterpret_cast<Bytef*>(text.data() + size);
+        stream.avail_out = kStep;
+        result = inflate(&stream, Z_NO_FLUSH);
+        text.resize(size + kStep - stream.avail_out);
+        if (text.size() > most) {
+            error = GunzipError::TooLarge;
+            return std::nullopt;
+        }
+    }
+    if (result != Z_STREAM_END || stream.avail_in > 0) {
+        error = GunzipError::Malformed;
+        return std::nullopt;
+    }
+    return text;
+}
+
+}  // namespace http

@@ -1,16 +1,28 @@
-// Compression of replies, where the request's Accept-Encoding asks for it.
+// gzip: of replies, if the request's Accept-Encoding asks for it, and of the bodies of requests.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
-namespace corvaned {
+namespace http {
 
-/// Whether the value of an Accept-Encoding header prefers gzip to sending the text as it is. Names count in any case;
-/// weights ("gzip;q=0.5") and the asterisk are respected.
+/// Whether the value of an Accept-Encoding header prefers gzip to the plain text (RFC 9110, 12.5.3). Names count in any
+/// case; weights ("gzip;q=0.5") and the asterisk are respected.
 bool acceptsGzip(std::string_view acceptEncoding);
 
-/// The text as one gzip member.
+/// The text as one gzip member (RFC 1952).
 std::string gzipped(std::string_view text);
 
-}  // namespace corvaned
+enum class GunzipError {
+    Malformed,
+    TooLarge
+};
+
+/// The content of one gzip member.
+/// @param most   bytes; more content is an error, found before the memory for it is taken
+/// @param error  set if nothing is returned
+std::optional<std::string> gunzipped(std::string_view packed, std::size_t most, GunzipError& error);
+
+}  // namespace http

@@ -49,7 +49,7 @@ constexpr Phrase kPhrases[] = {
     {422, "Unprocessable Content"},
     {426, "Upgrade Required"},
     {429, "Too Many Requests"},
-    {431, "Request Header Fields Too Large"},
+    {431, "Request Header HeaderFields Too Large"},
     {500, "Internal Server Error"},
     {501, "Not Implemented"},
     {502, "Bad Gateway"},
@@ -66,7 +66,7 @@ bool equalIgnoringCase(std::string_view left, std::string_view right)
                       [](char a, char b) { return lower(a) == lower(b); });
 }
 
-void Fields::set(std::string name, std::string value)
+void HeaderFields::set(std::string name, std::string value)
 {
     m_fields.erase(std::remove_if(m_fields.begin(), m_fields.end(),
                                   [&](const Field& field) { return equalIgnoringCase(field.first, name); }),
@@ -74,7 +74,7 @@ void Fields::set(std::string name, std::string value)
     add(std::move(name), std::move(value));
 }
 
-const std::string& Fields::get(std::string_view name) const
+const std::string& HeaderFields::get(std::string_view name) const
 {
     static const std::string s_none;
     const auto found = std::find_if(m_fields.begin(), m_fields.end(),
@@ -82,7 +82,7 @@ const std::string& Fields::get(std::string_view name) const
     return found == m_fields.end() ? s_none : found->second;
 }
 
-bool Fields::has(std::string_view name) const
+bool HeaderFields::has(std::string_view name) const
 {
     return std::any_of(m_fields.begin(), m_fields.end(),
                        [name](const Field& field) { return equalIgnoringCase(field.first, name); });

@@ -1,5 +1,5 @@
 // HTTP requests and replies as handlers see them, free of any library: a handler takes a Request and returns a Reply.
-// HttpLimits in Limits.h bounds what a request may hold; UrlDecoding.h reads its target.
+// ServerLimits.h bounds what a request may hold; UrlDecoding.h reads its target.
 #pragma once
 
 #include <atomic>
@@ -15,7 +15,7 @@
 namespace http {
 
 /// Header fields in the order of the message. Names are compared without regard to case.
-class Fields {
+class HeaderFields {
 public:
     using Field = std::pair<std::string, std::string>;  // name, value
 
@@ -48,7 +48,7 @@ struct Request {
     std::string target;                             // as received: "/path?query"
     std::string path;                               // decoded, without the query
     std::multimap<std::string, std::string> query;  // decoded; a reader of single values takes the first
-    Fields headers;                                 // as received, in order
+    HeaderFields headers;                           // as received, in order
     std::string body;                               // decompressed
     std::string origin;                             // "http://127.0.0.1:8900", as the client reached the server
     std::string remote;                             // the client's address: "127.0.0.1"
@@ -70,7 +70,7 @@ struct Request {
 /// asks for.
 struct Reply {
     int status = 200;
-    Fields headers;
+    HeaderFields headers;
     std::string body;
 
     /// If set, the body; `body` is ignored. For content that many replies share without a copy of it.

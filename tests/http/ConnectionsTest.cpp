@@ -1,216 +1,286 @@
-// Connections as such, over raw sockets: many of them, several requests in one piece, clients that stop half-way.
-#include <arpa/inet.h>
-#include <fmt/format.h>
+// Connections as such, over raw sockets: many of them, several requests in one piece, clients that leave, the end.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstring>
+#include <filesystem>
 
-#include "Connections.h"
-#include "Server.h"
-#include "TestSupport.h"
+#include "TestServer.h"
 
-namespace corvaned {
+namespace http {
 namespace {
 
+using test::eventually;
+using test::RawClient;
+using test::TestServer;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
 
-constexpr std::string_view kAsk = "GET /openapi/service/vorel/conf/localtime HTTP/1.1\r\nHost: here\r\n\r\n";
-
-// A client that says exactly what it is told to.
-class RawClient {
-public:
-    explicit RawClient(int port) : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        const timeval patience{20, 0};
-        setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-        if (::connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-            throw std::runtime_error(fmt::format("connect: {}", std::strerror(errno)));
-        }
-    }
-    RawClient(RawClient&& other) noexcept : m_socket(std::exchange(other.m_socket, -1)) {}
-    RawClient& operator=(RawClient&&) = delete;
-    ~RawClient() { ::close(m_socket); }
-
-    void send(std::string_view text) const
-    {
-        ASSERT_EQ(::send(m_socket, text.data(), text.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text.size()));
-    }
-    void endSending() const { ::shutdown(m_socket, SHUT_WR); }
-
-    // Everything up to that many ends of a reply, or up to the end of the connection.
-    std::string receive(int replies, std::string_view end = "}}") const
-    {
-        std::string text;
-        for (int seen = 0; seen < replies;) {
-            char piece[4096];
-            const ssize_t count = ::recv(m_socket, piece, sizeof piece, 0);
-            if (count <= 0) {
-                return text + (count == 0 ? "(closed)" : "(nothing)");
-            }
-            text.append(piece, static_cast<std::size_t>(count));
-            seen = 0;
-            for (std::size_t at = text.find(end); at != std::string::npos; at = text.find(end, at + end.size())) {
-                ++seen;
-            }
-        }
-        return text;
-    }
-
-private:
-    int m_socket;
-};
-
-struct HeldConnections : ::testing::Test {
-    test::TestStore db;
-    Service service{db.store, {}};
-    Server server{service, {"127.0.0.1", 0}, std::nullopt, [](const std::string&) {}};
-};
-
-TEST_F(HeldConnections, AThousandAreHeldAndEachIsServed)
+void allowManyDescriptors()
 {
-    constexpr std::size_t kHeld = 1000;
     rlimit files{};
     getrlimit(RLIMIT_NOFILE, &files);
     files.rlim_cur = files.rlim_max;
     setrlimit(RLIMIT_NOFILE, &files);
-    ASSERT_GT(files.rlim_cur, 2 * kHeld + 300) << "this machine allows too few open files";
-    std::vector<RawClient> held;
-    for (std::size_t i = 0; i < kHeld; ++i) {
-        held.emplace_back(server.port());
-    }
-    for (int round = 0; round < 2; ++round) {
-        for (const RawClient& client : held) {
-            client.send(kAsk);
-        }
-        for (const RawClient& client : held) {
-            ASSERT_THAT(client.receive(1), StartsWith("HTTP/1.1 200 OK\r\n"));
-        }
-    }
-    const auto begin = std::chrono::steady_clock::now();
-    const RawClient another(server.port());
-    another.send(kAsk);
-    EXPECT_THAT(another.receive(1), StartsWith("HTTP/1.1 200 OK\r\n"));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2)) << "idle ones are in the way";
-    server.stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
-    EXPECT_EQ(held.front().receive(1), "(closed)");
 }
 
-TEST_F(HeldConnections, RequestsInOnePieceAreAnsweredInOrder)
+std::size_t openDescriptors()
 {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+TEST(Connections, AThousandAreKeptAndEachIsServed)
+{
+    allowManyDescriptors();
+    TestServer server;
+    const std::size_t before = openDescriptors();
+    {
+        std::vector<RawClient> kept;
+        for (int i = 0; i < 1000; ++i) {
+            kept.emplace_back(server.port());
+        }
+        for (int round = 0; round < 2; ++round) {
+            for (const RawClient& client : kept) {
+                client.send(TestServer::get("/a"));
+            }
+            for (const RawClient& client : kept) {
+                ASSERT_THAT(client.receive(1, "GET /a"), StartsWith("HTTP/1.1 200 OK\r\n"));
+            }
+        }
+        EXPECT_LT(server.timeOfRequest(), seconds(2)) << "idle connections are in the way";
+    }
+    EXPECT_TRUE(eventually([before] { return openDescriptors() <= before; })) << "descriptors leak";
+    server.server().stop();
+}
+
+TEST(Connections, RequestsInOnePieceAreAnsweredInOrder)
+{
+    const TestServer server;
     const RawClient client(server.port());
     std::string many;
-    for (int i = 0; i < 100; ++i) {
-        many += fmt::format("GET /unheard/{} HTTP/1.1\r\nHost: here\r\n\r\n", i);
+    for (int i = 0; i < 200; ++i) {
+        many += TestServer::get(fmt::format("/number/{};", i));
     }
     client.send(many);
-    const std::string replies = client.receive(100);
+    const std::string replies = client.receive(200, "GET /number/");
     std::size_t at = 0;
-    for (int i = 0; i < 100; ++i) {
-        const std::size_t next = replies.find(fmt::format("/unheard/{};", i), at);
+    for (int i = 0; i < 199; ++i) {
+        const std::size_t next = replies.find(fmt::format("/number/{};", i), at);
         ASSERT_NE(next, std::string::npos) << i;
         at = next;
     }
 }
 
-TEST_F(HeldConnections, ARequestMayComeInPieces)
+TEST(Connections, TheLastReplyIsSentBeforeTheEnd)
 {
-    const RawClient client(server.port());
-    for (const char c : kAsk) {
-        client.send({&c, 1});
-    }
-    EXPECT_THAT(client.receive(1), HasSubstr("\"timezone\""));
-    const std::string body(20000, 'x');
-    client.send(fmt::format("PUT /nowhere HTTP/1.1\r\nHost: here\r\nContent-Length: {}\r\n\r\n", body.size()));
-    client.send(body);
-    EXPECT_THAT(client.receive(1), StartsWith("HTTP/1.1 404 "));
-    client.send("PUT /nowhere HTTP/1.1\r\nHost: here\r\nContent-Length: 1\r\nExpect: 100-continue\r\n\r\n");
-    EXPECT_EQ(client.receive(1, "\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n") << "before the body is sent";
-    client.send("x");
-    EXPECT_THAT(client.receive(1), StartsWith("HTTP/1.1 404 "));
-}
-
-TEST_F(HeldConnections, TheLastReplyIsSentBeforeTheEnd)
-{
+    const TestServer server;
     const RawClient closing(server.port());
-    closing.send("GET /openapi/service/vorel/conf/localtime HTTP/1.1\r\nHost: here\r\nConnection: close\r\n\r\n");
-    EXPECT_THAT(closing.receive(2), HasSubstr("\"timezone\""));
-    const RawClient garbage(server.port());
-    garbage.send("no HTTP at all\r\n\r\n");
-    EXPECT_THAT(garbage.receive(2), StartsWith("HTTP/1.1 400 Bad Request\r\n"));
+    closing.send("GET /a HTTP/1.1\r\nHost: here\r\nConnection: close\r\n\r\n");
+    EXPECT_THAT(closing.receiveAll(), EndsWith("GET /a (closed)"));
     const RawClient half(server.port());
-    half.send(kAsk.substr(0, 30));
+    half.send(TestServer::get("/a").substr(0, 20));
     half.endSending();
-    EXPECT_THAT(half.receive(2), StartsWith("HTTP/1.1 400 Bad Request\r\n"));
+    EXPECT_THAT(half.receiveAll(), StartsWith("HTTP/1.1 400 "));
     const RawClient whole(server.port());
-    whole.send(kAsk);
+    whole.send(TestServer::get("/a"));
     whole.endSending();
-    EXPECT_THAT(whole.receive(2), HasSubstr("\"timezone\""));
+    EXPECT_THAT(whole.receiveAll(), EndsWith("GET /a (closed)"));
+    // More than the sockets hold, so that most of it is sent when the client reads.
+    const RawClient large(server.port());
+    large.send("GET /big?20000000 HTTP/1.1\r\nHost: here\r\nConnection: close\r\n\r\n");
+    EXPECT_GT(large.receiveAll().size(), 20000000U);
 }
 
-TEST_F(HeldConnections, SlowClientsHoldNobodyUp)
+TEST(Connections, AnIdleConnectionIsClosed)
 {
-    std::vector<RawClient> slow;
+    const TestServer server([](ServerLimits& limits) { limits.idleTime = milliseconds(500); });
+    const RawClient silent(server.port());
+    const RawClient served(server.port());
+    served.send(TestServer::get("/a"));
+    EXPECT_THAT(served.receive(1, "GET /a "), StartsWith("HTTP/1.1 200 "));
+    const auto begin = Clock::now();
+    EXPECT_EQ(silent.receiveAll(), "(closed)");
+    EXPECT_EQ(served.receiveAll(), "(closed)");
+    EXPECT_LT(Clock::now() - begin, seconds(3));
+}
+
+TEST(Connections, TheClientOfALateReplyGets503)
+{
+    const TestServer server([](ServerLimits& limits) { limits.handlerTime = milliseconds(300); }, std::nullopt,
+                            [](HttpApplication& application) {
+                                application.answer = [](const Request& /*request*/) {
+                                    std::this_thread::sleep_for(seconds(3));
+                                    return Reply();
+                                };
+                            });
+    const RawClient client(server.port());
+    const auto begin = Clock::now();
+    client.send(TestServer::get("/"));
+    EXPECT_THAT(client.receiveAll(), AllOf(StartsWith("HTTP/1.1 503 "), HasSubstr("Retry-After: 1\r\n")));
+    EXPECT_LT(Clock::now() - begin, milliseconds(2500));
+}
+
+TEST(Connections, AClientThatLeavesAbandonsItsRequest)
+{
+    const TestServer server;
+    RawClient resetting(server.port());
+    resetting.send(TestServer::get("/slow"));
+    RawClient closing(server.port());
+    closing.send(TestServer::get("/slow"));
+    ASSERT_TRUE(eventually([&] { return server.requests() == 2; }));
+    const auto begin = Clock::now();
+    resetting.reset();
+    {
+        const RawClient gone(std::move(closing));
+    }
+    EXPECT_TRUE(eventually([&] { return server.abandoned() == 2; }));
+    EXPECT_LT(Clock::now() - begin, seconds(2));
+}
+
+TEST(Connections, AFullPoolAnswers503)
+{
+    TestServer server([](ServerLimits& limits) {
+        limits.handlers = 2;
+        limits.waitingRequests = 3;
+        limits.handlerTime = seconds(2);
+    });
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 10; ++i) {
+        clients.emplace_back(server.port()).send(TestServer::get("/slow"));
+    }
+    int refused = 0;
+    for (const RawClient& client : clients) {
+        const std::string reply = client.receive(1, "\r\n\r\n");
+        EXPECT_THAT(reply, StartsWith("HTTP/1.1 503 "));
+        refused += reply.find("Retry-After: 1\r\n") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_GE(refused, 5) << "one or two are being answered, three wait";
+}
+
+TEST(Connections, TooManyOfOneAddressAreRefused)
+{
+    const TestServer server([](ServerLimits& limits) { limits.connectionsPerAddress = 20; });
+    std::vector<RawClient> clients;
     for (int i = 0; i < 20; ++i) {
-        slow.emplace_back(server.port());
-        slow.back().send("GET /slow");
+        clients.emplace_back(server.port(), "127.0.0.2");
+        clients.back().send(TestServer::get("/a"));
+        ASSERT_THAT(clients.back().receive(1, "GET /a "), StartsWith("HTTP/1.1 200 "));
     }
-    const auto begin = std::chrono::steady_clock::now();
-    const RawClient quick(server.port());
-    quick.send(kAsk);
-    EXPECT_THAT(quick.receive(1), StartsWith("HTTP/1.1 200 OK\r\n"));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
-    for (const RawClient& client : slow) {
-        client.send(" HTTP/1.1\r\nHost: here\r\n\r\n");
-    }
-    for (const RawClient& client : slow) {
-        EXPECT_THAT(client.receive(1), StartsWith("HTTP/1.1 404 "));
-    }
+    const RawClient another(server.port(), "127.0.0.2");
+    EXPECT_THAT(another.receiveAll(), AllOf(StartsWith("HTTP/1.1 503 "), HasSubstr("Retry-After: 1\r\n")));
+    EXPECT_LT(server.timeOfRequest("127.0.0.3"), seconds(2));
 }
 
-// More of them than there are workers, each in the middle of a request.
-TEST_F(HeldConnections, StopDoesNotWaitForSlowClients)
+TEST(Connections, TheLongestIdleMakesRoom)
 {
+    const TestServer server([](ServerLimits& limits) { limits.connections = 10; });
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 10; ++i) {
+        clients.emplace_back(server.port());
+        clients.back().send(TestServer::get("/a"));
+        ASSERT_THAT(clients.back().receive(1, "GET /a "), StartsWith("HTTP/1.1 200 "));
+    }
+    EXPECT_LT(server.timeOfRequest(), seconds(2));
+    EXPECT_EQ(clients[0].receiveAll(), "(closed)");
+    clients[9].send(TestServer::get("/b"));
+    EXPECT_THAT(clients[9].receive(1, "GET /b "), StartsWith("HTTP/1.1 200 "));
+}
+
+TEST(Connections, RequestsOfOneConnectionAreLimited)
+{
+    const TestServer server([](ServerLimits& limits) { limits.requestsPerConnection = 3; });
+    const RawClient client(server.port());
+    for (int i = 0; i < 5; ++i) {
+        client.send(TestServer::get("/a"));
+    }
+    const std::string replies = client.receiveAll();
+    EXPECT_THAT(replies, EndsWith("GET /a (closed)"));
+    EXPECT_EQ(server.requests(), 3);
+    EXPECT_THAT(replies, HasSubstr("Connection: close\r\n"));
+}
+
+TEST(Connections, OutOfDescriptorsListeningGoesOn)
+{
+    TestServer server;
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    const rlimit before = files;
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 4; ++i) {
+        clients.emplace_back(server.port());
+    }
+    for (const RawClient& client : clients) {
+        client.send(TestServer::get("/a"));
+        client.receive(1, "GET /a ");
+    }
+    // The client's end takes the last descriptor; accept() has none.
+    const int lowest = ::dup(0);
+    ::close(lowest);
+    files.rlim_cur = static_cast<rlim_t>(lowest) + 1;
+    setrlimit(RLIMIT_NOFILE, &files);
+    RawClient waiting(server.port());
+    EXPECT_EQ(::dup(0), -1) << "a descriptor is free";
+    waiting.send(TestServer::get("/a"));
+    std::this_thread::sleep_for(milliseconds(300));
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_THAT(waiting.receive(1, "GET /a "), StartsWith("HTTP/1.1 200 "));
+    EXPECT_LT(server.timeOfRequest(), seconds(2));
+}
+
+TEST(Stopping, IsPromptWithSlowClients)
+{
+    TestServer server;
     std::vector<RawClient> slow;
     for (int i = 0; i < 100; ++i) {
         slow.emplace_back(server.port());
-        slow.back().send("GET /slow");
+        if (i % 2 == 0) {
+            slow.back().send("GET /a");
+        }
     }
-    const auto begin = std::chrono::steady_clock::now();
-    server.stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
+    const auto begin = Clock::now();
+    EXPECT_TRUE(server.server().stop());
+    EXPECT_LT(Clock::now() - begin, seconds(1));
+    // A connection that was not accepted is reset.
+    EXPECT_THAT(slow[1].receiveAll(), ::testing::AnyOf("(closed)", "(reset)"));
 }
 
-TEST(IdleConnections, AreClosedAfterTheirTime)
+TEST(Stopping, FinishesWhatIsBeingAnswered)
 {
-    int ends[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    Connections connections(1, 2, std::chrono::seconds(1), [](Connection& connection) {
-        char c = 0;
-        return connection.read(&c, 1) == 1 && connection.write(&c, 1) == 1;
+    TestServer server({}, std::nullopt, [](HttpApplication& application) {
+        application.answer = [](const Request& /*request*/) {
+            std::this_thread::sleep_for(milliseconds(500));
+            Reply reply;
+            reply.body = "done";
+            return reply;
+        };
     });
-    connections.add(std::make_unique<Connection>(ends[0], Connection::Tls(nullptr, nullptr)));
-    const auto begin = std::chrono::steady_clock::now();
-    char c = 'x';
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(::write(ends[1], &c, 1), 1);
-        ASSERT_EQ(::read(ends[1], &c, 1), 1);
-    }
-    EXPECT_EQ(::read(ends[1], &c, 1), 0);
-    EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
-    ::close(ends[1]);
-    connections.shutdown();
+    const RawClient client(server.port());
+    client.send(TestServer::get("/"));
+    std::this_thread::sleep_for(milliseconds(100));
+    EXPECT_TRUE(server.server().stop());
+    EXPECT_THAT(client.receiveAll(), EndsWith("\r\n\r\ndone(closed)"));
+}
+
+TEST(Stopping, DoesNotWaitForAClientThatDoesNotRead)
+{
+    TestServer server([](ServerLimits& limits) { limits.stopTime = seconds(2); });
+    const RawClient client(server.port());
+    client.send(TestServer::get("/big?50000000"));
+    const RawClient working(server.port());
+    working.send(TestServer::get("/slow"));
+    ASSERT_TRUE(eventually([&] { return server.requests() == 2; }));
+    const auto begin = Clock::now();
+    EXPECT_TRUE(server.server().stop());
+    EXPECT_LT(Clock::now() - begin, milliseconds(2500));
+    EXPECT_EQ(server.abandoned(), 1);
 }
 
 }  // namespace
-}  // namespace corvaned
+}  // namespace http

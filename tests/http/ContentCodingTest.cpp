@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "ByteSource.h"
-
-namespace corvaned {
+namespace http {
 namespace {
 
-TEST(ContentCoding, GzipIsTakenWhereItIsWanted)
+TEST(ContentCoding, GzipIsUsedIfItIsWanted)
 {
     const struct {
         const char* header;
@@ -45,17 +43,27 @@ TEST(ContentCoding, PackedTextsUnpack)
 {
     for (const std::string& text :
          {std::string(), std::string("x"), std::string(300000, 'a'), std::string("\0\xff", 2)}) {
-        const std::string packed = gzipped(text);
-        const std::unique_ptr<ByteSource> source = openMemory(packed, "packed");
-        std::string unpacked(text.size() + 1, '\0');
-        std::size_t filled = 0;
-        while (const std::size_t count = source->read(unpacked.data() + filled, unpacked.size() - filled)) {
-            filled += count;
-        }
-        unpacked.resize(filled);
-        EXPECT_EQ(unpacked, text);
+        GunzipError error{};
+        EXPECT_EQ(gunzipped(gzipped(text), text.size(), error), text);
+    }
+    // Made by gzip(1).
+    const std::string hello(
+        "\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03\xcb\x48\xcd\xc9\xc9\x07\x00\x86\xa6\x10\x36\x05\x00\x00\x00", 25);
+    GunzipError error{};
+    EXPECT_EQ(gunzipped(hello, 5, error), "hello");
+}
+
+TEST(ContentCoding, BadAndLargePacketsAreRefused)
+{
+    GunzipError error{};
+    EXPECT_FALSE(gunzipped(gzipped(std::string(100'000, 'a')), 99'999, error));
+    EXPECT_EQ(error, GunzipError::TooLarge);
+    const std::string good = gzipped("hello");
+    for (const std::string& bad : {std::string(), std::string("hello"), good.substr(0, good.size() - 1), good + "x"}) {
+        EXPECT_FALSE(gunzipped(bad, 100, error)) << bad.size();
+        EXPECT_EQ(error, GunzipError::Malformed);
     }
 }
 
 }  // namespace
-}  // namespace corvaned
+}  // namespace http

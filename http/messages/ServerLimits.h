@@ -7,7 +7,7 @@
 
 namespace http {
 
-struct HttpLimits {
+struct ServerLimits {
     // Connections. At a limit, the connection that has been idle for longest makes room; if none is idle, the new one
     // is answered 503 and closed.
     std::size_t connections = 10'000;

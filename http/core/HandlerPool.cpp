@@ -1,0 +1,105 @@
+#include "HandlerPool.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+
+namespace http {
+
+HandlerPool::HandlerPool(std::size_t threads, std::size_t waiting, Priority priority)
+    : m_mostWaiting(waiting), m_mostPerAddress(std::max<std::size_t>(threads, 2) - 1)
+{
+    for (std::size_t i = 0; i < std::max<std::size_t>(threads, 1); ++i) {
+        m_threads.emplace_back([this, priority] { work(priority); });
+    }
+}
+
+HandlerPool::~HandlerPool()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_ending = true;
+        m_wake.notify_all();
+    }
+    for (std::thread& thread : m_threads) {
+        thread.join();
+    }
+}
+
+bool HandlerPool::add(const std::string& address, Job job)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_waiting >= m_mostWaiting || m_ending) {
+        return false;
+    }
+    Lanes::value_type& lane = *m_lanes.try_emplace(address).first;
+    lane.second.waiting.push_back(std::move(job));
+    ++m_waiting;
+    if (lane.second.waiting.size() == 1) {
+        m_turns.push_back(&lane);
+    }
+    if (m_sleeping > 0) {
+        m_wake.notify_one();
+    }
+    return true;
+}
+
+bool HandlerPool::drain(std::chrono::steady_clock::time_point until)
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    return m_idle.wait_until(lock, until, [this] { return m_running == 0 && m_waiting == 0; });
+}
+
+// The first lane in turn that may run another job, taken out of m_turns; null if there is none.
+HandlerPool::Lanes::value_type* HandlerPool::nextLane()
+{
+    const auto found = std::find_if(m_turns.begin(), m_turns.end(), [this](const Lanes::value_type* lane) {
+        return lane->second.running < m_mostPerAddress;
+    });
+    if (found == m_turns.end()) {
+        return nullptr;
+    }
+    Lanes::value_type* const lane = *found;
+    m_turns.erase(found);
+    return lane;
+}
+
+void HandlerPool::work(Priority priority)
+{
+    if (priority == Priority::Low) {
+        constexpr int kGivesWay = 10;
+        (void)::setpriority(PRIO_PROCESS, 0, kGivesWay);  // on Linux, of the calling thread alone
+    }
+    std::unique_lock<std::mutex> lock(m_lock);
+    while (!m_ending) {
+        Lanes::value_type* const lane = nextLane();
+        if (lane == nullptr) {
+            ++m_sleeping;
+            m_wake.wait(lock);
+            --m_sleeping;
+            continue;
+        }
+        Job job = std::move(lane->second.waiting.front());
+        lane->second.waiting.pop_front();
+        --m_waiting;
+        ++lane->second.running;
+        ++m_running;
+        if (!lane->second.waiting.empty()) {
+            m_turns.push_back(lane);
+        }
+        lock.unlock();
+        job();
+        job = nullptr;  // what it holds is released without the lock
+        lock.lock();
+        --m_running;
+        --lane->second.running;
+        if (lane->second.running == 0 && lane->second.waiting.empty()) {
+            m_lanes.erase(m_lanes.find(lane->first));
+        }
+        if (m_running == 0 && m_waiting == 0) {
+            m_idle.notify_all();
+        }
+    }
+}
+
+}  // namespace http

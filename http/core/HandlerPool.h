@@ -1,0 +1,69 @@
+// A bounded number of threads for work that may take long. Clients share them fairly: the addresses that have work
+// waiting take turns, and one address never has all threads.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+namespace http {
+
+/// [any thread]
+class HandlerPool {
+public:
+    using Job = std::function<void()>;  // must not throw
+
+    enum class Priority {
+        Normal,
+        Low
+    };
+
+    /// @param waiting   jobs that may wait, of all addresses
+    /// @param priority  Low: the threads give way to others that want to run
+    HandlerPool(std::size_t threads, std::size_t waiting, Priority priority);
+    HandlerPool(const HandlerPool&) = delete;
+    HandlerPool& operator=(const HandlerPool&) = delete;
+
+    /// Drops the jobs that wait and joins the threads.
+    ~HandlerPool();
+
+    /// Has a thread run the job, in its turn.
+    /// @return false if too many wait
+    bool add(const std::string& address, Job job);
+
+    /// Waits until nothing runs or waits, but no longer than `until`.
+    /// @return whether that is so
+    bool drain(std::chrono::steady_clock::time_point until);
+
+private:
+    struct Lane {
+        std::deque<Job> waiting;
+        std::size_t running = 0;
+    };
+    using Lanes = std::unordered_map<std::string, Lane>;
+
+    void work(Priority priority);
+    Lanes::value_type* nextLane();
+
+    const std::size_t m_mostWaiting;
+    const std::size_t m_mostPerAddress;
+    std::mutex m_lock;
+    std::condition_variable m_wake;
+    std::condition_variable m_idle;
+    Lanes m_lanes;                           // those with jobs; this and all below is guarded by m_lock
+    std::deque<Lanes::value_type*> m_turns;  // those with jobs that wait, the next one first
+    std::size_t m_waiting = 0;
+    std::size_t m_running = 0;
+    std::size_t m_sleeping = 0;
+    bool m_ending = false;
+    std::vector<std::thread> m_threads;
+};
+
+}  // namespace http

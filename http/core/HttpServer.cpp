@@ -1,0 +1,68 @@
+#include "HttpServer.h"
+
+#include <arpa/inet.h>
+#include <fmt/format.h>
+
+#include <charconv>
+
+#include "HttpCore.h"
+
+namespace http {
+
+ListenAddress ListenAddress::parse(const std::string& text)
+{
+    const std::size_t colon = text.rfind(':');
+    ListenAddress address;
+    bool good = colon != std::string::npos && colon > 0;
+    if (good) {
+        address.host = text.substr(0, colon);
+        if (address.host.front() == '[' && address.host.back() == ']') {
+            address.host = address.host.substr(1, address.host.size() - 2);
+        }
+        const char* const first = text.data() + colon + 1;
+        const char* const last = text.data() + text.size();
+        const std::from_chars_result read = std::from_chars(first, last, address.port);
+        good = first != last && read.ec == std::errc() && read.ptr == last && address.port >= 0 && address.port < 65536;
+    }
+    if (!good) {
+        throw HttpSetupError(fmt::format("'{}' is not an address to listen on; give one such as 127.0.0.1:8900", text));
+    }
+    return address;
+}
+
+bool ListenAddress::isLoopback() const
+{
+    in_addr v4{};
+    in6_addr v6{};
+    if (::inet_pton(AF_INET, host.c_str(), &v4) == 1) {
+        return (ntohl(v4.s_addr) >> 24) == 127;
+    }
+    if (::inet_pton(AF_INET6, host.c_str(), &v6) == 1) {
+        return IN6_IS_ADDR_LOOPBACK(&v6);
+    }
+    return host == "localhost";
+}
+
+HttpServer::HttpServer(const ListenAddress& address, const std::optional<TlsFiles>& tls, const ServerLimits& limits,
+                       HttpApplication application)
+    : m_core(std::make_unique<HttpCore>(tls, limits, std::move(application))), m_port(m_core->listen(address))
+{
+    const bool isV6 = address.host.find(':') != std::string::npos;
+    m_url =
+        fmt::format("{}://{}{}{}:{}", tls ? "https" : "http", isV6 ? "[" : "", address.host, isV6 ? "]" : "", m_port);
+    m_core->start(m_url);
+}
+
+HttpServer::~HttpServer() = default;
+
+void HttpServer::reloadTls()
+{
+    m_core->reloadTls();
+}
+
+bool HttpServer::stop()
+{
+    return m_core->stop();
+}
+
+}  // namespace http

@@ -1,0 +1,118 @@
+// An HTTP/1.1 server (RFC 9110, 9112) with WebSockets (RFC 6455), over TCP or TLS, for programs that are attacked:
+// every read, write and handshake has a deadline, and everything that a client can make the server keep has a limit
+// (ServerLimits.h). One thread moves bytes and never waits; handlers run on a bounded pool.
+// ExchangeHook.h lets a program interfere with replies; WebSocket.h is the application's side of a WebSocket;
+// StaticContent.h serves files. HttpCore.h is where the implementation begins.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "HttpMessages.h"
+#include "ServerLimits.h"
+
+namespace http {
+
+class ExchangeHook;
+class HttpCore;
+class WebSocketHandler;
+
+/// Reports what the operator can put right: an address in use, a certificate that cannot be read. what() is one
+/// complete line.
+class HttpSetupError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+struct ListenAddress {
+    std::string host;
+    int port = 0;  // 0: any free one
+
+    /// Reads "127.0.0.1:8900" or "[::1]:8900".
+    /// @throws HttpSetupError
+    static ListenAddress parse(const std::string& text);
+
+    /// Whether only programs on this machine reach it.
+    bool isLoopback() const;
+};
+
+struct TlsFiles {
+    std::string certificate;  // PEM, with the chain
+    std::string key;          // PEM
+};
+
+/// One answered request, for an access log.
+struct AccessRecord {
+    std::string_view remote;
+    std::string_view method;  // empty if the request could not be read
+    std::string_view path;    // decoded, any bytes
+    int status = 0;
+    std::size_t bytes = 0;  // of the body, as sent
+    std::string_view code;  // Reply::code
+    std::string_view note;  // Reply::note
+    std::chrono::steady_clock::duration took{};
+};
+
+/// What a program makes of requests. Members that are not marked as required may be empty.
+struct HttpApplication {
+    /// Answers a request. Required.  [handler threads]
+    std::function<Reply(const Request& request)> answer;
+
+    /// Makes the reply for a request that the server refuses itself. Required; must not block.  [any thread]
+    std::function<Reply(int status, const std::string& message)> refuse;
+
+    /// Checks Host and Origin, say, of each request and WebSocket before anything else; returns a reply to refuse it.
+    /// [handler threads]
+    std::function<std::optional<Reply>(const Request& request)> admit;
+
+    /// Opens a WebSocket; null refuses it with 404. Without this function, upgrades are answered as plain requests.
+    /// [handler threads]
+    std::function<std::shared_ptr<WebSocketHandler>(const Request& request)> openWebSocket;
+
+    /// Logs an answered request; must not block.  [any thread]
+    std::function<void(const AccessRecord& record)> log;
+
+    /// Logs a message of the server itself, one line; must not block.  [any thread]
+    std::function<void(const std::string& line)> report;
+
+    /// Not owned; asked in this order.
+    std::vector<ExchangeHook*> hooks;
+};
+
+/// Serves from construction to stop() or destruction, on its own threads.  [any thread]
+class HttpServer {
+public:
+    /// @throws HttpSetupError if the address or the TLS files cannot be used
+    HttpServer(const ListenAddress& address, const std::optional<TlsFiles>& tls, const ServerLimits& limits,
+               HttpApplication application);
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    /// Stops, and waits for handlers however long they take.
+    ~HttpServer();
+
+    /// "http://127.0.0.1:8900", with the port that was bound.
+    const std::string& url() const { return m_url; }
+    int port() const { return m_port; }
+
+    /// Reads certificate and key again; connections made from now on use them. The old ones stay in use on failure.
+    /// @throws HttpSetupError
+    void reloadTls();
+
+    /// Accepts no connection, finishes the requests that are being answered, and closes all connections after
+    /// ServerLimits::stopTime at the latest.
+    /// @return false if a handler is still running then; it is to be left to the end of the process
+    bool stop();
+
+private:
+    std::unique_ptr<HttpCore> m_core;
+    std::string m_url;
+    int m_port = 0;
+};
+
+}  // namespace http

@@ -1,0 +1,42 @@
+// What the I/O thread and the handler of one request share.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "ExchangeHook.h"
+#include "HttpMessages.h"
+#include "ReplyFinish.h"
+#include "Transport.h"
+
+namespace http {
+
+class WebSocketHandler;
+
+/// Of the handler, until it has claimed the request and handed it back.
+struct HttpWork {
+    Request request;
+    std::chrono::steady_clock::time_point begun;  // of the first byte
+    bool keepAlive = true;
+    std::shared_ptr<std::atomic<bool>> abandoned = std::make_shared<std::atomic<bool>>(false);
+    void abandon() const { *abandoned = true; }
+
+    /// The one that sets it answers the client: the handler, or the I/O thread because it is too late.
+    std::atomic<bool> claimed{false};
+
+    // The handler's result.
+    OutgoingReply out;
+    std::size_t sent = 0;                     // bytes of out that the handler has sent
+    IoState sendState = IoState::WantsWrite;  // Done: all of them
+    ReplyDelivery delivery;
+    std::shared_ptr<WebSocketHandler> webSocket;  // set: the connection becomes a WebSocket
+};
+
+/// Sends as much of the reply as the socket takes.
+/// @param sent  bytes of header and body that are sent; counted on
+/// @return Done when all of it is sent
+IoState sendReply(Transport& transport, const OutgoingReply& reply, std::size_t& sent);
+
+}  // namespace http

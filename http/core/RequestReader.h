@@ -1,0 +1,63 @@
+// Turns the bytes of a connection into requests: finds and checks the head, has Boost.Beast's parser read it and the
+// body, and enforces the limits on both. Holds nothing between two requests.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "HeadCheck.h"
+#include "HttpMessages.h"
+#include "ServerLimits.h"
+
+namespace http {
+
+/// Used by one thread at a time.
+class RequestReader {
+public:
+    enum class Progress : std::uint8_t {
+        NeedsMore,
+        Complete,  // request() holds it
+        Refused,   // refusal() says why; the rest of the connection's bytes cannot be read
+    };
+
+    explicit RequestReader(const ServerLimits& limits);
+    RequestReader(const RequestReader&) = delete;
+    RequestReader& operator=(const RequestReader&) = delete;
+    ~RequestReader();
+
+    /// Reads on, and takes what it has read from the front of the input.
+    Progress read(std::string& input);
+
+    /// Whether the head is complete and the body is not.
+    bool isInBody() const { return m_body != nullptr; }
+    /// Bytes of the body so far.
+    std::size_t bodySize() const;
+    /// Whether the client waits for "100 Continue"; once per request.
+    bool takeContinue();
+
+    const HeadFacts& facts() const { return m_facts; }
+    const Refused& refusal() const { return m_refusal; }
+
+    /// Forgets what has been read of a request, and its memory.
+    void drop();
+
+    /// The complete request without origin and remote; begins the next one.
+    Request take();
+
+private:
+    struct Body;
+
+    Progress refuse(Refused refusal);
+    bool beginBody(std::string_view head);
+    Progress readBody(std::string& input);
+
+    const ServerLimits& m_limits;
+    HeadFacts m_facts;
+    Refused m_refusal{};
+    Request m_request;
+    std::unique_ptr<Body> m_body;  // null before the end of the head
+};
+
+}  // namespace http

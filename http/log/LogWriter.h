@@ -1,0 +1,58 @@
+// Log lines on their way to a file descriptor: handed over without waiting, written by one thread. A sink that is slow,
+// full or gone never holds up or ends the program; lines that are lost are counted, and the count is logged later.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace http {
+
+/// [any thread]
+class LogWriter {
+public:
+    /// @param descriptor  not owned
+    /// @param mostLines   lines that may wait; more are lost and counted
+    explicit LogWriter(int descriptor, std::size_t mostLines = 8192);
+    LogWriter(const LogWriter&) = delete;
+    LogWriter& operator=(const LogWriter&) = delete;
+
+    /// Waits a second at most for the sink to take the remaining lines.
+    ~LogWriter();
+
+    /// Queues a line, without its end. Never waits.
+    void write(std::string line);
+
+private:
+    struct Queue;
+    const std::shared_ptr<Queue> m_queue;  // shared with the thread, which outlives this object if the sink is stuck
+};
+
+/// Limits how many lines one address may log in a second, so that a flood of requests is no flood of lines.  [any
+/// thread]
+class FloodGate {
+public:
+    /// @param mostPerSecond  lines of one address
+    explicit FloodGate(std::size_t mostPerSecond);
+    FloodGate(const FloodGate&) = delete;
+    FloodGate& operator=(const FloodGate&) = delete;
+    ~FloodGate();
+
+    /// Whether a line of this address may be logged now.
+    /// @param leftOut  how many lines of the address were refused in earlier seconds and not reported yet
+    bool admit(std::string_view address, std::uint64_t& leftOut);
+
+private:
+    struct State;
+    const std::size_t m_mostPerSecond;
+    const std::unique_ptr<State> m_state;
+};
+
+/// The text in quotes, with control characters, quotes, backslashes and bytes that are not ASCII as \xHH, so that a
+/// client cannot forge log lines or control a terminal.
+/// @param most  bytes of the text that are shown
+std::string quotedForLog(std::string_view text, std::size_t most = 200);
+
+}  // namespace http

@@ -1,0 +1,80 @@
+#include "HandlerPool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+
+namespace http {
+namespace {
+
+using std::chrono::steady_clock;
+
+// Runs nothing until it is opened.
+struct Gate {
+    std::promise<void> promise;
+    std::shared_future<void> future{promise.get_future()};
+
+    HandlerPool::Job job()
+    {
+        return [future = future] { future.wait(); };
+    }
+    void open() { promise.set_value(); }
+};
+
+TEST(HandlerPool, AddressesTakeTurns)
+{
+    Gate gate;
+    std::mutex lock;
+    std::string order;
+    const auto note = [&](char letter) {
+        return [&, letter] {
+            const std::lock_guard<std::mutex> guard(lock);
+            order += letter;
+        };
+    };
+    HandlerPool pool(1, 100, HandlerPool::Priority::Normal);
+    ASSERT_TRUE(pool.add("z", gate.job()));
+    for (int i = 0; i < 5; ++i) {
+        pool.add("a", note('a'));
+    }
+    pool.add("b", note('b'));
+    pool.add("c", note('c'));
+    gate.open();
+    ASSERT_TRUE(pool.drain(steady_clock::now() + std::chrono::seconds(10)));
+    EXPECT_EQ(order, "abcaaaa");
+}
+
+TEST(HandlerPool, OneAddressLeavesAThread)
+{
+    Gate gate;
+    HandlerPool pool(3, 100, HandlerPool::Priority::Low);
+    for (int i = 0; i < 10; ++i) {
+        pool.add("a", gate.job());
+    }
+    std::promise<void> ran;
+    pool.add("b", [&] { ran.set_value(); });
+    EXPECT_EQ(ran.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    gate.open();
+    EXPECT_TRUE(pool.drain(steady_clock::now() + std::chrono::seconds(10)));
+}
+
+TEST(HandlerPool, RefusesWhatIsTooMuch)
+{
+    Gate gate;
+    HandlerPool pool(1, 2, HandlerPool::Priority::Normal);
+    pool.add("a", gate.job());
+    // The first one may still wait for its thread.
+    int added = 0;
+    while (added < 10 && pool.add("a", [] {})) {
+        ++added;
+    }
+    EXPECT_LE(added, 2);
+    EXPECT_FALSE(pool.drain(steady_clock::now() + std::chrono::milliseconds(50)));
+    gate.open();
+    EXPECT_TRUE(pool.drain(steady_clock::now() + std::chrono::seconds(10)));
+}
+
+}  // namespace
+}  // namespace http

@@ -1,0 +1,218 @@
+// Clients that mean harm: while they stay, others are answered as if they were not there, and the memory is flat.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/socket.h>
+
+#include <chrono>
+#include <fstream>
+
+#include "ContentCoding.h"
+#include "TestServer.h"
+
+namespace http {
+namespace {
+
+using test::RawClient;
+using test::TestServer;
+using ::testing::StartsWith;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr std::size_t kMebibyte = 1 << 20;
+constexpr std::size_t kMostMore = 64 * kMebibyte;
+constexpr const char* kAttacker = "127.0.0.66";
+
+// Bytes of the process that are in memory: the server's and this test's own.
+std::size_t residentSize()
+{
+    std::ifstream file("/proc/self/statm");
+    std::size_t pages = 0;
+    file >> pages >> pages;
+    return pages * 4096;
+}
+
+// Sanitizers keep freed memory, so a bound is no measurement there.
+constexpr bool measuresMemory()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return false;
+#else
+    return true;
+#endif
+}
+
+class HostileClients : public ::testing::Test {
+protected:
+    void expectOthersUnaffected(const char* attack)
+    {
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_LT(m_server.timeOfRequest(), milliseconds(500)) << attack;
+        }
+    }
+
+    void expectFlatMemory(const char* attack) const
+    {
+        if (measuresMemory()) {
+            EXPECT_LT(residentSize(), m_before + kMostMore) << attack;
+        }
+    }
+
+    TestServer m_server{[](ServerLimits& limits) {
+        limits.headerTime = seconds(2);
+        limits.bodyTime = seconds(2);
+        limits.sendPauseTime = seconds(2);
+    }};
+    const std::size_t m_before = residentSize();
+};
+
+TEST_F(HostileClients, OneByteAtATimeHoldsNobodyUp)
+{
+    const struct {
+        const char* attack;
+        std::string begin;
+    } rows[] = {
+        {"request line", "G"},
+        {"header", "GET / HTTP/1.1\r\nHost: here\r\nX: "},
+        {"body", "PUT / HTTP/1.1\r\nHost: here\r\nContent-Length: 100000\r\n\r\n"},
+        {"chunk", "PUT / HTTP/1.1\r\nHost: here\r\nTransfer-Encoding: chunked\r\n\r\n1"},
+    };
+    for (const auto& row : rows) {
+        std::vector<RawClient> clients;
+        for (int i = 0; i < 64; ++i) {
+            clients.emplace_back(m_server.port(), kAttacker).send(row.begin);
+        }
+        const auto begin = Clock::now();
+        expectOthersUnaffected(row.attack);
+        // A byte now and then does not prolong the deadline.
+        bool open = true;
+        while (open && Clock::now() - begin < seconds(6)) {
+            std::this_thread::sleep_for(milliseconds(300));
+            open = clients[0].send("0");
+        }
+        EXPECT_LT(Clock::now() - begin, seconds(5)) << row.attack;
+        EXPECT_THAT(clients[1].receiveAll(), StartsWith("HTTP/1.1 408 ")) << row.attack;
+    }
+}
+
+TEST_F(HostileClients, RepliesThatAreNotReadHoldNobodyUp)
+{
+    std::string many;
+    for (int i = 0; i < 20; ++i) {
+        many += TestServer::get("/big?1000000");
+    }
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 200; ++i) {
+        clients.emplace_back(m_server.port(), kAttacker);
+        clients.back().receiveLittle();
+        clients.back().send(many);
+    }
+    expectOthersUnaffected("unread replies");
+    expectFlatMemory("unread replies");
+    EXPECT_LT(m_server.requests(), 450) << "replies are made that nobody reads";
+    EXPECT_TRUE(test::eventually([&] { return !clients[0].send("x") || !clients[0].send("x"); }));
+}
+
+TEST_F(HostileClients, BodiesHaveALimitInAll)
+{
+    std::vector<RawClient> clients;
+    const std::string part(900'000, 'x');
+    for (int i = 0; i < 200; ++i) {
+        clients.emplace_back(m_server.port(), kAttacker);
+        const timeval patience{0, 200'000};
+        setsockopt(clients.back().descriptor(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+        clients.back().send("PUT / HTTP/1.1\r\nHost: here\r\nContent-Length: 1000000\r\n\r\n");
+        clients.back().send(part);
+    }
+    expectOthersUnaffected("large bodies");
+    expectFlatMemory("large bodies");
+}
+
+TEST_F(HostileClients, EndlessBodiesAreRefusedAtTheLimit)
+{
+    const struct {
+        const char* attack;
+        std::string head;
+        const char* status;
+    } rows[] = {
+        {"chunks", "PUT / HTTP/1.1\r\nHost: here\r\nTransfer-Encoding: chunked\r\n\r\nfffffff\r\n", "413"},
+        {"request line", "GET /", "414"},
+        {"header", "GET / HTTP/1.1\r\nX: ", "431"},
+    };
+    for (const auto& row : rows) {
+        const RawClient client(m_server.port(), kAttacker);
+        client.send(row.head);
+        std::size_t sent = 0;
+        const std::string part(65536, 'x');
+        while (sent < 100 * kMebibyte && client.send(part)) {
+            sent += part.size();
+        }
+        EXPECT_LT(sent, 20 * kMebibyte) << row.attack;
+        expectFlatMemory(row.attack);
+    }
+    // Without a length, the body is empty and what follows it is the next request.
+    const RawClient client(m_server.port(), kAttacker);
+    client.send("PUT / HTTP/1.1\r\nHost: here\r\n\r\n" + std::string(100'000, 'x'));
+    EXPECT_THAT(client.receive(1, "PUT / "), StartsWith("HTTP/1.1 200 "));
+}
+
+TEST_F(HostileClients, CompressedZerosAreRefusedAtTheLimit)
+{
+    const std::string bomb = gzipped(std::string(200 * kMebibyte, '\0'));
+    ASSERT_LT(bomb.size(), kMebibyte);
+    malloc_trim(0);
+    const std::size_t before = residentSize();
+    for (int i = 0; i < 3; ++i) {
+        const RawClient client(m_server.port(), kAttacker);
+        client.send(fmt::format("PUT / HTTP/1.1\r\nHost: here\r\nContent-Encoding: gzip\r\nContent-Length: {}\r\n\r\n",
+                                bomb.size()));
+        client.send(bomb);
+        EXPECT_THAT(client.receive(1, "\r\n\r\n"), StartsWith("HTTP/1.1 413 "));
+    }
+    if (measuresMemory()) {
+        EXPECT_LT(residentSize(), before + kMostMore);
+    }
+    const std::string good = gzipped("hello");
+    const RawClient client(m_server.port());
+    client.send(fmt::format("PUT /a HTTP/1.1\r\nHost: here\r\nContent-Encoding: gzip\r\nContent-Length: {}\r\n\r\n{}",
+                            good.size(), good));
+    EXPECT_THAT(client.receive(1, "PUT /a hello"), StartsWith("HTTP/1.1 200 "));
+    const RawClient garbage(m_server.port());
+    garbage.send("PUT /a HTTP/1.1\r\nHost: here\r\nContent-Encoding: gzip\r\nContent-Length: 5\r\n\r\nhello");
+    EXPECT_THAT(garbage.receive(1, "\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
+    const RawClient unknown(m_server.port());
+    unknown.send("PUT /a HTTP/1.1\r\nHost: here\r\nContent-Encoding: br\r\nContent-Length: 5\r\n\r\nhello");
+    EXPECT_THAT(unknown.receive(1, "\r\n\r\n"), StartsWith("HTTP/1.1 415 "));
+}
+
+TEST_F(HostileClients, ManyRangesGetTheWholeReplyOnce)
+{
+    std::string ranges = "bytes=-";
+    for (int i = 0; i < 4000; ++i) {
+        ranges += ",-";
+    }
+    for (const std::string& range : {ranges, std::string("bytes=0-,0-,0-,0-"), std::string("bytes=-,-")}) {
+        for (int i = 0; i < 3; ++i) {
+            const RawClient client(m_server.port(), kAttacker);
+            client.send(fmt::format("GET /big?1000000 HTTP/1.1\r\nHost: here\r\nConnection: close\r\nRange: {}\r\n\r\n",
+                                    range));
+            const std::string reply = client.receiveAll();
+            EXPECT_THAT(reply, StartsWith("HTTP/1.1 200 OK\r\n"));
+            EXPECT_LT(reply.size(), 1'001'000U);
+        }
+    }
+    expectFlatMemory("ranges");
+}
+
+TEST_F(HostileClients, OneAddressDoesNotTakeAllHandlers)
+{
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 100; ++i) {
+        clients.emplace_back(m_server.port(), kAttacker).send(TestServer::get("/slow"));
+    }
+    expectOthersUnaffected("slow handlers");
+}
+
+}  // namespace
+}  // namespace http

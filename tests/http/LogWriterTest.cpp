@@ -1,0 +1,169 @@
+// The log: sinks that are slow, full or gone hold up nobody, and what is lost is counted.
+#include "LogWriter.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+namespace http {
+namespace {
+
+using ::testing::HasSubstr;
+using Clock = std::chrono::steady_clock;
+using std::chrono::seconds;
+
+struct Pipe {
+    Pipe() { EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0); }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+    ~Pipe()
+    {
+        closeReader();
+        ::close(ends[1]);
+    }
+    void closeReader() { ::close(std::exchange(ends[0], -1)); }
+    std::string read() const
+    {
+        char bytes[65536];
+        const ssize_t count = ::read(ends[0], bytes, sizeof bytes);
+        return {bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+    }
+
+    int ends[2];
+};
+
+TEST(LogWriter, WritesLinesInOrder)
+{
+    const Pipe pipe;
+    {
+        LogWriter log(pipe.ends[1]);
+        for (int i = 0; i < 100; ++i) {
+            log.write(std::to_string(i));
+        }
+    }
+    std::string wanted;
+    for (int i = 0; i < 100; ++i) {
+        wanted += std::to_string(i) + "\n";
+    }
+    EXPECT_EQ(pipe.read(), wanted);
+}
+
+TEST(LogWriter, AStalledSinkHoldsNobodyUp)
+{
+    const Pipe pipe;
+    const auto begin = Clock::now();
+    std::size_t read = 0;
+    std::string all;
+    {
+        LogWriter log(pipe.ends[1], 100);
+        const std::string line(1000, 'x');
+        for (int i = 0; i < 1000; ++i) {
+            log.write(line);
+        }
+        EXPECT_LT(Clock::now() - begin, seconds(1));
+        // The reader wakes up.
+        while (all.find("lines were lost: too many at once") == std::string::npos &&
+               Clock::now() - begin < seconds(10)) {
+            all += pipe.read();
+        }
+        read = static_cast<std::size_t>(std::count(all.begin(), all.end(), '\n'));
+    }
+    EXPECT_THAT(all, HasSubstr("log lines were lost: too many at once\n"));
+    EXPECT_LT(read, 1000U);
+}
+
+TEST(LogWriter, TheEndDoesNotWaitForAStalledSink)
+{
+    const Pipe pipe;
+    const auto begin = Clock::now();
+    {
+        LogWriter log(pipe.ends[1]);
+        for (int i = 0; i < 1000; ++i) {
+            log.write(std::string(1000, 'x'));
+        }
+    }
+    EXPECT_LT(Clock::now() - begin, seconds(3));
+}
+
+TEST(LogWriter, AReaderThatIsGoneIsNoSignal)
+{
+    Pipe pipe;
+    pipe.closeReader();
+    LogWriter log(pipe.ends[1]);
+    log.write("nobody reads this");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // a signal would end the test program
+}
+
+TEST(LogWriter, AFullDiskIsReportedLater)
+{
+    const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+    const Pipe pipe;
+    const int sink = ::dup(full);
+    {
+        LogWriter log(sink);
+        for (int i = 0; i < 10; ++i) {
+            log.write("lost");
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        ASSERT_GE(::dup2(pipe.ends[1], sink), 0);  // room again
+        std::this_thread::sleep_for(std::chrono::milliseconds(700));
+        log.write("kept");
+    }
+    const std::string text = pipe.read();
+    EXPECT_THAT(text, HasSubstr("log lines were lost: No space left on device\n"));
+    EXPECT_THAT(text, HasSubstr("kept\n"));
+    // Each of the ten is counted or written.
+    const long lost = std::strtol(text.c_str(), nullptr, 10);
+    long written = 0;
+    for (std::size_t at = text.find("lost\n"); at != std::string::npos; at = text.find("lost\n", at + 1)) {
+        ++written;
+    }
+    EXPECT_EQ(lost + written, 10) << text;
+    ::close(sink);
+    ::close(full);
+}
+
+TEST(FloodGate, CountsWhatItLeavesOut)
+{
+    FloodGate gate(3);
+    std::uint64_t leftOut = 0;
+    int admitted = 0;
+    for (int i = 0; i < 10; ++i) {
+        admitted += gate.admit("a", leftOut) ? 1 : 0;
+    }
+    EXPECT_EQ(admitted, 3);
+    EXPECT_TRUE(gate.admit("b", leftOut)) << "another address";
+    std::this_thread::sleep_for(std::chrono::milliseconds(1050));
+    EXPECT_TRUE(gate.admit("a", leftOut));
+    EXPECT_EQ(leftOut, 7U);
+    EXPECT_TRUE(gate.admit("a", leftOut));
+    EXPECT_EQ(leftOut, 0U);
+}
+
+TEST(FloodGate, ManyAddressesTakeLittleMemory)
+{
+    FloodGate gate(3);
+    std::uint64_t leftOut = 0;
+    int admitted = 0;
+    for (int i = 0; i < 100'000; ++i) {
+        admitted += gate.admit(fmt::format("10.0.{}.{}", i / 256, i % 256), leftOut) ? 1 : 0;
+    }
+    EXPECT_LT(admitted, 10'000) << "addresses beyond the limit share one count";
+}
+
+TEST(QuotedForLog, EscapesWhatCouldForgeALine)
+{
+    EXPECT_EQ(quotedForLog("/a b"), "\"/a b\"");
+    EXPECT_EQ(quotedForLog(std::string("\x1b[2J\r\n\0\"\\\x7f\xc3", 11)), R"("\x1b[2J\x0d\x0a\x00\x22\x5c\x7f\xc3")");
+    EXPECT_EQ(quotedForLog("12345", 3), "\"123\"");
+}
+
+}  // namespace
+}  // namespace http
