@@ -1,61 +1,53 @@
-// HTTP in front of a Service: connections, compression, one log line per request.
+// HTTP in front of a Service: the server of http/ with the service's envelope, and one log line per request.
 #pragma once
 
+#include <cstddef>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
-#include <thread>
+#include <vector>
 
+#include "HttpServer.h"
+#include "LogWriter.h"
 #include "Service.h"
-
-namespace httplib {
-class Server;
-}
 
 namespace corvaned {
 
-class Meddler;
-
-struct ListenAddress {
-    std::string host;
-    int port = 0;  // 0: any free one
-
-    /// Reads "127.0.0.1:8900" or "[::1]:8900".
-    /// @throws OperatorError
-    static ListenAddress parse(const std::string& text);
+struct ServerSettings {
+    http::ListenAddress address;
+    std::optional<http::TlsFiles> tls;
+    http::ServerLimits limits;
+    std::size_t logLinesPerSecond = 200;     // of one client's address; the others are counted
+    std::vector<http::ExchangeHook*> hooks;  // not owned
 };
 
-struct TlsFiles {
-    std::string certificate;  // PEM, the chain included
-    std::string key;
-};
-
-/// Serves from construction to stop() or destruction, on threads of its own.
+/// Serves from construction to stop() or destruction, on its own threads.  [any thread]
 class Server {
 public:
     /// @param service  must outlive the server
-    /// @param log      receives one line per request, without its end; from several threads at once
-    /// @param meddler  what is done to replies on their way; null: nothing. Must outlive the server
-    /// @throws OperatorError where the address cannot be had or the TLS files cannot be used
-    Server(Service& service, const ListenAddress& address, const std::optional<TlsFiles>& tls,
-           const std::function<void(const std::string& line)>& log, Meddler* meddler = nullptr);
+    /// @param log      receives lines without their end, from several threads at once; must not block
+    /// @throws http::HttpSetupError if the address or the TLS files cannot be used
+    Server(Service& service, const ServerSettings& settings, std::function<void(const std::string& line)> log);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
-    ~Server();
 
     /// "http://127.0.0.1:8900", with the port that was bound.
-    const std::string& url() const { return m_url; }
-    int port() const { return m_port; }
+    const std::string& url() const { return m_http.url(); }
+    int port() const { return m_http.port(); }
 
-    /// Takes no further request, finishes those that run and returns.
-    void stop();
+    /// Reads the certificate and its key again. On failure the old ones stay in use, and the log has the reason.
+    void reloadTls();
+
+    /// As http::HttpServer::stop().
+    bool stop() { return m_http.stop(); }
 
 private:
-    std::unique_ptr<httplib::Server> m_http;
-    std::string m_url;
-    int m_port = 0;
-    std::thread m_thread;
+    http::HttpApplication application(Service& service, const std::vector<http::ExchangeHook*>& hooks);
+    void logRequest(const http::AccessRecord& record);
+
+    const std::function<void(const std::string&)> m_log;
+    http::FloodGate m_flood;
+    http::HttpServer m_http;
 };
 
 }  // namespace corvaned

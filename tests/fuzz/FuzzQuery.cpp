@@ -5,8 +5,8 @@
 #include "Sample.h"
 #include "Service.h"
 #include "Session.h"
+#include "UrlDecoding.h"
 
-#include <httplib.h>
 #include <sqlite3.h>
 #include <nlohmann/json.hpp>
 
@@ -134,9 +134,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t blank = std::min(line.find(' '), line.size());
     request.method = line.substr(0, blank);
     const std::string target = line.substr(std::min(blank + 1, line.size()));
-    request.path = httplib::detail::decode_url(target.substr(0, target.find('?')), false);
+    request.path = http::percentDecoded(target.substr(0, target.find('?')), http::Plus::IsPlus);
     if (target.find('?') != std::string::npos)
-        httplib::detail::parse_query_text(target.substr(target.find('?') + 1), request.query);
+        request.query = http::parseQuery(target.substr(target.find('?') + 1));
     request.header = [known](const char* name) {
         const std::string wanted = name;
         return wanted == "Token" && known ? s_sample.token : wanted == "DUID" || wanted == "AppKey" ? "f" : "";

@@ -43,8 +43,8 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
         {{"import", "--db", "/nonexistent/x.db", broken}, 1, "corvaned: cannot open database /nonexistent/x.db: "},
         {{"serve", "--db", db}, 1, "corvaned: there is no database "},
         {{"serve", "--db", broken}, 1, "file is not a database"},
-        {{"serve", "--listen", "nowhere"}, 1, "corvaned: 'nowhere' is no address to listen on"},
-        {{"serve", "--listen", "203.0.113.1:1"}, 1, "corvaned: cannot listen on 203.0.113.1:1: "},
+        {{"serve", "--listen", "nowhere"}, 1, "corvaned: 'nowhere' is not an address to listen on"},
+        {{"serve", "--listen", "203.0.113.1:1", "--allow-anonymous"}, 1, "cannot listen on 203.0.113.1:1: "},
         {{"serve", "--zone", "Mars/Olympus"}, 1, "corvaned: zone 'Mars/Olympus' is not known"},
         {{"serve", "--tls-cert", "/none", "--tls-key", "/none"}, 1, "corvaned: cannot read certificate /none: "},
     };

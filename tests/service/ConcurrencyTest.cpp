@@ -1,7 +1,6 @@
 // Readers beside an import, and many clients beside each other.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <httplib.h>
 
 #include <atomic>
 #include <thread>
@@ -10,6 +9,7 @@
 #include "Server.h"
 #include "Session.h"
 #include "TestSupport.h"
+#include "WebClient.h"
 
 namespace corvaned {
 namespace {
@@ -72,19 +72,20 @@ TEST(Concurrency, ClientsOpenSessionsAndReadWhileTheGuideIsReplaced)
     const std::string listings[] = {listingOf("old", 200), listingOf("new", 200)};
     test::importText(db.store, listings[0]);
     Service service(db.store, {});
-    Server server(service, {"127.0.0.1", 0}, std::nullopt, [](const std::string&) {});
+    ServerSettings settings;
+    settings.address = {"127.0.0.1", 0};
+    Server server(service, settings, [](const std::string&) {});
     std::atomic<int> failures{0};
     std::vector<std::thread> clients(8);
     for (std::size_t i = 0; i < clients.size(); ++i) {
         clients[i] = std::thread([&, i] {
-            httplib::Client client("127.0.0.1", server.port());
-            client.set_keep_alive(true);
+            http::test::WebClient client(server.port());
+            const std::string prefix = "/openapi/service/vorel/";
             for (int n = 0; n < 25; ++n) {
-                const httplib::Result seedkey =
-                    client.Get("/openapi/service/vorel/auth/seedkey", {{"AppKey", "k"}, {"DUID", std::to_string(i)}});
-                const httplib::Result time = client.Get("/openapi/service/vorel/conf/localtime");
-                const httplib::Result schedule =
-                    client.Get("/openapi/service/vorel/channel/schedule?sourceid=1&interval=1");
+                const auto seedkey =
+                    client.get(prefix + "auth/seedkey", {{"AppKey", "k"}, {"DUID", std::to_string(i)}});
+                const auto time = client.get(prefix + "conf/localtime");
+                const auto schedule = client.get(prefix + "channel/schedule?sourceid=1&interval=1");
                 failures += !seedkey || seedkey->status != 200 || !time || time->status != 200 || !schedule ||
                             schedule->status != 401;
             }
@@ -102,12 +103,3 @@ TEST(Concurrency, ClientsOpenSessionsAndReadWhileTheGuideIsReplaced)
 
 }  // namespace
 }  // namespace corvaned
-
-#ifdef __SANITIZE_THREAD__
-// The packaged HTTP library is built without the sanitizer, which therefore misses the guards of its static tables and
-// takes their first use for a race.
-extern "C" const char* __tsan_default_suppressions()  // NOLINT(bugprone-reserved-identifier): the sanitizer's name
-{
-    return "called_from_lib:libcpp-httplib.so\n";
-}
-#endif

@@ -2,7 +2,6 @@
 // hundred clients at once. CORVANE_LONG=1 makes these runs long: 200 kills each, and a minute of the two hundred.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <httplib.h>
 
 #include <atomic>
 #include <chrono>
@@ -17,6 +16,7 @@
 #include "Program.h"
 #include "Session.h"
 #include "TestSupport.h"
+#include "WebClient.h"
 
 namespace corvaned {
 namespace {
@@ -66,15 +66,12 @@ public:
     /// The session is opened once; it outlasts the service's restarts.
     void connect(int port)
     {
-        m_http = std::make_unique<httplib::Client>("127.0.0.1", port);
-        m_http->set_keep_alive(true);
-        m_http->set_tcp_nodelay(true);
-        m_http->set_read_timeout(30);
+        m_http = std::make_unique<http::test::WebClient>(port);
         if (!m_token.empty()) {
             return;
         }
-        const httplib::Result reply = m_http->Get(kPrefix + "auth/seedkey", {{"AppKey", "k"}, {"DUID", m_device}});
-        ASSERT_TRUE(reply);
+        const auto reply = m_http->get(kPrefix + "auth/seedkey", {{"AppKey", "k"}, {"DUID", m_device}});
+        ASSERT_TRUE(reply.has_value());
         const Json session = Json::parse(reply->body).at("rsp").at("session");
         m_token = sessionToken({session.at("id"), session.at("user").at("id"), session.at("seedkey"), 0}, "");
     }
@@ -88,15 +85,15 @@ public:
         switch (m_random() % 4) {
             case 0:
                 return change(m_favorites, target.id, "set",
-                              m_http->Put(kPrefix + "user/favorite", headers(), favorite, kForm));
+                              m_http->put(kPrefix + "user/favorite", headers(), favorite));
             case 1:
                 return change(m_favorites, target.id, "",
-                              m_http->Delete(kPrefix + "user/favorite?" + favorite, headers()));
+                              m_http->send("DELETE", kPrefix + "user/favorite?" + favorite, headers()));
             case 2: {
                 const std::string vote = std::array{"like", "dislike", "none"}[m_random() % 3];
                 return change(m_votes, target.id, vote,
-                              m_http->Put(kPrefix + "user/like", headers(),
-                                          fmt::format("{}={}&type={}", target.voteParam, target.id, vote), kForm));
+                              m_http->put(kPrefix + "user/like", headers(),
+                                          fmt::format("{}={}&type={}", target.voteParam, target.id, vote)));
             }
             default:
                 return tune() != 0 || m_lost;
@@ -134,8 +131,9 @@ public:
 
     Json get(const std::string& pathAndQuery)
     {
-        const httplib::Result reply = m_http->Get(kPrefix + pathAndQuery, headers());
-        EXPECT_TRUE(reply && reply->status == 200) << pathAndQuery << ": " << (reply ? reply->body : "no reply");
+        const auto reply = m_http->get(kPrefix + pathAndQuery, headers());
+        EXPECT_TRUE(reply.has_value() && reply->status == 200)
+            << pathAndQuery << ": " << (reply ? reply->body : "no reply");
         return reply ? Json::parse(reply->body).at("rsp") : Json();
     }
 
@@ -145,21 +143,25 @@ public:
 private:
     using Known = std::map<std::string, std::string>;
 
-    static constexpr const char* kForm = "application/x-www-form-urlencoded";
+    using Result = std::optional<http::test::WebReply>;
+
     static constexpr const char* kUnsure = "?";
     inline static const std::string kPrefix = "/openapi/service/vorel/";
 
-    httplib::Headers headers() const { return {{"Token", m_token}}; }
-
-    bool confirm(const httplib::Result& reply)
+    http::test::Headers headers() const
     {
-        m_lost = reply && reply->status != 200;
-        EXPECT_FALSE(m_lost) << reply->body;
-        m_confirmed += reply && reply->status == 200;
-        return reply && reply->status == 200;
+        return {{"Token", m_token}, {"Content-Type", "application/x-www-form-urlencoded"}};
     }
 
-    bool change(Known& known, const std::string& id, const std::string& state, const httplib::Result& reply)
+    bool confirm(const Result& reply)
+    {
+        m_lost = reply.has_value() && reply->status != 200;
+        EXPECT_FALSE(m_lost) << reply->body;
+        m_confirmed += reply.has_value() && reply->status == 200 ? 1 : 0;
+        return reply.has_value() && reply->status == 200;
+    }
+
+    bool change(Known& known, const std::string& id, const std::string& state, const Result& reply)
     {
         const bool confirmed = confirm(reply);
         known[id] = confirmed ? state : kUnsure;
@@ -169,7 +171,7 @@ private:
     // How many tunings this makes, by the service's count; 0 where it did not answer.
     int tune()
     {
-        const httplib::Result reply = m_http->Put(kPrefix + "user/tune_history", headers(), "sourceid=1", kForm);
+        const Result reply = m_http->put(kPrefix + "user/tune_history", headers(), "sourceid=1");
         if (!confirm(reply)) {
             ++m_unconfirmedTunings;
             return 0;
@@ -191,7 +193,7 @@ private:
     std::mt19937 m_random;
     const std::vector<Target>& m_targets;
     std::string m_token;
-    std::unique_ptr<httplib::Client> m_http;
+    std::unique_ptr<http::test::WebClient> m_http;
     Known m_favorites;
     Known m_votes;
     int m_tunings = 0;  // confirmed

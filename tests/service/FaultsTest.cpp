@@ -1,19 +1,19 @@
-// Replies spoiled on purpose, and exchanges kept and repeated: every byte that a client gets, over a real socket.
-#include "Meddler.h"
-
-#include <arpa/inet.h>
+// Replies broken on purpose, and exchanges recorded and replayed: every byte that a client gets, over a real socket.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <httplib.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
+#include "ExchangeRecords.h"
+#include "FaultInjector.h"
 #include "OperatorError.h"
+#include "RawClient.h"
 #include "Server.h"
 #include "TestSupport.h"
 
@@ -21,6 +21,7 @@ namespace corvaned {
 namespace {
 
 using Json = nlohmann::json;
+using http::test::RawClient;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -30,31 +31,51 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kLocalTime = "/openapi/service/vorel/conf/localtime";
 constexpr const char* kServerUrl = "/openapi/service/vorel/conf/server";
+constexpr const char* kSeedkey = "/openapi/service/vorel/auth/seedkey";
 
-/// A service that meddles.
-class Meddling {
+/// A service whose exchanges pass hooks.
+class HookedService {
 public:
-    explicit Meddling(const MeddlerOptions& options) : m_meddler(options)
+    struct Wanted {
+        std::vector<std::string> faults;
+        std::string record;
+        std::string replay;
+    };
+
+    explicit HookedService(const Wanted& wanted)
     {
-        ServiceSettings settings;
-        settings.zone = Zone::named("+09:00");
-        settings.now = [] { return *parseUtc("2026-11-20T18:30:00Z"); };
-        m_service = std::make_unique<Service>(m_db.store, settings);
-        m_server = std::make_unique<Server>(
-            *m_service, ListenAddress{"127.0.0.1", 0}, std::nullopt, [](const std::string&) {}, &m_meddler);
+        ServerSettings settings;
+        settings.address = {"127.0.0.1", 0};
+        if (!wanted.replay.empty()) {
+            settings.hooks.push_back(&m_player.emplace(wanted.replay));
+        }
+        if (!wanted.faults.empty()) {
+            settings.hooks.push_back(&m_injector.emplace(wanted.faults));
+        }
+        if (!wanted.record.empty()) {
+            settings.hooks.push_back(&m_recorder.emplace(wanted.record, [](const std::string&) {}));
+        }
+        ServiceSettings service;
+        service.zone = Zone::named("+09:00");
+        service.now = [] { return *parseUtc("2026-11-20T18:30:00Z"); };
+        m_service = std::make_unique<Service>(m_db.store, service);
+        m_server = std::make_unique<Server>(*m_service, settings, [](const std::string&) {});
     }
     int port() const { return m_server->port(); }
+    Store& store() { return m_db.store; }
 
 private:
     test::TestStore m_db;
-    Meddler m_meddler;
+    std::optional<ExchangePlayer> m_player;
+    std::optional<FaultInjector> m_injector;
+    std::optional<ExchangeRecorder> m_recorder;
     std::unique_ptr<Service> m_service;
     std::unique_ptr<Server> m_server;
 };
 
-Meddling spoiling(const std::string& fault)
+HookedService breaking(const std::string& fault)
 {
-    return Meddling({{fault}, "", ""});
+    return HookedService({{fault}, "", ""});
 }
 
 struct Received {
@@ -69,103 +90,128 @@ struct Received {
 /// What comes back for one request, up to the end of the connection or two seconds of silence.
 Received ask(int port, const std::string& path, const std::string& moreHeaders = "", const char* method = "GET")
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const timeval patience{2, 0};
-    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    Received received;
     const auto begin = Clock::now();
-    if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
-        const std::string request = std::string(method) + " " + path +
-                                    " HTTP/1.1\r\nHost: here\r\nConnection: close\r\n" + moreHeaders + "\r\n";
-        ::send(socket, request.data(), request.size(), MSG_NOSIGNAL);
-        char buffer[65536];
-        ssize_t count = 0;
-        errno = 0;
-        while ((count = ::recv(socket, buffer, sizeof buffer, 0)) > 0) {
-            received.bytes.append(buffer, static_cast<std::size_t>(count));
+    const RawClient client(port);
+    client.send(std::string(method) + " " + path + " HTTP/1.1\r\nHost: here\r\nConnection: close\r\n" + moreHeaders +
+                "\r\n");
+    Received received;
+    received.bytes = client.receiveAll(std::chrono::seconds(2));
+    const std::pair<const char*, int> ends[] = {{"(closed)", 0}, {"(reset)", ECONNRESET}, {"(nothing)", EAGAIN}};
+    for (const auto& [text, error] : ends) {
+        if (const std::size_t at = received.bytes.rfind(text); at != std::string::npos) {
+            received.bytes.resize(at);
+            received.error = error;
         }
-        received.error = count < 0 ? errno : 0;
     }
-    ::close(socket);
     received.took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
     return received;
 }
 
-TEST(Meddler, LeavesOtherPathsAlone)
+TEST(Faults, LeavesOtherPathsAlone)
 {
-    const Meddling service = spoiling("conf/localtime=reset");
+    const HookedService service = breaking("conf/localtime=reset");
     EXPECT_EQ(ask(service.port(), kServerUrl).rsp().at("stat"), "OK");
     EXPECT_EQ(ask(service.port(), kLocalTime).bytes, "");
 }
 
-TEST(Meddler, OfSeveralFaultsTheFirstThatFitsCounts)
+TEST(Faults, OfSeveralFaultsTheFirstThatFitsCounts)
 {
-    const Meddling service({{"conf/server=status 429", "*=status"}, "", ""});
+    const HookedService service({{"conf/server=status 429", "*=status"}, "", ""});
     EXPECT_THAT(ask(service.port(), kServerUrl).bytes, StartsWith("HTTP/1.1 429 "));
     EXPECT_THAT(ask(service.port(), kLocalTime).bytes, StartsWith("HTTP/1.1 503 "));
 }
 
-TEST(Meddler, SendsLateAndInDrops)
+TEST(Faults, WholeSegmentsOfAPathAreCompared)
 {
-    EXPECT_GE(ask(spoiling("*=delay 300").port(), kLocalTime).took.count(), 300);
-    const Received drops = ask(spoiling("*=drip 1").port(), kLocalTime);
+    const struct {
+        const char* rule;
+        const char* path;
+        bool concerns;
+    } rows[] = {
+        {"conf", "/openapi/service/vorel/conf/server", true},
+        {"conf/", "/openapi/service/vorel/conf/server", true},
+        {"conf/serv", "/openapi/service/vorel/conf/server", false},
+        {"conf/server", "/openapi/service/vorel/conf/server&a=b", true},
+        {"user/like", "/openapi/service/vorel/user/likes", false},
+        {"/openapi/service", "/openapi/service/vorel/conf/server", true},
+        {"/openapi/serv", "/openapi/service/vorel/conf/server", false},
+        {"*", "/anything", true},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(InjectedFault::parse(std::string(row.rule) + "=reset").concerns(row.path), row.concerns)
+            << row.rule << " and " << row.path;
+    }
+}
+
+TEST(Faults, ADripHoldsNoThread)
+{
+    const HookedService service = breaking("conf/localtime=drip 50");
+    std::vector<RawClient> slow;
+    for (int i = 0; i < 100; ++i) {
+        slow.emplace_back(service.port()).send(std::string("GET ") + kLocalTime + " HTTP/1.1\r\nHost: here\r\n\r\n");
+    }
+    const Received other = ask(service.port(), kServerUrl);
+    EXPECT_THAT(other.bytes, StartsWith("HTTP/1.1 200 "));
+    EXPECT_LT(other.took.count(), 1000) << "a hundred dripping replies hold up another";
+}
+
+TEST(Faults, SendsLateAndInDrops)
+{
+    EXPECT_GE(ask(breaking("*=delay 300").port(), kLocalTime).took.count(), 300);
+    const Received drops = ask(breaking("*=drip 1").port(), kLocalTime);
     EXPECT_EQ(drops.rsp().at("stat"), "OK");
     EXPECT_GE(drops.took.count(), static_cast<long>(drops.bytes.size()));
 }
 
-TEST(Meddler, SendsAPart)
+TEST(Faults, SendsAPart)
 {
-    const Received stalled = ask(spoiling("*=stall 12").port(), kLocalTime);
+    const Received stalled = ask(breaking("*=stall 12").port(), kLocalTime);
     EXPECT_EQ(stalled.bytes, "HTTP/1.1 200");
     EXPECT_EQ(stalled.error, EAGAIN);
-    const Received cut = ask(spoiling("*=truncate 12").port(), kLocalTime);
+    const Received cut = ask(breaking("*=truncate 12").port(), kLocalTime);
     EXPECT_EQ(cut.bytes, "HTTP/1.1 200");
     EXPECT_EQ(cut.error, 0);
-    const Received reset = ask(spoiling("*=reset").port(), kLocalTime);
+    const Received reset = ask(breaking("*=reset").port(), kLocalTime);
     EXPECT_EQ(reset.bytes, "");
     EXPECT_EQ(reset.error, ECONNRESET);
 }
 
-TEST(Meddler, LiesAboutTheLength)
+TEST(Faults, LiesAboutTheLength)
 {
-    const std::size_t right = ask(spoiling("conf/server=html").port(), kLocalTime).body().size();
+    const std::size_t right = ask(breaking("conf/server=html").port(), kLocalTime).body().size();
     for (const int difference : {-1, 5}) {
-        const Received wrong = ask(spoiling("*=length " + std::to_string(difference)).port(), kLocalTime);
+        const Received wrong = ask(breaking("*=length " + std::to_string(difference)).port(), kLocalTime);
         EXPECT_THAT(wrong.bytes,
                     HasSubstr("Content-Length: " + std::to_string(static_cast<int>(right) + difference) + "\r\n"));
         EXPECT_EQ(wrong.body().size(), right);
     }
 }
 
-TEST(Meddler, SaysSomethingElse)
+TEST(Faults, SaysSomethingElse)
 {
-    EXPECT_THAT(ask(spoiling("*=html").port(), kLocalTime).body(), StartsWith("<html>"));
-    EXPECT_EQ(ask(spoiling("*=types").port(), kLocalTime).rsp(),
+    EXPECT_THAT(ask(breaking("*=html").port(), kLocalTime).body(), StartsWith("<html>"));
+    EXPECT_EQ(ask(breaking("*=types").port(), kLocalTime).rsp(),
               Json::parse(R"({"stat":"OK","date":7,"localdate":7,"timezone":7,"difference":7})"));
-    const Received bomb = ask(spoiling("*=bomb 2").port(), kLocalTime, "Accept-Encoding: gzip\r\n");
+    const Received bomb = ask(breaking("*=bomb 2").port(), kLocalTime, "Accept-Encoding: gzip\r\n");
     EXPECT_THAT(bomb.bytes, HasSubstr("Content-Encoding: gzip\r\n"));
     EXPECT_THAT(bomb.body(), AllOf(StartsWith("\x1f\x8b"), SizeIs(testing::Lt(10'000U))));
 }
 
-TEST(Meddler, ABadFaultIsSaid)
+TEST(Faults, ABadFaultIsSaid)
 {
     for (const char* text : {"", "conf/server", "=reset", "*=", "*=explode", "*=delay soon", "*=delay -1",
                              "*=status 200", "*=html 3", "*=delay 1 2"}) {
-        EXPECT_THROW(spoiling(text), OperatorError) << text;
+        EXPECT_THROW(breaking(text), OperatorError) << text;
     }
     try {
-        spoiling("conf/server=explode");
+        breaking("conf/server=explode");
     } catch (const OperatorError& error) {
-        EXPECT_THAT(error.what(), AllOf(HasSubstr("'conf/server=explode' is no fault"), HasSubstr("delay, drip"),
+        EXPECT_THAT(error.what(), AllOf(HasSubstr("'conf/server=explode' is not a fault"), HasSubstr("delay, drip"),
                                         HasSubstr("as in 'channel/schedule=delay 500'")));
     }
 }
 
-TEST(Meddler, WhatIsRecordedIsReplayedInItsOrder)
+TEST(Faults, WhatIsRecordedIsReplayedInItsOrder)
 {
     const TemporaryDatabase scratch;
     const std::string folder = scratch.path() + ".d";
@@ -173,8 +219,12 @@ TEST(Meddler, WhatIsRecordedIsReplayedInItsOrder)
     std::string failed;
     {
         // One fault once: what was seen of it can be shown again.
-        const Meddling service({{"conf/server=status 500"}, folder, ""});
-        first = ask(service.port(), std::string(kLocalTime) + "?a=1", "Token: secret\r\nDUID: secret\r\n").bytes;
+        const HookedService service({{"conf/server=status 500"}, folder, ""});
+        first =
+            ask(service.port(), std::string(kLocalTime) + "?a=1",
+                "token: secret\r\nAUTHTOKEN: secret\r\nduid:secret\r\nAppKey: secret\r\nAuthorization: Basic secret\r\n"
+                "cookie: a=secret\r\n")
+                .bytes;
         failed = ask(service.port(), kServerUrl).bytes;
     }
     EXPECT_THAT(first, StartsWith("HTTP/1.1 200 "));
@@ -185,7 +235,7 @@ TEST(Meddler, WhatIsRecordedIsReplayedInItsOrder)
     test::writeFile(folder + "/000003.request", test::readFile(folder + "/000001.request"));
     test::writeFile(folder + "/000003.reply", "HTTP/1.1 204 No Content\r\n\r\n");
 
-    const Meddling service({{}, "", folder});
+    const HookedService service({{}, "", folder});
     EXPECT_EQ(ask(service.port(), kServerUrl).bytes, failed);
     EXPECT_EQ(ask(service.port(), std::string(kLocalTime) + "?a=1").bytes, first);
     for (int again = 0; again < 2; ++again) {
@@ -196,13 +246,40 @@ TEST(Meddler, WhatIsRecordedIsReplayedInItsOrder)
     EXPECT_EQ(unknown.rsp().at("err").at("code"), "104");
 }
 
-TEST(Meddler, FoldersThatCannotServeAreSaid)
+TEST(Faults, RecordingsAreTheOwnersAlone)
 {
     const TemporaryDatabase scratch;
-    EXPECT_THROW(Meddling({{}, "", scratch.path() + ".none"}), OperatorError);
+    const std::string folder = scratch.path() + ".d";
+    const HookedService service({{}, folder, ""});
+    ask(service.port(), kLocalTime);
+    for (const char* name : {"", "/000001.request", "/000001.reply"}) {
+        struct stat status {};
+        ASSERT_EQ(::stat((folder + name).c_str(), &status), 0) << name;
+        EXPECT_EQ(status.st_mode & 077U, 0U) << name;
+    }
+}
+
+TEST(Faults, AReplayDoesNotReachTheService)
+{
+    const TemporaryDatabase scratch;
+    const std::string folder = scratch.path() + ".d";
+    const std::string headers = "AppKey: k\r\nDUID: tv\r\n";
+    {
+        const HookedService service({{}, folder, ""});
+        ask(service.port(), kSeedkey, headers);
+    }
+    HookedService service({{}, "", folder});
+    EXPECT_THAT(ask(service.port(), kSeedkey, headers).bytes, StartsWith("HTTP/1.1 200 "));
+    EXPECT_EQ(test::rows(service.store(), "SELECT count(*) FROM session").at(0), "0") << "a session was opened";
+}
+
+TEST(Faults, FoldersThatCannotServeAreSaid)
+{
+    const TemporaryDatabase scratch;
+    EXPECT_THROW(HookedService({{}, "", scratch.path() + ".none"}), OperatorError);
     test::writeFile(scratch.path() + ".file", "x");
-    EXPECT_THROW(Meddling({{}, scratch.path() + ".file", ""}), OperatorError);
-    EXPECT_THROW(Meddling({{}, std::filesystem::path(scratch.path() + ".file").parent_path(), ""}), OperatorError);
+    EXPECT_THROW(HookedService({{}, scratch.path() + ".file", ""}), OperatorError);
+    EXPECT_THROW(HookedService({{}, std::filesystem::path(scratch.path() + ".file").parent_path(), ""}), OperatorError);
 }
 
 }  // namespace

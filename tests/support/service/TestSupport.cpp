@@ -88,7 +88,7 @@ std::string wholeGuide(Store& store)
 
 std::string gzipPacked(const std::string& text)
 {
-    return gzipped(text);
+    return http::gzipped(text);
 }
 
 std::string xzPacked(const std::string& text)
