@@ -1,5 +1,5 @@
-# 32-bit ARM Linux, hard-float: what the televisions run. Debian's cross compiler over the sysroot that
-# scripts/arm-sysroot makes; programs that the build or a test starts run under qemu.
+# 32-bit ARM Linux, hard-float, as on televisions. Debian's cross compiler with the sysroot that scripts/arm-sysroot makes;
+# the build and the tests run programs under qemu.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 

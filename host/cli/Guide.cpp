@@ -51,9 +51,12 @@ bool matches(const WVLChannel& channel, std::string_view wanted, bool whole)
 /// The channel that a word on the command line means.
 std::list<WVLChannel>::iterator findChannel(std::list<WVLChannel>& channels, const std::string& wanted)
 {
+    if (wanted.empty()) {
+        return channels.end();
+    }
     const auto exact = std::find_if(channels.begin(), channels.end(),
                                     [&](const WVLChannel& channel) { return matches(channel, wanted, true); });
-    if (exact != channels.end() || wanted.empty()) {
+    if (exact != channels.end()) {
         return exact;
     }
     const auto starts = [&](const WVLChannel& channel) { return matches(channel, wanted, false); };

@@ -138,7 +138,7 @@ ServiceProblem describe(std::string_view step, int status, const ServiceFailure&
 
 ServiceProblem describeRefusedSession(int status, const ServiceFailure& failure, const Configuration& configuration)
 {
-    const ServiceProblem problem = describe("open a session", status, failure, configuration);
+    ServiceProblem problem = describe("open a session", status, failure, configuration);
     std::string empty;
     for (const char* const key : {"app_key", "duid", "model_id", "country"}) {
         if (configuration.text(key).empty()) {

@@ -1,4 +1,4 @@
-// Debug lines: filtered by level before anything is formatted, whole also under threads.
+// Debug lines: the level filter, and whole lines under threads.
 #include "Debug.h"
 #include "Scratch.h"
 
@@ -126,7 +126,7 @@ TEST_F(Debug, LinesOfThreadsStayWhole)
 TEST_F(Debug, WithoutAnOutputNothingHappens)
 {
     CCDebug::DebugIO = nullptr;
-    printLine(1, "nobody hears %d", 1);
+    printLine(1, "lost %d", 1);
     CCDebug module;
     va_list none{};
     module.t_Print(1, 0, "x", &none);

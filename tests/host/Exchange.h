@@ -1,4 +1,4 @@
-// A request that remembers how it ended, and an executor of its own per test.
+// A request that keeps its outcome, and a fixture with an executor per test.
 #pragma once
 
 #include "CurlExecutor.h"
@@ -18,7 +18,7 @@
 
 namespace W::host {
 
-/// Fails the test when a request completes twice. The completion may hold a hook that runs on the executor's thread.
+/// Fails the test if a request completes twice. Its hook runs on the executor's thread.
 class Exchange {
 public:
     Exchange(HTTP_REQUEST_TYPE type, std::string url, HttpHeader header = {}, std::string body = {})
@@ -38,7 +38,7 @@ public:
     /// Runs on the executor's thread before the exchange counts as completed.
     std::function<void(SESSION_STATUS)> hook;
 
-    /// The session status; nothing when none comes within 20 seconds.
+    /// The session status; nothing if none comes within 20 seconds.
     std::optional<SESSION_STATUS> wait()
     {
         std::unique_lock<std::mutex> lock(m_lock);

@@ -189,7 +189,7 @@ TEST_F(GuideTable, ProgrammesAreUnderTheirTimes)
     programme("a", 30, 45, "Middle");
     programme("a", 90, 120, "Beyond the end");
     programme("b", 0, 30, "First");
-    programme("z", 0, 30, "Of nobody");
+    programme("z", 0, 30, "Of no channel");
     EXPECT_THAT(table(), ElementsAre("Saturday 21 November 2026, 20:00 to 22:00 (UTC+00:00)",
                                      "         20:00       20:30       21:00       21:30 ",
                                      "1 One    │>Running   │Middle           │     │Beyond the",

@@ -1,4 +1,4 @@
-// `corvane rpc` against a plug-in that answers with sample records: arguments, results, order and errors.
+// JSON-RPC with a plug-in that answers with sample records: arguments, results, order and errors.
 #include "PluginLibrary.h"
 #include "RpcLines.h"
 #include "SampleRecords.h"

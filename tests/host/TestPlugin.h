@@ -9,8 +9,8 @@ namespace W::host {
 
 enum class Behaviour {
     AtOnce,  ///< the callback runs before the operation returns
-    Later,   ///< the callback runs on a thread of its own
-    Never,   ///< accepted, and nobody hears of it
+    Later,   ///< the callback runs on another thread
+    Never,   ///< accepted, but the callback never comes
     Refuse,  ///< refused with -202
 };
 
