@@ -12,11 +12,11 @@ namespace W::test {
 
 namespace {
 
-// Plain words: the first allocation of a thread may come before anything of it has been constructed.
+// Of built-in types: the first allocation of a thread may come before its thread_local objects are constructed.
 thread_local AllocationWatch* theWatch = nullptr;
 thread_local bool isTelling = false;
 std::atomic<AllocationWatch*> theExecutorsWatch{nullptr};
-std::atomic<int> theUsers{0};  ///< of theExecutorsWatch, at this moment
+std::atomic<int> theUsers{0};  ///< threads that use theExecutorsWatch now
 std::atomic<long> theLiveBlocks{0};
 
 bool isExecutorsThread()
@@ -146,7 +146,7 @@ void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept
 
 #else
 
-// The C library's own, under the names by which a replacement reaches them.
+// The C library's functions, under the names that a replacement can call.
 extern "C" {
 void* __libc_malloc(std::size_t size);                     // NOLINT(bugprone-reserved-identifier)
 void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-reserved-identifier)

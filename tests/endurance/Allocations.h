@@ -1,12 +1,12 @@
-// Sees every allocation of the program, and makes the chosen ones fail. Without sanitizers malloc itself is replaced,
-// so that the C libraries are seen, too; with one, which brings its own malloc, the operators new and delete are.
+// Observes every allocation of the program and makes chosen ones fail. Without sanitizers malloc itself is replaced, so
+// that allocations of the C libraries count too. A sanitizer has its own malloc, so there operator new is replaced.
 #pragma once
 
 #include <atomic>
 
 namespace W::test {
 
-/// Told of allocations and releases. What it does must not allocate; while it runs, it is not told of its own thread.
+/// Called for allocations and releases. It must not allocate; while it runs, it is not called for its own thread.
 class AllocationWatch {
 public:
     virtual ~AllocationWatch() = default;
@@ -15,7 +15,7 @@ public:
     virtual void onRelease() {}
 };
 
-/// Has a watch told of this thread for as long as it lives.
+/// Watches this thread as long as the object lives.
 class WatchedThread {
 public:
     explicit WatchedThread(AllocationWatch& watch);
@@ -27,7 +27,7 @@ private:
     AllocationWatch* m_pBefore;
 };
 
-/// Has a watch told of every thread whose name begins with "http-": the real executor's.
+/// Watches every thread whose name begins with "http-", which are the real executor's.
 class WatchedExecutorThreads {
 public:
     explicit WatchedExecutorThreads(AllocationWatch& watch);
@@ -36,7 +36,7 @@ public:
     WatchedExecutorThreads& operator=(const WatchedExecutorThreads&) = delete;
 };
 
-/// Leaves this thread alone for as long as it lives.
+/// Exempts this thread as long as the object lives.
 class UnwatchedThread {
 public:
     UnwatchedThread();
@@ -51,8 +51,7 @@ private:
 /// Blocks of memory that the process holds.
 long liveBlocks();
 
-/// Lets allocations fail: the one with a number, counted from 1 in all threads that are watched, or those from there
-/// on.
+/// Makes allocations fail: one by its number, counted from 1 over all watched threads, or that one and later ones.
 class FailingAllocations : public AllocationWatch {
 public:
     enum class Which {

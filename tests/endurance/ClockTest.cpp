@@ -1,5 +1,5 @@
-// Clocks that jump and calendars that turn: waits go by the monotonic clock, and an instant stays the instant it is.
-// The program brings the C library's clock functions along, with a wall clock that a test can set.
+// Jumping clocks and calendar boundaries: waits use the monotonic clock, and an instant does not depend on the zone.
+// The program defines the C library's clock functions, with a wall clock that a test can set.
 
 #include "Calls.h"
 #include "CommandedExecutor.h"
@@ -199,7 +199,7 @@ TEST_F(JumpingClock, LeavesWaitingRequestsRight)
     host::installHttpDelegator(nullptr);
 }
 
-/// Where calendars and clocks turn.
+/// Calendar boundaries and changes of summer time.
 struct Turn {
     std::int64_t instant;
     const char* text;
@@ -256,7 +256,7 @@ TEST_F(JumpingClock, AnInstantIsTheSameInEveryZoneAtEveryTurn)
             for (const Turn& turn : kTurns) {
                 SCOPED_TRACE(std::string(zone) + " " + offset + " " + turn.text);
                 if (static_cast<std::uint64_t>(turn.instant) > ULONG_MAX)
-                    continue;  // no caller can name it here
+                    continue;  // does not fit an unsigned long of 32 bits
                 theWallClocksError = static_cast<long>(turn.instant) - 1'795'000'000;
                 Capture<const WContainer<WVLContent>&> capture;
                 ASSERT_EQ(capture.accepted(object.getSchedule(&decltype(capture)::done, {"a"},

@@ -152,7 +152,7 @@ void CommandedExecutor::run(Lock& lock, HttpRequest* request, const Outcome* out
     request->complete(end.status);
 
     lock.lock();
-    // Completions nest: the one that began last on this thread is over.
+    // Completions nest: the one that began last on this thread has ended.
     const auto over = std::find_if(m_completing.rbegin(), m_completing.rend(),
                                    [](const auto& running) { return running.first == std::this_thread::get_id(); });
     m_completing.erase(std::next(over).base());
@@ -170,7 +170,7 @@ HttpRequest* CommandedExecutor::chooseNext()
     }
     if (!m_flushes.empty())
         return m_pending.begin()->first;
-    // Entries of requests that a flush has ended are passed over.
+    // Skips requests that a flush has completed.
     for (std::deque<HttpRequest*>* const line : {m_late.size() > kMostLate ? &m_late : &m_soon, &m_soon}) {
         while (!line->empty()) {
             HttpRequest* const request = line->front();

@@ -1,6 +1,6 @@
-// An executor that keeps the contract of framework/HttpDelegator.h and answers as it is told: a test completes the
-// requests itself, one by one and in any order, or has threads of the executor complete them early, soon or late. It
-// finds a request in constant time and keeps nothing of one that is over, so that millions can pass.
+// An executor that keeps the contract of framework/HttpDelegator.h and that a test controls: the test completes the
+// requests itself, one by one and in any order, or lets threads of the executor complete them early, soon or late. It
+// finds a request in constant time and keeps nothing about completed ones, so tests can send millions.
 #pragma once
 
 #include "HttpDelegator.h"
@@ -29,14 +29,14 @@ struct Outcome {
 enum class Moment {
     Early,  ///< before addRequest() returns, on another thread
     Soon,   ///< when its turn comes
-    Late,   ///< after others that came later
+    Late,   ///< after requests that were added later
 };
 
-/// What becomes of a request that is handed over; asked for on the caller's thread.
+/// What happens to a request. Chosen when it is added, on the caller's thread.
 struct Plan {
     int refusal = 0;  ///< negative: what addRequest() returns
     Moment moment = Moment::Soon;
-    bool fixedAtOnce = false;  ///< its outcome is fixed now: a mark that comes later comes too late
+    bool fixedAtOnce = false;  ///< its outcome is fixed now: a later setCancel() has no effect
     Outcome outcome;
     std::atomic<bool>* responded = nullptr;  ///< set before its completion runs
 };
@@ -46,10 +46,10 @@ public:
     using Planner = std::function<Plan(const HttpRequest& request)>;
 
     /// Installs itself as the process's executor.
-    /// @param threads  that complete requests by plan; 0: the test does
-    /// @param planner  null: everything is accepted
+    /// @param threads  number of threads that complete requests by plan; 0 if the test completes them
+    /// @param planner  null to accept every request
     explicit CommandedExecutor(unsigned threads = 0, Planner planner = {});
-    /// Fails the test when requests are still pending.
+    /// Fails the test if requests are still pending.
     ~CommandedExecutor() override;
     CommandedExecutor(const CommandedExecutor&) = delete;
     CommandedExecutor& operator=(const CommandedExecutor&) = delete;
@@ -61,11 +61,11 @@ public:
     /// The request that was accepted last.
     HttpRequest* last();
     std::size_t pendingCount();
-    /// Completes a pending request on this thread; 600 where it has been marked.
+    /// Completes a pending request on this thread; with 600 if it was cancelled.
     void complete(HttpRequest* request, const Outcome& outcome);
-    /// The same where a flush may have ended it. @return false when it was no longer pending
+    /// The same for a request that a flush may have completed. @return false if it was no longer pending
     bool completeIfPending(HttpRequest* request, const Outcome& outcome);
-    /// Returns when nothing is pending and no completion runs. For executors with threads.
+    /// Waits until nothing is pending and no completion runs. For executors with threads.
     void waitUntilIdle();
 
     /// Called when a flush begins to wait for a completion on another thread, with the lock held.
@@ -80,7 +80,7 @@ private:
 
     void work();
     HttpRequest* chooseNext();
-    /// Runs the completion of a request, which has to be pending. @param outcome  null for what its plan says
+    /// Runs the completion of a pending request. @param outcome  null for the outcome of its plan
     void run(Lock& lock, HttpRequest* request, const Outcome* outcome);
     bool isCompleting() const;
 
@@ -89,7 +89,7 @@ private:
     std::condition_variable m_changed;
     std::unordered_map<HttpRequest*, Pending> m_pending;
     HttpRequest* m_pLast = nullptr;
-    std::deque<HttpRequest*> m_soon;  ///< may hold requests that are over
+    std::deque<HttpRequest*> m_soon;  ///< may contain completed requests
     std::deque<HttpRequest*> m_late;
     std::vector<std::pair<std::thread::id, UINT64>> m_completing;
     std::unordered_map<UINT64, int> m_flushes;

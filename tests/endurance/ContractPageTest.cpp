@@ -1,5 +1,5 @@
-// docs/contract.md and docs/reliability.md against the sources of the tests: every test that a page names is there, and
-// every sentence of the contract that a test can hold names one.
+// Compares docs/contract.md and docs/reliability.md with the sources of the tests: every test that a page names exists,
+// and every item of the contract that can be tested names a test.
 
 #include <gtest/gtest.h>
 
@@ -54,7 +54,7 @@ std::set<std::string> testsOfSources()
     return found;
 }
 
-/// What stands between back-ticks and looks like "Suite.Name".
+/// The words in back-ticks that look like "Suite.Name".
 std::vector<std::string> testsOfText(const std::string& text)
 {
     std::vector<std::string> named;
@@ -73,7 +73,7 @@ std::vector<std::string> testsOfText(const std::string& text)
     return named;
 }
 
-TEST(ContractPage, NamesTestsThatExistAsDoesThePageOfProofs)
+TEST(ContractPage, NamesTestsThatExistAsDoesTheReliabilityPage)
 {
     const std::set<std::string> tests = testsOfSources();
     ASSERT_GT(tests.size(), 100u);
@@ -85,8 +85,8 @@ TEST(ContractPage, NamesTestsThatExistAsDoesThePageOfProofs)
     }
 }
 
-/// What only the host can keep, or what forbids something, has no test.
-TEST(ContractPage, EverySentenceButTheHostsOwnDutiesNamesATest)
+/// Duties of the host and prohibitions cannot be tested here.
+TEST(ContractPage, EveryItemExceptTheHostsDutiesNamesATest)
 {
     const std::set<int> hostsDuties = {13, 14, 17};
     std::map<int, std::string> items;

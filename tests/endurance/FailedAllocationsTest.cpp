@@ -1,6 +1,6 @@
 // Every allocation of every operation fails once, and fails from then on: while the request is built, while the reply
 // is read and delivered, and, on the real executor, while it is transferred. Whatever happens, an accepted request is
-// called back once, a refused one never, nothing stays behind, and the next request works.
+// called back once, a refused one never, nothing leaks, and the next request works.
 
 #include "Allocations.h"
 #include "Calls.h"
@@ -34,8 +34,8 @@ extern "C" {
 W::WPlugin* createPlugin();
 void destroyPlugin(W::WPlugin* plugin);
 
-// The linker puts this in the place of dlsym(), so that no allocation fails in oauth_url_escape(), which ends the
-// process where it finds no memory; the plug-in looks for the memory before it calls it.
+// Replaces dlsym(), so that no allocation fails in oauth_url_escape(), which ends the process if it gets no memory. The
+// plug-in checks that the memory is available before it calls it.
 void* __real_dlsym(void* library, const char* name);  // NOLINT(bugprone-reserved-identifier)
 void* __wrap_dlsym(void* library, const char* name);  // NOLINT(bugprone-reserved-identifier)
 }
@@ -70,7 +70,7 @@ namespace {
 using Which = FailingAllocations::Which;
 
 constexpr Which kWhich[] = {Which::One, Which::AllFrom, Which::EverySecondFrom, Which::EveryThirdFrom};
-// With every second one, libcurl 7.88 at times keeps a wrong address of the host, for a minute.
+// If every second one fails, libcurl 7.88 sometimes caches a wrong address of the host for a minute.
 constexpr Which kWhichOnTheWire[] = {Which::One, Which::AllFrom, Which::EveryThirdFrom};
 
 const char* wordsOf(Which which)
@@ -91,12 +91,12 @@ const char* wordsOf(Which which)
 }
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr long kFewestInjections = 40'000;  // those of the C libraries are not seen
+constexpr long kFewestInjections = 40'000;  // without those of the C libraries
 #else
 constexpr long kFewestInjections = 50'000;
 #endif
 
-/// Holds one request and never asks for memory.
+/// Holds one request and never allocates.
 class HoldingExecutor final : public HttpDelegator {
 public:
     HoldingExecutor() { host::installHttpDelegator(this); }
@@ -120,7 +120,7 @@ private:
     HttpRequest* m_pHeld = nullptr;
 };
 
-/// The ways in which an exchange ends that are read differently.
+/// Ends of an exchange that the plug-in handles differently.
 struct End {
     const char* name;
     SESSION_STATUS status;
@@ -144,7 +144,7 @@ struct FailedAllocations : ::testing::Test {
         for (const auto& [key, value] : allOptions())
             configuration.set(key, value, "test");
         host::installConfigManager(&configuration);
-        // Every line is formatted, and goes nowhere: the host's log has to live without memory, too.
+        // Every line is formatted and discarded, because the host's log must also work without memory.
         static const bool s_installed = [] {
             host::installDebugLog(std::make_unique<host::DebugLog>(::open("/dev/null", O_WRONLY | O_CLOEXEC)));
             return true;
@@ -161,19 +161,19 @@ struct FailedAllocations : ::testing::Test {
     host::Configuration configuration;
 };
 
-/// Blocks that one request leaves behind: the escaped postal code is never freed, which is wanted.
+/// Blocks that one request leaks: the escaped postal code is never freed on purpose.
 constexpr long knownLosses(unsigned int key)
 {
     return key == VorelGetHeadendCMD::kKey ? 1 : 0;
 }
 
-/// What a reply that throws is delivered with; one parser has a status of its own.
+/// The status after an exception in a parser; one parser differs.
 constexpr int statusOfException(unsigned int key)
 {
     return key == VorelGetPopularChCMD::kKey ? status::kWrongProvider : status::kUnreadableReply;
 }
 
-/// What one request came to.
+/// The result of one request.
 struct Life {
     int returned = 12345;
     int calls = 0;
@@ -213,13 +213,13 @@ struct FailedAllocationsOfOperations : FailedAllocations {
         return life;
     }
 
-    /// Lets one allocation fail, or all from there on.
+    /// Makes one allocation fail, or also later ones.
     void inject(unsigned int key, const End& end, const Life& good, Which which, long number)
     {
         SCOPED_TRACE(std::string(vorel::operation(key).name) + ", " + end.name + ", allocation " +
                      std::to_string(number) + wordsOf(which));
         Life life;
-        // What is kept from one request to the next may grow once; what is lost is lost each time.
+        // A cache may grow once; a leak occurs each time.
         long lost = knownLosses(key) + 1;
         for (int attempt = 0; lost > knownLosses(key) && attempt < 3; ++attempt) {
             const long before = liveBlocks();
@@ -229,11 +229,11 @@ struct FailedAllocationsOfOperations : FailedAllocations {
             EXPECT_GT(failing.failed(), 0);
             ++injections;
         }
-        EXPECT_LE(lost, knownLosses(key)) << "blocks of memory stay behind";
+        EXPECT_LE(lost, knownLosses(key)) << "blocks of memory are leaked";
         if (life.returned != 0) {
             ++refusals[life.returned];
             EXPECT_EQ(life.calls, 0);
-            // Opening the file asks for memory, too.
+            // Opening the file allocates too.
             EXPECT_TRUE(life.returned == status::kNoService ||
                         (key == VorelSendChannelCMD::kKey && life.returned == status::kFileNotReadable))
                 << life.returned;
@@ -249,7 +249,7 @@ struct FailedAllocationsOfOperations : FailedAllocations {
         const Life next = live(key, end, none);
         EXPECT_EQ(next.calls, 1);
         EXPECT_EQ(next.status, good.status);
-        // What a failure of getLocalTime() or getAuthSeedkey() may have left undone.
+        // A failed getLocalTime() or getAuthSeedkey() has not set them.
         openSession(object);
         setClock(object);
     }
@@ -266,7 +266,7 @@ TEST_F(FailedAllocationsOfOperations, EachIsARefusalOrACallback)
     for (const vorel::Operation& operation : vorel::kOperations) {
         for (const End& end : kEnds) {
             FailingAllocations none(Which::None, 0);
-            live(operation.key, end, none);  // fills what is kept from one request to the next
+            live(operation.key, end, none);  // fills caches
             FailingAllocations counting(Which::None, 0);
             const Life good = live(operation.key, end, counting);
             ASSERT_EQ(good.calls, 1) << operation.name;
@@ -324,7 +324,7 @@ TEST_F(FailedAllocations, OfAnObjectGiveNoneOrOneThatSaysSo)
     }
 }
 
-/// Going away needs no memory, however much is outstanding.
+/// Destruction needs no memory, however many requests are outstanding.
 TEST_F(FailedAllocations, OfADestructionDoNotMatter)
 {
     HoldingExecutor executor;
@@ -372,12 +372,12 @@ TEST_F(FailedAllocationsOfOperations, OfASessionLeaveTheOneBefore)
 
 // -- On the real executor
 
-/// What is sent, and to whom.
+/// A request and its server.
 struct WireCase {
     const char* name;
     unsigned int key;
     bool tls;
-    long step;  ///< of the short form: every so many-th allocation
+    long step;  ///< of the short form: tests every n-th allocation
 };
 
 constexpr WireCase kWireCases[] = {
@@ -429,7 +429,7 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
             baseUrl = server->url("");
         }
         limits.caFile = wireCase.tls ? file : "";
-        // Nearly always a request that loses its memory ends at once.
+        // A request whose allocation fails nearly always ends at once.
         limits.totalTimeout = std::chrono::seconds(5);
         limits.stallTimeout = std::chrono::seconds(5);
         configuration.set("vorel_base_url", baseUrl, "test");
@@ -448,7 +448,7 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
     /// @return false when the request was lost
     bool live(WVorelOAI& object, FailingAllocations& failing, Life& life)
     {
-        // Outlives what may still come when the request is lost.
+        // Outlives a callback that may still come if the request is lost.
         auto* const wireCall = new WireCall;
         {
             const WatchedExecutorThreads executors(failing);
@@ -467,8 +467,8 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
         return true;
     }
 
-    /// libcurl 7.88 closes descriptor 0 when it finds no memory to begin the look-up of a name: here it belongs to
-    /// nobody.
+    /// libcurl 7.88 closes descriptor 0 if it has no memory to begin the look-up of a name, so descriptor 0 is unused
+    /// here.
     void keepDescriptorZero()
     {
         struct stat now {};

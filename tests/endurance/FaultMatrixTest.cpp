@@ -1,7 +1,6 @@
-// Every operation meets every fault that a network has, through the library as it is loaded and the real executor: one
-// callback, the status that belongs to the fault, in time; and the next request of the same object to the same address
-// succeeds.
-// Read next: Faults.h for the faults, FaultServer.h for how it is known that a request has met one.
+// Every operation meets every network fault, through the loaded library and the real executor: one callback with the
+// fault's status, in time. The next request of the same object to the same address succeeds.
+// Read next: Faults.h for the faults, FaultServer.h for how the test knows that a request has met one.
 
 #include "Calls.h"
 #include "Configuration.h"
@@ -34,13 +33,13 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-/// What a busy machine may add to a time-out.
+/// Time that a busy machine may add to a time-out.
 constexpr Milliseconds kAllowance = 2000ms;
-/// libcurl counts whole milliseconds, and its beginnings and ends do so each.
+/// libcurl rounds both the beginning and the end to whole milliseconds.
 constexpr Milliseconds kGrain = 2ms;
 
-/// Passes requests on to an executor, but answers them itself while an object is to learn the time: the network has to
-/// be untouched when the fault comes, without connections to use again and without names that are known.
+/// Passes requests to an executor, but answers them itself while an object learns the time, so that the executor has
+/// neither open connections nor cached names when the fault comes.
 class Relay final : public HttpDelegator {
 public:
     int addRequest(HttpRequest* request) override
@@ -57,9 +56,9 @@ public:
     void flushHttpRequests(UINT64 id) override { m_pExecutor->flushHttpRequests(id); }
     void wake() override { m_pExecutor->wake(); }
 
-    /// Where to; while no request is on its way.
+    /// Sets the executor. To be called while no request is in flight.
     void passTo(HttpDelegator& executor) { m_pExecutor = &executor; }
-    /// With a body: answers. With null: passes on.
+    /// Answers with the body; passes requests on if it is null.
     void answerWith(const std::string* body) { m_answer = body; }
 
 private:
@@ -86,7 +85,7 @@ struct Cell : Counter {
     std::atomic<bool> over{false};
 };
 
-/// One request of every operation, at once or one after the other.
+/// One request of every operation, all at once or one after the other.
 class Requests {
 public:
     /// @param order  keys
@@ -170,7 +169,7 @@ struct NetworkFaults : testing::Test {
         return limits;
     }
 
-    /// An object with a session and the time, whose requests go to an address and have not been there yet.
+    /// An object with a session and the time that has not sent a request to its address yet.
     host::PluginLibrary::Object objectFor(const std::string& baseUrl)
     {
         configuration.set("vorel_base_url", baseUrl, "test");
@@ -192,7 +191,7 @@ struct NetworkFaults : testing::Test {
         return row->key;
     }
 
-    /// Has every operation ask a server once, which so learns their request lines.
+    /// Sends one request of every operation to a server, which learns their request lines.
     void introduce()
     {
         unsigned int current = 0;
@@ -232,16 +231,16 @@ public:
           m_object(test.objectFor(m_sBaseUrl))
     {}
 
-    /// All at once, but for what takes all the memory.
+    /// All at once, except the fault that takes much memory.
     void begin() { m_bad.issue(*m_object, m_sBaseUrl, m_directory.file("."), m_fault.got == Got::Huge && isLong()); }
-    /// Looks at what is going on. @return whether all callbacks have come
+    /// Updates the counters. @return whether all callbacks have come
     bool isOver()
     {
         m_server->served();
         return m_bad.areOver();
     }
 
-    /// Judges what has come, ends the fault, and has every operation ask once more.
+    /// Checks the results, ends the fault, and sends every operation's request once more.
     void finish(Sum& sum)
     {
         SCOPED_TRACE(m_fault.name);
@@ -280,7 +279,7 @@ private:
             sum.longest = std::max(sum.longest, cell.took());
             first = std::min(first, cell.took());
         }
-        // On a busy machine the others may come late.
+        // On a busy machine the other requests may come late.
         EXPECT_LT(first.count(), spanOf(m_fault.end).next.count()) << "the first callback";
         if (m_fault.got == Got::Huge) {
             EXPECT_EQ(std::filesystem::file_size(download()), kHuge);
@@ -297,7 +296,7 @@ private:
     host::PluginLibrary::Object m_object;
 };
 
-/// The faults that are over at once, one after the other; then the others together, since they take their time.
+/// First the faults that end at once, one after the other; then the slow ones, together.
 void runAll(NetworkFaults& test, Sum& sum)
 {
     std::deque<Trial> slow;

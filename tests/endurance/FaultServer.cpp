@@ -1,4 +1,4 @@
-// The servers, in the order in which a request meets their harms: name, connection, TLS, HTTP.
+// The servers, in the order in which a request meets their faults: name, connection, TLS, HTTP.
 #include "FaultServer.h"
 
 #include "GoodReplies.h"
@@ -54,7 +54,7 @@ public:
     void heal() override { setLookUp(m_name, LookUp::Loopback); }
 
 private:
-    /// A name that was found once is remembered by libcurl, so that each is used once.
+    /// libcurl caches a name once it is found, so each name is used once.
     static std::string freshName()
     {
         static std::atomic<int> s_count{0};
@@ -65,7 +65,7 @@ private:
     RawServer m_server;
 };
 
-/// A port that nobody serves before it is healed.
+/// A port without a server until it is healed.
 class UnservedPort : public FaultServer {
 public:
     explicit UnservedPort(const GoodService& service) : m_service(service), m_iSocket(host::bindLoopback()) {}
@@ -84,7 +84,7 @@ protected:
 
 private:
     const GoodService& m_service;
-    const int m_iSocket;  ///< the server's, in the end
+    const int m_iSocket;  ///< owned by the server once there is one
     std::optional<RawServer> m_server;
 };
 
@@ -115,7 +115,7 @@ class FullQueue final : public UnservedPort {
 public:
     explicit FullQueue(const GoodService& service) : UnservedPort(service), m_iFirst(::socket(AF_INET, SOCK_STREAM, 0))
     {
-        // A queue of no length holds one.
+        // A queue of length 0 holds one connection.
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -297,7 +297,7 @@ TlsHarm certificate(const host::TlsIdentity& identity, int alert)
 
 bool cutHandshake(Connection& connection)
 {
-    // A handshake record that holds the client's greeting.
+    // A handshake record with a ClientHello.
     constexpr unsigned char kHandshake = 22;
     constexpr unsigned char kClientHello = 1;
     const std::string head = connection.readBody(6);

@@ -1,6 +1,6 @@
-// Servers that do one harm to every request until they are healed, and serve well from then on. Each tells how many
-// requests its harm has reached, and by what it knows.
-// Read next: FaultMatrixTest.cpp, which has the rows; Loopback.h for the harms that come before any server.
+// Servers that apply one fault to every request until they are healed, and serve correctly afterwards. Each counts the
+// requests that its fault has reached; the comments say how.
+// Read next: FaultMatrixTest.cpp, which has the rows; Loopback.h for faults before a server is reached.
 #pragma once
 
 #include "RawServer.h"
@@ -14,14 +14,14 @@
 
 namespace W::test {
 
-/// Good replies to the requests of all operations, which it knows by their request lines.
+/// Good replies to the requests of all operations, which it recognises by their request lines.
 class GoodService {
 public:
-    /// Before anybody asks. Two operations cannot have the same line.
+    /// To be called before the first request. Two operations cannot have the same line.
     void learn(const std::string& request, unsigned int key);
-    /// Key of the operation that sent a request; fails the test and gives 0 for one that nobody sends.
+    /// Key of the operation that sent a request. Fails the test and returns 0 if no operation sends it.
     unsigned int keyOf(const std::string& request) const;
-    /// For a download a few bytes, for all others a full reply.
+    /// A few bytes for a download, a full reply for all others.
     static const std::string& bodyFor(unsigned int key);
     /// The bytes of the good reply to a request.
     std::string replyTo(const std::string& request) const { return host::okReply(bodyFor(keyOf(request))); }
@@ -37,50 +37,50 @@ public:
     FaultServer(const FaultServer&) = delete;
     FaultServer& operator=(const FaultServer&) = delete;
 
-    /// What stands in front of every path, before and after healing.
+    /// The URL before every path, the same before and after healing.
     virtual std::string baseUrl() const = 0;
-    /// How many requests have met the harm. To be asked again and again while requests wait: some of it can be seen
-    /// only then.
+    /// How many requests have met the fault. To be called repeatedly while requests wait, because some servers can
+    /// count them only then.
     virtual std::size_t served() = 0;
-    /// Ends the harm. No request may be on its way.
+    /// Ends the fault. No request may be in flight.
     virtual void heal() = 0;
 };
 
 using FaultServerPointer = std::unique_ptr<FaultServer>;
 
-// All of them answer by a service, which outlives them.
+// Each answers from a service, which must outlive it.
 
-/// A name that is not found. No resolver is asked: the look-up is ours (Loopback.h). Served: look-ups of libcurl that
-/// we have answered so.
+/// A name that is not found. Loopback.h answers the look-up, not a resolver. Served: look-ups of libcurl that were
+/// answered so.
 FaultServerPointer unknownName(const GoodService& service);
 
 /// A name whose look-up gets no answer. Served: look-ups that hang.
 FaultServerPointer hangingName(const GoodService& service);
 
-/// A port that is bound and does not listen, so that the system refuses. Served: attempts to connect to it; that each
-/// was refused follows from the port and is not seen.
+/// A port that is bound and does not listen, so that the system refuses. Served: attempts to connect to it. That each
+/// was refused follows from the port; it is not observed.
 FaultServerPointer closedPort(const GoodService& service);
 
-/// A port whose queue of connections is full, so that the system drops who else wants to connect. Served: attempts that
-/// the system lists as waiting for their first answer, all at one time.
+/// A port whose queue of connections is full, so that the system drops further attempts to connect. Served: the largest
+/// number of attempts that the system lists as unanswered at one time.
 FaultServerPointer fullQueue(const GoodService& service);
 
-/// A port whose connections nobody takes: they stand, and what is sent stays where it is. Served: whole requests that
-/// are found in the queue afterwards.
+/// A port whose connections are established and never accepted, so that requests stay in its queue. Served: whole
+/// requests that are found in the queue afterwards.
 FaultServerPointer blackHole(const GoodService& service);
 
-/// What happens to a connection before TLS stands. @return whether it has happened
+/// A fault during the TLS handshake. @return whether it has happened
 using TlsHarm = std::function<bool(host::RawServer::Connection& connection)>;
 
-/// A TLS server. Served: connections on which the harm has happened.
-/// @param healthy  outlives it; what it shows once it is healed
+/// A TLS server. Served: connections on which the fault has happened.
+/// @param healthy  its identity after healing; must outlive it
 FaultServerPointer badTls(const GoodService& service, const host::TlsIdentity& healthy, TlsHarm harm);
 
-/// A certificate that the client does not take. It has happened when the client ended the handshake with an alert.
-/// @param identity  outlives the harm
-/// @param alert     0 where the client ends it without one, and then before it sends a request
+/// A certificate that the client rejects. It has happened if the client ended the handshake with an alert.
+/// @param identity  must outlive the fault
+/// @param alert     0 if the client ends the handshake without one, before it sends a request
 TlsHarm certificate(const host::TlsIdentity& identity, int alert);
-/// The connection ends when the client's first message is there.
+/// The connection ends after the client's first message.
 bool cutHandshake(host::RawServer::Connection& connection);
 
 struct Meeting {
@@ -89,15 +89,15 @@ struct Meeting {
     const std::string& good;  ///< body of the good reply
 };
 
-/// What the server does instead of a good reply. @return whether it could
+/// What the server does instead of sending a good reply. @return whether it could
 using ReplyHarm = std::function<bool(const Meeting& meeting)>;
 
 enum class After {
-    Close,   ///< the connection is over
+    Close,   ///< the server closes the connection
     GoesOn,  ///< the connection can carry another request, if the client wants that
 };
 
-/// An HTTP server. Served: requests that were read and answered by the harm, each operation's once.
+/// An HTTP server. Served: requests that were read and answered with the fault, each operation's once.
 FaultServerPointer badReply(const GoodService& service, After after, ReplyHarm harm);
 
 }  // namespace W::test

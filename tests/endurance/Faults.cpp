@@ -1,4 +1,4 @@
-// The rows. A fault is made of a server (FaultServer.h) and, where it is one of replies, a harm (ReplyHarms.h).
+// The rows. A fault consists of a server (FaultServer.h) and, if it damages replies, of a harm (ReplyHarms.h).
 #include "Faults.h"
 
 #include "CurlTransfer.h"
@@ -26,14 +26,14 @@ auto tls(host::TlsIdentity Ground::*identity, int alert)
     };
 }
 
-/// A code with an error text behind it.
+/// A code followed by an error body.
 auto code(const char* status)
 {
     const std::string text = "HTTP/1.1 " + std::string(status) + "\r\nContent-Length: 5\r\n\r\nsorry";
     return reply(After::GoesOn, [text](const Meeting& meeting) { return send(meeting, text); });
 }
 
-// Alerts of TLS.
+// TLS alerts (RFC 8446, section 6).
 constexpr int kCertificateExpired = 45;
 constexpr int kUnknownAuthority = 48;
 constexpr int kNoAlert = 0;

@@ -1,6 +1,6 @@
-// The faults of a network: what each is, what ends the requests that meet it, and the status that they end with; and
-// the operations that make something else of it. The statuses are those of docs/statuses.md.
-// Read next: FaultServer.h for who does the harm, FaultMatrixTest.cpp for the test.
+// Network faults: what each is, what ends the requests that meet it, the status that they end with, and the operations
+// that end differently. The statuses are those of docs/statuses.md.
+// Read next: FaultServer.h for the servers, FaultMatrixTest.cpp for the test.
 #pragma once
 
 #include "FaultServer.h"
@@ -19,18 +19,18 @@ using Milliseconds = std::chrono::milliseconds;
 
 // Time-outs of the executor.
 
-/// All three, for faults that end a request by themselves: a machine that is busy must not be taken for the reason.
+/// All three, for faults that end a request by themselves. Long, so that a busy machine does not cause a time-out.
 constexpr Milliseconds kPatientTimeout{20'000};
-/// For faults that are ended by one of them. They are far from each other, so that it shows by which.
+/// For faults that are ended by one of them. They are far apart, so that the test can see which one it was.
 constexpr Milliseconds kConnectTimeout{700};
 constexpr Milliseconds kStallTimeout{1500};
 constexpr Milliseconds kTotalTimeout{2500};
 
-/// In the short form a hundred megabytes are begun for every operation; in the long form they are read up to the cap
-/// that hosts have.
+/// The short form only begins to read a hundred megabytes for every operation; the long form reads up to the usual cap
+/// of hosts.
 std::size_t payloadCap();
 
-/// What servers are made of.
+/// What servers are built from.
 struct Ground {
     GoodService service;
     host::ScratchDirectory scratch;
@@ -39,7 +39,7 @@ struct Ground {
     host::TlsIdentity otherName{{"127.0.0.2", 3600}, scratch.file("other.pem")};
     host::TlsIdentity unknown{{}, scratch.file("unknown.pem")};
 
-    /// The certificates that the client trusts: all but the unknown one.
+    /// The certificates that the client trusts: all except the unknown one.
     std::string caFile() const
     {
         return scratch.write("ca.pem", host::readFile(scratch.file("healthy.pem")) +
@@ -48,32 +48,32 @@ struct Ground {
     }
 };
 
-/// How far an exchange gets: what operations make exceptions for.
+/// How far an exchange gets. Exceptions of operations depend on it.
 enum class Got {
     Nothing,    ///< no complete header block
     Part,       ///< a header block with 200, and not all of the body
     Drops,      ///< the same, byte by byte
     Refusal,    ///< a reply with a code that means failure
     NoContent,  ///< 204
-    Text,       ///< a body that is no JSON
-    Packed,     ///< the same, and compressed, whether or not the client has asked for that
-    Deep,       ///< a body that is JSON and nested too deeply
-    Huge,       ///< more than is kept
+    Text,       ///< a body that is not JSON
+    Packed,     ///< the same, compressed, whether or not the client accepts that
+    Deep,       ///< JSON that is nested too deeply
+    Huge,       ///< larger than the client keeps
 };
 
 /// What ends it.
 enum class End {
     AtOnce,   ///< the fault itself
-    Connect,  ///< the connect time-out, and so on
+    Connect,  ///< the connect time-out; the others likewise
     Stall,
     Total,
-    PastTotal,  ///< nothing, though the total time-out has passed
+    PastTotal,  ///< nothing, although the total time-out has passed
 };
 
 struct Span {
-    Milliseconds earliest;  ///< that a callback may come
-    Milliseconds due;       ///< when it has to come, but for what the machine takes
-    Milliseconds next;      ///< when the limit behind it would be the reason
+    Milliseconds earliest;  ///< time of the earliest callback
+    Milliseconds due;       ///< time of the callback, without what a busy machine adds
+    Milliseconds next;      ///< time at which the next limit would apply
 };
 Span spanOf(End end);
 
@@ -81,12 +81,12 @@ struct Fault {
     const char* name;
     Got got;
     End end;
-    int status;                                               ///< that callbacks get
-    std::function<FaultServerPointer(const Ground&)> server;  ///< makes one, which the ground outlives
+    int status;                                               ///< of the callbacks
+    std::function<FaultServerPointer(const Ground&)> server;  ///< makes a server; the ground must outlive it
 };
 const std::vector<Fault>& allFaults();
 
-/// An operation that ends otherwise.
+/// An operation that ends differently.
 struct Exception {
     const char* operation;
     Got got;
@@ -99,7 +99,7 @@ struct Expected {
     int status;
     End end;
 };
-/// What comes of an operation, by its name, that meets a fault.
+/// The result of an operation, by its name, that meets a fault.
 Expected expected(const Fault& fault, const std::string& operation);
 
 }  // namespace W::test

@@ -6,7 +6,7 @@
 namespace W::test {
 
 /// Body of a good reply to an operation by its key, 3 to 51; empty for the download.
-/// @throws std::runtime_error when the operation's file cannot be read
+/// @throws std::runtime_error if the operation's file cannot be read
 const std::string& goodReply(unsigned int key);
 
 }  // namespace W::test

@@ -1,4 +1,4 @@
-// What weeks of requests leave behind: memory, entries, descriptors, threads, and time per request.
+// Growth over many requests: memory, registered requests, descriptors, threads, and time per request.
 
 #include "Calls.h"
 #include "CommandedExecutor.h"
@@ -126,7 +126,7 @@ struct Growth : ::testing::Test {
     host::Configuration configuration;
 };
 
-/// Requests that a test completes itself.
+/// Requests that the test completes.
 struct GrowthOfThePlugin : Growth {
     struct InFlight {
         Counter counter;
@@ -214,7 +214,7 @@ TEST_F(GrowthOfThePlugin, AMillionRequestsLeaveNothing)
             complete(*flight);
         flight.emplace();
         issue(*flight, vorel::kFirstKey + static_cast<unsigned int>(number % vorel::kOperationCount));
-        // A failed getAuthSeedkey() or getLocalTime() changes nothing, a good one everything.
+        // Successful replies to getAuthSeedkey() and getLocalTime() replace the session and the time.
         if (number % 1000 == 0)
             openSession(object);
         if (number == all / 10)
@@ -285,7 +285,7 @@ TEST_F(GrowthOfThePlugin, ARequestAfterAMillionCostsTheSame)
     }
 }
 
-/// Reads no bodies, and keeps nothing.
+/// Reads no bodies and keeps no requests.
 void answerHeads(host::RawServer::Connection& connection)
 {
     for (;;) {
@@ -294,7 +294,7 @@ void answerHeads(host::RawServer::Connection& connection)
     }
 }
 
-/// Counts what comes back.
+/// Counts outstanding callbacks.
 struct Tally {
     std::mutex lock;
     std::condition_variable changed;
@@ -311,7 +311,7 @@ TEST_F(Growth, OfTheRealExecutorStops)
     constexpr std::size_t kInFlight = 32;
     std::vector<unsigned int> keys;
     for (const vorel::Operation& operation : vorel::kOperations) {
-        // But those whose replies change what the others need.
+        // Except those whose replies change the session or the time.
         if (operation.verb == vorel::Verb::Get && operation.session == vorel::Session::Needed)
             keys.push_back(operation.key);
     }
@@ -350,8 +350,7 @@ TEST_F(Growth, OfTheRealExecutorStops)
         }
         const double grown = static_cast<double>(residentBytes()) - static_cast<double>(memory);
         figure("requests through the real executor", static_cast<double>(all));
-        // Connections come and go: both ends of one are in this process, and the server's thread for it. A leak would
-        // be one for each of the thousands of requests.
+        // Connections come and go; a leak would grow with the number of requests.
         EXPECT_LE(descriptorsOfProcess(), descriptors + 2 * kInFlight);
         EXPECT_LE(threadsOfProcess(), threads + kInFlight);
         if (kMeasures) {

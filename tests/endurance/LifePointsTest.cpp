@@ -1,7 +1,7 @@
 // Cancelling and destroying at every point of a request's life. A point is an allocation, a release or the taking of a
-// lock by the thread in which the request is built or delivered. There another thread cancels the request or destroys
-// the object: while the first one stands still, until that is done or has to wait for it, and once more beside it. No
-// time-out decides anything.
+// lock by the thread in which the request is built or delivered. At that point another thread cancels the request or
+// destroys the object: once while the first thread waits until that is done or blocked by it, and once concurrently.
+// No result depends on a time-out.
 
 #include "Allocations.h"
 #include "Calls.h"
@@ -26,10 +26,10 @@ extern "C" {
 W::WPlugin* createPlugin();
 void destroyPlugin(W::WPlugin* plugin);
 
-// A cancelled download has the file system flushed, which is not what is to be seen here.
+// The plug-in calls sync() after a cancelled download. It is slow and not tested here.
 void sync() noexcept {}
 
-// The linker puts the second in the place of the first.
+// The linker replaces pthread_mutex_lock() by the second.
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);  // NOLINT(bugprone-reserved-identifier)
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex);  // NOLINT(bugprone-reserved-identifier)
 }
@@ -37,13 +37,13 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex);  // NOLINT(bugprone-reser
 namespace W::test {
 namespace {
 
-/// Whether a thread goes on while the other one acts.
+/// Whether a thread continues while the other one acts.
 enum class Beside {
     No,
     Yes
 };
 
-/// Counts the points of a thread's life, and at one of them lets another thread act.
+/// Counts the points that a thread passes and lets another thread act at one of them.
 class Points final : public AllocationWatch {
 public:
     /// @param at  number of the point at which `act` runs; 0 for none
@@ -64,7 +64,7 @@ public:
             interrupt();
     }
 
-    /// The other thread has to wait for this one.
+    /// Lets the interrupted thread continue, because this thread has to wait for it.
     void letGo() { m_bGoOn = true; }
     void join()
     {
@@ -73,8 +73,8 @@ public:
     }
     long seen() const { return m_iSeen; }
 
-    static thread_local Points* ofThread;      ///< where the thread's points are counted
-    static thread_local Points* interrupting;  ///< whom this thread keeps waiting
+    static thread_local Points* ofThread;      ///< counts this thread's points
+    static thread_local Points* interrupting;  ///< the thread that waits for this one
 
 private:
     void interrupt()
@@ -100,7 +100,7 @@ private:
 thread_local Points* Points::ofThread = nullptr;
 thread_local Points* Points::interrupting = nullptr;
 
-/// Has a thread's points counted.
+/// Counts a thread's points as long as the object lives.
 class Counted {
 public:
     explicit Counted(Points& points) : m_watched(points) { Points::ofThread = &points; }
@@ -130,7 +130,7 @@ struct LifePoints : ::testing::TestWithParam<vorel::Operation> {
     }
     ~LifePoints() override { host::installConfigManager(nullptr); }
 
-    /// One life, acted upon at a point. @return how many points it had
+    /// One life with an action at a point. @return the number of points
     long live(Action action, long at, Beside beside)
     {
         auto* object = static_cast<WVorelOAI*>(createPlugin());
@@ -156,7 +156,7 @@ struct LifePoints : ::testing::TestWithParam<vorel::Operation> {
                 gone = true;
                 return;
             }
-            // The first reference of an object is 1, also before its caller has been told.
+            // The first reference of an object is 1, even before the operation has returned it.
             const int answer = object->cancel(object->getContentProvider(), 1);
             EXPECT_TRUE(answer == status::kCancelled || answer == status::kNotFound ||
                         answer == status::kNotCancellable)
@@ -170,7 +170,7 @@ struct LifePoints : ::testing::TestWithParam<vorel::Operation> {
 
         int returned = 0;
         const auto issue = [&] { returned = callOf(row.key).call(*object, counter); };
-        // An object is not destroyed while one of its operations is under way.
+        // A host must not destroy an object while one of its operations runs.
         if (action == Action::Cancel) {
             const Counted counted(points);
             issue();
@@ -207,12 +207,12 @@ struct LifePoints : ::testing::TestWithParam<vorel::Operation> {
 
     void walk(Action action, const char* name)
     {
-        live(action, 0, Beside::No);  // fills what is kept from one life to the next
+        live(action, 0, Beside::No);  // fills caches
         const long all = live(action, 0, Beside::No);
         EXPECT_GT(all, 10);
-        // In the short form, one in so many.
+        // The short form skips points.
         const long step = shortOrLong(1 + all / 12, 1L);
-        // A short life is walked more than once: beside each other, the threads meet differently each time.
+        // Short lives are repeated: concurrent threads meet differently each time.
         for (long made = 0; made < shortOrLong(12L, 100L);) {
             for (const Beside beside : {Beside::No, Beside::Yes}) {
                 for (long at = 1 + static_cast<long>(random.below(static_cast<std::size_t>(step))); at <= all;
@@ -277,7 +277,7 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex)
         return __real_pthread_mutex_lock(mutex);
     if (pthread_mutex_trylock(mutex) == 0)
         return 0;
-    // The thread that waits for this one may hold it.
+    // The thread that waits for this one may hold the mutex.
     Points::interrupting->letGo();
     return __real_pthread_mutex_lock(mutex);
 }

@@ -1,4 +1,4 @@
-// What the library costs a process that only has it loaded.
+// The memory that the library costs a process that has only loaded it.
 
 #include "Configuration.h"
 #include "CurlExecutor.h"
@@ -21,7 +21,7 @@ struct Resident {
     long own = 0;  ///< KiB that no other process has
 };
 
-/// What the process has in memory of a file that it has mapped. The listing is described in proc(5).
+/// Resident memory of a mapped file, from /proc/self/smaps; see proc(5).
 Resident residentOf(const std::string& file)
 {
     Resident sum;

@@ -17,8 +17,7 @@ namespace W::test {
 
 namespace {
 
-/// Seconds. A test of the suite takes a few on a quiet machine, in an emulator a minute or two; a long form takes what
-/// it takes.
+/// Seconds. The short form takes a few on a quiet machine and a minute or two in an emulator.
 constexpr unsigned kLongestShortForm = 900;
 constexpr unsigned kLongestLongForm = 4 * 3600;
 
@@ -104,7 +103,7 @@ int main(int argc, char** argv)
     alarm(W::test::isLong() ? W::test::kLongestLongForm : W::test::kLongestShortForm);
     std::printf("CORVANE_SEED=%llu replays this run\n", static_cast<unsigned long long>(W::test::seed()));
     std::fflush(stdout);
-    // Programs that run at the same time must not meet in one directory.
+    // Programs that run at the same time must not share a directory.
     std::string directory = (std::filesystem::temp_directory_path() / "corvane-endurance-XXXXXX").string();
     if (::mkdtemp(directory.data()) == nullptr || ::setenv("TEST_TMPDIR", directory.c_str(), 1) != 0)
         return 1;

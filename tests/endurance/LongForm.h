@@ -1,7 +1,7 @@
-// Short and long forms of a proof, seeds that can be replayed, and the figures that a proof prints. The environment:
+// Short and long forms of a test, seeds that can be replayed, and the figures that tests print. Environment variables:
 //   CORVANE_LONG=1    the long form
-//   CORVANE_SEED=N    the random choices of an earlier run, which printed that number
-// The library brings main(): a program that hangs ends itself with a message.
+//   CORVANE_SEED=N    the random choices of the run that printed this number
+// The library contains main(), which ends a program that hangs with a message.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@ namespace W::test {
 
 bool isLong();
 
-/// The number for the form that runs.
+/// Chooses the number for the form that runs.
 template <class Number>
 Number shortOrLong(Number shortForm, Number longForm)
 {
@@ -22,7 +22,7 @@ Number shortOrLong(Number shortForm, Number longForm)
 /// The program's seed: CORVANE_SEED, or a new one. Printed when the program starts.
 std::uint64_t seed();
 
-/// Prints a figure of a proof, on a line of its own: "figure: WHAT: VALUE".
+/// Prints a measured figure on a separate line: "figure: WHAT: VALUE".
 void figure(const std::string& what, const std::string& value);
 void figure(const std::string& what, double value);
 
@@ -40,7 +40,7 @@ private:
 /// Prints the 50th and the 95th percentile as two figures.
 void figure(const std::string& what, const Distribution& distribution);
 
-/// A small generator of numbers, the same everywhere: which thread asks for what has to be repeatable.
+/// A small random number generator that gives the same numbers on every platform, so that a run can be replayed.
 class Random {
 public:
     explicit Random(std::uint64_t start) : m_uState(start * 0x9E3779B97F4A7C15u + 1) {}
@@ -48,7 +48,7 @@ public:
     std::uint64_t next();
     /// 0 to `limit` - 1.
     std::size_t below(std::size_t limit) { return static_cast<std::size_t>(next() % limit); }
-    /// True in so many of a thousand cases.
+    /// True in `share` of a thousand cases.
     bool perMille(unsigned share) { return next() % 1000 < share; }
 
 private:

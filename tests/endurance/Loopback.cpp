@@ -1,4 +1,4 @@
-// What stands in for the C library, at the end; before it, what it knows and counts.
+// The replacements of the C library's functions are at the end; their state and counters come first.
 #include "Loopback.h"
 
 #include <arpa/inet.h>
@@ -69,7 +69,7 @@ bool isLoopback(const sockaddr* address)
     return ntohl(inet.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
 }
 
-/// @return false when it would leave the machine
+/// @return false if the connection would leave the machine
 bool countAttempt(const sockaddr* address)
 {
     State& all = state();
@@ -83,7 +83,7 @@ bool countAttempt(const sockaddr* address)
     return true;
 }
 
-/// The C library's own, or the sanitizer's.
+/// The function of the C library or of the sanitizer.
 template <class Function>
 Function* next(const char* name)
 {

@@ -1,6 +1,6 @@
-// Between a test program and the C library: names are looked up as the test says, attempts to connect are counted, and
-// nothing goes beyond the loopback address. It works by defining getaddrinfo() and connect() in the program, which has
-// to export its symbols: then libcurl calls these.
+// Replaces getaddrinfo() and connect() in a test program: the test decides how names are looked up, attempts to connect
+// are counted, and nothing leaves the loopback address. The program must export its symbols, so that libcurl calls
+// these functions.
 #pragma once
 
 #include <cstddef>
@@ -10,24 +10,24 @@ namespace W::test {
 
 enum class LookUp {
     NotFound,  ///< there is no such name
-    Hangs,     ///< no answer, until there is another one
+    Hangs,     ///< no answer until setLookUp() is called again
     Loopback,  ///< 127.0.0.1
 };
 
-/// Says what becomes of look-ups of a name from now on. One that hangs gets the new answer.  [any thread]
+/// Sets the answer to look-ups of a name. Look-ups that hang get the new answer.  [any thread]
 void setLookUp(const std::string& name, LookUp answer);
 
-/// How many look-ups of a name were not found, or hang or have hung.  [any thread]
+/// Number of look-ups of a name that failed, hang or have hung.  [any thread]
 std::size_t failedLookUps(const std::string& name);
 
-/// How often the process has tried to connect to a port of the loopback address.  [any thread]
+/// Number of attempts of the process to connect to a port of the loopback address.  [any thread]
 std::size_t attemptsToConnect(int port);
 
-/// How many connections to a port of the loopback address wait at this moment for the first answer of the other side,
-/// by what the system says.  [any thread]
+/// Number of connections to a port of the loopback address that wait for the first answer of the other side, according
+/// to the system.  [any thread]
 std::size_t unansweredAttempts(int port);
 
-/// Look-ups of names that nobody has set, and attempts to connect to other machines: both fail.  [any thread]
+/// Number of look-ups of names without an answer and of attempts to connect to other machines. Both fail.  [any thread]
 std::size_t attemptsToLeave();
 
 }  // namespace W::test

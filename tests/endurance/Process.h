@@ -1,4 +1,4 @@
-// What the system says of this process.
+// Memory, descriptors and threads of this process.
 #pragma once
 
 #include <unistd.h>
@@ -10,14 +10,14 @@
 
 namespace W::test {
 
-/// A sanitizer keeps memory that is given back for a while, and time is its own: what is counted holds all the same.
+/// Sanitizers delay the release of memory and change timing, so these are not judged; counts are.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool kIsSanitized = true;
 #else
 inline constexpr bool kIsSanitized = false;
 #endif
 
-/// Memory that the process has in use, in bytes.
+/// Resident memory in bytes.
 inline std::size_t residentBytes()
 {
     std::size_t pages = 0;
@@ -32,7 +32,7 @@ inline std::size_t entriesOf(const char* directory)
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-/// Open descriptors, the one that looks included.
+/// Number of open descriptors, including the one that lists them.
 inline std::size_t descriptorsOfProcess()
 {
     return entriesOf("/proc/self/fd");

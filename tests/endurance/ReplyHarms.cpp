@@ -1,4 +1,4 @@
-// Bytes that are no good reply, or stop being one.
+// Damaged replies.
 #include "ReplyHarms.h"
 
 #include <poll.h>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 
-/// A good reply up to so many bytes before its end.
+/// A good reply without its last bytes.
 std::string withoutEnd(const std::string& good, std::size_t missing)
 {
     const std::string reply = host::okReply(good);

@@ -1,5 +1,5 @@
 // What a server can do wrong with a reply, one function each.
-// Read next: FaultServer.h for the server that does it, Faults.cpp for what comes of it.
+// Read next: FaultServer.h for the server that does it, Faults.cpp for the results.
 #pragma once
 
 #include "FaultServer.h"
@@ -8,7 +8,7 @@
 
 namespace W::test {
 
-/// Sends bytes. @return whether all went
+/// Sends bytes. @return whether all were sent
 bool send(const Meeting& meeting, const std::string& bytes);
 
 bool resetBeforeHeaders(const Meeting& meeting);
@@ -23,26 +23,26 @@ bool lengthTooBig(const Meeting& meeting);
 bool lengthTooSmall(const Meeting& meeting);
 bool badChunks(const Meeting& meeting);
 
-/// Half of the body and then nothing, until the client has gone.
+/// Sends half of the body and then nothing until the client closes.
 bool stall(const Meeting& meeting);
-/// Until all is sent or the client has gone. Done when it was three bytes at least; the first comes with the headers.
+/// Sends until the client closes. Succeeds after at least three bytes; the first one comes with the headers.
 bool oneByteASecond(const Meeting& meeting);
 
 bool redirectToItself(const Meeting& meeting);
 bool noContent(const Meeting& meeting);
 bool htmlPage(const Meeting& meeting);
-/// Whole by its length, but for the last byte.
+/// Compressed data without its last byte; Content-Length matches.
 bool truncatedJson(const Meeting& meeting);
-/// One more level than the JSON library takes.
+/// One more level than the JSON library accepts.
 bool deepJson(const Meeting& meeting);
 
-/// What is huge: a hundred megabytes.
+/// A hundred megabytes.
 inline constexpr std::size_t kHuge = std::size_t{100} << 20;
 
-/// So many bytes. Done when more went out than the client keeps.
+/// Sends that many bytes. Succeeds if more were sent than the client keeps.
 /// @param kept  bytes that the client keeps
 ReplyHarm hugeBody(std::size_t kept);
-/// So many zeros, compressed. Done when what went out unpacks to more than the client keeps.
+/// Sends that many zeros, compressed. Succeeds if they unpack to more than the client keeps.
 ReplyHarm packedZeros(std::size_t kept);
 
 }  // namespace W::test

@@ -1,6 +1,6 @@
-// What must not be told: no log at its default level holds a token, a seed key, or a user's or session's identifier, of
-// the plug-in, the host or the service. And what must not be done: what a service sends makes the plug-in inject no
-// header, follow no redirect, read no file and write none elsewhere.
+// Secrets and hostile services. No log of the plug-in, the host or the service contains a token, a seed key or an
+// identifier of a user or session at its default level. No reply of a service makes the plug-in inject a header, follow
+// a redirect, read a file or write one elsewhere.
 
 #include "CommandRun.h"
 #include "LongForm.h"
@@ -58,12 +58,12 @@ std::string token(const std::string& session, const std::string& user, const std
     return session + "+" + user + "+" + hex;
 }
 
-/// Tells of every secret that a log holds.
+/// Fails the test for every secret in a log.
 void expectNone(const Secrets& secrets, const std::string& log, const char* whose)
 {
     for (const auto& [name, text] : secrets) {
         ASSERT_GE(text.size(), 6u) << name;
-        EXPECT_EQ(log.find(text), std::string::npos) << "the " << name << " stands in the log of the " << whose << ":\n"
+        EXPECT_EQ(log.find(text), std::string::npos) << "the " << name << " is in the log of the " << whose << ":\n"
                                                      << log.substr(0, 2000);
     }
 }
@@ -79,7 +79,7 @@ std::string sessionReply(const std::string& session, const std::string& user, co
         .dump();
 }
 
-/// The example call of every operation, as the page of operations shows it.
+/// The example call of every operation in docs/operations.md.
 std::vector<std::string> exampleCalls()
 {
     std::ifstream in(std::string(CORVANE_DOCS) + "/operations.md");
@@ -107,13 +107,13 @@ std::string settings(const std::string& url, const std::string& directory)
 constexpr char kWait[] = "{\"jsonrpc\":\"2.0\",\"id\":900,\"method\":\"wait\",\"params\":[]}\n";
 constexpr char kOpenSession[] = "{\"jsonrpc\":\"2.0\",\"id\":901,\"method\":\"getAuthSeedkey\",\"params\":[]}\n";
 
-TEST(Secrets, StandInNoLogOfPluginAndHost)
+TEST(Secrets, AreInNoLogOfPluginAndHost)
 {
     const std::string session = kSecrets.at("session identifier");
     const std::string user = kSecrets.at("user identifier");
     const std::string seedKey = kSecrets.at("seed key");
     const std::string good = sessionReply(session, user, seedKey);
-    // Behind the first two, which open the session, replies of all kinds, and all of them repeat the secrets.
+    // The first two replies open the session; all kinds of replies follow, and each repeats the secrets.
     const RawServer server([&](RawServer::Connection& connection) {
         while (const auto request = connection.readRequest()) {
             static std::atomic<unsigned> s_number{0};
@@ -145,7 +145,7 @@ TEST(Secrets, StandInNoLogOfPluginAndHost)
     }
     ASSERT_GT(host::lineCount(calls), 45);
     input = std::string(kOpenSession) + kWait + calls + kWait + calls + kWait;
-    // A session of the host's own, and a cancel.
+    // A session that the host sets, and a cancel.
     input += json{{"jsonrpc", "2.0"},
                   {"id", 902},
                   {"method", "setAuthSeedkey"},
@@ -165,13 +165,13 @@ TEST(Secrets, StandInNoLogOfPluginAndHost)
     const Outcome toErrors = corvane(arguments + " rpc", input);
     EXPECT_THAT(toErrors.errors, HasSubstr("#ERROR WSTATUS:"));
     expectNone(secrets, toErrors.errors, "host");
-    // People are shown a service's own words when it refuses, so this one does not.
+    // These commands show the error message of a service that refuses, so this service does not refuse.
     const RawServer kind(host::answering(good));
     for (const char* forPeople : {" doctor", " guide"})
         expectNone(secrets, corvane(settings(kind.url(""), scratch.file(".")) + forPeople).errors, "host");
     figure("bytes of the plug-in's log at its default level, without a secret", static_cast<double>(log.size()));
 
-    // What is looked for would be found: at the level of traces it is there.
+    // The search works: at the level of traces the secrets are in the log.
     corvane(arguments + " --log " + scratch.file("traces") + " --log-level 8 rpc", input);
     const std::string traces = readFile(scratch.file("traces"));
     for (const char* name : {"session identifier", "user identifier", "seed key"})
@@ -180,7 +180,7 @@ TEST(Secrets, StandInNoLogOfPluginAndHost)
     EXPECT_THAT(server.requests().back(), Not(HasSubstr("seedkey")));
 }
 
-TEST(Secrets, StandInNoLogOfTheService)
+TEST(Secrets, AreInNoLogOfTheService)
 {
     const ScratchDirectory scratch;
     support::ChildProcess service(
@@ -210,7 +210,7 @@ TEST(Secrets, StandInNoLogOfTheService)
     ASSERT_NE(secrets["seed key"], kSecrets.at("seed key")) << right.output.substr(0, 400);
     secrets["token"] = token(secrets["session identifier"], secrets["user identifier"], secrets["seed key"],
                              kSecrets.at("secret key"));
-    // Tokens that are wrong: of another secret, of nobody.
+    // A token made from another seed key.
     const std::string wrong = json{{"jsonrpc", "2.0"},
                                    {"id", 1},
                                    {"method", "setAuthSeedkey"},
@@ -241,7 +241,7 @@ json callsResult(const Outcome& outcome, int id)
     return nullptr;
 }
 
-TEST(HostileService, ASessionWithLineEndsInjectsNoHeader)
+TEST(HostileService, SessionWithLineEndsInjectsNoHeader)
 {
     const std::string evil = sessionReply("S\r\nInjected: 1", "U\nInjected: 2", "K");
     const RawServer server(host::answering(evil));
@@ -255,9 +255,9 @@ TEST(HostileService, ASessionWithLineEndsInjectsNoHeader)
     EXPECT_THAT(server.requests()[0], Not(HasSubstr("Injected")));
 }
 
-TEST(HostileService, ARedirectIsNotFollowed)
+TEST(HostileService, RedirectIsNotFollowed)
 {
-    const RawServer other(host::answering("what nobody may fetch"));
+    const RawServer other(host::answering("must not be fetched"));
     const RawServer server([&](RawServer::Connection& connection) {
         while (connection.readRequest())
             connection.send("HTTP/1.1 302 Found\r\nLocation: " + other.url("/x") + "\r\nContent-Length: 0\r\n\r\n");
@@ -278,10 +278,10 @@ TEST(HostileService, ARedirectIsNotFollowed)
     EXPECT_FALSE(std::filesystem::exists(scratch.file("f")));
 }
 
-TEST(HostileService, AFileUrlIsNotRead)
+TEST(HostileService, FileUrlIsNotRead)
 {
     const ScratchDirectory scratch;
-    const std::string secret = scratch.write("secret", "what nobody may read");
+    const std::string secret = scratch.write("secret", "must not be read");
     const std::string download = json{{"jsonrpc", "2.0"},
                                       {"id", 7},
                                       {"method", "download"},
@@ -293,10 +293,10 @@ TEST(HostileService, AFileUrlIsNotRead)
     EXPECT_EQ(callsResult(outcome, 901).value("status", 0), -1) << outcome.output;
     EXPECT_LT(callsResult(outcome, 7).value("status", 0), 0) << outcome.output;
     EXPECT_FALSE(std::filesystem::exists(scratch.file("copy")));
-    EXPECT_THAT(outcome.output + outcome.errors, Not(HasSubstr("nobody may read")));
+    EXPECT_THAT(outcome.output + outcome.errors, Not(HasSubstr("must not be read")));
 }
 
-TEST(HostileService, ANameInAUrlStaysInItsDirectory)
+TEST(HostileService, FileNameInUrlStaysInItsDirectory)
 {
     const RawServer server(host::answering("content"));
     const ScratchDirectory scratch;

@@ -1,5 +1,5 @@
-// The service where its clock or its calendar turns: local time across both changes of summer time, the days that they
-// lengthen and shorten, leap days, 2038, and jumps while a viewer holds a session.
+// The service at boundaries of clock and calendar: local time at both changes of summer time, days of 23 and 25 hours,
+// leap days, 2038, and jumps of the clock during a session.
 
 #include "Clock.h"
 #include "Viewers.h"
@@ -50,7 +50,7 @@ TEST_F(NamedZone, LocalTimeFollowsBothChanges)
     }
 }
 
-/// A day begins at its own midnight, also when the clock has been changed since.
+/// A day begins at its midnight, even if summer time has changed since.
 TEST_F(NamedZone, ADayBeginsAtItsMidnight)
 {
     const struct {
@@ -89,13 +89,13 @@ TEST(JumpingServiceClock, SessionsLastByTheClockAndResultsStayRight)
     importText(under.store(), kListing);
     Viewer viewer(under, "tv-1");
     const Json before = viewer.get("channel/schedule?sourceid=1&interval=1");
-    // An hour back and forth ends no session, and changes nothing of what is on.
+    // An hour back and forth neither ends a session nor changes what is on air.
     for (const char* now : {"2028-12-31T22:45:00Z", "2028-12-31T23:45:00Z"}) {
         under.setNow(now);
         viewer.get("conf/localtime");
     }
     EXPECT_EQ(viewer.get("channel/schedule?sourceid=1&interval=1"), before);
-    // Ten years ahead it is over, and that is said; the next one works.
+    // Ten years ahead the session has expired, and the reply says so; the next session works.
     under.setNow("2038-12-31T23:45:00Z");
     EXPECT_EQ(viewer.refusal("GET", "channel/schedule?sourceid=1&interval=1").substr(0, 3), "206");
     under.setNow("2038-01-19T03:14:08Z");

@@ -1,4 +1,4 @@
-// The library as a host loads it, going away: promptly, with hundreds of requests in flight, again and again.
+// Destroying the object and unloading the library: promptly, with hundreds of requests in flight, and repeatedly.
 
 #include "Calls.h"
 #include "Capture.h"
@@ -47,7 +47,7 @@ bool isLoaded()
     return handle != nullptr;
 }
 
-/// Passes everything on, and can tell when a flush has begun, which is how the plug-in begins to destroy an object.
+/// Passes everything on and knows when a flush runs, which is how the plug-in begins to destroy an object.
 class FlushWatch final : public HttpDelegator {
 public:
     explicit FlushWatch(HttpDelegator& executor) : m_executor(executor) {}
@@ -86,7 +86,7 @@ struct Shutdown : ::testing::Test {
     FlushWatch watch{*executor};
 };
 
-/// A request that is answered, while all others wait for ever.
+/// Answers getLocalTime() and leaves all other requests without a reply.
 void answerLocalTimeOnly(host::RawServer::Connection& connection)
 {
     while (const auto request = connection.readRequest()) {
@@ -112,11 +112,11 @@ struct ShutdownInFlight : Shutdown {
         configuration.set("vorel_headend", "H", "test");
     }
 
-    /// Destroys an object with requests in flight, and unloads its library at once.
-    /// @return how long destroying took, beyond the callback that ran
+    /// Destroys an object with requests in flight and unloads its library at once.
+    /// @return the time of the destruction, after the callback that ran
     Milliseconds destroy(bool withCallback)
     {
-        // One for each time: it keeps a thread for every connection that it has had.
+        // A new one each time, because it keeps a thread for every connection that it has had.
         const host::RawServer server(answerLocalTimeOnly);
         configuration.set("vorel_base_url", server.url(""), "test");
         std::deque<Counter> dropped(kInFlight);
@@ -139,7 +139,7 @@ struct ShutdownInFlight : Shutdown {
         return end - (withCallback ? slow.end : begin);
     }
 
-    /// Has one request answered. It stands in line behind the others, so that half of them are cancelled.
+    /// Lets one request be answered. It waits in the queue after the others, so half of them are cancelled.
     static void runCallback(WCorvaneOAI& object, std::deque<Counter>& dropped, Counter& running, SlowCallback& slow)
     {
         for (std::size_t index = 0; index < dropped.size(); index += 2)

@@ -91,7 +91,7 @@ void Storm::run()
 
 bool Storm::destroyWhenIdle()
 {
-    // A callback may still destroy the object, and make another.
+    // A callback may still destroy the object and create another.
     const std::unique_lock alone(m_use);
     WVorelOAI& object = *m_pCurrent->object;
     if (object.service()->requestCount() > 0 || object.service()->argsCount() > 0 || object.commandCount() > 0)
@@ -122,7 +122,7 @@ void Storm::step(Random& random, std::deque<Ticket>& own)
         begin();
         return;
     }
-    // Whoever wants the object alone goes first.
+    // Threads that want to destroy the object go first.
     while (m_iDestroyers > 0)
         std::this_thread::yield();
     const std::shared_lock with(m_use);
@@ -160,7 +160,7 @@ void Storm::cancelOne(Random& random, Life& life, std::deque<Ticket>& own)
     if (own.empty())
         return;
     Ticket& ticket = own[own.size() - 1 - random.below(std::min<std::size_t>(own.size(), 40))];
-    // Of an earlier object's requests only the number is left, and it may be another request's.
+    // The reference may be of an earlier object and equal that of another request now.
     const unsigned long long reference = ticket.out.getReqRefernce();
     const int answer = life.object->cancel(life.object->getContentProvider(), reference);
     if (answer == status::kCancelled && ticket.life == &life && !ticket.responded)
@@ -173,7 +173,7 @@ void Storm::cancelOne(Random& random, Life& life, std::deque<Ticket>& own)
 void Storm::replaceSession(WVorelOAI& object, Random& random) const
 {
     WVLSession session;
-    // One in four is no session.
+    // One in four is not a session.
     if (!random.perMille(250)) {
         session.setSessionID("session-" + std::to_string(random.next()));
         session.setUserID("user");
@@ -192,7 +192,8 @@ void Storm::inCallback(Ticket& ticket)
     if (random.perMille(m_settings.callbackDestroysPerMille)) {
         const std::unique_lock alone(m_use, std::try_to_lock);
         if (alone) {
-            // Nobody else destroys it now; this callback's own object it still is, since callbacks are waited for.
+            // No other thread destroys it now, and it is still this callback's object, because destruction waits for
+            // callbacks.
             EXPECT_EQ(&life, m_pCurrent);
             destroyCurrent();
             begin();
@@ -233,7 +234,7 @@ Storm::Book Storm::settle()
             ++m_book.cancelledFirst;
             EXPECT_EQ(ticket.status, status::kCancelled) << "kind " << ticket.key;
         }
-        ticket.expectedCalls = calls;  // for the ticket's own test
+        ticket.expectedCalls = calls;  // for the check in its destructor
     };
     for (std::deque<Ticket>& own : m_tickets) {
         for (Ticket& ticket : own)

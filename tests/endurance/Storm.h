@@ -1,8 +1,8 @@
-// Host threads that issue, cancel, replace the session and destroy at random, and the book of what became of every
-// request. Which thread does what follows from the seed; how the threads meet does not.
+// Host threads that issue requests, cancel, replace the session and destroy objects at random, with an account of every
+// request. The seed determines what each thread does, but not how the threads interleave.
 //
-// The rules that a host keeps (docs/contract.md) are kept here, too: no operation of an object is under way on another
-// thread when it is destroyed, callbacks excepted.
+// The threads keep the rules for hosts (docs/contract.md): an object is not destroyed while one of its operations runs
+// on another thread, except from callbacks.
 #pragma once
 
 #include "Calls.h"
@@ -26,11 +26,11 @@ public:
         std::uint64_t seed = 0;
         unsigned threads = 8;
         std::size_t requests = 1000;    ///< calls of operations by the threads; callbacks add some
-        unsigned destroysPerMille = 1;  ///< of a thread's steps
+        unsigned destroysPerMille = 1;  ///< in a thousand steps of a thread
         unsigned callbackDestroysPerMille = 0;
         std::size_t longestPause = 0;         ///< microseconds between two steps of a thread, at most
         bool tellsResponses = false;          ///< the executor sets Ticket::responded
-        std::string baseUrl = "http://base";  ///< of everything that is sent
+        std::string baseUrl = "http://base";  ///< of every request
     };
 
     /// One call of an operation and its callback.
@@ -39,12 +39,12 @@ public:
         Life* life = nullptr;
         unsigned int key = 0;
         std::uint64_t choice = 0;            ///< what its callback does
-        std::atomic<bool> responded{false};  ///< its completion has begun, or may have
+        std::atomic<bool> responded{false};  ///< its completion may have begun
         std::atomic<bool> mustBe600{false};  ///< it was cancelled before
         bool accepted = false;
     };
 
-    /// What became of all requests.
+    /// What happened to all requests.
     struct Book {
         std::size_t accepted = 0;
         std::size_t refused = 0;
@@ -52,7 +52,7 @@ public:
         std::size_t cancelledFirst = 0;
         std::size_t dropped = 0;            ///< with their object
         std::size_t destroyed = 0;          ///< objects
-        std::size_t destroyedInFlight = 0;  ///< of which with requests outstanding
+        std::size_t destroyedInFlight = 0;  ///< of these, objects with requests outstanding
     };
 
     explicit Storm(const Settings& settings);
@@ -60,7 +60,7 @@ public:
     Storm(const Storm&) = delete;
     Storm& operator=(const Storm&) = delete;
 
-    /// Runs all threads to their end, waits until the last object has nothing outstanding, and destroys it.
+    /// Runs all threads to their end, waits until the last object has no request outstanding, and destroys it.
     void run();
 
     /// Fails the test for every request that was not accounted for exactly once.
@@ -85,9 +85,9 @@ private:
 
     const Settings m_settings;
     host::Configuration m_configuration;
-    std::shared_mutex m_use;  ///< shared by whoever uses the object, alone for who destroys it
+    std::shared_mutex m_use;  ///< shared for using the object, exclusive for destroying it
     std::atomic<int> m_iDestroyers{0};
-    std::deque<Life> m_lives;  ///< under m_use, alone
+    std::deque<Life> m_lives;  ///< REQUIRES: m_use held exclusively
     Life* m_pCurrent = nullptr;
     std::deque<std::deque<Ticket>> m_tickets;  ///< by thread
     std::mutex m_innerLock;
@@ -99,7 +99,7 @@ private:
 struct Life {
     WVorelOAI* object = nullptr;
     std::atomic<bool> gone{false};
-    bool drained = false;  ///< had nothing outstanding when it went
+    bool drained = false;  ///< had no request outstanding when it was destroyed
 };
 
 }  // namespace W::test

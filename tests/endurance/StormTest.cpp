@@ -1,5 +1,5 @@
-// Storms on an executor that answers early, late, from several threads and with every status, and on the real one
-// against a server that does the same with connections. Every request is accounted for.
+// Random load on an executor that answers early, late, from several threads and with every status, and on the real
+// executor with a server that does the same. Every request is accounted for.
 
 #include "CommandedExecutor.h"
 #include "CurlExecutor.h"
@@ -40,7 +40,7 @@ const char* const kBadBodies[] = {
     R"([1,2])",
 };
 
-/// A body for a request of a kind: mostly a good one.
+/// A reply body for a kind of request: mostly a good one.
 std::string bodyFor(Random& random, unsigned int key)
 {
     const std::size_t what = random.below(10);
@@ -85,7 +85,7 @@ void add(Storm::Book& sum, const Storm::Book& book)
     sum.destroyedInFlight += book.destroyedInFlight;
 }
 
-/// What a storm has to contain to be one.
+/// Everything that has to happen in a storm.
 void expectEverythingHappened(const Storm::Book& book)
 {
     EXPECT_GT(book.refused, 0u);
@@ -106,7 +106,7 @@ void print(const std::string& what, const Storm::Book& book)
     figure(what + ", of these with requests outstanding", static_cast<double>(book.destroyedInFlight));
 }
 
-/// Storms of a size until so many requests were accepted and so many objects destroyed in flight.
+/// Repeats storms until enough requests were accepted and enough objects destroyed in flight.
 template <class Run>
 Storm::Book repeat(std::size_t requests, std::size_t destroyedInFlight, Run run)
 {
@@ -153,7 +153,7 @@ TEST(Storm, ObjectsComeAndGoWithRequestsOutstanding)
     print("coming and going", book);
 }
 
-/// Answers what the path asks for, and in some cases badly: reset, cut short, silent.
+/// Answers by the path, in some cases badly: reset, truncated, silent.
 void serve(host::RawServer::Connection& connection, std::uint64_t start)
 {
     Random random(start);
@@ -168,7 +168,7 @@ void serve(host::RawServer::Connection& connection, std::uint64_t start)
             return;
         }
         if (what < 5)
-            continue;  // never answered: times out
+            continue;  // no reply: times out
         if (what < 10) {
             const HTTP_RESPONSE_CODE code = kCodes[random.below(std::size(kCodes))];
             const std::string length = code == 204 || code == 304 ? "" : "Content-Length: 0\r\n";
