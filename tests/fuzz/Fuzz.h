@@ -1,4 +1,5 @@
-// What the fuzz targets share. Each target is one file; CMakeLists.txt lists them, tests/fuzz/run builds and runs them.
+// Shared code of the fuzz targets. Each target is one file; CMakeLists.txt lists them, tests/fuzz/run builds and runs
+// them.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +9,7 @@
 
 namespace W::test {
 
-/// Has the fuzzer keep the input when something that must hold does not.
+/// Makes the fuzzer keep the input if a condition does not hold.
 inline void require(bool holds, const char* what)
 {
     if (holds)
@@ -22,7 +23,7 @@ inline std::string_view textOf(const std::uint8_t* data, std::size_t size)
     return {reinterpret_cast<const char*>(data), size};
 }
 
-/// Takes the first line off a text.
+/// Removes and returns the first line.
 inline std::string_view takeLine(std::string_view& text)
 {
     const std::size_t end = text.find('\n');

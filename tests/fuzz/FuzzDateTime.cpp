@@ -1,4 +1,4 @@
-// Date-time texts: the first byte chooses the form. What is read and written again has to be read as the same.
+// Date-time strings: the first byte chooses the format. A value that is read, written and read again must be the same.
 #include "Fuzz.h"
 #include "WDateTime.h"
 

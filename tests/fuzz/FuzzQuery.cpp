@@ -31,14 +31,14 @@ void copyPages(sqlite3* from, sqlite3* to)
     sqlite3_backup_finish(copy);
 }
 
-/// The service over one day of the sample, in memory: ten days would be ten times the reply, and nothing else.
-/// Whatever a request writes is undone before the next one.
+/// The service with one day of the sample in memory: ten days would only make replies ten times as large. The writes of
+/// a request are undone before the next one.
 class SampleService {
 public:
     SampleService()
     {
         {
-            // An import takes a connection beside the store's, and so a file.
+            // An import opens a second connection, which needs a file.
             const corvaned::TemporaryDatabase file;
             corvaned::Store onDisk(file.path(), corvaned::Store::Mode::Create);
             corvaned::ImportOptions options;
@@ -74,14 +74,14 @@ private:
         m_changes = changes();
     }
 
-    // The store's one connection goes from request to request; a second one would be another database.
+    // All requests use the store's only connection; a second one would open another database.
     corvaned::Store m_store{":memory:", corvaned::Store::Mode::Create};
     corvaned::sqlite::Connection m_pristine{":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE};
     sqlite3_int64 m_changes = 0;
     std::unique_ptr<corvaned::Service> m_service;
 };
 
-/// Takes up of a reply what is asked of it, without building the rest.
+/// Reads the needed parts of a reply without building the rest.
 struct Envelope : nlohmann::json_sax<nlohmann::json> {
     bool null() override { return true; }
     bool boolean(bool /*value*/) override { return true; }

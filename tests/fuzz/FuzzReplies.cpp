@@ -1,5 +1,5 @@
-// Replies: the first byte chooses the operation, '0' for key 3 and on, the rest is the reply's body. A reply has to
-// reach its callback exactly once, whatever it holds.
+// Replies: the first byte chooses the operation, '0' for key 3 and on, the rest is the reply's body. A reply must
+// reach its callback exactly once, whatever it contains.
 #include "Fuzz.h"
 #include "ParseDeliveries.h"
 
@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static W::WVorelOAI object;
     if (size == 0)
         return 0;
-    constexpr unsigned int kReplies = 48;  // all but the download, whose body goes to the disk
+    constexpr unsigned int kReplies = 48;  // all except the download, whose body goes to the disk
     const Kind& kind = kindOf(W::vorel::kFirstKey + static_cast<std::uint8_t>(data[0] - '0') % kReplies);
     Delivered delivered;
     const auto command = kind.make(&object, &delivered);

@@ -1,5 +1,5 @@
-// Lines of `corvane rpc`, against a plug-in that answers every operation. At most three lines: otherwise the fuzzer
-// would spend its time on hundreds of empty ones.
+// Lines of `corvane rpc` with a plug-in that answers every operation. At most three lines, because the fuzzer would
+// otherwise spend its time on hundreds of empty ones.
 #include "Fuzz.h"
 #include "RpcLines.h"
 #include "WCorvaneOAI.h"

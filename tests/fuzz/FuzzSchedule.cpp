@@ -1,4 +1,4 @@
-// The local schedule file. It stays in memory: a file of its own per input would measure the disk.
+// The local schedule file, kept in memory: a new file per input would measure the disk.
 #include "FakeHost.h"
 #include "Fuzz.h"
 #include "WVorelOAI.h"

@@ -1,5 +1,5 @@
-// URLs and headers on their way to the wire: the first line is a URL, each further one a header. What passes has to be
-// a request line and header lines, and nothing else.
+// URLs and headers on their way to the wire: the first line is a URL, each further one a header. What is sent must
+// be a request line and header lines and nothing else.
 #include "Fuzz.h"
 #include "HttpWire.h"
 

@@ -1,4 +1,4 @@
-// XMLTV listings, plain and packed. What comes out has to be usable.
+// XMLTV listings, plain and compressed. What is read must be usable.
 #include "Fuzz.h"
 #include "Listing.h"
 #include "OperatorError.h"
@@ -20,7 +20,7 @@ struct Usable final : corvaned::ListingSink {
     }
     void skip(int line, const std::string& reason) override
     {
-        W::test::require(line > 0 && !reason.empty(), "what is skipped is said with its line");
+        W::test::require(line > 0 && !reason.empty(), "what is skipped is reported with its line");
     }
 };
 

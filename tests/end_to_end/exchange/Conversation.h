@@ -1,5 +1,5 @@
-// The command with the loaded library on one side, a server that answers what it is told on the other. The files in
-// exchanges/ (ExchangeTest.cpp) and the examples of docs/operations.md (DocsTest.cpp) are told through it.
+// The command with the loaded library, and a server whose replies a test sets. ExchangeTest.cpp runs the files in
+// exchanges/ with it, DocsTest.cpp the examples of docs/operations.md.
 #pragma once
 
 #include "RawServer.h"
@@ -30,18 +30,18 @@ public:
     void start(const std::vector<std::string>& options);
     /// Gives the plug-in the session S, U, K.
     void openSession();
-    /// Has the plug-in fetch the server's time. @param offset  for example "+09:00"
+    /// Lets the plug-in fetch the server's time. @param offset  for example "+09:00"
     void setClock(const std::string& offset);
 
-    /// Bytes that the server answers every request with from now on.
+    /// Sets the bytes of the reply to every request from now on.
     void setReply(const std::string& bytes);
-    /// `200 OK` with a body.
+    /// Sets the reply to `200 OK` with a body.
     void setReplyBody(const std::string& body);
 
-    /// The answer to a call, and what reached the server meanwhile.
+    /// The answer to a call and the requests that reached the server during it.
     struct Told {
         nlohmann::json answer;
-        nlohmann::json accepted;  ///< null without such a notification
+        nlohmann::json accepted;  ///< the notification "accepted"; null if there was none
         std::vector<std::string> requests;
     };
     Told call(const std::string& operation, const nlohmann::json& parameters);

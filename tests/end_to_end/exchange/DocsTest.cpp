@@ -1,4 +1,4 @@
-// docs/operations.md against the operation table, and its examples against what really goes out and what is refused.
+// Compares docs/operations.md with the operation table, and its examples with the requests and refusals of the library.
 
 #include "Conversation.h"
 #include "Operations.h"
@@ -18,7 +18,7 @@ using vorel::Operation;
 
 constexpr const char* kParts[] = {"Call", "Request", "Reply", "Statuses", "Cancel", "Example"};
 
-/// What the page says of one operation.
+/// The page's description of one operation.
 struct Description {
     std::string title;
     std::vector<std::string> parts;           ///< in their order
@@ -106,7 +106,7 @@ const char* cancelWords(const Operation& row)
     return "";
 }
 
-/// The statuses that an operation is said to return, one by one: what stands before "later".
+/// The statuses that an operation returns according to the page: those before "later".
 std::vector<std::string> returnedStatuses(const Description& description)
 {
     std::vector<std::string> found;
@@ -125,7 +125,7 @@ bool says(const Description& description, const std::string& status)
     return false;
 }
 
-/// The arguments of the line "Call", in order: whether each has to be given.
+/// Whether each argument in the line "Call" is required, in order.
 std::vector<bool> requiredArguments(const Description& description)
 {
     std::vector<bool> required;
@@ -138,7 +138,7 @@ std::vector<bool> requiredArguments(const Description& description)
     return required;
 }
 
-TEST(OperationsPage, HasEveryOperationAtItsPlaceWithItsParts)
+TEST(OperationsPage, DescribesEveryOperationInOrder)
 {
     ASSERT_EQ(page().size(), vorel::kOperationCount);
     for (std::size_t index = 0; index < page().size(); ++index) {
@@ -148,7 +148,7 @@ TEST(OperationsPage, HasEveryOperationAtItsPlaceWithItsParts)
     }
 }
 
-TEST(OperationsPage, SaysWhatTheTableSays)
+TEST(OperationsPage, AgreesWithTheOperationTable)
 {
     ASSERT_EQ(page().size(), vorel::kOperationCount);
     for (std::size_t index = 0; index < page().size(); ++index) {
@@ -163,9 +163,9 @@ TEST(OperationsPage, SaysWhatTheTableSays)
     }
 }
 
-/// Tells the page's examples to the library.
+/// Runs the page's examples with the library.
 struct OperationsPageExamples : ::testing::Test {
-    /// @param without  an option that is left empty, or ""
+    /// @param without  an option to leave empty, or ""
     void start(const std::string& without = {})
     {
         conversation.emplace();
@@ -180,14 +180,14 @@ struct OperationsPageExamples : ::testing::Test {
         }
         conversation->start(options);
         conversation->openSession();
-        // What every example gets: a success that leaves session and server's time as they are.
+        // The reply to every example: a success that changes neither the session nor the server's time.
         conversation->setReplyBody(
             R"({"rsp":{"stat":"OK","session":{"id":"S","user":{"id":"U"},"seedkey":"K"},"difference":"+09:00"}})");
     }
 
     void fetchTime() { EXPECT_EQ(returned(conversation->call("getLocalTime", Json::array())), 0); }
 
-    /// The example's parameters, with the service and the directory of this test in the place of the page's.
+    /// The example's parameters, with the service and the directory of this test.
     Json parameters(const Description& description) const
     {
         std::string line = description.code.at("Example");
@@ -218,7 +218,7 @@ struct OperationsPageExamples : ::testing::Test {
     std::optional<Conversation> conversation;
 };
 
-/// Request line without the version, and body: what the page shows of a request.
+/// The part of a request that the page shows: the request line without the version, and the body.
 std::string shown(const std::string& request)
 {
     const std::string line = request.substr(0, request.find(" HTTP/1.1\r\n"));
@@ -239,7 +239,7 @@ TEST_F(OperationsPageExamples, SendTheRequestsThatThePageShows)
     }
 }
 
-TEST_F(OperationsPageExamples, AreRefusedWithoutAnArgumentThatHasToBeGiven)
+TEST_F(OperationsPageExamples, AreRefusedWithoutARequiredArgument)
 {
     start();
     fetchTime();

@@ -147,7 +147,7 @@ private:
         reply.body = text(section);
     }
 
-    /// The bytes that the lines stand for.
+    /// The bytes that the lines describe.
     std::string requestBytes(const Section& section) const
     {
         std::string bytes;

@@ -1,17 +1,17 @@
-// A file that tells one conversation: what is called, what goes over the wire, what comes back. A section begins with a
+// A file that describes one conversation: calls, requests on the wire, replies and results. A section begins with a
 // line "== NAME"; lines before the first one are remarks. The sections, in the order of a file:
 //
-//   == options          "KEY=VALUE" of the provider; "session" opens one; "clock +09:00" has the server time fetched
-//   == given PATH       a file that stands there before
+//   == options          "KEY=VALUE" of the provider; "session" opens one; "clock +09:00" fetches the server's time
+//   == given PATH       a file that exists before
 //   == call             an operation's name and the JSON array of its parameters
-//   == request          request line (without the version), header lines, and behind an empty line the body
-//   == reply CODE       the body of the answer; "gzip" behind the code compresses it
-//   == result           members of the answer's "result"; "return" is 0 unless it stands there
-//   == file PATH        what a file holds afterwards
+//   == request          request line (without the version), header lines, and after an empty line the body
+//   == reply CODE       the body of the reply; "gzip" after the code compresses it
+//   == result           members of the answer's "result"; "return" is 0 unless it is given
+//   == file PATH        the content of a file afterwards
 //
-// From "call" on they repeat; without "request" nothing may reach the server. A line "@NAME" stands for the lines of
-// NAME.lines beside the file. {base}, {host} and {temp} stand for the server's URL, its host and port, and an empty
-// directory.
+// From "call" on they repeat; without "request" nothing may reach the server. A line "@NAME" includes the lines of
+// NAME.lines in the same folder. {base}, {host} and {temp} are replaced by the server's URL, its host and port, and an
+// empty directory.
 #pragma once
 
 #include <filesystem>
@@ -47,7 +47,7 @@ struct ExchangeFile {
     std::vector<ExchangeStep> steps;
 };
 
-/// @param words  texts for the words in braces
+/// @param words  replacements of the words in braces
 /// @throws std::runtime_error naming the file, the line and what is wrong with it
 ExchangeFile readExchange(const std::filesystem::path& path, const std::map<std::string, std::string>& words);
 

@@ -1,5 +1,5 @@
 // Runs every file of exchanges/: the command `corvane rpc` with the loaded library on one side, a server that answers
-// from the file on the other. The file's form is told in ExchangeFile.h.
+// from the file on the other. ExchangeFile.h describes the format.
 
 #include "Conversation.h"
 #include "ExchangeFile.h"
@@ -43,14 +43,13 @@ std::string wireReply(const ExchangeReply& reply)
            "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-/// Empty texts, zeros, falsehoods, nulls and what holds nothing else.
+/// True for "", 0, false, null, [] and {}.
 bool isNothing(const Json& value)
 {
     return value.empty() || value == Json(std::string()) || value == 0 || value == false;
 }
 
-/// Leaves out the members of records that hold nothing, so that a file names the others only. The elements of lists
-/// all count.
+/// Removes the empty members of records, so that a file names only the others. Elements of lists are kept.
 Json withoutNothing(const Json& value)
 {
     Json kept = value;
@@ -125,7 +124,7 @@ private:
             ASSERT_TRUE(result.contains(name)) << name << " in " << result;
             EXPECT_EQ(withoutNothing(result[name]).dump(2), value.dump(2)) << name;
         }
-        // What a call brings is always said, and so is that it brings nothing.
+        // A file states the results of a call if and only if there are any.
         EXPECT_EQ(result.contains("results"), expected.contains("results")) << result;
         if (result.contains("results") && result.contains("reference")) {
             EXPECT_EQ(told.accepted.value("method", ""), "accepted");
@@ -148,7 +147,7 @@ std::vector<Path> exchangeFiles()
     return files;
 }
 
-TEST(ExchangeFiles, TellOfEveryOperation)
+TEST(ExchangeFiles, CoverEveryOperation)
 {
     for (const vorel::Operation& row : vorel::kOperations) {
         const Path file = Path(CORVANE_EXCHANGES) / (std::string(row.name) + ".exchange");

@@ -1,4 +1,4 @@
-// Sessions, time, settings that the service gives out, terms, and the upload.
+// Sessions, time, settings from the service, terms, and the upload.
 #include "Television.h"
 
 #include <gmock/gmock.h>
@@ -19,14 +19,14 @@ using testing::Le;
 
 constexpr int kNoSession = -202;
 
-/// Of "2026-11-21T06:00:00Z".
+/// Parses "2026-11-21T06:00:00Z".
 std::time_t secondsOf(const std::string& utc)
 {
     std::tm parts{};
     return ::strptime(utc.c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts) == nullptr ? 0 : ::timegm(&parts);
 }
 
-TEST(Configuration, AUserIsADevice)
+TEST(Configuration, EachDeviceIsOneUser)
 {
     const ServiceProcess service;
     Television one(service, "tv-1");
@@ -40,7 +40,7 @@ TEST(Configuration, AUserIsADevice)
     EXPECT_THAT(lasts, AllOf(Ge(23 * 3600), Le(24 * 3600)));
 }
 
-TEST(Configuration, TheServiceTellsTimeAddressLogAndCertification)
+TEST(Configuration, ServiceSendsTimeAddressLogAndCertification)
 {
     const ServiceProcess service;
     Television tv(service, "tv-1");
@@ -57,7 +57,7 @@ TEST(Configuration, TheServiceTellsTimeAddressLogAndCertification)
     EXPECT_THAT(certification.at("Rule").get<std::string>(), HasSubstr("PG"));
 }
 
-TEST(Configuration, ASessionLastsOverARestart)
+TEST(Configuration, SessionSurvivesARestart)
 {
     ServiceProcess service;
     Television tv(service, "tv-1");
@@ -65,7 +65,7 @@ TEST(Configuration, ASessionLastsOverARestart)
     EXPECT_EQ(tv.status("getConfLog"), 0);
 }
 
-TEST(Configuration, AWrongKeyIsNoSession)
+TEST(Configuration, WrongKeyGetsNoSession)
 {
     const ServiceProcess service;
     Television tv(service, "tv-1", "H1", {"secret_key=another"});
@@ -88,7 +88,7 @@ TEST(Configuration, TermsAreKeptPerUser)
     EXPECT_EQ(tv.results("checkAgreement"), Json({"revoked", "no"}));
 }
 
-TEST(Configuration, AFileGoesUpWhole)
+TEST(Configuration, UploadStoresTheWholeFile)
 {
     ServiceProcess service;
     const std::string file = service.directory() / "channels.json";

@@ -50,7 +50,7 @@ TEST(Faults, EachHasItsStatusAndItsPathWorksAgainWithoutIt)
     }
 }
 
-TEST(Faults, WhatWasRecordedOnceIsShownAgain)
+TEST(Faults, RecordedExchangesAreReplayed)
 {
     std::string folder;
     Json seen;

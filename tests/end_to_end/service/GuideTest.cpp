@@ -1,4 +1,4 @@
-// What is on, when, and all about it; and that the file of today shows the same as the guide.
+// Programmes on air, schedules and details. The file of today agrees with the guide.
 #include "Television.h"
 
 #include <gmock/gmock.h>
@@ -21,7 +21,7 @@ protected:
     Television tv{service, "tv-1"};
 };
 
-TEST_F(Guide, TheLineUpComesOnceAndRecognisableChannelsBehindIt)
+TEST_F(Guide, LineUpIsSentOnceWithRecognisableChannelsAfterIt)
 {
     const Json all = tv.results("getChannelList", "");
     EXPECT_THAT(column(all.at(0).at("data"), "/Name"),
@@ -33,7 +33,7 @@ TEST_F(Guide, TheLineUpComesOnceAndRecognisableChannelsBehindIt)
     EXPECT_EQ(same.at(2), false);
 }
 
-TEST_F(Guide, GenresComeOnce)
+TEST_F(Guide, GenresAreSentOnce)
 {
     const Json all = tv.results("getGenreList", "");
     EXPECT_THAT(column(all.at(0).at("data"), "/GenreName"), ElementsAre("News", "Movie", "Children"));
@@ -41,7 +41,7 @@ TEST_F(Guide, GenresComeOnce)
     EXPECT_EQ(tv.results("getGenreList", all.at(2)).at(3), false);
 }
 
-TEST_F(Guide, AScheduleHoldsWhatIsOnInTheWindow)
+TEST_F(Guide, ScheduleHasTheProgrammesOfItsWindow)
 {
     const Json day = tv.list("getSchedule", listOf("1", "3", "9"), service.onAirSince(), 2, listOf(1));
     EXPECT_THAT(column(day, "/Title"), ElementsAre("Report", "Report", "Puppets 100", "Puppets 101"));
@@ -51,7 +51,7 @@ TEST_F(Guide, AScheduleHoldsWhatIsOnInTheWindow)
     EXPECT_THAT(column(past, "/Title"), ElementsAre("Film 76"));
 }
 
-TEST_F(Guide, WhatIsOnNowAndNext)
+TEST_F(Guide, ShowsProgrammesNowAndNext)
 {
     const Json now = tv.list("getOnAir", listOf("1", "2"), listOf(1));
     EXPECT_THAT(column(now, "/EpisodeTitle"), ElementsAre("Report 100", ""));
@@ -78,7 +78,7 @@ TEST_F(Guide, ContentsAreFoundByGenreAndByWords)
     EXPECT_THAT(found("bo li", "yes"), Not(Contains("Film 103")));
 }
 
-TEST_F(Guide, AContentItsPeopleAndItsSeries)
+TEST_F(Guide, ContentHasItsPeopleAndItsSeries)
 {
     const std::string film = tv.onAir("2").at("ID");
     const Json airing = tv.list("getContentDetailInfo", film, "2", 0).at(0);
@@ -94,7 +94,7 @@ TEST_F(Guide, AContentItsPeopleAndItsSeries)
     EXPECT_THAT(series.dump(), testing::HasSubstr("Report 110"));
 }
 
-TEST_F(Guide, TheFilesOfTodayShowWhatTheScheduleShows)
+TEST_F(Guide, FilesOfTodayAgreeWithTheSchedule)
 {
     const Json files = tv.list("getTodayURL");
     EXPECT_THAT(files, SizeIs(4));

@@ -1,4 +1,4 @@
-// Which headend a viewer stands behind: by postal code, by city, by a quiz; and that the choice is kept.
+// A viewer finds the headend by postal code, by city or by a quiz. The choice is kept.
 #include "Television.h"
 
 #include <gmock/gmock.h>
@@ -11,7 +11,7 @@ using testing::ElementsAre;
 using testing::IsSupersetOf;
 using testing::Not;
 
-TEST(Lineup, AHeadendIsFoundByPostalCodeAndByPlace)
+TEST(Lineup, HeadendIsFoundByPostalCodeAndByPlace)
 {
     const ServiceProcess service;
     Television tv(service, "tv-1");
@@ -30,7 +30,7 @@ TEST(Lineup, AHeadendIsFoundByPostalCodeAndByPlace)
                 IsSupersetOf({"H1", "H2", "H3"}));
 }
 
-/// Which headends are left when a viewer answers every question by what their television shows.
+/// The headends that remain if a viewer answers every question by what the television shows.
 std::set<std::string> leftByTheQuiz(const Json& quiz, const std::string& truth)
 {
     std::set<std::string> left = {"H1", "H2", "H3", "H4"};
@@ -46,7 +46,7 @@ std::set<std::string> leftByTheQuiz(const Json& quiz, const std::string& truth)
     return left;
 }
 
-TEST(Lineup, TheQuizLeadsToTheRightHeadend)
+TEST(Lineup, QuizFindsTheRightHeadend)
 {
     const ServiceProcess service;
     Television tv(service, "tv-1");
@@ -55,7 +55,7 @@ TEST(Lineup, TheQuizLeadsToTheRightHeadend)
         EXPECT_THAT(leftByTheQuiz(quiz, truth), ElementsAre(truth)) << quiz;
 }
 
-TEST(Lineup, TheChoiceIsKeptPerUser)
+TEST(Lineup, ChoiceIsKeptPerUser)
 {
     ServiceProcess service;
     Television tv(service, "tv-1", "H3");

@@ -1,5 +1,4 @@
-// What the service makes of what viewers watched: it climbs, it is recommended to those who watched it, it is missed by
-// those who like it and did not, and a reset forgets it.
+// Recommendations from what viewers watched: popular channels, habits, missed programmes, and a reset.
 #include "Television.h"
 
 #include <gmock/gmock.h>
@@ -28,7 +27,7 @@ protected:
     Television other{service, "tv-2"};
 };
 
-TEST_F(Recommendation, ATunedChannelClimbsForAllAndIsTheViewersHabit)
+TEST_F(Recommendation, TunedChannelBecomesPopularAndTheViewersHabit)
 {
     EXPECT_THAT(popular(tv), ElementsAre("1", "2", "3"));
     EXPECT_THAT(why(tv), Each("now"));
@@ -42,7 +41,7 @@ TEST_F(Recommendation, ATunedChannelClimbsForAllAndIsTheViewersHabit)
     EXPECT_THAT(why(other), Not(Contains("history")));
 }
 
-TEST_F(Recommendation, AResetForgetsOnlyTheUsersOwn)
+TEST_F(Recommendation, ResetDeletesOnlyTheUsersHistory)
 {
     const std::string film = tv.onAir("2").at("ID");
     tv.results("sendTuneHistory", tv.onAir("3").at("ID"), "3");
@@ -58,7 +57,7 @@ TEST_F(Recommendation, AResetForgetsOnlyTheUsersOwn)
     EXPECT_THAT(tv.list("getFavoriteChannelList", "channel", 1, "name", "asc", 0, 10), testing::SizeIs(1));
 }
 
-TEST_F(Recommendation, WhatIsLikedAndWasNotTunedToIsMissed)
+TEST_F(Recommendation, LikedProgrammesThatWereNotWatchedAreMissed)
 {
     const Json past = tv.list("getSchedule", listOf("2"), service.onAirSince() - 3 * 3600, 2, listOf(1));
     ASSERT_THAT(column(past, "/Title"), ElementsAre("Film 97", "Film 98"));
@@ -72,7 +71,7 @@ TEST_F(Recommendation, WhatIsLikedAndWasNotTunedToIsMissed)
     EXPECT_THAT(other.list("getCandidateMissedContent"), IsEmpty());
 }
 
-TEST_F(Recommendation, RelatedIsWhatSharesSeriesOrPeople)
+TEST_F(Recommendation, RelatedContentSharesSeriesOrPeople)
 {
     const std::vector<std::string> related = column(tv.list("getRelatedContent", tv.onAir("2").at("ID"), 1), "/Title");
     ASSERT_THAT(related, Not(IsEmpty()));
@@ -81,7 +80,7 @@ TEST_F(Recommendation, RelatedIsWhatSharesSeriesOrPeople)
     EXPECT_EQ(episodes.at(0), "Report");
 }
 
-TEST_F(Recommendation, TheConciergeFollowsTheViewer)
+TEST_F(Recommendation, ConciergeDependsOnTheViewer)
 {
     const Json any = tv.results("getCombination", "fw1").at(0);
     EXPECT_THAT(column(any.at("Personalized"), "/Source"), Contains("1"));

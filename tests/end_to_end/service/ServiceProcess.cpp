@@ -67,7 +67,7 @@ ServiceProcess::ServiceProcess(std::vector<std::string> options) : m_options(std
 {
     const std::int64_t now =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
-    // In the middle of the hour on air, so that a slow run stays in it.
+    // Now is the middle of the programmes on air, so that a slow run stays within them.
     m_iOnAirSince = now - kHour / 2;
     import(m_scratch.write("listing.xml", listing(m_iOnAirSince)));
     start("127.0.0.1:0");

@@ -1,5 +1,5 @@
-// corvaned as a process over a database of its own, filled with a small guide around the present. Read next:
-// Television.h, which asks it.
+// corvaned as a process with a new database that contains a small guide around the present. Read next: Television.h,
+// its client.
 #pragma once
 
 #include "ChildProcess.h"
@@ -15,20 +15,20 @@ namespace W::test {
 
 /// Three channels with hourly programmes, two days back and two ahead:
 /// - "News One" (1): "Report", a series whose episode on air now is number 100;
-/// - "Movie Two" (2): films of their own, "Film 100" now, directed by Ann Ek; Bo Li plays in those of even number;
+/// - "Movie Two" (2): films, "Film 100" now, directed by Ann Ek; Bo Li plays in those with an even number;
 /// - "Kids Three" (3): "Puppets 100" now.
 /// One and three have a logo.
 class ServiceProcess {
 public:
-    /// Imports and starts. @throws std::runtime_error when it does not come up
-    /// @param options  further ones of "corvaned serve"
+    /// Imports the guide and starts the service. @throws std::runtime_error if it does not start
+    /// @param options  further options of "corvaned serve"
     explicit ServiceProcess(std::vector<std::string> options = {});
     /// Ends the service and expects that it exits with 0.
     ~ServiceProcess();
     ServiceProcess(const ServiceProcess&) = delete;
     ServiceProcess& operator=(const ServiceProcess&) = delete;
 
-    /// Ends it and starts it again on the same address and database.
+    /// Ends the service and starts it again with the same address and database.
     void restart();
     /// The same, with other options.
     void restart(std::vector<std::string> options);
@@ -38,12 +38,12 @@ public:
 
     const std::string& url() const { return m_url; }
     const std::filesystem::path& directory() const { return m_scratch.path(); }
-    /// Begin of the programmes that are on, seconds since the epoch.
+    /// Begin of the programmes on air, in seconds since the epoch.
     std::int64_t onAirSince() const { return m_iOnAirSince; }
-    /// Of this machine's day, seconds since the epoch.
+    /// Begin of this machine's day, in seconds since the epoch.
     static std::int64_t midnight();
 
-    /// The content of a file that a user has sent; empty without one.
+    /// The content of an uploaded file; empty if there is none.
     std::string upload(const std::string& name) const;
 
 private:

@@ -34,7 +34,7 @@ Json Television::resultsOf(const std::string& operation, const Json& arguments)
 
 int Television::statusOf(const Json& answer)
 {
-    // What runs at once only returns it.
+    // Synchronous operations only return it.
     return answer.contains("status") ? answer.at("status") : answer.at("return");
 }
 

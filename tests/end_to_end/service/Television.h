@@ -1,4 +1,4 @@
-// A viewer's television: the command with the loaded library, signed in to a service. Every story is told through it.
+// A viewer's television: the command with the loaded library, signed in to a service.
 #pragma once
 
 #include "RpcProcess.h"
@@ -15,23 +15,23 @@ namespace W::test {
 
 using Json = nlohmann::json;
 
-/// A list among an operation's arguments: braces would take a single element for the whole.
+/// A list as an argument of an operation. Braces around a single element would not make a list.
 template <class... Elements>
 Json listOf(Elements&&... elements)
 {
     return Json::array({Json(std::forward<Elements>(elements))...});
 }
 
-/// Signed in, and with the service's time.
+/// Has a session and the service's time.
 class Television {
 public:
-    /// @param device   tells viewers apart
-    /// @param headend  that it stands behind
-    /// @param options  further ones, "KEY=VALUE"
+    /// @param device   identifies the viewer
+    /// @param headend  the viewer's headend
+    /// @param options  further options, "KEY=VALUE"
     Television(const ServiceProcess& service, const std::string& device, const std::string& headend = "H1",
                const std::vector<std::string>& options = {});
 
-    /// The results of an operation that has to be a success.
+    /// The results of an operation, which must succeed.
     template <class... Arguments>
     Json results(const std::string& operation, Arguments&&... arguments)
     {
@@ -43,9 +43,9 @@ public:
     {
         return results(operation, std::forward<Arguments>(arguments)...).at(0).at("data");
     }
-    /// The programme on air at a channel.
+    /// The programme on air on a channel.
     Json onAir(const std::string& source) { return list("getOnAir", listOf(source), listOf(1)).at(0); }
-    /// The status of an operation, whatever it is.
+    /// The status of an operation, which may fail.
     template <class... Arguments>
     int status(const std::string& operation, Arguments&&... arguments)
     {
@@ -63,7 +63,7 @@ private:
     RpcProcess m_process;
 };
 
-/// The text at a path of every element: column(list, "/Channel/Source").
+/// The string at a path of every element: column(list, "/Channel/Source").
 std::vector<std::string> column(const Json& list, const std::string& path);
 
 }  // namespace W::test

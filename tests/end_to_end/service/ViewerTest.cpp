@@ -1,4 +1,4 @@
-// What viewers say they like: favourites and votes, each user's own, kept over a restart.
+// Favourites and votes are kept per user and survive a restart.
 #include "Television.h"
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ protected:
     Television other{service, "tv-2"};
 };
 
-TEST_F(Viewer, FavouriteChannels)
+TEST_F(Viewer, FavouriteChannelsAreKept)
 {
     for (const char* source : {"3", "1", "2"})
         tv.results("setFavorite", "channel", source);
@@ -38,7 +38,7 @@ TEST_F(Viewer, FavouriteChannels)
     EXPECT_EQ(other.status("getFavoriteChannel", "channel", "1", 1), kNotThere);
 }
 
-TEST_F(Viewer, FavouriteContents)
+TEST_F(Viewer, FavouriteContentsAreKept)
 {
     const std::string film = tv.onAir("2").at("ID");
     tv.results("setFavorite", "content", film);
@@ -55,7 +55,7 @@ TEST_F(Viewer, FavouriteContents)
     EXPECT_EQ(other.status("getFavoriteContent", "content", film, 1), kNotThere);
 }
 
-TEST_F(Viewer, AVoteCountsOnceAndIsItsUsersOwn)
+TEST_F(Viewer, VoteCountsOncePerUser)
 {
     const std::string film = tv.onAir("2").at("ID");
     const auto counts = [&](Television& of) { return of.results("getLikeHistory", "ttid", film); };

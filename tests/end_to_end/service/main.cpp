@@ -1,4 +1,4 @@
-// Runs the stories; afterwards every operation of docs/operations.md has to have been called by one.
+// Runs the tests; at the end, every operation of docs/operations.md must have been called by one of them.
 #include "Television.h"
 
 #include <gmock/gmock.h>
@@ -19,7 +19,7 @@ std::set<std::string> documentedOperations()
         if (line.rfind("## ", 0) == 0 && std::isdigit(static_cast<unsigned char>(line[3])) != 0)
             names.insert(line.substr(name));
     }
-    names.insert("getTodaySchedule");  // reads a file, and has no key
+    names.insert("getTodaySchedule");  // reads a file and has no key
     return names;
 }
 
@@ -27,7 +27,7 @@ class EveryOperation : public testing::Environment {
 public:
     void TearDown() override
     {
-        // A single story was asked for.
+        // Only some tests ran.
         if (std::strcmp(testing::GTEST_FLAG(filter).c_str(), "*") != 0)
             return;
         EXPECT_EQ(documentedOperations().size(), 50U);

@@ -1,4 +1,4 @@
-// A directory that goes with the test, and files in it.
+// A temporary directory that is removed with the object, and files in it.
 #pragma once
 
 #include <cstdlib>

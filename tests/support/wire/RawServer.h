@@ -1,4 +1,4 @@
-// A server that shows the bytes it got and answers what a test tells it to, byte for byte: sockets and nothing between.
+// A server that records the bytes it receives and sends exactly the bytes that a test scripts.
 #pragma once
 
 #include <atomic>
@@ -16,50 +16,49 @@
 
 namespace W::host {
 
-/// A socket on a free port of the loopback address that does not listen yet: whoever connects is refused.
-/// @return the descriptor, which is the caller's
+/// A socket on a free port of the loopback address that does not listen yet, so connections are refused.
+/// @return the descriptor; the caller closes it
 /// @throws std::runtime_error
 int bindLoopback();
 
 /// The port that a socket is bound to.
 int portOf(int socket);
 
-/// Takes one request from what was read, and reads on until it is there: a header block and as much of a body as it
-/// announces.
-/// @param unread  what was read and not taken; keeps what follows the request
+/// Returns one request, reading as much as needed: a header block and as much of a body as it announces.
+/// @param unread  bytes that were read before; afterwards the bytes that follow the request
 /// @param read    like recv(): bytes read, 0 or less at the end
-/// @return nothing when the client is gone
+/// @return nothing if the client has closed
 std::optional<std::string> takeRequest(std::string& unread, const std::function<ssize_t(char* to, std::size_t)>& read);
 
-/// The bytes of `200 OK` with a length.
+/// The bytes of a reply `200 OK` with a Content-Length.
 std::string okReply(std::string_view body, std::string_view moreHeaders = "");
 
-/// Listens on a free port of the loopback address. Each connection runs the script on a thread of its own; when the
-/// script returns, the connection is closed.
+/// Listens on a free port of the loopback address. Each connection runs the script on its own thread; when the script
+/// returns, the connection is closed.
 class RawServer {
 public:
     class Connection {
     public:
         Connection(RawServer& server, int socket) : m_server(server), m_iSocket(socket) {}
 
-        /// Reads up to the end of a header block and as much of a body as it announces, and keeps the bytes.
-        /// @return nothing when the client is gone
+        /// Reads a header block and as much of a body as it announces, and records the bytes.
+        /// @return nothing if the client has closed
         std::optional<std::string> readRequest();
-        /// Reads up to the end of a header block, byte by byte, so that the body stays where it is. Keeps nothing.
+        /// Reads up to the end of a header block, byte by byte, so that the body is not read. Records nothing.
         void readHead() const;
-        /// Reads as many bytes, or up to the end of the connection.
+        /// Reads that many bytes, or up to the end of the connection.
         std::string readBody(std::size_t size) const;
-        /// @return how many bytes the system took: all, unless the client has gone
+        /// @return the number of bytes that the system took: all, unless the client has closed
         std::size_t send(std::string_view bytes) const;
         /// Sends okReply().
         void answer(std::string_view body, std::string_view moreHeaders = "") const;
-        /// Makes the close a reset.
+        /// Makes the connection end with a reset.
         void reset() const;
-        /// Returns when the client has gone or the server stops.
+        /// Waits until the client closes or the server stops.
         void waitForEnd() const;
-        /// Position of this connection among all of them, from 0.
+        /// Number of this connection, counted from 0.
         int number() const { return m_iNumber; }
-        /// For what speaks another protocol; stays the connection's.
+        /// For other protocols. The connection closes it.
         int socket() const { return m_iSocket; }
 
     private:
@@ -72,7 +71,7 @@ public:
     using Script = std::function<void(Connection&)>;
 
     explicit RawServer(Script script);
-    /// Listens on a socket that is bound, and takes it over.
+    /// Listens on a bound socket and takes ownership of it.
     RawServer(Script script, int boundSocket);
     ~RawServer();
     RawServer(const RawServer&) = delete;
@@ -80,9 +79,9 @@ public:
 
     int port() const { return m_iPort; }
     std::string url(const std::string& path = "/") const;
-    /// Every request so far, as it came.
+    /// The bytes of every request so far.
     std::vector<std::string> requests() const;
-    /// Returns when that many requests have come; false after 20 seconds without.
+    /// Waits until that many requests have come. @return false after 20 seconds
     bool waitForRequests(std::size_t count) const;
     int connections() const { return m_iConnections; }
 
