@@ -1,4 +1,4 @@
-// What every reading of a reply is compared with.
+// The baseline for reading a reply.
 #pragma once
 
 #include <json/reader.h>
@@ -8,7 +8,7 @@
 
 namespace W::bench {
 
-/// The JSON library's own reading of a text, and the destruction of what it made.
+/// The JSON library's parse of a reply and the destruction of the result.
 inline void bareParse(const std::string& text)
 {
 #pragma GCC diagnostic push

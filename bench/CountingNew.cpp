@@ -1,4 +1,4 @@
-// In a file of its own: inlined into its callers, one half of a pair of operators draws warnings about the other.
+// A separate file, because inlining one operator of a pair into its callers causes warnings about the other.
 #include "CountingNew.h"
 
 #include <atomic>

@@ -1,5 +1,5 @@
-// The reference executor beside libcurl itself: a minimal program on the same interface, the same server, the same
-// requests. Replies of 10 KB over loopback, connections kept.
+// Compares the reference executor with a minimal program on libcurl: the same interface, server and requests. Replies
+// of 10 KB over loopback on persistent connections.
 
 #include "CurlExecutor.h"
 #include "LoopbackServer.h"
@@ -42,7 +42,7 @@ struct CurlDeleter {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 
-/// An easy handle, used again and again; each request brings its URL and headers.
+/// An easy handle that is reused; each request sets its URL and headers.
 struct BareRequest {
     std::unique_ptr<CURL, CurlDeleter> easy{curl_easy_init()};
     std::unique_ptr<curl_slist, CurlDeleter> headers;
@@ -128,7 +128,7 @@ class Caller {
 public:
     explicit Caller(host::CurlExecutor& executor) : m_executor(executor) {}
 
-    /// Returns when a batch has been answered. @return how many replies were not what was expected
+    /// Waits until a batch has been answered. @return the number of unexpected replies
     int runBatch(std::size_t count)
     {
         std::unique_lock<std::mutex> lock(m_lock);
@@ -196,7 +196,7 @@ double secondsSince(Clock::time_point begin)
     return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-/// What the callback of a request tells the benchmark.
+/// The result that a request's callback passes to the benchmark.
 struct Outcome {
     std::mutex lock;
     std::condition_variable changed;
@@ -221,13 +221,13 @@ void waitForTransfers()
     nanosleep(&time, nullptr);
 }
 
-/// What one processor holds: schedules of 10 KB from the network to the callback, 64 in flight. Each callback asks for
-/// the next one.
+/// Throughput of one processor: schedules of 10 KB from the network to the callback, 64 in flight. Each callback
+/// requests the next one.
 class ScheduleReader {
 public:
     explicit ScheduleReader(Plugin& plugin) : m_plugin(plugin) {}
 
-    /// @return how many programmes came
+    /// @return the number of programmes received
     std::size_t readBatch(std::size_t inFlight)
     {
         std::unique_lock<std::mutex> lock(m_lock);

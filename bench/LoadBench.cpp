@@ -1,5 +1,5 @@
-// One sample of dlopen and createPlugin in a host that has libcurl and a running executor, and nothing of what only the
-// plug-in needs. Prints as process_bench does.
+// One sample of dlopen and createPlugin in a host that has libcurl and a running executor, but none of the libraries
+// that only the plug-in needs. Prints the same format as process_bench.
 
 #include "CurlExecutor.h"
 #include "PluginLibrary.h"

@@ -1,4 +1,4 @@
-// Runs the benchmarks in random turns, so that what else the machine does hits all of them alike, and takes medians.
+// Runs the benchmarks in random order, so that other load on the machine affects all of them alike, and takes medians.
 // For people a table goes to standard error; for bench/run one line per figure, its name and value, to standard output.
 //
 //     corvane_bench [--benchmark_filter=REGEX] [other options of Google Benchmark]
@@ -56,7 +56,7 @@ constexpr Figure kFigures[] = {
     {"destroy", Kind::Milliseconds, "destroyOutstanding"},
 };
 
-/// Keeps the medians.
+/// Collects the medians.
 class Reporter : public benchmark::ConsoleReporter {
 public:
     Reporter() : ConsoleReporter(OO_Tabular) {}
@@ -118,7 +118,7 @@ int main(int argc, char** argv)
 {
     W::bench::LoopbackServer::instance();
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    // Those of the command line come behind, and win.
+    // Options of the command line come later and take precedence.
     static char s_options[][64] = {"--benchmark_enable_random_interleaving=true", "--benchmark_repetitions=9",
                                    "--benchmark_display_aggregates_only=true", "--benchmark_min_time=0.2"};
     std::vector<char*> arguments = {argv[0]};

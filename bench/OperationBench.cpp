@@ -1,5 +1,5 @@
-// What an operation costs in the plug-in alone: getSchedule() accepted by an executor that does nothing, and completed
-// without a reply. Its cost must not grow with what is outstanding, nor with what has been.
+// The cost of an operation in the plug-in alone: getSchedule() accepted by an executor that does nothing, and completed
+// without a reply. It must not grow with the number of outstanding or earlier requests.
 
 #include "CountingNew.h"
 #include "Plugin.h"
@@ -58,12 +58,12 @@ void inFlight(benchmark::State& state, std::size_t count)
     state.counters["allocations"] = static_cast<double>(allocations() - before) / requests;
 }
 
-/// An object and how far it has come.
+/// An object and its progress.
 struct Aged {
     NullExecutor executor;
     Plugin plugin{CORVANE_LIBRARY, executor};
     std::vector<int> statuses{12345};
-    double bytesPerRequest = 0;  ///< left behind between request 1,000 and now
+    double bytesPerRequest = 0;  ///< growth since request 1,000
 
     explicit Aged(int requests)
     {
@@ -85,7 +85,7 @@ struct Aged {
     }
 };
 
-/// The requests that follow upon `requests` others.
+/// The requests after `requests` others.
 void after(benchmark::State& state, Aged& aged)
 {
     aged.plugin.install();
@@ -108,7 +108,7 @@ void after1000000(benchmark::State& state)
     after(state, s_aged);
 }
 
-/// A request and a reply of 10 KB, by the library or by one that was built without a line of trace.
+/// A request and a reply of 10 KB, with the library or with one that was built without trace lines.
 void traced(benchmark::State& state, const char* library, bool withReply)
 {
     const std::string text = schedule(10000, 3);
@@ -133,7 +133,7 @@ void traced(benchmark::State& state, const char* library, bool withReply)
     }
 }
 
-/// For a difference of a hundredth.
+/// Enough for a difference of one percent.
 void finely(benchmark::internal::Benchmark* made)
 {
     made->UseManualTime()->Repetitions(45)->MinTime(0.05)->Unit(benchmark::kMicrosecond);

@@ -1,9 +1,9 @@
-// One sample of what only a whole process shows; bench/run takes many and their medians. Prints wall microseconds,
-// processor microseconds and peak kilobytes of what is named:
+// One sample of a measurement that needs a new process; bench/run takes medians of many. Prints wall microseconds,
+// processor microseconds and peak kilobytes of:
 //
 //     process_bench parse SIZE CHANNELS     the JSON library's parse of a schedule, first call; memory above the text
 //     process_bench deliver SIZE CHANNELS   the same text delivered by the plug-in
-//     process_bench run COMMAND...          a program of its own, whose output is dropped; fails when it does
+//     process_bench run COMMAND...          another program, whose output is discarded; fails if it fails
 
 #include "BareParse.h"
 #include "Plugin.h"

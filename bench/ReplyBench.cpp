@@ -1,5 +1,5 @@
-// From a reply's text to the container that the callback gets, beside the JSON library's own parse of that text; and
-// what the container takes.
+// Compares the way from a reply to the container that the callback gets with the JSON library's parse of the same
+// reply, and measures the memory of the container.
 
 #include "BareParse.h"
 #include "CountingNew.h"

@@ -47,7 +47,7 @@ double processorSeconds(const rusage& usage)
 
 Sample sample(const std::function<void()>& call)
 {
-    // Makes what is resident now the peak so far.
+    // Resets the peak to the present resident size.
     std::ofstream("/proc/self/clear_refs") << "5";
     const long before = statusLine("VmRSS");
     const double processorBefore = ownProcessorSeconds();

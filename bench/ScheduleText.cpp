@@ -26,7 +26,7 @@ std::string programme(int number)
 std::string schedule(std::size_t size, int channels)
 {
     std::string text;
-    // Once and for all, so that no freed piece of an earlier size helps whoever is measured.
+    // Reserved once, so that the measured code cannot reuse memory that was freed here.
     text.reserve(size + static_cast<std::size_t>(channels) * 1024);
     text = R"({"rsp":{"stat":"OK","err":{},"channel":[)";
     const std::size_t perChannel = size / static_cast<std::size_t>(channels);

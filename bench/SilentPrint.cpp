@@ -1,5 +1,5 @@
-// Stands in for DebugPrint.cpp in a library that is built to be compared with: the same plug-in without a line. What
-// link-time optimisation knows to do nothing, it leaves out.
+// Replaces DebugPrint.cpp in a library for comparison: the same plug-in without debug lines. Link-time optimisation
+// removes the calls, because they do nothing.
 
 #include "DebugPrint.h"
 

@@ -1,5 +1,5 @@
-// One good call of every operation, by key: what holds for all operations is tested by walking this table. The calls go
-// through the interface, so that they fit an object of the loaded library as well as one of the test's own process.
+// One good call of every operation, by key; tests of all operations walk this table. The calls use the interface, so
+// that they work with an object of the loaded library and with one of the test's process.
 #pragma once
 
 #include "Capture.h"
@@ -23,9 +23,9 @@ const std::vector<OperationCall>& operationCalls();
 /// The row of a key.
 const OperationCall& callOf(unsigned int key);
 
-/// The call of a key with everything it sends going to one server: also those whose address the caller chooses.
-/// @param baseUrl    of that server, without a slash at the end; for the others it has to be the object's own
-/// @param directory  where a download puts its file, "corvane-b.ts"; the test's own where it is empty
+/// The call of a key with all its requests to one server, including those whose address the caller chooses.
+/// @param baseUrl    of that server, without a slash at the end; must be the object's
+/// @param directory  where a download puts its file, "corvane-b.ts"; the test's if empty
 int callAt(const std::string& baseUrl, unsigned int key, WCorvaneOAI& object, Counter& counter,
            const std::string& directory = {});
 
@@ -45,7 +45,7 @@ inline void setClock(WVorelOAI& object, const std::string& offset = "+09:00")
     object.setServerTimeDifference(WDateTime::fromString(offset, WDateTime::FORMAT_OFFSET, WDateTime::TIMEZONE_NONE));
 }
 
-/// The smallest reply that every parser takes as success.
+/// The smallest reply that the parser accepts as success.
 std::string emptyReply(unsigned int key);
 
 }  // namespace W::test
