@@ -5,8 +5,8 @@
 //     has returned.
 // X2  The completion runs with no executor lock held and outside any callback of a transfer library. When it returns,
 //     the executor no longer touches the request: it may be gone.
-// X3  HttpRequest::setCancel() only marks and wakes: it never calls back, never blocks, and is legal from construction
-//     to deletion. A request that is marked before its outcome is fixed completes with 600.
+// X3  HttpRequest::setCancel() only marks the request and calls wake(): it never calls back, never blocks, and may be
+//     called from construction to deletion. A request that is marked before its outcome is fixed completes with 600.
 // X4  flushHttpRequests(id) ends every queued or running request of that id with 600 and returns only when none of them
 //     is inside its completion or will still enter one; requests of that id which a completion adds while the flush
 //     waits are ended too. Called from inside a completion it does not wait for that one. It never deletes a request.
@@ -35,8 +35,10 @@ public:
     /// Ends all requests that carry `id` (HttpRequest::setID).  [any thread]
     virtual void flushHttpRequests(UINT64 id) = 0;
 
-    /// Tells the executor that some request was marked by setCancel(). Never blocks, never calls back.  [any thread]
-    virtual void wake() = 0;
+    /// Tells the executor that some request was marked by setCancel(), so that it need not look for marks all the time.
+    /// Optional: an executor that looks at HttpRequest::isCancelled() by itself leaves this as it is. Never blocks,
+    /// never calls back.  [any thread]
+    virtual void wake() {}
 };
 
 inline void HttpRequest::setCancel()
