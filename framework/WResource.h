@@ -1,4 +1,8 @@
 // Common base of the data records.
+//
+// Records outlive the plug-in that filled them: a host may keep copies and unload the library. Their destructors are
+// therefore defined in the host (host/values/Records.cpp), which puts their virtual tables there, and nothing that they
+// hold may refer to code of the library that made it.
 #pragma once
 
 #include "WContentProvider.h"
@@ -19,7 +23,7 @@ public:
     WResource(WResource&&) noexcept = default;
     WResource& operator=(const WResource&) = default;
     WResource& operator=(WResource&&) noexcept = default;
-    virtual ~WResource() = default;
+    virtual ~WResource();
 
     void setContentProvider(WContentProvider provider) { m_base.edit().provider = std::move(provider); }
     void setExtendedProperty(WExtendedProperty properties) { m_base.set(&Base::properties, std::move(properties)); }

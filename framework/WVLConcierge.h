@@ -16,6 +16,13 @@ namespace W {
 /// One suggestion. Type: 1 TV programme, 2 movie, 3 application; duration in minutes as the service sends it.
 class WVLCombination : public WResource {
 public:
+    WVLCombination() = default;
+    WVLCombination(const WVLCombination&) = default;
+    WVLCombination(WVLCombination&&) noexcept = default;
+    WVLCombination& operator=(const WVLCombination&) = default;
+    WVLCombination& operator=(WVLCombination&&) noexcept = default;
+    ~WVLCombination() override;
+
     void setID(std::string text) { m_sID = std::move(text); }
     void setTitle(std::string text) { m_sTitle = std::move(text); }
     void setCategory(std::string text) { m_sCategory = std::move(text); }
@@ -54,6 +61,13 @@ private:
 /// The personalised combination of suggestions.
 class WVLConcierge : public WResource {
 public:
+    WVLConcierge() = default;
+    WVLConcierge(const WVLConcierge&) = default;
+    WVLConcierge(WVLConcierge&&) noexcept = default;
+    WVLConcierge& operator=(const WVLConcierge&) = default;
+    WVLConcierge& operator=(WVLConcierge&&) noexcept = default;
+    ~WVLConcierge() override;
+
     void setPersonalized(std::list<WVLCombination> list) { m_Personalized = std::move(list); }
     /// Empties the list.
     void Reset() { m_Personalized.clear(); }

@@ -10,7 +10,6 @@
 #include "WVLPerson.h"
 
 #include <list>
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -21,6 +20,13 @@ namespace W {
 /// not known.
 class WVLContent : public WResource {
 public:
+    WVLContent() = default;
+    WVLContent(const WVLContent&) = default;
+    WVLContent(WVLContent&&) noexcept = default;
+    WVLContent& operator=(const WVLContent&) = default;
+    WVLContent& operator=(WVLContent&&) noexcept = default;
+    ~WVLContent() override;
+
     void setID(std::string text) { m_sID = std::move(text); }
     void setTitle(std::string text) { m_sTitle = std::move(text); }
     void setType(std::string text) { m_sType = std::move(text); }
@@ -47,9 +53,7 @@ public:
     void setYear(int value) { m_numbers.set(&Numbers::Year, value); }
     void setStartYear(int value) { m_numbers.set(&Numbers::StartYear, value); }
     void setEndYear(int value) { m_numbers.set(&Numbers::EndYear, value); }
-    void setChannel(WVLChannel record) { m_pChannel = std::make_shared<const WVLChannel>(std::move(record)); }
-    /// Shares one channel among many programmes; null means an empty channel.
-    void setChannel(std::shared_ptr<const WVLChannel> channel) { m_pChannel = std::move(channel); }
+    void setChannel(WVLChannel record) { m_Channel = std::move(record); }
     void setGenrelist(std::list<WVLGenre> list) { m_Genrelist = std::move(list); }
     void setPoster(std::list<WVLImage> list) { m_Poster = std::move(list); }
     void setDirectors(std::list<WVLPerson> list) { m_rare.set(&Rare::Directors, std::move(list)); }
@@ -81,11 +85,7 @@ public:
     int getYear() const { return m_numbers.get().Year; }
     int getStartYear() const { return m_numbers.get().StartYear; }
     int getEndYear() const { return m_numbers.get().EndYear; }
-    const WVLChannel& getChannel() const
-    {
-        static const WVLChannel kNone;
-        return m_pChannel ? *m_pChannel : kNone;
-    }
+    const WVLChannel& getChannel() const { return m_Channel; }
     const std::list<WVLGenre>& getGenrelist() const { return m_Genrelist; }
     const std::list<WVLImage>& getPoster() const { return m_Poster; }
     const std::list<WVLPerson>& getDirectors() const { return m_rare.get().Directors; }
@@ -124,7 +124,7 @@ private:
     std::string m_sLang;
     WDateTime m_StartTime;
     int m_iDuration = 0;
-    std::shared_ptr<const WVLChannel> m_pChannel;  ///< never written through: copies of the record share it
+    WVLChannel m_Channel;
     std::list<WVLGenre> m_Genrelist;
     std::list<WVLImage> m_Poster;
     WRarely<Numbers> m_numbers;

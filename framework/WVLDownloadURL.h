@@ -12,6 +12,13 @@ namespace W {
 /// A schedule file. Start and end time bound its window, in the service's own units.
 class WVLDownloadURL : public WResource {
 public:
+    WVLDownloadURL() = default;
+    WVLDownloadURL(const WVLDownloadURL&) = default;
+    WVLDownloadURL(WVLDownloadURL&&) noexcept = default;
+    WVLDownloadURL& operator=(const WVLDownloadURL&) = default;
+    WVLDownloadURL& operator=(WVLDownloadURL&&) noexcept = default;
+    ~WVLDownloadURL() override;
+
     void setFilename(std::string text) { m_sFilename = std::move(text); }
     void setURL(std::string text) { m_sURL = std::move(text); }
     void setStartTime(unsigned int value) { m_uStartTime = value; }

@@ -14,6 +14,13 @@ namespace W {
 /// A genre. Programmes carry the ID only; the genre list carries everything.
 class WVLGenre : public WResource {
 public:
+    WVLGenre() = default;
+    WVLGenre(const WVLGenre&) = default;
+    WVLGenre(WVLGenre&&) noexcept = default;
+    WVLGenre& operator=(const WVLGenre&) = default;
+    WVLGenre& operator=(WVLGenre&&) noexcept = default;
+    ~WVLGenre() override;
+
     void setGenreID(std::string text) { m_sGenreID = std::move(text); }
     void setGenreName(std::string text) { m_rare.set(&Rare::GenreName, std::move(text)); }
     void setGenreRepID(std::string text) { m_rare.set(&Rare::GenreRepID, std::move(text)); }
@@ -37,6 +44,13 @@ private:
 /// A representative genre.
 class WVLRepGenre : public WResource {
 public:
+    WVLRepGenre() = default;
+    WVLRepGenre(const WVLRepGenre&) = default;
+    WVLRepGenre(WVLRepGenre&&) noexcept = default;
+    WVLRepGenre& operator=(const WVLRepGenre&) = default;
+    WVLRepGenre& operator=(WVLRepGenre&&) noexcept = default;
+    ~WVLRepGenre() override;
+
     void setGenreRepID(std::string text) { m_sGenreRepID = std::move(text); }
     void setGenreRepName(std::string text) { m_sGenreRepName = std::move(text); }
 

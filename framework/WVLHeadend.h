@@ -13,6 +13,13 @@ namespace W {
 /// A kind of receiver.
 class WVLDevice : public WResource {
 public:
+    WVLDevice() = default;
+    WVLDevice(const WVLDevice&) = default;
+    WVLDevice(WVLDevice&&) noexcept = default;
+    WVLDevice& operator=(const WVLDevice&) = default;
+    WVLDevice& operator=(WVLDevice&&) noexcept = default;
+    ~WVLDevice() override;
+
     void setDeviceName(std::string text) { m_sDeviceName = std::move(text); }
     void setDeviceType(std::string text) { m_sDeviceType = std::move(text); }
 
@@ -27,6 +34,13 @@ private:
 /// A headend and the operator (MSO) that runs it.
 class WVLHeadend : public WResource {
 public:
+    WVLHeadend() = default;
+    WVLHeadend(const WVLHeadend&) = default;
+    WVLHeadend(WVLHeadend&&) noexcept = default;
+    WVLHeadend& operator=(const WVLHeadend&) = default;
+    WVLHeadend& operator=(WVLHeadend&&) noexcept = default;
+    ~WVLHeadend() override;
+
     void setHeadendID(std::string text) { m_sHeadendID = std::move(text); }
     void setHeadendCity(std::string text) { m_sHeadendCity = std::move(text); }
     void setHeadendDTV(std::string text) { m_sHeadendDTV = std::move(text); }
@@ -65,6 +79,13 @@ private:
 /// A city or region by its code.
 class WVLCityCode : public WResource {
 public:
+    WVLCityCode() = default;
+    WVLCityCode(const WVLCityCode&) = default;
+    WVLCityCode(WVLCityCode&&) noexcept = default;
+    WVLCityCode& operator=(const WVLCityCode&) = default;
+    WVLCityCode& operator=(WVLCityCode&&) noexcept = default;
+    ~WVLCityCode() override;
+
     void setCode(std::string text) { m_sCode = std::move(text); }
     void setName(std::string text) { m_sName = std::move(text); }
 

@@ -12,6 +12,13 @@ namespace W {
 /// A picture by URL; width and height in pixels, 0 when not known.
 class WVLImage : public WResource {
 public:
+    WVLImage() = default;
+    WVLImage(const WVLImage&) = default;
+    WVLImage(WVLImage&&) noexcept = default;
+    WVLImage& operator=(const WVLImage&) = default;
+    WVLImage& operator=(WVLImage&&) noexcept = default;
+    ~WVLImage() override;
+
     void setIndex(std::string text) { m_sIndex = std::move(text); }
     void setType(std::string text) { m_sType = std::move(text); }
     void setURL(std::string text) { m_sURL = std::move(text); }

@@ -13,6 +13,13 @@ namespace W {
 /// A person; dates as the service writes them, like and dislike are counts.
 class WVLPerson : public WResource {
 public:
+    WVLPerson() = default;
+    WVLPerson(const WVLPerson&) = default;
+    WVLPerson(WVLPerson&&) noexcept = default;
+    WVLPerson& operator=(const WVLPerson&) = default;
+    WVLPerson& operator=(WVLPerson&&) noexcept = default;
+    ~WVLPerson() override;
+
     void setID(std::string text) { m_sID = std::move(text); }
     void setName(std::string text) { m_sName = std::move(text); }
     void setRole(std::string text) { m_sRole = std::move(text); }

@@ -13,6 +13,13 @@ namespace W {
 /// One answer: what is on, and the headend that it speaks for.
 class WVLAnswer : public WResource {
 public:
+    WVLAnswer() = default;
+    WVLAnswer(const WVLAnswer&) = default;
+    WVLAnswer(WVLAnswer&&) noexcept = default;
+    WVLAnswer& operator=(const WVLAnswer&) = default;
+    WVLAnswer& operator=(WVLAnswer&&) noexcept = default;
+    ~WVLAnswer() override;
+
     void setName(std::string text) { m_sName = std::move(text); }
     void setCity(std::string text) { m_sCity = std::move(text); }
     void setHeadendId(std::string text) { m_sHeadendId = std::move(text); }
@@ -36,6 +43,13 @@ private:
 /// One question: what is on this channel?
 class WVLQuiz : public WResource {
 public:
+    WVLQuiz() = default;
+    WVLQuiz(const WVLQuiz&) = default;
+    WVLQuiz(WVLQuiz&&) noexcept = default;
+    WVLQuiz& operator=(const WVLQuiz&) = default;
+    WVLQuiz& operator=(WVLQuiz&&) noexcept = default;
+    ~WVLQuiz() override;
+
     void setNumber(std::string text) { m_sNumber = std::move(text); }
     void setMajor(std::string text) { m_sMajor = std::move(text); }
     void setMinor(std::string text) { m_sMinor = std::move(text); }

@@ -14,6 +14,13 @@ namespace W {
 /// A kind of event and the level at which it is logged.
 class WVLEvent : public WResource {
 public:
+    WVLEvent() = default;
+    WVLEvent(const WVLEvent&) = default;
+    WVLEvent(WVLEvent&&) noexcept = default;
+    WVLEvent& operator=(const WVLEvent&) = default;
+    WVLEvent& operator=(WVLEvent&&) noexcept = default;
+    ~WVLEvent() override;
+
     void setName(std::string text) { m_sName = std::move(text); }
     void setLogLevel(std::string text) { m_sLogLevel = std::move(text); }
 
@@ -28,6 +35,13 @@ private:
 /// Where and how a device reports its log; numbers as text.
 class WVLLog : public WResource {
 public:
+    WVLLog() = default;
+    WVLLog(const WVLLog&) = default;
+    WVLLog(WVLLog&&) noexcept = default;
+    WVLLog& operator=(const WVLLog&) = default;
+    WVLLog& operator=(WVLLog&&) noexcept = default;
+    ~WVLLog() override;
+
     void setName(std::string text) { m_sName = std::move(text); }
     void setURL(std::string text) { m_sURL = std::move(text); }
     void setLogLevel(std::string text) { m_sLogLevel = std::move(text); }
@@ -54,6 +68,13 @@ private:
 /// How programmes with an age limit are treated in the viewer's country.
 class WVLCertificationRule : public WResource {
 public:
+    WVLCertificationRule() = default;
+    WVLCertificationRule(const WVLCertificationRule&) = default;
+    WVLCertificationRule(WVLCertificationRule&&) noexcept = default;
+    WVLCertificationRule& operator=(const WVLCertificationRule&) = default;
+    WVLCertificationRule& operator=(WVLCertificationRule&&) noexcept = default;
+    ~WVLCertificationRule() override;
+
     void setType(std::string text) { m_sType = std::move(text); }
     void setRule(std::string text) { m_sRule = std::move(text); }
     void setFirstScreen(std::string text) { m_sFirstScreen = std::move(text); }
@@ -86,6 +107,13 @@ private:
 /// The service's clock: now in UTC and at the viewer's place, and the difference between the two.
 class WVLLocaltime : public WResource {
 public:
+    WVLLocaltime() = default;
+    WVLLocaltime(const WVLLocaltime&) = default;
+    WVLLocaltime(WVLLocaltime&&) noexcept = default;
+    WVLLocaltime& operator=(const WVLLocaltime&) = default;
+    WVLLocaltime& operator=(WVLLocaltime&&) noexcept = default;
+    ~WVLLocaltime() override;
+
     void setUTC(WDateTime time) { m_UTC = time; }
     void setLocaltime(WDateTime time) { m_Localtime = time; }
     void setDifference(WDateTime time) { m_Difference = time; }
@@ -106,6 +134,13 @@ private:
 /// A session with the service. Holds secrets: the seed key never goes into a log at the default level.
 class WVLSession : public WResource {
 public:
+    WVLSession() = default;
+    WVLSession(const WVLSession&) = default;
+    WVLSession(WVLSession&&) noexcept = default;
+    WVLSession& operator=(const WVLSession&) = default;
+    WVLSession& operator=(WVLSession&&) noexcept = default;
+    ~WVLSession() override;
+
     void setSessionID(std::string text) { m_sSessionID = std::move(text); }
     void setUserID(std::string text) { m_sUserID = std::move(text); }
     void setSeedKey(std::string text) { m_sSeedKey = std::move(text); }

@@ -6,16 +6,14 @@
 #include "WVLContent.h"
 
 #include <list>
-#include <memory>
 
 namespace W::vorel {
 
-/// Reads a channel, to be shared by its programmes.
-inline std::shared_ptr<const WVLChannel> readChannel(const Json::Value& object, Fields<WVLChannel> fields,
-                                                     const ReadingRules& rules)
+/// Reads a channel. Programmes that get a copy share its contents.
+inline WVLChannel readChannel(const Json::Value& object, Fields<WVLChannel> fields, const ReadingRules& rules)
 {
-    const auto channel = std::make_shared<WVLChannel>();
-    readFields(object, fields, *channel, rules);
+    WVLChannel channel;
+    readFields(object, fields, channel, rules);
     return channel;
 }
 
@@ -23,7 +21,7 @@ inline std::shared_ptr<const WVLChannel> readChannel(const Json::Value& object, 
 inline void readProgrammes(const Json::Value& object, Fields<WVLChannel> channelFields, Fields<WVLContent> fields,
                            const ReadingRules& rules, std::list<WVLContent>& list)
 {
-    const std::shared_ptr<const WVLChannel> channel = readChannel(object, channelFields, rules);
+    const WVLChannel channel = readChannel(object, channelFields, rules);
     const Json::Value& contents = member(object, "content");
     for (Json::ArrayIndex index = 0, count = contents.size(); index < count; ++index) {
         WVLContent& content = list.emplace_back();
