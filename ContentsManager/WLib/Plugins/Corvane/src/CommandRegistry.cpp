@@ -1,71 +1,81 @@
 #include "CommandRegistry.h"
 
-#include "VorelCommand.h"
-
-#include <algorithm>
+#include <memory>
 
 namespace W::vorel {
 
 CommandRegistry::Ticket CommandRegistry::add(VorelServiceCMD* command)
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    if (m_inOrder.capacity() <= m_commands.size())
-        m_inOrder.reserve(2 * m_commands.size() + 1);
-    m_commands.emplace(command, m_uLastTicket + 1);
-    return ++m_uLastTicket;
+    if (command->m_uTicket == 0) {
+        command->m_uTicket = ++m_uLastTicket;
+        m_commands.append(command);
+        ++m_uSize;
+    }
+    return command->m_uTicket;
 }
 
 void CommandRegistry::release(VorelServiceCMD* command)
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    if (const auto found = firstOf(command); found != m_commands.end())
-        m_commands.erase(found);
+    if (command->m_uTicket != 0) {
+        unlink(command);
+    }
 }
 
 void CommandRegistry::destroy(VorelServiceCMD* command)
 {
+    // Declared before the lock, so that it is destroyed after the lock's release.
+    std::unique_ptr<VorelServiceCMD> found;
     const std::lock_guard<std::mutex> hold(m_lock);
-    if (const auto found = firstOf(command); found != m_commands.end()) {
-        m_commands.erase(found);
-        delete command;
+    if (m_commands.contains(command)) {
+        unlink(command);
+        found.reset(command);
     }
 }
 
 void CommandRegistry::destroy(VorelServiceCMD* command, Ticket ticket)
 {
+    std::unique_ptr<VorelServiceCMD> found;
     const std::lock_guard<std::mutex> hold(m_lock);
-    const auto [first, last] = m_commands.equal_range(command);
-    const auto found = std::find_if(first, last, [ticket](const auto& entry) { return entry.second == ticket; });
-    if (found != last) {
-        m_commands.erase(found);
-        delete command;
+    VorelServiceCMD* last = m_commands.back();
+    while (last != nullptr && last->m_uTicket > ticket) {
+        last = m_commands.previous(last);
+    }
+    if (last != nullptr && last->m_uTicket == ticket && last == command) {
+        unlink(command);
+        found.reset(command);
     }
 }
 
 void CommandRegistry::destroyAll()
 {
-    const std::lock_guard<std::mutex> hold(m_lock);
-    for (const auto& [command, ticket] : m_commands)
-        m_inOrder.emplace_back(ticket, command);
-    std::sort(m_inOrder.begin(), m_inOrder.end());
-    for (const auto& [ticket, command] : m_inOrder)
-        delete command;
-    m_inOrder.clear();
-    m_commands.clear();
+    VorelServiceCMD* command = nullptr;
+    {
+        const std::lock_guard<std::mutex> hold(m_lock);
+        command = m_commands.takeAll();
+        m_uSize = 0;
+        for (VorelServiceCMD* each = command; each != nullptr; each = m_commands.next(each)) {
+            each->m_uTicket = 0;
+        }
+    }
+    while (command != nullptr) {
+        const std::unique_ptr<VorelServiceCMD> first(command);
+        command = m_commands.next(command);
+    }
 }
 
 std::size_t CommandRegistry::size() const
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    return m_commands.size();
+    return m_uSize;
 }
 
-CommandRegistry::Commands::iterator CommandRegistry::firstOf(VorelServiceCMD* command)
+void CommandRegistry::unlink(VorelServiceCMD* command)
 {
-    const auto [first, last] = m_commands.equal_range(command);
-    const auto found =
-        std::min_element(first, last, [](const auto& one, const auto& other) { return one.second < other.second; });
-    return found == last ? m_commands.end() : found;
+    m_commands.remove(command);
+    command->m_uTicket = 0;
+    --m_uSize;
 }
 
 }  // namespace W::vorel

@@ -1,23 +1,19 @@
 // Which commands are alive and who destroys them. A command is created by its operation, registered here before it is
 // handed to the transport, and destroyed by exactly one of: the transport, when its request is over (release() first);
-// the operation, when it fails (destroy() with its ticket); the plug-in object, when it goes (destroyAll()).
+// the operation, when it fails (destroy() with its ticket); the plug-in object, when it is destroyed (destroyAll()).
 #pragma once
 
+#include "VorelCommand.h"
 #include "WTypes.h"
 
+#include <cstddef>
 #include <mutex>
-#include <unordered_map>
-#include <utility>
-#include <vector>
 
-namespace W {
+namespace W::vorel {
 
-class VorelServiceCMD;
-
-namespace vorel {
-
-/// The commands of one plug-in object. Finding one costs the same however many there are. Commands are destroyed
-/// through their virtual destructors.  [any thread]
+/// The commands of one plug-in object, in the order in which they were added. Adding and releasing cost the same
+/// however many there are, and ask for no memory. Commands are destroyed through their virtual destructors and without
+/// the lock.  [any thread]
 class CommandRegistry {
 public:
     /// Tells two registrations apart, also of commands at the same address one after the other; never 0.
@@ -28,18 +24,17 @@ public:
     CommandRegistry& operator=(const CommandRegistry&) = delete;
     ~CommandRegistry() { destroyAll(); }
 
-    /// Adds a command, which the registry then owns. There is no check for duplicates.
-    /// @throws std::bad_alloc, and the command stays the caller's
+    /// Adds a command, which the registry then owns. One that is registered already keeps its ticket.
     Ticket add(VorelServiceCMD* command);
 
     /// Forgets a live command without destroying it; one that is not registered is ignored.
     void release(VorelServiceCMD* command);
 
-    /// Destroys the first registration of `command`; nothing happens without one.
+    /// Destroys `command` if it is registered. The pointer is only compared. Looks at one command after the other.
     void destroy(VorelServiceCMD* command);
 
-    /// Destroys `command` if it still stands under `ticket`. The pointer is only compared: the command may be gone and
-    /// its address in use again.
+    /// Destroys `command` if it is still registered with `ticket`. The pointer is only compared: the command may be
+    /// gone and its address in use again. Looks at the commands that were added later, and at no others.
     void destroy(VorelServiceCMD* command, Ticket ticket);
 
     /// Destroys every command, in the order in which they were added.
@@ -47,20 +42,14 @@ public:
 
     std::size_t size() const;
 
-    /// The lock, for small values that operations and completions share besides the commands.
-    std::mutex& mutex() const { return m_lock; }
-
 private:
-    using Commands = std::unordered_multimap<VorelServiceCMD*, Ticket>;
-
-    /// The first registration of a command; the end when there is none.  REQUIRES: m_lock held
-    Commands::iterator firstOf(VorelServiceCMD* command);
+    /// REQUIRES: m_lock held, `command` registered
+    void unlink(VorelServiceCMD* command);
 
     mutable std::mutex m_lock;
-    Commands m_commands;
-    std::vector<std::pair<Ticket, VorelServiceCMD*>> m_inOrder;  ///< room for destroyAll(), which asks for no memory
+    LinkedList<VorelServiceCMD, &VorelServiceCMD::m_link> m_commands;
+    std::size_t m_uSize = 0;
     Ticket m_uLastTicket = 0;
 };
 
-}  // namespace vorel
-}  // namespace W
+}  // namespace W::vorel

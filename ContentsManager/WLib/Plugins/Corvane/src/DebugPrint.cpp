@@ -1,13 +1,26 @@
 #include "DebugPrint.h"
 
 #include <atomic>
+#include <cstring>
+#include <new>
 
 namespace W {
 
 namespace {
 
-/// The module that printed last; for whoever looks at the process from a debugger.
+/// The module that printed last, to be read in a debugger.
 std::atomic<CCDebug*> printModule{nullptr};
+
+/// Registers the library's debug module when the library is loaded.
+const bool kIsRegistered = [] {
+    try {
+        CCDebug::m_Instance<CCDebugCommon>()->t_InitModule();
+        return true;
+    } catch (const std::exception&) {
+        // A host without memory lists one module less.
+        return false;
+    }
+}();
 
 }  // namespace
 
@@ -57,7 +70,8 @@ CCDebug* CCDebug::m_Instance<CCDebugCommon>()
 
 template <>
 #if !defined(__clang__)  // as in the header
-__attribute__((format(printf, 3, 4)))
+// Not specialised for the levels that this library prints: level 0 has to work for callers that are not part of it.
+__attribute__((format(printf, 3, 4), used, noipa))
 #endif
 void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags, const char* format, ...)
 {
@@ -82,6 +96,18 @@ void reportException(const std::exception& exception, Here here)
 {
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] Exception Caught: %s", here.function, here.line,
                               exception.what());
+}
+
+void reportUnknownException(Here here)
+{
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] Exception Caught: %s", here.function, here.line,
+                              "not a std::exception");
+}
+
+bool isOutOfMemory(const std::exception& exception)
+{
+    return dynamic_cast<const std::bad_alloc*>(&exception) != nullptr ||
+           std::strstr(exception.what(), "Failed to allocate") != nullptr;
 }
 
 }  // namespace vorel

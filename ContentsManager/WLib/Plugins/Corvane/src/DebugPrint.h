@@ -63,5 +63,25 @@ WSTATUS failed(WSTATUS status, const char* file, Here here = {});
 /// Prints what a caught exception says.
 void reportException(const std::exception& exception, Here here = {});
 
+/// Prints an exception that is not a std::exception.
+void reportUnknownException(Here here = {});
+
+/// Whether an exception means that there was no memory. The JSON library has its own for that.
+bool isOutOfMemory(const std::exception& exception);
+
+/// Calls a caller's callback. An exception that leaves it is printed and dropped: the request is cleaned up all the
+/// same.
+template <class Callback>
+void callBack(Here here, Callback callback)
+{
+    try {
+        callback();
+    } catch (const std::exception& exception) {
+        reportException(exception, here);
+    } catch (...) {
+        reportUnknownException(here);
+    }
+}
+
 }  // namespace vorel
 }  // namespace W

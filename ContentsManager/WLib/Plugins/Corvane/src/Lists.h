@@ -8,7 +8,9 @@
 #include "WContainer.h"
 
 #include <json/value.h>
+#include <cstdint>
 #include <list>
+#include <utility>
 
 namespace W::vorel {
 
@@ -38,17 +40,40 @@ inline void printLine(const Here& here, const char* text)
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] %s", here.function, here.line, text);
 }
 
+/// A tree has been parsed as a whole.
+inline void requireJson(const Json::Value& /*array*/, Json::ArrayIndex /*first*/) {}
+
+/// A reply that is cancelled while it is read ends as one that was parsed as a whole before: if it is not JSON further
+/// on, it is not JSON. Elements are parsed and dropped, so this takes no more memory than reading them.
+/// @throws std::exception when an element from `first` on is not JSON
+inline void requireJson(const Pieces& pieces, Json::ArrayIndex first)
+{
+    for (Json::ArrayIndex index = first; index < pieces.size(); ++index) {
+        static_cast<void>(pieces[index]);
+    }
+}
+
 /// Calls `each` for every element, after a cancel test.
 /// @return false when the request was cancelled
 template <class Array, class Each>
 bool walk(const Array& array, const Reading& reading, Each each)
 {
     for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index) {
-        if (reading.command.isCancelled(reading.reference))
+        if (reading.command.isCancelled(reading.reference)) {
+            requireJson(array, index);
             return false;
+        }
         each(array[index]);
     }
     return true;
+}
+
+/// Moves a list into a container, through its virtual operations: it may be the caller's own kind.
+template <class Record>
+void handOver(std::list<Record>&& list, WContainer<Record>& container)
+{
+    container.setCount(static_cast<std::int32_t>(list.size()));
+    container.data() = std::move(list);
 }
 
 /// Reads an array into a list, whose elements `each(element, list)` appends.
@@ -80,7 +105,7 @@ WSTATUS readList(const Array& array, const ListRules& rules, const Reading& read
     std::list<Record> list;
     const WSTATUS result = appendList(array, rules, reading, list, out, each);
     if (result == status::kOk)
-        out.take(std::move(list));
+        handOver(std::move(list), out);
     return result;
 }
 

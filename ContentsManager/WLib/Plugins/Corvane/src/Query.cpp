@@ -1,7 +1,5 @@
 #include "Query.h"
 
-#include "VorelService.h"
-
 #include <algorithm>
 #include <cstdint>
 
@@ -16,7 +14,7 @@ const std::string& asText(const std::string& text)
 
 std::string asText(int number)
 {
-    return VorelService::int2str(number);
+    return std::to_string(number);
 }
 
 template <class Element>
@@ -103,7 +101,7 @@ Query& Query::textIfSet(std::string_view name, std::string_view value)
 
 Query& Query::number(std::string_view name, int value)
 {
-    return text(name, VorelService::int2str(value));
+    return text(name, std::to_string(value));
 }
 
 Query& Query::numberIfSet(std::string_view name, int value)

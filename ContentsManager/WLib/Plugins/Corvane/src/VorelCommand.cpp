@@ -2,9 +2,8 @@
 
 #include "VorelCommand.h"
 
+#include "CommandOwner.h"
 #include "Query.h"
-#include "VorelService.h"
-#include "WVorelOAI.h"
 
 namespace W {
 
@@ -25,8 +24,6 @@ void appendPath(std::string& url, std::string_view path)
     url += path;
 }
 
-constexpr char kMakeUrl[] = "MakeURL";
-
 }  // namespace
 
 template class WContainer<WVLChannel>;
@@ -45,30 +42,49 @@ VorelServiceCMD::VorelServiceCMD(const WContentProvider& provider, void* userDat
 
 VorelServiceCMD::~VorelServiceCMD() = default;
 
-bool VorelServiceCMD::isCancelled(UINT64 reference) const
+std::uint32_t VorelServiceCMD::getCPKey() const
 {
-    VorelService* const service = m_pService != nullptr ? m_pService->service() : nullptr;
-    return service != nullptr && service->getCancelStatus(reference);
+    return m_uCPKey;
 }
 
-Query VorelServiceCMD::urlQuery(std::string_view path, const ProviderOptions& options)
+std::uint32_t VorelServiceCMD::getCMDKey() const
+{
+    return m_uCMDKey;
+}
+
+void VorelServiceCMD::setCMDKey(unsigned int key)
+{
+    m_uCMDKey = key;
+}
+
+std::uint64_t VorelServiceCMD::getID() const
+{
+    return static_cast<std::uint64_t>(m_uCPKey) << 32 | m_uCMDKey;
+}
+
+bool VorelServiceCMD::isCancelled(UINT64 reference) const
+{
+    return m_pService != nullptr && ownerOf(*m_pService).isCancelled(reference);
+}
+
+Query VorelServiceCMD::urlQuery(std::string_view path, const ProviderOptions& options, Here here)
 {
     appendPath(m_sUrl, path);
     m_sUrl += '?';
-    return {m_sUrl, m_sBody, Query::Place::Url, options, {kMakeUrl}};
+    return {m_sUrl, m_sBody, Query::Place::Url, options, here};
 }
 
-Query VorelServiceCMD::bodyQuery(std::string_view path, const ProviderOptions& options)
+Query VorelServiceCMD::bodyQuery(std::string_view path, const ProviderOptions& options, Here here)
 {
     appendPath(m_sUrl, path);
-    return {m_sUrl, m_sBody, Query::Place::Body, options, {kMakeUrl}};
+    return {m_sUrl, m_sBody, Query::Place::Body, options, here};
 }
 
-Query VorelServiceCMD::urlOnly(std::string_view text)
+Query VorelServiceCMD::urlOnly(std::string_view string, Here here)
 {
     static const ProviderOptions kNone(WContentProvider(), None);
-    m_sUrl += text;
-    return {m_sUrl, m_sBody, Query::Place::Url, kNone, {kMakeUrl}};
+    m_sUrl += string;
+    return {m_sUrl, m_sBody, Query::Place::Url, kNone, here};
 }
 
 VorelDownloadCMD::VorelDownloadCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider)

@@ -6,8 +6,15 @@
 // in it. [the operation's thread]  A parser returns 0, 600 when the request was cancelled meanwhile, -56 when the text
 // is not JSON, -57 when it cannot be read, -55 when a list that must not be empty is, or the service's negative error;
 // on an error in the envelope nothing is written. `reference` serves the cancel test alone.  [executor thread]
+//
+// The library exports these classes, so every constructor, destructor and operation of theirs is declared here and
+// defined in its file: what is left to the compiler or inherited is emitted only where it is used, and the set of
+// exported names would depend on what the compiler inlines. The members that are inline here are our own and are not
+// exported.
 #pragma once
 
+#include "DebugPrint.h"
+#include "LinkedList.h"
 #include "WCorvaneOAI.h"
 
 #include <cstdint>
@@ -22,9 +29,9 @@ namespace W {
 class WVorelOAI;
 
 namespace vorel {
+class CommandRegistry;
 class ProviderOptions;
 class Query;
-struct Here;
 }  // namespace vorel
 
 /// What all commands share. Not reused for a second request; destroyed exactly once, by who holds it.
@@ -37,12 +44,12 @@ public:
     VorelServiceCMD& operator=(const VorelServiceCMD&) = delete;
 
     /// ID of the provider for which the command runs.
-    std::uint32_t getCPKey() const { return m_uCPKey; }
+    std::uint32_t getCPKey() const;
     /// Number of the kind, 3 to 51; 0xFFFFFFFF until a derived constructor has set it.
-    std::uint32_t getCMDKey() const { return m_uCMDKey; }
-    void setCMDKey(unsigned int key) { m_uCMDKey = key; }
+    std::uint32_t getCMDKey() const;
+    void setCMDKey(unsigned int key);
     /// The provider's ID in the high half, the kind in the low one.
-    std::uint64_t getID() const { return static_cast<std::uint64_t>(m_uCPKey) << 32 | m_uCMDKey; }
+    std::uint64_t getID() const;
 
     const std::string& url() const { return m_sUrl; }
     void setUrl(std::string url) { m_sUrl = std::move(url); }
@@ -54,12 +61,14 @@ public:
     bool isCancelled(UINT64 reference) const;
 
 protected:
-    /// Appends a path and "?" and writes the parameters behind it.
-    vorel::Query urlQuery(std::string_view path, const vorel::ProviderOptions& options);
+    // These print the URL and BODY lines with the function and line of their caller, which is MakeURL.
+
+    /// Appends a path and "?"; the parameters follow.
+    vorel::Query urlQuery(std::string_view path, const vorel::ProviderOptions& options, vorel::Here here = {});
     /// Appends a path; the parameters go into the body.
-    vorel::Query bodyQuery(std::string_view path, const vorel::ProviderOptions& options);
-    /// Appends a text that is written without any setting.
-    vorel::Query urlOnly(std::string_view text);
+    vorel::Query bodyQuery(std::string_view path, const vorel::ProviderOptions& options, vorel::Here here = {});
+    /// Appends a string that depends on no setting.
+    vorel::Query urlOnly(std::string_view string, vorel::Here here = {});
 
     std::string m_sUrl;
     std::string m_sBody;
@@ -69,6 +78,10 @@ private:
     std::uint32_t m_uCMDKey = 0xFFFFFFFF;
     void* m_pUserData;
     WVorelOAI* m_pService;
+
+    friend class vorel::CommandRegistry;
+    vorel::Link<VorelServiceCMD> m_link;  ///< in the registry
+    UINT64 m_uTicket = 0;                 ///< of the registration; 0 while there is none
 };
 
 /// A command of one kind: its number and its caller's callback, which may be null.
@@ -94,7 +107,7 @@ private:
 
 class VorelGetAuthSeedkeyCMD : public VorelRequestCMD<3, SessionCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetAuthSeedkeyCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetAuthSeedkeyCMD() override;
     void MakeURL();
     int ParseSessionInfo(const std::string& body, WVLSession& session);
@@ -102,7 +115,7 @@ public:
 
 class VorelGetConfLogCMD : public VorelRequestCMD<5, LogCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetConfLogCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetConfLogCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseConfLog(const std::string& body, WVLLog& out);
@@ -110,7 +123,7 @@ public:
 
 class VorelGetLocaltimeCMD : public VorelRequestCMD<6, LocaltimeCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetLocaltimeCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetLocaltimeCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseLocaltime(const std::string& body, WVLLocaltime& out);
@@ -118,7 +131,7 @@ public:
 
 class VorelResetHistoryCMD : public VorelRequestCMD<7, AckCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelResetHistoryCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelResetHistoryCMD() override;
     void MakeURL(unsigned long time, const WDateTime& clock, const WContentProvider& provider);
     int ParseResetHistory(const std::string& body);
@@ -126,7 +139,7 @@ public:
 
 class VorelGetServerUrlCMD : public VorelRequestCMD<8, ServerUrlCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetServerUrlCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetServerUrlCMD() override;
     void MakeURL(const WContentProvider& provider);
     /// @param offsetSource  when it is valid, `expired` receives its offset
@@ -135,7 +148,7 @@ public:
 
 class VorelCheckUploadCMD : public VorelRequestCMD<9, TwoTextsCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelCheckUploadCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelCheckUploadCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseCheckUpload(const std::string& body, std::string& url, std::string& fileName);
@@ -143,7 +156,7 @@ public:
 
 class VorelSendChannelCMD : public VorelRequestCMD<10, AckCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelSendChannelCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelSendChannelCMD() override;
     void MakeURL(const std::string& fileName, const WContentProvider& provider);
     int ParseSendChannel(const std::string& body);
@@ -151,7 +164,7 @@ public:
 
 class VorelGetCertificationRuleCMD : public VorelRequestCMD<11, CertificationRuleCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetCertificationRuleCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetCertificationRuleCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseCertificationRule(const std::string& body, WVLCertificationRule& out);
@@ -159,7 +172,7 @@ public:
 
 class VorelCheckAgreementCMD : public VorelRequestCMD<47, TwoTextsCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelCheckAgreementCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelCheckAgreementCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseCheckAgreement(const std::string& body, std::string& agreed, std::string& confirmed);
@@ -167,7 +180,7 @@ public:
 
 class VorelConfirmAgreementCMD : public VorelRequestCMD<48, AckCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelConfirmAgreementCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelConfirmAgreementCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseConfirmAgreement(const std::string& body);
@@ -175,7 +188,7 @@ public:
 
 class VorelSetAnonymAgreementCMD : public VorelRequestCMD<49, AckCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelSetAnonymAgreementCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelSetAnonymAgreementCMD() override;
     void MakeURL(bool anonymous, const WContentProvider& provider);
     int ParseSetAnonymAgreement(const std::string& body);
@@ -183,7 +196,7 @@ public:
 
 class VorelRevocateAgreementCMD : public VorelRequestCMD<50, AckCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelRevocateAgreementCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelRevocateAgreementCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseRevocateAgreement(const std::string& body);
@@ -193,7 +206,7 @@ public:
 
 class VorelGetChannelListCMD : public VorelRequestCMD<12, ChannelListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetChannelListCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetChannelListCMD() override;
     void MakeURL(const std::string& checksum, const WContentProvider& provider);
     /// `checksum` and `changed` are written whenever the envelope is good, the channels only when they changed.
@@ -203,7 +216,7 @@ public:
 
 class VorelGetHeadendCMD : public VorelRequestCMD<13, HeadendListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetHeadendCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetHeadendCMD() override;
     void MakeURL(const std::string& zipCode, const WContentProvider& provider);
     int ParseHeadend(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference);
@@ -211,7 +224,7 @@ public:
 
 class VorelGetCityListCMD : public VorelRequestCMD<14, CityListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetCityListCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetCityListCMD() override;
     void MakeURL(const WContentProvider& provider);
     /// Adds to both maps; entries that are there stay, also when it fails or is cancelled.
@@ -221,7 +234,7 @@ public:
 
 class VorelGetCityListBrowseCMD : public VorelRequestCMD<15, CityCodesCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetCityListBrowseCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetCityListBrowseCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseCityList(const std::string& body, WContainer<WVLCityCode>& out, UINT64 reference);
@@ -229,7 +242,7 @@ public:
 
 class VorelGetHeadendKorCMD : public VorelRequestCMD<16, HeadendListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetHeadendKorCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetHeadendKorCMD() override;
     void MakeURL(const std::string& code, const WContentProvider& provider);
     int ParseHeadendKor(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference);
@@ -237,7 +250,7 @@ public:
 
 class VorelGetHeadendBrowseCMD : public VorelRequestCMD<17, HeadendListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetHeadendBrowseCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetHeadendBrowseCMD() override;
     void MakeURL(const std::string& code, const WContentProvider& provider);
     int ParseHeadendBrowse(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference);
@@ -245,7 +258,7 @@ public:
 
 class VorelGetLineupTestCMD : public VorelRequestCMD<22, QuizCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetLineupTestCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetLineupTestCMD() override;
     void MakeURL(const std::string& headend, const WContentProvider& provider);
     int ParseLineupTest(const std::string& body, WContainer<WVLQuiz>& out);
@@ -253,7 +266,7 @@ public:
 
 class VorelSaveHeadendCMD : public VorelRequestCMD<37, AckCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelSaveHeadendCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelSaveHeadendCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseSaveHeadend(const std::string& body);
@@ -261,7 +274,7 @@ public:
 
 class VorelLoadHeadendCMD : public VorelRequestCMD<38, HeadendCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelLoadHeadendCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelLoadHeadendCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseLoadHeadend(const std::string& body, WVLHeadend& out);
@@ -271,7 +284,7 @@ public:
 
 class VorelGetScheduleCMD : public VorelRequestCMD<18, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetScheduleCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetScheduleCMD() override;
     void MakeURL(const std::list<std::string>& sources, unsigned long start, const WDateTime& clock, int interval,
                  const std::list<int>& imageSizes, const WContentProvider& provider);
@@ -280,7 +293,7 @@ public:
 
 class VorelGetOnAirCMD : public VorelRequestCMD<19, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetOnAirCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetOnAirCMD() override;
     void MakeURL(const std::list<std::string>& sources, const std::list<int>& imageSizes,
                  const WContentProvider& provider);
@@ -289,7 +302,7 @@ public:
 
 class VorelGetTodayCMD : public VorelRequestCMD<20, DownloadUrlsCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetTodayCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetTodayCMD() override;
     void MakeURL(const WContentProvider& provider);
     /// Appends to the list.
@@ -298,7 +311,7 @@ public:
 
 class VorelGetFocusChannelCMD : public VorelRequestCMD<21, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetFocusChannelCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetFocusChannelCMD() override;
     void MakeURL(const std::string& source, int imageSize, int num, const WContentProvider& provider);
     int ParseFocusChannel(const std::string& body, WDateTime clock, WContainer<WVLContent>& out, UINT64 reference);
@@ -306,7 +319,7 @@ public:
 
 class VorelGetContentListCMD : public VorelRequestCMD<23, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetContentListCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetContentListCMD() override;
     void MakeURL(const std::list<int>& genres, unsigned long time, int start, int num, const WDateTime& clock,
                  const WContentProvider& provider);
@@ -315,7 +328,7 @@ public:
 
 class VorelGetGuideCMD : public VorelRequestCMD<25, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetGuideCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetGuideCMD() override;
     void MakeURL(const std::string& channel, const std::string& channelNumber, unsigned long time, int interval,
                  int imageSize, int start, int num, const WDateTime& clock, const WContentProvider& provider);
@@ -324,7 +337,7 @@ public:
 
 class VorelSearchEpgCMD : public VorelRequestCMD<46, TextCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelSearchEpgCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelSearchEpgCMD() override;
     void MakeURL(const std::string& query, const std::string& exact, int start, int num,
                  const WContentProvider& provider);
@@ -334,7 +347,7 @@ public:
 
 class VorelGetGenreListCMD : public VorelRequestCMD<4, GenreListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetGenreListCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetGenreListCMD() override;
     void MakeURL(const std::string& checksum, const WContentProvider& provider);
     /// `checksum` and `changed` are written whenever the envelope is good, the genres only when they changed.
@@ -344,7 +357,7 @@ public:
 
 class VorelGetContentDetailInfoCMD : public VorelRequestCMD<24, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetContentDetailInfoCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetContentDetailInfoCMD() override;
     void MakeURL(const std::string& contentId, const std::string& source, unsigned long startTime,
                  const WDateTime& clock, const WContentProvider& provider);
@@ -354,7 +367,7 @@ public:
 
 class VorelGetPersonDetailInfoCMD : public VorelRequestCMD<26, PersonCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetPersonDetailInfoCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetPersonDetailInfoCMD() override;
     void MakeURL(const std::string& personId, const WContentProvider& provider);
     int ParsePersonDetailInfo(const std::string& body, WVLPerson& out);
@@ -362,7 +375,7 @@ public:
 
 class VorelGetSeriesDetailInfoCMD : public VorelRequestCMD<27, SeriesCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetSeriesDetailInfoCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetSeriesDetailInfoCMD() override;
     void MakeURL(const std::string& contentId, const std::string& source, const WContentProvider& provider);
     /// @throws what the JSON library throws
@@ -374,7 +387,7 @@ public:
 
 class VorelSetFavoriteCMD : public VorelRequestCMD<28, AckCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelSetFavoriteCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelSetFavoriteCMD() override;
     void MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider);
     int ParseSetFavorite(const std::string& body);
@@ -382,7 +395,7 @@ public:
 
 class VorelDeleteFavoriteCMD : public VorelRequestCMD<29, AckCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelDeleteFavoriteCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelDeleteFavoriteCMD() override;
     void MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider);
     int ParseDeleteFavorite(const std::string& body);
@@ -390,7 +403,7 @@ public:
 
 class VorelGetFavoriteChannelCMD : public VorelRequestCMD<30, ChannelCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetFavoriteChannelCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetFavoriteChannelCMD() override;
     void MakeURL(const std::string& type, const std::string& id, int imageSize, const WContentProvider& provider);
     int ParseFavoriteChannel(const std::string& body, WVLChannel& out);
@@ -398,7 +411,7 @@ public:
 
 class VorelGetFavoriteContentCMD : public VorelRequestCMD<31, ContentCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetFavoriteContentCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetFavoriteContentCMD() override;
     void MakeURL(const std::string& type, const std::string& id, int imageSize, const WContentProvider& provider);
     int ParseFavoriteContent(const std::string& body, WVLContent& out);
@@ -406,7 +419,7 @@ public:
 
 class VorelGetFavoriteChannelListCMD : public VorelRequestCMD<32, ChannelsCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetFavoriteChannelListCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetFavoriteChannelListCMD() override;
     void MakeURL(const std::string& type, int imageSize, const std::string& order, const std::string& sort, int start,
                  int num, const WContentProvider& provider);
@@ -415,7 +428,7 @@ public:
 
 class VorelGetFavoriteContentListCMD : public VorelRequestCMD<33, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetFavoriteContentListCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetFavoriteContentListCMD() override;
     void MakeURL(const std::string& type, int imageSize, const std::string& order, const std::string& sort, int start,
                  int num, const WContentProvider& provider);
@@ -424,7 +437,7 @@ public:
 
 class VorelSendTuneHistoryCMD : public VorelRequestCMD<34, NumberCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelSendTuneHistoryCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelSendTuneHistoryCMD() override;
     void MakeURL(const std::string& ttid, const std::string& source, const WContentProvider& provider);
     int ParseSendTuneHistory(const std::string& body, int& sequence);
@@ -432,7 +445,7 @@ public:
 
 class VorelSendLikeCMD : public VorelRequestCMD<35, LikeCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelSendLikeCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelSendLikeCMD() override;
     /// Also stores the type, for GetType().
     void MakeURL(const std::string& key, const std::string& value, const std::string& type,
@@ -440,8 +453,8 @@ public:
     int ParseSendLike(const std::string& body);
 
     /// Which kind of like was sent; empty before MakeURL.
-    const std::string& GetType() const { return m_sType; }
-    void SetType(const std::string& type) { m_sType = type; }
+    const std::string& GetType() const;
+    void SetType(const std::string& type);
 
 private:
     std::string m_sType;
@@ -449,7 +462,7 @@ private:
 
 class VorelGetLikeHistoryCMD : public VorelRequestCMD<36, LikeHistoryCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetLikeHistoryCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetLikeHistoryCMD() override;
     void MakeURL(const std::string& key, const std::string& value, const WContentProvider& provider);
     int ParseGetLikeHistory(const std::string& body, int& like, int& dislike, bool& likeOwned, bool& dislikeOwned);
@@ -459,7 +472,7 @@ public:
 
 class VorelGetSmartChannelCMD : public VorelRequestCMD<39, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetSmartChannelCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetSmartChannelCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseGetSmartChannel(const std::string& body, WContainer<WVLContent>& out, WDateTime clock, UINT64 reference);
@@ -467,7 +480,7 @@ public:
 
 class VorelGetSmartPopularCMD : public VorelRequestCMD<40, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetSmartPopularCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetSmartPopularCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseGetSmartPopular(const std::string& body, WContainer<WVLContent>& out, WDateTime clock, UINT64 reference);
@@ -475,7 +488,7 @@ public:
 
 class VorelGetPopularChCMD : public VorelRequestCMD<41, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetPopularChCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetPopularChCMD() override;
     void MakeURL(int imageSize, int count, const WContentProvider& provider);
     /// Wanted: returns -16 where its siblings return -57.
@@ -484,7 +497,7 @@ public:
 
 class VorelGetRelatedCMD : public VorelRequestCMD<42, RelatedCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetRelatedCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetRelatedCMD() override;
     void MakeURL(const std::string& ttid, int imageSize, const WContentProvider& provider);
     int ParseGetRelated(const std::string& body, WContainer<WVLContent>& episode, WContainer<WVLPerson>& castAndCrew,
@@ -493,7 +506,7 @@ public:
 
 class VorelGetMissedCMD : public VorelRequestCMD<43, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetMissedCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetMissedCMD() override;
     void MakeURL(const std::string& order, const WContentProvider& provider);
     int ParseGetMissed(const std::string& body, WContainer<WVLContent>& out, WDateTime clock, UINT64 reference);
@@ -501,7 +514,7 @@ public:
 
 class VorelGetCandidateMissedCMD : public VorelRequestCMD<44, ContentListCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetCandidateMissedCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetCandidateMissedCMD() override;
     void MakeURL(const WContentProvider& provider);
     int ParseGetCandidateMissed(const std::string& body, WContainer<WVLContent>& out, WDateTime clock,
@@ -510,7 +523,7 @@ public:
 
 class VorelGetCombinationCMD : public VorelRequestCMD<45, ConciergeCallback> {
 public:
-    using VorelRequestCMD::VorelRequestCMD;
+    VorelGetCombinationCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetCombinationCMD() override;
     void MakeURL(const std::string& modelFirmwareCode, const WContentProvider& provider);
     int ParseCombination(const std::string& body, WDateTime clock, WVLConcierge& out);

@@ -187,6 +187,11 @@ std::string escaped(const std::string& text)
 
 }  // namespace
 
+VorelGetChannelListCMD::VorelGetChannelListCMD(Callback done, void* userData, WVorelOAI* service,
+                                               const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetChannelListCMD::~VorelGetChannelListCMD() = default;
 
 void VorelGetChannelListCMD::MakeURL(const std::string& checksum, const WContentProvider& provider)
@@ -227,11 +232,16 @@ int VorelGetChannelListCMD::ParseChannelList(const std::string& body, WContainer
                                 });
         }
         if (result == status::kOk)
-            channels.take(std::move(list));
+            handOver(std::move(list), channels);
         return result;
     };
     return readReply(body, read, [&] { channels.clear(); });
 }
+
+VorelGetHeadendCMD::VorelGetHeadendCMD(Callback done, void* userData, WVorelOAI* service,
+                                       const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetHeadendCMD::~VorelGetHeadendCMD() = default;
 
@@ -247,6 +257,11 @@ int VorelGetHeadendCMD::ParseHeadend(const std::string& body, WContainer<WVLHead
     return readHeadends(body, {"VorelGetHeadendCMD::ParseHeadend", "Headend Data size is Zero", status::kEmptyList},
                         Satellite::Read, {*this, reference}, out);
 }
+
+VorelGetCityListCMD::VorelGetCityListCMD(Callback done, void* userData, WVorelOAI* service,
+                                         const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetCityListCMD::~VorelGetCityListCMD() = default;
 
@@ -281,6 +296,11 @@ int VorelGetCityListCMD::ParseCityList(const std::string& body, std::map<int, st
     });
 }
 
+VorelGetCityListBrowseCMD::VorelGetCityListBrowseCMD(Callback done, void* userData, WVorelOAI* service,
+                                                     const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetCityListBrowseCMD::~VorelGetCityListBrowseCMD() = default;
 
 void VorelGetCityListBrowseCMD::MakeURL(const WContentProvider& provider)
@@ -300,6 +320,11 @@ int VorelGetCityListBrowseCMD::ParseCityList(const std::string& body, WContainer
                          });
 }
 
+VorelGetHeadendKorCMD::VorelGetHeadendKorCMD(Callback done, void* userData, WVorelOAI* service,
+                                             const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetHeadendKorCMD::~VorelGetHeadendKorCMD() = default;
 
 void VorelGetHeadendKorCMD::MakeURL(const std::string& code, const WContentProvider& provider)
@@ -314,6 +339,11 @@ int VorelGetHeadendKorCMD::ParseHeadendKor(const std::string& body, WContainer<W
                         {"VorelGetHeadendKorCMD::ParseHeadendKor", "Headend Data Size is zero.", status::kEmptyList},
                         Satellite::NotRead, {*this, reference}, out);
 }
+
+VorelGetHeadendBrowseCMD::VorelGetHeadendBrowseCMD(Callback done, void* userData, WVorelOAI* service,
+                                                   const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetHeadendBrowseCMD::~VorelGetHeadendBrowseCMD() = default;
 
@@ -330,6 +360,11 @@ int VorelGetHeadendBrowseCMD::ParseHeadendBrowse(const std::string& body, WConta
                         {"VorelGetHeadendBrowseCMD::ParseHeadendKor", "Headend Data Size is zero.", status::kEmptyList},
                         Satellite::NotRead, {*this, reference}, out);
 }
+
+VorelGetLineupTestCMD::VorelGetLineupTestCMD(Callback done, void* userData, WVorelOAI* service,
+                                             const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetLineupTestCMD::~VorelGetLineupTestCMD() = default;
 
@@ -358,11 +393,16 @@ int VorelGetLineupTestCMD::ParseLineupTest(const std::string& body, WContainer<W
                 }
                 quiz.setAnswerList(std::move(answers));
             }
-            out.take(std::move(list));
+            handOver(std::move(list), out);
             return status::kOk;
         },
         [&] { out.clear(); });
 }
+
+VorelSaveHeadendCMD::VorelSaveHeadendCMD(Callback done, void* userData, WVorelOAI* service,
+                                         const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelSaveHeadendCMD::~VorelSaveHeadendCMD() = default;
 
@@ -376,6 +416,11 @@ int VorelSaveHeadendCMD::ParseSaveHeadend(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelLoadHeadendCMD::VorelLoadHeadendCMD(Callback done, void* userData, WVorelOAI* service,
+                                         const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelLoadHeadendCMD::~VorelLoadHeadendCMD() = default;
 

@@ -45,6 +45,11 @@ constexpr Field<WVLCertificationRule> kCertificationRule[] = {
 
 }  // namespace
 
+VorelGetAuthSeedkeyCMD::VorelGetAuthSeedkeyCMD(Callback done, void* userData, WVorelOAI* service,
+                                               const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetAuthSeedkeyCMD::~VorelGetAuthSeedkeyCMD() = default;
 
 void VorelGetAuthSeedkeyCMD::MakeURL()
@@ -62,6 +67,11 @@ int VorelGetAuthSeedkeyCMD::ParseSessionInfo(const std::string& body, WVLSession
         return status::kOk;
     });
 }
+
+VorelGetConfLogCMD::VorelGetConfLogCMD(Callback done, void* userData, WVorelOAI* service,
+                                       const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetConfLogCMD::~VorelGetConfLogCMD() = default;
 
@@ -81,6 +91,11 @@ int VorelGetConfLogCMD::ParseConfLog(const std::string& body, WVLLog& out)
     });
 }
 
+VorelGetLocaltimeCMD::VorelGetLocaltimeCMD(Callback done, void* userData, WVorelOAI* service,
+                                           const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetLocaltimeCMD::~VorelGetLocaltimeCMD() = default;
 
 void VorelGetLocaltimeCMD::MakeURL(const WContentProvider& provider)
@@ -97,6 +112,11 @@ int VorelGetLocaltimeCMD::ParseLocaltime(const std::string& body, WVLLocaltime& 
     });
 }
 
+VorelResetHistoryCMD::VorelResetHistoryCMD(Callback done, void* userData, WVorelOAI* service,
+                                           const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelResetHistoryCMD::~VorelResetHistoryCMD() = default;
 
 void VorelResetHistoryCMD::MakeURL(unsigned long time, const WDateTime& clock, const WContentProvider& provider)
@@ -109,6 +129,11 @@ int VorelResetHistoryCMD::ParseResetHistory(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelGetServerUrlCMD::VorelGetServerUrlCMD(Callback done, void* userData, WVorelOAI* service,
+                                           const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetServerUrlCMD::~VorelGetServerUrlCMD() = default;
 
@@ -131,6 +156,11 @@ int VorelGetServerUrlCMD::ParseServerUrl(const std::string& body, WDateTime offs
     });
 }
 
+VorelCheckUploadCMD::VorelCheckUploadCMD(Callback done, void* userData, WVorelOAI* service,
+                                         const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelCheckUploadCMD::~VorelCheckUploadCMD() = default;
 
 void VorelCheckUploadCMD::MakeURL(const WContentProvider& provider)
@@ -148,6 +178,11 @@ int VorelCheckUploadCMD::ParseCheckUpload(const std::string& body, std::string& 
     });
 }
 
+VorelSendChannelCMD::VorelSendChannelCMD(Callback done, void* userData, WVorelOAI* service,
+                                         const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelSendChannelCMD::~VorelSendChannelCMD() = default;
 
 void VorelSendChannelCMD::MakeURL(const std::string& fileName, const WContentProvider& /*provider*/)
@@ -159,6 +194,11 @@ int VorelSendChannelCMD::ParseSendChannel(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelGetCertificationRuleCMD::VorelGetCertificationRuleCMD(Callback done, void* userData, WVorelOAI* service,
+                                                           const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetCertificationRuleCMD::~VorelGetCertificationRuleCMD() = default;
 
@@ -175,6 +215,11 @@ int VorelGetCertificationRuleCMD::ParseCertificationRule(const std::string& body
         return status::kOk;
     });
 }
+
+VorelCheckAgreementCMD::VorelCheckAgreementCMD(Callback done, void* userData, WVorelOAI* service,
+                                               const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelCheckAgreementCMD::~VorelCheckAgreementCMD() = default;
 
@@ -194,6 +239,11 @@ int VorelCheckAgreementCMD::ParseCheckAgreement(const std::string& body, std::st
     });
 }
 
+VorelConfirmAgreementCMD::VorelConfirmAgreementCMD(Callback done, void* userData, WVorelOAI* service,
+                                                   const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelConfirmAgreementCMD::~VorelConfirmAgreementCMD() = default;
 
 void VorelConfirmAgreementCMD::MakeURL(const WContentProvider& provider)
@@ -207,6 +257,11 @@ int VorelConfirmAgreementCMD::ParseConfirmAgreement(const std::string& body)
     return readAcknowledgement(body);
 }
 
+VorelSetAnonymAgreementCMD::VorelSetAnonymAgreementCMD(Callback done, void* userData, WVorelOAI* service,
+                                                       const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelSetAnonymAgreementCMD::~VorelSetAnonymAgreementCMD() = default;
 
 void VorelSetAnonymAgreementCMD::MakeURL(bool anonymous, const WContentProvider& provider)
@@ -219,6 +274,11 @@ int VorelSetAnonymAgreementCMD::ParseSetAnonymAgreement(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelRevocateAgreementCMD::VorelRevocateAgreementCMD(Callback done, void* userData, WVorelOAI* service,
+                                                     const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelRevocateAgreementCMD::~VorelRevocateAgreementCMD() = default;
 

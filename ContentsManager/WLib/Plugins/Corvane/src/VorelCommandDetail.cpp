@@ -132,6 +132,11 @@ void appendAirings(const Json::Value& object, const WVLContent& programme, const
 
 }  // namespace
 
+VorelGetGenreListCMD::VorelGetGenreListCMD(Callback done, void* userData, WVorelOAI* service,
+                                           const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetGenreListCMD::~VorelGetGenreListCMD() = default;
 
 void VorelGetGenreListCMD::MakeURL(const std::string& checksum, const WContentProvider& provider)
@@ -182,6 +187,11 @@ int VorelGetGenreListCMD::ParseGenreList(const std::string& body, WContainer<WVL
     return readReply(body, read, clear);
 }
 
+VorelGetContentDetailInfoCMD::VorelGetContentDetailInfoCMD(Callback done, void* userData, WVorelOAI* service,
+                                                           const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetContentDetailInfoCMD::~VorelGetContentDetailInfoCMD() = default;
 
 void VorelGetContentDetailInfoCMD::MakeURL(const std::string& contentId, const std::string& source,
@@ -217,10 +227,15 @@ int VorelGetContentDetailInfoCMD::ParseContentDetailInfo(const std::string& body
             appendAirings(channels[index], programme, clock, list);
         if (!hasElements(channels))
             list.push_back(std::move(programme));
-        out.take(std::move(list));
+        handOver(std::move(list), out);
         return status::kOk;
     });
 }
+
+VorelGetPersonDetailInfoCMD::VorelGetPersonDetailInfoCMD(Callback done, void* userData, WVorelOAI* service,
+                                                         const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetPersonDetailInfoCMD::~VorelGetPersonDetailInfoCMD() = default;
 
@@ -237,6 +252,11 @@ int VorelGetPersonDetailInfoCMD::ParsePersonDetailInfo(const std::string& body, 
         return status::kOk;
     });
 }
+
+VorelGetSeriesDetailInfoCMD::VorelGetSeriesDetailInfoCMD(Callback done, void* userData, WVorelOAI* service,
+                                                         const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetSeriesDetailInfoCMD::~VorelGetSeriesDetailInfoCMD() = default;
 
@@ -289,7 +309,7 @@ int VorelGetSeriesDetailInfoCMD::ParseSeriesDetailInfo(const std::string& body, 
         for (Json::ArrayIndex index = 0, count = seasons.size(); index < count && result == status::kOk; ++index)
             result = appendEpisodes(member(seasons[index], "episode"));
         if (result == status::kOk)
-            episodes.take(std::move(list));
+            handOver(std::move(list), episodes);
         return result;
     });
 }

@@ -93,6 +93,11 @@ constexpr Field<WVLDownloadURL> kDownloadUrl[] = {
 
 }  // namespace
 
+VorelGetScheduleCMD::VorelGetScheduleCMD(Callback done, void* userData, WVorelOAI* service,
+                                         const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetScheduleCMD::~VorelGetScheduleCMD() = default;
 
 void VorelGetScheduleCMD::MakeURL(const std::list<std::string>& sources, unsigned long start, const WDateTime& clock,
@@ -117,6 +122,10 @@ int VorelGetScheduleCMD::ParseSchedule(const std::string& body, WDateTime clock,
                              readProgrammes(element, kScheduleChannel, kScheduleContent, rules, list);
                          });
 }
+
+VorelGetOnAirCMD::VorelGetOnAirCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetOnAirCMD::~VorelGetOnAirCMD() = default;
 
@@ -145,6 +154,10 @@ int VorelGetOnAirCMD::ParseOnAir(const std::string& body, WDateTime clock, WCont
                              readFields<WVLContent>(member(element, "content"), kOnAirContent, content, rules);
                          });
 }
+
+VorelGetTodayCMD::VorelGetTodayCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetTodayCMD::~VorelGetTodayCMD() = default;
 
@@ -175,6 +188,11 @@ int VorelGetTodayCMD::ParseToday(const std::string& body, std::list<WVLDownloadU
     });
 }
 
+VorelGetFocusChannelCMD::VorelGetFocusChannelCMD(Callback done, void* userData, WVorelOAI* service,
+                                                 const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetFocusChannelCMD::~VorelGetFocusChannelCMD() = default;
 
 void VorelGetFocusChannelCMD::MakeURL(const std::string& source, int imageSize, int num,
@@ -197,7 +215,7 @@ int VorelGetFocusChannelCMD::ParseFocusChannel(const std::string& body, WDateTim
     return readReply(
         body,
         [&](const Json::Value& rsp) {
-            const std::shared_ptr<const WVLChannel> channel = readChannel(rsp, kScheduleChannel, rules);
+            const WVLChannel channel = readChannel(rsp, kScheduleChannel, rules);
             return readList(
                 member(rsp, "content"),
                 {"VorelGetFocusChannelCMD::ParseFocusChannel", "Contents Data size is zero.", status::kEmptyList},
@@ -209,6 +227,11 @@ int VorelGetFocusChannelCMD::ParseFocusChannel(const std::string& body, WDateTim
         },
         [&] { out.clear(); });
 }
+
+VorelGetContentListCMD::VorelGetContentListCMD(Callback done, void* userData, WVorelOAI* service,
+                                               const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetContentListCMD::~VorelGetContentListCMD() = default;
 
@@ -236,6 +259,10 @@ int VorelGetContentListCMD::ParseContentList(const std::string& body, WDateTime 
                              readFields<WVLContent>(element, kListedContent, list.emplace_back(), rules);
                          });
 }
+
+VorelGetGuideCMD::VorelGetGuideCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetGuideCMD::~VorelGetGuideCMD() = default;
 
@@ -266,6 +293,11 @@ int VorelGetGuideCMD::ParseGuide(const std::string& body, WDateTime clock, WCont
                              readProgrammes(element, kGuideChannel, kGuideContent, rules, list);
                          });
 }
+
+VorelSearchEpgCMD::VorelSearchEpgCMD(Callback done, void* userData, WVorelOAI* service,
+                                     const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelSearchEpgCMD::~VorelSearchEpgCMD() = default;
 

@@ -154,6 +154,11 @@ constexpr Options kViewer = Country | Language | Headend | Device;
 
 }  // namespace
 
+VorelGetSmartChannelCMD::VorelGetSmartChannelCMD(Callback done, void* userData, WVorelOAI* service,
+                                                 const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetSmartChannelCMD::~VorelGetSmartChannelCMD() = default;
 
 void VorelGetSmartChannelCMD::MakeURL(const WContentProvider& provider)
@@ -172,6 +177,11 @@ int VorelGetSmartChannelCMD::ParseGetSmartChannel(const std::string& body, WCont
         [&clock](const Json::Value& element, std::list<WVLContent>& list) { readSmart(element, true, clock, list); });
 }
 
+VorelGetSmartPopularCMD::VorelGetSmartPopularCMD(Callback done, void* userData, WVorelOAI* service,
+                                                 const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetSmartPopularCMD::~VorelGetSmartPopularCMD() = default;
 
 void VorelGetSmartPopularCMD::MakeURL(const WContentProvider& provider)
@@ -189,6 +199,11 @@ int VorelGetSmartPopularCMD::ParseGetSmartPopular(const std::string& body, WCont
         {*this, reference}, out,
         [&clock](const Json::Value& element, std::list<WVLContent>& list) { readSmart(element, false, clock, list); });
 }
+
+VorelGetPopularChCMD::VorelGetPopularChCMD(Callback done, void* userData, WVorelOAI* service,
+                                           const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetPopularChCMD::~VorelGetPopularChCMD() = default;
 
@@ -220,6 +235,11 @@ int VorelGetPopularChCMD::ParseGetPopularCh(const std::string& body, WContainer<
                          {status::kWrongProvider});
 }
 
+VorelGetRelatedCMD::VorelGetRelatedCMD(Callback done, void* userData, WVorelOAI* service,
+                                       const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetRelatedCMD::~VorelGetRelatedCMD() = default;
 
 void VorelGetRelatedCMD::MakeURL(const std::string& ttid, int imageSize, const WContentProvider& provider)
@@ -243,9 +263,9 @@ int VorelGetRelatedCMD::ParseGetRelated(const std::string& body, WContainer<WVLC
         [&](const Json::Value& rsp) {
             std::list<WVLContent> one(1);
             readFields<WVLContent>(member(member(rsp, "ot_episode"), "content"), kRelatedEpisode, one.front());
-            episode.take(std::move(one));
-            castAndCrew.take(readElements<WVLPerson>(member(rsp, "castncrew"), kCastAndCrew));
-            related.take(readElements<WVLContent>(member(rsp, "related"), kRelatedContent));
+            handOver(std::move(one), episode);
+            handOver(readElements<WVLPerson>(member(rsp, "castncrew"), kCastAndCrew), castAndCrew);
+            handOver(readElements<WVLContent>(member(rsp, "related"), kRelatedContent), related);
             return status::kOk;
         },
         [&] {
@@ -254,6 +274,11 @@ int VorelGetRelatedCMD::ParseGetRelated(const std::string& body, WContainer<WVLC
             related.clear();
         });
 }
+
+VorelGetMissedCMD::VorelGetMissedCMD(Callback done, void* userData, WVorelOAI* service,
+                                     const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetMissedCMD::~VorelGetMissedCMD() = default;
 
@@ -271,6 +296,11 @@ int VorelGetMissedCMD::ParseGetMissed(const std::string& body, WContainer<WVLCon
         [&clock](const Json::Value& element, std::list<WVLContent>& list) { readMissed(element, clock, list); });
 }
 
+VorelGetCandidateMissedCMD::VorelGetCandidateMissedCMD(Callback done, void* userData, WVorelOAI* service,
+                                                       const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetCandidateMissedCMD::~VorelGetCandidateMissedCMD() = default;
 
 void VorelGetCandidateMissedCMD::MakeURL(const WContentProvider& provider)
@@ -286,6 +316,11 @@ int VorelGetCandidateMissedCMD::ParseGetCandidateMissed(const std::string& body,
         body, "candidate_missed", {"VorelGetCandidateMissedCMD::ParseGetCandidateMissed"}, {*this, reference}, out,
         [&clock](const Json::Value& element, std::list<WVLContent>& list) { readMissed(element, clock, list); });
 }
+
+VorelGetCombinationCMD::VorelGetCombinationCMD(Callback done, void* userData, WVorelOAI* service,
+                                               const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetCombinationCMD::~VorelGetCombinationCMD() = default;
 

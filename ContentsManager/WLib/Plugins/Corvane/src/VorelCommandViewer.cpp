@@ -70,6 +70,11 @@ bool isYes(const Json::Value& value)
 
 }  // namespace
 
+VorelSetFavoriteCMD::VorelSetFavoriteCMD(Callback done, void* userData, WVorelOAI* service,
+                                         const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelSetFavoriteCMD::~VorelSetFavoriteCMD() = default;
 
 void VorelSetFavoriteCMD::MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider)
@@ -83,6 +88,11 @@ int VorelSetFavoriteCMD::ParseSetFavorite(const std::string& body)
     return readAcknowledgement(body);
 }
 
+VorelDeleteFavoriteCMD::VorelDeleteFavoriteCMD(Callback done, void* userData, WVorelOAI* service,
+                                               const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelDeleteFavoriteCMD::~VorelDeleteFavoriteCMD() = default;
 
 void VorelDeleteFavoriteCMD::MakeURL(const std::string& type, const std::string& id, const WContentProvider& provider)
@@ -95,6 +105,11 @@ int VorelDeleteFavoriteCMD::ParseDeleteFavorite(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelGetFavoriteChannelCMD::VorelGetFavoriteChannelCMD(Callback done, void* userData, WVorelOAI* service,
+                                                       const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetFavoriteChannelCMD::~VorelGetFavoriteChannelCMD() = default;
 
@@ -113,6 +128,11 @@ int VorelGetFavoriteChannelCMD::ParseFavoriteChannel(const std::string& body, WV
     });
 }
 
+VorelGetFavoriteContentCMD::VorelGetFavoriteContentCMD(Callback done, void* userData, WVorelOAI* service,
+                                                       const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetFavoriteContentCMD::~VorelGetFavoriteContentCMD() = default;
 
 void VorelGetFavoriteContentCMD::MakeURL(const std::string& type, const std::string& id, int imageSize,
@@ -129,6 +149,11 @@ int VorelGetFavoriteContentCMD::ParseFavoriteContent(const std::string& body, WV
         return status::kOk;
     });
 }
+
+VorelGetFavoriteChannelListCMD::VorelGetFavoriteChannelListCMD(Callback done, void* userData, WVorelOAI* service,
+                                                               const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetFavoriteChannelListCMD::~VorelGetFavoriteChannelListCMD() = default;
 
@@ -152,6 +177,11 @@ int VorelGetFavoriteChannelListCMD::ParseFavoriteChannelList(const std::string& 
                          });
 }
 
+VorelGetFavoriteContentListCMD::VorelGetFavoriteContentListCMD(Callback done, void* userData, WVorelOAI* service,
+                                                               const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelGetFavoriteContentListCMD::~VorelGetFavoriteContentListCMD() = default;
 
 void VorelGetFavoriteContentListCMD::MakeURL(const std::string& type, int imageSize, const std::string& order,
@@ -170,6 +200,11 @@ int VorelGetFavoriteContentListCMD::ParseFavoriteContentList(const std::string& 
                              readFields<WVLContent>(element, kFavoriteListContent, list.emplace_back());
                          });
 }
+
+VorelSendTuneHistoryCMD::VorelSendTuneHistoryCMD(Callback done, void* userData, WVorelOAI* service,
+                                                 const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelSendTuneHistoryCMD::~VorelSendTuneHistoryCMD() = default;
 
@@ -193,6 +228,10 @@ int VorelSendTuneHistoryCMD::ParseSendTuneHistory(const std::string& body, int& 
     });
 }
 
+VorelSendLikeCMD::VorelSendLikeCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
+
 VorelSendLikeCMD::~VorelSendLikeCMD() = default;
 
 void VorelSendLikeCMD::MakeURL(const std::string& key, const std::string& value, const std::string& type,
@@ -203,10 +242,25 @@ void VorelSendLikeCMD::MakeURL(const std::string& key, const std::string& value,
     SetType(type);
 }
 
+const std::string& VorelSendLikeCMD::GetType() const
+{
+    return m_sType;
+}
+
+void VorelSendLikeCMD::SetType(const std::string& type)
+{
+    m_sType = type;
+}
+
 int VorelSendLikeCMD::ParseSendLike(const std::string& body)
 {
     return readAcknowledgement(body);
 }
+
+VorelGetLikeHistoryCMD::VorelGetLikeHistoryCMD(Callback done, void* userData, WVorelOAI* service,
+                                               const WContentProvider& provider)
+    : VorelRequestCMD(done, userData, service, provider)
+{}
 
 VorelGetLikeHistoryCMD::~VorelGetLikeHistoryCMD() = default;
 

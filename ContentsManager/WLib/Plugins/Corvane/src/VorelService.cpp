@@ -2,12 +2,14 @@
 
 #include "VorelService.h"
 
+#include "CommandOwner.h"
 #include "Operations.h"
 #include "VorelCommand.h"
-#include "WVorelOAI.h"
 
 #include <algorithm>
 #include <memory>
+#include <new>
+#include <utility>
 
 namespace W {
 
@@ -24,91 +26,89 @@ constexpr std::int32_t kLastReference = 10000000;
 /// that is gone.
 void destroyCommand(VorelServiceCMD* command)
 {
-    if (command == nullptr)
+    if (command == nullptr) {
         return;
-    if (WVorelOAI* const owner = command->owner())
-        owner->releaseCMD(command);
+    }
+    if (WVorelOAI* const owner = command->owner()) {
+        ownerOf(*owner).releaseCommand(command);
+    }
     delete command;
 }
 
 }  // namespace
 
 VorelService::VorelService(const std::string& name, const WContentProvider& provider)
-    : m_sName(name), m_pDelegator(HttpDelegator::getInstance()), m_pLife(std::make_shared<Life>())
-{
-    const Lock hold(m_sessionLock);
-    m_uMagicID = provider.getID();
-}
+    : m_sName(name),
+      m_requests(kLastReference),
+      m_pDelegator(HttpDelegator::getInstance()),
+      m_uMagicID(provider.getID()),
+      m_pLife(std::make_shared<Life>())
+{}
 
 VorelService::~VorelService()
 {
     close();
-    for (VorelServiceArgs* const block : m_args) {
-        destroyCommand(block->command);
-        delete block;
+    VorelServiceArgs* block = m_args.takeAll();
+    while (block != nullptr) {
+        const std::unique_ptr<VorelServiceArgs> first(block);
+        block = m_args.next(block);
+        destroyCommand(first->command);
     }
-    for (const auto& [reference, record] : m_requests)
-        delete record.request;
+    m_requests.forEach([](const VorelRequestInfo& record) { delete record.request; });
 }
 
 void VorelService::close()
 {
-    if (!m_pLife->closing.exchange(true))
+    if (!m_pLife->closing.exchange(true)) {
         flushHttpRequests();
+    }
 }
 
 void VorelService::surrenderCommands()
 {
-    const Lock hold(m_sessionLock);
-    for (VorelServiceArgs* const block : m_args) {
-        if (block->command != nullptr && block->command->owner() != nullptr)
+    const Lock hold(m_argsLock);
+    for (VorelServiceArgs* block = m_args.front(); block != nullptr; block = m_args.next(block)) {
+        if (block->command != nullptr && block->command->owner() != nullptr) {
             block->command = nullptr;
+        }
     }
-}
-
-UINT64 VorelService::getMagicID()
-{
-    const Lock hold(m_sessionLock);
-    return m_uMagicID;
 }
 
 WSTATUS VorelService::createRequestInfo(HttpRequest* request, VorelServiceArgs* args, unsigned int requestID,
                                         unsigned long long& reference)
 {
-    try {
-        VorelRequestInfo record;
-        record.request = request;
-        record.args = args;
-        record.requestID = requestID;
-
-        const Lock hold(m_requestLock);
-        // A number that is still in use when the counter comes round is skipped.
-        do {
-            m_iLastReference = m_iLastReference >= kLastReference ? 1 : m_iLastReference + 1;
-        } while (m_requests.count(static_cast<UINT64>(m_iLastReference)) != 0);
-        record.reference = static_cast<UINT64>(m_iLastReference);
-        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [createRequestInfo uRequestRef(Final) : %lld", __func__,
-                                  __LINE__, static_cast<long long>(record.reference));
-        m_requests.emplace(record.reference, record);
-        if (args != nullptr)
-            args->reference = record.reference;
-        reference = record.reference;
-        return status::kOk;
-    } catch (const std::exception&) {
+    std::unique_ptr<VorelRequestInfo> record(new (std::nothrow) VorelRequestInfo);
+    if (record == nullptr) {
         return failed(status::kNoService, kServiceFile);
     }
+    record->request = request;
+    record->args = args;
+    record->requestID = requestID;
+    {
+        const Lock hold(m_requestLock);
+        if (m_requests.advance(m_iLastReference)) {
+            record->reference = static_cast<UINT64>(m_iLastReference);
+            CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [createRequestInfo uRequestRef(Final) : %lld",
+                                      __func__, __LINE__, static_cast<long long>(record->reference));
+            if (args != nullptr) {
+                args->reference = record->reference;
+            }
+            reference = record->reference;
+            m_requests.add(std::move(record));
+            return status::kOk;
+        }
+    }
+    return failed(status::kNoService, kServiceFile);
 }
 
-std::optional<VorelRequestInfo> VorelService::takeRecord(unsigned long long reference)
+std::unique_ptr<VorelRequestInfo> VorelService::takeRecord(unsigned long long reference)
 {
     const Lock hold(m_requestLock);
-    const auto found = m_requests.find(reference);
-    if (found == m_requests.end())
-        return std::nullopt;
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [deleteRequestInfo uRequestRef(Final) : %lld\n",
-                              "deleteRequestInfo", __LINE__, static_cast<long long>(reference));
-    const VorelRequestInfo record = found->second;
-    m_requests.erase(found);
+    std::unique_ptr<VorelRequestInfo> record = m_requests.remove(reference);
+    if (record != nullptr) {
+        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [deleteRequestInfo uRequestRef(Final) : %lld\n",
+                                  "deleteRequestInfo", __LINE__, static_cast<long long>(reference));
+    }
     return record;
 }
 
@@ -120,35 +120,41 @@ void VorelService::deleteRequestInfo(unsigned long long reference)
 UINT64 VorelService::getReferenceID(const HttpRequest* request)
 {
     const Lock hold(m_requestLock);
-    const auto found = std::find_if(m_requests.begin(), m_requests.end(),
-                                    [request](const auto& entry) { return entry.second.request == request; });
-    return found == m_requests.end() ? 0 : found->first;
+    UINT64 reference = 0;
+    m_requests.forEach([&](const VorelRequestInfo& record) {
+        if (record.request == request) {
+            reference = record.reference;
+        }
+    });
+    return reference;
 }
 
 bool VorelService::respond(const VorelServiceArgs& args, const HttpRequest* request, SESSION_STATUS sessionStatus)
 {
     const Lock hold(m_requestLock);
-    const auto found = m_requests.find(args.reference);
-    if (found == m_requests.end() || found->second.request != request)
+    VorelRequestInfo* const record = m_requests.find(args.reference);
+    if (record == nullptr || record->request != request) {
         return false;
-    if (sessionStatus != session::kCancelled)
-        found->second.respondedFlag = true;
+    }
+    if (sessionStatus != session::kCancelled) {
+        record->respondedFlag = true;
+    }
     return true;
 }
 
 bool VorelService::flag(unsigned long long reference, bool VorelRequestInfo::*member)
 {
     const Lock hold(m_requestLock);
-    const auto found = m_requests.find(reference);
-    return found != m_requests.end() && found->second.*member;
+    const VorelRequestInfo* const record = m_requests.find(reference);
+    return record != nullptr && record->*member;
 }
 
 void VorelService::setFlag(unsigned long long reference, bool VorelRequestInfo::*member)
 {
     const Lock hold(m_requestLock);
-    const auto found = m_requests.find(reference);
-    if (found != m_requests.end())
-        found->second.*member = true;
+    if (VorelRequestInfo* const record = m_requests.find(reference)) {
+        record->*member = true;
+    }
 }
 
 void VorelService::setRequestedStatus(unsigned long long reference)
@@ -183,70 +189,97 @@ bool VorelService::isCancelledFirst(unsigned long long reference)
 
 WSTATUS VorelService::setCancelStatus(unsigned long long reference)
 {
-    const Lock hold(m_requestLock);
     const auto shown = static_cast<long long>(reference);
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::setCancelStatus] uRequesetRef : %lld",
+    {
+        const Lock hold(m_requestLock);
+        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::setCancelStatus] uRequesetRef : %lld",
+                                  __func__, __LINE__, shown);
+        if (m_requests.size() != 0) {
+            return cancelRecord(reference);
+        }
+    }
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain,
+                              "[%s:%d] [-- VorelService::setCancelStatus] Request List is empty, uRequesetRef : %lld",
                               __func__, __LINE__, shown);
-    if (m_requests.empty()) {
-        CCDebug::Print<CWCCDebug>(
-            kTraceLevel, kPlain,
-            "[%s:%d] [-- VorelService::setCancelStatus] Request List is empty, uRequesetRef : %lld", __func__, __LINE__,
-            shown);
+    return status::kNotFound;
+}
+
+WSTATUS VorelService::cancelRecord(unsigned long long reference)
+{
+    VorelRequestInfo* const record = m_requests.find(reference);
+    if (record == nullptr) {
         return status::kNotFound;
     }
-    const auto found = m_requests.find(reference);
-    if (found == m_requests.end())
-        return status::kNotFound;
-    VorelRequestInfo& record = found->second;
-    if (record.cancelFlag)
+    if (record->cancelFlag) {
         return status::kAlreadyCancelled;
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain,
-                              "[%s:%d] [   VorelService::setCancelStatus] m_uRequestID : %d, uRequesetRef : %lld",
-                              __func__, __LINE__, static_cast<int>(record.requestID), shown);
+    }
+    CCDebug::Print<CWCCDebug>(
+        kTraceLevel, kPlain, "[%s:%d] [   VorelService::setCancelStatus] m_uRequestID : %d, uRequesetRef : %lld",
+        "setCancelStatus", __LINE__, static_cast<int>(record->requestID), static_cast<long long>(reference));
 
-    if (!isOperation(record.requestID) || operation(record.requestID).cancel == Cancel::No)
+    if (!isOperation(record->requestID) || operation(record->requestID).cancel == Cancel::No) {
         return status::kNotCancellable;
-    if (record.respondedFlag) {
-        // Wanted: a download that has arrived is "not found", any other kind is marked without touching its request.
-        if (operation(record.requestID).cancel == Cancel::UntilResponded)
+    }
+    if (record->respondedFlag) {
+        // Quirk: a download that has arrived is "not found", any other kind is marked without touching its request.
+        if (operation(record->requestID).cancel == Cancel::UntilResponded) {
             return status::kNotFound;
-        record.cancelFlag = true;
+        }
+        record->cancelFlag = true;
         return status::kCancelled;
     }
-    record.cancelFlag = true;
-    record.cancelledFirst = true;
-    record.request->setCancel();
+    record->cancelFlag = true;
+    record->cancelledFirst = true;
+    record->request->setCancel();
     return status::kCancelled;
 }
 
 void VorelService::addARGS(VorelServiceArgs* args)
 {
-    const Lock hold(m_sessionLock);
-    m_args.insert(args);
+    const Lock hold(m_argsLock);
+    args->isListed = true;
+    m_args.append(args);
+    ++m_uArgsCount;
 }
 
 void VorelService::cleanupARGS(VorelServiceArgs* args)
 {
-    if (args == nullptr)
-        return;
     {
-        const Lock hold(m_sessionLock);
-        if (m_args.erase(args) == 0)
+        const Lock hold(m_argsLock);
+        if (!m_args.contains(args)) {
             return;
+        }
     }
-    // Destroyed outside the lock: the command's owner takes its own.
+    dropArgs(args);
+}
+
+void VorelService::dropArgs(VorelServiceArgs* args)
+{
+    {
+        const Lock hold(m_argsLock);
+        if (!args->isListed) {
+            return;
+        }
+        args->isListed = false;
+        m_args.remove(args);
+        --m_uArgsCount;
+    }
+    // Destroyed without the lock: the command's owner takes its own.
     destroyCommand(args->command);
     delete args;
 }
 
 void VorelService::cleanRequest(unsigned long long reference)
 {
-    // From here on nobody else finds the request, so that cancel() never meets one that is being deleted.
-    const std::optional<VorelRequestInfo> record = takeRecord(reference);
-    if (!record)
+    // From here on the request is not found any more, so cancel() never meets one that is being deleted.
+    const std::unique_ptr<VorelRequestInfo> record = takeRecord(reference);
+    if (record == nullptr) {
         return;
+    }
     delete record->request;
-    cleanupARGS(record->args);
+    if (record->args != nullptr) {
+        dropArgs(record->args);
+    }
 }
 
 std::size_t VorelService::requestCount()
@@ -257,8 +290,8 @@ std::size_t VorelService::requestCount()
 
 std::size_t VorelService::argsCount()
 {
-    const Lock hold(m_sessionLock);
-    return m_args.size();
+    const Lock hold(m_argsLock);
+    return m_uArgsCount;
 }
 
 void VorelService::flushHttpRequests()
@@ -268,30 +301,32 @@ void VorelService::flushHttpRequests()
 
 void VorelService::flushHttpRequests(HttpRequest* request)
 {
-    if (request != nullptr)
+    if (request != nullptr) {
         m_pDelegator->flushHttpRequests(request->getID());
+    }
 }
 
 void VorelService::cbVorelFnCallback(SESSION_STATUS sessionStatus, HttpRequest* request, void* user)
 {
     const auto* const args = static_cast<VorelServiceArgs*>(user);
-    if (args == nullptr || args->service == nullptr)
+    if (args == nullptr || args->service == nullptr) {
         return;
+    }
     VorelService* const service = args->service;
     // The caller's callback may destroy the plug-in object, and this service with it: what is asked afterwards has to
     // live longer than both.
     const std::shared_ptr<const Life> life = service->m_pLife;
-    if (life->closing)
+    if (life->closing || !service->respond(*args, request, sessionStatus)) {
         return;
-
-    if (!service->respond(*args, request, sessionStatus))
-        return;
-    const unsigned long long finished =
-        args->completion(sessionStatus, request->response(), args->command, args->reference);
-    // While it closes, what is left is freed by the destructor, which waits for this call to return unless it was
-    // called from inside it.
-    if (!life->closing)
+    }
+    // Kept here while the callback runs: it may show the response to its caller, who may destroy the request.
+    const HttpResponse response = std::move(request->response());
+    const unsigned long long finished = args->completion(sessionStatus, response, args->command, args->reference);
+    // While the service closes, what is left is freed by its destructor, which waits for this call to return unless it
+    // was called from inside it.
+    if (!life->closing) {
         service->cleanRequest(finished);
+    }
 }
 
 std::string VorelService::int2str(unsigned int value)

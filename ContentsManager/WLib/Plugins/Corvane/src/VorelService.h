@@ -7,6 +7,8 @@
 
 #include "DebugPrint.h"
 #include "HttpDelegator.h"
+#include "LinkedList.h"
+#include "RequestTable.h"
 #include "WContentProvider.h"
 #include "WVLService.h"
 
@@ -14,10 +16,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <unordered_map>
-#include <unordered_set>
 
 namespace Json {
 class Value;
@@ -38,19 +37,8 @@ struct VorelServiceArgs {
     VorelServiceCMD* command;  ///< owned
     VorelCompletion completion;
     UINT64 reference = 0;  ///< of the block's request, once there is one
-};
-
-/// One live request.
-struct VorelRequestInfo {
-    HttpRequest* request = nullptr;  ///< owned
-    bool cancelFlag = false;
-    bool requestedFlag = false;   ///< the executor has accepted it
-    bool respondedFlag = false;   ///< it ended otherwise than by cancelling
-    std::uint32_t requestID = 0;  ///< key of its command
-    UINT64 reference = 0;
-    VorelServiceArgs* args = nullptr;
-    UINT64 spare[2] = {0, 0};
-    bool cancelledFirst = false;  ///< cancel() was answered 600 before it responded: its callback gets 600
+    bool isListed = false;
+    vorel::Link<VorelServiceArgs> link = {};
 };
 
 using HeaderMap = std::map<std::string, std::string>;
@@ -89,8 +77,10 @@ public:
     // A reference that is not (or no longer) known is ignored, and gives false.
 
     /// Tag of all requests of this service: the provider's ID.
-    UINT64 getMagicID();
-    /// @return 0 and a new reference, or -3 and `reference` unchanged. The record owns `request` from then on.
+    UINT64 getMagicID() const { return m_uMagicID; }
+    /// @return 0 and a new reference, whose record owns `request` from then on; -3 and `reference` unchanged when out
+    /// of
+    ///         memory or when every reference is in use
     WSTATUS createRequestInfo(HttpRequest* request, VorelServiceArgs* args, unsigned int requestID,
                               unsigned long long& reference);
     /// Erases the record; request and block stay.
@@ -107,7 +97,8 @@ public:
     /// @return 600 marked; 700 marked before; -9 not known, or a download that has responded; -15 not cancellable
     WSTATUS setCancelStatus(unsigned long long reference);
     void addARGS(VorelServiceArgs* args);
-    /// Destroys a listed block and its command; another pointer is ignored.
+    /// Destroys a listed block and its command. Any other pointer is ignored; it is only compared. Looks at one block
+    /// after the other.
     void cleanupARGS(VorelServiceArgs* args);
     /// Removes a request altogether: record, HTTP request, command, block.
     void cleanRequest(unsigned long long reference);
@@ -171,29 +162,34 @@ private:
         std::atomic<bool> closing{false};
     };
     struct Outgoing;
-    using Requests = std::unordered_map<UINT64, VorelRequestInfo>;
 
     WSTATUS queue(const Outgoing& outgoing, VorelServiceCMD* command, unsigned long long& reference,
                   VorelCompletion completion, vorel::Here here);
-    /// Takes the record out of the map; nothing when there is none.
-    std::optional<VorelRequestInfo> takeRecord(unsigned long long reference);
+    /// Takes the record out of the table; null when there is none.
+    std::unique_ptr<VorelRequestInfo> takeRecord(unsigned long long reference);
+    /// Destroys a live block and its command, if it is listed.
+    void dropArgs(VorelServiceArgs* args);
+    /// The cancel decision of setCancelStatus().  REQUIRES: m_requestLock held
+    WSTATUS cancelRecord(unsigned long long reference);
     /// Notes how a request ended. @return whether it is the block's, and known
     bool respond(const VorelServiceArgs& args, const HttpRequest* request, SESSION_STATUS sessionStatus);
     bool flag(unsigned long long reference, bool VorelRequestInfo::*member);
     void setFlag(unsigned long long reference, bool VorelRequestInfo::*member);
 
-    std::mutex m_sessionLock;  ///< session, token cache, magic ID, argument blocks
+    std::mutex m_sessionLock;  ///< session and token
     std::mutex m_requestLock;  ///< request records, reference counter
     std::string m_sToken;      ///< of this session and that secret; empty when there is none yet
-    std::string m_sTokenSecret;
     std::string m_sName;
     WVLSession m_session;
-    std::unordered_set<VorelServiceArgs*> m_args;
-    Requests m_requests;
+    vorel::LinkedList<VorelServiceArgs, &VorelServiceArgs::link> m_args;
+    vorel::RequestTable m_requests;
     HttpDelegator* m_pDelegator;
-    UINT64 m_uMagicID = 0;
+    const UINT64 m_uMagicID;
     std::int32_t m_iLastReference = 0;
 
+    std::mutex m_argsLock;  ///< argument blocks
+    std::size_t m_uArgsCount = 0;
+    std::string m_sTokenSecret;
     std::string m_sBaseUrl;
     std::shared_ptr<Life> m_pLife;
 };

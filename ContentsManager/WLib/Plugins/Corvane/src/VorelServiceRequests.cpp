@@ -62,10 +62,11 @@ WSTATUS VorelService::queue(const Outgoing& outgoing, VorelServiceCMD* command, 
         result = status::kNoService;
     }
     failed(result, kServiceFile, here);
-    if (created != 0)
+    if (created != 0) {
         cleanRequest(created);
-    else
-        cleanupARGS(listed);
+    } else if (listed != nullptr) {
+        dropArgs(listed);
+    }
     reference = 0;
     return result;
 }

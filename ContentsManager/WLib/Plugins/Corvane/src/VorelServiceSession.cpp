@@ -5,6 +5,7 @@
 
 #include <openssl/sha.h>
 #include <array>
+#include <stdexcept>
 
 namespace W {
 
@@ -23,8 +24,11 @@ std::string hexOfSha1(const std::string& text)
     // in the thread's error queue, in which the host's own TLS looks for its errors.
     SHA_CTX context;
     if (SHA1_Init(&context) != 1 || SHA1_Update(&context, text.data(), text.size()) != 1 ||
-        SHA1_Final(digest.data(), &context) != 1)
-        throw std::bad_alloc();
+        SHA1_Final(digest.data(), &context) != 1) {
+        CCDebug::Print<CWCCDebug>(kErrorLevel, kPlain, "[%s:%d] cannot make the session token: OpenSSL refuses SHA-1",
+                                  "getSessionToken", __LINE__);
+        throw std::runtime_error("OpenSSL refuses SHA-1");
+    }
 #pragma GCC diagnostic pop
     static constexpr char kDigits[] = "0123456789abcdef";
     std::string hex;

@@ -6,45 +6,35 @@
 #include <cstdint>
 #include <list>
 #include <string>
-#include <utility>
 
 #pragma GCC visibility push(default)
 namespace W {
 
-/// A list of records with its count. The library exports it for the record types that its callbacks deliver; a host
-/// only reads containers, during the callback that hands them out.
+/// A list of records with its count. The library exports it for the record types that its callbacks deliver. A host
+/// reads containers during the callback that hands them out, and may make its own, also derived ones, for
+/// WCorvaneOAI::getTodaySchedule(): lists are handed over through the virtual operations alone.
 template <class T>
 class WContainer {
 public:
-    virtual ~WContainer() = default;
+    WContainer();
+    WContainer(const WContainer& other);
+    WContainer& operator=(const WContainer& other);
+    virtual ~WContainer();
 
-    virtual const std::list<T>& getData() const { return m_data; }
+    virtual const std::list<T>& getData() const;
 
     /// Replaces the list by a copy; the count is set apart from it.
-    virtual void setData(const std::list<T>& data) { m_data = data; }
+    virtual void setData(const std::list<T>& data);
 
     /// The list for modification.
-    virtual std::list<T>& data() { return m_data; }
+    virtual std::list<T>& data();
 
-    /// Empties everything. Wanted: the count of a cleared container is -1, not 0; callers test the list.
-    virtual void clear()
-    {
-        m_iCount = -1;
-        m_sText.clear();
-        m_properties.clear();
-        m_data.clear();
-    }
+    /// Empties everything. Quirk: the count of a cleared container is -1, not 0; callers test the list.
+    virtual void clear();
 
     /// Number of elements as the parser set it: 0 in a fresh container, -1 in a cleared one.
-    std::int32_t getCount() const { return m_iCount; }
-    void setCount(std::int32_t count) { m_iCount = count; }
-
-    /// Takes the list over, without a copy, together with its count.
-    void take(std::list<T>&& data)
-    {
-        m_iCount = static_cast<std::int32_t>(data.size());
-        m_data = std::move(data);
-    }
+    std::int32_t getCount() const;
+    void setCount(std::int32_t count);
 
 private:
     std::int32_t m_iCount = 0;
@@ -52,6 +42,59 @@ private:
     WExtendedProperty m_properties;
     std::list<T> m_data;
 };
+
+// Defined apart from the class, so that the library exports all of them.
+
+template <class T>
+WContainer<T>::WContainer() = default;
+
+template <class T>
+WContainer<T>::WContainer(const WContainer& other) = default;
+
+template <class T>
+WContainer<T>& WContainer<T>::operator=(const WContainer& other) = default;
+
+template <class T>
+WContainer<T>::~WContainer() = default;
+
+template <class T>
+const std::list<T>& WContainer<T>::getData() const
+{
+    return m_data;
+}
+
+template <class T>
+void WContainer<T>::setData(const std::list<T>& data)
+{
+    m_data = data;
+}
+
+template <class T>
+std::list<T>& WContainer<T>::data()
+{
+    return m_data;
+}
+
+template <class T>
+void WContainer<T>::clear()
+{
+    m_iCount = -1;
+    m_sText.clear();
+    m_properties.clear();
+    m_data.clear();
+}
+
+template <class T>
+std::int32_t WContainer<T>::getCount() const
+{
+    return m_iCount;
+}
+
+template <class T>
+void WContainer<T>::setCount(std::int32_t count)
+{
+    m_iCount = count;
+}
 
 }  // namespace W
 #pragma GCC visibility pop

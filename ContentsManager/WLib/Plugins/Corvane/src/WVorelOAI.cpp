@@ -70,15 +70,25 @@ void WVorelOAI::setWRequestStatus(unsigned int requestID, unsigned long long ref
     out.setWStatus(status);
 }
 
+bool WVorelOAI::Owner::isCancelled(UINT64 reference) const
+{
+    return m_object.m_pService != nullptr && m_object.m_pService->getCancelStatus(reference);
+}
+
+CommandOwner& vorel::ownerOf(WVorelOAI& object)
+{
+    return object.m_owner;
+}
+
 WDateTime WVorelOAI::serverTimeDifference() const
 {
-    const std::lock_guard<std::mutex> hold(m_registry.mutex());
+    const std::lock_guard<std::mutex> hold(m_clockLock);
     return m_serverTimeDifference;
 }
 
 void WVorelOAI::setServerTimeDifference(const WDateTime& difference)
 {
-    const std::lock_guard<std::mutex> hold(m_registry.mutex());
+    const std::lock_guard<std::mutex> hold(m_clockLock);
     m_serverTimeDifference = difference;
 }
 
@@ -86,10 +96,7 @@ WSTATUS WVorelOAI::admit(const Operation& operation, const ProviderOptions& opti
 {
     const bool bracketed = operation.lines == Lines::Bracketed;
     if (m_pService == nullptr) {
-        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain,
-                                  bracketed ? "[%s:%d] [========= m_pService is NULL!!!!!!! \n]"
-                                            : "[%s:%d] ========= m_pService is NULL!!!!!!! \n",
-                                  operation.name, call.line);
+        printNoService(operation, call);
         return status::kNoService;
     }
     if (operation.session == Session::Needed && !m_pService->IsAvailableSession()) {
@@ -134,6 +141,22 @@ int WVorelOAI::refuse(const Operation& operation, const Call& call, WSTATUS stat
     failed(status, kObjectFile, {operation.name, call.line});
     setWRequestStatus(operation.key, 0, status, call.out);
     return status;
+}
+
+int WVorelOAI::refuse(const Operation& operation, const Call& call, const std::exception& exception)
+{
+    if (!isOutOfMemory(exception)) {
+        reportException(exception, {operation.name, call.line});
+    }
+    return refuse(operation, call, status::kNoService);
+}
+
+void WVorelOAI::printNoService(const Operation& operation, const Call& call)
+{
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain,
+                              operation.lines == Lines::Bracketed ? "[%s:%d] [========= m_pService is NULL!!!!!!! \n]"
+                                                                  : "[%s:%d] ========= m_pService is NULL!!!!!!! \n",
+                              operation.name, call.line);
 }
 
 HeaderMap WVorelOAI::headers(const Operation& operation, const ProviderOptions& options) const

@@ -3,6 +3,7 @@
 // in, and the object's own life, in WVorelOAI.cpp. What the operations do is documented in WCorvaneOAI.h.
 #pragma once
 
+#include "CommandOwner.h"
 #include "CommandRegistry.h"
 #include "Operations.h"
 #include "VorelCommand.h"
@@ -10,6 +11,7 @@
 #include "WCorvaneOAI.h"
 
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -113,14 +115,12 @@ public:
 
     // -- Commands  [any thread]
 
-    /// Registers a command, which the registry then owns; there is no check for duplicates. @throws std::bad_alloc
+    /// Registers a command, which the registry then owns. One that is registered already stays registered once.
     void addCMD(VorelServiceCMD* command) { m_registry.add(command); }
-    /// Destroys the first registration of a command; nothing happens without one.
+    /// Destroys a registered command; nothing happens to any other pointer, which is only compared.
     void cleanupCMD(VorelServiceCMD* command) { m_registry.destroy(command); }
     /// Destroys every registered command.
     void cleanupCMD() { m_registry.destroyAll(); }
-    /// Forgets a command that is about to be destroyed elsewhere.
-    void releaseCMD(VorelServiceCMD* command) { m_registry.release(command); }
     std::size_t commandCount() const { return m_registry.size(); }
 
     /// Fills a caller's record: key, reference, status, in this order.
@@ -198,6 +198,17 @@ public:
     static Handler<VorelDownloadCMD> cbDownloadDone;
 
 private:
+    /// The object as its commands and its transport see it.
+    class Owner final : public vorel::CommandOwner {
+    public:
+        explicit Owner(WVorelOAI& object) : m_object(object) {}
+        bool isCancelled(UINT64 reference) const override;
+        void releaseCommand(VorelServiceCMD* command) override { m_object.m_registry.release(command); }
+
+    private:
+        WVorelOAI& m_object;
+    };
+
     /// One call of an operation: what every operation is passed, and where it was called from.
     struct Call {
         Call(void* pCallersData, WRequestStatus& callersRecord, bool argumentsGiven = true,
@@ -224,12 +235,16 @@ private:
 
     /// Registers the command and hands it to the transport, with the operation's headers and by its verb.
     /// @param filePath  of an upload or download
-    /// @throws std::bad_alloc before anything has been registered
+    /// @throws std::exception before anything has been registered
     int send(const vorel::Operation& operation, const vorel::ProviderOptions& options, const Call& call,
              std::unique_ptr<VorelServiceCMD> command, const std::string& url, const std::string& filePath = {});
 
     /// The common failure exit: error line and status record.
     static int refuse(const vorel::Operation& operation, const Call& call, WSTATUS status);
+    /// The same after an exception: -3. One that does not mean missing memory is printed first.
+    static int refuse(const vorel::Operation& operation, const Call& call, const std::exception& exception);
+    /// The operation's line about a missing service.
+    static void printNoService(const vorel::Operation& operation, const Call& call);
 
     HeaderMap headers(const vorel::Operation& operation, const vorel::ProviderOptions& options) const;
     WSTATUS transport(vorel::Verb verb, VorelServiceCMD& command, const HeaderMap& headers, const std::string& url,
@@ -237,7 +252,11 @@ private:
 
     VorelService* m_pService = nullptr;  ///< owned
     vorel::CommandRegistry m_registry;
-    WDateTime m_serverTimeDifference;  ///< under the registry's lock
+    WDateTime m_serverTimeDifference;
+
+    mutable std::mutex m_clockLock;  ///< of the server's time difference
+    Owner m_owner{*this};
+    friend vorel::CommandOwner& vorel::ownerOf(WVorelOAI& object);
 };
 
 template <class Command, class... Arguments>
@@ -260,8 +279,8 @@ int WVorelOAI::request(const Call& call, typename Command::Callback done, const 
             command->MakeURL(arguments..., m_provider);
         const std::string& url = command->url();
         return send(row, options, call, std::move(command), url);
-    } catch (const std::exception&) {
-        return refuse(row, call, status::kNoService);
+    } catch (const std::exception& exception) {
+        return refuse(row, call, exception);
     }
 }
 

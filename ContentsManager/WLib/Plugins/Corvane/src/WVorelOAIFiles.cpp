@@ -1,6 +1,7 @@
 // What works on files of the device: downloads, and today's schedule read from one.
 
 #include "DebugPrint.h"
+#include "Lists.h"
 #include "Pieces.h"
 #include "Programmes.h"
 #include "Reply.h"
@@ -134,9 +135,12 @@ int WVorelOAI::getTodaySchedule(const std::string& path, WContainer<WVLContent>&
         if (!member(rsp, "err").empty() || !(isRead || hasElements(channels)))
             return failed(status::kUnreadableReply, kObjectFile);
         readToday(channels, clock, list);
-        result.take(std::move(list));
+        handOver(std::move(list), result);
         return status::kOk;
     } catch (const std::exception& exception) {
+        if (isOutOfMemory(exception)) {
+            return failed(status::kNoService, kObjectFile);
+        }
         reportException(exception);
         return failed(status::kUnreadableReply, kObjectFile);
     }
@@ -148,9 +152,13 @@ int WVorelOAI::download(const WContentProvider& provider, const std::string& url
 {
     constexpr const Operation& row = operation(VorelDownloadCMD::kKey);
     const Call call(userData, out);
+    if (m_pService == nullptr) {
+        printNoService(row, call);
+    }
     assert(m_pService != nullptr && "m_pService != __null");
-    if (m_pService == nullptr)
+    if (m_pService == nullptr) {
         return refuse(row, call, status::kNoService);
+    }
     try {
         if (url.empty() || directory.empty())
             return refuse(row, call, status::kBadArgument);
@@ -166,8 +174,8 @@ int WVorelOAI::download(const WContentProvider& provider, const std::string& url
             return refuse(row, call, status::kNoService);
         command->MakeURL(url, localPath, name);
         return send(row, ProviderOptions(m_provider, None), call, std::move(command), url, localPath);
-    } catch (const std::exception&) {
-        return refuse(row, call, status::kNoService);
+    } catch (const std::exception& exception) {
+        return refuse(row, call, exception);
     }
 }
 
@@ -201,11 +209,7 @@ UINT64 WVorelOAI::cbDownloadDone(SESSION_STATUS sessionStatus, const HttpRespons
                                       __LINE__);
             result = status::kCancelled;
         }
-        try {
-            done(result, provider, localPath, reference, command->userData());
-        } catch (...) {
-            // The caller's affair; the request is cleaned up all the same.
-        }
+        callBack({}, [&] { done(result, provider, localPath, reference, command->userData()); });
     }
     file.close();
     CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [--  WVorelOAI::cbDownloadDone]", __func__, __LINE__);

@@ -83,11 +83,7 @@ UINT64 deliver(const Exchange& exchange, Command* command, Parse parse, Results&
                                       here.line, exchange.leaving);
             result = status::kCancelled;
         }
-        try {
-            done(result, results..., exchange.reference, command->userData());
-        } catch (...) {
-            // The caller's affair; the request is cleaned up all the same.
-        }
+        callBack(here, [&] { done(result, results..., exchange.reference, command->userData()); });
     }
     // The callback may have destroyed the plug-in object: nothing but locals and literals from here on.
     CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [-- WVorelOAI::%s]", here.function, here.line,

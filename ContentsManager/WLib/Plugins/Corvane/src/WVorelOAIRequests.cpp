@@ -47,8 +47,11 @@ int WVorelOAI::cancel(const WContentProvider& provider, unsigned long long refer
 {
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ WVorelOAI::cancel Requested] uRequesetRef : %lld",
                               __func__, __LINE__, static_cast<long long>(reference));
-    if (m_pService == nullptr)
+    if (m_pService == nullptr) {
+        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] ========= m_pService is NULL!!!!!!! \n", __func__,
+                                  __LINE__);
         return failed(status::kNoService, kObjectFile);
+    }
     if (!m_pService->IsAvailableSession()) {
         CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] ========= Session is not available!!!!!!! \n", __func__,
                                   __LINE__);
@@ -129,8 +132,8 @@ int WVorelOAI::sendChannel(AckCallback done, const std::string& url, const std::
         command->MakeURL(fileName, m_provider);
         const std::string& target = command->url();
         return send(row, options, call, std::move(command), target, options[ChannelInfoPath]);
-    } catch (const std::exception&) {
-        return refuse(row, call, status::kNoService);
+    } catch (const std::exception& exception) {
+        return refuse(row, call, exception);
     }
 }
 

@@ -1,0 +1,79 @@
+// The records of live requests, by reference. Used by VorelService under its request lock.
+#pragma once
+
+#include "WTypes.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace W {
+
+class HttpRequest;
+struct VorelServiceArgs;
+
+/// One live request.
+struct VorelRequestInfo {
+    HttpRequest* request = nullptr;  ///< owned
+    bool cancelFlag = false;
+    bool requestedFlag = false;   ///< the executor has accepted it
+    bool respondedFlag = false;   ///< it ended otherwise than by being cancelled
+    std::uint32_t requestID = 0;  ///< key of its command
+    UINT64 reference = 0;
+    VorelServiceArgs* args = nullptr;
+    UINT64 spare[2] = {0, 0};
+    bool cancelledFirst = false;       ///< cancel() returned 600 before it responded: its callback gets 600
+    VorelRequestInfo* next = nullptr;  ///< in the same slot of the table
+};
+
+namespace vorel {
+
+/// Records by reference. Finding one costs the same however many there are; a record that was allocated can always be
+/// added. References run from 1 to a last one and then start again.  [one thread at a time]
+class RequestTable {
+public:
+    /// @param lastReference  at least 1
+    explicit RequestTable(std::int32_t lastReference);
+    ~RequestTable();
+    RequestTable(const RequestTable&) = delete;
+    RequestTable& operator=(const RequestTable&) = delete;
+
+    /// Moves a counter on to the next reference that is not in use.
+    /// @return false when all of them are; the counter is unchanged then
+    bool advance(std::int32_t& counter) const;
+
+    /// Adds a record under its reference, which is not in use.
+    void add(std::unique_ptr<VorelRequestInfo> record);
+
+    /// @return null when there is none
+    VorelRequestInfo* find(UINT64 reference) const;
+
+    /// Takes a record out. @return null when there is none
+    std::unique_ptr<VorelRequestInfo> remove(UINT64 reference);
+
+    std::size_t size() const { return m_uSize; }
+
+    /// Calls `each` with every record, in no order.
+    template <class Each>
+    void forEach(Each each) const
+    {
+        for (VorelRequestInfo* first : m_slots) {
+            for (VorelRequestInfo* record = first; record != nullptr; record = record->next) {
+                each(*record);
+            }
+        }
+    }
+
+private:
+    VorelRequestInfo*& slot(UINT64 reference) { return m_slots[reference & (m_slots.size() - 1)]; }
+    /// Doubles the slots; without memory for that, slots hold more records.
+    void grow() noexcept;
+
+    std::int32_t m_iLastReference;
+    std::size_t m_uSize = 0;
+    std::vector<VorelRequestInfo*> m_slots;  ///< a power of two; references count up, so they spread evenly
+};
+
+}  // namespace vorel
+}  // namespace W
