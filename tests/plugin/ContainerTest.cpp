@@ -29,16 +29,6 @@ TEST(Container, IsFreshAndEmpty)
     EXPECT_TRUE(container.getData().empty());
 }
 
-TEST(Container, TakesAListTogetherWithItsCount)
-{
-    WContainer<WVLGenre> container;
-    std::list<WVLGenre> list = genres({"a", "b"});
-    const WVLGenre* const first = &list.front();
-    container.take(std::move(list));
-    EXPECT_EQ(container.getCount(), 2);
-    EXPECT_EQ(&container.getData().front(), first);
-}
-
 TEST(Container, CopiesAListAndLeavesTheCount)
 {
     WContainer<WVLGenre> container;
@@ -56,7 +46,8 @@ TEST(Container, CopiesAListAndLeavesTheCount)
 TEST(Container, IsMinusOneWhenCleared)
 {
     WContainer<WVLGenre> container;
-    container.take(genres({"a"}));
+    container.data() = genres({"a"});
+    container.setCount(1);
     container.clear();
     EXPECT_EQ(container.getCount(), -1);
     EXPECT_TRUE(container.getData().empty());

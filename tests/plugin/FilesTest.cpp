@@ -253,7 +253,8 @@ struct TodayTest : ::testing::Test {
         // What a failure must leave alone.
         std::list<WVLContent> kept(1);
         kept.front().setID("kept");
-        result.take(std::move(kept));
+        result.data() = std::move(kept);
+        result.setCount(1);
     }
 
     void expectEveryProgramme(const std::string& text);
@@ -386,6 +387,25 @@ TEST_F(TodayTest, AFileThatIsNoScheduleIsRefused)
         expectFailure(scratch.write("f", kBlanks + row.text), row.expected);
     }
     EXPECT_TRUE(host.hasLine("[getTodaySchedule] Exception Caught: Type is not convertible to string"));
+}
+
+/// A container as a host may write one: its list is its own.
+class OwnContainer final : public WContainer<WVLContent> {
+public:
+    const std::list<WVLContent>& getData() const override { return m_list; }
+    void setData(const std::list<WVLContent>& list) override { m_list = list; }
+    std::list<WVLContent>& data() override { return m_list; }
+
+private:
+    std::list<WVLContent> m_list;
+};
+
+TEST_F(TodayTest, FillsAContainerThatKeepsItsOwnList)
+{
+    OwnContainer own;
+    ASSERT_EQ(object.getTodaySchedule(scratch.write("f", kSchedule), own), 0);
+    EXPECT_EQ(own.getData().size(), 3u);
+    EXPECT_EQ(own.getCount(), 3);
 }
 
 TEST_F(TodayTest, NulBytesAreNoEnd)

@@ -5,6 +5,9 @@
 #include "FailingNew.h"
 
 #include <gtest/gtest.h>
+#include <algorithm>
+#include <set>
+#include <stdexcept>
 
 namespace W::test {
 namespace {
@@ -37,8 +40,72 @@ protected:
         EXPECT_EQ(errors.back().rfind(errorLine(row, status), 0), 0u) << errors.back();
     }
 
+    /// The lines of level 8 about exceptions.
+    std::vector<std::string> exceptionLines()
+    {
+        std::vector<std::string> found = host.texts(8);
+        found.erase(
+            std::remove_if(found.begin(), found.end(),
+                           [](const std::string& line) { return line.find("Exception Caught") == std::string::npos; }),
+            found.end());
+        return found;
+    }
+
     FakeHost host;
     const Operation row = GetParam();
+};
+
+/// By key, from 3.
+const std::vector<std::string> kHandlers = {
+    "cbGetAuthSeedkeyDone",
+    "cbGetGenreListDone",
+    "cbGetConfLogDone",
+    "cbGetLocalTimeDone",
+    "cbResetHistoryDone",
+    "cbGetServerUrlDone",
+    "cbCheckUploadDone",
+    "cbSendChannelDone",
+    "cbGetCertificationRuleDone",
+    "cbGetChannelListDone",
+    "cbGetHeadendDone",
+    "cbGetCityListDone",
+    "cbGetCityListBrowseDone",
+    "cbGetHeadendKorDone",
+    "cbGetHeadendBrowseDone",
+    "cbGetScheduleDone",
+    "cbGetOnAirDone",
+    "cbGetTodayURLDone",
+    "cbGetFocusChannelDone",
+    "cbGetLineupTestDone",
+    "cbGetContentListDone",
+    "cbGetContentDetailInfoDone",
+    "cbGetGuideDone",
+    "cbGetPersonDetailInfoDone",
+    "cbGetSeriesDetailInfoDone",
+    "cbSetFavoriteDone",
+    "cbDeleteFavoriteDone",
+    "cbGetFavoriteChannelDone",
+    "cbGetFavoriteContentDone",
+    "cbGetFavoriteChannelListDone",
+    "cbGetFavoriteContentListDone",
+    "cbSendTuneHistoryDone",
+    "cbSendLikeDone",
+    "cbGetLikeHistoryDone",
+    "cbSaveHeadendDone",
+    "cbLoadHeadendDone",
+    "cbGetSmartChannelDone",
+    "cbGetSmartPopularDone",
+    "cbGetPopularChDone",
+    "cbGetRelatedDone",
+    "cbGetMissedDone",
+    "cbGetCandidateMissedDone",
+    "cbGetCombinationDone",
+    "cbSearchEpgDone",
+    "cbCheckAgreementDone",
+    "cbConfirmAgreementDone",
+    "cbSetAnonymAgreementDone",
+    "cbRevocateAgreementDone",
+    "cbDownloadDone",
 };
 
 TEST_P(EveryOperation, WithoutAServiceIsRefused)
@@ -58,13 +125,69 @@ TEST_P(EveryOperation, WithoutAServiceIsRefused)
 #endif
     expectRefused(call(*object, counter), status::kNoService, counter);
     EXPECT_TRUE(host.sent.empty());
-    if (row.verb != vorel::Verb::Download) {
-        EXPECT_EQ(host.texts(8).back(),
-                  std::string("[") + row.name +
-                      (row.lines == vorel::Lines::Bracketed ? "] [========= m_pService is NULL!!!!!!! \n]"
-                                                            : "] ========= m_pService is NULL!!!!!!! \n"));
+    EXPECT_EQ(host.texts(8).back(),
+              std::string("[") + row.name +
+                  (row.lines == vorel::Lines::Bracketed ? "] [========= m_pService is NULL!!!!!!! \n]"
+                                                        : "] ========= m_pService is NULL!!!!!!! \n"));
+}
+
+TEST(CancelFrame, WithoutAServiceIsRefusedAndSaysSo)
+{
+    FakeHost host;
+    std::unique_ptr<WVorelOAI> object;
+    {
+        const FailingNew outOfMemory;
+        object = std::make_unique<WVorelOAI>();
     }
+    host.forgetLines();
     EXPECT_EQ(object->cancel(object->getContentProvider(), 1), status::kNoService);
+    const std::vector<Line> lines = host.lines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0].text, "[cancel] [++ WVorelOAI::cancel Requested] uRequesetRef : 1");
+    EXPECT_EQ(lines[1].text, "[cancel] ========= m_pService is NULL!!!!!!! \n");
+    EXPECT_EQ(lines[1].level, 8u);
+    EXPECT_EQ(lines[2].text.rfind("[cancel] #ERROR WSTATUS:no service object or out of memory(-3)", 0), 0u);
+}
+
+/// Source lines that the URL lines of some kinds show.
+std::set<int> urlLineNumbers(const std::vector<unsigned int>& keys)
+{
+    FakeHost host;
+    setAllOptions(host);
+    WVorelOAI object;
+    std::set<int> numbers;
+    for (const unsigned int key : keys) {
+        // Some replies change both.
+        openSession(object);
+        setClock(object);
+        host.forgetLines();
+        Counter counter;
+        counter.accepted(callOf(key).call(object, counter));
+        for (const Line& line : host.lines()) {
+            if (line.text.rfind("[MakeURL] URL:[", 0) == 0) {
+                numbers.insert(line.number);
+            }
+        }
+        host.answer(emptyReply(key));
+    }
+    return numbers;
+}
+
+TEST(UrlLines, TellTheCommandsOfAFileApart)
+{
+    // By the source files of the commands.
+    const std::vector<unsigned int> files[] = {
+        {3, 5, 6, 7, 8, 9, 10, 11, 47, 48, 49, 50},
+        {12, 13, 14, 15, 16, 17, 22, 37, 38},
+        {18, 19, 20, 21, 23, 25, 46},
+        {4, 24, 26, 27},
+        {28, 29, 30, 31, 32, 33, 34, 35, 36},
+        {39, 40, 41, 42, 43, 44, 45},
+        {51},
+    };
+    for (const std::vector<unsigned int>& keys : files) {
+        EXPECT_EQ(urlLineNumbers(keys).size(), keys.size()) << "the file of key " << keys.front();
+    }
 }
 
 TEST_P(EveryOperation, WithoutASessionIsRefusedWhereOneIsNeeded)
@@ -254,11 +377,26 @@ TEST_P(EveryOperation, SurvivesACallbackThatThrows)
     openSession(object);
     setClock(object);
     Counter counter;
-    counter.then = [](Counter& /*self*/) { throw 42; };
+    counter.then = [](Counter& /*self*/) { throw std::runtime_error("the caller's fault"); };
     EXPECT_EQ(call(object, counter), 0);
     EXPECT_NO_THROW(host.answer(emptyReply(row.key)));
     EXPECT_EQ(object.commandCount(), 0u);
     EXPECT_EQ(object.service()->requestCount(), 0u);
+    EXPECT_EQ(exceptionLines(), std::vector<std::string>{std::string("[") + kHandlers.at(row.key - 3) +
+                                                         "] Exception Caught: the caller's fault"});
+}
+
+TEST_P(EveryOperation, SurvivesACallbackThatThrowsWhatIsNoException)
+{
+    WVorelOAI object;
+    openSession(object);
+    setClock(object);
+    Counter counter;
+    counter.then = [](Counter& /*self*/) { throw 42; };
+    EXPECT_EQ(call(object, counter), 0);
+    EXPECT_NO_THROW(host.answer(emptyReply(row.key)));
+    EXPECT_EQ(object.service()->requestCount(), 0u);
+    EXPECT_EQ(exceptionLines().size(), 1u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, EveryOperation, ::testing::ValuesIn(kOperations),

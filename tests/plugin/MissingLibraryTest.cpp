@@ -5,10 +5,12 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <openssl/sha.h>
 
 namespace {
 bool s_isMissing = false;
-}
+bool s_isDigestRefused = false;
+}  // namespace
 
 extern "C" {
 void* __real_dlopen(const char* name, int flags);
@@ -16,6 +18,13 @@ void* __real_dlopen(const char* name, int flags);
 void* __wrap_dlopen(const char* name, int flags)
 {
     return __real_dlopen(s_isMissing ? "/nonexistent/library.so" : name, flags);
+}
+
+int __real_SHA1_Init(SHA_CTX* context);
+
+int __wrap_SHA1_Init(SHA_CTX* context)
+{
+    return s_isDigestRefused ? 0 : __real_SHA1_Init(context);
 }
 }
 
@@ -43,6 +52,26 @@ TEST(MissingLibrary, IsSaidAndLookedForAgain)
     Counter counter;
     EXPECT_EQ(counter.accepted(callOf(VorelGetHeadendCMD::kKey).call(object, counter)), 0);
     host.answer(emptyReply(VorelGetHeadendCMD::kKey));
+}
+
+TEST(RefusedDigest, IsSaidAndRefusesTheOperation)
+{
+    FakeHost host;
+    WVorelOAI object;
+    openSession(object);
+    setAllOptions(host);
+    s_isDigestRefused = true;
+    host.forgetLines();
+    Counter counter;
+    EXPECT_EQ(counter.accepted(callOf(VorelGetConfLogCMD::kKey).call(object, counter)), status::kNoService);
+    s_isDigestRefused = false;
+    const std::vector<std::string> errors = host.texts(1);
+    ASSERT_EQ(errors.size(), 2u);
+    EXPECT_EQ(errors[0], "[getSessionToken] cannot make the session token: OpenSSL refuses SHA-1");
+    EXPECT_TRUE(host.sent.empty());
+    Counter second;
+    EXPECT_EQ(second.accepted(callOf(VorelGetConfLogCMD::kKey).call(object, second)), 0);
+    host.answer(emptyReply(VorelGetConfLogCMD::kKey));
 }
 
 }  // namespace

@@ -196,7 +196,8 @@ TEST(Object, WithoutAServiceNeitherReadsAFileNorStoresASession)
     ASSERT_EQ(object->service(), nullptr);
     std::list<WVLContent> kept(1);
     WContainer<WVLContent> result;
-    result.take(std::move(kept));
+    result.data() = std::move(kept);
+    result.setCount(1);
     EXPECT_EQ(object->getTodaySchedule("/dev/null", result), status::kNoService);
     EXPECT_EQ(result.getCount(), 1);
     EXPECT_TRUE(host.hasLine("[getTodaySchedule] ========= m_pService is NULL!!!!!!! \n"));

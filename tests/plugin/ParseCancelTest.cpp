@@ -1,5 +1,6 @@
 // Cancelling while a reply is read: before every element in turn.
 
+#include "Mutator.h"
 #include "ParseCases.h"
 #include "ParseSeams.h"
 #include "Pieces.h"
@@ -31,6 +32,11 @@ struct CancelTest : ::testing::Test {
     /// Parses a reply and cancels before the cancel test of that number, 1 for the first; 0 never.
     Results parse(const ParserCase& row, const Tree& rsp, int cancelAt, Outputs outputs = Outputs::Fresh)
     {
+        return parseBody(row, replyText(rsp), cancelAt, outputs);
+    }
+
+    Results parseBody(const ParserCase& row, const std::string& body, int cancelAt, Outputs outputs)
+    {
         tests = 0;
         const Hooked hooked(CancelTestHook([&](VorelService& service, UINT64 asked) {
             EXPECT_EQ(asked, reference);
@@ -39,7 +45,7 @@ struct CancelTest : ::testing::Test {
             }
         }));
         Calling calling;
-        calling.body = lead + replyText(rsp);
+        calling.body = lead + body;
         calling.owner = &object;
         calling.reference = reference;
         calling.outputs = outputs;
@@ -52,6 +58,25 @@ struct CancelTest : ::testing::Test {
     {
         const ParserCase& row = parserCase(name);
         return parse(row, fullReply(row), cancelAt);
+    }
+
+    /// Status, results and lines of a parse, in which the blanks are left out.
+    std::string shownParse(const ParserCase& row, const std::string& body, int cancelAt)
+    {
+        const Results results = parseBody(row, body, cancelAt, Outputs::Filled);
+        Shown lines = Shown::array();
+        for (Line& line : host.lines()) {
+            // These show the reference, which differs.
+            if (line.text.rfind("[setCancelStatus]", 0) == 0) {
+                continue;
+            }
+            if (const std::size_t at = line.text.find(lead); !lead.empty() && at != std::string::npos) {
+                line.text.erase(at, lead.size());
+            }
+            lines.push_back({line.level, std::vector<unsigned char>(line.text.begin(), line.text.end())});
+        }
+        return Shown({{"status", results.status}, {"outputs", results.outputs}, {"lines", lines}})
+            .dump(-1, ' ', false, Shown::error_handler_t::replace);
     }
 
     /// The request as it was before it was cancelled.
@@ -190,6 +215,53 @@ TEST_F(CancelTest, ARequestCancelledBeforehandReadsNothing)
     const Results run = parse("Schedule", 0);
     EXPECT_EQ(tests, 1);
     EXPECT_EQ(run.status, 600);
+}
+
+TEST_F(CancelTest, ALongReplyThatIsNotJsonFurtherOnIsNotJson)
+{
+    const ParserCase& row = parserCase("Schedule");
+    lead.assign(vorel::Pieces::kLeast, ' ');
+    for (int element = 1; element <= 3; ++element) {
+        SCOPED_TRACE(element);
+        renew();
+        const Results run =
+            parseBody(row, R"({"rsp":{"stat":"OK","channel":[{"content":[{"id":"1"}]},{},{},{"id" 4}]}})", element,
+                      Outputs::Filled);
+        EXPECT_EQ(run.status, status::kNotJson);
+        EXPECT_EQ(run.outputs["list"]["count"], 77);
+        EXPECT_TRUE(clearings().empty());
+        EXPECT_EQ(host.texts(1).size(), 1u);
+        EXPECT_NE(host.texts(8).back().find("This is not JSON format"), std::string::npos);
+    }
+}
+
+TEST_F(CancelTest, ACancelledReplyComesToTheSameInPiecesAndAsAWhole)
+{
+    constexpr int kRepliesOfARow = 60;
+    Mutator mutate(20261122);
+    int notJson = 0;
+    for (const ParserCase& row : parserCases()) {
+        for (int count = 0; count < kRepliesOfARow && row.cancelTests > 0; ++count) {
+            const std::string body = mutate(replyText(fullReply(row)));
+            lead.clear();
+            renew();
+            const int whole = parseBody(row, body, 0, Outputs::Fresh).status;
+            // Values of the wrong type are found only as far as the reading comes.
+            if (whole == status::kUnreadableReply || whole == status::kWrongProvider || whole == kThrown) {
+                continue;
+            }
+            notJson += whole == status::kNotJson ? 1 : 0;
+            for (int element = 1; element <= row.cancelTests; ++element) {
+                lead.clear();
+                renew();
+                const std::string expected = shownParse(row, body, element);
+                lead.assign(vorel::Pieces::kLeast, ' ');
+                renew();
+                ASSERT_EQ(shownParse(row, body, element), expected) << row.name << " " << element << "\n" << body;
+            }
+        }
+    }
+    EXPECT_GT(notJson, 20) << "hardly any reply was broken";
 }
 
 TEST_F(CancelTest, AnEmptyListIsNotCancelled)

@@ -123,15 +123,23 @@ std::vector<ParserCase> viewerCases();
 /// How many lines had been printed at each clearing of a container since the test began.
 std::vector<std::size_t>& clearings();
 
+/// A container as a host may write one: its list is its own, so it has only what came through the virtual operations.
 /// Notes when it is cleared.
 template <class Record>
 class WatchedContainer final : public WContainer<Record> {
 public:
+    const std::list<Record>& getData() const override { return m_list; }
+    void setData(const std::list<Record>& list) override { m_list = list; }
+    std::list<Record>& data() override { return m_list; }
     void clear() override
     {
+        m_list.clear();
         WContainer<Record>::clear();
         clearings().push_back(FakeHost::current()->lines().size());
     }
+
+private:
+    std::list<Record> m_list;
 };
 
 inline void fill(std::string& text)

@@ -6,6 +6,7 @@
 #include "ParseCases.h"
 #include "VorelCommand.h"
 
+#include <functional>
 #include <memory>
 #include <tuple>
 
@@ -22,7 +23,9 @@ struct Delivered {
     int status = 12345;
     Shown results;  ///< an array, in the callback's order
     UINT64 reference = 0;
-    bool throws = false;  ///< the callback throws when it has noted everything
+    bool throws = false;         ///< the callback throws when it has noted everything
+    std::function<void()> then;  ///< called by the callback when it has noted everything
+    Shown resultsAfterwards;     ///< what the results hold when `then` has returned
 
     struct Callback {
         template <class... Arguments>
@@ -37,8 +40,14 @@ struct Delivered {
                 self.reference = std::get<kResults>(all);
                 self.results = Shown::array();
                 showFirst(all, self.results, std::make_index_sequence<kResults>());
-                if (self.throws)
+                if (self.then) {
+                    self.then();
+                    self.resultsAfterwards = Shown::array();
+                    showFirst(all, self.resultsAfterwards, std::make_index_sequence<kResults>());
+                }
+                if (self.throws) {
                     throw 42;
+                }
             };
         }
 

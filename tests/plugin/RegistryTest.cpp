@@ -5,6 +5,7 @@
 #include "VorelCommand.h"
 
 #include <gtest/gtest.h>
+#include <vector>
 
 namespace W::test {
 namespace {
@@ -48,17 +49,43 @@ TEST(Registry, NullAndUnknownCommandsChangeNothing)
     EXPECT_EQ(destroyed, 0);
 }
 
-TEST(Registry, RemovesOnlyTheFirstOfTwoRegistrations)
+TEST(Registry, ACommandIsRegisteredOnce)
 {
     int destroyed = 0;
     CommandRegistry registry;
     auto* const command = new Watched(destroyed);
-    registry.add(command);
-    registry.add(command);
+    const CommandRegistry::Ticket ticket = registry.add(command);
+    EXPECT_EQ(registry.add(command), ticket);
+    EXPECT_EQ(registry.size(), 1u);
     registry.destroy(command);
     EXPECT_EQ(destroyed, 1);
-    EXPECT_EQ(registry.size(), 1u);
-    registry.release(command);  // only compared: it is gone
+    EXPECT_EQ(registry.size(), 0u);
+    registry.destroy(command);  // only compared: it is gone
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(Registry, RemovesCommandsFromAnyPlace)
+{
+    int destroyed = 0;
+    CommandRegistry registry;
+    std::vector<Watched*> commands;
+    std::vector<CommandRegistry::Ticket> tickets;
+    for (int count = 0; count < 5; ++count) {
+        commands.push_back(new Watched(destroyed));
+        tickets.push_back(registry.add(commands.back()));
+    }
+    registry.destroy(commands[2]);
+    registry.destroy(commands[0], tickets[0]);
+    registry.destroy(commands[0], tickets[0]);
+    registry.destroy(commands[4], tickets[3]);  // another command's ticket
+    EXPECT_EQ(destroyed, 2);
+    registry.destroy(commands[4], tickets[4]);
+    EXPECT_EQ(destroyed, 3);
+    EXPECT_EQ(registry.size(), 2u);
+    registry.release(commands[1]);
+    delete commands[1];
+    registry.destroyAll();
+    EXPECT_EQ(destroyed, 5);
 }
 
 TEST(Registry, ReleaseForgetsWithoutDestroying)

@@ -204,6 +204,17 @@ TEST_F(ServiceTest, CancelOfAnEmptyMapSaysSo)
         host.hasLine("[setCancelStatus] [-- VorelService::setCancelStatus] Request List is empty, uRequesetRef : 5"));
 }
 
+TEST_F(ServiceTest, AnExecutorNeedNotBeWoken)
+{
+    class Plain final : public HttpDelegator {
+    public:
+        int addRequest(HttpRequest* /*request*/) override { return 0; }
+        void flushHttpRequests(UINT64 /*id*/) override {}
+    };
+    Plain executor;
+    executor.wake();
+}
+
 TEST_F(ServiceTest, CancelDecidesByKind)
 {
     // The second statement of the table: kinds that can be cancelled.

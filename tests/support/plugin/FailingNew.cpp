@@ -1,11 +1,13 @@
 #include "FailingNew.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
 namespace {
 
 thread_local bool failing = false;
+thread_local std::size_t smallestFailing = SIZE_MAX;
 
 }  // namespace
 
@@ -17,8 +19,9 @@ void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 // Replaced together, so that what one of them allocates no other allocator frees.
 void* operator new(std::size_t size)
 {
-    if (void* const memory = std::malloc(size))
+    if (void* const memory = size < smallestFailing ? std::malloc(size) : nullptr) {
         return memory;
+    }
     throw std::bad_alloc();
 }
 
@@ -44,9 +47,15 @@ FailingNew::FailingNew()
     failing = true;
 }
 
+FailingNew::FailingNew(std::size_t size)
+{
+    smallestFailing = size;
+}
+
 FailingNew::~FailingNew()
 {
     failing = false;
+    smallestFailing = SIZE_MAX;
 }
 
 }  // namespace W::test

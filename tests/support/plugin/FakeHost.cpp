@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 namespace W {
 
@@ -216,10 +217,16 @@ void FakeHost::print(unsigned long level, unsigned long flags, const char* forma
     // "[function:123] text": line numbers are not for tests to know.
     const std::size_t colon = text.find(':');
     const std::size_t bracket = text.find(']');
-    if (text.compare(0, 1, "[") == 0 && colon < bracket)
+    int number = 0;
+    if (text.compare(0, 1, "[") == 0 && colon < bracket) {
+        number = std::atoi(text.c_str() + colon + 1);
         text.erase(colon, bracket - colon);
+    }
+    if (onLine) {
+        onLine(text);
+    }
     const std::lock_guard<std::mutex> hold(m_lock);
-    m_lines.push_back({level, flags, text});
+    m_lines.push_back({level, flags, text, number});
 }
 
 }  // namespace test

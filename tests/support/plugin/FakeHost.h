@@ -8,6 +8,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -33,6 +34,7 @@ struct Line {
     unsigned long level;
     unsigned long flags;
     std::string text;
+    int number = 0;  ///< source line that printed it; 0 if the line has none
 };
 
 /// One per test; the plug-in's calls to the framework reach the one that was made last.
@@ -52,6 +54,8 @@ public:
     bool keepsLines = true;
     /// Called in addRequest() after the request was accepted, without a lock.
     void (*onAccepted)(FakeHost& host, std::size_t index) = nullptr;
+    /// Called with every debug line, on the thread that prints it, without a lock.
+    std::function<void(const std::string& text)> onLine;
 
     // What the test looks at
 

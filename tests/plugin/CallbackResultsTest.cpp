@@ -1,0 +1,46 @@
+// How long the results of a callback live: until it returns, whatever it does.
+
+#include "Calls.h"
+#include "ParseDeliveries.h"
+
+#include <gtest/gtest.h>
+
+namespace W::test {
+namespace {
+
+/// A good reply that is too long for a string to hold without an allocation.
+std::string goodBody(const Kind& kind)
+{
+    if (kind.parser == nullptr) {
+        return "{\"rsp\":{\"stat\":\"OK\",\"result\":\"" + std::string(5000, 'x') + "\"}}";
+    }
+    return replyText(fullReply(parserCase(kind.parser)));
+}
+
+TEST(CallbackResults, LiveUntilTheCallbackReturnsWhenItDestroysTheObject)
+{
+    for (const Kind& kind : kinds()) {
+        SCOPED_TRACE(kind.handler);
+        FakeHost host;
+        setAllOptions(host);
+        auto* const object = new WVorelOAI;
+        setClock(*object);
+        Delivered delivered;
+        delivered.then = [object] { delete object; };
+        VorelServiceCMD* const command = kind.make(object, &delivered).release();
+        if (auto* const download = dynamic_cast<VorelDownloadCMD*>(command)) {
+            download->MakeURL("http://host/file", ::testing::TempDir() + "corvane-there-is-no-such-file", "file");
+        }
+        object->addCMD(command);
+        unsigned long long reference = 0;
+        ASSERT_EQ(
+            object->service()->getDataRequest("u", {}, "", command, reference, WVorelOAI::cbFnVorelRequestCompleted),
+            0);
+        host.answer(goodBody(kind));
+        EXPECT_EQ(delivered.calls, 1);
+        EXPECT_EQ(delivered.resultsAfterwards, delivered.results);
+    }
+}
+
+}  // namespace
+}  // namespace W::test

@@ -1,0 +1,60 @@
+// The order of the transport's members: those that other parts of the device know first, our own after them.
+
+#include "FakeHost.h"
+#include "VorelService.h"
+
+#include <gtest/gtest.h>
+#include <map>
+
+namespace W::test {
+namespace {
+
+using Address = const char* (*)(const VorelService& service);
+
+std::map<int, Address>& addresses()
+{
+    static std::map<int, Address> s_addresses;
+    return s_addresses;
+}
+
+/// An explicit instantiation may name a private member; this one notes where it is.
+template <int number, auto member>
+struct Revealed {
+    inline static const bool s_noted =
+        addresses()
+            .emplace(number,
+                     [](const VorelService& service) { return reinterpret_cast<const char*>(&(service.*member)); })
+            .second;
+};
+
+template struct Revealed<0, &VorelService::m_sessionLock>;
+template struct Revealed<1, &VorelService::m_requestLock>;
+template struct Revealed<2, &VorelService::m_sToken>;
+template struct Revealed<3, &VorelService::m_sName>;
+template struct Revealed<4, &VorelService::m_session>;
+template struct Revealed<5, &VorelService::m_args>;
+template struct Revealed<6, &VorelService::m_requests>;
+template struct Revealed<7, &VorelService::m_pDelegator>;
+template struct Revealed<8, &VorelService::m_uMagicID>;
+template struct Revealed<9, &VorelService::m_iLastReference>;
+template struct Revealed<10, &VorelService::m_sTokenSecret>;
+template struct Revealed<11, &VorelService::m_sBaseUrl>;
+
+TEST(Layout, MembersOfTheTransportAreInTheirOrder)
+{
+    FakeHost host;
+    const VorelService service("Corvane", WContentProvider("Corvane", 14));
+    constexpr int kLastStated = 9;
+    const char* const last = addresses().at(kLastStated)(service);
+    for (const auto& [number, address] : addresses()) {
+        SCOPED_TRACE(number);
+        if (number > kLastStated) {
+            EXPECT_GT(address(service), last);
+        } else if (number > 0) {
+            EXPECT_GT(address(service), addresses().at(number - 1)(service));
+        }
+    }
+}
+
+}  // namespace
+}  // namespace W::test

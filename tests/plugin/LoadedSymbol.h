@@ -1,0 +1,13 @@
+// Finds what a loaded library has but does not export, in the symbol table of its file.
+#pragma once
+
+#include <string>
+
+namespace W::test {
+
+/// Address of a function of a loaded library; null if the file's symbol table does not name it.
+/// @param handle  from dlopen()
+/// @param name    as the linker sees it
+void* loadedSymbol(void* handle, const std::string& name);
+
+}  // namespace W::test

@@ -1,0 +1,79 @@
+// What is done without a lock: printing where that is promised, and destroying commands.
+
+#include "Calls.h"
+#include "CommandRegistry.h"
+
+#include <gtest/gtest.h>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <thread>
+
+namespace W::test {
+namespace {
+
+/// Whether a call that another thread makes returns while this thread does nothing; false if it waits for a lock that
+/// this thread holds.
+bool returnsMeanwhile(const std::function<void()>& call)
+{
+    const auto returned = std::make_shared<std::promise<void>>();
+    std::future<void> waiting = returned->get_future();
+    std::thread([call, returned] {
+        call();
+        returned->set_value();
+    }).detach();
+    return waiting.wait_for(std::chrono::seconds(3)) == std::future_status::ready;
+}
+
+TEST(Locks, TheLineAboutAnEmptyListIsPrintedWithoutTheRequestLock)
+{
+    FakeHost host;
+    VorelService service("Corvane", WContentProvider("Corvane", 14));
+    int printed = 0;
+    host.onLine = [&](const std::string& text) {
+        if (text.find("Request List is empty") != std::string::npos) {
+            ++printed;
+            EXPECT_TRUE(returnsMeanwhile([&service] { service.getCancelStatus(1); }));
+        }
+    };
+    EXPECT_EQ(service.setCancelStatus(5), status::kNotFound);
+    EXPECT_EQ(printed, 1);
+    host.onLine = nullptr;
+}
+
+/// A command that looks at its registry when it is destroyed.
+class Looking final : public VorelServiceCMD {
+public:
+    Looking(const vorel::CommandRegistry& registry, int& destroyed)
+        : VorelServiceCMD(WContentProvider("p", 1), nullptr, nullptr), m_registry(registry), m_destroyed(destroyed)
+    {}
+    ~Looking() override
+    {
+        ++m_destroyed;
+        EXPECT_TRUE(returnsMeanwhile([&registry = m_registry] { static_cast<void>(registry.size()); }));
+    }
+
+private:
+    const vorel::CommandRegistry& m_registry;
+    int& m_destroyed;
+};
+
+TEST(Locks, CommandsAreDestroyedWithoutTheRegistrysLock)
+{
+    int destroyed = 0;
+    vorel::CommandRegistry registry;
+    auto* const first = new Looking(registry, destroyed);
+    registry.add(first);
+    registry.destroy(first);
+    EXPECT_EQ(destroyed, 1);
+    auto* const second = new Looking(registry, destroyed);
+    registry.destroy(second, registry.add(second));
+    EXPECT_EQ(destroyed, 2);
+    registry.add(new Looking(registry, destroyed));
+    registry.add(new Looking(registry, destroyed));
+    registry.destroyAll();
+    EXPECT_EQ(destroyed, 4);
+}
+
+}  // namespace
+}  // namespace W::test
