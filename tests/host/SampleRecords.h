@@ -312,7 +312,8 @@ void fillSample(std::multimap<int, Record>& records)
 template <class Record>
 void fillSample(WContainer<Record>& container)
 {
-    container.take({sample<Record>()});
+    container.data().push_back(sample<Record>());
+    container.setCount(1);
 }
 
 }  // namespace W::host
