@@ -1,6 +1,5 @@
-// The host's debug facility: printf-style lines with a level and flags, put out through debug modules. A library that
-// prints defines Print() and m_Instance() for itself, together with the module that it prints level 0 through; the host
-// defines everything else.
+// The host's debug facility: printf-style lines with a level and flags, printed through debug modules. A library that
+// prints defines Print() and m_Instance() itself, and the module for its lines of level 0; the host defines the rest.
 #pragma once
 
 #include <cstdarg>
@@ -8,11 +7,11 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// Where debug text goes in the end.
+/// The output of all debug lines.
 class CCDebugOutput {
 public:
     virtual ~CCDebugOutput() = default;
-    /// Writes formatted text. One call may be part of a line only: a line is over when its "\n" has been written.
+    /// Writes formatted text, which may be a part of a line: "\n" ends the line.
     /// Never throws.  [any thread]
     virtual void vprintf(const char* format, va_list* arguments) = 0;
     virtual void write(const char* text) = 0;
@@ -25,9 +24,9 @@ public:
 
     /// Back to the state after start.
     virtual void Reset();
-    /// Puts a line out.  [any thread]
+    /// Prints a line.  [any thread]
     virtual void t_Print(unsigned long level, unsigned long flags, const char* format, va_list* arguments);
-    /// Puts text out as it is, without an end of line.  [any thread]
+    /// Prints text as it is, without ending the line.  [any thread]
     virtual void t_PrintR(unsigned long level, unsigned long flags, const char* format, va_list* arguments);
     virtual void t_InitModule();
     virtual void t_ShowDebugSubMenu();
@@ -38,7 +37,7 @@ public:
     /// True for a module that prints the lines of level 0.
     virtual bool t_IsCommonModule();
 
-    /// Registers a module's name with the host.
+    /// Registers a module's name with the host, which copies it: the library may be unloaded.
     static void t_AddModule(const char* name, int modules);
 
     /// Prints through the module `Module`; level 0 goes through the library's own common module.  [any thread]

@@ -17,8 +17,9 @@ public:
     void add(std::string name, std::string value)
     {
         // As many as most requests have.
-        if (m_lines.empty())
+        if (m_lines.empty()) {
             m_lines.reserve(8);
+        }
         m_lines.emplace_back(std::move(name), std::move(value));
     }
 

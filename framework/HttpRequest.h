@@ -27,7 +27,7 @@ using HttpCompletion = void (*)(SESSION_STATUS status, HttpRequest* request, voi
 class HttpRequest {
 public:
     /// A request whose response is kept in memory.
-    /// @param url       goes to the request line byte for byte, except where setEncoding() was called
+    /// @param url       sent byte for byte, unless setEncoding() is called
     /// @param userData  handed back to the completion; not owned
     HttpRequest(HTTP_REQUEST_TYPE type, std::string url, HttpHeader header, std::string body, HttpCompletion done,
                 void* userData)
@@ -60,7 +60,7 @@ public:
     void setID(UINT64 id) { m_uID = id; }
     UINT64 getID() const { return m_uID; }
 
-    /// Has the executor percent-encode in the URL what may not stand there (RFC 3986: blanks, control characters,
+    /// Makes the executor percent-encode what a URL must not contain (RFC 3986: blanks, control characters,
     /// bytes above 0x7F and `"<>\^{|}` and back-tick). Existing %XX and reserved characters stay.
     void setEncoding() { m_bEncoding = true; }
     bool isEncoding() const { return m_bEncoding; }

@@ -12,7 +12,7 @@ namespace W {
 class HttpResponse {
 public:
     HTTP_RESPONSE_CODE getHttpResponseCode() const { return m_iCode; }
-    /// The body, decoded where the request asked for compression; empty for downloads, which go to their file.
+    /// The body, decoded if it came compressed; empty for downloads, which are written to their file.
     const std::string& getPayload() const { return m_sPayload; }
 
     void setHttpResponseCode(HTTP_RESPONSE_CODE code) { m_iCode = code; }

@@ -25,12 +25,12 @@ public:
                       WRequestStatus& out) = 0;
     /// Signs the account out.  [host thread]
     virtual int logout(LogoutCallback done, void* userData, WRequestStatus& out) = 0;
-    /// Lists what stands between the account and the content.  [host thread]
+    /// Lists what keeps the account from the content.  [host thread]
     virtual int retrieveExceptions(std::list<WException*>& exceptions) = 0;
     /// Settles one of them.  [host thread]
     virtual int resolveException(WException* exception, ResolveCallback done, void* userData, WRequestStatus& out) = 0;
 
-    /// The provider that this object speaks for.  [any thread]
+    /// The provider of this object.  [any thread]
     const WContentProvider& getContentProvider() const { return m_provider; }
 
 protected:

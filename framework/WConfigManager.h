@@ -1,4 +1,4 @@
-// The host's configuration store: text options, kept per content provider.
+// The host's configuration store: options with string values, per content provider.
 #pragma once
 
 #include "WContentProvider.h"
@@ -15,7 +15,7 @@ public:
     WVariant() = default;
     explicit WVariant(std::string text) : m_sText(std::move(text)) {}
 
-    /// The value as text; empty when the option is absent.
+    /// The value as a string; empty if the option is absent.
     const std::string& toString() const& { return m_sText; }
     std::string toString() && { return std::move(m_sText); }
 
@@ -30,8 +30,8 @@ public:
     /// The one store of the process; never null, lives as long as the process.  [any thread]
     static WConfigManager* getInstance();
 
-    /// Value of the option `key` for the provider; an absent option gives an empty text. Never throws but
-    /// `std::bad_alloc`.  [any thread]
+    /// Value of the option `key` for the provider; an absent option gives an empty string. Throws nothing
+    /// except `std::bad_alloc`.  [any thread]
     virtual WVariant getCPOption(const WContentProvider& provider, const std::string& key) = 0;
 };
 

@@ -22,10 +22,12 @@ public:
     {
         std::uint32_t hash = 2166136261u;
         const auto mix = [&hash](unsigned char byte) { hash = (hash ^ byte) * 16777619u; };
-        for (const char letter : m_sName)
+        for (const char letter : m_sName) {
             mix(static_cast<unsigned char>(letter));
-        for (unsigned shift = 0; shift < 32; shift += 8)
+        }
+        for (unsigned shift = 0; shift < 32; shift += 8) {
             mix(static_cast<unsigned char>(static_cast<std::uint32_t>(m_iServiceType) >> shift));
+        }
         return hash;
     }
 

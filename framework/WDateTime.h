@@ -1,5 +1,5 @@
 // Instants and display offsets. Everything is 64-bit and UTC inside, on 32-bit machines too, so that 2038 is an
-// ordinary year. The text forms are fixed formats of ISO 8601, without fractions.
+// ordinary year. Strings have fixed formats of ISO 8601, without fractions.
 #pragma once
 
 #include <cstdint>
@@ -50,7 +50,7 @@ public:
     /// @param seconds since 1970-01-01T00:00:00Z; one outside years 0000 to 9999 gives an invalid value
     static WDateTime fromTime_t(std::int64_t seconds);
 
-    /// Reads one of the three text forms; the zone has to be the one named beside the form. Anything else, also a
+    /// Reads one of the three formats; the zone has to be the one named at the format. Anything else, also a
     /// date that the calendar does not have, gives an invalid value. Never throws.
     /// - FORMAT_DATETIME: that instant, offset +00:00.
     /// - FORMAT_LOCAL: the reading of a clock whose zone is not known: the instant at which a UTC clock shows it,

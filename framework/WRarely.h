@@ -31,23 +31,26 @@ public:
     /// The value for writing.
     T& edit()
     {
-        if (!m_pValue)
+        if (!m_pValue) {
             m_pValue = std::make_unique<T>();
+        }
         return *m_pValue;
     }
 
-    /// Stores a text or list member; an empty one allocates nothing.
+    /// Stores a string or list member; an empty one allocates nothing.
     template <class Member>
     void set(Member T::*member, Member value)
     {
-        if (m_pValue || !value.empty())
+        if (m_pValue || !value.empty()) {
             edit().*member = std::move(value);
+        }
     }
     /// Stores a number; 0 allocates nothing.
     void set(int T::*member, int value)
     {
-        if (m_pValue || value != 0)
+        if (m_pValue || value != 0) {
             edit().*member = value;
+        }
     }
 
 private:

@@ -1,4 +1,4 @@
-// What an operation tells its caller at once, before any result: which kind of request, which reference, which status.
+// What an operation reports to its caller at once, before any result: key, reference and status of the request.
 #pragma once
 
 #include "WTypes.h"

@@ -83,7 +83,7 @@ private:
         WRarely<Rare> rare;
     };
 
-    /// An empty text allocates nothing.
+    /// An empty string allocates nothing.
     void set(std::string Body::*member, std::string text)
     {
         if (!text.empty() || !m_body.isDefault()) {

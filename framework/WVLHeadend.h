@@ -1,4 +1,4 @@
-// Records: where a line-up comes from: operators' headends, their devices, and the cities that they serve.
+// Records: operators' headends, their devices, and the cities that they serve.
 #pragma once
 
 #include "WResource.h"

@@ -10,7 +10,7 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// One answer: what is on, and the headend that it speaks for.
+/// One answer: what is on, and the headend that it identifies.
 class WVLAnswer : public WResource {
 public:
     WVLAnswer() = default;

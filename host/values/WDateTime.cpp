@@ -1,5 +1,5 @@
-// Date-time texts and the calendar behind them, by hand: no locale, no time zone database, no time_t, so that the
-// result is the same on every machine. The proleptic Gregorian calendar holds for all years from 0000 to 9999.
+// Date-time strings and their calendar, without locale, time zone database and time_t, so that the result is the same
+// on every machine. The proleptic Gregorian calendar holds for all years from 0000 to 9999.
 #include "WDateTime.h"
 
 #include <array>
@@ -54,14 +54,16 @@ static_assert(toDays({1970, 1, 1}) == 0);
 static_assert(toDays({0, 1, 1}) * kSecondsPerDay == kFirstSecond);
 static_assert(toDays({9999, 12, 31}) * kSecondsPerDay + kSecondsPerDay - 1 == kLastSecond);
 
-/// Compares a text with a pattern in which "0" stands for a digit and everything else for itself.
+/// Compares a string with a pattern in which "0" matches any digit and every other character matches itself.
 bool matches(std::string_view text, std::string_view pattern)
 {
-    if (text.size() != pattern.size())
+    if (text.size() != pattern.size()) {
         return false;
+    }
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (pattern[i] == '0' ? text[i] < '0' || text[i] > '9' : text[i] != pattern[i])
+        if (pattern[i] == '0' ? text[i] < '0' || text[i] > '9' : text[i] != pattern[i]) {
             return false;
+        }
     }
     return true;
 }
@@ -69,15 +71,17 @@ bool matches(std::string_view text, std::string_view pattern)
 int number(std::string_view text, std::size_t at, std::size_t digits)
 {
     int value = 0;
-    for (const char digit : text.substr(at, digits))
+    for (const char digit : text.substr(at, digits)) {
         value = value * 10 + (digit - '0');
+    }
     return value;
 }
 
 void writeNumber(std::string& text, std::size_t at, std::size_t digits, int value)
 {
-    for (; digits > 0; value /= 10)
+    for (; digits > 0; value /= 10) {
         text[at + --digits] = static_cast<char>('0' + value % 10);
+    }
 }
 
 /// Reads `2026-11-21T01:30:00`, which the pattern has let pass.
@@ -86,8 +90,9 @@ WDateTime readDateTime(std::string_view text)
     const Date date{number(text, 0, 4), number(text, 5, 2), number(text, 8, 2)};
     const WTime time(number(text, 11, 2), number(text, 14, 2), number(text, 17, 2));
     if (date.month < 1 || date.month > 12 || date.day < 1 || date.day > daysInMonth(date.year, date.month) ||
-        !time.isValid())
+        !time.isValid()) {
         return {};
+    }
     return WDateTime::fromTime_t(toDays(date) * kSecondsPerDay + time.toSeconds());
 }
 
@@ -108,8 +113,9 @@ WDateTime WDateTime::fromString(std::string_view text, DATEFORMAT format, TIMEZO
     WDateTime result;
     if (format == FORMAT_DATETIME && zone == TIMEZONE_UTC && matches(text, "0000-00-00T00:00:00Z")) {
         result = readDateTime(text);
-        if (result.hasInstant())
+        if (result.hasInstant()) {
             result.toUTC();
+        }
     } else if (format == FORMAT_LOCAL && zone == TIMEZONE_LOCAL && matches(text, "0000-00-00T00:00:00")) {
         result = readDateTime(text);
     } else if (format == FORMAT_OFFSET && zone == TIMEZONE_NONE &&
@@ -121,8 +127,9 @@ WDateTime WDateTime::fromString(std::string_view text, DATEFORMAT format, TIMEZO
 
 WTime WDateTime::getOffsetTime() const
 {
-    if (!m_bOffset)
+    if (!m_bOffset) {
         return {};
+    }
     const int amount = m_iOffset < 0 ? -m_iOffset : m_iOffset;
     return WTime(amount / 3600, amount / 60 % 60, amount % 60);
 }
@@ -135,8 +142,9 @@ void WDateTime::setOffset(int sign, const WTime& time)
 
 std::string WDateTime::toString() const
 {
-    if (!m_bInstant)
+    if (!m_bInstant) {
         return {};
+    }
     const std::int64_t days = (m_iSeconds - (m_iSeconds < 0 ? kSecondsPerDay - 1 : 0)) / kSecondsPerDay;
     const int second = static_cast<int>(m_iSeconds - days * kSecondsPerDay);
     const Date date = fromDays(days);

@@ -1,4 +1,4 @@
-// The texts of the statuses that cross the boundary, for log lines and people.
+// Descriptions of the statuses that cross the boundary, for log lines and people.
 #include "WTypes.h"
 
 namespace W {
@@ -43,8 +43,9 @@ constexpr StatusText kTexts[] = {
 const char* WSTATUS2STRING(WSTATUS status)
 {
     for (const StatusText& row : kTexts) {
-        if (row.status == status)
+        if (row.status == status) {
             return row.text;
+        }
     }
     return status <= status::kServiceError ? "error reported by the service" : "unknown status";
 }
