@@ -28,16 +28,18 @@ CCDebugCommon::~CCDebugCommon() = default;
 
 void CCDebugCommon::t_Print(unsigned long level, unsigned long flags, const char* format, va_list* arguments)
 {
-    if (DebugIO == nullptr)
+    if (DebugIO == nullptr) {
         return;
+    }
     t_PrintR(level, flags, format, arguments);
     DebugIO->write("\n");
 }
 
 void CCDebugCommon::t_PrintR(unsigned long /*level*/, unsigned long /*flags*/, const char* format, va_list* arguments)
 {
-    if (DebugIO != nullptr)
+    if (DebugIO != nullptr) {
         DebugIO->vprintf(format, arguments);
+    }
 }
 
 void CCDebugCommon::t_InitModule()

@@ -13,14 +13,12 @@ namespace {
 
 constexpr std::string_view kCommonPath = "/openapi/service/vorel/";
 
-/// Appends a path, which is not empty; those of their own begin with "/".
+/// Appends a path, which is not empty. One that begins with "/" is not under the common path.
 void appendPath(std::string& url, std::string_view path)
 {
-    // With room for a query, so that the text does not grow by every piece of it.
-    constexpr std::size_t kQuery = 160;
-    url.reserve(url.size() + kCommonPath.size() + path.size() + kQuery);
-    if (path.front() != '/')
+    if (path.front() != '/') {
         url += kCommonPath;
+    }
     url += path;
 }
 
@@ -62,6 +60,14 @@ std::uint64_t VorelServiceCMD::getID() const
     return static_cast<std::uint64_t>(m_uCPKey) << 32 | m_uCMDKey;
 }
 
+void VorelServiceCMD::setUrl(const std::string& url)
+{
+    // With room for path and query, so that the string does not grow by every piece of them.
+    constexpr std::size_t kRoom = 200;
+    m_sUrl.reserve(url.size() + kRoom);
+    m_sUrl = url;
+}
+
 bool VorelServiceCMD::isCancelled(UINT64 reference) const
 {
     return m_pService != nullptr && ownerOf(*m_pService).isCancelled(reference);
@@ -100,7 +106,7 @@ void VorelDownloadCMD::MakeURL(const std::string& url, const std::string& localP
     m_sSourceUrl = url;
     m_sLocalPath = localPath;
     m_sFileName = fileName;
-    // Wanted: the URL text stays empty, and is what the line shows.
+    // Quirk: the URL stays empty, and the line shows it.
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] URL:[%s]\n", __func__, __LINE__, m_sUrl.c_str());
 }
 

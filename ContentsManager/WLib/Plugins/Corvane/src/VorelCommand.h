@@ -1,11 +1,11 @@
 // One command per request: it holds what its reply needs (callback, user data, owner), writes the request
-// (MakeURL) and reads the reply (Parse...). The families stand in VorelCommand<Family>.cpp: field tables first, then
-// each command's MakeURL and parser together.
+// (MakeURL) and reads the reply (Parse...). VorelCommand<Family>.cpp has the commands of a family: field tables first,
+// then each command's MakeURL and parser together.
 //
-// MakeURL appends to the URL text, which holds the base address, and to the BODY text; the provider's settings are read
-// in it. [the operation's thread]  A parser returns 0, 600 when the request was cancelled meanwhile, -56 when the text
-// is not JSON, -57 when it cannot be read, -55 when a list that must not be empty is, or the service's negative error;
-// on an error in the envelope nothing is written. `reference` serves the cancel test alone.  [executor thread]
+// MakeURL appends to the URL, which holds the base address, and to the body; it reads the provider's settings.
+// [the operation's thread]  A parser returns 0, 600 if the request was cancelled meanwhile, -56 if the reply is not
+// JSON, -57 if it cannot be read, -55 when a list that must not be empty is, or the service's negative error; on an
+// error in the envelope nothing is written. `reference` serves the cancel test alone.  [executor thread]
 //
 // The library exports these classes, so every constructor, destructor and operation of theirs is declared here and
 // defined in its file: what is left to the compiler or inherited is emitted only where it is used, and the set of
@@ -34,7 +34,7 @@ class ProviderOptions;
 class Query;
 }  // namespace vorel
 
-/// What all commands share. Not reused for a second request; destroyed exactly once, by who holds it.
+/// What all commands share. A command serves one request and is destroyed exactly once, by its owner.
 class VorelServiceCMD {
 public:
     /// @param service  the plug-in object that created the command; not owned, may be null
@@ -52,7 +52,8 @@ public:
     std::uint64_t getID() const;
 
     const std::string& url() const { return m_sUrl; }
-    void setUrl(std::string url) { m_sUrl = std::move(url); }
+    /// Sets the address that MakeURL appends to.
+    void setUrl(const std::string& url);
     const std::string& body() const { return m_sBody; }
     void* userData() const { return m_pUserData; }
     WVorelOAI* owner() const { return m_pService; }
@@ -491,7 +492,7 @@ public:
     VorelGetPopularChCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetPopularChCMD() override;
     void MakeURL(int imageSize, int count, const WContentProvider& provider);
-    /// Wanted: returns -16 where its siblings return -57.
+    /// Quirk: returns -16 after an exception; its siblings return -57.
     int ParseGetPopularCh(const std::string& body, WContainer<WVLContent>& out, WDateTime clock, UINT64 reference);
 };
 
@@ -531,7 +532,7 @@ public:
 
 // -- Files (VorelCommand.cpp)
 
-/// A download: three texts instead of a URL to build.
+/// A download: three strings instead of a URL to build.
 class VorelDownloadCMD : public VorelServiceCMD {
 public:
     static constexpr unsigned int kKey = 51;
@@ -539,14 +540,11 @@ public:
 
     VorelDownloadCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelDownloadCMD() override;
-    /// Stores the three texts; the URL and BODY texts of the base stay empty.
+    /// Stores the three strings; URL and body of the base stay empty.
     void MakeURL(const std::string& url, const std::string& localPath, const std::string& fileName);
 
-    const std::string& sourceUrl() const { return m_sSourceUrl; }
-    const std::string& localPath() const { return m_sLocalPath; }
-    /// Moves the path out, for a callback that the command may not outlive.
+    /// Moves the path out: the callback may destroy the command.
     std::string takeLocalPath() { return std::move(m_sLocalPath); }
-    const std::string& fileName() const { return m_sFileName; }
     Callback callback() const { return m_done; }
 
 private:

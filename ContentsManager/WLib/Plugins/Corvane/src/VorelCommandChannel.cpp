@@ -1,4 +1,4 @@
-// Commands of the line-up: channels, headends, cities and the quiz that tells headends apart.
+// Commands of the line-up: channels, headends, cities, and the quiz that finds the viewer's headend.
 
 #include "Lists.h"
 #include "ProviderOptions.h"
@@ -58,7 +58,7 @@ constexpr Field<WVLHeadend> kMsoBeforeSatellite[] = {
 
 constexpr Field<WVLHeadend> kMsoSatellite[] = {{"satellite_enum", &WVLHeadend::setMsoSatellite}};
 
-constexpr Field<WVLHeadend> kMsoBehindSatellite[] = {
+constexpr Field<WVLHeadend> kMsoAfterSatellite[] = {
     {"rf_device_type", &WVLHeadend::setMsoRfDeviceType},
     {"mbr_name", &WVLHeadend::setMsoMbrName},
 };
@@ -103,7 +103,7 @@ enum class Satellite {
     NotRead,
 };
 
-/// The three lists of headends: what they differ in is passed.
+/// Reads the three lists of headends.
 WSTATUS readHeadends(const std::string& body, const ListRules& rules, Satellite satellite, const Reading& reading,
                      WContainer<WVLHeadend>& out)
 {
@@ -111,17 +111,17 @@ WSTATUS readHeadends(const std::string& body, const ListRules& rules, Satellite 
                          [satellite](const Json::Value& element, std::list<WVLHeadend>& list) {
                              WVLHeadend& headend = list.emplace_back();
                              readFields<WVLHeadend>(element, kMsoBeforeSatellite, headend);
-                             if (satellite == Satellite::Read)
+                             if (satellite == Satellite::Read) {
                                  readFields<WVLHeadend>(element, kMsoSatellite, headend);
-                             readFields<WVLHeadend>(element, kMsoBehindSatellite, headend);
+                             }
+                             readFields<WVLHeadend>(element, kMsoAfterSatellite, headend);
                              readFields<WVLHeadend>(member(element, "headend"), kHeadend, headend);
                              headend.setDeviceList(readElements<WVLDevice>(member(element, "device"), kDevice));
                          });
 }
 
-/// The library that encodes postal codes, which hardly any viewer asks about. It brings a second HTTP library and that
-/// one's cryptography into the process, so it is loaded when it is needed; that is four fifths of what loading the
-/// plug-in would cost.
+/// The library that encodes postal codes, which are rarely used. It brings a second HTTP library with its cryptography
+/// into the process, so it is loaded when it is first needed: that saves four fifths of the time to load the plug-in.
 class EscapeLibrary {
 public:
     /// @throws std::runtime_error when it is not there
@@ -139,8 +139,9 @@ public:
 private:
     EscapeLibrary() : m_pLibrary(dlopen("liboauth.so.0", RTLD_NOW | RTLD_LOCAL))
     {
-        if (m_pLibrary != nullptr)
+        if (m_pLibrary != nullptr) {
             m_escape = reinterpret_cast<decltype(m_escape)>(dlsym(m_pLibrary.get(), "oauth_url_escape"));
+        }
         if (m_escape == nullptr) {
             CCDebug::Print<CWCCDebug>(kErrorLevel, kPlain, "[%s:%d] cannot load liboauth, install it: %s", __func__,
                                       __LINE__, dlerror());
@@ -155,8 +156,8 @@ private:
     decltype(&oauth_url_escape) m_escape = nullptr;
 };
 
-/// Whether there is memory for blocks of a size, twice and four times that. Freed, they are what the next requests of
-/// these sizes get.
+/// Whether there is memory for blocks of a size, twice and four times that size. Once freed, they serve the next
+/// allocations of these sizes.
 bool hasRoom(std::size_t size)
 {
     void* volatile blocks[] = {std::malloc(size), std::malloc(2 * size), std::malloc(4 * size)};
@@ -168,20 +169,22 @@ bool hasRoom(std::size_t size)
     return all;
 }
 
-/// Percent-encodes a postal code (RFC 5849, section 3.6). Wanted: the copy that the library returns is never freed.
+/// Percent-encodes a postal code (RFC 5849, section 3.6). Quirk: the copy that the library returns is never freed.
 std::string escaped(const std::string& text)
 {
-    // The library ends the process where it finds no memory. It asks for the text's size, and for twice as much each
-    // time that it does not suffice.
-    if (!hasRoom(text.size() + 1))
+    // The library ends the process when it runs out of memory. It allocates the size of the string, and twice as much
+    // each time that this is too little.
+    if (!hasRoom(text.size() + 1)) {
         throw std::bad_alloc();
+    }
 #if defined(__SANITIZE_ADDRESS__)
     // The one leak that is known: it must not hide others.
     const __lsan::ScopedDisabler leaksOnPurpose;
 #endif
     const char* const copy = EscapeLibrary::instance().escape()(text.c_str());
-    if (copy == nullptr)
+    if (copy == nullptr) {
         throw std::bad_alloc();
+    }
     return copy;
 }
 
@@ -214,8 +217,9 @@ int VorelGetChannelListCMD::ParseChannelList(const std::string& body, WContainer
         const Json::Value& mark = member(rsp, "checksum");
         changed = toText(member(mark, "stat")) == "new";
         checksum = toText(member(mark, "code"));
-        if (!changed)
+        if (!changed) {
             return status::kOk;
+        }
 
         ReadingRules rules;
         rules.imageTest = ImageTest::UrlPresent;
@@ -231,11 +235,12 @@ int VorelGetChannelListCMD::ParseChannelList(const std::string& body, WContainer
                                     readFields<WVLChannel>(element, kAcrChannel, to.emplace_back());
                                 });
         }
-        if (result == status::kOk)
+        if (result == status::kOk) {
             handOver(std::move(list), channels);
+        }
         return result;
     };
-    return readReply(body, read, [&] { channels.clear(); });
+    return readReplyOrUndo(body, read, [&channels] { channels.clear(); });
 }
 
 VorelGetHeadendCMD::VorelGetHeadendCMD(Callback done, void* userData, WVorelOAI* service,
@@ -253,7 +258,7 @@ void VorelGetHeadendCMD::MakeURL(const std::string& zipCode, const WContentProvi
 
 int VorelGetHeadendCMD::ParseHeadend(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference)
 {
-    // Wanted: the text about an empty list is spelled otherwise than that of the two siblings.
+    // Quirk: the line about an empty list is spelled differently in the two siblings.
     return readHeadends(body, {"VorelGetHeadendCMD::ParseHeadend", "Headend Data size is Zero", status::kEmptyList},
                         Satellite::Read, {*this, reference}, out);
 }
@@ -286,7 +291,7 @@ int VorelGetCityListCMD::ParseCityList(const std::string& body, std::map<int, st
                 readFields<WVLCityCode>(element, kCity, city);
                 cities.emplace(key, std::move(city));
             });
-            // Wanted: a cancelled reply leaves in the maps what it had put there.
+            // Quirk: a cancelled reply leaves in the maps what it had put there.
             if (!complete) {
                 printCancelled(reading, "VorelGetCityListCMD::ParseCityList");
                 return status::kCancelled;
@@ -311,7 +316,7 @@ void VorelGetCityListBrowseCMD::MakeURL(const WContentProvider& provider)
 
 int VorelGetCityListBrowseCMD::ParseCityList(const std::string& body, WContainer<WVLCityCode>& out, UINT64 reference)
 {
-    // Wanted: the cancel line comes before the clearing here, and only here.
+    // Quirk: the cancel line comes before the clearing here, and only here.
     ListRules rules{"VorelGetCityListBrowseCMD::ParseCityList"};
     rules.printsCancelFirst = true;
     return readListReply(body, "geo_level_1", rules, {*this, reference}, out,
@@ -355,7 +360,7 @@ void VorelGetHeadendBrowseCMD::MakeURL(const std::string& code, const WContentPr
 
 int VorelGetHeadendBrowseCMD::ParseHeadendBrowse(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference)
 {
-    // Wanted: the cancel line names the sibling's function.
+    // Quirk: the cancel line names the sibling's function.
     return readHeadends(body,
                         {"VorelGetHeadendBrowseCMD::ParseHeadendKor", "Headend Data Size is zero.", status::kEmptyList},
                         Satellite::NotRead, {*this, reference}, out);
@@ -376,7 +381,7 @@ void VorelGetLineupTestCMD::MakeURL(const std::string& headend, const WContentPr
 
 int VorelGetLineupTestCMD::ParseLineupTest(const std::string& body, WContainer<WVLQuiz>& out)
 {
-    return readReply(
+    return readReplyOrUndo(
         body,
         [&](const Json::Value& rsp) {
             const Json::Value& array = member(rsp, "quiz");

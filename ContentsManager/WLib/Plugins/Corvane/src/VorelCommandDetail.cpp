@@ -54,7 +54,7 @@ constexpr Field<WVLPerson> kCasting[] = {
     {"role", &WVLPerson::setRole},
 };
 
-constexpr Field<WVLContent> kDetailBehindPersons[] = {
+constexpr Field<WVLContent> kDetailAfterPersons[] = {
     {"certificates", &WVLContent::setCertification},
     {"vod", &WVLContent::setVod},
 };
@@ -66,7 +66,7 @@ constexpr Field<WVLChannel> kDetailChannel[] = {
     {"station_img", &WVLChannel::setStationImage},
 };
 
-/// Its quality overrides that of the programme.
+/// The quality of the airing overrides that of the programme.
 constexpr Field<WVLContent> kAiring[] = {
     {"starttime", &WVLContent::setStartTime},
     {"duration", &WVLContent::setDuration},
@@ -126,8 +126,9 @@ void appendAirings(const Json::Value& object, const WVLContent& programme, const
         list.push_back(std::move(onChannel));
         return;
     }
-    for (Json::ArrayIndex index = 0, count = schedule.size(); index < count; ++index)
+    for (Json::ArrayIndex index = 0, count = schedule.size(); index < count; ++index) {
         readFields<WVLContent>(schedule[index], kAiring, list.emplace_back(onChannel), rules);
+    }
 }
 
 }  // namespace
@@ -159,19 +160,21 @@ int VorelGetGenreListCMD::ParseGenreList(const std::string& body, WContainer<WVL
         const Json::Value& mark = member(rsp, "checksum");
         changed = toText(member(mark, "stat")) == "new";
         checksum = toText(member(mark, "code"));
-        if (!changed)
+        if (!changed) {
             return status::kOk;
+        }
 
         ReadingRules rules;
         rules.imageFields = kImageWithoutSize;
-        // Wanted: -57 for an empty catalogue, where the empty line-up is -55.
+        // Quirk: -57 for an empty catalogue, but -55 for an empty line-up.
         WSTATUS result = readList(member(rsp, "genre"), {kParser, "Genre size is zero", status::kUnreadableReply},
                                   reading, genres, [&](const Json::Value& element, std::list<WVLGenre>& list) {
                                       readFields<WVLGenre>(element, kGenre, list.emplace_back(), rules);
                                   });
         if (result != status::kOk) {
-            if (result == status::kCancelled)
+            if (result == status::kCancelled) {
                 repGenres.clear();
+            }
             return result;
         }
         // Not an error: the catalogue is good without representative genres.
@@ -180,11 +183,12 @@ int VorelGetGenreListCMD::ParseGenreList(const std::string& body, WContainer<WVL
                           repGenres, [](const Json::Value& element, std::list<WVLRepGenre>& list) {
                               readFields<WVLRepGenre>(element, kRepGenre, list.emplace_back());
                           });
-        if (result == status::kCancelled)
+        if (result == status::kCancelled) {
             genres.clear();
+        }
         return result;
     };
-    return readReply(body, read, clear);
+    return readReplyOrUndo(body, read, clear);
 }
 
 VorelGetContentDetailInfoCMD::VorelGetContentDetailInfoCMD(Callback done, void* userData, WVorelOAI* service,
@@ -211,7 +215,7 @@ void VorelGetContentDetailInfoCMD::MakeURL(const std::string& contentId, const s
 int VorelGetContentDetailInfoCMD::ParseContentDetailInfo(const std::string& body, WDateTime clock,
                                                          WContainer<WVLContent>& out)
 {
-    // Wanted: no guard here and in the series' parser; their handlers catch.
+    // Quirk: no guard here and in the series' parser; their handlers catch.
     return readReplyUnguarded(body, [&](const Json::Value& rsp) {
         const Json::Value& object = member(rsp, "content");
         const ReadingRules rules{&clock, ImageTest::UrlPresent};
@@ -219,14 +223,16 @@ int VorelGetContentDetailInfoCMD::ParseContentDetailInfo(const std::string& body
         readFields<WVLContent>(object, kDetail, programme, rules);
         programme.setDirectors(readElements<WVLPerson>(member(object, "directors"), kDirector));
         programme.setCastings(readElements<WVLPerson>(member(object, "castings"), kCasting));
-        readFields<WVLContent>(object, kDetailBehindPersons, programme, rules);
+        readFields<WVLContent>(object, kDetailAfterPersons, programme, rules);
 
         std::list<WVLContent> list;
         const Json::Value& channels = member(object, "channel");
-        for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index)
+        for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index) {
             appendAirings(channels[index], programme, clock, list);
-        if (!hasElements(channels))
+        }
+        if (!hasElements(channels)) {
             list.push_back(std::move(programme));
+        }
         handOver(std::move(list), out);
         return status::kOk;
     });
@@ -264,7 +270,7 @@ void VorelGetSeriesDetailInfoCMD::MakeURL(const std::string& contentId, const st
                                           const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language | Headend | Device);
-    // Wanted: the language stands behind the device, and there is no "&device=N".
+    // Quirk: the language follows the device, and there is no "&device=N".
     urlQuery("browse/content/" + contentId + "/series", options)
         .country()
         .headend()
@@ -306,10 +312,12 @@ int VorelGetSeriesDetailInfoCMD::ParseSeriesDetailInfo(const std::string& body, 
             printSize("episode", ownEpisodes);
             result = appendEpisodes(ownEpisodes);
         }
-        for (Json::ArrayIndex index = 0, count = seasons.size(); index < count && result == status::kOk; ++index)
+        for (Json::ArrayIndex index = 0, count = seasons.size(); index < count && result == status::kOk; ++index) {
             result = appendEpisodes(member(seasons[index], "episode"));
-        if (result == status::kOk)
+        }
+        if (result == status::kOk) {
             handOver(std::move(list), episodes);
+        }
         return result;
     });
 }

@@ -1,5 +1,5 @@
-// Commands of the guide: what is on, when and where, and the search. Programmes come out channel by channel, in the
-// reply's order; the programmes of a channel share its record.
+// Commands of the guide and the search. Programmes are delivered channel by channel, in the reply's order; the
+// programmes of a channel share the contents of its record.
 
 #include "Lists.h"
 #include "Programmes.h"
@@ -133,7 +133,7 @@ void VorelGetOnAirCMD::MakeURL(const std::list<std::string>& sources, const std:
                                const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language | Headend | Device);
-    // Wanted: no "&device=N" here, an empty setting is written as it is.
+    // Quirk: no "&device=N" here, an empty setting is written as it is.
     urlQuery("channel/onair", options)
         .countryIfSet()
         .languageIfSet()
@@ -212,7 +212,7 @@ int VorelGetFocusChannelCMD::ParseFocusChannel(const std::string& body, WDateTim
 {
     const ReadingRules rules{&clock, ImageTest::UrlPresent};
     const Reading reading{*this, reference};
-    return readReply(
+    return readReplyOrUndo(
         body,
         [&](const Json::Value& rsp) {
             const WVLChannel channel = readChannel(rsp, kScheduleChannel, rules);
@@ -305,7 +305,7 @@ void VorelSearchEpgCMD::MakeURL(const std::string& query, const std::string& exa
                                 const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Headend | Device);
-    // Wanted: the BODY line shows the URL, and a start of 0 is written where other operations leave it out.
+    // Quirk: the BODY line shows the URL, and a start of 0 is written; other operations leave it out.
     urlQuery("search/epg_search", options)
         .showingUrlAsBody()
         .country()

@@ -129,8 +129,9 @@ void readSmart(const Json::Value& element, bool readsType, const WDateTime& cloc
     WVLContent& content = list.emplace_back();
     WVLChannel channel;
     readFields<WVLChannel>(element, kSource, channel);
-    if (readsType)
+    if (readsType) {
         readFields<WVLContent>(element, kRecommendType, content);
+    }
     readFields<WVLChannel>(element, kNumberAndName, channel);
     content.setChannel(std::move(channel));
     readFields<WVLContent>(element, kSmartItem, content, rules);
@@ -223,16 +224,17 @@ int VorelGetPopularChCMD::ParseGetPopularCh(const std::string& body, WContainer<
                                             UINT64 reference)
 {
     const ReadingRules rules{&clock, ImageTest::UrlNonEmpty};
-    // Wanted: -16 after an exception, and only here.
-    return readListReply(body, "channel", {"VorelGetPopularChCMD::ParseGetPopularCh"}, {*this, reference}, out,
+    // Quirk: -16 after an exception, and only here.
+    ListRules listRules{"VorelGetPopularChCMD::ParseGetPopularCh"};
+    listRules.statusOfException = status::kWrongProvider;
+    return readListReply(body, "channel", listRules, {*this, reference}, out,
                          [&rules](const Json::Value& element, std::list<WVLContent>& list) {
                              WVLContent& content = list.emplace_back();
                              WVLChannel channel;
                              readFields<WVLChannel>(element, kSourceAndNumber, channel);
                              content.setChannel(std::move(channel));
                              readFields<WVLContent>(member(element, "content"), kPopularContent, content, rules);
-                         },
-                         {status::kWrongProvider});
+                         });
 }
 
 VorelGetRelatedCMD::VorelGetRelatedCMD(Callback done, void* userData, WVorelOAI* service,
@@ -245,7 +247,7 @@ VorelGetRelatedCMD::~VorelGetRelatedCMD() = default;
 void VorelGetRelatedCMD::MakeURL(const std::string& ttid, int imageSize, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, kViewer);
-    // Wanted: "TTID" in capitals, unlike the "ttid" of the tuning history.
+    // Quirk: "TTID" in capitals, unlike the "ttid" of the tuning history.
     urlQuery("recommend/related", options)
         .countryIfSet()
         .languageIfSet()
@@ -258,7 +260,7 @@ void VorelGetRelatedCMD::MakeURL(const std::string& ttid, int imageSize, const W
 int VorelGetRelatedCMD::ParseGetRelated(const std::string& body, WContainer<WVLContent>& episode,
                                         WContainer<WVLPerson>& castAndCrew, WContainer<WVLContent>& related)
 {
-    return readReply(
+    return readReplyOrUndo(
         body,
         [&](const Json::Value& rsp) {
             std::list<WVLContent> one(1);
@@ -327,7 +329,7 @@ VorelGetCombinationCMD::~VorelGetCombinationCMD() = default;
 void VorelGetCombinationCMD::MakeURL(const std::string& modelFirmwareCode, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, kViewer);
-    // Wanted: the concierge does not lie under the common path, and no "&device=N".
+    // Quirk: the concierge does not lie under the common path, and no "&device=N".
     urlQuery("/openapi/service/concierge/combination", options)
         .country()
         .languageIfSet()
@@ -345,14 +347,16 @@ int VorelGetCombinationCMD::ParseCombination(const std::string& body, WDateTime 
             WVLCombination& entry = list.emplace_back();
             entry.setType(type);
             readFields(array[index], fields, entry, rules);
-            if (type == kApplication)
+            if (type == kApplication) {
                 entry.setImages(
                     readElements<WVLImage>(member(member(array[index], "thumbnail"), "images"), kImageWithoutIndex));
+            }
         }
     };
-    // Wanted: the suggestions are emptied before the exception is printed.
-    const Guard guard{status::kUnreadableReply, true};
-    return readReply(
+    // Quirk: the suggestions are emptied before the exception is printed.
+    ReplyRules replyRules;
+    replyRules.onException = OnException::UndoThenPrint;
+    return readReplyOrUndo(
         body,
         [&](const Json::Value& rsp) {
             const Json::Value& personalized = member(member(rsp, "concierge"), "personalized");
@@ -363,7 +367,7 @@ int VorelGetCombinationCMD::ParseCombination(const std::string& body, WDateTime 
             out.setPersonalized(std::move(list));
             return status::kOk;
         },
-        [&] { out.Reset(); }, guard);
+        [&out] { out.Reset(); }, replyRules);
 }
 
 }  // namespace W

@@ -12,7 +12,7 @@ using namespace vorel;
 
 namespace {
 
-/// Wanted: name before dtv, unlike the lists.
+/// Quirk: name before dtv, unlike the lists.
 constexpr Field<WVLChannel> kFavoriteChannel[] = {
     {"source", &WVLChannel::setSource},
     {"name", &WVLChannel::setName},
@@ -44,7 +44,7 @@ constexpr Field<WVLContent> kFavoriteListContent[] = {
     {"year", &WVLContent::setYear}, {"type", &WVLContent::setType}, {"poster", &WVLContent::setPoster},
 };
 
-/// One favourite of either kind. Wanted: an image size of 0 is written here and nowhere else.
+/// One favourite of either kind. Quirk: an image size of 0 is written here and nowhere else.
 void writeFavorite(Query&& query, const std::string& type, const std::string& id, int imageSize)
 {
     query.countryIfSet().text("&type=", type).text("&id=", id).number("&imagesize=", imageSize);
@@ -168,7 +168,7 @@ void VorelGetFavoriteChannelListCMD::MakeURL(const std::string& type, int imageS
 int VorelGetFavoriteChannelListCMD::ParseFavoriteChannelList(const std::string& body, WContainer<WVLChannel>& out,
                                                              UINT64 reference)
 {
-    // Wanted: no "index", unlike the channel list.
+    // Quirk: no "index", unlike the channel list.
     ReadingRules rules;
     rules.imageFields = kImageWithoutIndex;
     return readListReply(body, "channel", {"VorelGetFavoriteChannelListCMD::ParseFavoriteChannelList"},

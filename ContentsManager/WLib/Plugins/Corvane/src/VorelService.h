@@ -46,21 +46,20 @@ using HeaderMap = std::map<std::string, std::string>;
 class VorelService {
 public:
     VorelService(const std::string& name, const WContentProvider& provider);
-    /// Ends all requests without calling anybody back and frees what is left of them.
+    /// Ends all requests without running a callback and frees what is left of them.
     virtual ~VorelService();
     VorelService(const VorelService&) = delete;
     VorelService& operator=(const VorelService&) = delete;
 
     // -- Requests (VorelServiceRequests.cpp)  [any thread]
-    // Each returns 0 and a reference, or a negative status, a reference of 0 and nothing left behind. Once the request
-    // has been registered a failure destroys the command too, as every end of a request does; before that the command
-    // stays the caller's. `body`, `url` and `headers` may belong to the command: they are copied before it is handed
-    // over.
+    // Each returns 0 and a reference, or a negative status and a reference of 0; nothing is kept then. Once the request
+    // has been registered, a failure destroys the command, as every end of a request does; before that the caller keeps
+    // it. `body`, `url` and `headers` may belong to the command: they are copied before it is handed over.
 
     /// GET of a reply. -3 out of memory or closing; other statuses are the executor's.
     WSTATUS getDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
                            VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
-    /// GET into a file, without headers. Wanted: the second text has no meaning and is ignored.
+    /// GET into a file, without headers. Quirk: the second string is ignored.
     /// @return also -1 when the path is empty
     WSTATUS getDataRequest(const std::string& url, const std::string& unused, VorelServiceCMD* command,
                            const std::string& filePath, unsigned long long& reference, VorelCompletion completion);
@@ -134,10 +133,8 @@ public:
     static GSTATUS getVorelSTATUS(HTTP_RESPONSE_CODE code);
     static GSTATUS getVorelSTATUS(const std::string& serviceCode);
     static WSTATUS getWlibSTATUS(GSTATUS status);
-    /// True for 200 and 204. Wanted: disagrees with getVorelSTATUS() about 201, 204 and 304.
+    /// True for 200 and 204. Quirk: disagrees with getVorelSTATUS() about 201, 204 and 304.
     static bool HasHTTPOKStatus(HTTP_RESPONSE_CODE code);
-    /// True when a reply reports success and no error beside it.
-    static bool reportsSuccess(const std::string& stat, const Json::Value& err);
     /// 0 when the reply reports success, else -9000 minus its error code, or -57 when it cannot be read.
     /// @param err      the reply's "err" value as a whole
     /// @param message  receives the service's own words

@@ -1,4 +1,4 @@
-// The request builders: five forms of one sequence. What they differ in stands in Outgoing, what they share in queue().
+// The request builders: five forms of one sequence, queue(). Outgoing holds what they differ in.
 
 #include "VorelCommand.h"
 #include "VorelService.h"
@@ -30,26 +30,30 @@ WSTATUS VorelService::queue(const Outgoing& outgoing, VorelServiceCMD* command, 
         auto args = std::make_unique<VorelServiceArgs>(VorelServiceArgs{this, command, completion});
         HttpHeader header;
         if (outgoing.headers != nullptr) {
-            for (const auto& [name, value] : *outgoing.headers)
+            for (const auto& [name, value] : *outgoing.headers) {
                 header.add(name, value);
+            }
         }
         std::unique_ptr<HttpRequest> request;
-        if (outgoing.filePath != nullptr)
+        if (outgoing.filePath != nullptr) {
             request = std::make_unique<HttpRequest>(outgoing.type, outgoing.url, std::move(header), cbVorelFnCallback,
                                                     args.get(), *outgoing.filePath);
-        else
+        } else {
             request = std::make_unique<HttpRequest>(outgoing.type, outgoing.url, std::move(header), *outgoing.body,
                                                     cbVorelFnCallback, args.get());
-        if (outgoing.uploadsFile)
+        }
+        if (outgoing.uploadsFile) {
             request->setOptionFileUpload();
+        }
         request->setID(getMagicID());
         addARGS(args.get());
         listed = args.release();
         result = createRequestInfo(request.get(), listed, command->getCMDKey(), created);
         if (result >= 0) {
             HttpRequest* const recorded = request.release();
-            if (outgoing.encodesUrl)
+            if (outgoing.encodesUrl) {
                 recorded->setEncoding();
+            }
             reference = created;
             result = m_pLife->closing ? status::kNoService : m_pDelegator->addRequest(recorded);
             if (result >= 0) {
@@ -88,8 +92,9 @@ WSTATUS VorelService::getDataRequest(const std::string& url, const std::string& 
 {
     reference = 0;
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::getDataRequest", __func__, __LINE__);
-    if (filePath.empty())
+    if (filePath.empty()) {
         return status::kBadArgument;
+    }
     Outgoing outgoing{HTTP_GET, url};
     outgoing.filePath = &filePath;
     return queue(outgoing, command, reference, completion, {});
@@ -100,12 +105,14 @@ WSTATUS VorelService::putDataRequest(const std::string& url, const HeaderMap& he
                                      VorelCompletion completion)
 {
     reference = 0;
-    if (filePath.empty())
+    if (filePath.empty()) {
         return status::kBadArgument;
+    }
     // Only to learn whether it can be read: the host reads the file itself.
     std::FILE* const file = std::fopen(filePath.c_str(), "rb");
-    if (file == nullptr)
+    if (file == nullptr) {
         return status::kFileNotReadable;
+    }
     std::fclose(file);
     Outgoing outgoing{HTTP_PUT, url, &headers};
     outgoing.filePath = &filePath;

@@ -20,8 +20,8 @@ std::string hexOfSha1(const std::string& text)
     std::array<unsigned char, SHA_DIGEST_LENGTH> digest{};
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    // These three ask for no memory. Their successors do, for every token, and where there is none they leave entries
-    // in the thread's error queue, in which the host's own TLS looks for its errors.
+    // These three allocate no memory. Their successors do, for every token, and if that fails they leave entries in the
+    // thread's error queue, where the host's own TLS looks for its errors.
     SHA_CTX context;
     if (SHA1_Init(&context) != 1 || SHA1_Update(&context, text.data(), text.size()) != 1 ||
         SHA1_Final(digest.data(), &context) != 1) {

@@ -1,155 +1,38 @@
-// What the statuses of HTTP, of the service and of the host mean to each other. HTTP codes and service codes become the
-// host's intermediate numbers (GSTATUS), those become WSTATUS; a failed reply's error code becomes one directly.
+// The meaning of statuses under the transport's names; what they do is in Status.cpp.
 
-#include "Reply.h"
+#include "Status.h"
 #include "VorelService.h"
-
-#include <algorithm>
-#include <array>
-#include <cstring>
 
 namespace W {
 
-using namespace vorel;
-
-namespace {
-
-constexpr GSTATUS kUnknown = 255;
-
-struct HttpRow {
-    HTTP_RESPONSE_CODE code;
-    GSTATUS status;
-};
-
-constexpr HttpRow kHttpRows[] = {
-    {200, 0},  {201, 0},  {304, 0},  {400, 141}, {403, 141}, {401, 142},
-    {404, 45}, {410, 45}, {409, 44}, {412, 44},  {500, 43},
-};
-
-struct ServiceRow {
-    const char* code;
-    GSTATUS status;
-};
-
-constexpr ServiceRow kServiceRows[] = {
-    {"206", 142}, {"207", 142}, {"600", 142},                              //
-    {"100", 1},   {"101", 1},   {"102", 1},   {"103", 1},   {"104", 1},    //
-    {"105", 1},   {"106", 1},   {"107", 1},   {"108", 1},   {"109", 1},    //
-    {"110", 1},   {"209", 1},   {"210", 1},   {"211", 1},   {"212", 1},    //
-    {"204", 101}, {"205", 101}, {"208", 101}, {"500", 101}, {"501", 101},  //
-    {"502", 101}, {"601", 101}, {"603", 101}, {"602", 21},  {"610", 21},  {"OK", 0},
-};
-
-struct StatusRow {
-    GSTATUS first;
-    GSTATUS last;
-    std::int16_t status;
-};
-
-constexpr StatusRow kStatusRows[] = {
-    {1, 1, -1},     {5, 5, -3},       {21, 21, -200}, {25, 25, -200},   {22, 23, -13},  {26, 28, -13},  {24, 24, -500},
-    {29, 29, -107}, {43, 43, -107},   {30, 30, -202}, {142, 142, -202}, {41, 41, -100}, {42, 42, -105}, {44, 44, -203},
-    {45, 45, -205}, {141, 141, -205}, {61, 67, -5},   {81, 81, -108},   {102, 102, -9},
-};
-
-constexpr std::size_t kStatusCount = 142;
-
-constexpr std::array<std::int16_t, kStatusCount> statusTable()
-{
-    std::array<std::int16_t, kStatusCount> table{};
-    for (auto& entry : table)
-        entry = status::kWrongProvider;
-    for (const StatusRow& row : kStatusRows) {
-        for (GSTATUS number = row.first; number <= row.last; ++number)
-            table[static_cast<std::size_t>(number - 1)] = row.status;
-    }
-    return table;
-}
-
-constexpr std::array<std::int16_t, kStatusCount> kStatusTable = statusTable();
-
-/// "OK" in any mix of case, independent of the locale. Wanted: only the first two letters count.
-bool beginsWithOk(const std::string& stat)
-{
-    return stat.size() >= 2 && (stat[0] == 'O' || stat[0] == 'o') && (stat[1] == 'K' || stat[1] == 'k');
-}
-
-/// Wanted: a code below -9000 is shifted up instead of being subtracted, so that -9500 gives -500 and -9000 gives 0.
-WSTATUS statusOfErrorCode(int code)
-{
-    if (code < status::kServiceError)
-        return code - status::kServiceError;
-    const std::int64_t sum = static_cast<std::int64_t>(status::kServiceError) - code;
-    return static_cast<WSTATUS>(std::max<std::int64_t>(sum, INT32_MIN));
-}
-
-}  // namespace
-
 GSTATUS VorelService::getVorelSTATUS(HTTP_RESPONSE_CODE code)
 {
-    for (const HttpRow& row : kHttpRows) {
-        if (row.code == code)
-            return row.status;
-    }
-    return kUnknown;
+    return vorel::statusOfHttp(code);
 }
 
 GSTATUS VorelService::getVorelSTATUS(const std::string& serviceCode)
 {
-    for (const ServiceRow& row : kServiceRows) {
-        if (serviceCode == row.code)
-            return row.status;
-    }
-    return kUnknown;
+    return vorel::statusOfService(serviceCode);
 }
 
-WSTATUS VorelService::getWlibSTATUS(GSTATUS gstatus)
+WSTATUS VorelService::getWlibSTATUS(GSTATUS status)
 {
-    if (gstatus == session::kCompleted || gstatus == session::kCancelled)
-        return gstatus;
-    if (gstatus < 1 || gstatus > static_cast<GSTATUS>(kStatusCount))
-        return status::kWrongProvider;
-    return kStatusTable[static_cast<std::size_t>(gstatus - 1)];
+    return vorel::hostStatus(status);
 }
 
 bool VorelService::HasHTTPOKStatus(HTTP_RESPONSE_CODE code)
 {
-    return code == 200 || code == 204;
-}
-
-bool VorelService::reportsSuccess(const std::string& stat, const Json::Value& err)
-{
-    return beginsWithOk(stat) && err.empty();
+    return vorel::isHttpOk(code);
 }
 
 WSTATUS VorelService::ExtractErrorCodeInInt(const std::string& stat, const Json::Value& err, std::string& message)
 {
-    try {
-        if (reportsSuccess(stat, err))
-            return status::kOk;
-        const std::string code = toText(member(err, "code"));
-        message = toText(member(err, "msg"));
-        CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [%s:%d] Error Code:%s   ErrorMsg:%s\n", __func__,
-                                  __LINE__, __func__, __LINE__, code.c_str(), message.c_str());
-        return statusOfErrorCode(toInt(code.c_str()));
-    } catch (const std::exception& exception) {
-        reportException(exception);
-        return status::kUnreadableReply;
-    }
+    return vorel::errorCode(stat, err, message);
 }
 
 WSTATUS VorelService::ExtractErrorCodeInInt(const std::string& body, std::string& message)
 {
-    try {
-        Json::Value root;
-        if (!parseJson(body, root))
-            return status::kNotJson;
-        const Json::Value& rsp = member(root, "rsp");
-        return ExtractErrorCodeInInt(toText(member(rsp, "stat")), member(rsp, "err"), message);
-    } catch (const std::exception& exception) {
-        reportException(exception);
-        return status::kUnreadableReply;
-    }
+    return vorel::errorCode(body, message);
 }
 
 }  // namespace W

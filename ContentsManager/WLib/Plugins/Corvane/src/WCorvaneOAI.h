@@ -7,7 +7,7 @@
 //   refused) and the status.
 // - The callback comes exactly once for an accepted request, never for a refused one. It runs on a thread of the host's
 //   executor, possibly before the operation has returned. It may call any operation, cancel() and even destroyPlugin();
-//   it must not unload the library. A null callback is allowed: the request runs and nobody hears of it.
+//   it must not unload the library. A null callback is allowed: the request runs and its result is dropped.
 // - A callback's arguments are: status, results, reference, user data. The results live during the callback only; with
 //   a failure they are empty, except for what the reply had filled before it failed.
 // - Statuses of any operation: -1 an argument or option is missing; -3 no service, or out of memory; -202 no session;
@@ -55,7 +55,7 @@ using LogCallback = WResultCallback<const WVLLog&>;
 using LocaltimeCallback = WResultCallback<const WVLLocaltime&>;
 /// Address, and the instant at which it expires.
 using ServerUrlCallback = WResultCallback<const std::string&, const WDateTime&>;
-/// Two texts: URL and file name, or status and confirmation.
+/// Two strings: URL and file name, or status and confirmation.
 using TwoTextsCallback = WResultCallback<const std::string&, const std::string&>;
 using CertificationRuleCallback = WResultCallback<const WVLCertificationRule&>;
 /// Channels, checksum of the line-up, and whether it changed.
@@ -92,7 +92,7 @@ using DownloadCallback = WResultCallback<const WContentProvider&, const std::str
 class WCorvaneOAI : public WAbstractOAI {
 public:
     /// Asks for a request to be cancelled. Its callback still comes, exactly once: with status 600, or with the reply's
-    /// own status where the reply had already arrived.
+    /// own status if the reply had already arrived.
     ///
     /// @param provider   the provider that issued the request; another one is refused
     /// @param reference  as written to the WRequestStatus when the request was accepted; never 0
@@ -186,7 +186,7 @@ public:
     /// @return 0; -3 no service; -403 not readable; -56 not JSON; -57 no schedule
     virtual int getTodaySchedule(const std::string& path, WContainer<WVLContent>& result) = 0;
 
-    /// The quiz that tells the headends of a region apart.
+    /// The quiz that finds out which headend of a region the viewer has.
     virtual int getLineupTest(QuizCallback done, const std::string& headend, void* userData, WRequestStatus& out) = 0;
 
     /// The next programmes of one channel. Needs the server's time.
@@ -292,7 +292,7 @@ public:
     virtual int getCandidateMissedContent(ContentListCallback done, void* userData, WRequestStatus& out) = 0;
 
     /// The concierge's suggestions of programmes, films and applications. Needs the server's time.
-    /// @param modelFirmwareCode  tells which applications the set can run
+    /// @param modelFirmwareCode  identifies the applications that the set can run
     virtual int getCombination(ConciergeCallback done, const std::string& modelFirmwareCode, void* userData,
                                WRequestStatus& out) = 0;
 
@@ -317,7 +317,7 @@ public:
 
     /// Fetches a file. Needs no session.
     /// @param provider   has to be this object's own
-    /// @param directory  where the file goes; not empty
+    /// @param directory  of the file; not empty
     /// @param fileName   its name there; empty for what follows the last "/" of the URL
     /// @return -16 wrong provider. The callback's status is -403 when no file could be written; a cancelled download
     ///         leaves none. The callback gets this object's provider and the local path, also on failure.

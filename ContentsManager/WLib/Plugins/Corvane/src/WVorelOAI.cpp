@@ -22,11 +22,12 @@ WVorelOAI::WVorelOAI()
     CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] WVorelOAI::WVorelOAI\n", __func__, __LINE__);
     try {
         std::unique_ptr<VorelService> service(new (std::nothrow) VorelService(kProviderName, m_provider));
-        if (service != nullptr)
+        if (service != nullptr) {
             service->setBaseUrl(readOption(m_provider, BaseUrl));
+        }
         m_pService = service.release();
     } catch (const std::exception&) {
-        // Every operation says so.
+        // Every operation reports it.
     }
 }
 
@@ -92,7 +93,7 @@ void WVorelOAI::setServerTimeDifference(const WDateTime& difference)
     m_serverTimeDifference = difference;
 }
 
-WSTATUS WVorelOAI::admit(const Operation& operation, const ProviderOptions& options, const Call& call) const
+WSTATUS WVorelOAI::admit(const Operation& operation, const ProviderOptions& options, const CallContext& call) const
 {
     const bool bracketed = operation.lines == Lines::Bracketed;
     if (m_pService == nullptr) {
@@ -107,17 +108,19 @@ WSTATUS WVorelOAI::admit(const Operation& operation, const ProviderOptions& opti
         return status::kNoSession;
     }
     if (!call.given || !options.hasAll(operation.required)) {
-        if (operation.key == VorelGetCertificationRuleCMD::kKey)
+        if (operation.key == VorelGetCertificationRuleCMD::kKey) {
             CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] ========= CountryCode is empty!!!!!!! \n",
                                       operation.name, call.line);
+        }
         return status::kBadArgument;
     }
-    if (operation.clock == Clock::Needed && !serverTimeDifference().getOffsetTime().isValid())
+    if (operation.clock == Clock::Needed && !serverTimeDifference().getOffsetTime().isValid()) {
         return status::kNoServerTime;
+    }
     return status::kOk;
 }
 
-int WVorelOAI::send(const Operation& operation, const ProviderOptions& options, const Call& call,
+int WVorelOAI::send(const Operation& operation, const ProviderOptions& options, const CallContext& call,
                     std::unique_ptr<VorelServiceCMD> command, const std::string& url, const std::string& filePath)
 {
     const HeaderMap map = headers(operation, options);
@@ -136,14 +139,14 @@ int WVorelOAI::send(const Operation& operation, const ProviderOptions& options, 
     return status::kOk;
 }
 
-int WVorelOAI::refuse(const Operation& operation, const Call& call, WSTATUS status)
+int WVorelOAI::refuse(const Operation& operation, const CallContext& call, WSTATUS status)
 {
     failed(status, kObjectFile, {operation.name, call.line});
     setWRequestStatus(operation.key, 0, status, call.out);
     return status;
 }
 
-int WVorelOAI::refuse(const Operation& operation, const Call& call, const std::exception& exception)
+int WVorelOAI::refuse(const Operation& operation, const CallContext& call, const std::exception& exception)
 {
     if (!isOutOfMemory(exception)) {
         reportException(exception, {operation.name, call.line});
@@ -151,7 +154,7 @@ int WVorelOAI::refuse(const Operation& operation, const Call& call, const std::e
     return refuse(operation, call, status::kNoService);
 }
 
-void WVorelOAI::printNoService(const Operation& operation, const Call& call)
+void WVorelOAI::printNoService(const Operation& operation, const CallContext& call)
 {
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain,
                               operation.lines == Lines::Bracketed ? "[%s:%d] [========= m_pService is NULL!!!!!!! \n]"
@@ -221,8 +224,8 @@ __attribute__((visibility("default"))) W::WPlugin* createPlugin()
     }
 }
 
-/// Destroys an object of createPlugin(); null is ignored. When it returns nothing of the object runs any more, but for
-/// the callback that it was called from, if it was.  [any thread]
+/// Destroys an object of createPlugin(); null is ignored. When it returns, no callback of the object is running, except
+/// the one that called it, if any.  [any thread]
 __attribute__((visibility("default"))) void destroyPlugin(W::WPlugin* plugin)
 {
     delete plugin;

@@ -1,6 +1,6 @@
-// The plug-in object: the one implementation of WCorvaneOAI. Operations stand in WVorelOAIRequests.cpp in slot order,
-// completions in WVorelOAIReplies.cpp in key order, what works on files in WVorelOAIFiles.cpp; the frames that they run
-// in, and the object's own life, in WVorelOAI.cpp. What the operations do is documented in WCorvaneOAI.h.
+// The plug-in object: the one implementation of WCorvaneOAI, which documents the operations. WVorelOAIRequests.cpp has
+// the operations in slot order, WVorelOAIReplies.cpp the completions in key order, WVorelOAIFiles.cpp what works on
+// files. WVorelOAI.cpp has the frame of the operations and the object's own life.
 #pragma once
 
 #include "CommandOwner.h"
@@ -22,7 +22,7 @@ class WVorelOAI final : public WCorvaneOAI {
 public:
     /// Out of memory is not reported here: every operation then returns -3.
     WVorelOAI();
-    /// Ends all outstanding requests without calling anybody back, and waits for callbacks that run on other threads.
+    /// Ends all outstanding requests without running a callback, and waits for callbacks that run on other threads.
     ~WVorelOAI() override;
 
     int login(const std::string& id, const std::string& password, LoginCallback done, void* userData,
@@ -141,7 +141,7 @@ public:
     static UINT64 cbFnVorelRequestCompleted(SESSION_STATUS status, const HttpResponse& response,
                                             VorelServiceCMD* command, UINT64 reference);
 
-    // One handler per key. Each delivers one callback, where the command holds one, and returns the reference.
+    // One handler per key. Each runs one callback, if the command holds one, and returns the reference.
     // `command->owner()` has to be set.
 
     template <class Command>
@@ -209,10 +209,10 @@ private:
         WVorelOAI& m_object;
     };
 
-    /// One call of an operation: what every operation is passed, and where it was called from.
-    struct Call {
-        Call(void* pCallersData, WRequestStatus& callersRecord, bool argumentsGiven = true,
-             int operationLine = __builtin_LINE())
+    /// One call of an operation: what every operation is passed, and the line of the operation.
+    struct CallContext {
+        CallContext(void* pCallersData, WRequestStatus& callersRecord, bool argumentsGiven = true,
+                    int operationLine = __builtin_LINE())
             : userData(pCallersData), out(callersRecord), given(argumentsGiven), line(operationLine)
         {}
 
@@ -227,24 +227,25 @@ private:
     /// Runs an operation that sends one command.
     /// @param arguments  those of the command's MakeURL, without the provider
     template <class Command, class... Arguments>
-    int request(const Call& call, typename Command::Callback done, const Arguments&... arguments);
+    int request(const CallContext& call, typename Command::Callback done, const Arguments&... arguments);
 
     /// The checks before a command is made: service, session, arguments and options, clock.
     /// @return 0 or the status that refuses the call; its own line has been printed then
-    WSTATUS admit(const vorel::Operation& operation, const vorel::ProviderOptions& options, const Call& call) const;
+    WSTATUS admit(const vorel::Operation& operation, const vorel::ProviderOptions& options,
+                  const CallContext& call) const;
 
     /// Registers the command and hands it to the transport, with the operation's headers and by its verb.
     /// @param filePath  of an upload or download
     /// @throws std::exception before anything has been registered
-    int send(const vorel::Operation& operation, const vorel::ProviderOptions& options, const Call& call,
+    int send(const vorel::Operation& operation, const vorel::ProviderOptions& options, const CallContext& call,
              std::unique_ptr<VorelServiceCMD> command, const std::string& url, const std::string& filePath = {});
 
     /// The common failure exit: error line and status record.
-    static int refuse(const vorel::Operation& operation, const Call& call, WSTATUS status);
+    static int refuse(const vorel::Operation& operation, const CallContext& call, WSTATUS status);
     /// The same after an exception: -3. One that does not mean missing memory is printed first.
-    static int refuse(const vorel::Operation& operation, const Call& call, const std::exception& exception);
+    static int refuse(const vorel::Operation& operation, const CallContext& call, const std::exception& exception);
     /// The operation's line about a missing service.
-    static void printNoService(const vorel::Operation& operation, const Call& call);
+    static void printNoService(const vorel::Operation& operation, const CallContext& call);
 
     HeaderMap headers(const vorel::Operation& operation, const vorel::ProviderOptions& options) const;
     WSTATUS transport(vorel::Verb verb, VorelServiceCMD& command, const HeaderMap& headers, const std::string& url,
@@ -260,23 +261,26 @@ private:
 };
 
 template <class Command, class... Arguments>
-int WVorelOAI::request(const Call& call, typename Command::Callback done, const Arguments&... arguments)
+int WVorelOAI::request(const CallContext& call, typename Command::Callback done, const Arguments&... arguments)
 {
     using vorel::ProviderOptions;
     constexpr const vorel::Operation& row = vorel::operation(Command::kKey);
     try {
         const ProviderOptions options(m_provider, row.reads);
-        if (const WSTATUS refused = admit(row, options, call); refused != status::kOk)
+        if (const WSTATUS refused = admit(row, options, call); refused != status::kOk) {
             return refuse(row, call, refused);
+        }
         std::unique_ptr<Command> command(new (std::nothrow) Command(done, call.userData, this, m_provider));
-        if (command == nullptr)
+        if (command == nullptr) {
             return refuse(row, call, status::kNoService);
+        }
         const std::string& other = options[vorel::ServerUrl];
         command->setUrl(other.empty() ? m_pService->baseUrl() : other);
-        if constexpr (std::is_invocable_v<decltype(&Command::MakeURL), Command&, const Arguments&...>)
+        if constexpr (std::is_invocable_v<decltype(&Command::MakeURL), Command&, const Arguments&...>) {
             command->MakeURL(arguments...);
-        else
+        } else {
             command->MakeURL(arguments..., m_provider);
+        }
         const std::string& url = command->url();
         return send(row, options, call, std::move(command), url);
     } catch (const std::exception& exception) {

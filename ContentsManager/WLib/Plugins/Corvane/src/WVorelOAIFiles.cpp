@@ -5,6 +5,7 @@
 #include "Pieces.h"
 #include "Programmes.h"
 #include "Reply.h"
+#include "Status.h"
 #include "WVorelOAI.h"
 
 #include <fcntl.h>
@@ -25,19 +26,21 @@ namespace {
 constexpr off_t kLargestSchedule = off_t{64} * 1024 * 1024;
 
 /// An open file that closes itself.
-class File {
+class LocalFile {
 public:
-    explicit File(const std::string& path) : m_iDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
-    ~File() { close(); }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
+    explicit LocalFile(const std::string& path) : m_iDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
+    {}
+    ~LocalFile() { close(); }
+    LocalFile(const LocalFile&) = delete;
+    LocalFile& operator=(const LocalFile&) = delete;
 
     bool isOpen() const { return m_iDescriptor >= 0; }
 
     void close()
     {
-        if (isOpen())
+        if (isOpen()) {
             ::close(m_iDescriptor);
+        }
         m_iDescriptor = -1;
     }
 
@@ -46,16 +49,19 @@ public:
     bool readAll(std::string& text, off_t limit)
     {
         struct stat state = {};
-        if (!isOpen() || ::fstat(m_iDescriptor, &state) != 0 || !S_ISREG(state.st_mode) || state.st_size > limit)
+        if (!isOpen() || ::fstat(m_iDescriptor, &state) != 0 || !S_ISREG(state.st_mode) || state.st_size > limit) {
             return false;
+        }
         text.resize(static_cast<std::size_t>(state.st_size));
         std::size_t done = 0;
         while (done < text.size()) {
             const ssize_t got = ::read(m_iDescriptor, &text[done], text.size() - done);
-            if (got < 0 && errno == EINTR)
+            if (got < 0 && errno == EINTR) {
                 continue;
-            if (got <= 0)
+            }
+            if (got <= 0) {
                 return false;
+            }
             done += static_cast<std::size_t>(got);
         }
         return true;
@@ -88,13 +94,14 @@ template <class Array>
 void readToday(const Array& channels, const WDateTime& clock, std::list<WVLContent>& list)
 {
     const ReadingRules rules{&clock, ImageTest::HasMembers, kImageWithoutSize};
-    for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index)
+    for (Json::ArrayIndex index = 0, count = channels.size(); index < count; ++index) {
         readProgrammes(channels[index], kTodayChannel, kTodayContent, rules, list);
+    }
 }
 
 /// Reads a long schedule channel by channel.
-/// @param root  gets what stands around the channels
-/// @return false when the text has to be read as a whole; nothing is written then
+/// @param root  gets what surrounds the channels
+/// @return false if the file has to be read as a whole; nothing is written then
 bool readTodayInPieces(const std::string& text, const WDateTime& clock, Json::Value& root, std::list<WVLContent>& list)
 {
     try {
@@ -119,21 +126,24 @@ int WVorelOAI::getTodaySchedule(const std::string& path, WContainer<WVLContent>&
     }
     try {
         std::string text;
-        if (!File(path).readAll(text, kLargestSchedule))
+        if (!LocalFile(path).readAll(text, kLargestSchedule)) {
             return failed(status::kFileNotReadable, kObjectFile);
+        }
         const WDateTime clock = serverTimeDifference();
         std::list<WVLContent> list;
         Json::Value root;
         const bool isRead = readTodayInPieces(text, clock, root, list);
-        if (!isRead && !parseJson(text, root))
+        if (!isRead && !parseJson(text, root)) {
             return failed(status::kNotJson, kObjectFile);
+        }
         const Json::Value& rsp = member(root, "rsp");
-        // Wanted: the status word is printed and not tested.
+        // Quirk: the status word is printed and not tested.
         CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] \tstat : %s\n", __func__, __LINE__,
                                   toText(member(rsp, "stat")).c_str());
         const Json::Value& channels = member(rsp, "channel");
-        if (!member(rsp, "err").empty() || !(isRead || hasElements(channels)))
+        if (!member(rsp, "err").empty() || !(isRead || hasElements(channels))) {
             return failed(status::kUnreadableReply, kObjectFile);
+        }
         readToday(channels, clock, list);
         handOver(std::move(list), result);
         return status::kOk;
@@ -146,12 +156,12 @@ int WVorelOAI::getTodaySchedule(const std::string& path, WContainer<WVLContent>&
     }
 }
 
-// A download has a provider to check, texts to compose and no headers: the frame's steps, written out.
+// A download has a provider to check, strings to compose and no headers, so the frame's steps are written out.
 int WVorelOAI::download(const WContentProvider& provider, const std::string& url, const std::string& directory,
                         const std::string& fileName, DownloadCallback done, void* userData, WRequestStatus& out)
 {
     constexpr const Operation& row = operation(VorelDownloadCMD::kKey);
-    const Call call(userData, out);
+    const CallContext call(userData, out);
     if (m_pService == nullptr) {
         printNoService(row, call);
     }
@@ -160,18 +170,22 @@ int WVorelOAI::download(const WContentProvider& provider, const std::string& url
         return refuse(row, call, status::kNoService);
     }
     try {
-        if (url.empty() || directory.empty())
+        if (url.empty() || directory.empty()) {
             return refuse(row, call, status::kBadArgument);
+        }
         const std::string name = fileName.empty() ? url.substr(url.rfind('/') + 1) : fileName;
-        if (name.empty())
+        if (name.empty()) {
             return refuse(row, call, status::kBadArgument);
+        }
         const std::string localPath = directory + "/" + name;
-        if (provider.getID() != m_provider.getID())
+        if (provider.getID() != m_provider.getID()) {
             return refuse(row, call, status::kWrongProvider);
+        }
         std::unique_ptr<VorelDownloadCMD> command(new (std::nothrow)
                                                       VorelDownloadCMD(done, userData, this, m_provider));
-        if (command == nullptr)
+        if (command == nullptr) {
             return refuse(row, call, status::kNoService);
+        }
         command->MakeURL(url, localPath, name);
         return send(row, ProviderOptions(m_provider, None), call, std::move(command), url, localPath);
     } catch (const std::exception& exception) {
@@ -183,22 +197,24 @@ UINT64 WVorelOAI::cbDownloadDone(SESSION_STATUS sessionStatus, const HttpRespons
                                  UINT64 reference)
 {
     WVorelOAI* const owner = command->owner();
-    if (owner == nullptr || owner->m_pService == nullptr)
+    if (owner == nullptr || owner->m_pService == nullptr) {
         return reference;
+    }
     CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [++ WVorelOAI::cbDownloadDone]", __func__, __LINE__);
 
     // Nothing of what the callback gets belongs to the object or the command, which it may destroy.
     const std::string localPath = command->takeLocalPath();
     const WContentProvider provider = owner->m_provider;
-    File file(localPath);
+    LocalFile file(localPath);
     WSTATUS result = status::kOk;
-    // Wanted: an exchange that broke is -403 when no file was written, whatever broke it; an HTTP failure is not.
-    if (sessionStatus == session::kCompleted && response.getHttpResponseCode() != 200)
-        result = VorelService::getWlibSTATUS(VorelService::getVorelSTATUS(response.getHttpResponseCode()));
-    else if (!file.isOpen())
+    // Quirk: an exchange that broke off is -403 if no file was written, whatever the reason; an HTTP failure is not.
+    if (sessionStatus == session::kCompleted && response.getHttpResponseCode() != 200) {
+        result = hostStatus(statusOfHttp(response.getHttpResponseCode()));
+    } else if (!file.isOpen()) {
         result = status::kFileNotReadable;
-    else
-        result = VorelService::getWlibSTATUS(sessionStatus);
+    } else {
+        result = hostStatus(sessionStatus);
+    }
 
     if (const auto done = command->callback()) {
         if (owner->m_pService->isCancelledFirst(reference)) {

@@ -1,12 +1,11 @@
-// The completions, in key order: the dispatcher, the frame that delivers one reply (deliver), and one handler per
-// command, which names its results and its parser.
+// The completions, in key order: the dispatcher, and one handler per command, which names its results and its parser.
+// What they share is in Delivery.h.
 
 #include "DebugPrint.h"
+#include "Delivery.h"
 #include "WVorelOAI.h"
 
 #include <array>
-#include <cassert>
-#include <exception>
 
 namespace W {
 
@@ -14,86 +13,9 @@ using namespace vorel;
 
 namespace {
 
-/// One finished exchange, and the handler that was called for it.
-struct Exchange {
-    Exchange(SESSION_STATUS sessionStatus, const HttpResponse& httpResponse, UINT64 requestReference,
-             const char* leavingName = nullptr, Here handler = {})
-        : session(sessionStatus),
-          response(httpResponse),
-          reference(requestReference),
-          here(handler),
-          leaving(leavingName != nullptr ? leavingName : handler.function)
-    {}
-
-    SESSION_STATUS session;
-    const HttpResponse& response;
-    UINT64 reference;
-    Here here;
-    const char* leaving;  ///< the handler's name in the lines that mark cancelling and exit
-};
-
-template <class Record>
-void clearContainer(WContainer<Record>& container)
-{
-    container.clear();
-}
-
-template <class Result>
-void clearContainer(const Result& /*result*/)
-{
-    // Maps, records and scalars keep what they hold.
-}
-
-/// Delivers a reply: status, results, callback. Whether to parse is decided by the exchange, never by "status is 0":
-/// some failures map to 0.
-/// @param parse    called with the body of a good exchange; returns the status, and fills the results
-/// @param results  the callback's arguments between the status and the reference
-template <class Command, class Parse, class... Results>
-UINT64 deliver(const Exchange& exchange, Command* command, Parse parse, Results&... results)
-{
-    assert(command->owner() != nullptr && "pOAI != __null");
-    if (command->owner() == nullptr || command->owner()->service() == nullptr)
-        return exchange.reference;
-    VorelService& service = *command->owner()->service();
-    const HttpResponse& response = exchange.response;
-    const Here here = exchange.here;
-
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [++ WVorelOAI::%s]", here.function, here.line,
-                              here.function);
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] %s\n", here.function, here.line,
-                              response.getPayload().c_str());
-    WSTATUS result = status::kOk;
-    if (exchange.session != session::kCompleted) {
-        result = VorelService::getWlibSTATUS(exchange.session);
-    } else if (!VorelService::HasHTTPOKStatus(response.getHttpResponseCode())) {
-        result = VorelService::getWlibSTATUS(VorelService::getVorelSTATUS(response.getHttpResponseCode()));
-    } else {
-        try {
-            result = parse(response.getPayload());
-        } catch (const std::exception& exception) {
-            reportException(exception, here);
-            result = failed(status::kUnreadableReply, kObjectFile, here);
-            (clearContainer(results), ...);
-        }
-    }
-
-    if (const auto done = command->callback()) {
-        if (service.isCancelledFirst(exchange.reference)) {
-            CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [--WVorelOAI::%s] Canceled", here.function,
-                                      here.line, exchange.leaving);
-            result = status::kCancelled;
-        }
-        callBack(here, [&] { done(result, results..., exchange.reference, command->userData()); });
-    }
-    // The callback may have destroyed the plug-in object: nothing but locals and literals from here on.
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [-- WVorelOAI::%s]", here.function, here.line,
-                              exchange.leaving);
-    return exchange.reference;
-}
-
 // -- Dispatch
 
-using Route = UINT64 (*)(SESSION_STATUS, const HttpResponse&, VorelServiceCMD*, UINT64);
+using Handling = UINT64 (*)(SESSION_STATUS, const HttpResponse&, VorelServiceCMD*, UINT64);
 
 template <auto handler>
 struct RouteOf;
@@ -108,13 +30,14 @@ struct RouteOf<handler> {
     }
 };
 
-/// The routes of all handlers; each has to stand at its command's key.
+/// The routes of all handlers, each at its command's key.
 template <auto... handlers>
-constexpr std::array<Route, sizeof...(handlers)> routes()
+constexpr std::array<Handling, sizeof...(handlers)> routes()
 {
     unsigned int key = kFirstKey;
-    if (!((RouteOf<handlers>::kKey == key++) && ...))
-        throw "a handler does not stand at its command's key";
+    if (!((RouteOf<handlers>::kKey == key++) && ...)) {
+        throw "a handler is not at its command's key";
+    }
     return {&RouteOf<handlers>::call...};
 }
 
@@ -138,61 +61,6 @@ constexpr auto kRoutes =
            &WVorelOAI::cbSetAnonymAgreementDone, &WVorelOAI::cbRevocateAgreementDone, &WVorelOAI::cbDownloadDone>();
 static_assert(kRoutes.size() == kOperationCount);
 
-/// An acknowledgement: nothing but the status reaches the callback.
-template <class Command>
-UINT64 deliverAcknowledgement(const Exchange& exchange, Command* command, int (Command::*parse)(const std::string&))
-{
-    return deliver(exchange, command, [=](const std::string& body) { return (command->*parse)(body); });
-}
-
-/// One record, filled by a parser of the body alone.
-template <class Record, class Command>
-UINT64 deliverRecord(const Exchange& exchange, Command* command, int (Command::*parse)(const std::string&, Record&))
-{
-    Record record;
-    return deliver(
-        exchange, command, [&](const std::string& body) { return (command->*parse)(body, record); }, record);
-}
-
-/// One container, filled by a parser with a cancel test.
-template <class Record, class Command>
-UINT64 deliverList(const Exchange& exchange, Command* command,
-                   int (Command::*parse)(const std::string&, WContainer<Record>&, UINT64))
-{
-    WContainer<Record> list;
-    return deliver(
-        exchange, command, [&](const std::string& body) { return (command->*parse)(body, list, exchange.reference); },
-        list);
-}
-
-/// Programmes with start times; the parsers take the server's time difference before the container ...
-template <class Command>
-UINT64 deliverContents(const Exchange& exchange, Command* command,
-                       int (Command::*parse)(const std::string&, WDateTime, WContainer<WVLContent>&, UINT64))
-{
-    WContainer<WVLContent> contents;
-    return deliver(
-        exchange, command,
-        [&](const std::string& body) {
-            return (command->*parse)(body, command->owner()->serverTimeDifference(), contents, exchange.reference);
-        },
-        contents);
-}
-
-/// ... or behind it.
-template <class Command>
-UINT64 deliverContents(const Exchange& exchange, Command* command,
-                       int (Command::*parse)(const std::string&, WContainer<WVLContent>&, WDateTime, UINT64))
-{
-    WContainer<WVLContent> contents;
-    return deliver(
-        exchange, command,
-        [&](const std::string& body) {
-            return (command->*parse)(body, contents, command->owner()->serverTimeDifference(), exchange.reference);
-        },
-        contents);
-}
-
 }  // namespace
 
 UINT64 WVorelOAI::cbFnVorelRequestCompleted(SESSION_STATUS status, const HttpResponse& response,
@@ -205,13 +73,16 @@ UINT64 WVorelOAI::cbFnVorelRequestCompleted(SESSION_STATUS status, const HttpRes
     CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit,
                               "[%s:%d]  ================ cbFnVorelRequestCompleted : uRequestRef = %llu\n", __func__,
                               __LINE__, reference);
-    if (command->owner() == nullptr)
+    if (command->owner() == nullptr) {
         return reference;
+    }
     const unsigned int key = command->getCMDKey();
-    if (key < kFirstKey)
+    if (key < kFirstKey) {
         return 0;
-    if (!isOperation(key))
+    }
+    if (!isOperation(key)) {
         return reference;
+    }
     return kRoutes[key - kFirstKey](status, response, command, reference);
 }
 
@@ -227,10 +98,11 @@ UINT64 WVorelOAI::cbGetAuthSeedkeyDone(SESSION_STATUS status, const HttpResponse
             VorelService& service = *command->owner()->service();
             const WSTATUS result = command->ParseSessionInfo(body, session);
             // A session that the caller no longer wants is neither stored nor shown.
-            if (service.isCancelledFirst(reference))
+            if (service.isCancelledFirst(reference)) {
                 session = WVLSession();
-            else if (result == status::kOk)
+            } else if (result == status::kOk) {
                 service.setSessionInfo(session);
+            }
             return result;
         },
         session);
@@ -265,8 +137,9 @@ UINT64 WVorelOAI::cbGetLocalTimeDone(SESSION_STATUS status, const HttpResponse& 
         {status, response, reference}, command,
         [&](const std::string& body) {
             const WSTATUS result = command->ParseLocaltime(body, localtime);
-            if (result == status::kOk)
+            if (result == status::kOk) {
                 command->owner()->setServerTimeDifference(localtime.getDifference());
+            }
             return result;
         },
         localtime);
@@ -382,10 +255,11 @@ UINT64 WVorelOAI::cbGetTodayURLDone(SESSION_STATUS status, const HttpResponse& r
         {status, response, reference}, command,
         [&](const std::string& body) {
             const WSTATUS result = command->ParseToday(body, urls.data());
-            if (result == status::kOk)
+            if (result == status::kOk) {
                 urls.setCount(static_cast<std::int32_t>(urls.getData().size()));
-            else
+            } else {
                 urls.clear();
+            }
             return result;
         },
         urls);
@@ -438,7 +312,7 @@ UINT64 WVorelOAI::cbGetSeriesDetailInfoDone(SESSION_STATUS status, const HttpRes
 {
     WVLContent series;
     WContainer<WVLContent> episodes;
-    // Wanted: misspelled in the lines that mark cancelling and exit, and only there.
+    // Quirk: misspelled in the lines that mark cancelling and exit, and only there.
     return deliver(
         {status, response, reference, "cbGetSeiresDetailInfoDone"}, command,
         [&](const std::string& body) {
@@ -589,7 +463,7 @@ UINT64 WVorelOAI::cbGetCombinationDone(SESSION_STATUS status, const HttpResponse
 UINT64 WVorelOAI::cbSearchEpgDone(SESSION_STATUS status, const HttpResponse& response, VorelSearchEpgCMD* command,
                                   UINT64 reference)
 {
-    // Wanted: the body reaches the caller as it came, whatever the status.
+    // Quirk: the body reaches the caller as it came, whatever the status.
     return deliver(
         {status, response, reference}, command, [](const std::string& /*body*/) { return status::kOk; },
         response.getPayload());

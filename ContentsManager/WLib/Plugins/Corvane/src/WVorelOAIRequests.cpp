@@ -28,7 +28,7 @@ bool isGiven(const std::list<Element>& list)
     return !list.empty();
 }
 
-/// True when every argument has a value: text and lists that are not empty, numbers that are not 0.
+/// True when every argument has a value: strings and lists that are not empty, numbers that are not 0.
 template <class... Arguments>
 bool given(const Arguments&... arguments)
 {
@@ -37,7 +37,7 @@ bool given(const Arguments&... arguments)
 
 bool isAbsoluteHttpUrl(const std::string& url)
 {
-    // Schemes know no case.
+    // Schemes are case-insensitive.
     return strncasecmp(url.c_str(), "http://", 7) == 0 || strncasecmp(url.c_str(), "https://", 8) == 0;
 }
 
@@ -57,8 +57,9 @@ int WVorelOAI::cancel(const WContentProvider& provider, unsigned long long refer
                                   __LINE__);
         return failed(status::kNoSession, kObjectFile);
     }
-    if (provider.getID() != m_provider.getID())
+    if (provider.getID() != m_provider.getID()) {
         return failed(status::kBadArgument, kObjectFile);
+    }
     CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [-- WVorelOAI::cancel Requested]", __func__, __LINE__);
     return m_pService->setCancelStatus(reference);
 }
@@ -77,8 +78,9 @@ void WVorelOAI::setAuthSeedkey(const WVLSession& session)
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] UserID : %s", __func__, __LINE__,
                               session.getUserID().c_str());
     try {
-        if (m_pService != nullptr)
+        if (m_pService != nullptr) {
             m_pService->setSessionInfo(session);
+        }
     } catch (const std::exception&) {
         failed(status::kNoService, kObjectFile);
     }
@@ -114,20 +116,22 @@ int WVorelOAI::checkUpload(TwoTextsCallback done, void* userData, WRequestStatus
     return request<VorelCheckUploadCMD>({userData, out}, done);
 }
 
-// An upload goes to an address of its own and sends a file: the frame's steps, written out.
+// An upload goes to another address and sends a file, so the frame's steps are written out.
 int WVorelOAI::sendChannel(AckCallback done, const std::string& url, const std::string& fileName, void* userData,
                            WRequestStatus& out)
 {
     constexpr const Operation& row = operation(VorelSendChannelCMD::kKey);
-    const Call call(userData, out, given(fileName));
+    const CallContext call(userData, out, given(fileName));
     try {
         const ProviderOptions options(m_provider, row.reads);
-        if (const WSTATUS refused = admit(row, options, call); refused != status::kOk)
+        if (const WSTATUS refused = admit(row, options, call); refused != status::kOk) {
             return refuse(row, call, refused);
+        }
         std::unique_ptr<VorelSendChannelCMD> command(new (std::nothrow)
                                                          VorelSendChannelCMD(done, userData, this, m_provider));
-        if (command == nullptr)
+        if (command == nullptr) {
             return refuse(row, call, status::kNoService);
+        }
         command->setUrl(isAbsoluteHttpUrl(url) ? url : m_pService->baseUrl());
         command->MakeURL(fileName, m_provider);
         const std::string& target = command->url();

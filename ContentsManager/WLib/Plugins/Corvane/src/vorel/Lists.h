@@ -19,6 +19,7 @@ struct ListRules {
     const char* parser;               ///< class and function for the cancel line
     const char* emptyText = nullptr;  ///< printed for an empty array
     WSTATUS emptyStatus = status::kOk;
+    WSTATUS statusOfException = status::kUnreadableReply;
     bool printsCancelFirst = false;  ///< the cancel line comes before the clearing, not after it
 };
 
@@ -84,17 +85,21 @@ WSTATUS appendList(const Array& array, const ListRules& rules, const Reading& re
 {
     if (!hasElements(array) && rules.emptyText != nullptr) {
         printLine(reading.here, rules.emptyText);
-        if (rules.emptyStatus != status::kOk)
+        if (rules.emptyStatus != status::kOk) {
             return rules.emptyStatus;
+        }
     }
-    if (walk(array, reading, [&](const Json::Value& element) { each(element, list); }))
+    if (walk(array, reading, [&](const Json::Value& element) { each(element, list); })) {
         return status::kOk;
+    }
     list.clear();
-    if (rules.printsCancelFirst)
+    if (rules.printsCancelFirst) {
         printCancelled(reading, rules.parser);
+    }
     out.clear();
-    if (!rules.printsCancelFirst)
+    if (!rules.printsCancelFirst) {
         printCancelled(reading, rules.parser);
+    }
     return status::kCancelled;
 }
 
@@ -104,25 +109,29 @@ WSTATUS readList(const Array& array, const ListRules& rules, const Reading& read
 {
     std::list<Record> list;
     const WSTATUS result = appendList(array, rules, reading, list, out, each);
-    if (result == status::kOk)
+    if (result == status::kOk) {
         handOver(std::move(list), out);
+    }
     return result;
 }
 
 /// A reply that is one array of the envelope and one container.
 template <class Record, class Each>
 WSTATUS readListReply(const std::string& body, std::string_view key, const ListRules& rules, const Reading& reading,
-                      WContainer<Record>& out, Each each, Guard guard = {})
+                      WContainer<Record>& out, Each each)
 {
     try {
-        if (const Pieces pieces(body, key); hasElements(pieces) && reportsSuccess(member(pieces.frame(), "rsp")))
+        if (const Pieces pieces(body, key); hasElements(pieces) && reportsSuccess(member(pieces.frame(), "rsp"))) {
             return readList(pieces, rules, reading, out, each);
+        }
     } catch (const std::exception&) {
         // Read as a whole it says what is wrong with it, and fails as a whole.
     }
-    return readReply(
+    ReplyRules replyRules;
+    replyRules.statusOfException = rules.statusOfException;
+    return readReplyOrUndo(
         body, [&](const Json::Value& rsp) { return readList(member(rsp, key), rules, reading, out, each); },
-        [&] { out.clear(); }, guard, reading.here);
+        [&out] { out.clear(); }, replyRules, reading.here);
 }
 
 }  // namespace W::vorel

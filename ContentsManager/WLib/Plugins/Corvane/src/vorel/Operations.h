@@ -129,14 +129,15 @@ constexpr const Operation& operation(unsigned int key)
     return kOperations[key - kFirstKey];
 }
 
-constexpr bool everyRowStandsAtItsKey()
+constexpr bool everyRowIsAtItsKey()
 {
     for (std::size_t index = 0; index < kOperationCount; ++index) {
-        if (kOperations[index].key != kFirstKey + index)
+        if (kOperations[index].key != kFirstKey + index) {
             return false;
+        }
     }
     return true;
 }
-static_assert(everyRowStandsAtItsKey() && kLastKey == 51);
+static_assert(everyRowIsAtItsKey() && kLastKey == 51);
 
 }  // namespace W::vorel

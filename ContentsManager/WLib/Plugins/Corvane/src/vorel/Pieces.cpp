@@ -9,8 +9,8 @@ namespace W::vorel {
 
 namespace {
 
-/// Walks over JSON by its brackets, quotes, colons and commas alone. What it lets pass need not be JSON; what it stops
-/// at need not be wrong.
+/// Walks over JSON by its brackets, quotes, colons and commas alone. May accept malformed JSON and may reject valid
+/// JSON.
 class Scanner {
 public:
     explicit Scanner(std::string_view text) : m_at(text.data()), m_end(text.data() + text.size()) {}
@@ -20,16 +20,18 @@ public:
 
     void skipBlanks()
     {
-        while (m_at != m_end && (*m_at == ' ' || *m_at == '\t' || *m_at == '\r' || *m_at == '\n'))
+        while (m_at != m_end && (*m_at == ' ' || *m_at == '\t' || *m_at == '\r' || *m_at == '\n')) {
             ++m_at;
+        }
     }
 
     /// Skips blanks, the character, and blanks.
     bool take(char wanted)
     {
         skipBlanks();
-        if (!isAt(wanted))
+        if (!isAt(wanted)) {
             return false;
+        }
         ++m_at;
         skipBlanks();
         return true;
@@ -40,13 +42,14 @@ public:
     {
         skipBlanks();
         const char* const begin = m_at;
-        if (!isAt('"') || !skipText())
+        if (!isAt('"') || !skipText()) {
             return false;
+        }
         key = {begin + 1, static_cast<std::size_t>(m_at - begin) - 2};
         return key.find('\\') == std::string_view::npos && take(':');
     }
 
-    /// A value, up to the character behind it. A comment could hold any of the characters that count.
+    /// Skips a value. Rejects comments, which could contain brackets and quotes.
     bool skipValue()
     {
         // Deeper ones come near the library's own bound, which counts the levels around an element too.
@@ -55,27 +58,31 @@ public:
         for (; m_at != m_end; ++m_at) {
             switch (*m_at) {
                 case '"':
-                    if (!skipText())
+                    if (!skipText()) {
                         return false;
+                    }
                     --m_at;
                     break;
                 case '{':
                 case '[':
-                    if (++depth > kDeepest)
+                    if (++depth > kDeepest) {
                         return false;
+                    }
                     break;
                 case '}':
                 case ']':
-                    if (depth == 0)
+                    if (depth == 0) {
                         return true;
+                    }
                     if (--depth == 0) {
                         ++m_at;
                         return true;
                     }
                     break;
                 case ',':
-                    if (depth == 0)
+                    if (depth == 0) {
                         return true;
+                    }
                     break;
                 case '/':
                     return false;
@@ -87,17 +94,19 @@ public:
     }
 
 private:
-    /// A text, up to the character behind its closing quote.
+    /// Skips a string and its closing quote.
     bool skipText()
     {
         const char* const begin = m_at + 1;
         for (const char* quote = begin;; ++quote) {
             quote = static_cast<const char*>(std::memchr(quote, '"', static_cast<std::size_t>(m_end - quote)));
-            if (quote == nullptr)
+            if (quote == nullptr) {
                 return false;
+            }
             const char* backslash = quote;
-            while (backslash != begin && backslash[-1] == '\\')
+            while (backslash != begin && backslash[-1] == '\\') {
                 --backslash;
+            }
             if ((quote - backslash) % 2 == 0) {
                 m_at = quote + 1;
                 return true;
@@ -113,12 +122,14 @@ private:
 template <class Member>
 bool scanObject(Scanner& scanner, Member member)
 {
-    if (!scanner.take('{'))
+    if (!scanner.take('{')) {
         return false;
+    }
     std::string_view key;
     do {
-        if (!scanner.takeKey(key) || !member(key))
+        if (!scanner.takeKey(key) || !member(key)) {
             return false;
+        }
     } while (scanner.take(','));
     return scanner.take('}');
 }
@@ -126,12 +137,14 @@ bool scanObject(Scanner& scanner, Member member)
 /// Finds the elements of an array of objects.
 bool scanArray(Scanner& scanner, std::vector<std::string_view>& elements)
 {
-    if (!scanner.take('['))
+    if (!scanner.take('[')) {
         return false;
+    }
     do {
         const char* const begin = scanner.at();
-        if (!scanner.isAt('{') || !scanner.skipValue())
+        if (!scanner.isAt('{') || !scanner.skipValue()) {
             return false;
+        }
         elements.emplace_back(begin, static_cast<std::size_t>(scanner.at() - begin));
     } while (scanner.take(','));
     return scanner.take(']');
@@ -144,14 +157,17 @@ bool scanDocument(std::string_view text, std::string_view wanted, std::vector<st
     Scanner scanner(text);
     bool hasEnvelope = false;
     return scanObject(scanner, [&](std::string_view outer) {
-        if (outer != "rsp")
+        if (outer != "rsp") {
             return scanner.skipValue();
-        if (hasEnvelope)
+        }
+        if (hasEnvelope) {
             return false;
+        }
         hasEnvelope = true;
         return scanObject(scanner, [&](std::string_view key) {
-            if (key != wanted)
+            if (key != wanted) {
                 return scanner.skipValue();
+            }
             return elements.empty() && scanArray(scanner, elements);
         });
     });
@@ -168,15 +184,17 @@ Pieces::Pieces(const std::string& text, std::string_view key)
     const char* const end = text.data() + text.size();
     std::string frame(text, 0, static_cast<std::size_t>(m_elements.front().data() - text.data()));
     frame.append(m_elements.back().data() + m_elements.back().size(), end);
-    if (!parseJson(frame, m_frame))
+    if (!parseJson(frame, m_frame)) {
         m_elements.clear();
+    }
 }
 
 Json::Value Pieces::operator[](Json::ArrayIndex index) const
 {
     Json::Value element;
-    if (!parseJson(m_elements[index], element))
+    if (!parseJson(m_elements[index], element)) {
         throw std::runtime_error("an element is not JSON");
+    }
     return element;
 }
 

@@ -6,12 +6,17 @@ namespace W::vorel {
 
 namespace {
 
-/// In the order of the bits of Option.
-constexpr std::array<const char*, kOptionCount> kKeys = {
-    "vorel_app_key",  "vorel_duid",       "vorel_model_id",    "vorel_country",    "vorel_auth_token",
-    "vorel_language", "vorel_headend",    "vorel_device_type", "vorel_server_url", "vorel_channelinfo_filepath",
-    "vorel_base_url", "vorel_secret_key",
-};
+/// In the order of the bits of Option. Strings, as the host's store takes them: most are too long to be made for every
+/// call.
+const std::array<std::string, kOptionCount>& keys()
+{
+    static const std::array<std::string, kOptionCount> kKeys = {
+        "vorel_app_key",  "vorel_duid",       "vorel_model_id",    "vorel_country",    "vorel_auth_token",
+        "vorel_language", "vorel_headend",    "vorel_device_type", "vorel_server_url", "vorel_channelinfo_filepath",
+        "vorel_base_url", "vorel_secret_key",
+    };
+    return kKeys;
+}
 
 constexpr unsigned bit(unsigned index)
 {
@@ -28,8 +33,9 @@ unsigned indexOf(Option option)
 ProviderOptions::ProviderOptions(const WContentProvider& provider, Options wanted)
 {
     for (unsigned index = 0; index < kOptionCount; ++index) {
-        if ((wanted & bit(index)) != 0)
-            m_values[index] = WConfigManager::getInstance()->getCPOption(provider, kKeys[index]).toString();
+        if ((wanted & bit(index)) != 0) {
+            m_values[index] = WConfigManager::getInstance()->getCPOption(provider, keys()[index]).toString();
+        }
     }
 }
 
@@ -41,22 +47,21 @@ const std::string& ProviderOptions::operator[](Option option) const
 bool ProviderOptions::hasAll(Options required) const
 {
     for (unsigned index = 0; index < kOptionCount; ++index) {
-        if ((required & bit(index)) != 0 && m_values[index].empty())
+        if ((required & bit(index)) != 0 && m_values[index].empty()) {
             return false;
+        }
     }
     return true;
 }
 
 std::string readOption(const WContentProvider& provider, Option option)
 {
-    return WConfigManager::getInstance()->getCPOption(provider, optionKey(option)).toString();
+    return WConfigManager::getInstance()->getCPOption(provider, keys()[indexOf(option)]).toString();
 }
 
 const char* optionKey(Option option)
 {
-    // These are pointers, not numbers.
-    // cppcheck-suppress CastIntegerToAddressAtReturn
-    return kKeys[indexOf(option)];
+    return keys()[indexOf(option)].c_str();
 }
 
 }  // namespace W::vorel

@@ -1,4 +1,4 @@
-// The settings of a content provider that the plug-in reads, and the one place where it reads them.
+// The settings of a content provider that the plug-in reads. Nothing else reads settings.
 #pragma once
 
 #include "WContentProvider.h"
@@ -30,7 +30,7 @@ inline constexpr unsigned kOptionCount = 12;
 /// A set of options.
 using Options = unsigned;
 
-/// The values of a set of options, read once, in the order of the enumeration. An absent option is an empty text.
+/// The values of a set of options, read once, in the order of the enumeration. An absent option is an empty string.
 class ProviderOptions {
 public:
     /// Reads the options of `wanted` and no others.  [any thread; throws std::bad_alloc]

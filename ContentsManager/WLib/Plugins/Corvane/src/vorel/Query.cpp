@@ -23,8 +23,9 @@ void append(std::string& out, std::string_view name, const std::list<Element>& v
     out += name;
     bool first = true;
     for (const Element& value : values) {
-        if (!first)
+        if (!first) {
             out += ',';
+        }
         out += asText(value);
         first = false;
     }
@@ -80,10 +81,11 @@ Query& Query::deviceIfSet()
 
 Query& Query::deviceOrN()
 {
-    if (m_options[Device].empty())
+    if (m_options[Device].empty()) {
         m_url += "&device=N";
-    else
+    } else {
         device();
+    }
     return *this;
 }
 
@@ -133,8 +135,9 @@ Query& Query::listIfSet(std::string_view name, const std::list<int>& values)
 
 Query& Query::timeIfSet(std::string_view name, unsigned long seconds, const WDateTime& clock)
 {
-    if (seconds == 0)
+    if (seconds == 0) {
         return *this;
+    }
     const auto instant = static_cast<std::int64_t>(std::min<std::uint64_t>(seconds, INT64_MAX));
     WDateTime time = WDateTime::fromTime_t(instant);
     time.setOffset(clock.getOffsetSign(), clock.getOffsetTime());

@@ -1,5 +1,5 @@
-// Writes the parameters of a request. One method per kind of parameter; names carry their own "&", so that the wire
-// text can be searched for. Rules that look odd live here, with their reason, and not in the endpoints.
+// Writes the parameters of a request. One method per kind of parameter; names include their "&", so that a search for
+// the wire format finds them. Rules that look odd are here, with their reason, and not in the endpoints.
 #pragma once
 
 #include "DebugPrint.h"
@@ -12,7 +12,7 @@
 
 namespace W::vorel {
 
-/// The URL and body texts of a command while MakeURL() writes them. Texts go out as they are, unescaped.
+/// The URL and body of a command while MakeURL() writes them. Strings are written unescaped.
 class Query {
 public:
     enum class Place {
@@ -31,14 +31,14 @@ public:
 
     /// "country=", without "&": it is the first parameter.
     Query& country();
-    /// Wanted: nothing in its place when the setting is empty, so that a query can begin with "?&".
+    /// Quirk: writes nothing if the setting is empty, so a query can begin with "?&".
     Query& countryIfSet();
     Query& languageIfSet();
     Query& headend();
     Query& headendIfSet();
     Query& device();
     Query& deviceIfSet();
-    /// The setting, or "&device=N". Wanted: the fallback goes to the URL even when the parameters go to the body.
+    /// The setting, or "&device=N". Quirk: the fallback goes to the URL even when the parameters go to the body.
     Query& deviceOrN();
 
     Query& text(std::string_view name, std::string_view value);
@@ -47,11 +47,11 @@ public:
     /// 0 means "not given".
     Query& numberIfSet(std::string_view name, int value);
     Query& numberIf(bool given, std::string_view name, int value);
-    /// Elements in order, separated by ","; an empty list leaves nothing behind the name.
+    /// Elements in order, separated by ","; an empty list leaves only the name.
     Query& list(std::string_view name, const std::list<std::string>& values);
     Query& list(std::string_view name, const std::list<int>& values);
     Query& listIfSet(std::string_view name, const std::list<int>& values);
-    /// An instant as UTC text; 0 means "not given". One that does not fit a calendar leaves nothing behind the name.
+    /// An instant in UTC; 0 means "not given". One outside the calendar leaves only the name.
     /// @param seconds  since 1970-01-01T00:00:00Z
     /// @param clock    the server's time difference, whose offset the instant receives before it is turned into UTC
     Query& timeIfSet(std::string_view name, unsigned long seconds, const WDateTime& clock);

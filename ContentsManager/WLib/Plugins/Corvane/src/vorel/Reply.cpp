@@ -1,80 +1,8 @@
 #include "Reply.h"
 
-#include "VorelService.h"
-
-#include <json/reader.h>
-#include <algorithm>
-#include <climits>
-#include <cstdlib>
+#include "Status.h"
 
 namespace W::vorel {
-
-bool parseJson(std::string_view text, Json::Value& root)
-{
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    // This reader, and not its successor, defines what the service may send: trailing text, for one.
-    Json::Reader reader;
-    // By range: the overload for strings copies the whole text.
-    return reader.parse(text.data(), text.data() + text.size(), root, true);
-#pragma GCC diagnostic pop
-}
-
-const Json::Value& member(const Json::Value& object, std::string_view key)
-{
-    const Json::Value* const found = object.find(key.data(), key.data() + key.size());
-    return found != nullptr ? *found : Json::Value::nullSingleton();
-}
-
-std::string toText(const Json::Value& value)
-{
-    return value.asString();
-}
-
-int toInt(const char* digits)
-{
-    const long number = std::strtol(digits, nullptr, 10);
-    return static_cast<int>(std::clamp<long>(number, INT_MIN, INT_MAX));
-}
-
-int toInt(const Json::Value& value)
-{
-    const char* begin = nullptr;
-    const char* end = nullptr;
-    // The library keeps its texts with a zero behind them.
-    if (value.getString(&begin, &end))
-        return toInt(begin);
-    return toInt(value.asString().c_str());
-}
-
-TimeSpan toTimeSpan(const std::string& text)
-{
-    const auto number = [](const char* from, char** end) {
-        return static_cast<int>(std::clamp<long>(std::strtol(from, end, 10), INT_MIN, INT_MAX));
-    };
-    TimeSpan span;
-    char* end = nullptr;
-    span.first = number(text.c_str(), &end);
-    // Without digits strtol leaves the end at the beginning, and nothing has matched.
-    if (end != text.c_str() && *end == '-')
-        span.second = number(end + 1, &end);
-    return span;
-}
-
-WDateTime toDateTime(const Json::Value& value, WDateTime::DATEFORMAT format)
-{
-    WDateTime::TIMEZONE zone = WDateTime::TIMEZONE_UTC;
-    if (format == WDateTime::FORMAT_LOCAL)
-        zone = WDateTime::TIMEZONE_LOCAL;
-    else if (format == WDateTime::FORMAT_OFFSET)
-        zone = WDateTime::TIMEZONE_NONE;
-
-    const char* begin = nullptr;
-    const char* end = nullptr;
-    if (value.getString(&begin, &end))
-        return WDateTime::fromString({begin, static_cast<std::size_t>(end - begin)}, format, zone);
-    return WDateTime::fromString(value.asString(), format, zone);
-}
 
 bool wantsImage(const Json::Value& image, ImageTest test)
 {
@@ -99,7 +27,7 @@ std::list<WVLGenre> readGenres(const Json::Value& array)
 
 bool reportsSuccess(const Json::Value& rsp)
 {
-    return VorelService::reportsSuccess(toText(member(rsp, "stat")), member(rsp, "err"));
+    return reportsSuccess(toText(member(rsp, "stat")), member(rsp, "err"));
 }
 
 Envelope::Envelope(const std::string& body, Here here)
@@ -113,8 +41,7 @@ Envelope::Envelope(const std::string& body, Here here)
     }
     m_rsp = &member(m_root, "rsp");
     std::string message;
-    m_verdict =
-        judge(VorelService::ExtractErrorCodeInInt(toText(member(*m_rsp, "stat")), member(*m_rsp, "err"), message));
+    m_verdict = judge(errorCode(toText(member(*m_rsp, "stat")), member(*m_rsp, "err"), message));
 }
 
 }  // namespace W::vorel

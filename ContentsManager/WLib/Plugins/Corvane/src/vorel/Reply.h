@@ -1,11 +1,13 @@
 // Reading replies: access to the JSON tree, the envelope that every reply has, and the tables of fields that feed the
-// records. A parser is a table of fields in reading order and one call of readReply(); docs/plugin-internals.md shows one.
+// records. A parser is a table of fields in reading order and one call of readReply(); docs/plugin-internals.md shows
+// one.
 //
 // The tree is read through const references only: the other operator[] inserts what is missing. Nothing is copied
 // twice.
 #pragma once
 
 #include "DebugPrint.h"
+#include "Json.h"
 #include "WDateTime.h"
 #include "WVLGenre.h"
 #include "WVLImage.h"
@@ -14,104 +16,42 @@
 #include <list>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
 
 namespace W::vorel {
-
-// -- Access. All throw what the JSON library throws when a value is of the wrong type.
-
-/// Parses a text. @return false when it is not JSON  @throws Json::Exception when it is nested too deeply
-bool parseJson(std::string_view text, Json::Value& root);
-
-/// A member; a null value when there is none or `object` is null. Throws on anything else than an object.
-const Json::Value& member(const Json::Value& object, std::string_view key);
-
-/// Text, number or bool as text; null gives "".
-std::string toText(const Json::Value& value);
-
-/// The leading digits of a text (strtol, base 10), clamped to the range of int; 0 without any.
-int toInt(const char* digits);
-/// The same of a JSON value, which is read as text.
-int toInt(const Json::Value& value);
-
-/// Two numbers as "100-200".
-struct TimeSpan {
-    int first = 0;
-    int second = 0;
-};
-
-/// Reads what matches "%d-%d": what does not match stays 0, numbers out of range saturate.
-TimeSpan toTimeSpan(const std::string& text);
-
-/// An instant as the service writes it, without an offset of its own but +00:00.
-WDateTime toDateTime(const Json::Value& value, WDateTime::DATEFORMAT format);
-
-/// Whether an array or object has elements. A scalar has none, where the library's own test for emptiness says
-/// otherwise.
-template <class Array>
-bool hasElements(const Array& value)
-{
-    return value.size() != 0;
-}
 
 // -- Fields
 
 struct ReadingRules;
 
-/// One key of a JSON object and the setter that it feeds. The setter's argument decides how the value is read.
+/// One key of a JSON object and the setter that it feeds. The setter's argument decides how the value is read:
+/// - a string, number or flag is read as a string, a number from its leading digits;
+/// - an instant gets the offset of the rules, if they have one; a clock reading and an offset stay as they are;
+/// - a list of genres is an array of objects with an "id";
+/// - a list of images is one image object, delivered as a list of one if the rules say that it is read;
+/// - an image is one image object.
 template <class Record>
 class Field {
 public:
-    constexpr Field(std::string_view key, void (Record::*set)(std::string)) : m_key(key), m_kind(Kind::Text), m_set(set)
-    {}
-    constexpr Field(std::string_view key, void (Record::*set)(int)) : m_key(key), m_kind(Kind::Number), m_set(set) {}
-    /// An instant gets the offset of the rules, where they have one; a clock reading and an offset stay as they are.
-    constexpr Field(std::string_view key, void (Record::*set)(WDateTime),
+    template <class Value>
+    constexpr Field(std::string_view key, void (Record::*set)(Value),
                     WDateTime::DATEFORMAT format = WDateTime::FORMAT_DATETIME)
-        : m_key(key), m_kind(Kind::Time), m_format(format), m_set(set)
-    {}
-    /// An array of objects whose "id" is a genre's.
-    constexpr Field(std::string_view key, void (Record::*set)(std::list<WVLGenre>))
-        : m_key(key), m_kind(Kind::Genres), m_set(set)
-    {}
-    /// One image object, delivered as a list of one where the rules say that it is read.
-    constexpr Field(std::string_view key, void (Record::*set)(std::list<WVLImage>))
-        : m_key(key), m_kind(Kind::Images), m_set(set)
-    {}
-    /// One image object.
-    constexpr Field(std::string_view key, void (Record::*set)(WVLImage)) : m_key(key), m_kind(Kind::Image), m_set(set)
+        : m_key(key), m_set(set), m_format(format)
     {}
 
     void read(const Json::Value& object, Record& record, const ReadingRules& rules) const;
 
 private:
-    enum class Kind : unsigned char {
-        Text,
-        Number,
-        Time,
-        Genres,
-        Images,
-        Image,
-    };
-    union Setter {
-        constexpr Setter(void (Record::*set)(std::string)) : text(set) {}
-        constexpr Setter(void (Record::*set)(int)) : number(set) {}
-        constexpr Setter(void (Record::*set)(WDateTime)) : time(set) {}
-        constexpr Setter(void (Record::*set)(std::list<WVLGenre>)) : genres(set) {}
-        constexpr Setter(void (Record::*set)(std::list<WVLImage>)) : images(set) {}
-        constexpr Setter(void (Record::*set)(WVLImage)) : image(set) {}
-
-        void (Record::*text)(std::string);
-        void (Record::*number)(int);
-        void (Record::*time)(WDateTime);
-        void (Record::*genres)(std::list<WVLGenre>);
-        void (Record::*images)(std::list<WVLImage>);
-        void (Record::*image)(WVLImage);
-    };
+    template <class Value>
+    using Setter = void (Record::*)(Value);
 
     std::string_view m_key;
-    Kind m_kind;
-    WDateTime::DATEFORMAT m_format = WDateTime::FORMAT_DATETIME;
-    Setter m_set;
+    std::variant<Setter<std::string>, Setter<int>, Setter<WDateTime>, Setter<std::list<WVLGenre>>,
+                 Setter<std::list<WVLImage>>, Setter<WVLImage>>
+        m_set;
+    WDateTime::DATEFORMAT m_format;  ///< of a date-time
 };
 
 /// A table of fields.
@@ -171,17 +111,19 @@ std::list<WVLGenre> readGenres(const Json::Value& array);
 template <class Record>
 void readFields(const Json::Value& object, Fields<Record> fields, Record& record, const ReadingRules& rules = {})
 {
-    for (const Field<Record>& field : fields)
+    for (const Field<Record>& field : fields) {
         field.read(object, record, rules);
+    }
 }
 
-/// Reads every element of an array into a list of its own: persons, devices, images.
+/// Reads every element of an array into a list: persons, devices, images.
 template <class Record>
 std::list<Record> readElements(const Json::Value& array, Fields<Record> fields, const ReadingRules& rules = {})
 {
     std::list<Record> list;
-    for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index)
+    for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index) {
         readFields(array[index], fields, list.emplace_back(), rules);
+    }
     return list;
 }
 
@@ -189,38 +131,33 @@ template <class Record>
 void Field<Record>::read(const Json::Value& object, Record& record, const ReadingRules& rules) const
 {
     const Json::Value& value = member(object, m_key);
-    switch (m_kind) {
-        case Kind::Text:
-            (record.*m_set.text)(toText(value));
-            break;
-        case Kind::Number:
-            (record.*m_set.number)(toInt(value));
-            break;
-        case Kind::Time: {
-            WDateTime time = toDateTime(value, m_format);
-            if (rules.offset != nullptr)
-                time.setOffset(rules.offset->getOffsetSign(), rules.offset->getOffsetTime());
-            (record.*m_set.time)(time);
-            break;
-        }
-        case Kind::Genres:
-            (record.*m_set.genres)(readGenres(value));
-            break;
-        case Kind::Images:
-            if (wantsImage(value, rules.imageTest)) {
+    std::visit(
+        [&](auto set) {
+            using Type = decltype(set);
+            if constexpr (std::is_same_v<Type, Setter<std::string>>) {
+                (record.*set)(toText(value));
+            } else if constexpr (std::is_same_v<Type, Setter<int>>) {
+                (record.*set)(toInt(value));
+            } else if constexpr (std::is_same_v<Type, Setter<WDateTime>>) {
+                WDateTime time = toDateTime(value, m_format);
+                if (rules.offset != nullptr) {
+                    time.setOffset(rules.offset->getOffsetSign(), rules.offset->getOffsetTime());
+                }
+                (record.*set)(time);
+            } else if constexpr (std::is_same_v<Type, Setter<std::list<WVLGenre>>>) {
+                (record.*set)(readGenres(value));
+            } else if (wantsImage(value, rules.imageTest)) {
+                // One image, or a list of one.
                 std::list<WVLImage> images(1);
                 readFields(value, rules.imageFields, images.front());
-                (record.*m_set.images)(std::move(images));
+                if constexpr (std::is_same_v<Type, Setter<WVLImage>>) {
+                    (record.*set)(std::move(images.front()));
+                } else {
+                    (record.*set)(std::move(images));
+                }
             }
-            break;
-        case Kind::Image:
-            if (wantsImage(value, rules.imageTest)) {
-                WVLImage image;
-                readFields(value, rules.imageFields, image);
-                (record.*m_set.image)(std::move(image));
-            }
-            break;
-    }
+        },
+        m_set);
 }
 
 // -- Envelope
@@ -231,7 +168,7 @@ struct Verdict {
     WSTATUS outcome;  ///< what the parser returns when it is not
 };
 
-/// Wanted: a positive error code counts as success with nothing to read.
+/// Quirk: a positive error code counts as success with nothing to read.
 constexpr Verdict judge(WSTATUS code)
 {
     return {code == status::kOk, code < status::kOk ? code : status::kOk};
@@ -270,34 +207,49 @@ WSTATUS readReplyUnguarded(const std::string& body, Read read, Here here = {})
 }
 
 /// What happens after an exception.
-struct Guard {
-    WSTATUS result = status::kUnreadableReply;
-    bool undoesFirst = false;  ///< undo before the exception is printed
+enum class OnException {
+    PrintThenUndo,
+    UndoThenPrint,
+};
+
+/// How a reply is read.
+struct ReplyRules {
+    WSTATUS statusOfException = status::kUnreadableReply;
+    OnException onException = OnException::PrintThenUndo;
 };
 
 /// Reads a reply; an exception is printed, undone and becomes a status.
 /// @param undo  called after an exception
 template <class Read, class Undo>
-WSTATUS readReply(const std::string& body, Read read, Undo undo, Guard guard = {}, Here here = {})
+WSTATUS readReplyOrUndo(const std::string& body, Read read, Undo undo, const ReplyRules& rules, Here here = {})
 {
     try {
         return readReplyUnguarded(body, read, here);
     } catch (const std::exception& exception) {
-        if (guard.undoesFirst)
+        if (rules.onException == OnException::UndoThenPrint) {
             undo();
+        }
         reportException(exception, here);
-        if (!guard.undoesFirst)
+        if (rules.onException == OnException::PrintThenUndo) {
             undo();
-        return failed(guard.result, kCommandFile, here);
+        }
+        return failed(rules.statusOfException, kCommandFile, here);
     }
+}
+
+/// The same by the rules of most replies.
+template <class Read, class Undo>
+WSTATUS readReplyOrUndo(const std::string& body, Read read, Undo undo, Here here = {})
+{
+    return readReplyOrUndo(body, read, undo, ReplyRules(), here);
 }
 
 /// The same with nothing to undo: what had been written stays.
 template <class Read>
 WSTATUS readReply(const std::string& body, Read read, Here here = {})
 {
-    return readReply(
-        body, read, [] {}, {}, here);
+    const auto undoNothing = [] {};
+    return readReplyOrUndo(body, read, undoNothing, here);
 }
 
 /// A reply whose envelope is all that counts.
