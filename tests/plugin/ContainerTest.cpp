@@ -17,8 +17,9 @@ namespace {
 std::list<WVLGenre> genres(const std::vector<std::string>& ids)
 {
     std::list<WVLGenre> list;
-    for (const std::string& id : ids)
+    for (const std::string& id : ids) {
         list.emplace_back().setGenreID(id);
+    }
     return list;
 }
 

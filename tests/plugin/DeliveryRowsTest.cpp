@@ -74,16 +74,20 @@ struct Delivery : ::testing::Test {
     static Shown nothing(const Kind& kind, const std::string& body)
     {
         Shown results = Shown::array();
-        if (kind.key == 46)
+        if (kind.key == 46) {
             return Shown::array({body});
-        if (kind.key == 35)
+        }
+        if (kind.key == 35) {
             return Shown::array({false});
-        if (kind.key == 20)
+        }
+        if (kind.key == 20) {
             return Shown::parse(R"([{"count":0,"list":[]}])");
+        }
         if (kind.parser != nullptr) {
             const Shown fresh = parserCase(kind.parser).parse({}).outputs;
-            for (const char* const name : kind.results)
+            for (const char* const name : kind.results) {
                 results.push_back(fresh.at(name));
+            }
         }
         return results;
     }
@@ -91,15 +95,18 @@ struct Delivery : ::testing::Test {
     /// The results of a kind for the full reply.
     static Shown everything(const Kind& kind, const std::string& body)
     {
-        if (kind.results.empty())
+        if (kind.results.empty()) {
             return nothing(kind, body);
+        }
         Shown results = Shown::array();
         const Shown outputs = stated(parserCase(kind.parser));
-        for (const char* const name : kind.results)
+        for (const char* const name : kind.results) {
             results.push_back(outputs.at(name));
+        }
         // The parser fills a list, the handler makes it a container.
-        if (kind.key == 20)
+        if (kind.key == 20) {
             results[0] = {{"count", results[0].size()}, {"list", results[0]}};
+        }
         return results;
     }
 };
@@ -123,8 +130,9 @@ TEST_F(Delivery, EverySessionStatusOfOneOperation)
     const Kind& kind = kindOf(18);
     const std::string body = fullBody(kind);
     std::vector<int> statuses = {-1, 255, 600, 601, INT_MAX, INT_MIN};
-    for (int session = 1; session <= 150; ++session)
+    for (int session = 1; session <= 150; ++session) {
         statuses.push_back(session);
+    }
     for (const int session : statuses) {
         SCOPED_TRACE(session);
         Delivered delivered;
@@ -137,8 +145,9 @@ TEST_F(Delivery, EverySessionStatusOfOneOperation)
 TEST_F(Delivery, EveryKindByExchange)
 {
     for (const Kind& kind : kinds()) {
-        if (kind.key == 51)
+        if (kind.key == 51) {
             continue;  // Downloads go by their file.
+        }
         SCOPED_TRACE(kind.handler);
         const std::string body = fullBody(kind);
         const bool isText = kind.key == 46;
@@ -306,8 +315,9 @@ TEST_F(Delivery, HandlersCatchWhatDetailsAndSeriesThrow)
 TEST_F(Delivery, EveryKindDeliversWhatWasReadBeforeItFailed)
 {
     for (const Kind& kind : kinds()) {
-        if (kind.parser == nullptr)
+        if (kind.parser == nullptr) {
             continue;
+        }
         SCOPED_TRACE(kind.handler);
         Delivered delivered;
         deliver(kind, delivered, 0, 200, R"({"rsp":5})");
@@ -341,10 +351,12 @@ struct DeliveryLines : Delivery {
                  std::to_string(reference) + "\n"},
             {8, 3, name + "[++ WVorelOAI::" + kind.handler + "]"},
         };
-        if (kind.key != 51)
+        if (kind.key != 51) {
             expected.push_back({8, 3, name + "the body\n"});
-        if (isCancelled)
+        }
+        if (isCancelled) {
             expected.push_back({8, 0, name + "[--WVorelOAI::" + leavingName(kind) + "] Canceled"});
+        }
         expected.push_back(
             {8, 3, name + (kind.key == 51 ? "[--  WVorelOAI::" : "[-- WVorelOAI::") + leavingName(kind) + "]"});
         const std::vector<Line> lines = host.lines();
@@ -448,7 +460,7 @@ TEST_F(Delivery, CommandsThatCannotBeRoutedReachNobody)
         host.forgetLines();
         EXPECT_EQ(complete(*command, 0, 200, "{}", 6), 6u);
         EXPECT_EQ(delivered.calls, 0);
-        EXPECT_EQ(host.lines().size(), 1u) << "nothing behind the dispatcher's line";
+        EXPECT_EQ(host.lines().size(), 1u) << "nothing after the dispatcher's line";
     }
 
     VorelServiceCMD command(WContentProvider("p", 1), nullptr, &object);
@@ -468,8 +480,9 @@ TEST_F(Delivery, EveryOperationIsAnsweredOnceWithEveryKindOfEnd)
     setAllOptions(host);
     openSession(object);
     for (const OperationCall& row : operationCalls()) {
-        if (row.key == 51)
+        if (row.key == 51) {
             continue;
+        }
         SCOPED_TRACE(row.key);
         const Kind& kind = kindOf(row.key);
         const struct {

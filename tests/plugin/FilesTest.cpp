@@ -27,8 +27,9 @@ ssize_t __real_read(int descriptor, void* buffer, size_t size);
 
 ssize_t __wrap_read(int descriptor, void* buffer, size_t size)
 {
-    if (s_nextReads.left == 0)
+    if (s_nextReads.left == 0) {
         return __real_read(descriptor, buffer, size);
+    }
     --s_nextReads.left;
     errno = s_nextReads.error;
     return s_nextReads.result;
@@ -40,7 +41,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A directory of its own, removed at the end.
+/// A new directory, removed at the end.
 class Scratch {
 public:
     Scratch() : m_path(fs::path(::testing::TempDir()) / ("corvane-files-" + std::to_string(::getpid())))
@@ -174,8 +175,9 @@ TEST_F(DownloadTest, ReportsTheFileOrAClearStatus)
     for (const EndRow& row : rows) {
         SCOPED_TRACE(row.what);
         fs::remove(scratch.file("f"));
-        if (row.written)
+        if (row.written) {
             scratch.write("f", "");
+        }
         DownloadCapture capture;
         download(capture, "http://h/f");
         host.answer(host.sent.size() - 1, row.session, row.code);

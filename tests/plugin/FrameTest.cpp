@@ -229,8 +229,9 @@ TEST_P(EveryOperation, WithoutARequiredOptionIsRefused)
 {
     for (unsigned bit = 0; bit < vorel::kOptionCount; ++bit) {
         const auto option = static_cast<vorel::Option>(1u << bit);
-        if ((row.required & option) == 0)
+        if ((row.required & option) == 0) {
             continue;
+        }
         SCOPED_TRACE(vorel::optionKey(option));
         WVorelOAI object;
         openSession(object);
@@ -288,7 +289,7 @@ TEST_P(EveryOperation, AcceptedReportsItsKeyAndReference)
     EXPECT_EQ(counter.calls, 0);
     host.answer(emptyReply(row.key));
     EXPECT_EQ(counter.reference, 1u);
-    EXPECT_EQ(object.commandCount(), 0u) << "a command that is gone is no longer registered";
+    EXPECT_EQ(object.commandCount(), 0u) << "a destroyed command is not registered";
     EXPECT_EQ(object.service()->requestCount(), 0u);
     EXPECT_EQ(object.service()->argsCount(), 0u);
 }
@@ -310,8 +311,9 @@ TEST_P(EveryOperation, MayBeAnsweredBeforeItReturns)
 
 TEST_P(EveryOperation, CancelledBeforeItsReplyIsReportedOnceWith600)
 {
-    if (row.cancel == vorel::Cancel::No)
+    if (row.cancel == vorel::Cancel::No) {
         return;
+    }
     for (const SESSION_STATUS end : {session::kCancelled, session::kCompleted, session::kBrokeOff}) {
         SCOPED_TRACE(end);
         WVorelOAI object;
@@ -321,7 +323,7 @@ TEST_P(EveryOperation, CancelledBeforeItsReplyIsReportedOnceWith600)
         call(object, counter);
         EXPECT_EQ(object.cancel(object.getContentProvider(), counter.out.getReqRefernce()), status::kCancelled);
         EXPECT_EQ(object.cancel(object.getContentProvider(), counter.out.getReqRefernce()), status::kAlreadyCancelled);
-        EXPECT_EQ(counter.calls, 0) << "cancel itself calls nobody back";
+        EXPECT_EQ(counter.calls, 0) << "cancel itself runs no callback";
         // The reply that wins the race changes nothing.
         host.answer(host.sent.size() - 1, end, 200, emptyReply(row.key));
         EXPECT_EQ(counter.status, status::kCancelled);
@@ -331,8 +333,9 @@ TEST_P(EveryOperation, CancelledBeforeItsReplyIsReportedOnceWith600)
 
 TEST_P(EveryOperation, ThatCannotBeCancelledSaysSo)
 {
-    if (row.cancel != vorel::Cancel::No)
+    if (row.cancel != vorel::Cancel::No) {
         return;
+    }
     WVorelOAI object;
     openSession(object);
     setClock(object);

@@ -1,5 +1,5 @@
-// The library as a host meets it: loaded, used and unloaded again and again. Under the leak sanitizer this shows that
-// nothing stays behind; everywhere, that it really goes.
+// The library as a host uses it: loaded, used and unloaded again and again. The leak sanitizer finds what is left;
+// every build finds out whether the library is really unloaded.
 
 #include "Capture.h"
 #include "FakeHost.h"
@@ -29,8 +29,9 @@ public:
     }
     ~Library()
     {
-        if (m_pHandle != nullptr)
+        if (m_pHandle != nullptr) {
             dlclose(m_pHandle);
+        }
     }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
@@ -47,8 +48,9 @@ private:
 bool isLoaded()
 {
     void* const handle = dlopen(CORVANE_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
-    if (handle != nullptr)
+    if (handle != nullptr) {
         dlclose(handle);
+    }
     return handle != nullptr;
 }
 
@@ -138,7 +140,7 @@ struct KeptCall {
     std::function<int(WCorvaneOAI& object, void* kept, WRequestStatus& out)> call;
 };
 
-/// Every record type that a callback delivers, with every member that has storage of its own.
+/// Every record type that a callback delivers, with every member that has its own storage.
 const std::vector<KeptCall>& keptCalls()
 {
     using Object = WCorvaneOAI&;

@@ -1,5 +1,5 @@
-// What happens where the library that encodes postal codes is not installed. A program of its own: once loaded, the
-// library stays.
+// What happens if the library that encodes postal codes is not installed, or if OpenSSL refuses SHA-1. A separate
+// program: once loaded, the library stays.
 
 #include "Calls.h"
 

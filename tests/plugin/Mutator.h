@@ -18,8 +18,9 @@ public:
     std::string operator()(const std::string& reply)
     {
         std::string text = chance(2) ? mutateTree(reply) : reply;
-        for (int count = chance(3) ? 0 : below(3); count > 0; --count)
+        for (int count = chance(3) ? 0 : below(3); count > 0; --count) {
             mutateText(text);
+        }
         return text;
     }
 
@@ -35,8 +36,9 @@ private:
     {
         for (Tree& child : tree) {
             values.push_back(&child);
-            if (child.is_structured())
+            if (child.is_structured()) {
                 collect(child, values);
+            }
         }
     }
 
@@ -63,14 +65,16 @@ private:
         for (int count = 1 + below(2); count > 0; --count) {
             std::vector<Tree*> values;
             collect(root, values);
-            if (values.empty())
+            if (values.empty()) {
                 break;
+            }
             Tree& target = *values[static_cast<std::size_t>(below(values.size()))];
             Tree other = *values[static_cast<std::size_t>(below(values.size()))];
-            if (chance(3))
+            if (chance(3)) {
                 target = std::move(other);
-            else
+            } else {
                 target = wrong();
+            }
         }
         return root.dump();
     }
@@ -98,8 +102,9 @@ private:
                 text.insert(from, 1, static_cast<char>(below(256)));
                 break;
             default:
-                if (from < text.size())
+                if (from < text.size()) {
                     text[from] = static_cast<char>(text[from] ^ (1 << below(8)));
+                }
         }
     }
 

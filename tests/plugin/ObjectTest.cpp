@@ -69,7 +69,7 @@ std::size_t slot(Member member)
 #endif
 }
 
-TEST(Slots, StandInTheirOrder)
+TEST(Slots, AreInTheirOrder)
 {
     // Slots 1 and 2 are the two forms of the destructor.
     EXPECT_EQ(slot(&WPlugin::isValid), 0u);
@@ -131,8 +131,9 @@ TEST(Slots, StandInTheirOrder)
         slot(&WCorvaneOAI::revocateAgreement),
         slot(&WCorvaneOAI::download),
     };
-    for (std::size_t index = 0; index < std::size(slots); ++index)
+    for (std::size_t index = 0; index < std::size(slots); ++index) {
         EXPECT_EQ(slots[index], index + 3);
+    }
     EXPECT_EQ(std::size(slots), 56u);
 }
 
@@ -387,8 +388,9 @@ TEST(Destruction, WaitsForACallbackOnAnotherThread)
     };
     counter.accepted(callOf(5).call(*object, counter));
     std::thread delivery([&] { host.answer(0, session::kCompleted, 200, emptyReply(5)); });
-    while (!entered)
+    while (!entered) {
         std::this_thread::yield();
+    }
     object.reset();
     EXPECT_TRUE(left);
     delivery.join();
@@ -409,8 +411,9 @@ TEST(Destruction, ARequestFromACallbackThatIsWaitedForIsRefused)
     counter.then = [](Counter& self) {
         entered = true;
         // Once the flush has begun, the object is closing.
-        for (bool flushed = false; !flushed; std::this_thread::yield())
+        for (bool flushed = false; !flushed; std::this_thread::yield()) {
             flushed = fake->hasFlushed();
+        }
         auto& inner = *static_cast<Counter*>(self.thenData);
         EXPECT_EQ(inner.accepted(callOf(5).call(*object, inner)), status::kNoService);
     };
@@ -418,8 +421,9 @@ TEST(Destruction, ARequestFromACallbackThatIsWaitedForIsRefused)
     counter.thenData = &inner;
     counter.accepted(callOf(5).call(*object, counter));
     std::thread delivery([&] { host.answer(0, session::kCompleted, 200, emptyReply(5)); });
-    while (!entered)
+    while (!entered) {
         std::this_thread::yield();
+    }
     delete object;
     delivery.join();
 }
@@ -443,15 +447,18 @@ TEST(Races, RequestsCancelsAndRepliesOnManyThreads)
                 Counter& counter = counters[static_cast<std::size_t>(number * kRounds + round)];
                 const unsigned int key = vorel::kFirstKey + static_cast<unsigned int>(round) % 48;
                 counter.accepted(callOf(key).call(object, counter));
-                if (round % 3 == 0)
+                if (round % 3 == 0) {
                     object.cancel(object.getContentProvider(), counter.out.getReqRefernce());
-                if (round % 7 == 0)
+                }
+                if (round % 7 == 0) {
                     openSession(object);
+                }
             }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     host.joinAnswers();
     EXPECT_EQ(object.commandCount(), 0u);
     EXPECT_EQ(object.service()->requestCount(), 0u);
@@ -475,7 +482,7 @@ public:
 TEST(DebugModule, LevelZeroGoesStraightToTheOutput)
 {
     FakeHost host;
-    CCDebug::Print<CWCCDebug>(0, 0, "nobody listens %d", 1);
+    CCDebug::Print<CWCCDebug>(0, 0, "without an output %d", 1);
     Output output;
     CCDebug::DebugIO = &output;
     CCDebug::Print<CWCCDebug>(0, 0, "a %d", 1);

@@ -17,8 +17,9 @@ const std::vector<ParserCase>& parserCases()
     static const std::vector<ParserCase> kCases = [] {
         std::vector<ParserCase> all;
         for (const auto& family :
-             {configCases(), channelCases(), guideCases(), detailCases(), recommendCases(), viewerCases()})
+             {configCases(), channelCases(), guideCases(), detailCases(), recommendCases(), viewerCases()}) {
             all.insert(all.end(), family.begin(), family.end());
+        }
         return all;
     }();
     return kCases;
@@ -28,8 +29,9 @@ const ParserCase& parserCase(const std::string& name)
 {
     const auto& all = parserCases();
     const auto found = std::find_if(all.begin(), all.end(), [&](const ParserCase& row) { return row.name == name; });
-    if (found == all.end())
+    if (found == all.end()) {
         throw std::out_of_range("no parser is named " + name);
+    }
     return *found;
 }
 
@@ -50,8 +52,9 @@ Shown withCounts(const ParserCase& row, Shown outputs)
     // What the parser leaves alone shows which of the outputs are containers.
     const Shown untouched = row.parse({}).outputs;
     for (auto& [name, output] : outputs.items()) {
-        if (untouched.at(name).contains("count"))
+        if (untouched.at(name).contains("count")) {
             output = Shown{{"count", output.size()}, {"list", output}};
+        }
     }
     return outputs;
 }

@@ -1,5 +1,5 @@
 // Every parser as a row: a full reply with a distinct value for every key, the exact results, and what differs between
-// parsers. The rows stand in ParseCases<Family>.cpp; the tests in Parse*Test.cpp walk them and edit the replies.
+// parsers. The rows are in ParseCases<Family>.cpp; the tests in Parse*Test.cpp walk them and edit the replies.
 #pragma once
 
 #include "FakeHost.h"
@@ -52,7 +52,7 @@ enum class ReadWhen {
     HasMembers,
 };
 
-/// An image object in the reply; "*" stands for any index.
+/// An image object in the reply; "*" means any index.
 struct ImageAt {
     const char* path;
     ReadWhen when;
@@ -76,7 +76,7 @@ struct ParserCase {
     const char* name;      ///< unique
     const char* function;  ///< in the parser's lines
     std::function<Results(const Calling&)> parse;
-    const char* payload;  ///< members of "rsp" behind "stat"
+    const char* payload;  ///< members of "rsp" after "stat"
     const char* outputs;  ///< by name; a container is given as its list
     std::vector<ImageAt> images = {};
     std::vector<Absence> absences = {};
@@ -189,8 +189,9 @@ std::function<Results(const Calling&)> parser(std::array<const char*, sizeof...(
     return [names, call](const Calling& calling) {
         Command command(nullptr, nullptr, calling.owner, WContentProvider("Corvane", 14));
         std::tuple<Output...> outputs{};
-        if (calling.outputs == Outputs::Filled)
+        if (calling.outputs == Outputs::Filled) {
             std::apply([](auto&... output) { (fill(output), ...); }, outputs);
+        }
         Results results;
         std::apply(
             [&](auto&... output) {

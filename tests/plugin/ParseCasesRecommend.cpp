@@ -9,7 +9,7 @@ namespace {
 
 using Contents = WatchedContainer<WVLContent>;
 
-/// A list of programmes, by a parser that takes the clock behind the container.
+/// A list of programmes, by a parser that takes the clock after the container.
 template <class Command>
 ParserCase recommendations(const char* name, const char* function,
                            int (Command::*parse)(const std::string&, WContainer<WVLContent>&, WDateTime, UINT64),

@@ -9,8 +9,9 @@ std::unique_ptr<VorelServiceCMD> make(WVorelOAI* owner, Delivered* delivered)
 {
     const WContentProvider provider = owner != nullptr ? owner->getContentProvider() : WContentProvider();
     typename Command::Callback done = nullptr;
-    if (delivered != nullptr)
+    if (delivered != nullptr) {
         done = Delivered::Callback();
+    }
     return std::make_unique<Command>(done, delivered, owner, provider);
 }
 

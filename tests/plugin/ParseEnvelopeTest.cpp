@@ -60,8 +60,9 @@ struct Envelopes : ::testing::TestWithParam<ParserCase> {
         SCOPED_TRACE(body.substr(0, 100));
         Shown expected = before();
         for (auto& [name, output] : expected.items()) {
-            if (row.onException == OnException::Clears && output.contains("count"))
+            if (row.onException == OnException::Clears && output.contains("count")) {
                 output = {{"count", -1}, {"list", Shown::array()}};
+            }
         }
         const Results results = parse(body);
         EXPECT_EQ(results.outputs, expected);
@@ -100,8 +101,9 @@ TEST_P(Envelopes, WhatIsNoJsonIsMinus56AndShownWhole)
 TEST_P(Envelopes, JsonThatIsNoReplyIsUnreadable)
 {
     for (const char* const body : {"[]", "123", "true", R"("text")", R"({"rsp":"text"})", R"({"rsp":[]})",
-                                   R"({"rsp":5})", R"({"rsp":{"stat":{}}})", R"({"rsp":{"stat":["OK"]}})"})
+                                   R"({"rsp":5})", R"({"rsp":{"stat":{}}})", R"({"rsp":{"stat":["OK"]}})"}) {
         expectUnreadable(body);
+    }
 }
 
 TEST_P(Envelopes, TheDepthOfAReplyIsLimited)
@@ -116,8 +118,9 @@ TEST_P(Envelopes, TheDepthOfAReplyIsLimited)
 TEST_P(Envelopes, AReplyWithoutAWordOfSuccessIsAnError)
 {
     for (const char* const body : {"null", "{}", R"({"rsp":null})", R"({"rsp":{}})", R"({"rsp":{"stat":""}})",
-                                   R"({"rsp":{"stat":"O"}})", R"({"rsp":{"stat":5}})"})
+                                   R"({"rsp":{"stat":"O"}})", R"({"rsp":{"stat":5}})"}) {
         expectUntouched(body, -9000);
+    }
 }
 
 TEST_P(Envelopes, ErrorsOfTheServiceLeaveTheOutputsAlone)
@@ -135,8 +138,9 @@ TEST_P(Envelopes, ErrorsOfTheServiceLeaveTheOutputsAlone)
 
 TEST_P(Envelopes, AnUnreadableReportIsMinus57AndLeavesTheOutputsAlone)
 {
-    for (const Tree& report : {Tree(""), Tree(0), Tree(false), Tree("text"), Tree{{"code", Tree::array()}}})
+    for (const Tree& report : {Tree(""), Tree(0), Tree(false), Tree("text"), Tree{{"code", Tree::array()}}}) {
         expectUntouched(replyText(replyWith("OK", report)), -57);
+    }
 }
 
 TEST_P(Envelopes, EmptyReportsAndLongerWordsAreSuccess)

@@ -33,8 +33,9 @@ bool isEmptyText(const Tree& value)
 /// Whether a record shows a value of the reply: as text, as number, or as an instant, which always ends with Z.
 bool shows(const Shown& shown, const std::string& value)
 {
-    if (shown.is_string())
+    if (shown.is_string()) {
         return shown == value || shown == value + "Z";
+    }
     return shown.is_number_integer() && std::to_string(shown.get<long>()) == value;
 }
 
@@ -51,16 +52,19 @@ void removeHolders(Shown& shown, const Values& values)
     if (shown.is_array()) {
         Shown kept = Shown::array();
         for (Shown& element : shown) {
-            if (!holdsOneOf(element, values))
+            if (!holdsOneOf(element, values)) {
                 kept.push_back(std::move(element));
+            }
         }
         shown = std::move(kept);
-        for (Shown& element : shown)
+        for (Shown& element : shown) {
             removeHolders(element, values);
+        }
         return;
     }
-    if (!shown.is_object())
+    if (!shown.is_object()) {
         return;
+    }
     for (auto member = shown.begin(); member != shown.end();) {
         removeHolders(*member, values);
         const bool gone = holdsOneOf(*member, values) || (member->is_array() && member->empty());
@@ -72,12 +76,14 @@ void removeHolders(Shown& shown, const Values& values)
 void removeValues(Shown& shown, const Values& values)
 {
     if (shown.is_array()) {
-        for (Shown& element : shown)
+        for (Shown& element : shown) {
             removeValues(element, values);
+        }
         return;
     }
-    if (!shown.is_object())
+    if (!shown.is_object()) {
         return;
+    }
     for (auto member = shown.begin(); member != shown.end();) {
         const bool gone =
             std::any_of(values.begin(), values.end(), [&](const std::string& value) { return shows(*member, value); });
@@ -97,24 +103,27 @@ void removeValues(Shown& shown, const Values& values)
 void removeFrom(Shown& outputs, const Values& values, void (*remove)(Shown&, const Values&))
 {
     for (Shown& output : outputs) {
-        if (output.is_structured() && output.contains("at") && remove == removeHolders && holdsOneOf(output, values))
+        if (output.is_structured() && output.contains("at") && remove == removeHolders && holdsOneOf(output, values)) {
             output = Shown::object();
-        else if (output.is_structured())
+        } else if (output.is_structured()) {
             remove(output, values);
-        else if (std::any_of(values.begin(), values.end(), [&](const std::string& v) { return shows(output, v); }))
+        } else if (std::any_of(values.begin(), values.end(), [&](const std::string& v) { return shows(output, v); })) {
             output = output.is_string() ? Shown("") : Shown(0);
+        }
     }
 }
 
 void collectValues(const Tree& tree, Values& values)
 {
     if (!tree.is_structured()) {
-        if (!valueText(tree).empty())
+        if (!valueText(tree).empty()) {
             values.insert(valueText(tree));
+        }
         return;
     }
-    for (const Tree& child : tree)
+    for (const Tree& child : tree) {
         collectValues(child, values);
+    }
 }
 
 Values valuesOf(const Tree& tree)
@@ -130,8 +139,9 @@ Values directValues(const Tree& array)
     Values values;
     for (const Tree& element : array) {
         for (const Tree& member : element) {
-            if (!member.is_structured() && !valueText(member).empty())
+            if (!member.is_structured() && !valueText(member).empty()) {
                 values.insert(valueText(member));
+            }
         }
     }
     return values;
@@ -142,8 +152,9 @@ bool matches(const std::string& path, const std::string& pattern)
     std::size_t at = 0;
     for (const char letter : pattern) {
         if (letter == '*') {
-            while (at < path.size() && path[at] != '/')
+            while (at < path.size() && path[at] != '/') {
                 ++at;
+            }
         } else if (at >= path.size() || path[at++] != letter) {
             return false;
         }
@@ -161,8 +172,9 @@ const ImageAt* imageAt(const ParserCase& row, const std::string& path)
 const char* flagAt(const ParserCase& row, const std::string& path)
 {
     for (const auto& [flagPath, output] : row.flags) {
-        if (path == flagPath)
+        if (path == flagPath) {
             return output;
+        }
     }
     return nullptr;
 }
@@ -190,8 +202,9 @@ void collectKeys(const Tree& tree, const std::string& path, std::vector<Key>& ke
     for (const auto& [name, value] : tree.items()) {
         const std::string childPath = std::string(path).append("/").append(name);
         keys.push_back({childPath, value, inArray});
-        if (value.is_structured())
+        if (value.is_structured()) {
             collectKeys(value, childPath, keys);
+        }
     }
 }
 
@@ -263,10 +276,12 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
         } else if (!value.is_structured()) {
             removeFrom(outputs, valuesOf(value), removeValues);
         } else {
-            if (value.is_array())
+            if (value.is_array()) {
                 removeFrom(outputs, directValues(value), removeHolders);
-            for (const auto& [name, child] : value.items())
+            }
+            for (const auto& [name, child] : value.items()) {
                 takeOut(std::string(path).append("/").append(name), child, outputs);
+            }
         }
     }
 
@@ -279,8 +294,9 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
         }
         // An image that shows nothing cannot be told from its like; tests by name see to those.
         const std::string imagePath = imageAt(row, key.path) != nullptr ? key.path : parentOf(key.path);
-        if (imageAt(row, imagePath) != nullptr && valuesOf(fullReply(row)[Pointer(imagePath)]).empty())
+        if (imageAt(row, imagePath) != nullptr && valuesOf(fullReply(row)[Pointer(imagePath)]).empty()) {
             return;
+        }
         Shown outputs = Shown::parse(row.outputs);
         takeOut(key.path, key.value, outputs);
         expect(rsp, 0, withCounts(row, std::move(outputs)));
@@ -292,29 +308,33 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
         // What is handed over as a whole begins to be read at its first key.
         std::string from = key.path;
         for (std::string path = key.path; !path.empty(); path = parentOf(path)) {
-            if (imageAt(row, path) != nullptr || (row.wholeList != nullptr && path == row.wholeList))
+            if (imageAt(row, path) != nullptr || (row.wholeList != nullptr && path == row.wholeList)) {
                 from = path;
+            }
         }
         Values lost;
         Shown outputs = Shown::parse(row.outputs);
         bool reached = false;
         for (const Key& each : keysOf(row)) {
             reached = reached || each.path == from;
-            if (!reached || each.value.is_structured())
+            if (!reached || each.value.is_structured()) {
                 continue;
-            if (const char* const flag = flagAt(row, each.path))
+            }
+            if (const char* const flag = flagAt(row, each.path)) {
                 outputs[flag] = false;
-            else if (!valueText(each.value).empty())
+            } else if (!valueText(each.value).empty()) {
                 lost.insert(valueText(each.value));
+            }
         }
         removeFrom(outputs, lost, removeHolders);
         removeFrom(outputs, lost, removeValues);
         const Shown fresh = row.parse({}).outputs;
         for (const auto& [name, output] : fresh.items()) {
-            if (output.contains("count"))
+            if (output.contains("count")) {
                 outputs[name] = {{"count", row.onException == OnException::Clears ? -1 : 0}, {"list", Shown::array()}};
-            else if (row.onException == OnException::Resets)
+            } else if (row.onException == OnException::Resets) {
                 outputs[name] = Shown::object();
+            }
         }
         expect(rsp, row.onException == OnException::Passes ? kThrown : row.unreadable, outputs);
         expectUnreadableLines();
@@ -328,8 +348,9 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
         const auto found =
             std::find_if(lines.begin(), lines.end(), [&](const Line& line) { return line.text.rfind(caught, 0) == 0; });
         ASSERT_EQ(found != lines.end(), isCaught);
-        if (!isCaught)
+        if (!isCaught) {
             return;
+        }
         EXPECT_EQ(found->level, 8u);
         EXPECT_EQ(found->flags, 0u);
         EXPECT_GT(found->text.size(), caught.size());
@@ -366,10 +387,11 @@ TEST_P(Parser, IsTestedWithADistinctValueForEveryKey)
     Values values;
     const Shown flat = Shown::parse(row.outputs).flatten();
     for (const Key& key : keysOf(row)) {
-        if (key.value.is_structured() || valueText(key.value).empty() || flagAt(row, key.path) != nullptr)
+        if (key.value.is_structured() || valueText(key.value).empty() || flagAt(row, key.path) != nullptr) {
             continue;
+        }
         const std::string value = valueText(key.value);
-        EXPECT_TRUE(values.insert(value).second) << key.path << ": " << value << " stands twice";
+        EXPECT_TRUE(values.insert(value).second) << key.path << ": " << value << " is there twice";
         const bool isShown =
             std::any_of(flat.begin(), flat.end(), [&](const Shown& leaf) { return shows(leaf, value); });
         EXPECT_TRUE(isShown || absenceOf(key.path) != nullptr) << key.path << " is not in the stated records";
@@ -381,22 +403,25 @@ TEST_P(Parser, ReadsNoOtherKey)
     std::set<std::string> keys;
     for (const ParserCase& each : parserCases()) {
         for (const Key& key : keysOf(each)) {
-            if (!key.isElement)
+            if (!key.isElement) {
                 keys.insert(keyOf(key.path));
+            }
         }
     }
     // The first element of every array is the one that has all of its keys; in the others some are missing on purpose.
     Tree rsp = fullReply(row);
     const auto topUp = [&keys](Tree& target) {
         for (const std::string& key : keys) {
-            if (!target.contains(key))
+            if (!target.contains(key)) {
                 target[key] = "unread";
+            }
         }
     };
     topUp(rsp);
     for (const Key& key : keysOf(row)) {
-        if (key.value.is_object() && key.path.find_first_of("123456789") == std::string::npos)
+        if (key.value.is_object() && key.path.find_first_of("123456789") == std::string::npos) {
             topUp(rsp[Pointer(key.path)]);
+        }
     }
     expect(rsp, 0, stated(row));
 }
@@ -405,8 +430,9 @@ TEST_P(Parser, MissingKeysReadAsEmpty)
 {
     for (const Key& key : keysOf(row)) {
         SCOPED_TRACE(key.path);
-        if (!key.isElement)
+        if (!key.isElement) {
             expectAbsent(without(key.path), key);
+        }
     }
 }
 
@@ -414,24 +440,27 @@ TEST_P(Parser, NullReadsAsEmpty)
 {
     for (const Key& key : keysOf(row)) {
         SCOPED_TRACE(key.path);
-        if (!key.isElement)
+        if (!key.isElement) {
             expectAbsent(replaced(key.path, nullptr), key);
+        }
     }
 }
 
 TEST_P(Parser, ObjectsAndArraysInsteadOfTextsAreUnreadable)
 {
     for (const Key& key : keysOf(row)) {
-        if (key.value.is_structured() || key.value == "unread")
+        if (key.value.is_structured() || key.value == "unread") {
             continue;
+        }
         for (const Tree& wrong : {Tree{{"a", "b"}}, Tree::array({"a"}), Tree::object(), Tree::array()}) {
             SCOPED_TRACE(key.path + " is " + wrong.dump());
             const ImageAt* const image = keyOf(key.path) == "url" ? imageAt(row, parentOf(key.path)) : nullptr;
             // An empty object counts as no "url" where its presence is asked for.
-            if (image != nullptr && image->when == ReadWhen::UrlPresent && wrong.empty() && !isEmptyText(key.value))
+            if (image != nullptr && image->when == ReadWhen::UrlPresent && wrong.empty() && !isEmptyText(key.value)) {
                 expectAbsent(replaced(key.path, wrong), key);
-            else if (image == nullptr || image->when != ReadWhen::UrlPresent || !wrong.empty())
+            } else if (image == nullptr || image->when != ReadWhen::UrlPresent || !wrong.empty()) {
                 expectUnreadable(replaced(key.path, wrong), key);
+            }
         }
     }
 }
@@ -439,16 +468,18 @@ TEST_P(Parser, ObjectsAndArraysInsteadOfTextsAreUnreadable)
 TEST_P(Parser, ScalarsAndArraysInsteadOfObjectsAreUnreadable)
 {
     for (const Key& key : keysOf(row)) {
-        if (!key.value.is_object())
+        if (!key.value.is_object()) {
             continue;
+        }
         for (const Tree& wrong : {Tree("text"), Tree(""), Tree(5), Tree(true), Tree::array(), Tree::array({"a"})}) {
             SCOPED_TRACE(key.path + " is " + wrong.dump());
             const ImageAt* const image = imageAt(row, key.path);
             const bool hasNoMembers = !wrong.is_array() || wrong.empty();
-            if (image != nullptr && image->when == ReadWhen::HasMembers && hasNoMembers)
+            if (image != nullptr && image->when == ReadWhen::HasMembers && hasNoMembers) {
                 expectAbsent(replaced(key.path, wrong), key);
-            else
+            } else {
                 expectUnreadable(replaced(key.path, wrong), key);
+            }
         }
     }
 }
@@ -457,16 +488,18 @@ TEST_P(Parser, ObjectsInsteadOfArraysAreUnreadable)
 {
     for (const Key& key : keysOf(row)) {
         SCOPED_TRACE(key.path);
-        if (key.value.is_array())
+        if (key.value.is_array()) {
             expectUnreadable(replaced(key.path, {{"a", "b"}}), key);
+        }
     }
 }
 
 TEST_P(Parser, WhatHasNoElementsCountsAsAnEmptyArray)
 {
     for (const Key& key : keysOf(row)) {
-        if (!key.value.is_array())
+        if (!key.value.is_array()) {
             continue;
+        }
         for (const Tree& wrong : {Tree("text"), Tree(5), Tree(true), Tree::object(), Tree::array()}) {
             SCOPED_TRACE(key.path + " is " + wrong.dump());
             expectAbsent(replaced(key.path, wrong), key);
@@ -508,8 +541,9 @@ std::vector<Scalar> scalars()
 bool replaceValue(Shown& shown, const std::string& value, const Scalar& by)
 {
     if (!shown.is_structured()) {
-        if (!shows(shown, value))
+        if (!shows(shown, value)) {
             return false;
+        }
         shown = shown.is_string() ? Shown(by.text) : Shown(by.number);
         return true;
     }
@@ -524,7 +558,7 @@ bool replaceValue(Shown& shown, const std::string& value, const Scalar& by)
     return found;
 }
 
-/// What is stated when a scalar stands in the place of a key's text.
+/// What is stated for a scalar in the place of a key's string.
 Shown withScalar(const ParserCase& row, const Key& key, const Absence* absence, const Scalar& scalar)
 {
     Shown outputs = Shown::parse(absence != nullptr ? absence->outputs : row.outputs);
@@ -533,14 +567,16 @@ Shown withScalar(const ParserCase& row, const Key& key, const Absence* absence, 
     if (absence != nullptr && keyOf(key.path) == "time") {
         // "100-200": what has digits only is the beginning of a span.
         const int index = std::stoi(keyOf(parentOf(key.path)));
-        if (scalar.number != 0)
+        if (scalar.number != 0) {
             outputs["list"][index]["start"] = static_cast<unsigned int>(scalar.number);
+        }
     } else if (flag != nullptr) {
         outputs[flag] = false;
     } else if (absence == nullptr) {
         for (auto& output : outputs) {
-            if (replaceValue(output, value, scalar))
+            if (replaceValue(output, value, scalar)) {
                 return outputs;
+            }
         }
         // None of them is a time: what is not found as a text or a number is one.
         removeFrom(outputs, {value}, removeValues);
@@ -551,8 +587,9 @@ Shown withScalar(const ParserCase& row, const Key& key, const Absence* absence, 
 TEST_P(Parser, ScalarsInsteadOfTextsAreReadAsTheirTexts)
 {
     for (const Key& key : keysOf(row)) {
-        if (key.value.is_structured() || valueText(key.value).empty())
+        if (key.value.is_structured() || valueText(key.value).empty()) {
             continue;
+        }
         const Absence* const absence = absenceOf(key.path);
         for (const Scalar& scalar : scalars()) {
             SCOPED_TRACE(key.path + " is " + scalar.value.dump().substr(0, 40));
@@ -574,8 +611,9 @@ public:
                 std::string name = row.name + key.path;
                 name.erase(std::remove_if(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; }),
                            name.end());
-                if (!key.isElement)
+                if (!key.isElement) {
                     keys.insert(name);
+                }
             }
         }
         std::cout << "figure: replies with a stated result: " << g_statedReplies << ", of " << parserCases().size()

@@ -15,7 +15,7 @@ struct Irregular : ::testing::Test {
     FakeHost host;
     WVorelOAI object;
 
-    /// Parses what stands in "rsp" behind "stat".
+    /// Parses the members of "rsp" after "stat".
     Results parse(const std::string& name, const std::string& payload, Outputs outputs = Outputs::Fresh)
     {
         Calling calling;
@@ -163,10 +163,12 @@ TEST_F(Irregular, OutputsAreClearedBetweenTheExceptionLineAndTheErrorLine)
         calling.owner = &object;
         const Results results = row.parse(calling);
         std::size_t containers = 0;
-        for (const Shown& output : results.outputs)
+        for (const Shown& output : results.outputs) {
             containers += output.contains("count") ? 1 : 0;
-        if (row.onException == OnException::Passes)
+        }
+        if (row.onException == OnException::Passes) {
             containers = 0;
+        }
         EXPECT_EQ(clearings(), std::vector<std::size_t>(containers, 1));
         EXPECT_EQ(host.lines().size(), row.onException == OnException::Passes ? 0u : 2u);
     }
@@ -249,8 +251,8 @@ TEST_F(Irregular, AnUnchangedLineUpLeavesTheContainerAsItWas)
 struct PosterRow {
     const char* parser;
     ReadWhen when;
-    const char* before;  ///< the poster's value stands between the two
-    const char* behind;
+    const char* before;  ///< the poster's value is between the two
+    const char* after;
 };
 
 constexpr PosterRow kPosters[] = {
@@ -272,7 +274,7 @@ TEST_F(Irregular, PostersAreReadAsEachParserTestsThem)
 {
     for (const PosterRow& row : kPosters) {
         const auto isRead = [&](const char* poster) {
-            const Shown list = listOf(row.parser, std::string(row.before) + poster + row.behind);
+            const Shown list = listOf(row.parser, std::string(row.before) + poster + row.after);
             EXPECT_EQ(list.size(), 1u);
             return list.at(0).contains("poster");
         };
@@ -479,7 +481,7 @@ TEST_F(Irregular, WindowsOfTodaysFilesAreScannedAsTwoNumbers)
             command.ParseToday(
                 std::string(R"({"rsp":{"stat":"OK","VOREL_url":[{"url":"u","time":")") + row.text + R"("}]}})", list),
             0);
-        ASSERT_EQ(list.size(), 2u) << "appended in any case, behind what is there";
+        ASSERT_EQ(list.size(), 2u) << "appended in any case, after what is there";
         EXPECT_EQ(list.back().getStartTime(), static_cast<unsigned int>(row.first));
         EXPECT_EQ(list.back().getEndTime(), static_cast<unsigned int>(row.second));
         EXPECT_EQ(list.back().getURL(), "u");

@@ -1,4 +1,4 @@
-// A hundred thousand broken replies over all operations: each is answered, exactly once, and nothing is left behind.
+// A hundred thousand broken replies over all operations: each is answered exactly once, and nothing is left.
 
 #include "Calls.h"
 #include "Mutator.h"
@@ -47,8 +47,9 @@ TEST(Mutation, EveryBrokenReplyIsAnsweredOnce)
         ASSERT_EQ(object.commandCount(), 0u);
     }
     // Replies are broken in every way, but not beyond reading.
-    for (const int status : {0, -16, -55, -56, -57, -9000})
+    for (const int status : {0, -16, -55, -56, -57, -9000}) {
         EXPECT_GT(statuses[status], 10) << "replies that gave " << status;
+    }
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ TEST(Pieces, AreFoundWhereTheTextLeavesNoDoubt)
         {"brackets and quotes in texts", R"({"rsp":{"channel":[{"a":"]}\"\\"},{"b":"\\\"{[,"}]}})", 2},
         {"a key inside an element", R"({"rsp":{"channel":[{"channel":[1,2]},{}]}})", 2},
         {"the key elsewhere", R"({"channel":[{},{}],"rsp":{"a":{"channel":[{}]},"channel":[{},{},{}]}})", 3},
-        {"text behind the document", R"({"rsp":{"channel":[{},{}]}} and so on)", 2},
+        {"text after the document", R"({"rsp":{"channel":[{},{}]}} and so on)", 2},
         {"an element that is not JSON", R"({"rsp":{"channel":[{"a" 1},{}]}})", 2},
         {"900 levels in an element", nested(899), 1},
 
@@ -66,14 +66,14 @@ TEST(Pieces, AreFoundWhereTheTextLeavesNoDoubt)
         {"a frame with a bracket of the wrong kind", R"({"rsp":{"channel":[{}],"a":[}}})", 0},
         {"cut off in the array", R"({"rsp":{"channel":[{},{)", 0},
         {"cut off in a text", R"({"rsp":{"channel":[{"a":"\")", 0},
-        {"cut off behind a comma", R"({"rsp":{"channel":[{},)", 0},
-        {"cut off behind the array", R"({"rsp":{"channel":[{}])", 0},
+        {"cut off after a comma", R"({"rsp":{"channel":[{},)", 0},
+        {"cut off after the array", R"({"rsp":{"channel":[{}])", 0},
         {"a byte order mark", "\xEF\xBB\xBF{\"rsp\":{\"channel\":[{}]}}", 0},
         {"nothing", "", 0},
     };
     for (const Text& row : texts) {
         SCOPED_TRACE(row.description);
-        // A mark of the byte order stands in front of the blanks, too.
+        // A byte order mark also precedes the blanks.
         const bool marked = row.text.rfind("\xEF", 0) == 0;
         EXPECT_EQ(piecesOf(marked ? row.text + blanks() : blanks() + row.text), row.pieces);
         EXPECT_EQ(piecesOf(row.text), 0u) << "short texts are read as a whole";
@@ -103,8 +103,9 @@ Shown reading(const ParserCase& row, const std::string& body)
     const Results results = row.parse(calling);
     Shown lines = Shown::array();
     for (Line& line : host.lines()) {
-        if (const std::size_t at = line.text.find(blanks()); at != std::string::npos)
+        if (const std::size_t at = line.text.find(blanks()); at != std::string::npos) {
             line.text.erase(at, blanks().size());
+        }
         // Bytes of a broken text need not be UTF-8.
         lines.push_back({line.level, std::vector<unsigned char>(line.text.begin(), line.text.end())});
     }
@@ -123,15 +124,17 @@ TEST(Pieces, ABrokenReplyComesToTheSameInPiecesAndAsAWhole)
     int inPieces = 0;
     std::vector<const ParserCase*> rows;
     for (const ParserCase& row : parserCases()) {
-        if (row.cancelTests > 0)
+        if (row.cancelTests > 0) {
             rows.push_back(&row);
+        }
     }
     for (int count = 0; count < kReplies; ++count) {
         const ParserCase& row = *rows[static_cast<std::size_t>(mutate.below(rows.size()))];
         const std::string body = mutate(replyText(fullReply(row)));
         ASSERT_EQ(dump(reading(row, blanks() + body)), dump(reading(row, body))) << row.name << "\n" << body;
-        for (const char* const key : {"channel", "content", "mso", "channel_guide", "candidate_missed"})
+        for (const char* const key : {"channel", "content", "mso", "channel_guide", "candidate_missed"}) {
             inPieces += piecesOf(blanks() + body, key) != 0 ? 1 : 0;
+        }
     }
     EXPECT_GT(inPieces, kReplies / 20) << "hardly any reply was read in pieces";
 }

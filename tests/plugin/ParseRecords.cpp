@@ -13,16 +13,18 @@ public:
     {
         (*this)("resourceID", base.getResourceID())("resourceType", base.getResourceType());
         (*this)("provider", base.getContentProvider().getName())("service", base.getContentProvider().getServiceType());
-        if (!base.getExtendedProperty().empty())
+        if (!base.getExtendedProperty().empty()) {
             m_shown["properties"] = base.getExtendedProperty();
+        }
     }
 
     template <class Value>
     Members& operator()(const char* name, const Value& value)
     {
         Shown shown = show(value);
-        if (!isDefault(shown))
+        if (!isDefault(shown)) {
             m_shown[name] = std::move(shown);
+        }
         return *this;
     }
 
@@ -63,8 +65,9 @@ Shown show(bool flag)
 Shown show(const WDateTime& time)
 {
     Shown shown = Shown::object();
-    if (time.hasInstant())
+    if (time.hasInstant()) {
         shown["at"] = time.toString();
+    }
     if (time.getOffsetTime().isValid()) {
         char text[32];
         std::snprintf(text, sizeof text, "%c%02d:%02d", time.getOffsetSign() < 0 ? '-' : '+',
@@ -201,8 +204,9 @@ Shown show(const std::map<int, std::string>& states)
     Shown shown = Shown::array();
     for (const auto& [key, name] : states) {
         Shown state = {{"key", key}};
-        if (!name.empty())
+        if (!name.empty()) {
             state["name"] = name;
+        }
         shown.push_back(std::move(state));
     }
     return shown;

@@ -50,8 +50,9 @@ template <class Record>
 Shown show(const std::list<Record>& list)
 {
     Shown shown = Shown::array();
-    for (const Record& record : list)
+    for (const Record& record : list) {
         shown.push_back(show(record));
+    }
     return shown;
 }
 

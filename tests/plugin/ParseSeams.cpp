@@ -40,15 +40,17 @@ void wrappedReportException(const std::exception& exception,
 
 bool wrappedGetCancelStatus(VorelService* service, UINT64 reference)
 {
-    if (theCancelTestHook)
+    if (theCancelTestHook) {
         theCancelTestHook(*service, reference);
+    }
     return realGetCancelStatus(service, reference);
 }
 
 void wrappedReportException(const std::exception& exception, vorel::Here here)
 {
-    if (theExceptionHook)
+    if (theExceptionHook) {
         theExceptionHook();
+    }
     realReportException(exception, here);
 }
 

@@ -64,8 +64,9 @@ std::map<std::string, int> constants()
 std::string only(const std::multimap<std::string, std::string>& rows, const std::string& key)
 {
     const auto found = rows.find(key);
-    if (found == rows.end())
+    if (found == rows.end()) {
         return rows.count("any other") == 1 ? rows.find("any other")->second : "missing";
+    }
     EXPECT_EQ(rows.count(key), 1u) << key;
     return found->second;
 }
@@ -74,8 +75,9 @@ std::set<int> statedStatuses()
 {
     std::set<int> statuses;
     for (const auto& [status, seen] : rowsOf("Status")) {
-        if (status != "below -500")
+        if (status != "below -500") {
             statuses.insert(std::stoi(status));
+        }
     }
     return statuses;
 }
@@ -83,23 +85,27 @@ std::set<int> statedStatuses()
 TEST(StatusPage, NamesEveryStatusOfTheBoundary)
 {
     const std::set<int> stated = statedStatuses();
-    for (const auto& [name, number] : constants())
+    for (const auto& [name, number] : constants()) {
         EXPECT_TRUE(number == status::kServiceError || stated.count(number) == 1) << name << " " << number;
+    }
 }
 
 TEST(StatusPage, NamesNoOtherStatus)
 {
     std::set<int> known;
-    for (int gstatus = 0; gstatus <= 700; ++gstatus)
+    for (int gstatus = 0; gstatus <= 700; ++gstatus) {
         known.insert(VorelService::getWlibSTATUS(gstatus));
-    for (const auto& [name, number] : constants())
+    }
+    for (const auto& [name, number] : constants()) {
         known.insert(number);
+    }
     for (const int status : statedStatuses()) {
         EXPECT_EQ(known.count(status), 1u) << status;
         EXPECT_STRNE(WSTATUS2STRING(status), "unknown status") << status;
     }
-    for (const int status : known)
+    for (const int status : known) {
         EXPECT_TRUE(statedStatuses().count(status) == 1 || status == status::kServiceError) << status;
+    }
 }
 
 TEST(StatusPage, StatesWhatHttpCodesBecome)
@@ -117,8 +123,9 @@ TEST(StatusPage, StatesWhatHttpCodesBecome)
 TEST(StatusPage, StatesWhatExchangesBecome)
 {
     const auto rows = rowsOf("Exchange status");
-    for (int session = 1; session <= 700; ++session)
+    for (int session = 1; session <= 700; ++session) {
         EXPECT_EQ(only(rows, std::to_string(session)), std::to_string(VorelService::getWlibSTATUS(session))) << session;
+    }
 }
 
 TEST(StatusPage, StatesWhatErrorCodesBecome)

@@ -118,8 +118,9 @@ TEST(Registry, DestroysWhatIsLeft)
     int destroyed = 0;
     {
         CommandRegistry registry;
-        for (int count = 0; count < 3; ++count)
+        for (int count = 0; count < 3; ++count) {
             registry.add(new Watched(destroyed));
+        }
         registry.destroyAll();
         EXPECT_EQ(destroyed, 3);
         registry.add(new Watched(destroyed));
@@ -161,9 +162,7 @@ TEST(Command, DownloadKeepsItsTextsAndNoUrl)
     command.MakeURL("http://h/f", "/d/f", "f");
     EXPECT_EQ(command.url(), "");
     EXPECT_EQ(command.body(), "");
-    EXPECT_EQ(command.sourceUrl(), "http://h/f");
-    EXPECT_EQ(command.localPath(), "/d/f");
-    EXPECT_EQ(command.fileName(), "f");
+    EXPECT_EQ(command.takeLocalPath(), "/d/f");
     EXPECT_TRUE(host.hasLine("[MakeURL] URL:[]\n"));
 }
 

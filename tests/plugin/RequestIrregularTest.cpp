@@ -38,8 +38,9 @@ struct Irregular : ::testing::Test {
     static std::string headerOf(const Sent& sent, const std::string& name)
     {
         for (const HttpHeader::Line& line : sent.headers) {
-            if (line.first == name)
+            if (line.first == name) {
                 return line.second;
+            }
         }
         return "Missing";
     }
@@ -59,7 +60,7 @@ TEST_F(Irregular, AnEmptyCountryLeavesQuestionMarkAndAmpersand)
     EXPECT_EQ(send(&O::getPersonDetailInfo, "p").url, std::string(kService) + "browse/person/p?");
 }
 
-TEST_F(Irregular, TheDeviceFallbackOfABodyStandsBehindThePath)
+TEST_F(Irregular, TheDeviceFallbackOfABodyFollowsThePath)
 {
     empty("vorel_device_type");
     EXPECT_EQ(send(&O::saveHeadend).url, std::string(kService) + "user/save_headend&device=N");
@@ -85,7 +86,7 @@ TEST_F(Irregular, OnAirAndSeriesHaveNoDeviceFallback)
               std::string(kService) + "browse/content/c/series?country=US&headend=H1&device=&lang=en&sourceid=s");
 }
 
-TEST_F(Irregular, TheCombinationHasAPathOfItsOwnAndNoDeviceFallback)
+TEST_F(Irregular, TheCombinationHasAnotherPathAndNoDeviceFallback)
 {
     EXPECT_EQ(send(&O::getCombination, "f").url,
               "http://base/openapi/service/concierge/"
@@ -116,7 +117,7 @@ TEST_F(Irregular, TheBodyLineOfASearchShowsTheUrl)
     EXPECT_FALSE(host.hasLine("[MakeURL] BODY:[]\n"));
 }
 
-TEST_F(Irregular, TheSeriesReadsTheLanguageSecondAndWritesItBehindTheDevice)
+TEST_F(Irregular, TheSeriesReadsTheLanguageSecondAndWritesItAfterTheDevice)
 {
     EXPECT_EQ(send(&O::getSeriesDetailInfo, "c", "s").url,
               std::string(kService) + "browse/content/c/series?country=US&headend=H1&device=X&lang=en&sourceid=s");
@@ -133,7 +134,7 @@ TEST_F(Irregular, TheSearchReadsItsSettingsBeforeItWritesBetweenThem)
     EXPECT_EQ(host.reads, (std::vector<std::string>{"vorel_country", "vorel_headend", "vorel_device_type"}));
 }
 
-TEST_F(Irregular, TheServerUrlIsAskedForAtAnAddressOfItsOwn)
+TEST_F(Irregular, TheServerUrlIsRequestedFromAnotherAddress)
 {
     EXPECT_EQ(send(&O::getServerUrl).url, std::string(kService) + "conf/server?country=US");
     host.options["vorel_server_url"] = "http://other";
@@ -200,7 +201,7 @@ TEST_F(Irregular, OneRuleNamesTheCountryBeforeItRefuses)
 
 // -- Commands alone
 
-/// What a command writes behind an empty address.
+/// What a command writes after an empty address.
 template <class Command, class... Arguments>
 std::string writtenBy(Arguments... arguments)
 {
@@ -270,9 +271,7 @@ TEST_F(CommandAlone, ADownloadKeepsItsTextsAndWritesNothing)
     command.MakeURL("http://h/f", "/dir/f", "f");
     EXPECT_EQ(command.url(), "");
     EXPECT_EQ(command.body(), "");
-    EXPECT_EQ(command.sourceUrl(), "http://h/f");
-    EXPECT_EQ(command.localPath(), "/dir/f");
-    EXPECT_EQ(command.fileName(), "f");
+    EXPECT_EQ(command.takeLocalPath(), "/dir/f");
     EXPECT_TRUE(host.hasLine("[MakeURL] URL:[]\n"));
     EXPECT_EQ(host.lines().size(), 1u);
 }

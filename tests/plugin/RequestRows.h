@@ -1,5 +1,5 @@
 // What goes out: one row per call of an operation, with the exact text of every request that it makes under different
-// settings. The rows stand by family in RequestRows<Family>.cpp; RequestTest.cpp runs them.
+// settings. The rows are in RequestRows<Family>.cpp; RequestTest.cpp runs them.
 #pragma once
 
 #include "Capture.h"
@@ -19,13 +19,13 @@ using Numbers = std::list<int>;
 struct Wire {
     /// What is changed in the settings of setAllOptions(), for example "country=" or "country= language=".
     const char* settings;
-    /// What follows "/openapi/service/vorel/" behind the base address; what begins with "/" follows the base address
+    /// What follows "/openapi/service/vorel/" after the base address; what begins with "/" follows the base address
     /// itself; what holds "://" is the whole URL. Null when the call is refused with -1.
     const char* url;
     const char* body = "";
 };
 
-/// One call. Without a row of its own, an empty country, language, headend or device changes nothing: that is tested
+/// One call. Unless it has a row, an empty country, language, headend or device changes nothing: that is tested
 /// too, so that these rows are complete.
 struct RequestRow {
     const char* operation;

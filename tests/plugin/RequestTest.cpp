@@ -21,7 +21,7 @@ enum class Set {
     SeedKey,
 };
 
-/// What a request of an operation stands in, and which settings it reads (their names without "vorel_").
+/// Where a request of an operation has its parameters, and which settings it reads (their names without "vorel_").
 struct Envelope {
     const char* operation;
     unsigned int key;
@@ -89,8 +89,9 @@ const Envelope& envelopeOf(const std::string& operation)
 {
     const auto found = std::find_if(std::begin(kEnvelopes), std::end(kEnvelopes),
                                     [&](const Envelope& row) { return operation == row.operation; });
-    if (found == std::end(kEnvelopes))
+    if (found == std::end(kEnvelopes)) {
         throw std::invalid_argument("no envelope of " + operation);
+    }
     return *found;
 }
 
@@ -99,8 +100,9 @@ std::vector<std::string> optionNames(const std::string& names)
 {
     std::istringstream words(names);
     std::vector<std::string> options;
-    for (std::string word; words >> word;)
+    for (std::string word; words >> word;) {
         options.push_back("vorel_" + word);
+    }
     return options;
 }
 
@@ -136,8 +138,9 @@ std::vector<HttpHeader::Line> headersOf(Set set, std::map<std::string, std::stri
 
 std::string wholeUrl(const std::string& url)
 {
-    if (url.find("://") != std::string::npos)
+    if (url.find("://") != std::string::npos) {
         return url;
+    }
     return "http://base" + (url.front() == '/' ? url : "/openapi/service/vorel/" + url);
 }
 
@@ -146,8 +149,9 @@ const std::vector<RequestRow>& allRows()
     static const std::vector<RequestRow> kRows = [] {
         std::vector<RequestRow> rows;
         for (const auto& family :
-             {configRows(), channelRows(), guideRows(), detailRows(), viewerRows(), recommendRows()})
+             {configRows(), channelRows(), guideRows(), detailRows(), viewerRows(), recommendRows()}) {
             rows.insert(rows.end(), family.begin(), family.end());
+        }
         return rows;
     }();
     return kRows;
@@ -181,13 +185,15 @@ std::vector<Case> allCases()
 {
     std::vector<Case> cases;
     for (const RequestRow& row : allRows()) {
-        for (const Wire& wire : row.wires)
+        for (const Wire& wire : row.wires) {
             cases.push_back({&row, wire});
+        }
         for (const char* settings : {"country=", "language=", "headend=", "device_type="}) {
             const bool hasOwn = std::any_of(row.wires.begin(), row.wires.end(),
                                             [&](const Wire& wire) { return std::string(settings) == wire.settings; });
-            if (!hasOwn)
+            if (!hasOwn) {
                 cases.push_back({&row, {settings, row.wires.front().url, row.wires.front().body}});
+            }
         }
     }
     return cases;
@@ -200,8 +206,9 @@ struct Request : ::testing::TestWithParam<Case> {
         object.emplace();
         openSession(*object);
         // The one operation that needs no valid difference for its time shows it.
-        if (std::string(GetParam().row->operation) != "resetHistory")
+        if (std::string(GetParam().row->operation) != "resetHistory") {
             setClock(*object);
+        }
     }
 
     void change(const std::string& settings)
@@ -218,8 +225,9 @@ struct Request : ::testing::TestWithParam<Case> {
         std::string names = envelope.column;
         if (!refused) {
             names += std::string(" ") + envelope.address;
-            if (envelope.headers == Set::Standard || envelope.headers == Set::Compressed)
+            if (envelope.headers == Set::Standard || envelope.headers == Set::Compressed) {
                 names += " secret_key app_key";
+            }
         }
         return optionNames(names);
     }
@@ -274,8 +282,9 @@ TEST(RequestTable, HoldsEveryOperation)
 {
     ASSERT_EQ(std::size(kEnvelopes), vorel::kOperationCount);
     std::set<std::string> called;
-    for (const RequestRow& row : allRows())
+    for (const RequestRow& row : allRows()) {
         called.insert(row.operation);
+    }
     for (std::size_t index = 0; index < std::size(kEnvelopes); ++index) {
         EXPECT_EQ(kEnvelopes[index].key, vorel::kFirstKey + index);
         EXPECT_STREQ(kEnvelopes[index].operation, vorel::kOperations[index].name);
@@ -283,11 +292,12 @@ TEST(RequestTable, HoldsEveryOperation)
     }
 }
 
-TEST(RequestTable, HasItsCasesUnderNamesOfTheirOwn)
+TEST(RequestTable, HasDistinctNamesForItsCases)
 {
     std::set<std::string> names;
-    for (const Case& one : allCases())
+    for (const Case& one : allCases()) {
         EXPECT_TRUE(names.insert(nameOf(one)).second) << nameOf(one);
+    }
 }
 
 }  // namespace

@@ -13,13 +13,13 @@
 namespace W::test {
 namespace {
 
-/// An operation with a time: how it is called, and what stands before and behind the time.
+/// An operation with a time: how it is called, and what precedes and follows the time.
 struct TimedCall {
     const char* operation;
     std::function<int(WVorelOAI& object, unsigned long time, Counter& counter)> call;
     const char* before;
     const char* marker;
-    const char* behind;
+    const char* after;
 };
 
 const std::vector<TimedCall>& timedCalls()
@@ -71,7 +71,7 @@ const Time kTimes[] = {
     {2147483648, "2038-01-19T03:14:08Z"},
     {4294967295, "2106-02-07T06:28:15Z"},
     {253402300799, "9999-12-31T23:59:59Z"},
-    // Behind the calendar: an empty text behind the marker.
+    // After the end of the calendar: an empty string after the marker.
     {253402300800, ""},
     {9223372036854775807, ""},
     {9223372036854775808u, ""},
@@ -94,13 +94,14 @@ TEST_P(RequestTime, IsTheSameUnderEveryOffset)
     openSession(object);
     setClock(object, offset);
     for (const Time& time : kTimes) {
-        if (time.seconds > std::numeric_limits<unsigned long>::max())
+        if (time.seconds > std::numeric_limits<unsigned long>::max()) {
             continue;  // Cannot be passed where long has 32 bits.
+        }
         SCOPED_TRACE(time.seconds);
         Counter counter;
         ASSERT_EQ(timed.call(object, static_cast<unsigned long>(time.seconds), counter), 0);
         const std::string parameter = time.text ? timed.marker + *time.text : std::string();
-        EXPECT_EQ(host.sent.back().url, timed.before + parameter + timed.behind);
+        EXPECT_EQ(host.sent.back().url, timed.before + parameter + timed.after);
         counter.accepted(0);
         host.answer(emptyReply(counter.out.getRequestID()));
     }

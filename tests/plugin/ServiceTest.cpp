@@ -25,8 +25,9 @@ public:
     }
     ~Kind() override
     {
-        if (m_destroyed != nullptr)
+        if (m_destroyed != nullptr) {
             ++*m_destroyed;
+        }
     }
 
 private:
@@ -64,7 +65,7 @@ TEST_F(ServiceTest, ReferencesRunFromOne)
     EXPECT_TRUE(host.hasLine("[createRequestInfo] [createRequestInfo uRequestRef(Final) : 2"));
 }
 
-TEST_F(ServiceTest, ReferencesStartAgainBehindTenMillionAndSkipThoseInUse)
+TEST_F(ServiceTest, ReferencesStartAgainAfterTenMillionAndSkipThoseInUse)
 {
     const UINT64 kept = send(18);
     ASSERT_EQ(kept, 1u);
@@ -72,8 +73,9 @@ TEST_F(ServiceTest, ReferencesStartAgainBehindTenMillionAndSkipThoseInUse)
     HttpRequest request(HTTP_GET, "u", {}, "", nullptr, nullptr);
     unsigned long long reference = 0;
     for (int count = 2; count <= 10000000; ++count) {
-        if (service.createRequestInfo(&request, nullptr, 18, reference) != 0)
+        if (service.createRequestInfo(&request, nullptr, 18, reference) != 0) {
             FAIL();
+        }
         service.deleteRequestInfo(reference);
     }
     EXPECT_EQ(reference, 10000000u);
@@ -143,7 +145,7 @@ TEST_F(ServiceTest, CleansTheRequestThatTheCompletionNames)
     EXPECT_EQ(service.requestCount(), 1u);
 }
 
-TEST_F(ServiceTest, ACompletionOfAnotherRequestCallsNobody)
+TEST_F(ServiceTest, ACompletionOfAnotherRequestIsIgnored)
 {
     static int s_called;
     s_called = 0;

@@ -71,8 +71,9 @@ TEST(Status, OfServiceCodes)
 
 int expectedStatus(int gstatus)
 {
-    if (gstatus == 0 || gstatus == 600)
+    if (gstatus == 0 || gstatus == 600) {
         return gstatus;
+    }
     switch (gstatus) {
         case 1:
             return -1;
@@ -123,8 +124,9 @@ int expectedStatus(int gstatus)
 
 TEST(Status, OfIntermediateNumbers)
 {
-    for (int gstatus = -2; gstatus <= 700; ++gstatus)
+    for (int gstatus = -2; gstatus <= 700; ++gstatus) {
         EXPECT_EQ(VorelService::getWlibSTATUS(gstatus), expectedStatus(gstatus)) << gstatus;
+    }
     EXPECT_EQ(VorelService::getWlibSTATUS(INT_MIN), -16);
     EXPECT_EQ(VorelService::getWlibSTATUS(INT_MAX), -16);
 }
