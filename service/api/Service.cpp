@@ -61,6 +61,11 @@ Reply Service::answer(const Request& request)
         return answerChecked(request);
     } catch (const Refusal& refusal) {
         return failure(refusal.code(), refusal.what());
+    } catch (const sqlite::Interrupted& interrupted) {
+        const bool late = interrupted.reason() == sqlite::Interrupted::Reason::TimeUp;
+        fmt::print(stderr, "corvaned: {}: {}: {}\n", request.path,
+                   late ? "a statement took too long" : "the client has left", interrupted.what());
+        return failure(ServiceCode::Unavailable, "the service takes too long to answer this; try again later");
     } catch (const std::exception& fault) {
         fmt::print(stderr, "corvaned: {}: {}\n", request.path, fault.what());
         return failure(ServiceCode::Fault, "the service cannot answer now; its own log says why");
@@ -75,6 +80,7 @@ Reply Service::answerChecked(const Request& request)
         checkAppKey(m_settings, request, endpoint.access);
     }
     const Store::Lease lease = m_store.lease();
+    const sqlite::StatementLimit limit(*lease, m_settings.statementTime, request.isOver);
     const Instant now = m_settings.now();
     const std::string user =
         endpoint.access == Access::Session ? checkSession(m_settings, *lease, request, now) : std::string();

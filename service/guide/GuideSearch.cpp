@@ -1,5 +1,8 @@
 #include "GuideSearch.h"
 
+#include <fmt/format.h>
+
+#include <cctype>
 #include <string>
 
 namespace corvaned::guide {
@@ -34,6 +37,23 @@ std::string expressionOf(std::string_view question, Match match)
 }
 
 }  // namespace
+
+std::string searchProblem(std::string_view question)
+{
+    std::size_t words = 0;
+    std::size_t length = 0;
+    for (const unsigned char c : question) {
+        // What separates words in the index, as far as ASCII goes.
+        const bool separates = c < 0x80 && std::isalnum(c) == 0;
+        words += !separates && length == 0 ? 1 : 0;
+        length = separates ? 0 : length + 1;
+        if (length > kLongestSearchWord) {
+            return fmt::format("has a word of more than {} bytes", kLongestSearchWord);
+        }
+    }
+    return words > kMostSearchWords ? fmt::format("has {} words; at most {} are searched for", words, kMostSearchWords)
+                                    : std::string();
+}
 
 Found search(sqlite::Connection& connection, std::string_view question, Match match, Page page)
 {

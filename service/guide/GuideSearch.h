@@ -1,7 +1,9 @@
 // The search over titles, episode titles, descriptions and people, in all languages of the listing.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -9,9 +11,12 @@
 
 namespace corvaned::guide {
 
+inline constexpr std::size_t kMostSearchWords = 16;
+inline constexpr std::size_t kLongestSearchWord = 64;  // bytes
+
 enum class Match {
     Prefix,  // every word asked for begins some word of the content
-    Exact,   // the words asked for stand there, whole and in that order
+    Exact,   // the content has the words asked for, whole and in that order
 };
 
 struct Found {
@@ -19,7 +24,12 @@ struct Found {
     std::vector<std::int64_t> contents;  // of this page, the best first
 };
 
-/// Contents whose words fit. Case and accents do not count; a question without any word finds nothing.
+/// Why a question is not searched for, as the rest of a sentence about it; empty if it can be. The limits keep the cost
+/// of a search proportional to what it finds.
+std::string searchProblem(std::string_view question);
+
+/// Finds the contents whose words fit. Case and accents do not count; a question without any word finds nothing.
+/// @param question  one without a searchProblem
 Found search(sqlite::Connection& connection, std::string_view question, Match match, Page page);
 
 }  // namespace corvaned::guide

@@ -2,7 +2,42 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <new>
+#include <thread>
+#include <utility>
+
 namespace corvaned::sqlite {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+// Steps of SQLite's machine between two looks at the limit; about 20 microseconds.
+constexpr int kStepsPerLook = 1000;
+
+// How long a writer waits for another one. Readers never wait.
+constexpr std::chrono::milliseconds kBusyTime{10'000};
+constexpr std::chrono::milliseconds kBusyPause{5};
+
+// For messages: on one line, without runs of blanks, and cut off.
+std::string shortened(std::string_view sql)
+{
+    constexpr std::size_t kLongest = 200;
+    std::string line;
+    for (const char c : sql) {
+        const bool blank = c == ' ' || c == '\n' || c == '\t';
+        if (!blank || (!line.empty() && line.back() != ' ')) {
+            line += blank ? ' ' : c;
+        }
+    }
+    if (line.size() > kLongest) {
+        line.resize(kLongest);
+        line += "...";
+    }
+    return line;
+}
+
+}  // namespace
 
 Connection::Connection(const std::string& path, int flags) : m_path(path), m_handle(nullptr, &sqlite3_close)
 {
@@ -13,45 +48,119 @@ Connection::Connection(const std::string& path, int flags) : m_path(path), m_han
         throw std::bad_alloc();
     }
     if (result != SQLITE_OK) {
-        fail("cannot open");
+        fail("cannot open", {});
     }
-    // A writer waits for another one rather than fail; readers never wait.
-    constexpr int kPatienceMs = 10000;
-    sqlite3_busy_timeout(handle, kPatienceMs);
+    sqlite3_busy_handler(handle, &Connection::onBusy, this);
 }
 
-void Connection::fail(const char* what) const
+void Connection::fail(const char* what, std::string_view sql) const
 {
-    throw Error(fmt::format("{} database {}: {}", what, m_path, sqlite3_errmsg(m_handle.get())),
-                sqlite3_errcode(m_handle.get()));
+    const int code = sqlite3_errcode(m_handle.get());
+    std::string message = fmt::format("{} database {}: {}", what, m_path, sqlite3_errmsg(m_handle.get()));
+    if (!sql.empty()) {
+        message += fmt::format(" (in: {})", shortened(sql));
+    }
+    if (m_limit != nullptr && (m_limit->m_timeIsUp || m_limit->m_over)) {
+        const auto reason = m_limit->m_over ? Interrupted::Reason::Abandoned : Interrupted::Reason::TimeUp;
+        throw Interrupted(message, code, reason);
+    }
+    throw Error(message, code);
 }
 
-void Connection::execute(const char* sql)
+void Connection::execute(const std::string& sql)
 {
-    if (sqlite3_exec(m_handle.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-        fail("cannot use");
+    if (sqlite3_exec(m_handle.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+        fail("cannot use", sql);
     }
 }
 
-sqlite3_stmt* Connection::prepared(std::string_view sql)
+Connection::Idle::iterator Connection::take(std::string_view sql, Statement& statement)
 {
-    if (const auto known = m_statements.find(sql); known != m_statements.end()) {
-        return known->second.get();
+    auto known = m_idle.find(sql);
+    if (known == m_idle.end()) {
+        known = m_idle.try_emplace(std::string(sql)).first;
     }
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v3(m_handle.get(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
-                           &statement, nullptr) != SQLITE_OK) {
-        fail("cannot use");
+    if (!known->second.empty()) {
+        statement = std::move(known->second.back());
+        known->second.pop_back();
+        return known;
     }
-    m_statements.try_emplace(sql, statement, &sqlite3_finalize);
-    return statement;
+    sqlite3_stmt* handle = nullptr;
+    if (sqlite3_prepare_v3(m_handle.get(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT, &handle,
+                           nullptr) != SQLITE_OK) {
+        fail("cannot use", sql);
+    }
+    statement.handle.reset(handle);
+    for (int column = 0; column < sqlite3_column_count(handle); ++column) {
+        statement.columns.emplace_back(sqlite3_column_name(handle, column));
+    }
+    return known;
+}
+
+bool Connection::isWanted()
+{
+    if (m_limit == nullptr) {
+        return true;
+    }
+    m_limit->m_over = m_limit->m_over || (m_limit->m_isOver && m_limit->m_isOver());
+    m_limit->m_timeIsUp = m_limit->m_timeIsUp || SteadyClock::now() >= m_deadline;
+    return !m_limit->m_over && !m_limit->m_timeIsUp;
+}
+
+int Connection::onProgress(void* connection)
+{
+    return static_cast<Connection*>(connection)->isWanted() ? 0 : 1;
+}
+
+int Connection::onBusy(void* connection, int count)
+{
+    auto& self = *static_cast<Connection*>(connection);
+    // A write waits for an import to end, which may take longer than a statement may run.
+    const auto deadline = std::exchange(self.m_deadline, SteadyClock::time_point::max());
+    const bool wanted = self.isWanted();
+    self.m_deadline = deadline;
+    if (!wanted || count * kBusyPause >= kBusyTime) {
+        return 0;
+    }
+    std::this_thread::sleep_for(kBusyPause);
+    return 1;
+}
+
+StatementLimit::StatementLimit(Connection& connection, std::chrono::milliseconds time, std::function<bool()> isOver)
+    : m_connection(connection), m_time(time), m_isOver(std::move(isOver))
+{
+    connection.m_limit = this;
+    sqlite3_progress_handler(connection.handle(), kStepsPerLook, &Connection::onProgress, &connection);
+}
+
+StatementLimit::~StatementLimit()
+{
+    m_connection.m_limit = nullptr;
+    sqlite3_progress_handler(m_connection.handle(), 0, nullptr, nullptr);
+}
+
+Query::~Query()
+{
+    sqlite3_reset(m_statement.handle.get());
+    sqlite3_clear_bindings(m_statement.handle.get());
+    try {
+        m_home->second.push_back(std::move(m_statement));
+    } catch (const std::bad_alloc&) {
+        m_statement.handle.reset();  // the next query prepares the statement again
+    }
 }
 
 bool Query::next()
 {
-    const int result = sqlite3_step(m_statement);
+    if (m_connection.m_limit != nullptr && m_deadline == SteadyClock::time_point()) {
+        m_deadline = SteadyClock::now() + m_connection.m_limit->m_time;
+    }
+    const auto outer = std::exchange(
+        m_connection.m_deadline, m_deadline == SteadyClock::time_point() ? SteadyClock::time_point::max() : m_deadline);
+    const int result = sqlite3_step(m_statement.handle.get());
+    m_connection.m_deadline = outer;
     if (result != SQLITE_ROW && result != SQLITE_DONE) {
-        m_connection.fail("cannot use");
+        m_connection.fail("cannot use", sql());
     }
     return result == SQLITE_ROW;
 }
@@ -59,21 +168,35 @@ bool Query::next()
 void Query::run()
 {
     next();
-    sqlite3_reset(m_statement);
+    sqlite3_reset(m_statement.handle.get());
+    m_deadline = {};
+}
+
+int Query::place(std::string_view column) const
+{
+    const std::vector<std::string>& names = m_statement.columns;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const std::size_t at = (m_nextColumn + i) % names.size();
+        if (names[at] == column) {
+            m_nextColumn = at + 1;
+            return static_cast<int>(at);
+        }
+    }
+    throw std::logic_error(fmt::format("no column {} in: {}", column, shortened(sql())));
 }
 
 std::string_view Query::text(int column) const
 {
-    const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column));
-    return text == nullptr
-               ? std::string_view()
-               : std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column)));
+    sqlite3_stmt* const statement = m_statement.handle.get();
+    const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+    return text == nullptr ? std::string_view()
+                           : std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
 }
 
 void Query::check(int result) const
 {
     if (result != SQLITE_OK) {
-        m_connection.fail("cannot use");
+        m_connection.fail("cannot use", sql());
     }
 }
 
@@ -90,7 +213,7 @@ Transaction::~Transaction()
     try {
         m_connection->execute("ROLLBACK");
     } catch (const Error&) {
-        // SQLite has rolled back by itself where the fault was grave; there is nothing left to undo.
+        // SQLite has rolled back by itself after a grave fault; there is nothing left to undo.
         m_connection = nullptr;
     }
 }

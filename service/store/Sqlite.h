@@ -1,19 +1,22 @@
-// The few things the service asks of SQLite: a connection with its prepared statements, a query, a transaction.
+// The parts of SQLite that the service uses: a connection with its prepared statements, a query, a transaction.
 // Store.h opens the service's database with them.
 #pragma once
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 namespace corvaned::sqlite {
 
-/// A call that SQLite refused; what() names the database and SQLite's reason.
+/// A call that SQLite refused; what() names the database, SQLite's reason and the statement.
 class Error : public std::runtime_error {
 public:
     Error(const std::string& what, int code) : std::runtime_error(what), m_code(code) {}
@@ -25,46 +28,99 @@ private:
     int m_code;
 };
 
+/// A statement was ended by the connection's StatementLimit.
+class Interrupted : public Error {
+public:
+    enum class Reason {
+        TimeUp,     // the statement took longer than it may
+        Abandoned,  // the result is no longer wanted
+    };
+
+    Interrupted(const std::string& what, int code, Reason reason) : Error(what, code), m_reason(reason) {}
+    Reason reason() const { return m_reason; }
+
+private:
+    Reason m_reason;
+};
+
+/// A prepared statement and the names of its columns.
+struct Statement {
+    std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> handle{nullptr, &sqlite3_finalize};
+    std::vector<std::string> columns;
+};
+
 /// One connection to one database file. Used by one thread at a time.
 class Connection {
 public:
     /// @param flags  SQLITE_OPEN_...
     /// @throws Error
     Connection(const std::string& path, int flags);
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
 
     /// Runs statements that give no rows.
-    void execute(const char* sql);
-
-    /// The prepared statement of that text, prepared at its first use and kept.
-    sqlite3_stmt* prepared(std::string_view sql);
+    void execute(const std::string& sql);
 
     /// How many rows the last statement changed.
     int changes() const { return sqlite3_changes(m_handle.get()); }
 
-    [[noreturn]] void fail(const char* what) const;
+    sqlite3* handle() const { return m_handle.get(); }
 
 private:
+    friend class Query;
+    friend class StatementLimit;
+    using Idle = std::map<std::string, std::vector<Statement>, std::less<>>;
+
+    /// @throws Error, or Interrupted if the StatementLimit has ended the statement
+    [[noreturn]] void fail(const char* what, std::string_view sql) const;
+
+    Idle::iterator take(std::string_view sql, Statement& statement);
+    static int onProgress(void* connection);
+    static int onBusy(void* connection, int count);
+    bool isWanted();
+
     std::string m_path;
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> m_handle;
-    std::unordered_map<std::string_view, std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)>> m_statements;
+    Idle m_idle;  // prepared statements without a living query, by their SQL
+    class StatementLimit* m_limit = nullptr;
+    std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
 };
 
-/// One run of a prepared statement; it is free again when the query goes out of scope.
+/// While it lives, every statement of the connection ends with Interrupted when it has run for too long, or when its
+/// result is no longer wanted.
+class StatementLimit {
+public:
+    /// @param time    for one statement, from its first step to its last
+    /// @param isOver  whether results are no longer wanted; asked between steps of SQLite's machine. Empty: never
+    StatementLimit(Connection& connection, std::chrono::milliseconds time, std::function<bool()> isOver);
+    StatementLimit(const StatementLimit&) = delete;
+    StatementLimit& operator=(const StatementLimit&) = delete;
+    ~StatementLimit();
+
+private:
+    friend class Connection;
+    friend class Query;
+
+    Connection& m_connection;
+    const std::chrono::milliseconds m_time;
+    const std::function<bool()> m_isOver;
+    bool m_timeIsUp = false;
+    bool m_over = false;
+};
+
+/// One run of a statement. Queries of the same SQL that live at the same time are independent of each other.
 class Query {
 public:
-    /// @param sql  must outlive the connection: a literal
     Query(Connection& connection, std::string_view sql)
-        : m_connection(connection), m_statement(connection.prepared(sql))
+        : m_connection(connection), m_home(connection.take(sql, m_statement))
     {}
     Query(const Query&) = delete;
     Query& operator=(const Query&) = delete;
-    ~Query()
-    {
-        sqlite3_reset(m_statement);
-        sqlite3_clear_bindings(m_statement);
-    }
 
-    /// Binds the statement's parameters in order. Texts are not copied: they must outlive the run.
+    /// Keeps the prepared statement for the next query of the same SQL.
+    ~Query();
+
+    /// Binds the statement's parameters in order. Strings are copied.
     template <typename... Values>
     Query& bind(const Values&... values)
     {
@@ -73,34 +129,48 @@ public:
         return *this;
     }
 
-    /// Binds one parameter, counted from 1; the text must outlive the run.
+    /// Binds one parameter, counted from 1. The string is copied.
     void bindText(int place, std::string_view value) { bindOne(place, value); }
 
     /// Makes one parameter, counted from 1, NULL.
-    void bindNull(int place) { check(sqlite3_bind_null(m_statement, place)); }
+    void bindNull(int place) { check(sqlite3_bind_null(m_statement.handle.get(), place)); }
 
-    /// Steps to the next row; false behind the last.
+    /// Steps to the next row. @return false after the last
     bool next();
 
     /// Runs a statement that gives no rows; it may be bound and run again.
     void run();
 
-    std::int64_t number(int column) const { return sqlite3_column_int64(m_statement, column); }
+    /// Reads a column of the row by its name. A column that the statement does not have is a defect of the caller and
+    /// throws std::logic_error.
+    std::int64_t number(std::string_view column) const { return number(place(column)); }
 
-    /// Valid until the next step.
+    /// Likewise. Valid until the next step.
+    std::string_view text(std::string_view column) const { return text(place(column)); }
+
+    /// Reads a column by its place, for statements of one column.
+    std::int64_t number(int column) const { return sqlite3_column_int64(m_statement.handle.get(), column); }
     std::string_view text(int column) const;
 
+    const std::vector<std::string>& columns() const { return m_statement.columns; }
+    bool isNull(int column) const { return sqlite3_column_type(m_statement.handle.get(), column) == SQLITE_NULL; }
+
 private:
-    void bindOne(int place, std::int64_t value) { check(sqlite3_bind_int64(m_statement, place, value)); }
+    int place(std::string_view column) const;
+    void bindOne(int place, std::int64_t value) { check(sqlite3_bind_int64(m_statement.handle.get(), place, value)); }
     void bindOne(int place, std::string_view value)
     {
-        check(sqlite3_bind_text64(m_statement, place, value.data() == nullptr ? "" : value.data(), value.size(),
-                                  SQLITE_STATIC, SQLITE_UTF8));
+        check(sqlite3_bind_text64(m_statement.handle.get(), place, value.data() == nullptr ? "" : value.data(),
+                                  value.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
     }
     void check(int result) const;
+    std::string_view sql() const { return m_home->first; }
 
     Connection& m_connection;
-    sqlite3_stmt* m_statement;
+    Statement m_statement;
+    Connection::Idle::iterator m_home;
+    std::chrono::steady_clock::time_point m_deadline{};  // of this run; the epoch before its first step
+    mutable std::size_t m_nextColumn = 0;                // rows are mostly read in the order of their columns
 };
 
 /// Rolls back unless committed.
@@ -108,7 +178,7 @@ class Transaction {
 public:
     enum class Kind {
         Read,   // one unchanging view of the database
-        Write,  // the write lock from the start, so that it cannot fail half-way for want of it
+        Write,  // takes the write lock at the start, so that it cannot fail half-way for want of it
     };
 
     Transaction(Connection& connection, Kind kind);

@@ -161,8 +161,7 @@ void bringUpToDate(sqlite::Connection& connection, const std::string& path, Stor
     if (fill != nullptr) {
         fill(connection);
     }
-    connection.execute(
-        fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, wanted).c_str());
+    connection.execute(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, wanted));
     transaction.commit();
 }
 

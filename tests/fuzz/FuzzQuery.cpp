@@ -21,7 +21,7 @@ constexpr std::int64_t kShift = kNow - kNow % 86400 - 946'684'800;  // the sampl
 
 sqlite3* handleOf(corvaned::sqlite::Connection& connection)
 {
-    return sqlite3_db_handle(connection.prepared("SELECT 1"));
+    return connection.handle();
 }
 
 void copyPages(sqlite3* from, sqlite3* to)

@@ -212,6 +212,9 @@ Json answerSearch(Call& call)
     constexpr std::int64_t kUsual = 20;
     const std::string& exact = call.arguments.text("exact");
     const bool prefix = exact.empty() || exact == "no" || exact == "false" || exact == "0";
+    if (const std::string problem = guide::searchProblem(call.arguments.text("q")); !problem.empty()) {
+        throw Refusal(ServiceCode::BadValue, "parameter 'q' " + problem);
+    }
     const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const guide::Found found = guide::search(call.connection, call.arguments.text("q"),
                                              prefix ? guide::Match::Prefix : guide::Match::Exact, pageOf(call, kUsual));

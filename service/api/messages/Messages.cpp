@@ -15,9 +15,9 @@ struct CodeRow {
 // In the order of ServiceCode.
 constexpr CodeRow kCodes[] = {
     {"OK", 200},  {"100", 400}, {"101", 400}, {"102", 404}, {"103", 405}, {"105", 400},
-    {"206", 401}, {"207", 401}, {"500", 500}, {"600", 401}, {"104", 404},
+    {"206", 401}, {"207", 401}, {"500", 500}, {"600", 401}, {"104", 404}, {"503", 503},
 };
-static_assert(std::size(kCodes) == static_cast<std::size_t>(ServiceCode::NotFound) + 1);
+static_assert(std::size(kCodes) == static_cast<std::size_t>(ServiceCode::Unavailable) + 1);
 
 const CodeRow& rowOf(ServiceCode code)
 {

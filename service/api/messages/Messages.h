@@ -2,6 +2,7 @@
 // envelope comes out. Arguments.h reads a request's parameters; Service.h answers requests.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -26,7 +27,8 @@ enum class ServiceCode : std::uint8_t {
     TokenWrong,
     Fault,  // the service's own: its database failed
     AppKeyWrong,
-    NotFound,  // a channel, content or person that does not exist
+    NotFound,     // a channel, content or person that does not exist
+    Unavailable,  // the database took too long
 };
 
 /// "OK", or the three digits of the reply's "err".
@@ -40,6 +42,7 @@ struct Request {
     std::function<std::string(const char* name)> header;  // empty if the request has none of that name
     std::string_view body = {};                           // must outlive the answering
     std::string origin = {};                              // "http://127.0.0.1:8900", as the client reached the service
+    std::function<bool()> isOver = {};                    // whether the reply is no longer wanted; empty: it is wanted
 };
 
 struct Reply {
@@ -66,10 +69,11 @@ private:
 };
 
 struct ServiceSettings {
-    std::string secret;                    // shared with the clients; part of every token
-    std::optional<std::string> appKey;     // nothing: every key is accepted
-    Zone zone = Zone::ofMachine();         // for conf/localtime and times of day
-    std::int64_t sessionLifetime = 86400;  // seconds
+    std::string secret;                             // shared with the clients; part of every token
+    std::optional<std::string> appKey;              // nothing: every key is accepted
+    Zone zone = Zone::ofMachine();                  // for conf/localtime and times of day
+    std::int64_t sessionLifetime = 86400;           // seconds
+    std::chrono::milliseconds statementTime{2000};  // for one statement of SQL; 503 after it
     Clock now = systemNow;
 };
 

@@ -54,16 +54,14 @@ std::vector<std::string> rows(Store& store, std::string_view sql)
 {
     std::vector<std::string> result;
     const Store::Lease lease = store.lease();
-    sqlite3_stmt* const statement = (*lease).prepared(sql);
-    while (sqlite3_step(statement) == SQLITE_ROW) {
+    sqlite::Query query(*lease, sql);
+    while (query.next()) {
         std::string row;
-        for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-            const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-            row += (column > 0 ? "|" : "") + std::string(text != nullptr ? text : "NULL");
+        for (int column = 0; column < static_cast<int>(query.columns().size()); ++column) {
+            row.append(column > 0 ? "|" : "").append(query.isNull(column) ? "NULL" : query.text(column));
         }
         result.push_back(row);
     }
-    sqlite3_reset(statement);
     return result;
 }
 
