@@ -11,38 +11,6 @@ constexpr std::string_view kChannels =
 constexpr std::string_view kOneChannel =
     "SELECT source_id, number, name, icon_url, icon_width, icon_height FROM channel WHERE source_id = ?";
 
-// No airing is longer than the longest, so the index range begins where one that lasts into the window could begin.
-constexpr std::string_view kAirings = R"sql(
-    SELECT content_id, start, stop, type, lang, title, image_url, image_width, image_height,
-           (SELECT group_concat(genre_id) FROM airing_genre WHERE airing_id = airing.id),
-           translations, id
-    FROM airing
-    WHERE source_id = ?1 AND start < ?3 AND stop > ?2
-          AND start > ?2 - (SELECT value FROM guide WHERE name = 'longest') - 1
-    ORDER BY start, clump, id
-)sql";
-
-Channel channelOf(const sqlite::Query& row)
-{
-    return {row.number(0), row.text(1), row.text(2), {row.text(3), row.number(4), row.number(5)}};
-}
-
-// Puts the title of the language that serves best in the airing's place, where that is better than its own.
-void translate(sqlite::Query& translations, std::string_view wanted, Airing& airing, std::string& lang,
-               std::string& title)
-{
-    int best = languageMatch(airing.lang, wanted);
-    while (best < 2 && translations.next()) {
-        if (const int match = languageMatch(translations.text(0), wanted); match > best) {
-            best = match;
-            lang = translations.text(0);
-            title = translations.text(1);
-            airing.lang = lang;
-            airing.title = title;
-        }
-    }
-}
-
 std::string_view primaryTag(std::string_view lang)
 {
     return lang.substr(0, lang.find_first_of("-_"));
@@ -87,28 +55,18 @@ bool findChannel(sqlite::Connection& connection, std::int64_t source, const std:
     return true;
 }
 
-void forEachAiring(sqlite::Connection& connection, std::int64_t source, Instant from, Instant to, std::string_view lang,
-                   const std::function<void(const Airing&)>& visit)
+Channel channelOf(const sqlite::Query& row)
 {
-    std::string otherLang;
-    std::string otherTitle;
-    sqlite::Query rows(connection, kAirings);
-    rows.bind(source, from, to);
-    while (rows.next()) {
-        Airing airing{rows.number(0), rows.number(1), rows.number(2), rows.text(3),
-                      rows.text(4),   rows.text(5),   rows.text(9),   {rows.text(6), rows.number(7), rows.number(8)}};
-        if (rows.number(10) > 0 && !lang.empty()) {
-            sqlite::Query translations(connection, "SELECT lang, title FROM translation WHERE airing_id = ?");
-            translate(translations.bind(rows.number(11)), lang, airing, otherLang, otherTitle);
-        }
-        visit(airing);
-    }
+    return {row.number("source_id"),
+            row.text("number"),
+            row.text("name"),
+            {row.text("icon_url"), row.number("icon_width"), row.number("icon_height")}};
 }
 
 int languageMatch(std::string_view offered, std::string_view wanted)
 {
     if (sameTag(offered, wanted)) {
-        return 2;
+        return kSameLanguage;
     }
     return !wanted.empty() && sameTag(primaryTag(offered), primaryTag(wanted)) ? 1 : 0;
 }

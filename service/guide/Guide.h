@@ -1,14 +1,13 @@
-// What the endpoints ask of the guide. Every function reads on the connection it is given; callers that call several
-// hold a read transaction, so that an import in between cannot mix two guides.
+// The channels of the guide, and facts about it as a whole; Programmes.h has the programmes. Every function reads on
+// the connection it is given; callers of several functions hold a read transaction, so that an import in between cannot
+// mix two guides.
 #pragma once
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 
-#include "Clock.h"
 #include "Sqlite.h"
 
 namespace corvaned::guide {
@@ -26,21 +25,10 @@ struct Channel {
     Image icon;
 };
 
-struct Airing {
-    std::int64_t content = 0;
-    Instant start = 0;
-    Instant stop = 0;
-    std::string_view type;
-    std::string_view lang;
-    std::string_view title;
-    std::string_view genres;  // numbers, separated by commas
-    Image image;
-};
-
-/// Tells one guide from another; empty where that is not known.
+/// A digest that differs between guides; empty if it is not known.
 std::string digest(sqlite::Connection& connection);
 
-/// Tells one line-up from another; empty while the guide is empty.
+/// A digest that differs between line-ups; empty while the guide is empty.
 std::string lineupChecksum(sqlite::Connection& connection);
 
 /// Calls back for each channel, in the order of the line-up. The record is valid during the call.
@@ -50,12 +38,13 @@ void forEachChannel(sqlite::Connection& connection, const std::function<void(con
 /// @return whether it has
 bool findChannel(sqlite::Connection& connection, std::int64_t source, const std::function<void(const Channel&)>& visit);
 
-/// Calls back for each airing of a channel that is on at any moment of [from, to), in order of start.
-/// @param lang  the language wanted ("en", "en_GB"); where the listing has no such texts, its own first choice
-void forEachAiring(sqlite::Connection& connection, std::int64_t source, Instant from, Instant to, std::string_view lang,
-                   const std::function<void(const Airing&)>& visit);
+/// Reads a row with the columns source_id, number, name, icon_url, icon_width and icon_height of `channel`. The record
+/// is valid until the query's next step.
+Channel channelOf(const sqlite::Query& row);
 
-/// How well a listing's language serves the one wanted: 2 the same, 1 the same but for the region, 0 another.
+inline constexpr int kSameLanguage = 2;
+
+/// How well a listing's language serves the one wanted: kSameLanguage, 1 if only the region differs, else 0.
 int languageMatch(std::string_view offered, std::string_view wanted);
 
 }  // namespace corvaned::guide

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "GuideBrowse.h"
+#include "Programmes.h"
 
 namespace corvaned::guide {
 

@@ -1,48 +1,41 @@
-// Every query selects the same columns of a programme, so one function reads all rows.
-#include "GuideBrowse.h"
+#include "Programmes.h"
 
 #include <algorithm>
+
+#include "OnAir.h"
 
 namespace corvaned::guide {
 namespace {
 
-// A statement's text must last as long as the connection: these are made once and kept.
-std::string programmeQuery(std::string_view rest)
+// Every query of programmes selects these columns, so ProgrammeReader reads the rows of all of them.
+std::string programmeQuery(const std::string& rest)
 {
-    return std::string(R"sql(
-        SELECT airing.content_id, airing.series_id, airing.start, airing.stop, airing.type, airing.season,
-               airing.episode, airing.year, airing.runtime, airing.lang, airing.title, airing.ep_title,
+    return R"sql(
+        SELECT airing.id AS airing_id, airing.content_id, airing.series_id, airing.start, airing.stop, airing.type,
+               airing.season, airing.episode, airing.year, airing.runtime, airing.lang, airing.title, airing.ep_title,
                airing.short_desc, airing.rating, airing.image_url, airing.image_width, airing.image_height,
-               (SELECT group_concat(genre_id) FROM airing_genre WHERE airing_id = airing.id),
+               (SELECT group_concat(genre_id) FROM airing_genre WHERE airing_id = airing.id) AS genres,
                channel.source_id, channel.number, channel.name, channel.icon_url, channel.icon_width,
-               channel.icon_height, airing.translations, airing.id
-        FROM airing JOIN channel ON channel.source_id = airing.source_id
-    )sql")
-        .append(rest);
+               channel.icon_height, airing.translations
+        FROM airing JOIN channel ON channel.source_id = airing.source_id )sql" +
+           rest;
 }
 
-const std::string kOnAir = programmeQuery(R"sql(
-    WHERE airing.source_id = ?1 AND start <= ?2 AND stop > ?2
-          AND start > ?2 - (SELECT value FROM guide WHERE name = 'longest') - 1
-    ORDER BY start DESC, clump, airing.id LIMIT 1)sql");
+constexpr const char* kEndOfTime = "9223372036854775807";
 
-const std::string kWindow = programmeQuery(R"sql(
-    WHERE airing.source_id = ?1 AND start < ?3 AND stop > ?2
-          AND start > ?2 - (SELECT value FROM guide WHERE name = 'longest') - 1
-    ORDER BY start, clump, airing.id)sql");
+const std::string kOnAir = programmeQuery("WHERE airing.source_id = ?1 AND " + onAirAt("?2") + " ORDER BY " +
+                                          std::string(kLatestFirst) + " LIMIT 1");
 
-const std::string kFollowing = programmeQuery(R"sql(
-    WHERE airing.source_id = ?1 AND stop > ?2
-          AND start > ?2 - (SELECT value FROM guide WHERE name = 'longest') - 1
-    ORDER BY start, clump, airing.id LIMIT ?3)sql");
+const std::string kWindow = programmeQuery("WHERE airing.source_id = ?1 AND " + onAirDuring("?2", "?3") +
+                                           " ORDER BY airing.start, airing.clump, airing.id");
+
+const std::string kFollowing = programmeQuery("WHERE airing.source_id = ?1 AND " + onAirDuring("?2", kEndOfTime) +
+                                              " ORDER BY airing.start, airing.clump, airing.id LIMIT ?3");
 
 // ?5 holds the genres as a JSON array; an empty one asks for none in particular.
-const std::string kContents = programmeQuery(R"sql(
-    WHERE airing.id IN (
-        SELECT id FROM (
-            SELECT id, min(start) FROM airing
-            WHERE start < ?2 AND stop > ?1 AND start > ?1 - (SELECT value FROM guide WHERE name = 'longest') - 1
-                  AND (json_array_length(?5) = 0 OR EXISTS (
+const std::string kContents = programmeQuery(
+    "WHERE airing.id IN (SELECT id FROM (SELECT id, min(start) FROM airing WHERE " + onAirDuring("?1", "?2") + R"sql(
+            AND (json_array_length(?5) = 0 OR EXISTS (
                   SELECT 1 FROM airing_genre
                   WHERE airing_id = airing.id AND genre_id IN (SELECT value FROM json_each(?5))))
             GROUP BY content_id))
@@ -68,71 +61,79 @@ const std::string kEpisodesOf = programmeQuery(R"sql(
         WHERE place = 1)
     ORDER BY season = 0, season, episode = 0, episode, start, airing.id)sql");
 
-// Reads rows of programmes; keeps the texts of another language that it puts in the place of the airing's own.
-class Reader {
+// Reads rows of programmeQuery; owns the strings of a translation while they replace the airing's own.
+class ProgrammeReader {
 public:
-    Reader(sqlite::Connection& connection, std::string_view lang) : m_connection(connection), m_wanted(lang) {}
+    ProgrammeReader(sqlite::Connection& connection, std::string_view lang) : m_connection(connection), m_wanted(lang) {}
 
     void visit(const sqlite::Query& row, const ProgrammeVisit& visit)
     {
         Programme programme;
-        programme.content = row.number(0);
-        programme.series = row.number(1);
-        programme.start = row.number(2);
-        programme.stop = row.number(3);
-        programme.type = row.text(4);
-        programme.season = static_cast<int>(row.number(5));
-        programme.episode = static_cast<int>(row.number(6));
-        programme.year = static_cast<int>(row.number(7));
-        programme.runtime = static_cast<int>(row.number(8));
-        programme.lang = row.text(9);
-        programme.title = row.text(10);
-        programme.episodeTitle = row.text(11);
-        programme.description = row.text(12);
-        programme.rating = row.text(13);
-        programme.image = {row.text(14), row.number(15), row.number(16)};
-        programme.genres = row.text(17);
-        programme.channel = {
-            row.number(18), row.text(19), row.text(20), {row.text(21), row.number(22), row.number(23)}};
-        if (row.number(24) > 0 && !m_wanted.empty()) {
-            translate(row.number(25), programme);
+        programme.airing = row.number("airing_id");
+        programme.content = row.number("content_id");
+        programme.series = row.number("series_id");
+        programme.start = row.number("start");
+        programme.stop = row.number("stop");
+        programme.type = row.text("type");
+        programme.season = static_cast<int>(row.number("season"));
+        programme.episode = static_cast<int>(row.number("episode"));
+        programme.year = static_cast<int>(row.number("year"));
+        programme.runtime = static_cast<int>(row.number("runtime"));
+        programme.lang = row.text("lang");
+        programme.title = row.text("title");
+        programme.episodeTitle = row.text("ep_title");
+        programme.description = row.text("short_desc");
+        programme.rating = row.text("rating");
+        programme.image = {row.text("image_url"), row.number("image_width"), row.number("image_height")};
+        programme.genres = row.text("genres");
+        programme.channel = channelOf(row);
+        if (row.number("translations") > 0 && !m_wanted.empty()) {
+            translate(programme);
         }
         visit(programme);
     }
 
 private:
-    void translate(std::int64_t airing, Programme& programme)
+    // A translation without a string of its own leaves the first language's in place.
+    void translate(Programme& programme)
     {
         int best = languageMatch(programme.lang, m_wanted);
         sqlite::Query rows(m_connection,
                            "SELECT lang, title, ep_title, short_desc FROM translation WHERE airing_id = ?");
-        rows.bind(airing);
-        while (best < 2 && rows.next()) {
-            if (const int match = languageMatch(rows.text(0), m_wanted); match > best) {
-                best = match;
-                // A translation without a text of its own leaves the first language's there.
-                const std::string_view own[] = {programme.lang, programme.title, programme.episodeTitle,
-                                                programme.description};
-                for (int i = 0; i < 4; ++i) {
-                    m_texts[i] = rows.text(i).empty() ? std::string(own[i]) : std::string(rows.text(i));
-                }
-                programme.lang = m_texts[0];
-                programme.title = m_texts[1];
-                programme.episodeTitle = m_texts[2];
-                programme.description = m_texts[3];
+        rows.bind(programme.airing);
+        while (best < kSameLanguage && rows.next()) {
+            const int match = languageMatch(rows.text("lang"), m_wanted);
+            if (match <= best) {
+                continue;
             }
+            best = match;
+            replace(programme.lang, rows.text("lang"), m_lang);
+            replace(programme.title, rows.text("title"), m_title);
+            replace(programme.episodeTitle, rows.text("ep_title"), m_episodeTitle);
+            replace(programme.description, rows.text("short_desc"), m_description);
+        }
+    }
+
+    static void replace(std::string_view& own, std::string_view translated, std::string& kept)
+    {
+        if (!translated.empty()) {
+            kept = translated;
+            own = kept;
         }
     }
 
     sqlite::Connection& m_connection;
     std::string_view m_wanted;
-    std::string m_texts[4];
+    std::string m_lang;
+    std::string m_title;
+    std::string m_episodeTitle;
+    std::string m_description;
 };
 
 // Runs the query, whose parameters are bound, to its end.
 bool forEach(sqlite::Connection& connection, sqlite::Query& rows, std::string_view lang, const ProgrammeVisit& visit)
 {
-    Reader reader(connection, lang);
+    ProgrammeReader reader(connection, lang);
     bool any = false;
     while (rows.next()) {
         any = true;
@@ -195,7 +196,7 @@ bool airing(sqlite::Connection& connection, std::int64_t row, std::string_view l
     sqlite::Query rows(connection, kAiring);
     const bool known = rows.bind(row).next();
     if (known) {
-        Reader(connection, lang).visit(rows, visit);
+        ProgrammeReader(connection, lang).visit(rows, visit);
     }
     return known;
 }
@@ -228,7 +229,7 @@ void forEachCredit(sqlite::Connection& connection, std::int64_t content,
                        "WHERE content_id = ? ORDER BY place");
     rows.bind(content);
     while (rows.next()) {
-        visit({rows.number(0), rows.text(1), rows.text(2), rows.text(3)});
+        visit({rows.number("person_id"), rows.text("name"), rows.text("job"), rows.text("role")});
     }
 }
 
@@ -238,11 +239,11 @@ std::optional<Person> findPerson(sqlite::Connection& connection, std::int64_t id
     {
         sqlite::Query row(connection,
                           "SELECT name, (SELECT job FROM credit WHERE person_id = person.id GROUP BY job "
-                          "ORDER BY count(*) DESC, job LIMIT 1) FROM person WHERE id = ?");
+                          "ORDER BY count(*) DESC, job LIMIT 1) AS job FROM person WHERE id = ?");
         if (!row.bind(id).next()) {
             return std::nullopt;
         }
-        person = {id, std::string(row.text(0)), std::string(row.text(1)), {}};
+        person = {id, std::string(row.text("name")), std::string(row.text("job")), {}};
     }
     sqlite::Query rows(connection, "SELECT DISTINCT content_id FROM credit WHERE person_id = ? ORDER BY content_id");
     rows.bind(id);
@@ -259,7 +260,7 @@ std::vector<Genre> genres(sqlite::Connection& connection)
                        "SELECT id, name FROM genre WHERE EXISTS (SELECT 1 FROM airing_genre WHERE genre_id = genre.id) "
                        "ORDER BY id");
     while (rows.next()) {
-        result.push_back({rows.number(0), std::string(rows.text(1))});
+        result.push_back({rows.number("id"), std::string(rows.text("name"))});
     }
     return result;
 }

@@ -1,5 +1,5 @@
-// Programmes in full, as the browsing endpoints and the search tell of them. Guide.h has the lean queries of the
-// schedule. Every function reads on the connection it is given; callers that call several hold a read transaction.
+// Queries of programmes: what is on, what follows, and where a content is shown. Every function reads on the connection
+// it is given; callers of several functions hold a read transaction.
 #pragma once
 
 #include <cstdint>
@@ -15,8 +15,9 @@
 
 namespace corvaned::guide {
 
-/// One airing with its channel. Texts are valid during the call that hands it over.
+/// One airing with its channel. Strings are valid during the call that hands it over.
 struct Programme {
+    std::int64_t airing = 0;  // its id, valid until the next import
     std::int64_t content = 0;
     std::int64_t series = 0;  // 0: of none
     Channel channel;

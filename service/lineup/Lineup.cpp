@@ -12,14 +12,14 @@ using sqlite::Query;
 
 // The first city by the operator's order speaks for a headend.
 constexpr std::string_view kHeadendsAt = R"sql(
-    SELECT headend.id, headend.name, operator_id, operator_name, service_type, satellite, city.name, min(city.place)
+    SELECT headend.id, headend.name, operator_id, operator_name, service_type, satellite, city.name AS city, min(city.place)
     FROM headend JOIN headend_city ON headend_id = headend.id JOIN city ON city.code = city_code
     WHERE city.code = ?1 OR city.state_code = ?1
     GROUP BY headend.id ORDER BY headend.place
 )sql";
 
 constexpr std::string_view kNeighbours = R"sql(
-    SELECT headend.id, headend.name, operator_id, operator_name, service_type, satellite, city.name, min(city.place)
+    SELECT headend.id, headend.name, operator_id, operator_name, service_type, satellite, city.name AS city, min(city.place)
     FROM headend LEFT JOIN headend_city ON headend_id = headend.id LEFT JOIN city ON city.code = city_code
     WHERE ?1 = '' OR headend.id = ?1
           OR city_code IN (SELECT city_code FROM headend_city WHERE headend_id = ?1)
@@ -36,7 +36,7 @@ std::vector<Place> placesOf(Query& rows)
 {
     std::vector<Place> places;
     while (rows.next()) {
-        places.push_back({std::string(rows.text(0)), std::string(rows.text(1))});
+        places.push_back({std::string(rows.text("code")), std::string(rows.text("name"))});
     }
     return places;
 }
@@ -47,12 +47,19 @@ std::vector<Headend> headendsOf(sqlite::Connection& connection, std::string_view
     Query rows(connection, sql);
     rows.bind(key);
     while (rows.next()) {
-        const auto text = [&rows](int column) { return std::string(rows.text(column)); };
-        headends.push_back({text(0), text(1), text(2), text(3), text(4), text(5), text(6), {}});
+        const auto text = [&rows](const char* column) { return std::string(rows.text(column)); };
+        headends.push_back({text("id"),
+                            text("name"),
+                            text("operator_id"),
+                            text("operator_name"),
+                            text("service_type"),
+                            text("satellite"),
+                            text("city"),
+                            {}});
         Query devices(connection, "SELECT type, name FROM headend_device WHERE headend_id = ? ORDER BY place");
         devices.bind(headends.back().id);
         while (devices.next()) {
-            headends.back().devices.push_back({std::string(devices.text(0)), std::string(devices.text(1))});
+            headends.back().devices.push_back({std::string(devices.text("type")), std::string(devices.text("name"))});
         }
     }
     return headends;
@@ -66,8 +73,8 @@ std::vector<Station> derivedLineup(sqlite::Connection& connection, std::size_t l
     Query rows(connection, "SELECT number, source_id, name FROM channel ORDER BY position");
     for (std::size_t place = 1; rows.next(); ++place) {
         if (leaveOut == 0 || place % leaveOut != 0) {
-            stations.push_back({"", rows.number(1), std::string(rows.text(2))});
-            numbers.emplace_back(rows.text(0));
+            stations.push_back({"", rows.number("source_id"), std::string(rows.text("name"))});
+            numbers.emplace_back(rows.text("number"));
         }
     }
     for (std::size_t i = 0; i < stations.size(); ++i) {
@@ -158,15 +165,16 @@ std::vector<Station> lineupOf(sqlite::Connection& connection, std::string_view h
         Query rows(connection, kOwnLineup);
         rows.bind(headend);
         while (rows.next()) {
-            stations.push_back({std::string(rows.text(0)), rows.number(1), std::string(rows.text(2))});
+            stations.push_back(
+                {std::string(rows.text("number")), rows.number("source_id"), std::string(rows.text("name"))});
         }
     }
     Query pattern(connection,
                   "SELECT leave_out, rotate FROM headend WHERE id = ?1 "
                   "AND NOT EXISTS (SELECT 1 FROM headend_channel WHERE headend_id = ?1)");
     if (pattern.bind(headend).next()) {
-        stations = derivedLineup(connection, static_cast<std::size_t>(pattern.number(0)),
-                                 static_cast<std::size_t>(pattern.number(1)));
+        stations = derivedLineup(connection, static_cast<std::size_t>(pattern.number("leave_out")),
+                                 static_cast<std::size_t>(pattern.number("rotate")));
     }
     return stations;
 }
@@ -223,7 +231,7 @@ std::optional<Choice> loadChoice(sqlite::Connection& connection, std::string_vie
     if (!row.bind(user).next()) {
         return std::nullopt;
     }
-    return Choice{std::string(row.text(0)), std::string(row.text(1))};
+    return Choice{std::string(row.text("headend_id")), std::string(row.text("device"))};
 }
 
 }  // namespace corvaned::lineup

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Guide.h"
+#include "Programmes.h"
 #include "Server.h"
 #include "Session.h"
 #include "TestSupport.h"
@@ -43,9 +44,8 @@ TEST(Concurrency, ReadersSeeTheOldGuideOrTheNewAndNeverHalfOfOne)
                 int old = 0;
                 int fresh = 0;
                 for (std::int64_t source = 1; source <= 7; ++source) {
-                    guide::forEachAiring(*lease, source, *parseUtc("2026-01-01T00:00:00Z"),
-                                         *parseUtc("2027-01-01T00:00:00Z"), "",
-                                         [&](const guide::Airing& airing) { ++(airing.title == "old" ? old : fresh); });
+                    guide::window(*lease, source, *parseUtc("2026-01-01T00:00:00Z"), *parseUtc("2027-01-01T00:00:00Z"),
+                                  "", [&](const guide::Programme& airing) { ++(airing.title == "old" ? old : fresh); });
                 }
                 EXPECT_TRUE((old == kProgrammes && fresh == 0) || (old == 0 && fresh == kProgrammes / 2))
                     << old << " old and " << fresh << " new programmes";

@@ -1,4 +1,5 @@
 #include "Guide.h"
+#include "Programmes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,7 +20,7 @@ std::string programme(const std::string& start, const std::string& stop, const s
 std::vector<std::string> titles(Store& store, const char* from, const char* to, const char* lang = "")
 {
     std::vector<std::string> result;
-    guide::forEachAiring(*store.lease(), 1, *parseUtc(from), *parseUtc(to), lang, [&](const guide::Airing& airing) {
+    guide::window(*store.lease(), 1, *parseUtc(from), *parseUtc(to), lang, [&](const guide::Programme& airing) {
         result.push_back(std::string(airing.lang) + ":" + std::string(airing.title));
     });
     return result;

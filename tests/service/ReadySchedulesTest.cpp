@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "Guide.h"
+#include "Programmes.h"
 #include "TestSupport.h"
 
 namespace corvaned {
@@ -65,7 +66,7 @@ TEST(ReadySchedules, EveryWindowHoldsWhatTheGuideTells)
             for (Instant from = kFriday - 7200; from < kFriday + 3 * kDay; from += 1750) {
                 for (const Instant length : {Instant{1}, Instant{3600}, kDay / 4, 31 * kDay}) {
                     std::vector<std::string> expected;
-                    guide::forEachAiring(*lease, source, from, from + length, lang, [&](const guide::Airing& airing) {
+                    guide::window(*lease, source, from, from + length, lang, [&](const guide::Programme& airing) {
                         expected.push_back(formatUtc(airing.start) + " " + std::string(airing.title));
                     });
                     std::string text;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Guide.h"
+#include "Programmes.h"
 #include "TestSupport.h"
 
 namespace corvaned {
@@ -33,7 +34,7 @@ TEST(Sample, EveryChannelIsOnWheneverOneLooks)
         for (std::int64_t source = 1; source <= 10; ++source) {
             for (Instant moment = now - kDay; moment < now + 7 * kDay; moment += kDay / 5) {
                 int on = 0;
-                guide::forEachAiring(*lease, source, moment, moment + 3600, "", [&](const guide::Airing&) { ++on; });
+                guide::window(*lease, source, moment, moment + 3600, "", [&](const guide::Programme&) { ++on; });
                 EXPECT_GE(on, 1) << zoneName << " channel " << source << " at " << formatUtc(moment);
             }
         }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Guide.h"
+#include "Programmes.h"
 #include "ReplyParts.h"
 
 namespace corvaned {
@@ -10,7 +10,7 @@ namespace {
 
 constexpr Instant kDay = 86400;
 
-Json contentOf(const guide::Airing& airing)
+Json contentOf(const guide::Programme& airing)
 {
     Json content = {{"id", std::to_string(airing.content)},
                     {"lang", airing.lang},
@@ -37,7 +37,7 @@ ReadyDay::ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant 
     if (!known) {
         return;
     }
-    guide::forEachAiring(connection, source, day, day + kDay, lang, [&](const guide::Airing& airing) {
+    guide::window(connection, source, day, day + kDay, lang, [&](const guide::Programme& airing) {
         m_text += m_text.empty() ? "" : ",";
         m_text += jsonText(contentOf(airing));
         m_rows.push_back({airing.start, airing.stop, m_text.size()});

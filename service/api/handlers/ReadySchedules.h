@@ -24,7 +24,7 @@ namespace corvaned {
 class ReadyDay {
 public:
     /// @param day   the first second of the day
-    /// @param lang  as in guide::forEachAiring
+    /// @param lang  as in guide::window
     ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant day, std::string_view lang);
 
     /// The channel's JSON object up to the opening of its "content"; empty where the line-up lacks the channel.

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "GuideBrowse.h"
 #include "JsonTree.h"
+#include "Programmes.h"
 
 namespace corvaned {
 
