@@ -11,6 +11,7 @@
 
 #include "LineupSchema.h"
 #include "OperatorError.h"
+#include "TuningCountsSchema.h"
 #include "ViewerSchema.h"
 
 namespace corvaned {
@@ -130,7 +131,7 @@ constexpr const char* kVersions[] = {
         received INTEGER NOT NULL,
         content BLOB NOT NULL
     ) WITHOUT ROWID;
-    )sql", kViewerTables, kLineupTables,
+    )sql", kViewerTables, kLineupTables, kTuningCounts,
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)

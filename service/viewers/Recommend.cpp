@@ -5,6 +5,9 @@
 #include <set>
 #include <utility>
 
+#include "OnAir.h"
+#include "Programmes.h"
+
 namespace corvaned::recommend {
 namespace {
 
@@ -14,6 +17,7 @@ constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kHistory = 28 * kDay;
 constexpr std::int64_t kMissedSpan = 7 * kDay;
 constexpr std::int64_t kSlot = 10800;  // three hours
+constexpr std::int64_t kHalfHour = 1800;
 constexpr int kSlots = static_cast<int>(kDay / kSlot);
 constexpr std::size_t kPerSlot = 5;
 constexpr std::size_t kFallback = 10;
@@ -24,42 +28,69 @@ constexpr std::int64_t kMissedMost = 100;
 constexpr std::string_view kPopular = R"sql(
     SELECT channel.source_id
     FROM channel LEFT JOIN (
-        SELECT source_id, count(DISTINCT user_id || (at / 86400)) AS score
-        FROM tuning WHERE at > ?1 AND at <= ?2 GROUP BY source_id) USING (source_id)
-    ORDER BY coalesce(score, 0) DESC, position LIMIT ?3
+        SELECT source_id, sum(users) AS score FROM tuned_day WHERE day > ?1 GROUP BY source_id) USING (source_id)
+    ORDER BY coalesce(score, 0) DESC, position LIMIT ?2
 )sql";
 
-// Half hours, since the zones' offsets are whole numbers of them, but for a few that lose a quarter here.
-constexpr std::string_view kHabit =
-    "SELECT source_id, at / 1800, count(*) FROM tuning WHERE user_id = ?1 AND at > ?2 AND at <= ?3 GROUP BY 1, 2";
-constexpr std::string_view kHabitOfAll =
-    "SELECT source_id, at / 1800, count(DISTINCT user_id) FROM tuning WHERE at > ?2 AND at <= ?3 AND ?1 = '' "
-    "GROUP BY 1, 2";
-
-constexpr std::string_view kOnAt = R"sql(
-    SELECT id FROM airing
-    WHERE source_id = ?1 AND start <= ?2 AND stop > ?2
-          AND start > ?2 - (SELECT value FROM guide WHERE name = 'longest') - 1
-    ORDER BY start DESC, clump, id LIMIT 1
+// Half hours, since the offsets of zones are multiples of them, except a few that are rounded by a quarter here.
+constexpr std::string_view kHabit = R"sql(
+    SELECT source_id, at / 1800 AS half_hour, count(*) AS times
+    FROM tuning WHERE user_id = ? AND at > ? AND at <= ? GROUP BY source_id, half_hour
 )sql";
+
+// The counts, without those that the next tuning will forget.
+constexpr std::string_view kHabitOfAll = R"sql(
+    SELECT source_id, half_hour_of_day, sum(users) AS times
+    FROM (SELECT source_id, half_hour_of_day, users FROM tuned_habit
+          UNION ALL
+          SELECT source_id, half_hour % 48, -users FROM tuned_half_hour WHERE half_hour <= ?)
+    GROUP BY source_id, half_hour_of_day HAVING times > 0
+)sql";
+
 constexpr std::string_view kNext = "SELECT id FROM airing WHERE start >= ? ORDER BY start, id LIMIT ?";
 
-// ?1 the user, ?2 from, ?3 to, ?4 whether what was watched counts, ?5 the order.
-constexpr std::string_view kMissed = R"sql(
+// Airings that a user wishes. ?1 the user, ?2 from, ?3 to, ?4 whether what was watched counts.
+constexpr const char* kWished = R"sql(
     WITH wished AS MATERIALIZED (
         SELECT content_id, series_id FROM wish LEFT JOIN remembered_content USING (content_id)
         WHERE user_id = ?1 AND watched <= ?4)
-    SELECT id, max(start)
-    FROM airing JOIN channel USING (source_id)
-    WHERE start > ?2 - (SELECT value FROM guide WHERE name = 'longest') - 1 AND start < ?3 AND stop > ?2 AND stop <= ?3
-          AND (content_id IN (SELECT content_id FROM wished)
-               OR (series_id <> 0 AND series_id IN (SELECT series_id FROM wished)))
-          AND content_id NOT IN (SELECT content_id FROM dislike WHERE user_id = ?1)
-          AND content_id NOT IN (SELECT content_id FROM tuning WHERE user_id = ?1)
-          AND NOT EXISTS (SELECT 1 FROM tuning
-                          WHERE user_id = ?1 AND tuning.source_id = airing.source_id AND at >= start AND at < stop)
+)sql";
+const std::string kIsWished = guide::onAirDuring("?2", "?3") + R"sql(
+    AND (content_id IN (SELECT content_id FROM wished)
+         OR (series_id <> 0 AND series_id IN (SELECT series_id FROM wished)))
+    AND content_id NOT IN (SELECT content_id FROM dislike WHERE user_id = ?1)
+)sql";
+constexpr const char* kIsOverAndUnseen = R"sql(
+    AND stop <= ?3
+    AND content_id NOT IN (SELECT content_id FROM tuning WHERE user_id = ?1)
+    AND NOT EXISTS (SELECT 1 FROM tuning
+                    WHERE user_id = ?1 AND tuning.source_id = airing.source_id AND at >= start AND at < stop)
+)sql";
+
+// For these, reading ends with the last row that is needed. A user with few wishes has few airings, which are found by
+// content. With many wishes it is faster to walk through the airings in the order wanted and stop early.
+constexpr std::int64_t kManyWishes = 500;
+struct ByWishes {
+    std::string few;
+    std::string many;
+};
+
+ByWishes wishedAirings(const std::string& rest)
+{
+    const std::string select = std::string(kWished) + "SELECT id, content_id FROM airing ";
+    return {select + "WHERE " + kIsWished + rest, select + "INDEXED BY airing_by_start WHERE " + kIsWished + rest};
+}
+
+const ByWishes kMissedByTime = wishedAirings(std::string(kIsOverAndUnseen) + "ORDER BY start DESC, id");
+const ByWishes kWishedSoon = wishedAirings("ORDER BY start, id");
+
+// ?5 is the MissedOrder, ?6 how many at most.
+const std::string kMissedByName =
+    std::string(kWished) + "SELECT id, max(start) FROM airing WHERE " + kIsWished + kIsOverAndUnseen + R"sql(
     GROUP BY content_id
-    ORDER BY CASE ?5 WHEN 1 THEN title END, CASE ?5 WHEN 2 THEN position END, max(start) DESC, id
+    ORDER BY CASE ?5 WHEN 1 THEN title
+             ELSE (SELECT position FROM channel WHERE channel.source_id = airing.source_id) END,
+             max(start) DESC, id
     LIMIT ?6
 )sql";
 
@@ -82,32 +113,20 @@ constexpr std::string_view kRelated = R"sql(
     GROUP BY content_id ORDER BY 2 DESC, content_id LIMIT ?4
 )sql";
 
-constexpr std::string_view kWishedSoon = R"sql(
-    WITH wished AS MATERIALIZED (
-        SELECT content_id, series_id FROM wish LEFT JOIN remembered_content USING (content_id)
-        WHERE user_id = ?1)
-    SELECT id, min(start)
-    FROM airing
-    WHERE start > ?2 - (SELECT value FROM guide WHERE name = 'longest') - 1 AND start < ?3 AND stop > ?2
-          AND (content_id IN (SELECT content_id FROM wished)
-               OR (series_id <> 0 AND series_id IN (SELECT series_id FROM wished)))
-          AND content_id NOT IN (SELECT content_id FROM dislike WHERE user_id = ?1)
-    GROUP BY content_id ORDER BY min(start), id LIMIT ?4
-)sql";
-
 constexpr std::string_view kHabitualChannels = R"sql(
     SELECT source_id FROM tuning WHERE user_id = ? AND at > ? AND at <= ?
     GROUP BY source_id ORDER BY count(*) DESC, max(at) DESC
 )sql";
 
-constexpr std::string_view kFilms = R"sql(
+const std::string kFilms = R"sql(
     WITH liked AS MATERIALIZED (
         SELECT DISTINCT genre_id FROM airing_genre JOIN airing ON airing.id = airing_id
         WHERE content_id IN (SELECT content_id FROM wish WHERE user_id = ?1))
     SELECT id, min(start),
            (SELECT count(*) FROM airing_genre WHERE airing_id = airing.id AND genre_id IN (SELECT genre_id FROM liked))
     FROM airing
-    WHERE type = 'movie' AND start > ?2 - (SELECT value FROM guide WHERE name = 'longest') - 1 AND start < ?3 AND stop > ?2
+    WHERE type = 'movie' AND )sql" +
+                           guide::onAirDuring("?2", "?3") + R"sql(
           AND content_id NOT IN (SELECT content_id FROM dislike WHERE user_id = ?1)
     GROUP BY content_id ORDER BY 3 DESC, 2, id LIMIT ?4
 )sql";
@@ -121,11 +140,33 @@ std::vector<std::int64_t> numbersOf(Query& rows)
     return numbers;
 }
 
-// The airing on at that moment, 0 where the channel is silent.
+std::string_view queryFor(sqlite::Connection& connection, const ByWishes& queries, std::string_view user,
+                          std::int64_t watched)
+{
+    Query count(connection, "SELECT count(*) FROM (SELECT 1 FROM wish WHERE user_id = ? AND watched <= ? LIMIT ?)");
+    count.bind(user, watched, kManyWishes).next();
+    return count.number(0) < kManyWishes ? queries.few : queries.many;
+}
+
+// Of rows with id and content_id, the ids of the first row of each content, `most` at most.
+std::vector<std::int64_t> firstOfContents(Query& rows, std::int64_t most)
+{
+    std::vector<std::int64_t> airings;
+    std::set<std::int64_t> contents;
+    while (static_cast<std::int64_t>(airings.size()) < most && rows.next()) {
+        if (contents.insert(rows.number("content_id")).second) {
+            airings.push_back(rows.number("id"));
+        }
+    }
+    return airings;
+}
+
+// The id of the airing on at that moment; 0 if the channel is silent.
 std::int64_t onAt(sqlite::Connection& connection, std::int64_t source, Instant at)
 {
-    Query row(connection, kOnAt);
-    return row.bind(source, at).next() ? row.number(0) : 0;
+    std::int64_t airing = 0;
+    guide::onAir(connection, source, at, {}, [&](const guide::Programme& programme) { airing = programme.airing; });
+    return airing;
 }
 
 Instant slotBegin(const Zone& zone, Instant at)
@@ -134,18 +175,35 @@ Instant slotBegin(const Zone& zone, Instant at)
     return midnight + (at - midnight) / kSlot * kSlot;
 }
 
-std::vector<SlotPick> fromHabit(sqlite::Connection& connection, std::string_view habit, std::string_view user,
-                                const Zone& zone, Instant now, Reason reason)
+using Habit = std::map<int, std::map<std::int64_t, std::int64_t>>;  // times by slot, then by source
+
+Habit habitOf(sqlite::Connection& connection, std::string_view user, const Zone& zone, Instant now)
 {
-    std::map<int, std::map<std::int64_t, std::int64_t>> counts;  // by slot, then by source
-    {
-        Query rows(connection, habit);
-        rows.bind(user, now - kHistory, now);
-        while (rows.next()) {
-            constexpr std::int64_t kHalfHour = 1800;
-            counts[timeslotOf(zone, rows.number(1) * kHalfHour)][rows.number(0)] += rows.number(2);
-        }
+    Habit habit;
+    Query rows(connection, kHabit);
+    rows.bind(user, now - kHistory, now);
+    while (rows.next()) {
+        habit[timeslotOf(zone, rows.number("half_hour") * kHalfHour)][rows.number("source_id")] += rows.number("times");
     }
+    return habit;
+}
+
+// Half hours of a day of UTC are those of today in the zone, also before a change of its clock in the last four weeks.
+Habit habitOfAll(sqlite::Connection& connection, const Zone& zone, Instant now)
+{
+    Habit habit;
+    Query rows(connection, kHabitOfAll);
+    rows.bind((now - kHistory) / kHalfHour);
+    while (rows.next()) {
+        const Instant at = now / kDay * kDay + rows.number("half_hour_of_day") * kHalfHour;
+        habit[timeslotOf(zone, at)][rows.number("source_id")] += rows.number("times");
+    }
+    return habit;
+}
+
+std::vector<SlotPick> picksOf(sqlite::Connection& connection, Habit counts, const Zone& zone, Instant now,
+                              Reason reason)
+{
     std::vector<SlotPick> picks;
     for (int ahead = 0; ahead < kSlots; ++ahead) {
         const Instant at = ahead == 0 ? now : slotBegin(zone, now) + ahead * kSlot;
@@ -170,7 +228,13 @@ std::vector<SlotPick> fromHabit(sqlite::Connection& connection, std::string_view
 std::vector<std::int64_t> popularChannels(sqlite::Connection& connection, Instant now, std::int64_t count)
 {
     Query rows(connection, kPopular);
-    return numbersOf(rows.bind(now - kHistory, now, count));
+    return numbersOf(rows.bind((now - kHistory) / kDay, count));
+}
+
+void forgetOldCounts(sqlite::Connection& connection, Instant now)
+{
+    Query(connection, "DELETE FROM tuned_day WHERE day <= ?").bind((now - kHistory) / kDay).run();
+    Query(connection, "DELETE FROM tuned_half_hour WHERE half_hour <= ?").bind((now - kHistory) / kHalfHour).run();
 }
 
 int timeslotOf(const Zone& zone, Instant at)
@@ -180,13 +244,13 @@ int timeslotOf(const Zone& zone, Instant at)
 
 std::vector<SlotPick> slotsOf(sqlite::Connection& connection, std::string_view user, const Zone& zone, Instant now)
 {
-    std::vector<SlotPick> picks = fromHabit(connection, kHabit, user, zone, now, Reason::History);
+    std::vector<SlotPick> picks = picksOf(connection, habitOf(connection, user, zone, now), zone, now, Reason::History);
     return picks.empty() ? slotsOfAll(connection, zone, now) : picks;
 }
 
 std::vector<SlotPick> slotsOfAll(sqlite::Connection& connection, const Zone& zone, Instant now)
 {
-    std::vector<SlotPick> picks = fromHabit(connection, kHabitOfAll, "", zone, now, Reason::Popular);
+    std::vector<SlotPick> picks = picksOf(connection, habitOfAll(connection, zone, now), zone, now, Reason::Popular);
     if (!picks.empty()) {
         return picks;
     }
@@ -214,9 +278,13 @@ std::vector<SlotPick> slotsOfAll(sqlite::Connection& connection, const Zone& zon
 std::vector<std::int64_t> missed(sqlite::Connection& connection, std::string_view user, Instant now, Wish wish,
                                  MissedOrder order)
 {
-    Query rows(connection, kMissed);
-    return numbersOf(rows.bind(user, now - kMissedSpan, now, std::int64_t{wish == Wish::Watched},
-                               static_cast<std::int64_t>(order), kMissedMost));
+    const std::int64_t watched = wish == Wish::Watched ? 1 : 0;
+    if (order == MissedOrder::Time) {
+        Query rows(connection, queryFor(connection, kMissedByTime, user, watched));
+        return firstOfContents(rows.bind(user, now - kMissedSpan, now, watched), kMissedMost);
+    }
+    Query rows(connection, kMissedByName);
+    return numbersOf(rows.bind(user, now - kMissedSpan, now, watched, static_cast<std::int64_t>(order), kMissedMost));
 }
 
 std::vector<std::int64_t> related(sqlite::Connection& connection, std::int64_t content, std::int64_t series,
@@ -229,10 +297,11 @@ std::vector<std::int64_t> related(sqlite::Connection& connection, std::int64_t c
 std::vector<std::int64_t> television(sqlite::Connection& connection, std::string_view user, Instant now,
                                      std::int64_t count)
 {
+    constexpr std::int64_t kAlsoWatched = 1;
     std::vector<std::int64_t> airings;
     {
-        Query rows(connection, kWishedSoon);
-        airings = numbersOf(rows.bind(user, now, now + kDay, count));
+        Query rows(connection, queryFor(connection, kWishedSoon, user, kAlsoWatched));
+        airings = firstOfContents(rows.bind(user, now, now + kDay, kAlsoWatched), count);
     }
     std::vector<std::int64_t> sources;
     {
@@ -264,8 +333,9 @@ std::vector<App> apps(sqlite::Connection& connection)
     std::vector<App> list;
     Query rows(connection, "SELECT id, title, category, image_url, image_width, image_height FROM app ORDER BY place");
     while (rows.next()) {
-        list.push_back({std::string(rows.text(0)), std::string(rows.text(1)), std::string(rows.text(2)),
-                        std::string(rows.text(3)), rows.number(4), rows.number(5)});
+        list.push_back({std::string(rows.text("id")), std::string(rows.text("title")),
+                        std::string(rows.text("category")), std::string(rows.text("image_url")),
+                        rows.number("image_width"), rows.number("image_height")});
     }
     return list;
 }

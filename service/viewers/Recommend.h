@@ -12,9 +12,12 @@
 
 namespace corvaned::recommend {
 
-/// The sources of the line-up, those first that most viewers tuned to on most days of the last four weeks; of equals as
-/// the line-up has them.
+/// The sources of the line-up, those first that most viewers tuned to on most days of the last 28 days of UTC; equals
+/// in the order of the line-up.
 std::vector<std::int64_t> popularChannels(sqlite::Connection& connection, Instant now, std::int64_t count);
+
+/// Deletes the counts of tunings of more than four weeks ago. Call it in the transaction of a new tuning.
+void forgetOldCounts(sqlite::Connection& connection, Instant now);
 
 /// The day's slots of three hours, by the zone's wall clock: 1 begins at midnight, 8 is the last.
 int timeslotOf(const Zone& zone, Instant at);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kKeyBytes = 16;
 
-// A user is a device here. Its name is not sent back: whoever reads the user id learns nothing of the device.
+// A user is a device here. The user id does not reveal the device's name.
 std::string userOf(std::string_view device)
 {
     const Sha1 digest = sha1(std::string("device ").append(device));
@@ -48,7 +48,8 @@ TokenCheck checkToken(sqlite::Connection& connection, std::string_view token, st
     if (!row.bind(token.substr(0, first), now).next()) {
         return TokenCheck::Unknown;
     }
-    const Session session{std::string(row.text(0)), std::string(row.text(1)), std::string(row.text(2)), 0};
+    const Session session{std::string(row.text("id")), std::string(row.text("user_id")),
+                          std::string(row.text("seedkey")), 0};
     if (!sameSecret(token, sessionToken(session, secret))) {
         return TokenCheck::Wrong;
     }

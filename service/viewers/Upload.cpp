@@ -16,7 +16,7 @@ std::optional<Upload> findUpload(sqlite::Connection& connection, std::string_vie
     if (!row.bind(user).next()) {
         return std::nullopt;
     }
-    return Upload{std::string(row.text(0)), row.number(1), std::string(row.text(2))};
+    return Upload{std::string(row.text("filename")), row.number("received"), std::string(row.text("content"))};
 }
 
 }  // namespace corvaned

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <tuple>
 
+#include "Recommend.h"
+
 namespace corvaned::viewer {
 namespace {
 
@@ -41,19 +43,11 @@ bool rememberKnown(sqlite::Connection& connection, Subject subject, std::int64_t
     return isKnown(connection, subject, target);
 }
 
-constexpr std::string_view kContentOnAir = R"sql(
-    SELECT content_id FROM airing
-    WHERE source_id = ?1 AND start <= ?2 AND stop > ?2
-          AND start >= ?2 - (SELECT value FROM guide WHERE name = 'longest')
-    ORDER BY start DESC, clump LIMIT 1
-)sql";
-
-// Columns: target, since, title or name, place in the line-up.
 constexpr std::string_view kFavoriteChannels =
-    "SELECT target, since, name, position FROM favorite JOIN channel ON source_id = target "
+    "SELECT target, since, name AS title, position FROM favorite JOIN channel ON source_id = target "
     "WHERE user_id = ? AND kind = 'channel'";
 constexpr std::string_view kFavoriteContents =
-    "SELECT target, since, title, 0 FROM favorite JOIN remembered_content ON content_id = target "
+    "SELECT target, since, title, 0 AS position FROM favorite JOIN remembered_content ON content_id = target "
     "WHERE user_id = ? AND kind = 'content'";
 
 struct FavoriteRow {
@@ -124,7 +118,8 @@ std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_
     Query rows(connection, subject == Subject::Channel ? kFavoriteChannels : kFavoriteContents);
     rows.bind(user);
     while (rows.next()) {
-        found.push_back({rows.number(0), rows.number(1), std::string(rows.text(2)), rows.number(3)});
+        found.push_back(
+            {rows.number("target"), rows.number("since"), std::string(rows.text("title")), rows.number("position")});
     }
     std::sort(found.begin(), found.end(), [&](const FavoriteRow& left, const FavoriteRow& right) {
         return descending ? comesBefore(right, left, order) : comesBefore(left, right, order);
@@ -151,15 +146,15 @@ bool visitContent(sqlite::Connection& connection, std::int64_t content, Instant 
     }
     guide::Programme programme;
     programme.content = content;
-    programme.series = row.number(0);
-    programme.type = row.text(1);
-    programme.season = static_cast<int>(row.number(2));
-    programme.episode = static_cast<int>(row.number(3));
-    programme.year = static_cast<int>(row.number(4));
-    programme.image = {row.text(5), row.number(6), row.number(7)};
-    programme.lang = row.text(8);
-    programme.title = row.text(9);
-    programme.episodeTitle = row.text(10);
+    programme.series = row.number("series_id");
+    programme.type = row.text("type");
+    programme.season = static_cast<int>(row.number("season"));
+    programme.episode = static_cast<int>(row.number("episode"));
+    programme.year = static_cast<int>(row.number("year"));
+    programme.image = {row.text("image_url"), row.number("image_width"), row.number("image_height")};
+    programme.lang = row.text("lang");
+    programme.title = row.text("title");
+    programme.episodeTitle = row.text("ep_title");
     visit(programme);
     return true;
 }
@@ -188,11 +183,12 @@ VoteCount countVotes(sqlite::Connection& connection, std::string_view user, Subj
 {
     VoteCount count;
     Query row(connection, R"sql(
-        SELECT sum(likes), sum(1 - likes), max(CASE WHEN user_id = ? THEN 2 - likes ELSE 0 END)
+        SELECT sum(likes) AS likes, sum(1 - likes) AS dislikes,
+               max(CASE WHEN user_id = ? THEN 2 - likes ELSE 0 END) AS own
         FROM vote WHERE kind = ? AND target = ?
     )sql");
     if (row.bind(user, nameOf(subject), target).next()) {
-        count = {row.number(0), row.number(1), static_cast<Vote>(row.number(2))};
+        count = {row.number("likes"), row.number("dislikes"), static_cast<Vote>(row.number("own"))};
     }
     return count;
 }
@@ -205,8 +201,8 @@ std::int64_t addTuning(sqlite::Connection& connection, std::string_view user, st
         return 0;
     }
     if (content == 0) {
-        Query onAir(connection, kContentOnAir);
-        content = onAir.bind(source, now).next() ? onAir.number(0) : 0;
+        guide::onAir(connection, source, now, {},
+                     [&](const guide::Programme& programme) { content = programme.content; });
     }
     remember(connection, content);
     std::int64_t seq = 0;
@@ -217,6 +213,7 @@ std::int64_t addTuning(sqlite::Connection& connection, std::string_view user, st
     }
     Query(connection, "INSERT INTO tuning VALUES (?, ?, ?, ?, ?)").bind(user, seq, now, source, content).run();
     Query(connection, "DELETE FROM tuning WHERE user_id = ? AND seq <= ?").bind(user, seq - kTuningsKept).run();
+    recommend::forgetOldCounts(connection, now);
     transaction.commit();
     return seq;
 }
@@ -234,7 +231,7 @@ Agreement agreementOf(sqlite::Connection& connection, std::string_view user)
     Agreement agreement;
     Query row(connection, "SELECT status, anonymous FROM agreement WHERE user_id = ?");
     if (row.bind(user).next()) {
-        agreement = {std::string(row.text(0)), row.number(1) != 0};
+        agreement = {std::string(row.text("status")), row.number("anonymous") != 0};
     }
     return agreement;
 }

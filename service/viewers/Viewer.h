@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Clock.h"
-#include "GuideBrowse.h"
+#include "Programmes.h"
 #include "Sqlite.h"
 
 namespace corvaned::viewer {
