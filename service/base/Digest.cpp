@@ -1,35 +1,60 @@
 #include "Digest.h"
 
+#include <openssl/err.h>
 #include <openssl/rand.h>
 
-#include <new>
 #include <stdexcept>
 #include <vector>
 
 namespace corvaned {
+namespace {
+
+// A configuration of OpenSSL may refuse SHA-1.
+[[noreturn]] void fail()
+{
+    std::array<char, 256> reason{};
+    ERR_error_string_n(ERR_get_error(), reason.data(), reason.size());
+    throw std::runtime_error(std::string("cannot compute SHA-1: ") + reason.data());
+}
+
+}  // namespace
 
 Digest::Digest() : m_context(EVP_MD_CTX_new(), &EVP_MD_CTX_free)
 {
     if (!m_context || EVP_DigestInit_ex(m_context.get(), EVP_sha1(), nullptr) != 1) {
-        throw std::bad_alloc();
+        fail();
     }
 }
 
 void Digest::add(std::string_view text)
 {
     add(static_cast<std::int64_t>(text.size()));
-    EVP_DigestUpdate(m_context.get(), text.data(), text.size());
+    addBytes(text.data(), text.size());
 }
 
 void Digest::add(std::int64_t number)
 {
-    EVP_DigestUpdate(m_context.get(), &number, sizeof number);
+    // Lowest byte first on every machine, so that checksums kept in a database stay valid on another one.
+    std::array<unsigned char, sizeof number> bytes{};
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<unsigned char>(static_cast<std::uint64_t>(number) >> (8 * i));
+    }
+    addBytes(bytes.data(), bytes.size());
+}
+
+void Digest::addBytes(const void* bytes, std::size_t count)
+{
+    if (EVP_DigestUpdate(m_context.get(), bytes, count) != 1) {
+        fail();
+    }
 }
 
 std::string Digest::hex()
 {
     Sha1 bytes{};
-    EVP_DigestFinal_ex(m_context.get(), bytes.data(), nullptr);
+    if (EVP_DigestFinal_ex(m_context.get(), bytes.data(), nullptr) != 1) {
+        fail();
+    }
     return corvaned::hex(bytes.data(), bytes.size());
 }
 
@@ -37,7 +62,7 @@ Sha1 sha1(std::string_view text)
 {
     Sha1 bytes{};
     if (EVP_Digest(text.data(), text.size(), bytes.data(), nullptr, EVP_sha1(), nullptr) != 1) {
-        throw std::bad_alloc();
+        fail();
     }
     return bytes;
 }
@@ -58,7 +83,7 @@ std::string randomHex(std::size_t bytes)
 {
     std::vector<unsigned char> random(bytes);
     if (RAND_bytes(random.data(), static_cast<int>(bytes)) != 1) {
-        throw std::runtime_error("the system gives no random numbers");
+        throw std::runtime_error("cannot get random numbers from OpenSSL");
     }
     return hex(random.data(), random.size());
 }

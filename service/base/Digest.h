@@ -1,4 +1,5 @@
-// SHA-1 and random texts. SHA-1 is what the session token is made of; elsewhere it only tells texts apart.
+// SHA-1 and random strings. The session token is made with SHA-1; elsewhere SHA-1 only distinguishes strings. Every
+// function throws std::runtime_error with OpenSSL's reason if OpenSSL refuses.
 #pragma once
 
 #include <openssl/evp.h>
@@ -11,12 +12,12 @@
 
 namespace corvaned {
 
-/// SHA-1 of the texts added, in order.
+/// SHA-1 of what is added, in order.
 class Digest {
 public:
     Digest();
 
-    /// Adds a text together with its length, so that "ab","c" differs from "a","bc".
+    /// Adds a string together with its length, so that "ab","c" differs from "a","bc".
     void add(std::string_view text);
     void add(std::int64_t number);
 
@@ -24,18 +25,20 @@ public:
     std::string hex();
 
 private:
+    void addBytes(const void* bytes, std::size_t count);
+
     std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> m_context;
 };
 
 using Sha1 = std::array<unsigned char, 20>;
 
-/// SHA-1 of the bytes of text alone.
+/// SHA-1 of the bytes alone, without their length.
 Sha1 sha1(std::string_view text);
 
 /// Lower-case hexadecimal digits.
 std::string hex(const unsigned char* bytes, std::size_t count);
 
-/// Twice `bytes` hexadecimal digits that nobody can guess.
+/// Random hexadecimal digits, two per byte, from OpenSSL's generator for secrets.
 std::string randomHex(std::size_t bytes);
 
 }  // namespace corvaned

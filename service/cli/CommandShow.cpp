@@ -17,9 +17,9 @@ namespace corvaned {
 namespace {
 
 constexpr const char* kGuideFacts = R"sql(
-    SELECT (SELECT count(*) FROM channel), (SELECT count(*) FROM airing),
-           (SELECT count(DISTINCT content_id) FROM airing), (SELECT count(*) FROM genre),
-           (SELECT min(start) FROM airing), (SELECT max(stop) FROM airing)
+    SELECT (SELECT count(*) FROM channel) AS channels, (SELECT count(*) FROM airing) AS airings,
+           (SELECT count(DISTINCT content_id) FROM airing) AS contents, (SELECT count(*) FROM genre) AS genres,
+           (SELECT min(start) FROM airing) AS first, (SELECT max(stop) FROM airing) AS last
 )sql";
 
 // A row per user, whoever has a session or keeps anything.
@@ -29,10 +29,10 @@ constexpr const char* kUsers = R"sql(
         UNION SELECT user_id FROM vote UNION SELECT user_id FROM tuning
     )
     SELECT user_id,
-           (SELECT count(*) FROM session WHERE session.user_id = known.user_id AND expires > ?1),
-           (SELECT count(*) FROM favorite WHERE favorite.user_id = known.user_id),
-           (SELECT count(*) FROM vote WHERE vote.user_id = known.user_id AND likes > 0),
-           (SELECT count(*) FROM tuning WHERE tuning.user_id = known.user_id)
+           (SELECT count(*) FROM session WHERE session.user_id = known.user_id AND expires > ?1) AS sessions,
+           (SELECT count(*) FROM favorite WHERE favorite.user_id = known.user_id) AS favorites,
+           (SELECT count(*) FROM vote WHERE vote.user_id = known.user_id AND likes > 0) AS liked,
+           (SELECT count(*) FROM tuning WHERE tuning.user_id = known.user_id) AS tunings
     FROM known ORDER BY user_id
 )sql";
 
@@ -53,10 +53,11 @@ int showStats(const std::string& database)
     const Store::Lease lease = store.lease();
     sqlite::Query facts(*lease, kGuideFacts);
     facts.next();
-    fmt::print("channels    {}\nprogrammes  {}\ncontents    {}\ngenres      {}\n", facts.number(0), facts.number(1),
-               facts.number(2), facts.number(3));
-    if (facts.number(1) > 0) {
-        fmt::print("from        {}\nto          {}\n", formatUtc(facts.number(4)), formatUtc(facts.number(5)));
+    fmt::print("channels    {}\nprogrammes  {}\ncontents    {}\ngenres      {}\n", facts.number("channels"),
+               facts.number("airings"), facts.number("contents"), facts.number("genres"));
+    if (facts.number("airings") > 0) {
+        fmt::print("from        {}\nto          {}\n", formatUtc(facts.number("first")),
+                   formatUtc(facts.number("last")));
     }
     fmt::print("size        {} bytes\n", sizeOf(database));
     return kDone;
@@ -71,7 +72,8 @@ int showUsers(const std::string& database)
     sqlite::Query rows(*lease, kUsers);
     rows.bind(systemNow());
     while (rows.next()) {
-        fmt::print(kRow, rows.text(0), rows.number(1), rows.number(2), rows.number(3), rows.number(4));
+        fmt::print(kRow, rows.text("user_id"), rows.number("sessions"), rows.number("favorites"), rows.number("liked"),
+                   rows.number("tunings"));
     }
     return kDone;
 }

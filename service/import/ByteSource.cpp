@@ -94,8 +94,10 @@ public:
         : m_packed(std::move(packed)), m_name(std::move(name))
     {
         constexpr int kGzipOnly = 16 + MAX_WBITS;
-        if (inflateInit2(&m_stream, kGzipOnly) != Z_OK) {
+        if (const int result = inflateInit2(&m_stream, kGzipOnly); result == Z_MEM_ERROR) {
             throw std::bad_alloc();
+        } else if (result != Z_OK) {
+            throw OperatorError(fmt::format("{}: cannot unpack gzip: zlib reports {}", m_name, zError(result)));
         }
     }
     GzipSource(const GzipSource&) = delete;
@@ -145,8 +147,12 @@ public:
     XzSource(std::unique_ptr<ByteSource> packed, std::string name)
         : m_packed(std::move(packed)), m_name(std::move(name))
     {
-        if (lzma_stream_decoder(&m_stream, kXzMemory, LZMA_CONCATENATED) != LZMA_OK) {
+        if (const lzma_ret result = lzma_stream_decoder(&m_stream, kXzMemory, LZMA_CONCATENATED);
+            result == LZMA_MEM_ERROR) {
             throw std::bad_alloc();
+        } else if (result != LZMA_OK) {
+            throw OperatorError(
+                fmt::format("{}: cannot unpack xz: liblzma reports error {}", m_name, static_cast<int>(result)));
         }
     }
     XzSource(const XzSource&) = delete;

@@ -7,8 +7,9 @@
 #include <algorithm>
 #include <ctime>
 #include <memory>
-#include <new>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Clock.h"
@@ -17,14 +18,14 @@
 namespace corvaned {
 namespace {
 
-class Writer {
+class ListingWriter {
 public:
-    explicit Writer(std::FILE* file) : m_writer(nullptr, &xmlFreeTextWriter)
+    explicit ListingWriter(std::FILE* file) : m_writer(nullptr, &xmlFreeTextWriter)
     {
         xmlOutputBuffer* const buffer = xmlOutputBufferCreateFile(file, nullptr);
         m_writer.reset(buffer == nullptr ? nullptr : xmlNewTextWriter(buffer));
         if (!m_writer) {
-            throw std::bad_alloc();
+            throw std::runtime_error("libxml2 cannot write the listing");
         }
         xmlTextWriterSetIndent(m_writer.get(), 1);
         xmlTextWriterStartDocument(m_writer.get(), nullptr, "UTF-8", nullptr);
@@ -71,7 +72,7 @@ private:
     std::unique_ptr<xmlTextWriter, void (*)(xmlTextWriter*)> m_writer;
 };
 
-std::string textOf(const sqlite::Query& row, int column)
+std::string textOf(const sqlite::Query& row, std::string_view column)
 {
     return std::string(row.text(column));
 }
@@ -90,47 +91,50 @@ std::string xmltvTime(Instant instant)
                        parts.tm_hour, parts.tm_min, parts.tm_sec);
 }
 
-// Numbers that the import gave to channels without one are left out, so that it gives them again: written down, they
-// would move their channels forward among the others. Those channels stand behind all that have a number, so they
-// begin where the numbers stop rising, or where a name of digits only can have come from nothing but the id.
-void exportChannels(sqlite::Connection& connection, Writer& writer)
+// Numbers that the import has given to channels without one are left out, so that the next import gives them again;
+// written, they would move their channels forward. Those channels come after all that have a number of the listing, so
+// they begin where the numbers stop rising, or with a name of digits, which is then the channel's id.
+void exportChannels(sqlite::Connection& connection, ListingWriter& writer)
 {
-    sqlite::Query rows(connection,
-                       "SELECT listing_id, number, name, icon_url, icon_width, icon_height, CAST(number AS INTEGER) "
-                       "FROM channel JOIN source ON source.id = source_id ORDER BY position");
+    sqlite::Query rows(
+        connection,
+        "SELECT listing_id, number, name, icon_url, icon_width, icon_height, CAST(number AS INTEGER) AS place "
+        "FROM channel JOIN source ON source.id = source_id ORDER BY position");
     bool numbered = true;
-    for (std::int64_t last = 0; rows.next(); last = rows.number(6)) {
-        const std::string number = textOf(rows, 1);
-        const std::string name = textOf(rows, 2);
-        numbered = numbered && rows.number(6) >= last && (!isNumber(name) || name == number);
+    for (std::int64_t last = 0; rows.next(); last = rows.number("place")) {
+        const std::string number = textOf(rows, "number");
+        const std::string name = textOf(rows, "name");
+        numbered = numbered && rows.number("place") >= last && (!isNumber(name) || name == number);
         writer.begin("channel");
-        writer.attribute("id", textOf(rows, 0));
+        writer.attribute("id", textOf(rows, "listing_id"));
         if (!isNumber(name)) {
             writer.field("display-name", "lang", "", name);
         }
         if (numbered) {
             writer.field("lcn", "system", "", number);
         }
-        writer.icon(textOf(rows, 3), rows.number(4), rows.number(5));
+        writer.icon(textOf(rows, "icon_url"), rows.number("icon_width"), rows.number("icon_height"));
         writer.end();
     }
 }
 
 std::vector<ListingText> textsOf(sqlite::Connection& connection, const sqlite::Query& airing)
 {
-    std::vector<ListingText> texts = {{textOf(airing, 14), textOf(airing, 15), textOf(airing, 16), textOf(airing, 17)}};
-    if (airing.number(13) > 0) {
+    std::vector<ListingText> texts = {
+        {textOf(airing, "lang"), textOf(airing, "title"), textOf(airing, "ep_title"), textOf(airing, "short_desc")}};
+    if (airing.number("translations") > 0) {
         sqlite::Query rows(
             connection, "SELECT lang, title, ep_title, short_desc FROM translation WHERE airing_id = ? ORDER BY lang");
-        rows.bind(airing.number(0));
+        rows.bind(airing.number("id"));
         while (rows.next()) {
-            texts.push_back({textOf(rows, 0), textOf(rows, 1), textOf(rows, 2), textOf(rows, 3)});
+            texts.push_back(
+                {textOf(rows, "lang"), textOf(rows, "title"), textOf(rows, "ep_title"), textOf(rows, "short_desc")});
         }
     }
     return texts;
 }
 
-void exportTexts(const std::vector<ListingText>& texts, Writer& writer)
+void exportTexts(const std::vector<ListingText>& texts, ListingWriter& writer)
 {
     for (const ListingText& text : texts) {
         writer.field("title", "lang", text.lang, text.title);
@@ -147,18 +151,18 @@ void exportTexts(const std::vector<ListingText>& texts, Writer& writer)
     }
 }
 
-void exportGenres(sqlite::Connection& connection, std::int64_t airing, Writer& writer)
+void exportGenres(sqlite::Connection& connection, std::int64_t airing, ListingWriter& writer)
 {
     sqlite::Query rows(
         connection,
         "SELECT name FROM airing_genre JOIN genre ON genre.id = genre_id WHERE airing_id = ? ORDER BY place");
     rows.bind(airing);
     while (rows.next()) {
-        writer.field("category", "lang", "", textOf(rows, 0));
+        writer.field("category", "lang", "", textOf(rows, "name"));
     }
 }
 
-void exportCredits(sqlite::Connection& connection, std::int64_t content, Writer& writer)
+void exportCredits(sqlite::Connection& connection, std::int64_t content, ListingWriter& writer)
 {
     sqlite::Query rows(connection,
                        "SELECT job, role, name FROM credit JOIN person ON person.id = person_id WHERE content_id = ? "
@@ -169,7 +173,7 @@ void exportCredits(sqlite::Connection& connection, std::int64_t content, Writer&
     }
     writer.begin("credits");
     do {
-        writer.field(textOf(rows, 0).c_str(), "role", textOf(rows, 1), textOf(rows, 2));
+        writer.field(textOf(rows, "job").c_str(), "role", textOf(rows, "role"), textOf(rows, "name"));
     } while (rows.next());
     writer.end();
 }
@@ -181,42 +185,43 @@ std::string episodeNumbers(std::int64_t season, std::int64_t episode)
     return zeroBased(season) + "." + zeroBased(episode) + ".";
 }
 
-void exportProgrammes(sqlite::Connection& connection, Writer& writer)
+void exportProgrammes(sqlite::Connection& connection, ListingWriter& writer)
 {
     sqlite::Query rows(connection, R"sql(
         SELECT airing.id, listing_id, start, stop, clump, content_id, season, episode, year, runtime,
                image_url, image_width, image_height, translations, lang, title, ep_title, short_desc,
                (SELECT max(clump) + 1 FROM airing AS beside
-                WHERE beside.source_id = airing.source_id AND beside.start = airing.start),
+                WHERE beside.source_id = airing.source_id AND beside.start = airing.start) AS clumps,
                series_id, rating
         FROM airing JOIN source ON source.id = source_id ORDER BY airing.id
     )sql");
     while (rows.next()) {
         writer.begin("programme");
-        writer.attribute("start", xmltvTime(rows.number(2)));
-        writer.attribute("stop", xmltvTime(rows.number(3)));
-        writer.attribute("channel", textOf(rows, 1));
-        if (rows.number(18) > 1) {
-            writer.attribute("clumpidx", fmt::format("{}/{}", rows.number(4), rows.number(18)));
+        writer.attribute("start", xmltvTime(rows.number("start")));
+        writer.attribute("stop", xmltvTime(rows.number("stop")));
+        writer.attribute("channel", textOf(rows, "listing_id"));
+        if (rows.number("clumps") > 1) {
+            writer.attribute("clumpidx", fmt::format("{}/{}", rows.number("clump"), rows.number("clumps")));
         }
         exportTexts(textsOf(connection, rows), writer);
-        exportCredits(connection, rows.number(5), writer);
-        if (rows.number(8) > 0) {
-            writer.field("date", "", "", fmt::format("{:04}", rows.number(8)));
+        exportCredits(connection, rows.number("content_id"), writer);
+        if (rows.number("year") > 0) {
+            writer.field("date", "", "", fmt::format("{:04}", rows.number("year")));
         }
-        exportGenres(connection, rows.number(0), writer);
-        if (rows.number(9) > 0) {
-            writer.field("length", "units", "minutes", std::to_string(rows.number(9)));
+        exportGenres(connection, rows.number("id"), writer);
+        if (rows.number("runtime") > 0) {
+            writer.field("length", "units", "minutes", std::to_string(rows.number("runtime")));
         }
-        writer.icon(textOf(rows, 10), rows.number(11), rows.number(12));
-        if (rows.number(6) + rows.number(7) > 0) {
-            writer.field("episode-num", "system", "xmltv_ns", episodeNumbers(rows.number(6), rows.number(7)));
+        writer.icon(textOf(rows, "image_url"), rows.number("image_width"), rows.number("image_height"));
+        if (rows.number("season") + rows.number("episode") > 0) {
+            writer.field("episode-num", "system", "xmltv_ns",
+                         episodeNumbers(rows.number("season"), rows.number("episode")));
         }
-        writer.field("episode-num", "system", kContentIdSystem, std::to_string(rows.number(5)));
-        if (rows.number(19) > 0) {
-            writer.field("episode-num", "system", kSeriesIdSystem, std::to_string(rows.number(19)));
+        writer.field("episode-num", "system", kContentIdSystem, std::to_string(rows.number("content_id")));
+        if (rows.number("series_id") > 0) {
+            writer.field("episode-num", "system", kSeriesIdSystem, std::to_string(rows.number("series_id")));
         }
-        if (const std::string rating = textOf(rows, 20); !rating.empty()) {
+        if (const std::string rating = textOf(rows, "rating"); !rating.empty()) {
             writer.begin("rating");
             writer.field("value", "", "", rating);
             writer.end();
@@ -230,7 +235,7 @@ void exportProgrammes(sqlite::Connection& connection, Writer& writer)
 void exportListing(sqlite::Connection& connection, std::FILE* file)
 {
     const sqlite::Transaction view(connection, sqlite::Transaction::Kind::Read);
-    Writer writer(file);
+    ListingWriter writer(file);
     writer.begin("tv");
     writer.attribute("generator-info-name", "corvaned");
     exportChannels(connection, writer);

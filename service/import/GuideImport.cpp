@@ -4,8 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
-#include <map>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <unordered_map>
@@ -51,7 +50,6 @@ constexpr const char* kStaging = R"sql(
     CREATE TEMP TABLE staged_airing_genre (
         airing INTEGER NOT NULL, place INTEGER NOT NULL, genre INTEGER NOT NULL, PRIMARY KEY (airing, place)
     ) WITHOUT ROWID;
-    BEGIN;
 )sql";
 
 // A programme that does not say when it ends lasts until the next one of its channel. Where that is more than six
@@ -80,7 +78,7 @@ constexpr const char* kEmptyGuide = R"sql(
     UPDATE staged_genre SET genre_id = (SELECT genre.id FROM genre WHERE genre.name = staged_genre.name);
 )sql";
 
-// Parameters of the copies: what is added to ids, and the seconds that times are moved by.
+// Parameters of the copies: what is added to the ids of airings, and the seconds that times are moved by.
 constexpr std::string_view kCopyAirings = R"sql(
     INSERT INTO airing
     SELECT staged.id + ?1, source_id, start + ?2, stop + ?2, clump, content_id, type, season, episode, year, runtime,
@@ -113,19 +111,47 @@ constexpr const char* kFillSearch = R"sql(
     ORDER BY content_id;
 )sql";
 
+// The same on every machine, whatever its byte order: the digest's first eight bytes, lowest first.
 std::int64_t contentId(const std::string& key)
 {
     const Sha1 digest = sha1(key);
     std::uint64_t id = 0;
-    std::memcpy(&id, digest.data(), sizeof id);
-    return static_cast<std::int64_t>(id >> 1);  // positive, so that it stands in a URL without a sign
+    for (std::size_t i = 0; i < sizeof id; ++i) {
+        id |= std::uint64_t{digest[i]} << (8 * i);
+    }
+    return static_cast<std::int64_t>(id >> 1);  // positive, so that it has no sign in a URL
 }
+
+// The ids under which the guide knows a programme.
+struct ProgrammeIds {
+    std::int64_t content;
+    std::int64_t series;  // 0: of none
+};
+
+ProgrammeIds idsOf(const ListingProgramme& programme)
+{
+    ProgrammeIds ids{programme.content, programme.series};
+    if (ids.content <= 0) {
+        ids.content = contentId(programme.key);
+    }
+    if (ids.series <= 0) {
+        ids.series = programme.seriesKey.empty() ? 0 : contentId("series\n" + programme.seriesKey);
+    }
+    return ids;
+}
+
+// What one day of the staged guide covers.
+struct StagedSpan {
+    Instant first = 0;
+    Instant last = 0;
+};
 
 class Staging : public ListingSink {
 public:
     Staging(sqlite::Connection& connection, const ImportOptions& options) : m_connection(connection), m_options(options)
     {
         connection.execute(kStaging);
+        m_staging.emplace(connection, sqlite::Transaction::Kind::Read);
     }
 
     void read(const ListingInput& input)
@@ -156,7 +182,12 @@ private:
     void checkCount(std::size_t count, std::size_t most, const char* what) const;
     std::int64_t channelId(const std::string& listingId);
     std::int64_t genreId(const std::string& name);
-    void addCredits(std::int64_t content, const std::vector<ListingCredit>& credits);
+    bool stageAiring(const ListingProgramme& programme, const ProgrammeIds& ids, std::int64_t airing);
+    void stageTranslations(const ListingProgramme& programme, std::int64_t airing);
+    void stageGenres(const ListingProgramme& programme, std::int64_t airing);
+    void stageCredits(const ListingProgramme& programme, std::int64_t content);
+    void digestProgramme(const ListingProgramme& programme, const ProgrammeIds& ids);
+    StagedSpan spanOfStaged();
     std::string lineup();
     void replaceGuide(const std::vector<std::int64_t>& shifts);
     void setFact(std::string_view name, std::string_view value);
@@ -166,8 +197,10 @@ private:
     const ImportOptions& m_options;
     ListingReport m_listing;
     ImportReport m_report;
+    std::int64_t m_stagedAirings = 0;
     Digest m_digest;
-    // By number of channels and genres, which are bounded, not of programmes.
+    std::optional<sqlite::Transaction> m_staging;  // while listings are read
+    // These grow with channels and genres, which are bounded, not with programmes.
     std::unordered_map<std::string, KnownChannel> m_channels;
     std::unordered_map<std::string, std::int64_t> m_genres;
 };
@@ -230,80 +263,107 @@ void Staging::addProgramme(const ListingProgramme& programme)
     if (++m_listing.programmes % kProgressStep == 0) {
         m_options.progress(m_listing.name, m_listing.programmes);
     }
-    const std::int64_t content = programme.content > 0 ? programme.content : contentId(programme.key);
-    const std::int64_t series = programme.series > 0          ? programme.series
-                                : programme.seriesKey.empty() ? 0
-                                                              : contentId("series\n" + programme.seriesKey);
-    const ListingText& first = programme.texts.front();
-    const std::int64_t numbers[] = {programme.season,      programme.episode,      programme.year, programme.runtime,
-                                    programme.image.width, programme.image.height, programme.clump};
-    {
-        sqlite::Query insert(m_connection,
-                             "INSERT OR IGNORE INTO staged_airing VALUES "
-                             "(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-        insert.bind(m_report.airings + 1, channelId(programme.channel), programme.start, programme.stop.value_or(0),
-                    numbers[6], content, programme.type, numbers[0], numbers[1], numbers[2], numbers[3],
-                    programme.image.url, numbers[4], numbers[5], static_cast<std::int64_t>(programme.texts.size() - 1),
-                    first.lang, first.title, first.episodeTitle, first.description, series, programme.rating);
-        if (!programme.stop) {
-            insert.bindNull(4);
-        }
-        insert.run();
-    }
-    if (m_connection.changes() == 0) {
+    const ProgrammeIds ids = idsOf(programme);
+    const std::int64_t airing = m_stagedAirings + 1;
+    if (!stageAiring(programme, ids, airing)) {
         ++m_listing.repeated;
         return;
     }
-    const std::int64_t airing = ++m_report.airings;
+    m_stagedAirings = airing;
+    digestProgramme(programme, ids);
+    stageTranslations(programme, airing);
+    stageGenres(programme, airing);
+    stageCredits(programme, ids.content);
+}
 
+// Returns false if the listings have this airing already.
+bool Staging::stageAiring(const ListingProgramme& programme, const ProgrammeIds& ids, std::int64_t airing)
+{
+    constexpr int kStopParameter = 4;
+    const ListingText& first = programme.texts.front();
+    const auto translations = static_cast<std::int64_t>(programme.texts.size() - 1);
+    sqlite::Query insert(
+        m_connection,
+        "INSERT OR IGNORE INTO staged_airing (id, channel, start, stop, clump, content_id, type, season, "
+        "episode, year, runtime, image_url, image_width, image_height, translations, lang, title, "
+        "ep_title, short_desc, series_id, rating) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    insert.bind(airing, channelId(programme.channel), programme.start, programme.stop.value_or(0),
+                std::int64_t{programme.clump}, ids.content, programme.type, std::int64_t{programme.season},
+                std::int64_t{programme.episode}, std::int64_t{programme.year}, std::int64_t{programme.runtime},
+                programme.image.url, std::int64_t{programme.image.width}, std::int64_t{programme.image.height},
+                translations, first.lang, first.title, first.episodeTitle, first.description, ids.series,
+                programme.rating);
+    if (!programme.stop) {
+        insert.bindNull(kStopParameter);
+    }
+    insert.run();
+    return m_connection.changes() > 0;
+}
+
+void Staging::stageTranslations(const ListingProgramme& programme, std::int64_t airing)
+{
+    for (std::size_t i = 1; i < programme.texts.size(); ++i) {
+        const ListingText& text = programme.texts[i];
+        sqlite::Query(m_connection, "INSERT INTO staged_translation VALUES (?, ?, ?, ?, ?)")
+            .bind(airing, text.lang, text.title, text.episodeTitle, text.description)
+            .run();
+    }
+}
+
+void Staging::stageGenres(const ListingProgramme& programme, std::int64_t airing)
+{
+    std::int64_t place = 0;
+    for (const std::string& genre : programme.genres) {
+        sqlite::Query(m_connection, "INSERT INTO staged_airing_genre VALUES (?, ?, ?)")
+            .bind(airing, place++, genreId(genre))
+            .run();
+    }
+}
+
+// The first airing with credits decides for all airings of its content.
+void Staging::stageCredits(const ListingProgramme& programme, std::int64_t content)
+{
+    if (programme.credits.empty() ||
+        sqlite::Query(m_connection, "SELECT 1 FROM staged_credit WHERE content_id = ? LIMIT 1").bind(content).next()) {
+        return;
+    }
+    std::int64_t place = 0;
+    for (const ListingCredit& credit : programme.credits) {
+        sqlite::Query(m_connection, "INSERT INTO staged_credit VALUES (?, ?, ?, ?, ?)")
+            .bind(content, place++, credit.name, credit.job, credit.role)
+            .run();
+    }
+}
+
+// The order matters: a database keeps the digest of its guide from one import to the next.
+void Staging::digestProgramme(const ListingProgramme& programme, const ProgrammeIds& ids)
+{
     m_digest.add("programme");
     m_digest.add(programme.channel);
     m_digest.add(programme.start);
     m_digest.add(programme.stop.value_or(-1));
     m_digest.add(programme.type);
     m_digest.add(programme.image.url);
-    m_digest.add(content);
-    m_digest.add(series);
+    m_digest.add(ids.content);
+    m_digest.add(ids.series);
     m_digest.add(programme.rating);
-    for (const std::int64_t number : numbers) {
+    for (const int number : {programme.season, programme.episode, programme.year, programme.runtime,
+                             programme.image.width, programme.image.height, programme.clump}) {
         m_digest.add(number);
     }
     for (const ListingText& text : programme.texts) {
-        for (const std::string& part : {text.lang, text.title, text.episodeTitle, text.description}) {
-            m_digest.add(part);
-        }
-        if (&text != &first) {
-            sqlite::Query(m_connection, "INSERT INTO staged_translation VALUES (?, ?, ?, ?, ?)")
-                .bind(airing, text.lang, text.title, text.episodeTitle, text.description)
-                .run();
+        for (const std::string* const part : {&text.lang, &text.title, &text.episodeTitle, &text.description}) {
+            m_digest.add(*part);
         }
     }
-    for (std::size_t place = 0; place < programme.genres.size(); ++place) {
-        m_digest.add(programme.genres[place]);
-        sqlite::Query(m_connection, "INSERT INTO staged_airing_genre VALUES (?, ?, ?)")
-            .bind(airing, static_cast<std::int64_t>(place), genreId(programme.genres[place]))
-            .run();
+    for (const std::string& genre : programme.genres) {
+        m_digest.add(genre);
     }
-    addCredits(content, programme.credits);
-}
-
-// The first airing that names anybody speaks for all airings of its content.
-void Staging::addCredits(std::int64_t content, const std::vector<ListingCredit>& credits)
-{
-    for (const ListingCredit& credit : credits) {
-        for (const std::string& text : {credit.job, credit.name, credit.role}) {
-            m_digest.add(text);
+    for (const ListingCredit& credit : programme.credits) {
+        for (const std::string* const part : {&credit.job, &credit.name, &credit.role}) {
+            m_digest.add(*part);
         }
-    }
-    if (credits.empty() ||
-        sqlite::Query(m_connection, "SELECT 1 FROM staged_credit WHERE content_id = ? LIMIT 1").bind(content).next()) {
-        return;
-    }
-    std::int64_t place = 0;
-    for (const ListingCredit& credit : credits) {
-        sqlite::Query(m_connection, "INSERT INTO staged_credit VALUES (?, ?, ?, ?, ?)")
-            .bind(content, place++, credit.name, credit.job, credit.role)
-            .run();
     }
 }
 
@@ -317,8 +377,9 @@ void Staging::skip(int line, const std::string& reason)
 ImportReport Staging::apply()
 {
     m_report.channels = static_cast<std::int64_t>(m_channels.size());
-    const bool allBroken = std::all_of(m_report.listings.begin(), m_report.listings.end(),
-                                       [](const ListingReport& l) { return l.programmes == 0 && l.skipped > 0; });
+    const bool allBroken =
+        std::all_of(m_report.listings.begin(), m_report.listings.end(),
+                    [](const ListingReport& listing) { return listing.programmes == 0 && listing.skipped > 0; });
     if (allBroken) {
         throw OperatorError("nothing in the listings is usable; the guide stays as it is");
     }
@@ -327,22 +388,28 @@ ImportReport Staging::apply()
     }
 
     m_connection.execute(kMissingStops);
-    m_connection.execute("COMMIT");
+    m_staging->commit();
     std::vector<std::int64_t> shifts = {0};
-    if (m_report.airings > 0) {
-        sqlite::Query span(m_connection, "SELECT min(start), max(stop) FROM staged_airing");
-        span.next();
-        shifts = m_options.shifts(span.number(0), span.number(1));
-        m_report.first = span.number(0) + shifts.front();
-        m_report.last = span.number(1) + shifts.back();
+    if (m_stagedAirings > 0) {
+        const StagedSpan span = spanOfStaged();
+        shifts = m_options.shifts(span.first, span.last);
+        m_report.first = span.first + shifts.front();
+        m_report.last = span.last + shifts.back();
         m_report.shift = shifts.front();
-        m_report.airings *= static_cast<std::int64_t>(shifts.size());
+        m_report.airings = m_stagedAirings * static_cast<std::int64_t>(shifts.size());
     }
     for (const std::int64_t shift : shifts) {
         m_digest.add(shift);
     }
     replaceGuide(shifts);
     return m_report;
+}
+
+StagedSpan Staging::spanOfStaged()
+{
+    sqlite::Query span(m_connection, "SELECT min(start) AS first, max(stop) AS last FROM staged_airing");
+    span.next();
+    return {span.number("first"), span.number("last")};
 }
 
 void Staging::replaceGuide(const std::vector<std::int64_t>& shifts)
@@ -357,12 +424,12 @@ void Staging::replaceGuide(const std::vector<std::int64_t>& shifts)
         return;
     }
     m_connection.execute(kEmptyGuide);
-    std::int64_t base = 0;
+    std::int64_t idsTaken = 0;
     for (const std::int64_t shift : shifts) {
-        sqlite::Query(m_connection, kCopyAirings).bind(base, shift).run();
-        sqlite::Query(m_connection, kCopyTranslations).bind(base).run();
-        sqlite::Query(m_connection, kCopyGenres).bind(base).run();
-        base += m_report.airings / static_cast<std::int64_t>(shifts.size());
+        sqlite::Query(m_connection, kCopyAirings).bind(idsTaken, shift).run();
+        sqlite::Query(m_connection, kCopyTranslations).bind(idsTaken).run();
+        sqlite::Query(m_connection, kCopyGenres).bind(idsTaken).run();
+        idsTaken += m_stagedAirings;
     }
     m_connection.execute(kFillSearch);
     const std::string checksum = lineup();
@@ -387,24 +454,31 @@ std::string Staging::lineup()
         }
     }
     Digest checksum;
-    std::int64_t running = 0;
+    std::int64_t lastGiven = 0;
     sqlite::Query rows(m_connection,
-                       "SELECT source_id, id, number, name, icon_url, icon_width, icon_height FROM staged_channel "
+                       "SELECT source_id, number, name, icon_url, icon_width, icon_height FROM staged_channel "
                        "ORDER BY number = '', CAST(number AS INTEGER), id");
     for (std::int64_t position = 0; rows.next(); ++position) {
-        std::string number(rows.text(2));
-        while (number.empty() || (rows.text(2).empty() && taken.count(number) > 0)) {
-            number = std::to_string(++running);
+        std::string number(rows.text("number"));
+        if (number.empty()) {
+            do {
+                number = std::to_string(++lastGiven);
+            } while (taken.count(number) > 0);
         }
+        const std::int64_t source = rows.number("source_id");
+        const std::string_view name = rows.text("name");
+        const std::string_view iconUrl = rows.text("icon_url");
+        const std::int64_t iconWidth = rows.number("icon_width");
+        const std::int64_t iconHeight = rows.number("icon_height");
         sqlite::Query(m_connection, "INSERT INTO channel VALUES (?, ?, ?, ?, ?, ?, ?)")
-            .bind(rows.number(0), position, number, rows.text(3), rows.text(4), rows.number(5), rows.number(6))
+            .bind(source, position, number, name, iconUrl, iconWidth, iconHeight)
             .run();
-        checksum.add(rows.number(0));
+        checksum.add(source);
         checksum.add(number);
-        checksum.add(rows.text(3));
-        checksum.add(rows.text(4));
-        checksum.add(rows.number(5));
-        checksum.add(rows.number(6));
+        checksum.add(name);
+        checksum.add(iconUrl);
+        checksum.add(iconWidth);
+        checksum.add(iconHeight);
     }
     return checksum.hex();
 }

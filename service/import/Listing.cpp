@@ -53,9 +53,9 @@ constexpr Forgivable kForgivable[] = {
     {XML_ERR_INVALID_CHAR, nullptr},  // a control character, or bytes that the encoding does not have
 };
 
-class Reader {
+class ListingReader {
 public:
-    Reader(ByteSource& source, std::string name, ListingSink& sink, std::uint64_t unpackedLimit)
+    ListingReader(ByteSource& source, std::string name, ListingSink& sink, std::uint64_t unpackedLimit)
         : m_source(source), m_name(std::move(name)), m_unpackedLimit(unpackedLimit), m_records(sink)
     {}
 
@@ -69,7 +69,7 @@ private:
     };
 
     static xmlSAXHandler handlers();
-    static Reader& self(void* context) { return *static_cast<Reader*>(context); }
+    static ListingReader& self(void* context) { return *static_cast<ListingReader*>(context); }
 
     // Nothing may be thrown through libxml2: what `work` throws waits in m_thrown, nothing more is read or taken up,
     // and the parser comes to its end. (Stopping it outright frees buffers that it still holds pointers to.)
@@ -107,7 +107,7 @@ private:
 };
 
 template <typename Work>
-void Reader::guarded(Work work) noexcept
+void ListingReader::guarded(Work work) noexcept
 {
     if (m_thrown) {
         return;
@@ -119,7 +119,7 @@ void Reader::guarded(Work work) noexcept
     }
 }
 
-xmlSAXHandler Reader::handlers()
+xmlSAXHandler ListingReader::handlers()
 {
     xmlSAXHandler sax{};
     sax.initialized = XML_SAX2_MAGIC;
@@ -168,7 +168,7 @@ xmlSAXHandler Reader::handlers()
     return sax;
 }
 
-void Reader::run()
+void ListingReader::run()
 {
     static std::once_flag prepared;
     std::call_once(prepared, [] {
@@ -201,7 +201,7 @@ void Reader::run()
     }
 }
 
-int Reader::readBytes(char* buffer, int size)
+int ListingReader::readBytes(char* buffer, int size)
 {
     const std::size_t count = m_source.read(buffer, static_cast<std::size_t>(size));
     m_unpacked += count;
@@ -225,7 +225,7 @@ int Reader::readBytes(char* buffer, int size)
 
 // A listing that has lost a block to a failed disk or download holds NULs in its place, and the parser takes the first
 // one for the end.
-void Reader::checkNoNul(std::string_view bytes)
+void ListingReader::checkNoNul(std::string_view bytes)
 {
     if (m_unpacked == bytes.size() && bytes.size() >= 2) {
         const auto first = static_cast<unsigned char>(bytes[0]);
@@ -240,7 +240,7 @@ void Reader::checkNoNul(std::string_view bytes)
     }
 }
 
-void Reader::checkTag(int attributes)
+void ListingReader::checkTag(int attributes)
 {
     m_tagBegin = m_unpacked;
     if (attributes > kAttributeLimit) {
@@ -252,7 +252,7 @@ void Reader::checkTag(int attributes)
     }
 }
 
-void Reader::startElement(std::string_view name, RecordReader::Attributes attributes)
+void ListingReader::startElement(std::string_view name, RecordReader::Attributes attributes)
 {
     m_charset = m_depth == 0 ? m_parser->charset : m_charset;
     forgetError();
@@ -277,13 +277,13 @@ void Reader::startElement(std::string_view name, RecordReader::Attributes attrib
 
 // What the parser remembers of an error that it has recovered from would spoil the rest: it would drop every later
 // entity, &amp; included, and after bytes that are not UTF-8 check no others.
-void Reader::forgetError()
+void ListingReader::forgetError()
 {
     m_parser->wellFormed = 1;
     m_parser->charset = m_charset;
 }
 
-void Reader::endElement()
+void ListingReader::endElement()
 {
     forgetError();
     m_tagBegin = m_unpacked;
@@ -295,7 +295,7 @@ void Reader::endElement()
     m_ended = --m_depth == 0;
 }
 
-xmlEntityPtr Reader::findEntity(const xmlChar* name)
+xmlEntityPtr ListingReader::findEntity(const xmlChar* name)
 {
     if (xmlEntityPtr predefined = xmlGetPredefinedEntity(name); predefined != nullptr) {
         return predefined;
@@ -321,7 +321,7 @@ xmlEntityPtr Reader::findEntity(const xmlChar* name)
     return &found.entity;
 }
 
-void Reader::noteError(const xmlError& error)
+void ListingReader::noteError(const xmlError& error)
 {
     const bool inAttribute = m_parser->instate == XML_PARSER_ATTRIBUTE_VALUE;
     const bool inText = m_parser->instate == XML_PARSER_CONTENT && m_depth > 0;
@@ -347,7 +347,7 @@ void Reader::noteError(const xmlError& error)
     }
 }
 
-void Reader::refuse(std::int64_t line, const std::string& reason) const
+void ListingReader::refuse(std::int64_t line, const std::string& reason) const
 {
     throw OperatorError(fmt::format("{}:{}: {}", m_name, line, reason));
 }
@@ -356,7 +356,7 @@ void Reader::refuse(std::int64_t line, const std::string& reason) const
 
 void readListing(ByteSource& source, const std::string& name, ListingSink& sink, std::uint64_t unpackedLimit)
 {
-    Reader(source, name, sink, unpackedLimit).run();
+    ListingReader(source, name, sink, unpackedLimit).run();
 }
 
 }  // namespace corvaned

@@ -92,9 +92,9 @@ constexpr RowKind kRows[] = {
       {"height", Column::Number}}},
 };
 
-class Reader {
+class PlacesReader {
 public:
-    Reader(sqlite::Connection& connection, const std::string& name) : m_connection(connection), m_name(name) {}
+    PlacesReader(sqlite::Connection& connection, const std::string& name) : m_connection(connection), m_name(name) {}
 
     void readLine(std::string_view line);
     const PlacesReport& report() const { return m_report; }
@@ -121,7 +121,7 @@ private:
 };
 
 // A field is quoted where it holds a comma; a quote within it is doubled.
-std::vector<std::string> Reader::split(std::string_view line) const
+std::vector<std::string> PlacesReader::split(std::string_view line) const
 {
     std::vector<std::string> fields(1);
     bool quoted = false;
@@ -143,7 +143,7 @@ std::vector<std::string> Reader::split(std::string_view line) const
     return fields;
 }
 
-void Reader::check(const ColumnRule& rule, std::string& value)
+void PlacesReader::check(const ColumnRule& rule, std::string& value)
 {
     if (rule.column == Column::Postal) {
         value = lineup::plainPostalCode(value);
@@ -171,7 +171,7 @@ void Reader::check(const ColumnRule& rule, std::string& value)
     }
 }
 
-void Reader::readLine(std::string_view line)
+void PlacesReader::readLine(std::string_view line)
 {
     ++m_line;
     if (!line.empty() && line.back() == '\r') {
@@ -230,7 +230,7 @@ PlacesReport importPlaces(sqlite::Connection& connection, std::string_view text,
     if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
         text.remove_prefix(kByteOrderMark.size());
     }
-    Reader reader(connection, name);
+    PlacesReader reader(connection, name);
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         reader.readLine(line);

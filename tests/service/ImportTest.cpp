@@ -82,6 +82,16 @@ TEST(Import, ALaterListingReplacesTheGuideAndKeepsNumbers)
     EXPECT_THAT(rows(db.store, "SELECT source_id, name FROM channel"), ElementsAre("1|a"));
 }
 
+TEST(Import, ContentIdsAreTheSameOnEveryMachine)
+{
+    // The first eight bytes of the SHA-1 of "EP00000001", lowest first and halved; from sha1sum.
+    test::TestStore db;
+    importText(db.store,
+               "<tv><programme channel='1' start='20261120200000 +0000'><title>A</title>"
+               "<episode-num system='dd_progid'>EP00000001</episode-num></programme></tv>");
+    EXPECT_THAT(rows(db.store, "SELECT content_id FROM airing"), ElementsAre("7865046424916916355"));
+}
+
 TEST(Import, ARefusedListingChangesNothing)
 {
     TestStore db;

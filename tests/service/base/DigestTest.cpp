@@ -1,0 +1,24 @@
+// Expected digests come from sha1sum.
+#include "Digest.h"
+
+#include <gtest/gtest.h>
+
+namespace corvaned {
+namespace {
+
+TEST(Digest, NumbersCountLowestByteFirstOnEveryMachine)
+{
+    Digest digest;
+    digest.add(std::int64_t{0x0102030405060708});
+    EXPECT_EQ(digest.hex(), "bdf4f1e774ecc1fadcd82108d8d0cced4df641f3");
+}
+
+TEST(Digest, StringsCountWithTheirLength)
+{
+    Digest digest;
+    digest.add("abc");
+    EXPECT_EQ(digest.hex(), "5ef511ce7f60fe75173361a87bb91d36e30e9193");
+}
+
+}  // namespace
+}  // namespace corvaned
