@@ -1,8 +1,10 @@
-// Preloaded into the program under test: stands in for the calls by which SQLite writes, and has the disk fail, or the
-// process die, at a chosen one of them. CORVANE_DISK_FAULT says which: "kill 17" ends the process before its 17th
-// write, "full 17" leaves no room from the 17th write on, "sync 3" fails from the third fsync on. Files without a name
-// that holds "guide.db" are left alone.
+// Preloaded into the program under test: replaces the calls by which SQLite writes, and has the disk fail, or the
+// process die, at a chosen one of them. CORVANE_DISK_FAULT chooses it: "kill 17" ends the process before its 17th
+// write, "full 17" leaves no room from the 17th write on, "sync 3" fails from the third fsync on. CORVANE_SYNC_LOG
+// names a file that gets the name of each file that is flushed. Files without "guide.db" in their path are not touched.
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -32,13 +34,34 @@ struct Fault {
     bool is(const char* name) const { return std::strcmp(kind, name) == 0; }
 };
 
+struct Path {
+    char text[4096] = "";
+    explicit Path(int descriptor)
+    {
+        char link[64];
+        std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
+        (void)!::readlink(link, text, sizeof text - 1);
+    }
+    bool isDatabase() const { return std::strstr(text, "guide.db") != nullptr; }
+};
+
 bool isDatabase(int descriptor)
 {
-    char link[64];
-    char path[4096] = "";
-    std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
-    const ssize_t length = ::readlink(link, path, sizeof path - 1);
-    return length > 0 && std::strstr(path, "guide.db") != nullptr;
+    return Path(descriptor).isDatabase();
+}
+
+void logSync(int descriptor)
+{
+    static const char* const kLog = std::getenv("CORVANE_SYNC_LOG");
+    const Path path(descriptor);
+    if (kLog == nullptr || !path.isDatabase()) {
+        return;
+    }
+    char line[300];
+    const int length = std::snprintf(line, sizeof line, "%.256s\n", std::strrchr(path.text, '/') + 1);
+    const int file = ::open(kLog, O_WRONLY | O_CREAT | O_APPEND, 0600);
+    (void)!::syscall(SYS_write, file, line, length);  // not by the write() below
+    ::close(file);
 }
 
 /// @return true where the call has to fail with errno
@@ -93,12 +116,14 @@ int ftruncate64(int descriptor, off64_t length) noexcept
 int fsync(int descriptor)
 {
     static const auto next = original<decltype(&fsync)>("fsync");
+    logSync(descriptor);
     return fails(Operation::Sync, descriptor) ? -1 : next(descriptor);
 }
 
 int fdatasync(int descriptor)
 {
     static const auto next = original<decltype(&fdatasync)>("fdatasync");
+    logSync(descriptor);
     return fails(Operation::Sync, descriptor) ? -1 : next(descriptor);
 }
 

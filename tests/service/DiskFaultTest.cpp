@@ -4,10 +4,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <sstream>
 
 #include "ChildProcess.h"
 #include "TestSupport.h"
@@ -55,6 +57,9 @@ protected:
     std::string listingFile() const { return m_folder.path() + ".xml"; }
     std::string database() const { return m_folder.path(); }
 
+    /// A name without "guide.db", whose writes the faults would count.
+    std::string syncLog() const { return m_folder.path().substr(0, m_folder.path().rfind('/')) + "/syncs"; }
+
     /// The old guide again.
     void startOver() const
     {
@@ -70,7 +75,8 @@ protected:
         const support::ProcessResult result =
             support::runProcess({CORVANED_PROGRAM,
                                  {"import", "--db", database(), listingFile()},
-                                 {std::string("LD_PRELOAD=") + CORVANED_DISK_FAULT, "CORVANE_DISK_FAULT=" + fault}});
+                                 {std::string("LD_PRELOAD=") + CORVANED_DISK_FAULT, "CORVANE_DISK_FAULT=" + fault,
+                                  "CORVANE_SYNC_LOG=" + syncLog()}});
         m_errors = result.errors;
         return result.exitCode;
     }
@@ -138,6 +144,27 @@ TEST_F(DiskFault, AFailingSyncIsSaidAndChangesNothing)
     });
     EXPECT_GE(tried, 1);
     fmt::print("figure: imports whose sync failed, each from another one on: {}\n", tried);
+}
+
+using DurabilityOnDisk = DiskFault;
+
+// A power failure loses what the disk does not have: the log is flushed before the database, and the database before
+// the log is begun anew.
+TEST_F(DurabilityOnDisk, AnImportFlushesTheLogAndThenTheDatabase)
+{
+    std::filesystem::remove(syncLog());
+    startOver();
+    ASSERT_EQ(import(""), 0);
+    std::istringstream lines(test::readFile(syncLog()));
+    std::vector<std::string> flushed;
+    for (std::string line; std::getline(lines, line);) {
+        flushed.push_back(line);
+    }
+    const auto log = std::find(flushed.begin(), flushed.end(), "guide.db-wal");
+    ASSERT_NE(log, flushed.end()) << "the log was not flushed";
+    EXPECT_EQ(std::count(log, flushed.end(), "guide.db"), std::count(flushed.begin(), flushed.end(), "guide.db"))
+        << "the database was flushed before the log";
+    EXPECT_GE(std::count(log, flushed.end(), "guide.db"), 1) << "the database was not flushed after the log";
 }
 
 }  // namespace
