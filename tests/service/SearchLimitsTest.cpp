@@ -80,7 +80,7 @@ TEST_F(StatementLimits, ALongStatementGives503)
         R"({"rsp":{"stat":"FAIL","err":{"code":"503","msg":"the service takes too long to answer this; try again )"
         R"(later"}}})");
     EXPECT_THAT(log, HasSubstr("browse/content/list: a statement took too long: "));
-    EXPECT_THAT(log, HasSubstr("SELECT airing.content_id"));
+    EXPECT_THAT(log, HasSubstr("(in: SELECT airing.id"));
 }
 
 TEST_F(StatementLimits, AStatementEndsWhenTheClientLeaves)
