@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -51,6 +52,7 @@ struct ServeArguments {
     std::string key;
     std::string zone;
     std::int64_t sessionHours = 24;
+    std::int64_t statementSeconds = 2;
     std::size_t logLinesPerSecond = ServerSettings().logLinesPerSecond;
     bool allowFaults = false;
     std::vector<std::string> faults;
@@ -212,6 +214,7 @@ int runServe(ServeArguments& arguments)
     service.appKey = arguments.appKey.value;
     service.zone = zoneOf(arguments.zone);
     service.sessionLifetime = arguments.sessionHours * 3600;
+    service.statementTime = std::chrono::seconds(arguments.statementSeconds);
     const Zone zone = service.zone;
 
     const bool sample = arguments.database.empty();
@@ -283,6 +286,9 @@ Command addServe(CLI::App& app)
     key->needs(certificate);
     serve->add_option("--zone", arguments->zone,
                       "Zone of the local time: Asia/Seoul or +09:00 (default: this machine's)");
+    serve->add_option("--statement-seconds", arguments->statementSeconds, "Seconds that one statement of SQL may run")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 3600));
     serve->add_option("--session-hours", arguments->sessionHours, "Hours that a session lasts")
         ->capture_default_str()
         ->check(CLI::Range(1, 24 * 366));

@@ -33,9 +33,9 @@ http::Reply refusal(int status, const std::string& message)
 
 http::Reply answer(Service& service, const http::Request& request)
 {
-    return httpReply(
-        service.answer({request.method, request.path, request.query,
-                        [&request](const char* name) { return request.header(name); }, request.body, request.origin}));
+    return httpReply(service.answer({request.method, request.path, request.query,
+                                     [&request](const char* name) { return request.header(name); }, request.body,
+                                     request.origin, [&request] { return request.isOver(); }}));
 }
 
 // A path may be followed by parameters, which tell what a viewer watches.
