@@ -1,6 +1,7 @@
 #include "HttpCore.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -111,6 +112,9 @@ void HttpCore::add(int socket, bool isV6, const std::string& remote)
     }
     const int yes = 1;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    // Otherwise the kernel takes megabytes for a client that does not read, and its replies are all made at once.
+    constexpr int kUnsentInKernel = 65536;
+    ::setsockopt(socket, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kUnsentInKernel, sizeof kUnsentInKernel);
     asio::ip::tcp::socket owned(m_context);
     boost::system::error_code failed;
     owned.assign(isV6 ? asio::ip::tcp::v6() : asio::ip::tcp::v4(), socket, failed);
@@ -233,6 +237,14 @@ void HttpCore::tick()
 {
     const TimePoint now = Clock::now();
     forEach([now](HttpConnection& connection) { connection.tick(now); });
+    // What thousands of connections took is given back when most of them have gone.
+    constexpr std::size_t kMany = 1000;
+    constexpr std::size_t kMost = 8;
+    m_peak = std::max(m_peak, m_count);
+    if (m_peak >= kMany && m_count < m_peak / kMost) {
+        m_peak = m_count;
+        ::malloc_trim(0);
+    }
     if (m_count > 0) {
         startTicking();
     }

@@ -103,6 +103,7 @@ private:
     Connections m_lists[3];
     std::unordered_map<std::string, std::size_t> m_perAddress;
     std::size_t m_count = 0;
+    std::size_t m_peak = 0;  // of m_count, since memory was last given back
     std::size_t m_bodyBytes = 0;
     std::size_t m_unsentBytes = 0;
     bool m_stopping = false;

@@ -21,9 +21,9 @@ struct ServerLimits {
     std::size_t bodyBytes = 1 << 20;       // 413 above, before and after decompression
 
     // Memory for all connections together, in bytes.
-    std::size_t bodyBytesInAll = 32 << 20;  // 503 above: bodies that are not complete, or wait for a handler
+    std::size_t bodyBytesInAll = 24 << 20;  // 503 above: bodies that are not complete, or wait for a handler
     std::size_t unsentBytesInAll =
-        32 << 20;  // above, the connection whose client has read nothing for longest is closed
+        24 << 20;  // above, the connection whose client has read nothing for longest is closed
 
     // Handlers.
     std::size_t handlers = 8;            // threads
