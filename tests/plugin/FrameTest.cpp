@@ -1,27 +1,29 @@
-// What holds for every operation, tested by walking the operation table: checks in order, the status record written
+// What holds for every operation, tested for each row of StatedOperations.h: checks in order, the status record written
 // once, nothing sent when refused, everything freed when the executor refuses.
 
 #include "Calls.h"
 #include "FailingNew.h"
+#include "StatedOperations.h"
 
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <iterator>
 #include <set>
+#include <sstream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace W::test {
 namespace {
 
-using vorel::kOperations;
-using vorel::Operation;
-
-std::string errorLine(const Operation& operation, WSTATUS status)
+std::string errorLine(const StatedOperation& operation, WSTATUS status)
 {
     return std::string("[") + operation.name + "] #ERROR WSTATUS:" + WSTATUS2STRING(status) + "(" +
            std::to_string(status) + ")\tFILE:ContentsManager/WLib/Plugins/Corvane/src/WVorelOAI(";
 }
 
-class EveryOperation : public ::testing::TestWithParam<Operation> {
+class EveryOperation : public ::testing::TestWithParam<StatedOperation> {
 protected:
     EveryOperation() { setAllOptions(host); }
 
@@ -52,7 +54,7 @@ protected:
     }
 
     FakeHost host;
-    const Operation row = GetParam();
+    const StatedOperation row = GetParam();
 };
 
 /// By key, from 3.
@@ -118,7 +120,7 @@ TEST_P(EveryOperation, WithoutAServiceIsRefused)
     ASSERT_EQ(object->service(), nullptr);
     Counter counter;
 #ifndef NDEBUG
-    if (row.verb == vorel::Verb::Download) {
+    if (row.key == VorelDownloadCMD::kKey) {
         EXPECT_DEATH(call(*object, counter), "m_pService != __null");
         return;
     }
@@ -127,8 +129,8 @@ TEST_P(EveryOperation, WithoutAServiceIsRefused)
     EXPECT_TRUE(host.sent.empty());
     EXPECT_EQ(host.texts(8).back(),
               std::string("[") + row.name +
-                  (row.lines == vorel::Lines::Bracketed ? "] [========= m_pService is NULL!!!!!!! \n]"
-                                                        : "] ========= m_pService is NULL!!!!!!! \n"));
+                  (row.lines == LineForm::Bracketed ? "] [========= m_pService is NULL!!!!!!! \n]"
+                                                    : "] ========= m_pService is NULL!!!!!!! \n"));
 }
 
 TEST(CancelFrame, WithoutAServiceIsRefusedAndSaysSo)
@@ -196,7 +198,7 @@ TEST_P(EveryOperation, WithoutASessionIsRefusedWhereOneIsNeeded)
     setClock(object);
     Counter counter;
     const int returned = call(object, counter);
-    if (row.session == vorel::Session::NotNeeded) {
+    if (row.session == NeedsSession::No) {
         EXPECT_EQ(returned, 0);
         host.answer(0, session::kTimedOut);
         return;
@@ -204,10 +206,9 @@ TEST_P(EveryOperation, WithoutASessionIsRefusedWhereOneIsNeeded)
     expectRefused(returned, status::kNoSession, counter);
     EXPECT_TRUE(host.sent.empty());
     EXPECT_EQ(object.commandCount(), 0u);
-    EXPECT_TRUE(
-        host.hasLine(std::string("[") + row.name +
-                     (row.lines == vorel::Lines::Bracketed ? "] [========= Session is not available!!!!!!! \n]"
-                                                           : "] ========= Session is not available!!!!!!! \n")));
+    EXPECT_TRUE(host.hasLine(std::string("[") + row.name +
+                             (row.lines == LineForm::Bracketed ? "] [========= Session is not available!!!!!!! \n]"
+                                                               : "] ========= Session is not available!!!!!!! \n")));
 }
 
 TEST_P(EveryOperation, WithoutTheServersTimeIsRefusedWhereItIsNeeded)
@@ -216,7 +217,7 @@ TEST_P(EveryOperation, WithoutTheServersTimeIsRefusedWhereItIsNeeded)
     openSession(object);
     Counter counter;
     const int returned = call(object, counter);
-    if (row.clock == vorel::Clock::NotNeeded) {
+    if (row.clock == NeedsClock::No) {
         EXPECT_EQ(returned, 0);
         host.answer(0, session::kTimedOut);
         return;
@@ -225,18 +226,17 @@ TEST_P(EveryOperation, WithoutTheServersTimeIsRefusedWhereItIsNeeded)
     EXPECT_TRUE(host.sent.empty());
 }
 
-TEST_P(EveryOperation, WithoutARequiredOptionIsRefused)
+class OperationWithRequiredOptions : public EveryOperation {};
+
+TEST_P(OperationWithRequiredOptions, IsRefusedWithoutOneOfThem)
 {
-    for (unsigned bit = 0; bit < vorel::kOptionCount; ++bit) {
-        const auto option = static_cast<vorel::Option>(1u << bit);
-        if ((row.required & option) == 0) {
-            continue;
-        }
-        SCOPED_TRACE(vorel::optionKey(option));
+    std::istringstream names(row.required);
+    for (std::string name; names >> name;) {
+        SCOPED_TRACE(name);
         WVorelOAI object;
         openSession(object);
         setClock(object);
-        host.options.erase(vorel::optionKey(option));
+        ASSERT_EQ(host.options.erase("vorel_" + name), 1u);
         Counter counter;
         expectRefused(call(object, counter), status::kBadArgument, counter);
         EXPECT_TRUE(host.sent.empty());
@@ -309,11 +309,10 @@ TEST_P(EveryOperation, MayBeAnsweredBeforeItReturns)
     EXPECT_EQ(counter.status, -205);
 }
 
-TEST_P(EveryOperation, CancelledBeforeItsReplyIsReportedOnceWith600)
+class CancellableOperation : public EveryOperation {};
+
+TEST_P(CancellableOperation, CancelledBeforeItsReplyIsReportedOnceWith600)
 {
-    if (row.cancel == vorel::Cancel::No) {
-        return;
-    }
     for (const SESSION_STATUS end : {session::kCancelled, session::kCompleted, session::kBrokeOff}) {
         SCOPED_TRACE(end);
         WVorelOAI object;
@@ -331,11 +330,10 @@ TEST_P(EveryOperation, CancelledBeforeItsReplyIsReportedOnceWith600)
     }
 }
 
-TEST_P(EveryOperation, ThatCannotBeCancelledSaysSo)
+class UncancellableOperation : public EveryOperation {};
+
+TEST_P(UncancellableOperation, RefusesToBeCancelled)
 {
-    if (row.cancel != vorel::Cancel::No) {
-        return;
-    }
     WVorelOAI object;
     openSession(object);
     setClock(object);
@@ -402,8 +400,41 @@ TEST_P(EveryOperation, SurvivesACallbackThatThrowsWhatIsNoException)
     EXPECT_EQ(exceptionLines().size(), 1u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, EveryOperation, ::testing::ValuesIn(kOperations),
-                         [](const auto& test) { return std::string(test.param.name); });
+template <class Condition>
+std::vector<StatedOperation> operationsThat(Condition condition)
+{
+    std::vector<StatedOperation> found;
+    std::copy_if(std::begin(kStatedOperations), std::end(kStatedOperations), std::back_inserter(found), condition);
+    return found;
+}
+
+std::string nameOf(const ::testing::TestParamInfo<StatedOperation>& test)
+{
+    return test.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, EveryOperation, ::testing::ValuesIn(kStatedOperations), nameOf);
+INSTANTIATE_TEST_SUITE_P(
+    Operations, OperationWithRequiredOptions,
+    ::testing::ValuesIn(operationsThat([](const StatedOperation& row) { return *row.required != '\0'; })), nameOf);
+INSTANTIATE_TEST_SUITE_P(Operations, CancellableOperation,
+                         ::testing::ValuesIn(operationsThat([](const StatedOperation& row) {
+                             return row.cancel != Cancellable::No;
+                         })),
+                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Operations, UncancellableOperation,
+                         ::testing::ValuesIn(operationsThat([](const StatedOperation& row) {
+                             return row.cancel == Cancellable::No;
+                         })),
+                         nameOf);
+
+TEST(StatedOperations, AreAllOperations)
+{
+    ASSERT_EQ(std::size(kStatedOperations), vorel::kOperationCount);
+    for (std::size_t index = 0; index < std::size(kStatedOperations); ++index) {
+        EXPECT_EQ(kStatedOperations[index].key, index + 3);
+    }
+}
 
 }  // namespace
 }  // namespace W::test
