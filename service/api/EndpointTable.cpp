@@ -1,4 +1,4 @@
-// Parameters first, then the endpoints. Of two rows that fit a path, the upper one counts.
+// Parameters first, then the endpoints. If two rows fit a path, the upper one counts.
 #include "EndpointTable.h"
 
 #include <fmt/format.h>
@@ -166,7 +166,7 @@ constexpr Endpoint kEndpoints[] = {
     {"GET", "/openapi/service/vorel/conf/cert_rule", Access::Session, {}, answerCertRule},
     {"GET", "/openapi/service/vorel/conf/upload_check", Access::Session, {}, answerUploadCheck},
     {"PUT", "/openapi/service/vorel/conf/upload", Access::Session, kUploadParameters, answerUpload},
-    // Where clients send their file that were given no address.
+    // For clients that were given no address to upload to.
     {"PUT", "/", Access::Session, kUploadParameters, answerUpload},
     {"GET", "/openapi/service/vorel/conf/upload", Access::Session, {}, answerLastUpload},
     {"PUT", "/openapi/service/vorel/conf/reset", Access::Session, kResetParameters, answerReset},
@@ -217,7 +217,7 @@ constexpr Endpoint kEndpoints[] = {
     {"GET", "/openapi/service/concierge/combination", Access::Session, kRecommendParameters, answerCombination},
 };
 
-// Whether the path fits the pattern; segment receives what stands in the place of "{}".
+// Whether the path fits the pattern; segment receives the part of the path at "{}".
 bool fits(std::string_view pattern, std::string_view path, std::string_view& segment)
 {
     const std::size_t gap = pattern.find("{}");

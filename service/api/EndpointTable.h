@@ -13,9 +13,9 @@
 namespace corvaned {
 
 enum class Access : std::uint8_t {
-    Open,     // anybody
-    AppKey,   // who names an application key
-    Session,  // who holds a session
+    Open,     // every client
+    AppKey,   // clients that name an application key
+    Session,  // clients with a session
 };
 
 /// A handler of either kind (EndpointHandlers.h).
@@ -24,7 +24,7 @@ public:
     constexpr Handler(Json (*tree)(Call& call)) : m_tree(tree) {}
     constexpr Handler(void (*text)(Call& call, std::string& members)) : m_text(text) {}
 
-    /// Appends what stands in "rsp" behind "stat" as JSON text, each member behind a comma.
+    /// Appends the members of "rsp" after "stat" as JSON text, each after a comma.
     void operator()(Call& call, std::string& members) const;
 
 private:
@@ -34,7 +34,7 @@ private:
 
 struct Endpoint {
     const char* method;
-    std::string_view path;  // "{}" in it stands for one segment, the Place::Path parameter
+    std::string_view path;  // "{}" in it is one segment, the Place::Path parameter
     Access access;
     ParameterRules parameters;
     Handler handler;
@@ -46,12 +46,12 @@ void forEachEndpoint(const std::function<void(const Endpoint&)>& visit);
 /// Where a request goes.
 struct Route {
     const Endpoint& endpoint;
-    std::string_view segment;  // what stands in the place of "{}"; points into the path given
+    std::string_view segment;  // the part of the path at "{}"; points into the path given
 };
 
 /// Finds the endpoint of a method and a path.
-/// @param path  decoded and without what may be tacked on (Arguments.h: properPath)
-/// @throws Refusal where there is none; the message says which methods the path takes
+/// @param path  decoded and without appended parameters (Arguments.h: properPath)
+/// @throws Refusal if there is none; the message says which methods the path takes
 Route routeOf(std::string_view method, std::string_view path);
 
 }  // namespace corvaned

@@ -1,4 +1,4 @@
-// Conversions between instants and their texts; the C library's calendar and zone tables do the arithmetic.
+// Conversions between instants and strings; the C library's calendar and zone tables do the arithmetic.
 #include "Clock.h"
 
 #include <fmt/format.h>
@@ -30,7 +30,7 @@ std::string isoText(Instant instant)
                        fields.tm_hour, fields.tm_min, fields.tm_sec);
 }
 
-// "+09:00" or "-05:30" in seconds; nothing where the text has another form.
+// "+09:00" or "-05:30" in seconds; nothing if the string has another format.
 std::optional<int> parseOffset(std::string_view text)
 {
     constexpr std::string_view kForm = "s##:##";
@@ -79,7 +79,7 @@ std::optional<Instant> instantOf(int year, int month, int day, int hour, int min
     fields.tm_min = minute;
     fields.tm_sec = second;
     const Instant instant = timegm(&fields);
-    // timegm carries what is out of range into the next field; only an unchanged text was a real date.
+    // timegm carries values out of range into the next field; only an unchanged date was a real one.
     if (fields.tm_year != year - 1900 || fields.tm_mon != month - 1 || fields.tm_mday != day ||
         fields.tm_hour != hour || fields.tm_min != minute || fields.tm_sec != second) {
         return std::nullopt;
@@ -168,7 +168,7 @@ Instant Zone::midnight(Instant instant) const
     const Instant local = instant + offsetAt(instant);
     const Instant intoDay = ((local % kDay) + kDay) % kDay;
     const Instant begin = instant - intoDay;
-    // The clock may have been changed since: a day of that kind has 23 or 25 hours.
+    // The clock may have changed since midnight: such a day has 23 or 25 hours.
     return begin + offsetAt(instant) - offsetAt(begin);
 }
 

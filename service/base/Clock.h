@@ -1,5 +1,5 @@
 // Instants and zones as the service writes them. An instant is a count of seconds since 1970-01-01 00:00 UTC.
-// XMLTV's own time texts are read in XmltvTime.h.
+// XmltvTime.h reads XMLTV's own format of times.
 #pragma once
 
 #include <cstdint>
@@ -12,22 +12,22 @@ namespace corvaned {
 
 using Instant = std::int64_t;
 
-/// Where "now" comes from; tests put a fixed one in its place.
+/// Returns the current time; tests use a fixed one.
 using Clock = std::function<Instant()>;
 
 /// The system's clock.
 Instant systemNow();
 
-/// The instant of a UTC calendar date and time, or nothing where there is no such date or time (30 February, 24:00).
+/// The instant of a UTC calendar date and time; nothing if there is no such date or time (30 February, 24:00).
 std::optional<Instant> instantOf(int year, int month, int day, int hour, int minute, int second);
 
 /// "2026-11-21T01:30:00Z".
 std::string formatUtc(Instant instant);
 
-/// Reads exactly the form that formatUtc writes; anything else gives nothing.
+/// Reads exactly the format that formatUtc writes; returns nothing for anything else.
 std::optional<Instant> parseUtc(std::string_view text);
 
-/// The zone whose wall clock conf/localtime tells.
+/// A time zone, for conf/localtime and for times of day.
 class Zone {
 public:
     /// The zone that this machine is set to.
@@ -35,7 +35,7 @@ public:
 
     /// @param text  an IANA name ("Asia/Seoul") or an offset ("+09:00"). A name becomes the zone of the whole process,
     ///              so call this before any thread starts.
-    /// @throws OperatorError where the text is neither
+    /// @throws OperatorError if the text is neither
     static Zone named(const std::string& text);
 
     const std::string& name() const { return m_name; }

@@ -1,5 +1,5 @@
-// Faults that whoever runs corvaned can mend: a file that is not there, a port in use, a listing that is broken.
-// main.cpp prints what() as one line and ends with exit code 1; everything else that is thrown is a defect of ours.
+// Errors that the operator of corvaned can correct: a missing file, a port in use, a broken listing. main.cpp prints
+// what() as one line and ends with exit code 1; any other exception is a defect of corvaned.
 #pragma once
 
 #include <stdexcept>

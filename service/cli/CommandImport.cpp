@@ -85,7 +85,7 @@ int runImport(const ImportArguments& arguments)
             fmt::print(stderr, "\r\033[K");
         }
         if (!existed) {
-            // A database without a guide would only hide from a later `serve` that the import failed.
+            // A database without a guide would let a later `serve` start although the import failed.
             for (const char* companion : {"", "-wal", "-shm"}) {
                 std::filesystem::remove(arguments.database + companion, failed);
             }
@@ -101,10 +101,11 @@ Command addImport(CLI::App& app)
 {
     const auto arguments = std::make_shared<ImportArguments>();
     CLI::App* const import = app.add_subcommand("import", "Fill a database from XMLTV listings (plain, .gz or .xz).");
-    import->add_option("--db", arguments->database, "Database file; made where it is missing")->required();
-    import->add_option("listing", arguments->listings, "XMLTV files; together they become the guide")->required();
-    import->add_flag("--today", arguments->today, "Move a guide of the past, by whole weeks, so that it covers today");
-    import->add_option("--zone", arguments->zone, "Zone that today is told by (default: this machine's)");
+    import->add_option("--db", arguments->database, "Database file; created if it is missing")->required();
+    import->add_option("listing", arguments->listings, "XMLTV files; together they replace the guide")->required();
+    import->add_flag("--today", arguments->today, "Move a guide of the past by whole weeks, so that it covers today");
+    import->add_option("--zone", arguments->zone,
+                       "Time zone of today, such as Asia/Seoul or +09:00 (default: this machine's)");
     return {import, [arguments] { return runImport(*arguments); }};
 }
 

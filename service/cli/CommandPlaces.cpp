@@ -1,4 +1,4 @@
-// `corvaned import-places`: an operator's own places, headends, line-ups and apps instead of those built in.
+// `corvaned import-places`: the operator's own places, headends, line-ups and apps instead of the built-in ones.
 #include <fmt/format.h>
 
 #include <memory>
@@ -55,7 +55,7 @@ Command addImportPlaces(CLI::App& app)
     const auto arguments = std::make_shared<PlacesArguments>();
     CLI::App* const import =
         app.add_subcommand("import-places", "Replace the built-in places, headends and apps by those of a CSV file.");
-    import->add_option("--db", arguments->database, "Database that import has filled")->required();
+    import->add_option("--db", arguments->database, "Database file, as filled by 'corvaned import'")->required();
     import->add_option("places", arguments->file, "CSV file; docs/running-the-service.md describes its rows")
         ->required();
     return {import, [arguments] { return runImportPlaces(*arguments); }};

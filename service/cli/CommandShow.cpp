@@ -1,4 +1,4 @@
-// `corvaned stats`, `users` and `export`: what a database holds, told to its operator.
+// `corvaned stats`, `users` and `export`: what a database contains.
 #include <fmt/format.h>
 
 #include <cerrno>
@@ -22,7 +22,7 @@ constexpr const char* kGuideFacts = R"sql(
            (SELECT min(start) FROM airing) AS first, (SELECT max(stop) FROM airing) AS last
 )sql";
 
-// A row per user, whoever has a session or keeps anything.
+// A row per user with a session or stored data.
 constexpr const char* kUsers = R"sql(
     WITH known AS (
         SELECT user_id FROM session WHERE expires > ?1 UNION SELECT user_id FROM favorite
@@ -80,11 +80,11 @@ int showUsers(const std::string& database)
 
 [[noreturn]] void failWriting(const std::string& path, int error)
 {
-    throw OperatorError(fmt::format("cannot write {}: {}; nothing usable was written",
+    throw OperatorError(fmt::format("cannot write {}: {}; no complete file was written",
                                     path.empty() ? "the listing" : path, std::strerror(error)));
 }
 
-// A file appears under its name only when it is complete.
+// The file gets its name only when it is complete.
 int runExport(const std::string& database, const std::string& output)
 {
     Store store(database, Store::Mode::Existing, addSamplePlaces);
@@ -120,7 +120,7 @@ int runExport(const std::string& database, const std::string& output)
 std::shared_ptr<std::string> addDatabase(CLI::App& command)
 {
     auto database = std::make_shared<std::string>();
-    command.add_option("--db", *database, "Database that import has filled")->required();
+    command.add_option("--db", *database, "Database file, as filled by 'corvaned import'")->required();
     return database;
 }
 
@@ -128,13 +128,15 @@ std::shared_ptr<std::string> addDatabase(CLI::App& command)
 
 Command addStats(CLI::App& app)
 {
-    CLI::App* const stats = app.add_subcommand("stats", "Tell how much guide a database holds, and of when.");
+    CLI::App* const stats =
+        app.add_subcommand("stats", "Show the number of channels and programmes and the time span.");
     return {stats, [database = addDatabase(*stats)] { return showStats(*database); }};
 }
 
 Command addUsers(CLI::App& app)
 {
-    CLI::App* const users = app.add_subcommand("users", "List the users and how much is kept of each.");
+    CLI::App* const users =
+        app.add_subcommand("users", "List the users with the number of their sessions, favourites, likes and tunings.");
     return {users, [database = addDatabase(*users)] { return showUsers(*database); }};
 }
 

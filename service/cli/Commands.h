@@ -11,10 +11,10 @@
 namespace corvaned {
 
 constexpr int kDone = 0;
-constexpr int kFailed = 1;  // something that the message names has to be put right
+constexpr int kFailed = 1;  // the message says what to correct
 constexpr int kUsage = 2;
 
-/// A subcommand on the command line and what runs it. The run gives the exit code and throws OperatorError.
+/// A subcommand and the function that runs it. The function returns the exit code and throws OperatorError.
 struct Command {
     CLI::App* parser;
     std::function<int()> run;
@@ -27,7 +27,7 @@ Command addUsers(CLI::App& app);
 Command addStats(CLI::App& app);
 Command addExport(CLI::App& app);
 
-/// The zone of an option's text; this machine's where it is empty.
+/// The zone that an option names; this machine's if it is empty.
 inline Zone zoneOf(const std::string& text)
 {
     return text.empty() ? Zone::ofMachine() : Zone::named(text);

@@ -1,5 +1,5 @@
-// The command line of corvaned. Each subcommand stands in a file of its own; Commands.h lists them.
-// Exit codes: 0 done, 1 something that the message names has to be put right, 2 wrong usage.
+// The command line of corvaned. Each subcommand has its own file; Commands.h lists them.
+// Exit codes: 0 done, 1 failed (the message says what to correct), 2 wrong usage.
 #include <fmt/format.h>
 
 #include "Commands.h"

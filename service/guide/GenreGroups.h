@@ -1,4 +1,4 @@
-// Representative genres: the few groups that the many category texts of listings are sorted into.
+// Representative genres: a few groups for the many categories of listings.
 #pragma once
 
 #include <string_view>
@@ -11,10 +11,10 @@ struct GenreGroup {
     std::string_view name;
 };
 
-/// All groups; the last one takes what fits no other.
+/// All groups; the last one is for categories that fit no other.
 const std::vector<GenreGroup>& genreGroups();
 
-/// The group of a category text, by the first word known in it.
+/// The group of a category, by the first known word in it.
 const GenreGroup& genreGroupOf(std::string_view category);
 
 }  // namespace corvaned

@@ -19,7 +19,7 @@ namespace corvaned::guide {
 struct Programme {
     std::int64_t airing = 0;  // its id, valid until the next import
     std::int64_t content = 0;
-    std::int64_t series = 0;  // 0: of none
+    std::int64_t series = 0;  // 0: none
     Channel channel;
     Instant start = 0;
     Instant stop = 0;
@@ -39,21 +39,21 @@ struct Programme {
 
 using ProgrammeVisit = std::function<void(const Programme&)>;
 
-/// Of `count` from `start` on. Both as the wire has them: from 0.
+/// A page of results: `count` of them, beginning at `start`, counted from 0.
 struct Page {
     std::int64_t start = 0;
     std::int64_t count = 0;
 };
 
-/// What is on that channel at that moment; of several the one that began last.
+/// The programme on that channel at that moment; of several, the one that began last.
 void onAir(sqlite::Connection& connection, std::int64_t source, Instant at, std::string_view lang,
            const ProgrammeVisit& visit);
 
-/// What is on at any moment of [from, to) on that channel, in order of start.
+/// The programmes on that channel at any moment of [from, to), in order of start.
 void window(sqlite::Connection& connection, std::int64_t source, Instant from, Instant to, std::string_view lang,
             const ProgrammeVisit& visit);
 
-/// What is on and what follows on that channel, in order of start.
+/// The programme that is on and those that follow on that channel, in order of start.
 void following(sqlite::Connection& connection, std::int64_t source, Instant at, std::int64_t count,
                std::string_view lang, const ProgrammeVisit& visit);
 
@@ -73,14 +73,14 @@ bool nextAiring(sqlite::Connection& connection, std::int64_t content, Instant at
                 const ProgrammeVisit& visit);
 
 /// One airing, as another query has picked it.
-/// @param row  its id in the guide now held
+/// @param row  its id in the current guide
 /// @return whether there is one
 bool airing(sqlite::Connection& connection, std::int64_t row, std::string_view lang, const ProgrammeVisit& visit);
 
-/// The series of an episode, or of its own number; 0 where there is none.
+/// The series of an episode, or the series with that number itself; 0 if there is none.
 std::int64_t seriesOf(sqlite::Connection& connection, std::int64_t contentOrSeries);
 
-/// The episodes of a series by season and number, each once: on the channel given, where it shows it, and as nextAiring
+/// The episodes of a series by season and number, each once: if possible on the channel given, else as nextAiring
 /// chooses.
 void episodesOf(sqlite::Connection& connection, std::int64_t series, std::int64_t source, Instant at,
                 std::string_view lang, const ProgrammeVisit& visit);
@@ -92,15 +92,16 @@ struct Credit {
     std::string_view role;
 };
 
-/// Who takes part in a content, in the order of the listing. The record is valid during the call.
+/// Calls back for each person who takes part in a content, in the order of the listing. The record is valid during the
+/// call.
 void forEachCredit(sqlite::Connection& connection, std::int64_t content,
                    const std::function<void(const Credit&)>& visit);
 
 struct Person {
     std::int64_t id = 0;
     std::string name;
-    std::string job;                     // the one done most often in the guide now held; empty where there is none
-    std::vector<std::int64_t> contents;  // of the guide now held
+    std::string job;                     // the most frequent one in the current guide; empty if there is none
+    std::vector<std::int64_t> contents;  // of the current guide
 };
 
 std::optional<Person> findPerson(sqlite::Connection& connection, std::int64_t id);
@@ -110,7 +111,7 @@ struct Genre {
     std::string name;
 };
 
-/// The genres of the guide now held, by number.
+/// The genres of the current guide, by number.
 std::vector<Genre> genres(sqlite::Connection& connection);
 
 }  // namespace corvaned::guide

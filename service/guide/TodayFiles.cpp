@@ -23,7 +23,7 @@ bool isLanguage(std::string_view text)
            });
 }
 
-// The number in front of the next '-' or the end, which goes with it; -1 where there is none.
+// Removes the number up to the next '-' or the end, and the '-'; -1 if there is none.
 int takeNumber(std::string_view& text)
 {
     const std::string_view digits = text.substr(0, text.find('-'));
@@ -33,7 +33,7 @@ int takeNumber(std::string_view& text)
     return read.ec == std::errc() && read.ptr == digits.data() + digits.size() ? number : -1;
 }
 
-// Midnight of a day by the wall clock; nothing where there is no such day.
+// Midnight of a day by the wall clock; nothing if there is no such day.
 std::optional<Instant> midnightOf(int day, const Zone& zone)
 {
     const std::optional<Instant> utc = instantOf(day / 10000, day / 100 % 100, day % 100, 0, 0, 0);
@@ -75,7 +75,7 @@ std::optional<TodayFile> TodayFile::parse(std::string_view name)
 std::pair<Instant, Instant> TodayFile::window(const Zone& zone) const
 {
     const Instant midnight = midnightOf(std::stoi(day), zone).value_or(0);
-    // Where the clock is changed the hour on its face counts.
+    // On a day when the clock changes, the hour that it shows counts.
     const auto atHour = [&](int hour) {
         const Instant plain = midnight + Instant{hour} * 3600;
         return plain - (zone.offsetAt(plain) - zone.offsetAt(midnight));

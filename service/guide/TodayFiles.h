@@ -1,5 +1,5 @@
-// The files that channel/today offers: the guide of one day in windows of six hours. Their names say which day, window
-// and language they hold, so nothing has to be kept.
+// The files that channel/today offers: the guide of one day in windows of six hours. Their names contain the day,
+// window and language, so nothing has to be stored.
 #pragma once
 
 #include <optional>
@@ -21,14 +21,14 @@ struct TodayFile {
     /// "schedule-20261121-0-6-en.json".
     std::string name() const;
 
-    /// Reads a name; nothing where it is not of a file that could be offered.
+    /// Reads a name; nothing if no file of that name can be offered.
     static std::optional<TodayFile> parse(std::string_view name);
 
-    /// The instants between which its programmes begin.
+    /// The time span in which its programmes begin.
     std::pair<Instant, Instant> window(const Zone& zone) const;
 };
 
-/// The files of the day that it is at that moment.
+/// The files of the current day.
 /// @param lang  a language tag; anything else counts as none
 std::vector<TodayFile> todayFiles(const Zone& zone, Instant now, std::string_view lang);
 

@@ -1,4 +1,4 @@
-// Files and memory below, gzip and xz above them; unpack() chooses by the first bytes.
+// Sources for files and memory, and decoders of gzip and xz on top; unpack() chooses by the first bytes.
 #include "ByteSource.h"
 
 #include <fmt/format.h>
@@ -65,7 +65,7 @@ private:
     std::string_view m_rest;
 };
 
-// Gives the first bytes back that unpack() has looked at.
+// Returns the bytes that unpack() has read first.
 class PrefixedSource : public ByteSource {
 public:
     PrefixedSource(std::string prefix, std::unique_ptr<ByteSource> rest)
@@ -117,7 +117,7 @@ public:
                 if (m_betweenMembers) {
                     return 0;
                 }
-                throw OperatorError(fmt::format("{}: the gzip data end in the middle; fetch the file again", m_name));
+                throw OperatorError(fmt::format("{}: the gzip data is cut off; download the file again", m_name));
             }
             if (m_betweenMembers) {
                 inflateReset(&m_stream);
@@ -127,7 +127,7 @@ public:
             if (result == Z_STREAM_END) {
                 m_betweenMembers = true;
             } else if (result != Z_OK && result != Z_BUF_ERROR) {
-                throw OperatorError(fmt::format("{}: the gzip data are damaged ({}); fetch the file again", m_name,
+                throw OperatorError(fmt::format("{}: the gzip data is damaged ({}); download the file again", m_name,
                                                 m_stream.msg != nullptr ? m_stream.msg : "error"));
             }
         }
@@ -139,7 +139,7 @@ private:
     std::string m_name;
     std::array<char, kChunk> m_input{};
     z_stream m_stream{};
-    bool m_betweenMembers = false;  // a gzip file may be several, one behind the other
+    bool m_betweenMembers = false;  // a gzip file may consist of several members
 };
 
 class XzSource : public ByteSource {
@@ -173,10 +173,11 @@ public:
             if (result == LZMA_STREAM_END) {
                 m_ended = true;
             } else if (result == LZMA_BUF_ERROR) {
-                throw OperatorError(fmt::format("{}: the xz data end in the middle; fetch the file again", m_name));
+                throw OperatorError(fmt::format("{}: the xz data is cut off; download the file again", m_name));
             } else if (result != LZMA_OK) {
-                throw OperatorError(fmt::format("{}: the xz data cannot be unpacked (error {}); fetch the file again",
-                                                m_name, static_cast<int>(result)));
+                throw OperatorError(
+                    fmt::format("{}: the xz data cannot be unpacked (error {}); download the file again", m_name,
+                                static_cast<int>(result)));
             }
         }
         return size - m_stream.avail_out;

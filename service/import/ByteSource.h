@@ -1,4 +1,4 @@
-// Where a listing's bytes come from: a file or memory, unpacked on the way where gzip's or xz's magic number says so.
+// The bytes of a listing, from a file or memory; unpacked if they begin with the magic number of gzip or xz.
 #pragma once
 
 #include <cstddef>
@@ -14,16 +14,16 @@ public:
     virtual ~ByteSource() = default;
 
     /// Fills buffer with up to size bytes; 0 only at the end.
-    /// @throws OperatorError where the file cannot be read or its packing is damaged
+    /// @throws OperatorError if the file cannot be read or its compression is damaged
     virtual std::size_t read(char* buffer, std::size_t size) = 0;
 };
 
 /// Opens a listing file, plain, .gz or .xz whatever its name.
-/// @throws OperatorError where it cannot be opened
+/// @throws OperatorError if it cannot be opened
 std::unique_ptr<ByteSource> openFile(const std::string& path);
 
-/// Reads text in place; it must outlive the source. Packed bytes are unpacked too.
-/// @param name  what messages call it
+/// Reads bytes in place; they must outlive the source. Compressed bytes are unpacked too.
+/// @param name  for messages
 std::unique_ptr<ByteSource> openMemory(std::string_view text, const std::string& name);
 
 }  // namespace corvaned

@@ -39,7 +39,7 @@ public:
     }
     void text(const std::string& text) { xmlTextWriterWriteString(m_writer.get(), xml(text.c_str())); }
 
-    /// An element with one attribute, left out where its value is empty, and a text.
+    /// An element with one attribute, left out if its value is empty, and content.
     void field(const char* element, const char* name, const std::string& value, const std::string& content)
     {
         begin(element);

@@ -52,8 +52,8 @@ constexpr const char* kStaging = R"sql(
     ) WITHOUT ROWID;
 )sql";
 
-// A programme that does not say when it ends lasts until the next one of its channel. Where that is more than six
-// hours off, the listing has a gap, and half an hour is as good a guess as any.
+// A programme without an end lasts until the next one of its channel. If that is more than six hours later, the
+// listing has a gap, and half an hour is assumed.
 constexpr const char* kMissingStops = R"sql(
     UPDATE staged_airing SET stop = coalesce(
         (SELECT min(later.start) FROM staged_airing AS later
@@ -92,8 +92,8 @@ constexpr std::string_view kCopyGenres =
     "INSERT INTO airing_genre SELECT airing + ?1, place, genre_id FROM staged_airing_genre "
     "JOIN staged_genre ON staged_genre.id = genre";
 
-// Once per content, whatever the number of its airings. In the order of the row ids, without which the index would be
-// written anew all the time.
+// Once per content, whatever the number of its airings. In the order of the row ids, because in any other order the
+// index is rewritten again and again.
 constexpr const char* kFillSearch = R"sql(
     INSERT INTO search (search) VALUES ('delete-all');
     INSERT INTO search (rowid, title, ep_title, short_desc, people)
@@ -381,10 +381,10 @@ ImportReport Staging::apply()
         std::all_of(m_report.listings.begin(), m_report.listings.end(),
                     [](const ListingReport& listing) { return listing.programmes == 0 && listing.skipped > 0; });
     if (allBroken) {
-        throw OperatorError("nothing in the listings is usable; the guide stays as it is");
+        throw OperatorError("no programme in the listings can be used; the guide is unchanged");
     }
     if (m_report.channels == 0) {
-        throw OperatorError("the listings hold neither channels nor programmes; the guide stays as it is");
+        throw OperatorError("the listings contain neither channels nor programmes; the guide is unchanged");
     }
 
     m_connection.execute(kMissingStops);
@@ -443,7 +443,7 @@ void Staging::replaceGuide(const std::vector<std::int64_t>& shifts)
     transaction.commit();
 }
 
-// Writes the line-up and returns its checksum. A channel without a number of its own gets the next free one.
+// Writes the line-up and returns its checksum. A channel without a number in the listings gets the next free one.
 std::string Staging::lineup()
 {
     std::set<std::string, std::less<>> taken;

@@ -26,7 +26,7 @@ using Shifts = std::function<std::vector<std::int64_t>(Instant first, Instant la
 /// The guide as its listings date it.
 std::vector<std::int64_t> asListed(Instant first, Instant last);
 
-/// Moves a guide of the past to the present day: by whole weeks, so that weekdays stay, or by whole days where it is
+/// Moves a guide of the past to the present day: by whole weeks, so that weekdays stay, or by whole days if it is
 /// so short that no number of weeks reaches today. A guide that lasts beyond now stays.
 Shifts movedToToday(Instant now, const Zone& zone);
 
@@ -57,7 +57,7 @@ struct ImportOptions {
 
 /// Replaces the guide by what the listings hold. Where two of them claim the same programme in the same slot, the
 /// first counts. A programme without a stop lasts until the next one of its channel.
-/// @throws OperatorError where a listing is refused or they hold nothing usable; the guide is as before then
+/// @throws OperatorError if a listing is refused or none can be used; the guide is then unchanged
 ImportReport importGuide(Store& store, const std::vector<ListingInput>& listings, const ImportOptions& options);
 
 }  // namespace corvaned

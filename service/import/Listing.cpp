@@ -1,6 +1,6 @@
-// libxml2's streaming parser in pull form. Its reader interface runs ahead of the node it shows, so that an error
-// could not be laid at the door of one programme; with the parser's own events, an error arrives while exactly that
-// programme is open. ListingRecords.h makes the records.
+// libxml2's SAX parser, which reads from a callback. Its xmlReader interface runs ahead of the node it shows, so that
+// an error could not be attributed to one programme; an error among SAX events arrives while exactly that programme is
+// open. ListingRecords.h makes the records.
 #include "Listing.h"
 
 #include <fmt/format.h>
@@ -36,15 +36,15 @@ std::string_view view(const xmlChar* text)
     return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
 }
 
-// The errors that leave no doubt about the rest of the listing.
+// Errors after which the rest of the listing can still be read.
 struct Forgivable {
     int code;
-    const char* reason;  // null: the parser's own words are plain enough
+    const char* reason;  // null: the parser's own message
 };
 
 constexpr Forgivable kForgivable[] = {
-    {XML_ERR_NAME_REQUIRED, "a bare '&', which has to be written &amp;"},
-    {XML_ERR_ENTITYREF_SEMICOL_MISSING, "a '&' that begins no entity; it has to be written &amp;"},
+    {XML_ERR_NAME_REQUIRED, "a bare '&'; it must be written &amp;"},
+    {XML_ERR_ENTITYREF_SEMICOL_MISSING, "a '&' that does not begin an entity; it must be written &amp;"},
     {XML_ERR_UNDECLARED_ENTITY, nullptr},
     {XML_WAR_UNDECLARED_ENTITY, nullptr},
     {XML_ERR_INVALID_HEX_CHARREF, nullptr},
@@ -62,7 +62,7 @@ public:
     void run();
 
 private:
-    // An entity and the text that it points to.
+    // An entity and its replacement text, to which it points.
     struct Entity {
         xmlEntity entity{};
         std::string text;
@@ -93,15 +93,15 @@ private:
     std::uint64_t m_unpackedLimit;
     std::uint64_t m_unpacked = 0;
     std::uint64_t m_tagBegin = 0;  // at most so many bytes had been read when the last tag or text ended
-    std::int64_t m_lineRead = 1;   // of the last byte read; the parser is behind it
-    bool m_inBytes = true;         // false where a character takes several: NULs are parts of others there
+    std::int64_t m_lineRead = 1;   // of the last byte read; the parser may not be there yet
+    bool m_inBytes = true;         // false if a character takes several: NULs are then parts of others
     bool m_ended = false;          // </tv> has been read
     xmlParserCtxtPtr m_parser = nullptr;
     std::exception_ptr m_thrown;
     std::map<std::string, Entity, std::less<>> m_entities;
     int m_charset = 0;  // the parser's, as the root element found it
     int m_depth = 0;
-    std::string m_group;          // "credits/" within <credits>; empty where a record's child holds the text itself
+    std::string m_group;          // "credits/" within <credits>; empty if a record's child contains the text itself
     std::string m_startTagFault;  // an error inside the start tag that is just being read
     RecordReader m_records;
 };
@@ -173,7 +173,7 @@ void ListingReader::run()
     static std::once_flag prepared;
     std::call_once(prepared, [] {
         xmlInitParser();
-        // Second lock on the door: the options below already open nothing outside the listing.
+        // A second safeguard: with the options below, the parser opens nothing outside the listing anyway.
         xmlSetExternalEntityLoader(
             [](const char*, const char*, xmlParserCtxtPtr) -> xmlParserInputPtr { return nullptr; });
     });
@@ -212,19 +212,20 @@ int ListingReader::readBytes(char* buffer, int size)
     checkNoNul({buffer, count});
     if (m_depth == 0 && !m_ended && m_unpacked > kPrologueLimit) {
         throw OperatorError(
-            fmt::format("{}: no <tv> in the first {} KiB; this is no XMLTV listing", m_name, kPrologueLimit >> 10));
+            fmt::format("{}: no <tv> in the first {} KiB; this is not an XMLTV listing", m_name, kPrologueLimit >> 10));
     }
     // Comments and CDATA are bounded by the parser itself.
     const bool inTag =
         m_depth > 0 && m_parser->instate != XML_PARSER_COMMENT && m_parser->instate != XML_PARSER_CDATA_SECTION;
     if (inTag && m_unpacked - m_tagBegin > kTagLimit) {
-        refuse(line(), fmt::format("a tag or entity of more than {} KiB; this is no XMLTV listing", kTagLimit >> 10));
+        refuse(line(),
+               fmt::format("a tag or entity of more than {} KiB; this is not an XMLTV listing", kTagLimit >> 10));
     }
     return static_cast<int>(count);
 }
 
-// A listing that has lost a block to a failed disk or download holds NULs in its place, and the parser takes the first
-// one for the end.
+// A listing that has lost a block to a failed disk or download contains NULs in its place, and the parser takes the
+// first one for the end.
 void ListingReader::checkNoNul(std::string_view bytes)
 {
     if (m_unpacked == bytes.size() && bytes.size() >= 2) {
@@ -236,7 +237,7 @@ void ListingReader::checkNoNul(std::string_view bytes)
     m_lineRead +=
         std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(nul, bytes.size())), '\n');
     if (nul != std::string_view::npos) {
-        refuse(m_lineRead, "a NUL character, which no text holds: the file is damaged; fetch it again");
+        refuse(m_lineRead, "a NUL character: the file is damaged; download it again");
     }
 }
 
@@ -244,11 +245,11 @@ void ListingReader::checkTag(int attributes)
 {
     m_tagBegin = m_unpacked;
     if (attributes > kAttributeLimit) {
-        refuse(line(), fmt::format("a tag with {} attributes; this is no XMLTV listing", attributes));
+        refuse(line(), fmt::format("a tag with {} attributes; this is not an XMLTV listing", attributes));
     }
     if (xmlDictSize(m_parser->dict) > kNameLimit) {
         refuse(line(),
-               fmt::format("more than {} names of elements and attributes; this is no XMLTV listing", kNameLimit));
+               fmt::format("more than {} names of elements and attributes; this is not an XMLTV listing", kNameLimit));
     }
 }
 
@@ -258,10 +259,10 @@ void ListingReader::startElement(std::string_view name, RecordReader::Attributes
     forgetError();
     ++m_depth;
     if (m_depth > kDepthLimit) {
-        refuse(line(), fmt::format("elements more than {} deep; this is no XMLTV listing", kDepthLimit));
+        refuse(line(), fmt::format("elements more than {} deep; this is not an XMLTV listing", kDepthLimit));
     }
     if (m_depth == 1 && name != "tv") {
-        refuse(line(), fmt::format("the document is <{:.40}>, not <tv>; this is no XMLTV listing", name));
+        refuse(line(), fmt::format("the document is <{:.40}>, not <tv>; this is not an XMLTV listing", name));
     } else if (m_depth == 2) {
         m_records.begin(name, std::move(attributes), line());
     } else if (m_depth == 3) {
@@ -342,7 +343,7 @@ void ListingReader::noteError(const xmlError& error)
             m_records.setFault(reason);
         }
     } else if (error.level == XML_ERR_FATAL) {
-        // What the parser says of a tag that it has given up is of less use than why.
+        // The reason why the parser gave up a tag is more useful than its message about the tag.
         refuse(error.line, "not well-formed: " + (m_startTagFault.empty() ? message : m_startTagFault));
     }
 }

@@ -16,7 +16,7 @@ namespace corvaned {
 constexpr const char* kContentIdSystem = "corvaned_content";
 constexpr const char* kSeriesIdSystem = "corvaned_series";
 
-/// A picture's address and, where the listing tells them, its size in pixels (else 0).
+/// The address of an image and its size in pixels, 0 if the listing does not give it.
 struct ListingImage {
     std::string url;
     int width = 0;
@@ -30,7 +30,7 @@ struct ListingChannel {
     ListingImage icon;
 };
 
-/// What a listing says of a programme in one language; lang as written there, perhaps empty.
+/// The strings of a programme in one language; lang as in the listing, may be empty.
 struct ListingText {
     std::string lang;
     std::string title;
@@ -38,7 +38,7 @@ struct ListingText {
     std::string description;
 };
 
-/// Somebody who takes part in a programme.
+/// A person who takes part in a programme.
 struct ListingCredit {
     std::string job;  // "director", "actor", "presenter" ... as XMLTV names its elements
     std::string name;
@@ -48,14 +48,14 @@ struct ListingCredit {
 struct ListingProgramme {
     std::string channel;
     Instant start = 0;
-    std::optional<Instant> stop;      // nothing where it is missing or not after start
+    std::optional<Instant> stop;      // nothing if it is missing or not after start
     int clump = 0;                    // place among the programmes that share the slot
     std::vector<ListingText> texts;   // at least one, its title perhaps empty; the first is the listing's choice
     std::vector<std::string> genres;  // in one language, without repeats
     std::string type;                 // "movie", "series" or "program"
     std::string key;                  // the same for every airing of the same film or episode
-    std::string seriesKey;            // the same for every episode of a series; empty where it is of none
-    std::int64_t content = 0;         // the content and series ids, where an export of the service tells them; else 0
+    std::string seriesKey;            // the same for every episode of a series; empty if there is none
+    std::int64_t content = 0;         // content and series ids from an export of the service; else 0
     std::int64_t series = 0;
     int season = 0;   // from 1; 0 unknown
     int episode = 0;  // from 1; 0 unknown
@@ -74,20 +74,20 @@ public:
     virtual void addChannel(const ListingChannel& channel) = 0;
     virtual void addProgramme(const ListingProgramme& programme) = 0;
 
-    /// A channel or programme that cannot be used.
+    /// Called for a channel or programme that cannot be used.
     /// @param line    where its start tag ends, from 1
     /// @param reason  fit for the end of a message line
     virtual void skip(int line, const std::string& reason) = 0;
 };
 
-/// Reads a whole listing into sink. Undeclared entities, bare ampersands, and control characters in texts cost the
-/// programme they stand in; any other departure from well-formed XML refuses the listing, and so does what no listing
+/// Reads a whole listing into sink. A programme with an undeclared entity, bare ampersand or control character is
+/// skipped; any other departure from well-formed XML refuses the listing, and so does what no listing
 /// has: very large tags, very many names, very deep elements. Time and memory are bounded whatever it holds. Entities
 /// outside HTML's are not expanded, and nothing that a listing names is ever opened.
 ///
 /// @param name           what messages call the listing
 /// @param unpackedLimit  how many bytes it may have after unpacking
-/// @throws OperatorError where the listing is refused; sink may have received a part of it
+/// @throws OperatorError if the listing is refused; sink may have received a part of it
 void readListing(ByteSource& source, const std::string& name, ListingSink& sink,
                  std::uint64_t unpackedLimit = 1ULL << 30);
 

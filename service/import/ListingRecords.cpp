@@ -34,7 +34,7 @@ bool isNumber(std::string_view text)
            std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// The decimal number that text begins with; 0 where there is none or it is beyond a million.
+// The decimal number at the start of a string; 0 if there is none or it is above a million.
 int leadingNumber(std::string_view text)
 {
     constexpr int kLargest = 1000000;
@@ -65,7 +65,7 @@ void readXmltvNumbers(std::string_view text, int& season, int& episode)
     episode = oneBased(second);
 }
 
-// "onscreen" is free text; only the common "S02E05" is understood.
+// "onscreen" is free text; only the common format "S02E05" is read.
 void readOnscreenNumbers(const std::string& text, int& season, int& episode)
 {
     const std::string form = lowered(text);
@@ -79,7 +79,7 @@ void readOnscreenNumbers(const std::string& text, int& season, int& episode)
     episode = leadingNumber(std::string_view(form).substr(e + 1));
 }
 
-// An id as an export of ours writes it; 0 where it is none.
+// An id from an export of the service; 0 if it is not one.
 std::int64_t exportedId(std::string_view text)
 {
     std::int64_t id = 0;
@@ -225,7 +225,7 @@ void RecordReader::addText(std::string_view text)
         return;
     }
     if (m_text.size() + text.size() > kTextLimit) {
-        setFault(fmt::format("<{}> holds more than {} KiB of text", m_field->element, kTextLimit >> 10));
+        setFault(fmt::format("<{}> has more than {} KiB of text", m_field->element, kTextLimit >> 10));
         return;
     }
     m_text += text;
@@ -316,7 +316,7 @@ void RecordReader::finishProgramme()
                           ? m_programId
                           : fmt::format("{}\n{}\n{}\n{}\n{}", first.title.empty() ? m_programme.channel : first.title,
                                         first.episodeTitle, m_programme.season, m_programme.episode, m_programme.year);
-    // A name of its own for the part is the mark of a series where the listing counts no episodes.
+    // If the listing has no episode numbers, a separate episode title marks a series.
     const bool namedPart = !first.episodeTitle.empty() && first.episodeTitle != first.title;
     const bool episodic = namedPart || m_programme.season + m_programme.episode > 0;
     m_programme.seriesKey = !m_seriesId.empty() ? m_seriesId : seriesOfProgramId(m_programId);
@@ -379,11 +379,11 @@ void RecordReader::takeDescription(const std::string& text)
 
 void RecordReader::takeCategory(const std::string& text)
 {
-    // The same genre in a second language would count as a second genre.
+    // Categories in further languages are ignored: they would count as further genres.
     std::vector<std::string>& genres = m_programme.genres;
     const std::string lang = attribute("lang");
     if (text.size() > kGenreLimit) {
-        setFault(fmt::format("<category> holds more than {} bytes", kGenreLimit));
+        setFault(fmt::format("<category> has more than {} bytes", kGenreLimit));
         return;
     }
     if (genres.empty()) {
@@ -427,7 +427,7 @@ void RecordReader::takeLength(const std::string& text)
 
 void RecordReader::takeImage(const std::string& text)
 {
-    // The poster before any other picture; of several the first, which the listing holds for the best.
+    // A poster is preferred to other images; of several, the first one counts.
     const std::string type = attribute("type");
     const bool poster = type.empty() || type == "poster";
     if (isWebAddress(text) && ((poster && !m_poster) || m_programme.image.url.empty())) {

@@ -1,5 +1,5 @@
-// One channel or programme of a listing, put together from its element, its children's texts and their attributes.
-// Which children are read stands in kFields of ListingRecords.cpp. Listing.cpp feeds it from the XML parser.
+// One channel or programme of a listing, made from its element, its children and their attributes. kFields in
+// ListingRecords.cpp lists the children that are read. Listing.cpp feeds it from the XML parser.
 #pragma once
 
 #include <string>
@@ -11,14 +11,14 @@
 
 namespace corvaned {
 
-/// The text without blanks at its ends, and with one blank for every run of them: more does not count in XMLTV.
+/// The string without blanks at its ends, and with one blank for each run of blanks, as XMLTV prescribes.
 std::string collapsed(std::string_view text);
 
-/// Whether the fields of a record stand one level further down in the element: <credits>, <rating>. They are named
+/// Whether the fields of a record are one level deeper, inside this element: <credits>, <rating>. They are named
 /// "credits/actor" then.
 bool isFieldGroup(std::string_view element);
 
-/// Builds records and hands them to the sink: broken ones as skipped, all others whole.
+/// Builds records and passes them to the sink; broken ones are reported as skipped.
 class RecordReader {
 public:
     /// Names must last until the record ends.
@@ -34,7 +34,7 @@ public:
     /// Begins a child of the record's element.
     void beginField(std::string_view element, Attributes attributes);
 
-    /// Adds to the text of the child that is open.
+    /// Adds to the content of the open child.
     void addText(std::string_view text);
 
     void endField();
@@ -52,7 +52,7 @@ private:
         Programme,
     };
 
-    // How the text and attributes of a record's child are taken up.
+    // How the content and attributes of a record's child are read.
     struct Field {
         Record record;
         std::string_view element;

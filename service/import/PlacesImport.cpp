@@ -103,7 +103,7 @@ public:
 private:
     [[noreturn]] void refuse(const std::string& reason) const
     {
-        throw OperatorError(fmt::format("{}:{}: {}; nothing of it is imported", m_name, m_line, reason));
+        throw OperatorError(fmt::format("{}:{}: {}; nothing is imported", m_name, m_line, reason));
     }
 
     std::vector<std::string> split(std::string_view line) const;
@@ -120,7 +120,7 @@ private:
     PlacesReport m_report;
 };
 
-// A field is quoted where it holds a comma; a quote within it is doubled.
+// A field that contains a comma is quoted; a quote within it is doubled.
 std::vector<std::string> PlacesReader::split(std::string_view line) const
 {
     std::vector<std::string> fields(1);
@@ -188,7 +188,7 @@ void PlacesReader::readLine(std::string_view line)
         for (const RowKind& row : kRows) {
             known.append(known.empty() ? "" : ", ").append(row.name);
         }
-        refuse(fmt::format("'{:.60}' is no kind of row; there are {}", fields[0], known));
+        refuse(fmt::format("'{:.60}' is not a kind of row; the kinds are {}", fields[0], known));
     }
     std::string names;
     std::size_t columns = 0;
@@ -238,7 +238,7 @@ PlacesReport importPlaces(sqlite::Connection& connection, std::string_view text,
     }
     const PlacesReport& report = reader.report();
     if (report.headends == 0 && (report.apps == 0 || reader.holdsPlaces())) {
-        throw OperatorError(fmt::format("{} holds no headend row; nothing of it is imported", name));
+        throw OperatorError(fmt::format("{} has no headend row; nothing is imported", name));
     }
     return report;
 }

@@ -1,5 +1,5 @@
-// Places, headends, their line-ups and the operator's apps, read from CSV. What the rows are stands in kRows of
-// PlacesImport.cpp and in docs/running-the-service.md; Lineup.h answers from them.
+// Places, headends, their line-ups and the operator's apps, read from CSV. kRows in
+// PlacesImport.cpp lists the rows and in docs/running-the-service.md; Lineup.h answers from them.
 #pragma once
 
 #include <cstdint>
@@ -23,9 +23,9 @@ struct PlacesReport {
     std::int64_t apps = 0;
 };
 
-/// Replaces places and headends by those of the text, and the apps by its apps; of which it holds none, the ones there
-/// are stay. The caller holds a write transaction.
-/// @param name  what messages call the text
+/// Replaces places and headends by those of the text, and the apps by its apps; if it has none of these, the existing
+/// ones stay. The caller holds a write transaction.
+/// @param name  of the text, for messages
 /// @throws OperatorError with the line of the first fault; the transaction must not be committed then
 PlacesReport importPlaces(sqlite::Connection& connection, std::string_view text, const std::string& name);
 

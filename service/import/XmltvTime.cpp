@@ -1,5 +1,5 @@
 // Digits first, zone second. Zone names are those that listings use with one meaning; IST, for example, is left out
-// because India, Ireland and Israel all claim it.
+// because India, Ireland and Israel all use it.
 #include "XmltvTime.h"
 
 #include <fmt/format.h>
@@ -91,7 +91,7 @@ std::optional<Instant> parseXmltvTime(std::string_view text, std::string& proble
     }
     const std::optional<int> zone = parseZone(trimmed(text.substr(count)));
     if (!zone) {
-        problem = fmt::format("'{:.40}' names a zone that is not known", text);
+        problem = fmt::format("'{:.40}' names an unknown zone", text);
         return std::nullopt;
     }
 
@@ -108,7 +108,7 @@ std::optional<Instant> parseXmltvTime(std::string_view text, std::string& proble
     const std::optional<Instant> instant =
         instantOf(field(0, 4, 0), field(4, 2, 1), field(6, 2, 1), field(8, 2, 0), field(10, 2, 0), field(12, 2, 0));
     if (!instant) {
-        problem = fmt::format("'{:.40}' is no date and time of the calendar", text);
+        problem = fmt::format("'{:.40}' is not a date and time of the calendar", text);
         return std::nullopt;
     }
     return *instant - Instant{*zone} * 60;

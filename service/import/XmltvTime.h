@@ -1,4 +1,4 @@
-// The time texts of XMLTV listings: "YYYYMMDDhhmmss" or an initial part of it, then perhaps a zone.
+// Times in XMLTV listings: "YYYYMMDDhhmmss" or an initial part of it, optionally followed by a zone.
 #pragma once
 
 #include <optional>
@@ -9,10 +9,10 @@
 
 namespace corvaned {
 
-/// Reads one time text. Digits that are left out count as the first moment of the year, month, day, hour or minute
+/// Reads one time. Missing digits count as the first moment of the year, month, day, hour or minute
 /// given. The zone is an offset ("+0100", "+01:00", "+01"), "Z" or a name in common use ("BST"); none means UTC.
 ///
-/// @param problem  receives the reason, fit for the end of a message line, where nothing is returned; else untouched
+/// @param problem  receives the reason, as the end of a message, if nothing is returned; else unchanged
 std::optional<Instant> parseXmltvTime(std::string_view text, std::string& problem);
 
 }  // namespace corvaned

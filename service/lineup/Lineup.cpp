@@ -10,7 +10,7 @@ namespace {
 
 using sqlite::Query;
 
-// The first city by the operator's order speaks for a headend.
+// A headend is shown with its first city in the operator's order.
 constexpr std::string_view kHeadendsAt = R"sql(
     SELECT headend.id, headend.name, operator_id, operator_name, service_type, satellite, city.name AS city, min(city.place)
     FROM headend JOIN headend_city ON headend_id = headend.id JOIN city ON city.code = city_code
@@ -65,7 +65,7 @@ std::vector<Headend> headendsOf(sqlite::Connection& connection, std::string_view
     return headends;
 }
 
-// A line-up made from the guide's own, for a headend that tells none.
+// A line-up derived from the guide's own, for a headend without one.
 std::vector<Station> derivedLineup(sqlite::Connection& connection, std::size_t leaveOut, std::size_t rotate)
 {
     std::vector<Station> stations;
@@ -91,7 +91,7 @@ std::string channelAt(const Numbers& numbers, const std::string& number)
     return found == numbers.end() ? std::string() : found->second;
 }
 
-// Of headends in groups that no question has told apart yet: the groups after asking for that number.
+// Splits groups of headends that no question distinguishes yet by the channel at that number.
 std::vector<std::vector<std::size_t>> splitBy(const std::vector<std::vector<std::size_t>>& groups,
                                               const std::vector<Numbers>& lineups, const std::string& number)
 {
@@ -193,7 +193,7 @@ std::vector<Question> quiz(sqlite::Connection& connection, std::string_view head
             numbers.insert(station.number);
         }
     }
-    // The number that tells most apart first; ties go to the one that comes first.
+    // The number that distinguishes most headends comes first; of equals, the first in order.
     std::vector<Question> questions;
     while (groups.size() < headends.size()) {
         std::vector<std::vector<std::size_t>> best;

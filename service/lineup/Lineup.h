@@ -1,4 +1,4 @@
-// Where a viewer lives, which headends serve that place and what each carries under which number. PlacesImport.h fills
+// Places, the headends that serve them, and the channels of each headend by number. PlacesImport.h fills
 // the tables. Every function reads on the connection it is given; callers that call several hold a read transaction.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace corvaned::lineup {
 
-/// A postal code as it is compared: in capitals, without blanks and hyphens.
+/// Normalizes a postal code for comparison: capitals, without blanks and hyphens.
 std::string plainPostalCode(std::string_view text);
 
 struct Place {
@@ -35,7 +35,7 @@ struct Headend {
     std::string operatorName;
     std::string serviceType;
     std::string satellite;
-    std::string city;  // the name of a city that it serves: of those asked for, the first
+    std::string city;  // the first city asked for that it serves
     std::vector<Device> devices;
 };
 
@@ -48,14 +48,14 @@ std::vector<Headend> headendsAtPostalCode(sqlite::Connection& connection, std::s
 
 bool isHeadend(sqlite::Connection& connection, std::string_view id);
 
-/// What stands at a number of a line-up.
+/// A channel at a number of a line-up.
 struct Station {
     std::string number;
     std::int64_t source = 0;
     std::string name;
 };
 
-/// What a headend carries of the guide's channels, by number.
+/// The guide's channels that a headend carries, by number.
 std::vector<Station> lineupOf(sqlite::Connection& connection, std::string_view headend);
 
 struct Answer {
@@ -68,9 +68,9 @@ struct Question {
     std::vector<Answer> answers;  // one of every headend
 };
 
-/// The fewest questions found that tell the headends apart which share a city with the one given, itself included. Who
-/// says of each what is on at its number keeps, of the headends whose answers say so, exactly one; headends with equal
-/// line-ups cannot be told apart.
+/// Questions that distinguish the headends that share a city with the one given, itself included; as few as found. A
+/// viewer who answers each with the channel at its number is left with exactly one headend, unless several have equal
+/// line-ups.
 /// @param headend  empty: all headends there are
 std::vector<Question> quiz(sqlite::Connection& connection, std::string_view headend);
 

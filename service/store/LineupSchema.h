@@ -47,7 +47,7 @@ inline constexpr const char* kLineupTables = R"sql(
         name TEXT NOT NULL,
         PRIMARY KEY (headend_id, place)
     ) WITHOUT ROWID;
-    -- By the channel's id in the listings, so that it may be told before a listing names it.
+    -- By the channel's id in the listings, so that a row may come before the listing that has the channel.
     CREATE TABLE headend_channel (
         headend_id TEXT NOT NULL REFERENCES headend,
         number TEXT NOT NULL,

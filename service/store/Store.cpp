@@ -1,4 +1,4 @@
-// The schema stands in kVersions: a change is a row added at its end, applied to every database that lacks it.
+// The schema is in kVersions: a change is a row added at its end, applied to every database that lacks it.
 #include "Store.h"
 
 #include <fmt/format.h>
@@ -17,7 +17,7 @@
 namespace corvaned {
 namespace {
 
-// Marks the file as ours ("crvn"), so that some other program's database is not written to.
+// Marks the file as corvaned's ("crvn"), so that another program's database is not changed.
 constexpr std::int64_t kApplicationId = 0x6372766e;
 
 constexpr const char* kVersions[] = {
@@ -27,7 +27,7 @@ constexpr const char* kVersions[] = {
         id INTEGER PRIMARY KEY AUTOINCREMENT,
         listing_id TEXT NOT NULL UNIQUE
     );
-    -- The line-up of the guide now held.
+    -- The line-up of the current guide.
     CREATE TABLE channel (
         source_id INTEGER PRIMARY KEY REFERENCES source,
         position INTEGER NOT NULL,
@@ -61,7 +61,7 @@ constexpr const char* kVersions[] = {
         short_desc TEXT NOT NULL,
         UNIQUE (source_id, start, content_id)
     );
-    -- The texts in the further languages of an airing.
+    -- The strings of an airing in further languages.
     CREATE TABLE translation (
         airing_id INTEGER NOT NULL REFERENCES airing,
         lang TEXT NOT NULL,
@@ -70,7 +70,7 @@ constexpr const char* kVersions[] = {
         short_desc TEXT NOT NULL,
         PRIMARY KEY (airing_id, lang)
     ) WITHOUT ROWID;
-    -- Genres ever seen; their numbers stand in clients' caches, so a row is never removed or renumbered.
+    -- Genres ever seen; clients cache their numbers, so a row is never removed or renumbered.
     CREATE TABLE genre (
         id INTEGER PRIMARY KEY AUTOINCREMENT,
         name TEXT NOT NULL UNIQUE
@@ -81,7 +81,7 @@ constexpr const char* kVersions[] = {
         genre_id INTEGER NOT NULL REFERENCES genre,
         PRIMARY KEY (airing_id, place)
     ) WITHOUT ROWID;
-    -- What holds for the guide as a whole, by name.
+    -- Facts about the guide as a whole, by name.
     CREATE TABLE guide (
         name TEXT PRIMARY KEY,
         value NOT NULL
@@ -95,14 +95,14 @@ constexpr const char* kVersions[] = {
     CREATE INDEX session_by_expiry ON session (expires);
     )sql",
     R"sql(
-    -- 0 where an airing is of no series.
+    -- 0 if an airing belongs to no series.
     ALTER TABLE airing ADD COLUMN series_id INTEGER NOT NULL DEFAULT 0;
     ALTER TABLE airing ADD COLUMN rating TEXT NOT NULL DEFAULT '';
     CREATE INDEX airing_by_content ON airing (content_id, start);
     CREATE INDEX airing_by_series ON airing (series_id, start) WHERE series_id <> 0;
     CREATE INDEX airing_by_start ON airing (start);
     CREATE INDEX airing_genre_by_genre ON airing_genre (genre_id);
-    -- People ever named; told apart by their names alone. Their numbers are kept by clients, so a row is never removed.
+    -- People ever named, identified by name. Clients keep their numbers, so a row is never removed.
     CREATE TABLE person (
         id INTEGER PRIMARY KEY AUTOINCREMENT,
         name TEXT NOT NULL UNIQUE
@@ -120,7 +120,7 @@ constexpr const char* kVersions[] = {
     CREATE VIRTUAL TABLE search USING fts5 (
         title, ep_title, short_desc, people, content = '', prefix = '2 3', tokenize = 'unicode61 remove_diacritics 2'
     );
-    -- What was imported lacks all of this, so the same listing has to count as a new one.
+    -- Guides imported before lack all of this, so the same listing must count as a new one.
     DELETE FROM guide WHERE name = 'digest';
     )sql",
     R"sql(
@@ -173,7 +173,7 @@ Store::Store(std::string path, Mode mode, Fill fill) : m_path(std::move(path))
     std::error_code failed;
     if (mode == Mode::Existing && !std::filesystem::exists(m_path, failed)) {
         throw OperatorError(
-            fmt::format("there is no database {0}; fill one with: corvaned import --db {0} LISTING...", m_path));
+            fmt::format("there is no database {0}; create one with: corvaned import --db {0} LISTING...", m_path));
     }
     try {
         constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;

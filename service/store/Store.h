@@ -16,8 +16,8 @@ namespace corvaned {
 class Store {
 public:
     enum class Mode {
-        Existing,  // refuse where the file is missing
-        Create,    // make it where it is missing
+        Existing,  // refuse if the file is missing
+        Create,    // create the file if it is missing
     };
 
     /// Adds rows that a database must have, such as addSamplePlaces; called inside the transaction of the upgrade.
@@ -49,7 +49,7 @@ public:
 
     Lease lease();
 
-    /// A connection of the caller's own, for work whose temporary tables should go with it.
+    /// A new connection, owned by the caller, for work with temporary tables.
     std::unique_ptr<sqlite::Connection> connect() const;
 
 private:
@@ -58,10 +58,10 @@ private:
     std::vector<std::unique_ptr<sqlite::Connection>> m_idle;
 };
 
-/// A database of its own in the folder for temporary files, removed with its companions at the end.
+/// A database in the folder for temporary files, removed with its companions at the end.
 class TemporaryDatabase {
 public:
-    /// @throws OperatorError where no folder can be made
+    /// @throws OperatorError if no folder can be made
     TemporaryDatabase();
     TemporaryDatabase(const TemporaryDatabase&) = delete;
     TemporaryDatabase& operator=(const TemporaryDatabase&) = delete;

@@ -23,7 +23,7 @@ inline constexpr const char* kViewerTables = R"sql(
         PRIMARY KEY (kind, target, user_id)
     ) WITHOUT ROWID;
     CREATE INDEX vote_by_user ON vote (user_id, kind);
-    -- seq counts a user's tunings; content_id is 0 where the client named none.
+    -- seq counts a user's tunings; content_id is 0 if the client named none.
     CREATE TABLE tuning (
         user_id TEXT NOT NULL,
         seq INTEGER NOT NULL,
@@ -33,7 +33,7 @@ inline constexpr const char* kViewerTables = R"sql(
         PRIMARY KEY (user_id, seq)
     ) WITHOUT ROWID;
     CREATE INDEX tuning_by_time ON tuning (at, source_id, user_id);
-    -- What the guide said of contents that viewers named, for the time when it has dropped them.
+    -- The guide's facts about contents that viewers named, for use after the guide has dropped them.
     CREATE TABLE remembered_content (
         content_id INTEGER PRIMARY KEY,
         series_id INTEGER NOT NULL,

@@ -25,8 +25,8 @@ int timeslotOf(const Zone& zone, Instant at);
 /// Why a programme was picked.
 enum class Reason : std::uint8_t {
     History,  // the viewer's own habit at that time of day
-    Popular,  // everybody's
-    OnNow,    // nobody's: it is on, or next
+    Popular,  // the habit of all viewers
+    OnNow,    // no habit: it is on, or next
 };
 
 struct SlotPick {

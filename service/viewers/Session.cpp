@@ -59,7 +59,7 @@ TokenCheck checkToken(sqlite::Connection& connection, std::string_view token, st
 
 bool sameSecret(std::string_view left, std::string_view right)
 {
-    // What is passed lives until this returns, also where it was made for the call.
+    // Arguments live until this returns, temporaries included.
     // cppcheck-suppress danglingTemporaryLifetime
     return left.size() == right.size() && CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;
 }

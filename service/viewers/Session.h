@@ -33,12 +33,12 @@ Session openSession(sqlite::Connection& connection, std::string_view device, Ins
 /// The token of a session: session, user and the SHA-1 of seed key, plus sign and secret, joined by plus signs.
 std::string sessionToken(const Session& session, std::string_view secret);
 
-/// Checks a token; the time that takes tells nothing of how much of it was right.
-/// @param user  receives the session's user where the token is good, else stays untouched
+/// Checks a token in constant time: the time does not reveal how much of it is right.
+/// @param user  receives the session's user if the token is good, else unchanged
 TokenCheck checkToken(sqlite::Connection& connection, std::string_view token, std::string_view secret, Instant now,
                       std::string& user);
 
-/// Compares without telling by its duration where the texts differ.
+/// Compares in constant time.
 bool sameSecret(std::string_view left, std::string_view right);
 
 }  // namespace corvaned

@@ -13,7 +13,7 @@ constexpr std::int64_t kTuningsKept = 2000;  // per user; half a year of ten a d
 using sqlite::Query;
 using sqlite::Transaction;
 
-// The newest word of the guide replaces an older one; where the guide is silent, what was remembered stays.
+// The guide's current facts replace older ones; if the guide has dropped the content, the older ones stay.
 void remember(sqlite::Connection& connection, std::int64_t content)
 {
     Query(connection, R"sql(
@@ -34,7 +34,7 @@ bool isKnown(sqlite::Connection& connection, Subject subject, std::int64_t targe
     return Query(connection, kLookups[static_cast<std::size_t>(subject)]).bind(target).next();
 }
 
-// What a user cares about stays readable when the guide has dropped it.
+// A user's favourites stay readable after the guide has dropped them.
 bool rememberKnown(sqlite::Connection& connection, Subject subject, std::int64_t target)
 {
     if (subject == Subject::Content) {

@@ -1,5 +1,5 @@
-// What viewers keep: favourites, votes, the history of what they tuned to, their answer to the terms. It is keyed by
-// the session's user and outlasts restarts and imports. Writing functions are one transaction each.
+// Data of viewers: favourites, votes, the history of tunings, the answer to the terms. It is keyed by the session's
+// user and survives restarts and imports. Writing functions are one transaction each.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,7 @@ enum class Subject : std::uint8_t {
 std::string_view nameOf(Subject subject);
 
 /// Makes the target a favourite of the user; one that it is already keeps its place.
-/// @return false where neither the guide nor the users' memory knows the target; nothing is changed then
+/// @return false if neither the guide nor remembered_content has the target; nothing is changed then
 bool addFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target,
                  Instant now);
 
@@ -45,7 +45,7 @@ enum class FavoriteOrder : std::uint8_t {
 std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_view user, Subject subject,
                                     FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count);
 
-/// A content that a viewer has named: as the guide has it now (guide::nextAiring), or, where the guide has dropped it,
+/// A content that a viewer has named: as the guide has it now (guide::nextAiring), or, if the guide has dropped it,
 /// as it was remembered, without channel and times.
 /// @return whether it is known at all
 bool visitContent(sqlite::Connection& connection, std::int64_t content, Instant now, std::string_view lang,
@@ -64,15 +64,15 @@ struct VoteCount {
 };
 
 /// Replaces the user's vote on the target; Vote::None withdraws it.
-/// @return false where a channel or content is not known; nothing is changed then
+/// @return false if the channel or content is unknown; nothing is changed then
 bool castVote(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target, Vote vote,
               Instant now);
 
 VoteCount countVotes(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
 
-/// Notes that the user tuned to a channel. The oldest of very many is forgotten.
+/// Records that the user tuned to a channel. Only the latest tunings are kept.
 /// @param content  what was chosen there; 0: whatever is on
-/// @return how many times the user has tuned since the history was begun; 0 where there has never been such a channel
+/// @return the number of the user's tunings since the history began; 0 if there has never been such a channel
 std::int64_t addTuning(sqlite::Connection& connection, std::string_view user, std::int64_t source, std::int64_t content,
                        Instant now);
 

@@ -43,7 +43,7 @@ TEST(Clock, ZoneByNameKnowsSummerTime)
     Zone::named("UTC");
 }
 
-TEST(Clock, RefusesWhatIsNoZone)
+TEST(Clock, RejectsUnknownZones)
 {
     for (const char* text : {"", "Foo/Bar", "../../etc/passwd", "/etc/passwd", "+9:00", "+15:00", "+09:60", "09:00"}) {
         EXPECT_THROW(Zone::named(text), OperatorError) << text;

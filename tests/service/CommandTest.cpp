@@ -1,4 +1,4 @@
-// The program as a shell sees it: what it prints where, its exit code, its signals.
+// The program as a shell sees it: its output, its exit code, its signals.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -94,8 +94,7 @@ TEST(Command, ImportsAnOperatorsPlaces)
 
     Program faulty({"import-places", "--db", folder.path(), places});
     EXPECT_EQ(faulty.wait(), 1);
-    EXPECT_EQ(faulty.errors(),
-              "corvaned: " + places + ":2: no row above names a headend 'two'; nothing of it is imported\n");
+    EXPECT_EQ(faulty.errors(), "corvaned: " + places + ":2: no row above names a headend 'two'; nothing is imported\n");
     test::writeFile(places, "headend,one,Our Cable,,,,,,\nchannel,one,1,north.example\n");
     Program good({"import-places", "--db", folder.path(), places});
     EXPECT_EQ(good.readLine(), places + ": 1 headends, 0 cities, 0 postal codes, 0 apps");

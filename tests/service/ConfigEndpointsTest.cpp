@@ -15,7 +15,7 @@ struct ConfigEndpoints : ::testing::Test {
     test::Viewer m_viewer{m_under, "tv-1"};
 };
 
-TEST_F(ConfigEndpoints, TheServerTellsTheAddressThatItWasAskedAt)
+TEST_F(ConfigEndpoints, ServerAddressIsTheOneThatTheClientUsed)
 {
     EXPECT_EQ(m_viewer.get("conf/server?country=US"),
               Json({{"url", "http://here"}, {"expired", "2026-11-21T12:00:00Z"}}));

@@ -20,7 +20,7 @@ using ::testing::StartsWith;
 
 TEST_F(HostileListing, ControlCharactersCostTheProgrammeOrTheListing)
 {
-    const std::string nul = "listing:2: a NUL character, which no text holds: the file is damaged; fetch it again";
+    const std::string nul = "listing:2: a NUL character: the file is damaged; download it again";
     for (int code = 0; code < 0x20; ++code) {
         if (code == '\t' || code == '\n' || code == '\r') {
             continue;
@@ -49,7 +49,7 @@ TEST_F(HostileListing, BytesThatAreNotUtf8CostTheProgramme)
 {
     const struct {
         const char* bytes;
-        const char* inTag;  // why a tag that holds them has the listing refused; "" where it costs its record only
+        const char* inTag;  // why the listing is refused if a tag contains them; "" if only the record is lost
     } rows[] = {
         {"\x80", ""},                                                  // continues nothing
         {"\xc3", ""},                                                  // is not continued
@@ -118,8 +118,8 @@ TEST_F(HostileListing, CutOffAtAnyByteItIsRefused)
         }
     };
     cut(plain, "");
-    cut(test::gzipPacked(plain), "listing: the gzip data end in the middle; fetch the file again");
-    cut(test::xzPacked(plain), "listing: the xz data end in the middle; fetch the file again");
+    cut(test::gzipPacked(plain), "listing: the gzip data is cut off; download the file again");
+    cut(test::xzPacked(plain), "listing: the xz data is cut off; download the file again");
     fmt::print("figure: listings cut off: {} refused\n", refused);
     EXPECT_GT(refused, 1000);
     const Outcome whole = importText(plain);
@@ -127,7 +127,7 @@ TEST_F(HostileListing, CutOffAtAnyByteItIsRefused)
     EXPECT_THAT(whole.titles, ElementsAre("F\u00e4hre", "Good"));
 }
 
-/// Counts the connections that anybody has tried to make to a port of this machine.
+/// Counts the connection attempts to a port of this machine.
 class Listener {
 public:
     Listener()

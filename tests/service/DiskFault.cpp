@@ -64,7 +64,7 @@ void logSync(int descriptor)
     ::close(file);
 }
 
-/// @return true where the call has to fail with errno
+/// @return true if the call has to fail with errno
 bool fails(Operation operation, int descriptor)
 {
     static const Fault kFault;

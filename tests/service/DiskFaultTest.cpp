@@ -126,7 +126,7 @@ TEST_F(DiskFault, KilledAtAnyWriteTheOldGuideIsThereOrTheNewOne)
     fmt::print("figure: imports killed, each at another write: {}\n", tried);
 }
 
-TEST_F(DiskFault, AFullDiskIsSaidAndChangesNothing)
+TEST_F(DiskFault, ReportsAFullDiskAndChangesNothing)
 {
     const int tried = tryAll("full", kLong ? 1 : 97, [&](int code) {
         EXPECT_EQ(code, 1);
@@ -136,7 +136,7 @@ TEST_F(DiskFault, AFullDiskIsSaidAndChangesNothing)
     fmt::print("figure: imports whose disk was full, each from another write on: {}\n", tried);
 }
 
-TEST_F(DiskFault, AFailingSyncIsSaidAndChangesNothing)
+TEST_F(DiskFault, ReportsAFailingSyncAndChangesNothing)
 {
     const int tried = tryAll("sync", 1, [&](int code) {
         EXPECT_EQ(code, 1);

@@ -68,7 +68,7 @@ constexpr ListingRow kListings[] = {
     {"names of digits", R"(<tv>
         <channel id="77"/><channel id="x"><display-name>5</display-name></channel>
         <channel id="88"/></tv>)"},
-    {"a number of its own behind a channel without", R"(<tv>
+    {"a numbered channel after one without", R"(<tv>
         <channel id="55"/><channel id="y"><display-name>Y</display-name></channel></tv>)"},
     {"several languages, markup, every field", R"(<tv>
         <channel id="a &amp; b"><display-name>A &lt;B&gt; "C"</display-name>
@@ -82,7 +82,7 @@ constexpr ListingRow kListings[] = {
           <episode-num system="xmltv_ns">1 . 4/10 . 0/2</episode-num>
           <rating system="X"><value>12+</value></rating>
         </programme></tv>)"},
-    {"content ids that stand in the listing, part seasons", R"(<tv>
+    {"content ids from the listing, part seasons", R"(<tv>
         <programme start="20261120180000" stop="20261120190000" channel="c"><title>S</title>
           <episode-num system="dd_progid">EP0001.0002</episode-num></programme>
         <programme start="20261120190000" stop="20261120200000" channel="c"><title>S</title>

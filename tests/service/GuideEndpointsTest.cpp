@@ -39,7 +39,7 @@ protected:
     test::Viewer m_viewer{m_under, "tv-1"};
 };
 
-TEST_F(GuideEndpoints, OnAirTellsWhatIsOnNow)
+TEST_F(GuideEndpoints, OnAirGivesCurrentProgrammes)
 {
     const Json channels =
         m_viewer.get("channel/onair?&lang=en&headend=&device=&sourceid=2,1,9,x&imagesize=1,2")["channel"];
@@ -55,7 +55,7 @@ TEST_F(GuideEndpoints, OnAirTellsWhatIsOnNow)
     EXPECT_EQ(valuesOf(m_viewer.get("channel/onair?sourceid=&imagesize=")["channel"], "source"), (Texts{"1"}));
 }
 
-TEST_F(GuideEndpoints, FocusChannelTellsWhatFollows)
+TEST_F(GuideEndpoints, FocusChannelGivesFollowingProgrammes)
 {
     const Json reply = m_viewer.get("channel/focus_channel?sourceid=1&imagesize=2&num=3");
     EXPECT_EQ(reply["source"], "1");

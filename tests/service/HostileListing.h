@@ -24,7 +24,7 @@ inline const std::string kGood = programme("<title>Good</title>", "2026112019000
 
 /// What an import came to.
 struct Outcome {
-    std::string refusal;  // "" where it was taken
+    std::string refusal;  // "" if it was accepted
     std::vector<std::string> warnings;
     std::vector<std::string> titles;
     bool asBefore = false;

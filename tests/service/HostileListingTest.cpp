@@ -107,8 +107,8 @@ struct Flood {
 std::vector<Flood> floods()
 {
     const std::string programmeBegin = programme("").substr(0, programme("").find("</"));
-    const std::string tag = "listing:2: a tag or entity of more than 256 KiB; this is no XMLTV listing";
-    const std::string text = "listing:2: skipped: <title> holds more than 64 KiB of text";
+    const std::string tag = "listing:2: a tag or entity of more than 256 KiB; this is not an XMLTV listing";
+    const std::string text = "listing:2: skipped: <title> has more than 64 KiB of text";
     const auto x = filler("x");
     return {
         {"title", programmeBegin + "<title>", x, "</title></programme>", "", {text}},
@@ -133,7 +133,7 @@ std::vector<Flood> floods()
         {"namespaces of one tag", "<x ", numbered("xmlns:a{}='u' "), "/>", tag},
         {"element names", "", numbered("<n{}/>"), "", "listing:2: more than 5000 names of elements and attributes"},
         {"attribute names", "", numbered("<x n{}=''/>"), "", "listing:2: more than 5000 names of elements"},
-        {"levels", "", filler("<x>"), "", "listing:2: elements more than 100 deep; this is no XMLTV listing"},
+        {"levels", "", filler("<x>"), "", "listing:2: elements more than 100 deep; this is not an XMLTV listing"},
         {"channels", "", numbered("<channel id='{}'/>"), "", "listing: more than 100000 channels; import a part"},
         {"languages",
          programmeBegin,
@@ -176,7 +176,7 @@ TEST_F(HostileListing, AFloodOfAnythingIsRefusedOrCostsItsProgramme)
     expectBounded(most);
 }
 
-TEST_F(HostileListing, AFloodBehindTheEndIsTakenWhereItIsNothing)
+TEST_F(HostileListing, AFloodAfterTheEndIsAcceptedIfItIsEmpty)
 {
     const struct {
         const char* what;
@@ -203,14 +203,14 @@ TEST_F(HostileListing, AFloodBehindTheEndIsTakenWhereItIsNothing)
     }
 }
 
-TEST_F(HostileListing, NamesThatAreNoneAreNotKeptInMemory)
+TEST_F(HostileListing, InvalidNamesAreNotKeptInMemory)
 {
     const auto category = [](std::size_t size) {
         return "<tv>\n" + programme("<title>T</title><category>" + std::string(size, 'x') + "</category>") + kGood +
                "</tv>";
     };
     expect(importText(category(1024)), "", {}, {"T", "Good"});
-    expect(importText(category(1025)), "", {"listing:2: skipped: <category> holds more than 1024 bytes"});
+    expect(importText(category(1025)), "", {"listing:2: skipped: <category> has more than 1024 bytes"});
     const auto genres = [&](int count) {
         return import([count] {
             return std::make_unique<PiecewiseSource>(
@@ -333,7 +333,7 @@ TEST_F(HostileListing, APackedBombIsCutOffAtAGibibyte)
     }
 }
 
-TEST_F(HostileListing, PackedTwiceIsNoListing)
+TEST_F(HostileListing, RejectsListingsCompressedTwice)
 {
     const std::string listing = "<tv>" + kGood + "</tv>";
     for (const std::string& packed :

@@ -132,9 +132,9 @@ TEST(Import, MissingStopsAreTheNextStart)
                              programme("a", "1830", "", "Second") + "</tv>");
     EXPECT_THAT(rows(db.store, kSlots),
                 ElementsAre("a|0|30|First", "a|30|120|Second", "a|120|150|Third", "b|10|40|Elsewhere"));
-    importText(db.store, "<tv>" + channel("a") + programme("a", "0000", "", "Gap behind") +
+    importText(db.store, "<tv>" + channel("a") + programme("a", "0000", "", "Gap after") +
                              programme("a", "1800", "", "Much later") + "</tv>");
-    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|-1080|-1050|Gap behind", "a|0|30|Much later"));
+    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|-1080|-1050|Gap after", "a|0|30|Much later"));
 }
 
 TEST(Import, ProgrammesThatShareASlotStayInOrderAndRepeatsGo)
@@ -240,20 +240,20 @@ TEST(Import, MovingIsRepeatable)
     EXPECT_TRUE(importText(db.store, test::testData("evening.xml"), options).changed);
 }
 
-TEST(Import, EmptyListingsAreSaid)
+TEST(Import, ReportsEmptyListings)
 {
     TestStore db;
     try {
         importText(db.store, "<tv/>");
         ADD_FAILURE() << "not refused";
     } catch (const OperatorError& error) {
-        EXPECT_STREQ(error.what(), "the listings hold neither channels nor programmes; the guide stays as it is");
+        EXPECT_STREQ(error.what(), "the listings contain neither channels nor programmes; the guide is unchanged");
     }
     try {
         importText(db.store, "<tv>" + channel("a") + "<programme channel='a'/></tv>");
         ADD_FAILURE() << "not refused";
     } catch (const OperatorError& error) {
-        EXPECT_STREQ(error.what(), "nothing in the listings is usable; the guide stays as it is");
+        EXPECT_STREQ(error.what(), "no programme in the listings can be used; the guide is unchanged");
     }
 }
 

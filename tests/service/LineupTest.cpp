@@ -29,7 +29,7 @@ std::string listingOf(int channels)
     return listing + "</tv>";
 }
 
-// What the import is refused with; "" where it was not. Refused or not, nothing is kept.
+// Why the import is refused; "" if it is not. Nothing is stored in either case.
 std::string placesRefusal(Store& store, const std::string& text)
 {
     const Store::Lease lease = store.lease();
@@ -209,31 +209,31 @@ TEST_F(LineupTest, AnOperatorsPlacesReplaceTheOnesBuiltIn)
     EXPECT_THAT(test::rows(under.store(), "SELECT id FROM headend"), ElementsAre("our-1"));
 }
 
-TEST_F(LineupTest, AFaultInPlacesIsToldWithItsLine)
+TEST_F(LineupTest, ReportsTheLineOfAFaultInPlaces)
 {
     const struct {
         const char* text;
         const char* refusal;
     } rows[] = {
         {"state,N,North\nvillage,V,N\n",
-         "places.csv:2: 'village' is no kind of row; there are state, city, postal, headend, serves, device, channel, "
-         "app; nothing of it is imported"},
+         "places.csv:2: 'village' is not a kind of row; the kinds are state, city, postal, headend, serves, device, "
+         "channel, "
+         "app; nothing is imported"},
         {"state,N\n",
-         "places.csv:1: a row of this kind has 3 fields, this one 2: state,code,name; nothing of it is "
+         "places.csv:1: a row of this kind has 3 fields, this one 2: state,code,name; nothing is "
          "imported"},
-        {"# x\n\nstate,,North\n", "places.csv:3: code is empty; nothing of it is imported"},
-        {"city,C,N,Town\n", "places.csv:1: no row above names a state 'N'; nothing of it is imported"},
+        {"# x\n\nstate,,North\n", "places.csv:3: code is empty; nothing is imported"},
+        {"city,C,N,Town\n", "places.csv:1: no row above names a state 'N'; nothing is imported"},
         {"state,N,North\nstate,N,Again\n",
-         "places.csv:2: a row above says this already: state,N; nothing of it is "
+         "places.csv:2: a row above says this already: state,N; nothing is "
          "imported"},
-        {"headend,H,H,,,,,x,0\n",
-         "places.csv:1: leave out is 'x'; it must be a number from 0 on; nothing of it is imported"},
+        {"headend,H,H,,,,,x,0\n", "places.csv:1: leave out is 'x'; it must be a number from 0 on; nothing is imported"},
         {"headend,H,H,,,,,1,99999999999\n",
-         "places.csv:1: rotate is '99999999999'; it must be a number from 0 on; nothing of it is imported"},
-        {"state,N,\"North\n", "places.csv:1: a quoted field does not end on its line; nothing of it is imported"},
-        {"serves,H,C\n", "places.csv:1: no row above names a headend 'H'; nothing of it is imported"},
-        {"state,N,North\n", "places.csv holds no headend row; nothing of it is imported"},
-        {"", "places.csv holds no headend row; nothing of it is imported"},
+         "places.csv:1: rotate is '99999999999'; it must be a number from 0 on; nothing is imported"},
+        {"state,N,\"North\n", "places.csv:1: a quoted field does not end on its line; nothing is imported"},
+        {"serves,H,C\n", "places.csv:1: no row above names a headend 'H'; nothing is imported"},
+        {"state,N,North\n", "places.csv has no headend row; nothing is imported"},
+        {"", "places.csv has no headend row; nothing is imported"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(placesRefusal(under.store(), row.text), row.refusal) << row.text;

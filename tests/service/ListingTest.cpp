@@ -149,12 +149,12 @@ TEST(Listing, BrokenRecordsAreSkippedWithTheirLine)
         "<programme channel='c' start='20261120180000'><title>Good</title></programme>\n"
         "<advert channel='c'><title>Not a record</title></advert>\n"
         "</tv>");
-    EXPECT_THAT(collected.skipped,
-                ElementsAre("2: the channel has no id", "3: the programme names no channel",
-                            "4: the programme has no start", "5: start 'soon' is not a time of the form YYYYMMDDhhmmss",
-                            "6: stop 'later' is not a time of the form YYYYMMDDhhmmss",
-                            "7: start '20261120180000 XYZ' names a zone that is not known",
-                            "9: <title> holds more than 64 KiB of text"));
+    EXPECT_THAT(
+        collected.skipped,
+        ElementsAre("2: the channel has no id", "3: the programme names no channel", "4: the programme has no start",
+                    "5: start 'soon' is not a time of the form YYYYMMDDhhmmss",
+                    "6: stop 'later' is not a time of the form YYYYMMDDhhmmss",
+                    "7: start '20261120180000 XYZ' names an unknown zone", "9: <title> has more than 64 KiB of text"));
     EXPECT_THAT(titlesOf(collected), ElementsAre("Good"));
 }
 
@@ -190,21 +190,22 @@ TEST(Listing, HtmlEntitiesNeedNoDeclaration)
     }
 }
 
-TEST(Listing, SlipsCostTheProgrammeTheyStandIn)
+TEST(Listing, ASlipCostsOnlyItsProgramme)
 {
     const struct {
         const char* slip;
         const char* reason;
     } rows[] = {
-        {"<title>Salt & Vinegar</title>", "a bare '&', which has to be written &amp;"},
-        {"<title>Q&A</title>", "a '&' that begins no entity; it has to be written &amp;"},
+        {"<title>Salt & Vinegar</title>", "a bare '&'; it must be written &amp;"},
+        {"<title>Q&A</title>", "a '&' that does not begin an entity; it must be written &amp;"},
         {"<title>&unheard;</title>", "Entity 'unheard' not defined"},
         {"<title>a &#1; b</title>", "xmlParseCharRef: invalid xmlChar value 1"},
         {"<title>a \x01 b</title>", "PCDATA invalid Char value 1"},
         {"<title>a\xffz</title>", "Input is not proper UTF-8, indicate encoding ! Bytes: 0xFF 0x7A 0x3C 0x2F"},
-        {"<title>T</title><icon src='http://x/?a=1&b=2'/>", "a '&' that begins no entity; it has to be written &amp;"},
+        {"<title>T</title><icon src='http://x/?a=1&b=2'/>",
+         "a '&' that does not begin an entity; it must be written &amp;"},
         {"<title>T</title><icon src='http://x/&eacute;'/>", "Entity 'eacute' not defined"},
-        {"<title>T</title><unheard-of>&</unheard-of>", "a bare '&', which has to be written &amp;"},
+        {"<title>T</title><unheard-of>&</unheard-of>", "a bare '&'; it must be written &amp;"},
     };
     for (const auto& row : rows) {
         for (const char* doctype : {"", "<!DOCTYPE tv SYSTEM 'xmltv.dtd'>"}) {
@@ -218,7 +219,7 @@ TEST(Listing, SlipsCostTheProgrammeTheyStandIn)
     }
 }
 
-TEST(Listing, EveryTextThatIsNotUtf8IsFound)
+TEST(Listing, FindsEveryStringThatIsNotUtf8)
 {
     const Collected collected = collect(
         listingOf(programmeWith("<title>a\xe9z</title>") + "\n" + programmeWith("<title>caf\u00e9</title>") + "\n" +
@@ -244,7 +245,7 @@ TEST(Listing, ASlipInAStartTagCostsThatRecordOnly)
     EXPECT_EQ(collected.skipped.size(), 2U);
 }
 
-TEST(Listing, WhatIsNotWellFormedIsRefusedWithItsLine)
+TEST(Listing, ReportsTheLineThatIsNotWellFormed)
 {
     const struct {
         const char* text;
@@ -258,7 +259,7 @@ TEST(Listing, WhatIsNotWellFormedIsRefusedWithItsLine)
         {"<tv>\n</tv>\n<tv/>", "listing:3: not well-formed: Extra content at the end of the document"},
         {"<tv>\n<title>a < b</title></tv>", "listing:2: not well-formed: "},
         {"<tv>\n<channel id='a' id='b'/></tv>", "listing:2: not well-formed: "},
-        {"<html>\n</html>", "listing:1: the document is <html>, not <tv>; this is no XMLTV listing"},
+        {"<html>\n</html>", "listing:1: the document is <html>, not <tv>; this is not an XMLTV listing"},
         {"<tv>\n<!-- a \x01 comment --></tv>", "listing:2: not well-formed: "},
     };
     for (const auto& row : rows) {
@@ -268,10 +269,10 @@ TEST(Listing, WhatIsNotWellFormedIsRefusedWithItsLine)
     for (int i = 0; i < 5000; ++i) {
         deep += "<a>";
     }
-    EXPECT_EQ(refusalOf("<tv>" + deep), "listing:1: elements more than 100 deep; this is no XMLTV listing");
+    EXPECT_EQ(refusalOf("<tv>" + deep), "listing:1: elements more than 100 deep; this is not an XMLTV listing");
 }
 
-TEST(Listing, PackedListingsAreToldByTheirFirstBytes)
+TEST(Listing, RecognizesCompressedListingsByTheirFirstBytes)
 {
     const std::string plain = test::testData("evening.xml");
     const std::string half = plain.substr(0, plain.size() / 2);
@@ -287,12 +288,11 @@ TEST(Listing, DamagedPackingIsRefused)
     const std::string plain = test::testData("evening.xml");
     const std::string gzip = test::gzipPacked(plain);
     const std::string xz = test::xzPacked(plain);
-    EXPECT_EQ(refusalOf(gzip.substr(0, gzip.size() / 2)),
-              "listing: the gzip data end in the middle; fetch the file again");
-    EXPECT_EQ(refusalOf(xz.substr(0, xz.size() / 2)), "listing: the xz data end in the middle; fetch the file again");
-    EXPECT_THAT(refusalOf(gzip.substr(0, 2)), HasSubstr("listing: the gzip data end in the middle"));
+    EXPECT_EQ(refusalOf(gzip.substr(0, gzip.size() / 2)), "listing: the gzip data is cut off; download the file again");
+    EXPECT_EQ(refusalOf(xz.substr(0, xz.size() / 2)), "listing: the xz data is cut off; download the file again");
+    EXPECT_THAT(refusalOf(gzip.substr(0, 2)), HasSubstr("listing: the gzip data is cut off"));
     EXPECT_THAT(refusalOf(gzip.substr(0, 20) + std::string(50, '\xff')),
-                HasSubstr("listing: the gzip data are damaged"));
+                HasSubstr("listing: the gzip data is damaged"));
     EXPECT_THAT(refusalOf(xz.substr(0, 30) + std::string(50, '\xff')),
                 HasSubstr("listing: the xz data cannot be unpacked"));
 }
@@ -334,7 +334,7 @@ TEST(Listing, EntitiesThatExpandWithoutEndCostTheirProgrammeOnly)
 
 TEST(Listing, ExternalEntitiesAreNeverOpened)
 {
-    // A pipe that nobody writes to: whoever opened it for reading would hang here.
+    // A pipe without a writer: opening it for reading would block.
     TemporaryDatabase folder;
     const std::string pipe = folder.path() + ".pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
@@ -370,7 +370,7 @@ TEST(Listing, WhatTheSinkThrowsComesOut)
     EXPECT_THROW(readListing(*openMemory(text, "listing"), "listing", full), std::runtime_error);
 }
 
-TEST(Listing, FilesThatCannotBeReadAreSaid)
+TEST(Listing, ReportsUnreadableFiles)
 {
     TemporaryDatabase folder;
     EXPECT_THROW(openFile(folder.path() + "-missing"), OperatorError);

@@ -53,7 +53,7 @@ std::vector<std::string> titlesIn(const Json& channel)
     return titles;
 }
 
-TEST(ReadySchedules, EveryWindowHoldsWhatTheGuideTells)
+TEST(ReadySchedules, EveryWindowHasTheProgrammesOfTheGuide)
 {
     test::TestStore db;
     test::importText(db.store, crowdedListing(7));

@@ -21,7 +21,7 @@ struct ListingRow {
     std::int64_t programmes;  // usable, repeats included
     std::int64_t skipped;
     std::int64_t repeated;
-    const char* refusal;  // part of the message; null where the listing is imported
+    const char* refusal;  // part of the message; null if the listing is imported
 };
 
 constexpr ListingRow kListings[] = {
@@ -67,7 +67,7 @@ constexpr ListingRow kListings[] = {
      "9: not well-formed: Opening and ending tag mismatch: title line 8 and programme"},
     {"malformed/fr-2021-03-raw-ampersand.xml.gz", 272, 9175, 30, 0, nullptr},
     {"malformed/not-xmltv-at-all.xml", 0, 0, 0, 0,
-     "2: the document is <ProgramGuide>, not <tv>; this is no XMLTV listing"},
+     "2: the document is <ProgramGuide>, not <tv>; this is not an XMLTV listing"},
     {"malformed/order-violates-dtd.xml", 1, 1, 0, 0, nullptr},
     {"malformed/zero-bytes.xml", 0, 0, 0, 0, "1: not well-formed: Document is empty"},
     {"xmltv-project/accents.xml", 0, 13, 0, 12, nullptr},
@@ -78,7 +78,7 @@ constexpr ListingRow kListings[] = {
     {"xmltv-project/clump.xml", 0, 2, 0, 0, nullptr},
     {"xmltv-project/dups.xml", 0, 7, 0, 3, nullptr},
     {"xmltv-project/empty.xml", 0, 0, 0, 0,
-     "the listings hold neither channels nor programmes; the guide stays as it is"},
+     "the listings contain neither channels nor programmes; the guide is unchanged"},
     {"xmltv-project/intervals.xml", 0, 6, 0, 0, nullptr},
     {"xmltv-project/length.xml", 0, 1, 0, 0, nullptr},
     {"xmltv-project/overlap.xml", 0, 14, 0, 0, nullptr},
@@ -158,9 +158,9 @@ TEST_F(SharedListingsTest, EncodingsGiveTheSameTexts)
               imported("features/multilanguage.xml", kTexts));
 }
 
-TEST_F(SharedListingsTest, TheHourThatSummerTimeSkipsIsNoHole)
+TEST_F(SharedListingsTest, TheHourThatSummerTimeSkipsIsNotAGap)
 {
-    // The listing tells the first of these with +0100 and the others with +0200.
+    // The listing has the first of these with +0100 and the others with +0200.
     const std::vector<std::string> starts = imported("features/norway-spring-forward-2021.xml",
                                                      "SELECT datetime(start, 'unixepoch') FROM airing ORDER BY start");
     ASSERT_GT(starts.size(), 4U);

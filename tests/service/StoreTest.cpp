@@ -27,7 +27,7 @@ TEST(Store, SaysWhatIsWrongWithADatabase)
 {
     TemporaryDatabase file;
     EXPECT_THAT(refusal(file.path(), Store::Mode::Existing),
-                HasSubstr("fill one with: corvaned import --db " + file.path()));
+                HasSubstr("create one with: corvaned import --db " + file.path()));
     EXPECT_FALSE(std::filesystem::exists(file.path()));
     EXPECT_THAT(refusal("/nonexistent/guide.db", Store::Mode::Create),
                 HasSubstr("cannot open database /nonexistent/guide.db"));

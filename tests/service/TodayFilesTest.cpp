@@ -39,7 +39,7 @@ TEST(TodayFiles, WindowsAreOfTheWallClock)
               "2026-11-21T23:00:00Z 2026-11-22T05:00:00Z");
 }
 
-TEST(TodayFiles, WindowsMeetWhereTheClockIsChanged)
+TEST(TodayFiles, WindowsMeetWhenTheClockChanges)
 {
     const Zone berlin = Zone::named("Europe/Berlin");
     EXPECT_EQ(windowOf("schedule-20260329-0-6.json", berlin), "2026-03-28T23:00:00Z 2026-03-29T04:00:00Z");

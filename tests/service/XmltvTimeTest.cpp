@@ -7,7 +7,7 @@ namespace {
 
 struct Row {
     const char* text;
-    const char* expected;  // UTC; "" where the text is refused
+    const char* expected;  // UTC; "" if it is refused
 };
 
 TEST(XmltvTime, ReadsEveryFormOfTheFormat)
@@ -69,9 +69,9 @@ TEST(XmltvTime, SaysWhatIsWrong)
 {
     std::string problem;
     parseXmltvTime("20261121013000 XYZ", problem);
-    EXPECT_EQ(problem, "'20261121013000 XYZ' names a zone that is not known");
+    EXPECT_EQ(problem, "'20261121013000 XYZ' names an unknown zone");
     parseXmltvTime("20230229000000", problem);
-    EXPECT_EQ(problem, "'20230229000000' is no date and time of the calendar");
+    EXPECT_EQ(problem, "'20230229000000' is not a date and time of the calendar");
     parseXmltvTime("soon", problem);
     EXPECT_EQ(problem, "'soon' is not a time of the form YYYYMMDDhhmmss");
 }

@@ -1,6 +1,6 @@
-// The handlers behind the rows of EndpointTable.cpp, by the file that defines them. A handler returns what stands in
-// "rsp" beside "stat"; where speed counts it appends the same as finished JSON text, each member behind a comma. It
-// refuses by throwing a Refusal (Arguments.h). Every scalar that it writes is a JSON string.
+// The handlers of the rows of EndpointTable.cpp, by the file that defines them. A handler returns the members of "rsp"
+// other than "stat", or, if speed counts, appends them as JSON text, each after a comma. It refuses a request by
+// throwing a Refusal (Messages.h). Every scalar in a reply is a JSON string.
 #pragma once
 
 #include <string>
@@ -23,7 +23,7 @@ struct Call {
     const Request& request;
     ReadySchedules& schedules;
     Instant now;
-    std::string user;  // of the session, where the endpoint needs one
+    std::string user;  // of the session; empty if the endpoint needs none
 };
 
 // EndpointsConfig.cpp

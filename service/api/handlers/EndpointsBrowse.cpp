@@ -24,7 +24,7 @@ guide::Page pageOf(const Call& call, std::int64_t usual)
     throw Refusal(ServiceCode::NotFound, std::string("the guide has no ") + what + " of that id");
 }
 
-// Who directs, and who is seen or heard, with what they do there.
+// Directors, and all others who take part, with their roles.
 void addPeople(const Call& call, std::int64_t content, Json& object)
 {
     Json directors = Json::array();

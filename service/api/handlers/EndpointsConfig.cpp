@@ -1,4 +1,4 @@
-// Handlers of auth/... and conf/..., but for the genres.
+// Handlers of auth/... and conf/..., except conf/genre.
 #include <algorithm>
 
 #include "Arguments.h"
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int64_t kDay = 86400;
 
-// A name for a file, not a way to one.
+// A plain name, not a path.
 void checkFilename(const std::string& name)
 {
     constexpr std::size_t kLongest = 255;
@@ -29,7 +29,7 @@ void checkFilename(const std::string& name)
 
 }  // namespace
 
-// A session's own id for its device comes with every answer, so nothing of it is kept here.
+// Each request opens a new session; the user stays the same as long as the device does.
 Json answerSeedkey(Call& call)
 {
     const Session session =
@@ -50,13 +50,13 @@ Json answerLocaltime(Call& call)
             {"difference", zone.formatOffset(call.now)}};
 }
 
-// There is but one address, which stays; the expiry makes clients ask again after a move all the same.
+// The address never changes; the expiry makes clients ask again, in case the service has moved.
 Json answerServer(Call& call)
 {
     return {{"url", call.request.origin}, {"expired", formatUtc(call.now + kDay)}};
 }
 
-// This service collects no logs of clients: no address to send them to, and levels that keep them quiet.
+// The service collects no logs of clients: it gives no address, and levels at which clients log nothing.
 Json answerConfLog(Call&)
 {
     Json events = Json::array();

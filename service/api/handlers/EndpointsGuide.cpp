@@ -1,4 +1,4 @@
-// Handlers of channel/..., which answer from the guide: what is on, by channel. Today's files stand in TodayFiles.h.
+// Handlers of channel/..., which answer from the guide: what is on, by channel. Today's files are in TodayFiles.h.
 #include <algorithm>
 #include <unordered_set>
 #include <vector>
@@ -13,7 +13,7 @@
 namespace corvaned {
 namespace {
 
-// The channels asked for, each once. Texts that are no number of ours are left out: clients keep old lists.
+// The channels asked for, each once. Unknown ids are left out, because clients keep old lists.
 std::vector<std::int64_t> askedSources(const Call& call, const char* parameter)
 {
     std::vector<std::int64_t> sources;

@@ -126,7 +126,7 @@ Json answerSaveHeadend(Call& call)
     return Json::object();
 }
 
-// Who has saved none gets empty texts: a client reads them as no choice yet.
+// A user without a saved headend gets empty strings, which clients read as "not chosen yet".
 Json answerLoadHeadend(Call& call)
 {
     const lineup::Choice choice = lineup::loadChoice(call.connection, call.user).value_or(lineup::Choice{});

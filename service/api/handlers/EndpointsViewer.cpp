@@ -29,7 +29,7 @@ constexpr Word<viewer::FavoriteOrder> kOrders[] = {{"time", viewer::FavoriteOrde
 constexpr Word<bool> kSorts[] = {{"asc", false}, {"desc", true}};
 constexpr Word<bool> kFlags[] = {{"yes", true}, {"no", false}};
 
-// The parameters that a vote may name its target by; exactly one stands in a request.
+// The parameters that may name the target of a vote. The first row that the request has counts.
 constexpr Word<Subject> kVoteTargets[] = {{"contentid", Subject::Content},
                                           {"ttid", Subject::Content},
                                           {"personid", Subject::Person},
@@ -123,7 +123,7 @@ Json answerSetFavorite(Call& call)
     return Json::object();
 }
 
-// Taking away what is no favourite is no mistake: a client may say it twice.
+// Deleting a favourite that does not exist succeeds, so that retries are harmless.
 Json answerDeleteFavorite(Call& call)
 {
     const Target target = favoriteTarget(call);

@@ -1,6 +1,6 @@
-// Schedules as finished JSON text. What a channel shows on a day is written once and stays in memory as long as the
-// guide is the same one; the reply to any window of any channels is then a binary search and a copy per channel and
-// day. The endpoint channel/schedule (EndpointsGuide.cpp) is made of these.
+// Schedules as finished JSON text. The programmes of a channel and day are written once and stay in memory until the
+// guide changes, so a reply needs one binary search and one copy per channel and day. The endpoint channel/schedule
+// (EndpointsGuide.cpp) uses them.
 #pragma once
 
 #include <cstddef>
@@ -27,21 +27,21 @@ public:
     /// @param lang  as in guide::window
     ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant day, std::string_view lang);
 
-    /// The channel's JSON object up to the opening of its "content"; empty where the line-up lacks the channel.
+    /// The channel's JSON object up to the start of its "content"; empty if the line-up lacks the channel.
     const std::string& head() const { return m_head; }
 
-    /// Appends the airings that are on at any moment of [from, to), but for those of an earlier day of that window.
+    /// Appends the airings that are on at any moment of [from, to), except those of an earlier day of that window.
     /// @param text  ends with the head or with an airing
     void append(std::string& text, Instant from, Instant to) const;
 
-    /// What it takes in memory, in bytes.
+    /// Memory that it uses, in bytes.
     std::size_t size() const;
 
 private:
     struct Row {
         Instant start;
         Instant stop;
-        std::size_t end;  // of its object in m_text; the next one begins behind a comma
+        std::size_t end;  // of its object in m_text; the next one begins after a comma
     };
 
     const Instant m_day;
@@ -50,16 +50,16 @@ private:
     std::vector<Row> m_rows;  // by start
 };
 
-/// The days that were asked for lately, within a fixed amount of memory.  [any thread]
+/// The days requested most recently, within a fixed amount of memory.  [any thread]
 class ReadySchedules {
 public:
-    /// @param most  bytes; beyond, what was asked for longest ago is forgotten
+    /// @param most  bytes; above this, the days requested longest ago are dropped
     explicit ReadySchedules(std::size_t most) : m_most(most) {}
 
     /// Appends the JSON object of a channel with its airings that are on at any moment of [from, to).
     /// @param connection  in a read transaction
-    /// @param guide       tells the guide that the connection sees from others: guide::digest()
-    /// @return whether the line-up has the channel; where it has not, nothing is appended
+    /// @param guide       guide::digest() of the guide that the connection sees
+    /// @return whether the line-up has the channel; if not, nothing is appended
     bool append(std::string& text, sqlite::Connection& connection, const std::string& guide, std::int64_t source,
                 const std::string& lang, Instant from, Instant to);
 
@@ -83,7 +83,7 @@ private:
 
     const std::size_t m_most;
     std::mutex m_lock;
-    Order m_order;  // the last one asked for first; this and all below is guarded by m_lock
+    Order m_order;  // most recently requested first; guarded by m_lock, as all below
     std::map<Key, Order::iterator> m_slots;
     std::size_t m_size = 0;
 };

@@ -16,13 +16,13 @@ namespace corvaned {
 /// @param type  "station" or "poster"
 Json imageOf(const guide::Image& image, const char* type);
 
-/// Puts the image into the object, where there is one; no key else.
+/// Adds the image to the object; adds no key if there is no image.
 void addImage(Json& object, const char* key, const guide::Image& image, const char* type);
 
 /// The array [{"id": ...}] of genre numbers given as "1,2".
 Json genresOf(std::string_view numbers);
 
-/// What a reply may tell of a programme, by the key that it stands under. What the guide does not know is left out.
+/// The members of a programme's object in a reply. A member that the guide does not know is left out.
 enum class Part : std::uint8_t {
     Id,             // "id"
     Lang,           // "lang"
@@ -45,7 +45,7 @@ enum class Part : std::uint8_t {
 /// Adds those parts to an object, in the order given.
 void addParts(Json& object, const guide::Programme& programme, std::initializer_list<Part> parts);
 
-/// The number that the whole text is, if it is one: clients may send ids that no listing of ours gave them.
+/// Reads a whole string as a number; nothing if it is not one. Clients may send ids that are not the service's.
 std::optional<std::int64_t> idOf(std::string_view text);
 
 /// Minutes, rounded.

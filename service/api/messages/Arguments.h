@@ -15,12 +15,12 @@ namespace corvaned {
 enum class Place {
     Query,  // or, of a PUT, its body
     Header,
-    Path,  // the segment that stands for "{}" in the endpoint's path
+    Path,  // the segment at "{}" in the endpoint's path
 };
 
 enum class Kind {
     Text,
-    List,     // texts, separated by commas; empty ones are dropped
+    List,     // strings, separated by commas; empty ones are dropped
     Number,   // decimal, within the row's bounds
     Numbers,  // a list of them
     Time,     // "2026-11-21T01:30:00Z"
@@ -40,7 +40,7 @@ struct ParameterRule {
     std::int64_t largest = INT32_MAX;
 };
 
-/// Rows of one endpoint; the array they stand in must be static.
+/// Rows of one endpoint; their array must be static.
 struct ParameterRules {
     constexpr ParameterRules() = default;
 
@@ -55,21 +55,21 @@ struct ParameterRules {
     std::size_t count = 0;
 };
 
-/// The path without the parameters that a client may tack on behind it: "/user/favorite&device=N" is "/user/favorite".
+/// The path without parameters that a client may append to it: "/user/favorite" for "/user/favorite&device=N".
 std::string_view properPath(std::string_view path);
 
-/// The values of one request's parameters. A name that the rows do not hold is a defect of the endpoint and throws
+/// The values of one request's parameters. A name that is not in the rows is a defect of the endpoint and throws
 /// std::out_of_range.
 class Arguments {
 public:
     /// @param segment  the value of the Place::Path row, if there is one
-    /// @throws Refusal where a required value is missing or a value cannot be read
+    /// @throws Refusal if a required value is missing or a value cannot be read
     Arguments(ParameterRules rules, const Request& request, std::string_view segment = {});
 
     const std::string& text(std::string_view name) const { return m_values.at(name).text; }
     const std::vector<std::string>& list(std::string_view name) const { return m_values.at(name).list; }
 
-    /// Of a Number or Time that was not given: absent.
+    /// @return `absent` if the Number or Time is missing
     std::int64_t number(std::string_view name, std::int64_t absent = 0) const;
 
 private:
