@@ -1,0 +1,27 @@
+// What the page remembers in this browser. A browser that refuses storage costs the memory, not the page.
+
+const kPrefix = "corvane.";
+
+/**
+ * @template T
+ * @param {string} name
+ * @param {T} fallback
+ * @returns {T}
+ */
+export function preference(name, fallback) {
+  try {
+    const stored = localStorage.getItem(kPrefix + name);
+    return stored === null ? fallback : JSON.parse(stored);
+  } catch {
+    return fallback;
+  }
+}
+
+/** @param {string} name @param {unknown} value */
+export function remember(name, value) {
+  try {
+    localStorage.setItem(kPrefix + name, JSON.stringify(value));
+  } catch {
+    // Private windows and full storage refuse.
+  }
+}

@@ -1,0 +1,123 @@
+// The service's terms: whether they are agreed to, and how to change that.
+
+import { h } from "../app/dom.js";
+import { notify, notifyFailure, Page } from "../app/states.js";
+
+const kStates = /** @type {Record<string, string>} */ ({
+  agreed: "You have agreed to the terms.",
+  revoked: "You have revoked your agreement.",
+  none: "You have not agreed to the terms yet.",
+});
+
+class TermsPage extends Page {
+  start() {
+    this.place = h("div", {});
+    this.replaceChildren(h("h1", {}, "Terms"), this.place);
+    void this.load();
+  }
+
+  async load() {
+    if (!this.place) return;
+    await this.fill(
+      this.place,
+      (signal) => this.service.call("checkAgreement", [], signal),
+      ([state, confirmed]) => {
+        const isAgreed = state === "agreed";
+        return [
+          h(
+            "div",
+            { class: "panel" },
+            h("p", { class: "lead" }, kStates[state] ?? `State: ${state || "unknown"}`),
+            h("p", { class: "small" }, `Confirmed: ${confirmed || "unknown"}`),
+          ),
+          h(
+            "div",
+            { class: "actions" },
+            isAgreed
+              ? null
+              : h(
+                  "button",
+                  {
+                    class: "button primary",
+                    onclick: () => void this.change("confirmAgreement", [], "You have agreed to the terms"),
+                  },
+                  "Agree",
+                ),
+            isAgreed
+              ? h(
+                  "button",
+                  {
+                    class: "button",
+                    onclick: () => void this.change("revocateAgreement", [], "Your agreement is revoked"),
+                  },
+                  "Revoke",
+                )
+              : null,
+          ),
+          h(
+            "section",
+            {},
+            h("h2", {}, "Anonymous use"),
+            h(
+              "p",
+              {},
+              "The service then keeps what you watch without your name. It does not say which of the two is set.",
+            ),
+            h(
+              "div",
+              { class: "actions" },
+              h(
+                "button",
+                {
+                  class: "button",
+                  onclick: () => void this.change("setAnonymAgreement", [true], "Anonymous use is on"),
+                },
+                "Use anonymously",
+              ),
+              h(
+                "button",
+                {
+                  class: "button",
+                  onclick: () => void this.change("setAnonymAgreement", [false], "Anonymous use is off"),
+                },
+                "Use with my name",
+              ),
+            ),
+          ),
+          h(
+            "section",
+            {},
+            h("h2", {}, "History"),
+            h("p", {}, "Forget what you watched and voted for until now. Favourites stay."),
+            h(
+              "div",
+              { class: "actions" },
+              h("button", { class: "button", onclick: () => void this.forget() }, "Forget my history"),
+            ),
+          ),
+        ];
+      },
+    );
+  }
+
+  async forget() {
+    if (!confirm("Forget everything that you watched and voted for?")) return;
+    await this.change("resetHistory", [Math.floor(this.service.clock.now() / 1000)], "Your history is forgotten");
+  }
+
+  /** @param {string} operation @param {unknown[]} params @param {string} done */
+  async change(operation, params, done) {
+    try {
+      await this.service.call(operation, params);
+      notify(done);
+      await this.load();
+      this.querySelector("button")?.focus();
+    } catch (error) {
+      void notifyFailure(error);
+    }
+  }
+
+  /** @type {HTMLElement | undefined} */ place;
+}
+
+customElements.define("terms-page", TermsPage);
