@@ -363,7 +363,7 @@ export class GuideGrid extends HTMLElement {
     const { clock } = this.service;
     const step = kTickSteps.find((one) => one * this.geometry.perMs >= kTickWidth) ?? 6 * kHour;
     const now = clock.now();
-    const state = `${area.from} ${area.until} ${step} ${this.geometry.perMs}`;
+    const state = `${area.from} ${area.until} ${step} ${this.geometry.perMs} ${this.axis.start}`;
     if (this.corner) {
       const day = clock.formats.weekday.format(this.leftTime + 1) + " " + clock.formats.day.format(this.leftTime + 1);
       if (this.corner.textContent !== day) this.corner.textContent = day;

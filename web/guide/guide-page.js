@@ -238,14 +238,32 @@ export class GuidePage extends Page {
     const days = clock.days(Math.max(Math.min(first, now), from), Math.max(last, now + 1));
     const [start, end] = [days[0].start, days[days.length - 1].end];
     remember("days", [start, end]);
-    this.empty = last < now || first > now ? (last < now ? last - 3 * kHour : first) : 0;
-    if (this.empty)
-      notify(
-        `The guide has nothing for now. It ${last < now ? "ends" : "begins"} on ${clock.formats.date.format(last < now ? last : first)}.`,
-      );
+    if (last < now || first > now) this.pointTo(last < now, last < now ? last - 2 * kHour : first);
     // What is on screen stays, also if it lies outside.
     if (start !== grid.axis.start || end !== grid.axis.end)
       this.setDays(Math.min(start, grid.leftTime), Math.max(end, Math.min(grid.rightTime, grid.axis.end)));
+  }
+
+  /** Says that the guide has nothing for now, and where it has something. @param {boolean} isOver @param {number} time */
+  pointTo(isOver, time) {
+    const note = h(
+      "div",
+      { class: "guide-note", role: "status" },
+      `The guide has nothing for now: it ${isOver ? "ends" : "begins"} on ${this.service.clock.formats.longDay.format(time)}.`,
+      h(
+        "button",
+        {
+          class: "button primary",
+          onclick: () => {
+            note.remove();
+            this.jump(time);
+            this.focusGrid();
+          },
+        },
+        "Go there",
+      ),
+    );
+    this.place?.append(note);
   }
 
   strip() {
@@ -543,7 +561,6 @@ export class GuidePage extends Page {
   /** @type {{start: number, end: number} | undefined} */ shownDay;
   /** @type {(() => void) | undefined} */ savePlace;
   /** @type {(() => void) | undefined} */ saidChannels;
-  empty = 0;
 }
 
 customElements.define("guide-page", GuidePage);

@@ -67,7 +67,7 @@ class ProgrammeView extends Page {
       minutes > 0 ? `${minutes} min` : "",
       chosen.rating && `Rated ${chosen.rating}`,
       ...service.genresOf(chosen),
-    ].filter(Boolean);
+    ].filter((fact) => typeof fact === "string" && fact !== "");
     const progress = h("div", {
       class: "progress",
       role: "progressbar",
@@ -130,24 +130,22 @@ class ProgrammeView extends Page {
         h(
           "ul",
           { class: "airings" },
-          airings
-            .slice(0, kMostAirings)
-            .map((airing) =>
+          airings.slice(0, kMostAirings).map((airing) =>
+            h(
+              "li",
+              {},
               h(
-                "li",
-                {},
-                h(
-                  "a",
-                  {
-                    href: programmeAddress(airing),
-                    "aria-current": airing === chosen ? "true" : undefined,
-                    class: airing.end <= now ? "over" : "",
-                  },
-                  h("span", {}, service.clock.when(airing)),
-                  listingText(channelLabel(service, airing)),
-                ),
+                "a",
+                {
+                  href: programmeAddress(airing),
+                  "aria-current": airing === chosen ? "true" : undefined,
+                  class: airing.end <= now ? "over" : "",
+                },
+                h("span", {}, service.clock.when(airing)),
+                listingText(channelLabel(service, airing)),
               ),
             ),
+          ),
         ),
         airings.length > kMostAirings ? h("p", { class: "small" }, `and ${airings.length - kMostAirings} more`) : null,
       ),
