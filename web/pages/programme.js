@@ -67,7 +67,9 @@ class ProgrammeView extends Page {
       minutes > 0 ? `${minutes} min` : "",
       chosen.rating && `Rated ${chosen.rating}`,
       ...service.genresOf(chosen),
-    ].filter((fact) => typeof fact === "string" && fact !== "");
+    ]
+      .filter((fact) => typeof fact === "string")
+      .filter((fact) => fact !== "");
     const progress = h("div", {
       class: "progress",
       role: "progressbar",
