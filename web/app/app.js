@@ -211,7 +211,7 @@ class App {
   /** Tells a program that is gone from one that does not let this page in. */
   async checkAccess() {
     try {
-      const reply = await fetch("favicon.svg", { cache: "no-store" });
+      const reply = await fetch("statuses.md", { cache: "no-store" });
       if (reply.status === 401)
         this.banner.replaceChildren(
           icon("warning"),

@@ -28,7 +28,6 @@ function formatsFor(timeZone) {
     weekday: format({ weekday: "short" }),
     day: format({ day: "numeric", month: "short" }),
     longDay: format({ weekday: "long", day: "numeric", month: "long" }),
-    date: format({ weekday: "short", day: "numeric", month: "short", hour: "numeric", minute: "2-digit" }),
     exact: format({ dateStyle: "medium", timeStyle: "medium" }),
   };
 }

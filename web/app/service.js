@@ -147,9 +147,11 @@ export class Service extends EventTarget {
     this.groups = dataOf(groups).map((group) => ({ id: group.GenreRepID, name: group.GenreRepName }));
   }
 
-  /** The representative genre of a programme, or "". @param {Programme} programme */
-  groupOf(programme) {
-    return this.groupOfGenre.get(programme.genres[0]) ?? "";
+  /** Colours an element by the programme's representative genre. @param {HTMLElement} element @param {Programme} programme */
+  colour(element, programme) {
+    const group = this.groupOfGenre.get(programme.genres[0]);
+    if (group) element.style.setProperty("--hue", `var(--g${group})`);
+    return element;
   }
 
   /** @param {Programme} programme */
@@ -339,10 +341,28 @@ export class Service extends EventTarget {
     return add;
   }
 
-  /** Whether a request can be expected to work. */
-  get usable() {
-    return this.state === "ok" || this.state === "connecting";
+  // --- the program that serves this page ------------------------------------------------------------------------------
+
+  /** Checks, session and settings. @param {AbortSignal} [signal] @returns {Promise<any>} */
+  async health(signal) {
+    return this.program("health.json", { signal });
+  }
+
+  /** Makes a line-up the one that all pages of this program show. @param {string} headend @param {string} device */
+  async chooseLineUp(headend, device) {
+    await this.program("line-up", { method: "POST", body: JSON.stringify({ headend, device }) });
+  }
+
+  /** @param {string} path @param {RequestInit} options */
+  async program(path, options) {
+    let reply;
+    try {
+      reply = await fetch(path, { cache: "no-store", ...options });
+    } catch (error) {
+      if (options.signal?.aborted) throw error;
+      throw new ConnectionError("the connection to corvane web is lost");
+    }
+    if (!reply.ok) throw new Error(`corvane web refused ${path}: ${(await reply.text()).trim()}`);
+    return reply.json();
   }
 }
-
-export { ConnectionError, StatusError };

@@ -319,8 +319,7 @@ export class GuideGrid extends HTMLElement {
     const times = this.service.clock.span(programme.start, programme.end);
     const title = shorten(programme.title || "No title", kTitleInCell);
     cell.setAttribute("aria-label", `${title}, ${times}, ${shorten(channel.name, 80)}`);
-    const group = this.service.groupOf(programme);
-    if (group) cell.dataset.genre = group;
+    this.service.colour(cell, programme);
     if (!programme.title) cell.classList.add("untitled");
     if (width < kNarrow) {
       cell.dir = "auto";

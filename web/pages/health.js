@@ -50,7 +50,7 @@ class HealthPage extends Page {
       place,
       async (signal) => {
         service.fetchClock().catch(() => {});
-        return service.rpc.call("web.health", [], signal);
+        return service.health(signal);
       },
       (health) => {
         if (!health?.checks) return emptyState("No report", "The program that serves this page gives no report.");
@@ -91,7 +91,7 @@ class HealthPage extends Page {
             this.fact(
               "Session",
               health.session?.open
-                ? `open until ${service.clock.formats.exact.format(Date.parse(health.session.expires))}`
+                ? `open until ${service.clock.formats.exact.format(1000 * health.session.expires)}`
                 : "not open",
             ),
           ),

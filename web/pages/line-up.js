@@ -291,7 +291,7 @@ class LineUpPage extends Page {
   /** @param {Headend} headend @param {string} device */
   async save(headend, device) {
     try {
-      await this.service.rpc.call("web.setLineUp", [headend.id, device || headend.devices[0]?.type || ""]);
+      await this.service.chooseLineUp(headend.id, device || headend.devices[0]?.type || "");
       await this.service.call("saveHeadend", []);
       await this.service.fetchChannels();
       notify(`${headend.name} is saved: ${this.service.channels.length} channels`);

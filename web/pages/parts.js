@@ -42,7 +42,6 @@ export function programmeCard(service, programme, note = "") {
     {
       class: `programme-card${isOn ? " on" : ""}`,
       href: programmeAddress(programme),
-      "data-genre": service.groupOf(programme) || undefined,
     },
     picture(programme.picture, "thumbnail"),
     h(
@@ -62,6 +61,7 @@ export function programmeCard(service, programme, note = "") {
       note ? h("span", { class: "note" }, note) : null,
     ),
   );
+  service.colour(card, programme);
   if (isOn)
     card.style.setProperty("--progress", `${(100 * (now - programme.start)) / (programme.end - programme.start)}%`);
   return card;

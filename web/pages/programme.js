@@ -82,38 +82,37 @@ class ProgrammeView extends Page {
     const channel = service.channelBySource.get(chosen.source);
     const more = h("div", { class: "more" });
     void this.showMore(more);
-    return [
+    const hero = h(
+      "div",
+      { class: "hero" },
+      picture(chosen.picture, "poster"),
       h(
         "div",
-        { class: "hero", "data-genre": service.groupOf(chosen) || undefined },
-        picture(chosen.picture, "poster"),
+        { class: "hero-text" },
+        h("h2", { id: "overlay-title" }, listingText(title)),
+        chosen.episodeTitle ? h("p", { class: "episode" }, listingText(chosen.episodeTitle)) : null,
         h(
-          "div",
-          { class: "hero-text" },
-          h("h2", { id: "overlay-title" }, listingText(title)),
-          chosen.episodeTitle ? h("p", { class: "episode" }, listingText(chosen.episodeTitle)) : null,
-          h(
-            "p",
-            { class: "when" },
-            isOn ? h("em", {}, "On now ") : null,
-            service.clock.when(chosen),
-            channelLabel(service, chosen)
-              ? [
-                  " · ",
-                  h("a", { href: address("channel", [chosen.source]) }, listingText(channelLabel(service, chosen))),
-                ]
-              : null,
-          ),
-          isOn ? progress : null,
-          facts.length
-            ? h(
-                "ul",
-                { class: "facts" },
-                facts.map((fact) => h("li", {}, listingText(fact))),
-              )
+          "p",
+          { class: "when" },
+          isOn ? h("em", {}, "On now ") : null,
+          service.clock.when(chosen),
+          channelLabel(service, chosen)
+            ? [" · ", h("a", { href: address("channel", [chosen.source]) }, listingText(channelLabel(service, chosen)))]
             : null,
         ),
+        isOn ? progress : null,
+        facts.length
+          ? h(
+              "ul",
+              { class: "facts" },
+              facts.map((fact) => h("li", {}, listingText(fact))),
+            )
+          : null,
       ),
+    );
+    service.colour(hero, chosen);
+    return [
+      hero,
       h(
         "div",
         { class: "actions" },

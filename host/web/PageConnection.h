@@ -1,0 +1,30 @@
+// One page's WebSocket: messages of JSON-RPC between the browser and the plug-in. What is outstanding is cancelled when
+// the page leaves.
+#pragma once
+
+#include "RpcConversation.h"
+#include "WebSocket.h"
+
+#include <memory>
+#include <optional>
+
+namespace W::host {
+
+class PageConnection final : public http::WebSocketHandler {
+public:
+    /// @param dispatcher  outlives it
+    explicit PageConnection(RpcDispatcher& dispatcher) : m_dispatcher(dispatcher) {}
+
+    void opened(const std::shared_ptr<http::WebSocket>& socket) override
+    {
+        m_conversation.emplace(m_dispatcher, [socket](const std::string& message) { socket->send(message); });
+    }
+    void received(const std::string& message) override { m_conversation->handle(message); }
+    void closed() override { m_conversation.reset(); }
+
+private:
+    RpcDispatcher& m_dispatcher;
+    std::optional<RpcConversation> m_conversation;
+};
+
+}  // namespace W::host

@@ -1,0 +1,90 @@
+#include "SessionKeeper.h"
+
+#include "ServiceCall.h"
+
+#include <algorithm>
+#include <ctime>
+
+namespace W::host {
+
+namespace {
+
+constexpr std::chrono::seconds kRetry{3};
+constexpr std::chrono::seconds kBeforeExpiry{60};
+constexpr std::chrono::seconds kShortest{1};
+/// If the service does not tell when its session expires.
+constexpr std::chrono::hours kUnknownLifetime{1};
+
+}  // namespace
+
+SessionKeeper::SessionKeeper(Runtime& runtime, std::chrono::milliseconds patience)
+    : m_runtime(runtime), m_patience(patience)
+{
+    open();
+    m_thread = std::thread([this] { keep(); });
+}
+
+SessionKeeper::~SessionKeeper()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_bEnding = true;
+    }
+    m_wake.notify_all();
+    m_thread.join();
+}
+
+std::optional<std::int64_t> SessionKeeper::expires()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_expires;
+}
+
+std::optional<ServiceProblem> SessionKeeper::problem()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_problem;
+}
+
+void SessionKeeper::open()
+{
+    std::optional<std::int64_t> expires;
+    std::optional<ServiceProblem> problem;
+    try {
+        ServiceSession service(m_runtime, m_reason, m_patience);
+        service.fetchLocaltime();
+        ServiceCall<SessionCallback> call;
+        call.start(m_runtime.plugin(), &WCorvaneOAI::getAuthSeedkey, [&expires](const WVLSession& session) {
+            const WDateTime& time = session.getExpireTime();
+            expires = time.hasInstant() ? time.toTime_t() : std::time(nullptr) + std::chrono::seconds(kUnknownLifetime).count();
+        });
+        const int status = call.wait(m_patience);
+        if (status != status::kOk) {
+            problem = describe("open a session", status, m_reason.take(), m_runtime.configuration());
+        }
+    } catch (const ServiceProblem& failed) {
+        problem = failed;
+    }
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_expires = expires;
+    m_problem = problem;
+}
+
+void SessionKeeper::keep()
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    while (!m_bEnding) {
+        std::chrono::seconds pause = kRetry;
+        if (m_expires) {
+            pause = std::max(kShortest, std::chrono::seconds(*m_expires - std::time(nullptr)) - kBeforeExpiry);
+        }
+        if (m_wake.wait_for(lock, pause, [this] { return m_bEnding; })) {
+            return;
+        }
+        lock.unlock();
+        open();
+        lock.lock();
+    }
+}
+
+}  // namespace W::host

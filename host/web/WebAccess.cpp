@@ -1,0 +1,170 @@
+#include "WebAccess.h"
+
+#include "UrlDecoding.h"
+
+#include <arpa/inet.h>
+#include <fmt/format.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <stdexcept>
+#include <utility>
+
+namespace W::host {
+
+namespace {
+
+constexpr std::size_t kTokenBytes = 24;
+constexpr int kMostWrongTries = 5;
+constexpr std::chrono::seconds kTriesForgotten{60};
+
+std::string makeToken()
+{
+    std::array<unsigned char, kTokenBytes> bytes{};
+    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+        throw std::runtime_error("the system gives no random numbers");
+    }
+    std::string token;
+    for (const unsigned char byte : bytes) {
+        token += fmt::format("{:02x}", byte);
+    }
+    return token;
+}
+
+/// Takes the same time wherever the strings differ.
+bool sameSecret(std::string_view given, std::string_view secret)
+{
+    unsigned char difference = given.size() == secret.size() ? 0 : 1;
+    for (std::size_t i = 0; i < given.size(); ++i) {
+        difference |= static_cast<unsigned char>(given[i] ^ secret[i % secret.size()]);
+    }
+    return difference == 0;
+}
+
+bool isAddressLiteral(const std::string& host)
+{
+    std::array<unsigned char, sizeof(in6_addr)> address{};
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
+        return ::inet_pton(AF_INET6, host.substr(1, host.size() - 2).c_str(), address.data()) == 1;
+    }
+    return ::inet_pton(AF_INET, host.c_str(), address.data()) == 1;
+}
+
+std::string machineName()
+{
+    std::array<char, 256> name{};
+    return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+}  // namespace
+
+WebAccess::WebAccess(const http::ListenAddress& address, std::string password)
+    : m_address(address), m_sPassword(std::move(password)), m_sToken(makeToken()), m_sMachine(machineName())
+{}
+
+std::string WebAccess::address(const std::string& url) const
+{
+    return asksForPassword() ? url + "/" : fmt::format("{}/?token={}", url, m_sToken);
+}
+
+bool WebAccess::isOwnHost(std::string_view host) const
+{
+    const std::string port = fmt::format(":{}", m_iPort);
+    if (host.size() <= port.size() || host.substr(host.size() - port.size()) != port) {
+        // Browsers leave the default port out.
+        if (m_iPort != 80) {
+            return false;
+        }
+    } else {
+        host.remove_suffix(port.size());
+    }
+    const std::string name(host);
+    if (http::equalIgnoringCase(name, "localhost") || name == m_address.host || name == "127.0.0.1" ||
+        name == "[::1]") {
+        return true;
+    }
+    // An address cannot be rebound, and the machine's own name belongs to the machine.
+    return !m_address.isLoopback() && (isAddressLiteral(name) || http::equalIgnoringCase(name, m_sMachine));
+}
+
+std::string WebAccess::cookieName() const
+{
+    // Cookies do not tell ports apart; two programs of one machine would overwrite each other's.
+    return fmt::format("corvane-{}", m_iPort);
+}
+
+bool WebAccess::hasCookie(const http::Request& request) const
+{
+    std::string_view cookies = request.header("Cookie");
+    const std::string wanted = cookieName() + "=";
+    while (!cookies.empty()) {
+        const std::size_t end = cookies.find(';');
+        std::string_view one = cookies.substr(0, end);
+        cookies.remove_prefix(end == std::string_view::npos ? cookies.size() : end + 1);
+        while (!one.empty() && one.front() == ' ') {
+            one.remove_prefix(1);
+        }
+        if (one.substr(0, wanted.size()) == wanted && sameSecret(one.substr(wanted.size()), m_sToken)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+WebAccess::Verdict WebAccess::tryPassword(const http::Request& request)
+{
+    const auto fields = http::parseQuery(request.body);
+    const auto given = fields.find("password");
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const auto now = std::chrono::steady_clock::now();
+    if (now - m_firstTry > kTriesForgotten) {
+        m_iWrongTries = 0;
+    }
+    if (m_iWrongTries >= kMostWrongTries) {
+        return Verdict::TooManyTries;
+    }
+    if (given != fields.end() && sameSecret(given->second, m_sPassword)) {
+        m_iWrongTries = 0;
+        return Verdict::SignedIn;
+    }
+    if (m_iWrongTries++ == 0) {
+        m_firstTry = now;
+    }
+    return Verdict::WrongPassword;
+}
+
+WebAccess::Verdict WebAccess::judge(const http::Request& request)
+{
+    const std::string& host = request.header("Host");
+    if (!isOwnHost(host)) {
+        return Verdict::WrongHost;
+    }
+    if (request.headers.has("Origin") && request.header("Origin") != "http://" + host) {
+        return Verdict::WrongOrigin;
+    }
+    if (!asksForPassword()) {
+        const auto token = request.query.find("token");
+        if (request.path == "/" && token != request.query.end() && sameSecret(token->second, m_sToken)) {
+            return Verdict::SignedIn;
+        }
+    } else if (request.method == "POST" && request.path == "/sign-in") {
+        return tryPassword(request);
+    }
+    return hasCookie(request) ? Verdict::Admitted : Verdict::Locked;
+}
+
+http::Reply WebAccess::signIn() const
+{
+    http::Reply reply;
+    reply.status = 303;
+    reply.headers.add("Location", "/");
+    reply.headers.add("Set-Cookie",
+                      fmt::format("{}={}; Path=/; HttpOnly; SameSite=Strict", cookieName(), m_sToken));
+    reply.headers.add("Cache-Control", "no-store");
+    reply.headers.add("Referrer-Policy", "no-referrer");
+    return reply;
+}
+
+}  // namespace W::host

@@ -1,0 +1,60 @@
+// Who is let in: requests for a name of this server, from its own pages, with the token of this start or the password.
+// A page elsewhere can neither reach it under a name of its own (DNS rebinding) nor open its WebSocket.
+#pragma once
+
+#include "HttpMessages.h"
+#include "HttpServer.h"
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace W::host {
+
+/// [any thread, after setPort()]
+class WebAccess {
+public:
+    /// @param password  empty: the token in the address lets in
+    WebAccess(const http::ListenAddress& address, std::string password);
+
+    /// The port that was bound. Call it before the first request.
+    void setPort(int port) { m_iPort = port; }
+
+    /// What to open: with the token, unless there is a password.
+    std::string address(const std::string& url) const;
+
+    enum class Verdict {
+        Admitted,
+        SignedIn,      ///< the right token or password: signIn() is the reply
+        Locked,        ///< no cookie of this start
+        WrongHost,     ///< not a name of this server
+        WrongOrigin,   ///< from a page of another server
+        WrongPassword,
+        TooManyTries,  ///< wrong passwords in the last minute
+    };
+    Verdict judge(const http::Request& request);
+
+    /// Gives the browser its cookie and sends it to the page.
+    http::Reply signIn() const;
+
+    bool asksForPassword() const { return !m_sPassword.empty(); }
+
+private:
+    bool isOwnHost(std::string_view host) const;
+    bool hasCookie(const http::Request& request) const;
+    std::string cookieName() const;
+    Verdict tryPassword(const http::Request& request);
+
+    const http::ListenAddress m_address;
+    const std::string m_sPassword;
+    const std::string m_sToken;
+    std::string m_sMachine;  ///< this machine's name
+    int m_iPort = 0;
+    std::mutex m_lock;  ///< guards what follows
+    int m_iWrongTries = 0;
+    std::chrono::steady_clock::time_point m_firstTry;
+};
+
+}  // namespace W::host

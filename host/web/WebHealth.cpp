@@ -1,0 +1,144 @@
+#include "WebHealth.h"
+
+#include "ServiceCall.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <string_view>
+
+namespace W::host {
+
+namespace {
+
+constexpr long kMostSecondsApart = 120;
+constexpr std::array<std::string_view, 3> kSecrets{"secret_key", "auth_token", "app_key"};
+
+/// After a failure the rest is skipped: it would fail for the same reason.
+class Checks {
+public:
+    void check(const char* name, const std::function<std::string()>& step)
+    {
+        if (!m_sHint.empty()) {
+            add("-", name, "skipped");
+            return;
+        }
+        try {
+            add("ok", name, step());
+        } catch (const ServiceProblem& problem) {
+            m_sHint = problem.hint();
+            add("FAIL", name, problem.what());
+        }
+    }
+
+    const Json& rows() const { return m_rows; }
+    const std::string& hint() const { return m_sHint; }
+
+private:
+    void add(const char* verdict, const char* name, const std::string& finding)
+    {
+        m_rows.push_back({{"verdict", verdict}, {"name", name}, {"finding", finding}});
+    }
+
+    Json m_rows = Json::array();
+    std::string m_sHint;
+};
+
+/// Runs an operation for its status.
+void check(const char* step, int status, const Configuration& configuration)
+{
+    if (status != status::kOk) {
+        throw describe(step, status, "", configuration);
+    }
+}
+
+std::string clockCheck(Runtime& runtime, std::chrono::milliseconds patience)
+{
+    WVLLocaltime localtime;
+    ServiceCall<LocaltimeCallback> call;
+    call.start(runtime.plugin(), &WCorvaneOAI::getLocalTime,
+               [&localtime](const WVLLocaltime& delivered) { localtime = delivered; });
+    check("ask the service for its time", call.wait(patience), runtime.configuration());
+    if (!localtime.getUTC().hasInstant()) {
+        throw ServiceProblem("the service's time cannot be read", "look at the service's log");
+    }
+    const long apart = static_cast<long>(std::time(nullptr) - localtime.getUTC().toTime_t());
+    if (std::labs(apart) > kMostSecondsApart) {
+        throw ServiceProblem(fmt::format("this machine's clock is {} s {} the service's", std::labs(apart),
+                                         apart > 0 ? "ahead of" : "behind"),
+                             "set the clock, as with \"timedatectl set-ntp true\"");
+    }
+    return fmt::format("{} at the service, {}", localtime.getUTC().toString(), localtime.getTimezone());
+}
+
+std::string lineUpCheck(Runtime& runtime, const std::string& headend, std::chrono::milliseconds patience)
+{
+    std::size_t channels = 0;
+    ServiceCall<ChannelListCallback> call;
+    call.start(
+        runtime.plugin(), &WCorvaneOAI::getChannelList,
+        [&channels](const WContainer<WVLChannel>& delivered, const std::string&, bool) {
+            channels = delivered.getData().size();
+        },
+        std::string());
+    check("fetch the channel list", call.wait(patience), runtime.configuration());
+    if (channels == 0) {
+        throw ServiceProblem(fmt::format("headend \"{}\" has no channels", headend),
+                             "choose another line-up, or fill the service with \"corvaned import\"");
+    }
+    return fmt::format("headend \"{}\" has channels", headend);
+}
+
+Json settings(const Configuration& configuration, LineUpChoice& lineUp)
+{
+    Json rows = Json::array();
+    for (const Setting& setting : allSettings()) {
+        const std::string key(setting.key);
+        std::string value = configuration.text(key);
+        std::string source = configuration.source(key);
+        if (key == "headend" || key == "device_type") {
+            const std::string chosen = key == "headend" ? lineUp.headend() : lineUp.device();
+            if (chosen != value) {
+                value = chosen;
+                source = "chosen on the page";
+            }
+        }
+        for (const std::string_view secret : kSecrets) {
+            if (key == secret && !value.empty()) {
+                value = "(hidden)";
+            }
+        }
+        rows.push_back({{"name", key}, {"value", value}, {"source", source}});
+    }
+    return rows;
+}
+
+}  // namespace
+
+Json webHealth(Runtime& runtime, SessionKeeper& session, LineUpChoice& lineUp, std::chrono::milliseconds patience)
+{
+    const Configuration& configuration = runtime.configuration();
+    Checks checks;
+    checks.check("plug-in", [&] { return runtime.library().file(); });
+    checks.check("service address", [&] {
+        return fmt::format("{} ({})", configuration.text("base_url"), configuration.source("base_url"));
+    });
+    checks.check("clock", [&] { return clockCheck(runtime, patience); });
+    checks.check("session", [&]() -> std::string {
+        if (const auto problem = session.problem()) {
+            throw ServiceProblem(*problem);
+        }
+        return fmt::format("opened as device \"{}\"", configuration.text("duid"));
+    });
+    checks.check("line-up", [&] { return lineUpCheck(runtime, lineUp.headend(), patience); });
+    const auto expires = session.expires();
+    return {{"checks", checks.rows()},
+            {"hint", checks.hint()},
+            {"session", {{"open", expires.has_value()}, {"expires", expires.value_or(0)}}},
+            {"settings", settings(configuration, lineUp)}};
+}
+
+}  // namespace W::host
