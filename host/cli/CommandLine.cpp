@@ -8,6 +8,9 @@
 #include "RpcCommand.h"
 #include "Runtime.h"
 #include "ServiceProblem.h"
+#ifdef CORVANE_HAS_WEB
+#include "WebCommand.h"
+#endif
 
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
@@ -179,6 +182,24 @@ int runCommandLine(int argc, char** argv)
     rpcCommand->add_flag("--session", openSession,
                          "Read settings as the other commands do, and open a session and the clock first");
     rpcCommand->callback([&] { command = [&] { return runRpc(options, openSession); }; });
+
+#ifdef CORVANE_HAS_WEB
+    WebOptions web;
+    CLI::App* const webCommand = app.add_subcommand("web", "Serve the guide as a page, for a browser");
+    webCommand->add_option("--listen", web.listen, "Address of the page; port 0 takes a free one")
+        ->type_name("HOST:PORT")
+        ->capture_default_str();
+    webCommand->add_flag("--open", web.open, "Open the page in a browser");
+    webCommand
+        ->add_option("--assets", web.assets,
+                     "Serve the page from this folder, read again with each load; default: the page in the program")
+        ->type_name("DIR");
+    webCommand
+        ->add_option("--password-file", web.passwordFile,
+                     "Ask for the password in this file's first line; required for an address that other machines reach")
+        ->type_name("FILE");
+    webCommand->callback([&] { command = [&] { return runWeb(options, web); }; });
+#endif
 
     app.add_subcommand("doctor", "Check step by step why there is no guide, and say what to do")->callback([&] {
         command = [&] { return runDoctor(options); };

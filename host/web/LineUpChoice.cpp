@@ -27,10 +27,10 @@ void LineUpChoice::choose(std::string headend, std::string device)
 WVariant LineUpChoice::getCPOption(const WContentProvider& provider, const std::string& key)
 {
     if (key == "vorel_headend") {
-        return headend();
+        return WVariant(headend());
     }
     if (key == "vorel_device_type") {
-        return device();
+        return WVariant(device());
     }
     return m_pInstalled->getCPOption(provider, key);
 }
