@@ -20,7 +20,8 @@ describe("guide", () => {
     await guideReady(page);
   });
 
-  const active = () => page.evaluate(() => document.activeElement?.getAttribute("aria-label") ?? document.activeElement?.localName);
+  const active = () =>
+    page.evaluate(() => document.activeElement?.getAttribute("aria-label") ?? document.activeElement?.localName);
   const focusFirst = () => page.evaluate(() => document.querySelector("guide-page").focusGrid());
   const press = (key) => page.keyboard.press(key);
   /** The rows in their order, each with the texts of its cells. */
@@ -37,7 +38,10 @@ describe("guide", () => {
     const [[list]] = await rpc(service.url, [["getChannelList", [""]]]);
     const expected = new Map(list.data.filter((one) => one.Number).map((one) => [one.Source, one]));
     const names = [...expected.values()].sort((a, b) => Number(a.Number) - Number(b.Number)).map((one) => one.Name);
-    assert.deepEqual((await shown()).map((row) => row.channel), names);
+    assert.deepEqual(
+      (await shown()).map((row) => row.channel),
+      names,
+    );
     assert.equal(await page.getByRole("grid").getAttribute("aria-rowcount"), String(names.length + 1));
   });
 
@@ -47,8 +51,12 @@ describe("guide", () => {
     const row = (await shown())[0];
     assert.ok(list.data.length >= 3, "the sample shows several programmes in four hours");
     for (const programme of list.data) {
-      const start = new Date(programme.StartTime.utc).toLocaleTimeString("en-GB", { timeZone: "Europe/Berlin", hour: "numeric", minute: "2-digit" });
-      const label = row.cells.find((cell) => cell.startsWith(`${programme.Title}, ${start}`));
+      const start = new Date(programme.StartTime.utc).toLocaleTimeString("en-GB", {
+        timeZone: "Europe/Berlin",
+        hour: "numeric",
+        minute: "2-digit",
+      });
+      const label = row.cells.find((cell) => cell.startsWith(`${programme.Title} ${start}`));
       assert.ok(label?.endsWith(", Aurora One"), `${programme.Title} at ${start} is among ${row.cells.join("; ")}`);
     }
   });
@@ -78,7 +86,13 @@ describe("guide", () => {
     for (let i = 0; i < 3; ++i) await press("ArrowUp");
     const state = await page.evaluate(() => {
       const grid = document.querySelector("guide-grid");
-      return { time: grid.current.time, row: grid.indexOf(grid.current.source), start: grid.segment.start, end: grid.segment.end, same: document.activeElement === grid.stop };
+      return {
+        time: grid.current.time,
+        row: grid.indexOf(grid.current.source),
+        start: grid.segment.start,
+        end: grid.segment.end,
+        same: document.activeElement === grid.stop,
+      };
     });
     assert.equal(state.time, anchor);
     assert.equal(state.row, 2);
@@ -96,12 +110,16 @@ describe("guide", () => {
   test("focus stays visible when it moves far", async () => {
     await focusFirst();
     for (let i = 0; i < 40; ++i) await press(i % 4 === 3 ? "ArrowDown" : "ArrowRight");
-    await until("focus on a programme", async () => page.evaluate(() => document.activeElement.classList.contains("cell")));
+    await until("focus on a programme", async () =>
+      page.evaluate(() => document.activeElement.classList.contains("cell")),
+    );
     const visible = await page.evaluate(() => {
       const box = document.activeElement.getBoundingClientRect();
       const view = document.querySelector(".scroller").getBoundingClientRect();
       const head = document.querySelector(".corner").getBoundingClientRect();
-      return box.right > head.right && box.left < view.right && box.top >= head.bottom - 1 && box.bottom <= view.bottom + 1;
+      return (
+        box.right > head.right && box.left < view.right && box.top >= head.bottom - 1 && box.bottom <= view.bottom + 1
+      );
     });
     assert.ok(visible);
   });
@@ -154,7 +172,9 @@ describe("guide", () => {
     assert.match(evening, /^19:(49|50)/);
     await press("Home");
     assert.ok(Math.abs((await leftTime()) - now) < 60_000);
-    await until("focus on what is on", async () => page.evaluate(() => document.activeElement.classList.contains("on")));
+    await until("focus on what is on", async () =>
+      page.evaluate(() => document.activeElement.classList.contains("on")),
+    );
   });
 
   test("page keys move by a screen of channels", async () => {
@@ -162,7 +182,10 @@ describe("guide", () => {
     await focusFirst();
     const rows = await page.evaluate(() => document.querySelector("guide-grid").rowsInView);
     await press("PageDown");
-    const index = () => page.evaluate(() => document.querySelector("guide-grid").indexOf(document.querySelector("guide-grid").current.source));
+    const index = () =>
+      page.evaluate(() =>
+        document.querySelector("guide-grid").indexOf(document.querySelector("guide-grid").current.source),
+      );
     assert.equal(await index(), rows);
     await press("PageUp");
     assert.equal(await index(), 0);
@@ -189,7 +212,10 @@ describe("guide", () => {
   test("the channel filter works while typing and says how many are left", async () => {
     await press("c");
     await page.keyboard.type("aurora");
-    assert.deepEqual((await shown()).map((row) => row.channel), ["Aurora One", "Aurora Two"]);
+    assert.deepEqual(
+      (await shown()).map((row) => row.channel),
+      ["Aurora One", "Aurora Two"],
+    );
     await until("the count", async () => (await page.locator(".toolbar [role=status]").textContent()) === "2 channels");
     await press("ArrowDown");
     assert.match(await active(), /, Aurora One$/);
@@ -209,7 +235,10 @@ describe("guide", () => {
     const [[list]] = await rpc(service.url, [["getSchedule", [["3"], Math.floor(left / 1000), 4, [1]]]]);
     for (const programme of list.data) {
       const isNews = programme.Genrelist.some((genre) => ids.has(genre.GenreID));
-      const dimmed = await page.locator(`.row:nth-child(3) .cell.programme[aria-label^=${JSON.stringify(programme.Title)}]`).first().evaluate((cell) => cell.classList.contains("dimmed"));
+      const dimmed = await page
+        .locator(`.row:nth-child(3) .cell.programme[aria-label^=${JSON.stringify(programme.Title)}]`)
+        .first()
+        .evaluate((cell) => cell.classList.contains("dimmed"));
       assert.equal(dimmed, !isNews, programme.Title);
     }
   });
@@ -226,13 +255,24 @@ describe("guide", () => {
       ["getFavoriteContentList", ["content", 1, "time", "asc", 0, 10]],
       ["getFavoriteChannelList", ["channel", 1, "time", "asc", 0, 10]],
     ]);
-    assert.deepEqual(contents.data.map((one) => one.ID), [id]);
-    assert.deepEqual(channels.data.map((one) => one.Name), ["Aurora Two"]);
+    assert.deepEqual(
+      contents.data.map((one) => one.ID),
+      [id],
+    );
+    assert.deepEqual(
+      channels.data.map((one) => one.Name),
+      ["Aurora Two"],
+    );
     await press("v");
-    assert.deepEqual((await shown()).map((row) => row.channel), ["Aurora Two"]);
+    assert.deepEqual(
+      (await shown()).map((row) => row.channel),
+      ["Aurora Two"],
+    );
     await press("v");
     await focusFirst();
-    await page.evaluate(() => document.querySelector("guide-grid").focusAt(1, document.querySelector("guide-grid").current.time));
+    await page.evaluate(() =>
+      document.querySelector("guide-grid").focusAt(1, document.querySelector("guide-grid").current.time),
+    );
     await press("f");
     await page.getByText("Programme removed from your favourites").waitFor();
     await press("Shift+F");

@@ -58,7 +58,9 @@ export async function start(program, args, ready) {
 /** Runs a program to its end. @param {string} program @param {string[]} args @param {string} [input] */
 export function run(program, args, input) {
   return new Promise((resolve, reject) => {
-    const child = spawn(path.join(bin, program), args, { env: { ...process.env, no_proxy: "127.0.0.1", HOME: scratch, XDG_CONFIG_HOME: scratch } });
+    const child = spawn(path.join(bin, program), args, {
+      env: { ...process.env, no_proxy: "127.0.0.1", HOME: scratch, XDG_CONFIG_HOME: scratch },
+    });
     let [stdout, stderr] = ["", ""];
     child.stdout.setEncoding("utf8").on("data", (text) => (stdout += text));
     child.stderr.setEncoding("utf8").on("data", (text) => (stderr += text));
@@ -114,7 +116,9 @@ export async function getBrowser() {
   if (!existsSync(kBrowser)) throw new Error(`there is no browser at ${kBrowser}; install the package chromium`);
   browser ??= await chromium.launch({
     executablePath: kBrowser,
-    args: "--headless --no-sandbox --disable-gpu --no-first-run --disable-background-networking --disable-component-update --disable-sync".split(" "),
+    args: "--headless --no-sandbox --disable-gpu --no-first-run --disable-background-networking --disable-component-update --disable-sync".split(
+      " ",
+    ),
   });
   return browser;
 }
@@ -125,7 +129,9 @@ export async function getBrowser() {
  * @param {import("playwright-core").BrowserContextOptions} [options]
  */
 export async function openPage(url, options = {}) {
-  const context = await (await getBrowser()).newContext({ viewport: { width: 1280, height: 800 }, locale: "en-GB", reducedMotion: "reduce", ...options });
+  const context = await (
+    await getBrowser()
+  ).newContext({ viewport: { width: 1280, height: 800 }, locale: "en-GB", reducedMotion: "reduce", ...options });
   const page = await context.newPage();
   page.setDefaultTimeout(kPatience);
   /** @type {string[]} */
@@ -162,18 +168,34 @@ export async function until(what, ask, patience = kPatience) {
  * @returns {Promise<any[]>} the results, or the status of a request that failed
  */
 export async function rpc(serviceUrl, requests) {
-  const lines = [
-    ["getAuthSeedkey", []],
-    ["getLocalTime", []],
-    ["wait", []],
-    ...requests,
-  ].map(([method, params], id) => JSON.stringify({ jsonrpc: "2.0", id, method, params }));
+  const lines = [["getAuthSeedkey", []], ["getLocalTime", []], ["wait", []], ...requests].map(([method, params], id) =>
+    JSON.stringify({ jsonrpc: "2.0", id, method, params }),
+  );
   // One after the other: "wait" keeps what follows a change from going before it.
-  const input = lines.flatMap((line, i) => (i < 3 ? [line] : [line, JSON.stringify({ jsonrpc: "2.0", id: `w${i}`, method: "wait", params: [] })])).join("\n");
-  const settings = { base_url: serviceUrl, app_key: "corvane", duid: "corvane-command", model_id: "corvane", country: "US", language: "en", headend: "default" };
+  const input = lines
+    .flatMap((line, i) =>
+      i < 3 ? [line] : [line, JSON.stringify({ jsonrpc: "2.0", id: `w${i}`, method: "wait", params: [] })],
+    )
+    .join("\n");
+  const settings = {
+    base_url: serviceUrl,
+    app_key: "corvane",
+    duid: "corvane-command",
+    model_id: "corvane",
+    country: "US",
+    language: "en",
+    headend: "default",
+  };
   const set = Object.entries(settings).flatMap(([key, value]) => ["--set", `${key}=${value}`]);
   const { stdout } = await run("corvane", [...set, "--log", "/dev/null", "rpc"], `${input}\n`);
-  const answers = new Map(stdout.trim().split("\n").map((line) => JSON.parse(line)).filter((one) => "id" in one).map((one) => [one.id, one.result ?? one.error]));
+  const answers = new Map(
+    stdout
+      .trim()
+      .split("\n")
+      .map((line) => JSON.parse(line))
+      .filter((one) => "id" in one)
+      .map((one) => [one.id, one.result ?? one.error]),
+  );
   return requests.map((_, i) => {
     const answer = answers.get(i + 3);
     return answer?.results ?? answer?.status ?? answer;

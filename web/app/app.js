@@ -89,6 +89,7 @@ class App {
       if (target === this.dialog || target?.closest("[data-close]")) this.close();
     });
     this.service.addEventListener("state", () => void this.showState());
+    this.service.rpc.addEventListener("closed", () => void this.checkAccess());
     void this.show();
     // Early, so that causes and remedies are known when nothing can be fetched any more.
     setTimeout(() => void loadStatuses(), 1500);
@@ -191,7 +192,6 @@ class App {
           "Start it again; this page connects by itself as soon as it runs. What you see may be out of date.",
         ),
       );
-      await this.checkAccess();
     } else if (state === "gone") {
       const explanation = await explain(goneStatus);
       if (this.service.state !== "gone") return;

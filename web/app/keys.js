@@ -1,7 +1,7 @@
 // Keys outside the guide's grid: arrow keys move to the nearest control in their direction, as a remote control expects.
 
 const kFocusable =
-  "a[href], button:not([disabled]), input:not([disabled]), select:not([disabled]), summary, [tabindex]:not([tabindex='-1'])";
+  "a[href]:not(.skip), button:not([disabled]), input:not([disabled]), select:not([disabled]), summary, [tabindex]:not([tabindex='-1'])";
 
 /** Whether keys belong to a field that text is typed into. @param {EventTarget | null} target */
 export function isTyping(target) {

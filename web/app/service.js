@@ -22,6 +22,7 @@ const kNoSession = -202;
 const kNoTime = -59;
 const kRefused = -205;
 const kEmptyList = -55;
+const kUnreadable = -57;
 /** Statuses that say that the service cannot be reached or does not work, rather than that a request was wrong. */
 const kGone = new Set([-13, -100, -105, -107, -200, -500]);
 const kProbeEvery = 3000;
@@ -52,6 +53,7 @@ export class Service extends EventTarget {
     this.groups = [];
     this.favourites = { channel: new Set(), content: new Set() };
     this.favouritesKnown = false;
+    this.genresKnown = false;
     /** @type {Promise<any> | null} */
     this.repairing = null;
     this.probeTimer = 0;
@@ -137,9 +139,17 @@ export class Service extends EventTarget {
     return this.channels;
   }
 
-  /** @param {AbortSignal} [signal] */
+  /** Once. @param {AbortSignal} [signal] */
   async fetchGenres(signal) {
-    const [genres, groups] = await this.call("getGenreList", [""], signal);
+    if (this.genresKnown) return;
+    let [genres, groups] = [null, null];
+    try {
+      [genres, groups] = await this.call("getGenreList", [""], signal);
+    } catch (error) {
+      // A guide without any genre.
+      if (!(error instanceof StatusError) || error.status !== kUnreadable) throw error;
+    }
+    this.genresKnown = true;
     for (const genre of dataOf(genres)) {
       this.groupOfGenre.set(genre.GenreID, genre.GenreRepID);
       this.genreNames.set(genre.GenreID, genre.GenreName);

@@ -318,16 +318,16 @@ export class GuideGrid extends HTMLElement {
     }
     const times = this.service.clock.span(programme.start, programme.end);
     const title = shorten(programme.title || "No title", kTitleInCell);
-    cell.setAttribute("aria-label", `${title}, ${times}, ${shorten(channel.name, 80)}`);
+    cell.setAttribute("aria-label", `${title} ${times}, ${shorten(channel.name, 80)}`);
     this.service.colour(cell, programme);
     if (!programme.title) cell.classList.add("untitled");
     if (width < kNarrow) {
       cell.dir = "auto";
-      cell.textContent = shorten(title, 40);
+      cell.textContent = title;
       cell.title = `${title}, ${times}`;
     } else {
       const text = h("span", { class: "t", dir: "auto" }, title);
-      if (this.density !== "compact") text.appendChild(h("small", { dir: "ltr" }, times));
+      if (this.density !== "compact") text.append(" ", h("small", { dir: "ltr" }, times));
       cell.appendChild(text);
     }
     this.showProgress(cell, programme, this.service.clock.now());

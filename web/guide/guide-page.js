@@ -67,10 +67,10 @@ export class GuidePage extends Page {
     await this.fill(
       this.place,
       async (signal) => {
-        const genres = this.service.groups.length
-          ? null
-          : this.service.fetchGenres(signal).then(() => this.showGenres());
-        genres?.catch(() => {});
+        this.service.fetchGenres(signal).then(
+          () => this.showGenres(),
+          () => {},
+        );
         await Promise.all([
           this.service.fetchClock(),
           this.service.channels.length ? null : this.service.fetchChannels(signal),

@@ -19,7 +19,7 @@ class ForYouPage extends Page {
         await Promise.all([
           service.fetchClock(),
           service.channels.length ? null : service.fetchChannels(signal),
-          service.groups.length ? null : service.fetchGenres(signal),
+          service.fetchGenres(signal),
         ]);
       },
       () => this.sections(),

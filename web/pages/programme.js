@@ -29,7 +29,7 @@ class ProgrammeView extends Page {
         const [airings] = await Promise.all([
           this.service.programme(this.contentId, signal),
           this.service.channels.length ? null : this.service.fetchChannels(signal),
-          this.service.groups.length ? null : this.service.fetchGenres(signal),
+          this.service.fetchGenres(signal),
         ]);
         return airings;
       },

@@ -1,0 +1,133 @@
+// What the page does when something breaks: the service stops, is slow, fails or forgets the session, or the program that
+// serves the page is started again. It says so and recovers by itself.
+
+import assert from "node:assert/strict";
+import { afterEach, describe, test } from "node:test";
+import { guideReady, openPage, startService, startWeb, until } from "./support.js";
+
+describe("faults", () => {
+  let service, web, page;
+
+  afterEach(async () => {
+    await page?.context().close();
+    await web?.end();
+    await service?.end();
+    page = web = service = undefined;
+  });
+
+  const banner = () => page.locator(".banner");
+
+  test("the service stops: the page says so with cause and remedy, and goes on when it is back", async () => {
+    service = await startService();
+    web = await startWeb(service.url);
+    page = await openPage(web.url);
+    await guideReady(page);
+    const address = new URL(service.url).host;
+    await service.end();
+    await page.keyboard.press("]");
+    await banner().getByText("The service does not answer (status -200)").waitFor();
+    await banner().getByText("Check the network and vorel_base_url", { exact: false }).waitFor();
+    await page.locator(".cell.failed").first().waitFor();
+    service = await startService([], address);
+    await banner().waitFor({ state: "hidden" });
+    await until(
+      "programmes instead of failures",
+      async () =>
+        (await page.locator(".cell.failed").count()) === 0 && (await page.locator(".cell.programme").count()) > 5,
+    );
+    assert.deepEqual(page.errors, []);
+  });
+
+  test("no service at the start: the page opens, says so and recovers", async () => {
+    const probe = await startService();
+    const address = new URL(probe.url).host;
+    await probe.end();
+    web = await startWeb(`http://${address}`);
+    assert.match(web.output.stderr, /hint: .*corvaned serve/);
+    page = await openPage(web.url);
+    await page.getByRole("alert").getByText("status -200").waitFor();
+    await page.getByText("What to do:", { exact: false }).first().waitFor();
+    service = await startService([], address);
+    await guideReady(page);
+    await banner().waitFor({ state: "hidden" });
+  });
+
+  test("a slow service: shapes appear first, then programmes, and what is not wanted any more is cancelled", async () => {
+    service = await startService(["--allow-faults", "--fault", "channel/schedule=delay 1500"]);
+    web = await startWeb(service.url);
+    page = await openPage(web.url);
+    await page.locator(".cell.loading").first().waitFor();
+    assert.ok(
+      (
+        await page
+          .locator(".cell.loading")
+          .first()
+          .evaluate((cell) => getComputedStyle(cell).animationDelay)
+      ).startsWith("0.15s"),
+    );
+    // Far away before the first answer: the first request is not needed any more.
+    await page.locator(".day").nth(3).click();
+    await page.locator(".cell.programme").first().waitFor();
+    const statuses = await page.evaluate(() =>
+      window.corvane.service.rpc.log.filter((entry) => entry.method === "getSchedule").map((entry) => entry.status),
+    );
+    assert.ok(statuses.includes(600), `one of ${statuses} is cancelled`);
+    assert.deepEqual(page.errors, []);
+  });
+
+  test("an error of the service: the part that failed says so, the rest works", async () => {
+    service = await startService(["--allow-faults", "--fault", "recommend/popularch=status 500"]);
+    web = await startWeb(service.url);
+    page = await openPage(web.url);
+    await guideReady(page);
+    await page.evaluate(() => (location.hash = "#/for-you"));
+    const section = page.locator("section", { has: page.getByRole("heading", { name: "Popular now" }) });
+    await section.getByText("status -107").waitFor();
+    await section.getByText("The service failed by itself", { exact: false }).waitFor();
+    await section.getByRole("button", { name: "Try again" }).waitFor();
+    await page
+      .locator("section", { has: page.getByRole("heading", { name: "At your usual time" }) })
+      .locator(".programme-card")
+      .first()
+      .waitFor();
+  });
+
+  test("the session is gone: the next request opens another one, unseen", async () => {
+    service = await startService();
+    web = await startWeb(service.url);
+    page = await openPage(web.url);
+    await guideReady(page);
+    const address = new URL(service.url).host;
+    await service.end();
+    // The sample's database is a new one, which does not know the session.
+    service = await startService([], address);
+    await page.evaluate(() => (location.hash = "#/search?q=news"));
+    await page.locator(".programme-card").first().waitFor();
+    const log = await page.evaluate(() => window.corvane.service.rpc.log.map((entry) => [entry.method, entry.status]));
+    assert.ok(
+      log.some(([method, status]) => method === "searchEPG" && status === -202),
+      "the first try failed",
+    );
+    assert.ok(
+      log.some(([method, status]) => method === "getAuthSeedkey" && status === 0),
+      "a session was opened",
+    );
+    assert.ok(await banner().isHidden());
+  });
+
+  test("corvane web ends: the page says so; started again it asks for the new address", async () => {
+    service = await startService();
+    web = await startWeb(service.url);
+    page = await openPage(web.url);
+    await guideReady(page);
+    const { port } = new URL(web.origin);
+    await page.waitForTimeout(1600);
+    await web.end();
+    await banner().getByText("corvane web does not answer").waitFor();
+    web = await startWeb(service.url, ["--listen", `127.0.0.1:${port}`]);
+    await banner().getByText("was started again and does not know this page").waitFor();
+    await page.goto(web.url);
+    await guideReady(page);
+    await banner().waitFor({ state: "hidden" });
+  });
+});
