@@ -9,8 +9,6 @@ import { Service } from "./service.js";
 import { Page } from "./states.js";
 import { explain, loadStatuses } from "./statuses.js";
 
-/** @typedef {Parameters<typeof icon>[0]} IconName */
-
 /** In the order of the keys 1 to 7. */
 const kPages = /** @type {const} */ ([
   { name: "guide", title: "Guide", element: "guide-page", load: async () => {} },
@@ -44,7 +42,7 @@ class App {
     this.opener = null;
 
     this.banner = h("div", { class: "banner", role: "status", hidden: true });
-    this.main = h("main", { id: "main" });
+    this.main = h("main", { id: "main", tabindex: -1 });
     this.dialog = h("dialog", { class: "overlay", "aria-labelledby": "overlay-title" });
     this.nav = h(
       "nav",
@@ -53,15 +51,14 @@ class App {
         h(
           "a",
           { href: `#/${page.name}`, title: `${page.title} (${i + 1})`, "data-page": page.name },
-          icon(/** @type {IconName} */ (page.name)),
-          h("span", {}, page.title),
+          icon(page.name),
+          h("span", page.title),
         ),
       ),
     );
     const header = h(
       "header",
-      {},
-      h("a", { class: "brand", href: "#/guide", "aria-label": "Corvane, to the guide" }, h("span", {}, "Corvane")),
+      h("a", { class: "brand", href: "#/guide", "aria-label": "Corvane, to the guide" }, h("span", "Corvane")),
       this.nav,
       this.helpButton(),
     );
@@ -187,8 +184,7 @@ class App {
         icon("warning"),
         h(
           "span",
-          {},
-          h("strong", {}, "corvane web does not answer. "),
+          h("strong", "corvane web does not answer. "),
           "Start it again; this page connects by itself as soon as it runs. What you see may be out of date.",
         ),
       );
@@ -199,8 +195,7 @@ class App {
         icon("warning"),
         h(
           "span",
-          {},
-          h("strong", {}, `The service does not answer (status ${goneStatus}). `),
+          h("strong", `The service does not answer (status ${goneStatus}). `),
           `${explanation.cause}. What to do: ${explanation.remedy}. `,
           "This page goes on by itself as soon as the service is back.",
         ),
@@ -217,8 +212,7 @@ class App {
           icon("warning"),
           h(
             "span",
-            {},
-            h("strong", {}, "corvane web was started again and does not know this page. "),
+            h("strong", "corvane web was started again and does not know this page. "),
             "Open the address that it printed.",
           ),
         );

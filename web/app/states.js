@@ -18,8 +18,8 @@ export function emptyState(title, hint, ...actions) {
   return h(
     "div",
     { class: "state" },
-    h("h2", {}, title),
-    h("p", {}, hint),
+    h("h2", title),
+    h("p", hint),
     actions.length ? h("p", { class: "actions" }, actions) : null,
   );
 }
@@ -31,8 +31,8 @@ export function emptyState(title, hint, ...actions) {
  */
 export function errorState(error, retry) {
   const cause = h("p", { class: "cause" });
-  const remedy = h("p", {});
-  const title = h("h2", {}, "This did not work");
+  const remedy = h("p");
+  const title = h("h2", "This did not work");
   if (error instanceof StatusError) {
     title.append(" ", h("span", { class: "status-code" }, `status ${error.status}`));
     void explain(error.status).then((explanation) => {

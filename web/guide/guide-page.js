@@ -285,8 +285,8 @@ export class GuidePage extends Page {
             onclick: () => this.jumpToDay(day),
             title: clock.formats.longDay.format(day.start) + (hours === 24 ? "" : `, ${hours} hours`),
           },
-          h("span", {}, day.start === today ? "Today" : clock.formats.weekday.format(day.start)),
-          h("small", {}, clock.formats.day.format(day.start), hours === 24 ? null : h("em", {}, ` ${hours} h`)),
+          h("span", day.start === today ? "Today" : clock.formats.weekday.format(day.start)),
+          h("small", clock.formats.day.format(day.start), hours === 24 ? null : h("em", ` ${hours} h`)),
         );
       }),
     );
@@ -312,7 +312,7 @@ export class GuidePage extends Page {
   // --- toolbar --------------------------------------------------------------------------------------------------------
 
   toolbar() {
-    /** @param {Parameters<typeof icon>[0]} name @param {string} label @param {() => void} onclick @param {string} [key] */
+    /** @param {string} name @param {string} label @param {() => void} onclick @param {string} [key] */
     const tool = (name, label, onclick, key = "") =>
       h(
         "button",

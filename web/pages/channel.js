@@ -79,11 +79,10 @@ class ChannelView extends Page {
       h("p", { class: "small" }, "Watch records what you tune to; this page has no picture to show."),
       h(
         "section",
-        {},
-        h("h3", {}, "Now and next"),
+        h("h3", "Now and next"),
         programmes.length
           ? programmeList(service, programmes)
-          : h("p", {}, "The guide has nothing for this channel at the moment."),
+          : h("p", "The guide has nothing for this channel at the moment."),
       ),
     ];
   }

@@ -13,8 +13,8 @@ class ChannelsPage extends Page {
   filter = "";
 
   start() {
-    const place = h("div", {});
-    this.replaceChildren(h("h1", {}, "Channels and favourites"), place);
+    const place = h("div");
+    this.replaceChildren(h("h1", "Channels and favourites"), place);
     void this.fill(
       place,
       async (signal) => {
@@ -61,8 +61,7 @@ class ChannelsPage extends Page {
         return [
           h(
             "section",
-            {},
-            h("h2", {}, "Favourite programmes"),
+            h("h2", "Favourite programmes"),
             contents.length
               ? this.shelf(contents)
               : h(
@@ -73,8 +72,7 @@ class ChannelsPage extends Page {
           ),
           h(
             "section",
-            {},
-            h("h2", {}, "Channels"),
+            h("h2", "Channels"),
             h("div", { class: "search-form" }, field, order),
             this.count,
             this.list,
@@ -117,9 +115,7 @@ class ChannelsPage extends Page {
           : (order === "number" ? 0 : byFavourite(a, b)) || compareNumbers(a, b),
       );
     count.textContent = `${shown.length} channel${shown.length === 1 ? "" : "s"}`;
-    list.replaceChildren(
-      ...shown.slice(0, this.limit).map((channel) => h("li", {}, channelCard(this.service, channel))),
-    );
+    list.replaceChildren(...shown.slice(0, this.limit).map((channel) => h("li", channelCard(this.service, channel))));
     more.replaceChildren();
     if (shown.length <= this.limit) return;
     const show = () => {

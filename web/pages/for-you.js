@@ -10,8 +10,8 @@ const kMostPopular = 12;
 
 class ForYouPage extends Page {
   start() {
-    const place = h("div", {});
-    this.replaceChildren(h("h1", {}, "For you"), place);
+    const place = h("div");
+    this.replaceChildren(h("h1", "For you"), place);
     void this.fill(
       place,
       async (signal) => {
@@ -73,9 +73,9 @@ class ForYouPage extends Page {
    * @param {string} [note] for each programme
    */
   section(title, hint, nothing, fetch, note) {
-    const place = h("div", {});
+    const place = h("div");
     void this.fill(place, fetch, (found) => this.shelf(found, nothing, note), skeletons(4));
-    return h("section", { class: "shelf-section" }, h("h2", {}, title), h("p", { class: "small" }, hint), place);
+    return h("section", { class: "shelf-section" }, h("h2", title), h("p", { class: "small" }, hint), place);
   }
 
   /** Each programme once. @param {Programme[]} programmes @param {string} nothing @param {string} [note] */
@@ -88,13 +88,13 @@ class ForYouPage extends Page {
   }
 
   concierge() {
-    const place = h("div", {});
+    const place = h("div");
     const show = async () => {
       place.replaceChildren(skeletons(4));
       try {
         const { tv, films, apps } = await this.service.concierge(this.signal);
         /** @param {string} title @param {Node} content */
-        const part = (title, content) => h("section", {}, h("h3", {}, title), content);
+        const part = (title, content) => h("section", h("h3", title), content);
         place.replaceChildren(
           part("Television", this.shelf(tv, "No suggestions at the moment.")),
           part("Films", this.shelf(films, "No films within two days.")),
@@ -107,7 +107,6 @@ class ForYouPage extends Page {
                   apps.map((app) =>
                     h(
                       "li",
-                      {},
                       h(
                         "div",
                         { class: "programme-card" },
@@ -130,7 +129,7 @@ class ForYouPage extends Page {
       }
     };
     void show();
-    return h("section", { class: "shelf-section" }, h("h2", {}, "Your concierge suggests"), place);
+    return h("section", { class: "shelf-section" }, h("h2", "Your concierge suggests"), place);
   }
 }
 

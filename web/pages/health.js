@@ -7,28 +7,24 @@ const kRefresh = 2000;
 
 class HealthPage extends Page {
   start() {
-    const checks = h("div", {});
-    this.requests = h("tbody", {});
+    const checks = h("div");
+    this.requests = h("tbody");
     const again = h("button", { class: "button", onclick: () => void this.check(checks) }, "Check again");
     this.replaceChildren(
-      h("h1", {}, "Health"),
-      h("section", {}, h("div", { class: "heading" }, h("h2", {}, "Checks"), again), checks),
+      h("h1", "Health"),
+      h("section", h("div", { class: "heading" }, h("h2", "Checks"), again), checks),
       h(
         "section",
-        {},
-        h("h2", {}, "Last requests"),
+        h("h2", "Last requests"),
         h(
           "div",
           { class: "table-place", tabindex: 0, role: "region", "aria-label": "Last requests" },
           h(
             "table",
-            {},
             h(
               "thead",
-              {},
               h(
                 "tr",
-                {},
                 ["Time", "Operation", "Status", "Duration"].map((title) => h("th", { scope: "col" }, title)),
               ),
             ),
@@ -62,7 +58,7 @@ class HealthPage extends Page {
             icon(failed ? "warning" : "check"),
             failed ? `${failed.name}: ${failed.finding}` : "Everything works.",
           ),
-          health.hint ? h("p", {}, `What to do: ${health.hint}.`) : h("span", {}),
+          health.hint ? h("p", `What to do: ${health.hint}.`) : h("span"),
           h(
             "ul",
             { class: "checks" },
@@ -70,13 +66,13 @@ class HealthPage extends Page {
               h(
                 "li",
                 { class: one.verdict === "FAIL" ? "bad" : one.verdict === "ok" ? "good" : "skipped" },
-                h("strong", {}, one.name),
-                h("span", {}, one.finding),
+                h("strong", one.name),
+                h("span", one.finding),
                 h("span", { class: "visually-hidden" }, one.verdict),
               ),
             ),
           ),
-          h("h2", {}, "Clock and session"),
+          h("h2", "Clock and session"),
           h(
             "dl",
             { class: "facts-list" },
@@ -95,27 +91,23 @@ class HealthPage extends Page {
                 : "not open",
             ),
           ),
-          h("h2", {}, "Settings"),
+          h("h2", "Settings"),
           h(
             "div",
             { class: "table-place", tabindex: 0, role: "region", "aria-label": "Settings" },
             h(
               "table",
-              {},
               h(
                 "thead",
-                {},
                 h(
                   "tr",
-                  {},
                   ["Setting", "Value", "From"].map((title) => h("th", { scope: "col" }, title)),
                 ),
               ),
               h(
                 "tbody",
-                {},
                 health.settings.map((/** @type {any} */ one) =>
-                  h("tr", {}, h("th", { scope: "row" }, one.name), h("td", {}, one.value), h("td", {}, one.source)),
+                  h("tr", h("th", { scope: "row" }, one.name), h("td", one.value), h("td", one.source)),
                 ),
               ),
             ),
@@ -128,7 +120,7 @@ class HealthPage extends Page {
 
   /** @param {string} name @param {string} value */
   fact(name, value) {
-    return h("div", {}, h("dt", {}, name), h("dd", {}, value));
+    return h("div", h("dt", name), h("dd", value));
   }
 
   showRequests() {
@@ -138,10 +130,10 @@ class HealthPage extends Page {
         h(
           "tr",
           { class: entry.status === null || entry.status === 0 || entry.status === 600 ? "" : "bad" },
-          h("td", {}, clock.formats.exact.format(entry.time)),
-          h("td", {}, entry.method),
-          h("td", {}, entry.status === null ? "…" : entry.status),
-          h("td", {}, entry.status === null ? "" : `${entry.milliseconds} ms`),
+          h("td", clock.formats.exact.format(entry.time)),
+          h("td", entry.method),
+          h("td", entry.status === null ? "…" : entry.status),
+          h("td", entry.status === null ? "" : `${entry.milliseconds} ms`),
         ),
       ),
     );

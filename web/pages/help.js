@@ -10,23 +10,18 @@ class HelpView extends Page {
     this.replaceChildren(
       closeButton(),
       h("h2", { id: "overlay-title" }, "Keys"),
-      h(
-        "p",
-        {},
-        "Everything works with a mouse, by touch, with a keyboard and with the arrow keys of a remote control.",
-      ),
+      h("p", "Everything works with a mouse, by touch, with a keyboard and with the arrow keys of a remote control."),
       h(
         "div",
         { class: "key-lists" },
         kKeyHelp.map(([title, keys]) =>
           h(
             "section",
-            {},
-            h("h3", {}, title),
+            h("h3", title),
             h(
               "dl",
               { class: "keys" },
-              keys.map(([key, meaning]) => h("div", {}, h("dt", {}, h("kbd", {}, key)), h("dd", {}, meaning))),
+              keys.map(([key, meaning]) => h("div", h("dt", h("kbd", key)), h("dd", meaning))),
             ),
           ),
         ),

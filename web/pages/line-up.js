@@ -34,10 +34,9 @@ class LineUpPage extends Page {
     this.saved = h("p", { class: "saved" });
     this.steps = h("div", { class: "steps" });
     this.replaceChildren(
-      h("h1", {}, "Line-up"),
+      h("h1", "Line-up"),
       h(
         "p",
-        {},
         "A line-up is the list of channels that you receive. It depends on where you live and on who brings television to you.",
       ),
       this.saved,
@@ -53,7 +52,7 @@ class LineUpPage extends Page {
       const device = dataOf(record.DeviceList)[0];
       this.saved?.replaceChildren(
         record.HeadendID ? "Saved: " : "No line-up is saved yet.",
-        record.HeadendID ? h("strong", {}, record.HeadendID) : "",
+        record.HeadendID ? h("strong", record.HeadendID) : "",
         device?.DeviceType ? `, device ${device.DeviceType}` : "",
       );
     } catch {
@@ -63,7 +62,7 @@ class LineUpPage extends Page {
 
   /** @param {string} number @param {string} title @param {...(Node | string)} content */
   step(number, title, ...content) {
-    return h("section", { class: "step" }, h("h2", {}, h("span", { class: "step-number" }, number), title), ...content);
+    return h("section", { class: "step" }, h("h2", h("span", { class: "step-number" }, number), title), ...content);
   }
 
   askPlace() {
@@ -79,12 +78,12 @@ class LineUpPage extends Page {
       event.preventDefault();
       void this.showHeadends("getHeadend", code.value.trim());
     });
-    const cities = h("div", {});
-    const byCity = h("details", {}, h("summary", {}, "Or choose a state and a city"), cities);
+    const cities = h("div");
+    const byCity = h("details", h("summary", "Or choose a state and a city"), cities);
     byCity.addEventListener("toggle", () => byCity.open && !cities.childElementCount && void this.showCities(cities), {
       once: true,
     });
-    this.places = h("div", {});
+    this.places = h("div");
     this.steps?.replaceChildren(this.step("1", "Where do you live?", byCode, byCity), this.places);
   }
 
@@ -148,7 +147,7 @@ class LineUpPage extends Page {
             `The service knows none for “${code}”. Check the postal code, or choose your city.`,
           );
         this.headends = headends;
-        this.quizPlace = h("div", {});
+        this.quizPlace = h("div");
         const help =
           headends.length > 1
             ? h(
@@ -164,7 +163,7 @@ class LineUpPage extends Page {
             h(
               "ul",
               { class: "headends" },
-              headends.map((one) => h("li", {}, this.headendCard(one))),
+              headends.map((one) => h("li", this.headendCard(one))),
             ),
             help,
           ),
@@ -187,11 +186,10 @@ class LineUpPage extends Page {
       { class: "headend" },
       h(
         "div",
-        {},
         listingText(headend.name, "title"),
-        h("small", {}, [headend.operator, headend.kind, headend.city].filter(Boolean).join(" · ")),
+        h("small", [headend.operator, headend.kind, headend.city].filter(Boolean).join(" · ")),
       ),
-      headend.devices.length > 1 ? device : h("small", {}, headend.devices[0]?.name ?? ""),
+      headend.devices.length > 1 ? device : h("small", headend.devices[0]?.name ?? ""),
       h(
         "button",
         {
@@ -241,7 +239,6 @@ class LineUpPage extends Page {
       place.replaceChildren(
         h(
           "p",
-          {},
           rest.length === 1
             ? "This is your line-up:"
             : rest.length
@@ -252,7 +249,7 @@ class LineUpPage extends Page {
           ? h(
               "ul",
               { class: "headends" },
-              rest.map((one) => h("li", {}, this.headendCard(one))),
+              rest.map((one) => h("li", this.headendCard(one))),
             )
           : h("button", { class: "button", onclick: () => void this.askQuestions() }, "Start again"),
       );
@@ -267,7 +264,7 @@ class LineUpPage extends Page {
         byName.set(answer.Name, (byName.get(answer.Name) ?? new Set()).add(answer.HeadendId));
     if (byName.size < 2) return this.ask(place, questions, index + 1, left);
     place.replaceChildren(
-      h("p", {}, "Which channel is on number ", h("strong", {}, number), "?"),
+      h("p", "Which channel is on number ", h("strong", number), "?"),
       h(
         "div",
         { class: "actions" },

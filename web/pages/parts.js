@@ -53,7 +53,7 @@ export function programmeCard(service, programme, note = "") {
         ? h(
             "span",
             { class: "when" },
-            isOn ? h("em", {}, "On now ") : null,
+            isOn ? h("em", "On now ") : null,
             isOn ? service.clock.span(programme.start, programme.end) : service.clock.when(programme),
           )
         : null,
@@ -72,7 +72,7 @@ export function programmeList(service, programmes, note) {
   return h(
     "ul",
     { class: "cards" },
-    programmes.map((programme) => h("li", {}, programmeCard(service, programme, note?.(programme)))),
+    programmes.map((programme) => h("li", programmeCard(service, programme, note?.(programme)))),
   );
 }
 
@@ -99,7 +99,7 @@ export function channelCard(service, channel) {
 
 /** @param {Service} service @param {"channel" | "content"} type @param {string} id @param {AbortSignal} signal */
 export function favouriteButton(service, type, id, signal) {
-  const text = h("span", {});
+  const text = h("span");
   const button = h("button", { class: "button toggle", title: "Favourite (f)" }, icon("heart"), text);
   const show = () => {
     const isFavourite = service.favourites[type].has(id);

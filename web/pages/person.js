@@ -15,14 +15,14 @@ class PersonView extends Page {
       (signal) => this.service.person(id, signal),
       (person) => {
         document.title = `${person.name} · Corvane`;
-        const programmes = h("div", {});
+        const programmes = h("div");
         void this.fill(
           programmes,
           (signal) => this.service.search(person.name, 0, 20, signal),
           (found) =>
             found.programmes.length
-              ? [h("h3", {}, "In the guide"), programmeList(this.service, found.programmes)]
-              : h("p", {}, "Nothing in the guide names this person at the moment."),
+              ? [h("h3", "In the guide"), programmeList(this.service, found.programmes)]
+              : h("p", "Nothing in the guide names this person at the moment."),
         );
         const life = [person.birth, person.death].filter(Boolean).join(" – ");
         return [
@@ -35,7 +35,7 @@ class PersonView extends Page {
               { class: "hero-text" },
               h("h2", { id: "overlay-title" }, listingText(person.name || "Unknown person")),
               person.occupation ? h("p", { class: "episode" }, listingText(person.occupation)) : null,
-              life ? h("p", {}, life) : null,
+              life ? h("p", life) : null,
             ),
           ),
           h(
@@ -44,8 +44,8 @@ class PersonView extends Page {
             ...voteButtons(this.service, "personid", id, this.signal),
             h("a", { class: "button", href: address("search", [], { q: person.name }) }, "Search by this name"),
           ),
-          person.biography ? h("p", { class: "description", dir: "auto" }, person.biography) : h("span", {}),
-          h("section", {}, programmes),
+          person.biography ? h("p", { class: "description", dir: "auto" }, person.biography) : h("span"),
+          h("section", programmes),
         ];
       },
     );

@@ -94,7 +94,7 @@ class ProgrammeView extends Page {
         h(
           "p",
           { class: "when" },
-          isOn ? h("em", {}, "On now ") : null,
+          isOn ? h("em", "On now ") : null,
           service.clock.when(chosen),
           channelLabel(service, chosen)
             ? [" · ", h("a", { href: address("channel", [chosen.source]) }, listingText(channelLabel(service, chosen)))]
@@ -105,7 +105,7 @@ class ProgrammeView extends Page {
           ? h(
               "ul",
               { class: "facts" },
-              facts.map((fact) => h("li", {}, listingText(fact))),
+              facts.map((fact) => h("li", listingText(fact))),
             )
           : null,
       ),
@@ -126,15 +126,13 @@ class ProgrammeView extends Page {
       more,
       h(
         "section",
-        {},
-        h("h3", {}, airings.length === 1 ? "Airing" : `All ${airings.length} airings`),
+        h("h3", airings.length === 1 ? "Airing" : `All ${airings.length} airings`),
         h(
           "ul",
           { class: "airings" },
           airings.slice(0, kMostAirings).map((airing) =>
             h(
               "li",
-              {},
               h(
                 "a",
                 {
@@ -142,7 +140,7 @@ class ProgrammeView extends Page {
                   "aria-current": airing === chosen ? "true" : undefined,
                   class: airing.end <= now ? "over" : "",
                 },
-                h("span", {}, service.clock.when(airing)),
+                h("span", service.clock.when(airing)),
                 listingText(channelLabel(service, airing)),
               ),
             ),
@@ -158,20 +156,18 @@ class ProgrammeView extends Page {
     if (!people.length) return null;
     return h(
       "section",
-      {},
-      h("h3", {}, title),
+      h("h3", title),
       h(
         "ul",
         { class: "people" },
         people.map((one) =>
           h(
             "li",
-            {},
             h(
               "a",
               { href: address("person", [one.id]) },
               listingText(one.name),
-              one.role ? h("small", {}, listingText(one.role)) : null,
+              one.role ? h("small", listingText(one.role)) : null,
             ),
           ),
         ),
@@ -181,14 +177,14 @@ class ProgrammeView extends Page {
 
   /** What may take longer, each part as it comes. @param {HTMLElement} place */
   async showMore(place) {
-    const series = h("div", {});
-    const related = h("div", {});
+    const series = h("div");
+    const related = h("div");
     place.replaceChildren(series, related);
     void this.fill(
       series,
       (signal) => this.service.series(this.contentId, signal),
       (found) => (found && found.episodes.length > 1 ? this.seasons(found) : []),
-      h("span", {}),
+      h("span"),
     );
     void this.fill(
       related,
@@ -196,11 +192,11 @@ class ProgrammeView extends Page {
       (found) => {
         const people = this.people(found.cast, "Cast and crew");
         const cards = found.related.length
-          ? h("section", {}, h("h3", {}, "Related"), programmeList(this.service, found.related.slice(0, 12)))
+          ? h("section", h("h3", "Related"), programmeList(this.service, found.related.slice(0, 12)))
           : null;
         return /** @type {Node[]} */ ([people, cards].filter(Boolean));
       },
-      h("span", {}),
+      h("span"),
     );
   }
 
@@ -217,16 +213,15 @@ class ProgrammeView extends Page {
     return h(
       "section",
       { class: "series" },
-      h("h3", {}, "Series: ", listingText(series.title || this.chosen?.title || "")),
+      h("h3", "Series: ", listingText(series.title || this.chosen?.title || "")),
       ...[...seasons].map(([season, list]) =>
         h(
           "details",
           { open: season === own || seasons.size === 1 },
           h(
             "summary",
-            {},
             season ? `Season ${season}` : "Episodes",
-            h("small", {}, ` ${list.length} episode${list.length === 1 ? "" : "s"}`),
+            h("small", ` ${list.length} episode${list.length === 1 ? "" : "s"}`),
           ),
           h(
             "ol",
@@ -234,7 +229,6 @@ class ProgrammeView extends Page {
             list.map((episode) =>
               h(
                 "li",
-                {},
                 h(
                   "a",
                   {

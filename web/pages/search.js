@@ -34,10 +34,9 @@ class SearchPage extends Page {
     this.field.addEventListener("input", searchSoon);
     for (const select of [this.dayField, this.channelField]) select.addEventListener("change", () => this.show());
     this.replaceChildren(
-      h("h1", {}, "Search"),
+      h("h1", "Search"),
       h(
         "search",
-        {},
         h(
           "form",
           { class: "search-form", role: "search", onsubmit: (/** @type {Event} */ event) => this.submitted(event) },

@@ -11,8 +11,8 @@ const kStates = /** @type {Record<string, string>} */ ({
 
 class TermsPage extends Page {
   start() {
-    this.place = h("div", {});
-    this.replaceChildren(h("h1", {}, "Terms"), this.place);
+    this.place = h("div");
+    this.replaceChildren(h("h1", "Terms"), this.place);
     void this.load();
   }
 
@@ -56,13 +56,8 @@ class TermsPage extends Page {
           ),
           h(
             "section",
-            {},
-            h("h2", {}, "Anonymous use"),
-            h(
-              "p",
-              {},
-              "The service then keeps what you watch without your name. It does not say which of the two is set.",
-            ),
+            h("h2", "Anonymous use"),
+            h("p", "The service then keeps what you watch without your name. It does not say which of the two is set."),
             h(
               "div",
               { class: "actions" },
@@ -86,9 +81,8 @@ class TermsPage extends Page {
           ),
           h(
             "section",
-            {},
-            h("h2", {}, "History"),
-            h("p", {}, "Forget what you watched and voted for until now. Favourites stay."),
+            h("h2", "History"),
+            h("p", "Forget what you watched and voted for until now. Favourites stay."),
             h(
               "div",
               { class: "actions" },
