@@ -39,7 +39,7 @@ export function parseStatuses(page) {
 
 /** @param {string} markdown */
 function plain(markdown) {
-  const text = markdown.replaceAll("`", "");
+  const text = markdown.replaceAll("`", "").replace(/\[([^\]]*)\]\([^)]*\)/g, "$1");
   return text.charAt(0).toUpperCase() + text.slice(1);
 }
 

@@ -349,7 +349,8 @@ export class GuideGrid extends HTMLElement {
       for (const cell of row.cells.values()) {
         const segment = segmentOf.get(cell);
         if (!segment) continue;
-        const isCut = segment.start < left && left < segment.end;
+        // The scroll position is a whole number of pixels.
+        const isCut = segment.start < left - kMinute && left < segment.end;
         if (isCut) cell.style.setProperty("--cut", `${this.x(left) - this.x(segment.start)}px`);
         else if (cell.classList.contains("earlier")) cell.style.removeProperty("--cut");
         cell.classList.toggle("earlier", isCut);
