@@ -56,7 +56,8 @@ void SessionKeeper::open()
         ServiceCall<SessionCallback> call;
         call.start(m_runtime.plugin(), &WCorvaneOAI::getAuthSeedkey, [&expires](const WVLSession& session) {
             const WDateTime& time = session.getExpireTime();
-            expires = time.hasInstant() ? time.toTime_t() : std::time(nullptr) + std::chrono::seconds(kUnknownLifetime).count();
+            expires = time.hasInstant() ? time.toTime_t()
+                                        : std::time(nullptr) + std::chrono::seconds(kUnknownLifetime).count();
         });
         const int status = call.wait(m_patience);
         if (status != status::kOk) {

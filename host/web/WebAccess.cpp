@@ -160,8 +160,7 @@ http::Reply WebAccess::signIn() const
     http::Reply reply;
     reply.status = 303;
     reply.headers.add("Location", "/");
-    reply.headers.add("Set-Cookie",
-                      fmt::format("{}={}; Path=/; HttpOnly; SameSite=Strict", cookieName(), m_sToken));
+    reply.headers.add("Set-Cookie", fmt::format("{}={}; Path=/; HttpOnly; SameSite=Strict", cookieName(), m_sToken));
     reply.headers.add("Cache-Control", "no-store");
     reply.headers.add("Referrer-Policy", "no-referrer");
     return reply;

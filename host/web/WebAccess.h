@@ -27,10 +27,10 @@ public:
 
     enum class Verdict {
         Admitted,
-        SignedIn,      ///< the right token or password: signIn() is the reply
-        Locked,        ///< no cookie of this start
-        WrongHost,     ///< not a name of this server
-        WrongOrigin,   ///< from a page of another server
+        SignedIn,     ///< the right token or password: signIn() is the reply
+        Locked,       ///< no cookie of this start
+        WrongHost,    ///< not a name of this server
+        WrongOrigin,  ///< from a page of another server
         WrongPassword,
         TooManyTries,  ///< wrong passwords in the last minute
     };

@@ -74,9 +74,10 @@ int runWeb(const CommonOptions& options, const WebOptions& web)
 
     const http::ListenAddress address = http::ListenAddress::parse(web.listen);
     if (!address.isLoopback() && web.passwordFile.empty()) {
-        throw std::runtime_error(fmt::format("{} can be reached from other machines; protect the guide with "
-                                             "--password-file FILE, or listen on 127.0.0.1",
-                                             web.listen));
+        throw std::runtime_error(
+            fmt::format("{} can be reached from other machines; protect the guide with "
+                        "--password-file FILE, or listen on 127.0.0.1",
+                        web.listen));
     }
     WebAccess access(address, web.passwordFile.empty() ? std::string() : readPassword(web.passwordFile));
     Runtime runtime(options, Defaults::ForPeople);
@@ -86,8 +87,9 @@ int runWeb(const CommonOptions& options, const WebOptions& web)
     {
         SessionKeeper session(runtime, std::min(options.timeout(), kHealthPatience));
         if (const auto problem = session.problem()) {
-            fmt::print(stderr, "corvane: {}\ncorvane: hint: {}\ncorvane: the page tells the same, and goes on as soon "
-                               "as the service answers\n",
+            fmt::print(stderr,
+                       "corvane: {}\ncorvane: hint: {}\ncorvane: the page tells the same, and goes on as soon "
+                       "as the service answers\n",
                        problem->what(), problem->hint());
         }
         WebSite site(runtime, session, lineUp, dispatcher, access, web.assets);

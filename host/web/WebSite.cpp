@@ -68,12 +68,13 @@ std::shared_ptr<const http::StaticContent> readContent(const std::string& folder
 /// A page for people, without scripts. Its style sheet is served without a cookie.
 std::string lockedPage(const std::string& title, const std::string& content)
 {
-    return fmt::format("<!doctype html><html lang=\"en\"><head><meta charset=\"utf-8\">"
-                       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">"
-                       "<title>{0} · Corvane</title><link rel=\"stylesheet\" href=\"/style/base.css\">"
-                       "<link rel=\"icon\" href=\"/favicon.svg\"></head><body><main><div class=\"state\"><h1>{0}</h1>"
-                       "{1}</div></main></body></html>\n",
-                       title, content);
+    return fmt::format(
+        "<!doctype html><html lang=\"en\"><head><meta charset=\"utf-8\">"
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">"
+        "<title>{0} · Corvane</title><link rel=\"stylesheet\" href=\"/style/base.css\">"
+        "<link rel=\"icon\" href=\"/favicon.svg\"></head><body><main><div class=\"state\"><h1>{0}</h1>"
+        "{1}</div></main></body></html>\n",
+        title, content);
 }
 
 bool isPublic(const std::string& path)
@@ -153,11 +154,12 @@ http::Reply WebSite::locked(WebAccess::Verdict verdict) const
         reply.headers.add("Retry-After", "60");
         message = "<p class=\"cause\" role=\"alert\">Too many wrong passwords. Wait a minute and try again.</p>";
     }
-    reply.body = lockedPage("Sign in",
-                            message + "<form method=\"post\" action=\"/sign-in\" class=\"actions\">"
-                                      "<input class=\"field\" type=\"password\" name=\"password\" required autofocus "
-                                      "aria-label=\"Password\" autocomplete=\"current-password\"> "
-                                      "<button class=\"button primary\">Sign in</button></form>");
+    reply.body =
+        lockedPage("Sign in", message +
+                                  "<form method=\"post\" action=\"/sign-in\" class=\"actions\">"
+                                  "<input class=\"field\" type=\"password\" name=\"password\" required autofocus "
+                                  "aria-label=\"Password\" autocomplete=\"current-password\"> "
+                                  "<button class=\"button primary\">Sign in</button></form>");
     return reply;
 }
 

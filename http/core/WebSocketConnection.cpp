@@ -39,6 +39,12 @@ public:
     {
         m_stream->read_message_max(core.limits().messageBytes);
         m_stream->auto_fragment(false);
+        // JSON shrinks to a tenth. The limit of a message counts after decompression.
+        websocket::permessage_deflate deflate;
+        deflate.server_enable = true;
+        deflate.compLevel = 3;
+        deflate.memLevel = 5;
+        m_stream->set_option(deflate);
         m_stream->set_option(
             websocket::stream_base::timeout{core.limits().headerTime, core.limits().webSocketIdleTime, true});
     }
@@ -119,7 +125,7 @@ public:
     }
 
 private:
-    using Stream = websocket::stream<TransportStream, false>;
+    using Stream = websocket::stream<TransportStream, true>;
 
     // With m_lock held: the core is gone once the connection has ended.
     template <typename Action>
