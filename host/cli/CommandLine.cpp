@@ -195,8 +195,9 @@ int runCommandLine(int argc, char** argv)
                      "Serve the page from this folder, read again with each load; default: the page in the program")
         ->type_name("DIR");
     webCommand
-        ->add_option("--password-file", web.passwordFile,
-                     "Ask for the password in this file's first line; required for an address that other machines reach")
+        ->add_option(
+            "--password-file", web.passwordFile,
+            "Ask for the password in this file's first line; required for an address that other machines reach")
         ->type_name("FILE");
     webCommand->callback([&] { command = [&] { return runWeb(options, web); }; });
 #endif

@@ -51,7 +51,8 @@ void SessionKeeper::open()
     std::optional<std::int64_t> expires;
     std::optional<ServiceProblem> problem;
     try {
-        ServiceSession service(m_runtime, m_reason, m_patience);
+        ServiceSession service(m_runtime, m_patience);
+        service.checkAddress();
         service.fetchLocaltime();
         ServiceCall<SessionCallback> call;
         call.start(m_runtime.plugin(), &WCorvaneOAI::getAuthSeedkey, [&expires](const WVLSession& session) {
@@ -61,7 +62,7 @@ void SessionKeeper::open()
         });
         const int status = call.wait(m_patience);
         if (status != status::kOk) {
-            problem = describe("open a session", status, m_reason.take(), m_runtime.configuration());
+            problem = describeRefusedSession(status, m_runtime.failures().take(), m_runtime.configuration());
         }
     } catch (const ServiceProblem& failed) {
         problem = failed;

@@ -34,7 +34,6 @@ private:
 
     Runtime& m_runtime;
     const std::chrono::milliseconds m_patience;
-    ServiceReason m_reason;
     std::mutex m_lock;  ///< guards what follows
     std::condition_variable m_wake;
     bool m_bEnding = false;

@@ -1,6 +1,6 @@
 #include "WebHealth.h"
 
-#include "ServiceCall.h"
+#include "ServiceSession.h"
 
 #include <fmt/format.h>
 
@@ -47,21 +47,9 @@ private:
     std::string m_sHint;
 };
 
-/// Runs an operation for its status.
-void check(const char* step, int status, const Configuration& configuration)
+std::string clockCheck(ServiceSession& service)
 {
-    if (status != status::kOk) {
-        throw describe(step, status, "", configuration);
-    }
-}
-
-std::string clockCheck(Runtime& runtime, std::chrono::milliseconds patience)
-{
-    WVLLocaltime localtime;
-    ServiceCall<LocaltimeCallback> call;
-    call.start(runtime.plugin(), &WCorvaneOAI::getLocalTime,
-               [&localtime](const WVLLocaltime& delivered) { localtime = delivered; });
-    check("ask the service for its time", call.wait(patience), runtime.configuration());
+    const WVLLocaltime localtime = service.fetchLocaltime();
     if (!localtime.getUTC().hasInstant()) {
         throw ServiceProblem("the service's time cannot be read", "look at the service's log");
     }
@@ -74,22 +62,14 @@ std::string clockCheck(Runtime& runtime, std::chrono::milliseconds patience)
     return fmt::format("{} at the service, {}", localtime.getUTC().toString(), localtime.getTimezone());
 }
 
-std::string lineUpCheck(Runtime& runtime, const std::string& headend, std::chrono::milliseconds patience)
+std::string lineUpCheck(ServiceSession& service, const std::string& headend)
 {
-    std::size_t channels = 0;
-    ServiceCall<ChannelListCallback> call;
-    call.start(
-        runtime.plugin(), &WCorvaneOAI::getChannelList,
-        [&channels](const WContainer<WVLChannel>& delivered, const std::string&, bool) {
-            channels = delivered.getData().size();
-        },
-        std::string());
-    check("fetch the channel list", call.wait(patience), runtime.configuration());
+    const std::size_t channels = service.fetchChannels().size();
     if (channels == 0) {
         throw ServiceProblem(fmt::format("headend \"{}\" has no channels", headend),
                              "choose another line-up, or fill the service with \"corvaned import\"");
     }
-    return fmt::format("headend \"{}\" has channels", headend);
+    return fmt::format("{} channel(s) at headend \"{}\"", channels, headend);
 }
 
 Json settings(const Configuration& configuration, LineUpChoice& lineUp)
@@ -121,19 +101,21 @@ Json settings(const Configuration& configuration, LineUpChoice& lineUp)
 Json webHealth(Runtime& runtime, SessionKeeper& session, LineUpChoice& lineUp, std::chrono::milliseconds patience)
 {
     const Configuration& configuration = runtime.configuration();
+    ServiceSession service(runtime, patience);
     Checks checks;
     checks.check("plug-in", [&] { return runtime.library().file(); });
     checks.check("service address", [&] {
+        service.checkAddress();
         return fmt::format("{} ({})", configuration.text("base_url"), configuration.source("base_url"));
     });
-    checks.check("clock", [&] { return clockCheck(runtime, patience); });
+    checks.check("clock", [&] { return clockCheck(service); });
     checks.check("session", [&]() -> std::string {
         if (const auto problem = session.problem()) {
             throw ServiceProblem(*problem);
         }
         return fmt::format("opened as device \"{}\"", configuration.text("duid"));
     });
-    checks.check("line-up", [&] { return lineUpCheck(runtime, lineUp.headend(), patience); });
+    checks.check("line-up", [&] { return lineUpCheck(service, lineUp.headend()); });
     const auto expires = session.expires();
     return {{"checks", checks.rows()},
             {"hint", checks.hint()},
