@@ -222,7 +222,8 @@ int runServe(ServeArguments& arguments)
     if (sample) {
         temporary.emplace();
     }
-    Store store(sample ? temporary->path() : arguments.database, sample ? Store::Mode::Create : Store::Mode::Existing);
+    Store store(sample ? temporary->path() : arguments.database, sample ? Store::Mode::Create : Store::Mode::Existing,
+                addSamplePlaces);
     if (sample) {
         importSample(store, systemNow(), zone);
     }
