@@ -5,7 +5,7 @@ export default [
   js.configs.recommended,
   {
     languageOptions: { globals: globals.browser },
-    rules: { curly: ["error", "multi-line"], eqeqeq: "error", "no-var": "error", "prefer-const": "error" },
+    rules: { eqeqeq: "error", "no-var": "error", "prefer-const": "error" },
   },
   {
     files: ["**/tests/web/**", "**/bench/web/**"],

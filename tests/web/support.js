@@ -66,6 +66,8 @@ export function run(program, args, input) {
     child.stderr.setEncoding("utf8").on("data", (text) => (stderr += text));
     child.on("error", reject);
     child.on("exit", (code) => resolve({ code, stdout, stderr }));
+    // A program that ends early does not read its input.
+    child.stdin.on("error", () => {});
     child.stdin.end(input ?? "");
   });
 }

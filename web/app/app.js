@@ -6,8 +6,9 @@ import { h, icon } from "./dom.js";
 import { isTyping, moveFocus } from "./keys.js";
 import { go, parseRoute } from "./router.js";
 import { Service } from "./service.js";
-import { Page } from "./states.js";
 import { explain, loadStatuses } from "./statuses.js";
+
+/** @typedef {import("./states.js").Page} Page */
 
 /** In the order of the keys 1 to 7. */
 const kPages = /** @type {const} */ ([
