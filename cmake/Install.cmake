@@ -11,6 +11,28 @@ if(TARGET corvane_contract)
 endif()
 install(TARGETS corvane EXPORT corvane LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/corvane)
 
+# --- manual pages and completions -------------------------------------------------------------------------------------
+
+# The programs write them, so they have to run here.
+if(NOT CMAKE_CROSSCOMPILING)
+    function(add_descriptions target name section)
+        set(folder ${PROJECT_BINARY_DIR}/descriptions/${name})
+        add_custom_command(OUTPUT ${folder}.stamp
+            COMMAND ${CMAKE_COMMAND} -D PROGRAM=$<TARGET_FILE:${target}> -D NAME=${name} -D SECTION=${section}
+                -D FOLDER=${folder} -P ${PROJECT_SOURCE_DIR}/cmake/Describe.cmake
+            COMMAND ${CMAKE_COMMAND} -E touch ${folder}.stamp
+            DEPENDS ${target} ${PROJECT_SOURCE_DIR}/cmake/Describe.cmake
+            VERBATIM)
+        add_custom_target(${name}_descriptions ALL DEPENDS ${folder}.stamp)
+        install(DIRECTORY ${folder}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR})
+        install(DIRECTORY ${folder}/share/ DESTINATION ${CMAKE_INSTALL_DATAROOTDIR})
+    endfunction()
+    add_descriptions(corvane_executable corvane 1)
+    if(NOT CORVANE_DEVICE_ONLY)
+        add_descriptions(corvaned corvaned 8)
+    endif()
+endif()
+
 # --- the kit ---------------------------------------------------------------------------------------------------------
 
 # The reference host in two archives, so that a host with its own executor can leave ours out.

@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "Descriptions.h"
 #include "DisplayZone.h"
 #include "Doctor.h"
 #include "Download.h"
@@ -39,7 +40,8 @@ public:
         if (app->get_parent() != nullptr) {
             const std::vector<const CLI::Option*> common =
                 app->get_parent()->get_options([](const CLI::Option* option) {
-                    return !option->check_name("--help") && !option->check_name("--version");
+                    return !option->get_group().empty() && !option->check_name("--help") &&
+                           !option->check_name("--version");
                 });
             help += make_group("Options of all commands", false, common);
         }
@@ -149,7 +151,7 @@ int runCommandLine(int argc, char** argv)
 
     CLI::App app{"Shows the television guide of a Corvane service, and drives the plug-in's operations.", "corvane"};
     app.formatter(std::make_shared<CommandFormatter>());
-    app.set_version_flag("--version", "corvane " CORVANE_VERSION, "Print the version");
+    corvane::addDescriptions(app, {CORVANE_VERSION, CORVANE_DATE, 1, {"corvaned(8)"}});
     addCommonOptions(app, options);
     app.require_subcommand(1);
     app.fallthrough();

@@ -3,14 +3,15 @@
 #include <fmt/format.h>
 
 #include "Commands.h"
+#include "Descriptions.h"
 
 namespace corvaned {
 namespace {
 
 int run(int argc, char** argv)
 {
-    CLI::App app("corvaned: the live-television service on your own machine, over XMLTV listings.");
-    app.set_version_flag("--version", "corvaned " CORVANE_VERSION, "Print the version.");
+    CLI::App app("The live-television service on your own machine, filled from XMLTV listings.", "corvaned");
+    corvane::addDescriptions(app, {CORVANE_VERSION, CORVANE_DATE, 8, {"corvane(1)"}});
     app.require_subcommand(1);
     const Command commands[] = {addServe(app), addImport(app), addImportPlaces(app),
                                 addStats(app), addUsers(app),  addExport(app)};

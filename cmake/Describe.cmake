@@ -1,0 +1,16 @@
+# Has PROGRAM write its manual pages and completions below FOLDER, as they are installed.
+function(describe form file)
+    execute_process(COMMAND ${PROGRAM} --describe ${form} OUTPUT_VARIABLE content COMMAND_ERROR_IS_FATAL ANY)
+    file(WRITE ${FOLDER}/${file} "${content}")
+endfunction()
+
+file(REMOVE_RECURSE ${FOLDER})
+execute_process(COMMAND ${PROGRAM} --describe commands OUTPUT_VARIABLE commands COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "[^\n]+" commands "${commands}")
+describe(man man/man${SECTION}/${NAME}.${SECTION})
+foreach(command IN LISTS commands)
+    describe(man/${command} man/man${SECTION}/${NAME}-${command}.${SECTION})
+endforeach()
+describe(bash share/bash-completion/completions/${NAME})
+describe(zsh share/zsh/site-functions/_${NAME})
+describe(fish share/fish/vendor_completions.d/${NAME}.fish)

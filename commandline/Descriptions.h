@@ -1,0 +1,27 @@
+// Manual pages and shell completions, written from the same tables as --help, so that they cannot differ from it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// What a program's tables do not say.
+struct Program {
+    std::string version;
+    std::string date;                  ///< of the version, as 2026-11-21
+    int section;                       ///< of the manual: 1 for everybody, 8 for administrators
+    std::vector<std::string> seeAlso;  ///< other pages, as "corvane(1)"
+};
+
+/// The text in a form: "bash", "zsh" and "fish" are completions, "man" is the program's manual page, and "man/COMMAND"
+/// that of a subcommand; "commands" lists the subcommands.
+/// @throws CLI::ValidationError for another form
+std::string describe(const CLI::App& app, const Program& program, const std::string& form);
+
+/// Adds --version, and the hidden option --describe FORM, which prints a text and exits.
+void addDescriptions(CLI::App& app, const Program& program);
+
+}  // namespace corvane
