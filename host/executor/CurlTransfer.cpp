@@ -76,8 +76,8 @@ void CurlTransfer::setFixedOptions()
     setOption(handle(), CURLOPT_PREREQDATA, this);
 }
 
-// The results of curl_easy_getinfo() in this file need no check: it fails only for information that libcurl does not know,
-// and then the variable keeps its initial value.
+// The results of curl_easy_getinfo() in this file need no check: it fails only for information that libcurl does not
+// know, and then the variable keeps its initial value.
 CurlTransfer& CurlTransfer::of(CURL* easy)
 {
     void* self = nullptr;

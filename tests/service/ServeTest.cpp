@@ -19,8 +19,8 @@ namespace corvaned {
 namespace {
 
 using http::test::RawClient;
-using test::Program;
 using http::test::WebClient;
+using test::Program;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
