@@ -50,7 +50,7 @@ set_target_properties(corvane_host_archive PROPERTIES OUTPUT_NAME corvane_host E
 add_library(corvane_host_base INTERFACE)
 target_link_libraries(corvane_host_base INTERFACE
     corvane_interface $<LINK_LIBRARY:WHOLE_ARCHIVE,$<TARGET_NAME:corvane_host_base_archive>>
-    fmt::fmt Threads::Threads ${CMAKE_DL_LIBS})
+    fmt::fmt tomlplusplus::tomlplusplus Threads::Threads ${CMAKE_DL_LIBS})
 target_link_options(corvane_host_base INTERFACE LINKER:--export-dynamic)
 add_library(corvane_host INTERFACE)
 target_link_libraries(corvane_host INTERFACE

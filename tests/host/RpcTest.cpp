@@ -428,7 +428,10 @@ std::set<std::string> settersOf(const std::string& record)
         const std::string header = readFile(file.path().string());
         const std::size_t begin = header.find("class " + record + " : public WResource {");
         if (begin != std::string::npos) {
-            return functionsAfter("void set", header.substr(begin, header.find("\n};", begin) - begin));
+            std::set<std::string> setters =
+                functionsAfter("void set", header.substr(begin, header.find("\n};", begin) - begin));
+            setters.erase("");  // a private set() that the setters share
+            return setters;
         }
     }
     return {};
