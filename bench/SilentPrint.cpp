@@ -17,6 +17,11 @@ WSTATUS failed(WSTATUS status, const char* /*file*/, Here /*here*/)
     return status;
 }
 
+bool isOutOfMemory(const std::exception& /*exception*/)
+{
+    return false;
+}
+
 void reportException(const std::exception& /*exception*/, Here /*here*/) {}
 
 }  // namespace vorel
