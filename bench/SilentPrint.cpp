@@ -24,5 +24,7 @@ bool isOutOfMemory(const std::exception& /*exception*/)
 
 void reportException(const std::exception& /*exception*/, Here /*here*/) {}
 
+void reportUnknownException(Here /*here*/) {}
+
 }  // namespace vorel
 }  // namespace W
