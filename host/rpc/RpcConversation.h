@@ -1,5 +1,5 @@
-// JSON-RPC 2.0 conversations (jsonrpc.org/specification) about the operations of a plug-in, independent of how messages
-// travel: `corvane rpc` carries them as lines (RpcLines.h), a WebSocket server would carry them as frames.
+// JSON-RPC 2.0 conversations (jsonrpc.org) about the operations of a plug-in, independent of how messages travel:
+// `corvane rpc` carries them as lines (RpcLines.h), `corvane web` as WebSocket messages.
 //
 // One RpcDispatcher serves any number of RpcConversations, one per connection. Take a message from the client, give it
 // to handle(), and send what the callback gives:
@@ -96,7 +96,6 @@ public:
     void abandon();
 
 private:
-    friend class RpcDispatcher;
     friend class RpcDispatcher;
     struct State;
     struct Reply;

@@ -5,7 +5,7 @@
 
 namespace W::host {
 
-/// The OpenRPC document (spec.open-rpc.org, 1.2.6) of all methods that are offered.
+/// The OpenRPC document (OpenRPC 1.2.6, open-rpc.org) of all methods that are offered.
 Json openRpcDocument(RpcAccess access);
 
 }  // namespace W::host
