@@ -1,6 +1,7 @@
 // The last steps of a reply before it is sent: conditional requests, a range, compression, and the bytes of its header.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,6 +17,9 @@ struct OutgoingReply {
     std::shared_ptr<const std::string> shared;  // if set, the body is a part of it
     std::size_t begin = 0;                      // of shared
     std::size_t size = 0;
+
+    /// Bytes that are kept for this reply alone.
+    std::size_t ownSize() const { return head.size() + body.size(); }
 
     std::string_view content() const
     {

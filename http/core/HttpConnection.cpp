@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <boost/asio/post.hpp>
+#include <utility>
 
 #include "HttpWork.h"
 #include "WebSocketConnection.h"
@@ -275,6 +276,8 @@ void HttpConnection::refuse(int status, const std::string& message)
     m_reader.drop();
     m_out = finishReply({}, std::move(reply), false);
     m_sent = 0;
+    m_countedUnsent = m_out.ownSize();
+    m_core.unsent().add(m_countedUnsent);
     beginSending();
 }
 
@@ -283,8 +286,7 @@ void HttpConnection::beginSending()
     uncountBody();
     m_begun = Clock::now();
     enter(State::Sending, m_core.limits().sendPauseTime);
-    m_countedUnsent = m_out.head.size() + m_out.body.size();
-    m_core.countUnsent(static_cast<std::ptrdiff_t>(m_countedUnsent));  // may close this connection
+    m_core.makeRoomForUnsent();  // may close this connection
     if (m_state == State::Sending) {
         send();
     }
@@ -336,8 +338,9 @@ void HttpConnection::uncountBody()
 
 void HttpConnection::uncountUnsent()
 {
-    m_core.countUnsent(-static_cast<std::ptrdiff_t>(m_countedUnsent));
-    m_countedUnsent = 0;
+    if (m_countedUnsent > 0) {
+        m_core.unsent().remove(std::exchange(m_countedUnsent, 0));
+    }
 }
 
 // --- the end ---------------------------------------------------------------------------------------------------------

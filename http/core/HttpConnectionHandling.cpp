@@ -160,10 +160,18 @@ void HttpConnection::handle(const std::shared_ptr<HttpWork>& work)
     if (!work->webSocket && work->delivery.isPlain()) {
         work->sendState = sendReply(*m_transport, work->out, work->sent);
     }
+    const bool waits = !work->webSocket && work->sendState != IoState::Done;
+    if (waits) {
+        work->countedUnsent = work->out.ownSize();
+        m_core.unsent().add(work->countedUnsent);
+    }
     // From here on the I/O thread has the connection; it only moves `out` away.
     asio::post(m_core.context(), [self = shared_from_this(), work] { self->onHandled(*work); });
     if (application.log && !work->webSocket) {
         application.log({m_remote, request.method, request.path, status, size, code, note, Clock::now() - work->begun});
+    }
+    if (waits) {
+        m_core.unsent().waitForRoom();
     }
 }
 
@@ -188,7 +196,9 @@ Reply HttpConnection::openWebSocket(HttpWork& work)
 
 void HttpConnection::onHandled(HttpWork& work)
 {
+    m_countedUnsent = work.countedUnsent;
     if (m_state == State::Closed) {
+        uncountUnsent();
         return release();
     }
     const std::shared_ptr<HttpWork> kept = std::move(m_work);
@@ -223,6 +233,10 @@ void HttpConnection::deliver(const ReplyDelivery& delivery)
 {
     m_begun = Clock::now();
     enter(State::Delivery, std::chrono::hours(0));  // tick() looks whether the client has left
+    m_core.makeRoomForUnsent();
+    if (m_state != State::Delivery) {
+        return;
+    }
     m_delivery = delivery;
     m_out.head.resize(std::min(m_out.head.size(), delivery.most));
     m_timer = std::make_unique<asio::steady_timer>(m_core.context());

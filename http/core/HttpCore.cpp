@@ -41,6 +41,7 @@ std::string addressKey(const std::string& remote)
 HttpCore::HttpCore(const std::optional<TlsFiles>& tls, const ServerLimits& limits, HttpApplication application)
     : m_limits(limits),
       m_application(std::move(application)),
+      m_unsent(limits.unsentBytesInAll),
       m_handshakes(1, limits.connections, HandlerPool::Priority::Low),
       m_handlers(limits.handlers, limits.waitingRequests, HandlerPool::Priority::Normal)
 {
@@ -192,17 +193,12 @@ bool HttpCore::countBody(std::ptrdiff_t change)
     return change <= 0 || m_bodyBytes <= m_limits.bodyBytesInAll;
 }
 
-void HttpCore::countUnsent(std::ptrdiff_t change)
+void HttpCore::makeRoomForUnsent()
 {
-    m_unsentBytes += static_cast<std::size_t>(change);
     Connections& sending = listOf(ConnectionList::Sending);
-    while (m_unsentBytes > m_limits.unsentBytesInAll && !sending.empty()) {
+    while (m_unsent.isOverLimit() && !sending.empty()) {
         const std::shared_ptr<HttpConnection> first = sending.front();
-        const std::size_t before = m_unsentBytes;
         first->close();
-        if (m_unsentBytes == before) {
-            return;
-        }
     }
 }
 
@@ -273,6 +269,7 @@ bool HttpCore::stop()
     m_stopped = m_handlers.drain(end);
     m_context.stop();
     m_thread.join();
+    m_unsent.stopWaiting();
     return m_stopped;
 }
 

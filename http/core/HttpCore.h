@@ -18,6 +18,7 @@
 #include "HandlerPool.h"
 #include "HttpServer.h"
 #include "TlsContext.h"
+#include "UnsentBytes.h"
 
 namespace http {
 
@@ -69,6 +70,7 @@ public:
     const HttpApplication& application() const { return m_application; }  // [any thread]
     HandlerPool& handlers() { return m_handlers; }                        // [any thread]
     HandlerPool& handshakes() { return m_handshakes; }                    // [any thread]
+    UnsentBytes& unsent() { return m_unsent; }                            // [any thread]
 
     /// The origin for links in replies: the name by which the client reached the server.  [any thread]
     std::string originOf(const Request& request) const;
@@ -79,8 +81,9 @@ public:
     /// Counts bytes of bodies that are kept.
     /// @return false if there are too many now
     bool countBody(std::ptrdiff_t change);
-    /// Counts bytes of replies that are not sent. May close other connections.
-    void countUnsent(std::ptrdiff_t change);
+    /// Closes connections that wait for their clients to read until the limit of unsent bytes is kept, the one without
+    /// progress for longest first.
+    void makeRoomForUnsent();
 
 private:
     void run();
@@ -105,11 +108,11 @@ private:
     std::size_t m_count = 0;
     std::size_t m_peak = 0;  // of m_count, since memory was last given back
     std::size_t m_bodyBytes = 0;
-    std::size_t m_unsentBytes = 0;
     bool m_stopping = false;
     bool m_reportedEmpty = false;
     std::promise<void> m_empty;  // set when the last connection ends while the server stops
     bool m_stopped = true;       // the result of stop()
+    UnsentBytes m_unsent;
     HandlerPool m_handshakes;
     HandlerPool m_handlers;
     std::thread m_thread;

@@ -30,6 +30,7 @@ struct HttpWork {
     OutgoingReply out;
     std::size_t sent = 0;                     // bytes of out that the handler has sent
     IoState sendState = IoState::WantsWrite;  // Done: all of them
+    std::size_t countedUnsent = 0;            // bytes of out that HttpCore::unsent() counts
     ReplyDelivery delivery;
     std::shared_ptr<WebSocketHandler> webSocket;  // set: the connection becomes a WebSocket
 };

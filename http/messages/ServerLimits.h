@@ -22,8 +22,9 @@ struct ServerLimits {
 
     // Memory for all connections together, in bytes.
     std::size_t bodyBytesInAll = 24 << 20;  // 503 above: bodies that are not complete, or wait for a handler
-    std::size_t unsentBytesInAll =
-        24 << 20;  // above, the connection whose client has read nothing for longest is closed
+    // Replies that wait for their clients to read. Above, the connection without progress for longest is closed, and
+    // handlers that have more to send wait for the room.
+    std::size_t unsentBytesInAll = 24 << 20;
 
     // Handlers.
     std::size_t handlers = 8;            // threads
