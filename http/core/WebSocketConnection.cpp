@@ -27,7 +27,7 @@ constexpr std::uint16_t kGoingAway = 1001;
 class WebSocketConnection::Peer final : public WebSocket, public std::enable_shared_from_this<Peer> {
 public:
     Peer(HttpCore& core, asio::ip::tcp::socket socket, std::unique_ptr<Transport> transport, std::string input,
-         std::shared_ptr<WebSocketHandler> handler, std::string remote)
+         std::shared_ptr<WebSocketHandler> handler, const std::string& remote)
         : m_core(&core),
           m_context(core.context()),
           m_handlers(core.handlers()),
@@ -263,9 +263,9 @@ private:
 
 WebSocketConnection::WebSocketConnection(HttpCore& core, asio::ip::tcp::socket socket,
                                          std::unique_ptr<Transport> transport, std::string input,
-                                         std::shared_ptr<WebSocketHandler> handler, std::string remote)
+                                         std::shared_ptr<WebSocketHandler> handler, const std::string& remote)
     : m_peer(std::make_shared<Peer>(core, std::move(socket), std::move(transport), std::move(input), std::move(handler),
-                                    std::move(remote)))
+                                    remote))
 {}
 
 WebSocketConnection::~WebSocketConnection() = default;

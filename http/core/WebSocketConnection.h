@@ -20,7 +20,7 @@ class WebSocketConnection {
 public:
     /// @param input  bytes that have been read after the request
     WebSocketConnection(HttpCore& core, boost::asio::ip::tcp::socket socket, std::unique_ptr<Transport> transport,
-                        std::string input, std::shared_ptr<WebSocketHandler> handler, std::string remote);
+                        std::string input, std::shared_ptr<WebSocketHandler> handler, const std::string& remote);
     WebSocketConnection(const WebSocketConnection&) = delete;
     WebSocketConnection& operator=(const WebSocketConnection&) = delete;
     ~WebSocketConnection();
