@@ -1,10 +1,10 @@
 // The baseline for reading a reply.
 #pragma once
 
-#include <json/reader.h>
-
 #include <stdexcept>
 #include <string>
+
+#include <json/reader.h>
 
 namespace W::bench {
 

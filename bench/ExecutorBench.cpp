@@ -1,13 +1,6 @@
 // Compares the reference executor with a minimal program on libcurl: the same interface, server and requests. Replies
 // of 10 KB over loopback on persistent connections.
 
-#include "CurlExecutor.h"
-#include "LoopbackServer.h"
-#include "Plugin.h"
-
-#include <benchmark/benchmark.h>
-#include <curl/curl.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -15,6 +8,13 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
+#include <curl/curl.h>
+
+#include "CurlExecutor.h"
+#include "LoopbackServer.h"
+#include "Plugin.h"
 
 namespace W::bench {
 

@@ -1,10 +1,5 @@
 // Hostile clients against one server, and an honest one beside them: opens the given number of connections that do
 // harm, asks for one page every 50 ms meanwhile, and prints how long the answers took. bench/hostile runs it.
-#include <arpa/inet.h>
-#include <openssl/ssl.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -17,6 +12,11 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <arpa/inet.h>
+#include <openssl/ssl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 

@@ -1,11 +1,11 @@
 // One sample of dlopen and createPlugin in a host that has libcurl and a running executor, but none of the libraries
 // that only the plug-in needs. Prints the same format as process_bench.
 
+#include <optional>
+
 #include "CurlExecutor.h"
 #include "PluginLibrary.h"
 #include "Sample.h"
-
-#include <optional>
 
 namespace W::bench {
 

@@ -1,10 +1,10 @@
 #include "LoopbackServer.h"
 
-#include "ScheduleText.h"
+#include <thread>
 
 #include <sched.h>
 
-#include <thread>
+#include "ScheduleText.h"
 
 namespace W::bench {
 

@@ -1,9 +1,9 @@
 // The server of the benchmarks, in a separate process, so that its cost is not counted as its clients'.
 #pragma once
 
-#include "ServerProcess.h"
-
 #include <string>
+
+#include "ServerProcess.h"
 
 namespace W::bench {
 

@@ -3,17 +3,17 @@
 //
 //     corvane_bench [--benchmark_filter=REGEX] [other options of Google Benchmark]
 
-#include "LoopbackServer.h"
-
-#include <benchmark/benchmark.h>
-#include <curl/curl.h>
-
 #include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <map>
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
+#include <curl/curl.h>
+
+#include "LoopbackServer.h"
 
 namespace W::bench {
 

@@ -1,18 +1,18 @@
 // The cost of an operation in the plug-in alone: getSchedule() accepted by an executor that does nothing, and completed
 // without a reply. It must not grow with the number of outstanding or earlier requests.
 
-#include "CountingNew.h"
-#include "Plugin.h"
-#include "ScheduleText.h"
-#include "SectionTimer.h"
-
-#include <benchmark/benchmark.h>
-#include <malloc.h>
-
 #include <algorithm>
 #include <memory>
 #include <random>
 #include <vector>
+
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include "CountingNew.h"
+#include "Plugin.h"
+#include "ScheduleText.h"
+#include "SectionTimer.h"
 
 namespace W::bench {
 

@@ -1,12 +1,12 @@
 #include "Plugin.h"
 
-#include "CurlExecutor.h"
-#include "Debug.h"
-
 #include <condition_variable>
 #include <list>
 #include <mutex>
 #include <stdexcept>
+
+#include "CurlExecutor.h"
+#include "Debug.h"
 
 namespace W::bench {
 

@@ -1,14 +1,14 @@
 // The plug-in as a host loads it, ready for operations, and an executor that does nothing.
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <vector>
+
 #include "Configuration.h"
 #include "HttpDelegator.h"
 #include "PluginLibrary.h"
 #include "WRequestStatus.h"
-
-#include <cstddef>
-#include <string>
-#include <vector>
 
 namespace W::bench {
 

@@ -5,20 +5,20 @@
 //     process_bench deliver SIZE CHANNELS   the same text delivered by the plug-in
 //     process_bench run COMMAND...          another program, whose output is discarded; fails if it fails
 
-#include "BareParse.h"
-#include "Plugin.h"
-#include "Sample.h"
-#include "ScheduleText.h"
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <stdexcept>
-#include <string>
+#include "BareParse.h"
+#include "Plugin.h"
+#include "Sample.h"
+#include "ScheduleText.h"
 
 namespace W::bench {
 

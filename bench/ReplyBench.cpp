@@ -1,15 +1,15 @@
 // Compares the way from a reply to the container that the callback gets with the JSON library's parse of the same
 // reply, and measures the memory of the container.
 
+#include <list>
+
+#include <benchmark/benchmark.h>
+
 #include "BareParse.h"
 #include "CountingNew.h"
 #include "Plugin.h"
 #include "ScheduleText.h"
 #include "SectionTimer.h"
-
-#include <benchmark/benchmark.h>
-
-#include <list>
 
 namespace W::bench {
 

@@ -1,10 +1,10 @@
 // One sample of what a process does once: time, processor time and memory.
 #pragma once
 
-#include <sys/resource.h>
-
 #include <chrono>
 #include <functional>
+
+#include <sys/resource.h>
 
 namespace W::bench {
 

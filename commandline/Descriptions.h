@@ -1,10 +1,10 @@
 // Manual pages and shell completions, written from the same tables as --help, so that they cannot differ from it.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 #include <vector>
+
+#include <CLI/CLI.hpp>
 
 namespace corvane {
 

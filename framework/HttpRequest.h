@@ -1,13 +1,13 @@
 // One HTTP request on its way to the executor and its response on the way back. See HttpDelegator.h for the contract.
 #pragma once
 
-#include "HttpHeader.h"
-#include "HttpResponse.h"
-#include "WTypes.h"
-
 #include <atomic>
 #include <string>
 #include <utility>
+
+#include "HttpHeader.h"
+#include "HttpResponse.h"
+#include "WTypes.h"
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -1,10 +1,10 @@
 // What came back for a request. Written by the executor before the completion, read by the plug-in during it.
 #pragma once
 
-#include "WTypes.h"
-
 #include <string>
 #include <utility>
+
+#include "WTypes.h"
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -1,12 +1,12 @@
 // A content provider as the host sees it: its identity and the four account operations that every provider offers.
 #pragma once
 
+#include <list>
+#include <string>
+
 #include "WContentProvider.h"
 #include "WPlugin.h"
 #include "WRequestStatus.h"
-
-#include <list>
-#include <string>
 
 #pragma GCC visibility push(default)
 namespace W {

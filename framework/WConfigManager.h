@@ -1,10 +1,10 @@
 // The host's configuration store: options with string values, per content provider.
 #pragma once
 
-#include "WContentProvider.h"
-
 #include <string>
 #include <utility>
+
+#include "WContentProvider.h"
 
 #pragma GCC visibility push(default)
 namespace W {

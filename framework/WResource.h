@@ -5,12 +5,12 @@
 // hold may refer to code of the library that made it.
 #pragma once
 
+#include <string>
+#include <utility>
+
 #include "WContentProvider.h"
 #include "WExtendedProperty.h"
 #include "WRarely.h"
-
-#include <string>
-#include <utility>
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -2,12 +2,12 @@
 // their contents until one of them is written.
 #pragma once
 
+#include <string>
+#include <utility>
+
 #include "WResource.h"
 #include "WShared.h"
 #include "WVLImage.h"
-
-#include <string>
-#include <utility>
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -1,14 +1,14 @@
 // Records: the personalised suggestions of the concierge.
 #pragma once
 
+#include <list>
+#include <string>
+#include <utility>
+
 #include "WDateTime.h"
 #include "WResource.h"
 #include "WVLGenre.h"
 #include "WVLImage.h"
-
-#include <list>
-#include <string>
-#include <utility>
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -2,16 +2,16 @@
 // apart, and the programmes of one channel share its record.
 #pragma once
 
+#include <list>
+#include <string>
+#include <utility>
+
 #include "WDateTime.h"
 #include "WResource.h"
 #include "WVLChannel.h"
 #include "WVLGenre.h"
 #include "WVLImage.h"
 #include "WVLPerson.h"
-
-#include <list>
-#include <string>
-#include <utility>
 
 #pragma GCC visibility push(default)
 namespace W {

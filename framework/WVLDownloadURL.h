@@ -1,10 +1,10 @@
 // Record: a file that the service offers for download.
 #pragma once
 
-#include "WResource.h"
-
 #include <string>
 #include <utility>
+
+#include "WResource.h"
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -1,12 +1,12 @@
 // Records: genres and the representative genres that group them.
 #pragma once
 
-#include "WResource.h"
-#include "WVLImage.h"
-
 #include <list>
 #include <string>
 #include <utility>
+
+#include "WResource.h"
+#include "WVLImage.h"
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -1,11 +1,11 @@
 // Records: operators' headends, their devices, and the cities that they serve.
 #pragma once
 
-#include "WResource.h"
-
 #include <list>
 #include <string>
 #include <utility>
+
+#include "WResource.h"
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -1,11 +1,11 @@
 // Record: a person of the cast or crew.
 #pragma once
 
-#include "WResource.h"
-#include "WVLImage.h"
-
 #include <string>
 #include <utility>
+
+#include "WResource.h"
+#include "WVLImage.h"
 
 #pragma GCC visibility push(default)
 namespace W {

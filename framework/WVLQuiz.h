@@ -1,11 +1,11 @@
 // Records: the line-up quiz, which finds out by what is on which headend feeds the set.
 #pragma once
 
-#include "WResource.h"
-
 #include <list>
 #include <string>
 #include <utility>
+
+#include "WResource.h"
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -1,12 +1,12 @@
 // Records: the service's own settings and the session with it.
 #pragma once
 
-#include "WDateTime.h"
-#include "WResource.h"
-
 #include <list>
 #include <string>
 #include <utility>
+
+#include "WDateTime.h"
+#include "WResource.h"
 
 #pragma GCC visibility push(default)
 namespace W {

@@ -10,8 +10,6 @@
 // one result, else a std::tuple. A W::WContainer<T> becomes a std::list<T>. docs/integrating.md has complete programs.
 #pragma once
 
-#include "WCorvaneOAI.h"
-
 #include <chrono>
 #include <condition_variable>
 #include <exception>
@@ -26,6 +24,8 @@
 #include <tuple>
 #include <type_traits>
 #include <utility>
+
+#include "WCorvaneOAI.h"
 
 #if defined(__cpp_impl_coroutine)
 #include <coroutine>

@@ -1,14 +1,14 @@
 // Operations as C++20 coroutines: the schedules of all channels are fetched at the same time, and one call is
 // cancelled. Argument: the service's address.
-#include <corvane/client.h>
-
-#include "Runtime.h"
-
 #include <ctime>
 #include <iostream>
 #include <list>
 #include <string>
 #include <vector>
+
+#include <corvane/client.h>
+
+#include "Runtime.h"
 
 using W::WCorvaneOAI;
 

@@ -1,15 +1,15 @@
 // A complete host: loads the plug-in, opens a session and prints what is on. Argument: the service's address.
+#include <ctime>
+#include <iostream>
+#include <list>
+#include <string>
+
 #include <corvane/client.h>
 
 #include "Configuration.h"
 #include "CurlExecutor.h"
 #include "Debug.h"
 #include "PluginLibrary.h"
-
-#include <ctime>
-#include <iostream>
-#include <list>
-#include <string>
 
 using W::WCorvaneOAI;
 

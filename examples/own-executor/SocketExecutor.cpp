@@ -1,14 +1,5 @@
 // An HTTP executor on plain sockets: the smallest one that keeps the contract X1 to X5 of HttpDelegator.h. One thread
 // per request, HTTP/1.0, no TLS. `corvane-contract libown_executor.so` checks it.
-#include "HttpDelegator.h"
-
-#include <fcntl.h>
-#include <netdb.h>
-#include <poll.h>
-#include <strings.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -23,6 +14,15 @@
 #include <string>
 #include <system_error>
 #include <thread>
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <poll.h>
+#include <strings.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "HttpDelegator.h"
 
 namespace {
 

@@ -1,15 +1,15 @@
 // A host with its own HTTP executor (SocketExecutor.cpp) instead of the reference one. Argument: the service's address.
+#include <ctime>
+#include <iostream>
+#include <list>
+#include <string>
+
 #include <corvane/client.h>
 
 #include "Configuration.h"
 #include "Debug.h"
 #include "HttpDelegator.h"
 #include "PluginLibrary.h"
-
-#include <ctime>
-#include <iostream>
-#include <list>
-#include <string>
 
 using W::WCorvaneOAI;
 

@@ -13,9 +13,6 @@
 #include "WebCommand.h"
 #endif
 
-#include <fmt/format.h>
-#include <CLI/CLI.hpp>
-
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -23,6 +20,9 @@
 #include <new>
 #include <string>
 #include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 namespace W::host {
 

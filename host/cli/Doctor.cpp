@@ -2,15 +2,6 @@
 // are skipped: they would fail for the same reason.
 #include "Doctor.h"
 
-#include "ConnectionProbe.h"
-#include "Guide.h"
-#include "GuideTable.h"
-#include "HttpWire.h"
-#include "ServiceSession.h"
-
-#include <fmt/format.h>
-#include <netdb.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -18,6 +9,15 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <fmt/format.h>
+#include <netdb.h>
+
+#include "ConnectionProbe.h"
+#include "Guide.h"
+#include "GuideTable.h"
+#include "HttpWire.h"
+#include "ServiceSession.h"
 
 namespace W::host {
 

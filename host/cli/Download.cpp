@@ -2,17 +2,6 @@
 // one only when it is complete.
 #include "Download.h"
 
-#include "FileDescriptor.h"
-#include "HttpWire.h"
-#include "Interruption.h"
-#include "ServiceCall.h"
-#include "ServiceProblem.h"
-#include "Terminal.h"
-
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -20,6 +9,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include "FileDescriptor.h"
+#include "HttpWire.h"
+#include "Interruption.h"
+#include "ServiceCall.h"
+#include "ServiceProblem.h"
+#include "Terminal.h"
 
 namespace W::host {
 

@@ -2,11 +2,11 @@
 // or a failure is reported and the directory is as before. Read next: ServiceCall.h for the call.
 #pragma once
 
-#include "DownloadProgress.h"
-#include "Runtime.h"
-
 #include <chrono>
 #include <string>
+
+#include "DownloadProgress.h"
+#include "Runtime.h"
 
 namespace W::host {
 

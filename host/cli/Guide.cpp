@@ -1,16 +1,5 @@
 #include "Guide.h"
 
-#include "GuideDate.h"
-#include "GuideTable.h"
-#include "Interruption.h"
-#include "ServiceCall.h"
-#include "ServiceSession.h"
-#include "Terminal.h"
-
-#include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -22,6 +11,17 @@
 #include <iterator>
 #include <optional>
 #include <stdexcept>
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "GuideDate.h"
+#include "GuideTable.h"
+#include "Interruption.h"
+#include "ServiceCall.h"
+#include "ServiceSession.h"
+#include "Terminal.h"
 
 namespace W::host {
 

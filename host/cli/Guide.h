@@ -2,12 +2,12 @@
 // Read next: GuideTable.h for the layout.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "DisplayZone.h"
 #include "Runtime.h"
 #include "WVLService.h"
-
-#include <string>
-#include <vector>
 
 namespace W::host {
 

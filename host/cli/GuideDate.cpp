@@ -1,8 +1,8 @@
 #include "GuideDate.h"
 
-#include "WDateTime.h"
-
 #include <string>
+
+#include "WDateTime.h"
 
 namespace W::host {
 

@@ -1,13 +1,13 @@
 #include "RpcCommand.h"
 
-#include "RpcLines.h"
-#include "ServiceSession.h"
-
-#include <fmt/format.h>
-
 #include <cstdio>
 #include <iostream>
 #include <string>
+
+#include <fmt/format.h>
+
+#include "RpcLines.h"
+#include "ServiceSession.h"
 
 namespace W::host {
 

@@ -1,12 +1,12 @@
 // The command corvane. Read next: CommandLine.h.
-#include "CommandLine.h"
+#include <cstdio>
+#include <exception>
+#include <new>
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <exception>
-#include <new>
+#include "CommandLine.h"
 
 namespace {
 

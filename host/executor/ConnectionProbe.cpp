@@ -1,9 +1,9 @@
 #include "ConnectionProbe.h"
 
-#include "CurlOptions.h"
-
 #include <memory>
 #include <new>
+
+#include "CurlOptions.h"
 
 namespace W::host {
 

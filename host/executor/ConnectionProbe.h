@@ -1,10 +1,10 @@
 // Connects to a server as the executor does, without a request: for diagnosis.
 #pragma once
 
+#include <string>
+
 #include "HttpLimits.h"
 #include "WTypes.h"
-
-#include <string>
 
 namespace W::host {
 

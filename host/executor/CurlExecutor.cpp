@@ -1,15 +1,15 @@
 #include "CurlExecutor.h"
 
-#include "CurlOptions.h"
-
-#include <sys/eventfd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <new>
 #include <system_error>
 #include <utility>
+
+#include <sys/eventfd.h>
+
+#include "CurlOptions.h"
 
 namespace W::host {
 

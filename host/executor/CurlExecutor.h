@@ -6,11 +6,6 @@
 // Read next: CurlTransfer.h for one exchange on the wire.
 #pragma once
 
-#include "CurlTransfer.h"
-#include "HttpDelegator.h"
-
-#include <pthread.h>
-
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -22,6 +17,11 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <pthread.h>
+
+#include "CurlTransfer.h"
+#include "HttpDelegator.h"
 
 namespace W::host {
 

@@ -2,14 +2,14 @@
 // connection, and the meaning of libcurl's codes.
 #pragma once
 
-#include "HttpLimits.h"
-#include "WTypes.h"
-
-#include <curl/curl.h>
-
 #include <chrono>
 #include <stdexcept>
 #include <string>
+
+#include <curl/curl.h>
+
+#include "HttpLimits.h"
+#include "WTypes.h"
 
 namespace W::host {
 

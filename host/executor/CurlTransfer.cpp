@@ -1,16 +1,16 @@
 // A request as libcurl's options, and the callbacks.
 #include "CurlTransfer.h"
 
-#include "CurlOptions.h"
-#include "HttpWire.h"
+#include <algorithm>
+#include <cstring>
+#include <new>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
-#include <new>
+#include "CurlOptions.h"
+#include "HttpWire.h"
 
 namespace W::host {
 

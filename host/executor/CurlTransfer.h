@@ -2,19 +2,19 @@
 // Read next: CurlExecutor.h, which runs many of them.
 #pragma once
 
-#include "DownloadProgress.h"
-#include "FileDescriptor.h"
-#include "HttpLimits.h"
-#include "HttpRequest.h"
-
-#include <curl/curl.h>
-
 #include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <curl/curl.h>
+
+#include "DownloadProgress.h"
+#include "FileDescriptor.h"
+#include "HttpLimits.h"
+#include "HttpRequest.h"
 
 namespace W::host {
 

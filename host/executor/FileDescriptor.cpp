@@ -1,8 +1,8 @@
 #include "FileDescriptor.h"
 
-#include <unistd.h>
-
 #include <cerrno>
+
+#include <unistd.h>
 
 namespace W::host {
 

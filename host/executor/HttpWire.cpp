@@ -1,12 +1,12 @@
 // Works on byte values: no locale, no allocation per character.
 #include "HttpWire.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <memory>
+
+#include <curl/curl.h>
 
 namespace W::host {
 

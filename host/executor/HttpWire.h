@@ -1,11 +1,11 @@
 // Checks and encodes the parts of a request. Pure functions over strings; CurlTransfer.h uses them.
 #pragma once
 
-#include "HttpHeader.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "HttpHeader.h"
 
 namespace W::host {
 

@@ -2,11 +2,6 @@
 // every operation.
 #include "Debug.h"
 
-#include <fcntl.h>
-#include <pthread.h>
-#include <syslog.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -16,6 +11,11 @@
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <syslog.h>
+#include <unistd.h>
 
 // Callers of CCDebug::Print() have had their formats checked.
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"

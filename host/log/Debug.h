@@ -2,12 +2,12 @@
 // Read next: framework/CCDebug.h for the plug-in's side.
 #pragma once
 
-#include "CCDebug.h"
-
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+
+#include "CCDebug.h"
 
 namespace W::host {
 

@@ -1,12 +1,11 @@
 #include "PluginLibrary.h"
 
-#include <dlfcn.h>
-
-#include <fmt/format.h>
-
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+
+#include <dlfcn.h>
+#include <fmt/format.h>
 
 namespace W::host {
 

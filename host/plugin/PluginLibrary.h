@@ -1,10 +1,10 @@
 // A plug-in library and the objects that it makes.
 #pragma once
 
-#include "WCorvaneOAI.h"
-
 #include <memory>
 #include <string>
+
+#include "WCorvaneOAI.h"
 
 namespace W::host {
 

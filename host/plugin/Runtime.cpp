@@ -1,15 +1,15 @@
 #include "Runtime.h"
 
-#include "Debug.h"
-
-#include <fmt/format.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string_view>
 #include <utility>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "Debug.h"
 
 namespace W::host {
 

@@ -2,16 +2,16 @@
 // are set up. Every command works on one.
 #pragma once
 
-#include "CurlExecutor.h"
-#include "PluginLibrary.h"
-#include "ServiceProblem.h"
-#include "SettingsSources.h"
-
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "CurlExecutor.h"
+#include "PluginLibrary.h"
+#include "ServiceProblem.h"
+#include "SettingsSources.h"
 
 namespace W::host {
 

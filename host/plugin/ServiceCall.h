@@ -1,14 +1,14 @@
 // Calls of plug-in operations whose results one thread waits for. Several may be outstanding at once.
 #pragma once
 
-#include "WCorvaneOAI.h"
-
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <tuple>
 #include <utility>
+
+#include "WCorvaneOAI.h"
 
 namespace W::host {
 

@@ -1,11 +1,11 @@
 #include "ServiceProblem.h"
 
-#include "WTypes.h"
+#include <utility>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <utility>
+#include "WTypes.h"
 
 namespace W::host {
 

@@ -1,14 +1,14 @@
 // Failures of the service in words: what failed, why as far as it is known, and what to do about it.
 #pragma once
 
-#include "Configuration.h"
-#include "HttpRequest.h"
-
 #include <mutex>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "Configuration.h"
+#include "HttpRequest.h"
 
 namespace W::host {
 

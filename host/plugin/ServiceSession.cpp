@@ -1,13 +1,13 @@
 #include "ServiceSession.h"
 
-#include "HttpWire.h"
-#include "ServiceCall.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <set>
+
+#include <fmt/format.h>
+
+#include "HttpWire.h"
+#include "ServiceCall.h"
 
 namespace W::host {
 

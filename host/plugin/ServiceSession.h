@@ -1,19 +1,19 @@
 // What every command for people does first: check the address, ask for the clock, open a session, fetch the line-up.
 #pragma once
 
-#include "Runtime.h"
-#include "ServiceProblem.h"
-#include "WVLChannel.h"
-#include "WVLContent.h"
-#include "WVLDownloadURL.h"
-#include "WVLService.h"
-
 #include <cstdint>
 #include <list>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "Runtime.h"
+#include "ServiceProblem.h"
+#include "WVLChannel.h"
+#include "WVLContent.h"
+#include "WVLDownloadURL.h"
+#include "WVLService.h"
 
 namespace W::host {
 

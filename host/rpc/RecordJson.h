@@ -2,6 +2,12 @@
 // field is present. RecordJson.cpp holds one table per record class.
 #pragma once
 
+#include <list>
+#include <map>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
 #include "WContainer.h"
 #include "WContentProvider.h"
 #include "WDateTime.h"
@@ -15,12 +21,6 @@
 #include "WVLPerson.h"
 #include "WVLQuiz.h"
 #include "WVLService.h"
-
-#include <nlohmann/json.hpp>
-
-#include <list>
-#include <map>
-#include <string>
 
 namespace W::host {
 

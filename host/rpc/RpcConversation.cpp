@@ -2,16 +2,16 @@
 // callback was quicker than the operation's return.
 #include "RpcConversation.h"
 
-#include "RpcDiscovery.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <condition_variable>
 #include <new>
 #include <optional>
 #include <utility>
 #include <vector>
+
+#include <fmt/format.h>
+
+#include "RpcDiscovery.h"
 
 namespace W::host {
 

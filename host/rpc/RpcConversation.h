@@ -18,8 +18,6 @@
 // for the operations.
 #pragma once
 
-#include "RpcOperations.h"
-
 #include <chrono>
 #include <functional>
 #include <list>
@@ -27,6 +25,8 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+
+#include "RpcOperations.h"
 
 namespace W::host {
 

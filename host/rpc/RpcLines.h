@@ -1,10 +1,10 @@
 // `corvane rpc`: one JSON-RPC message per line, from a stream.
 #pragma once
 
-#include "RpcConversation.h"
-
 #include <chrono>
 #include <iosfwd>
+
+#include "RpcConversation.h"
 
 namespace W::host {
 

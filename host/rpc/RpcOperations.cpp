@@ -1,14 +1,14 @@
 // JSON to arguments, results to JSON, and the table of operations.
 #include "RpcOperations.h"
 
-#include <fmt/format.h>
-
 #include <array>
 #include <limits>
 #include <list>
 #include <tuple>
 #include <type_traits>
 #include <utility>
+
+#include <fmt/format.h>
 
 namespace W::host {
 

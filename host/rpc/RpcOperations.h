@@ -2,16 +2,16 @@
 // the operation's type. Read next: RpcOperations.cpp for the table, RpcConversation.h for the conversation.
 #pragma once
 
-#include "RecordJson.h"
-#include "WCorvaneOAI.h"
-#include "WRequestStatus.h"
-
 #include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "RecordJson.h"
+#include "WCorvaneOAI.h"
+#include "WRequestStatus.h"
 
 namespace W::host {
 

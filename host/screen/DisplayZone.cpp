@@ -1,10 +1,10 @@
 #include "DisplayZone.h"
 
-#include <date/tz.h>
-
 #include <chrono>
 #include <ctime>
 #include <exception>
+
+#include <date/tz.h>
 
 namespace W::host {
 

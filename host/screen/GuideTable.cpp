@@ -1,16 +1,16 @@
 #include "GuideTable.h"
 
-#include "Terminal.h"
-#include "WDateTime.h"
-
-#include <fmt/chrono.h>
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <ctime>
 #include <map>
 #include <string_view>
 #include <vector>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include "Terminal.h"
+#include "WDateTime.h"
 
 namespace W::host {
 

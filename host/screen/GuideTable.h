@@ -1,13 +1,13 @@
 // The guide as a table: channels down, time across, what is on now marked. Pure layout over records.
 #pragma once
 
-#include "DisplayZone.h"
-#include "WVLChannel.h"
-#include "WVLContent.h"
-
 #include <cstdint>
 #include <list>
 #include <string>
+
+#include "DisplayZone.h"
+#include "WVLChannel.h"
+#include "WVLContent.h"
 
 namespace W::host {
 

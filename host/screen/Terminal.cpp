@@ -1,14 +1,14 @@
 // Widths come from wcwidth() in a UTF-8 locale, independently of the environment's locale.
 #include "Terminal.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
 #include <clocale>
-#include <cwchar>
-
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <utility>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace W::host {
 

@@ -2,11 +2,11 @@
 // takes two. Strings are UTF-8; other bytes become U+FFFD.
 #pragma once
 
-#include <unistd.h>
-
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <unistd.h>
 
 namespace W::host {
 

@@ -1,12 +1,12 @@
 #include "Configuration.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <atomic>
 #include <charconv>
 #include <stdexcept>
 #include <utility>
+
+#include <fmt/format.h>
 
 namespace W::host {
 

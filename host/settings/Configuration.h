@@ -2,12 +2,12 @@
 // allSettings() is the list. Read next: SettingsSources.h for where they come from and which one wins.
 #pragma once
 
-#include "WConfigManager.h"
-
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "WConfigManager.h"
 
 namespace W::host {
 

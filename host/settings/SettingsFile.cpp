@@ -1,10 +1,5 @@
 #include "SettingsFile.h"
 
-#include "Configuration.h"
-
-#include <fmt/format.h>
-#include <toml++/toml.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +9,11 @@
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+
+#include <fmt/format.h>
+#include <toml++/toml.h>
+
+#include "Configuration.h"
 
 namespace W::host {
 

@@ -1,9 +1,9 @@
 #include "SettingsSources.h"
 
-#include "SettingsFile.h"
-
 #include <string_view>
 #include <utility>
+
+#include "SettingsFile.h"
 
 namespace W::host {
 

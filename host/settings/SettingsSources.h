@@ -2,10 +2,10 @@
 // line, later ones over earlier ones. A value means the same in each of them, and an empty one counts as set.
 #pragma once
 
-#include "Configuration.h"
-
 #include <string>
 #include <vector>
+
+#include "Configuration.h"
 
 namespace W::host {
 

@@ -2,10 +2,10 @@
 // were read at the start.
 #pragma once
 
-#include "Configuration.h"
-
 #include <mutex>
 #include <string>
+
+#include "Configuration.h"
 
 namespace W::host {
 

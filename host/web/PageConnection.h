@@ -2,11 +2,11 @@
 // the page leaves.
 #pragma once
 
-#include "RpcConversation.h"
-#include "WebSocket.h"
-
 #include <memory>
 #include <optional>
+
+#include "RpcConversation.h"
+#include "WebSocket.h"
 
 namespace W::host {
 

@@ -1,9 +1,9 @@
 #include "SessionKeeper.h"
 
-#include "ServiceCall.h"
-
 #include <algorithm>
 #include <ctime>
+
+#include "ServiceCall.h"
 
 namespace W::host {
 

@@ -1,15 +1,15 @@
 // Keeps a session open: opens it at the start, again before it expires, and as soon as a service that was gone answers.
 #pragma once
 
-#include "ServiceProblem.h"
-#include "ServiceSession.h"
-
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+
+#include "ServiceProblem.h"
+#include "ServiceSession.h"
 
 namespace W::host {
 

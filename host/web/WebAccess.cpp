@@ -1,16 +1,16 @@
 #include "WebAccess.h"
 
-#include "UrlDecoding.h"
+#include <array>
+#include <cerrno>
+#include <stdexcept>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <fmt/format.h>
 #include <sys/random.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
-#include <stdexcept>
-#include <utility>
+#include "UrlDecoding.h"
 
 namespace W::host {
 

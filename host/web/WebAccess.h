@@ -2,14 +2,14 @@
 // A page elsewhere can neither reach it under a name of its own (DNS rebinding) nor open its WebSocket.
 #pragma once
 
-#include "HttpMessages.h"
-#include "HttpServer.h"
-
 #include <chrono>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "HttpMessages.h"
+#include "HttpServer.h"
 
 namespace W::host {
 

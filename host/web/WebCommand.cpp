@@ -1,18 +1,6 @@
 // Brings the parts up in the order in which they depend on each other, waits for a signal, and takes them down again.
 #include "WebCommand.h"
 
-#include "HttpServer.h"
-#include "LineUpChoice.h"
-#include "LogWriter.h"
-#include "RpcConversation.h"
-#include "SessionKeeper.h"
-#include "WebAccess.h"
-#include "WebSite.h"
-
-#include <fmt/format.h>
-#include <spawn.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -21,6 +9,18 @@
 #include <fstream>
 #include <stdexcept>
 #include <utility>
+
+#include <fmt/format.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include "HttpServer.h"
+#include "LineUpChoice.h"
+#include "LogWriter.h"
+#include "RpcConversation.h"
+#include "SessionKeeper.h"
+#include "WebAccess.h"
+#include "WebSite.h"
 
 namespace W::host {
 

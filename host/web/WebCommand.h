@@ -2,9 +2,9 @@
 // WebSite.h answers requests, WebAccess.h decides who is let in, PageConnection.h carries JSON-RPC.
 #pragma once
 
-#include "Runtime.h"
-
 #include <string>
+
+#include "Runtime.h"
 
 namespace W::host {
 

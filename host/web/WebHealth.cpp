@@ -1,14 +1,14 @@
 #include "WebHealth.h"
 
-#include "ServiceSession.h"
-
-#include <fmt/format.h>
-
 #include <array>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <string_view>
+
+#include <fmt/format.h>
+
+#include "ServiceSession.h"
 
 namespace W::host {
 

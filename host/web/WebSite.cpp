@@ -1,13 +1,13 @@
 #include "WebSite.h"
 
-#include "PageConnection.h"
-#include "WebAssets.h"
-#include "WebHealth.h"
+#include <stdexcept>
+#include <utility>
 
 #include <fmt/format.h>
 
-#include <stdexcept>
-#include <utility>
+#include "PageConnection.h"
+#include "WebAssets.h"
+#include "WebHealth.h"
 
 namespace W::host {
 

@@ -1,16 +1,16 @@
 // What `corvane web` answers: the page's files, its JSON-RPC at /rpc, GET /health.json and POST /line-up.
 #pragma once
 
+#include <memory>
+#include <mutex>
+#include <string>
+
 #include "HttpServer.h"
 #include "LineUpChoice.h"
 #include "RpcConversation.h"
 #include "SessionKeeper.h"
 #include "StaticContent.h"
 #include "WebAccess.h"
-
-#include <memory>
-#include <mutex>
-#include <string>
 
 namespace W::host {
 

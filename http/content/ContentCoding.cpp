@@ -1,11 +1,11 @@
 #include "ContentCoding.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <new>
+
+#include <zlib.h>
 
 #include "HttpMessages.h"
 

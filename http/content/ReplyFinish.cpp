@@ -1,12 +1,12 @@
 #include "ReplyFinish.h"
 
-#include <fmt/chrono.h>
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 #include <ctime>
 #include <optional>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
 
 #include "ContentCoding.h"
 

@@ -1,14 +1,14 @@
 #include "StaticContent.h"
 
-#include <fmt/format.h>
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+
+#include <fmt/format.h>
+#include <openssl/evp.h>
 
 #include "ContentCoding.h"
 

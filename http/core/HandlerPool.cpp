@@ -1,8 +1,8 @@
 #include "HandlerPool.h"
 
-#include <sys/resource.h>
-
 #include <algorithm>
+
+#include <sys/resource.h>
 
 namespace http {
 

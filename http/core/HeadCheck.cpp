@@ -1,9 +1,9 @@
 #include "HeadCheck.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
+
+#include <fmt/format.h>
 
 #include "HttpMessages.h"
 

@@ -1,12 +1,12 @@
 // Reading and sending; HttpConnectionHandling.cpp has what happens between the two.
 #include "HttpConnection.h"
 
+#include <algorithm>
+#include <utility>
+
+#include <boost/asio/post.hpp>
 #include <poll.h>
 #include <sys/socket.h>
-
-#include <algorithm>
-#include <boost/asio/post.hpp>
-#include <utility>
 
 #include "HttpWork.h"
 #include "WebSocketConnection.h"

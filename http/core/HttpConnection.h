@@ -4,11 +4,12 @@
 #pragma once
 
 #include <atomic>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <cstdint>
 #include <memory>
 #include <string>
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include "ExchangeHook.h"
 #include "HttpCore.h"

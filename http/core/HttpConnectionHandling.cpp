@@ -1,12 +1,13 @@
 // From a complete request to its reply: the handler's thread, and deliveries that an ExchangeHook asked for.
-#include <sys/socket.h>
+#include "HttpConnection.h"
 
 #include <algorithm>
-#include <boost/asio/post.hpp>
 #include <cstdlib>
 
+#include <boost/asio/post.hpp>
+#include <sys/socket.h>
+
 #include "ContentCoding.h"
-#include "HttpConnection.h"
 #include "HttpWork.h"
 #include "WebSocket.h"
 #include "WebSocketConnection.h"

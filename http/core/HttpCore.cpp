@@ -1,16 +1,16 @@
 #include "HttpCore.h"
 
+#include <algorithm>
+#include <array>
+#include <future>
+
+#include <boost/asio/post.hpp>
 #include <fmt/format.h>
 #include <malloc.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <boost/asio/post.hpp>
-#include <future>
 
 #include "HttpConnection.h"
 #include "HttpListener.h"

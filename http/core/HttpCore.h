@@ -3,8 +3,6 @@
 // upgrade. Everything here happens on the I/O thread unless it is marked otherwise.
 #pragma once
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <future>
@@ -14,6 +12,9 @@
 #include <string>
 #include <thread>
 #include <unordered_map>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include "HandlerPool.h"
 #include "HttpServer.h"

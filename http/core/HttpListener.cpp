@@ -1,15 +1,15 @@
 #include "HttpListener.h"
 
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
 #include <fmt/format.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <cstring>
-#include <memory>
 
 #include "HttpCore.h"
 

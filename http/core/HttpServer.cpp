@@ -1,9 +1,9 @@
 #include "HttpServer.h"
 
+#include <charconv>
+
 #include <arpa/inet.h>
 #include <fmt/format.h>
-
-#include <charconv>
 
 #include "HttpCore.h"
 

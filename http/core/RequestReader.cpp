@@ -1,11 +1,11 @@
 #include "RequestReader.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
+
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
+#include <fmt/format.h>
 
 #include "UrlDecoding.h"
 

@@ -1,14 +1,14 @@
 #include "TlsContext.h"
 
-#include <fmt/format.h>
-#include <openssl/err.h>
-#include <openssl/evp.h>
-
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <new>
+
+#include <fmt/format.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
 
 namespace http {
 namespace {

@@ -1,14 +1,14 @@
 #include "Transport.h"
 
-#include <openssl/bio.h>
-#include <openssl/err.h>
-#include <sys/socket.h>
-#include <sys/uio.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
+
+#include <openssl/bio.h>
+#include <openssl/err.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
 
 namespace http {
 namespace {

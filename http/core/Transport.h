@@ -2,12 +2,12 @@
 // to call; TlsContext makes the TLS side.
 #pragma once
 
-#include <openssl/ssl.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string_view>
+
+#include <openssl/ssl.h>
 
 namespace http {
 

@@ -2,16 +2,17 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+
 #include <boost/asio/async_result.hpp>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/beast/core/role.hpp>
 #include <boost/system/error_code.hpp>
-#include <cstring>
-#include <memory>
-#include <string>
-#include <utility>
 
 #include "Transport.h"
 

@@ -1,13 +1,14 @@
 #include "WebSocketConnection.h"
 
+#include <deque>
+#include <mutex>
+
 #include <boost/asio/post.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/websocket/stream.hpp>
-#include <deque>
-#include <mutex>
 
 #include "HttpCore.h"
 #include "TransportStream.h"

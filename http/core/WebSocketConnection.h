@@ -2,10 +2,11 @@
 // messages to the client through a bounded queue. A client that gives no sign of life is pinged, then closed.
 #pragma once
 
-#include <boost/asio/ip/tcp.hpp>
 #include <functional>
 #include <memory>
 #include <string>
+
+#include <boost/asio/ip/tcp.hpp>
 
 #include "HttpMessages.h"
 #include "Transport.h"

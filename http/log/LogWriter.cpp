@@ -1,10 +1,5 @@
 #include "LogWriter.h"
 
-#include <fmt/format.h>
-#include <poll.h>
-#include <pthread.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -15,6 +10,11 @@
 #include <mutex>
 #include <thread>
 #include <unordered_map>
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <pthread.h>
+#include <unistd.h>
 
 namespace http {
 namespace {

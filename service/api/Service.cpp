@@ -2,9 +2,9 @@
 // and the handler asked; whatever is thrown on the way becomes a reply.
 #include "Service.h"
 
-#include <fmt/format.h>
-
 #include <cstdio>
+
+#include <fmt/format.h>
 
 #include "Arguments.h"
 #include "EndpointTable.h"

@@ -1,12 +1,12 @@
 // Conversions between instants and strings; the C library's calendar and zone tables do the arithmetic.
 #include "Clock.h"
 
-#include <fmt/format.h>
-
 #include <array>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+
+#include <fmt/format.h>
 
 #include "OperatorError.h"
 

@@ -1,10 +1,10 @@
 #include "Digest.h"
 
-#include <openssl/err.h>
-#include <openssl/rand.h>
-
 #include <stdexcept>
 #include <vector>
+
+#include <openssl/err.h>
+#include <openssl/rand.h>
 
 namespace corvaned {
 namespace {

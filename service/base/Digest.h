@@ -2,13 +2,13 @@
 // function throws std::runtime_error with OpenSSL's reason if OpenSSL refuses.
 #pragma once
 
-#include <openssl/evp.h>
-
 #include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include <openssl/evp.h>
 
 namespace corvaned {
 

@@ -1,12 +1,12 @@
 // `corvaned import`: fills a database from XMLTV listings. GuideImport.h does it; here are options, progress and
 // report.
-#include <fmt/format.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <filesystem>
 #include <memory>
 #include <vector>
+
+#include <fmt/format.h>
+#include <unistd.h>
 
 #include "Commands.h"
 #include "GuideImport.h"

@@ -1,7 +1,7 @@
 // `corvaned import-places`: the operator's own places, headends, line-ups and apps instead of the built-in ones.
-#include <fmt/format.h>
-
 #include <memory>
+
+#include <fmt/format.h>
 
 #include "ByteSource.h"
 #include "Commands.h"

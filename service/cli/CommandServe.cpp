@@ -1,7 +1,5 @@
 // `corvaned serve`: answers over HTTP until it gets SIGTERM or SIGINT; SIGHUP reads the certificate again.
-#include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "Commands.h"
 
 #include <cerrno>
 #include <chrono>
@@ -15,7 +13,10 @@
 #include <iterator>
 #include <memory>
 
-#include "Commands.h"
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "ExchangeRecords.h"
 #include "FaultInjector.h"
 #include "LogWriter.h"

@@ -1,5 +1,5 @@
 // `corvaned stats`, `users` and `export`: what a database contains.
-#include <fmt/format.h>
+#include "Commands.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -7,7 +7,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "Commands.h"
+#include <fmt/format.h>
+
 #include "Export.h"
 #include "OperatorError.h"
 #include "PlacesImport.h"

@@ -2,9 +2,10 @@
 // CommandShow.cpp. main.cpp lists them.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 #include "Clock.h"
 

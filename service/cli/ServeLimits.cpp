@@ -1,9 +1,9 @@
 #include "ServeLimits.h"
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <cstdint>
+
+#include <sys/resource.h>
 
 namespace corvaned {
 namespace {

@@ -1,15 +1,15 @@
 #include "ExchangeRecords.h"
 
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
 
 #include "Messages.h"
 #include "OperatorError.h"

@@ -1,10 +1,10 @@
 #include "FaultInjector.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "ContentCoding.h"

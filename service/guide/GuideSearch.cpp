@@ -1,9 +1,9 @@
 #include "GuideSearch.h"
 
-#include <fmt/format.h>
-
 #include <cctype>
 #include <string>
+
+#include <fmt/format.h>
 
 namespace corvaned::guide {
 namespace {

@@ -1,10 +1,10 @@
 #include "TodayFiles.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+
+#include <fmt/format.h>
 
 namespace corvaned {
 namespace {

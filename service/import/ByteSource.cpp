@@ -1,16 +1,16 @@
 // Sources for files and memory, and decoders of gzip and xz on top; unpack() chooses by the first bytes.
 #include "ByteSource.h"
 
-#include <fmt/format.h>
-#include <lzma.h>
-#include <zlib.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+
+#include <fmt/format.h>
+#include <lzma.h>
+#include <zlib.h>
 
 #include "OperatorError.h"
 

@@ -1,9 +1,6 @@
 // Channels, then programmes in the order in which they were imported; children in the order of XMLTV's document type.
 #include "Export.h"
 
-#include <fmt/format.h>
-#include <libxml/xmlwriter.h>
-
 #include <algorithm>
 #include <ctime>
 #include <memory>
@@ -11,6 +8,9 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <fmt/format.h>
+#include <libxml/xmlwriter.h>
 
 #include "Clock.h"
 #include "Listing.h"

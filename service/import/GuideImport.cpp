@@ -1,14 +1,14 @@
 // Staging tables are temporary and go to disk, so memory stays flat; they end with the connection.
 #include "GuideImport.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <optional>
 #include <set>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+
+#include <fmt/format.h>
 
 #include "Digest.h"
 #include "Listing.h"

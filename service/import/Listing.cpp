@@ -3,13 +3,6 @@
 // open. ListingRecords.h makes the records.
 #include "Listing.h"
 
-#include <fmt/format.h>
-#include <libxml/HTMLparser.h>
-#include <libxml/SAX2.h>
-#include <libxml/parser.h>
-#include <libxml/parserInternals.h>
-#include <libxml/xmlerror.h>
-
 #include <algorithm>
 #include <exception>
 #include <iterator>
@@ -17,6 +10,13 @@
 #include <mutex>
 #include <string_view>
 #include <utility>
+
+#include <fmt/format.h>
+#include <libxml/HTMLparser.h>
+#include <libxml/SAX2.h>
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+#include <libxml/xmlerror.h>
 
 #include "ListingRecords.h"
 #include "OperatorError.h"

@@ -1,12 +1,12 @@
 // The table of children first, then a record from its begin to its end, then how each child is taken up.
 #include "ListingRecords.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <iterator>
+
+#include <fmt/format.h>
 
 #include "XmltvTime.h"
 

@@ -1,11 +1,11 @@
 // kRows first: the kinds of rows, their columns and the statement that files each.
 #include "PlacesImport.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 #include <vector>
+
+#include <fmt/format.h>
 
 #include "Lineup.h"
 #include "OperatorError.h"

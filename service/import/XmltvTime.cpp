@@ -2,11 +2,11 @@
 // because India, Ireland and Israel all use it.
 #include "XmltvTime.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cctype>
+
+#include <fmt/format.h>
 
 namespace corvaned {
 namespace {

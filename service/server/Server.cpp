@@ -1,8 +1,8 @@
 #include "Server.h"
 
-#include <fmt/format.h>
-
 #include <chrono>
+
+#include <fmt/format.h>
 
 namespace corvaned {
 namespace {

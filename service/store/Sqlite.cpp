@@ -1,11 +1,11 @@
 #include "Sqlite.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <new>
 #include <thread>
 #include <utility>
+
+#include <fmt/format.h>
 
 namespace corvaned::sqlite {
 namespace {

@@ -2,8 +2,6 @@
 // Store.h opens the service's database with them.
 #pragma once
 
-#include <sqlite3.h>
-
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -13,6 +11,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <sqlite3.h>
 
 namespace corvaned::sqlite {
 

@@ -1,13 +1,13 @@
 // The schema is in kVersions: a change is a row added at its end, applied to every database that lacks it.
 #include "Store.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+
+#include <fmt/format.h>
 
 #include "LineupSchema.h"
 #include "OperatorError.h"

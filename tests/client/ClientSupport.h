@@ -1,10 +1,10 @@
 // A Client on an object of the plug-in, and a host that answers when the test says.
 #pragma once
 
+#include <memory>
+
 #include "Calls.h"
 #include "corvane/client.h"
-
-#include <memory>
 
 namespace W::test {
 

@@ -1,7 +1,4 @@
 // Calls and futures of corvane/client.h.
-#include "ClientSupport.h"
-
-#include <gtest/gtest.h>
 #include <chrono>
 #include <fstream>
 #include <future>
@@ -9,6 +6,10 @@
 #include <thread>
 #include <tuple>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include "ClientSupport.h"
 
 namespace W::test {
 namespace {

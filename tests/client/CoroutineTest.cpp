@@ -1,11 +1,12 @@
 // Coroutines of corvane/client.h.
-#include "ClientSupport.h"
-
-#include <gtest/gtest.h>
 #include <chrono>
 #include <string>
 #include <thread>
 #include <tuple>
+
+#include <gtest/gtest.h>
+
+#include "ClientSupport.h"
 
 namespace W::test {
 namespace {

@@ -1,7 +1,5 @@
 // An executor without a network that keeps the contract, or breaks one clause: the environment variable CONTRACT_FAULT
 // names the fault. The path of a URL says how its exchange ends, as at the server of corvane-contract.
-#include "HttpDelegator.h"
-
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
@@ -11,6 +9,8 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+
+#include "HttpDelegator.h"
 
 namespace {
 

@@ -1,14 +1,14 @@
 // The server and the watched requests.
 #include "Probe.h"
 
+#include <memory>
+#include <new>
+#include <stdexcept>
+
 #include <netinet/in.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <memory>
-#include <new>
-#include <stdexcept>
 
 namespace contract {
 namespace {

@@ -1,8 +1,6 @@
 // What the checks of the contract are made of: a server that answers as its paths say, and requests that are watched.
 #pragma once
 
-#include "HttpDelegator.h"
-
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -10,6 +8,8 @@
 #include <mutex>
 #include <string>
 #include <thread>
+
+#include "HttpDelegator.h"
 
 namespace contract {
 

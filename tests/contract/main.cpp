@@ -1,13 +1,6 @@
 // corvane-contract: checks that an HTTP executor keeps the contract X1 to X5 of framework/HttpDelegator.h.
 //
 // Each check runs in a process of its own, so that an executor that hangs or crashes fails that check only.
-#include "Probe.h"
-
-#include <dlfcn.h>
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -18,6 +11,13 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <dlfcn.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "Probe.h"
 
 W::HttpDelegator* W::HttpDelegator::getInstance()
 {

@@ -1,12 +1,12 @@
 #include "Allocations.h"
 
-#include <pthread.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <utility>
+
+#include <pthread.h>
 
 namespace W::test {
 

@@ -1,20 +1,6 @@
 // Jumping clocks and calendar boundaries: waits use the monotonic clock, and an instant does not depend on the zone.
 // The program defines the C library's clock functions, with a wall clock that a test can set.
 
-#include "Calls.h"
-#include "CommandedExecutor.h"
-#include "Configuration.h"
-#include "CurlExecutor.h"
-#include "Eventually.h"
-#include "LongForm.h"
-#include "RawServer.h"
-#include "ServiceCall.h"
-
-#include <gmock/gmock.h>
-#include <sys/syscall.h>
-#include <sys/time.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <chrono>
 #include <climits>
@@ -24,6 +10,20 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "Calls.h"
+#include "CommandedExecutor.h"
+#include "Configuration.h"
+#include "CurlExecutor.h"
+#include "Eventually.h"
+#include "LongForm.h"
+#include "RawServer.h"
+#include "ServiceCall.h"
 
 namespace {
 

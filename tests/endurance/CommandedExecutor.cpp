@@ -1,13 +1,13 @@
 #include "CommandedExecutor.h"
 
-#include "CurlExecutor.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <chrono>
 #include <optional>
 #include <utility>
+
+#include <gtest/gtest.h>
+
+#include "CurlExecutor.h"
 
 namespace W::test {
 

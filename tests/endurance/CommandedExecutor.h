@@ -3,8 +3,6 @@
 // finds a request in constant time and keeps nothing about completed ones, so tests can send millions.
 #pragma once
 
-#include "HttpDelegator.h"
-
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -15,6 +13,8 @@
 #include <thread>
 #include <unordered_map>
 #include <vector>
+
+#include "HttpDelegator.h"
 
 namespace W::test {
 

@@ -1,8 +1,6 @@
 // Compares docs/contract.md and docs/reliability.md with the sources of the tests: every test that a page names exists,
 // and every item of the contract that can be tested names a test.
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -12,6 +10,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace W::test {
 namespace {

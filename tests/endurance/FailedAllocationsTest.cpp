@@ -2,6 +2,22 @@
 // is read and delivered, and, on the real executor, while it is transferred. Whatever happens, an accepted request is
 // called back once, a refused one never, nothing leaks, and the next request works.
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "Allocations.h"
 #include "Calls.h"
 #include "Configuration.h"
@@ -13,22 +29,6 @@
 #include "Scratch.h"
 #include "TlsServer.h"
 #include "VorelService.h"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <cstring>
-#include <map>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <vector>
 
 extern "C" {
 W::WPlugin* createPlugin();

@@ -2,6 +2,19 @@
 // fault's status, in time. The next request of the same object to the same address succeeds.
 // Read next: Faults.h for the faults, FaultServer.h for how the test knows that a request has met one.
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <filesystem>
+#include <numeric>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
 #include "Calls.h"
 #include "Configuration.h"
 #include "CurlExecutor.h"
@@ -13,19 +26,6 @@
 #include "Loopback.h"
 #include "PluginLibrary.h"
 #include "ReplyHarms.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <deque>
-#include <filesystem>
-#include <numeric>
-#include <optional>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace W::test {
 namespace {

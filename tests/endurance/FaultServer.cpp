@@ -1,9 +1,11 @@
 // The servers, in the order in which a request meets their faults: name, connection, TLS, HTTP.
 #include "FaultServer.h"
 
-#include "GoodReplies.h"
-#include "Loopback.h"
-#include "Operations.h"
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <optional>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -12,11 +14,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <atomic>
-#include <optional>
-#include <utility>
+#include "GoodReplies.h"
+#include "Loopback.h"
+#include "Operations.h"
 
 namespace W::test {
 

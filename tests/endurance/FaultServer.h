@@ -3,14 +3,14 @@
 // Read next: FaultMatrixTest.cpp, which has the rows; Loopback.h for faults before a server is reached.
 #pragma once
 
-#include "RawServer.h"
-#include "TlsServer.h"
-
 #include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
+
+#include "RawServer.h"
+#include "TlsServer.h"
 
 namespace W::test {
 

@@ -3,15 +3,15 @@
 // Read next: FaultServer.h for the servers, FaultMatrixTest.cpp for the test.
 #pragma once
 
-#include "FaultServer.h"
-#include "Scratch.h"
-#include "TlsServer.h"
-
 #include <chrono>
 #include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "FaultServer.h"
+#include "Scratch.h"
+#include "TlsServer.h"
 
 namespace W::test {
 

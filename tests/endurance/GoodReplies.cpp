@@ -1,10 +1,10 @@
 #include "GoodReplies.h"
 
-#include "ExchangeFile.h"
-#include "Operations.h"
-
 #include <filesystem>
 #include <vector>
+
+#include "ExchangeFile.h"
+#include "Operations.h"
 
 namespace W::test {
 

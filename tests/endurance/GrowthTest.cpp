@@ -1,21 +1,5 @@
 // Growth over many requests: memory, registered requests, descriptors, threads, and time per request.
 
-#include "Calls.h"
-#include "CommandedExecutor.h"
-#include "Configuration.h"
-#include "CurlExecutor.h"
-#include "Debug.h"
-#include "GoodReplies.h"
-#include "LongForm.h"
-#include "Process.h"
-#include "ServerProcess.h"
-#include "VorelService.h"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -28,6 +12,22 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "Calls.h"
+#include "CommandedExecutor.h"
+#include "Configuration.h"
+#include "CurlExecutor.h"
+#include "Debug.h"
+#include "GoodReplies.h"
+#include "LongForm.h"
+#include "Process.h"
+#include "ServerProcess.h"
+#include "VorelService.h"
 
 namespace {
 

@@ -3,17 +3,6 @@
 // destroys the object: once while the first thread waits until that is done or blocked by it, and once concurrently.
 // No result depends on a time-out.
 
-#include "Allocations.h"
-#include "Calls.h"
-#include "CommandedExecutor.h"
-#include "Configuration.h"
-#include "GoodReplies.h"
-#include "LongForm.h"
-#include "VorelService.h"
-
-#include <gtest/gtest.h>
-#include <pthread.h>
-
 #include <algorithm>
 #include <atomic>
 #include <functional>
@@ -21,6 +10,17 @@
 #include <memory>
 #include <string>
 #include <thread>
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include "Allocations.h"
+#include "Calls.h"
+#include "CommandedExecutor.h"
+#include "Configuration.h"
+#include "GoodReplies.h"
+#include "LongForm.h"
+#include "VorelService.h"
 
 extern "C" {
 W::WPlugin* createPlugin();

@@ -1,17 +1,17 @@
 // The memory that the library costs a process that has only loaded it.
 
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+
 #include "Configuration.h"
 #include "CurlExecutor.h"
 #include "LongForm.h"
 #include "PluginLibrary.h"
 #include "Process.h"
-
-#include <gtest/gtest.h>
-#include <malloc.h>
-
-#include <fstream>
-#include <sstream>
-#include <string>
 
 namespace W::test {
 namespace {

@@ -1,8 +1,5 @@
 #include "LongForm.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <csignal>
@@ -12,6 +9,9 @@
 #include <filesystem>
 #include <random>
 #include <system_error>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace W::test {
 

@@ -1,12 +1,6 @@
 // The replacements of the C library's functions are at the end; their state and counters come first.
 #include "Loopback.h"
 
-#include <arpa/inet.h>
-#include <dlfcn.h>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 #include <cerrno>
 #include <condition_variable>
 #include <cstdio>
@@ -14,6 +8,12 @@
 #include <fstream>
 #include <map>
 #include <mutex>
+
+#include <arpa/inet.h>
+#include <dlfcn.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 namespace W::test {
 

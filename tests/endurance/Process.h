@@ -1,12 +1,12 @@
 // Memory, descriptors and threads of this process.
 #pragma once
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include <unistd.h>
 
 namespace W::test {
 

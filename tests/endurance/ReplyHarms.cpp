@@ -1,10 +1,10 @@
 // Damaged replies.
 #include "ReplyHarms.h"
 
+#include <string>
+
 #include <poll.h>
 #include <zlib.h>
-
-#include <string>
 
 namespace W::test {
 

@@ -2,9 +2,9 @@
 // Read next: FaultServer.h for the server that does it, Faults.cpp for the results.
 #pragma once
 
-#include "FaultServer.h"
-
 #include <cstddef>
+
+#include "FaultServer.h"
 
 namespace W::test {
 

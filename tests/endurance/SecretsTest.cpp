@@ -2,14 +2,6 @@
 // identifier of a user or session at its default level. No reply of a service makes the plug-in inject a header, follow
 // a redirect, read a file or write one elsewhere.
 
-#include "CommandRun.h"
-#include "LongForm.h"
-#include "RawServer.h"
-
-#include <gmock/gmock.h>
-#include <openssl/sha.h>
-#include <nlohmann/json.hpp>
-
 #include <atomic>
 #include <csignal>
 #include <filesystem>
@@ -18,6 +10,14 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <openssl/sha.h>
+
+#include "CommandRun.h"
+#include "LongForm.h"
+#include "RawServer.h"
 
 namespace W::test {
 namespace {

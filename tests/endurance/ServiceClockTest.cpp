@@ -1,14 +1,14 @@
 // The service at boundaries of clock and calendar: local time at both changes of summer time, days of 23 and 25 hours,
 // leap days, 2038, and jumps of the clock during a session.
 
-#include "Clock.h"
-#include "Viewers.h"
-
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "Clock.h"
+#include "Viewers.h"
 
 namespace corvaned::test {
 namespace {

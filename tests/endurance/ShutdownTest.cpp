@@ -1,5 +1,17 @@
 // Destroying the object and unloading the library: promptly, with hundreds of requests in flight, and repeatedly.
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
 #include "Calls.h"
 #include "Capture.h"
 #include "Configuration.h"
@@ -10,18 +22,6 @@
 #include "Process.h"
 #include "RawServer.h"
 #include "ServerProcess.h"
-
-#include <dlfcn.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <deque>
-#include <memory>
-#include <optional>
-#include <string>
-#include <thread>
 
 namespace W::test {
 namespace {

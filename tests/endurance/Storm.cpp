@@ -1,12 +1,12 @@
 #include "Storm.h"
 
-#include "Eventually.h"
-#include "VorelService.h"
-
 #include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
+
+#include "Eventually.h"
+#include "VorelService.h"
 
 extern "C" {
 W::WPlugin* createPlugin();

@@ -5,16 +5,16 @@
 // on another thread, except from callbacks.
 #pragma once
 
-#include "Calls.h"
-#include "Configuration.h"
-#include "LongForm.h"
-
 #include <atomic>
 #include <deque>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
 #include <string>
+
+#include "Calls.h"
+#include "Configuration.h"
+#include "LongForm.h"
 
 namespace W::test {
 

@@ -1,18 +1,19 @@
 // Random load on an executor that answers early, late, from several threads and with every status, and on the real
 // executor with a server that does the same. Every request is accounted for.
 
-#include "CommandedExecutor.h"
-#include "CurlExecutor.h"
-#include "GoodReplies.h"
-#include "RawServer.h"
 #include "Storm.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <memory>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "CommandedExecutor.h"
+#include "CurlExecutor.h"
+#include "GoodReplies.h"
+#include "RawServer.h"
 
 namespace W::test {
 namespace {

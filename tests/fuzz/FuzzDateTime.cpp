@@ -1,8 +1,9 @@
 // Date-time strings: the first byte chooses the format. A value that is read, written and read again must be the same.
 #include "Fuzz.h"
-#include "WDateTime.h"
 
 #include <string>
+
+#include "WDateTime.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -1,11 +1,13 @@
 // The envelope: HTTP code, "stat", error code and message. The first line is the HTTP code, the second the service's
 // error code, the third the rest of the body's "rsp"; without the lines the input is the body.
 #include "Fuzz.h"
-#include "ParseDeliveries.h"
+
+#include <string>
 
 #include <json/value.h>
 #include <json/writer.h>
-#include <string>
+
+#include "ParseDeliveries.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

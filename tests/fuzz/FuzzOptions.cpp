@@ -1,12 +1,14 @@
 // The provider's options: the first byte chooses the operation, '0' for key 3 and on; then a line per option, in the
 // order of their names. Whatever they hold, the operation is refused, or sent and answered once.
-#include "Calls.h"
 #include "Fuzz.h"
 
-#include <dlfcn.h>
 #include <map>
 #include <string>
 #include <vector>
+
+#include <dlfcn.h>
+
+#include "Calls.h"
 
 /// The escaped postal code is never freed, on purpose. The library stays loaded, so that it is known by its name at the
 /// end.

@@ -2,17 +2,18 @@
 // a client with a session ('+' in front) or one without. Whatever comes, the reply is a good one, and never a fault of
 // the service's own.
 #include "Fuzz.h"
-#include "Sample.h"
-#include "Service.h"
-#include "Session.h"
-#include "UrlDecoding.h"
-
-#include <sqlite3.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <memory>
 #include <string>
+
+#include <nlohmann/json.hpp>
+#include <sqlite3.h>
+
+#include "Sample.h"
+#include "Service.h"
+#include "Session.h"
+#include "UrlDecoding.h"
 
 namespace {
 

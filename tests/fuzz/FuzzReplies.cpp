@@ -1,9 +1,10 @@
 // Replies: the first byte chooses the operation, '0' for key 3 and on, the rest is the reply's body. A reply must
 // reach its callback exactly once, whatever it contains.
 #include "Fuzz.h"
-#include "ParseDeliveries.h"
 
 #include <string>
+
+#include "ParseDeliveries.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -1,12 +1,13 @@
 // Lines of `corvane rpc` with a plug-in that answers every operation. At most three lines, because the fuzzer would
 // otherwise spend its time on hundreds of empty ones.
 #include "Fuzz.h"
-#include "RpcLines.h"
-#include "WCorvaneOAI.h"
 
 #include <chrono>
 #include <sstream>
 #include <string>
+
+#include "RpcLines.h"
+#include "WCorvaneOAI.h"
 
 extern "C" W::WPlugin* createPlugin();
 extern "C" void destroyPlugin(W::WPlugin* plugin);

@@ -1,11 +1,13 @@
 // The local schedule file, kept in memory: a new file per input would measure the disk.
-#include "FakeHost.h"
 #include "Fuzz.h"
-#include "WVorelOAI.h"
+
+#include <string>
 
 #include <sys/mman.h>
 #include <unistd.h>
-#include <string>
+
+#include "FakeHost.h"
+#include "WVorelOAI.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -1,10 +1,11 @@
 // URLs and headers on their way to the wire: the first line is a URL, each further one a header. What is sent must
 // be a request line and header lines and nothing else.
 #include "Fuzz.h"
-#include "HttpWire.h"
 
 #include <algorithm>
 #include <string>
+
+#include "HttpWire.h"
 
 namespace {
 

@@ -1,9 +1,10 @@
 // XMLTV listings, plain and compressed. What is read must be usable.
 #include "Fuzz.h"
-#include "Listing.h"
-#include "OperatorError.h"
 
 #include <string>
+
+#include "Listing.h"
+#include "OperatorError.h"
 
 namespace {
 

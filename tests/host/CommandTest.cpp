@@ -1,16 +1,16 @@
 // The command corvane as people and scripts use it: exit codes, one clear line for each failure, and the guide of a
 // scripted service.
-#include "CommandRun.h"
-#include "RawServer.h"
-#include "Scratch.h"
+#include <ctime>
+#include <filesystem>
+#include <string>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
-#include <ctime>
-#include <filesystem>
-#include <string>
+#include "CommandRun.h"
+#include "RawServer.h"
+#include "Scratch.h"
 
 namespace W::host {
 namespace {

@@ -1,13 +1,14 @@
 // Settings: which source wins, unknown names, and the configuration file.
 #include "Configuration.h"
-#include "Runtime.h"
-#include "Scratch.h"
-#include "SettingsFile.h"
-
-#include <gmock/gmock.h>
 
 #include <cstdlib>
 #include <string>
+
+#include <gmock/gmock.h>
+
+#include "Runtime.h"
+#include "Scratch.h"
+#include "SettingsFile.h"
 
 namespace W::host {
 namespace {

@@ -1,11 +1,11 @@
 // Date-time texts in and out, as rows; and the instants and offsets behind them.
-#include "WDateTime.h"
-
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <limits>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include "WDateTime.h"
 
 namespace W {
 namespace {

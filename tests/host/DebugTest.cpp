@@ -1,14 +1,15 @@
 // Debug lines: the level filter, and whole lines under threads.
 #include "Debug.h"
-#include "Scratch.h"
-
-#include <gmock/gmock.h>
 
 #include <cstdarg>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
+
+#include "Scratch.h"
 
 namespace W::host {
 namespace {

@@ -1,14 +1,4 @@
 // `corvane download` as people and scripts meet it: what it prints, what it leaves on the disk, and how it ends early.
-#include "CommandRun.h"
-#include "RawServer.h"
-#include "Scratch.h"
-
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <pty.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -19,6 +9,16 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "CommandRun.h"
+#include "RawServer.h"
+#include "Scratch.h"
 
 namespace W::host {
 namespace {

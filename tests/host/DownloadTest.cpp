@@ -1,12 +1,13 @@
 // What a download is called, and the line that shows how far it is.
 #include "Download.h"
-#include "ServiceProblem.h"
-#include "Terminal.h"
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <string>
+
+#include <gmock/gmock.h>
+
+#include "ServiceProblem.h"
+#include "Terminal.h"
 
 namespace W::host {
 namespace {

@@ -1,11 +1,6 @@
 // A request that keeps its outcome, and a fixture with an executor per test.
 #pragma once
 
-#include "CurlExecutor.h"
-#include "HttpRequest.h"
-
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -15,6 +10,11 @@
 #include <string>
 #include <thread>
 #include <utility>
+
+#include <gtest/gtest.h>
+
+#include "CurlExecutor.h"
+#include "HttpRequest.h"
 
 namespace W::host {
 

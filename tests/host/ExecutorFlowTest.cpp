@@ -1,10 +1,5 @@
 // The executor's contract: one completion per accepted request, on its own thread, never two at a time; cancelling and
 // flushing at every point of a request's life.
-#include "Exchange.h"
-#include "RawServer.h"
-
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <chrono>
 #include <list>
@@ -13,6 +8,11 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
+
+#include "Exchange.h"
+#include "RawServer.h"
 
 namespace W::host {
 namespace {

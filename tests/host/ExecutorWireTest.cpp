@@ -1,17 +1,17 @@
 // What the executor puts onto the wire, byte for byte, and what it makes of replies.
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <zlib.h>
+
 #include "Exchange.h"
 #include "HttpWire.h"
 #include "RawServer.h"
 #include "Scratch.h"
 #include "TlsServer.h"
-
-#include <gmock/gmock.h>
-#include <zlib.h>
-
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
 
 namespace W::host {
 namespace {

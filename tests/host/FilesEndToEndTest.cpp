@@ -1,14 +1,5 @@
 // Files between a server and the disk, through the plug-in as it is built and the executor: what is on the disk, and
 // which status is reported, whenever something ends a transfer early.
-#include "Eventually.h"
-#include "RawServer.h"
-#include "Runtime.h"
-#include "Scratch.h"
-#include "ServiceCall.h"
-
-#include <gmock/gmock.h>
-#include <sys/resource.h>
-
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -16,6 +7,15 @@
 #include <optional>
 #include <string>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include "Eventually.h"
+#include "RawServer.h"
+#include "Runtime.h"
+#include "Scratch.h"
+#include "ServiceCall.h"
 
 namespace W::host {
 namespace {

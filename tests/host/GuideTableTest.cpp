@@ -1,17 +1,18 @@
 // The layout of the guide, and the widths, zones and dates that it uses.
-#include "DisplayZone.h"
 #include "Guide.h"
-#include "GuideDate.h"
-#include "GuideTable.h"
-#include "ServiceSession.h"
-#include "Terminal.h"
-
-#include <gmock/gmock.h>
 
 #include <list>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+
+#include "DisplayZone.h"
+#include "GuideDate.h"
+#include "GuideTable.h"
+#include "ServiceSession.h"
+#include "Terminal.h"
 
 namespace W::host {
 namespace {

@@ -1,13 +1,4 @@
 // JSON-RPC with a plug-in that answers with sample records: arguments, results, order and errors.
-#include "PluginLibrary.h"
-#include "RpcLines.h"
-#include "SampleRecords.h"
-#include "Scratch.h"
-#include "TestPlugin.h"
-
-#include <dlfcn.h>
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
@@ -16,6 +7,15 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+
+#include "PluginLibrary.h"
+#include "RpcLines.h"
+#include "SampleRecords.h"
+#include "Scratch.h"
+#include "TestPlugin.h"
 
 namespace W::host {
 namespace {

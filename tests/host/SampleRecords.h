@@ -2,6 +2,11 @@
 // mixed up with another one shows.
 #pragma once
 
+#include <list>
+#include <map>
+#include <string>
+#include <string_view>
+
 #include "WContainer.h"
 #include "WContentProvider.h"
 #include "WDateTime.h"
@@ -15,11 +20,6 @@
 #include "WVLPerson.h"
 #include "WVLQuiz.h"
 #include "WVLService.h"
-
-#include <list>
-#include <map>
-#include <string>
-#include <string_view>
 
 namespace W::host {
 

@@ -1,12 +1,6 @@
 // Operations that write down their arguments and deliver one sample of each result.
 #include "TestPlugin.h"
 
-#include "SampleRecords.h"
-#include "WCorvaneOAI.h"
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 #include <chrono>
 #include <new>
 #include <thread>
@@ -14,6 +8,12 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "SampleRecords.h"
+#include "WCorvaneOAI.h"
 
 namespace W::host {
 namespace {

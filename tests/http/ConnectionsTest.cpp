@@ -1,11 +1,11 @@
 // Connections as such, over raw sockets: many of them, several requests in one piece, clients that leave, the end.
+#include <chrono>
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <filesystem>
 
 #include "TestServer.h"
 

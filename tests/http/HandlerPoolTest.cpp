@@ -1,10 +1,10 @@
 #include "HandlerPool.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <future>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace http {
 namespace {

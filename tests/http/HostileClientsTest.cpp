@@ -1,11 +1,11 @@
 // Clients that mean harm: while they stay, others are answered as if they were not there, and the memory is flat.
+#include <chrono>
+#include <fstream>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/socket.h>
-
-#include <chrono>
-#include <fstream>
 
 #include "ContentCoding.h"
 #include "TestServer.h"

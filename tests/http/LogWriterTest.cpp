@@ -1,15 +1,15 @@
 // The log: sinks that are slow, full or gone hold up nobody, and what is lost is counted.
 #include "LogWriter.h"
 
+#include <chrono>
+#include <csignal>
+#include <thread>
+
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <thread>
 
 namespace http {
 namespace {

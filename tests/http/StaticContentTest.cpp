@@ -1,10 +1,10 @@
 #include "StaticContent.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "ContentCoding.h"
 

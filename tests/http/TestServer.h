@@ -1,8 +1,6 @@
 // The server of http/ with a small application: what tests of the server ask.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -10,6 +8,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <fmt/format.h>
 
 #include "HttpServer.h"
 #include "RawClient.h"

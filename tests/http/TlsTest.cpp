@@ -1,13 +1,13 @@
 // TLS: versions, suites, certificates; and what a slow or silent handshake does.
+#include <filesystem>
+#include <memory>
+
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
-
-#include <filesystem>
-#include <memory>
 
 #include "TestServer.h"
 #include "WebClient.h"

@@ -1,11 +1,11 @@
 // WebSockets, frame by frame (RFC 6455): messages both ways, limits, the end from either side.
 #include "WebSocket.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <condition_variable>
 #include <mutex>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "TestServer.h"
 

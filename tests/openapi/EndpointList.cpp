@@ -1,5 +1,6 @@
 // Prints the endpoint table as JSON, for openapi_test.
 #include <cstdio>
+
 #include <nlohmann/json.hpp>
 
 #include "EndpointTable.h"

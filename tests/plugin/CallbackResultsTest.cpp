@@ -1,9 +1,9 @@
 // How long the results of a callback live: until it returns, whatever it does.
 
+#include <gtest/gtest.h>
+
 #include "Calls.h"
 #include "ParseDeliveries.h"
-
-#include <gtest/gtest.h>
 
 namespace W::test {
 namespace {

@@ -1,12 +1,13 @@
 // The list in which results reach a callback.
 
-#include "WContainer.h"
-#include "WVLGenre.h"
-
-#include <gtest/gtest.h>
 #include <list>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "WContainer.h"
+#include "WVLGenre.h"
 
 // As the library exports it.
 extern template class W::WContainer<W::WVLGenre>;

@@ -1,11 +1,12 @@
 // From the end of an exchange to the callback, for every kind of request: statuses, results, lines.
 
+#include <climits>
+
+#include <gtest/gtest.h>
+
 #include "Calls.h"
 #include "ParseDeliveries.h"
 #include "ParseSeams.h"
-
-#include <gtest/gtest.h>
-#include <climits>
 
 namespace W::test {
 namespace {

@@ -1,15 +1,16 @@
 // Downloads and the schedule file: every row of what can go wrong, and what is left on the disk afterwards.
 
-#include "Calls.h"
-#include "Pieces.h"
-
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Calls.h"
+#include "Pieces.h"
 
 namespace {
 

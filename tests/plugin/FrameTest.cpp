@@ -1,11 +1,6 @@
 // What holds for every operation, tested for each row of StatedOperations.h: checks in order, the status record written
 // once, nothing sent when refused, everything freed when the executor refuses.
 
-#include "Calls.h"
-#include "FailingNew.h"
-#include "StatedOperations.h"
-
-#include <gtest/gtest.h>
 #include <algorithm>
 #include <iterator>
 #include <set>
@@ -13,6 +8,12 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Calls.h"
+#include "FailingNew.h"
+#include "StatedOperations.h"
 
 namespace W::test {
 namespace {

@@ -1,10 +1,11 @@
 // The order of the transport's members: those that other parts of the device know first, our own after them.
 
-#include "FakeHost.h"
-#include "VorelService.h"
+#include <map>
 
 #include <gtest/gtest.h>
-#include <map>
+
+#include "FakeHost.h"
+#include "VorelService.h"
 
 namespace W::test {
 namespace {

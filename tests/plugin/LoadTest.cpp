@@ -1,18 +1,19 @@
 // The library as a host uses it: loaded, used and unloaded again and again. The leak sanitizer finds what is left;
 // every build finds out whether the library is really unloaded.
 
-#include "Capture.h"
-#include "FakeHost.h"
-#include "LoadedSymbol.h"
-#include "ParseRecords.h"
-
-#include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <cstdio>
 #include <functional>
 #include <memory>
 #include <tuple>
 #include <vector>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include "Capture.h"
+#include "FakeHost.h"
+#include "LoadedSymbol.h"
+#include "ParseRecords.h"
 
 namespace W::test {
 namespace {

@@ -1,11 +1,12 @@
 #include "LoadedSymbol.h"
 
-#include <dlfcn.h>
-#include <elf.h>
-#include <link.h>
 #include <cstring>
 #include <fstream>
 #include <vector>
+
+#include <dlfcn.h>
+#include <elf.h>
+#include <link.h>
 
 namespace W::test {
 

@@ -1,13 +1,14 @@
 // What is done without a lock: printing where that is promised, and destroying commands.
 
-#include "Calls.h"
-#include "CommandRegistry.h"
-
-#include <gtest/gtest.h>
 #include <chrono>
 #include <future>
 #include <memory>
 #include <thread>
+
+#include <gtest/gtest.h>
+
+#include "Calls.h"
+#include "CommandRegistry.h"
 
 namespace W::test {
 namespace {

@@ -1,11 +1,11 @@
 // What happens if the library that encodes postal codes is not installed, or if OpenSSL refuses SHA-1. A separate
 // program: once loaded, the library stays.
 
-#include "Calls.h"
-
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <openssl/sha.h>
+
+#include "Calls.h"
 
 namespace {
 bool s_isMissing = false;

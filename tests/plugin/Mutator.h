@@ -1,12 +1,12 @@
 // Breaks replies in every way: values of the wrong kind, pieces lost, doubled or moved, single bytes.
 #pragma once
 
-#include "ParseCases.h"
-
 #include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "ParseCases.h"
 
 namespace W::test {
 

@@ -1,15 +1,16 @@
 // The plug-in object's own life: entry points, stubs, registry, session, token, clock, cancel's refusals, the debug
 // module.
 
-#include "Calls.h"
-#include "DebugPrint.h"
-#include "FailingNew.h"
-
-#include <gtest/gtest.h>
 #include <chrono>
 #include <cstring>
 #include <deque>
 #include <thread>
+
+#include <gtest/gtest.h>
+
+#include "Calls.h"
+#include "DebugPrint.h"
+#include "FailingNew.h"
 
 extern "C" W::WPlugin* createPlugin();
 extern "C" void destroyPlugin(W::WPlugin* plugin);

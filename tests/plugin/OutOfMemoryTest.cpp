@@ -1,11 +1,12 @@
 // Single places that run out of memory, and what they say. That nothing breaks wherever memory ends is tested in
 // tests/endurance.
 
-#include "Calls.h"
-#include "FailingNew.h"
+#include <cstdio>
 
 #include <gtest/gtest.h>
-#include <cstdio>
+
+#include "Calls.h"
+#include "FailingNew.h"
 
 namespace W::test {
 namespace {

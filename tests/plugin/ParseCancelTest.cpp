@@ -1,13 +1,14 @@
 // Cancelling while a reply is read: before every element in turn.
 
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
 #include "Mutator.h"
 #include "ParseCases.h"
 #include "ParseSeams.h"
 #include "Pieces.h"
 #include "VorelService.h"
-
-#include <gtest/gtest.h>
-#include <algorithm>
 
 namespace W::test {
 namespace {

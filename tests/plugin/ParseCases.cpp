@@ -1,8 +1,8 @@
 #include "ParseCases.h"
 
-#include "VorelCommand.h"
-
 #include <algorithm>
+
+#include "VorelCommand.h"
 
 namespace W::test {
 

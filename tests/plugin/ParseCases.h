@@ -2,10 +2,6 @@
 // parsers. The rows are in ParseCases<Family>.cpp; the tests in Parse*Test.cpp walk them and edit the replies.
 #pragma once
 
-#include "FakeHost.h"
-#include "ParseRecords.h"
-#include "WVorelOAI.h"
-
 #include <array>
 #include <functional>
 #include <ostream>
@@ -13,6 +9,10 @@
 #include <string>
 #include <tuple>
 #include <vector>
+
+#include "FakeHost.h"
+#include "ParseRecords.h"
+#include "WVorelOAI.h"
 
 namespace W::test {
 

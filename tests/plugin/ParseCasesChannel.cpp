@@ -1,6 +1,7 @@
 // Rows of the parsers of channels, headends, cities and the line-up quiz.
 
 #include "ParseCases.h"
+
 #include "VorelCommand.h"
 
 namespace W::test {

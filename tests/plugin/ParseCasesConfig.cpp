@@ -1,6 +1,7 @@
 // Rows of the parsers of session, configuration and terms.
 
 #include "ParseCases.h"
+
 #include "VorelCommand.h"
 
 namespace W::test {

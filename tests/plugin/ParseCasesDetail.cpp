@@ -1,6 +1,7 @@
 // Rows of the parsers of genres, programmes with their airings, persons and series.
 
 #include "ParseCases.h"
+
 #include "VorelCommand.h"
 
 namespace W::test {

@@ -1,6 +1,7 @@
 // Rows of the parsers of the guide.
 
 #include "ParseCases.h"
+
 #include "VorelCommand.h"
 
 namespace W::test {

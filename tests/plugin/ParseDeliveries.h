@@ -2,13 +2,13 @@
 // parser and the order of the results. Replies can be delivered to it without a request.
 #pragma once
 
-#include "Capture.h"
-#include "ParseCases.h"
-#include "VorelCommand.h"
-
 #include <functional>
 #include <memory>
 #include <tuple>
+
+#include "Capture.h"
+#include "ParseCases.h"
+#include "VorelCommand.h"
 
 namespace W::test {
 

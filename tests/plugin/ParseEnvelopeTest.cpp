@@ -1,10 +1,11 @@
 // What every parser makes of replies that are none, that report an error, or that are odd but good.
 
-#include "ParseCases.h"
-#include "Reply.h"
+#include <climits>
 
 #include <gtest/gtest.h>
-#include <climits>
+
+#include "ParseCases.h"
+#include "Reply.h"
 
 namespace W::test {
 namespace {

@@ -3,15 +3,16 @@
 // statement: values are distinct, so that a key that goes takes its value along; what goes beyond that is stated in the
 // row.
 
-#include "ParseCases.h"
-
-#include <gtest/gtest.h>
 #include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <iostream>
 #include <limits>
 #include <set>
+
+#include <gtest/gtest.h>
+
+#include "ParseCases.h"
 
 namespace W::test {
 namespace {

@@ -1,12 +1,13 @@
 // What is wanted although it looks like a mistake, each by its name, and the values at the edges.
 
+#include <climits>
+
+#include <gtest/gtest.h>
+
 #include "ParseCases.h"
 #include "ParseSeams.h"
 #include "Reply.h"
 #include "VorelCommand.h"
-
-#include <gtest/gtest.h>
-#include <climits>
 
 namespace W::test {
 namespace {

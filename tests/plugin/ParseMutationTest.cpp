@@ -1,12 +1,13 @@
 // A hundred thousand broken replies over all operations: each is answered exactly once, and nothing is left.
 
+#include <cstdlib>
+#include <iostream>
+
+#include <gtest/gtest.h>
+
 #include "Calls.h"
 #include "Mutator.h"
 #include "ParseDeliveries.h"
-
-#include <gtest/gtest.h>
-#include <cstdlib>
-#include <iostream>
 
 namespace W::test {
 namespace {

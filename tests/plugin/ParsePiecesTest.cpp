@@ -1,12 +1,13 @@
 // Long replies, which are read element by element: they come to what they come to as a whole. A reply is made long by
 // blanks before it, so that the same reply can be read both ways.
 
+#include <string>
+
+#include <gtest/gtest.h>
+
 #include "Mutator.h"
 #include "ParseSeams.h"
 #include "Pieces.h"
-
-#include <gtest/gtest.h>
-#include <string>
 
 namespace W::test {
 namespace {

@@ -2,12 +2,13 @@
 // every record is shown; a member of an object is left out when it is empty, 0, false or an empty record or list.
 #pragma once
 
-#include "WCorvaneOAI.h"
-
 #include <list>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "WCorvaneOAI.h"
 
 namespace W::test {
 

@@ -2,9 +2,9 @@
 // test program (see CMakeLists.txt); without a hook they are what they were.
 #pragma once
 
-#include "WTypes.h"
-
 #include <functional>
+
+#include "WTypes.h"
 
 namespace W {
 

@@ -1,14 +1,15 @@
 // docs/statuses.md against the numbers of the boundary and the tables of the plug-in.
 
-#include "FakeHost.h"
-#include "VorelService.h"
-
-#include <gtest/gtest.h>
-#include <json/value.h>
 #include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
+
+#include <gtest/gtest.h>
+#include <json/value.h>
+
+#include "FakeHost.h"
+#include "VorelService.h"
 
 namespace W::test {
 namespace {

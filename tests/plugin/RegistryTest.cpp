@@ -1,11 +1,12 @@
 // The command registry: who destroys a command, and that it happens once.
 
+#include <vector>
+
+#include <gtest/gtest.h>
+
 #include "CommandRegistry.h"
 #include "FakeHost.h"
 #include "VorelCommand.h"
-
-#include <gtest/gtest.h>
-#include <vector>
 
 namespace W::test {
 namespace {

@@ -1,13 +1,14 @@
 // What looks like a mistake in a request and is wanted, each by its name; and what a command writes when it is given
 // what its operation refuses.
 
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
 #include "Calls.h"
 #include "FakeHost.h"
 #include "RequestRows.h"
 #include "VorelCommand.h"
-
-#include <gtest/gtest.h>
-#include <algorithm>
 
 namespace W::test {
 namespace {

@@ -2,13 +2,13 @@
 // settings. The rows are in RequestRows<Family>.cpp; RequestTest.cpp runs them.
 #pragma once
 
-#include "Capture.h"
-#include "WVorelOAI.h"
-
 #include <functional>
 #include <list>
 #include <string>
 #include <vector>
+
+#include "Capture.h"
+#include "WVorelOAI.h"
 
 namespace W::test {
 

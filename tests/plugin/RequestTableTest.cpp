@@ -2,8 +2,9 @@
 
 #include "RequestTable.h"
 
-#include <gtest/gtest.h>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace W::test {
 namespace {

@@ -1,15 +1,16 @@
 // Every request to the byte: URL, body, verb, header lines in order, file, and the settings in the order in which they
 // are read. The rows of RequestRows.h say what goes out, the envelopes below around what.
 
+#include <algorithm>
+#include <set>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
 #include "Calls.h"
 #include "FakeHost.h"
 #include "Operations.h"
 #include "RequestRows.h"
-
-#include <gtest/gtest.h>
-#include <algorithm>
-#include <set>
-#include <sstream>
 
 namespace W::test {
 namespace {

@@ -1,14 +1,15 @@
 // Times in requests: the same UTC text whatever the offset of the server's clock, nothing for 0, and an empty text for
 // what no calendar holds.
 
-#include "Calls.h"
-#include "FakeHost.h"
-#include "RequestRows.h"
-
-#include <gtest/gtest.h>
 #include <cstdint>
 #include <limits>
 #include <optional>
+
+#include <gtest/gtest.h>
+
+#include "Calls.h"
+#include "FakeHost.h"
+#include "RequestRows.h"
 
 namespace W::test {
 namespace {

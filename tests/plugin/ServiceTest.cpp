@@ -1,11 +1,11 @@
 // The transport's records: references, flags, the cancel decision, clean-up; and what requests look like.
 
+#include <gtest/gtest.h>
+
 #include "FakeHost.h"
 #include "Operations.h"
 #include "VorelCommand.h"
 #include "VorelService.h"
-
-#include <gtest/gtest.h>
 
 namespace W::test {
 namespace {

@@ -1,12 +1,13 @@
 // The status tables, stated a second time, and the error codes of replies.
 
-#include "FakeHost.h"
-#include "VorelService.h"
+#include <climits>
+#include <set>
 
 #include <gtest/gtest.h>
 #include <json/value.h>
-#include <climits>
-#include <set>
+
+#include "FakeHost.h"
+#include "VorelService.h"
 
 namespace W::test {
 namespace {

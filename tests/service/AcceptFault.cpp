@@ -1,11 +1,11 @@
 // Preloaded into the program under test: every second accept4() fails with the error that CORVANE_ACCEPT_FAULT names.
-#include <dlfcn.h>
-#include <sys/socket.h>
-
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+
+#include <dlfcn.h>
+#include <sys/socket.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "Clock.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "OperatorError.h"
 

@@ -1,9 +1,9 @@
 // The program as a shell sees it: its output, its exit code, its signals.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <filesystem>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "Program.h"
 #include "TestSupport.h"

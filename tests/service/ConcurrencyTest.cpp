@@ -1,9 +1,9 @@
 // Readers beside an import, and many clients beside each other.
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <thread>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
 
 #include "Guide.h"
 #include "Programmes.h"

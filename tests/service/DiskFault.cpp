@@ -2,17 +2,17 @@
 // process die, at a chosen one of them. CORVANE_DISK_FAULT chooses it: "kill 17" ends the process before its 17th
 // write, "full 17" leaves no room from the 17th write on, "sync 3" fails from the third fsync on. CORVANE_SYNC_LOG
 // names a file that gets the name of each file that is flushed. Files without "guide.db" in their path are not touched.
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace {
 

@@ -1,15 +1,15 @@
 // An import on a disk that fails, and one that is killed: at every write of it the old guide is there whole, or the new
 // one, and what viewers keep is there. CORVANE_LONG=1 tries every write, else a sample.
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <sstream>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "ChildProcess.h"
 #include "TestSupport.h"

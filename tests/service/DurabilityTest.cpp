@@ -1,17 +1,17 @@
 // What the service has confirmed it keeps: through SIGKILL while clients write and listings are imported, and with two
 // hundred clients at once. CORVANE_LONG=1 makes these runs long: 200 kills each, and a minute of the two hundred.
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <random>
 #include <set>
 #include <thread>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "Program.h"
 #include "Session.h"

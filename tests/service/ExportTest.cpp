@@ -1,10 +1,10 @@
 // A guide, its export, and the guide that the export makes in another database.
 #include "Export.h"
 
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <filesystem>
 
 #include "Sample.h"
 #include "TestSupport.h"

@@ -1,14 +1,14 @@
 // Replies broken on purpose, and exchanges recorded and replayed: every byte that a client gets, over a real socket.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
 
 #include "ExchangeRecords.h"
 #include "FaultInjector.h"

@@ -1,9 +1,9 @@
 #include "Guide.h"
-#include "Programmes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Programmes.h"
 #include "TestSupport.h"
 
 namespace corvaned {

@@ -2,13 +2,13 @@
 // Read next: HostileListingTest.cpp (too much), DamagedListingTest.cpp (broken, or pointing outside).
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "OperatorError.h"
 #include "TestSupport.h"

@@ -2,12 +2,12 @@
 // outcome: refused with a message of file and line, the guide as it was, or taken, with a warning where something was
 // lost. CORVANE_LONG=1 makes the huge ones huge. DamagedListingTest.cpp has what is broken or points outside,
 // ListingTest.cpp the usual slips.
-#include <fmt/format.h>
+#include "HostileListing.h"
 
 #include <cstdlib>
 #include <fstream>
 
-#include "HostileListing.h"
+#include <fmt/format.h>
 
 namespace corvaned {
 namespace {

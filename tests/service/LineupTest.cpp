@@ -1,10 +1,10 @@
 #include "Lineup.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <map>
 #include <set>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "OperatorError.h"
 #include "PlacesImport.h"

@@ -1,5 +1,7 @@
 #include "Listing.h"
 
+#include <cerrno>
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -8,8 +10,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 #include "OperatorError.h"
 #include "TestSupport.h"

@@ -1,12 +1,12 @@
 // Schedules kept as text must be what the guide says, whatever the window, and must follow an import.
 #include "ReadySchedules.h"
 
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
 #include <random>
 #include <thread>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "Guide.h"
 #include "Programmes.h"

@@ -1,14 +1,14 @@
 // `corvaned serve` as a process: signals, logs that cannot be written, secrets, failed accepts.
+#include <chrono>
+#include <csignal>
+#include <thread>
+
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <thread>
 
 #include "Program.h"
 #include "RawClient.h"

@@ -1,12 +1,12 @@
 // The endpoints over a real socket, as a client sees them.
 #include "Server.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <filesystem>
 #include <mutex>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "OperatorError.h"

@@ -1,8 +1,8 @@
 #include "Session.h"
 
-#include <gtest/gtest.h>
-
 #include <set>
+
+#include <gtest/gtest.h>
 
 #include "Digest.h"
 #include "TestSupport.h"

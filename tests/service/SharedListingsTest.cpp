@@ -1,11 +1,11 @@
 // Real listings, which nobody wrote for these tests; they lie beside the repository, and where they do not the tests
 // say so and are skipped.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <set>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "OperatorError.h"
 #include "TestSupport.h"

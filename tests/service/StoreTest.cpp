@@ -1,9 +1,9 @@
 #include "Store.h"
 
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <filesystem>
 
 #include "OperatorError.h"
 #include "TestSupport.h"

@@ -1,10 +1,9 @@
 // Handlers of recommend/... and concierge/... (Recommend.h).
-#include "Recommend.h"
-
 #include <fmt/format.h>
 
 #include "Arguments.h"
 #include "EndpointHandlers.h"
+#include "Recommend.h"
 #include "ReplyParts.h"
 #include "Viewer.h"
 

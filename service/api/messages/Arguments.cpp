@@ -1,9 +1,9 @@
 #include "Arguments.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
+
+#include <fmt/format.h>
 
 namespace corvaned {
 namespace {

@@ -1,8 +1,9 @@
 // JSON trees whose members keep the order in which they were added.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
+
+#include <nlohmann/json.hpp>
 
 namespace corvaned {
 

@@ -2,15 +2,15 @@
 // exchanges/ with it, DocsTest.cpp the examples of docs/operations.md.
 #pragma once
 
-#include "RawServer.h"
-#include "RpcProcess.h"
-#include "Scratch.h"
-
 #include <filesystem>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "RawServer.h"
+#include "RpcProcess.h"
+#include "Scratch.h"
 
 namespace W::test {
 

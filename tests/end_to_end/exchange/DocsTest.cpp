@@ -1,14 +1,14 @@
 // Compares docs/operations.md with the operation table, and its examples with the requests and refusals of the library.
 
-#include "Conversation.h"
-#include "Operations.h"
+#include <fstream>
+#include <map>
+#include <sstream>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <fstream>
-#include <map>
-#include <sstream>
+#include "Conversation.h"
+#include "Operations.h"
 
 namespace W::test {
 namespace {

@@ -1,17 +1,17 @@
 // Runs every file of exchanges/: the command `corvane rpc` with the loaded library on one side, a server that answers
 // from the file on the other. ExchangeFile.h describes the format.
 
-#include "Conversation.h"
-#include "ExchangeFile.h"
-#include "Operations.h"
-
-#include <gtest/gtest.h>
-#include <zlib.h>
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <zlib.h>
+
+#include "Conversation.h"
+#include "ExchangeFile.h"
+#include "Operations.h"
 
 namespace W::test {
 namespace {

@@ -1,11 +1,11 @@
 // Sessions, time, settings from the service, terms, and the upload.
-#include "Television.h"
-
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
+
+#include <gmock/gmock.h>
+
+#include "Television.h"
 
 namespace W::test {
 namespace {

@@ -1,10 +1,10 @@
 // A service that injects faults: each has its status, within its time, and the path works again without the fault.
-#include "Eventually.h"
-#include "Television.h"
+#include <chrono>
 
 #include <gmock/gmock.h>
 
-#include <chrono>
+#include "Eventually.h"
+#include "Television.h"
 
 namespace W::test {
 namespace {

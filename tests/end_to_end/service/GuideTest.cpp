@@ -1,7 +1,7 @@
 // Programmes on air, schedules and details. The file of today agrees with the guide.
-#include "Television.h"
-
 #include <gmock/gmock.h>
+
+#include "Television.h"
 
 namespace W::test {
 namespace {

@@ -1,7 +1,7 @@
 // A viewer finds the headend by postal code, by city or by a quiz. The choice is kept.
-#include "Television.h"
-
 #include <gmock/gmock.h>
+
+#include "Television.h"
 
 namespace W::test {
 namespace {

@@ -1,9 +1,9 @@
 // Recommendations from what viewers watched: popular channels, habits, missed programmes, and a reset.
-#include "Television.h"
+#include <ctime>
 
 #include <gmock/gmock.h>
 
-#include <ctime>
+#include "Television.h"
 
 namespace W::test {
 namespace {

@@ -1,10 +1,5 @@
 #include "ServiceProcess.h"
 
-#include <fmt/chrono.h>
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-#include <sqlite3.h>
-
 #include <chrono>
 #include <csignal>
 #include <ctime>
@@ -12,6 +7,11 @@
 #include <stdexcept>
 #include <utility>
 #include <vector>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
 
 namespace W::test {
 

@@ -2,14 +2,14 @@
 // its client.
 #pragma once
 
-#include "ChildProcess.h"
-#include "Scratch.h"
-
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "ChildProcess.h"
+#include "Scratch.h"
 
 namespace W::test {
 

@@ -1,15 +1,15 @@
 // A viewer's television: the command with the loaded library, signed in to a service.
 #pragma once
 
-#include "RpcProcess.h"
-#include "ServiceProcess.h"
-
-#include <nlohmann/json.hpp>
-
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "RpcProcess.h"
+#include "ServiceProcess.h"
 
 namespace W::test {
 

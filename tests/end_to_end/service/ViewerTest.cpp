@@ -1,7 +1,7 @@
 // Favourites and votes are kept per user and survive a restart.
-#include "Television.h"
-
 #include <gmock/gmock.h>
+
+#include "Television.h"
 
 namespace W::test {
 namespace {

@@ -1,10 +1,10 @@
 // Runs the tests; at the end, every operation of docs/operations.md must have been called by one of them.
-#include "Television.h"
+#include <cstring>
+#include <fstream>
 
 #include <gmock/gmock.h>
 
-#include <cstring>
-#include <fstream>
+#include "Television.h"
 
 namespace W::test {
 namespace {

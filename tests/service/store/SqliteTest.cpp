@@ -1,10 +1,10 @@
 #include "Sqlite.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace corvaned::sqlite {
 namespace {

@@ -1,9 +1,9 @@
 // The counts that triggers keep beside the tunings, compared with a count of the tunings themselves.
+#include <random>
+
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <random>
 
 #include "Recommend.h"
 #include "TestSupport.h"

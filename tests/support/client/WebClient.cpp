@@ -1,10 +1,10 @@
 #include "WebClient.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <cctype>
 #include <stdexcept>
+
+#include <curl/curl.h>
 
 namespace http::test {
 namespace {

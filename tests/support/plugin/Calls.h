@@ -2,13 +2,13 @@
 // that they work with an object of the loaded library and with one of the test's process.
 #pragma once
 
-#include "Capture.h"
-#include "FakeHost.h"
-#include "WVorelOAI.h"
-
 #include <functional>
 #include <map>
 #include <string>
+
+#include "Capture.h"
+#include "FakeHost.h"
+#include "WVorelOAI.h"
 
 namespace W::test {
 

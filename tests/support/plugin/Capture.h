@@ -1,14 +1,15 @@
 // Records what a callback got; fails the test when an accepted request is not answered exactly once.
 #pragma once
 
-#include "WCorvaneOAI.h"
-#include "WRequestStatus.h"
-
-#include <gtest/gtest.h>
 #include <atomic>
 #include <memory>
 #include <tuple>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include "WCorvaneOAI.h"
+#include "WRequestStatus.h"
 
 namespace W::test {
 

@@ -1,9 +1,10 @@
 #include "FakeHost.h"
 
-#include <gtest/gtest.h>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+
+#include <gtest/gtest.h>
 
 namespace W {
 

@@ -2,10 +2,6 @@
 // line. The test looks at what was sent, then answers: at once, late, from another thread, or never.
 #pragma once
 
-#include "CCDebug.h"
-#include "HttpDelegator.h"
-#include "WConfigManager.h"
-
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -14,6 +10,10 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "CCDebug.h"
+#include "HttpDelegator.h"
+#include "WConfigManager.h"
 
 namespace W::test {
 

@@ -1,5 +1,12 @@
 #include "ChildProcess.h"
 
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -8,13 +15,6 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <stdexcept>
-#include <utility>
 
 namespace support {
 

@@ -1,11 +1,11 @@
 // Starts programs for tests: feeds their input, reads their output, sends signals and waits, each with a deadline.
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace support {
 

@@ -1,11 +1,11 @@
 // Runs the command `corvane` to its end.
 #pragma once
 
-#include "ChildProcess.h"
-#include "Scratch.h"
-
 #include <algorithm>
 #include <string>
+
+#include "ChildProcess.h"
+#include "Scratch.h"
 
 namespace W::host {
 

@@ -1,12 +1,12 @@
 // The command `corvane rpc` as a process: one JSON request or answer per line.
 #pragma once
 
-#include "ChildProcess.h"
+#include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
-#include <string>
-#include <vector>
+#include "ChildProcess.h"
 
 namespace W::test {
 

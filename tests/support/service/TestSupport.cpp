@@ -1,13 +1,13 @@
 #include "TestSupport.h"
 
-#include <lzma.h>
-#include <zlib.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+
+#include <lzma.h>
+#include <zlib.h>
 
 #include "ContentCoding.h"
 #include "OperatorError.h"

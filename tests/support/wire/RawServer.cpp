@@ -1,16 +1,16 @@
 // Blocking sockets, one thread per connection.
 #include "RawServer.h"
 
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+#include <utility>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <cstdlib>
-#include <stdexcept>
-#include <utility>
 
 namespace W::host {
 

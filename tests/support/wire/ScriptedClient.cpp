@@ -1,12 +1,6 @@
 // Blocking sockets with time-outs; OpenSSL on top if the server speaks TLS.
 #include "ScriptedClient.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <openssl/ssl.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -14,6 +8,12 @@
 #include <cstring>
 #include <stdexcept>
 #include <utility>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <openssl/ssl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace support {
 

@@ -1,17 +1,17 @@
 // A RawServer in a separate process, so that its threads, memory and time are not counted as the test's.
 #pragma once
 
-#include "RawServer.h"
-
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "RawServer.h"
 
 namespace W::test {
 

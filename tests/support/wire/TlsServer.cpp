@@ -1,16 +1,16 @@
 // OpenSSL on the blocking sockets of RawServer.
 #include "TlsServer.h"
 
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
-
-#include <csignal>
-#include <cstdio>
-#include <memory>
-#include <string_view>
 
 namespace W::host {
 

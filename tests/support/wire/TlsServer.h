@@ -1,13 +1,13 @@
 // A TLS server whose certificate is made for the test, so that anything can be wrong with it.
 #pragma once
 
-#include "RawServer.h"
-
 #include <atomic>
 #include <string>
 #include <string_view>
 
 #include <sys/types.h>
+
+#include "RawServer.h"
 
 struct ssl_st;
 struct ssl_ctx_st;

@@ -3,10 +3,10 @@
 // line.
 #pragma once
 
+#include <exception>
+
 #include "CCDebug.h"
 #include "WTypes.h"
-
-#include <exception>
 
 namespace W {
 

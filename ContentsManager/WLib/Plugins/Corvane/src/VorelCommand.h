@@ -13,15 +13,15 @@
 // exported.
 #pragma once
 
-#include "DebugPrint.h"
-#include "LinkedList.h"
-#include "WCorvaneOAI.h"
-
 #include <cstdint>
 #include <list>
 #include <map>
 #include <string>
 #include <string_view>
+
+#include "DebugPrint.h"
+#include "LinkedList.h"
+#include "WCorvaneOAI.h"
 
 #pragma GCC visibility push(default)
 namespace W {

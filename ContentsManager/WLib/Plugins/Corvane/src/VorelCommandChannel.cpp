@@ -1,17 +1,19 @@
 // Commands of the line-up: channels, headends, cities, and the quiz that finds the viewer's headend.
 
-#include "Lists.h"
-#include "ProviderOptions.h"
-#include "Query.h"
-#include "Reply.h"
 #include "VorelCommand.h"
 
-#include <dlfcn.h>
-#include <oauth.h>
 #include <cstdlib>
 #include <memory>
 #include <new>
 #include <stdexcept>
+
+#include <dlfcn.h>
+#include <oauth.h>
+
+#include "Lists.h"
+#include "ProviderOptions.h"
+#include "Query.h"
+#include "Reply.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>

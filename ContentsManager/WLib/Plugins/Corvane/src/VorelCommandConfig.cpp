@@ -1,9 +1,10 @@
 // Commands of the session, of the service's configuration and of its terms.
 
+#include "VorelCommand.h"
+
 #include "ProviderOptions.h"
 #include "Query.h"
 #include "Reply.h"
-#include "VorelCommand.h"
 
 namespace W {
 

@@ -1,10 +1,11 @@
 // Commands of the details: genres, programmes with their airings, persons, series with their episodes.
 
+#include "VorelCommand.h"
+
 #include "Lists.h"
 #include "ProviderOptions.h"
 #include "Query.h"
 #include "Reply.h"
-#include "VorelCommand.h"
 
 namespace W {
 

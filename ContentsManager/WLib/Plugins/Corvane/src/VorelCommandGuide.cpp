@@ -1,12 +1,13 @@
 // Commands of the guide and the search. Programmes are delivered channel by channel, in the reply's order; the
 // programmes of a channel share the contents of its record.
 
+#include "VorelCommand.h"
+
 #include "Lists.h"
 #include "Programmes.h"
 #include "ProviderOptions.h"
 #include "Query.h"
 #include "Reply.h"
-#include "VorelCommand.h"
 
 namespace W {
 

@@ -1,10 +1,11 @@
 // Commands of the recommendations: what suits the viewer, what was missed, what is related, and the concierge.
 
+#include "VorelCommand.h"
+
 #include "Lists.h"
 #include "ProviderOptions.h"
 #include "Query.h"
 #include "Reply.h"
-#include "VorelCommand.h"
 
 namespace W {
 

@@ -1,10 +1,11 @@
 // Commands of the viewer: favourites, tuning history, likes.
 
+#include "VorelCommand.h"
+
 #include "Lists.h"
 #include "ProviderOptions.h"
 #include "Query.h"
 #include "Reply.h"
-#include "VorelCommand.h"
 
 namespace W {
 

@@ -2,14 +2,14 @@
 
 #include "VorelService.h"
 
-#include "CommandOwner.h"
-#include "Operations.h"
-#include "VorelCommand.h"
-
 #include <algorithm>
 #include <memory>
 #include <new>
 #include <utility>
+
+#include "CommandOwner.h"
+#include "Operations.h"
+#include "VorelCommand.h"
 
 namespace W {
 

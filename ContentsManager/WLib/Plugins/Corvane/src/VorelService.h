@@ -5,18 +5,18 @@
 // Locks: the session lock and the request lock are never held together, and none is held while a completion runs.
 #pragma once
 
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
 #include "DebugPrint.h"
 #include "HttpDelegator.h"
 #include "LinkedList.h"
 #include "RequestTable.h"
 #include "WContentProvider.h"
 #include "WVLService.h"
-
-#include <atomic>
-#include <map>
-#include <memory>
-#include <mutex>
-#include <string>
 
 namespace Json {
 class Value;

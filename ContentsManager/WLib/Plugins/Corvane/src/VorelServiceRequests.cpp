@@ -1,10 +1,11 @@
 // The request builders: five forms of one sequence, queue(). Outgoing holds what they differ in.
 
-#include "VorelCommand.h"
 #include "VorelService.h"
 
 #include <cstdio>
 #include <new>
+
+#include "VorelCommand.h"
 
 namespace W {
 

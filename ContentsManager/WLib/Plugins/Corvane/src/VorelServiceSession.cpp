@@ -1,11 +1,13 @@
 // The session with the service and the token that proves it.
 
-#include "ProviderOptions.h"
 #include "VorelService.h"
 
-#include <openssl/sha.h>
 #include <array>
 #include <stdexcept>
+
+#include <openssl/sha.h>
+
+#include "ProviderOptions.h"
 
 namespace W {
 

@@ -1,7 +1,8 @@
 // The meaning of statuses under the transport's names; what they do is in Status.cpp.
 
-#include "Status.h"
 #include "VorelService.h"
+
+#include "Status.h"
 
 namespace W {
 

@@ -1,11 +1,11 @@
 // The list in which results reach a callback.
 #pragma once
 
-#include "WExtendedProperty.h"
-
 #include <cstdint>
 #include <list>
 #include <string>
+
+#include "WExtendedProperty.h"
 
 #pragma GCC visibility push(default)
 namespace W {

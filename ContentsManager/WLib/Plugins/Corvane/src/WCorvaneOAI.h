@@ -21,6 +21,10 @@
 // Unless stated otherwise: [any thread].
 #pragma once
 
+#include <list>
+#include <map>
+#include <string>
+
 #include "WAbstractOAI.h"
 #include "WContainer.h"
 #include "WDateTime.h"
@@ -34,10 +38,6 @@
 #include "WVLPerson.h"
 #include "WVLQuiz.h"
 #include "WVLService.h"
-
-#include <list>
-#include <map>
-#include <string>
 
 #pragma GCC visibility push(default)
 namespace W {

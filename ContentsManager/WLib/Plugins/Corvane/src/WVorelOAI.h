@@ -3,18 +3,18 @@
 // files. WVorelOAI.cpp has the frame of the operations and the object's own life.
 #pragma once
 
+#include <memory>
+#include <mutex>
+#include <new>
+#include <string>
+#include <type_traits>
+
 #include "CommandOwner.h"
 #include "CommandRegistry.h"
 #include "Operations.h"
 #include "VorelCommand.h"
 #include "VorelService.h"
 #include "WCorvaneOAI.h"
-
-#include <memory>
-#include <mutex>
-#include <new>
-#include <string>
-#include <type_traits>
 
 namespace W {
 

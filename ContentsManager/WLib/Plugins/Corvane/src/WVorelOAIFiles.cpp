@@ -1,21 +1,23 @@
 // What works on files of the device: downloads, and today's schedule read from one.
 
+#include "WVorelOAI.h"
+
+#include <cassert>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+#include <fcntl.h>
+#include <json/value.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "DebugPrint.h"
 #include "Lists.h"
 #include "Pieces.h"
 #include "Programmes.h"
 #include "Reply.h"
 #include "Status.h"
-#include "WVorelOAI.h"
-
-#include <fcntl.h>
-#include <json/value.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <cassert>
-#include <cerrno>
-#include <cstdio>
-#include <memory>
 
 namespace W {
 

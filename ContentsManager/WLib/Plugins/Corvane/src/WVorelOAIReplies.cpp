@@ -1,11 +1,12 @@
 // The completions, in key order: the dispatcher, and one handler per command, which names its results and its parser.
 // What they share is in Delivery.h.
 
-#include "DebugPrint.h"
-#include "Delivery.h"
 #include "WVorelOAI.h"
 
 #include <array>
+
+#include "DebugPrint.h"
+#include "Delivery.h"
 
 namespace W {
 

@@ -1,10 +1,11 @@
 // The request operations, in slot order. Each says which arguments have to be given, and what goes to its command's
 // MakeURL; everything else is in the operation's row (Operations.h) and in the frame (WVorelOAI.cpp).
 
-#include "DebugPrint.h"
 #include "WVorelOAI.h"
 
 #include <strings.h>
+
+#include "DebugPrint.h"
 
 namespace W {
 

@@ -3,11 +3,11 @@
 // the operation, when it fails (destroy() with its ticket); the plug-in object, when it is destroyed (destroyAll()).
 #pragma once
 
-#include "VorelCommand.h"
-#include "WTypes.h"
-
 #include <cstddef>
 #include <mutex>
+
+#include "VorelCommand.h"
+#include "WTypes.h"
 
 namespace W::vorel {
 

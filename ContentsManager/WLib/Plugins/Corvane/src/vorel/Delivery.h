@@ -2,15 +2,15 @@
 // The completions are in WVorelOAIReplies.cpp.
 #pragma once
 
+#include <cassert>
+#include <exception>
+#include <string>
+
 #include "DebugPrint.h"
 #include "Status.h"
 #include "VorelCommand.h"
 #include "VorelService.h"
 #include "WVorelOAI.h"
-
-#include <cassert>
-#include <exception>
-#include <string>
 
 namespace W::vorel {
 

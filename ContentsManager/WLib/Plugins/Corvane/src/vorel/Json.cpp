@@ -1,9 +1,10 @@
 #include "Json.h"
 
-#include <json/reader.h>
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+
+#include <json/reader.h>
 
 namespace W::vorel {
 

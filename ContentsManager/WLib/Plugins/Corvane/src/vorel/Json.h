@@ -2,11 +2,12 @@
 // wrong type. Trees are read through const references only: the other operator[] inserts what is missing.
 #pragma once
 
-#include "WDateTime.h"
-
-#include <json/value.h>
 #include <string>
 #include <string_view>
+
+#include <json/value.h>
+
+#include "WDateTime.h"
 
 namespace W::vorel {
 

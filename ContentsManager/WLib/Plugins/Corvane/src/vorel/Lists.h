@@ -2,15 +2,16 @@
 // the list handed over whole.
 #pragma once
 
+#include <cstdint>
+#include <list>
+#include <utility>
+
+#include <json/value.h>
+
 #include "Pieces.h"
 #include "Reply.h"
 #include "VorelCommand.h"
 #include "WContainer.h"
-
-#include <json/value.h>
-#include <cstdint>
-#include <list>
-#include <utility>
 
 namespace W::vorel {
 

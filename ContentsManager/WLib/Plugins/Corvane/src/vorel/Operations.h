@@ -3,9 +3,9 @@
 // The order is that of the keys.
 #pragma once
 
-#include "ProviderOptions.h"
-
 #include <cstddef>
+
+#include "ProviderOptions.h"
 
 namespace W::vorel {
 

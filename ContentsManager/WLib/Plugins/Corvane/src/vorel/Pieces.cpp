@@ -1,9 +1,9 @@
 #include "Pieces.h"
 
-#include "Reply.h"
-
 #include <cstring>
 #include <stdexcept>
+
+#include "Reply.h"
 
 namespace W::vorel {
 

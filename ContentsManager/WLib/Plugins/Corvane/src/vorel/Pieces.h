@@ -6,10 +6,11 @@
 // as a whole.
 #pragma once
 
-#include <json/value.h>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <json/value.h>
 
 namespace W::vorel {
 

@@ -1,11 +1,11 @@
 // Reading programmes channel by channel, for replies and for the schedule file alike.
 #pragma once
 
+#include <list>
+
 #include "Reply.h"
 #include "WVLChannel.h"
 #include "WVLContent.h"
-
-#include <list>
 
 namespace W::vorel {
 

@@ -1,10 +1,10 @@
 // The settings of a content provider that the plug-in reads. Nothing else reads settings.
 #pragma once
 
-#include "WContentProvider.h"
-
 #include <array>
 #include <string>
+
+#include "WContentProvider.h"
 
 namespace W::vorel {
 

@@ -2,13 +2,13 @@
 // the wire format finds them. Rules that look odd are here, with their reason, and not in the endpoints.
 #pragma once
 
-#include "DebugPrint.h"
-#include "ProviderOptions.h"
-#include "WDateTime.h"
-
 #include <list>
 #include <string>
 #include <string_view>
+
+#include "DebugPrint.h"
+#include "ProviderOptions.h"
+#include "WDateTime.h"
 
 namespace W::vorel {
 

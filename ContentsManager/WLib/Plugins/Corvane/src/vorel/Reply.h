@@ -6,19 +6,20 @@
 // twice.
 #pragma once
 
-#include "DebugPrint.h"
-#include "Json.h"
-#include "WDateTime.h"
-#include "WVLGenre.h"
-#include "WVLImage.h"
-
-#include <json/value.h>
 #include <list>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 #include <variant>
+
+#include <json/value.h>
+
+#include "DebugPrint.h"
+#include "Json.h"
+#include "WDateTime.h"
+#include "WVLGenre.h"
+#include "WVLImage.h"
 
 namespace W::vorel {
 

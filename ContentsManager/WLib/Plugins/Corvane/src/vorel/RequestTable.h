@@ -1,12 +1,12 @@
 // The records of live requests, by reference. Used by VorelService under its request lock.
 #pragma once
 
-#include "WTypes.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
+
+#include "WTypes.h"
 
 namespace W {
 

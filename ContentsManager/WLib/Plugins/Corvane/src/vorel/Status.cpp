@@ -1,11 +1,11 @@
 #include "Status.h"
 
-#include "DebugPrint.h"
-#include "Json.h"
-
 #include <algorithm>
 #include <array>
 #include <cstring>
+
+#include "DebugPrint.h"
+#include "Json.h"
 
 namespace W::vorel {
 

@@ -3,10 +3,11 @@
 // VorelService has the same functions under the names that other parts of the device know. docs/statuses.md lists all.
 #pragma once
 
-#include "WTypes.h"
+#include <string>
 
 #include <json/value.h>
-#include <string>
+
+#include "WTypes.h"
 
 namespace W::vorel {
 
