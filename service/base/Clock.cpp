@@ -1,11 +1,15 @@
-// Conversions between instants and strings; the C library's calendar and zone tables do the arithmetic.
+// Conversions between instants and strings. The C library's calendar does the arithmetic; zones by name come from a
+// library that leaves the process's TZ alone.
 #include "Clock.h"
 
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <stdexcept>
 
+#include <date/tz.h>
 #include <fmt/format.h>
 
 #include "OperatorError.h"
@@ -118,32 +122,32 @@ std::optional<Instant> parseUtc(std::string_view text)
 Zone Zone::ofMachine()
 {
     tzset();
-    return Zone(machineZoneName(), std::nullopt);
+    return Zone(machineZoneName(), std::nullopt, nullptr);
 }
 
-Zone Zone::named(const std::string& text)
+Zone Zone::named(const std::string& name)
 {
-    if (const std::optional<int> offset = parseOffset(text)) {
-        return Zone(text, offset);
+    if (const std::optional<int> offset = parseOffset(name)) {
+        return Zone(name, offset, nullptr);
     }
-    const std::filesystem::path folder = "/usr/share/zoneinfo";
-    std::error_code failed;
-    if (text.empty() || text.front() == '/' || text.find("..") != std::string::npos ||
-        !std::filesystem::is_regular_file(folder / text, failed)) {
+    try {
+        return Zone(name, std::nullopt, date::locate_zone(name));
+    } catch (const std::runtime_error& error) {
         throw OperatorError(
-            fmt::format("zone '{}' is not known on this machine; give a name such as Asia/Seoul that {} holds, or an "
-                        "offset such as +09:00",
-                        text, folder.string()));
+            fmt::format("cannot use zone '{}': {}; give a name from /usr/share/zoneinfo, such as Asia/Seoul, or an "
+                        "offset, such as +09:00",
+                        name, error.what()));
     }
-    setenv("TZ", text.c_str(), 1);
-    tzset();
-    return Zone(text, std::nullopt);
 }
 
 int Zone::offsetAt(Instant instant) const
 {
     if (m_offset) {
         return *m_offset;
+    }
+    if (m_rules != nullptr) {
+        const date::sys_seconds time{std::chrono::seconds(instant)};
+        return static_cast<int>(m_rules->get_info(time).offset.count());
     }
     const std::time_t time = instant;
     std::tm fields{};

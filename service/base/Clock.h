@@ -8,6 +8,10 @@
 #include <string>
 #include <string_view>
 
+namespace date {
+class time_zone;
+}
+
 namespace corvaned {
 
 using Instant = std::int64_t;
@@ -30,13 +34,12 @@ std::optional<Instant> parseUtc(std::string_view text);
 /// A time zone, for conf/localtime and for times of day.
 class Zone {
 public:
-    /// The zone that this machine is set to.
+    /// The zone that this machine is set to: TZ, or the system's.
     static Zone ofMachine();
 
-    /// @param text  an IANA name ("Asia/Seoul") or an offset ("+09:00"). A name becomes the zone of the whole process,
-    ///              so call this before any thread starts.
-    /// @throws OperatorError if the text is neither
-    static Zone named(const std::string& text);
+    /// @param name  an IANA name ("Asia/Seoul") or an offset ("+09:00")
+    /// @throws OperatorError if the name is neither
+    static Zone named(const std::string& name);
 
     const std::string& name() const { return m_name; }
 
@@ -53,10 +56,14 @@ public:
     Instant midnight(Instant instant) const;
 
 private:
-    Zone(std::string name, std::optional<int> offset) : m_name(std::move(name)), m_offset(offset) {}
+    Zone(std::string name, std::optional<int> offset, const date::time_zone* rules)
+        : m_name(std::move(name)), m_offset(offset), m_rules(rules)
+    {}
 
+    // With neither an offset nor rules it is the machine's zone.
     std::string m_name;
-    std::optional<int> m_offset;  // nothing: the zone of the process
+    std::optional<int> m_offset;
+    const date::time_zone* m_rules;  // of the zone database, which lives as long as the process
 };
 
 }  // namespace corvaned

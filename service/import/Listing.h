@@ -66,8 +66,8 @@ struct ListingProgramme {
     std::vector<ListingCredit> credits;
 };
 
-/// Receives a listing in the order of its elements. What a member function throws ends the reading and comes out
-/// of readListing.
+/// Receives a listing in the order of its elements. An exception of a member function ends the reading; readListing
+/// throws it again.
 class ListingSink {
 public:
     virtual ~ListingSink() = default;
@@ -80,13 +80,14 @@ public:
     virtual void skip(int line, const std::string& reason) = 0;
 };
 
-/// Reads a whole listing into sink. A programme with an undeclared entity, bare ampersand or control character is
-/// skipped; any other departure from well-formed XML refuses the listing, and so does what no listing
-/// has: very large tags, very many names, very deep elements. Time and memory are bounded whatever it holds. Entities
-/// outside HTML's are not expanded, and nothing that a listing names is ever opened.
+/// Reads a whole listing into sink. Skips a programme or channel with an undeclared entity, a bare ampersand, a control
+/// character or bytes of another encoding; a bare ampersand just before a start tag counts as part of that tag. Refuses
+/// the listing for any other error in its XML, and for very large tags and comments, very many names and very deep
+/// elements, so that time and memory are bounded. Expands HTML's entities only, and opens nothing that the listing
+/// names.
 ///
-/// @param name           what messages call the listing
-/// @param unpackedLimit  how many bytes it may have after unpacking
+/// @param name           name of the listing in messages
+/// @param unpackedLimit  limit of its size after unpacking, in bytes
 /// @throws OperatorError if the listing is refused; sink may have received a part of it
 void readListing(ByteSource& source, const std::string& name, ListingSink& sink,
                  std::uint64_t unpackedLimit = 1ULL << 30);

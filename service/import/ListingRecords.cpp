@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include <fmt/format.h>
+#include <libxml/xmlstring.h>
 
 #include "XmltvTime.h"
 
@@ -154,8 +155,10 @@ void RecordReader::begin(std::string_view element, Attributes attributes, int li
     m_attributes = std::move(attributes);
     m_line = line;
     m_fault.clear();
+    m_text.clear();
     m_field = nullptr;
     m_record = element == "channel" ? Record::Channel : element == "programme" ? Record::Programme : Record::None;
+    checkEncoding();
     if (m_record == Record::Channel) {
         beginChannel();
     } else if (m_record == Record::Programme) {
@@ -216,6 +219,17 @@ void RecordReader::beginField(std::string_view element, Attributes attributes)
         m_field = field;
         m_text.clear();
         m_attributes = std::move(attributes);
+        checkEncoding();
+    }
+}
+
+// The parser reports the first bytes that are not UTF-8, and checks none after that.
+void RecordReader::checkEncoding()
+{
+    const auto isUtf8 = [](const std::string& string) { return xmlCheckUTF8(BAD_CAST string.c_str()) != 0; };
+    if (!isUtf8(m_text) || !std::all_of(m_attributes.begin(), m_attributes.end(),
+                                        [&](const auto& attribute) { return isUtf8(attribute.second); })) {
+        setFault("text that is not in the listing's encoding");
     }
 }
 
@@ -234,6 +248,7 @@ void RecordReader::addText(std::string_view text)
 void RecordReader::endField()
 {
     if (m_field != nullptr) {
+        checkEncoding();
         (this->*m_field->take)(collapsed(m_text));
         m_field = nullptr;
     }
@@ -292,8 +307,8 @@ void RecordReader::finishChannel()
     m_sink.addChannel(m_channel);
 }
 
-// A language without a title of its own has nothing to be listed under. Where none has a title, the programme keeps
-// its slot all the same: a guide with a hole would be wrong about what is on.
+// Drops the languages without a title, since nothing can be listed under them. If no language has a title, the
+// programme keeps its slot, so that the guide does not show a hole.
 void RecordReader::settleTexts()
 {
     std::vector<ListingText>& texts = m_programme.texts;

@@ -62,6 +62,7 @@ private:
 
     std::string attribute(std::string_view name) const;
     ListingText& textFor(const std::string& lang);
+    void checkEncoding();
     void beginChannel();
     void beginProgramme();
     void finishChannel();

@@ -1,5 +1,6 @@
 #include "Clock.h"
 
+#include <ctime>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -40,7 +41,22 @@ TEST(Clock, ZoneByNameKnowsSummerTime)
     EXPECT_EQ(zone.formatOffset(kNovember), "+01:00");
     EXPECT_EQ(zone.formatLocal(kNovember), "2026-11-21T02:30:00");
     EXPECT_EQ(zone.formatOffset(*parseUtc("2026-07-01T00:00:00Z")), "+02:00");
-    Zone::named("UTC");
+}
+
+TEST(Clock, ZonesAreIndependentOfEachOtherAndOfTheProcess)
+{
+    const auto processOffset = [] {
+        const std::time_t time = kNovember;
+        std::tm fields{};
+        localtime_r(&time, &fields);
+        return fields.tm_gmtoff;
+    };
+    const long before = processOffset();
+    const Zone berlin = Zone::named("Europe/Berlin");
+    const Zone seoul = Zone::named("Asia/Seoul");
+    EXPECT_EQ(berlin.formatOffset(kNovember), "+01:00");
+    EXPECT_EQ(seoul.formatOffset(kNovember), "+09:00");
+    EXPECT_EQ(processOffset(), before);
 }
 
 TEST(Clock, RejectsUnknownZones)
