@@ -1,4 +1,4 @@
-// Parameters first, then the endpoints. If two rows fit a path, the upper one counts.
+// The parameters, then the endpoints. If two rows fit a path, the upper one counts.
 #include "EndpointTable.h"
 
 #include <fmt/format.h>

@@ -18,13 +18,13 @@ enum class Access : std::uint8_t {
     Session,  // clients with a session
 };
 
-/// A handler of either kind (EndpointHandlers.h).
+/// A handler of either form (EndpointHandlers.h).
 class Handler {
 public:
     constexpr Handler(Json (*tree)(Call& call)) : m_tree(tree) {}
     constexpr Handler(void (*text)(Call& call, std::string& members)) : m_text(text) {}
 
-    /// Appends the members of "rsp" after "stat" as JSON text, each after a comma.
+    /// Appends the members of "rsp" except "stat" as JSON, each after a comma.
     void operator()(Call& call, std::string& members) const;
 
 private:
@@ -34,7 +34,7 @@ private:
 
 struct Endpoint {
     const char* method;
-    std::string_view path;  // "{}" in it is one segment, the Place::Path parameter
+    std::string_view path;  // "{}" is one segment, the Place::Path parameter
     Access access;
     ParameterRules parameters;
     Handler handler;
@@ -43,15 +43,15 @@ struct Endpoint {
 /// Calls visit with every endpoint, in the order of the table.
 void forEachEndpoint(const std::function<void(const Endpoint&)>& visit);
 
-/// Where a request goes.
+/// The endpoint of a request and the variable part of its path.
 struct Route {
     const Endpoint& endpoint;
-    std::string_view segment;  // the part of the path at "{}"; points into the path given
+    std::string_view segment;  // the segment at "{}"; points into the given path
 };
 
 /// Finds the endpoint of a method and a path.
 /// @param path  decoded and without appended parameters (Arguments.h: properPath)
-/// @throws Refusal if there is none; the message says which methods the path takes
+/// @throws Refusal if there is none; the message lists the methods that the path allows
 Route routeOf(std::string_view method, std::string_view path);
 
 }  // namespace corvaned

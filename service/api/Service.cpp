@@ -1,5 +1,5 @@
-// What happens to every request: its endpoint is found in the table, keys and session are checked, its parameters read
-// and the handler asked; whatever is thrown on the way becomes a reply.
+// The way of every request: finds its endpoint in the table, checks keys and session, reads the parameters and calls
+// the handler. Turns any exception on the way into a reply.
 #include "Service.h"
 
 #include <cstdio>

@@ -17,7 +17,7 @@ public:
     Service(Store& store, ServiceSettings settings);
     ~Service();
 
-    /// Answers one request; whatever the request contains, the reply is valid.
+    /// Answers one request. The reply is valid whatever the request contains.
     Reply answer(const Request& request);
 
 private:

@@ -85,7 +85,7 @@ int runImport(const ImportArguments& arguments)
             fmt::print(stderr, "\r\033[K");
         }
         if (!existed) {
-            // A database without a guide would let a later `serve` start although the import failed.
+            // Removes a new database without a guide: a later `serve` would start with it although the import failed.
             for (const char* companion : {"", "-wal", "-shm"}) {
                 std::filesystem::remove(arguments.database + companion, failed);
             }

@@ -1,4 +1,4 @@
-// `corvaned serve`: answers over HTTP until it gets SIGTERM or SIGINT; SIGHUP reads the certificate again.
+// `corvaned serve`: serves over HTTP until it gets SIGTERM or SIGINT; SIGHUP reads the certificate again.
 #include "Commands.h"
 
 #include <cerrno>
@@ -97,7 +97,7 @@ void SecretArgument::read()
     }
 }
 
-// What other machines can reach must know its clients, unless the operator wants it otherwise.
+// Requires a secret if other machines can reach the service, unless the operator allows otherwise.
 // @return a warning, or ""
 std::string checkExposure(const ServeArguments& arguments, const http::ListenAddress& address)
 {
@@ -123,7 +123,7 @@ std::string checkExposure(const ServeArguments& arguments, const http::ListenAdd
                        arguments.certificate.empty() ? "; without --tls-cert, everything can be read on the way" : "");
 }
 
-// The signals that the service waits for; blocked in every thread.
+// The signals that the service waits for. They are blocked in every thread.
 sigset_t awaitedSignals()
 {
     sigset_t signals;
@@ -134,7 +134,7 @@ sigset_t awaitedSignals()
     return signals;
 }
 
-// Every exchange passes these, in this order.
+// The hooks of every exchange, in their order.
 struct Hooks {
     std::optional<ExchangePlayer> player;
     std::optional<FaultInjector> injector;
@@ -172,7 +172,7 @@ void makeHooks(const ServeArguments& arguments, const std::function<void(const s
     }
 }
 
-// Until SIGTERM or SIGINT.
+// Returns after SIGTERM or SIGINT.
 void serveUntilStopped(const sigset_t& signals, Server& server, const std::function<void()>& everyHour)
 {
     constexpr timespec kHour = {3600, 0};
@@ -192,7 +192,7 @@ int runServe(ServeArguments& arguments)
 {
     const sigset_t signals = awaitedSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    // A reader of the log that is gone must not end the service.
+    // The service must not end because the reader of its log has.
     (void)std::signal(SIGPIPE, SIG_IGN);
     arguments.secret.read();
     arguments.appKey.read();
@@ -245,13 +245,13 @@ int runServe(ServeArguments& arguments)
     std::fflush(stdout);
 
     serveUntilStopped(signals, server, [&] {
-        // The sample is to cover today however long the service runs; on the same day this changes nothing.
+        // Moves the sample along with the days; within a day this changes nothing.
         if (sample) {
             importSample(store, systemNow(), zone);
         }
     });
     if (!server.stop()) {
-        // A handler still uses the store, so nothing can be destroyed; what was confirmed is on the disk.
+        // A handler still uses the store, so nothing can be destroyed. What was confirmed to clients is on the disk.
         log("corvaned: a request was still being answered at the end");
         temporary.reset();
         std::_Exit(kDone);

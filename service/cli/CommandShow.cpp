@@ -23,7 +23,7 @@ constexpr const char* kGuideFacts = R"sql(
            (SELECT min(start) FROM airing) AS first, (SELECT max(stop) FROM airing) AS last
 )sql";
 
-// A row per user with a session or stored data.
+// A row for each user with a session or stored data.
 constexpr const char* kUsers = R"sql(
     WITH known AS (
         SELECT user_id FROM session WHERE expires > ?1 UNION SELECT user_id FROM favorite
@@ -85,7 +85,7 @@ int showUsers(const std::string& database)
                                     path.empty() ? "the listing" : path, std::strerror(error)));
 }
 
-// The file gets its name only when it is complete.
+// Writes to a temporary file, which gets its name only when it is complete.
 int runExport(const std::string& database, const std::string& output)
 {
     Store store(database, Store::Mode::Existing, addSamplePlaces);

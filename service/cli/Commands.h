@@ -15,7 +15,7 @@ constexpr int kDone = 0;
 constexpr int kFailed = 1;  // the message says what to correct
 constexpr int kUsage = 2;
 
-/// A subcommand and the function that runs it. The function returns the exit code and throws OperatorError.
+/// A subcommand and the function that runs it, which returns the exit code and throws OperatorError.
 struct Command {
     CLI::App* parser;
     std::function<int()> run;

@@ -82,7 +82,7 @@ void addLimitOptions(CLI::App& command, http::ServerLimits& limits)
 
 bool fitToDescriptors(http::ServerLimits& limits)
 {
-    constexpr rlim_t kOthers = 200;  // the database's and the process's own
+    constexpr rlim_t kOthers = 200;  // descriptors of the database and of the process itself
     rlimit files{};
     if (getrlimit(RLIMIT_NOFILE, &files) != 0) {
         return true;

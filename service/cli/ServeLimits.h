@@ -1,4 +1,4 @@
-// The options of `corvaned serve` for the limits of its HTTP server, one for each.
+// The options of `corvaned serve` that set the limits of its HTTP server.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -7,11 +7,11 @@
 
 namespace corvaned {
 
-/// Adds the options to a command; they write to the limits, which must outlive it.
+/// Adds the options to a command. They write to `limits`, which must outlive the command.
 void addLimitOptions(CLI::App& command, http::ServerLimits& limits);
 
-/// Makes room for the connections among the descriptors that the system allows, and lowers the limit to what fits.
-/// @return whether all that were wanted fit
+/// Raises the process's limit of descriptors for the connections, and lowers the number of connections if that fails.
+/// @return whether all of them fit
 bool fitToDescriptors(http::ServerLimits& limits);
 
 }  // namespace corvaned

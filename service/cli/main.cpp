@@ -1,5 +1,5 @@
-// The command line of corvaned. Each subcommand has its own file; Commands.h lists them.
-// Exit codes: 0 done, 1 failed (the message says what to correct), 2 wrong usage.
+// The command line of corvaned. Commands.h lists the subcommands, each in its own file. Exit codes: 0 done, 1 failed
+// (the message says what to correct), 2 wrong usage.
 #include <fmt/format.h>
 
 #include "Commands.h"

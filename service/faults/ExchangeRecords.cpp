@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What tells who sent a request.
+// Headers that identify the sender of a request.
 constexpr std::string_view kSecretHeaders[] = {"Token",         "AuthToken",           "AppKey", "DUID",
                                                "Authorization", "Proxy-Authorization", "Cookie"};
 
@@ -40,7 +40,7 @@ std::string requestText(const http::Request& request)
     return text + "\r\n" + request.body;
 }
 
-/// "GET /path?query", by which a request is found again.
+/// "GET /path?query", the key under which a request is found again.
 std::string lineOf(const std::string& request)
 {
     const std::string line = request.substr(0, request.find('\r'));
@@ -92,7 +92,7 @@ void ExchangeRecorder::observe(const http::Request& request, std::string_view by
     const std::string text = requestText(request);
     const std::lock_guard<std::mutex> lock(m_lock);
     ++m_kept;
-    // The reply first: ExchangePlayer takes an exchange for complete if it has a request.
+    // Writes the reply first: ExchangePlayer takes an exchange for complete once it has a request.
     for (const auto& [kind, content] : {std::pair<const char*, std::string_view>("reply", bytes), {"request", text}}) {
         const fs::path file = fs::path(m_folder) / fileName(m_kept, kind);
         if (!writeFile(file, content)) {
@@ -117,7 +117,7 @@ ExchangePlayer::ExchangePlayer(const std::string& folder)
         throw OperatorError(fmt::format("cannot replay {}: it holds no {}; name a folder that --record has filled",
                                         folder, fileName(1, "request")));
     }
-    // Backwards, so that the earliest one is at the end of its list.
+    // In reverse, so that the earliest reply is at the end of its list.
     while (--number > 0) {
         m_replies[lineOf(contentOf(fs::path(folder) / fileName(number, "request")))].push_back(
             contentOf(fs::path(folder) / fileName(number, "reply")));

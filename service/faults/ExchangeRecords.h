@@ -1,5 +1,5 @@
-// For tests of clients: exchanges kept in a folder, and answered from it again. An exchange is two files,
-// 000001.request and 000001.reply, each holding what went over the wire, except what tells who sent it.
+// For tests of clients: records exchanges in a folder and replays them. An exchange is two files, 000001.request and
+// 000001.reply, with the bytes as sent, except what identifies the sender.
 #pragma once
 
 #include <functional>
@@ -14,7 +14,7 @@
 
 namespace corvaned {
 
-/// Keeps every exchange.  [any thread]
+/// Records every exchange.  [any thread]
 class ExchangeRecorder final : public http::ExchangeHook {
 public:
     /// @param folder  empty, or a new one; only its owner can read it and its files
@@ -31,14 +31,14 @@ private:
     int m_kept = 0;  // exchanges; guarded by m_lock
 };
 
-/// Answers requests from a folder that ExchangeRecorder has filled; the service sees none of them. Replies to the same
-/// method and target come in their order, the last one again and again.  [any thread]
+/// Answers requests from a folder that ExchangeRecorder has filled; the service does not see them. Replies to the same
+/// method and target come in their order; the last one is repeated.  [any thread]
 class ExchangePlayer final : public http::ExchangeHook {
 public:
     /// @throws OperatorError if the folder holds no exchange
     explicit ExchangePlayer(const std::string& folder);
 
-    /// 404 if no such exchange was recorded.
+    /// Answers 404 if no such exchange was recorded.
     std::optional<std::string> answerInstead(const http::Request& request) override;
 
 private:

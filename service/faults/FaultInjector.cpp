@@ -19,14 +19,14 @@ using End = http::ReplyDelivery::End;
 
 constexpr std::string_view kServicePath = "/openapi/service/vorel/";
 
-// --- faults of what a reply says -------------------------------------------------------------------------------------
+// --- faults in the content of replies --------------------------------------------------------------------------------
 
 void replaceByHtml(http::Reply& reply, std::int64_t /*unused*/)
 {
     reply.body = "<html><body>Please sign in to this network.</body></html>";
 }
 
-// Strings become numbers and lists objects. "stat" stays, since a client reads nothing else otherwise.
+// Turns strings into numbers and lists into objects. Keeps "stat", because clients read nothing without it.
 void exchangeTypes(Json& value, const std::string& key)
 {
     if (value.is_array()) {
@@ -65,7 +65,7 @@ void replaceByStatus(http::Reply& reply, std::int64_t status)
     reply.status = static_cast<int>(status);
 }
 
-// --- faults of how it is sent ----------------------------------------------------------------------------------------
+// --- faults in the delivery of replies -------------------------------------------------------------------------------
 
 void sendLate(std::string& /*bytes*/, http::ReplyDelivery& delivery, std::int64_t milliseconds)
 {
@@ -99,7 +99,7 @@ void sendWrongLength(std::string& bytes, http::ReplyDelivery& delivery, std::int
 
 struct FaultKind {
     const char* name;
-    std::int64_t standard;  // the argument if none is given
+    std::int64_t standard;  // the argument if the rule has none
     std::int64_t least;
     std::int64_t most;
     void (*alter)(http::Reply& reply, std::int64_t argument);                                   // or null
@@ -167,7 +167,7 @@ bool InjectedFault::concerns(std::string_view requestPath) const
     if (path.front() != '/' && requestPath.substr(0, kServicePath.size()) == kServicePath) {
         requestPath.remove_prefix(kServicePath.size());
     }
-    // Parameters may follow the path itself.
+    // Parameters may follow the path.
     return requestPath.substr(0, path.size()) == path &&
            (requestPath.size() == path.size() || requestPath[path.size()] == '/' || requestPath[path.size()] == '&');
 }

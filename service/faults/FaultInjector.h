@@ -1,5 +1,5 @@
-// For tests of clients: replies that come late, broken or not at all. Nothing happens unless the operator asks for it.
-// The faults are the rows of kFaultKinds in FaultInjector.cpp.
+// For tests of clients: replies that come late, broken or not at all, if the operator asks for them. The faults are the
+// rows of kFaultKinds in FaultInjector.cpp.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 namespace corvaned {
 
-/// What one rule does to the replies of one path.
+/// One rule: what happens to the replies of one path.
 struct InjectedFault {
     std::string path;       // "channel/schedule", "/openapi/service/..." or "*"
     std::size_t kind = 0;   // row of kFaultKinds
@@ -22,15 +22,15 @@ struct InjectedFault {
     /// @throws OperatorError
     static InjectedFault parse(const std::string& text);
 
-    /// Whether the rule is for that path. Whole segments are compared: "conf" is for /conf and /conf/server, and not
-    /// for /config.
+    /// Whether the rule is for that path. Compares whole segments: "conf" is for /conf and /conf/server, but not for
+    /// /config.
     bool concerns(std::string_view requestPath) const;
 };
 
-/// [any thread]
+/// Changes replies as its rules say.  [any thread]
 class FaultInjector final : public http::ExchangeHook {
 public:
-    /// @param faults  as InjectedFault::parse reads them; of several that concern a path the first counts
+    /// @param faults  as InjectedFault::parse reads them; if several are for one path, the first counts
     /// @throws OperatorError
     explicit FaultInjector(const std::vector<std::string>& faults);
 

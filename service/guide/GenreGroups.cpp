@@ -12,8 +12,8 @@ struct KeywordRow {
     std::string_view group;
 };
 
-// If a category has several words, the upper row counts: a "news magazine" is news, a "crime film" is a film. The words
-// are those of real listings in English, French, German, Turkish and Spanish.
+// If a category has several of these words, the upper row counts: a "news magazine" is news, a "crime film" is a film.
+// The words are from real listings in English, French, German, Turkish and Spanish.
 constexpr KeywordRow kKeywords[] = {
     {"kid", "6"},       {"child", "6"},     {"cartoon", "6"},     {"anim", "6"},        {"jeunesse", "6"},
     {"dessin", "6"},    {"kinder", "6"},    {"çocuk", "6"},       {"infantil", "6"},    {"pre-school", "6"},
@@ -51,8 +51,8 @@ const std::vector<GenreGroup>& genreGroups()
 
 const GenreGroup& genreGroupOf(std::string_view category)
 {
-    // The leading blank makes every word begin after a blank. Letters beyond ASCII are in lower case in the table,
-    // which is how listings write them inside words.
+    // The blank at the start puts a blank before every word. Letters beyond ASCII are in lower case in the table, as
+    // listings write them inside words.
     std::string words = " ";
     std::transform(category.begin(), category.end(), std::back_inserter(words), [](unsigned char c) {
         return static_cast<char>(c < 0x80 ? (std::isalnum(c) != 0 || c == '-' ? std::tolower(c) : ' ') : c);

@@ -1,4 +1,4 @@
-// Representative genres: a few groups for the many categories of listings.
+// Genre groups: a few representative genres for the many categories of listings.
 #pragma once
 
 #include <string_view>
@@ -11,10 +11,10 @@ struct GenreGroup {
     std::string_view name;
 };
 
-/// All groups; the last one is for categories that fit no other.
+/// All groups. The last one is for categories that fit no other group.
 const std::vector<GenreGroup>& genreGroups();
 
-/// The group of a category, by the first known word in it.
+/// The group of a category, found by the known words in it.
 const GenreGroup& genreGroupOf(std::string_view category);
 
 }  // namespace corvaned

@@ -1,6 +1,6 @@
-// The channels of the guide, and facts about it as a whole; Programmes.h has the programmes. Every function reads on
-// the connection it is given; callers of several functions hold a read transaction, so that an import in between cannot
-// mix two guides.
+// The channels of the guide, and facts about the whole guide; Programmes.h has the programmes. Every function reads on
+// the connection it is given. Callers of several functions hold a read transaction, so that an import between two calls
+// cannot mix two guides.
 #pragma once
 
 #include <cstdint>
@@ -38,8 +38,8 @@ void forEachChannel(sqlite::Connection& connection, const std::function<void(con
 /// @return whether it has
 bool findChannel(sqlite::Connection& connection, std::int64_t source, const std::function<void(const Channel&)>& visit);
 
-/// Reads a row with the columns source_id, number, name, icon_url, icon_width and icon_height of `channel`. The record
-/// is valid until the query's next step.
+/// Reads a row that has the columns source_id, number, name, icon_url, icon_width and icon_height of `channel`. The
+/// record is valid until the query's next step.
 Channel channelOf(const sqlite::Query& row);
 
 inline constexpr int kSameLanguage = 2;

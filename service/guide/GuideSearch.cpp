@@ -8,12 +8,12 @@
 namespace corvaned::guide {
 namespace {
 
-// A title says more than a name, a name more than a word of the description.
+// A match in a title weighs more than one in a name, and a name more than a word of the description.
 constexpr std::string_view kMatches =
     "SELECT rowid FROM search WHERE search MATCH ?1 ORDER BY bm25(search, 10, 5, 1, 4), rowid LIMIT ?3 OFFSET ?2";
 constexpr std::string_view kCount = "SELECT count(*) FROM search WHERE search MATCH ?1";
 
-// The question in the index's own language, everything in it quoted: what looks like an operator is a word.
+// The search expression of SQLite's full-text index. Every word is quoted, so that words such as AND are not operators.
 std::string expressionOf(std::string_view question, Match match)
 {
     std::string expression;
@@ -43,7 +43,7 @@ std::string searchProblem(std::string_view question)
     std::size_t words = 0;
     std::size_t length = 0;
     for (const unsigned char c : question) {
-        // What separates words in the index, as far as ASCII goes.
+        // ASCII characters that separate words in the index.
         const bool separates = c < 0x80 && std::isalnum(c) == 0;
         words += !separates && length == 0 ? 1 : 0;
         length = separates ? 0 : length + 1;

@@ -15,7 +15,7 @@ inline constexpr std::size_t kMostSearchWords = 16;
 inline constexpr std::size_t kLongestSearchWord = 64;  // bytes
 
 enum class Match {
-    Prefix,  // every word asked for begins some word of the content
+    Prefix,  // every word asked for is the beginning of a word of the content
     Exact,   // the content has the words asked for, whole and in that order
 };
 
@@ -24,11 +24,11 @@ struct Found {
     std::vector<std::int64_t> contents;  // of this page, the best first
 };
 
-/// Why a question is not searched for, as the rest of a sentence about it; empty if it can be. The limits keep the cost
-/// of a search proportional to what it finds.
+/// The reason why a question cannot be searched for, as the rest of a sentence about it; empty if it can be. The limits
+/// keep the cost of a search proportional to the number of results.
 std::string searchProblem(std::string_view question);
 
-/// Finds the contents whose words fit. Case and accents do not count; a question without any word finds nothing.
+/// Finds the contents that match. Case and accents are ignored; a question without any word finds nothing.
 /// @param question  one without a searchProblem
 Found search(sqlite::Connection& connection, std::string_view question, Match match, Page page);
 

@@ -6,10 +6,10 @@
 
 namespace corvaned::guide {
 
-/// A condition on a row of `airing`: it is on at some moment of [from, to).
+/// A condition on a row of `airing`: it is on the air at some moment of [from, to).
 ///
-/// No airing is longer than the longest, so the range of the index on start begins where an airing that lasts into the
-/// window can begin.
+/// No airing is longer than the longest one of the guide, so the search in the index on start begins that much before
+/// `from`.
 /// @param from, to  SQL expressions, such as "?2"; seconds since 1970
 inline std::string onAirDuring(std::string_view from, std::string_view to)
 {
@@ -19,13 +19,13 @@ inline std::string onAirDuring(std::string_view from, std::string_view to)
     return sql;
 }
 
-/// A condition on a row of `airing`: it is on at that moment.
+/// A condition on a row of `airing`: it is on the air at that moment.
 inline std::string onAirAt(std::string_view at)
 {
     return onAirDuring(at, std::string(at) + " + 1");
 }
 
-/// The order of airings that are on at once on one channel: the one that began last comes first.
+/// The order of airings of one channel that overlap: the one that began last comes first.
 inline constexpr std::string_view kLatestFirst = "airing.start DESC, airing.clump, airing.id";
 
 }  // namespace corvaned::guide

@@ -61,7 +61,7 @@ const std::string kEpisodesOf = programmeQuery(R"sql(
         WHERE place = 1)
     ORDER BY season = 0, season, episode = 0, episode, start, airing.id)sql");
 
-// Reads rows of programmeQuery; owns the strings of a translation while they replace the airing's own.
+// Reads rows of programmeQuery. Owns the strings of a translation, to which the programme then points.
 class ProgrammeReader {
 public:
     ProgrammeReader(sqlite::Connection& connection, std::string_view lang) : m_connection(connection), m_wanted(lang) {}
@@ -130,7 +130,7 @@ private:
     std::string m_description;
 };
 
-// Runs the query, whose parameters are bound, to its end.
+// Runs the query, whose parameters are already bound, to its end.
 bool forEach(sqlite::Connection& connection, sqlite::Query& rows, std::string_view lang, const ProgrammeVisit& visit)
 {
     ProgrammeReader reader(connection, lang);

@@ -15,7 +15,7 @@
 
 namespace corvaned::guide {
 
-/// One airing with its channel. Strings are valid during the call that hands it over.
+/// One airing with its channel. Its strings are valid during the callback that receives it.
 struct Programme {
     std::int64_t airing = 0;  // its id, valid until the next import
     std::int64_t content = 0;
@@ -24,7 +24,7 @@ struct Programme {
     Instant start = 0;
     Instant stop = 0;
     std::string_view type;
-    int season = 0;  // of these four 0 means unknown
+    int season = 0;  // 0: unknown, as for the next three
     int episode = 0;
     int year = 0;
     int runtime = 0;  // minutes
@@ -45,43 +45,44 @@ struct Page {
     std::int64_t count = 0;
 };
 
-/// The programme on that channel at that moment; of several, the one that began last.
+/// The programme that is on the air on that channel at that moment; if airings overlap, the one that began last.
 void onAir(sqlite::Connection& connection, std::int64_t source, Instant at, std::string_view lang,
            const ProgrammeVisit& visit);
 
-/// The programmes on that channel at any moment of [from, to), in order of start.
+/// The programmes that are on the air on that channel at any moment of [from, to), in order of start.
 void window(sqlite::Connection& connection, std::int64_t source, Instant from, Instant to, std::string_view lang,
             const ProgrammeVisit& visit);
 
-/// The programme that is on and those that follow on that channel, in order of start.
+/// The programme that is on the air and those that follow on that channel, in order of start.
 void following(sqlite::Connection& connection, std::int64_t source, Instant at, std::int64_t count,
                std::string_view lang, const ProgrammeVisit& visit);
 
-/// Contents that are on at any moment of [from, to), each once with its first airing there, in order of start.
-/// @param genres  numbers of which a content must have one; none: any content
+/// Contents that are on the air at any moment of [from, to), each once, with its first airing in that time, in order of
+/// start.
+/// @param genres  only contents with one of these genres; empty: any content
 void contents(sqlite::Connection& connection, const std::vector<std::int64_t>& genres, Instant from, Instant to,
               Page page, std::string_view lang, const ProgrammeVisit& visit);
 
-/// All airings of a content from `from` on, by channel in the order of the line-up, then by start.
-/// @param source  keeps to that channel; 0: all
+/// All airings of a content that end after `from`, by channel in the order of the line-up, then by start.
+/// @param source  only airings on that channel; 0: on all channels
 void airingsOf(sqlite::Connection& connection, std::int64_t content, std::int64_t source, Instant from,
                std::string_view lang, const ProgrammeVisit& visit);
 
-/// The airing of a content that a viewer cares about at that moment: the one that is on or comes next, else the last.
+/// The airing of a content that is on the air or comes next; if there is neither, its last one.
 /// @return whether the guide has the content
 bool nextAiring(sqlite::Connection& connection, std::int64_t content, Instant at, std::string_view lang,
                 const ProgrammeVisit& visit);
 
-/// One airing, as another query has picked it.
+/// One airing by its id, as another query has returned it.
 /// @param row  its id in the current guide
-/// @return whether there is one
+/// @return whether the guide has it
 bool airing(sqlite::Connection& connection, std::int64_t row, std::string_view lang, const ProgrammeVisit& visit);
 
-/// The series of an episode, or the series with that number itself; 0 if there is none.
+/// The series of an episode, or the number itself if it is that of a series; 0 if there is none.
 std::int64_t seriesOf(sqlite::Connection& connection, std::int64_t contentOrSeries);
 
-/// The episodes of a series by season and number, each once: if possible on the channel given, else as nextAiring
-/// chooses.
+/// The episodes of a series by season and number, each once: with an airing on the given channel if there is one, else
+/// with the airing that nextAiring chooses.
 void episodesOf(sqlite::Connection& connection, std::int64_t series, std::int64_t source, Instant at,
                 std::string_view lang, const ProgrammeVisit& visit);
 

@@ -75,7 +75,7 @@ std::optional<TodayFile> TodayFile::parse(std::string_view name)
 std::pair<Instant, Instant> TodayFile::window(const Zone& zone) const
 {
     const Instant midnight = midnightOf(std::stoi(day), zone).value_or(0);
-    // On a day when the clock changes, the hour that it shows counts.
+    // On a day when the clock changes, the hours are those that the clock shows.
     const auto atHour = [&](int hour) {
         const Instant plain = midnight + Instant{hour} * 3600;
         return plain - (zone.offsetAt(plain) - zone.offsetAt(midnight));

@@ -1,5 +1,5 @@
 // The files that channel/today offers: the guide of one day in windows of six hours. Their names contain the day,
-// window and language, so nothing has to be stored.
+// window and language, so nothing has to be stored. Guide.h describes the guide.
 #pragma once
 
 #include <optional>
@@ -21,7 +21,7 @@ struct TodayFile {
     /// "schedule-20261121-0-6-en.json".
     std::string name() const;
 
-    /// Reads a name; nothing if no file of that name can be offered.
+    /// Reads a file name; nothing if the service never offers a file of that name.
     static std::optional<TodayFile> parse(std::string_view name);
 
     /// The time span in which its programmes begin.
@@ -29,7 +29,7 @@ struct TodayFile {
 };
 
 /// The files of the current day.
-/// @param lang  a language tag; anything else counts as none
+/// @param lang  a language tag; anything else counts as no language
 std::vector<TodayFile> todayFiles(const Zone& zone, Instant now, std::string_view lang);
 
 }  // namespace corvaned

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kChunk = 64UL * 1024;
 
-// What the xz decoder may allocate; enough for every preset of xz.
+// The memory limit of the xz decoder; enough for every preset of xz.
 constexpr std::uint64_t kXzMemory = 128ULL * 1024 * 1024;
 
 class FileSource : public ByteSource {
@@ -65,7 +65,7 @@ private:
     std::string_view m_rest;
 };
 
-// Returns the bytes that unpack() has read first.
+// Returns the bytes that unpack() has already read, then the rest.
 class PrefixedSource : public ByteSource {
 public:
     PrefixedSource(std::string prefix, std::unique_ptr<ByteSource> rest)

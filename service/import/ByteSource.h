@@ -13,12 +13,12 @@ class ByteSource {
 public:
     virtual ~ByteSource() = default;
 
-    /// Fills buffer with up to size bytes; 0 only at the end.
+    /// Reads up to `size` bytes into the buffer. Returns 0 only at the end.
     /// @throws OperatorError if the file cannot be read or its compression is damaged
     virtual std::size_t read(char* buffer, std::size_t size) = 0;
 };
 
-/// Opens a listing file, plain, .gz or .xz whatever its name.
+/// Opens a listing file. Its content, not its name, decides whether it is plain, gzip or xz.
 /// @throws OperatorError if it cannot be opened
 std::unique_ptr<ByteSource> openFile(const std::string& path);
 

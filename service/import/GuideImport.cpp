@@ -1,4 +1,5 @@
-// Staging tables are temporary and go to disk, so memory stays flat; they end with the connection.
+// Listings are first read into temporary tables, which are on disk, so that memory does not grow with the listing. They
+// end with the connection.
 #include "GuideImport.h"
 
 #include <algorithm>
@@ -52,8 +53,8 @@ constexpr const char* kStaging = R"sql(
     ) WITHOUT ROWID;
 )sql";
 
-// A programme without an end lasts until the next one of its channel. If that is more than six hours later, the
-// listing has a gap, and half an hour is assumed.
+// A programme without an end lasts until the next one of its channel. If that one begins more than six hours later, the
+// listing has a gap, and the programme gets half an hour.
 constexpr const char* kMissingStops = R"sql(
     UPDATE staged_airing SET stop = coalesce(
         (SELECT min(later.start) FROM staged_airing AS later
@@ -78,7 +79,7 @@ constexpr const char* kEmptyGuide = R"sql(
     UPDATE staged_genre SET genre_id = (SELECT genre.id FROM genre WHERE genre.name = staged_genre.name);
 )sql";
 
-// Parameters of the copies: what is added to the ids of airings, and the seconds that times are moved by.
+// Parameters of the copies: the number added to the ids of airings, and the seconds added to times.
 constexpr std::string_view kCopyAirings = R"sql(
     INSERT INTO airing
     SELECT staged.id + ?1, source_id, start + ?2, stop + ?2, clump, content_id, type, season, episode, year, runtime,
@@ -92,8 +93,8 @@ constexpr std::string_view kCopyGenres =
     "INSERT INTO airing_genre SELECT airing + ?1, place, genre_id FROM staged_airing_genre "
     "JOIN staged_genre ON staged_genre.id = genre";
 
-// Once per content, whatever the number of its airings. In the order of the row ids, because in any other order the
-// index is rewritten again and again.
+// One row per content, however many airings it has. In the order of the row ids, because any other order rewrites the
+// index again and again.
 constexpr const char* kFillSearch = R"sql(
     INSERT INTO search (search) VALUES ('delete-all');
     INSERT INTO search (rowid, title, ep_title, short_desc, people)
@@ -111,7 +112,7 @@ constexpr const char* kFillSearch = R"sql(
     ORDER BY content_id;
 )sql";
 
-// The same on every machine, whatever its byte order: the digest's first eight bytes, lowest first.
+// Independent of the machine's byte order: the digest's first eight bytes, lowest first.
 std::int64_t contentId(const std::string& key)
 {
     const Sha1 digest = sha1(key);
@@ -122,7 +123,7 @@ std::int64_t contentId(const std::string& key)
     return static_cast<std::int64_t>(id >> 1);  // positive, so that it has no sign in a URL
 }
 
-// The ids under which the guide knows a programme.
+// The ids of a programme in the guide.
 struct ProgrammeIds {
     std::int64_t content;
     std::int64_t series;  // 0: of none
@@ -140,7 +141,7 @@ ProgrammeIds idsOf(const ListingProgramme& programme)
     return ids;
 }
 
-// What one day of the staged guide covers.
+// The time that one day of the staged guide covers.
 struct StagedSpan {
     Instant first = 0;
     Instant last = 0;
@@ -166,7 +167,7 @@ public:
         m_report.listings.push_back(m_listing);
     }
 
-    /// Ends the reading and makes what was staged the guide.
+    /// Ends the reading and makes the staged rows the guide.
     ImportReport apply();
 
     void addChannel(const ListingChannel& channel) override;
@@ -200,7 +201,7 @@ private:
     std::int64_t m_stagedAirings = 0;
     Digest m_digest;
     std::optional<sqlite::Transaction> m_staging;  // while listings are read
-    // These grow with channels and genres, which are bounded, not with programmes.
+    // Bounded: these grow with the channels and genres, not with the programmes.
     std::unordered_map<std::string, KnownChannel> m_channels;
     std::unordered_map<std::string, std::int64_t> m_genres;
 };
@@ -336,7 +337,7 @@ void Staging::stageCredits(const ListingProgramme& programme, std::int64_t conte
     }
 }
 
-// The order matters: a database keeps the digest of its guide from one import to the next.
+// The order of the fields matters: a database compares this digest with that of its next import.
 void Staging::digestProgramme(const ListingProgramme& programme, const ProgrammeIds& ids)
 {
     m_digest.add("programme");
@@ -507,7 +508,7 @@ Shifts movedToToday(Instant now, const Zone& zone)
         if (last > now) {
             return {0};
         }
-        // Of the weeks that bring any of it to today, the one that brings most, and the later of two equals.
+        // Takes the week that brings most of the guide to today; if two weeks bring as much, the later one.
         const auto covered = [&](std::int64_t shift) {
             return std::min(last + shift, today + kDay) - std::max(first + shift, today);
         };

@@ -193,7 +193,7 @@ void ListingReader::run()
     static std::once_flag prepared;
     std::call_once(prepared, [] {
         xmlInitParser();
-        // A second safeguard: with the options below, the parser opens nothing outside the listing anyway.
+        // A second safeguard: with the options below, the parser opens nothing else anyway.
         xmlSetExternalEntityLoader(
             [](const char*, const char*, xmlParserCtxtPtr) -> xmlParserInputPtr { return nullptr; });
     });
@@ -242,8 +242,8 @@ int ListingReader::readBytes(char* buffer, int size)
     return static_cast<int>(count);
 }
 
-// A listing that has lost a block to a failed disk or download contains NULs in its place, and the parser takes the
-// first one for the end.
+// A listing that lost a block to a failed disk or download contains NULs instead, and the parser takes the first NUL
+// for the end of the listing.
 void ListingReader::checkNoNul(std::string_view bytes)
 {
     if (m_unpacked == bytes.size() && bytes.size() >= 2) {

@@ -1,5 +1,5 @@
-// XMLTV listings, read as a stream: whatever the size of the file, one channel or programme at a time is in memory.
-// Listing.cpp reads; GuideImport.h is the sink that files what comes out. Times: XmltvTime.h. Bytes: ByteSource.h.
+// Reads XMLTV listings as a stream: one channel or programme at a time is in memory, whatever the size of the file.
+// GuideImport.h receives them. XmltvTime.h reads times, ByteSource.h bytes.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// The table of children first, then a record from its begin to its end, then how each child is taken up.
+// The table of children, then the steps of a record from begin to end, then the functions that read the children.
 #include "ListingRecords.h"
 
 #include <algorithm>
@@ -18,9 +18,9 @@ constexpr std::size_t kTextLimit = 64UL * 1024;  // bytes of one element's text
 constexpr std::size_t kIdLimit = 1024;           // bytes of a channel id
 constexpr std::size_t kGenreLimit = 1024;        // bytes of a genre's name
 constexpr std::size_t kNumberLimit = 32;         // digits of a channel number
-constexpr std::size_t kCreditLimit = 100;        // people of one programme; further ones are left out
-constexpr std::size_t kGenresLimit = 100;        // and genres, likewise
-constexpr std::size_t kLanguageLimit = 100;      // of one programme
+constexpr std::size_t kCreditLimit = 100;        // people of one programme; further ones are ignored
+constexpr std::size_t kGenresLimit = 100;        // genres of one programme; further ones are ignored
+constexpr std::size_t kLanguageLimit = 100;      // languages of one programme
 
 std::string lowered(std::string text)
 {
@@ -44,7 +44,7 @@ int leadingNumber(std::string_view text)
     return result.ec == std::errc() && value >= 0 && value <= kLargest ? value : 0;
 }
 
-// A wire client fetches images by http or https; a path of the listing's own site is of no use to it.
+// Clients fetch images over http or https, so other addresses and relative paths are of no use.
 bool isWebAddress(std::string_view url)
 {
     return url.substr(0, 7) == "http://" || url.substr(0, 8) == "https://";
@@ -94,7 +94,7 @@ bool isMovieGenre(const std::string& genre)
     return std::find(std::begin(kMovie), std::end(kMovie), lowered(genre)) != std::end(kMovie);
 }
 
-// Episodes share the part of their programme id before the dot; films and single programmes begin otherwise.
+// Episodes ("EP...") share the part of their programme id before the dot. Other ids are of films and single programmes.
 std::string seriesOfProgramId(const std::string& id)
 {
     return id.substr(0, 2) == "EP" && id.find('.') != std::string::npos ? id.substr(0, id.find('.')) : std::string();
@@ -394,7 +394,7 @@ void RecordReader::takeDescription(const std::string& text)
 
 void RecordReader::takeCategory(const std::string& text)
 {
-    // Categories in further languages are ignored: they would count as further genres.
+    // Ignores categories in a second language: they are translations, not further genres.
     std::vector<std::string>& genres = m_programme.genres;
     const std::string lang = attribute("lang");
     if (text.size() > kGenreLimit) {

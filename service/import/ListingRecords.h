@@ -14,35 +14,34 @@ namespace corvaned {
 /// The string without blanks at its ends, and with one blank for each run of blanks, as XMLTV prescribes.
 std::string collapsed(std::string_view text);
 
-/// Whether the fields of a record are one level deeper, inside this element: <credits>, <rating>. They are named
-/// "credits/actor" then.
+/// Whether the element groups fields of a record: <credits>, <rating>. Fields inside it are named "credits/actor".
 bool isFieldGroup(std::string_view element);
 
 /// Builds records and passes them to the sink; broken ones are reported as skipped.
 class RecordReader {
 public:
-    /// Names must last until the record ends.
+    /// Names must stay valid until the record ends.
     using Attributes = std::vector<std::pair<std::string_view, std::string>>;
 
     /// @param sink  must outlive the reader
     explicit RecordReader(ListingSink& sink) : m_sink(sink) {}
 
-    /// Begins a record, if the element is one.
-    /// @param line  where its start tag ends
+    /// Begins a record if the element is a channel or programme.
+    /// @param line  the line where its start tag ends
     void begin(std::string_view element, Attributes attributes, int line);
 
     /// Begins a child of the record's element.
     void beginField(std::string_view element, Attributes attributes);
 
-    /// Adds to the content of the open child.
+    /// Adds to the text of the open child.
     void addText(std::string_view text);
 
     void endField();
 
-    /// Ends the record that is open and hands it over.
+    /// Ends the open record and passes it on.
     void end();
 
-    /// Makes the open record a broken one; the first reason counts. Between records it has no effect.
+    /// Marks the open record as broken; the first reason counts. Has no effect between records.
     void setFault(std::string reason);
 
 private:
@@ -52,7 +51,7 @@ private:
         Programme,
     };
 
-    // How the content and attributes of a record's child are read.
+    // A child of a record and the function that takes its text and attributes.
     struct Field {
         Record record;
         std::string_view element;

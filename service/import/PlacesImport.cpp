@@ -1,4 +1,4 @@
-// kRows first: the kinds of rows, their columns and the statement that files each.
+// The kinds of rows come first: their columns, and the statement that stores each.
 #include "PlacesImport.h"
 
 #include <algorithm>
@@ -18,10 +18,10 @@ enum class Column {
     Key,      // not empty
     Text,     // may be empty
     Number,   // from 0; empty means 0
-    Postal,   // as Key, filed in its plain form
-    State,    // the code of a state above
-    City,     // the code of a city above
-    Headend,  // the id of a headend above
+    Postal,   // as Key, stored in its plain form
+    State,    // the code of a state in an earlier row
+    City,     // the code of a city in an earlier row
+    Headend,  // the id of a headend in an earlier row
 };
 
 constexpr std::size_t kMostColumns = 8;
@@ -214,7 +214,7 @@ void PlacesReader::readLine(std::string_view line)
     insert.bindText(static_cast<int>(columns) + 1, place);
     insert.run();
     if (m_connection.changes() == 0) {
-        refuse(fmt::format("a row above says this already: {},{}", kind->name, fields[1]));
+        refuse(fmt::format("duplicate row: {},{} is in a row above; remove one of the two", kind->name, fields[1]));
     }
     m_report.cities += kind->name == "city" ? 1 : 0;
     m_report.postalCodes += kind->name == "postal" ? 1 : 0;

@@ -1,5 +1,5 @@
-// Places, headends, their line-ups and the operator's apps, read from CSV. kRows in
-// PlacesImport.cpp lists the rows and in docs/running-the-service.md; Lineup.h answers from them.
+// Reads places, headends, their line-ups and the operator's apps from CSV. docs/running-the-service.md and kRows in
+// PlacesImport.cpp list the rows; Lineup.h answers from the tables.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace corvaned {
 
-/// The invented places that a new database begins with: sample/places.csv.
+/// The invented places of a new database: sample/places.csv.
 std::string_view samplePlaces();
 
 /// Imports the sample places if the database has no headends. For Store's `fill`.
@@ -23,9 +23,9 @@ struct PlacesReport {
     std::int64_t apps = 0;
 };
 
-/// Replaces places and headends by those of the text, and the apps by its apps; if it has none of these, the existing
-/// ones stay. The caller holds a write transaction.
-/// @param name  of the text, for messages
+/// Replaces places and headends by those of the CSV, and the apps by its apps; what it has none of stays. The caller
+/// holds a write transaction.
+/// @param name  of the file, for messages
 /// @throws OperatorError with the line of the first fault; the transaction must not be committed then
 PlacesReport importPlaces(sqlite::Connection& connection, std::string_view text, const std::string& name);
 

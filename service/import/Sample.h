@@ -11,7 +11,7 @@ namespace corvaned {
 /// sample/day.xml. Its times are those of 1 January 2000, to be read as wall-clock times.
 std::string_view sampleListing();
 
-/// Makes the sample the guide, its day repeated from yesterday to eight days ahead by the zone's wall clock.
+/// Makes the sample the guide. Its day is repeated from yesterday to eight days ahead, by the zone's wall clock.
 void importSample(Store& store, Instant now, const Zone& zone);
 
 }  // namespace corvaned

@@ -1,5 +1,5 @@
-// Digits first, zone second. Zone names are those that listings use with one meaning; IST, for example, is left out
-// because India, Ireland and Israel all use it.
+// Zone names are those that listings use with one meaning. IST, for example, is left out because India, Ireland and
+// Israel all use it.
 #include "XmltvTime.h"
 
 #include <algorithm>

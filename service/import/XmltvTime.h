@@ -1,4 +1,4 @@
-// Times in XMLTV listings: "YYYYMMDDhhmmss" or an initial part of it, optionally followed by a zone.
+// Reads times in XMLTV listings: "YYYYMMDDhhmmss" or an initial part of it, optionally followed by a zone.
 #pragma once
 
 #include <optional>
@@ -9,8 +9,8 @@
 
 namespace corvaned {
 
-/// Reads one time. Missing digits count as the first moment of the year, month, day, hour or minute
-/// given. The zone is an offset ("+0100", "+01:00", "+01"), "Z" or a name in common use ("BST"); none means UTC.
+/// Reads one time. Missing digits mean the first moment of the given year, month, day, hour or minute. The zone is an
+/// offset ("+0100", "+01:00", "+01"), "Z" or a name in common use ("BST"); without one the time is in UTC.
 ///
 /// @param problem  receives the reason, as the end of a message, if nothing is returned; else unchanged
 std::optional<Instant> parseXmltvTime(std::string_view text, std::string& problem);

@@ -65,7 +65,7 @@ std::vector<Headend> headendsOf(sqlite::Connection& connection, std::string_view
     return headends;
 }
 
-// A line-up derived from the guide's own, for a headend without one.
+// A line-up derived from the guide's line-up, for a headend without one.
 std::vector<Station> derivedLineup(sqlite::Connection& connection, std::size_t leaveOut, std::size_t rotate)
 {
     std::vector<Station> stations;
@@ -91,7 +91,7 @@ std::string channelAt(const Numbers& numbers, const std::string& number)
     return found == numbers.end() ? std::string() : found->second;
 }
 
-// Splits groups of headends that no question distinguishes yet by the channel at that number.
+// Splits each group of headends by the channel that they have at that number.
 std::vector<std::vector<std::size_t>> splitBy(const std::vector<std::vector<std::size_t>>& groups,
                                               const std::vector<Numbers>& lineups, const std::string& number)
 {
@@ -193,7 +193,7 @@ std::vector<Question> quiz(sqlite::Connection& connection, std::string_view head
             numbers.insert(station.number);
         }
     }
-    // The number that distinguishes most headends comes first; of equals, the first in order.
+    // Each time, asks for the number that distinguishes most headends; if several do, for the first of them.
     std::vector<Question> questions;
     while (groups.size() < headends.size()) {
         std::vector<std::vector<std::size_t>> best;

@@ -40,10 +40,11 @@ struct Headend {
 };
 
 /// The headends that serve a city, or any city of a state.
-/// @param code  of either
+/// @param code  of the city or state
 std::vector<Headend> headendsAt(sqlite::Connection& connection, std::string_view code);
 
-/// The headends at a postal code, or at the longest known code that it begins with ("10110-0042" finds "10110").
+/// The headends at a postal code. If it is unknown, those at the longest known code that it begins with ("10110-0042"
+/// finds "10110").
 std::vector<Headend> headendsAtPostalCode(sqlite::Connection& connection, std::string_view code);
 
 bool isHeadend(sqlite::Connection& connection, std::string_view id);
@@ -60,18 +61,18 @@ std::vector<Station> lineupOf(sqlite::Connection& connection, std::string_view h
 
 struct Answer {
     Headend headend;
-    std::string channel;  // empty: that headend has nothing at the number
+    std::string channel;  // empty: that headend has no channel at the number
 };
 
 struct Question {
     std::string number;
-    std::vector<Answer> answers;  // one of every headend
+    std::vector<Answer> answers;  // one for every headend
 };
 
-/// Questions that distinguish the headends that share a city with the one given, itself included; as few as found. A
+/// Questions that tell apart the headends that share a city with the given one, including that one; as few as found. A
 /// viewer who answers each with the channel at its number is left with exactly one headend, unless several have equal
 /// line-ups.
-/// @param headend  empty: all headends there are
+/// @param headend  empty: all headends
 std::vector<Question> quiz(sqlite::Connection& connection, std::string_view headend);
 
 struct Choice {

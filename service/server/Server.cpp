@@ -38,7 +38,7 @@ http::Reply answer(Service& service, const http::Request& request)
                                      request.origin, [&request] { return request.isOver(); }}));
 }
 
-// A path may be followed by parameters, which tell what a viewer watches.
+// Drops the parameters that may follow a path: they show what a viewer watches.
 std::string_view withoutParameters(std::string_view path)
 {
     return path.substr(0, path.find_first_of("&;?="));

@@ -1,4 +1,4 @@
-// HTTP in front of a Service: the server of http/ with the service's envelope, and one log line per request.
+// Serves a Service over HTTP: the server of http/ with the service's reply envelope and one log line per request.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ struct ServerSettings {
     http::ListenAddress address;
     std::optional<http::TlsFiles> tls;
     http::ServerLimits limits;
-    std::size_t logLinesPerSecond = 200;     // of one client's address; the others are counted
+    std::size_t logLinesPerSecond = 200;     // for each client's address; further lines are only counted
     std::vector<http::ExchangeHook*> hooks;  // not owned
 };
 
@@ -25,7 +25,7 @@ struct ServerSettings {
 class Server {
 public:
     /// @param service  must outlive the server
-    /// @param log      receives lines without their end, from several threads at once; must not block
+    /// @param log      receives lines without their line end, from several threads at once; must not block
     /// @throws http::HttpSetupError if the address or the TLS files cannot be used
     Server(Service& service, const ServerSettings& settings, std::function<void(const std::string& line)> log);
     Server(const Server&) = delete;
@@ -35,7 +35,7 @@ public:
     const std::string& url() const { return m_http.url(); }
     int port() const { return m_http.port(); }
 
-    /// Reads the certificate and its key again. On failure the old ones stay in use, and the log has the reason.
+    /// Reads the certificate and its key again. On failure the old ones stay in use, and the reason is logged.
     void reloadTls();
 
     /// As http::HttpServer::stop().

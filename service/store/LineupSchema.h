@@ -4,7 +4,7 @@
 
 namespace corvaned {
 
-/// place orders rows as the operator listed them.
+/// The column `place` keeps the operator's order.
 inline constexpr const char* kLineupTables = R"sql(
     CREATE TABLE state (
         code TEXT PRIMARY KEY,

@@ -12,14 +12,14 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-// Steps of SQLite's machine between two looks at the limit; about 20 microseconds.
+// Instructions of SQLite's virtual machine between two checks of the limit; they take about 20 microseconds.
 constexpr int kStepsPerLook = 1000;
 
 // How long a writer waits for another one. Readers never wait.
 constexpr std::chrono::milliseconds kBusyTime{10'000};
 constexpr std::chrono::milliseconds kBusyPause{5};
 
-// For messages: on one line, without runs of blanks, and cut off.
+// A statement as messages show it: on one line, without runs of blanks, and cut off if it is long.
 std::string shortened(std::string_view sql)
 {
     constexpr std::size_t kLongest = 200;
@@ -115,7 +115,7 @@ int Connection::onProgress(void* connection)
 int Connection::onBusy(void* connection, int count)
 {
     auto& self = *static_cast<Connection*>(connection);
-    // A write waits for an import to end, which may take longer than a statement may run.
+    // A write may wait for an import to end, which may take longer than the limit of a statement.
     const auto deadline = std::exchange(self.m_deadline, SteadyClock::time_point::max());
     const bool wanted = self.isWanted();
     self.m_deadline = deadline;
@@ -213,7 +213,7 @@ Transaction::~Transaction()
     try {
         m_connection->execute("ROLLBACK");
     } catch (const Error&) {
-        // SQLite has rolled back by itself after a grave fault; there is nothing left to undo.
+        // SQLite rolls back by itself after a serious fault; nothing is left to undo.
         m_connection = nullptr;
     }
 }

@@ -28,11 +28,11 @@ private:
     int m_code;
 };
 
-/// A statement was ended by the connection's StatementLimit.
+/// The connection's StatementLimit has ended a statement.
 class Interrupted : public Error {
 public:
     enum class Reason {
-        TimeUp,     // the statement took longer than it may
+        TimeUp,     // the statement exceeded its time
         Abandoned,  // the result is no longer wanted
     };
 
@@ -58,10 +58,10 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Runs statements that give no rows.
+    /// Runs statements that return no rows.
     void execute(const std::string& sql);
 
-    /// How many rows the last statement changed.
+    /// The number of rows that the last statement changed.
     int changes() const { return sqlite3_changes(m_handle.get()); }
 
     sqlite3* handle() const { return m_handle.get(); }
@@ -86,12 +86,13 @@ private:
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
 };
 
-/// While it lives, every statement of the connection ends with Interrupted when it has run for too long, or when its
-/// result is no longer wanted.
+/// During its lifetime, every statement of the connection ends with Interrupted when it exceeds its time or its result
+/// is no longer wanted.
 class StatementLimit {
 public:
     /// @param time    for one statement, from its first step to its last
-    /// @param isOver  whether results are no longer wanted; asked between steps of SQLite's machine. Empty: never
+    /// @param isOver  returns whether results are no longer wanted; asked every few thousand instructions. Empty: they
+    ///                always are wanted
     StatementLimit(Connection& connection, std::chrono::milliseconds time, std::function<bool()> isOver);
     StatementLimit(const StatementLimit&) = delete;
     StatementLimit& operator=(const StatementLimit&) = delete;
@@ -132,20 +133,20 @@ public:
     /// Binds one parameter, counted from 1. The string is copied.
     void bindText(int place, std::string_view value) { bindOne(place, value); }
 
-    /// Makes one parameter, counted from 1, NULL.
+    /// Binds NULL to one parameter, counted from 1.
     void bindNull(int place) { check(sqlite3_bind_null(m_statement.handle.get(), place)); }
 
     /// Steps to the next row. @return false after the last
     bool next();
 
-    /// Runs a statement that gives no rows; it may be bound and run again.
+    /// Runs a statement that returns no rows; after that it can be bound and run again.
     void run();
 
     /// Reads a column of the row by its name. A column that the statement does not have is a defect of the caller and
     /// throws std::logic_error.
     std::int64_t number(std::string_view column) const { return number(place(column)); }
 
-    /// Likewise. Valid until the next step.
+    /// As number(column). The string is valid until the next step.
     std::string_view text(std::string_view column) const { return text(place(column)); }
 
     /// Reads a column by its place, for statements of one column.
@@ -170,7 +171,7 @@ private:
     Statement m_statement;
     Connection::Idle::iterator m_home;
     std::chrono::steady_clock::time_point m_deadline{};  // of this run; the epoch before its first step
-    mutable std::size_t m_nextColumn = 0;                // rows are mostly read in the order of their columns
+    mutable std::size_t m_nextColumn = 0;                // columns are usually read in their order
 };
 
 /// Rolls back unless committed.
@@ -178,7 +179,7 @@ class Transaction {
 public:
     enum class Kind {
         Read,   // one unchanging view of the database
-        Write,  // takes the write lock at the start, so that it cannot fail half-way for want of it
+        Write,  // takes the write lock at the start, so that it cannot fail later because another writer has it
     };
 
     Transaction(Connection& connection, Kind kind);

@@ -1,4 +1,4 @@
-// The schema is in kVersions: a change is a row added at its end, applied to every database that lacks it.
+// The schema is in kVersions. To change it, add a row at the end; the row is applied to every database that lacks it.
 #include "Store.h"
 
 #include <cerrno>

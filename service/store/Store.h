@@ -11,8 +11,8 @@
 
 namespace corvaned {
 
-/// One database in WAL mode, for any number of threads: readers see what was committed when they began, whatever is
-/// being written meanwhile.  [any thread]
+/// One database in WAL mode, for any number of threads. Readers see what was committed when they began, whatever is
+/// written meanwhile.  [any thread]
 class Store {
 public:
     enum class Mode {
@@ -49,7 +49,7 @@ public:
 
     Lease lease();
 
-    /// A new connection, owned by the caller, for work with temporary tables.
+    /// A new connection, owned by the caller, for work that needs temporary tables.
     std::unique_ptr<sqlite::Connection> connect() const;
 
 private:
@@ -58,7 +58,7 @@ private:
     std::vector<std::unique_ptr<sqlite::Connection>> m_idle;
 };
 
-/// A database in the folder for temporary files, removed with its companions at the end.
+/// A database in the folder for temporary files; the destructor removes it and its companion files.
 class TemporaryDatabase {
 public:
     /// @throws OperatorError if no folder can be made

@@ -3,8 +3,8 @@
 
 namespace corvaned {
 
-/// A user_id is that of Session.h. Channels and contents are named by numbers that outlast an import, so nothing here
-/// refers to the guide's own tables. Times are seconds since 1970.
+/// user_id is the user of Session.h. Channels and contents are named by numbers that stay the same from one import to
+/// the next, so nothing here refers to the guide's tables. Times are seconds since 1970.
 inline constexpr const char* kViewerTables = R"sql(
     CREATE TABLE favorite (
         user_id TEXT NOT NULL,

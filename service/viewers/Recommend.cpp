@@ -24,7 +24,7 @@ constexpr std::size_t kFallback = 10;
 constexpr std::int64_t kAll = -1;  // no LIMIT
 constexpr std::int64_t kMissedMost = 100;
 
-// A viewer counts once a day for a channel, or zapping would decide.
+// Counts a viewer once a day for a channel, so that zapping does not decide.
 constexpr std::string_view kPopular = R"sql(
     SELECT channel.source_id
     FROM channel LEFT JOIN (
@@ -32,13 +32,14 @@ constexpr std::string_view kPopular = R"sql(
     ORDER BY coalesce(score, 0) DESC, position LIMIT ?2
 )sql";
 
-// Half hours, since the offsets of zones are multiples of them, except a few that are rounded by a quarter here.
+// Half hours are enough, since the offsets of nearly all zones are multiples of them; the others are off by a quarter
+// of an hour here.
 constexpr std::string_view kHabit = R"sql(
     SELECT source_id, at / 1800 AS half_hour, count(*) AS times
     FROM tuning WHERE user_id = ? AND at > ? AND at <= ? GROUP BY source_id, half_hour
 )sql";
 
-// The counts, without those that the next tuning will forget.
+// Without the counts that the next tuning will delete.
 constexpr std::string_view kHabitOfAll = R"sql(
     SELECT source_id, half_hour_of_day, sum(users) AS times
     FROM (SELECT source_id, half_hour_of_day, users FROM tuned_habit
@@ -49,7 +50,7 @@ constexpr std::string_view kHabitOfAll = R"sql(
 
 constexpr std::string_view kNext = "SELECT id FROM airing WHERE start >= ? ORDER BY start, id LIMIT ?";
 
-// Airings that a user wishes. ?1 the user, ?2 from, ?3 to, ?4 whether what was watched counts.
+// Airings of contents that a user is interested in. ?1 is the user, ?2 from, ?3 to, ?4 whether watched contents count.
 constexpr const char* kWished = R"sql(
     WITH wished AS MATERIALIZED (
         SELECT content_id, series_id FROM wish LEFT JOIN remembered_content USING (content_id)
@@ -67,8 +68,8 @@ constexpr const char* kIsOverAndUnseen = R"sql(
                     WHERE user_id = ?1 AND tuning.source_id = airing.source_id AND at >= start AND at < stop)
 )sql";
 
-// For these, reading ends with the last row that is needed. A user with few wishes has few airings, which are found by
-// content. With many wishes it is faster to walk through the airings in the order wanted and stop early.
+// From this number of wishes on, it is faster to walk through the airings in the order wanted and to stop at the last
+// one needed. A user with fewer wishes has few airings, which are found by content.
 constexpr std::int64_t kManyWishes = 500;
 struct ByWishes {
     std::string few;
@@ -84,7 +85,7 @@ ByWishes wishedAirings(const std::string& rest)
 const ByWishes kMissedByTime = wishedAirings(std::string(kIsOverAndUnseen) + "ORDER BY start DESC, id");
 const ByWishes kWishedSoon = wishedAirings("ORDER BY start, id");
 
-// ?5 is the MissedOrder, ?6 how many at most.
+// ?5 is the MissedOrder, ?6 the largest number of rows.
 const std::string kMissedByName =
     std::string(kWished) + "SELECT id, max(start) FROM airing WHERE " + kIsWished + kIsOverAndUnseen + R"sql(
     GROUP BY content_id
@@ -94,7 +95,8 @@ const std::string kMissedByName =
     LIMIT ?6
 )sql";
 
-// A series weighs more than any people, a person more than any genres. ?1 the content, ?2 its series, ?3 now.
+// A common series weighs more than any number of people, one person more than any number of genres. ?1 is the content,
+// ?2 its series, ?3 now.
 constexpr std::string_view kRelated = R"sql(
     SELECT content_id, sum(score)
     FROM (
@@ -148,7 +150,7 @@ std::string_view queryFor(sqlite::Connection& connection, const ByWishes& querie
     return count.number(0) < kManyWishes ? queries.few : queries.many;
 }
 
-// Of rows with id and content_id, the ids of the first row of each content, `most` at most.
+// The ids of the first row of each content, `most` at most. The rows have the columns id and content_id.
 std::vector<std::int64_t> firstOfContents(Query& rows, std::int64_t most)
 {
     std::vector<std::int64_t> airings;
@@ -161,7 +163,7 @@ std::vector<std::int64_t> firstOfContents(Query& rows, std::int64_t most)
     return airings;
 }
 
-// The id of the airing on at that moment; 0 if the channel is silent.
+// The id of the airing that is on at that moment; 0 if the channel has none.
 std::int64_t onAt(sqlite::Connection& connection, std::int64_t source, Instant at)
 {
     std::int64_t airing = 0;
@@ -188,7 +190,7 @@ Habit habitOf(sqlite::Connection& connection, std::string_view user, const Zone&
     return habit;
 }
 
-// Half hours of a day of UTC are those of today in the zone, also before a change of its clock in the last four weeks.
+// Maps half hours of UTC to today's half hours in the zone, also for days before a change of its clock.
 Habit habitOfAll(sqlite::Connection& connection, const Zone& zone, Instant now)
 {
     Habit habit;
@@ -254,7 +256,7 @@ std::vector<SlotPick> slotsOfAll(sqlite::Connection& connection, const Zone& zon
     if (!picks.empty()) {
         return picks;
     }
-    // Clients take an empty list for a failure.
+    // Falls back to what is on now or comes next, because clients take an empty list for a failure.
     std::vector<std::int64_t> airings;
     for (const std::int64_t source : popularChannels(connection, now, kAll)) {
         if (airings.size() == kFallback) {

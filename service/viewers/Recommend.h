@@ -1,5 +1,5 @@
-// What to recommend, computed from what viewers have done (Viewer.h) and what is on. Rules give numbers of the guide's
-// airings, read with guide::airing; callers hold a read transaction, so that an import cannot come in between.
+// Recommendations, computed from what viewers have done (Viewer.h) and from what is on. Functions return ids of the
+// guide's airings, which guide::airing reads. Callers hold a read transaction, so that no import comes in between.
 #pragma once
 
 #include <cstdint>
@@ -12,21 +12,21 @@
 
 namespace corvaned::recommend {
 
-/// The sources of the line-up, those first that most viewers tuned to on most days of the last 28 days of UTC; equals
-/// in the order of the line-up.
+/// The sources of the line-up by popularity: first those to which most viewers tuned on most of the last 28 days of
+/// UTC. Equals are in the order of the line-up.
 std::vector<std::int64_t> popularChannels(sqlite::Connection& connection, Instant now, std::int64_t count);
 
-/// Deletes the counts of tunings of more than four weeks ago. Call it in the transaction of a new tuning.
+/// Deletes counts of tunings that are older than four weeks. Call it in the transaction of a new tuning.
 void forgetOldCounts(sqlite::Connection& connection, Instant now);
 
-/// The day's slots of three hours, by the zone's wall clock: 1 begins at midnight, 8 is the last.
+/// The slot of three hours, by the zone's wall clock: slot 1 begins at midnight, slot 8 is the last.
 int timeslotOf(const Zone& zone, Instant at);
 
 /// Why a programme was picked.
 enum class Reason : std::uint8_t {
     History,  // the viewer's own habit at that time of day
     Popular,  // the habit of all viewers
-    OnNow,    // no habit: it is on, or next
+    OnNow,    // without any habit: it is on, or comes next
 };
 
 struct SlotPick {
@@ -36,41 +36,42 @@ struct SlotPick {
     Reason reason = Reason::OnNow;
 };
 
-/// For the slot that runs and the seven after it, what is on then at the channels that the viewer tunes to at that time
-/// of day, most frequent first: now for the slot that runs, the slot's beginning for the others. Without a history,
-/// slotsOfAll.
+/// Picks for the current slot and the seven after it: the programmes on the channels to which the viewer usually tunes
+/// at that time of day, the most frequent channel first. For the current slot they are on now, for the others at the
+/// beginning of the slot. Without a history, as slotsOfAll.
 std::vector<SlotPick> slotsOf(sqlite::Connection& connection, std::string_view user, const Zone& zone, Instant now);
 
-/// The same from the history of all viewers; without any, what is on now or next.
+/// As slotsOf, from the history of all viewers; without any history, what is on now or comes next.
 std::vector<SlotPick> slotsOfAll(sqlite::Connection& connection, const Zone& zone, Instant now);
 
 enum class Wish : std::uint8_t {
-    Followed,  // favourites and liked ones: the content itself and its series
-    Watched,   // these, and what the viewer has tuned to before
+    Followed,  // favourites and liked contents, and episodes of their series
+    Watched,   // also contents to which the viewer has tuned
 };
 
 enum class MissedOrder : std::uint8_t {
     Time,  // latest first
     Title,
-    Channel,  // as the line-up has them
+    Channel,  // in the order of the line-up
 };
 
-/// Airings over within the last seven days whose content the viewer wishes, has not disliked and has not tuned to, nor
-/// to the channel while it was on. Of a content the latest airing.
+/// Airings that ended within the last seven days, whose content interests the viewer and is not disliked, and which the
+/// viewer has missed: no tuning to the content, nor to the channel during the airing. The latest airing of each
+/// content.
 std::vector<std::int64_t> missed(sqlite::Connection& connection, std::string_view user, Instant now, Wish wish,
                                  MissedOrder order);
 
-/// Contents of the guide that share a series, people or genres with the one given, the closest first.
+/// Contents of the guide that share a series, people or genres with the given one, the closest first.
 /// @param series  of that content; 0: none
 std::vector<std::int64_t> related(sqlite::Connection& connection, std::int64_t content, std::int64_t series,
                                   Instant now, std::int64_t count);
 
-/// What is on or comes within a day: first what the viewer wishes, then what is on at the channels that the viewer
-/// tunes to most, then at those that everybody does.
+/// What is on or comes within a day: first what interests the viewer, then what is on at the viewer's most frequent
+/// channels, then at the most popular ones.
 std::vector<std::int64_t> television(sqlite::Connection& connection, std::string_view user, Instant now,
                                      std::int64_t count);
 
-/// Films that are on or come within two days, those first that share most genres with what the viewer wishes.
+/// Films that are on or come within two days; first those that share most genres with what interests the viewer.
 std::vector<std::int64_t> films(sqlite::Connection& connection, std::string_view user, Instant now, std::int64_t count);
 
 struct App {
@@ -82,7 +83,7 @@ struct App {
     std::int64_t imageHeight = 0;
 };
 
-/// The operator's, in the operator's order.
+/// The operator's apps, in the operator's order.
 std::vector<App> apps(sqlite::Connection& connection);
 
 }  // namespace corvaned::recommend

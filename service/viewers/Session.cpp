@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kKeyBytes = 16;
 
-// A user is a device here. The user id does not reveal the device's name.
+// Each device is one user. The user id does not reveal the device's name.
 std::string userOf(std::string_view device)
 {
     const Sha1 digest = sha1(std::string("device ").append(device));
@@ -59,8 +59,7 @@ TokenCheck checkToken(sqlite::Connection& connection, std::string_view token, st
 
 bool sameSecret(std::string_view left, std::string_view right)
 {
-    // Arguments live until this returns, temporaries included.
-    // cppcheck-suppress danglingTemporaryLifetime
+    // Arguments live until this returns, including temporaries. cppcheck-suppress danglingTemporaryLifetime
     return left.size() == right.size() && CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;
 }
 

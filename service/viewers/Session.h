@@ -1,5 +1,5 @@
-// Sessions: auth/seedkey opens one, and every later request proves with its token that it knows the session's seed key
-// and the secret shared beforehand. They live in the database and so outlast a restart.
+// Sessions: auth/seedkey opens one. The token of every later request proves that its sender knows the session's seed
+// key and the shared secret. Sessions are in the database, so they survive a restart.
 #pragma once
 
 #include <cstdint>
@@ -13,20 +13,20 @@ namespace corvaned {
 
 struct Session {
     std::string id;
-    std::string user;  // the same for the same device, whenever it comes
+    std::string user;  // always the same for one device
     std::string seedkey;
     Instant expires = 0;
 };
 
-/// How a token fared.
+/// The result of a token's check.
 enum class TokenCheck {
     Good,
     Malformed,  // not "session+user+40 hexadecimal digits"
     Unknown,    // no such session, or it has expired
-    Wrong,      // the session is there, but user or digest do not fit it
+    Wrong,      // the session exists, but the user or the digest is wrong
 };
 
-/// Opens a session for a device and drops those that have expired.
+/// Opens a session for a device and deletes those that have expired.
 /// @param lifetime  seconds until it expires
 Session openSession(sqlite::Connection& connection, std::string_view device, Instant now, std::int64_t lifetime);
 

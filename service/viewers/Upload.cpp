@@ -4,7 +4,7 @@ namespace corvaned {
 
 void keepUpload(sqlite::Connection& connection, std::string_view user, const Upload& upload)
 {
-    // Stored as text, the bytes would be cut at the first zero by some of SQLite's functions.
+    // A blob, because some of SQLite's functions cut text at the first zero byte.
     sqlite::Query(connection, "INSERT OR REPLACE INTO upload VALUES (?, ?, ?, CAST(? AS BLOB))")
         .bind(user, upload.filename, upload.received, upload.content)
         .run();

@@ -1,4 +1,4 @@
-// The files that clients send, such as the channels that a set has found: of each user the last one.
+// Files that clients send, such as the channels that a set has found. The last file of each user is kept.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ struct Upload {
     std::string content;  // any bytes
 };
 
-/// Keeps a user's file in the place of an earlier one.
+/// Stores a user's file; it replaces an earlier one.
 void keepUpload(sqlite::Connection& connection, std::string_view user, const Upload& upload);
 
 /// The file that the user sent last.

@@ -8,12 +8,12 @@
 namespace corvaned::viewer {
 namespace {
 
-constexpr std::int64_t kTuningsKept = 2000;  // per user; half a year of ten a day
+constexpr std::int64_t kTuningsKept = 2000;  // per user; half a year at ten a day
 
 using sqlite::Query;
 using sqlite::Transaction;
 
-// The guide's current facts replace older ones; if the guide has dropped the content, the older ones stay.
+// Copies what the guide says about a content. If the guide has dropped the content, an earlier copy stays.
 void remember(sqlite::Connection& connection, std::int64_t content)
 {
     Query(connection, R"sql(
@@ -34,7 +34,7 @@ bool isKnown(sqlite::Connection& connection, Subject subject, std::int64_t targe
     return Query(connection, kLookups[static_cast<std::size_t>(subject)]).bind(target).next();
 }
 
-// A user's favourites stay readable after the guide has dropped them.
+// Copies a content that becomes a favourite, so that it can be shown after the guide has dropped it.
 bool rememberKnown(sqlite::Connection& connection, Subject subject, std::int64_t target)
 {
     if (subject == Subject::Content) {

@@ -1,5 +1,5 @@
-// Data of viewers: favourites, votes, the history of tunings, the answer to the terms. It is keyed by the session's
-// user and survives restarts and imports. Writing functions are one transaction each.
+// What viewers do: favourites, votes, the history of tunings, the answer to the terms. It belongs to the session's user
+// and survives restarts and imports. Each writing function is one transaction.
 #pragma once
 
 #include <cstdint>
@@ -23,31 +23,31 @@ enum class Subject : std::uint8_t {
 /// "channel", "content" or "person".
 std::string_view nameOf(Subject subject);
 
-/// Makes the target a favourite of the user; one that it is already keeps its place.
+/// Makes the target a favourite of the user. A target that is one already keeps its place.
 /// @return false if neither the guide nor remembered_content has the target; nothing is changed then
 bool addFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target,
                  Instant now);
 
-/// @return whether it was one
+/// @return whether it was a favourite
 bool removeFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
 
 bool isFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
 
 enum class FavoriteOrder : std::uint8_t {
-    Time,    // by when it was made one
-    Title,   // of a content, or the name of a channel
-    Number,  // of a channel in the line-up; of contents as Time
+    Time,    // by the time when they became favourites
+    Title,   // by the title of a content or the name of a channel
+    Number,  // by the number of a channel in the line-up; contents as Time
 };
 
 /// The targets of the user's favourites. Channels that the line-up no longer has are left out.
-/// @param start  how many to pass over
-/// @param count  how many at most
+/// @param start  the number of targets to skip
+/// @param count  the largest number of targets to return
 std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_view user, Subject subject,
                                     FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count);
 
-/// A content that a viewer has named: as the guide has it now (guide::nextAiring), or, if the guide has dropped it,
-/// as it was remembered, without channel and times.
-/// @return whether it is known at all
+/// Reads a content that a viewer has named: from the guide (guide::nextAiring) or, if the guide has dropped it, from
+/// the remembered copy, which has no channel and no times.
+/// @return whether the content is known
 bool visitContent(sqlite::Connection& connection, std::int64_t content, Instant now, std::string_view lang,
                   const guide::ProgrammeVisit& visit);
 
@@ -71,12 +71,12 @@ bool castVote(sqlite::Connection& connection, std::string_view user, Subject sub
 VoteCount countVotes(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
 
 /// Records that the user tuned to a channel. Only the latest tunings are kept.
-/// @param content  what was chosen there; 0: whatever is on
-/// @return the number of the user's tunings since the history began; 0 if there has never been such a channel
+/// @param content  the content chosen there; 0: whatever is on
+/// @return the number of the user's tunings since the history began; 0 if the channel has never existed
 std::int64_t addTuning(sqlite::Connection& connection, std::string_view user, std::int64_t source, std::int64_t content,
                        Instant now);
 
-/// Forgets the user's tunings and votes up to and including that moment. Favourites, the headend and the agreement
+/// Deletes the user's tunings and votes up to and including that moment. Favourites, the headend and the agreement
 /// stay.
 void resetHistory(sqlite::Connection& connection, std::string_view user, Instant until);
 
@@ -85,8 +85,8 @@ inline constexpr const char* kAgreed = "agreed";
 inline constexpr const char* kRevoked = "revoked";
 
 struct Agreement {
-    std::string status = kNoAgreement;  // or kAgreed or kRevoked
-    bool anonymous = false;             // wishes to stay without a name
+    std::string status = kNoAgreement;  // kNoAgreement, kAgreed or kRevoked
+    bool anonymous = false;             // the user wishes to stay anonymous
 };
 
 Agreement agreementOf(sqlite::Connection& connection, std::string_view user);

@@ -225,7 +225,7 @@ TEST_F(LineupTest, ReportsTheLineOfAFaultInPlaces)
         {"# x\n\nstate,,North\n", "places.csv:3: code is empty; nothing is imported"},
         {"city,C,N,Town\n", "places.csv:1: no row above names a state 'N'; nothing is imported"},
         {"state,N,North\nstate,N,Again\n",
-         "places.csv:2: a row above says this already: state,N; nothing is "
+         "places.csv:2: duplicate row: state,N is in a row above; remove one of the two; nothing is "
          "imported"},
         {"headend,H,H,,,,,x,0\n", "places.csv:1: leave out is 'x'; it must be a number from 0 on; nothing is imported"},
         {"headend,H,H,,,,,1,99999999999\n",

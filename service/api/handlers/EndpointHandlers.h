@@ -1,6 +1,6 @@
 // The handlers of the rows of EndpointTable.cpp, by the file that defines them. A handler returns the members of "rsp"
-// other than "stat", or, if speed counts, appends them as JSON text, each after a comma. It refuses a request by
-// throwing a Refusal (Messages.h). Every scalar in a reply is a JSON string.
+// other than "stat" or, where speed matters, appends them as JSON, each after a comma. It refuses a request by throwing
+// a Refusal (Messages.h). Every scalar in a reply is a JSON string.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ namespace corvaned {
 class Arguments;
 class ReadySchedules;
 
-/// One request on its way through a handler.
+/// One request while a handler answers it.
 struct Call {
     const ServiceSettings& settings;
     sqlite::Connection& connection;

@@ -24,7 +24,7 @@ guide::Page pageOf(const Call& call, std::int64_t usual)
     throw Refusal(ServiceCode::NotFound, std::string("the guide has no ") + what + " of that id");
 }
 
-// Directors, and all others who take part, with their roles.
+// Adds the directors, and then everybody else who takes part, with their roles.
 void addPeople(const Call& call, std::int64_t content, Json& object)
 {
     Json directors = Json::array();
@@ -166,7 +166,7 @@ Json answerSeries(Call& call)
                           addParts(episode, programme,
                                    {Part::SeasonSeq, Part::EpisodeSeq, Part::Rating, Part::Genres, Part::Year,
                                     Part::Duration, Part::ShortDesc, Part::Poster});
-                          // Those of no known season come last.
+                          // Episodes of an unknown season come last.
                           if (programme.season != season) {
                               season = programme.season;
                               seasons.push_back({{"season_seq", std::to_string(season)}, {"episode", Json::array()}});

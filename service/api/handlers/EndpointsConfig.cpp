@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int64_t kDay = 86400;
 
-// A plain name, not a path.
+// Refuses a path; only a plain name is allowed.
 void checkFilename(const std::string& name)
 {
     constexpr std::size_t kLongest = 255;
@@ -29,7 +29,7 @@ void checkFilename(const std::string& name)
 
 }  // namespace
 
-// Each request opens a new session; the user stays the same as long as the device does.
+// Each request opens a new session. The user stays the same for the same device.
 Json answerSeedkey(Call& call)
 {
     const Session session =
@@ -56,7 +56,7 @@ Json answerServer(Call& call)
     return {{"url", call.request.origin}, {"expired", formatUtc(call.now + kDay)}};
 }
 
-// The service collects no logs of clients: it gives no address, and levels at which clients log nothing.
+// The service collects no logs of clients, so it gives no address, and levels at which clients log nothing.
 Json answerConfLog(Call&)
 {
     Json events = Json::array();
@@ -72,7 +72,7 @@ Json answerConfLog(Call&)
               {"event", std::move(events)}}}};
 }
 
-// Ages, since that is what most listings rate by. The rule names the ratings that the guide now held uses.
+// The rule is by age, as in most listings. It names the ratings that occur in the current guide.
 Json answerCertRule(Call& call)
 {
     std::string ratings;
@@ -123,7 +123,7 @@ Json answerLastUpload(Call& call)
             {"sha1", hex(digest.data(), digest.size())}};
 }
 
-// Without a time everything so far is meant.
+// Without a time, resets the history up to now.
 Json answerReset(Call& call)
 {
     viewer::resetHistory(call.connection, call.user, call.arguments.number("timestamp", call.now));

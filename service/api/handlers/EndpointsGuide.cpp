@@ -13,7 +13,7 @@
 namespace corvaned {
 namespace {
 
-// The channels asked for, each once. Unknown ids are left out, because clients keep old lists.
+// The sources asked for, each once. Unknown ids are left out, because clients keep old lists.
 std::vector<std::int64_t> askedSources(const Call& call, const char* parameter)
 {
     std::vector<std::int64_t> sources;
@@ -46,7 +46,7 @@ Json answerGallery(Call& call)
                       {"name", channel.name}};
         addImage(entry, "station_img", channel.icon, "station");
         channels.push_back(std::move(entry));
-        // What shows a logo can be recognised by it.
+        // Clients can recognise a channel by its logo.
         if (!channel.icon.url.empty()) {
             recognised.push_back({{"source", std::to_string(channel.source)},
                                   {"dtv", std::to_string(channel.source)},
@@ -154,7 +154,7 @@ Json answerTodayFile(Call& call)
         Json entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}, {"number", channel.number}};
         Json& contents = entry["content"] = Json::array();
         guide::window(call.connection, channel.source, from, to, file->lang, [&](const guide::Programme& programme) {
-            // The four files together hold every programme once.
+            // Each programme is in exactly one of the day's four files.
             if (programme.start < from && file->fromHour > 0) {
                 return;
             }

@@ -29,7 +29,7 @@ constexpr Word<viewer::FavoriteOrder> kOrders[] = {{"time", viewer::FavoriteOrde
 constexpr Word<bool> kSorts[] = {{"asc", false}, {"desc", true}};
 constexpr Word<bool> kFlags[] = {{"yes", true}, {"no", false}};
 
-// The parameters that may name the target of a vote. The first row that the request has counts.
+// The parameters that may name the target of a vote. If a request has several, the first row counts.
 constexpr Word<Subject> kVoteTargets[] = {{"contentid", Subject::Content},
                                           {"ttid", Subject::Content},
                                           {"personid", Subject::Person},

@@ -51,7 +51,7 @@ void ReadyDay::append(std::string& text, Instant from, Instant to) const
     const auto startsBefore = [](const Row& row, Instant instant) { return row.start < instant; };
     const auto end = std::lower_bound(m_rows.begin(), m_rows.end(), to, startsBefore);
     auto run = from < m_day ? std::lower_bound(m_rows.begin(), end, m_day, startsBefore) : m_rows.begin();
-    // Airings are copied in whole runs; only where airings overlap is one in between left out.
+    // Appends whole runs of airings at once. Only if airings overlap, one between others is left out.
     const auto lasts = [from](const Row& row) { return row.stop > from; };
     while ((run = std::find_if(run, end, lasts)) != end) {
         const auto over = std::find_if_not(run, end, lasts);
@@ -115,7 +115,7 @@ void ReadySchedules::count(const Key& key, Slot& slot, std::size_t size)
     const std::lock_guard<std::mutex> lock(m_lock);
     const auto found = m_slots.find(key);
     if (found == m_slots.end() || found->second->second.get() != &slot) {
-        return;  // dropped while it was written
+        return;  // evicted while it was being written
     }
     constexpr std::size_t kBeside = 300;  // overhead of the containers per entry
     size += kBeside + 2 * std::get<std::string>(key).size();

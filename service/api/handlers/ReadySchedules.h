@@ -1,5 +1,5 @@
-// Schedules as finished JSON text. The programmes of a channel and day are written once and stay in memory until the
-// guide changes, so a reply needs one binary search and one copy per channel and day. The endpoint channel/schedule
+// Schedules as finished JSON. The programmes of a channel and day are written once and stay in memory until the guide
+// changes, so that a reply needs one binary search and one copy per channel and day. The endpoint channel/schedule
 // (EndpointsGuide.cpp) uses them.
 #pragma once
 
@@ -34,7 +34,7 @@ public:
     /// @param text  ends with the head or with an airing
     void append(std::string& text, Instant from, Instant to) const;
 
-    /// Memory that it uses, in bytes.
+    /// The memory that it uses, in bytes.
     std::size_t size() const;
 
 private:
@@ -53,7 +53,7 @@ private:
 /// The days requested most recently, within a fixed amount of memory.  [any thread]
 class ReadySchedules {
 public:
-    /// @param most  bytes; above this, the days requested longest ago are dropped
+    /// @param most  bytes; above this, the days not requested for the longest time are evicted
     explicit ReadySchedules(std::size_t most) : m_most(most) {}
 
     /// Appends the JSON object of a channel with its airings that are on at any moment of [from, to).
@@ -63,7 +63,7 @@ public:
     bool append(std::string& text, sqlite::Connection& connection, const std::string& guide, std::int64_t source,
                 const std::string& lang, Instant from, Instant to);
 
-    /// One day of it. Of several threads that miss the same one, one writes it and the others wait.
+    /// One day of a channel. If several threads miss the same day, one writes it and the others wait.
     /// @param day  the first second of a day of UTC
     std::shared_ptr<const ReadyDay> of(sqlite::Connection& connection, const std::string& guide, std::int64_t source,
                                        const std::string& lang, Instant day);

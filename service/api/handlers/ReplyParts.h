@@ -1,4 +1,4 @@
-// Pieces of replies that several families of endpoints share.
+// Parts of replies that several groups of endpoints share.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ void addImage(Json& object, const char* key, const guide::Image& image, const ch
 /// The array [{"id": ...}] of genre numbers given as "1,2".
 Json genresOf(std::string_view numbers);
 
-/// The members of a programme's object in a reply. A member that the guide does not know is left out.
+/// The members of a programme's object in a reply. Unknown ones are left out.
 enum class Part : std::uint8_t {
     Id,             // "id"
     Lang,           // "lang"

@@ -43,7 +43,7 @@ std::vector<std::string> split(std::string_view text)
     return parts;
 }
 
-// The value of a name in "name=value&name=value". Clients do not escape such strings.
+// The value of a name in "name=value&name=value". Clients do not escape these strings.
 std::string_view fieldOf(std::string_view form, std::string_view name)
 {
     while (!form.empty()) {

@@ -13,7 +13,7 @@
 namespace corvaned {
 
 enum class Place {
-    Query,  // or, of a PUT, its body
+    Query,  // in the query or, for a PUT, in the body
     Header,
     Path,  // the segment at "{}" in the endpoint's path
 };
@@ -27,7 +27,7 @@ enum class Kind {
 };
 
 enum class Presence {
-    Required,  // absent or empty is an error that names the parameter
+    Required,  // an absent or empty value is an error that names the parameter
     Optional,
 };
 
@@ -58,7 +58,7 @@ struct ParameterRules {
 /// The path without parameters that a client may append to it: "/user/favorite" for "/user/favorite&device=N".
 std::string_view properPath(std::string_view path);
 
-/// The values of one request's parameters. A name that is not in the rows is a defect of the endpoint and throws
+/// The values of one request's parameters. A name without a row is a defect of the endpoint and throws
 /// std::out_of_range.
 class Arguments {
 public:
@@ -69,7 +69,7 @@ public:
     const std::string& text(std::string_view name) const { return m_values.at(name).text; }
     const std::vector<std::string>& list(std::string_view name) const { return m_values.at(name).list; }
 
-    /// @return `absent` if the Number or Time is missing
+    /// @return the value, or `absent` if it is missing; for Number and Time
     std::int64_t number(std::string_view name, std::int64_t absent = 0) const;
 
 private:

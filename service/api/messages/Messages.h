@@ -18,14 +18,14 @@ namespace corvaned {
 /// Why a request failed, in the service's own numbering.
 enum class ServiceCode : std::uint8_t {
     Ok,
-    MissingValue,  // a parameter or header that the endpoint needs
-    BadValue,      // one that cannot be read
+    MissingValue,  // a parameter or header that the endpoint needs is missing
+    BadValue,      // a value cannot be read
     UnknownPath,
     WrongMethod,
     BadRequest,  // malformed HTTP, or too large
     SessionUnknown,
     TokenWrong,
-    Fault,  // the service's own: its database failed
+    Fault,  // a fault of the service: its database failed
     AppKeyWrong,
     NotFound,     // a channel, content or person that does not exist
     Unavailable,  // the database took too long
@@ -38,11 +38,11 @@ std::string_view codeText(ServiceCode code);
 struct Request {
     std::string method;
     std::string path;                                     // decoded, without the query
-    std::multimap<std::string, std::string> query;        // decoded; of several values the first counts
-    std::function<std::string(const char* name)> header;  // empty if the request has none of that name
-    std::string_view body = {};                           // must outlive the answering
+    std::multimap<std::string, std::string> query;        // decoded; if a name occurs twice, its first value counts
+    std::function<std::string(const char* name)> header;  // empty if the request has no header of that name
+    std::string_view body = {};                           // must outlive the answer
     std::string origin = {};                              // "http://127.0.0.1:8900", as the client reached the service
-    std::function<bool()> isOver = {};                    // whether the reply is no longer wanted; empty: it is wanted
+    std::function<bool()> isOver = {};                    // whether the reply is no longer wanted; may be empty
 };
 
 struct Reply {
@@ -70,10 +70,10 @@ private:
 
 struct ServiceSettings {
     std::string secret;                             // shared with the clients; part of every token
-    std::optional<std::string> appKey;              // nothing: every key is accepted
+    std::optional<std::string> appKey;              // nothing: any key is accepted
     Zone zone = Zone::ofMachine();                  // for conf/localtime and times of day
     std::int64_t sessionLifetime = 86400;           // seconds
-    std::chrono::milliseconds statementTime{2000};  // for one statement of SQL; 503 after it
+    std::chrono::milliseconds statementTime{2000};  // for one SQL statement; then 503
     Clock now = systemNow;
 };
 
