@@ -132,19 +132,19 @@ public:
     int runBatch(std::size_t count)
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        m_iLeft = kBatch;
-        m_iToSend = kBatch;
+        m_left = kBatch;
+        m_toSend = kBatch;
         for (std::size_t index = 0; index < count; ++index)
             send();
-        m_over.wait(lock, [this] { return m_iLeft == 0; });
-        return m_iWrong;
+        m_over.wait(lock, [this] { return m_left == 0; });
+        return m_wrong;
     }
 
 private:
     // REQUIRES: m_lock held
     void send()
     {
-        --m_iToSend;
+        --m_toSend;
         HttpHeader header;
         for (const auto& [name, value] : kHeaders)
             header.add(name, value);
@@ -160,20 +160,20 @@ private:
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         if (status != session::kCompleted || done->response().getPayload().size() < 9000)
-            ++m_iWrong;
+            ++m_wrong;
         delete done;
-        if (m_iToSend > 0)
+        if (m_toSend > 0)
             send();
-        if (--m_iLeft == 0)
+        if (--m_left == 0)
             m_over.notify_one();
     }
 
     host::CurlExecutor& m_executor;
     std::mutex m_lock;
     std::condition_variable m_over;
-    int m_iToSend = 0;
-    int m_iLeft = 0;
-    int m_iWrong = 0;
+    int m_toSend = 0;
+    int m_left = 0;
+    int m_wrong = 0;
 };
 
 void executor(benchmark::State& state, std::size_t count)
@@ -231,20 +231,20 @@ public:
     std::size_t readBatch(std::size_t inFlight)
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        m_iLeft = kBatch;
-        m_iToSend = kBatch;
-        m_uProgrammes = 0;
+        m_left = kBatch;
+        m_toSend = kBatch;
+        m_programmes = 0;
         for (std::size_t index = 0; index < inFlight; ++index)
             send();
-        m_over.wait(lock, [this] { return m_iLeft == 0; });
-        return m_uProgrammes;
+        m_over.wait(lock, [this] { return m_left == 0; });
+        return m_programmes;
     }
 
 private:
     // REQUIRES: m_lock held
     void send()
     {
-        --m_iToSend;
+        --m_toSend;
         m_plugin.getSchedule([](int /*status*/, const WContainer<WVLContent>& contents, UINT64 /*reference*/,
                                 void* self) { static_cast<ScheduleReader*>(self)->take(contents.getData().size()); },
                              this);
@@ -253,19 +253,19 @@ private:
     void take(std::size_t programmes)
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        m_uProgrammes += programmes;
-        if (m_iToSend > 0)
+        m_programmes += programmes;
+        if (m_toSend > 0)
             send();
-        if (--m_iLeft == 0)
+        if (--m_left == 0)
             m_over.notify_one();
     }
 
     Plugin& m_plugin;
     std::mutex m_lock;
     std::condition_variable m_over;
-    int m_iToSend = 0;
-    int m_iLeft = 0;
-    std::size_t m_uProgrammes = 0;
+    int m_toSend = 0;
+    int m_left = 0;
+    std::size_t m_programmes = 0;
 };
 
 void replies(benchmark::State& state)

@@ -65,7 +65,7 @@ public:
     {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
-            m_bFailed = m_bFailed || run.error_occurred;
+            m_failed = m_failed || run.error_occurred;
             if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
                 m_medians[run.run_name.function_name] = run;
         }
@@ -81,7 +81,7 @@ public:
         }
     }
 
-    bool hasFailed() const { return m_bFailed; }
+    bool hasFailed() const { return m_failed; }
 
 private:
     /// In microseconds.
@@ -108,7 +108,7 @@ private:
     }
 
     std::map<std::string, Run> m_medians;
-    bool m_bFailed = false;
+    bool m_failed = false;
 };
 
 }  // namespace

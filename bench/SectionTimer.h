@@ -8,9 +8,9 @@ namespace W::bench {
 /// Adds up the time between start() and stop().
 class SectionTimer {
 public:
-    void start() { m_dBegin = now(); }
-    void stop() { m_dSeconds += now() - m_dBegin; }
-    double seconds() const { return m_dSeconds; }
+    void start() { m_begin = now(); }
+    void stop() { m_seconds += now() - m_begin; }
+    double seconds() const { return m_seconds; }
 
     /// Processor seconds that this thread has used.
     static double now()
@@ -21,8 +21,8 @@ public:
     }
 
 private:
-    double m_dBegin = 0;
-    double m_dSeconds = 0;
+    double m_begin = 0;
+    double m_seconds = 0;
 };
 
 }  // namespace W::bench

@@ -43,7 +43,7 @@ public:
 
 inline void HttpRequest::setCancel()
 {
-    m_bCancel.store(true, std::memory_order_release);
+    m_cancel.store(true, std::memory_order_release);
     HttpDelegator::getInstance()->wake();
 }
 

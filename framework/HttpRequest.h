@@ -32,11 +32,11 @@ public:
     HttpRequest(HTTP_REQUEST_TYPE type, std::string url, HttpHeader header, std::string body, HttpCompletion done,
                 void* userData)
         : m_type(type),
-          m_sUrl(std::move(url)),
+          m_url(std::move(url)),
           m_header(std::move(header)),
-          m_sBody(std::move(body)),
+          m_body(std::move(body)),
           m_done(done),
-          m_pUserData(userData)
+          m_userData(userData)
     {}
 
     /// A request between the network and a local file: a download to `filePath`, or, after setOptionFileUpload(), an
@@ -44,11 +44,11 @@ public:
     HttpRequest(HTTP_REQUEST_TYPE type, std::string url, HttpHeader header, HttpCompletion done, void* userData,
                 std::string filePath)
         : m_type(type),
-          m_sUrl(std::move(url)),
+          m_url(std::move(url)),
           m_header(std::move(header)),
           m_done(done),
-          m_pUserData(userData),
-          m_sFilePath(std::move(filePath))
+          m_userData(userData),
+          m_filePath(std::move(filePath))
     {}
 
     virtual ~HttpRequest() = default;
@@ -57,47 +57,47 @@ public:
     HttpRequest& operator=(const HttpRequest&) = delete;
 
     /// Tags the request for HttpDelegator::flushHttpRequests(); before addRequest() only.
-    void setID(UINT64 id) { m_uID = id; }
-    UINT64 getID() const { return m_uID; }
+    void setID(UINT64 id) { m_id = id; }
+    UINT64 getID() const { return m_id; }
 
     /// Makes the executor percent-encode what a URL must not contain (RFC 3986: blanks, control characters,
     /// bytes above 0x7F and `"<>\^{|}` and back-tick). Existing %XX and reserved characters stay.
-    void setEncoding() { m_bEncoding = true; }
-    bool isEncoding() const { return m_bEncoding; }
+    void setEncoding() { m_encoding = true; }
+    bool isEncoding() const { return m_encoding; }
 
     /// Streams the file at filePath() as the body.
-    void setOptionFileUpload() { m_bFileUpload = true; }
-    bool isFileUpload() const { return m_bFileUpload; }
+    void setOptionFileUpload() { m_fileUpload = true; }
+    bool isFileUpload() const { return m_fileUpload; }
 
     /// Asks for the request to end with 600 (X3).  [any thread]
     void setCancel();
-    bool isCancelled() const { return m_bCancel.load(std::memory_order_acquire); }
+    bool isCancelled() const { return m_cancel.load(std::memory_order_acquire); }
 
     HTTP_REQUEST_TYPE type() const { return m_type; }
-    const std::string& url() const { return m_sUrl; }
+    const std::string& url() const { return m_url; }
     const HttpHeader& header() const { return m_header; }
-    const std::string& body() const { return m_sBody; }
+    const std::string& body() const { return m_body; }
     /// Empty for a request whose response is kept in memory.
-    const std::string& filePath() const { return m_sFilePath; }
+    const std::string& filePath() const { return m_filePath; }
 
     const HttpResponse& response() const { return m_response; }
     HttpResponse& response() { return m_response; }
 
     /// For the executor: reports the end. The request may be gone when this returns.
-    void complete(SESSION_STATUS status) { m_done(status, this, m_pUserData); }
+    void complete(SESSION_STATUS status) { m_done(status, this, m_userData); }
 
 private:
     HTTP_REQUEST_TYPE m_type;
-    std::string m_sUrl;
+    std::string m_url;
     HttpHeader m_header;
-    std::string m_sBody;
+    std::string m_body;
     HttpCompletion m_done;
-    void* m_pUserData;
-    std::string m_sFilePath;
-    UINT64 m_uID = 0;
-    bool m_bEncoding = false;
-    bool m_bFileUpload = false;
-    std::atomic<bool> m_bCancel{false};
+    void* m_userData;
+    std::string m_filePath;
+    UINT64 m_id = 0;
+    bool m_encoding = false;
+    bool m_fileUpload = false;
+    std::atomic<bool> m_cancel{false};
     HttpResponse m_response;
 };
 

@@ -11,18 +11,18 @@ namespace W {
 
 class HttpResponse {
 public:
-    HTTP_RESPONSE_CODE getHttpResponseCode() const { return m_iCode; }
+    HTTP_RESPONSE_CODE getHttpResponseCode() const { return m_code; }
     /// The body, decoded if it came compressed; empty for downloads, which are written to their file.
-    const std::string& getPayload() const { return m_sPayload; }
+    const std::string& getPayload() const { return m_payload; }
 
-    void setHttpResponseCode(HTTP_RESPONSE_CODE code) { m_iCode = code; }
-    void setPayload(std::string payload) { m_sPayload = std::move(payload); }
+    void setHttpResponseCode(HTTP_RESPONSE_CODE code) { m_code = code; }
+    void setPayload(std::string payload) { m_payload = std::move(payload); }
     /// For the executor, which appends what arrives.
-    std::string& payload() { return m_sPayload; }
+    std::string& payload() { return m_payload; }
 
 private:
-    HTTP_RESPONSE_CODE m_iCode = 0;
-    std::string m_sPayload;
+    HTTP_RESPONSE_CODE m_code = 0;
+    std::string m_payload;
 };
 
 }  // namespace W

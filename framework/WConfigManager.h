@@ -13,14 +13,14 @@ namespace W {
 class WVariant {
 public:
     WVariant() = default;
-    explicit WVariant(std::string text) : m_sText(std::move(text)) {}
+    explicit WVariant(std::string text) : m_text(std::move(text)) {}
 
     /// The value as a string; empty if the option is absent.
-    const std::string& toString() const& { return m_sText; }
-    std::string toString() && { return std::move(m_sText); }
+    const std::string& toString() const& { return m_text; }
+    std::string toString() && { return std::move(m_text); }
 
 private:
-    std::string m_sText;
+    std::string m_text;
 };
 
 class WConfigManager {

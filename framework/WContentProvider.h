@@ -12,28 +12,28 @@ namespace W {
 class WContentProvider {
 public:
     WContentProvider() = default;
-    WContentProvider(std::string name, int serviceType) : m_sName(std::move(name)), m_iServiceType(serviceType) {}
+    WContentProvider(std::string name, int serviceType) : m_name(std::move(name)), m_serviceType(serviceType) {}
 
-    const std::string& getName() const { return m_sName; }
-    int getServiceType() const { return m_iServiceType; }
+    const std::string& getName() const { return m_name; }
+    int getServiceType() const { return m_serviceType; }
 
     /// 32-bit FNV-1a over the name's bytes and the four bytes of the service type.
     std::uint32_t getID() const
     {
         std::uint32_t hash = 2166136261u;
         const auto mix = [&hash](unsigned char byte) { hash = (hash ^ byte) * 16777619u; };
-        for (const char letter : m_sName) {
+        for (const char letter : m_name) {
             mix(static_cast<unsigned char>(letter));
         }
         for (unsigned shift = 0; shift < 32; shift += 8) {
-            mix(static_cast<unsigned char>(static_cast<std::uint32_t>(m_iServiceType) >> shift));
+            mix(static_cast<unsigned char>(static_cast<std::uint32_t>(m_serviceType) >> shift));
         }
         return hash;
     }
 
 private:
-    std::string m_sName;
-    int m_iServiceType = 0;
+    std::string m_name;
+    int m_serviceType = 0;
 };
 
 }  // namespace W

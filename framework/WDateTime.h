@@ -15,19 +15,19 @@ public:
     constexpr WTime() = default;
     /// @param hour 0 to 23, @param minute 0 to 59, @param second 0 to 59; anything else gives an invalid time
     constexpr WTime(int hour, int minute, int second = 0)
-        : m_bValid(hour >= 0 && hour < 24 && minute >= 0 && minute < 60 && second >= 0 && second < 60),
-          m_iSeconds(m_bValid ? hour * 3600 + minute * 60 + second : 0)
+        : m_valid(hour >= 0 && hour < 24 && minute >= 0 && minute < 60 && second >= 0 && second < 60),
+          m_seconds(m_valid ? hour * 3600 + minute * 60 + second : 0)
     {}
 
-    constexpr bool isValid() const { return m_bValid; }
-    constexpr int getHour() const { return m_iSeconds / 3600; }
-    constexpr int getMinute() const { return m_iSeconds / 60 % 60; }
-    constexpr int getSecond() const { return m_iSeconds % 60; }
-    constexpr int toSeconds() const { return m_iSeconds; }
+    constexpr bool isValid() const { return m_valid; }
+    constexpr int getHour() const { return m_seconds / 3600; }
+    constexpr int getMinute() const { return m_seconds / 60 % 60; }
+    constexpr int getSecond() const { return m_seconds % 60; }
+    constexpr int toSeconds() const { return m_seconds; }
 
 private:
-    bool m_bValid = false;
-    std::int32_t m_iSeconds = 0;
+    bool m_valid = false;
+    std::int32_t m_seconds = 0;
 };
 
 /// An instant in UTC (years 0000 to 9999) and an offset for display. Either may be missing: a default-constructed
@@ -59,19 +59,19 @@ public:
     static WDateTime fromString(std::string_view text, DATEFORMAT format, TIMEZONE zone);
 
     /// True when it was read or made successfully: it holds an instant, an offset, or both.
-    bool isValid() const { return m_bInstant || m_bOffset; }
+    bool isValid() const { return m_hasInstant || m_hasOffset; }
     /// True when it holds an instant, and not just an offset.
-    bool hasInstant() const { return m_bInstant; }
+    bool hasInstant() const { return m_hasInstant; }
 
     /// Seconds since 1970-01-01T00:00:00Z; 0 without an instant.
-    std::int64_t toTime_t() const { return m_iSeconds; }
+    std::int64_t toTime_t() const { return m_seconds; }
 
     /// 1, or -1 for offsets west of Greenwich.
-    int getOffsetSign() const { return m_iOffset < 0 ? -1 : 1; }
+    int getOffsetSign() const { return m_offset < 0 ? -1 : 1; }
     /// Amount of the offset; not valid when there is none.
     WTime getOffsetTime() const;
     /// Seconds east of Greenwich; 0 without an offset.
-    int offsetSeconds() const { return m_iOffset; }
+    int offsetSeconds() const { return m_offset; }
 
     /// Attaches an offset, or removes it when `time` is not valid; the instant stays.
     /// @param sign negative for west of Greenwich, else east
@@ -86,10 +86,10 @@ public:
     std::string toString() const;
 
 private:
-    std::int64_t m_iSeconds = 0;
-    std::int32_t m_iOffset = 0;  ///< seconds east of Greenwich
-    bool m_bInstant = false;
-    bool m_bOffset = false;
+    std::int64_t m_seconds = 0;
+    std::int32_t m_offset = 0;  ///< seconds east of Greenwich
+    bool m_hasInstant = false;
+    bool m_hasOffset = false;
 };
 
 }  // namespace W

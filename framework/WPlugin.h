@@ -12,7 +12,7 @@ namespace W {
 class WPlugin {
 public:
     /// True when the handle word is not zero.  [any thread]
-    virtual bool isValid() const { return m_uHandle != 0; }
+    virtual bool isValid() const { return m_handle != 0; }
 
     virtual ~WPlugin() = default;
 
@@ -22,9 +22,9 @@ public:
 protected:
     WPlugin() = default;
 
-    std::uint32_t m_uHandle = 0;
-    std::uint32_t m_uSecondWord = 1;
-    std::uint32_t m_uThirdWord = 0;
+    std::uint32_t m_handle = 0;
+    std::uint32_t m_secondWord = 1;
+    std::uint32_t m_thirdWord = 0;
 };
 
 using CreatePlugin = WPlugin* (*)();

@@ -12,11 +12,11 @@ template <class T>
 class WRarely {
 public:
     WRarely() = default;
-    WRarely(const WRarely& other) : m_pValue(other.m_pValue ? std::make_unique<T>(*other.m_pValue) : nullptr) {}
+    WRarely(const WRarely& other) : m_value(other.m_value ? std::make_unique<T>(*other.m_value) : nullptr) {}
     WRarely(WRarely&&) noexcept = default;
     WRarely& operator=(WRarely other) noexcept
     {
-        m_pValue = std::move(other.m_pValue);
+        m_value = std::move(other.m_value);
         return *this;
     }
     ~WRarely() = default;
@@ -25,36 +25,36 @@ public:
     const T& get() const
     {
         static const T kDefault{};
-        return m_pValue ? *m_pValue : kDefault;
+        return m_value ? *m_value : kDefault;
     }
 
     /// The value for writing.
     T& edit()
     {
-        if (!m_pValue) {
-            m_pValue = std::make_unique<T>();
+        if (!m_value) {
+            m_value = std::make_unique<T>();
         }
-        return *m_pValue;
+        return *m_value;
     }
 
     /// Stores a string or list member; an empty one allocates nothing.
     template <class Member>
     void set(Member T::*member, Member value)
     {
-        if (m_pValue || !value.empty()) {
+        if (m_value || !value.empty()) {
             edit().*member = std::move(value);
         }
     }
     /// Stores a number; 0 allocates nothing.
     void set(int T::*member, int value)
     {
-        if (m_pValue || value != 0) {
+        if (m_value || value != 0) {
             edit().*member = value;
         }
     }
 
 private:
-    std::unique_ptr<T> m_pValue;
+    std::unique_ptr<T> m_value;
 };
 
 }  // namespace W

@@ -13,19 +13,19 @@ public:
     virtual ~WRequestStatus() = default;
 
     virtual void setRequestID(unsigned int kind) { m_uRequestID = kind; }
-    virtual void setReqRefernce(UINT64 reference) { m_uReference = reference; }
-    virtual void setWStatus(WSTATUS status) { m_iStatus = status; }
+    virtual void setReqRefernce(UINT64 reference) { m_reference = reference; }
+    virtual void setWStatus(WSTATUS status) { m_status = status; }
 
     /// Key of the request's kind.
     unsigned int getRequestID() const { return m_uRequestID; }
     /// Reference by which the request can be cancelled; 0 when there is none.
-    UINT64 getReqRefernce() const { return m_uReference; }
-    WSTATUS getWStatus() const { return m_iStatus; }
+    UINT64 getReqRefernce() const { return m_reference; }
+    WSTATUS getWStatus() const { return m_status; }
 
 private:
-    UINT64 m_uReference = 0;
+    UINT64 m_reference = 0;
     unsigned int m_uRequestID = 0;
-    WSTATUS m_iStatus = 0;
+    WSTATUS m_status = 0;
 };
 
 }  // namespace W

@@ -14,22 +14,22 @@ template <class T>
 class WShared {
 public:
     WShared() = default;
-    WShared(const WShared& other) noexcept : m_pBody(other.m_pBody)
+    WShared(const WShared& other) noexcept : m_body(other.m_body)
     {
-        if (m_pBody != nullptr) {
-            m_pBody->users.fetch_add(1, std::memory_order_relaxed);
+        if (m_body != nullptr) {
+            m_body->users.fetch_add(1, std::memory_order_relaxed);
         }
     }
-    WShared(WShared&& other) noexcept : m_pBody(std::exchange(other.m_pBody, nullptr)) {}
+    WShared(WShared&& other) noexcept : m_body(std::exchange(other.m_body, nullptr)) {}
     WShared& operator=(WShared other) noexcept
     {
-        std::swap(m_pBody, other.m_pBody);
+        std::swap(m_body, other.m_body);
         return *this;
     }
     ~WShared()
     {
-        if (m_pBody != nullptr && m_pBody->users.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            delete m_pBody;
+        if (m_body != nullptr && m_body->users.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            delete m_body;
         }
     }
 
@@ -37,22 +37,22 @@ public:
     const T& get() const
     {
         static const T kDefault{};
-        return m_pBody != nullptr ? m_pBody->value : kDefault;
+        return m_body != nullptr ? m_body->value : kDefault;
     }
 
     /// The value for writing, which no other copy sees.
     T& edit()
     {
-        if (m_pBody == nullptr) {
-            m_pBody = new Body;
-        } else if (m_pBody->users.load(std::memory_order_acquire) != 1) {
-            *this = WShared(new Body(m_pBody->value));
+        if (m_body == nullptr) {
+            m_body = new Body;
+        } else if (m_body->users.load(std::memory_order_acquire) != 1) {
+            *this = WShared(new Body(m_body->value));
         }
-        return m_pBody->value;
+        return m_body->value;
     }
 
     /// True when nothing was written yet.
-    bool isDefault() const { return m_pBody == nullptr; }
+    bool isDefault() const { return m_body == nullptr; }
 
 private:
     struct Body {
@@ -63,9 +63,9 @@ private:
         T value{};
     };
 
-    explicit WShared(Body* body) : m_pBody(body) {}
+    explicit WShared(Body* body) : m_body(body) {}
 
-    Body* m_pBody = nullptr;
+    Body* m_body = nullptr;
 };
 
 }  // namespace W

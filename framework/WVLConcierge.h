@@ -23,37 +23,37 @@ public:
     WVLCombination& operator=(WVLCombination&&) noexcept = default;
     ~WVLCombination() override;
 
-    void setID(std::string text) { m_sID = std::move(text); }
-    void setTitle(std::string text) { m_sTitle = std::move(text); }
-    void setCategory(std::string text) { m_sCategory = std::move(text); }
-    void setSource(std::string text) { m_sSource = std::move(text); }
+    void setID(std::string text) { m_id = std::move(text); }
+    void setTitle(std::string text) { m_title = std::move(text); }
+    void setCategory(std::string text) { m_category = std::move(text); }
+    void setSource(std::string text) { m_source = std::move(text); }
     void setCerti_flag(std::string text) { m_sCerti_flag = std::move(text); }
-    void setType(unsigned int value) { m_uType = value; }
+    void setType(unsigned int value) { m_type = value; }
     void setStartTime(WDateTime time) { m_StartTime = time; }
-    void setDuration(int value) { m_iDuration = value; }
+    void setDuration(int value) { m_duration = value; }
     void setGenrelist(std::list<WVLGenre> list) { m_Genrelist = std::move(list); }
     void setImages(std::list<WVLImage> list) { m_Images = std::move(list); }
 
-    const std::string& getID() const { return m_sID; }
-    const std::string& getTitle() const { return m_sTitle; }
-    const std::string& getCategory() const { return m_sCategory; }
-    const std::string& getSource() const { return m_sSource; }
+    const std::string& getID() const { return m_id; }
+    const std::string& getTitle() const { return m_title; }
+    const std::string& getCategory() const { return m_category; }
+    const std::string& getSource() const { return m_source; }
     const std::string& getCerti_flag() const { return m_sCerti_flag; }
-    unsigned int getType() const { return m_uType; }
+    unsigned int getType() const { return m_type; }
     const WDateTime& getStartTime() const { return m_StartTime; }
-    int getDuration() const { return m_iDuration; }
+    int getDuration() const { return m_duration; }
     const std::list<WVLGenre>& getGenrelist() const { return m_Genrelist; }
     const std::list<WVLImage>& getImages() const { return m_Images; }
 
 private:
-    std::string m_sID;
-    std::string m_sTitle;
-    std::string m_sCategory;
-    std::string m_sSource;
+    std::string m_id;
+    std::string m_title;
+    std::string m_category;
+    std::string m_source;
     std::string m_sCerti_flag;
-    unsigned int m_uType = 0;
+    unsigned int m_type = 0;
     WDateTime m_StartTime;
-    int m_iDuration = 0;
+    int m_duration = 0;
     std::list<WVLGenre> m_Genrelist;
     std::list<WVLImage> m_Images;
 };

@@ -27,13 +27,13 @@ public:
     WVLContent& operator=(WVLContent&&) noexcept = default;
     ~WVLContent() override;
 
-    void setID(std::string text) { m_sID = std::move(text); }
-    void setTitle(std::string text) { m_sTitle = std::move(text); }
-    void setType(std::string text) { m_sType = std::move(text); }
+    void setID(std::string text) { m_id = std::move(text); }
+    void setTitle(std::string text) { m_title = std::move(text); }
+    void setType(std::string text) { m_type = std::move(text); }
     void setEpisodeTitle(std::string text) { m_rare.set(&Rare::EpisodeTitle, std::move(text)); }
     void setShortDesc(std::string text) { m_rare.set(&Rare::ShortDesc, std::move(text)); }
     void setSummary(std::string text) { m_rare.set(&Rare::Summary, std::move(text)); }
-    void setLang(std::string text) { m_sLang = std::move(text); }
+    void setLang(std::string text) { m_lang = std::move(text); }
     void setRating(std::string text) { m_rare.set(&Rare::Rating, std::move(text)); }
     void setCertification(std::string text) { m_rare.set(&Rare::Certification, std::move(text)); }
     void setCerti_flag(std::string text) { m_rare.set(&Rare::Certi_flag, std::move(text)); }
@@ -44,7 +44,7 @@ public:
     void setMissedCH(std::string text) { m_rare.set(&Rare::MissedCH, std::move(text)); }
     void setRecommendType(std::string text) { m_rare.set(&Rare::RecommendType, std::move(text)); }
     void setStartTime(WDateTime time) { m_StartTime = time; }
-    void setDuration(int value) { m_iDuration = value; }
+    void setDuration(int value) { m_duration = value; }
     void setRuntime(int value) { m_numbers.set(&Numbers::Runtime, value); }
     void setTimeslot(int value) { m_numbers.set(&Numbers::Timeslot, value); }
     void setSequence(int value) { m_numbers.set(&Numbers::Sequence, value); }
@@ -59,13 +59,13 @@ public:
     void setDirectors(std::list<WVLPerson> list) { m_rare.set(&Rare::Directors, std::move(list)); }
     void setCastings(std::list<WVLPerson> list) { m_rare.set(&Rare::Castings, std::move(list)); }
 
-    const std::string& getID() const { return m_sID; }
-    const std::string& getTitle() const { return m_sTitle; }
-    const std::string& getType() const { return m_sType; }
+    const std::string& getID() const { return m_id; }
+    const std::string& getTitle() const { return m_title; }
+    const std::string& getType() const { return m_type; }
     const std::string& getEpisodeTitle() const { return m_rare.get().EpisodeTitle; }
     const std::string& getShortDesc() const { return m_rare.get().ShortDesc; }
     const std::string& getSummary() const { return m_rare.get().Summary; }
-    const std::string& getLang() const { return m_sLang; }
+    const std::string& getLang() const { return m_lang; }
     const std::string& getRating() const { return m_rare.get().Rating; }
     const std::string& getCertification() const { return m_rare.get().Certification; }
     const std::string& getCerti_flag() const { return m_rare.get().Certi_flag; }
@@ -76,7 +76,7 @@ public:
     const std::string& getMissedCH() const { return m_rare.get().MissedCH; }
     const std::string& getRecommendType() const { return m_rare.get().RecommendType; }
     const WDateTime& getStartTime() const { return m_StartTime; }
-    int getDuration() const { return m_iDuration; }
+    int getDuration() const { return m_duration; }
     int getRuntime() const { return m_numbers.get().Runtime; }
     int getTimeslot() const { return m_numbers.get().Timeslot; }
     int getSequence() const { return m_numbers.get().Sequence; }
@@ -118,12 +118,12 @@ private:
         int StartYear = 0;
         int EndYear = 0;
     };
-    std::string m_sID;
-    std::string m_sTitle;
-    std::string m_sType;
-    std::string m_sLang;
+    std::string m_id;
+    std::string m_title;
+    std::string m_type;
+    std::string m_lang;
     WDateTime m_StartTime;
-    int m_iDuration = 0;
+    int m_duration = 0;
     WVLChannel m_Channel;
     std::list<WVLGenre> m_Genrelist;
     std::list<WVLImage> m_Poster;

@@ -19,21 +19,21 @@ public:
     WVLDownloadURL& operator=(WVLDownloadURL&&) noexcept = default;
     ~WVLDownloadURL() override;
 
-    void setFilename(std::string text) { m_sFilename = std::move(text); }
-    void setURL(std::string text) { m_sURL = std::move(text); }
-    void setStartTime(unsigned int value) { m_uStartTime = value; }
-    void setEndTime(unsigned int value) { m_uEndTime = value; }
+    void setFilename(std::string text) { m_filename = std::move(text); }
+    void setURL(std::string text) { m_url = std::move(text); }
+    void setStartTime(unsigned int value) { m_startTime = value; }
+    void setEndTime(unsigned int value) { m_endTime = value; }
 
-    const std::string& getFilename() const { return m_sFilename; }
-    const std::string& getURL() const { return m_sURL; }
-    unsigned int getStartTime() const { return m_uStartTime; }
-    unsigned int getEndTime() const { return m_uEndTime; }
+    const std::string& getFilename() const { return m_filename; }
+    const std::string& getURL() const { return m_url; }
+    unsigned int getStartTime() const { return m_startTime; }
+    unsigned int getEndTime() const { return m_endTime; }
 
 private:
-    std::string m_sFilename;
-    std::string m_sURL;
-    unsigned int m_uStartTime = 0;
-    unsigned int m_uEndTime = 0;
+    std::string m_filename;
+    std::string m_url;
+    unsigned int m_startTime = 0;
+    unsigned int m_endTime = 0;
 };
 
 }  // namespace W

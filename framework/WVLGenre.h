@@ -21,12 +21,12 @@ public:
     WVLGenre& operator=(WVLGenre&&) noexcept = default;
     ~WVLGenre() override;
 
-    void setGenreID(std::string text) { m_sGenreID = std::move(text); }
+    void setGenreID(std::string text) { m_genreID = std::move(text); }
     void setGenreName(std::string text) { m_rare.set(&Rare::GenreName, std::move(text)); }
     void setGenreRepID(std::string text) { m_rare.set(&Rare::GenreRepID, std::move(text)); }
     void setGenreImages(std::list<WVLImage> list) { m_rare.set(&Rare::GenreImages, std::move(list)); }
 
-    const std::string& getGenreID() const { return m_sGenreID; }
+    const std::string& getGenreID() const { return m_genreID; }
     const std::string& getGenreName() const { return m_rare.get().GenreName; }
     const std::string& getGenreRepID() const { return m_rare.get().GenreRepID; }
     const std::list<WVLImage>& getGenreImages() const { return m_rare.get().GenreImages; }
@@ -37,7 +37,7 @@ private:
         std::string GenreRepID;
         std::list<WVLImage> GenreImages;
     };
-    std::string m_sGenreID;
+    std::string m_genreID;
     WRarely<Rare> m_rare;
 };
 
@@ -51,15 +51,15 @@ public:
     WVLRepGenre& operator=(WVLRepGenre&&) noexcept = default;
     ~WVLRepGenre() override;
 
-    void setGenreRepID(std::string text) { m_sGenreRepID = std::move(text); }
-    void setGenreRepName(std::string text) { m_sGenreRepName = std::move(text); }
+    void setGenreRepID(std::string text) { m_genreRepID = std::move(text); }
+    void setGenreRepName(std::string text) { m_genreRepName = std::move(text); }
 
-    const std::string& getGenreRepID() const { return m_sGenreRepID; }
-    const std::string& getGenreRepName() const { return m_sGenreRepName; }
+    const std::string& getGenreRepID() const { return m_genreRepID; }
+    const std::string& getGenreRepName() const { return m_genreRepName; }
 
 private:
-    std::string m_sGenreRepID;
-    std::string m_sGenreRepName;
+    std::string m_genreRepID;
+    std::string m_genreRepName;
 };
 
 }  // namespace W

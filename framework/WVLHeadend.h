@@ -20,15 +20,15 @@ public:
     WVLDevice& operator=(WVLDevice&&) noexcept = default;
     ~WVLDevice() override;
 
-    void setDeviceName(std::string text) { m_sDeviceName = std::move(text); }
-    void setDeviceType(std::string text) { m_sDeviceType = std::move(text); }
+    void setDeviceName(std::string text) { m_deviceName = std::move(text); }
+    void setDeviceType(std::string text) { m_deviceType = std::move(text); }
 
-    const std::string& getDeviceName() const { return m_sDeviceName; }
-    const std::string& getDeviceType() const { return m_sDeviceType; }
+    const std::string& getDeviceName() const { return m_deviceName; }
+    const std::string& getDeviceType() const { return m_deviceType; }
 
 private:
-    std::string m_sDeviceName;
-    std::string m_sDeviceType;
+    std::string m_deviceName;
+    std::string m_deviceType;
 };
 
 /// A headend and the operator (MSO) that runs it.
@@ -41,38 +41,38 @@ public:
     WVLHeadend& operator=(WVLHeadend&&) noexcept = default;
     ~WVLHeadend() override;
 
-    void setHeadendID(std::string text) { m_sHeadendID = std::move(text); }
-    void setHeadendCity(std::string text) { m_sHeadendCity = std::move(text); }
-    void setHeadendDTV(std::string text) { m_sHeadendDTV = std::move(text); }
-    void setMsoID(std::string text) { m_sMsoID = std::move(text); }
-    void setMsoName(std::string text) { m_sMsoName = std::move(text); }
-    void setMsoMbrName(std::string text) { m_sMsoMbrName = std::move(text); }
-    void setMsoServiceType(std::string text) { m_sMsoServiceType = std::move(text); }
-    void setMsoSatellite(std::string text) { m_sMsoSatellite = std::move(text); }
-    void setMsoRfDeviceType(std::string text) { m_sMsoRfDeviceType = std::move(text); }
+    void setHeadendID(std::string text) { m_headendID = std::move(text); }
+    void setHeadendCity(std::string text) { m_headendCity = std::move(text); }
+    void setHeadendDTV(std::string text) { m_headendDTV = std::move(text); }
+    void setMsoID(std::string text) { m_msoID = std::move(text); }
+    void setMsoName(std::string text) { m_msoName = std::move(text); }
+    void setMsoMbrName(std::string text) { m_msoMbrName = std::move(text); }
+    void setMsoServiceType(std::string text) { m_msoServiceType = std::move(text); }
+    void setMsoSatellite(std::string text) { m_msoSatellite = std::move(text); }
+    void setMsoRfDeviceType(std::string text) { m_msoRfDeviceType = std::move(text); }
     void setDeviceList(std::list<WVLDevice> list) { m_DeviceList = std::move(list); }
 
-    const std::string& getHeadendID() const { return m_sHeadendID; }
-    const std::string& getHeadendCity() const { return m_sHeadendCity; }
-    const std::string& getHeadendDTV() const { return m_sHeadendDTV; }
-    const std::string& getMsoID() const { return m_sMsoID; }
-    const std::string& getMsoName() const { return m_sMsoName; }
-    const std::string& getMsoMbrName() const { return m_sMsoMbrName; }
-    const std::string& getMsoServiceType() const { return m_sMsoServiceType; }
-    const std::string& getMsoSatellite() const { return m_sMsoSatellite; }
-    const std::string& getMsoRfDeviceType() const { return m_sMsoRfDeviceType; }
+    const std::string& getHeadendID() const { return m_headendID; }
+    const std::string& getHeadendCity() const { return m_headendCity; }
+    const std::string& getHeadendDTV() const { return m_headendDTV; }
+    const std::string& getMsoID() const { return m_msoID; }
+    const std::string& getMsoName() const { return m_msoName; }
+    const std::string& getMsoMbrName() const { return m_msoMbrName; }
+    const std::string& getMsoServiceType() const { return m_msoServiceType; }
+    const std::string& getMsoSatellite() const { return m_msoSatellite; }
+    const std::string& getMsoRfDeviceType() const { return m_msoRfDeviceType; }
     const std::list<WVLDevice>& getDeviceList() const { return m_DeviceList; }
 
 private:
-    std::string m_sHeadendID;
-    std::string m_sHeadendCity;
-    std::string m_sHeadendDTV;
-    std::string m_sMsoID;
-    std::string m_sMsoName;
-    std::string m_sMsoMbrName;
-    std::string m_sMsoServiceType;
-    std::string m_sMsoSatellite;
-    std::string m_sMsoRfDeviceType;
+    std::string m_headendID;
+    std::string m_headendCity;
+    std::string m_headendDTV;
+    std::string m_msoID;
+    std::string m_msoName;
+    std::string m_msoMbrName;
+    std::string m_msoServiceType;
+    std::string m_msoSatellite;
+    std::string m_msoRfDeviceType;
     std::list<WVLDevice> m_DeviceList;
 };
 
@@ -86,15 +86,15 @@ public:
     WVLCityCode& operator=(WVLCityCode&&) noexcept = default;
     ~WVLCityCode() override;
 
-    void setCode(std::string text) { m_sCode = std::move(text); }
-    void setName(std::string text) { m_sName = std::move(text); }
+    void setCode(std::string text) { m_code = std::move(text); }
+    void setName(std::string text) { m_name = std::move(text); }
 
-    const std::string& getCode() const { return m_sCode; }
-    const std::string& getName() const { return m_sName; }
+    const std::string& getCode() const { return m_code; }
+    const std::string& getName() const { return m_name; }
 
 private:
-    std::string m_sCode;
-    std::string m_sName;
+    std::string m_code;
+    std::string m_name;
 };
 
 }  // namespace W

@@ -19,24 +19,24 @@ public:
     WVLImage& operator=(WVLImage&&) noexcept = default;
     ~WVLImage() override;
 
-    void setIndex(std::string text) { m_sIndex = std::move(text); }
-    void setType(std::string text) { m_sType = std::move(text); }
-    void setURL(std::string text) { m_sURL = std::move(text); }
-    void setWidth(int value) { m_iWidth = value; }
-    void setHeight(int value) { m_iHeight = value; }
+    void setIndex(std::string text) { m_index = std::move(text); }
+    void setType(std::string text) { m_type = std::move(text); }
+    void setURL(std::string text) { m_url = std::move(text); }
+    void setWidth(int value) { m_width = value; }
+    void setHeight(int value) { m_height = value; }
 
-    const std::string& getIndex() const { return m_sIndex; }
-    const std::string& getType() const { return m_sType; }
-    const std::string& getURL() const { return m_sURL; }
-    int getWidth() const { return m_iWidth; }
-    int getHeight() const { return m_iHeight; }
+    const std::string& getIndex() const { return m_index; }
+    const std::string& getType() const { return m_type; }
+    const std::string& getURL() const { return m_url; }
+    int getWidth() const { return m_width; }
+    int getHeight() const { return m_height; }
 
 private:
-    std::string m_sIndex;
-    std::string m_sType;
-    std::string m_sURL;
-    int m_iWidth = 0;
-    int m_iHeight = 0;
+    std::string m_index;
+    std::string m_type;
+    std::string m_url;
+    int m_width = 0;
+    int m_height = 0;
 };
 
 }  // namespace W

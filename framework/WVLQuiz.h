@@ -20,24 +20,24 @@ public:
     WVLAnswer& operator=(WVLAnswer&&) noexcept = default;
     ~WVLAnswer() override;
 
-    void setName(std::string text) { m_sName = std::move(text); }
-    void setCity(std::string text) { m_sCity = std::move(text); }
-    void setHeadendId(std::string text) { m_sHeadendId = std::move(text); }
-    void setDTV(std::string text) { m_sDTV = std::move(text); }
-    void setDeviceType(std::string text) { m_sDeviceType = std::move(text); }
+    void setName(std::string text) { m_name = std::move(text); }
+    void setCity(std::string text) { m_city = std::move(text); }
+    void setHeadendId(std::string text) { m_headendId = std::move(text); }
+    void setDTV(std::string text) { m_dtv = std::move(text); }
+    void setDeviceType(std::string text) { m_deviceType = std::move(text); }
 
-    const std::string& getName() const { return m_sName; }
-    const std::string& getCity() const { return m_sCity; }
-    const std::string& getHeadendId() const { return m_sHeadendId; }
-    const std::string& getDTV() const { return m_sDTV; }
-    const std::string& getDeviceType() const { return m_sDeviceType; }
+    const std::string& getName() const { return m_name; }
+    const std::string& getCity() const { return m_city; }
+    const std::string& getHeadendId() const { return m_headendId; }
+    const std::string& getDTV() const { return m_dtv; }
+    const std::string& getDeviceType() const { return m_deviceType; }
 
 private:
-    std::string m_sName;
-    std::string m_sCity;
-    std::string m_sHeadendId;
-    std::string m_sDTV;
-    std::string m_sDeviceType;
+    std::string m_name;
+    std::string m_city;
+    std::string m_headendId;
+    std::string m_dtv;
+    std::string m_deviceType;
 };
 
 /// One question: what is on this channel?
@@ -50,23 +50,23 @@ public:
     WVLQuiz& operator=(WVLQuiz&&) noexcept = default;
     ~WVLQuiz() override;
 
-    void setNumber(std::string text) { m_sNumber = std::move(text); }
-    void setMajor(std::string text) { m_sMajor = std::move(text); }
-    void setMinor(std::string text) { m_sMinor = std::move(text); }
-    void setPTC(std::string text) { m_sPTC = std::move(text); }
+    void setNumber(std::string text) { m_number = std::move(text); }
+    void setMajor(std::string text) { m_major = std::move(text); }
+    void setMinor(std::string text) { m_minor = std::move(text); }
+    void setPTC(std::string text) { m_ptc = std::move(text); }
     void setAnswerList(std::list<WVLAnswer> list) { m_AnswerList = std::move(list); }
 
-    const std::string& getNumber() const { return m_sNumber; }
-    const std::string& getMajor() const { return m_sMajor; }
-    const std::string& getMinor() const { return m_sMinor; }
-    const std::string& getPTC() const { return m_sPTC; }
+    const std::string& getNumber() const { return m_number; }
+    const std::string& getMajor() const { return m_major; }
+    const std::string& getMinor() const { return m_minor; }
+    const std::string& getPTC() const { return m_ptc; }
     const std::list<WVLAnswer>& getAnswerList() const { return m_AnswerList; }
 
 private:
-    std::string m_sNumber;
-    std::string m_sMajor;
-    std::string m_sMinor;
-    std::string m_sPTC;
+    std::string m_number;
+    std::string m_major;
+    std::string m_minor;
+    std::string m_ptc;
     std::list<WVLAnswer> m_AnswerList;
 };
 

@@ -21,15 +21,15 @@ public:
     WVLEvent& operator=(WVLEvent&&) noexcept = default;
     ~WVLEvent() override;
 
-    void setName(std::string text) { m_sName = std::move(text); }
-    void setLogLevel(std::string text) { m_sLogLevel = std::move(text); }
+    void setName(std::string text) { m_name = std::move(text); }
+    void setLogLevel(std::string text) { m_logLevel = std::move(text); }
 
-    const std::string& getName() const { return m_sName; }
-    const std::string& getLogLevel() const { return m_sLogLevel; }
+    const std::string& getName() const { return m_name; }
+    const std::string& getLogLevel() const { return m_logLevel; }
 
 private:
-    std::string m_sName;
-    std::string m_sLogLevel;
+    std::string m_name;
+    std::string m_logLevel;
 };
 
 /// Where and how a device reports its log; numbers as text.
@@ -42,26 +42,26 @@ public:
     WVLLog& operator=(WVLLog&&) noexcept = default;
     ~WVLLog() override;
 
-    void setName(std::string text) { m_sName = std::move(text); }
-    void setURL(std::string text) { m_sURL = std::move(text); }
-    void setLogLevel(std::string text) { m_sLogLevel = std::move(text); }
-    void setQueueMax(std::string text) { m_sQueueMax = std::move(text); }
-    void setExpiration(std::string text) { m_sExpiration = std::move(text); }
+    void setName(std::string text) { m_name = std::move(text); }
+    void setURL(std::string text) { m_url = std::move(text); }
+    void setLogLevel(std::string text) { m_logLevel = std::move(text); }
+    void setQueueMax(std::string text) { m_queueMax = std::move(text); }
+    void setExpiration(std::string text) { m_expiration = std::move(text); }
     void setEvents(std::list<WVLEvent> list) { m_Events = std::move(list); }
 
-    const std::string& getName() const { return m_sName; }
-    const std::string& getURL() const { return m_sURL; }
-    const std::string& getLogLevel() const { return m_sLogLevel; }
-    const std::string& getQueueMax() const { return m_sQueueMax; }
-    const std::string& getExpiration() const { return m_sExpiration; }
+    const std::string& getName() const { return m_name; }
+    const std::string& getURL() const { return m_url; }
+    const std::string& getLogLevel() const { return m_logLevel; }
+    const std::string& getQueueMax() const { return m_queueMax; }
+    const std::string& getExpiration() const { return m_expiration; }
     const std::list<WVLEvent>& getEvents() const { return m_Events; }
 
 private:
-    std::string m_sName;
-    std::string m_sURL;
-    std::string m_sLogLevel;
-    std::string m_sQueueMax;
-    std::string m_sExpiration;
+    std::string m_name;
+    std::string m_url;
+    std::string m_logLevel;
+    std::string m_queueMax;
+    std::string m_expiration;
     std::list<WVLEvent> m_Events;
 };
 
@@ -75,33 +75,33 @@ public:
     WVLCertificationRule& operator=(WVLCertificationRule&&) noexcept = default;
     ~WVLCertificationRule() override;
 
-    void setType(std::string text) { m_sType = std::move(text); }
-    void setRule(std::string text) { m_sRule = std::move(text); }
-    void setFirstScreen(std::string text) { m_sFirstScreen = std::move(text); }
-    void setAdultDefault(std::string text) { m_sAdultDefault = std::move(text); }
-    void setBarMode(std::string text) { m_sBarMode = std::move(text); }
-    void setBarRatio(std::string text) { m_sBarRatio = std::move(text); }
-    void setBeginTime(std::string text) { m_sBeginTime = std::move(text); }
-    void setEndTime(std::string text) { m_sEndTime = std::move(text); }
+    void setType(std::string text) { m_type = std::move(text); }
+    void setRule(std::string text) { m_rule = std::move(text); }
+    void setFirstScreen(std::string text) { m_firstScreen = std::move(text); }
+    void setAdultDefault(std::string text) { m_adultDefault = std::move(text); }
+    void setBarMode(std::string text) { m_barMode = std::move(text); }
+    void setBarRatio(std::string text) { m_barRatio = std::move(text); }
+    void setBeginTime(std::string text) { m_beginTime = std::move(text); }
+    void setEndTime(std::string text) { m_endTime = std::move(text); }
 
-    const std::string& getType() const { return m_sType; }
-    const std::string& getRule() const { return m_sRule; }
-    const std::string& getFirstScreen() const { return m_sFirstScreen; }
-    const std::string& getAdultDefault() const { return m_sAdultDefault; }
-    const std::string& getBarMode() const { return m_sBarMode; }
-    const std::string& getBarRatio() const { return m_sBarRatio; }
-    const std::string& getBeginTime() const { return m_sBeginTime; }
-    const std::string& getEndTime() const { return m_sEndTime; }
+    const std::string& getType() const { return m_type; }
+    const std::string& getRule() const { return m_rule; }
+    const std::string& getFirstScreen() const { return m_firstScreen; }
+    const std::string& getAdultDefault() const { return m_adultDefault; }
+    const std::string& getBarMode() const { return m_barMode; }
+    const std::string& getBarRatio() const { return m_barRatio; }
+    const std::string& getBeginTime() const { return m_beginTime; }
+    const std::string& getEndTime() const { return m_endTime; }
 
 private:
-    std::string m_sType;
-    std::string m_sRule;
-    std::string m_sFirstScreen;
-    std::string m_sAdultDefault;
-    std::string m_sBarMode;
-    std::string m_sBarRatio;
-    std::string m_sBeginTime;
-    std::string m_sEndTime;
+    std::string m_type;
+    std::string m_rule;
+    std::string m_firstScreen;
+    std::string m_adultDefault;
+    std::string m_barMode;
+    std::string m_barRatio;
+    std::string m_beginTime;
+    std::string m_endTime;
 };
 
 /// The service's clock: now in UTC and at the viewer's place, and the difference between the two.
@@ -117,18 +117,18 @@ public:
     void setUTC(WDateTime time) { m_UTC = time; }
     void setLocaltime(WDateTime time) { m_Localtime = time; }
     void setDifference(WDateTime time) { m_Difference = time; }
-    void setTimezone(std::string text) { m_sTimezone = std::move(text); }
+    void setTimezone(std::string text) { m_timezone = std::move(text); }
 
     const WDateTime& getUTC() const { return m_UTC; }
     const WDateTime& getLocaltime() const { return m_Localtime; }
     const WDateTime& getDifference() const { return m_Difference; }
-    const std::string& getTimezone() const { return m_sTimezone; }
+    const std::string& getTimezone() const { return m_timezone; }
 
 private:
     WDateTime m_UTC;
     WDateTime m_Localtime;
     WDateTime m_Difference;
-    std::string m_sTimezone;
+    std::string m_timezone;
 };
 
 /// A session with the service. Holds secrets: the seed key never goes into a log at the default level.
@@ -141,20 +141,20 @@ public:
     WVLSession& operator=(WVLSession&&) noexcept = default;
     ~WVLSession() override;
 
-    void setSessionID(std::string text) { m_sSessionID = std::move(text); }
-    void setUserID(std::string text) { m_sUserID = std::move(text); }
-    void setSeedKey(std::string text) { m_sSeedKey = std::move(text); }
+    void setSessionID(std::string text) { m_sessionID = std::move(text); }
+    void setUserID(std::string text) { m_userID = std::move(text); }
+    void setSeedKey(std::string text) { m_seedKey = std::move(text); }
     void setExpireTime(WDateTime time) { m_ExpireTime = time; }
 
-    const std::string& getSessionID() const { return m_sSessionID; }
-    const std::string& getUserID() const { return m_sUserID; }
-    const std::string& getSeedKey() const { return m_sSeedKey; }
+    const std::string& getSessionID() const { return m_sessionID; }
+    const std::string& getUserID() const { return m_userID; }
+    const std::string& getSeedKey() const { return m_seedKey; }
     const WDateTime& getExpireTime() const { return m_ExpireTime; }
 
 private:
-    std::string m_sSessionID;
-    std::string m_sUserID;
-    std::string m_sSeedKey;
+    std::string m_sessionID;
+    std::string m_userID;
+    std::string m_seedKey;
     WDateTime m_ExpireTime;
 };
 

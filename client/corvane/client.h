@@ -37,16 +37,15 @@ namespace corvane {
 class Error : public std::runtime_error {
 public:
     explicit Error(int status)
-        : std::runtime_error(W::WSTATUS2STRING(status) + (" (status " + std::to_string(status) + ")")),
-          m_iStatus(status)
+        : std::runtime_error(W::WSTATUS2STRING(status) + (" (status " + std::to_string(status) + ")")), m_status(status)
     {}
 
     /// As in docs/statuses.md: negative if the operation was refused or failed; 600 if it was cancelled or its Client
     /// was destroyed.
-    int status() const { return m_iStatus; }
+    int status() const { return m_status; }
 
 private:
-    int m_iStatus;
+    int m_status;
 };
 
 namespace detail {
@@ -70,7 +69,7 @@ public:
         std::function<void()> next;
         {
             const std::lock_guard<std::mutex> lock(m_lock);
-            m_bReady = true;
+            m_ready = true;
             m_canceller = nullptr;
             next.swap(m_next);
             m_ended.notify_all();
@@ -89,13 +88,13 @@ public:
     void wait() const
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        m_ended.wait(lock, [this] { return m_bReady; });
+        m_ended.wait(lock, [this] { return m_ready; });
     }
 
     bool waitFor(std::chrono::milliseconds patience) const
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        return m_ended.wait_for(lock, patience, [this] { return m_bReady; });
+        return m_ended.wait_for(lock, patience, [this] { return m_ready; });
     }
 
     /// Has finish() call `next`.
@@ -103,10 +102,10 @@ public:
     bool continueWith(std::function<void()> next)
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        if (!m_bReady) {
+        if (!m_ready) {
             m_next = std::move(next);
         }
-        return !m_bReady;
+        return !m_ready;
     }
 
     /// Sets what cancel() calls, and calls it now if cancel() came first.
@@ -116,7 +115,7 @@ public:
         {
             const std::lock_guard<std::mutex> lock(m_lock);
             m_canceller = canceller;
-            cancelled = m_bCancelled;
+            cancelled = m_cancelled;
         }
         if (cancelled) {
             canceller();
@@ -128,10 +127,10 @@ public:
         std::function<int()> canceller;
         {
             const std::lock_guard<std::mutex> lock(m_lock);
-            if (m_bReady) {
+            if (m_ready) {
                 return W::status::kNotFound;
             }
-            m_bCancelled = true;
+            m_cancelled = true;
             canceller = m_canceller;
         }
         return canceller ? canceller() : W::status::kCancelled;
@@ -151,8 +150,8 @@ protected:
 private:
     mutable std::mutex m_lock;
     mutable std::condition_variable m_ended;
-    bool m_bReady = false;
-    bool m_bCancelled = false;
+    bool m_ready = false;
+    bool m_cancelled = false;
     std::exception_ptr m_error;
     std::function<void()> m_next;
     std::function<int()> m_canceller;
@@ -182,9 +181,9 @@ public:
 /// The calls that are under way, and the object that they were made on.
 class Calls {
 public:
-    explicit Calls(std::shared_ptr<W::WCorvaneOAI> object) : m_pObject(std::move(object)) {}
+    explicit Calls(std::shared_ptr<W::WCorvaneOAI> object) : m_object(std::move(object)) {}
 
-    W::WCorvaneOAI& object() { return *m_pObject; }
+    W::WCorvaneOAI& object() { return *m_object; }
 
     void add(std::shared_ptr<StateBase> state)
     {
@@ -209,7 +208,7 @@ public:
     void close()
     {
         // Once the object is gone, no callback runs and none will begin.
-        m_pObject.reset();
+        m_object.reset();
         std::list<std::shared_ptr<StateBase>> dropped;
         {
             const std::lock_guard<std::mutex> lock(m_lock);
@@ -221,7 +220,7 @@ public:
     }
 
 private:
-    std::shared_ptr<W::WCorvaneOAI> m_pObject;
+    std::shared_ptr<W::WCorvaneOAI> m_object;
     std::mutex m_lock;
     std::list<std::shared_ptr<StateBase>> m_states;
 };

@@ -102,8 +102,8 @@ WDateTime WDateTime::fromTime_t(std::int64_t seconds)
 {
     WDateTime result;
     if (seconds >= kFirstSecond && seconds <= kLastSecond) {
-        result.m_iSeconds = seconds;
-        result.m_bInstant = true;
+        result.m_seconds = seconds;
+        result.m_hasInstant = true;
     }
     return result;
 }
@@ -127,26 +127,26 @@ WDateTime WDateTime::fromString(std::string_view text, DATEFORMAT format, TIMEZO
 
 WTime WDateTime::getOffsetTime() const
 {
-    if (!m_bOffset) {
+    if (!m_hasOffset) {
         return {};
     }
-    const int amount = m_iOffset < 0 ? -m_iOffset : m_iOffset;
+    const int amount = m_offset < 0 ? -m_offset : m_offset;
     return WTime(amount / 3600, amount / 60 % 60, amount % 60);
 }
 
 void WDateTime::setOffset(int sign, const WTime& time)
 {
-    m_bOffset = time.isValid();
-    m_iOffset = sign < 0 ? -time.toSeconds() : time.toSeconds();
+    m_hasOffset = time.isValid();
+    m_offset = sign < 0 ? -time.toSeconds() : time.toSeconds();
 }
 
 std::string WDateTime::toString() const
 {
-    if (!m_bInstant) {
+    if (!m_hasInstant) {
         return {};
     }
-    const std::int64_t days = (m_iSeconds - (m_iSeconds < 0 ? kSecondsPerDay - 1 : 0)) / kSecondsPerDay;
-    const int second = static_cast<int>(m_iSeconds - days * kSecondsPerDay);
+    const std::int64_t days = (m_seconds - (m_seconds < 0 ? kSecondsPerDay - 1 : 0)) / kSecondsPerDay;
+    const int second = static_cast<int>(m_seconds - days * kSecondsPerDay);
     const Date date = fromDays(days);
     std::string text = "0000-00-00T00:00:00Z";
     writeNumber(text, 0, 4, date.year);

@@ -5,23 +5,23 @@
 namespace W::host {
 
 LineUpChoice::LineUpChoice(const Configuration& configuration)
-    : m_pInstalled(WConfigManager::getInstance()),
-      m_sHeadend(configuration.text("headend")),
-      m_sDevice(configuration.text("device_type"))
+    : m_installed(WConfigManager::getInstance()),
+      m_headend(configuration.text("headend")),
+      m_device(configuration.text("device_type"))
 {
     installConfigManager(this);
 }
 
 LineUpChoice::~LineUpChoice()
 {
-    installConfigManager(m_pInstalled);
+    installConfigManager(m_installed);
 }
 
 void LineUpChoice::choose(std::string headend, std::string device)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    m_sHeadend = std::move(headend);
-    m_sDevice = std::move(device);
+    m_headend = std::move(headend);
+    m_device = std::move(device);
 }
 
 WVariant LineUpChoice::getCPOption(const WContentProvider& provider, const std::string& key)
@@ -32,19 +32,19 @@ WVariant LineUpChoice::getCPOption(const WContentProvider& provider, const std::
     if (key == "vorel_device_type") {
         return WVariant(device());
     }
-    return m_pInstalled->getCPOption(provider, key);
+    return m_installed->getCPOption(provider, key);
 }
 
 std::string LineUpChoice::headend()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_sHeadend;
+    return m_headend;
 }
 
 std::string LineUpChoice::device()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_sDevice;
+    return m_device;
 }
 
 }  // namespace W::host

@@ -28,10 +28,10 @@ public:
     std::string device();
 
 private:
-    WConfigManager* const m_pInstalled;
+    WConfigManager* const m_installed;
     std::mutex m_lock;  ///< guards what follows
-    std::string m_sHeadend;
-    std::string m_sDevice;
+    std::string m_headend;
+    std::string m_device;
 };
 
 }  // namespace W::host

@@ -28,7 +28,7 @@ SessionKeeper::~SessionKeeper()
 {
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        m_bEnding = true;
+        m_ending = true;
     }
     m_wake.notify_all();
     m_thread.join();
@@ -75,12 +75,12 @@ void SessionKeeper::open()
 void SessionKeeper::keep()
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    while (!m_bEnding) {
+    while (!m_ending) {
         std::chrono::seconds pause = kRetry;
         if (m_expires) {
             pause = std::max(kShortest, std::chrono::seconds(*m_expires - std::time(nullptr)) - kBeforeExpiry);
         }
-        if (m_wake.wait_for(lock, pause, [this] { return m_bEnding; })) {
+        if (m_wake.wait_for(lock, pause, [this] { return m_ending; })) {
             return;
         }
         lock.unlock();

@@ -36,7 +36,7 @@ private:
     const std::chrono::milliseconds m_patience;
     std::mutex m_lock;  ///< guards what follows
     std::condition_variable m_wake;
-    bool m_bEnding = false;
+    bool m_ending = false;
     std::optional<std::int64_t> m_expires;
     std::optional<ServiceProblem> m_problem;
     std::thread m_thread;

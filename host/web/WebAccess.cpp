@@ -61,20 +61,20 @@ std::string machineName()
 }  // namespace
 
 WebAccess::WebAccess(const http::ListenAddress& address, std::string password)
-    : m_address(address), m_sPassword(std::move(password)), m_sToken(makeToken()), m_sMachine(machineName())
+    : m_address(address), m_password(std::move(password)), m_token(makeToken()), m_machine(machineName())
 {}
 
 std::string WebAccess::address(const std::string& url) const
 {
-    return asksForPassword() ? url + "/" : fmt::format("{}/?token={}", url, m_sToken);
+    return asksForPassword() ? url + "/" : fmt::format("{}/?token={}", url, m_token);
 }
 
 bool WebAccess::isOwnHost(std::string_view host) const
 {
-    const std::string port = fmt::format(":{}", m_iPort);
+    const std::string port = fmt::format(":{}", m_port);
     if (host.size() <= port.size() || host.substr(host.size() - port.size()) != port) {
         // Browsers leave the default port out.
-        if (m_iPort != 80) {
+        if (m_port != 80) {
             return false;
         }
     } else {
@@ -86,13 +86,13 @@ bool WebAccess::isOwnHost(std::string_view host) const
         return true;
     }
     // An address cannot be rebound, and the machine's own name belongs to the machine.
-    return !m_address.isLoopback() && (isAddressLiteral(name) || http::equalIgnoringCase(name, m_sMachine));
+    return !m_address.isLoopback() && (isAddressLiteral(name) || http::equalIgnoringCase(name, m_machine));
 }
 
 std::string WebAccess::cookieName() const
 {
     // Cookies do not tell ports apart; two programs of one machine would overwrite each other's.
-    return fmt::format("corvane-{}", m_iPort);
+    return fmt::format("corvane-{}", m_port);
 }
 
 bool WebAccess::hasCookie(const http::Request& request) const
@@ -106,7 +106,7 @@ bool WebAccess::hasCookie(const http::Request& request) const
         while (!one.empty() && one.front() == ' ') {
             one.remove_prefix(1);
         }
-        if (one.substr(0, wanted.size()) == wanted && sameSecret(one.substr(wanted.size()), m_sToken)) {
+        if (one.substr(0, wanted.size()) == wanted && sameSecret(one.substr(wanted.size()), m_token)) {
             return true;
         }
     }
@@ -120,16 +120,16 @@ WebAccess::Verdict WebAccess::tryPassword(const http::Request& request)
     const std::lock_guard<std::mutex> lock(m_lock);
     const auto now = std::chrono::steady_clock::now();
     if (now - m_firstTry > kTriesForgotten) {
-        m_iWrongTries = 0;
+        m_wrongTries = 0;
     }
-    if (m_iWrongTries >= kMostWrongTries) {
+    if (m_wrongTries >= kMostWrongTries) {
         return Verdict::TooManyTries;
     }
-    if (given != fields.end() && sameSecret(given->second, m_sPassword)) {
-        m_iWrongTries = 0;
+    if (given != fields.end() && sameSecret(given->second, m_password)) {
+        m_wrongTries = 0;
         return Verdict::SignedIn;
     }
-    if (m_iWrongTries++ == 0) {
+    if (m_wrongTries++ == 0) {
         m_firstTry = now;
     }
     return Verdict::WrongPassword;
@@ -146,7 +146,7 @@ WebAccess::Verdict WebAccess::judge(const http::Request& request)
     }
     if (!asksForPassword()) {
         const auto token = request.query.find("token");
-        if (request.path == "/" && token != request.query.end() && sameSecret(token->second, m_sToken)) {
+        if (request.path == "/" && token != request.query.end() && sameSecret(token->second, m_token)) {
             return Verdict::SignedIn;
         }
     } else if (request.method == "POST" && request.path == "/sign-in") {
@@ -160,7 +160,7 @@ http::Reply WebAccess::signIn() const
     http::Reply reply;
     reply.status = 303;
     reply.headers.add("Location", "/");
-    reply.headers.add("Set-Cookie", fmt::format("{}={}; Path=/; HttpOnly; SameSite=Strict", cookieName(), m_sToken));
+    reply.headers.add("Set-Cookie", fmt::format("{}={}; Path=/; HttpOnly; SameSite=Strict", cookieName(), m_token));
     reply.headers.add("Cache-Control", "no-store");
     reply.headers.add("Referrer-Policy", "no-referrer");
     return reply;

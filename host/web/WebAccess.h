@@ -20,7 +20,7 @@ public:
     WebAccess(const http::ListenAddress& address, std::string password);
 
     /// The port that was bound. Call it before the first request.
-    void setPort(int port) { m_iPort = port; }
+    void setPort(int port) { m_port = port; }
 
     /// What to open: with the token, unless there is a password.
     std::string address(const std::string& url) const;
@@ -39,7 +39,7 @@ public:
     /// Gives the browser its cookie and sends it to the page.
     http::Reply signIn() const;
 
-    bool asksForPassword() const { return !m_sPassword.empty(); }
+    bool asksForPassword() const { return !m_password.empty(); }
 
 private:
     bool isOwnHost(std::string_view host) const;
@@ -48,12 +48,12 @@ private:
     Verdict tryPassword(const http::Request& request);
 
     const http::ListenAddress m_address;
-    const std::string m_sPassword;
-    const std::string m_sToken;
-    std::string m_sMachine;  ///< this machine's name
-    int m_iPort = 0;
+    const std::string m_password;
+    const std::string m_token;
+    std::string m_machine;  ///< this machine's name
+    int m_port = 0;
     std::mutex m_lock;  ///< guards what follows
-    int m_iWrongTries = 0;
+    int m_wrongTries = 0;
     std::chrono::steady_clock::time_point m_firstTry;
 };
 

@@ -22,20 +22,20 @@ class Checks {
 public:
     void check(const char* name, const std::function<std::string()>& step)
     {
-        if (!m_sHint.empty()) {
+        if (!m_hint.empty()) {
             add("-", name, "skipped");
             return;
         }
         try {
             add("ok", name, step());
         } catch (const ServiceProblem& problem) {
-            m_sHint = problem.hint();
+            m_hint = problem.hint();
             add("FAIL", name, problem.what());
         }
     }
 
     const Json& rows() const { return m_rows; }
-    const std::string& hint() const { return m_sHint; }
+    const std::string& hint() const { return m_hint; }
 
 private:
     void add(const char* verdict, const char* name, const std::string& finding)
@@ -44,7 +44,7 @@ private:
     }
 
     Json m_rows = Json::array();
-    std::string m_sHint;
+    std::string m_hint;
 };
 
 std::string clockCheck(ServiceSession& service)

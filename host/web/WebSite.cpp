@@ -91,8 +91,8 @@ WebSite::WebSite(Runtime& runtime, SessionKeeper& session, LineUpChoice& lineUp,
       m_lineUp(lineUp),
       m_dispatcher(dispatcher),
       m_access(access),
-      m_sAssets(std::move(assets)),
-      m_content(readContent(m_sAssets))
+      m_assets(std::move(assets)),
+      m_content(readContent(m_assets))
 {}
 
 http::HttpApplication WebSite::application(std::chrono::milliseconds patience)
@@ -165,8 +165,8 @@ http::Reply WebSite::locked(WebAccess::Verdict verdict) const
 
 std::shared_ptr<const http::StaticContent> WebSite::content(bool fresh)
 {
-    if (fresh && !m_sAssets.empty()) {
-        auto content = readContent(m_sAssets);
+    if (fresh && !m_assets.empty()) {
+        auto content = readContent(m_assets);
         const std::lock_guard<std::mutex> lock(m_lock);
         m_content = std::move(content);
     }

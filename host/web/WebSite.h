@@ -38,7 +38,7 @@ private:
     LineUpChoice& m_lineUp;
     RpcDispatcher& m_dispatcher;
     WebAccess& m_access;
-    const std::string m_sAssets;
+    const std::string m_assets;
     std::mutex m_lock;  ///< guards what follows
     std::shared_ptr<const http::StaticContent> m_content;
 };

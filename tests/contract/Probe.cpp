@@ -86,14 +86,14 @@ Probe::Probe(const std::string& url, W::UINT64 id, std::function<void(Probe&)> o
         throw std::bad_alloc();
     }
     static_assert(sizeof(Request) <= kRequestBytes);
-    m_pRequest = new (memory) Request(W::HTTP_GET, url, header, std::string(), &Probe::complete, this);
-    m_pRequest->setID(id);
+    m_request = new (memory) Request(W::HTTP_GET, url, header, std::string(), &Probe::complete, this);
+    m_request->setID(id);
 }
 
 int Probe::add()
 {
     ++s_inCall;
-    const int returned = g_executor->addRequest(m_pRequest);
+    const int returned = g_executor->addRequest(m_request);
     --s_inCall;
     return returned;
 }
@@ -101,13 +101,13 @@ int Probe::add()
 void Probe::cancel()
 {
     ++s_inCall;
-    m_pRequest->setCancel();
+    m_request->setCancel();
     --s_inCall;
 }
 
 void Probe::forbid()
 {
-    mprotect(m_pRequest, kRequestBytes, PROT_NONE);
+    mprotect(m_request, kRequestBytes, PROT_NONE);
 }
 
 int Probe::deleted()
@@ -119,12 +119,12 @@ void Probe::complete(W::SESSION_STATUS status, W::HttpRequest* request, void* us
 {
     auto& probe = *static_cast<Probe*>(userData);
     if (s_inCall > 0) {
-        probe.m_bOnCallersStack = true;
+        probe.m_onCallersStack = true;
     }
-    if (++probe.m_iCompletions == 1) {
-        probe.m_iStatus = status;
-        probe.m_iCode = request->response().getHttpResponseCode();
-        probe.m_sPayload = request->response().getPayload();
+    if (++probe.m_completions == 1) {
+        probe.m_status = status;
+        probe.m_code = request->response().getHttpResponseCode();
+        probe.m_payload = request->response().getPayload();
         // What the callback calls is not the check's own call.
         const int outer = std::exchange(s_inCall, 0);
         if (probe.m_onCompletion) {

@@ -33,19 +33,19 @@ public:
     void set()
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        m_bSet = true;
+        m_set = true;
         m_changed.notify_all();
     }
     bool wait(std::chrono::milliseconds patience)
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        return m_changed.wait_for(lock, patience, [this] { return m_bSet; });
+        return m_changed.wait_for(lock, patience, [this] { return m_set; });
     }
 
 private:
     std::mutex m_lock;
     std::condition_variable m_changed;
-    bool m_bSet = false;
+    bool m_set = false;
 };
 
 /// A request in memory of its own, so that it can be made inaccessible.
@@ -66,12 +66,12 @@ public:
     void forbid();
 
     bool wait(std::chrono::milliseconds patience = g_patience) { return m_completed.wait(patience); }
-    int completions() const { return m_iCompletions; }
-    W::SESSION_STATUS status() const { return m_iStatus; }
-    W::HTTP_RESPONSE_CODE code() const { return m_iCode; }
-    const std::string& payload() const { return m_sPayload; }
+    int completions() const { return m_completions; }
+    W::SESSION_STATUS status() const { return m_status; }
+    W::HTTP_RESPONSE_CODE code() const { return m_code; }
+    const std::string& payload() const { return m_payload; }
     /// Whether a completion ran inside add() or cancel(), on the thread that called them.
-    bool wasOnCallersStack() const { return m_bOnCallersStack; }
+    bool wasOnCallersStack() const { return m_onCallersStack; }
 
     /// Requests that somebody else deleted.
     static int deleted();
@@ -80,14 +80,14 @@ private:
     class Request;
     static void complete(W::SESSION_STATUS status, W::HttpRequest* request, void* userData);
 
-    Request* m_pRequest;
+    Request* m_request;
     std::function<void(Probe&)> m_onCompletion;
     Event m_completed;
-    std::atomic<int> m_iCompletions{0};
-    std::atomic<bool> m_bOnCallersStack{false};
-    W::SESSION_STATUS m_iStatus = -1;
-    W::HTTP_RESPONSE_CODE m_iCode = 0;
-    std::string m_sPayload;
+    std::atomic<int> m_completions{0};
+    std::atomic<bool> m_onCallersStack{false};
+    W::SESSION_STATUS m_status = -1;
+    W::HTTP_RESPONSE_CODE m_code = 0;
+    std::string m_payload;
 };
 
 /// Runs `action` on another thread.

@@ -47,18 +47,18 @@ bool told(Tell tell)
 
 }  // namespace
 
-WatchedThread::WatchedThread(AllocationWatch& watch) : m_pBefore(std::exchange(theWatch, &watch)) {}
+WatchedThread::WatchedThread(AllocationWatch& watch) : m_before(std::exchange(theWatch, &watch)) {}
 
 WatchedThread::~WatchedThread()
 {
-    theWatch = m_pBefore;
+    theWatch = m_before;
 }
 
-UnwatchedThread::UnwatchedThread() : m_bBefore(std::exchange(isTelling, true)) {}
+UnwatchedThread::UnwatchedThread() : m_wasTelling(std::exchange(isTelling, true)) {}
 
 UnwatchedThread::~UnwatchedThread()
 {
-    isTelling = m_bBefore;
+    isTelling = m_wasTelling;
 }
 
 WatchedExecutorThreads::WatchedExecutorThreads(AllocationWatch& watch)

@@ -24,7 +24,7 @@ public:
     WatchedThread& operator=(const WatchedThread&) = delete;
 
 private:
-    AllocationWatch* m_pBefore;
+    AllocationWatch* m_before;
 };
 
 /// Watches every thread whose name begins with "http-", which are the real executor's.
@@ -45,7 +45,7 @@ public:
     UnwatchedThread& operator=(const UnwatchedThread&) = delete;
 
 private:
-    bool m_bBefore;
+    bool m_wasTelling;
 };
 
 /// Blocks of memory that the process holds.
@@ -61,20 +61,20 @@ public:
         EverySecondFrom,
         EveryThirdFrom
     };
-    FailingAllocations(Which which, long number) : m_eWhich(which), m_iNumber(number) {}
+    FailingAllocations(Which which, long number) : m_which(which), m_number(number) {}
     bool onAllocate() override
     {
-        const bool fails = failsAt(++m_iSeen - m_iNumber);
-        m_iFailed += fails ? 1 : 0;
+        const bool fails = failsAt(++m_seen - m_number);
+        m_failed += fails ? 1 : 0;
         return !fails;
     }
-    long seen() const { return m_iSeen; }
-    long failed() const { return m_iFailed; }
+    long seen() const { return m_seen; }
+    long failed() const { return m_failed; }
 
 private:
     bool failsAt(long behind) const
     {
-        switch (m_eWhich) {
+        switch (m_which) {
             case Which::None:
                 return false;
             case Which::One:
@@ -89,10 +89,10 @@ private:
         return false;
     }
 
-    const Which m_eWhich;
-    const long m_iNumber;
-    std::atomic<long> m_iSeen{0};
-    std::atomic<long> m_iFailed{0};
+    const Which m_which;
+    const long m_number;
+    std::atomic<long> m_seen{0};
+    std::atomic<long> m_failed{0};
 };
 
 }  // namespace W::test

@@ -30,7 +30,7 @@ CommandedExecutor::~CommandedExecutor()
     {
         const Lock lock(m_lock);
         EXPECT_TRUE(m_pending.empty()) << m_pending.size() << " requests were neither answered nor flushed";
-        m_bStopping = true;
+        m_stopping = true;
     }
     m_changed.notify_all();
     for (std::thread& thread : m_threads)
@@ -53,7 +53,7 @@ int CommandedExecutor::addRequest(HttpRequest* request)
     else if (!m_threads.empty())
         (plan.moment == Moment::Soon ? m_soon : m_late).push_back(request);
     m_pending[request] = {std::move(plan), waits ? &over : nullptr};
-    m_pLast = request;
+    m_last = request;
     m_changed.notify_all();
     if (waits)
         m_changed.wait(lock, [&] { return over; });
@@ -90,7 +90,7 @@ void CommandedExecutor::flushHttpRequests(UINT64 id)
 HttpRequest* CommandedExecutor::last()
 {
     const Lock lock(m_lock);
-    return m_pLast;
+    return m_last;
 }
 
 std::size_t CommandedExecutor::pendingCount()
@@ -185,7 +185,7 @@ HttpRequest* CommandedExecutor::chooseNext()
 void CommandedExecutor::work()
 {
     Lock lock(m_lock);
-    while (!m_bStopping) {
+    while (!m_stopping) {
         if (HttpRequest* const next = chooseNext()) {
             run(lock, next, nullptr);
             continue;

@@ -88,13 +88,13 @@ private:
     std::mutex m_lock;
     std::condition_variable m_changed;
     std::unordered_map<HttpRequest*, Pending> m_pending;
-    HttpRequest* m_pLast = nullptr;
+    HttpRequest* m_last = nullptr;
     std::deque<HttpRequest*> m_soon;  ///< may contain completed requests
     std::deque<HttpRequest*> m_late;
     std::vector<std::pair<std::thread::id, UINT64>> m_completing;
     std::unordered_map<UINT64, int> m_flushes;
-    std::uint64_t m_uTurn = 0;
-    bool m_bStopping = false;
+    std::uint64_t m_turn = 0;
+    bool m_stopping = false;
     std::vector<std::thread> m_threads;
 };
 

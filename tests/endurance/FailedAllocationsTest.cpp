@@ -104,20 +104,20 @@ public:
 
     int addRequest(HttpRequest* request) override
     {
-        m_pHeld = request;
+        m_held = request;
         return 0;
     }
     void flushHttpRequests(UINT64 /*id*/) override
     {
-        if (HttpRequest* const request = std::exchange(m_pHeld, nullptr))
+        if (HttpRequest* const request = std::exchange(m_held, nullptr))
             request->complete(session::kCancelled);
     }
     void wake() override {}
 
-    HttpRequest* take() { return std::exchange(m_pHeld, nullptr); }
+    HttpRequest* take() { return std::exchange(m_held, nullptr); }
 
 private:
-    HttpRequest* m_pHeld = nullptr;
+    HttpRequest* m_held = nullptr;
 };
 
 /// Ends of an exchange that the plug-in handles differently.
@@ -399,19 +399,19 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
             void notify()
             {
                 const std::lock_guard<std::mutex> hold(m_lock);
-                m_bOver = true;
+                m_isOver = true;
                 m_changed.notify_all();
             }
             bool wait()
             {
                 std::unique_lock<std::mutex> hold(m_lock);
-                return m_changed.wait_for(hold, std::chrono::seconds(30), [&] { return m_bOver; });
+                return m_changed.wait_for(hold, std::chrono::seconds(30), [&] { return m_isOver; });
             }
 
         private:
             std::mutex m_lock;
             std::condition_variable m_changed;
-            bool m_bOver = false;
+            bool m_isOver = false;
         } m_over;
     };
 

@@ -45,7 +45,7 @@ public:
     int addRequest(HttpRequest* request) override
     {
         if (m_answer == nullptr)
-            return m_pExecutor->addRequest(request);
+            return m_executor->addRequest(request);
         std::thread([request, answer = m_answer] {
             request->response().setHttpResponseCode(200);
             request->response().setPayload(*answer);
@@ -53,16 +53,16 @@ public:
         }).join();
         return status::kOk;
     }
-    void flushHttpRequests(UINT64 id) override { m_pExecutor->flushHttpRequests(id); }
-    void wake() override { m_pExecutor->wake(); }
+    void flushHttpRequests(UINT64 id) override { m_executor->flushHttpRequests(id); }
+    void wake() override { m_executor->wake(); }
 
     /// Sets the executor. To be called while no request is in flight.
-    void passTo(HttpDelegator& executor) { m_pExecutor = &executor; }
+    void passTo(HttpDelegator& executor) { m_executor = &executor; }
     /// Answers with the body; passes requests on if it is null.
     void answerWith(const std::string* body) { m_answer = body; }
 
 private:
-    HttpDelegator* m_pExecutor = nullptr;
+    HttpDelegator* m_executor = nullptr;
     const std::string* m_answer = nullptr;
 };
 
@@ -225,14 +225,14 @@ public:
     Trial(NetworkFaults& test, const Fault& fault)
         : m_fault(fault),
           m_server(fault.server(test.ground)),
-          m_sBaseUrl(m_server->baseUrl()),
+          m_baseUrl(m_server->baseUrl()),
           m_bad(shuffledKeys(test.random)),
           m_good(shuffledKeys(test.random)),
-          m_object(test.objectFor(m_sBaseUrl))
+          m_object(test.objectFor(m_baseUrl))
     {}
 
     /// All at once, except the fault that takes much memory.
-    void begin() { m_bad.issue(*m_object, m_sBaseUrl, m_directory.file("."), m_fault.got == Got::Huge && isLong()); }
+    void begin() { m_bad.issue(*m_object, m_baseUrl, m_directory.file("."), m_fault.got == Got::Huge && isLong()); }
     /// Updates the counters. @return whether all callbacks have come
     bool isOver()
     {
@@ -250,7 +250,7 @@ public:
         support::eventually([this] { return m_server->served() >= vorel::kOperationCount; }, 5s);
         EXPECT_EQ(m_server->served(), vorel::kOperationCount) << "requests that met the fault";
 
-        m_good.issue(*m_object, m_sBaseUrl, m_directory.file("."), false);
+        m_good.issue(*m_object, m_baseUrl, m_directory.file("."), false);
         EXPECT_TRUE(support::eventually([this] { return m_good.areOver(); }))
             << "callbacks of next requests are missing";
         for (const Cell& cell : m_good.cells()) {
@@ -290,7 +290,7 @@ private:
     const Fault& m_fault;
     const host::ScratchDirectory m_directory;
     FaultServerPointer m_server;
-    const std::string m_sBaseUrl;
+    const std::string m_baseUrl;
     Requests m_bad;
     Requests m_good;
     host::PluginLibrary::Object m_object;

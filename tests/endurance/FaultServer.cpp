@@ -68,52 +68,52 @@ private:
 /// A port without a server until it is healed.
 class UnservedPort : public FaultServer {
 public:
-    explicit UnservedPort(const GoodService& service) : m_service(service), m_iSocket(host::bindLoopback()) {}
+    explicit UnservedPort(const GoodService& service) : m_service(service), m_socket(host::bindLoopback()) {}
     ~UnservedPort() override
     {
         if (!m_server)
-            ::close(m_iSocket);
+            ::close(m_socket);
     }
 
     std::string baseUrl() const override { return urlOf("http", kAddress, port()); }
-    void heal() override { m_server.emplace(servingWell(m_service), m_iSocket); }
+    void heal() override { m_server.emplace(servingWell(m_service), m_socket); }
 
 protected:
-    int socket() const { return m_iSocket; }
-    int port() const { return host::portOf(m_iSocket); }
+    int socket() const { return m_socket; }
+    int port() const { return host::portOf(m_socket); }
 
 private:
     const GoodService& m_service;
-    const int m_iSocket;  ///< owned by the server once there is one
+    const int m_socket;  ///< owned by the server once there is one
     std::optional<RawServer> m_server;
 };
 
 class ClosedPort final : public UnservedPort {
 public:
-    explicit ClosedPort(const GoodService& service) : UnservedPort(service), m_uBefore(attemptsToConnect(port())) {}
+    explicit ClosedPort(const GoodService& service) : UnservedPort(service), m_before(attemptsToConnect(port())) {}
 
     std::size_t served() override
     {
-        if (!m_bHealed)
-            m_uServed = attemptsToConnect(port()) - m_uBefore;
-        return m_uServed;
+        if (!m_healed)
+            m_served = attemptsToConnect(port()) - m_before;
+        return m_served;
     }
     void heal() override
     {
         served();
-        m_bHealed = true;
+        m_healed = true;
         UnservedPort::heal();
     }
 
 private:
-    const std::size_t m_uBefore;
-    std::size_t m_uServed = 0;
-    bool m_bHealed = false;
+    const std::size_t m_before;
+    std::size_t m_served = 0;
+    bool m_healed = false;
 };
 
 class FullQueue final : public UnservedPort {
 public:
-    explicit FullQueue(const GoodService& service) : UnservedPort(service), m_iFirst(::socket(AF_INET, SOCK_STREAM, 0))
+    explicit FullQueue(const GoodService& service) : UnservedPort(service), m_first(::socket(AF_INET, SOCK_STREAM, 0))
     {
         // A queue of length 0 holds one connection.
         sockaddr_in address{};
@@ -121,22 +121,22 @@ public:
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         address.sin_port = htons(static_cast<std::uint16_t>(port()));
         EXPECT_EQ(::listen(socket(), 0), 0);
-        EXPECT_EQ(::connect(m_iFirst, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(::connect(m_first, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     }
-    ~FullQueue() override { ::close(m_iFirst); }
+    ~FullQueue() override { ::close(m_first); }
 
-    std::size_t served() override { return m_uServed = std::max(m_uServed, unansweredAttempts(port())); }
+    std::size_t served() override { return m_served = std::max(m_served, unansweredAttempts(port())); }
 
 private:
-    const int m_iFirst;
-    std::size_t m_uServed = 0;
+    const int m_first;
+    std::size_t m_served = 0;
 };
 
 class BlackHole final : public UnservedPort {
 public:
     explicit BlackHole(const GoodService& service) : UnservedPort(service) { EXPECT_EQ(::listen(socket(), 512), 0); }
 
-    std::size_t served() override { return m_uServed; }
+    std::size_t served() override { return m_served; }
     void heal() override
     {
         pollfd waiting{socket(), POLLIN, 0};
@@ -146,14 +146,14 @@ public:
             const auto request = host::takeRequest(unread, [connection](char* to, std::size_t room) {
                 return ::recv(connection, to, room, MSG_DONTWAIT);
             });
-            m_uServed += request ? 1 : 0;
+            m_served += request ? 1 : 0;
             ::close(connection);
         }
         UnservedPort::heal();
     }
 
 private:
-    std::size_t m_uServed = 0;
+    std::size_t m_served = 0;
 };
 
 class BadTls final : public FaultServer {
@@ -166,14 +166,14 @@ public:
     {}
 
     std::string baseUrl() const override { return urlOf("https", kAddress, m_server.port()); }
-    std::size_t served() override { return m_uServed; }
-    void heal() override { m_bHealed = true; }
+    std::size_t served() override { return m_served; }
+    void heal() override { m_healed = true; }
 
 private:
     void serve(Connection& connection)
     {
-        if (!m_bHealed) {
-            m_uServed += m_harm(connection) ? 1 : 0;
+        if (!m_healed) {
+            m_served += m_harm(connection) ? 1 : 0;
             return;
         }
         host::TlsConnection tls(m_healthy, connection.socket());
@@ -188,8 +188,8 @@ private:
     const GoodService& m_service;
     const host::TlsIdentity& m_healthy;
     const TlsHarm m_harm;
-    std::atomic<bool> m_bHealed{false};
-    std::atomic<std::size_t> m_uServed{0};
+    std::atomic<bool> m_healed{false};
+    std::atomic<std::size_t> m_served{0};
     RawServer m_server;
 };
 
@@ -197,20 +197,20 @@ class BadReply final : public FaultServer {
 public:
     BadReply(const GoodService& service, After after, ReplyHarm harm)
         : m_service(service),
-          m_eAfter(after),
+          m_after(after),
           m_harm(std::move(harm)),
           m_server([this](Connection& connection) { serve(connection); })
     {}
 
     std::string baseUrl() const override { return urlOf("http", kAddress, m_server.port()); }
-    std::size_t served() override { return m_uServed; }
-    void heal() override { m_bHealed = true; }
+    std::size_t served() override { return m_served; }
+    void heal() override { m_healed = true; }
 
 private:
     void serve(Connection& connection)
     {
         while (const auto request = connection.readRequest()) {
-            if (m_bHealed) {
+            if (m_healed) {
                 connection.send(m_service.replyTo(*request));
                 continue;
             }
@@ -218,17 +218,17 @@ private:
             if (!vorel::isOperation(key))
                 return;
             EXPECT_EQ(++m_met[key - vorel::kFirstKey], 1) << vorel::operation(key).name << " came again";
-            m_uServed += m_harm({connection, *request, GoodService::bodyFor(key)}) ? 1 : 0;
-            if (m_eAfter == After::Close)
+            m_served += m_harm({connection, *request, GoodService::bodyFor(key)}) ? 1 : 0;
+            if (m_after == After::Close)
                 return;
         }
     }
 
     const GoodService& m_service;
-    const After m_eAfter;
+    const After m_after;
     const ReplyHarm m_harm;
-    std::atomic<bool> m_bHealed{false};
-    std::atomic<std::size_t> m_uServed{0};
+    std::atomic<bool> m_healed{false};
+    std::atomic<std::size_t> m_served{0};
     std::array<std::atomic<int>, vorel::kOperationCount> m_met{};
     RawServer m_server;
 };

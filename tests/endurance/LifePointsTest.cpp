@@ -48,7 +48,7 @@ class Points final : public AllocationWatch {
 public:
     /// @param at  number of the point at which `act` runs; 0 for none
     Points(long at, Beside beside, std::function<void()> act)
-        : m_iAt(at), m_bGoOn(beside == Beside::Yes), m_act(std::move(act))
+        : m_at(at), m_goOn(beside == Beside::Yes), m_act(std::move(act))
     {}
     ~Points() override { join(); }
 
@@ -60,18 +60,18 @@ public:
     void onRelease() override { pass(); }
     void pass()
     {
-        if (++m_iSeen == m_iAt)
+        if (++m_seen == m_at)
             interrupt();
     }
 
     /// Lets the interrupted thread continue, because this thread has to wait for it.
-    void letGo() { m_bGoOn = true; }
+    void letGo() { m_goOn = true; }
     void join()
     {
         if (m_actor.joinable())
             m_actor.join();
     }
-    long seen() const { return m_iSeen; }
+    long seen() const { return m_seen; }
 
     static thread_local Points* ofThread;      ///< counts this thread's points
     static thread_local Points* interrupting;  ///< the thread that waits for this one
@@ -86,14 +86,14 @@ private:
             interrupting = nullptr;
             letGo();
         });
-        while (!m_bGoOn)
+        while (!m_goOn)
             std::this_thread::yield();
     }
 
-    const long m_iAt;
-    std::atomic<bool> m_bGoOn;
+    const long m_at;
+    std::atomic<bool> m_goOn;
     std::function<void()> m_act;
-    long m_iSeen = 0;
+    long m_seen = 0;
     std::thread m_actor;
 };
 

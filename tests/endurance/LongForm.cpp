@@ -86,7 +86,7 @@ void figure(const std::string& what, const Distribution& distribution)
 std::uint64_t Random::next()
 {
     // SplitMix64.
-    std::uint64_t mixed = m_uState += 0x9E3779B97F4A7C15u;
+    std::uint64_t mixed = m_state += 0x9E3779B97F4A7C15u;
     mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9u;
     mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBu;
     return mixed ^ (mixed >> 31);

@@ -43,7 +43,7 @@ void figure(const std::string& what, const Distribution& distribution);
 /// A small random number generator that gives the same numbers on every platform, so that a run can be replayed.
 class Random {
 public:
-    explicit Random(std::uint64_t start) : m_uState(start * 0x9E3779B97F4A7C15u + 1) {}
+    explicit Random(std::uint64_t start) : m_state(start * 0x9E3779B97F4A7C15u + 1) {}
 
     std::uint64_t next();
     /// 0 to `limit` - 1.
@@ -52,7 +52,7 @@ public:
     bool perMille(unsigned share) { return next() % 1000 < share; }
 
 private:
-    std::uint64_t m_uState;
+    std::uint64_t m_state;
 };
 
 }  // namespace W::test

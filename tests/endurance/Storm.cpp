@@ -64,12 +64,12 @@ void Storm::begin()
     life.object = static_cast<WVorelOAI*>(createPlugin());
     openSession(*life.object);
     setClock(*life.object);
-    m_pCurrent = &life;
+    m_current = &life;
 }
 
 void Storm::destroyCurrent()
 {
-    Life& life = *m_pCurrent;
+    Life& life = *m_current;
     m_book.destroyedInFlight += life.object->service()->requestCount() > 0 ? 1 : 0;
     ++m_book.destroyed;
     destroyPlugin(life.object);
@@ -93,10 +93,10 @@ bool Storm::destroyWhenIdle()
 {
     // A callback may still destroy the object and create another.
     const std::unique_lock alone(m_use);
-    WVorelOAI& object = *m_pCurrent->object;
+    WVorelOAI& object = *m_current->object;
     if (object.service()->requestCount() > 0 || object.service()->argsCount() > 0 || object.commandCount() > 0)
         return false;
-    m_pCurrent->drained = true;
+    m_current->drained = true;
     destroyCurrent();
     return true;
 }
@@ -115,18 +115,18 @@ void Storm::work(unsigned number)
 void Storm::step(Random& random, std::deque<Ticket>& own)
 {
     if (random.perMille(m_settings.destroysPerMille)) {
-        ++m_iDestroyers;
+        ++m_destroyers;
         const std::unique_lock alone(m_use);
-        --m_iDestroyers;
+        --m_destroyers;
         destroyCurrent();
         begin();
         return;
     }
     // Threads that want to destroy the object go first.
-    while (m_iDestroyers > 0)
+    while (m_destroyers > 0)
         std::this_thread::yield();
     const std::shared_lock with(m_use);
-    Life& life = *m_pCurrent;
+    Life& life = *m_current;
     const std::size_t what = random.below(100);
     if (what < 75)
         issue(own.emplace_back(), life, random);
@@ -194,7 +194,7 @@ void Storm::inCallback(Ticket& ticket)
         if (alone) {
             // No other thread destroys it now, and it is still this callback's object, because destruction waits for
             // callbacks.
-            EXPECT_EQ(&life, m_pCurrent);
+            EXPECT_EQ(&life, m_current);
             destroyCurrent();
             begin();
             return;

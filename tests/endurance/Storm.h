@@ -86,9 +86,9 @@ private:
     const Settings m_settings;
     host::Configuration m_configuration;
     std::shared_mutex m_use;  ///< shared for using the object, exclusive for destroying it
-    std::atomic<int> m_iDestroyers{0};
+    std::atomic<int> m_destroyers{0};
     std::deque<Life> m_lives;  ///< REQUIRES: m_use held exclusively
-    Life* m_pCurrent = nullptr;
+    Life* m_current = nullptr;
     std::deque<std::deque<Ticket>> m_tickets;  ///< by thread
     std::mutex m_innerLock;
     std::deque<Ticket> m_inner;  ///< of callbacks

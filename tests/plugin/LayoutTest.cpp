@@ -30,16 +30,16 @@ struct Revealed {
 
 template struct Revealed<0, &VorelService::m_sessionLock>;
 template struct Revealed<1, &VorelService::m_requestLock>;
-template struct Revealed<2, &VorelService::m_sToken>;
-template struct Revealed<3, &VorelService::m_sName>;
+template struct Revealed<2, &VorelService::m_token>;
+template struct Revealed<3, &VorelService::m_name>;
 template struct Revealed<4, &VorelService::m_session>;
 template struct Revealed<5, &VorelService::m_args>;
 template struct Revealed<6, &VorelService::m_requests>;
-template struct Revealed<7, &VorelService::m_pDelegator>;
-template struct Revealed<8, &VorelService::m_uMagicID>;
-template struct Revealed<9, &VorelService::m_iLastReference>;
-template struct Revealed<10, &VorelService::m_sTokenSecret>;
-template struct Revealed<11, &VorelService::m_sBaseUrl>;
+template struct Revealed<7, &VorelService::m_delegator>;
+template struct Revealed<8, &VorelService::m_magicID>;
+template struct Revealed<9, &VorelService::m_lastReference>;
+template struct Revealed<10, &VorelService::m_tokenSecret>;
+template struct Revealed<11, &VorelService::m_baseUrl>;
 
 TEST(Layout, MembersOfTheTransportAreInTheirOrder)
 {

@@ -20,30 +20,30 @@ namespace {
 
 class Library {
 public:
-    Library() : m_pHandle(dlopen(CORVANE_LIBRARY, RTLD_NOW | RTLD_LOCAL))
+    Library() : m_handle(dlopen(CORVANE_LIBRARY, RTLD_NOW | RTLD_LOCAL))
     {
-        EXPECT_NE(m_pHandle, nullptr) << dlerror();
-        if (m_pHandle != nullptr) {
-            create = reinterpret_cast<CreatePlugin>(dlsym(m_pHandle, "createPlugin"));
-            destroy = reinterpret_cast<DestroyPlugin>(dlsym(m_pHandle, "destroyPlugin"));
+        EXPECT_NE(m_handle, nullptr) << dlerror();
+        if (m_handle != nullptr) {
+            create = reinterpret_cast<CreatePlugin>(dlsym(m_handle, "createPlugin"));
+            destroy = reinterpret_cast<DestroyPlugin>(dlsym(m_handle, "destroyPlugin"));
         }
     }
     ~Library()
     {
-        if (m_pHandle != nullptr) {
-            dlclose(m_pHandle);
+        if (m_handle != nullptr) {
+            dlclose(m_handle);
         }
     }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
 
-    void* handle() const { return m_pHandle; }
+    void* handle() const { return m_handle; }
 
     CreatePlugin create = nullptr;
     DestroyPlugin destroy = nullptr;
 
 private:
-    void* m_pHandle;
+    void* m_handle;
 };
 
 bool isLoaded()

@@ -68,8 +68,8 @@ ServiceProcess::ServiceProcess(std::vector<std::string> options) : m_options(std
     const std::int64_t now =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
     // Now is the middle of the programmes on air, so that a slow run stays within them.
-    m_iOnAirSince = now - kHour / 2;
-    import(m_scratch.write("listing.xml", listing(m_iOnAirSince)));
+    m_onAirSince = now - kHour / 2;
+    import(m_scratch.write("listing.xml", listing(m_onAirSince)));
     start("127.0.0.1:0");
 }
 

@@ -39,7 +39,7 @@ public:
     const std::string& url() const { return m_url; }
     const std::filesystem::path& directory() const { return m_scratch.path(); }
     /// Begin of the programmes on air, in seconds since the epoch.
-    std::int64_t onAirSince() const { return m_iOnAirSince; }
+    std::int64_t onAirSince() const { return m_onAirSince; }
     /// Begin of this machine's day, in seconds since the epoch.
     static std::int64_t midnight();
 
@@ -54,7 +54,7 @@ private:
 
     std::vector<std::string> m_options;
     const host::ScratchDirectory m_scratch;
-    std::int64_t m_iOnAirSince = 0;
+    std::int64_t m_onAirSince = 0;
     std::optional<support::ChildProcess> m_process;
     std::string m_url;
 };

@@ -109,7 +109,7 @@ void FakeHost::answerAllSoon()
 {
     std::unique_lock<std::mutex> hold(m_lock);
     while (true) {
-        m_changed.wait(hold, [this] { return m_bLastAnswers || !m_toAnswer.empty(); });
+        m_changed.wait(hold, [this] { return m_lastAnswers || !m_toAnswer.empty(); });
         if (m_toAnswer.empty())
             return;
         const std::size_t index = m_toAnswer.front();
@@ -129,13 +129,13 @@ void FakeHost::joinAnswers()
     std::vector<std::thread> answerers;
     {
         const std::lock_guard<std::mutex> hold(m_lock);
-        m_bLastAnswers = true;
+        m_lastAnswers = true;
         answerers.swap(m_answerers);
         m_changed.notify_all();
     }
     for (std::thread& answerer : answerers)
         answerer.join();
-    m_bLastAnswers = false;
+    m_lastAnswers = false;
 }
 
 bool FakeHost::hasFlushed()

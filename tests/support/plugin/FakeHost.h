@@ -107,7 +107,7 @@ private:
     // A thread for each answer would fill a 32-bit address space with stacks.
     std::deque<std::size_t> m_toAnswer;
     std::vector<std::thread> m_answerers;
-    bool m_bLastAnswers = false;
+    bool m_lastAnswers = false;
 };
 
 }  // namespace W::test

@@ -76,23 +76,23 @@ std::string okReply(std::string_view body, std::string_view moreHeaders)
 RawServer::RawServer(Script script) : RawServer(std::move(script), bindLoopback()) {}
 
 RawServer::RawServer(Script script, int boundSocket)
-    : m_script(std::move(script)), m_iListener(boundSocket), m_iPort(portOf(boundSocket))
+    : m_script(std::move(script)), m_listener(boundSocket), m_port(portOf(boundSocket))
 {
-    if (::listen(m_iListener, 512) != 0)
+    if (::listen(m_listener, 512) != 0)
         throw std::runtime_error("no listening on the loopback address");
     m_acceptor = std::thread([this] { acceptAll(); });
 }
 
 RawServer::~RawServer()
 {
-    m_bStopping = true;
-    ::shutdown(m_iListener, SHUT_RDWR);
+    m_stopping = true;
+    ::shutdown(m_listener, SHUT_RDWR);
     m_acceptor.join();
-    ::close(m_iListener);
+    ::close(m_listener);
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         for (const Connection& connection : m_open)
-            ::shutdown(connection.m_iSocket, SHUT_RDWR);
+            ::shutdown(connection.m_socket, SHUT_RDWR);
     }
     for (std::thread& thread : m_threads)
         thread.join();
@@ -100,24 +100,24 @@ RawServer::~RawServer()
 
 std::string RawServer::url(const std::string& path) const
 {
-    return "http://127.0.0.1:" + std::to_string(m_iPort) + path;
+    return "http://127.0.0.1:" + std::to_string(m_port) + path;
 }
 
 void RawServer::acceptAll()
 {
     while (true) {
-        const int socket = ::accept(m_iListener, nullptr, nullptr);
-        if (socket < 0 && m_bStopping)
+        const int socket = ::accept(m_listener, nullptr, nullptr);
+        if (socket < 0 && m_stopping)
             return;
         if (socket < 0)
             continue;
         const std::lock_guard<std::mutex> lock(m_lock);
         const auto connection = m_open.emplace(m_open.end(), *this, socket);
-        connection->m_iNumber = m_iConnections++;
+        connection->m_number = m_connections++;
         m_threads.emplace_back([this, connection] {
             m_script(*connection);
             const std::lock_guard<std::mutex> ending(m_lock);
-            ::close(connection->m_iSocket);
+            ::close(connection->m_socket);
             m_open.erase(connection);
         });
     }
@@ -144,7 +144,7 @@ bool RawServer::waitForRequests(std::size_t count) const
 
 std::optional<std::string> RawServer::Connection::readRequest()
 {
-    auto request = takeRequest(m_unread, [this](char* to, std::size_t room) { return ::recv(m_iSocket, to, room, 0); });
+    auto request = takeRequest(m_unread, [this](char* to, std::size_t room) { return ::recv(m_socket, to, room, 0); });
     if (request)
         m_server.keep(*request);
     return request;
@@ -154,7 +154,7 @@ void RawServer::Connection::readHead() const
 {
     std::string head;
     char byte = 0;
-    while (head.find("\r\n\r\n") == std::string::npos && ::recv(m_iSocket, &byte, 1, 0) == 1)
+    while (head.find("\r\n\r\n") == std::string::npos && ::recv(m_socket, &byte, 1, 0) == 1)
         head += byte;
 }
 
@@ -163,7 +163,7 @@ std::string RawServer::Connection::readBody(std::size_t size) const
     std::string body(size, '\0');
     std::size_t done = 0;
     while (done < size) {
-        const ssize_t got = ::recv(m_iSocket, &body[done], size - done, 0);
+        const ssize_t got = ::recv(m_socket, &body[done], size - done, 0);
         if (got <= 0)
             break;
         done += static_cast<std::size_t>(got);
@@ -176,7 +176,7 @@ std::size_t RawServer::Connection::send(std::string_view bytes) const
 {
     std::size_t done = 0;
     while (done < bytes.size()) {
-        const ssize_t sent = ::send(m_iSocket, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+        const ssize_t sent = ::send(m_socket, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
         if (sent <= 0)
             break;
         done += static_cast<std::size_t>(sent);
@@ -192,13 +192,13 @@ void RawServer::Connection::answer(std::string_view body, std::string_view moreH
 void RawServer::Connection::reset() const
 {
     const linger hard{1, 0};
-    ::setsockopt(m_iSocket, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+    ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
 }
 
 void RawServer::Connection::waitForEnd() const
 {
     char buffer[4096];
-    while (::recv(m_iSocket, buffer, sizeof buffer, 0) > 0) {
+    while (::recv(m_socket, buffer, sizeof buffer, 0) > 0) {
     }
 }
 

@@ -39,7 +39,7 @@ class RawServer {
 public:
     class Connection {
     public:
-        Connection(RawServer& server, int socket) : m_server(server), m_iSocket(socket) {}
+        Connection(RawServer& server, int socket) : m_server(server), m_socket(socket) {}
 
         /// Reads a header block and as much of a body as it announces, and records the bytes.
         /// @return nothing if the client has closed
@@ -57,15 +57,15 @@ public:
         /// Waits until the client closes or the server stops.
         void waitForEnd() const;
         /// Number of this connection, counted from 0.
-        int number() const { return m_iNumber; }
+        int number() const { return m_number; }
         /// For other protocols. The connection closes it.
-        int socket() const { return m_iSocket; }
+        int socket() const { return m_socket; }
 
     private:
         friend class RawServer;
         RawServer& m_server;
-        int m_iSocket;
-        int m_iNumber = 0;
+        int m_socket;
+        int m_number = 0;
         std::string m_unread;
     };
     using Script = std::function<void(Connection&)>;
@@ -77,23 +77,23 @@ public:
     RawServer(const RawServer&) = delete;
     RawServer& operator=(const RawServer&) = delete;
 
-    int port() const { return m_iPort; }
+    int port() const { return m_port; }
     std::string url(const std::string& path = "/") const;
     /// The bytes of every request so far.
     std::vector<std::string> requests() const;
     /// Waits until that many requests have come. @return false after 20 seconds
     bool waitForRequests(std::size_t count) const;
-    int connections() const { return m_iConnections; }
+    int connections() const { return m_connections; }
 
 private:
     void acceptAll();
     void keep(const std::string& request);
 
     Script m_script;
-    int m_iListener = -1;
-    int m_iPort = 0;
-    std::atomic<int> m_iConnections{0};
-    std::atomic<bool> m_bStopping{false};
+    int m_listener = -1;
+    int m_port = 0;
+    std::atomic<int> m_connections{0};
+    std::atomic<bool> m_stopping{false};
     mutable std::mutex m_lock;
     mutable std::condition_variable m_arrived;
     std::vector<std::string> m_requests;

@@ -27,8 +27,8 @@ public:
         int ends[2] = {-1, -1};
         if (::pipe(ends) != 0)
             throw std::runtime_error("cannot open a pipe");
-        m_iProcess = ::fork();
-        if (m_iProcess == 0) {
+        m_process = ::fork();
+        if (m_process == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             prepare();
             const host::RawServer server(std::move(script));
@@ -46,21 +46,21 @@ public:
         if (!announced) {
             throw std::runtime_error("the server process does not start");
         }
-        m_sUrl = "http://127.0.0.1:" + std::to_string(port);
+        m_url = "http://127.0.0.1:" + std::to_string(port);
     }
     ~ServerProcess()
     {
-        ::kill(m_iProcess, SIGKILL);
-        ::waitpid(m_iProcess, nullptr, 0);
+        ::kill(m_process, SIGKILL);
+        ::waitpid(m_process, nullptr, 0);
     }
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
 
-    const std::string& url() const { return m_sUrl; }
+    const std::string& url() const { return m_url; }
 
 private:
-    int m_iProcess = -1;
-    std::string m_sUrl;
+    int m_process = -1;
+    std::string m_url;
 };
 
 }  // namespace W::test

@@ -50,41 +50,41 @@ X509Certificate makeCertificate(const Certificate& wanted, EVP_PKEY* key)
 }  // namespace
 
 TlsIdentity::TlsIdentity(const Certificate& wanted, const std::string& certificateFile)
-    : m_pContext(SSL_CTX_new(TLS_server_method()))
+    : m_context(SSL_CTX_new(TLS_server_method()))
 {
     const Key key(EVP_EC_gen("P-256"));
     const X509Certificate certificate = makeCertificate(wanted, key.get());
     std::FILE* const file = std::fopen(certificateFile.c_str(), "w");
     PEM_write_X509(file, certificate.get());
     std::fclose(file);
-    SSL_CTX_use_certificate(m_pContext, certificate.get());
-    SSL_CTX_use_PrivateKey(m_pContext, key.get());
+    SSL_CTX_use_certificate(m_context, certificate.get());
+    SSL_CTX_use_PrivateKey(m_context, key.get());
 }
 
 TlsIdentity::~TlsIdentity()
 {
-    SSL_CTX_free(m_pContext);
+    SSL_CTX_free(m_context);
 }
 
-TlsConnection::TlsConnection(const TlsIdentity& identity, int socket) : m_pTls(SSL_new(identity.context()))
+TlsConnection::TlsConnection(const TlsIdentity& identity, int socket) : m_tls(SSL_new(identity.context()))
 {
     sigset_t broken;
     sigemptyset(&broken);
     sigaddset(&broken, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &broken, nullptr);
-    SSL_set_fd(m_pTls, socket);
+    SSL_set_fd(m_tls, socket);
 }
 
 TlsConnection::~TlsConnection()
 {
-    SSL_shutdown(m_pTls);
-    SSL_free(m_pTls);
+    SSL_shutdown(m_tls);
+    SSL_free(m_tls);
 }
 
 int TlsConnection::shakeHands()
 {
     ERR_clear_error();
-    if (SSL_accept(m_pTls) == 1)
+    if (SSL_accept(m_tls) == 1)
         return 0;
     const int reason = ERR_GET_REASON(ERR_get_error());
     return reason > SSL_AD_REASON_OFFSET ? reason - SSL_AD_REASON_OFFSET : -1;
@@ -92,12 +92,12 @@ int TlsConnection::shakeHands()
 
 ssize_t TlsConnection::read(char* to, std::size_t room)
 {
-    return SSL_read(m_pTls, to, static_cast<int>(room));
+    return SSL_read(m_tls, to, static_cast<int>(room));
 }
 
 void TlsConnection::write(std::string_view bytes)
 {
-    SSL_write(m_pTls, bytes.data(), static_cast<int>(bytes.size()));
+    SSL_write(m_tls, bytes.data(), static_cast<int>(bytes.size()));
 }
 
 TlsServer::TlsServer(const Certificate& certificate, const std::string& certificateFile)
@@ -109,7 +109,7 @@ TlsServer::TlsServer(const Certificate& certificate, const std::string& certific
         [](SSL*, const unsigned char**, unsigned char*, const unsigned char* offered, unsigned length, void* self) {
             const std::string_view protocols(reinterpret_cast<const char*>(offered), length);
             if (protocols.find("\x02h2") != std::string_view::npos)
-                static_cast<TlsServer*>(self)->m_bOfferedHttp2 = true;
+                static_cast<TlsServer*>(self)->m_offeredHttp2 = true;
             return SSL_TLSEXT_ERR_NOACK;
         },
         this);

@@ -28,10 +28,10 @@ public:
     TlsIdentity(const TlsIdentity&) = delete;
     TlsIdentity& operator=(const TlsIdentity&) = delete;
 
-    ssl_ctx_st* context() const { return m_pContext; }
+    ssl_ctx_st* context() const { return m_context; }
 
 private:
-    ssl_ctx_st* m_pContext;
+    ssl_ctx_st* m_context;
 };
 
 /// The server's side of a connection. The constructor blocks SIGPIPE on the calling thread and on no other, because
@@ -52,7 +52,7 @@ public:
     void write(std::string_view bytes);
 
 private:
-    ssl_st* m_pTls;
+    ssl_st* m_tls;
 };
 
 /// Answers one request per connection with `200 OK` and the body "secret".
@@ -63,13 +63,13 @@ public:
 
     std::string url() const { return "https://127.0.0.1:" + std::to_string(m_server.port()) + "/"; }
     /// True when a client offered HTTP/2.
-    bool wasOfferedHttp2() const { return m_bOfferedHttp2; }
+    bool wasOfferedHttp2() const { return m_offeredHttp2; }
 
 private:
     void serve(RawServer::Connection& connection) const;
 
     TlsIdentity m_identity;
-    std::atomic<bool> m_bOfferedHttp2{false};
+    std::atomic<bool> m_offeredHttp2{false};
     RawServer m_server;
 };
 

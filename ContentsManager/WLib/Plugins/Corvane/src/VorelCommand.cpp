@@ -35,37 +35,37 @@ template class WContainer<WVLQuiz>;
 template class WContainer<WVLPerson>;
 
 VorelServiceCMD::VorelServiceCMD(const WContentProvider& provider, void* userData, WVorelOAI* service)
-    : m_uCPKey(provider.getID()), m_pUserData(userData), m_pService(service)
+    : m_cpKey(provider.getID()), m_userData(userData), m_pService(service)
 {}
 
 VorelServiceCMD::~VorelServiceCMD() = default;
 
 std::uint32_t VorelServiceCMD::getCPKey() const
 {
-    return m_uCPKey;
+    return m_cpKey;
 }
 
 std::uint32_t VorelServiceCMD::getCMDKey() const
 {
-    return m_uCMDKey;
+    return m_cmdKey;
 }
 
 void VorelServiceCMD::setCMDKey(unsigned int key)
 {
-    m_uCMDKey = key;
+    m_cmdKey = key;
 }
 
 std::uint64_t VorelServiceCMD::getID() const
 {
-    return static_cast<std::uint64_t>(m_uCPKey) << 32 | m_uCMDKey;
+    return static_cast<std::uint64_t>(m_cpKey) << 32 | m_cmdKey;
 }
 
 void VorelServiceCMD::setUrl(const std::string& url)
 {
     // With room for path and query, so that the string does not grow by every piece of them.
     constexpr std::size_t kRoom = 200;
-    m_sUrl.reserve(url.size() + kRoom);
-    m_sUrl = url;
+    m_url.reserve(url.size() + kRoom);
+    m_url = url;
 }
 
 bool VorelServiceCMD::isCancelled(UINT64 reference) const
@@ -75,22 +75,22 @@ bool VorelServiceCMD::isCancelled(UINT64 reference) const
 
 Query VorelServiceCMD::urlQuery(std::string_view path, const ProviderOptions& options, Here here)
 {
-    appendPath(m_sUrl, path);
-    m_sUrl += '?';
-    return {m_sUrl, m_sBody, Query::Place::Url, options, here};
+    appendPath(m_url, path);
+    m_url += '?';
+    return {m_url, m_body, Query::Place::Url, options, here};
 }
 
 Query VorelServiceCMD::bodyQuery(std::string_view path, const ProviderOptions& options, Here here)
 {
-    appendPath(m_sUrl, path);
-    return {m_sUrl, m_sBody, Query::Place::Body, options, here};
+    appendPath(m_url, path);
+    return {m_url, m_body, Query::Place::Body, options, here};
 }
 
 Query VorelServiceCMD::urlOnly(std::string_view string, Here here)
 {
     static const ProviderOptions kNone(WContentProvider(), None);
-    m_sUrl += string;
-    return {m_sUrl, m_sBody, Query::Place::Url, kNone, here};
+    m_url += string;
+    return {m_url, m_body, Query::Place::Url, kNone, here};
 }
 
 VorelDownloadCMD::VorelDownloadCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider)
@@ -103,11 +103,11 @@ VorelDownloadCMD::~VorelDownloadCMD() = default;
 
 void VorelDownloadCMD::MakeURL(const std::string& url, const std::string& localPath, const std::string& fileName)
 {
-    m_sSourceUrl = url;
-    m_sLocalPath = localPath;
-    m_sFileName = fileName;
+    m_sourceUrl = url;
+    m_localPath = localPath;
+    m_fileName = fileName;
     // Quirk: the URL stays empty, and the line shows it.
-    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] URL:[%s]\n", __func__, __LINE__, m_sUrl.c_str());
+    CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] URL:[%s]\n", __func__, __LINE__, m_url.c_str());
 }
 
 }  // namespace W

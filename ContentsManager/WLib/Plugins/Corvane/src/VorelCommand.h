@@ -51,11 +51,11 @@ public:
     /// The provider's ID in the high half, the kind in the low one.
     std::uint64_t getID() const;
 
-    const std::string& url() const { return m_sUrl; }
+    const std::string& url() const { return m_url; }
     /// Sets the address that MakeURL appends to.
     void setUrl(const std::string& url);
-    const std::string& body() const { return m_sBody; }
-    void* userData() const { return m_pUserData; }
+    const std::string& body() const { return m_body; }
+    void* userData() const { return m_userData; }
     WVorelOAI* owner() const { return m_pService; }
 
     /// Whether the request has been cancelled; false without an owner or a service.
@@ -71,18 +71,18 @@ protected:
     /// Appends a string that depends on no setting.
     vorel::Query urlOnly(std::string_view string, vorel::Here here = {});
 
-    std::string m_sUrl;
-    std::string m_sBody;
+    std::string m_url;
+    std::string m_body;
 
 private:
-    std::uint32_t m_uCPKey;
-    std::uint32_t m_uCMDKey = 0xFFFFFFFF;
-    void* m_pUserData;
+    std::uint32_t m_cpKey;
+    std::uint32_t m_cmdKey = 0xFFFFFFFF;
+    void* m_userData;
     WVorelOAI* m_pService;
 
     friend class vorel::CommandRegistry;
     vorel::Link<VorelServiceCMD> m_link;  ///< in the registry
-    UINT64 m_uTicket = 0;                 ///< of the registration; 0 while there is none
+    UINT64 m_ticket = 0;                  ///< of the registration; 0 while there is none
 };
 
 /// A command of one kind: its number and its caller's callback, which may be null.
@@ -458,7 +458,7 @@ public:
     void SetType(const std::string& type);
 
 private:
-    std::string m_sType;
+    std::string m_type;
 };
 
 class VorelGetLikeHistoryCMD : public VorelRequestCMD<36, LikeHistoryCallback> {
@@ -544,13 +544,13 @@ public:
     void MakeURL(const std::string& url, const std::string& localPath, const std::string& fileName);
 
     /// Moves the path out: the callback may destroy the command.
-    std::string takeLocalPath() { return std::move(m_sLocalPath); }
+    std::string takeLocalPath() { return std::move(m_localPath); }
     Callback callback() const { return m_done; }
 
 private:
-    std::string m_sSourceUrl;
-    std::string m_sLocalPath;
-    std::string m_sFileName;
+    std::string m_sourceUrl;
+    std::string m_localPath;
+    std::string m_fileName;
     Callback m_done;
 };
 

@@ -139,10 +139,10 @@ public:
     EscapeLibrary& operator=(const EscapeLibrary&) = delete;
 
 private:
-    EscapeLibrary() : m_pLibrary(dlopen("liboauth.so.0", RTLD_NOW | RTLD_LOCAL))
+    EscapeLibrary() : m_library(dlopen("liboauth.so.0", RTLD_NOW | RTLD_LOCAL))
     {
-        if (m_pLibrary != nullptr) {
-            m_escape = reinterpret_cast<decltype(m_escape)>(dlsym(m_pLibrary.get(), "oauth_url_escape"));
+        if (m_library != nullptr) {
+            m_escape = reinterpret_cast<decltype(m_escape)>(dlsym(m_library.get(), "oauth_url_escape"));
         }
         if (m_escape == nullptr) {
             CCDebug::Print<CWCCDebug>(kErrorLevel, kPlain, "[%s:%d] cannot load liboauth, install it: %s", __func__,
@@ -154,7 +154,7 @@ private:
     struct Unload {
         void operator()(void* library) const { dlclose(library); }
     };
-    std::unique_ptr<void, Unload> m_pLibrary;
+    std::unique_ptr<void, Unload> m_library;
     decltype(&oauth_url_escape) m_escape = nullptr;
 };
 

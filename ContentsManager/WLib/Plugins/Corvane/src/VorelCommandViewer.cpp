@@ -245,12 +245,12 @@ void VorelSendLikeCMD::MakeURL(const std::string& key, const std::string& value,
 
 const std::string& VorelSendLikeCMD::GetType() const
 {
-    return m_sType;
+    return m_type;
 }
 
 void VorelSendLikeCMD::SetType(const std::string& type)
 {
-    m_sType = type;
+    m_type = type;
 }
 
 int VorelSendLikeCMD::ParseSendLike(const std::string& body)

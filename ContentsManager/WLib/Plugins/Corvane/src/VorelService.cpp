@@ -38,11 +38,11 @@ void destroyCommand(VorelServiceCMD* command)
 }  // namespace
 
 VorelService::VorelService(const std::string& name, const WContentProvider& provider)
-    : m_sName(name),
+    : m_name(name),
       m_requests(kLastReference),
-      m_pDelegator(HttpDelegator::getInstance()),
-      m_uMagicID(provider.getID()),
-      m_pLife(std::make_shared<Life>())
+      m_delegator(HttpDelegator::getInstance()),
+      m_magicID(provider.getID()),
+      m_life(std::make_shared<Life>())
 {}
 
 VorelService::~VorelService()
@@ -59,7 +59,7 @@ VorelService::~VorelService()
 
 void VorelService::close()
 {
-    if (!m_pLife->closing.exchange(true)) {
+    if (!m_life->closing.exchange(true)) {
         flushHttpRequests();
     }
 }
@@ -86,8 +86,8 @@ WSTATUS VorelService::createRequestInfo(HttpRequest* request, VorelServiceArgs* 
     record->requestID = requestID;
     {
         const Lock hold(m_requestLock);
-        if (m_requests.advance(m_iLastReference)) {
-            record->reference = static_cast<UINT64>(m_iLastReference);
+        if (m_requests.advance(m_lastReference)) {
+            record->reference = static_cast<UINT64>(m_lastReference);
             CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [createRequestInfo uRequestRef(Final) : %lld",
                                       __func__, __LINE__, static_cast<long long>(record->reference));
             if (args != nullptr) {
@@ -239,7 +239,7 @@ void VorelService::addARGS(VorelServiceArgs* args)
     const Lock hold(m_argsLock);
     args->isListed = true;
     m_args.append(args);
-    ++m_uArgsCount;
+    ++m_argsCount;
 }
 
 void VorelService::cleanupARGS(VorelServiceArgs* args)
@@ -262,7 +262,7 @@ void VorelService::dropArgs(VorelServiceArgs* args)
         }
         args->isListed = false;
         m_args.remove(args);
-        --m_uArgsCount;
+        --m_argsCount;
     }
     // Destroyed without the lock: the command's owner takes its own.
     destroyCommand(args->command);
@@ -291,18 +291,18 @@ std::size_t VorelService::requestCount()
 std::size_t VorelService::argsCount()
 {
     const Lock hold(m_argsLock);
-    return m_uArgsCount;
+    return m_argsCount;
 }
 
 void VorelService::flushHttpRequests()
 {
-    m_pDelegator->flushHttpRequests(getMagicID());
+    m_delegator->flushHttpRequests(getMagicID());
 }
 
 void VorelService::flushHttpRequests(HttpRequest* request)
 {
     if (request != nullptr) {
-        m_pDelegator->flushHttpRequests(request->getID());
+        m_delegator->flushHttpRequests(request->getID());
     }
 }
 
@@ -315,7 +315,7 @@ void VorelService::cbVorelFnCallback(SESSION_STATUS sessionStatus, HttpRequest* 
     VorelService* const service = args->service;
     // The caller's callback may destroy the plug-in object, and this service with it: what is asked afterwards has to
     // live longer than both.
-    const std::shared_ptr<const Life> life = service->m_pLife;
+    const std::shared_ptr<const Life> life = service->m_life;
     if (life->closing || !service->respond(*args, request, sessionStatus)) {
         return;
     }

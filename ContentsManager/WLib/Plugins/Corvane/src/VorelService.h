@@ -76,7 +76,7 @@ public:
     // A reference that is not (or no longer) known is ignored, and gives false.
 
     /// Tag of all requests of this service: the provider's ID.
-    UINT64 getMagicID() const { return m_uMagicID; }
+    UINT64 getMagicID() const { return m_magicID; }
     /// @return 0 and a new reference, whose record owns `request` from then on; -3 and `reference` unchanged when out
     /// of
     ///         memory or when every reference is in use
@@ -149,9 +149,9 @@ public:
     /// Replaces every blank by "+", in place, and returns a copy.
     static std::string space2Char(std::string& text);
 
-    const std::string& baseUrl() const { return m_sBaseUrl; }
+    const std::string& baseUrl() const { return m_baseUrl; }
     /// Before the first request only.
-    void setBaseUrl(std::string url) { m_sBaseUrl = std::move(url); }
+    void setBaseUrl(std::string url) { m_baseUrl = std::move(url); }
 
 private:
     /// Outlives the service in the completions that run while it is destroyed.
@@ -175,20 +175,20 @@ private:
 
     std::mutex m_sessionLock;  ///< session and token
     std::mutex m_requestLock;  ///< request records, reference counter
-    std::string m_sToken;      ///< of this session and that secret; empty when there is none yet
-    std::string m_sName;
+    std::string m_token;       ///< of this session and that secret; empty when there is none yet
+    std::string m_name;
     WVLSession m_session;
     vorel::LinkedList<VorelServiceArgs, &VorelServiceArgs::link> m_args;
     vorel::RequestTable m_requests;
-    HttpDelegator* m_pDelegator;
-    const UINT64 m_uMagicID;
-    std::int32_t m_iLastReference = 0;
+    HttpDelegator* m_delegator;
+    const UINT64 m_magicID;
+    std::int32_t m_lastReference = 0;
 
     std::mutex m_argsLock;  ///< argument blocks
-    std::size_t m_uArgsCount = 0;
-    std::string m_sTokenSecret;
-    std::string m_sBaseUrl;
-    std::shared_ptr<Life> m_pLife;
+    std::size_t m_argsCount = 0;
+    std::string m_tokenSecret;
+    std::string m_baseUrl;
+    std::shared_ptr<Life> m_life;
 };
 
 }  // namespace W

@@ -56,7 +56,7 @@ WSTATUS VorelService::queue(const Outgoing& outgoing, VorelServiceCMD* command, 
                 recorded->setEncoding();
             }
             reference = created;
-            result = m_pLife->closing ? status::kNoService : m_pDelegator->addRequest(recorded);
+            result = m_life->closing ? status::kNoService : m_delegator->addRequest(recorded);
             if (result >= 0) {
                 // The completion may have cleaned everything up by now: only the number is safe to use.
                 setRequestedStatus(created);

@@ -49,7 +49,7 @@ void VorelService::setSessionInfo(const WVLSession& session)
     WVLSession replacement = session;
     const Lock hold(m_sessionLock);
     std::swap(m_session, replacement);
-    m_sToken.clear();
+    m_token.clear();
 }
 
 bool VorelService::IsAvailableSession()
@@ -62,12 +62,12 @@ std::string VorelService::getSessionToken(const WContentProvider& provider)
 {
     std::string secret = readOption(provider, SecretKey);
     const Lock hold(m_sessionLock);
-    if (m_sToken.empty() || secret != m_sTokenSecret) {
-        m_sToken = m_session.getSessionID() + "+" + m_session.getUserID() + "+" +
-                   hexOfSha1(m_session.getSeedKey() + "+" + secret);
-        m_sTokenSecret = std::move(secret);
+    if (m_token.empty() || secret != m_tokenSecret) {
+        m_token = m_session.getSessionID() + "+" + m_session.getUserID() + "+" +
+                  hexOfSha1(m_session.getSeedKey() + "+" + secret);
+        m_tokenSecret = std::move(secret);
     }
-    return m_sToken;
+    return m_token;
 }
 
 }  // namespace W

@@ -37,8 +37,8 @@ public:
     void setCount(std::int32_t count);
 
 private:
-    std::int32_t m_iCount = 0;
-    std::string m_sText;
+    std::int32_t m_count = 0;
+    std::string m_text;
     WExtendedProperty m_properties;
     std::list<T> m_data;
 };
@@ -78,8 +78,8 @@ std::list<T>& WContainer<T>::data()
 template <class T>
 void WContainer<T>::clear()
 {
-    m_iCount = -1;
-    m_sText.clear();
+    m_count = -1;
+    m_text.clear();
     m_properties.clear();
     m_data.clear();
 }
@@ -87,13 +87,13 @@ void WContainer<T>::clear()
 template <class T>
 std::int32_t WContainer<T>::getCount() const
 {
-    return m_iCount;
+    return m_count;
 }
 
 template <class T>
 void WContainer<T>::setCount(std::int32_t count)
 {
-    m_iCount = count;
+    m_count = count;
 }
 
 }  // namespace W

@@ -30,20 +30,20 @@ constexpr off_t kLargestSchedule = off_t{64} * 1024 * 1024;
 /// An open file that closes itself.
 class LocalFile {
 public:
-    explicit LocalFile(const std::string& path) : m_iDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
+    explicit LocalFile(const std::string& path) : m_descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
     {}
     ~LocalFile() { close(); }
     LocalFile(const LocalFile&) = delete;
     LocalFile& operator=(const LocalFile&) = delete;
 
-    bool isOpen() const { return m_iDescriptor >= 0; }
+    bool isOpen() const { return m_descriptor >= 0; }
 
     void close()
     {
         if (isOpen()) {
-            ::close(m_iDescriptor);
+            ::close(m_descriptor);
         }
-        m_iDescriptor = -1;
+        m_descriptor = -1;
     }
 
     /// Reads a regular file of at most `limit` bytes as a whole; a device, pipe or directory is refused and never
@@ -51,13 +51,13 @@ public:
     bool readAll(std::string& text, off_t limit)
     {
         struct stat state = {};
-        if (!isOpen() || ::fstat(m_iDescriptor, &state) != 0 || !S_ISREG(state.st_mode) || state.st_size > limit) {
+        if (!isOpen() || ::fstat(m_descriptor, &state) != 0 || !S_ISREG(state.st_mode) || state.st_size > limit) {
             return false;
         }
         text.resize(static_cast<std::size_t>(state.st_size));
         std::size_t done = 0;
         while (done < text.size()) {
-            const ssize_t got = ::read(m_iDescriptor, &text[done], text.size() - done);
+            const ssize_t got = ::read(m_descriptor, &text[done], text.size() - done);
             if (got < 0 && errno == EINTR) {
                 continue;
             }
@@ -70,7 +70,7 @@ public:
     }
 
 private:
-    int m_iDescriptor;
+    int m_descriptor;
 };
 
 constexpr Field<WVLChannel> kTodayChannel[] = {

@@ -7,18 +7,18 @@ namespace W::vorel {
 CommandRegistry::Ticket CommandRegistry::add(VorelServiceCMD* command)
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    if (command->m_uTicket == 0) {
-        command->m_uTicket = ++m_uLastTicket;
+    if (command->m_ticket == 0) {
+        command->m_ticket = ++m_lastTicket;
         m_commands.append(command);
-        ++m_uSize;
+        ++m_size;
     }
-    return command->m_uTicket;
+    return command->m_ticket;
 }
 
 void CommandRegistry::release(VorelServiceCMD* command)
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    if (command->m_uTicket != 0) {
+    if (command->m_ticket != 0) {
         unlink(command);
     }
 }
@@ -39,10 +39,10 @@ void CommandRegistry::destroy(VorelServiceCMD* command, Ticket ticket)
     std::unique_ptr<VorelServiceCMD> found;
     const std::lock_guard<std::mutex> hold(m_lock);
     VorelServiceCMD* last = m_commands.back();
-    while (last != nullptr && last->m_uTicket > ticket) {
+    while (last != nullptr && last->m_ticket > ticket) {
         last = m_commands.previous(last);
     }
-    if (last != nullptr && last->m_uTicket == ticket && last == command) {
+    if (last != nullptr && last->m_ticket == ticket && last == command) {
         unlink(command);
         found.reset(command);
     }
@@ -54,9 +54,9 @@ void CommandRegistry::destroyAll()
     {
         const std::lock_guard<std::mutex> hold(m_lock);
         command = m_commands.takeAll();
-        m_uSize = 0;
+        m_size = 0;
         for (VorelServiceCMD* each = command; each != nullptr; each = m_commands.next(each)) {
-            each->m_uTicket = 0;
+            each->m_ticket = 0;
         }
     }
     while (command != nullptr) {
@@ -68,14 +68,14 @@ void CommandRegistry::destroyAll()
 std::size_t CommandRegistry::size() const
 {
     const std::lock_guard<std::mutex> hold(m_lock);
-    return m_uSize;
+    return m_size;
 }
 
 void CommandRegistry::unlink(VorelServiceCMD* command)
 {
     m_commands.remove(command);
-    command->m_uTicket = 0;
-    --m_uSize;
+    command->m_ticket = 0;
+    --m_size;
 }
 
 }  // namespace W::vorel

@@ -48,8 +48,8 @@ private:
 
     mutable std::mutex m_lock;
     LinkedList<VorelServiceCMD, &VorelServiceCMD::m_link> m_commands;
-    std::size_t m_uSize = 0;
-    Ticket m_uLastTicket = 0;
+    std::size_t m_size = 0;
+    Ticket m_lastTicket = 0;
 };
 
 }  // namespace W::vorel

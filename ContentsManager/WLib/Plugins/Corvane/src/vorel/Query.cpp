@@ -41,7 +41,7 @@ Query::~Query()
 {
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] URL:[%s]\n", m_here.function, m_here.line, m_url.c_str());
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] BODY:[%s]\n", m_here.function, m_here.line,
-                              m_bShowsUrlAsBody ? m_url.c_str() : m_body.c_str());
+                              m_showsUrlAsBody ? m_url.c_str() : m_body.c_str());
 }
 
 Query& Query::country()
@@ -147,7 +147,7 @@ Query& Query::timeIfSet(std::string_view name, unsigned long seconds, const WDat
 
 Query& Query::showingUrlAsBody()
 {
-    m_bShowsUrlAsBody = true;
+    m_showsUrlAsBody = true;
     return *this;
 }
 

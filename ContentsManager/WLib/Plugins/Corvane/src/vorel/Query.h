@@ -65,7 +65,7 @@ private:
     std::string& m_out;
     const ProviderOptions& m_options;
     Here m_here;
-    bool m_bShowsUrlAsBody = false;
+    bool m_showsUrlAsBody = false;
 };
 
 }  // namespace W::vorel

@@ -11,7 +11,7 @@ constexpr std::size_t kFewestSlots = 16;
 
 }  // namespace
 
-RequestTable::RequestTable(std::int32_t lastReference) : m_iLastReference(lastReference), m_slots(kFewestSlots) {}
+RequestTable::RequestTable(std::int32_t lastReference) : m_lastReference(lastReference), m_slots(kFewestSlots) {}
 
 RequestTable::~RequestTable()
 {
@@ -25,24 +25,24 @@ RequestTable::~RequestTable()
 
 bool RequestTable::advance(std::int32_t& counter) const
 {
-    if (m_uSize >= static_cast<std::size_t>(m_iLastReference)) {
+    if (m_size >= static_cast<std::size_t>(m_lastReference)) {
         return false;
     }
     do {
-        counter = counter >= m_iLastReference ? 1 : counter + 1;
+        counter = counter >= m_lastReference ? 1 : counter + 1;
     } while (find(static_cast<UINT64>(counter)) != nullptr);
     return true;
 }
 
 void RequestTable::add(std::unique_ptr<VorelRequestInfo> record)
 {
-    if (m_uSize >= m_slots.size()) {
+    if (m_size >= m_slots.size()) {
         grow();
     }
     VorelRequestInfo*& first = slot(record->reference);
     record->next = first;
     first = record.release();
-    ++m_uSize;
+    ++m_size;
 }
 
 VorelRequestInfo* RequestTable::find(UINT64 reference) const
@@ -63,7 +63,7 @@ std::unique_ptr<VorelRequestInfo> RequestTable::remove(UINT64 reference)
     std::unique_ptr<VorelRequestInfo> found(*link);
     if (found != nullptr) {
         *link = std::exchange(found->next, nullptr);
-        --m_uSize;
+        --m_size;
     }
     return found;
 }

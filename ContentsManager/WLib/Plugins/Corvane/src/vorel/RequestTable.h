@@ -52,7 +52,7 @@ public:
     /// Takes a record out. @return null when there is none
     std::unique_ptr<VorelRequestInfo> remove(UINT64 reference);
 
-    std::size_t size() const { return m_uSize; }
+    std::size_t size() const { return m_size; }
 
     /// Calls `each` with every record, in no order.
     template <class Each>
@@ -70,8 +70,8 @@ private:
     /// Doubles the slots; without memory for that, slots hold more records.
     void grow() noexcept;
 
-    std::int32_t m_iLastReference;
-    std::size_t m_uSize = 0;
+    std::int32_t m_lastReference;
+    std::size_t m_size = 0;
     std::vector<VorelRequestInfo*> m_slots;  ///< a power of two; references count up, so they spread evenly
 };
 
