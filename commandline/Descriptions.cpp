@@ -1,4 +1,4 @@
-// The tables of CLI11 as text in five forms.
+// Writes the tables of CLI11 in five forms.
 #include "Descriptions.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ std::vector<const CLI::App*> commandsOf(const CLI::App& app)
     return app.get_subcommands([](const CLI::App*) { return true; });
 }
 
-/// The program's options that a command takes, too.
+/// The program's options that a command accepts, too.
 Options commonOptions(const CLI::App& app, const CLI::App& command)
 {
     Options options = command.get_fallthrough() ? optionsOf(app, false) : Options();
@@ -53,7 +53,7 @@ bool takesValue(const CLI::Option& option)
     return option.get_items_expected_max() > 0;
 }
 
-/// The placeholder of the value, without what limits it.
+/// The placeholder of the value, without its limits.
 std::string valueOf(const CLI::Option& option)
 {
     const std::string type = option.get_type_name();
@@ -101,7 +101,7 @@ std::string roff(const std::string& text)
     return replaced(replaced(text, "\\", "\\e"), "-", "\\-");
 }
 
-/// Text in lines of at most 78 bytes, none of which begins like a request.
+/// Text in lines of at most 78 bytes, none of which begins like a troff request.
 std::string filled(const std::string& text)
 {
     constexpr std::size_t kMostBytes = 78;

@@ -1,4 +1,4 @@
-// Manual pages and shell completions, written from the same tables as --help, so that they cannot differ from it.
+// Manual pages and shell completions, generated from the same tables as --help, so that they cannot differ from it.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace corvane {
 
-/// What a program's tables do not say.
+/// What a program's tables do not contain.
 struct Program {
     std::string version;
     std::string date;                  ///< of the version, as 2026-11-21
-    int section;                       ///< of the manual: 1 for everybody, 8 for administrators
+    int section;                       ///< section of the manual: 1 for everybody, 8 for administrators
     std::vector<std::string> seeAlso;  ///< other pages, as "corvane(1)"
 };
 

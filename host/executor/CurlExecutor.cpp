@@ -172,8 +172,8 @@ void CurlExecutor::flushHttpRequests(UINT64 id)
     dropIfUnused(*live);
 }
 
-/// A flush from inside a completion delivers by itself, since the delivery thread is busy with it. It does not wait for
-/// its own request and those of the completions around it.
+/// Flushes from inside a completion. It runs completions itself, since the delivery thread is in this one, and does not
+/// wait for its own request and those of the completions around it.
 void CurlExecutor::flushHere(Lock& lock, UINT64 id)
 {
     const auto isOfId = [id](const HttpExchange& exchange) { return exchange.id == id; };
@@ -255,7 +255,7 @@ void CurlExecutor::transferAll()
     }
 }
 
-/// Hands over ended exchanges and takes waiting ones, under one lock.
+/// Collects ended exchanges and takes waiting ones, under one lock.
 /// @return false if the thread is to end
 bool CurlExecutor::exchangeWithOthers()
 {
@@ -378,7 +378,7 @@ void CurlExecutor::endAll(SESSION_STATUS status)
 /// Ends what was cancelled or flushed. Waiting requests go straight to delivery, which checks the mark itself.
 void CurlExecutor::endMarked()
 {
-    std::vector<HttpExchanges::iterator>& marked = m_starting;  // is empty here, and large enough
+    std::vector<HttpExchanges::iterator>& marked = m_starting;  // empty here, and large enough
     {
         const Lock lock(m_lock);
         for (auto next = m_waiting.begin(); next != m_waiting.end();) {
@@ -433,7 +433,7 @@ void CurlExecutor::sleep()
         const auto timeout = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(until),
                                         std::chrono::milliseconds::zero(), kLongestSleep);
         curl_waitfd wakeUp{m_wakeUp.get(), CURL_WAIT_POLLIN, 0};
-        // If it cannot wait, for lack of memory say, the thread still must not spin.
+        // If waiting fails, for lack of memory for example, the thread must not spin.
         if (curl_multi_poll(m_multi.get(), &wakeUp, 1, static_cast<int>(timeout.count()), nullptr) != CURLM_OK) {
             std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(timeout, kPauseAfterFailure));
         }

@@ -51,7 +51,7 @@ public:
     /// Called with every reply before its request completes, on the delivery thread. It must not throw.
     using ReplyObserver = std::function<void(const HttpRequest& request, SESSION_STATUS status)>;
 
-    /// To be called before the first request.
+    /// Call it before the first request.
     void observeReplies(ReplyObserver observer) { m_observer = std::move(observer); }
 
     const DownloadProgress& downloads() const { return m_downloads; }
@@ -139,14 +139,14 @@ private:
     std::vector<HttpExchanges::iterator> m_starting;  ///< of m_running, not yet given to libcurl
     std::vector<HttpExchanges::iterator> m_ended;     ///< of m_running, taken from libcurl
     std::vector<std::unique_ptr<Running>> m_idleTransfers;
-    Clock::time_point m_now;                                      ///< in this turn of the loop
-    Clock::time_point m_nextDeadline = Clock::time_point::max();  ///< no transfer is overdue before
+    Clock::time_point m_now;                                      ///< the time of this turn of the loop
+    Clock::time_point m_nextDeadline = Clock::time_point::max();  ///< no transfer is overdue before this time
     Clock::time_point m_nextExpiry = Clock::time_point::max();    ///< of the first waiting exchange
 };
 
-/// Makes an executor the one that HttpDelegator::getInstance() returns; null goes back to one with default limits. To
-/// be called before any plug-in object exists.
-/// @param executor  stays the caller's and must live as long as it is installed
+/// Makes an executor the one that HttpDelegator::getInstance() returns; null restores one with default limits. Call it
+/// before any plug-in object exists.
+/// @param executor  owned by the caller; must live as long as it is installed
 void installHttpDelegator(HttpDelegator* executor);
 
 }  // namespace W::host

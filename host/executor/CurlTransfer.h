@@ -18,22 +18,22 @@
 
 namespace W::host {
 
-/// A transfer, reused for many requests by the executor's transfer thread, which alone touches it. Connections belong
-/// to the multi handle.
+/// A transfer, which the executor reuses for many requests. Only the transfer thread uses it. Connections belong to the
+/// multi handle.
 class CurlTransfer {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// @param limits     outlives the transfer
-    /// @param now        the transfer thread's clock, read once per turn of its loop; outlives the transfer
-    /// @param downloads  counts downloads; outlives the transfer
+    /// @param limits     must outlive the transfer
+    /// @param now        the transfer thread's clock, read once per turn of its loop; must outlive the transfer
+    /// @param downloads  counts downloads; must outlive the transfer
     /// @throws CurlError, std::bad_alloc
     CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
     /// Prepares the handle for the request.
-    /// @param request  stays its owner's; not used after end()
+    /// @param request  owned by the caller; not used after end()
     /// @param left     time until its total time-out
     /// @return kCompleted if the handle can be given to the multi handle, else the status of the exchange
     SESSION_STATUS begin(HttpRequest& request, std::chrono::milliseconds left);
@@ -46,9 +46,9 @@ public:
     CURL* handle() const { return m_easy.get(); }
     static CurlTransfer& of(CURL* easy);
 
-    /// When the transfer is given up unless a byte moves: after the stall time-out, and before it is connected after
-    /// the connect time-out. libcurl's own connect time-out does not cover waiting for a connection of another
-    /// transfer.
+    /// The time at which the transfer is given up unless a byte moves: after the stall time-out, or, before it is
+    /// connected, after the connect time-out. libcurl's connect time-out does not include waiting for a connection of
+    /// another transfer.
     Clock::time_point deadline() const;
 
 private:
@@ -92,7 +92,7 @@ private:
     Clock::time_point m_lastProgress;                ///< when the last byte moved, or the transfer began
     SESSION_STATUS m_failure = session::kCompleted;  ///< why one of these callbacks stopped the transfer
     Sink m_sink = Sink::Payload;
-    FileDescriptor m_file;      ///< of a download or an upload
+    FileDescriptor m_file;      ///< the file of a download or an upload
     curl_off_t m_bodySize = 0;  ///< bytes to send
     curl_off_t m_bodySent = 0;
     std::size_t m_arrived = 0;  ///< bytes of the body, kept or not

@@ -3,7 +3,7 @@
 
 namespace W::host {
 
-/// Closes its descriptor when it goes.
+/// Closes its descriptor when it is destroyed.
 class FileDescriptor {
 public:
     FileDescriptor() = default;
@@ -13,7 +13,7 @@ public:
 
     /// Takes over what open() returned, and closes the descriptor held before.
     void hold(int descriptor);
-    /// @return false if the system reports that something written before is lost
+    /// @return false if the system reports that earlier writes are lost
     bool close();
     bool isOpen() const { return m_descriptor >= 0; }
     int get() const { return m_descriptor; }

@@ -13,7 +13,7 @@ struct HttpLimits {
     std::chrono::milliseconds stallTimeout{30'000};    ///< without a byte in either direction
     std::chrono::milliseconds totalTimeout{60'000};    ///< from acceptance to the last byte; not for downloads
     std::size_t payloadCap = std::size_t{64} << 20;    ///< bytes after decoding
-    std::size_t concurrency = 256;                     ///< transfers at the same time; further ones wait in line
+    std::size_t concurrency = 256;                     ///< simultaneous transfers; further ones wait
     std::string caFile;                                ///< PEM; empty for the system's certificates
 };
 

@@ -21,9 +21,9 @@ struct WireUrl {
     bool tls = false;
 };
 
-/// Splits an absolute http or https URL. PercentEncode encodes characters that a URL must not contain (blanks,
+/// Splits an absolute http or https URL. PercentEncode encodes the characters that a URL must not contain (blanks,
 /// control characters, bytes above 0x7F, `"<>\^{|}` and back-tick); existing %XX and reserved characters stay.
-/// @return nothing if it cannot be requested: another scheme, no host, a blank or control character left
+/// @return nothing if it cannot be requested: another scheme, no host, or a blank or control character left
 std::optional<WireUrl> splitUrl(const std::string& url, UrlEncoding encoding);
 
 /// The host of a URL, as a name look-up takes it: without port, user and the brackets of an IPv6 address; empty if

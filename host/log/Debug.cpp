@@ -63,7 +63,7 @@ void print(unsigned long level, const char* format, va_list* arguments, LineEnd 
         }
         CCDebug::DebugIO->write(text.c_str());
     } catch (const std::bad_alloc&) {
-        // The line is lost: printing never fails its caller.
+        // The line is lost: printing must never fail.
     }
 }
 
@@ -115,8 +115,8 @@ void endLine(void* line)
     }
 }
 
-/// The key of each thread's unfinished line. It is not thread_local: registering a destructor ends the process if there
-/// is no memory, which may be just when a thread prints its first line.
+/// The key of each thread's unfinished line. Not thread_local: registering a destructor ends the process if memory is
+/// exhausted, and a thread may print its first line just then.
 pthread_key_t lineKey()
 {
     static const pthread_key_t s_key = [] {

@@ -11,12 +11,12 @@
 
 namespace W::host {
 
-/// Writes debug lines whole: text without an end of line is kept, per thread, until the line is complete, and each call
+/// Writes debug lines whole. Text without an end of line is kept, per thread, until its line is complete; each call
 /// that completes lines becomes one write. Lines that cannot be written are dropped.
 class DebugLog : public CCDebugOutput {
 public:
     /// A log on a descriptor such as standard error.
-    /// @param descriptor  open for writing; stays the caller's
+    /// @param descriptor  open for writing; owned by the caller
     explicit DebugLog(int descriptor);
     ~DebugLog() override;
     DebugLog(const DebugLog&) = delete;
@@ -43,8 +43,8 @@ private:
     std::mutex m_writeLock;
 };
 
-/// Makes a log the process's output for good: lines may still come while the process ends. To be called before any
-/// thread prints.
+/// Makes a log the output of the process until it ends, since lines may come until then. Call it before any thread
+/// prints.
 void installDebugLog(std::unique_ptr<DebugLog> log);
 
 /// Lines above this level are dropped before anything is formatted.  [any thread]

@@ -53,13 +53,13 @@ Runtime::Runtime(const CommonOptions& options, Configuration configuration, Defa
     : m_configuration(std::move(configuration))
 {
     HttpLimits limits = httpLimits(m_configuration);
-    // Not every request can be cancelled, so the executor keeps to the time that people want to wait.
+    // Some requests cannot be cancelled, so the executor limits the time that people have to wait.
     if (defaults == Defaults::ForPeople) {
         const auto most = std::max(options.timeout(), std::chrono::milliseconds(1));
         limits.totalTimeout = std::min(most, limits.totalTimeout);
         limits.stallTimeout = std::min(most, limits.stallTimeout);
     }
-    // People get failures in words; the plug-in's error lines would only be in the way.
+    // People get failures in words, so the plug-in's error lines are not shown to them.
     const bool quiet = defaults == Defaults::ForPeople && options.log.empty();
     setDebugLevel(options.logLevel.value_or(quiet ? 0 : 1));
     installDebugLog(options.log.empty() ? std::make_unique<DebugLog>(STDERR_FILENO) : DebugLog::open(options.log));

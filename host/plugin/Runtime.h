@@ -30,7 +30,7 @@ struct CommonOptions {
     }
 };
 
-/// Reads the settings from all sources and writes complaints to standard error.
+/// Reads the settings from all sources and writes warnings to standard error.
 /// @throws std::runtime_error with one line for the user
 Configuration loadConfiguration(const CommonOptions& options, Defaults defaults);
 
@@ -56,7 +56,7 @@ public:
     const DownloadProgress& downloads() const { return m_executor->downloads(); }
     ServiceFailures& failures() { return m_failures; }
 
-    /// Gives the object back to its library.
+    /// Gives the object back to its library, which destroys it.
     void destroyPlugin() { m_object.reset(); }
 
 private:

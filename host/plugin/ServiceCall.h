@@ -15,7 +15,7 @@ namespace W::host {
 template <class Callback>
 class ServiceCall;
 
-/// One call of an operation with this kind of callback. Must not move until wait() has returned.
+/// One call of an operation whose callback has these parameters. Must not move until wait() has returned.
 template <class... Rest>
 class ServiceCall<void (*)(int, Rest...)> {
 public:
@@ -51,7 +51,7 @@ public:
             cancel();
         }
         std::unique_lock<std::mutex> lock(m_lock);
-        // The executor cancels it or times it out, so the callback comes.
+        // The executor cancels the request or times it out, so the callback comes.
         m_ended.wait(lock, [this] { return !m_pending; });
         return m_status;
     }

@@ -23,8 +23,8 @@ using TimeSpan = std::pair<std::int64_t, std::int64_t>;
 /// The steps, to be taken in this order. Each waits for its result and throws ServiceProblem if it fails.
 class ServiceSession {
 public:
-    /// @param runtime   outlives it
-    /// @param patience  how long to wait for each result
+    /// @param runtime   must outlive the session
+    /// @param patience  the longest wait for each result
     ServiceSession(Runtime& runtime, std::chrono::milliseconds patience) : m_runtime(runtime), m_patience(patience) {}
 
     /// Checks that base_url is an http or https address.
@@ -40,8 +40,8 @@ public:
     /// @param begin  seconds since 1970-01-01T00:00:00Z
     std::list<WVLContent> fetchSchedule(const std::vector<std::string>& sources, std::int64_t begin, int hours);
 
-    /// The span of the programmes that the service has within a month before and after a time, from a sample of the
-    /// channels; nothing if there are none.
+    /// The time span of the programmes that the service has within a month before and after a time, from a sample of
+    /// the channels; nothing if there are none.
     std::optional<TimeSpan> fetchSpan(const std::vector<std::string>& sources, std::int64_t around);
 
     /// The files with today's schedule.
@@ -54,8 +54,8 @@ private:
     std::chrono::milliseconds m_patience;
 };
 
-/// Makes a line-up of a channel list. The service names channels with a logo a second time, for recognition: the first
-/// entry of each source counts. Channels are sorted by number, "5.1" before "10", those without a number last.
+/// Makes a line-up of a channel list. The service lists channels with a logo a second time, for recognition; the first
+/// entry of each source counts. Channels are sorted by number, "5.1" before "10"; those without a number come last.
 std::list<WVLChannel> lineUp(std::list<WVLChannel> channels);
 
 /// Begin and end of all programmes that have a time; nothing if there are none.

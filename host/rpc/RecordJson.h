@@ -24,7 +24,7 @@
 
 namespace W::host {
 
-/// Keeps the order in which keys were written.
+/// Keeps the order in which keys are written.
 using Json = nlohmann::ordered_json;
 
 inline Json toJson(const std::string& text)

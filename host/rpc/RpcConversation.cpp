@@ -1,5 +1,5 @@
-// Each conversation has one lock, under which it sends: a request's "accepted" so precedes its result, even if the
-// callback was quicker than the operation's return.
+// Each conversation sends under its lock, so that a request's "accepted" precedes its result even if the callback is
+// called before the operation returns.
 #include "RpcConversation.h"
 
 #include <algorithm>
@@ -35,13 +35,13 @@ struct RpcBatch {
 
 }  // namespace
 
-/// Where the response to one request goes.
+/// The destination of the response to one request.
 struct RpcConversation::Reply {
     std::optional<Json> id;           ///< absent for a notification, which gets no response
     std::shared_ptr<RpcBatch> batch;  ///< null for a request on its own
 };
 
-/// What callbacks need of a conversation. They may come after the conversation is gone.
+/// What callbacks need of a conversation. They may come after the conversation is destroyed.
 struct RpcConversation::State {
     explicit State(Send function) : send(std::move(function)) {}
 
@@ -82,8 +82,8 @@ struct RpcConversation::State {
         respond(reply, "error", {{"code", code}, {"message", message}});
     }
 
-    /// Takes a call off the outstanding ones and answers the "wait" requests that waited for it last.
-    /// REQUIRES: lock held
+    /// Removes a call from the outstanding ones, and answers the "wait" requests that waited only for it. REQUIRES:
+    /// lock held
     void forget(const RpcDispatcher::PendingCall* call)
     {
         calls.erase(std::remove(calls.begin(), calls.end(), call), calls.end());
@@ -101,7 +101,7 @@ struct RpcConversation::State {
 
     struct Wait {
         Reply reply;
-        std::vector<RpcDispatcher::PendingCall*> open;  ///< calls that it still waits for
+        std::vector<RpcDispatcher::PendingCall*> open;  ///< calls that have not ended yet
     };
 
     std::mutex lock;

@@ -43,7 +43,7 @@ public:
     /// thread in handle() or the executor's.
     using FailureObserver = std::function<void(std::string_view operation, int status)>;
 
-    /// @param plugin  stays the caller's; must be destroyed before the dispatcher, since its callbacks come here
+    /// @param plugin  owned by the caller; must be destroyed before the dispatcher, which receives its callbacks
     explicit RpcDispatcher(WCorvaneOAI& plugin, RpcAccess access = RpcAccess::All, FailureObserver observer = {});
     ~RpcDispatcher();
     RpcDispatcher(const RpcDispatcher&) = delete;
@@ -91,8 +91,8 @@ public:
     /// Waits until every request is answered, at most as long as given.
     void finishAll(std::chrono::milliseconds patience);
 
-    /// Answers what is outstanding with an error, and lets nothing out afterwards. Call it when the plug-in object is
-    /// gone, so that its callbacks can no longer come.
+    /// Answers outstanding requests with an error and sends nothing after that. Call it after the plug-in object is
+    /// destroyed, when its callbacks can no longer come.
     void abandon();
 
 private:

@@ -15,7 +15,7 @@
 
 namespace W::host {
 
-/// Keeps which fields an operation wrote to its status record.
+/// Records which fields an operation wrote to its status record.
 class WatchedStatus final : public WRequestStatus {
 public:
     void setRequestID(unsigned int kind) override { m_requestID = kind; }

@@ -34,7 +34,7 @@ int DisplayZone::offsetAt(std::int64_t instant) const
 std::int64_t DisplayZone::instantOf(std::int64_t local) const
 {
     constexpr std::int64_t kDay = 86400;
-    // Zones change at most once in two days, so one of these offsets holds; the one before a change comes first.
+    // Zones change at most once in two days, so one of these offsets is right. The one before a change is tried first.
     const int before = offsetAt(local - kDay);
     const int after = offsetAt(local + kDay);
     if (localOf(local - before) == local) {

@@ -30,8 +30,8 @@ public:
 
     std::int64_t localOf(std::int64_t instant) const { return instant + offsetAt(instant); }
 
-    /// The instant of a local time. A time that occurs twice means its first occurrence; one that is skipped means the
-    /// instant as far after the change.
+    /// The instant of a local time. A time that occurs twice means its first occurrence. A time that the clock skips is
+    /// taken with the offset before the change.
     std::int64_t instantOf(std::int64_t local) const;
 
 private:

@@ -119,12 +119,12 @@ public:
         return styled(kBold, trimmed(fitted(forms[2], m_width))) + "\n";
     }
 
-    /// The line of times above the grid.
+    /// The line of times above the rows.
     std::string scale() const
     {
         std::string line(static_cast<std::size_t>(m_nameWidth + 1), ' ');
         int column = 0;
-        // Far enough apart for the times to be read.
+        // Steps that leave room to read the times.
         std::int64_t step = kHalfHour;
         while (columnOf(m_window.begin + step) < kTimeWidth && step < m_window.end - m_window.begin) {
             step *= 2;
@@ -184,12 +184,13 @@ private:
         if (end == midnight) {
             return "24:00";
         }
-        // An evening that goes on after midnight needs no second day.
+        // An evening that continues after midnight does not need a second day in its heading.
         const bool sameNight = localBegin % kDay >= kDay / 2 && end < midnight + kDay / 2;
         return formatLocal(end, end < midnight || sameNight ? "%H:%M" : "%A %H:%M");
     }
 
-    /// The cells of a row. Each is at least a mark wide, and none is lost: what has no room joins its neighbour.
+    /// The cells of a row. Each is at least as wide as a mark. A programme without room joins its neighbour, so none is
+    /// lost.
     std::vector<GuideCell> cellsOf(const std::vector<GuideSlot>& slots) const
     {
         std::vector<GuideCell> cells;
@@ -206,7 +207,7 @@ private:
             const bool joins = isShort && !cells.empty() && (!hasRoom || (cells.back().isShared() && begin <= column));
             if (joins && !hasRoom && cells.back().count == 1 &&
                 cells.back().end - cells.back().begin >= kLeastCell + kLeastMark) {
-                // At the end of the row, a long programme makes room.
+                // At the end of the row, a long programme gives room to the last mark.
                 cells.back().end = m_gridWidth - kLeastMark;
                 cells.push_back({cells.back().end, m_gridWidth, 1, running, slot.programme->getTitle()});
             } else if (joins) {

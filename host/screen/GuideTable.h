@@ -24,9 +24,9 @@ struct GuideStyle {
     bool colours = false;
 };
 
-/// The table with its heading, ready to be printed. Programmes belong to a channel by its source and may come in any
-/// order; of two that overlap, the later one cuts the earlier one short. Programmes that are too short for a cell share
-/// one, which shows their number, as in "+2".
+/// The table with its heading, ready to be printed. Programmes belong to a channel by their source and may come in any
+/// order; if two overlap, the later one ends the earlier one. Programmes that are too short for a cell share one, which
+/// shows their number, as in "+2".
 std::string guideTable(const std::list<WVLChannel>& channels, const std::list<WVLContent>& programmes,
                        const GuideWindow& window, const GuideStyle& style);
 

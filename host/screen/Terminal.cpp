@@ -47,7 +47,7 @@ struct CodePoint {
 
 constexpr wchar_t kZeroWidthJoiner = 0x200D;
 
-/// Takes the next code point off a string that is not empty.
+/// Removes and returns the first code point of a string that is not empty.
 CodePoint nextCodePoint(std::string_view& text)
 {
     mbstate_t state{};
@@ -83,8 +83,8 @@ bool isPictograph(wchar_t point)
     return point >= 0x1F000 || (point >= 0x2190 && point <= 0x2BFF);
 }
 
-/// Takes the next character off a string that is not empty: what a terminal draws as one, as far as this knows. An
-/// emoji sequence is as wide as its first emoji.
+/// Removes and returns the first character of a string that is not empty: what a terminal draws as one character, as
+/// far as known here. An emoji sequence is as wide as its first emoji.
 Character next(std::string_view& text)
 {
     const std::string_view all = text;
@@ -125,8 +125,7 @@ std::string_view withoutLeadingBlanks(std::string_view text)
     return first == std::string_view::npos ? std::string_view() : text.substr(first);
 }
 
-/// As much of a text as fits: whole words if the first one fits.
-/// @param text  loses what was taken
+/// Removes and returns as much of a text as fits: whole words if the first one fits.
 std::string takeLine(std::string_view& text, int width)
 {
     std::string line;
@@ -184,7 +183,7 @@ std::string fitted(std::string_view text, int width)
 {
     const WideLocale locale;
     std::string fit;
-    std::string cut;  // as much as leaves room for the ellipsis
+    std::string cut;  // the columns before the ellipsis
     int used = 0;
     int cutUsed = 0;
     while (!text.empty()) {
@@ -213,7 +212,7 @@ std::vector<std::string> wrapped(std::string_view text, int width, std::size_t l
             const WideLocale locale;
             line = takeLine(text, width);
         }
-        // A character that is wider than the whole column.
+        // The character is wider than the whole column.
         if (line.empty()) {
             break;
         }

@@ -29,8 +29,8 @@ const std::vector<Setting>& allSettings();
 /// The name of a setting without prefix.
 std::string_view shortSettingName(std::string_view key);
 
-/// Filled before it is installed and only read afterwards, by any thread, without a lock. This host has one provider,
-/// so its options are the options of every provider.
+/// Filled before it is installed, and only read after that: by any thread, without a lock. This host has one provider,
+/// so its options are those of every provider.
 class Configuration final : public WConfigManager {
 public:
     /// Sets a value over an earlier one. An unknown key is kept, and added to complaints(). Slashes at the end of
@@ -74,8 +74,8 @@ private:
     std::string m_file;
 };
 
-/// Makes a configuration the one that WConfigManager::getInstance() returns; null goes back to an empty one.
-/// @param configuration  stays the caller's and must live as long as it is installed
+/// Makes a configuration the one that WConfigManager::getInstance() returns; null restores an empty one.
+/// @param configuration  owned by the caller; must live as long as it is installed
 void installConfigManager(WConfigManager* configuration);
 
 }  // namespace W::host

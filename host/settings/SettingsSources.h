@@ -1,5 +1,5 @@
-// Where settings come from, and which source wins: defaults, then the file, then the environment, then the command
-// line, later ones over earlier ones. A value means the same in each of them, and an empty one counts as set.
+// The sources of settings and their order: defaults, the file, the environment, the command line. A later source
+// overrides an earlier one. A value means the same in each of them, and an empty one counts as set.
 #pragma once
 
 #include <string>

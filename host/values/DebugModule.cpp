@@ -1,4 +1,4 @@
-// What a debug module does unless it says otherwise: nothing. Where the lines of a module go is in Debug.cpp.
+// The default debug module, which does nothing. Debug.cpp decides where the lines of a module go.
 #include "CCDebug.h"
 
 namespace W {

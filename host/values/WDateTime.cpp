@@ -84,7 +84,7 @@ void writeNumber(std::string& text, std::size_t at, std::size_t digits, int valu
     }
 }
 
-/// Reads `2026-11-21T01:30:00`, which the pattern has let pass.
+/// Reads `2026-11-21T01:30:00`, whose form has been checked.
 WDateTime readDateTime(std::string_view text)
 {
     const Date date{number(text, 0, 4), number(text, 5, 2), number(text, 8, 2)};
