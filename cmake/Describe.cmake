@@ -1,4 +1,4 @@
-# Has PROGRAM write its manual pages and completions below FOLDER, as they are installed.
+# Runs PROGRAM to write its manual pages and completions below FOLDER, in the layout in which they are installed.
 function(describe form file)
     execute_process(COMMAND ${PROGRAM} --describe ${form} OUTPUT_VARIABLE content COMMAND_ERROR_IS_FATAL ANY)
     file(WRITE ${FOLDER}/${file} "${content}")

@@ -1,4 +1,4 @@
-# What is installed: the programs, the plug-in, and the development kit that find_package(corvane) and
+# Installs the programs, the plug-in, and the development kit that find_package(corvane) and
 # `pkg-config corvane` find. docs/integrating.md shows how a host uses it.
 include(CMakePackageConfigHelpers)
 
@@ -13,7 +13,7 @@ install(TARGETS corvane EXPORT corvane LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDI
 
 # --- manual pages and completions -------------------------------------------------------------------------------------
 
-# The programs write them, so they have to run here.
+# The programs write their own pages, so they must be able to run on this machine.
 if(NOT CMAKE_CROSSCOMPILING)
     function(add_descriptions target name section)
         set(folder ${PROJECT_BINARY_DIR}/descriptions/${name})
@@ -35,7 +35,7 @@ endif()
 
 # --- the kit ---------------------------------------------------------------------------------------------------------
 
-# The reference host in two archives, so that a host with its own executor can leave ours out.
+# The reference host in two archives, so that a host with its own executor can omit the reference executor.
 set(without_executor corvane_host_values corvane_host_log corvane_host_settings)
 list(TRANSFORM without_executor REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>")
 add_library(corvane_host_base_archive STATIC

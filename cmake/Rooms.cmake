@@ -29,7 +29,7 @@ function(write_targets)
                 if(NOT value)
                     set(value "")
                 endif()
-                # Folders of the installed tree are no rooms.
+                # Folders of the installed tree are not rooms.
                 string(REGEX REPLACE "\\$<INSTALL_INTERFACE:[^>]*>" "" value "${value}")
                 string(REGEX REPLACE "\\$<BUILD_INTERFACE:([^>]*)>" "\\1" value "${value}")
                 string(REPLACE ";" " " value "${value}")

@@ -72,19 +72,19 @@ public:
     long failed() const { return m_failed; }
 
 private:
-    bool failsAt(long behind) const
+    bool failsAt(long after) const
     {
         switch (m_which) {
             case Which::None:
                 return false;
             case Which::One:
-                return behind == 0;
+                return after == 0;
             case Which::AllFrom:
-                return behind >= 0;
+                return after >= 0;
             case Which::EverySecondFrom:
-                return behind >= 0 && behind % 2 == 0;
+                return after >= 0 && after % 2 == 0;
             case Which::EveryThirdFrom:
-                return behind >= 0 && behind % 3 == 0;
+                return after >= 0 && after % 3 == 0;
         }
         return false;
     }

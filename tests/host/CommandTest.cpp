@@ -266,7 +266,7 @@ TEST(Guide, NamesABaseUrlThatIsNotAnAddress)
     }
 }
 
-/// Two channels, which the list names in the wrong order and a second time for recognition.
+/// Two channels, in the wrong order and listed a second time for recognition.
 constexpr const char* kGallery = R"({"rsp":{"stat":"OK","checksum":{"stat":"new","code":"c"},
     "channel":[{"source":"S10","number":"10","name":"Ten"},{"source":"S2","number":"2","name":"Two"},
                {"source":"S21","number":"21","name":"Twice"}],

@@ -1,4 +1,4 @@
-// Date-time texts in and out, as rows; and the instants and offsets behind them.
+// Date-time strings read and written, as rows, with their instants and offsets.
 #include <cstdint>
 #include <limits>
 #include <string>

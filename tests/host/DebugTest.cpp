@@ -14,7 +14,7 @@
 namespace W::host {
 namespace {
 
-/// As a plug-in prints.
+/// Prints as a plug-in does.
 void printLine(unsigned long level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void printLine(unsigned long level, const char* format, ...)
 {

@@ -1,4 +1,4 @@
-// `corvane download` as people and scripts meet it: what it prints, what it leaves on the disk, and how it ends early.
+// `corvane download` as people and scripts use it: its output, the files that it leaves, and early ends.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -39,7 +39,7 @@ std::vector<std::string> namesIn(const std::string& directory)
     return names;
 }
 
-/// Answers by the path.
+/// Serves a body that depends on the path.
 void files(RawServer::Connection& connection)
 {
     while (const auto request = connection.readRequest()) {
@@ -149,7 +149,7 @@ TEST(Download, ReportsFullDisks)
     }
 }
 
-/// The command on a pseudo-terminal.
+/// Runs the command on a pseudo-terminal.
 class OnTerminal {
 public:
     explicit OnTerminal(std::vector<std::string> arguments)
@@ -179,8 +179,8 @@ public:
     OnTerminal(const OnTerminal&) = delete;
     OnTerminal& operator=(const OnTerminal&) = delete;
 
-    /// Reads until a text appears or the command has ended.
-    /// @return everything so far
+    /// Reads until a string appears or the command has ended.
+    /// @return everything read so far
     const std::string& readUntil(const std::string& text)
     {
         char buffer[4096];
@@ -271,7 +271,7 @@ TEST(Download, CancelledDownloadsLeaveNothing)
     }
 }
 
-/// Memory of a process in KiB: "VmRSS" now, "VmHWM" at most so far.
+/// Memory of a process in KiB: "VmRSS" is the current value, "VmHWM" the highest so far.
 long memoryOf(pid_t process, const std::string& what)
 {
     std::ifstream state("/proc/" + std::to_string(process) + "/status");
@@ -286,7 +286,7 @@ long memoryOf(pid_t process, const std::string& what)
 TEST(Download, LargeFilesNeedNoMemory)
 {
     constexpr std::size_t kBlock = std::size_t{1} << 20;
-    // A GiB in the long form: the disk is what takes the time.
+    // A GiB in the long form, in which the disk takes most of the time.
     const std::size_t blocks = std::getenv("CORVANE_LONG") != nullptr ? 1024 : 256;
     constexpr long kMostGrowth = 8 * 1024;
     const ScratchDirectory scratch;

@@ -1,4 +1,4 @@
-// What a download is called, and the line that shows how far it is.
+// The name of a downloaded file, and the line that shows its progress.
 #include "Download.h"
 
 #include <algorithm>
@@ -83,7 +83,7 @@ TEST(DownloadProgressLine, ShowsWhatIsKnown)
         {1 << 20, 1 << 20, 1s, 54, "[==========]  1.0 MiB of 1.0 MiB  1.0 MiB/s  0:00 left"},
         {1 << 10, 1 << 30, 1s, 48, "1.0 KiB of 1.0 GiB  1.0 KiB/s  99:59:59 left    "},
         {std::uint64_t{3} << 30, std::uint64_t{4} << 30, 3000s, 20, "3.0 GiB of 4.0 GiB …"},
-        // More than was announced.
+        // more than was announced
         {20, 10, 1s, 46, "[===========]  20 B of 10 B  20 B/s  0:00 left"},
     };
     for (const auto& row : rows) {

@@ -99,7 +99,7 @@ protected:
     }
     void use(const HttpLimits& limits) { use(std::make_unique<CurlExecutor>(limits)); }
 
-    /// Sends and waits.
+    /// Sends the request and waits for its completion.
     std::optional<SESSION_STATUS> run(Exchange& exchange)
     {
         EXPECT_GE(executor().addRequest(&exchange.request()), 0);

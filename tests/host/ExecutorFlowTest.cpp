@@ -61,7 +61,7 @@ protected:
         EXPECT_GE(executor().addRequest(&exchange.request()), 0);
         return exchange;
     }
-    /// The executor goes before the requests that it holds.
+    /// Destroys the executor before the requests that it holds.
     void TearDown() override { use(nullptr); }
 
     std::list<Exchange> m_exchanges;
@@ -147,7 +147,7 @@ TEST_F(Executor, WaitingRequestsTimeOutToo)
     EXPECT_EQ(inLine.wait(), session::kTimedOut);
 }
 
-/// Over more than a second, since libcurl's clock has its ends of seconds.
+/// Runs for more than a second, so that it includes an end of a second of libcurl's clock.
 TEST_F(Executor, TimeoutsAreNeverEarly)
 {
     constexpr auto kTimeout = 40ms;
@@ -332,8 +332,8 @@ TEST_F(Executor, FlushesEndRequestsAddedByCompletions)
     first.hook = addAnother;
     ASSERT_GE(executor().addRequest(&first.request()), 0);
     ASSERT_TRUE(server.waitForRequests(1));
-    // Each hook is set after its request was added, which is early enough: the completion that adds runs on the one
-    // thread that completes.
+    // Each hook is set after its request was added. That is early enough, because the completion that adds it runs on
+    // the only thread that completes requests.
     executor().flushHttpRequests(kOurs);
     for (const Exchange& exchange : m_exchanges) {
         EXPECT_TRUE(exchange.isCompleted());

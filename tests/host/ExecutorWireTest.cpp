@@ -1,4 +1,4 @@
-// What the executor puts onto the wire, byte for byte, and what it makes of replies.
+// The bytes that the executor sends, and its results for all kinds of replies.
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -313,7 +313,7 @@ TEST_F(ExecutorTest, FailuresHaveTheirSessionStatus)
         if (asks("/reset")) {
             connection.reset();
         } else if (asks("/garbage")) {
-            connection.send("this is no HTTP\r\n\r\n");
+            connection.send("this is not HTTP\r\n\r\n");
         } else if (asks("/cut")) {
             connection.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
         } else if (asks("/chunk")) {

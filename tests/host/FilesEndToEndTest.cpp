@@ -1,5 +1,5 @@
-// Files between a server and the disk, through the plug-in as it is built and the executor: what is on the disk, and
-// which status is reported, whenever something ends a transfer early.
+// Files between a server and the disk, through the built plug-in and the executor: the content of the disk and the
+// status reported when something ends a transfer early.
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -41,7 +41,7 @@ class Files : public testing::Test {
 protected:
     Files() { fs::create_directory(m_scratch.file("d")); }
 
-    /// The plug-in with a session, which cancelling and uploading ask for.
+    /// The plug-in with a session, which cancelling and uploading require.
     Runtime& runtime()
     {
         if (!m_runtime) {
@@ -82,7 +82,7 @@ protected:
     std::optional<Runtime> m_runtime;
 };
 
-/// Sends a part of a file, and waits for the end.
+/// Sends a part of a file, and then waits for the end of the connection.
 RawServer::Script partOf(std::size_t bytes)
 {
     return [bytes](RawServer::Connection& connection) {
@@ -162,7 +162,7 @@ TEST_F(Files, BrokenTransfersKeepThePartAndReportFailure)
 TEST_F(Files, UnwritableTargetsDifferFromUnreadableFiles)
 {
     const RawServer server(answering("body"));
-    // It opens for reading, so that the transfer's own status is what is told.
+    // A directory can be opened for reading, so the status comes from the transfer.
     fs::create_directory(file());
     EXPECT_EQ(download(server.url("/f")), kFileTrouble);
     fs::remove(file());
@@ -204,12 +204,12 @@ TEST_F(Files, ReportsADirectoryRemovedMidway)
     EXPECT_EQ(call.wait(kPatience), status::kFileNotReadable);
 }
 
-/// Bounds the size of files for a while. What exceeds it fails as on a full disk.
+/// Limits the size of files during its lifetime. A write beyond the limit fails as on a full disk.
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes)
     {
-        // Which kills by default, whoever raises it.
+        // The default action would end the process.
         m_before = ::signal(SIGXFSZ, SIG_IGN);
         ::getrlimit(RLIMIT_FSIZE, &m_limit);
         const rlimit lower{bytes, m_limit.rlim_max};
@@ -242,7 +242,7 @@ TEST_F(Files, FullDisksEndOneDownloadOnly)
 
 constexpr std::size_t kUpload = std::size_t{64} << 20;
 
-/// Takes the head of an upload, waits, and then counts the rest.
+/// Reads the head of an upload, waits, and then counts the remaining bytes.
 class UploadServer {
 public:
     std::atomic<bool> started{false};

@@ -1,5 +1,5 @@
-// Records with every field set: a text to the field's own name, a number to numberOf() it. A field that is lost or
-// mixed up with another one shows.
+// Records with every field set: a string to the field's own name, a number to numberOf() that name. A test then sees if
+// a field is lost or swapped with another one.
 #pragma once
 
 #include <list>

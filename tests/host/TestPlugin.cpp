@@ -1,4 +1,4 @@
-// Operations that write down their arguments and deliver one sample of each result.
+// Operations that record their arguments and deliver one sample of each result.
 #include "TestPlugin.h"
 
 #include <chrono>

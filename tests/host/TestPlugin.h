@@ -1,6 +1,5 @@
-// A plug-in that answers every operation with sample records, without a service: it shows what `corvane rpc` makes of
-// arguments and results. What it does is set through the function below, which the library exports beside its entry
-// points as `testPluginControl`.
+// A plug-in that answers every operation with sample records, without a service, so that tests see what `corvane rpc`
+// makes of arguments and results. The function below controls it; the library exports it as `testPluginControl`.
 #pragma once
 
 #include <string>

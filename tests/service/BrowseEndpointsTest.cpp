@@ -102,7 +102,7 @@ TEST_F(BrowseEndpoints, EpisodesComeBySeasonAndEachOnce)
     EXPECT_EQ(valuesOf(series["season"][2]["episode"], "title"), (Texts{"Special"}));
     EXPECT_EQ(series["episode"], Json::array());
     EXPECT_EQ(series["season"][0]["episode"][0]["source"], "1");
-    // The series has its own number, and the channel asked for shows the pilot too.
+    // The series has its own number, and the channel asked for shows the pilot, too.
     const Json again =
         m_viewer.get("browse/content/" + series["id"].get<std::string>() + "/series?sourceid=2")["series"];
     EXPECT_EQ(again["id"], series["id"]);

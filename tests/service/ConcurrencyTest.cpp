@@ -1,4 +1,4 @@
-// Readers beside an import, and many clients beside each other.
+// Readers during an import, and many clients at once.
 #include <atomic>
 #include <thread>
 

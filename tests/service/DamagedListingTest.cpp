@@ -1,5 +1,5 @@
-// Listings that are damaged, with bytes that no text holds or cut off anywhere, and listings that point outside. Each
-// row states its outcome. HostileListingTest.cpp has those that are too large.
+// Listings that are damaged: with bytes that are not text, or cut off at any place; and listings that refer to other
+// files. Each row states its outcome. HostileListingTest.cpp has listings that are too large.
 #include <arpa/inet.h>
 #include <fmt/format.h>
 #include <netinet/in.h>
@@ -51,17 +51,17 @@ TEST_F(HostileListing, BytesThatAreNotUtf8CostTheProgramme)
         const char* bytes;
         const char* inTag;  // why the listing is refused if a tag contains them; "" if only the record is lost
     } rows[] = {
-        {"\x80", ""},                                                  // continues nothing
-        {"\xc3", ""},                                                  // is not continued
-        {"\xe2\x82", ""},                                              // is continued once instead of twice
-        {"\xf0\x9f\x98", ""},                                          // twice instead of three times
+        {"\x80", ""},                                                  // a continuation byte without a first byte
+        {"\xc3", ""},                                                  // a first byte without its continuation
+        {"\xe2\x82", ""},                                              // one continuation byte instead of two
+        {"\xf0\x9f\x98", ""},                                          // two instead of three
         {"\xc0\x80", ""},                                              // NUL in two bytes
         {"\xc1\xbf", ""},                                              // a letter in two bytes
         {"\xe0\x80\xaf", ""},                                          // a slash in three bytes
-        {"\xf0\x80\x80\xaf", ""},                                      // in four
+        {"\xf0\x80\x80\xaf", ""},                                      // a slash in four bytes
         {"\xed\xa0\x80", "invalid character in attribute value"},      // half a surrogate pair
         {"\xed\xbf\xbf", "invalid character in attribute value"},      // the other half
-        {"\xef\xbf\xbe", "invalid character in attribute value"},      // no character
+        {"\xef\xbf\xbe", "invalid character in attribute value"},      // a code point that is not a character
         {"\xf4\x90\x80\x80", "invalid character in attribute value"},  // beyond the last character
         {"\xf8\x88\x80\x80\x80", ""},
         {"\xfc\x84\x80\x80\x80\x80", ""},
@@ -168,7 +168,7 @@ TEST_F(HostileListing, NothingThatItPointsToIsOpened)
     const std::string secret = base + "/secret.txt";
     test::writeFile(secret, "<!ENTITY inner 'secret'>");
     test::writeFile(base + "/listing.xml", "");
-    // Whoever opened this for reading would wait for a writer, and the test with it.
+    // Opening this for reading would block until there is a writer.
     const std::string pipe = base + "/pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const Listener listener;
@@ -204,7 +204,7 @@ TEST_F(HostileListing, NothingThatItPointsToIsOpened)
          "<title>&inner;</title>",
          {},
          "listing:1: not well-formed: PEReference: %p; not found"},
-        {"entity that is no text",
+        {"unparsed entity",
          "<!DOCTYPE tv [<!NOTATION n SYSTEM '{}'><!ENTITY e SYSTEM '{}' NDATA n>]>",
          "<title>&e;</title>",
          {"Good"}},

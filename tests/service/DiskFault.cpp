@@ -1,7 +1,7 @@
-// Preloaded into the program under test: replaces the calls by which SQLite writes, and has the disk fail, or the
-// process die, at a chosen one of them. CORVANE_DISK_FAULT chooses it: "kill 17" ends the process before its 17th
-// write, "full 17" leaves no room from the 17th write on, "sync 3" fails from the third fsync on. CORVANE_SYNC_LOG
-// names a file that gets the name of each file that is flushed. Files without "guide.db" in their path are not touched.
+// Preloaded into the program under test. Replaces the calls by which SQLite writes, and lets the disk fail, or ends the
+// process, at a chosen call. CORVANE_DISK_FAULT chooses it: "kill 17" ends the process before its 17th write, "full 17"
+// leaves no room from the 17th write on, "sync 3" fails from the third fsync on. CORVANE_SYNC_LOG names a file that
+// receives the name of each flushed file. Files without "guide.db" in their path are not affected.
 #include <atomic>
 #include <cerrno>
 #include <csignal>

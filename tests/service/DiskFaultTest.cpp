@@ -1,5 +1,5 @@
-// An import on a disk that fails, and one that is killed: at every write of it the old guide is there whole, or the new
-// one, and what viewers keep is there. CORVANE_LONG=1 tries every write, else a sample.
+// An import on a disk that fails, and an import that is killed: after each of its writes the database has the whole old
+// guide or the whole new one, and the viewers' data. CORVANE_LONG=1 tries every write, otherwise a sample.
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
@@ -57,10 +57,10 @@ protected:
     std::string listingFile() const { return m_folder.path() + ".xml"; }
     std::string database() const { return m_folder.path(); }
 
-    /// A name without "guide.db", whose writes the faults would count.
+    /// Its name does not contain "guide.db", so that the faults do not count writes to it.
     std::string syncLog() const { return m_folder.path().substr(0, m_folder.path().rfind('/')) + "/syncs"; }
 
-    /// The old guide again.
+    /// Restores the old guide.
     void startOver() const
     {
         for (const char* companion : {"", "-wal", "-shm"}) {
@@ -90,8 +90,8 @@ protected:
         EXPECT_TRUE(now == m_before || now == m_after) << "half a guide after " << fault;
     }
 
-    /// Tries writes or syncs from the first on, until the import is through before the fault.
-    /// @return how many were tried
+    /// Tries the first write or sync, then later ones, until the import ends before the fault.
+    /// @return the number of attempts
     int tryAll(const std::string& kind, int step, const std::function<void(int code)>& check)
     {
         int tried = 0;
@@ -148,8 +148,8 @@ TEST_F(DiskFault, ReportsAFailingSyncAndChangesNothing)
 
 using DurabilityOnDisk = DiskFault;
 
-// A power failure loses what the disk does not have: the log is flushed before the database, and the database before
-// the log is begun anew.
+// A power failure loses what is not on the disk. So the log has to be flushed before the database is written, and the
+// database before the log is started again.
 TEST_F(DurabilityOnDisk, AnImportFlushesTheLogAndThenTheDatabase)
 {
     std::filesystem::remove(syncLog());

@@ -1,4 +1,4 @@
-// A guide, its export, and the guide that the export makes in another database.
+// Exports a guide, imports the export into another database, and compares.
 #include "Export.h"
 
 #include <filesystem>
@@ -25,7 +25,7 @@ std::string exported(Store& store)
     return test::readFile(path);
 }
 
-// Everything that the guide's tables hold, sources and genres by what they are called.
+// The contents of the guide's tables, with names instead of the ids of sources and genres.
 std::vector<std::string> guideOf(Store& store)
 {
     std::vector<std::string> all;

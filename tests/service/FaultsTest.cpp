@@ -1,4 +1,4 @@
-// Replies broken on purpose, and exchanges recorded and replayed: every byte that a client gets, over a real socket.
+// Faults, recording and replay: every byte that a client gets, over a real socket.
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
@@ -33,7 +33,7 @@ constexpr const char* kLocalTime = "/openapi/service/vorel/conf/localtime";
 constexpr const char* kServerUrl = "/openapi/service/vorel/conf/server";
 constexpr const char* kSeedkey = "/openapi/service/vorel/auth/seedkey";
 
-/// A service whose exchanges pass hooks.
+/// A service with hooks in its exchanges.
 class HookedService {
 public:
     struct Wanted {
@@ -87,7 +87,7 @@ struct Received {
     Json rsp() const { return Json::parse(body()).at("rsp"); }
 };
 
-/// What comes back for one request, up to the end of the connection or two seconds of silence.
+/// The reply to one request, up to the end of the connection or two seconds of silence.
 Received ask(int port, const std::string& path, const std::string& moreHeaders = "", const char* method = "GET")
 {
     const auto begin = Clock::now();
@@ -218,7 +218,7 @@ TEST(Faults, WhatIsRecordedIsReplayedInItsOrder)
     std::string first;
     std::string failed;
     {
-        // One fault once: what was seen of it can be shown again.
+        // A reply with a fault is recorded, too, so that it can be replayed.
         const HookedService service({{"conf/server=status 500"}, folder, ""});
         first =
             ask(service.port(), std::string(kLocalTime) + "?a=1",

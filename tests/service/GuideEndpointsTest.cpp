@@ -69,7 +69,7 @@ TEST_F(GuideEndpoints, FocusChannelGivesFollowingProgrammes)
     EXPECT_EQ(m_viewer.refusal("GET", "channel/focus_channel?sourceid="), "100: parameter 'sourceid' is missing");
 }
 
-// The day begins at 15:00 UTC there.
+// In this zone the day begins at 15:00 UTC.
 TEST_F(GuideEndpoints, TodaysFilesHoldEveryProgrammeOnce)
 {
     const Json files = m_viewer.get("channel/today?country=US&lang=en&headend=H1&device=X")["VOREL_url"];

@@ -16,7 +16,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-// Minutes after 2026-11-20 18:00 UTC make reading easier.
+// Shows times as minutes after 2026-11-20 18:00 UTC, which are easier to read.
 constexpr std::string_view kSlots =
     "SELECT listing_id, (start - 1795197600) / 60, (stop - 1795197600) / 60, title FROM airing "
     "JOIN source ON source.id = source_id ORDER BY source_id, start, clump, airing.id";

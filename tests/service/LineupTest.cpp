@@ -29,7 +29,7 @@ std::string listingOf(int channels)
     return listing + "</tv>";
 }
 
-// Why the import is refused; "" if it is not. Nothing is stored in either case.
+// The reason why the import is refused; "" if it is accepted. It is rolled back in both cases.
 std::string placesRefusal(Store& store, const std::string& text)
 {
     const Store::Lease lease = store.lease();
@@ -55,7 +55,7 @@ class LineupTest : public ::testing::Test {
 protected:
     LineupTest() { test::importText(under.store(), listingOf(9)); }
 
-    // The viewer at home, who sees on each number what the headend sends there.
+    // A viewer who answers the quiz with what the headend at home sends at each number.
     std::set<std::string> headendsThatFit(const std::string& home, const Json& quiz)
     {
         std::map<std::string, std::string> onScreen;
@@ -137,7 +137,7 @@ TEST_F(LineupTest, TheQuizLeadsToTheHeadendAtHome)
             EXPECT_THAT(headendsThatFit(home, quiz), ElementsAre(home)) << "asked about " << asked << ": " << quiz;
         }
     }
-    // H1 and H3 share no city, so neither asks about the other.
+    // H1 and H3 share no city, so a quiz for one does not include the other.
     const Json quiz = ann.get("channel/lineup_test", "headend=H1").at("quiz");
     std::vector<std::string> named;
     for (const Json& answer : quiz[0].at("answer")) {
@@ -202,7 +202,7 @@ TEST_F(LineupTest, AnOperatorsPlacesReplaceTheOnesBuiltIn)
         lineup.push_back(station.number + " " + station.name);
     }
     EXPECT_THAT(lineup, ElementsAre("7 Channel 3", "101 Channel 2"));
-    // Nothing was said of apps, so those built in stay.
+    // The file has no apps, so the built-in ones stay.
     EXPECT_THAT(test::rows(under.store(), "SELECT count(*) > 0 FROM app"), ElementsAre("1"));
     keepPlaces(under.store(), "app,one,The One,fun,https://apps.example/one.png,3,4\n");
     EXPECT_THAT(test::rows(under.store(), "SELECT id, image_width FROM app"), ElementsAre("one|3"));

@@ -212,7 +212,7 @@ TEST(Listing, EntitiesStayInTheirPlaceAfterASlip)
     }
 }
 
-// Only then are text and start tag not told apart.
+// Just before a start tag, text cannot be told from the tag.
 TEST(Listing, ASlipJustBeforeAStartTagCostsItsRecord)
 {
     const Collected collected =

@@ -1,4 +1,4 @@
-// Schedules kept as text must be what the guide says, whatever the window, and must follow an import.
+// Schedules kept as text must equal the guide for every window, and must follow an import.
 #include "ReadySchedules.h"
 
 #include <random>

@@ -16,7 +16,7 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// Day and hour of November 2026, UTC.
+// Day and hour are of November 2026, UTC.
 std::string programme(const char* channel, int day, int hour, const std::string& title, const std::string& inner = "")
 {
     return fmt::format(
@@ -37,7 +37,7 @@ std::string listing()
     for (const char* id : {"a", "b", "c", "d"}) {
         text += fmt::format("<channel id='{0}'><display-name>{0}</display-name></channel>", id);
     }
-    // Every hour of two days something is on everywhere.
+    // For two days, every channel has a programme every hour.
     for (int day = 20; day <= 21; ++day) {
         for (int hour = 0; hour < 24; ++hour) {
             for (const char* id : {"b", "c", "d"}) {
@@ -119,7 +119,7 @@ TEST_F(RecommendTest, ATunedChannelClimbs)
     EXPECT_THAT(sources(), ElementsAre("1", "2", "3", "4"));
     tune(ann, "2026-11-20T19:00:00Z", "3");
     EXPECT_THAT(sources(), ElementsAre("3", "1", "2", "4"));
-    // Two viewers outweigh one who zaps.
+    // Two viewers weigh more than one who zaps.
     for (const char* at : {"2026-11-20T19:01:00Z", "2026-11-20T19:02:00Z", "2026-11-20T19:03:00Z"}) {
         tune(ann, at, "3");
     }
@@ -131,7 +131,7 @@ TEST_F(RecommendTest, ATunedChannelClimbs)
     ASSERT_EQ(first.size(), 1U);
     EXPECT_EQ(first[0].at("number"), "4");
     EXPECT_EQ(first[0].at("content").at("title"), "d 20 20");
-    // After four weeks it is forgotten.
+    // The counts are forgotten after four weeks.
     under.setNow("2026-12-20T20:30:00Z");
     EXPECT_THAT(sources(), ElementsAre("1", "2", "3", "4"));
     EXPECT_EQ(ann.get("recommend/popularch", "n=1").at("channel")[0].at("content"), Json::object());
@@ -139,7 +139,7 @@ TEST_F(RecommendTest, ATunedChannelClimbs)
 
 TEST_F(RecommendTest, TheTimeOfDayDecidesWhatIsOffered)
 {
-    // Evenings on c, now and then on b; mornings on d.
+    // In the evenings c and sometimes b, in the mornings d.
     for (const char* day : {"17", "18", "19"}) {
         tune(ann, fmt::format("2026-11-{}T19:10:00Z", day), "3");
         tune(ann, fmt::format("2026-11-{}T08:10:00Z", day), "4");
@@ -159,7 +159,7 @@ TEST_F(RecommendTest, TheTimeOfDayDecidesWhatIsOffered)
                             "3 1 history 4 d 21 6 2026-11-21T06:00:00Z"));
     EXPECT_EQ(picks[0].at("number"), "3");
     EXPECT_EQ(picks[0].at("duration"), "59");
-    // Bob has no habits, so everybody's serve.
+    // Bob has no habits, so the habits of all viewers count.
     const Json others = bob.get("recommend/smart_channel").at("channel_guide");
     EXPECT_THAT(valuesOf(others, "rec_type"), Each("popular"));
     EXPECT_THAT(valuesOf(others, "source"), ElementsAre("3", "2", "4"));
@@ -219,15 +219,15 @@ TEST_F(RecommendTest, FollowedSeriesThatWereNotTunedAreMissed)
     EXPECT_EQ(entry.at("content").at("ep_title"), "Part 2");
     EXPECT_THAT(missedBy(bob), IsEmpty());
 
-    tune(ann, "2026-11-18T20:10:00Z", "1");  // was there for part 3
+    tune(ann, "2026-11-18T20:10:00Z", "1");  // watched part 3
     EXPECT_THAT(missedBy(ann), ElementsAre("Kitchen 1", "Harbour 2", "Harbour 1"));
-    under.setNow("2026-11-19T20:10:00Z");  // on the channel, whatever the client said was there
+    under.setNow("2026-11-19T20:10:00Z");  // on the channel; the content that the client named does not matter
     ann.put("user/tune_history", "ttid=77&sourceid=1");
     under.setNow("2026-11-20T20:30:00Z");
     EXPECT_THAT(missedBy(ann), ElementsAre("Harbour 2", "Harbour 1"));
     ann.put("user/like", "contentid=" + content("Harbour", 1) + "&type=dislike");
     EXPECT_THAT(missedBy(ann), ElementsAre("Harbour 2"));
-    under.setNow("2026-11-24T21:30:00Z");  // 17 November is seven days back, but part 2 came again
+    under.setNow("2026-11-24T21:30:00Z");  // 17 November is seven days ago, but part 2 was repeated later
     EXPECT_THAT(missedBy(ann), ElementsAre("Harbour 4", "Harbour 2"));
     under.setNow("2026-11-26T20:30:00Z");
     EXPECT_THAT(missedBy(ann), ElementsAre("Harbour 4"));

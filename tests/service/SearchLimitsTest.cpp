@@ -1,4 +1,4 @@
-// Requests that would cost too much: what bounds them, and what the client gets.
+// Requests that would cost too much: their limits, and the replies that clients get.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -36,7 +36,7 @@ TEST_F(SearchLimits, RefusesTooManyWords)
         EXPECT_EQ(viewer.refusal("GET", "search/epg_search", "q=" + repeated("w", words)),
                   "101: parameter 'q' has " + std::to_string(words) + " words; at most 16 are searched for");
     }
-    // Whatever separates them.
+    // The words count, whatever separates them.
     EXPECT_THAT(viewer.refusal("GET", "search/epg_search", "q=a-b.c/d_e,f:g;h!i*j(k)l'm\"n^o+p~q"),
                 HasSubstr("has 17 words"));
 }

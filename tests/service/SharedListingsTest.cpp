@@ -1,5 +1,5 @@
-// Real listings, which nobody wrote for these tests; they lie beside the repository, and where they do not the tests
-// say so and are skipped.
+// Real listings, which were not made for these tests. They are in a folder beside the repository; without it the tests
+// are skipped with a message.
 #include <algorithm>
 #include <filesystem>
 #include <set>
@@ -18,7 +18,7 @@ using ::testing::HasSubstr;
 struct ListingRow {
     const char* file;
     std::int64_t channels;    // declared
-    std::int64_t programmes;  // usable, repeats included
+    std::int64_t programmes;  // usable, including repeated ones
     std::int64_t skipped;
     std::int64_t repeated;
     const char* refusal;  // part of the message; null if the listing is imported

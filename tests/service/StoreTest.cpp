@@ -32,7 +32,7 @@ TEST(Store, SaysWhatIsWrongWithADatabase)
     EXPECT_THAT(refusal("/nonexistent/guide.db", Store::Mode::Create),
                 HasSubstr("cannot open database /nonexistent/guide.db"));
     test::writeFile(file.path(),
-                    "this is not a database, however long the text is that stands in it, and it is not short");
+                    "this file is plain text and not a database; it is too long to be taken for an empty one");
     EXPECT_THAT(refusal(file.path(), Store::Mode::Existing), HasSubstr("file is not a database"));
 }
 

@@ -23,7 +23,7 @@ constexpr const char* kListing = R"(<tv>
         <credits><actor>Ada Quay</actor></credits><date>2025</date></programme>
     <programme channel="b" start="20261120180000 +0000" stop="20261120190000 +0000"><title>Anvil</title></programme>
 </tv>)";
-// The programmes that viewers know are gone, and so is one channel.
+// This listing lacks the programmes that viewers know, and one channel.
 constexpr const char* kLaterListing = R"(<tv>
     <channel id="a"><display-name>Alpha</display-name><lcn>3</lcn></channel>
     <channel id="b"><display-name>Beta</display-name><lcn>1</lcn></channel>
@@ -177,7 +177,7 @@ TEST_F(ViewerTest, TuningsAreCountedPerUser)
     under.reopen();
     EXPECT_EQ(bob.put("user/tune_history", "ttid=77&sourceid=3").at("seq"), "1");
     EXPECT_EQ(ann.put("user/tune_history", "sourceid=1").at("seq"), "3");
-    // Without a content, what is on there counts.
+    // Without a content, the programme that is on the air counts.
     EXPECT_THAT(test::rows(under.store(),
                            "SELECT source_id, content_id FROM tuning ORDER BY user_id = "
                            "(SELECT user_id FROM tuning WHERE source_id = 3), seq"),

@@ -120,7 +120,7 @@ private:
             else if (line.find('=') != std::string::npos)
                 m_file.options.push_back(line);
             else if (!line.empty())
-                fail(section.line, "\"" + line + "\" is no option");
+                fail(section.line, "\"" + line + "\" is not an option");
         }
     }
 

@@ -113,7 +113,7 @@ TEST_F(SqliteTest, StatementsEndWhenTheirResultIsNoLongerWanted)
         }
     }
     client.join();
-    // The connection serves the next request as before.
+    // The connection works as before.
     Query query(connection, "SELECT 7");
     EXPECT_TRUE(query.next());
     EXPECT_EQ(query.number(0), 7);

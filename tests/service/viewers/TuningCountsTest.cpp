@@ -1,4 +1,4 @@
-// The counts that triggers keep beside the tunings, compared with a count of the tunings themselves.
+// Compares the counts that triggers keep with a count of the tunings themselves.
 #include <random>
 
 #include <fmt/format.h>
@@ -122,7 +122,7 @@ TEST_F(TuningCounts, AreMadeForDatabasesOfEarlierVersions)
         tune(fmt::format("user{}", i % 7), 1 + i % 4, kNow + i * 1000);
     }
     {
-        // What the version before this one had.
+        // A database of the previous version.
         const Store::Lease lease = database.store.lease();
         (*lease).execute(
             "DROP TRIGGER tuning_added; DROP TRIGGER tuning_removed; DROP TRIGGER half_hour_added;"

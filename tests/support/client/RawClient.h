@@ -1,4 +1,4 @@
-// A client of tests that sends exactly the bytes that it is given, over TCP on this machine.
+// A client for tests that sends exactly the given bytes, over TCP on this machine.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,7 @@ namespace http::test {
 
 class RawClient {
 public:
-    /// @param from  the client's own address, one of 127.0.0.0/8
+    /// @param from  the client's address, one of 127.0.0.0/8
     /// @throws std::runtime_error if the connection cannot be made
     explicit RawClient(int port, const char* from = "127.0.0.1");
     RawClient(RawClient&& other) noexcept;
@@ -24,8 +24,8 @@ public:
     /// Keeps the receive buffer small, so that a reply fills it.
     void receiveLittle() const;
 
-    /// Reads until `end` has been read so often, or to the end of the connection. "(closed)" is appended if the server
-    /// has closed it, "(reset)" after a reset, "(nothing)" if nothing came for so long.
+    /// Reads until `end` has occurred `count` times, or to the end of the connection. Appends "(closed)" if the server
+    /// has closed it, "(reset)" after a reset, "(nothing)" if no byte has come for `patience`.
     std::string receive(int count, std::string_view end = "}}",
                         std::chrono::milliseconds patience = std::chrono::seconds(20)) const;
 

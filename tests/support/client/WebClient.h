@@ -1,4 +1,4 @@
-// An HTTP client of tests, over libcurl: one connection that is kept alive, one request at a time.
+// An HTTP client for tests, over libcurl: one connection that is kept alive, one request at a time.
 #pragma once
 
 #include <map>
@@ -24,7 +24,7 @@ struct WebReply {
 
 class WebClient {
 public:
-    /// @param origin  "http://127.0.0.1:8900"; of https, every certificate is accepted
+    /// @param origin  as in "http://127.0.0.1:8900"; with https, any certificate is accepted
     explicit WebClient(std::string origin);
     explicit WebClient(int port);
     WebClient(const WebClient&) = delete;

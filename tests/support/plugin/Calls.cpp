@@ -11,7 +11,7 @@ using Numbers = std::list<int>;
 
 const Counter::Callback kDone;
 
-// Made beforehand, so that a call asks for no memory but the operation's.
+// Made beforehand, so that only the operation itself allocates memory during a call.
 const Texts kSources = {"a", "b"};
 const Numbers kSizes = {1, 2};
 const Numbers kGenres = {7, 8};

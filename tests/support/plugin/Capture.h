@@ -1,4 +1,4 @@
-// Records what a callback got; fails the test when an accepted request is not answered exactly once.
+// Records the results of a callback, and fails the test unless an accepted request is answered exactly once.
 #pragma once
 
 #include <atomic>
@@ -28,7 +28,8 @@ public:
     int writes = 0;
 };
 
-/// One call of one operation: pass `&Capture::done`, the object and `out` to it, the result to accepted().
+/// One call of one operation. Pass `&Capture::done`, the object and `out` to the operation, and what it returns to
+/// accepted().
 template <class... Results>
 class Capture {
 public:

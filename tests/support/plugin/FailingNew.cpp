@@ -16,7 +16,7 @@ void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
     return failing ? nullptr : std::malloc(size);
 }
 
-// Replaced together, so that what one of them allocates no other allocator frees.
+// All of them are replaced, so that memory is always freed by the allocator that it came from.
 void* operator new(std::size_t size)
 {
     if (void* const memory = size < smallestFailing ? std::malloc(size) : nullptr) {

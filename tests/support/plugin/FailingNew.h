@@ -5,12 +5,12 @@
 
 namespace W::test {
 
-/// While one lives, operator new fails in the thread that made it.
+/// During its lifetime, operator new fails in the thread that made it.
 class FailingNew {
 public:
-    /// Only `new (std::nothrow)` fails: it returns null.
+    /// Lets only `new (std::nothrow)` fail: it returns null.
     FailingNew();
-    /// Only `new` of at least `size` bytes fails: it throws.
+    /// Lets only `new` of at least `size` bytes fail: it throws.
     explicit FailingNew(std::size_t size);
     ~FailingNew();
     FailingNew(const FailingNew&) = delete;

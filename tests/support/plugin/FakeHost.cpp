@@ -179,7 +179,7 @@ void FakeHost::flushHttpRequests(UINT64 id)
             m_changed.notify_all();
             continue;
         }
-        // The completion that this call was made from, if it was, is not waited for.
+        // If the call comes from inside a completion, it does not wait for that one.
         const bool others = std::any_of(m_completing.begin(), m_completing.end(), [](const auto& running) {
             return running.second != std::this_thread::get_id();
         });
@@ -215,7 +215,7 @@ void FakeHost::print(unsigned long level, unsigned long flags, const char* forma
     std::string text(static_cast<std::size_t>(length) + 1, '\0');
     std::vsnprintf(text.data(), text.size(), format, *arguments);
     text.pop_back();
-    // "[function:123] text": line numbers are not for tests to know.
+    // Cuts the line number out of "[function:123] text"; tests do not depend on it.
     const std::size_t colon = text.find(':');
     const std::size_t bracket = text.find(']');
     int number = 0;
@@ -232,7 +232,7 @@ void FakeHost::print(unsigned long level, unsigned long flags, const char* forma
 
 }  // namespace test
 
-// -- The framework, as far as it belongs to a host
+// -- The part of the framework that a host implements
 
 HttpDelegator* HttpDelegator::getInstance()
 {

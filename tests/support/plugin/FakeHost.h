@@ -1,5 +1,5 @@
-// A host for tests of the plug-in: its options, an executor that answers when and how the test says, and every debug
-// line. The test looks at what was sent, then answers: at once, late, from another thread, or never.
+// A host for tests of the plug-in: its options, an executor that answers when and how the test wants, and every debug
+// line. A test looks at what was sent and then answers: at once, late, from another thread, or never.
 #pragma once
 
 #include <condition_variable>
@@ -17,7 +17,7 @@
 
 namespace W::test {
 
-/// What a request looked like when it was handed over.
+/// A request as it was when the executor got it.
 struct Sent {
     HTTP_REQUEST_TYPE type;
     std::string url;
@@ -37,27 +37,27 @@ struct Line {
     int number = 0;  ///< source line that printed it; 0 if the line has none
 };
 
-/// One per test; the plug-in's calls to the framework reach the one that was made last.
+/// One per test; the plug-in's calls to the framework go to the latest one.
 class FakeHost final : public HttpDelegator, public WConfigManager {
 public:
     FakeHost();
     /// Fails the test when requests are still pending.
     ~FakeHost() override;
 
-    // What the test sets
+    // Set by the test
 
-    /// Options of any provider; what is not here is empty.
+    /// Options of any provider; others are empty.
     std::map<std::string, std::string> options;
-    /// Status that addRequest() returns; negative refuses.
+    /// The status that addRequest() returns; a negative one refuses the request.
     int addRequestResult = 0;
-    /// Debug lines are kept; switched off by tests that make millions of them.
+    /// Whether debug lines are kept; tests that make millions of them switch it off.
     bool keepsLines = true;
     /// Called in addRequest() after the request was accepted, without a lock.
     void (*onAccepted)(FakeHost& host, std::size_t index) = nullptr;
     /// Called with every debug line, on the thread that prints it, without a lock.
     std::function<void(const std::string& text)> onLine;
 
-    // What the test looks at
+    // Read by the test
 
     std::vector<Sent> sent;
     /// Keys of the options in the order in which they were read.
@@ -67,25 +67,25 @@ public:
 
     /// Lines with their "[function:" kept and the line number cut out, for example "[getSchedule] text".
     std::vector<Line> lines();
-    /// The lines of one level, texts only.
+    /// The texts of the lines of one level.
     std::vector<std::string> texts(unsigned long level);
     bool hasLine(const std::string& text);
     void forgetLines();
 
-    // How the test answers
+    // Answers of the test
 
     /// Ends the exchange that was sent as number `index`, on this thread.
     void answer(std::size_t index, SESSION_STATUS status, HTTP_RESPONSE_CODE code = 200, const std::string& body = {});
-    /// The last one, successfully.
+    /// Ends the last exchange successfully.
     void answer(const std::string& body) { answer(sent.size() - 1, session::kCompleted, 200, body); }
 
-    /// Ends the exchange on another thread, a moment later, one way or another.
+    /// Ends the exchange on another thread, a moment later, with one of several outcomes.
     void answerSoon(std::size_t index);
     /// Waits until all of these are answered.
     void joinAnswers();
     bool hasFlushed();
 
-    // The framework's side
+    // Called by the framework
 
     int addRequest(HttpRequest* request) override;
     void flushHttpRequests(UINT64 id) override;

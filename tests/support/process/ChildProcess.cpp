@@ -59,7 +59,7 @@ std::string contentOf(int file)
     return content;
 }
 
-/// The strings as execve() wants them. They must outlive the result.
+/// The strings in the form that execve() takes. They must outlive the result.
 std::vector<char*> pointersTo(std::vector<std::string>& strings)
 {
     std::vector<char*> pointers;
@@ -98,7 +98,7 @@ std::vector<std::string> environmentOf(const Launch& launch)
     return kept;
 }
 
-/// Descriptors that become the program's 0, 1 and 2.
+/// @param standard  descriptors that become the program's 0, 1 and 2
 pid_t start(Launch& launch, const std::array<int, 3>& standard)
 {
     ::signal(SIGPIPE, SIG_IGN);
@@ -277,7 +277,7 @@ int ChildProcess::wait(std::chrono::milliseconds patience)
 
 ProcessResult runProcess(Launch launch, const std::string& input, std::chrono::milliseconds patience)
 {
-    // Files in memory take any amount, so that neither side waits for the other.
+    // Files in memory hold any amount, so that neither side waits for the other.
     const int in = openMemory(input);
     const int out = openMemory();
     const int errors = openMemory();

@@ -12,14 +12,14 @@ namespace support {
 /// The deadline of every wait, unless a call gives another one. It is long because sanitizers and emulators are slow.
 inline constexpr std::chrono::seconds kProcessPatience{60};
 
-/// What to start, and with which environment.
+/// The program to start and its environment.
 struct Launch {
     std::string program;  ///< a path; not searched for in PATH
     std::vector<std::string> arguments;
     /// Further variables as "NAME=VALUE"; they replace inherited ones.
     std::vector<std::string> environment;
-    /// Whether the test's own variables are inherited. CORVANE_* never are, because they are settings of the programs
-    /// under test. Otherwise only PATH is.
+    /// Whether the program inherits the test's environment, except CORVANE_* variables, which are settings of the
+    /// programs under test. Without it, the program inherits only PATH.
     bool inheritsEnvironment = true;
 };
 

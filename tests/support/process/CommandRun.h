@@ -11,9 +11,9 @@ namespace W::host {
 
 using Outcome = support::ProcessResult;
 
-/// Runs the command without any configuration of the person who tests.
+/// Runs the command without the personal configuration of the developer.
 /// @param arguments    as a shell reads them
-/// @param environment  one further variable, as "TZ=UTC0"
+/// @param environment  one further variable, as in "TZ=UTC0"
 inline Outcome corvane(const std::string& arguments, const std::string& input = "", const std::string& environment = "")
 {
     support::Launch launch{"/bin/sh", {"-c", std::string(CORVANE) + " " + arguments}, {}, false};

@@ -1,4 +1,4 @@
-// Waiting for what another thread or process does and does not announce.
+// Waits for events of other threads or processes that are not announced.
 #pragma once
 
 #include <chrono>
@@ -6,8 +6,7 @@
 
 namespace support {
 
-/// Looks at a condition until it holds or the time is up. The time limits a failing test; it is never what a test
-/// waits for.
+/// Checks a condition again and again until it holds or the time is up. The time only limits a failing test.
 /// @return whether the condition holds
 template <class Condition>
 bool eventually(Condition condition, std::chrono::milliseconds patience = std::chrono::seconds(60))

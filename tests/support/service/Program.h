@@ -1,4 +1,4 @@
-// The program `corvaned` as a test starts it.
+// The program `corvaned`, started by a test.
 #pragma once
 
 #include <string>

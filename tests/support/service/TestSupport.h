@@ -1,4 +1,4 @@
-// What the service's tests share: a database of their own, listings from texts, packing.
+// Shared by the tests of the service: a database, listings from strings, packing.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace corvaned::test {
 
-/// A database that lasts as long as the object.
+/// A database that is deleted together with the object.
 struct TestStore {
     TemporaryDatabase file;
     Store store{file.path(), Store::Mode::Create, addSamplePlaces};
@@ -24,7 +24,7 @@ ImportReport importText(Store& store, const std::string& listing, const ImportOp
 /// A listing input of that text.
 ListingInput inputOf(const std::string& text, const std::string& name = "listing");
 
-/// Keeps everything that a listing holds.
+/// Collects the records of a listing.
 struct Collected : ListingSink {
     void addChannel(const ListingChannel& channel) override { channels.push_back(channel); }
     void addProgramme(const ListingProgramme& programme) override { programmes.push_back(programme); }
@@ -35,16 +35,16 @@ struct Collected : ListingSink {
     std::vector<std::string> skipped;
 };
 
-/// Reads a listing given as text; what readListing throws comes through.
+/// Reads a listing from a string; passes on the exceptions of readListing.
 Collected collect(const std::string& text);
 
-/// What the reading of a listing was refused with; "" where it was not.
+/// The message with which a listing is refused; "" if it is accepted.
 std::string refusalOf(const std::string& text);
 
 /// The rows of a query, columns joined by '|'. The query must be a literal.
 std::vector<std::string> rows(Store& store, std::string_view sql);
 
-/// Everything that an import replaces, as text.
+/// Everything that an import replaces, as a string.
 std::string wholeGuide(Store& store);
 
 std::string gzipPacked(const std::string& text);
@@ -53,7 +53,7 @@ std::string xzPacked(const std::string& text);
 /// The content of a file of this folder's data.
 std::string testData(const std::string& name);
 
-/// The folder of real listings beside the repository, or "" where it is absent.
+/// The folder of real listings beside the repository; "" if it is absent.
 std::string sharedListings();
 
 std::string readFile(const std::string& path);

@@ -1,4 +1,4 @@
-// A service without sockets and the viewers who ask it: what the tests of everything kept per user share.
+// A service without sockets, and viewers who use it, for tests of data that is kept per user.
 #pragma once
 
 #include <memory>
@@ -19,7 +19,7 @@ public:
     /// @param zone  of the service's wall clock
     explicit ServiceUnderTest(const std::string& now, const std::string& zone = "+00:00");
 
-    /// As after a restart.
+    /// Closes and opens the service, as a restart does.
     void reopen();
 
     Store& store() { return *m_store; }
@@ -35,19 +35,19 @@ private:
     std::unique_ptr<Service> m_service;
 };
 
-/// One device with a session; it lasts over a restart of the service.
+/// One device with a session, which survives a restart of the service.
 class Viewer {
 public:
     Viewer(ServiceUnderTest& under, const std::string& device);
 
-    /// What stands in the "rsp" of the reply beside its "stat". A reply that is no success fails the test.
-    /// @param target      "browse/guide?interval=6", or the same in two parts; what follows "?" is taken as decoded
+    /// The members of the reply's "rsp" except "stat". Fails the test if the request is refused.
+    /// @param target  "browse/guide?interval=6", or the same in two parts; parameters are taken as already decoded
     Json get(const std::string& target, const std::string& query = "");
     Json put(const std::string& target, const std::string& body = "");
     Json remove(const std::string& target, const std::string& query = "");
 
-    /// The code and the message of a reply that refuses: "101: parameter ...".
-    /// @param parameters  of a PUT the body, else the query
+    /// The code and message of a refusal: "101: parameter ...".
+    /// @param parameters  the body of a PUT, else the query
     std::string refusal(const std::string& method, const std::string& target, const std::string& parameters = "");
 
 private:
@@ -60,7 +60,7 @@ private:
 
 using Texts = std::vector<std::string>;
 
-/// The texts under that key of an array's elements; "(none)" where one has none.
+/// The strings under that key in an array's elements; "(none)" for an element without it.
 Texts valuesOf(const Json& array, const std::string& key);
 
 }  // namespace corvaned::test

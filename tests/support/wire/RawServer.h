@@ -1,4 +1,4 @@
-// A server that records the bytes it receives and sends exactly the bytes that a test scripts.
+// A server for tests that records the bytes it receives and sends exactly the bytes of a script.
 #pragma once
 
 #include <atomic>
@@ -58,7 +58,7 @@ public:
         void waitForEnd() const;
         /// Number of this connection, counted from 0.
         int number() const { return m_number; }
-        /// For other protocols. The connection closes it.
+        /// For other protocols; the connection closes it.
         int socket() const { return m_socket; }
 
     private:

@@ -18,7 +18,7 @@ namespace W::test {
 /// Forks; killed by the destructor or when the test ends.
 class ServerProcess {
 public:
-    /// To be called before the test starts any thread.
+    /// Call it before the test starts any thread.
     /// @param prepare  called first in the new process, for example to choose its processor
     /// @throws std::runtime_error if the server does not start
     explicit ServerProcess(

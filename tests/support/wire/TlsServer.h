@@ -1,4 +1,4 @@
-// A TLS server whose certificate is made for the test, so that anything can be wrong with it.
+// A TLS server with a certificate made for the test, so that any property of it can be wrong.
 #pragma once
 
 #include <atomic>
@@ -34,11 +34,11 @@ private:
     ssl_ctx_st* m_context;
 };
 
-/// The server's side of a connection. The constructor blocks SIGPIPE on the calling thread and on no other, because
-/// tests look at what the executor does about broken connections.
+/// The server's side of a connection. The constructor blocks SIGPIPE on the calling thread only, because tests check
+/// how the executor handles broken connections.
 class TlsConnection {
 public:
-    /// @param socket  accepted; stays the caller's
+    /// @param socket  an accepted connection; owned by the caller
     TlsConnection(const TlsIdentity& identity, int socket);
     /// Sends a close notification.
     ~TlsConnection();
