@@ -16,8 +16,9 @@ inline void bareParse(const std::string& text)
     Json::Reader reader;
 #pragma GCC diagnostic pop
     Json::Value root;
-    if (!reader.parse(text, root, true))
+    if (!reader.parse(text, root, true)) {
         throw std::runtime_error("the schedule is not JSON");
+    }
 }
 
 }  // namespace W::bench

@@ -27,8 +27,9 @@ void* counted(std::size_t size) noexcept
 
 void* operator new(std::size_t size)
 {
-    if (void* const memory = counted(size))
+    if (void* const memory = counted(size)) {
         return memory;
+    }
     throw std::bad_alloc();
 }
 

@@ -58,8 +58,9 @@ struct BareRequest {
     void prepare()
     {
         curl_slist* list = nullptr;
-        for (const auto& [name, value] : kHeaders)
+        for (const auto& [name, value] : kHeaders) {
             list = curl_slist_append(list, (std::string(name) + ": " + value).c_str());
+        }
         curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, list);
         headers.reset(list);
         curl_easy_setopt(easy.get(), CURLOPT_URL, (LoopbackServer::instance().url() + "/schedule").c_str());
@@ -67,8 +68,9 @@ struct BareRequest {
 
     void check()
     {
-        if (reply.size() < 9000)
+        if (reply.size() < 9000) {
             throw std::runtime_error("a reply did not come");
+        }
         reply = {};
     }
 };
@@ -115,8 +117,9 @@ void multi(benchmark::State& state, std::size_t count)
                     added = true;
                 }
             }
-            if (done < kBatch && !added)
+            if (done < kBatch && !added) {
                 curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+            }
         }
     }
     requests.clear();
@@ -134,8 +137,9 @@ public:
         std::unique_lock<std::mutex> lock(m_lock);
         m_left = kBatch;
         m_toSend = kBatch;
-        for (std::size_t index = 0; index < count; ++index)
+        for (std::size_t index = 0; index < count; ++index) {
             send();
+        }
         m_over.wait(lock, [this] { return m_left == 0; });
         return m_wrong;
     }
@@ -146,8 +150,9 @@ private:
     {
         --m_toSend;
         HttpHeader header;
-        for (const auto& [name, value] : kHeaders)
+        for (const auto& [name, value] : kHeaders) {
             header.add(name, value);
+        }
         auto* const request = new HttpRequest(
             HTTP_GET, LoopbackServer::instance().url() + "/schedule", std::move(header), {},
             [](SESSION_STATUS status, HttpRequest* done, void* self) { static_cast<Caller*>(self)->end(status, done); },
@@ -159,13 +164,16 @@ private:
     void end(SESSION_STATUS status, HttpRequest* done)
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        if (status != session::kCompleted || done->response().getPayload().size() < 9000)
+        if (status != session::kCompleted || done->response().getPayload().size() < 9000) {
             ++m_wrong;
+        }
         delete done;
-        if (m_toSend > 0)
+        if (m_toSend > 0) {
             send();
-        if (--m_left == 0)
+        }
+        if (--m_left == 0) {
             m_over.notify_one();
+        }
     }
 
     host::CurlExecutor& m_executor;
@@ -181,8 +189,9 @@ void executor(benchmark::State& state, std::size_t count)
     host::CurlExecutor executor;
     Caller caller(executor);
     for (auto _ : state) {
-        if (caller.runBatch(count) != 0)
+        if (caller.runBatch(count) != 0) {
             return state.SkipWithError("a reply did not come");
+        }
     }
     executor.stop();
 }
@@ -234,8 +243,9 @@ public:
         m_left = kBatch;
         m_toSend = kBatch;
         m_programmes = 0;
-        for (std::size_t index = 0; index < inFlight; ++index)
+        for (std::size_t index = 0; index < inFlight; ++index) {
             send();
+        }
         m_over.wait(lock, [this] { return m_left == 0; });
         return m_programmes;
     }
@@ -254,10 +264,12 @@ private:
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         m_programmes += programmes;
-        if (m_toSend > 0)
+        if (m_toSend > 0) {
             send();
-        if (--m_left == 0)
+        }
+        if (--m_left == 0) {
             m_over.notify_one();
+        }
     }
 
     Plugin& m_plugin;
@@ -275,10 +287,12 @@ void replies(benchmark::State& state)
     plugin.learnTime();
     ScheduleReader reader(plugin);
     std::size_t programmes = 0;
-    for (auto _ : state)
+    for (auto _ : state) {
         programmes = reader.readBatch(64);
-    if (programmes == 0)
+    }
+    if (programmes == 0) {
         return state.SkipWithError("no programme came");
+    }
     const auto batches = static_cast<double>(state.iterations());
     state.counters["replies"] = benchmark::Counter(batches * kBatch, benchmark::Counter::kIsRate);
     state.counters["programmes"] =
@@ -294,8 +308,9 @@ void cancel(benchmark::State& state)
     for (auto _ : state) {
         Outcome outcome;
         WRequestStatus out;
-        if (plugin.object().getChannelList(Outcome::done, "", &outcome, out) != 0)
+        if (plugin.object().getChannelList(Outcome::done, "", &outcome, out) != 0) {
             return state.SkipWithError("getChannelList was refused");
+        }
         waitForTransfers();
         std::unique_lock<std::mutex> hold(outcome.lock);
         const Clock::time_point begin = Clock::now();
@@ -304,8 +319,9 @@ void cancel(benchmark::State& state)
         hold.lock();
         outcome.changed.wait(hold, [&] { return outcome.isOver; });
         state.SetIterationTime(secondsSince(begin));
-        if (outcome.status != status::kCancelled)
+        if (outcome.status != status::kCancelled) {
             return state.SkipWithError("the request was not cancelled");
+        }
     }
     plugin.destroy();
     executor.stop();
@@ -318,8 +334,9 @@ void destroyOutstanding(benchmark::State& state)
         Plugin plugin(CORVANE_LIBRARY, executor, LoopbackServer::instance().url() + "/stall");
         WRequestStatus out;
         for (int count = 0; count < 100; ++count) {
-            if (plugin.object().getChannelList(nullptr, "", nullptr, out) != 0)
+            if (plugin.object().getChannelList(nullptr, "", nullptr, out) != 0) {
                 return state.SkipWithError("getChannelList was refused");
+            }
         }
         waitForTransfers();
         const Clock::time_point begin = Clock::now();

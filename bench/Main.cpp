@@ -66,8 +66,9 @@ public:
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
             m_failed = m_failed || run.error_occurred;
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
                 m_medians[run.run_name.function_name] = run;
+            }
         }
     }
 
@@ -76,8 +77,9 @@ public:
         for (const Figure& figure : kFigures) {
             const auto measured = m_medians.find(figure.benchmark);
             const auto other = m_medians.find(figure.comparedWith != nullptr ? figure.comparedWith : figure.benchmark);
-            if (measured != m_medians.end() && other != m_medians.end())
+            if (measured != m_medians.end() && other != m_medians.end()) {
                 std::printf("%s\t%.4f\n", figure.name, value(figure, measured->second, other->second));
+            }
         }
     }
 
@@ -122,17 +124,20 @@ int main(int argc, char** argv)
     static char s_options[][64] = {"--benchmark_enable_random_interleaving=true", "--benchmark_repetitions=9",
                                    "--benchmark_display_aggregates_only=true", "--benchmark_min_time=0.2"};
     std::vector<char*> arguments = {argv[0]};
-    for (auto& option : s_options)
+    for (auto& option : s_options) {
         arguments.push_back(option);
+    }
     arguments.insert(arguments.end(), argv + 1, argv + argc);
     int count = static_cast<int>(arguments.size());
     benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
         return 2;
+    }
     W::bench::Reporter reporter;
     reporter.SetOutputStream(&std::cerr);
-    if (benchmark::RunSpecifiedBenchmarks(&reporter) == 0 || reporter.hasFailed())
+    if (benchmark::RunSpecifiedBenchmarks(&reporter) == 0 || reporter.hasFailed()) {
         return 1;
+    }
     reporter.printFigures();
     return 0;
 }

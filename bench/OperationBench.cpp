@@ -24,10 +24,12 @@ constexpr int kExpected = -200;  ///< status of a callback whose exchange found 
 /// @return whether every callback came
 bool run(Plugin& plugin, NullExecutor& executor, const std::vector<std::size_t>& order, std::vector<int>& statuses)
 {
-    for (int& status : statuses)
+    for (int& status : statuses) {
         plugin.getSchedule(status);
-    for (const std::size_t index : order)
+    }
+    for (const std::size_t index : order) {
         executor.complete(index, session::kNoConnection);
+    }
     executor.clear();
     const bool complete = std::all_of(statuses.begin(), statuses.end(), [](int status) { return status == kExpected; });
     std::fill(statuses.begin(), statuses.end(), 12345);
@@ -43,15 +45,17 @@ void inFlight(benchmark::State& state, std::size_t count)
     plugin.learnTime(executor);
     std::vector<int> statuses(count, 12345);
     std::vector<std::size_t> order(count);
-    for (std::size_t index = 0; index < count; ++index)
+    for (std::size_t index = 0; index < count; ++index) {
         order[index] = index;
+    }
     std::shuffle(order.begin(), order.end(), std::mt19937(1));
 
     const unsigned long before = allocations();
     for (auto _ : state) {
         for (std::size_t done = 0; done < kRequests; done += count) {
-            if (!run(plugin, executor, order, statuses))
+            if (!run(plugin, executor, order, statuses)) {
                 return state.SkipWithError("a callback did not get the status that was expected");
+            }
         }
     }
     const auto requests = static_cast<double>(state.iterations()) * kRequests;
@@ -70,12 +74,14 @@ struct Aged {
         plugin.learnTime(executor);
         double before = 0;
         for (int number = 0; number < requests; ++number) {
-            if (number == 1000)
+            if (number == 1000) {
                 before = allocated();
+            }
             run(plugin, executor, {0}, statuses);
         }
-        if (requests > 1000)
+        if (requests > 1000) {
             bytesPerRequest = (allocated() - before) / (requests - 1000);
+        }
     }
 
     static double allocated()
@@ -90,8 +96,9 @@ void after(benchmark::State& state, Aged& aged)
 {
     aged.plugin.install();
     for (auto _ : state) {
-        if (!run(aged.plugin, aged.executor, {0}, aged.statuses))
+        if (!run(aged.plugin, aged.executor, {0}, aged.statuses)) {
             return state.SkipWithError("a callback did not get the status that was expected");
+        }
     }
     state.counters["bytes"] = aged.bytesPerRequest;
 }
@@ -127,8 +134,9 @@ void traced(benchmark::State& state, const char* library, bool withReply)
         executor.complete(0, withReply ? session::kCompleted : session::kNoConnection);
         timer.stop();
         executor.clear();
-        if (status != (withReply ? 0 : kExpected))
+        if (status != (withReply ? 0 : kExpected)) {
             return state.SkipWithError("the reply was not delivered");
+        }
         state.SetIterationTime(timer.seconds());
     }
 }

@@ -44,8 +44,9 @@ void Plugin::install()
 
 void Plugin::learnTime(NullExecutor& executor)
 {
-    if (m_object->getLocalTime(nullptr, nullptr, m_out) != 0)
+    if (m_object->getLocalTime(nullptr, nullptr, m_out) != 0) {
         throw std::runtime_error("getLocalTime was refused");
+    }
     executor.request(0).response().setHttpResponseCode(200);
     executor.request(0).response().setPayload(R"({"rsp":{"stat":"OK","difference":"+09:00"}})");
     executor.complete(0, session::kCompleted);
@@ -66,19 +67,22 @@ void Plugin::learnTime()
         given.status = status;
         given.arrived.notify_one();
     };
-    if (m_object->getLocalTime(done, &answer, m_out) != 0)
+    if (m_object->getLocalTime(done, &answer, m_out) != 0) {
         throw std::runtime_error("getLocalTime was refused");
+    }
     answer.arrived.wait(hold, [&] { return answer.status != 12345; });
-    if (answer.status != 0)
+    if (answer.status != 0) {
         throw std::runtime_error("the service did not tell its time");
+    }
 }
 
 void Plugin::getSchedule(ContentListCallback done, void* userData)
 {
     static const std::list<std::string> kSources = {"11-1", "12-1", "13-1", "14-1"};
     static const std::list<int> kSizes = {1, 2};
-    if (m_object->getSchedule(done, kSources, 1700000000, 6, kSizes, userData, m_out) != 0)
+    if (m_object->getSchedule(done, kSources, 1700000000, 6, kSizes, userData, m_out) != 0) {
         throw std::runtime_error("getSchedule was refused");
+    }
 }
 
 void Plugin::getSchedule(int& status)

@@ -40,8 +40,9 @@ Sample deliver(std::size_t size, int channels)
     executor.request(0).response().setHttpResponseCode(200);
     executor.request(0).response().setPayload(schedule(size, channels));
     const Sample result = sample([&] { executor.complete(0, session::kCompleted); });
-    if (status != 0)
+    if (status != 0) {
         throw std::runtime_error("the reply was not delivered");
+    }
     return result;
 }
 
@@ -49,8 +50,9 @@ Sample run(char** command)
 {
     const Clock::time_point begin = Clock::now();
     const pid_t child = fork();
-    if (child < 0)
+    if (child < 0) {
         throw std::runtime_error("cannot start a process");
+    }
     if (child == 0) {
         const int nowhere = open("/dev/null", O_WRONLY);
         dup2(nowhere, STDOUT_FILENO);
@@ -63,8 +65,9 @@ Sample run(char** command)
     wait4(child, &status, 0, &usage);
     Sample result;
     result.wallSeconds = std::chrono::duration<double>(Clock::now() - begin).count();
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         throw std::runtime_error(std::string(command[0]) + " failed");
+    }
     result.processorSeconds = processorSeconds(usage);
     result.peakKilobytes = usage.ru_maxrss;
     return result;
@@ -73,13 +76,15 @@ Sample run(char** command)
 Sample sampleOf(int argc, char** argv)
 {
     const std::string what = argc > 1 ? argv[1] : "";
-    if (what == "run" && argc > 2)
+    if (what == "run" && argc > 2) {
         return run(argv + 2);
+    }
     if ((what == "parse" || what == "deliver") && argc == 4) {
         const std::size_t size = std::strtoul(argv[2], nullptr, 10);
         const int channels = std::atoi(argv[3]);
-        if (size > 0 && channels > 0)
+        if (size > 0 && channels > 0) {
             return what == "parse" ? parse(size, channels) : deliver(size, channels);
+        }
     }
     throw std::runtime_error("usage: process_bench parse|deliver SIZE CHANNELS | run COMMAND...");
 }

@@ -53,8 +53,9 @@ void deliver(benchmark::State& state, Text wanted)
         executor.complete(0, session::kCompleted);
         timer.stop();
         executor.clear();
-        if (status != 0)
+        if (status != 0) {
             return state.SkipWithError("the reply was not delivered");
+        }
         state.SetIterationTime(timer.seconds());
     }
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
@@ -78,8 +79,9 @@ void record(benchmark::State& state)
         poster.front().setURL("http://img/1");
         content.setPoster(std::move(poster));
         std::list<WVLGenre> genres(2);
-        for (WVLGenre& genre : genres)
+        for (WVLGenre& genre : genres) {
             genre.setGenreID("g1");
+        }
         content.setGenrelist(std::move(genres));
         bytes = sizeof content + allocatedBytes() - before;
     }

@@ -24,8 +24,9 @@ long statusLine(const char* name)
 {
     std::ifstream file("/proc/self/status");
     for (std::string line; std::getline(file, line);) {
-        if (line.rfind(name, 0) == 0)
+        if (line.rfind(name, 0) == 0) {
             return std::strtol(line.c_str() + std::strlen(name) + 1, nullptr, 10);
+        }
     }
     throw std::runtime_error("/proc/self/status has no such line");
 }

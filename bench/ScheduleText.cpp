@@ -38,8 +38,9 @@ std::string schedule(std::size_t size, int channels)
         text.append(R"(","station_img":{"url":"http://img.example.com/stations/)").append(name);
         text += R"(.png","type":"logo","index":"1","width":"96","height":"96"},"content":[)";
         const std::size_t end = perChannel * static_cast<std::size_t>(channel + 1);
-        for (bool first = true; first || text.size() < end; first = false)
+        for (bool first = true; first || text.size() < end; first = false) {
             text.append(first ? "" : ",").append(programme(number++));
+        }
         text += "]}";
     }
     return text += "]}}";

@@ -29,16 +29,18 @@ bool isExecutorsThread()
 template <class Tell>
 bool told(Tell tell)
 {
-    if (isTelling || (theWatch == nullptr && theExecutorsWatch == nullptr))
+    if (isTelling || (theWatch == nullptr && theExecutorsWatch == nullptr)) {
         return true;
+    }
     isTelling = true;
     bool result = true;
     if (theWatch != nullptr) {
         result = tell(*theWatch);
     } else if (isExecutorsThread()) {
         ++theUsers;
-        if (AllocationWatch* const watch = theExecutorsWatch)
+        if (AllocationWatch* const watch = theExecutorsWatch) {
             result = tell(*watch);
+        }
         --theUsers;
     }
     isTelling = false;
@@ -83,22 +85,25 @@ namespace {
 bool mayAllocate()
 {
     const bool allowed = told([](AllocationWatch& watch) { return watch.onAllocate(); });
-    if (!allowed)
+    if (!allowed) {
         errno = ENOMEM;
+    }
     return allowed;
 }
 
 void* counted(void* memory)
 {
-    if (memory != nullptr)
+    if (memory != nullptr) {
         theLiveBlocks.fetch_add(1, std::memory_order_relaxed);
+    }
     return memory;
 }
 
 void noteRelease(const void* memory)
 {
-    if (memory == nullptr)
+    if (memory == nullptr) {
         return;
+    }
     theLiveBlocks.fetch_sub(1, std::memory_order_relaxed);
     told([](AllocationWatch& watch) {
         watch.onRelease();
@@ -123,8 +128,9 @@ void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 
 void* operator new(std::size_t size)
 {
-    if (void* const memory = operator new(size, std::nothrow))
+    if (void* const memory = operator new(size, std::nothrow)) {
         return memory;
+    }
     throw std::bad_alloc();
 }
 
@@ -165,8 +171,9 @@ void* calloc(std::size_t count, std::size_t size) noexcept
 
 void* realloc(void* memory, std::size_t size) noexcept
 {
-    if (memory == nullptr)
+    if (memory == nullptr) {
         return malloc(size);
+    }
     if (size == 0) {
         noteRelease(memory);
         return __libc_realloc(memory, 0);

@@ -50,8 +50,9 @@ time_t time(time_t* out) noexcept
 {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    if (out != nullptr)
+    if (out != nullptr) {
         *out = now.tv_sec;
+    }
     return now.tv_sec;
 }
 
@@ -89,8 +90,9 @@ constexpr Jump kJumps[] = {
 struct JumpingClock : ::testing::Test {
     JumpingClock()
     {
-        for (const auto& [key, value] : allOptions())
+        for (const auto& [key, value] : allOptions()) {
             configuration.set(key, value, "test");
+        }
         host::installConfigManager(&configuration);
         theWallClocksError = 0;
     }
@@ -184,8 +186,9 @@ TEST_F(JumpingClock, LeavesWaitingRequestsRight)
             call.start(
                 object, &WCorvaneOAI::getSchedule,
                 [&](const WContainer<WVLContent>& contents) {
-                    for (const WVLContent& content : contents.getData())
+                    for (const WVLContent& content : contents.getData()) {
                         starts.push_back(content.getStartTime().toTime_t());
+                    }
                 },
                 std::list<std::string>{"a"}, 0UL, 1, std::list<int>{1});
             ASSERT_TRUE(server.waitForRequests(++requests));
@@ -224,17 +227,19 @@ class ProcessZone {
 public:
     explicit ProcessZone(const char* name)
     {
-        if (const char* const before = std::getenv("TZ"))
+        if (const char* const before = std::getenv("TZ")) {
             m_before = before;
+        }
         ::setenv("TZ", name, 1);
         ::tzset();
     }
     ~ProcessZone()
     {
-        if (m_before)
+        if (m_before) {
             ::setenv("TZ", m_before->c_str(), 1);
-        else
+        } else {
             ::unsetenv("TZ");
+        }
         ::tzset();
     }
     ProcessZone(const ProcessZone&) = delete;
@@ -255,8 +260,9 @@ TEST_F(JumpingClock, AnInstantIsTheSameInEveryZoneAtEveryTurn)
             setClock(object, offset);
             for (const Turn& turn : kTurns) {
                 SCOPED_TRACE(std::string(zone) + " " + offset + " " + turn.text);
-                if (static_cast<std::uint64_t>(turn.instant) > ULONG_MAX)
+                if (static_cast<std::uint64_t>(turn.instant) > ULONG_MAX) {
                     continue;  // does not fit an unsigned long of 32 bits
+                }
                 theWallClocksError = static_cast<long>(turn.instant) - 1'795'000'000;
                 Capture<const WContainer<WVLContent>&> capture;
                 ASSERT_EQ(capture.accepted(object.getSchedule(&decltype(capture)::done, {"a"},

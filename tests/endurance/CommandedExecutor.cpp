@@ -21,8 +21,9 @@ constexpr std::chrono::microseconds kLate{200};
 CommandedExecutor::CommandedExecutor(unsigned threads, Planner planner) : m_planner(std::move(planner))
 {
     host::installHttpDelegator(this);
-    for (unsigned number = 0; number < threads; ++number)
+    for (unsigned number = 0; number < threads; ++number) {
         m_threads.emplace_back([this] { work(); });
+    }
 }
 
 CommandedExecutor::~CommandedExecutor()
@@ -33,30 +34,35 @@ CommandedExecutor::~CommandedExecutor()
         m_stopping = true;
     }
     m_changed.notify_all();
-    for (std::thread& thread : m_threads)
+    for (std::thread& thread : m_threads) {
         thread.join();
+    }
     host::installHttpDelegator(nullptr);
 }
 
 int CommandedExecutor::addRequest(HttpRequest* request)
 {
     Plan plan = m_planner ? m_planner(*request) : Plan();
-    if (plan.refusal < 0)
+    if (plan.refusal < 0) {
         return plan.refusal;
-    if (plan.fixedAtOnce && request->isCancelled())
+    }
+    if (plan.fixedAtOnce && request->isCancelled()) {
         plan.outcome = {session::kCancelled, 0, {}};
+    }
     Lock lock(m_lock);
     const bool waits = plan.moment == Moment::Early && !isCompleting();
     bool over = false;
-    if (plan.moment == Moment::Early)
+    if (plan.moment == Moment::Early) {
         m_soon.push_front(request);
-    else if (!m_threads.empty())
+    } else if (!m_threads.empty()) {
         (plan.moment == Moment::Soon ? m_soon : m_late).push_back(request);
+    }
     m_pending[request] = {std::move(plan), waits ? &over : nullptr};
     m_last = request;
     m_changed.notify_all();
-    if (waits)
+    if (waits) {
         m_changed.wait(lock, [&] { return over; });
+    }
     return 0;
 }
 
@@ -77,14 +83,17 @@ void CommandedExecutor::flushHttpRequests(UINT64 id)
         const bool othersRun = std::any_of(m_completing.begin(), m_completing.end(), [&](const auto& running) {
             return running.second == id && running.first != self;
         });
-        if (next == m_pending.end() && !othersRun)
+        if (next == m_pending.end() && !othersRun) {
             break;
-        if (onFlushWaits)
+        }
+        if (onFlushWaits) {
             onFlushWaits();
+        }
         m_changed.wait(lock);
     }
-    if (--m_flushes[id] == 0)
+    if (--m_flushes[id] == 0) {
         m_flushes.erase(id);
+    }
 }
 
 HttpRequest* CommandedExecutor::last()
@@ -101,15 +110,17 @@ std::size_t CommandedExecutor::pendingCount()
 
 void CommandedExecutor::complete(HttpRequest* request, const Outcome& outcome)
 {
-    if (!completeIfPending(request, outcome))
+    if (!completeIfPending(request, outcome)) {
         ADD_FAILURE() << "the request is not pending";
+    }
 }
 
 bool CommandedExecutor::completeIfPending(HttpRequest* request, const Outcome& outcome)
 {
     Lock lock(m_lock);
-    if (m_pending.count(request) == 0)
+    if (m_pending.count(request) == 0) {
         return false;
+    }
     run(lock, request, &outcome);
     return true;
 }
@@ -134,21 +145,24 @@ void CommandedExecutor::run(Lock& lock, HttpRequest* request, const Outcome* out
     m_pending.erase(found);
     const UINT64 id = request->getID();
     m_completing.emplace_back(std::this_thread::get_id(), id);
-    if (m_flushes.count(id) != 0)
+    if (m_flushes.count(id) != 0) {
         pending.plan.outcome = {session::kCancelled, 0, {}};
-    else if (outcome != nullptr)
+    } else if (outcome != nullptr) {
         pending.plan.outcome = *outcome;
+    }
     lock.unlock();
 
     Outcome& end = pending.plan.outcome;
-    if (!pending.plan.fixedAtOnce && request->isCancelled())
+    if (!pending.plan.fixedAtOnce && request->isCancelled()) {
         end = {session::kCancelled, 0, {}};
+    }
     if (end.status == session::kCompleted) {
         request->response().setHttpResponseCode(end.code);
         request->response().setPayload(std::move(end.body));
     }
-    if (pending.plan.responded != nullptr)
+    if (pending.plan.responded != nullptr) {
         *pending.plan.responded = true;
+    }
     request->complete(end.status);
 
     lock.lock();
@@ -156,8 +170,9 @@ void CommandedExecutor::run(Lock& lock, HttpRequest* request, const Outcome* out
     const auto over = std::find_if(m_completing.rbegin(), m_completing.rend(),
                                    [](const auto& running) { return running.first == std::this_thread::get_id(); });
     m_completing.erase(std::next(over).base());
-    if (pending.over != nullptr)
+    if (pending.over != nullptr) {
         *pending.over = true;
+    }
     m_changed.notify_all();
 }
 
@@ -168,15 +183,17 @@ HttpRequest* CommandedExecutor::chooseNext()
         m_late.clear();
         return nullptr;
     }
-    if (!m_flushes.empty())
+    if (!m_flushes.empty()) {
         return m_pending.begin()->first;
+    }
     // Skips requests that a flush has completed.
     for (std::deque<HttpRequest*>* const line : {m_late.size() > kMostLate ? &m_late : &m_soon, &m_soon}) {
         while (!line->empty()) {
             HttpRequest* const request = line->front();
             line->pop_front();
-            if (m_pending.count(request) != 0)
+            if (m_pending.count(request) != 0) {
                 return request;
+            }
         }
     }
     return nullptr;

@@ -36,8 +36,9 @@ std::string testOfLine(const std::string& line)
     const std::size_t open = line.find('(');
     const std::size_t comma = line.find(", ");
     const std::size_t close = line.find(')');
-    if (line.rfind("TEST", 0) != 0 || open > comma || comma > close || close == std::string::npos)
+    if (line.rfind("TEST", 0) != 0 || open > comma || comma > close || close == std::string::npos) {
         return {};
+    }
     return line.substr(open + 1, comma - open - 1) + "." + line.substr(comma + 2, close - comma - 2);
 }
 
@@ -45,11 +46,13 @@ std::set<std::string> testsOfSources()
 {
     std::set<std::string> found;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(CORVANE_TESTS)) {
-        if (entry.path().extension() != ".cpp")
+        if (entry.path().extension() != ".cpp") {
             continue;
+        }
         std::ifstream in(entry.path());
-        for (std::string line; std::getline(in, line);)
+        for (std::string line; std::getline(in, line);) {
             found.insert(testOfLine(line));
+        }
     }
     return found;
 }
@@ -60,14 +63,16 @@ std::vector<std::string> testsOfText(const std::string& text)
     std::vector<std::string> named;
     for (std::size_t at = text.find('`'); at != std::string::npos; at = text.find('`', at)) {
         const std::size_t end = text.find('`', at + 1);
-        if (end == std::string::npos)
+        if (end == std::string::npos) {
             break;
+        }
         const std::string word = text.substr(at + 1, end - at - 1);
         const std::size_t dot = word.find('.');
         const bool isName = std::all_of(word.begin(), word.end(),
                                         [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == '.'; });
-        if (isName && dot != std::string::npos && dot + 1 < word.size() && std::isupper(word[dot + 1]) != 0)
+        if (isName && dot != std::string::npos && dot + 1 < word.size() && std::isupper(word[dot + 1]) != 0) {
             named.push_back(word);
+        }
         at = end + 1;
     }
     return named;
@@ -80,8 +85,9 @@ TEST(ContractPage, NamesTestsThatExistAsDoesTheReliabilityPage)
     for (const char* page : {"contract.md", "reliability.md"}) {
         const std::vector<std::string> named = testsOfText(pageOf(page));
         EXPECT_GE(named.size(), 15u) << page;
-        for (const std::string& test : named)
+        for (const std::string& test : named) {
             EXPECT_EQ(tests.count(test), 1u) << page << " names " << test;
+        }
     }
 }
 
@@ -104,8 +110,9 @@ TEST(ContractPage, EveryItemExceptTheHostsDutiesNamesATest)
     }
     items.erase(0);
     EXPECT_GE(items.size(), 22u);
-    for (const auto& [number, text] : items)
+    for (const auto& [number, text] : items) {
         EXPECT_EQ(testsOfText(text).empty(), hostsDuties.count(number) != 0) << text;
+    }
 }
 
 }  // namespace

@@ -58,8 +58,9 @@ char* escapeAlone(const char* text)
 void* __wrap_dlsym(void* library, const char* name)
 {
     void* const found = __real_dlsym(library, name);
-    if (std::strcmp(name, "oauth_url_escape") != 0)
+    if (std::strcmp(name, "oauth_url_escape") != 0) {
         return found;
+    }
     g_escape = reinterpret_cast<Escape>(found);
     return reinterpret_cast<void*>(&escapeAlone);
 }
@@ -109,8 +110,9 @@ public:
     }
     void flushHttpRequests(UINT64 /*id*/) override
     {
-        if (HttpRequest* const request = std::exchange(m_held, nullptr))
+        if (HttpRequest* const request = std::exchange(m_held, nullptr)) {
             request->complete(session::kCancelled);
+        }
     }
     void wake() override {}
 
@@ -141,8 +143,9 @@ constexpr End kEnds[] = {
 struct FailedAllocations : ::testing::Test {
     FailedAllocations()
     {
-        for (const auto& [key, value] : allOptions())
+        for (const auto& [key, value] : allOptions()) {
             configuration.set(key, value, "test");
+        }
         host::installConfigManager(&configuration);
         // Every line is formatted and discarded, because the host's log must also work without memory.
         static const bool s_installed = [] {
@@ -200,8 +203,9 @@ struct FailedAllocationsOfOperations : FailedAllocations {
         if (request != nullptr) {
             request->response().setHttpResponseCode(200);
             request->response().setPayload(end.body != nullptr ? end.body : goodReply(key));
-            if (end.cancelled)
+            if (end.cancelled) {
                 object.cancel(object.getContentProvider(), counter.out.getReqRefernce());
+            }
             const WatchedThread watched(failing);
             request->complete(end.status);
         }
@@ -275,19 +279,23 @@ TEST_F(FailedAllocationsOfOperations, EachIsARefusalOrACallback)
             const long all = counting.seen();
             ASSERT_GT(all, 10) << operation.name;
             for (const Which which : kWhich) {
-                for (long number = 1; number <= all; ++number)
+                for (long number = 1; number <= all; ++number) {
                     inject(operation.key, end, good, which, number);
+                }
             }
-            if (HasFailure())
+            if (HasFailure()) {
                 return;
+            }
         }
     }
     figure("allocations failed in operations", static_cast<double>(injections));
-    for (const auto& [status, count] : refusals)
+    for (const auto& [status, count] : refusals) {
         figure("  refused with " + std::to_string(status), static_cast<double>(count));
-    for (const auto& [status, count] : statuses)
+    }
+    for (const auto& [status, count] : statuses) {
         figure("  called back with " + (status == 0 ? std::string("the reply's status") : std::to_string(status)),
                static_cast<double>(count));
+    }
     EXPECT_GE(injections, kFewestInjections);
     EXPECT_GT(g_escapes, 0) << "oauth_url_escape() was not replaced";
 }
@@ -361,8 +369,9 @@ TEST_F(FailedAllocationsOfOperations, OfASessionLeaveTheOneBefore)
                 const WatchedThread watched(failing);
                 object.setAuthSeedkey(other);
             }
-            if (failing.failed() == 0)
+            if (failing.failed() == 0) {
                 break;
+            }
             const std::string now = object.service()->getSessionToken(object.getContentProvider());
             EXPECT_TRUE(now == token || now.rfind(other.getSessionID() + "+" + other.getUserID() + "+", 0) == 0) << now;
             openSession(object);
@@ -437,11 +446,13 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
 
     int call(WVorelOAI& object, Counter& counter)
     {
-        if (current->key == VorelDownloadCMD::kKey)
+        if (current->key == VorelDownloadCMD::kKey) {
             return object.download(object.getContentProvider(), baseUrl, scratchName, "f", Counter::Callback(),
                                    &counter, counter.out);
-        if (current->key == VorelSendChannelCMD::kKey)
+        }
+        if (current->key == VorelSendChannelCMD::kKey) {
             return object.sendChannel(Counter::Callback(), baseUrl, "ch.json", &counter, counter.out);
+        }
         return callOf(current->key).call(object, counter);
     }
 
@@ -473,8 +484,9 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
     {
         struct stat now {};
         const bool isOpen = ::fstat(STDIN_FILENO, &now) == 0;
-        if (isOpen && S_ISCHR(now.st_mode))
+        if (isOpen && S_ISCHR(now.st_mode)) {
             return;
+        }
         ++closedZero;
         if (!isOpen) {
             EXPECT_EQ(::open("/dev/null", O_RDONLY), STDIN_FILENO);
@@ -538,25 +550,29 @@ TEST_F(FailedAllocationsOnTheWire, EachIsARefusalOrACallbackAndTheNextRequestWor
         begin(wireCase);
         const int good = wireCase.tls ? status::kNotJson : status::kOk;
         long all = 0;
-        if (!inject(Which::None, 0, good, all) || !inject(Which::None, 0, good, all))
+        if (!inject(Which::None, 0, good, all) || !inject(Which::None, 0, good, all)) {
             return;
+        }
         figure(std::string("allocations of ") + wireCase.name, static_cast<double>(all));
         const long step = isLong() ? (wireCase.tls ? 10 : 1) : wireCase.step;
         for (const Which which : kWhichOnTheWire) {
             long seen = 0;
             for (long number = 1 + static_cast<long>(random.below(static_cast<std::size_t>(step))); number <= all;
                  number += step) {
-                if (!inject(which, number, good, seen))
+                if (!inject(which, number, good, seen)) {
                     return;
+                }
             }
         }
     }
     figure("allocations failed on the wire", static_cast<double>(injections));
     figure("  of these after which libcurl closed descriptor 0", static_cast<double>(closedZero));
-    for (const auto& [status, count] : refusals)
+    for (const auto& [status, count] : refusals) {
         figure("  refused with " + std::to_string(status), static_cast<double>(count));
-    for (const auto& [status, count] : statuses)
+    }
+    for (const auto& [status, count] : statuses) {
         figure("  called back with " + std::to_string(status), static_cast<double>(count));
+    }
 }
 
 }  // namespace

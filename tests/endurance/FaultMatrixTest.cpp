@@ -44,8 +44,9 @@ class Relay final : public HttpDelegator {
 public:
     int addRequest(HttpRequest* request) override
     {
-        if (m_answer == nullptr)
+        if (m_answer == nullptr) {
             return m_executor->addRequest(request);
+        }
         std::thread([request, answer = m_answer] {
             request->response().setHttpResponseCode(200);
             request->response().setPayload(*answer);
@@ -91,8 +92,9 @@ public:
     /// @param order  keys
     explicit Requests(const std::vector<unsigned int>& order)
     {
-        for (const unsigned int key : order)
+        for (const unsigned int key : order) {
             m_cells.emplace_back(vorel::operation(key));
+        }
     }
 
     void issue(WCorvaneOAI& object, const std::string& baseUrl, const std::string& directory, bool oneByOne)
@@ -101,8 +103,9 @@ public:
             cell.begin = Clock::now();
             EXPECT_EQ(cell.accepted(callAt(baseUrl, cell.operation.key, object, cell, directory)), 0)
                 << cell.operation.name << " was refused";
-            if (oneByOne)
+            if (oneByOne) {
                 support::eventually([&cell] { return cell.over || cell.expectedCalls == 0; });
+            }
         }
     }
     bool areOver() const
@@ -124,8 +127,9 @@ private:
 std::vector<unsigned int> shuffledKeys(Random& random)
 {
     std::vector<unsigned int> keys;
-    for (const vorel::Operation& operation : vorel::kOperations)
+    for (const vorel::Operation& operation : vorel::kOperations) {
         keys.insert(keys.begin() + static_cast<std::ptrdiff_t>(random.below(keys.size() + 1)), operation.key);
+    }
     return keys;
 }
 
@@ -141,8 +145,9 @@ struct NetworkFaults : testing::Test {
     NetworkFaults()
     {
         host::setDebugLevel(0);
-        for (const auto& [key, value] : allOptions())
+        for (const auto& [key, value] : allOptions()) {
             configuration.set(key, value, "test");
+        }
         host::installConfigManager(&configuration);
         host::installHttpDelegator(&relay);
         relay.passTo(patient);
@@ -313,13 +318,15 @@ void runAll(NetworkFaults& test, Sum& sum)
         trial.finish(sum);
     }
     test.relay.passTo(test.hasty);
-    for (Trial& trial : slow)
+    for (Trial& trial : slow) {
         trial.begin();
+    }
     ASSERT_TRUE(support::eventually([&slow] {
         return std::count_if(slow.begin(), slow.end(), [](Trial& trial) { return !trial.isOver(); }) == 0;
     })) << "callbacks are missing";
-    for (Trial& trial : slow)
+    for (Trial& trial : slow) {
         trial.finish(sum);
+    }
 }
 
 TEST_F(NetworkFaults, EachGivesEveryOperationItsStatusInTimeAndTheNextRequestWorks)
@@ -328,8 +335,9 @@ TEST_F(NetworkFaults, EachGivesEveryOperationItsStatusInTimeAndTheNextRequestWor
     const std::size_t rounds = shortOrLong(1, 10);
     std::size_t round = 0;
     Sum sum;
-    for (; round < rounds && !HasFailure(); ++round)
+    for (; round < rounds && !HasFailure(); ++round) {
         runAll(*this, sum);
+    }
     EXPECT_EQ(attemptsToLeave(), 0u) << "look-ups and connections that would have left the machine";
 
     const auto text = [](std::size_t number) { return std::to_string(number); };

@@ -40,8 +40,9 @@ constexpr char kAddress[] = "127.0.0.1";
 RawServer::Script servingWell(const GoodService& service)
 {
     return [&service](Connection& connection) {
-        while (const auto request = connection.readRequest())
+        while (const auto request = connection.readRequest()) {
             connection.send(service.replyTo(*request));
+        }
     };
 }
 
@@ -71,8 +72,9 @@ public:
     explicit UnservedPort(const GoodService& service) : m_service(service), m_socket(host::bindLoopback()) {}
     ~UnservedPort() override
     {
-        if (!m_server)
+        if (!m_server) {
             ::close(m_socket);
+        }
     }
 
     std::string baseUrl() const override { return urlOf("http", kAddress, port()); }
@@ -94,8 +96,9 @@ public:
 
     std::size_t served() override
     {
-        if (!m_healed)
+        if (!m_healed) {
             m_served = attemptsToConnect(port()) - m_before;
+        }
         return m_served;
     }
     void heal() override
@@ -179,10 +182,12 @@ private:
         host::TlsConnection tls(m_healthy, connection.socket());
         std::string unread;
         const auto read = [&tls](char* to, std::size_t room) { return tls.read(to, room); };
-        if (tls.shakeHands() != 0)
+        if (tls.shakeHands() != 0) {
             return;
-        while (const auto request = host::takeRequest(unread, read))
+        }
+        while (const auto request = host::takeRequest(unread, read)) {
             tls.write(m_service.replyTo(*request));
+        }
     }
 
     const GoodService& m_service;
@@ -215,12 +220,14 @@ private:
                 continue;
             }
             const unsigned int key = m_service.keyOf(*request);
-            if (!vorel::isOperation(key))
+            if (!vorel::isOperation(key)) {
                 return;
+            }
             EXPECT_EQ(++m_met[key - vorel::kFirstKey], 1) << vorel::operation(key).name << " came again";
             m_served += m_harm({connection, *request, GoodService::bodyFor(key)}) ? 1 : 0;
-            if (m_after == After::Close)
+            if (m_after == After::Close) {
                 return;
+            }
         }
     }
 
@@ -251,8 +258,9 @@ const std::string& GoodService::bodyFor(unsigned int key)
 {
     static const std::string s_file = "file";
     static const std::string s_none;
-    if (!vorel::isOperation(key))
+    if (!vorel::isOperation(key)) {
         return s_none;
+    }
     return vorel::operation(key).verb == vorel::Verb::Download ? s_file : goodReply(key);
 }
 

@@ -131,8 +131,9 @@ const std::vector<Exception>& allExceptions()
 Expected expected(const Fault& fault, const std::string& operation)
 {
     for (const Exception& exception : allExceptions()) {
-        if (exception.operation == operation && exception.got == fault.got)
+        if (exception.operation == operation && exception.got == fault.got) {
             return {exception.status, fault.got == Got::Drops ? End::PastTotal : fault.end};
+        }
     }
     return {fault.status, fault.end};
 }

@@ -12,13 +12,15 @@ namespace {
 
 std::string read(const vorel::Operation& operation)
 {
-    if (operation.verb == vorel::Verb::Download)
+    if (operation.verb == vorel::Verb::Download) {
         return {};
+    }
     const std::filesystem::path file =
         std::filesystem::path(CORVANE_EXCHANGES) / (std::string(operation.name) + ".exchange");
     for (const ExchangeStep& step : readExchange(file, {}).steps) {
-        if (step.operation == operation.name && step.request.has_value() && step.reply.code == 200)
+        if (step.operation == operation.name && step.request.has_value() && step.reply.code == 200) {
             return step.reply.body;
+        }
     }
     throw std::runtime_error(file.string() + " has no good reply");
 }
@@ -26,8 +28,9 @@ std::string read(const vorel::Operation& operation)
 std::vector<std::string> readAll()
 {
     std::vector<std::string> all;
-    for (const vorel::Operation& operation : vorel::kOperations)
+    for (const vorel::Operation& operation : vorel::kOperations) {
         all.push_back(read(operation));
+    }
     return all;
 }
 

@@ -112,8 +112,9 @@ private:
 struct Growth : ::testing::Test {
     Growth()
     {
-        for (const auto& [key, value] : allOptions())
+        for (const auto& [key, value] : allOptions()) {
             configuration.set(key, value, "test");
+        }
         host::installConfigManager(&configuration);
         host::setDebugLevel(0);
     }
@@ -150,14 +151,15 @@ struct GrowthOfThePlugin : Growth {
     {
         Outcome outcome{session::kCompleted, 200, goodReply(flight.key)};
         const std::size_t what = random.below(20);
-        if (what == 0)
+        if (what == 0) {
             outcome.status = session::kBrokeOff;
-        else if (what == 1)
+        } else if (what == 1) {
             outcome.code = 500;
-        else if (what == 2)
+        } else if (what == 2) {
             outcome.body = "<html>";
-        else if (what == 3)
+        } else if (what == 3) {
             object.cancel(object.getContentProvider(), flight.counter.out.getReqRefernce());
+        }
         executor.complete(flight.request, outcome);
     }
     void expectNothingLeft()
@@ -210,21 +212,26 @@ TEST_F(GrowthOfThePlugin, AMillionRequestsLeaveNothing)
     const std::size_t threads = threadsOfProcess();
     for (std::size_t number = 0; number < all; ++number) {
         std::optional<InFlight>& flight = flights[random.below(kInFlight)];
-        if (flight)
+        if (flight) {
             complete(*flight);
+        }
         flight.emplace();
         issue(*flight, vorel::kFirstKey + static_cast<unsigned int>(number % vorel::kOperationCount));
         // Successful replies to getAuthSeedkey() and getLocalTime() replace the session and the time.
-        if (number % 1000 == 0)
+        if (number % 1000 == 0) {
             openSession(object);
-        if (number == all / 10)
+        }
+        if (number == all / 10) {
             memory = residentBytes();
-        if (HasFailure())
+        }
+        if (HasFailure()) {
             return;
+        }
     }
     for (std::optional<InFlight>& flight : flights) {
-        if (flight)
+        if (flight) {
             complete(*flight);
+        }
     }
     const double grown = static_cast<double>(residentBytes()) - static_cast<double>(memory);
     expectNothingLeft();
@@ -312,8 +319,9 @@ TEST_F(Growth, OfTheRealExecutorStops)
     std::vector<unsigned int> keys;
     for (const vorel::Operation& operation : vorel::kOperations) {
         // Except those whose replies change the session or the time.
-        if (operation.verb == vorel::Verb::Get && operation.session == vorel::Session::Needed)
+        if (operation.verb == vorel::Verb::Get && operation.session == vorel::Session::Needed) {
             keys.push_back(operation.key);
+        }
     }
     std::size_t memory = 0;
     std::size_t descriptors = 0;

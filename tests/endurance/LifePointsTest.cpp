@@ -60,16 +60,18 @@ public:
     void onRelease() override { pass(); }
     void pass()
     {
-        if (++m_seen == m_at)
+        if (++m_seen == m_at) {
             interrupt();
+        }
     }
 
     /// Lets the interrupted thread continue, because this thread has to wait for it.
     void letGo() { m_goOn = true; }
     void join()
     {
-        if (m_actor.joinable())
+        if (m_actor.joinable()) {
             m_actor.join();
+        }
     }
     long seen() const { return m_seen; }
 
@@ -86,8 +88,9 @@ private:
             interrupting = nullptr;
             letGo();
         });
-        while (!m_goOn)
+        while (!m_goOn) {
             std::this_thread::yield();
+        }
     }
 
     const long m_at;
@@ -120,12 +123,14 @@ enum class Action {
 struct LifePoints : ::testing::TestWithParam<vorel::Operation> {
     LifePoints()
     {
-        for (const auto& [key, value] : allOptions())
+        for (const auto& [key, value] : allOptions()) {
             configuration.set(key, value, "test");
+        }
         host::installConfigManager(&configuration);
         executor.onFlushWaits = [] {
-            if (Points::interrupting != nullptr)
+            if (Points::interrupting != nullptr) {
                 Points::interrupting->letGo();
+            }
         };
     }
     ~LifePoints() override { host::installConfigManager(nullptr); }
@@ -222,8 +227,9 @@ struct LifePoints : ::testing::TestWithParam<vorel::Operation> {
                     live(action, at, beside);
                     ++lives[action];
                     ++made;
-                    if (HasFailure())
+                    if (HasFailure()) {
                         return;
+                    }
                 }
             }
         }
@@ -271,12 +277,15 @@ INSTANTIATE_TEST_SUITE_P(Operations, LifePoints, ::testing::ValuesIn(vorel::kOpe
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex)
 {
     using W::test::Points;
-    if (Points::ofThread != nullptr)
+    if (Points::ofThread != nullptr) {
         Points::ofThread->pass();
-    if (Points::interrupting == nullptr)
+    }
+    if (Points::interrupting == nullptr) {
         return __real_pthread_mutex_lock(mutex);
-    if (pthread_mutex_trylock(mutex) == 0)
+    }
+    if (pthread_mutex_trylock(mutex) == 0) {
         return 0;
+    }
     // The thread that waits for this one may hold the mutex.
     Points::interrupting->letGo();
     return __real_pthread_mutex_lock(mutex);

@@ -32,12 +32,13 @@ Resident residentOf(const std::string& file)
         std::string first;
         long amount = 0;
         words >> first;
-        if (first.find('-') != std::string::npos)
+        if (first.find('-') != std::string::npos) {
             isOfFile = line.size() > file.size() && line.compare(line.size() - file.size(), file.size(), file) == 0;
-        else if (isOfFile && words >> amount && first == "Rss:")
+        } else if (isOfFile && words >> amount && first == "Rss:") {
             sum.all += amount;
-        else if (isOfFile && first == "Private_Dirty:")
+        } else if (isOfFile && first == "Private_Dirty:") {
             sum.own += amount;
+        }
     }
     return sum;
 }
@@ -63,8 +64,9 @@ TEST(Loading, CostsLittleMemory)
         figure("  bytes of heap beside", static_cast<double>(heap));
         EXPECT_GT(resident.all, 0);
         EXPECT_GT(resident.own, 0);
-        if (kIsSanitized)
+        if (kIsSanitized) {
             return;
+        }
         EXPECT_LE(resident.all, kMostResident);
         EXPECT_LE(resident.own, kMostOwn);
         EXPECT_LE(heap, kMostHeap);

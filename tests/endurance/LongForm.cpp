@@ -24,15 +24,17 @@ constexpr unsigned kLongestLongForm = 4 * 3600;
 void endOfPatience(int /*signal*/)
 {
     static constexpr char kMessage[] = "\nFAILED: the test hangs\n";
-    if (::write(STDERR_FILENO, kMessage, sizeof kMessage - 1) < 0)
+    if (::write(STDERR_FILENO, kMessage, sizeof kMessage - 1) < 0) {
         _exit(3);
+    }
     std::abort();
 }
 
 std::uint64_t seedOfEnvironment()
 {
-    if (const char* const given = std::getenv("CORVANE_SEED"))
+    if (const char* const given = std::getenv("CORVANE_SEED")) {
         return std::strtoull(given, nullptr, 10);
+    }
     return std::random_device()();
 }
 
@@ -97,16 +99,18 @@ std::uint64_t Random::next()
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
-    if (testing::GTEST_FLAG(list_tests))
+    if (testing::GTEST_FLAG(list_tests)) {
         return RUN_ALL_TESTS();
+    }
     std::signal(SIGALRM, W::test::endOfPatience);
     alarm(W::test::isLong() ? W::test::kLongestLongForm : W::test::kLongestShortForm);
     std::printf("CORVANE_SEED=%llu replays this run\n", static_cast<unsigned long long>(W::test::seed()));
     std::fflush(stdout);
     // Programs that run at the same time must not share a directory.
     std::string directory = (std::filesystem::temp_directory_path() / "corvane-endurance-XXXXXX").string();
-    if (::mkdtemp(directory.data()) == nullptr || ::setenv("TEST_TMPDIR", directory.c_str(), 1) != 0)
+    if (::mkdtemp(directory.data()) == nullptr || ::setenv("TEST_TMPDIR", directory.c_str(), 1) != 0) {
         return 1;
+    }
     const int result = RUN_ALL_TESTS();
     std::error_code ignored;
     std::filesystem::remove_all(directory, ignored);

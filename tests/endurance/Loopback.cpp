@@ -63,8 +63,9 @@ int lookUp(const char* name)
 
 bool isLoopback(const sockaddr* address)
 {
-    if (address->sa_family != AF_INET)
+    if (address->sa_family != AF_INET) {
         return address->sa_family == AF_UNIX;
+    }
     const auto& inet = *reinterpret_cast<const sockaddr_in*>(address);
     return ntohl(inet.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
 }
@@ -78,8 +79,9 @@ bool countAttempt(const sockaddr* address)
         ++all.leaving;
         return false;
     }
-    if (address->sa_family == AF_INET)
+    if (address->sa_family == AF_INET) {
         ++all.attempts[ntohs(reinterpret_cast<const sockaddr_in*>(address)->sin_port)];
+    }
     return true;
 }
 
@@ -123,8 +125,9 @@ std::size_t unansweredAttempts(int port)
         unsigned remotePort = 0;
         unsigned state = 0;
         if (std::sscanf(line.c_str(), " %*d: %*x:%*x %*x:%x %x", &remotePort, &state) == 2 && state == kSynSent &&
-            remotePort == static_cast<unsigned>(port))
+            remotePort == static_cast<unsigned>(port)) {
             ++count;
+        }
     }
     return count;
 }
@@ -143,8 +146,9 @@ extern "C" {
 int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** result)
 {
     static auto* const s_next = W::test::next<decltype(getaddrinfo)>("getaddrinfo");
-    if (name == nullptr || W::test::isAddress(name))
+    if (name == nullptr || W::test::isAddress(name)) {
         return s_next(name, service, hints, result);
+    }
     const int failure = W::test::lookUp(name);
     return failure != 0 ? failure : s_next("127.0.0.1", service, hints, result);
 }
@@ -152,8 +156,9 @@ int getaddrinfo(const char* name, const char* service, const addrinfo* hints, ad
 int connect(int socket, const sockaddr* address, socklen_t length)
 {
     static auto* const s_next = W::test::next<decltype(connect)>("connect");
-    if (W::test::countAttempt(address))
+    if (W::test::countAttempt(address)) {
         return s_next(socket, address, length);
+    }
     errno = ENETUNREACH;
     return -1;
 }

@@ -107,8 +107,9 @@ bool oneByteASecond(const Meeting& meeting)
     while (send(meeting, next) && ++sent < meeting.good.size()) {
         next = meeting.good[sent];
         pollfd gone{meeting.connection.socket(), POLLIN, 0};
-        if (::poll(&gone, 1, 1000) != 0)
+        if (::poll(&gone, 1, 1000) != 0) {
             break;
+        }
     }
     return sent >= 3;
 }
@@ -146,14 +147,16 @@ ReplyHarm hugeBody(std::size_t kept)
 {
     return [kept](const Meeting& meeting) {
         static const std::string s_block(kMegabyte, 'x');
-        if (!send(meeting, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kHuge) + "\r\n\r\n"))
+        if (!send(meeting, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kHuge) + "\r\n\r\n")) {
             return false;
+        }
         std::size_t sent = 0;
         while (sent < kHuge) {
             const std::size_t taken = meeting.connection.send(s_block);
             sent += taken;
-            if (taken < s_block.size())
+            if (taken < s_block.size()) {
                 break;
+            }
         }
         return sent > kept;
     };

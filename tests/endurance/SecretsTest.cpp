@@ -85,8 +85,9 @@ std::vector<std::string> exampleCalls()
     std::ifstream in(std::string(CORVANE_DOCS) + "/operations.md");
     std::vector<std::string> calls;
     for (std::string line; std::getline(in, line);) {
-        if (line.rfind("{\"jsonrpc\"", 0) == 0 && line.find("\"wait\"") == std::string::npos)
+        if (line.rfind("{\"jsonrpc\"", 0) == 0 && line.find("\"wait\"") == std::string::npos) {
             calls.push_back(line);
+        }
     }
     return calls;
 }
@@ -99,8 +100,9 @@ std::string settings(const std::string& url, const std::string& directory)
          {"base_url=" + url, std::string("country=US"), std::string("headend=H"),
           "app_key=" + kSecrets.at("application key"), "secret_key=" + kSecrets.at("secret key"),
           "auth_token=" + kSecrets.at("authentication token"), "duid=" + kSecrets.at("device"),
-          std::string("model_id=M"), "channelinfo_filepath=" + directory + "/channels.json"})
+          std::string("model_id=M"), "channelinfo_filepath=" + directory + "/channels.json"}) {
         text += " --set " + setting;
+    }
     return text;
 }
 
@@ -120,16 +122,17 @@ TEST(Secrets, AreInNoLogOfPluginAndHost)
             const unsigned number = ++s_number;
             const bool first =
                 request->find("/seedkey") != std::string::npos || request->find("/localtime") != std::string::npos;
-            if (first || number % 4 == 0)
+            if (first || number % 4 == 0) {
                 connection.answer(good);
-            else if (number % 4 == 1)
+            } else if (number % 4 == 1) {
                 connection.answer("<html>" + good);
-            else if (number % 4 == 2)
+            } else if (number % 4 == 2) {
                 connection.answer(R"({"rsp":{"stat":"FAIL","err":{"code":"206","msg":")" + session + seedKey + user +
                                   "\"}}}");
-            else
+            } else {
                 connection.send("HTTP/1.1 401 " + session + "\r\nContent-Length: " + std::to_string(good.size()) +
                                 "\r\n\r\n" + good);
+            }
         }
     });
     const ScratchDirectory scratch;
@@ -138,8 +141,9 @@ TEST(Secrets, AreInNoLogOfPluginAndHost)
     for (std::string call : exampleCalls()) {
         for (const auto& [from, to] : {std::pair<std::string, std::string>("http://127.0.0.1:8900", server.url("")),
                                        std::pair<std::string, std::string>("/tmp", scratch.file("."))}) {
-            if (const std::size_t at = call.find(from); at != std::string::npos)
+            if (const std::size_t at = call.find(from); at != std::string::npos) {
                 call.replace(at, from.size(), to);
+            }
         }
         calls += call + "\n";
     }
@@ -167,15 +171,17 @@ TEST(Secrets, AreInNoLogOfPluginAndHost)
     expectNone(secrets, toErrors.errors, "host");
     // These commands show the error message of a service that refuses, so this service does not refuse.
     const RawServer kind(host::answering(good));
-    for (const char* forPeople : {" doctor", " guide"})
+    for (const char* forPeople : {" doctor", " guide"}) {
         expectNone(secrets, corvane(settings(kind.url(""), scratch.file(".")) + forPeople).errors, "host");
+    }
     figure("bytes of the plug-in's log at its default level, without a secret", static_cast<double>(log.size()));
 
     // The search works: at the level of traces the secrets are in the log.
     corvane(arguments + " --log " + scratch.file("traces") + " --log-level 8 rpc", input);
     const std::string traces = readFile(scratch.file("traces"));
-    for (const char* name : {"session identifier", "user identifier", "seed key"})
+    for (const char* name : {"session identifier", "user identifier", "seed key"}) {
         EXPECT_THAT(traces, HasSubstr(kSecrets.at(name))) << name;
+    }
     EXPECT_GT(server.requests().size(), 100u);
     EXPECT_THAT(server.requests().back(), Not(HasSubstr("seedkey")));
 }
@@ -191,8 +197,9 @@ TEST(Secrets, AreInNoLogOfTheService)
     const std::string url = announced.substr(announced.find(words) + words.size());
     std::string calls;
     for (std::string call : exampleCalls()) {
-        if (call.find("getServerUrl") == std::string::npos && call.find("download") == std::string::npos)
+        if (call.find("getServerUrl") == std::string::npos && call.find("download") == std::string::npos) {
             calls += call + "\n";
+        }
     }
     const std::string arguments = settings(url, scratch.file("."));
     const Outcome right = corvane(arguments + " rpc", std::string(kOpenSession) + kWait + calls + kWait);
@@ -235,8 +242,9 @@ json callsResult(const Outcome& outcome, int id)
     std::istringstream lines(outcome.output);
     for (std::string line; std::getline(lines, line);) {
         const json told = json::parse(line);
-        if (told.value("id", 0) == id && told.contains("result"))
+        if (told.value("id", 0) == id && told.contains("result")) {
             return told["result"];
+        }
     }
     return nullptr;
 }
@@ -259,8 +267,9 @@ TEST(HostileService, RedirectIsNotFollowed)
 {
     const RawServer other(host::answering("must not be fetched"));
     const RawServer server([&](RawServer::Connection& connection) {
-        while (connection.readRequest())
+        while (connection.readRequest()) {
             connection.send("HTTP/1.1 302 Found\r\nLocation: " + other.url("/x") + "\r\nContent-Length: 0\r\n\r\n");
+        }
     });
     const ScratchDirectory scratch;
     const std::string download = json{{"jsonrpc", "2.0"},
@@ -304,17 +313,19 @@ TEST(HostileService, FileNameInUrlStaysInItsDirectory)
     const char* const urls[] = {"/..",          "/.", "/a/../../escaped", "/%2e%2e%2fescaped", "/x?y=../escaped",
                                 "/..%2Fescaped"};
     std::string input;
-    for (const char* url : urls)
+    for (const char* url : urls) {
         input += json{{"jsonrpc", "2.0"},
                       {"id", 7},
                       {"method", "download"},
                       {"params", {server.url(url), scratch.file("d"), ""}}}
                      .dump() +
                  "\n";
+    }
     corvane(settings(server.url(""), scratch.file(".")) + " rpc", input + kWait);
     std::vector<std::string> outside;
-    for (const auto& entry : std::filesystem::directory_iterator(scratch.file(".")))
+    for (const auto& entry : std::filesystem::directory_iterator(scratch.file("."))) {
         outside.push_back(entry.path().filename().string());
+    }
     EXPECT_THAT(outside, testing::UnorderedElementsAre("d", "channels.json"));
     EXPECT_FALSE(std::filesystem::is_empty(scratch.file("d"))) << "names that lead nowhere else are kept";
 }

@@ -42,8 +42,9 @@ constexpr bool kMeasuresMemory = !kIsSanitized;
 bool isLoaded()
 {
     void* const handle = dlopen(CORVANE_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
-    if (handle != nullptr)
+    if (handle != nullptr) {
         dlclose(handle);
+    }
     return handle != nullptr;
 }
 
@@ -90,8 +91,9 @@ struct Shutdown : ::testing::Test {
 void answerLocalTimeOnly(host::RawServer::Connection& connection)
 {
     while (const auto request = connection.readRequest()) {
-        if (request->find("localtime") != std::string::npos)
+        if (request->find("localtime") != std::string::npos) {
             connection.answer(R"({"rsp":{"stat":"OK","difference":"+09:00"}})");
+        }
     }
 }
 
@@ -126,10 +128,12 @@ struct ShutdownInFlight : Shutdown {
         auto library = std::make_optional<host::PluginLibrary>(CORVANE_LIBRARY);
         host::PluginLibrary::Object object = library->create();
         openSession(*object);
-        for (Counter& counter : dropped)
+        for (Counter& counter : dropped) {
             EXPECT_EQ(object->getConfLog(Counter::Callback(), &counter, counter.out), 0);
-        if (withCallback)
+        }
+        if (withCallback) {
             runCallback(*object, dropped, running, slow);
+        }
         const Clock::time_point begin = Clock::now();
         object.reset();
         const Clock::time_point end = Clock::now();
@@ -142,8 +146,9 @@ struct ShutdownInFlight : Shutdown {
     /// Lets one request be answered. It waits in the queue after the others, so half of them are cancelled.
     static void runCallback(WCorvaneOAI& object, std::deque<Counter>& dropped, Counter& running, SlowCallback& slow)
     {
-        for (std::size_t index = 0; index < dropped.size(); index += 2)
+        for (std::size_t index = 0; index < dropped.size(); index += 2) {
             object.cancel(object.getContentProvider(), dropped[index].out.getReqRefernce());
+        }
         running.thenData = &slow;
         running.then = [](Counter& self) {
             auto& it = *static_cast<SlowCallback*>(self.thenData);
@@ -154,8 +159,9 @@ struct ShutdownInFlight : Shutdown {
         };
         running.accepted(object.getLocalTime(Counter::Callback(), &running, running.out));
         EXPECT_TRUE(support::eventually([&slow] { return slow.entered.load(); }));
-        for (Counter& counter : dropped)
+        for (Counter& counter : dropped) {
             counter.expectedCalls = counter.calls;
+        }
     }
 };
 
@@ -197,16 +203,19 @@ TEST_F(Shutdown, LoadingAndUnloadingLeavesNothing)
             openSession(*object);
             ASSERT_EQ(counter.accepted(object->getLocalTime(Counter::Callback(), &counter, counter.out)), 0);
             ASSERT_TRUE(support::eventually([&answered] { return answered.load(); }));
-            for (Counter& each : dropped)
+            for (Counter& each : dropped) {
                 ASSERT_EQ(object->getSchedule(Counter::Callback(), {"a"}, 0, 1, {1}, &each, each.out), 0);
+            }
         }
         ASSERT_FALSE(isLoaded()) << "round " << round;
-        if (round == rounds / 10)
+        if (round == rounds / 10) {
             memory = residentBytes();
+        }
     }
     figure("times loaded, used and unloaded", rounds);
-    if (!kMeasuresMemory)
+    if (!kMeasuresMemory) {
         return;
+    }
     const double grown = static_cast<double>(residentBytes()) - static_cast<double>(memory);
     figure("  resident bytes that they added after the first tenth", grown);
     EXPECT_LE(grown, 1e6);

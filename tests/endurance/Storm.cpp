@@ -47,8 +47,9 @@ Storm::Ticket* Storm::issuing()
 
 Storm::Storm(const Settings& settings) : m_settings(settings)
 {
-    for (const auto& [key, value] : allOptions())
+    for (const auto& [key, value] : allOptions()) {
         m_configuration.set(key, key == "vorel_base_url" ? settings.baseUrl : value, "test");
+    }
     host::installConfigManager(&m_configuration);
     begin();
 }
@@ -80,10 +81,12 @@ void Storm::run()
 {
     m_tickets.resize(m_settings.threads);
     std::vector<std::thread> threads;
-    for (unsigned number = 0; number < m_settings.threads; ++number)
+    for (unsigned number = 0; number < m_settings.threads; ++number) {
         threads.emplace_back([this, number] { work(number); });
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 
     ASSERT_TRUE(support::eventually([this] { return destroyWhenIdle(); }))
         << "requests are still outstanding after a minute";
@@ -94,8 +97,9 @@ bool Storm::destroyWhenIdle()
     // A callback may still destroy the object and create another.
     const std::unique_lock alone(m_use);
     WVorelOAI& object = *m_current->object;
-    if (object.service()->requestCount() > 0 || object.service()->argsCount() > 0 || object.commandCount() > 0)
+    if (object.service()->requestCount() > 0 || object.service()->argsCount() > 0 || object.commandCount() > 0) {
         return false;
+    }
     m_current->drained = true;
     destroyCurrent();
     return true;
@@ -107,8 +111,9 @@ void Storm::work(unsigned number)
     std::deque<Ticket>& own = m_tickets[number];
     while (own.size() < m_settings.requests / m_settings.threads) {
         step(random, own);
-        if (m_settings.longestPause > 0)
+        if (m_settings.longestPause > 0) {
             std::this_thread::sleep_for(std::chrono::microseconds(random.below(m_settings.longestPause)));
+        }
     }
 }
 
@@ -123,17 +128,19 @@ void Storm::step(Random& random, std::deque<Ticket>& own)
         return;
     }
     // Threads that want to destroy the object go first.
-    while (m_destroyers > 0)
+    while (m_destroyers > 0) {
         std::this_thread::yield();
+    }
     const std::shared_lock with(m_use);
     Life& life = *m_current;
     const std::size_t what = random.below(100);
-    if (what < 75)
+    if (what < 75) {
         issue(own.emplace_back(), life, random);
-    else if (what < 95)
+    } else if (what < 95) {
         cancelOne(random, life, own);
-    else
+    } else {
         replaceSession(*life.object, random);
+    }
 }
 
 void Storm::issue(Ticket& ticket, Life& life, Random& random)
@@ -157,14 +164,16 @@ void Storm::issue(Ticket& ticket, Life& life, Random& random)
 
 void Storm::cancelOne(Random& random, Life& life, std::deque<Ticket>& own)
 {
-    if (own.empty())
+    if (own.empty()) {
         return;
+    }
     Ticket& ticket = own[own.size() - 1 - random.below(std::min<std::size_t>(own.size(), 40))];
     // The reference may be of an earlier object and equal that of another request now.
     const unsigned long long reference = ticket.out.getReqRefernce();
     const int answer = life.object->cancel(life.object->getContentProvider(), reference);
-    if (answer == status::kCancelled && ticket.life == &life && !ticket.responded)
+    if (answer == status::kCancelled && ticket.life == &life && !ticket.responded) {
         ticket.mustBe600 = true;
+    }
     EXPECT_TRUE(answer == status::kCancelled || answer == status::kAlreadyCancelled || answer == status::kNotFound ||
                 answer == status::kNotCancellable || answer == status::kNoSession)
         << answer;
@@ -180,8 +189,9 @@ void Storm::replaceSession(WVorelOAI& object, Random& random) const
         session.setSeedKey("a seed key that does not fit into a string of its own " + std::to_string(random.next()));
     }
     object.setAuthSeedkey(session);
-    if (random.perMille(500))
+    if (random.perMille(500)) {
         openSession(object);
+    }
 }
 
 void Storm::inCallback(Ticket& ticket)
@@ -237,11 +247,13 @@ Storm::Book Storm::settle()
         ticket.expectedCalls = calls;  // for the check in its destructor
     };
     for (std::deque<Ticket>& own : m_tickets) {
-        for (Ticket& ticket : own)
+        for (Ticket& ticket : own) {
             account(ticket);
+        }
     }
-    for (Ticket& ticket : m_inner)
+    for (Ticket& ticket : m_inner) {
         account(ticket);
+    }
     EXPECT_EQ(m_book.accepted, m_book.calledBack + m_book.dropped);
     return m_book;
 }

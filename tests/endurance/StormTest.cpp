@@ -45,12 +45,15 @@ const char* const kBadBodies[] = {
 std::string bodyFor(Random& random, unsigned int key)
 {
     const std::size_t what = random.below(10);
-    if (what < 6)
+    if (what < 6) {
         return goodReply(key);
-    if (what < 7)
+    }
+    if (what < 7) {
         return emptyReply(key);
-    if (what < 8)
+    }
+    if (what < 8) {
         return goodReply(key).substr(0, random.below(goodReply(key).size() + 1));
+    }
     return kBadBodies[random.below(std::size(kBadBodies))];
 }
 
@@ -67,10 +70,11 @@ Plan planned(const HttpRequest& /*request*/)
     const std::size_t when = random.below(10);
     plan.moment = when < 2 ? Moment::Early : when < 7 ? Moment::Soon : Moment::Late;
     plan.fixedAtOnce = random.perMille(300);
-    if (random.perMille(250))
+    if (random.perMille(250)) {
         plan.outcome.status = kSessionStatuses[random.below(std::size(kSessionStatuses))];
-    else if (random.perMille(250))
+    } else if (random.perMille(250)) {
         plan.outcome.code = kCodes[random.below(std::size(kCodes))];
+    }
     plan.outcome.body = bodyFor(random, ticket.key);
     return plan;
 }
@@ -101,8 +105,9 @@ void print(const std::string& what, const Storm::Book& book)
     figure(what + ", of these called back once", static_cast<double>(book.calledBack));
     figure(what + ", of these dropped with their object", static_cast<double>(book.dropped));
     figure(what + ", refused without a callback", static_cast<double>(book.refused));
-    if (book.cancelledFirst > 0)
+    if (book.cancelledFirst > 0) {
         figure(what + ", cancelled first and called back with 600", static_cast<double>(book.cancelledFirst));
+    }
     figure(what + ", objects destroyed", static_cast<double>(book.destroyed));
     figure(what + ", of these with requests outstanding", static_cast<double>(book.destroyedInFlight));
 }
@@ -117,8 +122,9 @@ Storm::Book repeat(std::size_t requests, std::size_t destroyedInFlight, Run run)
         Storm::Settings settings;
         settings.seed = seed() + round * 1000;
         add(sum, run(settings));
-        if (testing::Test::HasFailure())
+        if (testing::Test::HasFailure()) {
             break;
+        }
     }
     return sum;
 }
@@ -168,8 +174,9 @@ void serve(host::RawServer::Connection& connection, std::uint64_t start)
             connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n{\"rsp\":");
             return;
         }
-        if (what < 5)
+        if (what < 5) {
             continue;  // no reply: times out
+        }
         if (what < 10) {
             const HTTP_RESPONSE_CODE code = kCodes[random.below(std::size(kCodes))];
             const std::string length = code == 204 || code == 304 ? "" : "Content-Length: 0\r\n";

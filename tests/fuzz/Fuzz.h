@@ -12,8 +12,9 @@ namespace W::test {
 /// Makes the fuzzer keep the input if a condition does not hold.
 inline void require(bool holds, const char* what)
 {
-    if (holds)
+    if (holds) {
         return;
+    }
     std::fprintf(stderr, "does not hold: %s\n", what);
     std::abort();
 }

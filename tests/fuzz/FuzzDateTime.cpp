@@ -9,8 +9,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     using W::WDateTime;
     using namespace W::test;
-    if (size == 0)
+    if (size == 0) {
         return 0;
+    }
     const auto format = static_cast<WDateTime::DATEFORMAT>(2 + data[0] % 3);
     const auto zone = static_cast<WDateTime::TIMEZONE>(data[0] / 3 % 3 - 1);
     const std::string_view text = textOf(data + 1, size - 1);

@@ -31,15 +31,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         setClock(object);
         return host.options;
     }();
-    if (size == 0)
+    if (size == 0) {
         return 0;
+    }
     const std::vector<OperationCall>& calls = operationCalls();
     const OperationCall& each = calls[static_cast<std::uint8_t>(data[0] - '0') % calls.size()];
     std::string_view text = textOf(data + 1, size - 1);
     host.options = s_usual;
     for (auto& [key, value] : host.options) {
-        if (!text.empty())
+        if (!text.empty()) {
             value = std::string(takeLine(text));
+        }
     }
     host.sent.clear();
     host.reads.clear();

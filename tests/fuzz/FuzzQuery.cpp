@@ -60,8 +60,9 @@ public:
     corvaned::Reply answer(const corvaned::Request& request)
     {
         corvaned::Reply reply = m_service->answer(request);
-        if (changes() != m_changes)
+        if (changes() != m_changes) {
             undo();
+        }
         return reply;
     }
 
@@ -92,8 +93,9 @@ struct Envelope : nlohmann::json_sax<nlohmann::json> {
     bool binary(binary_t& /*value*/) override { return true; }
     bool string(string_t& value) override
     {
-        if (m_depth == 2 && m_inRsp && m_key == "stat")
+        if (m_depth == 2 && m_inRsp && m_key == "stat") {
             stat = value;
+        }
         return true;
     }
     bool key(string_t& value) override
@@ -128,16 +130,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string_view text = textOf(data, size);
     std::string line(takeLine(text));
     const bool known = !line.empty() && line.front() == '+';
-    if (known)
+    if (known) {
         line.erase(0, 1);
+    }
 
     corvaned::Request request;
     const std::size_t blank = std::min(line.find(' '), line.size());
     request.method = line.substr(0, blank);
     const std::string target = line.substr(std::min(blank + 1, line.size()));
     request.path = http::percentDecoded(target.substr(0, target.find('?')), http::Plus::IsPlus);
-    if (target.find('?') != std::string::npos)
+    if (target.find('?') != std::string::npos) {
         request.query = http::parseQuery(target.substr(target.find('?') + 1));
+    }
     request.header = [known](const char* name) {
         const std::string wanted = name;
         return wanted == "Token" && known ? s_sample.token : wanted == "DUID" || wanted == "AppKey" ? "f" : "";

@@ -12,8 +12,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static FakeHost host;
     host.keepsLines = false;
     static W::WVorelOAI object;
-    if (size == 0)
+    if (size == 0) {
         return 0;
+    }
     constexpr unsigned int kReplies = 48;  // all except the download, whose body goes to the disk
     const Kind& kind = kindOf(W::vorel::kFirstKey + static_cast<std::uint8_t>(data[0] - '0') % kReplies);
     Delivered delivered;

@@ -18,8 +18,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     constexpr int kMostLines = 3;
     std::string_view text = textOf(data, size);
     std::string first;
-    for (int i = 0; i < kMostLines && !text.empty(); ++i)
+    for (int i = 0; i < kMostLines && !text.empty(); ++i) {
         first.append(takeLine(text)).append("\n");
+    }
     std::istringstream lines(first);
     auto* const plugin = dynamic_cast<W::WCorvaneOAI*>(createPlugin());
     W::host::RpcDispatcher dispatcher(*plugin);

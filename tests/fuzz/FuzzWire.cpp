@@ -18,8 +18,9 @@ void tryUrl(const std::string& url, W::host::UrlEncoding encoding)
 {
     using W::test::require;
     const auto split = W::host::splitUrl(url, encoding);
-    if (!split)
+    if (!split) {
         return;
+    }
     require(split->origin.size() > std::size(std::string_view("http://")) && split->origin.back() == '/', "an origin");
     require(!split->target.empty(), "a target");
     require(split->target.find_first_of(" \t\r\n") == std::string::npos, "no blank in a request line");

@@ -87,8 +87,9 @@ RawServer::Script partOf(std::size_t bytes)
 {
     return [bytes](RawServer::Connection& connection) {
         connection.readRequest();
-        if (bytes > 0)
+        if (bytes > 0) {
             connection.send(kHead + std::string(bytes, 'x'));
+        }
         connection.waitForEnd();
     };
 }
@@ -139,8 +140,9 @@ TEST_F(Files, EmptyRepliesGiveEmptyFiles)
 TEST_F(Files, NotFoundChangesNoFile)
 {
     const RawServer server([](RawServer::Connection& connection) {
-        while (connection.readRequest())
+        while (connection.readRequest()) {
             connection.send("HTTP/1.1 404 Not Found\r\nContent-Length: 5\r\n\r\nerror");
+        }
     });
     EXPECT_EQ(download(server.url("/f")), kUnknownAtTheService);
     EXPECT_TRUE(fs::is_empty(m_scratch.file("d")));

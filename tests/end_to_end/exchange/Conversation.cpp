@@ -22,8 +22,9 @@ void Conversation::setClock(const std::string& offset)
 {
     setReplyBody(R"({"rsp":{"stat":"OK","difference":")" + offset + R"("}})");
     const nlohmann::json answer = call("getLocalTime", nlohmann::json::array()).answer;
-    if (answer.value("/result/status"_json_pointer, -1) != 0)
+    if (answer.value("/result/status"_json_pointer, -1) != 0) {
         throw std::runtime_error("no server's time: " + answer.dump());
+    }
 }
 
 void Conversation::setReply(const std::string& bytes)

@@ -76,10 +76,12 @@ std::string requestWords(const Operation& row)
             words = "GET into a file";
             break;
     }
-    if (row.session == vorel::Session::Needed)
+    if (row.session == vorel::Session::Needed) {
         words += ", session";
-    if (row.clock == vorel::Clock::Needed)
+    }
+    if (row.clock == vorel::Clock::Needed) {
         words += ", server's time";
+    }
     switch (row.headers) {
         case vorel::Headers::None:
             return words + ", no headers";
@@ -111,16 +113,18 @@ std::vector<std::string> returnedStatuses(const Description& description)
 {
     std::vector<std::string> found;
     std::istringstream parts(description.says.at("Statuses"));
-    for (std::string part; std::getline(parts >> std::ws, part, ';') && part.rfind("later ", 0) != 0;)
+    for (std::string part; std::getline(parts >> std::ws, part, ';') && part.rfind("later ", 0) != 0;) {
         found.push_back(part);
+    }
     return found;
 }
 
 bool says(const Description& description, const std::string& status)
 {
     for (const std::string& said : returnedStatuses(description)) {
-        if (said == status || said.rfind(status + " ", 0) == 0)
+        if (said == status || said.rfind(status + " ", 0) == 0) {
             return true;
+        }
     }
     return false;
 }
@@ -132,8 +136,9 @@ std::vector<bool> requiredArguments(const Description& description)
     const std::string& call = description.says.at("Call");
     std::istringstream words(call.substr(0, call.find(';')));
     for (std::string word; std::getline(words, word, ',');) {
-        if (word.find('`') != std::string::npos)
+        if (word.find('`') != std::string::npos) {
             required.push_back(word.find('!') != std::string::npos);
+        }
     }
     return required;
 }
@@ -201,8 +206,9 @@ struct OperationsPageExamples : ::testing::Test {
     static void replace(std::string& text, const std::string& what, const std::string& by)
     {
         const std::size_t at = text.find(what);
-        if (at != std::string::npos)
+        if (at != std::string::npos) {
             text.replace(at, what.size(), by);
+        }
     }
 
     static int returned(const Conversation::Told& told)
@@ -268,13 +274,15 @@ TEST_F(OperationsPageExamples, AreRefusedWithoutAnOptionThatThePageNames)
         start(std::string("vorel_") + option);
         for (const Description& description : page()) {
             // Without a country there is no server's time; these operations require no option.
-            if (says(description, "-59"))
+            if (says(description, "-59")) {
                 continue;
+            }
             SCOPED_TRACE(description.title + " without " + option);
             bool named = false;
-            for (const std::string& status : returnedStatuses(description))
+            for (const std::string& status : returnedStatuses(description)) {
                 named = named || (status.rfind("-1 without ", 0) == 0 &&
                                   status.find("`" + std::string(option) + "`") != std::string::npos);
+            }
             EXPECT_EQ(returned(conversation->call(nameOf(description), parameters(description))), named ? -1 : 0);
         }
     }

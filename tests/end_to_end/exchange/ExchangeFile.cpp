@@ -24,14 +24,17 @@ public:
     ExchangeFile read()
     {
         readSections();
-        for (const Section& section : m_sections)
+        for (const Section& section : m_sections) {
             take(section);
-        for (const ExchangeStep& step : m_file.steps) {
-            if (step.result.empty())
-                fail(0, "a call has no result");
         }
-        if (m_file.steps.empty())
+        for (const ExchangeStep& step : m_file.steps) {
+            if (step.result.empty()) {
+                fail(0, "a call has no result");
+            }
+        }
+        if (m_file.steps.empty()) {
             fail(0, "nothing is called");
+        }
         return std::move(m_file);
     }
 
@@ -45,8 +48,9 @@ private:
     {
         for (const auto& [word, text] : m_words) {
             const std::string braced = "{" + word + "}";
-            for (std::size_t at = 0; (at = line.find(braced, at)) != std::string::npos; at += text.size())
+            for (std::size_t at = 0; (at = line.find(braced, at)) != std::string::npos; at += text.size()) {
                 line.replace(at, braced.size(), text);
+            }
         }
         return line;
     }
@@ -54,8 +58,9 @@ private:
     void readSections()
     {
         std::ifstream in(m_path);
-        if (!in)
+        if (!in) {
             fail(0, "cannot be read");
+        }
         int number = 0;
         for (std::string line; std::getline(in, line);) {
             ++number;
@@ -79,48 +84,55 @@ private:
             return;
         }
         std::ifstream in(m_path.parent_path() / (line.substr(1) + ".lines"));
-        if (!in)
+        if (!in) {
             fail(number, line.substr(1) + ".lines cannot be read");
-        for (std::string included; std::getline(in, included);)
+        }
+        for (std::string included; std::getline(in, included);) {
             m_sections.back().lines.push_back(replaced(included));
+        }
     }
 
     void take(const Section& section)
     {
-        if (section.name == "options")
+        if (section.name == "options") {
             return takeOptions(section);
+        }
         if (section.name == "given") {
             m_file.given.emplace_back(section.argument, text(section));
             return;
         }
-        if (section.name == "call")
+        if (section.name == "call") {
             return takeCall(section);
-        if (m_file.steps.empty())
+        }
+        if (m_file.steps.empty()) {
             fail(section.line, "\"" + section.name + "\" without a call before it");
+        }
         ExchangeStep& step = m_file.steps.back();
-        if (section.name == "request")
+        if (section.name == "request") {
             step.request = requestBytes(section);
-        else if (section.name == "reply")
+        } else if (section.name == "reply") {
             takeReply(section, step.reply);
-        else if (section.name == "result")
+        } else if (section.name == "result") {
             step.result = text(section);
-        else if (section.name == "file")
+        } else if (section.name == "file") {
             step.files.emplace_back(section.argument, text(section));
-        else
+        } else {
             fail(section.line, "there is no section \"" + section.name + "\"");
+        }
     }
 
     void takeOptions(const Section& section)
     {
         for (const std::string& line : section.lines) {
-            if (line == "session")
+            if (line == "session") {
                 m_file.session = true;
-            else if (line.rfind("clock ", 0) == 0)
+            } else if (line.rfind("clock ", 0) == 0) {
                 m_file.clock = line.substr(6);
-            else if (line.find('=') != std::string::npos)
+            } else if (line.find('=') != std::string::npos) {
                 m_file.options.push_back(line);
-            else if (!line.empty())
+            } else if (!line.empty()) {
                 fail(section.line, "\"" + line + "\" is not an option");
+            }
         }
     }
 
@@ -128,8 +140,9 @@ private:
     {
         const std::string call = text(section);
         const std::size_t blank = call.find_first_of(" \n");
-        if (blank == std::string::npos)
+        if (blank == std::string::npos) {
             fail(section.line, "a call is a name, a blank and a JSON array");
+        }
         m_file.steps.emplace_back();
         m_file.steps.back().operation = call.substr(0, blank);
         m_file.steps.back().parameters = call.substr(blank + 1);
@@ -139,10 +152,12 @@ private:
     {
         std::istringstream words(section.argument);
         std::string kind;
-        if (!(words >> reply.code))
+        if (!(words >> reply.code)) {
             fail(section.line, "a reply has a code");
-        if (words >> kind && kind != "gzip")
+        }
+        if (words >> kind && kind != "gzip") {
             fail(section.line, "a reply is plain or \"gzip\"");
+        }
         reply.gzip = kind == "gzip";
         reply.body = text(section);
     }
@@ -154,10 +169,11 @@ private:
         bool inBody = false;
         for (const std::string& line : section.lines) {
             const bool first = &line == &section.lines.front();
-            if (inBody)
+            if (inBody) {
                 bytes += (bytes.back() == '\n' && bytes[bytes.size() - 2] == '\r' ? "" : "\n") + line;
-            else
+            } else {
                 bytes += line + (first ? " HTTP/1.1\r\n" : "\r\n");
+            }
             inBody = inBody || line.empty();
         }
         return inBody ? bytes : bytes + "\r\n";
@@ -166,8 +182,9 @@ private:
     static std::string text(const Section& section)
     {
         std::string joined;
-        for (const std::string& line : section.lines)
+        for (const std::string& line : section.lines) {
             joined += (&line == &section.lines.front() ? "" : "\n") + line;
+        }
         return joined;
     }
 

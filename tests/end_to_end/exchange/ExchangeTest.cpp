@@ -23,8 +23,9 @@ std::string gzipped(const std::string& text)
 {
     z_stream stream{};
     constexpr int kGzip = 15 + 16;
-    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, kGzip, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, kGzip, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
         throw std::runtime_error("zlib");
+    }
     std::string packed(deflateBound(&stream, text.size()), '\0');
     stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
     stream.avail_in = static_cast<uInt>(text.size());
@@ -54,14 +55,16 @@ Json withoutNothing(const Json& value)
 {
     Json kept = value;
     if (value.is_array()) {
-        for (Json& element : kept)
+        for (Json& element : kept) {
             element = withoutNothing(element);
+        }
     } else if (value.is_object()) {
         kept = Json::object();
         for (const auto& [key, member] : value.items()) {
             Json inner = withoutNothing(member);
-            if (!isNothing(inner))
+            if (!isNothing(inner)) {
                 kept[key] = std::move(inner);
+            }
         }
     }
     return kept;
@@ -93,13 +96,16 @@ private:
         const ExchangeFile exchange = readExchange(
             m_file,
             {{"base", conversation.url()}, {"host", conversation.host()}, {"temp", conversation.directory().string()}});
-        for (const auto& [path, text] : exchange.given)
+        for (const auto& [path, text] : exchange.given) {
             std::ofstream(path, std::ios::binary) << text;
+        }
         conversation.start(exchange.options);
-        if (exchange.session)
+        if (exchange.session) {
             conversation.openSession();
-        if (!exchange.clock.empty())
+        }
+        if (!exchange.clock.empty()) {
             conversation.setClock(exchange.clock);
+        }
 
         for (const ExchangeStep& step : exchange.steps) {
             SCOPED_TRACE(step.operation + " " + step.parameters);
@@ -108,8 +114,9 @@ private:
             expectResult(step, told);
             EXPECT_EQ(told.requests,
                       step.request ? std::vector<std::string>{*step.request} : std::vector<std::string>{});
-            for (const auto& [path, text] : step.files)
+            for (const auto& [path, text] : step.files) {
                 EXPECT_EQ(fileText(path), text) << path;
+            }
         }
         EXPECT_EQ(conversation.finish(), 0);
     }
@@ -140,8 +147,9 @@ std::vector<Path> exchangeFiles()
 {
     std::vector<Path> files;
     for (const auto& entry : std::filesystem::directory_iterator(CORVANE_EXCHANGES)) {
-        if (entry.path().extension() == ".exchange")
+        if (entry.path().extension() == ".exchange") {
             files.push_back(entry.path());
+        }
     }
     std::sort(files.begin(), files.end());
     return files;
@@ -153,8 +161,9 @@ TEST(ExchangeFiles, CoverEveryOperation)
         const Path file = Path(CORVANE_EXCHANGES) / (std::string(row.name) + ".exchange");
         ASSERT_TRUE(std::filesystem::exists(file)) << file;
         bool accepted = false;
-        for (const ExchangeStep& step : readExchange(file, {}).steps)
+        for (const ExchangeStep& step : readExchange(file, {}).steps) {
             accepted = accepted || (step.operation == row.name && step.request);
+        }
         EXPECT_TRUE(accepted) << file << " sends no request of " << row.name;
     }
 }
@@ -165,8 +174,9 @@ TEST(ExchangeFiles, CoverEveryOperation)
 int main(int argc, char** argv)
 {
     ::testing::InitGoogleTest(&argc, argv);
-    for (const auto& file : W::test::exchangeFiles())
+    for (const auto& file : W::test::exchangeFiles()) {
         ::testing::RegisterTest("Exchange", file.stem().c_str(), nullptr, nullptr, file.c_str(), 1,
                                 [file] { return new W::test::Exchange(file); });
+    }
     return RUN_ALL_TESTS();
 }

@@ -104,14 +104,16 @@ TEST_F(Guide, FilesOfTodayAgreeWithTheSchedule)
     for (const Json& file : files) {
         tv.results("download", file.at("URL"), directory, file.at("Filename"));
         const std::string path = directory + "/" + file.at("Filename").get<std::string>();
-        for (const Json& programme : tv.list("getTodaySchedule", path))
+        for (const Json& programme : tv.list("getTodaySchedule", path)) {
             shown.push_back(programme.at("StartTime").at("utc").get<std::string>() +
                             programme.at("ID").get<std::string>());
+        }
     }
     const std::int64_t midnight = service.midnight();
-    for (const Json& programme : tv.list("getSchedule", listOf("1", "2", "3"), midnight, 24, listOf(1)))
+    for (const Json& programme : tv.list("getSchedule", listOf("1", "2", "3"), midnight, 24, listOf(1))) {
         scheduled.push_back(programme.at("StartTime").at("utc").get<std::string>() +
                             programme.at("ID").get<std::string>());
+    }
     EXPECT_THAT(shown, testing::UnorderedElementsAreArray(scheduled));
     EXPECT_THAT(shown, SizeIs(testing::Ge(3 * 24)));
 }

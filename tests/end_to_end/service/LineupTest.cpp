@@ -36,11 +36,13 @@ std::set<std::string> leftByTheQuiz(const Json& quiz, const std::string& truth)
     std::set<std::string> left = {"H1", "H2", "H3", "H4"};
     for (const Json& question : quiz) {
         std::string seen;
-        for (const Json& answer : question.at("AnswerList"))
-            seen = answer.at("HeadendId") == truth ? answer.at("Name").get<std::string>() : seen;
         for (const Json& answer : question.at("AnswerList")) {
-            if (answer.at("Name") != seen)
+            seen = answer.at("HeadendId") == truth ? answer.at("Name").get<std::string>() : seen;
+        }
+        for (const Json& answer : question.at("AnswerList")) {
+            if (answer.at("Name") != seen) {
                 left.erase(answer.at("HeadendId").get<std::string>());
+            }
         }
     }
     return left;
@@ -51,8 +53,9 @@ TEST(Lineup, QuizFindsTheRightHeadend)
     const ServiceProcess service;
     Television tv(service, "tv-1");
     const Json quiz = tv.list("getLineupTest", "");
-    for (const char* truth : {"H1", "H2", "H3", "H4"})
+    for (const char* truth : {"H1", "H2", "H3", "H4"}) {
         EXPECT_THAT(leftByTheQuiz(quiz, truth), ElementsAre(truth)) << quiz;
+    }
 }
 
 TEST(Lineup, ChoiceIsKeptPerUser)

@@ -42,8 +42,9 @@ Json Television::call(const std::string& operation, const Json& arguments)
 {
     called().insert(operation);
     const Json answer = m_process.call(operation, arguments);
-    if (!answer.contains("result"))
+    if (!answer.contains("result")) {
         throw std::runtime_error(operation + ": " + answer.dump());
+    }
     return answer.at("result");
 }
 
@@ -57,8 +58,9 @@ std::vector<std::string> column(const Json& list, const std::string& path)
 {
     std::vector<std::string> texts;
     texts.reserve(list.size());
-    for (const Json& element : list)
+    for (const Json& element : list) {
         texts.push_back(element.at(Json::json_pointer(path)));
+    }
     return texts;
 }
 

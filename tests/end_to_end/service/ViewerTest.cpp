@@ -20,8 +20,9 @@ protected:
 
 TEST_F(Viewer, FavouriteChannelsAreKept)
 {
-    for (const char* source : {"3", "1", "2"})
+    for (const char* source : {"3", "1", "2"}) {
         tv.results("setFavorite", "channel", source);
+    }
     const auto names = [](Television& of, const char* order, const char* sort, int start, int count) {
         return column(of.list("getFavoriteChannelList", "channel", 1, order, sort, start, count), "/Name");
     };

@@ -16,8 +16,9 @@ std::set<std::string> documentedOperations()
     std::ifstream page(CORVANE_OPERATIONS_PAGE);
     for (std::string line; std::getline(page, line);) {
         const std::size_t name = line.rfind(' ') + 1;
-        if (line.rfind("## ", 0) == 0 && std::isdigit(static_cast<unsigned char>(line[3])) != 0)
+        if (line.rfind("## ", 0) == 0 && std::isdigit(static_cast<unsigned char>(line[3])) != 0) {
             names.insert(line.substr(name));
+        }
     }
     names.insert("getTodaySchedule");  // reads a file and has no key
     return names;
@@ -28,8 +29,9 @@ public:
     void TearDown() override
     {
         // Only some tests ran.
-        if (std::strcmp(testing::GTEST_FLAG(filter).c_str(), "*") != 0)
+        if (std::strcmp(testing::GTEST_FLAG(filter).c_str(), "*") != 0) {
             return;
+        }
         EXPECT_EQ(documentedOperations().size(), 50U);
         EXPECT_EQ(Television::called(), documentedOperations());
     }

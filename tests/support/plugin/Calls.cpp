@@ -104,12 +104,14 @@ const OperationCall& callOf(unsigned int key)
 int callAt(const std::string& baseUrl, unsigned int key, WCorvaneOAI& object, Counter& counter,
            const std::string& localDirectory)
 {
-    if (key == VorelSendChannelCMD::kKey)
+    if (key == VorelSendChannelCMD::kKey) {
         return object.sendChannel(kDone, baseUrl + "/up", "ch.json", &counter, counter.out);
-    if (key == VorelDownloadCMD::kKey)
+    }
+    if (key == VorelDownloadCMD::kKey) {
         return object.download(object.getContentProvider(), baseUrl + "/b.ts",
                                localDirectory.empty() ? directory() : localDirectory, "corvane-b.ts", kDone, &counter,
                                counter.out);
+    }
     return callOf(key).call(object, counter);
 }
 

@@ -45,8 +45,9 @@ public:
         self.results = std::make_unique<std::tuple<std::decay_t<Results>...>>(results...);
         self.reference = reference;
         ++self.calls;
-        if (self.then != nullptr)
+        if (self.then != nullptr) {
             self.then(self);
+        }
     }
 
     /// Expects one callback when the operation returned 0, none otherwise.
@@ -92,8 +93,9 @@ public:
                 self.status = status;
                 self.reference = std::get<sizeof...(Arguments) - 2>(all);
                 ++self.calls;
-                if (self.then != nullptr)
+                if (self.then != nullptr) {
                     self.then(self);
+                }
             };
         }
     };

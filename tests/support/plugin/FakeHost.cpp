@@ -44,8 +44,9 @@ std::vector<std::string> FakeHost::texts(unsigned long level)
 {
     std::vector<std::string> found;
     for (const Line& line : lines()) {
-        if (line.level == level)
+        if (line.level == level) {
             found.push_back(line.text);
+        }
     }
     return found;
 }
@@ -65,8 +66,9 @@ void FakeHost::forgetLines()
 bool FakeHost::takePending(HttpRequest* request)
 {
     const auto found = std::find(m_pending.begin(), m_pending.end(), request);
-    if (found == m_pending.end())
+    if (found == m_pending.end()) {
         return false;
+    }
     m_pending.erase(found);
     m_completing[request] = std::this_thread::get_id();
     return true;
@@ -100,8 +102,9 @@ void FakeHost::answerSoon(std::size_t index)
     constexpr std::size_t kAnswerers = 8;
     const std::lock_guard<std::mutex> hold(m_lock);
     m_toAnswer.push_back(index);
-    if (m_answerers.size() < kAnswerers)
+    if (m_answerers.size() < kAnswerers) {
         m_answerers.emplace_back([this] { answerAllSoon(); });
+    }
     m_changed.notify_all();
 }
 
@@ -110,16 +113,18 @@ void FakeHost::answerAllSoon()
     std::unique_lock<std::mutex> hold(m_lock);
     while (true) {
         m_changed.wait(hold, [this] { return m_lastAnswers || !m_toAnswer.empty(); });
-        if (m_toAnswer.empty())
+        if (m_toAnswer.empty()) {
             return;
+        }
         const std::size_t index = m_toAnswer.front();
         m_toAnswer.pop_front();
         const bool cancelled = sent.at(index).request->isCancelled();
         hold.unlock();
-        if (cancelled)
+        if (cancelled) {
             answer(index, session::kCancelled);
-        else
+        } else {
             answer(index, index % 5 == 0 ? session::kBrokeOff : session::kCompleted, 200, R"({"rsp":{"stat":"OK"}})");
+        }
         hold.lock();
     }
 }
@@ -133,8 +138,9 @@ void FakeHost::joinAnswers()
         answerers.swap(m_answerers);
         m_changed.notify_all();
     }
-    for (std::thread& answerer : answerers)
+    for (std::thread& answerer : answerers) {
         answerer.join();
+    }
     m_lastAnswers = false;
 }
 
@@ -154,11 +160,13 @@ int FakeHost::addRequest(HttpRequest* request)
                         request->filePath(), request->getID(), request->isEncoding(), request->isFileUpload(),
                         result < 0 ? nullptr : request});
         index = sent.size() - 1;
-        if (result >= 0)
+        if (result >= 0) {
             m_pending.push_back(request);
+        }
     }
-    if (result >= 0 && onAccepted != nullptr)
+    if (result >= 0 && onAccepted != nullptr) {
         onAccepted(*this, index);
+    }
     return result;
 }
 
@@ -183,8 +191,9 @@ void FakeHost::flushHttpRequests(UINT64 id)
         const bool others = std::any_of(m_completing.begin(), m_completing.end(), [](const auto& running) {
             return running.second != std::this_thread::get_id();
         });
-        if (!others)
+        if (!others) {
             return;
+        }
         m_changed.wait(hold);
     }
 }
@@ -205,8 +214,9 @@ WVariant FakeHost::getCPOption(const WContentProvider& /*provider*/, const std::
 
 void FakeHost::print(unsigned long level, unsigned long flags, const char* format, va_list* arguments)
 {
-    if (!keepsLines)
+    if (!keepsLines) {
         return;
+    }
     va_list copy;
     va_copy(copy, *arguments);
     const int length = std::vsnprintf(nullptr, 0, format, copy);
@@ -246,15 +256,17 @@ WConfigManager* WConfigManager::getInstance()
 
 void CCDebug::t_AddModule(const char* name, int /*modules*/)
 {
-    if (FakeHost::current() != nullptr)
+    if (FakeHost::current() != nullptr) {
         FakeHost::current()->options["registered module"] = name;
+    }
 }
 
 void CWCCDebug::Reset() {}
 void CWCCDebug::t_Print(unsigned long level, unsigned long flags, const char* format, va_list* arguments)
 {
-    if (FakeHost::current() != nullptr)
+    if (FakeHost::current() != nullptr) {
         FakeHost::current()->print(level, flags, format, arguments);
+    }
 }
 void CWCCDebug::t_PrintR(unsigned long level, unsigned long flags, const char* format, va_list* arguments)
 {

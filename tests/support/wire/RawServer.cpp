@@ -30,8 +30,9 @@ int bindLoopback()
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    if (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         throw std::runtime_error("no port on the loopback address");
+    }
     return socket;
 }
 
@@ -39,8 +40,9 @@ int portOf(int socket)
 {
     sockaddr_in address{};
     socklen_t length = sizeof address;
-    if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+    if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
         throw std::runtime_error("a socket without a port");
+    }
     return ntohs(address.sin_port);
 }
 
@@ -49,14 +51,17 @@ std::optional<std::string> takeRequest(std::string& unread, const std::function<
     std::size_t wanted = std::string::npos;
     while (true) {
         const std::size_t end = unread.find("\r\n\r\n");
-        if (end != std::string::npos)
+        if (end != std::string::npos) {
             wanted = end + 4 + announcedLength(unread.substr(0, end + 2));
-        if (unread.size() >= wanted)
+        }
+        if (unread.size() >= wanted) {
             break;
+        }
         char buffer[65536];
         const ssize_t got = read(buffer, sizeof buffer);
-        if (got <= 0)
+        if (got <= 0) {
             return std::nullopt;
+        }
         unread.append(buffer, static_cast<std::size_t>(got));
     }
     std::string request = unread.substr(0, wanted);
@@ -78,8 +83,9 @@ RawServer::RawServer(Script script) : RawServer(std::move(script), bindLoopback(
 RawServer::RawServer(Script script, int boundSocket)
     : m_script(std::move(script)), m_listener(boundSocket), m_port(portOf(boundSocket))
 {
-    if (::listen(m_listener, 512) != 0)
+    if (::listen(m_listener, 512) != 0) {
         throw std::runtime_error("no listening on the loopback address");
+    }
     m_acceptor = std::thread([this] { acceptAll(); });
 }
 
@@ -91,11 +97,13 @@ RawServer::~RawServer()
     ::close(m_listener);
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        for (const Connection& connection : m_open)
+        for (const Connection& connection : m_open) {
             ::shutdown(connection.m_socket, SHUT_RDWR);
+        }
     }
-    for (std::thread& thread : m_threads)
+    for (std::thread& thread : m_threads) {
         thread.join();
+    }
 }
 
 std::string RawServer::url(const std::string& path) const
@@ -107,10 +115,12 @@ void RawServer::acceptAll()
 {
     while (true) {
         const int socket = ::accept(m_listener, nullptr, nullptr);
-        if (socket < 0 && m_stopping)
+        if (socket < 0 && m_stopping) {
             return;
-        if (socket < 0)
+        }
+        if (socket < 0) {
             continue;
+        }
         const std::lock_guard<std::mutex> lock(m_lock);
         const auto connection = m_open.emplace(m_open.end(), *this, socket);
         connection->m_number = m_connections++;
@@ -145,8 +155,9 @@ bool RawServer::waitForRequests(std::size_t count) const
 std::optional<std::string> RawServer::Connection::readRequest()
 {
     auto request = takeRequest(m_unread, [this](char* to, std::size_t room) { return ::recv(m_socket, to, room, 0); });
-    if (request)
+    if (request) {
         m_server.keep(*request);
+    }
     return request;
 }
 
@@ -154,8 +165,9 @@ void RawServer::Connection::readHead() const
 {
     std::string head;
     char byte = 0;
-    while (head.find("\r\n\r\n") == std::string::npos && ::recv(m_socket, &byte, 1, 0) == 1)
+    while (head.find("\r\n\r\n") == std::string::npos && ::recv(m_socket, &byte, 1, 0) == 1) {
         head += byte;
+    }
 }
 
 std::string RawServer::Connection::readBody(std::size_t size) const
@@ -164,8 +176,9 @@ std::string RawServer::Connection::readBody(std::size_t size) const
     std::size_t done = 0;
     while (done < size) {
         const ssize_t got = ::recv(m_socket, &body[done], size - done, 0);
-        if (got <= 0)
+        if (got <= 0) {
             break;
+        }
         done += static_cast<std::size_t>(got);
     }
     body.resize(done);
@@ -177,8 +190,9 @@ std::size_t RawServer::Connection::send(std::string_view bytes) const
     std::size_t done = 0;
     while (done < bytes.size()) {
         const ssize_t sent = ::send(m_socket, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
-        if (sent <= 0)
+        if (sent <= 0) {
             break;
+        }
         done += static_cast<std::size_t>(sent);
     }
     return done;
@@ -205,8 +219,9 @@ void RawServer::Connection::waitForEnd() const
 RawServer::Script answering(std::string body)
 {
     return [body = std::move(body)](RawServer::Connection& connection) {
-        while (connection.readRequest())
+        while (connection.readRequest()) {
             connection.answer(body);
+        }
     };
 }
 

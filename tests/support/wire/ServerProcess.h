@@ -25,8 +25,9 @@ public:
         host::RawServer::Script script, const std::function<void()>& prepare = [] {})
     {
         int ends[2] = {-1, -1};
-        if (::pipe(ends) != 0)
+        if (::pipe(ends) != 0) {
             throw std::runtime_error("cannot open a pipe");
+        }
         m_process = ::fork();
         if (m_process == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -34,8 +35,9 @@ public:
             const host::RawServer server(std::move(script));
             const int port = server.port();
             if (::write(ends[1], &port, sizeof port) == sizeof port) {
-                for (;;)
+                for (;;) {
                     ::pause();
+                }
             }
             ::_exit(1);
         }

@@ -84,8 +84,9 @@ TlsConnection::~TlsConnection()
 int TlsConnection::shakeHands()
 {
     ERR_clear_error();
-    if (SSL_accept(m_tls) == 1)
+    if (SSL_accept(m_tls) == 1) {
         return 0;
+    }
     const int reason = ERR_GET_REASON(ERR_get_error());
     return reason > SSL_AD_REASON_OFFSET ? reason - SSL_AD_REASON_OFFSET : -1;
 }
@@ -108,8 +109,9 @@ TlsServer::TlsServer(const Certificate& certificate, const std::string& certific
         m_identity.context(),
         [](SSL*, const unsigned char**, unsigned char*, const unsigned char* offered, unsigned length, void* self) {
             const std::string_view protocols(reinterpret_cast<const char*>(offered), length);
-            if (protocols.find("\x02h2") != std::string_view::npos)
+            if (protocols.find("\x02h2") != std::string_view::npos) {
                 static_cast<TlsServer*>(self)->m_offeredHttp2 = true;
+            }
             return SSL_TLSEXT_ERR_NOACK;
         },
         this);
