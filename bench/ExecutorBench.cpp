@@ -206,7 +206,7 @@ double secondsSince(Clock::time_point begin)
 }
 
 /// The result that a request's callback passes to the benchmark.
-struct Outcome {
+struct CancelledCall {
     std::mutex lock;
     std::condition_variable changed;
     int status = 0;
@@ -215,7 +215,7 @@ struct Outcome {
     static void done(int given, const WContainer<WVLChannel>& /*channels*/, const std::string& /*checksum*/,
                      bool /*hasChanged*/, UINT64 /*reference*/, void* userData)
     {
-        auto* const self = static_cast<Outcome*>(userData);
+        auto* const self = static_cast<CancelledCall*>(userData);
         const std::lock_guard<std::mutex> hold(self->lock);
         self->status = given;
         self->isOver = true;
@@ -306,9 +306,9 @@ void cancel(benchmark::State& state)
     host::CurlExecutor executor;
     Plugin plugin(CORVANE_LIBRARY, executor, LoopbackServer::instance().url() + "/stall");
     for (auto _ : state) {
-        Outcome outcome;
+        CancelledCall outcome;
         WRequestStatus out;
-        if (plugin.object().getChannelList(Outcome::done, "", &outcome, out) != 0) {
+        if (plugin.object().getChannelList(CancelledCall::done, "", &outcome, out) != 0) {
             return state.SkipWithError("getChannelList was refused");
         }
         waitForTransfers();

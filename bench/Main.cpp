@@ -19,7 +19,7 @@ namespace W::bench {
 
 namespace {
 
-enum class Kind {
+enum class FigureKind {
     Ratio,     ///< of two benchmarks' times
     Percent,   ///< the same, in hundredths
     Exponent,  ///< of the growth from the one to the other, which is twenty times as large
@@ -30,30 +30,30 @@ enum class Kind {
 /// One row of bench/figures.
 struct Figure {
     const char* name;
-    Kind kind;
+    FigureKind kind;
     const char* benchmark;
     const char* comparedWith = nullptr;
     double parts = 1;  ///< equal pieces of work in the benchmark's iteration, over the other one's
 };
 
 constexpr Figure kFigures[] = {
-    {"delivery", Kind::Ratio, "deliver/1MB", "parse/1MB"},
-    {"delivery-small", Kind::Ratio, "deliver/10KB", "parse/10KB"},
-    {"delivery-growth", Kind::Exponent, "deliver/20MB", "deliver/1MB"},
-    {"request", Kind::Percent, "inFlight/10", "easy", 10000},
+    {"delivery", FigureKind::Ratio, "deliver/1MB", "parse/1MB"},
+    {"delivery-small", FigureKind::Ratio, "deliver/10KB", "parse/10KB"},
+    {"delivery-growth", FigureKind::Exponent, "deliver/20MB", "deliver/1MB"},
+    {"request", FigureKind::Percent, "inFlight/10", "easy", 10000},
     // The cost of a request depends on whether other work keeps the processors awake. If they sleep between packets,
     // the parse of 10 KB costs as much as five requests; the parse costs the same on a busy machine.
-    {"request-by-parse", Kind::Percent, "inFlight/10", "parse/10KB", 10000 / 5.0},
-    {"request-in-crowd", Kind::Ratio, "inFlight/10000", "inFlight/10"},
-    {"request-late", Kind::Ratio, "after1000000", "after1000"},
-    {"request-leftover", Kind::Bytes, "after1000000"},
-    {"executor-1", Kind::Ratio, "executor/1", "multi/1"},
-    {"executor-8", Kind::Ratio, "executor/8", "multi/8"},
-    {"executor-64", Kind::Ratio, "executor/64", "multi/64"},
-    {"trace-off", Kind::Ratio, "traced/lines", "traced/none"},
-    {"record-size", Kind::Bytes, "record"},
-    {"cancel", Kind::Milliseconds, "cancel"},
-    {"destroy", Kind::Milliseconds, "destroyOutstanding"},
+    {"request-by-parse", FigureKind::Percent, "inFlight/10", "parse/10KB", 10000 / 5.0},
+    {"request-in-crowd", FigureKind::Ratio, "inFlight/10000", "inFlight/10"},
+    {"request-late", FigureKind::Ratio, "after1000000", "after1000"},
+    {"request-leftover", FigureKind::Bytes, "after1000000"},
+    {"executor-1", FigureKind::Ratio, "executor/1", "multi/1"},
+    {"executor-8", FigureKind::Ratio, "executor/8", "multi/8"},
+    {"executor-64", FigureKind::Ratio, "executor/64", "multi/64"},
+    {"trace-off", FigureKind::Ratio, "traced/lines", "traced/none"},
+    {"record-size", FigureKind::Bytes, "record"},
+    {"cancel", FigureKind::Milliseconds, "cancel"},
+    {"destroy", FigureKind::Milliseconds, "destroyOutstanding"},
 };
 
 /// Collects the medians.
@@ -95,15 +95,15 @@ private:
     static double value(const Figure& figure, const Run& run, const Run& other)
     {
         switch (figure.kind) {
-            case Kind::Ratio:
+            case FigureKind::Ratio:
                 return time(run) / time(other) / figure.parts;
-            case Kind::Percent:
+            case FigureKind::Percent:
                 return 100 * time(run) / time(other) / figure.parts;
-            case Kind::Exponent:
+            case FigureKind::Exponent:
                 return std::log(time(run) / time(other)) / std::log(20.0);
-            case Kind::Milliseconds:
+            case FigureKind::Milliseconds:
                 return time(run) / 1000;
-            case Kind::Bytes:
+            case FigureKind::Bytes:
                 return run.counters.at("bytes");
         }
         return 0;

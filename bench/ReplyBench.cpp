@@ -15,15 +15,15 @@ namespace W::bench {
 
 namespace {
 
-struct Text {
+struct MeasuredText {
     std::size_t size;
     int channels;
 };
-constexpr Text k10KB{10000, 3};
-constexpr Text k1MB{1000000, 40};
-constexpr Text k20MB{20000000, 200};
+constexpr MeasuredText k10KB{10000, 3};
+constexpr MeasuredText k1MB{1000000, 40};
+constexpr MeasuredText k20MB{20000000, 200};
 
-void parse(benchmark::State& state, Text wanted)
+void parse(benchmark::State& state, MeasuredText wanted)
 {
     const std::string text = schedule(wanted.size, wanted.channels);
     for (auto _ : state) {
@@ -37,7 +37,7 @@ void parse(benchmark::State& state, Text wanted)
 }
 
 /// What happens between the executor's complete() and its return: trampoline, parse, callback, clean-up.
-void deliver(benchmark::State& state, Text wanted)
+void deliver(benchmark::State& state, MeasuredText wanted)
 {
     const std::string text = schedule(wanted.size, wanted.channels);
     NullExecutor executor;

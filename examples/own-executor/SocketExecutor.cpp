@@ -40,11 +40,11 @@ std::chrono::milliseconds timeLimit()
 }
 
 /// One exchange on its own connection.
-class Exchange {
+class SocketExchange {
 public:
     /// @param isMarked  asked at every tick
     template <class IsMarked>
-    Exchange(HttpRequest& request, IsMarked isMarked) : m_request(request), m_end(Clock::now() + timeLimit())
+    SocketExchange(HttpRequest& request, IsMarked isMarked) : m_request(request), m_end(Clock::now() + timeLimit())
     {
         m_status = run(isMarked);
         if (m_socket >= 0) {
@@ -274,7 +274,7 @@ private:
         };
         W::SESSION_STATUS status = W::session::kOutOfMemory;
         try {
-            status = Exchange(*request, isMarked).status();
+            status = SocketExchange(*request, isMarked).status();
         } catch (const std::bad_alloc&) {
         }
         s_own = &*live;

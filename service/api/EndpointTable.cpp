@@ -10,151 +10,151 @@ namespace {
 
 // Sessions and configuration
 constexpr ParameterRule kSeedkeyParameters[] = {
-    {"DUID", Place::Header, Kind::Text, Presence::Required},
+    {"DUID", ParameterPlace::Header, ParameterKind::Text, Presence::Required},
 };
 constexpr ParameterRule kUploadParameters[] = {
-    {"filename", Place::Query, Kind::Text, Presence::Required},
+    {"filename", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
 };
 constexpr ParameterRule kResetParameters[] = {
-    {"timestamp", Place::Query, Kind::Time, Presence::Optional},
+    {"timestamp", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
 };
 
 // Guide
 constexpr ParameterRule kGalleryParameters[] = {
-    {"checksum", Place::Query, Kind::Text, Presence::Optional},
+    {"checksum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kScheduleParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"sourceid", Place::Query, Kind::List, Presence::Required},
-    {"starttime", Place::Query, Kind::Time, Presence::Optional},
-    {"imagesize", Place::Query, Kind::Numbers, Presence::Optional},
-    {"interval", Place::Query, Kind::Number, Presence::Required, 1, 744},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"sourceid", ParameterPlace::Query, ParameterKind::List, Presence::Required},
+    {"starttime", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
+    {"imagesize", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
+    {"interval", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 1, 744},
 };
 constexpr ParameterRule kOnAirParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"sourceid", Place::Query, Kind::List, Presence::Optional},
-    {"imagesize", Place::Query, Kind::Numbers, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"sourceid", ParameterPlace::Query, ParameterKind::List, Presence::Optional},
+    {"imagesize", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
 };
 constexpr ParameterRule kFocusChannelParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"sourceid", Place::Query, Kind::Text, Presence::Required},
-    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
-    {"num", Place::Query, Kind::Number, Presence::Optional, 1, 1000},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"sourceid", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1, 1000},
 };
 constexpr ParameterRule kTodayParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kTodayFileParameters[] = {
-    {"file", Place::Path, Kind::Text, Presence::Required},
+    {"file", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
 };
 constexpr ParameterRule kGuideParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"channel", Place::Query, Kind::List, Presence::Optional},
-    {"chnum", Place::Query, Kind::Text, Presence::Optional},
-    {"interval", Place::Query, Kind::Number, Presence::Required, 1, 744},
-    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
-    {"start", Place::Query, Kind::Number, Presence::Optional},
-    {"num", Place::Query, Kind::Number, Presence::Optional, 1},
-    {"timestamp", Place::Query, Kind::Time, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"channel", ParameterPlace::Query, ParameterKind::List, Presence::Optional},
+    {"chnum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"interval", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 1, 744},
+    {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"start", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1},
+    {"timestamp", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
 };
 constexpr ParameterRule kContentListParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"genre", Place::Query, Kind::Numbers, Presence::Optional},
-    {"timestamp", Place::Query, Kind::Time, Presence::Optional},
-    {"start", Place::Query, Kind::Number, Presence::Optional},
-    {"num", Place::Query, Kind::Number, Presence::Optional, 1, 1000},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"genre", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
+    {"timestamp", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
+    {"start", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1, 1000},
 };
 constexpr ParameterRule kContentParameters[] = {
-    {"id", Place::Path, Kind::Text, Presence::Required},
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"sourceid", Place::Query, Kind::Text, Presence::Optional},
-    {"starttime", Place::Query, Kind::Time, Presence::Optional},
+    {"id", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"sourceid", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"starttime", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
 };
 constexpr ParameterRule kSeriesParameters[] = {
-    {"id", Place::Path, Kind::Text, Presence::Required},
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"sourceid", Place::Query, Kind::Text, Presence::Optional},
+    {"id", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"sourceid", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kPersonParameters[] = {
-    {"id", Place::Path, Kind::Text, Presence::Required},
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"id", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kSearchParameters[] = {
-    {"q", Place::Query, Kind::Text, Presence::Required},
-    {"exact", Place::Query, Kind::Text, Presence::Optional},
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"start", Place::Query, Kind::Number, Presence::Optional},
-    {"num", Place::Query, Kind::Number, Presence::Optional, 1, 200},
+    {"q", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"exact", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"start", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1, 200},
 };
 constexpr ParameterRule kGenreParameters[] = {
-    {"checksum", Place::Query, Kind::Text, Presence::Optional},
+    {"checksum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 
 // Viewer
 constexpr ParameterRule kFavoriteParameters[] = {
-    {"type", Place::Query, Kind::Text, Presence::Required},
-    {"id", Place::Query, Kind::Number, Presence::Required, 0, INT64_MAX},
-    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"id", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 0, INT64_MAX},
+    {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kFavoriteListParameters[] = {
-    {"type", Place::Query, Kind::Text, Presence::Required},
-    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
-    {"order", Place::Query, Kind::Text, Presence::Optional},
-    {"sort", Place::Query, Kind::Text, Presence::Optional},
-    {"start", Place::Query, Kind::Number, Presence::Optional},
-    {"num", Place::Query, Kind::Number, Presence::Optional},
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"order", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"sort", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"start", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kLikeParameters[] = {
-    {"contentid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
-    {"ttid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
-    {"personid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
-    {"sourceid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
-    {"id", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
-    {"type", Place::Query, Kind::Text, Presence::Optional},
+    {"contentid", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
+    {"ttid", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
+    {"personid", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
+    {"sourceid", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
+    {"id", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
+    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kTuneParameters[] = {
-    {"ttid", Place::Query, Kind::Number, Presence::Optional, 0, INT64_MAX},
-    {"sourceid", Place::Query, Kind::Number, Presence::Required, 0, INT64_MAX},
+    {"ttid", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
+    {"sourceid", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 0, INT64_MAX},
 };
 constexpr ParameterRule kAnonymousParameters[] = {
-    {"flag", Place::Query, Kind::Text, Presence::Required},
+    {"flag", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
 };
 
 // Line-up
 constexpr ParameterRule kHeadendParameters[] = {
-    {"zipcode", Place::Query, Kind::Text, Presence::Required},
+    {"zipcode", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
 };
 constexpr ParameterRule kPlaceParameters[] = {
-    {"type", Place::Query, Kind::Text, Presence::Required},
-    {"code", Place::Query, Kind::Text, Presence::Optional},
+    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"code", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kLineupTestParameters[] = {
-    {"headend", Place::Query, Kind::Text, Presence::Optional},
+    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kSaveHeadendParameters[] = {
-    {"headend", Place::Query, Kind::Text, Presence::Required},
-    {"device", Place::Query, Kind::Text, Presence::Optional},
+    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"device", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 
 // Recommendations
 constexpr ParameterRule kRecommendParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kPopularParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
-    {"n", Place::Query, Kind::Number, Presence::Optional, 1},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
+    {"n", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1},
 };
 constexpr ParameterRule kMissedParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"order", Place::Query, Kind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"order", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kRelatedParameters[] = {
-    {"lang", Place::Query, Kind::Text, Presence::Optional},
-    {"TTID", Place::Query, Kind::Text, Presence::Required},
-    {"imagesize", Place::Query, Kind::Number, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"TTID", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
 };
 
 constexpr Endpoint kEndpoints[] = {
@@ -240,7 +240,7 @@ bool fits(std::string_view pattern, std::string_view path, std::string_view& seg
 
 }  // namespace
 
-void Handler::operator()(Call& call, std::string& members) const
+void Handler::operator()(EndpointCall& call, std::string& members) const
 {
     if (m_text != nullptr) {
         m_text(call, members);

@@ -21,20 +21,20 @@ enum class Access : std::uint8_t {
 /// A handler of either form (EndpointHandlers.h).
 class Handler {
 public:
-    constexpr Handler(Json (*tree)(Call& call)) : m_tree(tree) {}
-    constexpr Handler(void (*text)(Call& call, std::string& members)) : m_text(text) {}
+    constexpr Handler(Json (*tree)(EndpointCall& call)) : m_tree(tree) {}
+    constexpr Handler(void (*text)(EndpointCall& call, std::string& members)) : m_text(text) {}
 
     /// Appends the members of "rsp" except "stat" as JSON, each after a comma.
-    void operator()(Call& call, std::string& members) const;
+    void operator()(EndpointCall& call, std::string& members) const;
 
 private:
-    Json (*m_tree)(Call& call) = nullptr;
-    void (*m_text)(Call& call, std::string& members) = nullptr;
+    Json (*m_tree)(EndpointCall& call) = nullptr;
+    void (*m_text)(EndpointCall& call, std::string& members) = nullptr;
 };
 
 struct Endpoint {
     const char* method;
-    std::string_view path;  // "{}" is one segment, the Place::Path parameter
+    std::string_view path;  // "{}" is one segment, the ParameterPlace::Path parameter
     Access access;
     ParameterRules parameters;
     Handler handler;

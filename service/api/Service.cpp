@@ -85,7 +85,7 @@ Reply Service::answerChecked(const Request& request)
     const std::string user =
         endpoint.access == Access::Session ? checkSession(m_settings, *lease, request, now) : std::string();
     const Arguments arguments(endpoint.parameters, request, route.segment);
-    Call call{m_settings, *lease, arguments, request, *m_schedules, now, user};
+    EndpointCall call{m_settings, *lease, arguments, request, *m_schedules, now, user};
     std::string body = R"({"rsp":{"stat":"OK")";
     endpoint.handler(call, body);
     body += "}}";

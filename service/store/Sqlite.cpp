@@ -64,7 +64,7 @@ void Connection::fail(const char* what, std::string_view sql) const
         const auto reason = m_limit->m_over ? Interrupted::Reason::Abandoned : Interrupted::Reason::TimeUp;
         throw Interrupted(message, code, reason);
     }
-    throw Error(message, code);
+    throw SqliteError(message, code);
 }
 
 void Connection::execute(const std::string& sql)
@@ -212,7 +212,7 @@ Transaction::~Transaction()
     }
     try {
         m_connection->execute("ROLLBACK");
-    } catch (const Error&) {
+    } catch (const SqliteError&) {
         // SQLite rolls back by itself after a serious fault; nothing is left to undo.
         m_connection = nullptr;
     }

@@ -17,9 +17,9 @@
 namespace corvaned::sqlite {
 
 /// A call that SQLite refused; what() names the database, SQLite's reason and the statement.
-class Error : public std::runtime_error {
+class SqliteError : public std::runtime_error {
 public:
-    Error(const std::string& what, int code) : std::runtime_error(what), m_code(code) {}
+    SqliteError(const std::string& what, int code) : std::runtime_error(what), m_code(code) {}
 
     /// SQLite's primary result code.
     int code() const { return m_code; }
@@ -29,14 +29,14 @@ private:
 };
 
 /// The connection's StatementLimit has ended a statement.
-class Interrupted : public Error {
+class Interrupted : public SqliteError {
 public:
     enum class Reason {
         TimeUp,     // the statement exceeded its time
         Abandoned,  // the result is no longer wanted
     };
 
-    Interrupted(const std::string& what, int code, Reason reason) : Error(what, code), m_reason(reason) {}
+    Interrupted(const std::string& what, int code, Reason reason) : SqliteError(what, code), m_reason(reason) {}
     Reason reason() const { return m_reason; }
 
 private:
@@ -53,7 +53,7 @@ struct Statement {
 class Connection {
 public:
     /// @param flags  SQLITE_OPEN_...
-    /// @throws Error
+    /// @throws SqliteError
     Connection(const std::string& path, int flags);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
@@ -71,7 +71,7 @@ private:
     friend class StatementLimit;
     using Idle = std::map<std::string, std::vector<Statement>, std::less<>>;
 
-    /// @throws Error, or Interrupted if the StatementLimit has ended the statement
+    /// @throws SqliteError, or Interrupted if the StatementLimit has ended the statement
     [[noreturn]] void fail(const char* what, std::string_view sql) const;
 
     Idle::iterator take(std::string_view sql, Statement& statement);

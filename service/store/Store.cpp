@@ -181,7 +181,7 @@ Store::Store(std::string path, Mode mode, Fill fill) : m_path(std::move(path))
         connection->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
         bringUpToDate(*connection, m_path, fill);
         m_idle.push_back(std::move(connection));
-    } catch (const sqlite::Error& error) {
+    } catch (const sqlite::SqliteError& error) {
         throw OperatorError(fmt::format("{}; the file and its folder must be readable and writable", error.what()));
     }
 }

@@ -18,9 +18,9 @@ std::string userOf(std::string_view device)
 
 }  // namespace
 
-Session openSession(sqlite::Connection& connection, std::string_view device, Instant now, std::int64_t lifetime)
+ViewerSession openSession(sqlite::Connection& connection, std::string_view device, Instant now, std::int64_t lifetime)
 {
-    Session session{randomHex(kKeyBytes), userOf(device), randomHex(kKeyBytes), now + lifetime};
+    ViewerSession session{randomHex(kKeyBytes), userOf(device), randomHex(kKeyBytes), now + lifetime};
     sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::Write);
     sqlite::Query(connection, "DELETE FROM session WHERE expires <= ?").bind(now).run();
     sqlite::Query(connection, "INSERT INTO session VALUES (?, ?, ?, ?)")
@@ -30,7 +30,7 @@ Session openSession(sqlite::Connection& connection, std::string_view device, Ins
     return session;
 }
 
-std::string sessionToken(const Session& session, std::string_view secret)
+std::string sessionToken(const ViewerSession& session, std::string_view secret)
 {
     const Sha1 digest = sha1(std::string(session.seedkey).append("+").append(secret));
     return session.id + "+" + session.user + "+" + hex(digest.data(), digest.size());
@@ -48,8 +48,8 @@ TokenCheck checkToken(sqlite::Connection& connection, std::string_view token, st
     if (!row.bind(token.substr(0, first), now).next()) {
         return TokenCheck::Unknown;
     }
-    const Session session{std::string(row.text("id")), std::string(row.text("user_id")),
-                          std::string(row.text("seedkey")), 0};
+    const ViewerSession session{std::string(row.text("id")), std::string(row.text("user_id")),
+                                std::string(row.text("seedkey")), 0};
     if (!sameSecret(token, sessionToken(session, secret))) {
         return TokenCheck::Wrong;
     }

@@ -11,7 +11,7 @@
 
 namespace corvaned {
 
-struct Session {
+struct ViewerSession {
     std::string id;
     std::string user;  // always the same for one device
     std::string seedkey;
@@ -28,10 +28,10 @@ enum class TokenCheck {
 
 /// Opens a session for a device and deletes those that have expired.
 /// @param lifetime  seconds until it expires
-Session openSession(sqlite::Connection& connection, std::string_view device, Instant now, std::int64_t lifetime);
+ViewerSession openSession(sqlite::Connection& connection, std::string_view device, Instant now, std::int64_t lifetime);
 
 /// The token of a session: session, user and the SHA-1 of seed key, plus sign and secret, joined by plus signs.
-std::string sessionToken(const Session& session, std::string_view secret);
+std::string sessionToken(const ViewerSession& session, std::string_view secret);
 
 /// Checks a token in constant time: the time does not reveal how much of it is right.
 /// @param user  receives the session's user if the token is good, else unchanged

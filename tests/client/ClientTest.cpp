@@ -16,9 +16,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Client : public testing::Test, public ClientOnFakeHost {};
+class ClientCalls : public testing::Test, public ClientOnFakeHost {};
 
-TEST_F(Client, GivesTheResultsOfTheCallback)
+TEST_F(ClientCalls, GivesTheResultsOfTheCallback)
 {
     auto call = client->call(&WCorvaneOAI::checkAgreement);
     static_assert(std::is_same_v<decltype(call), corvane::Call<std::tuple<std::string, std::string>>>);
@@ -28,21 +28,21 @@ TEST_F(Client, GivesTheResultsOfTheCallback)
     EXPECT_EQ(call.get(), std::make_tuple("agreed", "yes"));
 }
 
-TEST_F(Client, GivesAListForAContainer)
+TEST_F(ClientCalls, GivesAListForAContainer)
 {
     corvane::Call<std::list<WVLHeadend>> call = client->call(&WCorvaneOAI::getHeadend, std::string("1"));
     host.answer(kHeadends);
     EXPECT_EQ(call.get().size(), 2u);
 }
 
-TEST_F(Client, GivesNothingForAnAcknowledgement)
+TEST_F(ClientCalls, GivesNothingForAnAcknowledgement)
 {
     corvane::Call<void> call = client->call(&WCorvaneOAI::confirmAgreement);
     host.answer(R"({"rsp":{"stat":"OK"}})");
     EXPECT_NO_THROW(call.get());
 }
 
-TEST_F(Client, WaitsForAResultFromAnotherThread)
+TEST_F(ClientCalls, WaitsForAResultFromAnotherThread)
 {
     auto call = client->call(&WCorvaneOAI::checkAgreement);
     std::thread executor([this] { host.answer(kAgreement); });
@@ -50,7 +50,7 @@ TEST_F(Client, WaitsForAResultFromAnotherThread)
     executor.join();
 }
 
-TEST_F(Client, ReportsRefusals)
+TEST_F(ClientCalls, ReportsRefusals)
 {
     host.addRequestResult = -3;
     auto call = client->call(&WCorvaneOAI::checkAgreement);
@@ -59,7 +59,7 @@ TEST_F(Client, ReportsRefusals)
     EXPECT_EQ(call.cancel(), status::kNotFound);
 }
 
-TEST_F(Client, ReportsFailuresInWords)
+TEST_F(ClientCalls, ReportsFailuresInWords)
 {
     auto call = client->call(&WCorvaneOAI::checkAgreement);
     host.answer("not JSON");
@@ -72,7 +72,7 @@ TEST_F(Client, ReportsFailuresInWords)
     }
 }
 
-TEST_F(Client, CancelsTheRequest)
+TEST_F(ClientCalls, CancelsTheRequest)
 {
     auto call = callSchedule(*client);
     EXPECT_EQ(call.cancel(), status::kCancelled);
@@ -83,7 +83,7 @@ TEST_F(Client, CancelsTheRequest)
     EXPECT_EQ(call.cancel(), status::kNotFound);
 }
 
-TEST_F(Client, SaysThatAnOperationCannotBeCancelled)
+TEST_F(ClientCalls, SaysThatAnOperationCannotBeCancelled)
 {
     auto call = client->call(&WCorvaneOAI::checkAgreement);
     EXPECT_EQ(call.cancel(), status::kNotCancellable);
@@ -91,7 +91,7 @@ TEST_F(Client, SaysThatAnOperationCannotBeCancelled)
     EXPECT_EQ(statusOf(call), 0);
 }
 
-TEST_F(Client, EndsOutstandingCallsWhenItIsDestroyed)
+TEST_F(ClientCalls, EndsOutstandingCallsWhenItIsDestroyed)
 {
     auto first = client->call(&WCorvaneOAI::checkAgreement);
     auto second = client->call(&WCorvaneOAI::getHeadend, std::string("1"));
@@ -101,13 +101,13 @@ TEST_F(Client, EndsOutstandingCallsWhenItIsDestroyed)
     EXPECT_EQ(first.cancel(), status::kNotFound);
 }
 
-TEST_F(Client, ACallMayBeDroppedBeforeItEnds)
+TEST_F(ClientCalls, ACallMayBeDroppedBeforeItEnds)
 {
     static_cast<void>(client->call(&WCorvaneOAI::checkAgreement));
     host.answer(kAgreement);
 }
 
-TEST_F(Client, GivesFutures)
+TEST_F(ClientCalls, GivesFutures)
 {
     std::future<std::tuple<std::string, std::string>> late = client->call(&WCorvaneOAI::checkAgreement).future();
     EXPECT_EQ(late.wait_for(0ms), std::future_status::timeout);
@@ -119,7 +119,7 @@ TEST_F(Client, GivesFutures)
     EXPECT_THROW(refused.get(), corvane::Error);
 }
 
-TEST_F(Client, DownloadsWithThePathAsResult)
+TEST_F(ClientCalls, DownloadsWithThePathAsResult)
 {
     std::string folder = testing::TempDir();
     folder.pop_back();

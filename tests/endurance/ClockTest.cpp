@@ -123,7 +123,7 @@ TEST_F(JumpingClock, IsSeenByThisProgram)
 TEST_F(JumpingClock, ChangesNoTimeout)
 {
     // Reads requests and never answers.
-    const host::RawServer server([](host::RawServer::Connection& connection) {
+    const host::RawServer server([](host::RawServer::RawConnection& connection) {
         while (connection.readRequest()) {
         }
     });
@@ -163,7 +163,7 @@ TEST_F(JumpingClock, ChangesNoTimeout)
 TEST_F(JumpingClock, LeavesWaitingRequestsRight)
 {
     std::atomic<bool> jumped{false};
-    const host::RawServer server([&](host::RawServer::Connection& connection) {
+    const host::RawServer server([&](host::RawServer::RawConnection& connection) {
         while (connection.readRequest()) {
             support::eventually([&] { return jumped.load(); });
             connection.answer(

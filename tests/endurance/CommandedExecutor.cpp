@@ -108,14 +108,14 @@ std::size_t CommandedExecutor::pendingCount()
     return m_pending.size();
 }
 
-void CommandedExecutor::complete(HttpRequest* request, const Outcome& outcome)
+void CommandedExecutor::complete(HttpRequest* request, const ExchangeOutcome& outcome)
 {
     if (!completeIfPending(request, outcome)) {
         ADD_FAILURE() << "the request is not pending";
     }
 }
 
-bool CommandedExecutor::completeIfPending(HttpRequest* request, const Outcome& outcome)
+bool CommandedExecutor::completeIfPending(HttpRequest* request, const ExchangeOutcome& outcome)
 {
     Lock lock(m_lock);
     if (m_pending.count(request) == 0) {
@@ -138,7 +138,7 @@ bool CommandedExecutor::isCompleting() const
                        [&](const auto& running) { return running.first == self; });
 }
 
-void CommandedExecutor::run(Lock& lock, HttpRequest* request, const Outcome* outcome)
+void CommandedExecutor::run(Lock& lock, HttpRequest* request, const ExchangeOutcome* outcome)
 {
     const auto found = m_pending.find(request);
     Pending pending = std::move(found->second);
@@ -152,7 +152,7 @@ void CommandedExecutor::run(Lock& lock, HttpRequest* request, const Outcome* out
     }
     lock.unlock();
 
-    Outcome& end = pending.plan.outcome;
+    ExchangeOutcome& end = pending.plan.outcome;
     if (!pending.plan.fixedAtOnce && request->isCancelled()) {
         end = {session::kCancelled, 0, {}};
     }

@@ -19,7 +19,7 @@
 namespace W::test {
 
 /// How an exchange ends.
-struct Outcome {
+struct ExchangeOutcome {
     SESSION_STATUS status = session::kCompleted;
     HTTP_RESPONSE_CODE code = 200;
     std::string body;
@@ -37,7 +37,7 @@ struct Plan {
     int refusal = 0;  ///< negative: what addRequest() returns
     Moment moment = Moment::Soon;
     bool fixedAtOnce = false;  ///< its outcome is fixed now: a later setCancel() has no effect
-    Outcome outcome;
+    ExchangeOutcome outcome;
     std::atomic<bool>* responded = nullptr;  ///< set before its completion runs
 };
 
@@ -62,9 +62,9 @@ public:
     HttpRequest* last();
     std::size_t pendingCount();
     /// Completes a pending request on this thread; with 600 if it was cancelled.
-    void complete(HttpRequest* request, const Outcome& outcome);
+    void complete(HttpRequest* request, const ExchangeOutcome& outcome);
     /// The same for a request that a flush may have completed. @return false if it was no longer pending
-    bool completeIfPending(HttpRequest* request, const Outcome& outcome);
+    bool completeIfPending(HttpRequest* request, const ExchangeOutcome& outcome);
     /// Waits until nothing is pending and no completion runs. For executors with threads.
     void waitUntilIdle();
 
@@ -81,7 +81,7 @@ private:
     void work();
     HttpRequest* chooseNext();
     /// Runs the completion of a pending request. @param outcome  null for the outcome of its plan
-    void run(Lock& lock, HttpRequest* request, const Outcome* outcome);
+    void run(Lock& lock, HttpRequest* request, const ExchangeOutcome* outcome);
     bool isCompleting() const;
 
     Planner m_planner;

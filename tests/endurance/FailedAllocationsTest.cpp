@@ -123,14 +123,14 @@ private:
 };
 
 /// Ends of an exchange that the plug-in handles differently.
-struct End {
+struct ExchangeEnd {
     const char* name;
     SESSION_STATUS status;
     const char* body;  ///< null for the operation's good reply
     bool cancelled;
 };
 
-constexpr End kEnds[] = {
+constexpr ExchangeEnd kEnds[] = {
     {"a good reply", session::kCompleted, nullptr, false},
     {"the service's error", session::kCompleted,
      R"({"rsp":{"stat":"FAIL","err":{"code":"101","msg":"no such thing"}}})", false},
@@ -177,7 +177,7 @@ constexpr int statusOfException(unsigned int key)
 }
 
 /// The result of one request.
-struct Life {
+struct RequestLife {
     int returned = 12345;
     int calls = 0;
     int status = 12345;
@@ -190,10 +190,10 @@ struct FailedAllocationsOfOperations : FailedAllocations {
         setClock(object);
     }
 
-    Life live(unsigned int key, const End& end, FailingAllocations& failing)
+    RequestLife live(unsigned int key, const ExchangeEnd& end, FailingAllocations& failing)
     {
         Counter counter;
-        Life life;
+        RequestLife life;
         {
             const WatchedThread watched(failing);
             life.returned = callOf(key).call(object, counter);
@@ -218,11 +218,11 @@ struct FailedAllocationsOfOperations : FailedAllocations {
     }
 
     /// Makes one allocation fail, or also later ones.
-    void inject(unsigned int key, const End& end, const Life& good, Which which, long number)
+    void inject(unsigned int key, const ExchangeEnd& end, const RequestLife& good, Which which, long number)
     {
         SCOPED_TRACE(std::string(vorel::operation(key).name) + ", " + end.name + ", allocation " +
                      std::to_string(number) + wordsOf(which));
-        Life life;
+        RequestLife life;
         // A cache may grow once; a leak occurs each time.
         long lost = knownLosses(key) + 1;
         for (int attempt = 0; lost > knownLosses(key) && attempt < 3; ++attempt) {
@@ -250,7 +250,7 @@ struct FailedAllocationsOfOperations : FailedAllocations {
         EXPECT_EQ(object.service()->requestCount(), 0u);
         EXPECT_EQ(object.service()->argsCount(), 0u);
         FailingAllocations none(Which::None, 0);
-        const Life next = live(key, end, none);
+        const RequestLife next = live(key, end, none);
         EXPECT_EQ(next.calls, 1);
         EXPECT_EQ(next.status, good.status);
         // A failed getLocalTime() or getAuthSeedkey() has not set them.
@@ -268,11 +268,11 @@ struct FailedAllocationsOfOperations : FailedAllocations {
 TEST_F(FailedAllocationsOfOperations, EachIsARefusalOrACallback)
 {
     for (const vorel::Operation& operation : vorel::kOperations) {
-        for (const End& end : kEnds) {
+        for (const ExchangeEnd& end : kEnds) {
             FailingAllocations none(Which::None, 0);
             live(operation.key, end, none);  // fills caches
             FailingAllocations counting(Which::None, 0);
-            const Life good = live(operation.key, end, counting);
+            const RequestLife good = live(operation.key, end, counting);
             ASSERT_EQ(good.calls, 1) << operation.name;
             openSession(object);
             setClock(object);
@@ -457,7 +457,7 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
     }
 
     /// @return false when the request was lost
-    bool live(WVorelOAI& object, FailingAllocations& failing, Life& life)
+    bool live(WVorelOAI& object, FailingAllocations& failing, RequestLife& life)
     {
         // Outlives a callback that may still come if the request is lost.
         auto* const wireCall = new WireCall;
@@ -505,7 +505,7 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
             openSession(object);
             setClock(object);
             FailingAllocations failing(which, number);
-            Life life;
+            RequestLife life;
             fine = live(object, failing, life);
             seen = failing.seen();
             injections += failing.failed() > 0 ? 1 : 0;
@@ -519,7 +519,7 @@ struct FailedAllocationsOnTheWire : FailedAllocations {
                 ++refusals[life.returned];
             }
             FailingAllocations none(Which::None, 0);
-            Life next;
+            RequestLife next;
             fine = fine && live(object, none, next);
             EXPECT_EQ(next.returned, 0);
             EXPECT_EQ(next.status, good) << "the next request does not work";

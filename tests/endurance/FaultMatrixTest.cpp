@@ -200,7 +200,7 @@ struct NetworkFaults : testing::Test {
     void introduce()
     {
         unsigned int current = 0;
-        const host::RawServer server([&](host::RawServer::Connection& connection) {
+        const host::RawServer server([&](host::RawServer::RawConnection& connection) {
             while (const auto request = connection.readRequest()) {
                 ground.service.learn(*request, current);
                 connection.answer(GoodService::bodyFor(current));

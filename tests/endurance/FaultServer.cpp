@@ -23,7 +23,7 @@ namespace W::test {
 namespace {
 
 using host::RawServer;
-using Connection = RawServer::Connection;
+using Connection = RawServer::RawConnection;
 
 std::string lineOf(const std::string& request)
 {

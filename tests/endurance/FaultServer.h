@@ -70,7 +70,7 @@ FaultServerPointer fullQueue(const GoodService& service);
 FaultServerPointer blackHole(const GoodService& service);
 
 /// A fault during the TLS handshake. @return whether it has happened
-using TlsHarm = std::function<bool(host::RawServer::Connection& connection)>;
+using TlsHarm = std::function<bool(host::RawServer::RawConnection& connection)>;
 
 /// A TLS server. Served: connections on which the fault has happened.
 /// @param healthy  its identity after healing; must outlive it
@@ -81,10 +81,10 @@ FaultServerPointer badTls(const GoodService& service, const host::TlsIdentity& h
 /// @param alert     0 if the client ends the handshake without one, before it sends a request
 TlsHarm certificate(const host::TlsIdentity& identity, int alert);
 /// The connection ends after the client's first message.
-bool cutHandshake(host::RawServer::Connection& connection);
+bool cutHandshake(host::RawServer::RawConnection& connection);
 
 struct Meeting {
-    host::RawServer::Connection& connection;
+    host::RawServer::RawConnection& connection;
     const std::string& request;
     const std::string& good;  ///< body of the good reply
 };

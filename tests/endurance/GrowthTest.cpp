@@ -149,7 +149,7 @@ struct GrowthOfThePlugin : Growth {
     }
     void complete(const InFlight& flight)
     {
-        Outcome outcome{session::kCompleted, 200, goodReply(flight.key)};
+        ExchangeOutcome outcome{session::kCompleted, 200, goodReply(flight.key)};
         const std::size_t what = random.below(20);
         if (what == 0) {
             outcome.status = session::kBrokeOff;
@@ -293,7 +293,7 @@ TEST_F(GrowthOfThePlugin, ARequestAfterAMillionCostsTheSame)
 }
 
 /// Reads no bodies and keeps no requests.
-void answerHeads(host::RawServer::Connection& connection)
+void answerHeads(host::RawServer::RawConnection& connection)
 {
     for (;;) {
         connection.readHead();

@@ -184,7 +184,7 @@ struct LifePoints : ::testing::TestWithParam<vorel::Operation> {
         }
         EXPECT_EQ(returned, 0);
         std::thread delivery([&] {
-            const Outcome outcome{session::kCompleted, 200, goodReply(row.key)};
+            const ExchangeOutcome outcome{session::kCompleted, 200, goodReply(row.key)};
             const Counted counted(points);
             executor.completeIfPending(executor.last(), outcome);
         });

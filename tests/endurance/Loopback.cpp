@@ -25,7 +25,7 @@ struct Name {
 };
 
 /// Never destroyed: a look-up that hangs may outlive the test.
-struct State {
+struct LookUpState {
     std::mutex lock;
     std::condition_variable changed;
     std::map<std::string, Name> names;
@@ -33,9 +33,9 @@ struct State {
     std::size_t leaving = 0;
 };
 
-State& state()
+LookUpState& state()
 {
-    static State* const s_pState = new State;
+    static LookUpState* const s_pState = new LookUpState;
     return *s_pState;
 }
 
@@ -48,7 +48,7 @@ bool isAddress(const char* name)
 /// @return 0 or an error of getaddrinfo()
 int lookUp(const char* name)
 {
-    State& all = state();
+    LookUpState& all = state();
     std::unique_lock<std::mutex> lock(all.lock);
     const auto found = all.names.find(name);
     if (found == all.names.end()) {
@@ -73,7 +73,7 @@ bool isLoopback(const sockaddr* address)
 /// @return false if the connection would leave the machine
 bool countAttempt(const sockaddr* address)
 {
-    State& all = state();
+    LookUpState& all = state();
     const std::lock_guard<std::mutex> lock(all.lock);
     if (!isLoopback(address)) {
         ++all.leaving;
@@ -96,7 +96,7 @@ Function* next(const char* name)
 
 void setLookUp(const std::string& name, LookUp answer)
 {
-    State& all = state();
+    LookUpState& all = state();
     const std::lock_guard<std::mutex> lock(all.lock);
     all.names[name].answer = answer;
     all.changed.notify_all();
@@ -104,14 +104,14 @@ void setLookUp(const std::string& name, LookUp answer)
 
 std::size_t failedLookUps(const std::string& name)
 {
-    State& all = state();
+    LookUpState& all = state();
     const std::lock_guard<std::mutex> lock(all.lock);
     return all.names[name].failed;
 }
 
 std::size_t attemptsToConnect(int port)
 {
-    State& all = state();
+    LookUpState& all = state();
     const std::lock_guard<std::mutex> lock(all.lock);
     return all.attempts[port];
 }
@@ -134,7 +134,7 @@ std::size_t unansweredAttempts(int port)
 
 std::size_t attemptsToLeave()
 {
-    State& all = state();
+    LookUpState& all = state();
     const std::lock_guard<std::mutex> lock(all.lock);
     return all.leaving;
 }

@@ -116,7 +116,7 @@ TEST(Secrets, AreInNoLogOfPluginAndHost)
     const std::string seedKey = kSecrets.at("seed key");
     const std::string good = sessionReply(session, user, seedKey);
     // The first two replies open the session; all kinds of replies follow, and each repeats the secrets.
-    const RawServer server([&](RawServer::Connection& connection) {
+    const RawServer server([&](RawServer::RawConnection& connection) {
         while (const auto request = connection.readRequest()) {
             static std::atomic<unsigned> s_number{0};
             const unsigned number = ++s_number;
@@ -266,7 +266,7 @@ TEST(HostileService, SessionWithLineEndsInjectsNoHeader)
 TEST(HostileService, RedirectIsNotFollowed)
 {
     const RawServer other(host::answering("must not be fetched"));
-    const RawServer server([&](RawServer::Connection& connection) {
+    const RawServer server([&](RawServer::RawConnection& connection) {
         while (connection.readRequest()) {
             connection.send("HTTP/1.1 302 Found\r\nLocation: " + other.url("/x") + "\r\nContent-Length: 0\r\n\r\n");
         }

@@ -88,7 +88,7 @@ struct Shutdown : ::testing::Test {
 };
 
 /// Answers getLocalTime() and leaves all other requests without a reply.
-void answerLocalTimeOnly(host::RawServer::Connection& connection)
+void answerLocalTimeOnly(host::RawServer::RawConnection& connection)
 {
     while (const auto request = connection.readRequest()) {
         if (request->find("localtime") != std::string::npos) {

@@ -161,7 +161,7 @@ TEST(Storm, ObjectsComeAndGoWithRequestsOutstanding)
 }
 
 /// Answers by the path, in some cases badly: reset, truncated, silent.
-void serve(host::RawServer::Connection& connection, std::uint64_t start)
+void serve(host::RawServer::RawConnection& connection, std::uint64_t start)
 {
     Random random(start);
     while (const auto request = connection.readRequest()) {
@@ -191,7 +191,7 @@ void serve(host::RawServer::Connection& connection, std::uint64_t start)
 Storm::Book stormOnTheRealExecutor(Storm::Settings& settings)
 {
     const std::uint64_t start = settings.seed;
-    host::RawServer server([start](host::RawServer::Connection& connection) {
+    host::RawServer server([start](host::RawServer::RawConnection& connection) {
         serve(connection, start + static_cast<std::uint64_t>(connection.number()));
     });
     host::HttpLimits limits;

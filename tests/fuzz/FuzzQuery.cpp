@@ -84,7 +84,7 @@ private:
 };
 
 /// Reads the needed parts of a reply without building the rest.
-struct Envelope : nlohmann::json_sax<nlohmann::json> {
+struct EnvelopeReader : nlohmann::json_sax<nlohmann::json> {
     bool null() override { return true; }
     bool boolean(bool /*value*/) override { return true; }
     bool number_integer(number_integer_t /*value*/) override { return true; }
@@ -150,7 +150,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     request.origin = "http://127.0.0.1:8900";
     const corvaned::Reply reply = s_sample.answer(request);
     require(reply.code != corvaned::ServiceCode::Fault, "no fault of the service's own");
-    Envelope envelope;
+    EnvelopeReader envelope;
     require(nlohmann::json::sax_parse(reply.body, &envelope), "the reply is a JSON object");
     require(!envelope.stat.empty(), "the reply has its envelope");
     require((envelope.stat == "OK") == (reply.code == corvaned::ServiceCode::Ok), "envelope and code agree");

@@ -162,7 +162,7 @@ struct ScriptedService {
 
     RawServer::Script script() const
     {
-        return [this](RawServer::Connection& connection) {
+        return [this](RawServer::RawConnection& connection) {
             while (const auto request = connection.readRequest()) {
                 const std::string& body = bodyFor(*request);
                 connection.send(fmt::format("HTTP/1.1 {}\r\nContent-Length: {}\r\n\r\n{}", status, body.size(), body));
@@ -235,7 +235,7 @@ TEST(Guide, FailuresGiveReasonAndRemedy)
 
 TEST(Guide, GivesUpWaitingForAService)
 {
-    const RawServer server([](RawServer::Connection& connection) { connection.waitForEnd(); });
+    const RawServer server([](RawServer::RawConnection& connection) { connection.waitForEnd(); });
     const Outcome outcome = corvane("--timeout 0.2 --set base_url=" + server.url("") + " guide");
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.errors, AllOf(HasSubstr("did not answer in time"), HasSubstr("wait longer with --timeout")));

@@ -40,7 +40,7 @@ std::vector<std::string> namesIn(const std::string& directory)
 }
 
 /// Serves a body that depends on the path.
-void files(RawServer::Connection& connection)
+void files(RawServer::RawConnection& connection)
 {
     while (const auto request = connection.readRequest()) {
         const auto asked = [&](const char* path) { return request->find(path) != std::string::npos; };
@@ -217,7 +217,7 @@ private:
 /// Sends half of a file, and the rest when goOn is set.
 struct HalfServer {
     std::atomic<bool> goOn{false};
-    RawServer server{[this](RawServer::Connection& connection) {
+    RawServer server{[this](RawServer::RawConnection& connection) {
         connection.readRequest();
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 2097152\r\n\r\n" + std::string(1 << 20, 'x'));
         while (!goOn) {
@@ -293,7 +293,7 @@ TEST(Download, LargeFilesNeedNoMemory)
     std::atomic<pid_t> process{0};
     std::atomic<long> atFirst{-1};
     std::atomic<long> atMost{-1};
-    const RawServer server([&](RawServer::Connection& connection) {
+    const RawServer server([&](RawServer::RawConnection& connection) {
         connection.readRequest();
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kBlock * blocks) + "\r\n\r\n");
         while (process == 0) {

@@ -24,7 +24,7 @@ constexpr UINT64 kOurs = 7;
 constexpr UINT64 kOthers = 8;
 
 /// Reads requests and never answers.
-void silent(RawServer::Connection& connection)
+void silent(RawServer::RawConnection& connection)
 {
     while (connection.readRequest()) {
     }
@@ -179,7 +179,7 @@ TEST_F(Executor, WaitingForAnotherHandshakeIsLimitedByTheConnectTimeout)
     HttpLimits limits;
     limits.connectTimeout = 500ms;
     use(limits);
-    RawServer server([](RawServer::Connection& connection) { connection.waitForEnd(); });
+    RawServer server([](RawServer::RawConnection& connection) { connection.waitForEnd(); });
     const auto begin = Clock::now();
     for (int number = 0; number < 8; ++number) {
         start("https://127.0.0.1:" + std::to_string(server.port()));
@@ -344,7 +344,7 @@ TEST_F(Executor, FlushesEndRequestsAddedByCompletions)
 
 TEST_F(Executor, FlushesInsideCompletionsEndAllOthersBeforeTheyReturn)
 {
-    const RawServer server([](RawServer::Connection& connection) {
+    const RawServer server([](RawServer::RawConnection& connection) {
         while (const auto request = connection.readRequest()) {
             if (request->find("/quick") != std::string::npos) {
                 connection.answer("x");
@@ -411,7 +411,7 @@ TEST_F(Executor, StopEndsAllRequests)
 
 TEST_F(Executor, ManyRequestsCompleteOnceEach)
 {
-    const RawServer server([](RawServer::Connection& connection) {
+    const RawServer server([](RawServer::RawConnection& connection) {
         while (const auto request = connection.readRequest()) {
             if (request->find("/cut") != std::string::npos) {
                 return;

@@ -195,7 +195,7 @@ TEST_F(ExecutorTest, RepliesAreDecodedIfTheRequestNamesTheEncoding)
 {
     const std::string text(100'000, 'g');
     const std::string packed = gzip(text);
-    const RawServer server([&](RawServer::Connection& connection) {
+    const RawServer server([&](RawServer::RawConnection& connection) {
         while (connection.readRequest()) {
             connection.answer(packed, "Content-Encoding: gzip\r\n");
         }
@@ -215,7 +215,7 @@ TEST_F(ExecutorTest, TheCapCountsDecodedBytes)
     HttpLimits limits;
     limits.payloadCap = 1000;
     use(limits);
-    const RawServer server([&](RawServer::Connection& connection) {
+    const RawServer server([&](RawServer::RawConnection& connection) {
         while (const auto request = connection.readRequest()) {
             if (request->find("/bomb") != std::string::npos) {
                 connection.answer(gzip(std::string(1'000'000, 0)), "Content-Encoding: gzip\r\n");
@@ -237,7 +237,7 @@ TEST_F(ExecutorTest, TheCapCountsDecodedBytes)
 
 TEST_F(ExecutorTest, DownloadsWriteOnlySuccessfulReplies)
 {
-    const RawServer server([](RawServer::Connection& connection) {
+    const RawServer server([](RawServer::RawConnection& connection) {
         const std::string request = connection.readRequest().value_or("");
         if (request.find("/good") != std::string::npos) {
             connection.answer("fresh");
@@ -284,7 +284,7 @@ TEST_F(ExecutorTest, DownloadsWriteOnlySuccessfulReplies)
 
 TEST_F(ExecutorTest, RedirectsAreNotFollowedAndCookiesNotKept)
 {
-    const RawServer server([](RawServer::Connection& connection) {
+    const RawServer server([](RawServer::RawConnection& connection) {
         while (connection.readRequest()) {
             connection.send(
                 "HTTP/1.1 302 Found\r\nLocation: /elsewhere\r\nSet-Cookie: a=b\r\nContent-Length: 0\r\n\r\n");
@@ -307,7 +307,7 @@ TEST_F(ExecutorTest, FailuresHaveTheirSessionStatus)
     limits.stallTimeout = std::chrono::milliseconds(300);
     limits.totalTimeout = std::chrono::milliseconds(1500);
     use(limits);
-    const RawServer server([](RawServer::Connection& connection) {
+    const RawServer server([](RawServer::RawConnection& connection) {
         const std::string request = connection.readRequest().value_or("");
         const auto asks = [&](const char* path) { return request.find(path) != std::string::npos; };
         if (asks("/reset")) {
@@ -335,7 +335,7 @@ TEST_F(ExecutorTest, FailuresHaveTheirSessionStatus)
         const RawServer gone(answering(""));
         refusing = gone.port();
     }
-    const RawServer noTls([](RawServer::Connection& connection) {
+    const RawServer noTls([](RawServer::RawConnection& connection) {
         connection.send("HTTP/1.1 400 Bad Request\r\n\r\n");
         connection.waitForEnd();
     });
@@ -396,7 +396,7 @@ TEST_F(ExecutorTest, CertificatesAreVerified)
 
 TEST_F(ExecutorTest, CutHandshakeIsTlsFailure)
 {
-    const RawServer server([](RawServer::Connection&) {});
+    const RawServer server([](RawServer::RawConnection&) {});
     Exchange exchange(HTTP_GET, "https" + server.url("/").substr(4));
     EXPECT_EQ(run(exchange), session::kTlsFailed);
 }

@@ -85,7 +85,7 @@ protected:
 /// Sends a part of a file, and then waits for the end of the connection.
 RawServer::Script partOf(std::size_t bytes)
 {
-    return [bytes](RawServer::Connection& connection) {
+    return [bytes](RawServer::RawConnection& connection) {
         connection.readRequest();
         if (bytes > 0) {
             connection.send(kHead + std::string(bytes, 'x'));
@@ -139,7 +139,7 @@ TEST_F(Files, EmptyRepliesGiveEmptyFiles)
 
 TEST_F(Files, NotFoundChangesNoFile)
 {
-    const RawServer server([](RawServer::Connection& connection) {
+    const RawServer server([](RawServer::RawConnection& connection) {
         while (connection.readRequest()) {
             connection.send("HTTP/1.1 404 Not Found\r\nContent-Length: 5\r\n\r\nerror");
         }
@@ -153,7 +153,7 @@ TEST_F(Files, NotFoundChangesNoFile)
 
 TEST_F(Files, BrokenTransfersKeepThePartAndReportFailure)
 {
-    const RawServer server([](RawServer::Connection& connection) {
+    const RawServer server([](RawServer::RawConnection& connection) {
         connection.readRequest();
         connection.send(kHead + "part");
     });
@@ -175,7 +175,7 @@ TEST_F(Files, UnwritableTargetsDifferFromUnreadableFiles)
 TEST_F(Files, ReportsADirectoryRemovedBeforeTheFirstByte)
 {
     std::atomic<bool> gone{false};
-    const RawServer server([&](RawServer::Connection& connection) {
+    const RawServer server([&](RawServer::RawConnection& connection) {
         connection.readRequest();
         support::eventually([&] { return gone.load(); });
         connection.answer("body");
@@ -192,7 +192,7 @@ TEST_F(Files, ReportsADirectoryRemovedBeforeTheFirstByte)
 TEST_F(Files, ReportsADirectoryRemovedMidway)
 {
     std::atomic<bool> gone{false};
-    const RawServer server([&](RawServer::Connection& connection) {
+    const RawServer server([&](RawServer::RawConnection& connection) {
         connection.readRequest();
         connection.send(kHead + std::string(1'000'000, 'x'));
         support::eventually([&] { return gone.load(); });
@@ -250,7 +250,7 @@ public:
     std::atomic<bool> started{false};
     std::atomic<bool> goOn{false};
     std::atomic<bool> onlyOld{true};
-    RawServer server{[this](RawServer::Connection& connection) {
+    RawServer server{[this](RawServer::RawConnection& connection) {
         connection.readHead();
         started = true;
         support::eventually([this] { return goOn.load(); });

@@ -31,7 +31,7 @@ TEST_F(HostileListing, ControlCharactersCostTheProgrammeOrTheListing)
         using Lines = std::vector<std::string>;
         const Lines none;
         const auto refused = [&](const std::string& text) {
-            const Outcome outcome = importText(text);
+            const ImportOutcome outcome = importText(text);
             EXPECT_THAT(outcome.refusal, StartsWith(code == 0 ? nul : "listing:2: not well-formed: "));
             EXPECT_TRUE(outcome.asBefore);
         };
@@ -71,7 +71,7 @@ TEST_F(HostileListing, BytesThatAreNotUtf8CostTheProgramme)
     const auto listing = [](const std::string& record) {
         return "<?xml version='1.0' encoding='UTF-8'?><tv>\n" + record + "\n" + kGood + "</tv>";
     };
-    const auto expectCost = [](const Outcome& outcome) {
+    const auto expectCost = [](const ImportOutcome& outcome) {
         EXPECT_EQ(outcome.refusal, "");
         EXPECT_THAT(outcome.titles, ElementsAre("Good"));
         EXPECT_THAT(outcome.warnings, ElementsAre(StartsWith("listing:2: skipped: ")));
@@ -82,7 +82,7 @@ TEST_F(HostileListing, BytesThatAreNotUtf8CostTheProgramme)
         expectCost(importText(listing(programme("<title>a" + bytes + "b</title>"))));
         expectCost(importText(listing(programme("<title>" + bytes + "</title>"))));
         renew();
-        const Outcome inTag =
+        const ImportOutcome inTag =
             importText(listing("<programme start='20261120180000' channel='" + bytes + "'></programme>"));
         if (std::string(row.inTag).empty()) {
             expectCost(inTag);
@@ -107,7 +107,7 @@ TEST_F(HostileListing, CutOffAtAnyByteItIsRefused)
     const auto cut = [&](const std::string& text, const std::string& message) {
         for (std::size_t size = 0; size < text.size(); ++size) {
             SCOPED_TRACE(size);
-            const Outcome outcome = importText(text.substr(0, size));
+            const ImportOutcome outcome = importText(text.substr(0, size));
             EXPECT_THAT(outcome.refusal,
                         testing::AnyOf(testing::MatchesRegex("listing:[0-9]+: .+"), EndsWith(message)));
             EXPECT_TRUE(outcome.asBefore);
@@ -122,7 +122,7 @@ TEST_F(HostileListing, CutOffAtAnyByteItIsRefused)
     cut(test::xzPacked(plain), "listing: the xz data is cut off; download the file again");
     fmt::print("figure: listings cut off: {} refused\n", refused);
     EXPECT_GT(refused, 1000);
-    const Outcome whole = importText(plain);
+    const ImportOutcome whole = importText(plain);
     EXPECT_EQ(whole.refusal, "");
     EXPECT_THAT(whole.titles, ElementsAre("F\u00e4hre", "Good"));
 }
@@ -233,7 +233,7 @@ TEST_F(HostileListing, NothingThatItPointsToIsOpened)
             test::writeFile(base + "/listing.xml",
                             put(row.prologue) + "<tv>" + programme(put(row.inner)) + kGood + "</tv>");
             opened();
-            const Outcome outcome = import([&] { return openFile(base + "/listing.xml"); });
+            const ImportOutcome outcome = import([&] { return openFile(base + "/listing.xml"); });
             EXPECT_THAT(opened(), ElementsAre("listing.xml"));
             EXPECT_EQ(listener.connections(), 0);
             EXPECT_EQ(outcome.refusal, row.refusal);

@@ -16,15 +16,15 @@
 
 namespace {
 
-enum class Operation {
+enum class DiskOperation {
     Write,
     Sync,
 };
 
-struct Fault {
+struct ChosenFault {
     char kind[8] = "";
     long number = 0;
-    Fault()
+    ChosenFault()
     {
         const char* const text = std::getenv("CORVANE_DISK_FAULT");
         if (text != nullptr) {
@@ -65,15 +65,15 @@ void logSync(int descriptor)
 }
 
 /// @return true if the call has to fail with errno
-bool fails(Operation operation, int descriptor)
+bool fails(DiskOperation operation, int descriptor)
 {
-    static const Fault kFault;
+    static const ChosenFault kFault;
     static std::atomic<long> s_writes{0};
     static std::atomic<long> s_syncs{0};
     if (kFault.number == 0 || !isDatabase(descriptor)) {
         return false;
     }
-    if (operation == Operation::Sync) {
+    if (operation == DiskOperation::Sync) {
         errno = EIO;
         return kFault.is("sync") && ++s_syncs >= kFault.number;
     }
@@ -98,33 +98,33 @@ extern "C" {
 ssize_t write(int descriptor, const void* bytes, size_t size)
 {
     static const auto next = original<decltype(&write)>("write");
-    return fails(Operation::Write, descriptor) ? -1 : next(descriptor, bytes, size);
+    return fails(DiskOperation::Write, descriptor) ? -1 : next(descriptor, bytes, size);
 }
 
 ssize_t pwrite64(int descriptor, const void* bytes, size_t size, off64_t offset)
 {
     static const auto next = original<decltype(&pwrite64)>("pwrite64");
-    return fails(Operation::Write, descriptor) ? -1 : next(descriptor, bytes, size, offset);
+    return fails(DiskOperation::Write, descriptor) ? -1 : next(descriptor, bytes, size, offset);
 }
 
 int ftruncate64(int descriptor, off64_t length) noexcept
 {
     static const auto next = original<decltype(&ftruncate64)>("ftruncate64");
-    return fails(Operation::Write, descriptor) ? -1 : next(descriptor, length);
+    return fails(DiskOperation::Write, descriptor) ? -1 : next(descriptor, length);
 }
 
 int fsync(int descriptor)
 {
     static const auto next = original<decltype(&fsync)>("fsync");
     logSync(descriptor);
-    return fails(Operation::Sync, descriptor) ? -1 : next(descriptor);
+    return fails(DiskOperation::Sync, descriptor) ? -1 : next(descriptor);
 }
 
 int fdatasync(int descriptor)
 {
     static const auto next = original<decltype(&fdatasync)>("fdatasync");
     logSync(descriptor);
-    return fails(Operation::Sync, descriptor) ? -1 : next(descriptor);
+    return fails(DiskOperation::Sync, descriptor) ? -1 : next(descriptor);
 }
 
 }  // extern "C"

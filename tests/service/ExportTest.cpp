@@ -54,12 +54,12 @@ void expectSameGuide(Store& store, const std::string& what)
     EXPECT_TRUE(guideOf(copy.store) == guide) << what;
 }
 
-struct ListingRow {
+struct ExportRow {
     const char* what;
     const char* listing;
 };
 
-constexpr ListingRow kListings[] = {
+constexpr ExportRow kListings[] = {
     {"numbers of the listing and numbers given", R"(<tv>
         <channel id="late"><display-name>Late</display-name></channel>
         <channel id="ten"><display-name>Ten</display-name><lcn>10</lcn></channel>
@@ -98,7 +98,7 @@ constexpr ListingRow kListings[] = {
 
 TEST(Export, ImportedAgainGivesTheSameGuide)
 {
-    for (const ListingRow& row : kListings) {
+    for (const ExportRow& row : kListings) {
         TestStore store;
         test::importText(store.store, row.listing);
         expectSameGuide(store.store, row.what);

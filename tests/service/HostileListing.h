@@ -23,7 +23,7 @@ inline std::string programme(const std::string& inner, const std::string& start 
 inline const std::string kGood = programme("<title>Good</title>", "20261120190000");
 
 /// The outcome of an import.
-struct Outcome {
+struct ImportOutcome {
     std::string refusal;  // "" if it was accepted
     std::vector<std::string> warnings;
     std::vector<std::string> titles;
@@ -43,9 +43,9 @@ protected:
         m_before = test::wholeGuide(m_database->store);
     }
 
-    Outcome import(const std::function<std::unique_ptr<ByteSource>()>& open)
+    ImportOutcome import(const std::function<std::unique_ptr<ByteSource>()>& open)
     {
-        Outcome outcome;
+        ImportOutcome outcome;
         ImportOptions options;
         options.warn = [&](const std::string& line) { outcome.warnings.push_back(line); };
         try {
@@ -58,14 +58,14 @@ protected:
         return outcome;
     }
 
-    Outcome importText(const std::string& text)
+    ImportOutcome importText(const std::string& text)
     {
         return import([&] { return openMemory(text, "listing"); });
     }
 
     /// Expects a refusal with that message and an unchanged guide; if the message is empty, a guide with exactly these
     /// titles, and these warnings.
-    void expect(const Outcome& outcome, const std::string& refusal, const std::vector<std::string>& warnings = {},
+    void expect(const ImportOutcome& outcome, const std::string& refusal, const std::vector<std::string>& warnings = {},
                 const std::vector<std::string>& titles = {"Good"})
     {
         EXPECT_THAT(outcome.refusal,

@@ -166,7 +166,7 @@ TEST_F(HostileListing, AFloodOfAnythingIsRefusedOrCostsItsProgramme)
         SCOPED_TRACE(row.what);
         forgetPeak();
         const long before = peak();
-        const Outcome outcome = import([&] {
+        const ImportOutcome outcome = import([&] {
             return std::make_unique<PiecewiseSource>("<tv>\n" + row.begin, row.piece, kHuge,
                                                      row.end + kGood + "</tv>\n");
         });

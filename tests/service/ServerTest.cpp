@@ -86,7 +86,7 @@ protected:
     Headers sessionHeaders(const std::string& secret = kSecret)
     {
         const Json session = rsp("auth/seedkey", {{"AppKey", "k"}, {"DUID", "tv-1"}}).at("session");
-        const Session held{session.at("id"), session.at("user").at("id"), session.at("seedkey"), 0};
+        const ViewerSession held{session.at("id"), session.at("user").at("id"), session.at("seedkey"), 0};
         return {{"AppKey", "k"}, {"Token", sessionToken(held, secret)}};
     }
 

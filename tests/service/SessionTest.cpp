@@ -24,9 +24,9 @@ TEST(Session, UserFollowsTheDeviceAndNothingElseRepeats)
 {
     test::TestStore db;
     const Store::Lease lease = db.store.lease();
-    const Session first = openSession(*lease, "device", kNow, 60);
-    const Session second = openSession(*lease, "device", kNow + 1, 60);
-    const Session other = openSession(*lease, "another", kNow, 60);
+    const ViewerSession first = openSession(*lease, "device", kNow, 60);
+    const ViewerSession second = openSession(*lease, "device", kNow + 1, 60);
+    const ViewerSession other = openSession(*lease, "another", kNow, 60);
     EXPECT_EQ(first.user, second.user);
     EXPECT_NE(first.user, other.user);
     EXPECT_EQ(
@@ -40,8 +40,8 @@ TEST(Session, EachPartOfTheTokenIsChecked)
 {
     test::TestStore db;
     const Store::Lease lease = db.store.lease();
-    const Session session = openSession(*lease, "device", kNow, 3600);
-    const Session other = openSession(*lease, "another", kNow, 3600);
+    const ViewerSession session = openSession(*lease, "device", kNow, 3600);
+    const ViewerSession other = openSession(*lease, "another", kNow, 3600);
     const std::string good = sessionToken(session, "secret");
     const std::string zeros(40, '0');
     std::string upper = good;
@@ -81,7 +81,7 @@ TEST(Session, EachPartOfTheTokenIsChecked)
 TEST(Session, OutlastsTheProcessUntilItExpires)
 {
     TemporaryDatabase file;
-    Session session;
+    ViewerSession session;
     {
         Store store(file.path(), Store::Mode::Create);
         session = openSession(*store.lease(), "device", kNow, 3600);

@@ -15,7 +15,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-struct ListingRow {
+struct SharedListing {
     const char* file;
     std::int64_t channels;    // declared
     std::int64_t programmes;  // usable, including repeated ones
@@ -24,7 +24,7 @@ struct ListingRow {
     const char* refusal;  // part of the message; null if the listing is imported
 };
 
-constexpr ListingRow kListings[] = {
+constexpr SharedListing kListings[] = {
     {"encodings/de-en-iso-8859-15.xml", 2, 87, 0, 0, nullptr},
     {"encodings/multilanguage-utf-16le-bom.xml", 1, 2, 0, 0, nullptr},
     {"encodings/ru-windows-1251.xml.gz", 14, 516, 0, 0, nullptr},
@@ -98,7 +98,7 @@ TEST(SharedListings, EveryFileIsImportedWholeOrRefusedWhole)
         GTEST_SKIP() << "the folder of real listings is absent; set CORVANE_TEST_DATA";
     }
     std::set<std::string> pinned;
-    for (const ListingRow& row : kListings) {
+    for (const SharedListing& row : kListings) {
         pinned.insert(row.file);
         const std::string path = folder + "/" + row.file;
         test::TestStore db;

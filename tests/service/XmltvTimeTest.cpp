@@ -5,14 +5,14 @@
 namespace corvaned {
 namespace {
 
-struct Row {
+struct TimeRow {
     const char* text;
     const char* expected;  // UTC; "" if it is refused
 };
 
 TEST(XmltvTime, ReadsEveryFormOfTheFormat)
 {
-    const Row rows[] = {
+    const TimeRow rows[] = {
         {"20261121013000", "2026-11-21T01:30:00Z"},
         {"20261121013000 +0000", "2026-11-21T01:30:00Z"},
         {"20261121013000 +0900", "2026-11-20T16:30:00Z"},
@@ -57,7 +57,7 @@ TEST(XmltvTime, ReadsEveryFormOfTheFormat)
         {"20261121013000 0900", ""},
         {"2026-11-21T01:30:00Z", ""},
     };
-    for (const Row& row : rows) {
+    for (const TimeRow& row : rows) {
         std::string problem;
         const std::optional<Instant> instant = parseXmltvTime(row.text, problem);
         EXPECT_EQ(instant ? formatUtc(*instant) : "", row.expected) << row.text;

@@ -16,7 +16,7 @@ class Arguments;
 class ReadySchedules;
 
 /// One request while a handler answers it.
-struct Call {
+struct EndpointCall {
     const ServiceSettings& settings;
     sqlite::Connection& connection;
     const Arguments& arguments;
@@ -27,61 +27,61 @@ struct Call {
 };
 
 // EndpointsConfig.cpp
-Json answerSeedkey(Call& call);
-Json answerLocaltime(Call& call);
-Json answerServer(Call& call);
-Json answerConfLog(Call& call);
-Json answerCertRule(Call& call);
-Json answerUploadCheck(Call& call);
-Json answerUpload(Call& call);
-Json answerLastUpload(Call& call);
-Json answerReset(Call& call);
+Json answerSeedkey(EndpointCall& call);
+Json answerLocaltime(EndpointCall& call);
+Json answerServer(EndpointCall& call);
+Json answerConfLog(EndpointCall& call);
+Json answerCertRule(EndpointCall& call);
+Json answerUploadCheck(EndpointCall& call);
+Json answerUpload(EndpointCall& call);
+Json answerLastUpload(EndpointCall& call);
+Json answerReset(EndpointCall& call);
 
 // EndpointsGuide.cpp
-Json answerGallery(Call& call);
-void answerSchedule(Call& call, std::string& members);
-Json answerOnAir(Call& call);
-Json answerFocusChannel(Call& call);
-Json answerToday(Call& call);
-Json answerTodayFile(Call& call);
+Json answerGallery(EndpointCall& call);
+void answerSchedule(EndpointCall& call, std::string& members);
+Json answerOnAir(EndpointCall& call);
+Json answerFocusChannel(EndpointCall& call);
+Json answerToday(EndpointCall& call);
+Json answerTodayFile(EndpointCall& call);
 
 // EndpointsBrowse.cpp
-Json answerGuide(Call& call);
-Json answerContentList(Call& call);
-Json answerContent(Call& call);
-Json answerSeries(Call& call);
-Json answerPerson(Call& call);
-Json answerSearch(Call& call);
-Json answerGenre(Call& call);
+Json answerGuide(EndpointCall& call);
+Json answerContentList(EndpointCall& call);
+Json answerContent(EndpointCall& call);
+Json answerSeries(EndpointCall& call);
+Json answerPerson(EndpointCall& call);
+Json answerSearch(EndpointCall& call);
+Json answerGenre(EndpointCall& call);
 
 // EndpointsViewer.cpp
-Json answerSetFavorite(Call& call);
-Json answerDeleteFavorite(Call& call);
-Json answerFavorite(Call& call);
-Json answerFavoriteList(Call& call);
-Json answerSendLike(Call& call);
-Json answerLikes(Call& call);
-Json answerTuneHistory(Call& call);
-Json answerCheckAgreement(Call& call);
-Json answerConfirmAgreement(Call& call);
-Json answerRevokeAgreement(Call& call);
-Json answerAnonymousAgreement(Call& call);
+Json answerSetFavorite(EndpointCall& call);
+Json answerDeleteFavorite(EndpointCall& call);
+Json answerFavorite(EndpointCall& call);
+Json answerFavoriteList(EndpointCall& call);
+Json answerSendLike(EndpointCall& call);
+Json answerLikes(EndpointCall& call);
+Json answerTuneHistory(EndpointCall& call);
+Json answerCheckAgreement(EndpointCall& call);
+Json answerConfirmAgreement(EndpointCall& call);
+Json answerRevokeAgreement(EndpointCall& call);
+Json answerAnonymousAgreement(EndpointCall& call);
 
 // EndpointsLineup.cpp
-Json answerHeadend(Call& call);
-Json answerHeadendKor(Call& call);
-Json answerHeadendBrowse(Call& call);
-Json answerLineupTest(Call& call);
-Json answerSaveHeadend(Call& call);
-Json answerLoadHeadend(Call& call);
+Json answerHeadend(EndpointCall& call);
+Json answerHeadendKor(EndpointCall& call);
+Json answerHeadendBrowse(EndpointCall& call);
+Json answerLineupTest(EndpointCall& call);
+Json answerSaveHeadend(EndpointCall& call);
+Json answerLoadHeadend(EndpointCall& call);
 
 // EndpointsRecommend.cpp
-Json answerPopularChannels(Call& call);
-Json answerSmartChannel(Call& call);
-Json answerSmartPopular(Call& call);
-Json answerMissed(Call& call);
-Json answerCandidateMissed(Call& call);
-Json answerRelated(Call& call);
-Json answerCombination(Call& call);
+Json answerPopularChannels(EndpointCall& call);
+Json answerSmartChannel(EndpointCall& call);
+Json answerSmartPopular(EndpointCall& call);
+Json answerMissed(EndpointCall& call);
+Json answerCandidateMissed(EndpointCall& call);
+Json answerRelated(EndpointCall& call);
+Json answerCombination(EndpointCall& call);
 
 }  // namespace corvaned

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::int64_t kHour = 3600;
 
-guide::Page pageOf(const Call& call, std::int64_t usual)
+guide::Page pageOf(const EndpointCall& call, std::int64_t usual)
 {
     return {call.arguments.number("start"), call.arguments.number("num", usual)};
 }
@@ -25,7 +25,7 @@ guide::Page pageOf(const Call& call, std::int64_t usual)
 }
 
 // Adds the directors, and then everybody else who takes part, with their roles.
-void addPeople(const Call& call, std::int64_t content, Json& object)
+void addPeople(const EndpointCall& call, std::int64_t content, Json& object)
 {
     Json directors = Json::array();
     Json castings = Json::array();
@@ -44,7 +44,7 @@ void addPeople(const Call& call, std::int64_t content, Json& object)
 
 }  // namespace
 
-Json answerGuide(Call& call)
+Json answerGuide(EndpointCall& call)
 {
     constexpr std::int64_t kAllChannels = 1000000;
     const Instant from = call.arguments.number("timestamp", call.now);
@@ -52,7 +52,7 @@ Json answerGuide(Call& call)
     const std::vector<std::string>& wanted = call.arguments.list("channel");
     const std::string& number = call.arguments.text("chnum");
     const guide::Page page = pageOf(call, kAllChannels);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     Json channels = Json::array();
     std::int64_t place = 0;
     guide::forEachChannel(call.connection, [&](const guide::Channel& channel) {
@@ -76,7 +76,7 @@ Json answerGuide(Call& call)
     return {{"channel", std::move(channels)}};
 }
 
-Json answerContentList(Call& call)
+Json answerContentList(EndpointCall& call)
 {
     constexpr std::int64_t kUsual = 100;
     const Instant from = call.arguments.number("timestamp", call.now);
@@ -94,11 +94,11 @@ Json answerContentList(Call& call)
     return {{"content", std::move(contents)}};
 }
 
-Json answerContent(Call& call)
+Json answerContent(EndpointCall& call)
 {
     const std::int64_t content = idOf(call.arguments.text("id")).value_or(-1);
     const std::string& lang = call.arguments.text("lang");
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     Json detail;
     const auto describe = [&](const guide::Programme& programme) {
         addParts(detail, programme,
@@ -130,9 +130,9 @@ Json answerContent(Call& call)
     return {{"content", std::move(detail)}};
 }
 
-Json answerSeries(Call& call)
+Json answerSeries(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     const std::int64_t series = guide::seriesOf(call.connection, idOf(call.arguments.text("id")).value_or(-1));
     if (series == 0) {
         refuseUnknown("series or episode");
@@ -182,9 +182,9 @@ Json answerSeries(Call& call)
     return {{"series", std::move(rsp)}};
 }
 
-Json answerPerson(Call& call)
+Json answerPerson(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     const std::optional<guide::Person> person =
         guide::findPerson(call.connection, idOf(call.arguments.text("id")).value_or(-1));
     if (!person) {
@@ -207,7 +207,7 @@ Json answerPerson(Call& call)
               {"content", std::move(contents)}}}};
 }
 
-Json answerSearch(Call& call)
+Json answerSearch(EndpointCall& call)
 {
     constexpr std::int64_t kUsual = 20;
     const std::string& exact = call.arguments.text("exact");
@@ -215,7 +215,7 @@ Json answerSearch(Call& call)
     if (const std::string problem = guide::searchProblem(call.arguments.text("q")); !problem.empty()) {
         throw Refusal(ServiceCode::BadValue, "parameter 'q' " + problem);
     }
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     const guide::Found found = guide::search(call.connection, call.arguments.text("q"),
                                              prefix ? guide::Match::Prefix : guide::Match::Exact, pageOf(call, kUsual));
     Json contents = Json::array();
@@ -236,7 +236,7 @@ Json answerSearch(Call& call)
             {"content", std::move(contents)}};
 }
 
-Json answerGenre(Call& call)
+Json answerGenre(EndpointCall& call)
 {
     const std::vector<guide::Genre> genres = guide::genres(call.connection);
     Digest digest;

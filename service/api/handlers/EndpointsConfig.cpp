@@ -30,9 +30,9 @@ void checkFilename(const std::string& name)
 }  // namespace
 
 // Each request opens a new session. The user stays the same for the same device.
-Json answerSeedkey(Call& call)
+Json answerSeedkey(EndpointCall& call)
 {
-    const Session session =
+    const ViewerSession session =
         openSession(call.connection, call.arguments.text("DUID"), call.now, call.settings.sessionLifetime);
     return {{"session",
              {{"id", session.id},
@@ -41,7 +41,7 @@ Json answerSeedkey(Call& call)
               {"expired", formatUtc(session.expires)}}}};
 }
 
-Json answerLocaltime(Call& call)
+Json answerLocaltime(EndpointCall& call)
 {
     const Zone& zone = call.settings.zone;
     return {{"date", formatUtc(call.now)},
@@ -51,13 +51,13 @@ Json answerLocaltime(Call& call)
 }
 
 // The address never changes; the expiry makes clients ask again, in case the service has moved.
-Json answerServer(Call& call)
+Json answerServer(EndpointCall& call)
 {
     return {{"url", call.request.origin}, {"expired", formatUtc(call.now + kDay)}};
 }
 
 // The service collects no logs of clients, so it gives no address, and levels at which clients log nothing.
-Json answerConfLog(Call&)
+Json answerConfLog(EndpointCall&)
 {
     Json events = Json::array();
     for (const char* name : {"tune", "search", "favorite", "like"}) {
@@ -73,7 +73,7 @@ Json answerConfLog(Call&)
 }
 
 // The rule is by age, as in most listings. It names the ratings that occur in the current guide.
-Json answerCertRule(Call& call)
+Json answerCertRule(EndpointCall& call)
 {
     std::string ratings;
     sqlite::Query rows(call.connection,
@@ -92,14 +92,14 @@ Json answerCertRule(Call& call)
               {"uptime_end", "05:00"}}}};
 }
 
-Json answerUploadCheck(Call& call)
+Json answerUploadCheck(EndpointCall& call)
 {
     constexpr std::size_t kShown = 8;
     return {{"url", call.request.origin + "/openapi/service/vorel/conf/upload"},
             {"filename", "channels-" + call.user.substr(0, kShown) + ".json"}};
 }
 
-Json answerUpload(Call& call)
+Json answerUpload(EndpointCall& call)
 {
     const std::string& filename = call.arguments.text("filename");
     checkFilename(filename);
@@ -110,7 +110,7 @@ Json answerUpload(Call& call)
     return Json::object();
 }
 
-Json answerLastUpload(Call& call)
+Json answerLastUpload(EndpointCall& call)
 {
     const std::optional<Upload> upload = findUpload(call.connection, call.user);
     if (!upload) {
@@ -124,7 +124,7 @@ Json answerLastUpload(Call& call)
 }
 
 // Without a time, resets the history up to now.
-Json answerReset(Call& call)
+Json answerReset(EndpointCall& call)
 {
     viewer::resetHistory(call.connection, call.user, call.arguments.number("timestamp", call.now));
     return Json::object();

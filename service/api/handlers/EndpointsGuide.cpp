@@ -14,7 +14,7 @@ namespace corvaned {
 namespace {
 
 // The sources asked for, each once. Unknown ids are left out, because clients keep old lists.
-std::vector<std::int64_t> askedSources(const Call& call, const char* parameter)
+std::vector<std::int64_t> askedSources(const EndpointCall& call, const char* parameter)
 {
     std::vector<std::int64_t> sources;
     std::unordered_set<std::int64_t> asked;
@@ -28,9 +28,9 @@ std::vector<std::int64_t> askedSources(const Call& call, const char* parameter)
 
 }  // namespace
 
-Json answerGallery(Call& call)
+Json answerGallery(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     const std::string checksum = guide::lineupChecksum(call.connection);
     const bool same = !checksum.empty() && call.arguments.text("checksum") == checksum;
     Json rsp = {{"checksum", {{"stat", same ? "old" : "new"}, {"code", checksum}}}};
@@ -58,11 +58,11 @@ Json answerGallery(Call& call)
     return rsp;
 }
 
-void answerSchedule(Call& call, std::string& members)
+void answerSchedule(EndpointCall& call, std::string& members)
 {
     const Instant from = call.arguments.number("starttime", call.now);
     const Instant to = from + call.arguments.number("interval") * 3600;
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     const std::string guide = guide::digest(call.connection);
     members += ",\"channel\":[";
     for (const std::int64_t source : askedSources(call, "sourceid")) {
@@ -76,10 +76,10 @@ void answerSchedule(Call& call, std::string& members)
     members += "]";
 }
 
-Json answerOnAir(Call& call)
+Json answerOnAir(EndpointCall& call)
 {
     const std::string& lang = call.arguments.text("lang");
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     Json channels = Json::array();
     const auto add = [&](std::int64_t source) {
         guide::onAir(call.connection, source, call.now, lang, [&](const guide::Programme& programme) {
@@ -101,10 +101,10 @@ Json answerOnAir(Call& call)
     return {{"channel", std::move(channels)}};
 }
 
-Json answerFocusChannel(Call& call)
+Json answerFocusChannel(EndpointCall& call)
 {
     constexpr std::int64_t kUsual = 10;
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     const std::int64_t source = idOf(call.arguments.text("sourceid")).value_or(0);
     Json rsp;
     const bool known = guide::findChannel(call.connection, source, [&](const guide::Channel& channel) {
@@ -126,9 +126,9 @@ Json answerFocusChannel(Call& call)
     return rsp;
 }
 
-Json answerToday(Call& call)
+Json answerToday(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     Json files = Json::array();
     if (!guide::lineupChecksum(call.connection).empty()) {
         for (const TodayFile& file : todayFiles(call.settings.zone, call.now, call.arguments.text("lang"))) {
@@ -141,14 +141,14 @@ Json answerToday(Call& call)
     return {{"VOREL_url", std::move(files)}};
 }
 
-Json answerTodayFile(Call& call)
+Json answerTodayFile(EndpointCall& call)
 {
     const std::optional<TodayFile> file = TodayFile::parse(call.arguments.text("file"));
     if (!file) {
         throw Refusal(ServiceCode::NotFound, "there is no such file; channel/today lists those of today");
     }
     const auto [from, to] = file->window(call.settings.zone);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     Json channels = Json::array();
     guide::forEachChannel(call.connection, [&, from = from, to = to](const guide::Channel& channel) {
         Json entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}, {"number", channel.number}};

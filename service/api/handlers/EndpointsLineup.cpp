@@ -28,7 +28,7 @@ Json headendsJson(const std::vector<lineup::Headend>& headends)
     return {{"mso", std::move(list)}};
 }
 
-Json headendsByCode(Call& call)
+Json headendsByCode(EndpointCall& call)
 {
     const std::string& code = call.arguments.text("code");
     if (code.empty()) {
@@ -37,7 +37,7 @@ Json headendsByCode(Call& call)
     return headendsJson(lineup::headendsAt(call.connection, code));
 }
 
-[[noreturn]] void refuseType(const Call& call, const char* lists)
+[[noreturn]] void refuseType(const EndpointCall& call, const char* lists)
 {
     throw Refusal(ServiceCode::BadValue, fmt::format("parameter 'type' is '{:.60}'; it must be '{}' or 'headend'",
                                                      call.arguments.text("type"), lists));
@@ -45,15 +45,15 @@ Json headendsByCode(Call& call)
 
 }  // namespace
 
-Json answerHeadend(Call& call)
+Json answerHeadend(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     return headendsJson(lineup::headendsAtPostalCode(call.connection, call.arguments.text("zipcode")));
 }
 
-Json answerHeadendKor(Call& call)
+Json answerHeadendKor(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     if (call.arguments.text("type") == "headend") {
         return headendsByCode(call);
     }
@@ -61,9 +61,9 @@ Json answerHeadendKor(Call& call)
         refuseType(call, "city");
     }
     Json states = Json::array();
-    for (const lineup::Place& state : lineup::states(call.connection)) {
+    for (const lineup::ParameterPlace& state : lineup::states(call.connection)) {
         Json cities = Json::array();
-        for (const lineup::Place& city : lineup::citiesOf(call.connection, state.code)) {
+        for (const lineup::ParameterPlace& city : lineup::citiesOf(call.connection, state.code)) {
             cities.push_back({{"code", city.code}, {"name", city.name}});
         }
         states.push_back({{"name", state.name}, {"city", std::move(cities)}});
@@ -71,9 +71,9 @@ Json answerHeadendKor(Call& call)
     return {{"state", std::move(states)}};
 }
 
-Json answerHeadendBrowse(Call& call)
+Json answerHeadendBrowse(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     if (call.arguments.text("type") == "headend") {
         return headendsByCode(call);
     }
@@ -81,15 +81,15 @@ Json answerHeadendBrowse(Call& call)
         refuseType(call, "list");
     }
     Json places = Json::array();
-    for (const lineup::Place& state : lineup::states(call.connection)) {
+    for (const lineup::ParameterPlace& state : lineup::states(call.connection)) {
         places.push_back({{"code", state.code}, {"name", state.name}});
     }
     return {{"geo_level_1", std::move(places)}};
 }
 
-Json answerLineupTest(Call& call)
+Json answerLineupTest(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     const std::string& headend = call.arguments.text("headend");
     if (!headend.empty() && !lineup::isHeadend(call.connection, headend)) {
         throw Refusal(ServiceCode::NotFound, fmt::format("there is no headend '{:.60}'", headend));
@@ -116,7 +116,7 @@ Json answerLineupTest(Call& call)
     return {{"quiz", std::move(questions)}};
 }
 
-Json answerSaveHeadend(Call& call)
+Json answerSaveHeadend(EndpointCall& call)
 {
     const lineup::Choice choice{call.arguments.text("headend"), call.arguments.text("device")};
     if (!lineup::isHeadend(call.connection, choice.headend)) {
@@ -127,7 +127,7 @@ Json answerSaveHeadend(Call& call)
 }
 
 // A user without a saved headend gets empty strings, which clients read as "not chosen yet".
-Json answerLoadHeadend(Call& call)
+Json answerLoadHeadend(EndpointCall& call)
 {
     const lineup::Choice choice = lineup::loadChoice(call.connection, call.user).value_or(lineup::Choice{});
     return {{"headend", {{"id", choice.headend}}}, {"device", {{"type", choice.device}}}};

@@ -32,7 +32,7 @@ Json channelOf(const guide::Channel& channel)
     return {{"source", std::to_string(channel.source)}, {"number", channel.number}, {"name", channel.name}};
 }
 
-Json channelGuide(Call& call, const std::vector<recommend::SlotPick>& picks)
+Json channelGuide(EndpointCall& call, const std::vector<recommend::SlotPick>& picks)
 {
     Json entries = Json::array();
     for (const recommend::SlotPick& pick : picks) {
@@ -52,7 +52,7 @@ Json channelGuide(Call& call, const std::vector<recommend::SlotPick>& picks)
     return {{"channel_guide", std::move(entries)}};
 }
 
-Json missedProgrammes(Call& call, recommend::Wish wish, recommend::MissedOrder order)
+Json missedProgrammes(EndpointCall& call, recommend::Wish wish, recommend::MissedOrder order)
 {
     Json entries = Json::array();
     for (const std::int64_t airing : recommend::missed(call.connection, call.user, call.now, wish, order)) {
@@ -68,7 +68,7 @@ Json missedProgrammes(Call& call, recommend::Wish wish, recommend::MissedOrder o
     return entries;
 }
 
-recommend::MissedOrder missedOrder(const Call& call)
+recommend::MissedOrder missedOrder(const EndpointCall& call)
 {
     constexpr struct {
         const char* text;
@@ -92,9 +92,9 @@ constexpr std::initializer_list<Part> kRelatedParts = {Part::Id,   Part::Lang,  
 
 }  // namespace
 
-Json answerPopularChannels(Call& call)
+Json answerPopularChannels(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     Json channels = Json::array();
     for (const std::int64_t source :
          recommend::popularChannels(call.connection, call.now, call.arguments.number("n", kChannels))) {
@@ -111,34 +111,34 @@ Json answerPopularChannels(Call& call)
     return {{"channel", std::move(channels)}};
 }
 
-Json answerSmartChannel(Call& call)
+Json answerSmartChannel(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     return channelGuide(call, recommend::slotsOf(call.connection, call.user, call.settings.zone, call.now));
 }
 
-Json answerSmartPopular(Call& call)
+Json answerSmartPopular(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     return channelGuide(call, recommend::slotsOfAll(call.connection, call.settings.zone, call.now));
 }
 
-Json answerMissed(Call& call)
+Json answerMissed(EndpointCall& call)
 {
     const recommend::MissedOrder order = missedOrder(call);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     return {{"channel", missedProgrammes(call, recommend::Wish::Followed, order)}};
 }
 
-Json answerCandidateMissed(Call& call)
+Json answerCandidateMissed(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     return {{"candidate_missed", missedProgrammes(call, recommend::Wish::Watched, recommend::MissedOrder::Time)}};
 }
 
-Json answerRelated(Call& call)
+Json answerRelated(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     const std::string& text = call.arguments.text("TTID");
     const std::string& lang = call.arguments.text("lang");
     const std::int64_t content = idOf(text).value_or(0);
@@ -167,9 +167,9 @@ Json answerRelated(Call& call)
             {"related", std::move(related)}};
 }
 
-Json answerCombination(Call& call)
+Json answerCombination(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     const std::string& lang = call.arguments.text("lang");
     Json television = Json::array();
     for (const std::int64_t airing : recommend::television(call.connection, call.user, call.now, kPersonalized)) {

@@ -37,7 +37,7 @@ constexpr Word<Subject> kVoteTargets[] = {{"contentid", Subject::Content},
                                           {"id", Subject::Content}};
 
 template <typename Value, std::size_t Count>
-Value wordOf(const Call& call, const char* parameter, const Word<Value> (&words)[Count])
+Value wordOf(const EndpointCall& call, const char* parameter, const Word<Value> (&words)[Count])
 {
     const std::string& text = call.arguments.text(parameter);
     if (text.empty()) {
@@ -54,13 +54,13 @@ Value wordOf(const Call& call, const char* parameter, const Word<Value> (&words)
                   fmt::format("parameter '{}' is '{:.60}'; it must be {}", parameter, text, known));
 }
 
-struct Target {
+struct NamedTarget {
     Subject subject;
     const char* parameter;
     std::int64_t number;
 };
 
-Target voteTarget(const Call& call)
+NamedTarget voteTarget(const EndpointCall& call)
 {
     for (const Word<Subject>& word : kVoteTargets) {
         if (!call.arguments.text(word.text).empty()) {
@@ -70,18 +70,18 @@ Target voteTarget(const Call& call)
     throw Refusal(ServiceCode::MissingValue, "parameter 'contentid' is missing; 'personid' or 'sourceid' do as well");
 }
 
-Target favoriteTarget(const Call& call)
+NamedTarget favoriteTarget(const EndpointCall& call)
 {
     return {wordOf(call, "type", kFavoriteSubjects), "id", call.arguments.number("id")};
 }
 
-[[noreturn]] void refuseUnknown(const Target& target)
+[[noreturn]] void refuseUnknown(const NamedTarget& target)
 {
     throw Refusal(ServiceCode::NotFound, fmt::format("parameter '{}' is '{}'; the guide has no such {}",
                                                      target.parameter, target.number, nameOf(target.subject)));
 }
 
-Json favoriteChannel(Call& call, std::int64_t source)
+Json favoriteChannel(EndpointCall& call, std::int64_t source)
 {
     Json entry;
     guide::findChannel(call.connection, source, [&](const guide::Channel& channel) {
@@ -94,7 +94,7 @@ Json favoriteChannel(Call& call, std::int64_t source)
     return entry;
 }
 
-Json favoriteContent(Call& call, std::int64_t content)
+Json favoriteContent(EndpointCall& call, std::int64_t content)
 {
     Json entry;
     viewer::visitContent(call.connection, content, call.now, call.arguments.text("lang"),
@@ -106,7 +106,7 @@ Json favoriteContent(Call& call, std::int64_t content)
     return entry;
 }
 
-Json favoriteOf(Call& call, const Target& target)
+Json favoriteOf(EndpointCall& call, const NamedTarget& target)
 {
     return target.subject == Subject::Channel ? favoriteChannel(call, target.number)
                                               : favoriteContent(call, target.number);
@@ -114,9 +114,9 @@ Json favoriteOf(Call& call, const Target& target)
 
 }  // namespace
 
-Json answerSetFavorite(Call& call)
+Json answerSetFavorite(EndpointCall& call)
 {
-    const Target target = favoriteTarget(call);
+    const NamedTarget target = favoriteTarget(call);
     if (!viewer::addFavorite(call.connection, call.user, target.subject, target.number, call.now)) {
         refuseUnknown(target);
     }
@@ -124,17 +124,17 @@ Json answerSetFavorite(Call& call)
 }
 
 // Deleting a favourite that does not exist succeeds, so that retries are harmless.
-Json answerDeleteFavorite(Call& call)
+Json answerDeleteFavorite(EndpointCall& call)
 {
-    const Target target = favoriteTarget(call);
+    const NamedTarget target = favoriteTarget(call);
     viewer::removeFavorite(call.connection, call.user, target.subject, target.number);
     return Json::object();
 }
 
-Json answerFavorite(Call& call)
+Json answerFavorite(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    const Target target = favoriteTarget(call);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const NamedTarget target = favoriteTarget(call);
     Json entry;
     if (viewer::isFavorite(call.connection, call.user, target.subject, target.number)) {
         entry = favoriteOf(call, target);
@@ -146,13 +146,13 @@ Json answerFavorite(Call& call)
     return {{nameOf(target.subject), std::move(entry)}};
 }
 
-Json answerFavoriteList(Call& call)
+Json answerFavoriteList(EndpointCall& call)
 {
     const Subject subject = wordOf(call, "type", kFavoriteSubjects);
     const auto order =
         call.arguments.text("order").empty() ? viewer::FavoriteOrder::Time : wordOf(call, "order", kOrders);
     const bool descending = !call.arguments.text("sort").empty() && wordOf(call, "sort", kSorts);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
     Json entries = Json::array();
     for (const std::int64_t target :
          viewer::favorites(call.connection, call.user, subject, order, descending, call.arguments.number("start"),
@@ -162,9 +162,9 @@ Json answerFavoriteList(Call& call)
     return {{nameOf(subject), std::move(entries)}};
 }
 
-Json answerSendLike(Call& call)
+Json answerSendLike(EndpointCall& call)
 {
-    const Target target = voteTarget(call);
+    const NamedTarget target = voteTarget(call);
     const viewer::Vote vote = wordOf(call, "type", kVotes);
     if (!viewer::castVote(call.connection, call.user, target.subject, target.number, vote, call.now)) {
         refuseUnknown(target);
@@ -172,9 +172,9 @@ Json answerSendLike(Call& call)
     return Json::object();
 }
 
-Json answerLikes(Call& call)
+Json answerLikes(EndpointCall& call)
 {
-    const Target target = voteTarget(call);
+    const NamedTarget target = voteTarget(call);
     const viewer::VoteCount count = viewer::countVotes(call.connection, call.user, target.subject, target.number);
     return {{"content",
              {{"count",
@@ -184,9 +184,9 @@ Json answerLikes(Call& call)
                 {"dis_owned", count.own == viewer::Vote::Dislike ? "yes" : "no"}}}}}};
 }
 
-Json answerTuneHistory(Call& call)
+Json answerTuneHistory(EndpointCall& call)
 {
-    const Target target{Subject::Channel, "sourceid", call.arguments.number("sourceid")};
+    const NamedTarget target{Subject::Channel, "sourceid", call.arguments.number("sourceid")};
     const std::int64_t seq =
         viewer::addTuning(call.connection, call.user, target.number, call.arguments.number("ttid"), call.now);
     if (seq == 0) {
@@ -195,7 +195,7 @@ Json answerTuneHistory(Call& call)
     return {{"seq", std::to_string(seq)}};
 }
 
-Json answerCheckAgreement(Call& call)
+Json answerCheckAgreement(EndpointCall& call)
 {
     const viewer::Agreement agreement = viewer::agreementOf(call.connection, call.user);
     return {{"reg_info",
@@ -204,19 +204,19 @@ Json answerCheckAgreement(Call& call)
               {"anonymous", agreement.anonymous ? "yes" : "no"}}}};
 }
 
-Json answerConfirmAgreement(Call& call)
+Json answerConfirmAgreement(EndpointCall& call)
 {
     viewer::setAgreement(call.connection, call.user, viewer::kAgreed);
     return Json::object();
 }
 
-Json answerRevokeAgreement(Call& call)
+Json answerRevokeAgreement(EndpointCall& call)
 {
     viewer::setAgreement(call.connection, call.user, viewer::kRevoked);
     return Json::object();
 }
 
-Json answerAnonymousAgreement(Call& call)
+Json answerAnonymousAgreement(EndpointCall& call)
 {
     viewer::setAnonymous(call.connection, call.user, wordOf(call, "flag", kFlags));
     return Json::object();

@@ -10,7 +10,7 @@ namespace {
 
 const char* describe(const ParameterRule& rule)
 {
-    return rule.place == Place::Header ? "header" : "parameter";
+    return rule.place == ParameterPlace::Header ? "header" : "parameter";
 }
 
 [[noreturn]] void refuse(const ParameterRule& rule, std::string_view value, const std::string& wanted)
@@ -58,10 +58,10 @@ std::string_view fieldOf(std::string_view form, std::string_view name)
 
 std::string valueOf(const ParameterRule& rule, const Request& request, std::string_view segment)
 {
-    if (rule.place == Place::Header) {
+    if (rule.place == ParameterPlace::Header) {
         return request.header(rule.name);
     }
-    if (rule.place == Place::Path) {
+    if (rule.place == ParameterPlace::Path) {
         return std::string(segment);
     }
     if (const auto found = request.query.find(rule.name); found != request.query.end()) {
@@ -89,23 +89,23 @@ Arguments::Arguments(ParameterRules rules, const Request& request, std::string_v
     for (const ParameterRule& rule : rules) {
         Value& value = m_values[rule.name];
         value.text = valueOf(rule, request, segment);
-        if (rule.kind == Kind::List || rule.kind == Kind::Numbers) {
+        if (rule.kind == ParameterKind::List || rule.kind == ParameterKind::Numbers) {
             value.list = split(value.text);
         }
-        const bool isList = rule.kind == Kind::List || rule.kind == Kind::Numbers;
+        const bool isList = rule.kind == ParameterKind::List || rule.kind == ParameterKind::Numbers;
         if (isList ? value.list.empty() : value.text.empty()) {
             if (rule.presence == Presence::Required) {
                 throw Refusal(ServiceCode::MissingValue, fmt::format("{} '{}' is missing", describe(rule), rule.name));
             }
             continue;
         }
-        if (rule.kind == Kind::Number) {
+        if (rule.kind == ParameterKind::Number) {
             value.number = readNumber(rule, value.text);
-        } else if (rule.kind == Kind::Numbers) {
+        } else if (rule.kind == ParameterKind::Numbers) {
             for (const std::string& number : value.list) {
                 readNumber(rule, number);
             }
-        } else if (rule.kind == Kind::Time) {
+        } else if (rule.kind == ParameterKind::Time) {
             const std::optional<Instant> instant = parseUtc(value.text);
             if (!instant) {
                 refuse(rule, value.text, "a time such as 2026-11-21T01:30:00Z");

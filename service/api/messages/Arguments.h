@@ -12,13 +12,13 @@
 
 namespace corvaned {
 
-enum class Place {
+enum class ParameterPlace {
     Query,  // in the query or, for a PUT, in the body
     Header,
     Path,  // the segment at "{}" in the endpoint's path
 };
 
-enum class Kind {
+enum class ParameterKind {
     Text,
     List,     // strings, separated by commas; empty ones are dropped
     Number,   // decimal, within the row's bounds
@@ -33,8 +33,8 @@ enum class Presence {
 
 struct ParameterRule {
     const char* name;
-    Place place;
-    Kind kind;
+    ParameterPlace place;
+    ParameterKind kind;
     Presence presence;
     std::int64_t smallest = 0;
     std::int64_t largest = INT32_MAX;
@@ -62,7 +62,7 @@ std::string_view properPath(std::string_view path);
 /// std::out_of_range.
 class Arguments {
 public:
-    /// @param segment  the value of the Place::Path row, if there is one
+    /// @param segment  the value of the ParameterPlace::Path row, if there is one
     /// @throws Refusal if a required value is missing or a value cannot be read
     Arguments(ParameterRules rules, const Request& request, std::string_view segment = {});
 

@@ -4,7 +4,7 @@
 
 namespace W::test {
 
-Conversation::Conversation() : m_server([this](host::RawServer::Connection& connection) { serve(connection); }) {}
+Conversation::Conversation() : m_server([this](host::RawServer::RawConnection& connection) { serve(connection); }) {}
 
 void Conversation::start(const std::vector<std::string>& options)
 {
@@ -49,7 +49,7 @@ Conversation::Told Conversation::call(const std::string& operation, const nlohma
     return told;
 }
 
-void Conversation::serve(host::RawServer::Connection& connection)
+void Conversation::serve(host::RawServer::RawConnection& connection)
 {
     while (connection.readRequest()) {
         std::string reply;

@@ -50,7 +50,7 @@ public:
     int finish() { return m_process->finish(); }
 
 private:
-    void serve(host::RawServer::Connection& connection);
+    void serve(host::RawServer::RawConnection& connection);
 
     const host::ScratchDirectory m_scratch;
     std::mutex m_lock;

@@ -76,9 +76,9 @@ std::string fileText(const std::string& path)
     return in ? std::string(std::istreambuf_iterator<char>(in), {}) : "(no file)";
 }
 
-class Exchange : public ::testing::Test {
+class ExchangeOfFile : public ::testing::Test {
 public:
-    explicit Exchange(Path file) : m_file(std::move(file)) {}
+    explicit ExchangeOfFile(Path file) : m_file(std::move(file)) {}
 
     void TestBody() override
     {
@@ -176,7 +176,7 @@ int main(int argc, char** argv)
     ::testing::InitGoogleTest(&argc, argv);
     for (const auto& file : W::test::exchangeFiles()) {
         ::testing::RegisterTest("Exchange", file.stem().c_str(), nullptr, nullptr, file.c_str(), 1,
-                                [file] { return new W::test::Exchange(file); });
+                                [file] { return new W::test::ExchangeOfFile(file); });
     }
     return RUN_ALL_TESTS();
 }

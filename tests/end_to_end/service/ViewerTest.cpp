@@ -11,14 +11,14 @@ using testing::IsEmpty;
 
 constexpr int kNotThere = -205;
 
-class Viewer : public testing::Test {
+class KeptChoices : public testing::Test {
 protected:
     ServiceProcess service;
     Television tv{service, "tv-1"};
     Television other{service, "tv-2"};
 };
 
-TEST_F(Viewer, FavouriteChannelsAreKept)
+TEST_F(KeptChoices, FavouriteChannelsAreKept)
 {
     for (const char* source : {"3", "1", "2"}) {
         tv.results("setFavorite", "channel", source);
@@ -39,7 +39,7 @@ TEST_F(Viewer, FavouriteChannelsAreKept)
     EXPECT_EQ(other.status("getFavoriteChannel", "channel", "1", 1), kNotThere);
 }
 
-TEST_F(Viewer, FavouriteContentsAreKept)
+TEST_F(KeptChoices, FavouriteContentsAreKept)
 {
     const std::string film = tv.onAir("2").at("ID");
     tv.results("setFavorite", "content", film);
@@ -56,7 +56,7 @@ TEST_F(Viewer, FavouriteContentsAreKept)
     EXPECT_EQ(other.status("getFavoriteContent", "content", film, 1), kNotThere);
 }
 
-TEST_F(Viewer, VoteCountsOncePerUser)
+TEST_F(KeptChoices, VoteCountsOncePerUser)
 {
     const std::string film = tv.onAir("2").at("ID");
     const auto counts = [&](Television& of) { return of.results("getLikeHistory", "ttid", film); };

@@ -24,7 +24,7 @@ std::set<std::string> documentedOperations()
     return names;
 }
 
-class EveryOperation : public testing::Environment {
+class OperationsCalled : public testing::Environment {
 public:
     void TearDown() override
     {
@@ -43,6 +43,6 @@ public:
 int main(int argc, char** argv)
 {
     testing::InitGoogleMock(&argc, argv);
-    testing::AddGlobalTestEnvironment(new W::test::EveryOperation);
+    testing::AddGlobalTestEnvironment(new W::test::OperationsCalled);
     return RUN_ALL_TESTS();
 }

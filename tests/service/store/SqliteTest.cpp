@@ -22,7 +22,7 @@ protected:
         try {
             Query(connection, sql).run();
             return "";
-        } catch (const Error& error) {
+        } catch (const SqliteError& error) {
             return error.what();
         }
     }

@@ -97,7 +97,7 @@ RawServer::~RawServer()
     ::close(m_listener);
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        for (const Connection& connection : m_open) {
+        for (const RawConnection& connection : m_open) {
             ::shutdown(connection.m_socket, SHUT_RDWR);
         }
     }
@@ -152,7 +152,7 @@ bool RawServer::waitForRequests(std::size_t count) const
     return m_arrived.wait_for(lock, std::chrono::seconds(20), [&] { return m_requests.size() >= count; });
 }
 
-std::optional<std::string> RawServer::Connection::readRequest()
+std::optional<std::string> RawServer::RawConnection::readRequest()
 {
     auto request = takeRequest(m_unread, [this](char* to, std::size_t room) { return ::recv(m_socket, to, room, 0); });
     if (request) {
@@ -161,7 +161,7 @@ std::optional<std::string> RawServer::Connection::readRequest()
     return request;
 }
 
-void RawServer::Connection::readHead() const
+void RawServer::RawConnection::readHead() const
 {
     std::string head;
     char byte = 0;
@@ -170,7 +170,7 @@ void RawServer::Connection::readHead() const
     }
 }
 
-std::string RawServer::Connection::readBody(std::size_t size) const
+std::string RawServer::RawConnection::readBody(std::size_t size) const
 {
     std::string body(size, '\0');
     std::size_t done = 0;
@@ -185,7 +185,7 @@ std::string RawServer::Connection::readBody(std::size_t size) const
     return body;
 }
 
-std::size_t RawServer::Connection::send(std::string_view bytes) const
+std::size_t RawServer::RawConnection::send(std::string_view bytes) const
 {
     std::size_t done = 0;
     while (done < bytes.size()) {
@@ -198,18 +198,18 @@ std::size_t RawServer::Connection::send(std::string_view bytes) const
     return done;
 }
 
-void RawServer::Connection::answer(std::string_view body, std::string_view moreHeaders) const
+void RawServer::RawConnection::answer(std::string_view body, std::string_view moreHeaders) const
 {
     send(okReply(body, moreHeaders));
 }
 
-void RawServer::Connection::reset() const
+void RawServer::RawConnection::reset() const
 {
     const linger hard{1, 0};
     ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
 }
 
-void RawServer::Connection::waitForEnd() const
+void RawServer::RawConnection::waitForEnd() const
 {
     char buffer[4096];
     while (::recv(m_socket, buffer, sizeof buffer, 0) > 0) {
@@ -218,7 +218,7 @@ void RawServer::Connection::waitForEnd() const
 
 RawServer::Script answering(std::string body)
 {
-    return [body = std::move(body)](RawServer::Connection& connection) {
+    return [body = std::move(body)](RawServer::RawConnection& connection) {
         while (connection.readRequest()) {
             connection.answer(body);
         }

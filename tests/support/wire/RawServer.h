@@ -37,9 +37,9 @@ std::string okReply(std::string_view body, std::string_view moreHeaders = "");
 /// returns, the connection is closed.
 class RawServer {
 public:
-    class Connection {
+    class RawConnection {
     public:
-        Connection(RawServer& server, int socket) : m_server(server), m_socket(socket) {}
+        RawConnection(RawServer& server, int socket) : m_server(server), m_socket(socket) {}
 
         /// Reads a header block and as much of a body as it announces, and records the bytes.
         /// @return nothing if the client has closed
@@ -68,7 +68,7 @@ public:
         int m_number = 0;
         std::string m_unread;
     };
-    using Script = std::function<void(Connection&)>;
+    using Script = std::function<void(RawConnection&)>;
 
     explicit RawServer(Script script);
     /// Listens on a bound socket and takes ownership of it.
@@ -97,7 +97,7 @@ private:
     mutable std::mutex m_lock;
     mutable std::condition_variable m_arrived;
     std::vector<std::string> m_requests;
-    std::list<Connection> m_open;
+    std::list<RawConnection> m_open;
     std::vector<std::thread> m_threads;
     std::thread m_acceptor;
 };

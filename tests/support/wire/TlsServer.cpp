@@ -103,7 +103,7 @@ void TlsConnection::write(std::string_view bytes)
 
 TlsServer::TlsServer(const Certificate& certificate, const std::string& certificateFile)
     : m_identity(certificate, certificateFile),
-      m_server([this](RawServer::Connection& connection) { serve(connection); })
+      m_server([this](RawServer::RawConnection& connection) { serve(connection); })
 {
     SSL_CTX_set_alpn_select_cb(
         m_identity.context(),
@@ -117,7 +117,7 @@ TlsServer::TlsServer(const Certificate& certificate, const std::string& certific
         this);
 }
 
-void TlsServer::serve(RawServer::Connection& connection) const
+void TlsServer::serve(RawServer::RawConnection& connection) const
 {
     constexpr std::string_view kReply = "HTTP/1.1 200 OK\r\nContent-Length: 6\r\nConnection: close\r\n\r\nsecret";
     TlsConnection tls(m_identity, connection.socket());

@@ -66,7 +66,7 @@ public:
     bool wasOfferedHttp2() const { return m_offeredHttp2; }
 
 private:
-    void serve(RawServer::Connection& connection) const;
+    void serve(RawServer::RawConnection& connection) const;
 
     TlsIdentity m_identity;
     std::atomic<bool> m_offeredHttp2{false};
