@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <fmt/format.h>
@@ -17,6 +16,7 @@
 #include <unistd.h>
 
 #include "CommandRun.h"
+#include "Gate.h"
 #include "RawServer.h"
 #include "Scratch.h"
 
@@ -214,20 +214,18 @@ private:
     std::string m_output;
 };
 
-/// Sends half of a file, and the rest when goOn is set.
+/// Sends half of a file, and the rest when goOn is open.
 struct HalfServer {
-    std::atomic<bool> goOn{false};
+    support::Gate goOn;
     RawServer server{[this](RawServer::RawConnection& connection) {
         connection.readRequest();
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 2097152\r\n\r\n" + std::string(1 << 20, 'x'));
-        while (!goOn) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
+        goOn.wait();
         connection.send(std::string(1 << 20, 'y'));
         connection.waitForEnd();
     }};
     HalfServer() = default;
-    ~HalfServer() { goOn = true; }
+    ~HalfServer() { goOn.open(); }
     HalfServer(const HalfServer&) = delete;
     HalfServer& operator=(const HalfServer&) = delete;
 };
@@ -240,7 +238,7 @@ TEST(Download, TerminalsShowProgress)
     OnTerminal command({"download", half.server.url("/f"), scratch.file("d")});
     EXPECT_THAT(command.readUntil("1.0 MiB of 2.0 MiB"), AllOf(HasSubstr("\r["), HasSubstr("=")));
     EXPECT_THAT(command.readUntil("left"), HasSubstr("/s  0:0"));
-    half.goOn = true;
+    half.goOn.open();
     EXPECT_EQ(command.exitCode(), 0) << command.output();
     EXPECT_THAT(command.output(), testing::EndsWith("\r" + scratch.file("d/f") + "\r\n")) << "the bar goes";
     EXPECT_EQ(std::filesystem::file_size(scratch.file("d/f")), std::uintmax_t{1} << 21);
@@ -290,15 +288,14 @@ TEST(Download, LargeFilesNeedNoMemory)
     const std::size_t blocks = std::getenv("CORVANE_LONG") != nullptr ? 1024 : 256;
     constexpr long kMostGrowth = 8 * 1024;
     const ScratchDirectory scratch;
+    support::Gate started;
     std::atomic<pid_t> process{0};
     std::atomic<long> atFirst{-1};
     std::atomic<long> atMost{-1};
     const RawServer server([&](RawServer::RawConnection& connection) {
         connection.readRequest();
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kBlock * blocks) + "\r\n\r\n");
-        while (process == 0) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        started.wait();
         atFirst = memoryOf(process, "VmRSS");
         const std::string block(kBlock, 'x');
         for (std::size_t sent = 0; sent + 1 < blocks; ++sent) {
@@ -312,6 +309,7 @@ TEST(Download, LargeFilesNeedNoMemory)
     const std::string directory = scratch.file("");
     support::ChildProcess command({CORVANE, {"download", url, directory}, {}});
     process = command.id();
+    started.open();
     EXPECT_EQ(command.wait(), 0) << command.errors();
     EXPECT_EQ(std::filesystem::file_size(scratch.file("large")), kBlock * blocks);
     ASSERT_GT(atFirst, 0);

@@ -12,12 +12,14 @@
 #include <gmock/gmock.h>
 
 #include "Exchange.h"
+#include "Gate.h"
 #include "RawServer.h"
 
 namespace W::host {
 namespace {
 
 using namespace std::chrono_literals;
+using support::Gate;
 using Clock = std::chrono::steady_clock;
 
 constexpr UINT64 kOurs = 7;
@@ -29,27 +31,6 @@ void silent(RawServer::RawConnection& connection)
     while (connection.readRequest()) {
     }
 }
-
-/// Lets one thread wait for another.
-class Gate {
-public:
-    void open()
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        m_open = true;
-        m_opened.notify_all();
-    }
-    bool wait()
-    {
-        std::unique_lock<std::mutex> lock(m_lock);
-        return m_opened.wait_for(lock, 20s, [&] { return m_open; });
-    }
-
-private:
-    std::mutex m_lock;
-    std::condition_variable m_opened;
-    bool m_open = false;
-};
 
 class Executor : public ExecutorTest {
 protected:
@@ -164,7 +145,7 @@ TEST_F(Executor, TimeoutsAreNeverEarly)
         Exchange& exchange = m_exchanges.emplace_back(HTTP_GET, server.url("/"));
         exchange.hook = [&over, number](SESSION_STATUS /*status*/) { over[number] = Clock::now(); };
         EXPECT_GE(executor().addRequest(&exchange.request()), 0);
-        std::this_thread::sleep_for(3ms);
+        std::this_thread::sleep_for(3ms);  // spreads the requests
     }
     for (Exchange& exchange : m_exchanges) {
         ASSERT_EQ(exchange.wait(), session::kTimedOut);
@@ -254,6 +235,9 @@ TEST_F(Executor, RunningRequestsEndAtOnceWhenCancelled)
 
 TEST_F(Executor, CancellingAfterTheReplyArrivedStillGives600)
 {
+    HttpLimits limits;
+    limits.concurrency = 1;
+    use(limits);
     const RawServer server(answering("reply"));
     Gate inside;
     Gate goOn;
@@ -264,10 +248,11 @@ TEST_F(Executor, CancellingAfterTheReplyArrivedStillGives600)
     };
     ASSERT_GE(executor().addRequest(&first.request()), 0);
     ASSERT_TRUE(inside.wait());
-    // The second reply arrives while the delivery thread is busy.
+    // The second reply arrives while the delivery thread is busy. The third request is sent when it has arrived,
+    // because only one may be transferred at a time.
     Exchange& second = start(server.url("/second"));
-    ASSERT_TRUE(server.waitForRequests(2));
-    std::this_thread::sleep_for(50ms);
+    start(server.url("/third"));
+    ASSERT_TRUE(server.waitForRequests(3));
     second->setCancel();
     goOn.open();
     EXPECT_EQ(second.wait(), session::kCancelled);
@@ -308,7 +293,7 @@ TEST_F(Executor, FlushesWaitForRunningCompletions)
     exchange->setID(kOurs);
     exchange.hook = [&](SESSION_STATUS) {
         inside.open();
-        std::this_thread::sleep_for(50ms);
+        std::this_thread::sleep_for(50ms);  // a flush that does not wait returns sooner
         left = true;
     };
     ASSERT_GE(executor().addRequest(&exchange.request()), 0);

@@ -326,7 +326,7 @@ TEST_F(ExecutorTest, FailuresHaveTheirSessionStatus)
             connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n");
             for (int i = 0; i < 40; ++i) {
                 connection.send(".");
-                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));  // less than the stall time-out
             }
         }
     });

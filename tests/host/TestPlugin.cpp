@@ -345,7 +345,7 @@ private:
             answer();
         } else if (g_control.behaviour == Behaviour::Later) {
             m_threads.emplace_back([answer] {
-                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));  // a service's latency
                 answer();
             });
         }

@@ -12,7 +12,7 @@ namespace {
 using std::chrono::steady_clock;
 
 // Runs nothing until it is opened.
-struct Gate {
+struct JobGate {
     std::promise<void> promise;
     std::shared_future<void> future{promise.get_future()};
 
@@ -25,7 +25,7 @@ struct Gate {
 
 TEST(HandlerPool, AddressesTakeTurns)
 {
-    Gate gate;
+    JobGate gate;
     std::mutex lock;
     std::string order;
     const auto note = [&](char letter) {
@@ -48,7 +48,7 @@ TEST(HandlerPool, AddressesTakeTurns)
 
 TEST(HandlerPool, OneAddressLeavesAThread)
 {
-    Gate gate;
+    JobGate gate;
     HandlerPool pool(3, 100, HandlerPool::Priority::Low);
     for (int i = 0; i < 10; ++i) {
         pool.add("a", gate.job());
@@ -62,7 +62,7 @@ TEST(HandlerPool, OneAddressLeavesAThread)
 
 TEST(HandlerPool, RefusesWhatIsTooMuch)
 {
-    Gate gate;
+    JobGate gate;
     HandlerPool pool(1, 2, HandlerPool::Priority::Normal);
     pool.add("a", gate.job());
     // The first one may still wait for its thread.

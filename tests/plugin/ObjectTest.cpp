@@ -384,7 +384,7 @@ TEST(Destruction, WaitsForACallbackOnAnotherThread)
     Counter counter;
     counter.then = [](Counter& /*self*/) {
         entered = true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // a destructor that does not wait returns sooner
         left = true;
     };
     counter.accepted(callOf(5).call(*object, counter));
