@@ -5,9 +5,9 @@
 #include <vector>
 
 #include <gmock/gmock.h>
-#include <zlib.h>
 
 #include "Exchange.h"
+#include "Gzip.h"
 #include "HttpWire.h"
 #include "RawServer.h"
 #include "Scratch.h"
@@ -17,22 +17,6 @@ namespace W::host {
 namespace {
 
 using namespace std::string_literals;
-
-std::string gzip(const std::string& text)
-{
-    z_stream stream{};
-    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
-    std::string packed(deflateBound(&stream, text.size()) + 64, '\0');
-    std::string copy = text;
-    stream.next_in = reinterpret_cast<Bytef*>(copy.data());
-    stream.avail_in = static_cast<uInt>(copy.size());
-    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-    stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FINISH);
-    packed.resize(stream.total_out);
-    deflateEnd(&stream);
-    return packed;
-}
 
 HttpHeader headers(const std::vector<HttpHeader::Line>& lines)
 {
@@ -194,7 +178,7 @@ TEST_F(ExecutorWire, HandlesForgetThePreviousRequest)
 TEST_F(ExecutorTest, RepliesAreDecodedIfTheRequestNamesTheEncoding)
 {
     const std::string text(100'000, 'g');
-    const std::string packed = gzip(text);
+    const std::string packed = test::gzipped(text);
     const RawServer server([&](RawServer::RawConnection& connection) {
         while (connection.readRequest()) {
             connection.answer(packed, "Content-Encoding: gzip\r\n");
@@ -218,7 +202,7 @@ TEST_F(ExecutorTest, TheCapCountsDecodedBytes)
     const RawServer server([&](RawServer::RawConnection& connection) {
         while (const auto request = connection.readRequest()) {
             if (request->find("/bomb") != std::string::npos) {
-                connection.answer(gzip(std::string(1'000'000, 0)), "Content-Encoding: gzip\r\n");
+                connection.answer(test::gzipped(std::string(1'000'000, 0)), "Content-Encoding: gzip\r\n");
             } else {
                 connection.answer(std::string(request->find("/fits") != std::string::npos ? 1000 : 1001, 'x'));
             }

@@ -12,6 +12,7 @@
 
 #include "Capture.h"
 #include "FakeHost.h"
+#include "KeptOutput.h"
 #include "LoadedSymbol.h"
 #include "ParseRecords.h"
 
@@ -299,19 +300,6 @@ TEST(Load, RegistersItsDebugModule)
     EXPECT_EQ(host.options["registered module"], "CommonDebug");
 }
 
-class Output final : public CCDebugOutput {
-public:
-    void vprintf(const char* format, va_list* arguments) override
-    {
-        char buffer[200];
-        std::vsnprintf(buffer, sizeof(buffer), format, *arguments);
-        text += buffer;
-    }
-    void write(const char* more) override { text += more; }
-
-    std::string text;
-};
-
 TEST(Load, LinesOfLevelZeroGoStraightToTheOutput)
 {
     FakeHost host;
@@ -320,7 +308,7 @@ TEST(Load, LinesOfLevelZeroGoStraightToTheOutput)
     const auto print =
         reinterpret_cast<Print>(loadedSymbol(library.handle(), "_ZN1W7CCDebug5PrintINS_9CWCCDebugEEEvmmPKcz"));
     ASSERT_NE(print, nullptr) << "the library has no such function";
-    Output output;
+    KeptOutput output;
     CCDebug::DebugIO = &output;
     print(0, 0, "line %d", 1);
     CCDebug::DebugIO = nullptr;

@@ -11,6 +11,7 @@
 #include "Calls.h"
 #include "DebugPrint.h"
 #include "FailingNew.h"
+#include "KeptOutput.h"
 
 extern "C" W::WPlugin* createPlugin();
 extern "C" void destroyPlugin(W::WPlugin* plugin);
@@ -468,23 +469,11 @@ TEST(Races, RequestsCancelsAndRepliesOnManyThreads)
 
 // -- The debug module
 
-class Output final : public CCDebugOutput {
-public:
-    void vprintf(const char* format, va_list* arguments) override
-    {
-        char buffer[200];
-        std::vsnprintf(buffer, sizeof(buffer), format, *arguments);
-        text += buffer;
-    }
-    void write(const char* more) override { text += more; }
-    std::string text;
-};
-
 TEST(DebugModule, LevelZeroGoesStraightToTheOutput)
 {
     FakeHost host;
     CCDebug::Print<CWCCDebug>(0, 0, "without an output %d", 1);
-    Output output;
+    KeptOutput output;
     CCDebug::DebugIO = &output;
     CCDebug::Print<CWCCDebug>(0, 0, "a %d", 1);
     CCDebug::Print<CWCCDebug>(0, 0, "b\n");
@@ -508,7 +497,7 @@ TEST(DebugModule, EndsLinesButNotTextsAndDropsBothWithoutAnOutput)
 {
     FakeHost host;
     CCDebug& module = *CCDebug::m_Instance<CCDebugCommon>();
-    Output output;
+    KeptOutput output;
     for (CCDebugOutput* const listens : {static_cast<CCDebugOutput*>(nullptr), static_cast<CCDebugOutput*>(&output)}) {
         CCDebug::DebugIO = listens;
         print(module, &CCDebug::t_Print, "line %d", 1);

@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <zlib.h>
 
 #include "Conversation.h"
 #include "ExchangeFile.h"
+#include "Gzip.h"
 #include "Operations.h"
 
 namespace W::test {
@@ -18,24 +18,6 @@ namespace {
 
 using Json = nlohmann::json;
 using Path = std::filesystem::path;
-
-std::string gzipped(const std::string& text)
-{
-    z_stream stream{};
-    constexpr int kGzip = 15 + 16;
-    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, kGzip, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
-        throw std::runtime_error("zlib");
-    }
-    std::string packed(deflateBound(&stream, text.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-    stream.avail_in = static_cast<uInt>(text.size());
-    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-    stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FINISH);
-    packed.resize(stream.total_out);
-    deflateEnd(&stream);
-    return packed;
-}
 
 std::string wireReply(const ExchangeReply& reply)
 {
