@@ -3,7 +3,7 @@
 #include "VorelCommand.h"
 
 #include "CommandOwner.h"
-#include "Query.h"
+#include "RequestQuery.h"
 
 namespace W {
 

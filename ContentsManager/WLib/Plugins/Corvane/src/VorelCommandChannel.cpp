@@ -12,7 +12,7 @@
 
 #include "Lists.h"
 #include "ProviderOptions.h"
-#include "Query.h"
+#include "RequestQuery.h"
 #include "Reply.h"
 
 #if defined(__SANITIZE_ADDRESS__)

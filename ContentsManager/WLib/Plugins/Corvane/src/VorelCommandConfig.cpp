@@ -3,7 +3,7 @@
 #include "VorelCommand.h"
 
 #include "ProviderOptions.h"
-#include "Query.h"
+#include "RequestQuery.h"
 #include "Reply.h"
 
 namespace W {

@@ -6,7 +6,7 @@
 #include "Lists.h"
 #include "Programmes.h"
 #include "ProviderOptions.h"
-#include "Query.h"
+#include "RequestQuery.h"
 #include "Reply.h"
 
 namespace W {

@@ -4,7 +4,7 @@
 
 #include "Lists.h"
 #include "ProviderOptions.h"
-#include "Query.h"
+#include "RequestQuery.h"
 #include "Reply.h"
 
 namespace W {

@@ -1,4 +1,4 @@
-#include "Query.h"
+#include "RequestQuery.h"
 
 #include <algorithm>
 #include <cstdint>
