@@ -31,10 +31,10 @@ using Context = std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)>;
 using Session = std::unique_ptr<SSL, void (*)(SSL*)>;
 
 /// A connection to the server, perhaps with TLS.
-class Client {
+class BenchClient {
 public:
     /// @param shakes  whether the TLS handshake is made
-    Client(int port, const char* from, SSL_CTX* context, bool shakes) : m_socket(::socket(AF_INET, SOCK_STREAM, 0))
+    BenchClient(int port, const char* from, SSL_CTX* context, bool shakes) : m_socket(::socket(AF_INET, SOCK_STREAM, 0))
     {
         const int yes = 1;
         ::setsockopt(m_socket, IPPROTO_IP, IP_BIND_ADDRESS_NO_PORT, &yes, sizeof yes);
@@ -51,11 +51,11 @@ public:
             m_good = SSL_connect(m_session.get()) == 1;
         }
     }
-    Client(Client&& other) noexcept
+    BenchClient(BenchClient&& other) noexcept
         : m_socket(std::exchange(other.m_socket, -1)), m_session(std::move(other.m_session)), m_good(other.m_good)
     {}
-    Client& operator=(Client&&) = delete;
-    ~Client()
+    BenchClient& operator=(BenchClient&&) = delete;
+    ~BenchClient()
     {
         if (m_socket >= 0) {
             ::close(m_socket);
@@ -148,7 +148,7 @@ public:
 
     void run(const std::atomic<bool>& stop)
     {
-        auto client = std::make_unique<Client>(m_options.port, "127.0.0.1", m_context, true);
+        auto client = std::make_unique<BenchClient>(m_options.port, "127.0.0.1", m_context, true);
         for (auto next = Clock::now(); !stop; next += kPeriod) {
             std::this_thread::sleep_until(next);
             const auto begin = Clock::now();
@@ -158,7 +158,7 @@ public:
                 m_times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
             } else {
                 ++m_missing;
-                client = std::make_unique<Client>(m_options.port, "127.0.0.1", m_context, true);
+                client = std::make_unique<BenchClient>(m_options.port, "127.0.0.1", m_context, true);
             }
             next = std::max(next, Clock::now() - kPeriod);
         }
@@ -189,7 +189,7 @@ void attack(const Options& options, SSL_CTX* context)
     for (int i = 0; i < 20; ++i) {
         many += options.request;
     }
-    std::vector<Client> clients;
+    std::vector<BenchClient> clients;
     clients.reserve(static_cast<std::size_t>(options.connections));
     const auto end = Clock::now() + std::chrono::seconds(options.seconds + 10);
     for (int i = 0; i < options.connections && Clock::now() < end; ++i) {
@@ -206,7 +206,7 @@ void attack(const Options& options, SSL_CTX* context)
     while (Clock::now() < held) {
         std::this_thread::sleep_for(kPeriod);
         if (attack.drop != 0 && Clock::now() >= drop) {
-            for (Client& client : clients) {
+            for (BenchClient& client : clients) {
                 client.send({&attack.drop, 1});
             }
             drop += kDrop;

@@ -11,13 +11,14 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-struct Answer {
+struct FinishedAnswer {
     std::string head;
     std::string body;
 };
 
-Answer answerTo(const HeaderFields& headers, const std::string& method = "GET", const std::string& tag = "\"t\"",
-                bool isShared = false, const std::string& content = "0123456789")
+FinishedAnswer answerTo(const HeaderFields& headers, const std::string& method = "GET",
+                        const std::string& tag = "\"t\"", bool isShared = false,
+                        const std::string& content = "0123456789")
 {
     Request request;
     request.method = method;
@@ -71,7 +72,7 @@ TEST(ReplyFinish, OneRangeIsSentAndOthersAreNot)
     };
     for (const auto& row : rows) {
         for (const bool isShared : {false, true}) {
-            const Answer answer = answerTo(fields({{"Range", row.range}}), "GET", "", isShared);
+            const FinishedAnswer answer = answerTo(fields({{"Range", row.range}}), "GET", "", isShared);
             EXPECT_THAT(answer.head, StartsWith(std::string("HTTP/1.1 ") + row.status + "\r\n")) << row.range;
             EXPECT_EQ(answer.body, row.body) << row.range;
             EXPECT_THAT(answer.head, HasSubstr("Content-Length: " + std::to_string(answer.body.size()) + "\r\n"));
@@ -95,7 +96,7 @@ TEST(ReplyFinish, RangesAreOfTheRightVersion)
 TEST(ReplyFinish, AKnownTagGets304)
 {
     for (const char* list : {"\"t\"", "W/\"t\"", "\"a\", \"t\"", "*"}) {
-        const Answer answer = answerTo(fields({{"If-None-Match", list}}));
+        const FinishedAnswer answer = answerTo(fields({{"If-None-Match", list}}));
         EXPECT_THAT(answer.head, AllOf(StartsWith("HTTP/1.1 304 "), Not(HasSubstr("Content-Length")))) << list;
         EXPECT_EQ(answer.body, "") << list;
     }
@@ -106,19 +107,19 @@ TEST(ReplyFinish, CompressesWhatIsLargeEnough)
 {
     const HeaderFields gzip = fields({{"Accept-Encoding", "gzip"}});
     EXPECT_THAT(answerTo(gzip).head, Not(HasSubstr("Content-Encoding")));
-    const Answer packed = answerTo(gzip, "GET", "\"t\"", false, std::string(10000, 'x'));
+    const FinishedAnswer packed = answerTo(gzip, "GET", "\"t\"", false, std::string(10000, 'x'));
     EXPECT_THAT(packed.head, AllOf(HasSubstr("Content-Encoding: gzip\r\n"), HasSubstr("ETag: W/\"t\"\r\n"),
                                    HasSubstr("Vary: Accept-Encoding\r\n")));
     EXPECT_LT(packed.body.size(), 100U);
-    const Answer part = answerTo(fields({{"Accept-Encoding", "gzip"}, {"Range", "bytes=0-599"}}), "GET", "\"t\"", false,
-                                 std::string(10000, 'x'));
+    const FinishedAnswer part = answerTo(fields({{"Accept-Encoding", "gzip"}, {"Range", "bytes=0-599"}}), "GET",
+                                         "\"t\"", false, std::string(10000, 'x'));
     EXPECT_EQ(part.body, std::string(600, 'x'));
     EXPECT_THAT(part.head, Not(HasSubstr("Content-Encoding")));
 }
 
 TEST(ReplyFinish, HeadHasTheHeaderOfGet)
 {
-    const Answer answer = answerTo({}, "HEAD");
+    const FinishedAnswer answer = answerTo({}, "HEAD");
     EXPECT_THAT(answer.head, HasSubstr("Content-Length: 10\r\n"));
     EXPECT_EQ(answer.body, "");
 }

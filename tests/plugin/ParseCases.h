@@ -66,7 +66,7 @@ struct Absence {
 };
 
 /// What happens to the outputs when the JSON library throws. Outputs that are no container keep what was read.
-enum class OnException {
+enum class OutputsOnException {
     Clears,  ///< -57 and the containers cleared
     Resets,  ///< -57 and the output as new
     Passes,  ///< the exception reaches the caller, the containers stay
@@ -80,7 +80,7 @@ struct ParserCase {
     const char* outputs;  ///< by name; a container is given as its list
     std::vector<ImageAt> images = {};
     std::vector<Absence> absences = {};
-    OnException onException = OnException::Clears;
+    OutputsOnException onException = OutputsOnException::Clears;
     int unreadable = -57;  ///< status after an exception
     /// Reply keys that become true in an output: path, output.
     std::vector<std::pair<const char*, const char*>> flags = {};

@@ -28,7 +28,7 @@ ParserCase recommendations(const char* name, const char* function,
         outputs,
         {image},
         {empty},
-        OnException::Clears,
+        OutputsOnException::Clears,
         unreadable,
         {},
         3,
@@ -177,7 +177,7 @@ std::vector<ParserCase> recommendCases()
             {{"/concierge/personalized/tv/*/poster", ReadWhen::Always},
              {"/concierge/personalized/movie/*/poster", ReadWhen::Always}},
             {},
-            OnException::Resets,
+            OutputsOnException::Resets,
         },
     };
 }

@@ -61,13 +61,13 @@ struct Envelopes : ::testing::TestWithParam<ParserCase> {
         SCOPED_TRACE(body.substr(0, 100));
         Shown expected = before();
         for (auto& [name, output] : expected.items()) {
-            if (row.onException == OnException::Clears && output.contains("count")) {
+            if (row.onException == OutputsOnException::Clears && output.contains("count")) {
                 output = {{"count", -1}, {"list", Shown::array()}};
             }
         }
         const Results results = parse(body);
         EXPECT_EQ(results.outputs, expected);
-        if (row.onException == OnException::Passes) {
+        if (row.onException == OutputsOnException::Passes) {
             EXPECT_EQ(results.status, kThrown);
             EXPECT_TRUE(host.lines().empty());
             return;

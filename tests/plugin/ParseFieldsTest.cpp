@@ -332,19 +332,20 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
         const Shown fresh = row.parse({}).outputs;
         for (const auto& [name, output] : fresh.items()) {
             if (output.contains("count")) {
-                outputs[name] = {{"count", row.onException == OnException::Clears ? -1 : 0}, {"list", Shown::array()}};
-            } else if (row.onException == OnException::Resets) {
+                outputs[name] = {{"count", row.onException == OutputsOnException::Clears ? -1 : 0},
+                                 {"list", Shown::array()}};
+            } else if (row.onException == OutputsOnException::Resets) {
                 outputs[name] = Shown::object();
             }
         }
-        expect(rsp, row.onException == OnException::Passes ? kThrown : row.unreadable, outputs);
+        expect(rsp, row.onException == OutputsOnException::Passes ? kThrown : row.unreadable, outputs);
         expectUnreadableLines();
     }
 
     void expectUnreadableLines()
     {
         const std::vector<Line> lines = host.lines();
-        const bool isCaught = row.onException != OnException::Passes;
+        const bool isCaught = row.onException != OutputsOnException::Passes;
         const std::string caught = std::string("[") + row.function + "] Exception Caught: ";
         const auto found =
             std::find_if(lines.begin(), lines.end(), [&](const Line& line) { return line.text.rfind(caught, 0) == 0; });

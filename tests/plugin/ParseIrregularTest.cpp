@@ -12,7 +12,7 @@
 namespace W::test {
 namespace {
 
-struct Irregular : ::testing::Test {
+struct IrregularReplies : ::testing::Test {
     FakeHost host;
     WVorelOAI object;
 
@@ -70,7 +70,7 @@ constexpr EmptyList kEmptyLists[] = {
     {"GenreList", R"("checksum":{"stat":"new"},"genre":[])", -57, "[ParseGenreList] Genre size is zero"},
 };
 
-TEST_F(Irregular, EmptyListsAreReportedAsEachParserDoes)
+TEST_F(IrregularReplies, EmptyListsAreReportedAsEachParserDoes)
 {
     for (const EmptyList& row : kEmptyLists) {
         SCOPED_TRACE(row.parser);
@@ -102,7 +102,7 @@ TEST_F(Irregular, EmptyListsAreReportedAsEachParserDoes)
     }
 }
 
-TEST_F(Irregular, TheTwoSpellingsOfAnEmptyHeadendList)
+TEST_F(IrregularReplies, TheTwoSpellingsOfAnEmptyHeadendList)
 {
     parse("Headend", R"("mso":[])");
     EXPECT_EQ(host.lines()[0].text, "[ParseHeadend] Headend Data size is Zero");
@@ -110,7 +110,7 @@ TEST_F(Irregular, TheTwoSpellingsOfAnEmptyHeadendList)
     EXPECT_EQ(host.lines()[0].text, "[ParseHeadendKor] Headend Data Size is zero.");
 }
 
-TEST_F(Irregular, AnEmptyCatalogueIsMinus57WhereAnEmptyLineUpIsMinus55)
+TEST_F(IrregularReplies, AnEmptyCatalogueIsMinus57WhereAnEmptyLineUpIsMinus55)
 {
     const Results genres = parse("GenreList", R"("checksum":{"stat":"new","code":"sum2"},"genre":[])");
     EXPECT_EQ(genres.status, -57);
@@ -123,13 +123,13 @@ TEST_F(Irregular, AnEmptyCatalogueIsMinus57WhereAnEmptyLineUpIsMinus55)
     EXPECT_EQ(channels.outputs.at("checksum"), "sum2");
 }
 
-TEST_F(Irregular, PopularIsMisspelledInTheSmartList)
+TEST_F(IrregularReplies, PopularIsMisspelledInTheSmartList)
 {
     parse("SmartPopular", R"("channel_guide":[])");
     EXPECT_EQ(host.lines()[0].text, "[ParseGetSmartPopular] Smart Populer Data size is zero.");
 }
 
-TEST_F(Irregular, NoRepresentativeGenresAreNoError)
+TEST_F(IrregularReplies, NoRepresentativeGenresAreNoError)
 {
     const Results results = parse("GenreList", R"("checksum":{"stat":"new"},"genre":[{"id":"g"}],"rep_genre":[])");
     EXPECT_EQ(results.status, 0);
@@ -142,7 +142,7 @@ TEST_F(Irregular, NoRepresentativeGenresAreNoError)
 
 // -- Exceptions
 
-TEST_F(Irregular, UnreadablePopularChannelsAreMinus16)
+TEST_F(IrregularReplies, UnreadablePopularChannelsAreMinus16)
 {
     EXPECT_EQ(parse("PopularCh", R"("channel":[5])").status, -16);
     EXPECT_EQ(parse("SmartPopular", R"("channel_guide":[5])").status, -57);
@@ -153,7 +153,7 @@ TEST_F(Irregular, UnreadablePopularChannelsAreMinus16)
     EXPECT_EQ(parserCase("PopularCh").parse(calling).status, -57);
 }
 
-TEST_F(Irregular, OutputsAreClearedBetweenTheExceptionLineAndTheErrorLine)
+TEST_F(IrregularReplies, OutputsAreClearedBetweenTheExceptionLineAndTheErrorLine)
 {
     for (const ParserCase& row : parserCases()) {
         SCOPED_TRACE(row.name);
@@ -167,15 +167,15 @@ TEST_F(Irregular, OutputsAreClearedBetweenTheExceptionLineAndTheErrorLine)
         for (const Shown& output : results.outputs) {
             containers += output.contains("count") ? 1 : 0;
         }
-        if (row.onException == OnException::Passes) {
+        if (row.onException == OutputsOnException::Passes) {
             containers = 0;
         }
         EXPECT_EQ(clearings(), std::vector<std::size_t>(containers, 1));
-        EXPECT_EQ(host.lines().size(), row.onException == OnException::Passes ? 0u : 2u);
+        EXPECT_EQ(host.lines().size(), row.onException == OutputsOnException::Passes ? 0u : 2u);
     }
 }
 
-TEST_F(Irregular, TheConciergeIsEmptiedBeforeTheExceptionLine)
+TEST_F(IrregularReplies, TheConciergeIsEmptiedBeforeTheExceptionLine)
 {
     VorelGetCombinationCMD command(nullptr, nullptr, &object, WContentProvider());
     WVLConcierge concierge;
@@ -187,7 +187,7 @@ TEST_F(Irregular, TheConciergeIsEmptiedBeforeTheExceptionLine)
     EXPECT_TRUE(wasEmpty);
 }
 
-TEST_F(Irregular, DetailsAndSeriesAreNotGuarded)
+TEST_F(IrregularReplies, DetailsAndSeriesAreNotGuarded)
 {
     VorelGetContentDetailInfoCMD detail(nullptr, nullptr, &object, WContentProvider());
     VorelGetSeriesDetailInfoCMD series(nullptr, nullptr, &object, WContentProvider());
@@ -199,14 +199,14 @@ TEST_F(Irregular, DetailsAndSeriesAreNotGuarded)
     EXPECT_EQ(list.getCount(), 0);
 }
 
-TEST_F(Irregular, MapsKeepWhatTheyHadAfterAnException)
+TEST_F(IrregularReplies, MapsKeepWhatTheyHadAfterAnException)
 {
     const Results results = parse("CityList", R"("state":[{"name":"a","city":[{"code":"c"},5]},{"name":"b"}])");
     EXPECT_EQ(results.status, -57);
     EXPECT_EQ(results.outputs, Shown::parse(R"({"states":[{"key":0,"name":"a"}],"cities":[{"key":0,"code":"c"}]})"));
 }
 
-TEST_F(Irregular, StatesThatAreThereKeepTheirName)
+TEST_F(IrregularReplies, StatesThatAreThereKeepTheirName)
 {
     const Results results =
         parse("CityList", R"("state":[{"name":"a","city":[{"code":"c"}]},{"name":"b"}])", Outputs::Filled);
@@ -216,14 +216,14 @@ TEST_F(Irregular, StatesThatAreThereKeepTheirName)
 
 // -- Fields
 
-TEST_F(Irregular, TheFavoriteChannelReadsItsNameBeforeDtv)
+TEST_F(IrregularReplies, TheFavoriteChannelReadsItsNameBeforeDtv)
 {
     const Results results = parse("FavoriteChannel", R"("channel":{"source":"s","name":"n","dtv":{},"number":"1"})");
     EXPECT_EQ(results.status, -57);
     EXPECT_EQ(results.outputs.at("channel"), Shown::parse(R"({"source":"s","name":"n"})"));
 }
 
-TEST_F(Irregular, FavoriteChannelsHaveNoImageIndex)
+TEST_F(IrregularReplies, FavoriteChannelsHaveNoImageIndex)
 {
     const std::string image = R"({"url":"u","type":"t","index":"i","width":"1","height":"2"})";
     EXPECT_EQ(listOf("FavoriteChannelList", R"("channel":[{"station_img":)" + image + "}]"),
@@ -232,7 +232,7 @@ TEST_F(Irregular, FavoriteChannelsHaveNoImageIndex)
               Shown::parse(R"({"stationImage":{"url":"u","type":"t","index":"i","width":1,"height":2}})"));
 }
 
-TEST_F(Irregular, AnUnchangedLineUpLeavesTheContainerAsItWas)
+TEST_F(IrregularReplies, AnUnchangedLineUpLeavesTheContainerAsItWas)
 {
     for (const char* const stat : {"same", "New", "NEW", " new", ""}) {
         const std::string mark = std::string(R"("checksum":{"stat":")") + stat + R"(","code":"sum2"},)";
@@ -271,7 +271,7 @@ constexpr PosterRow kPosters[] = {
     {"CandidateMissed", ReadWhen::HasMembers, R"("candidate_missed":[{"content":{"poster":)", "}}]"},
 };
 
-TEST_F(Irregular, PostersAreReadAsEachParserTestsThem)
+TEST_F(IrregularReplies, PostersAreReadAsEachParserTestsThem)
 {
     for (const PosterRow& row : kPosters) {
         const auto isRead = [&](const char* poster) {
@@ -289,7 +289,7 @@ TEST_F(Irregular, PostersAreReadAsEachParserTestsThem)
     }
 }
 
-TEST_F(Irregular, StationImagesAreReadAsEachParserTestsThem)
+TEST_F(IrregularReplies, StationImagesAreReadAsEachParserTestsThem)
 {
     EXPECT_EQ(listOf("ChannelList", R"("checksum":{"stat":"new"},"channel":[{"station_img":{"type":"t","width":"1"}},
                                        {"station_img":{"url":"","type":"t"}},{"station_img":{"url":null,"type":"t"}}])"),
@@ -299,7 +299,7 @@ TEST_F(Irregular, StationImagesAreReadAsEachParserTestsThem)
               Shown::parse(R"([{},{"channel":{"stationImage":{"url":"u"}}}])"));
 }
 
-TEST_F(Irregular, EveryProgrammeOfTheFocusHasTheOneChannel)
+TEST_F(IrregularReplies, EveryProgrammeOfTheFocusHasTheOneChannel)
 {
     VorelGetFocusChannelCMD command(nullptr, nullptr, &object, WContentProvider());
     WContainer<WVLContent> list;
@@ -311,7 +311,7 @@ TEST_F(Irregular, EveryProgrammeOfTheFocusHasTheOneChannel)
     EXPECT_EQ(&list.getData().front().getChannel().getName(), &list.getData().back().getChannel().getName());
 }
 
-TEST_F(Irregular, AServerUrlTakesTheOffsetOfAValidSourceOnly)
+TEST_F(IrregularReplies, AServerUrlTakesTheOffsetOfAValidSourceOnly)
 {
     VorelGetServerUrlCMD command(nullptr, nullptr, &object, WContentProvider());
     const std::string good = R"({"rsp":{"stat":"OK","expired":"2026-11-21T01:30:00Z"}})";
@@ -330,7 +330,7 @@ TEST_F(Irregular, AServerUrlTakesTheOffsetOfAValidSourceOnly)
     EXPECT_FALSE(expired.isValid());
 }
 
-TEST_F(Irregular, AnInvalidClockTakesTheOffsetOfStartTimes)
+TEST_F(IrregularReplies, AnInvalidClockTakesTheOffsetOfStartTimes)
 {
     VorelGetGuideCMD command(nullptr, nullptr, &object, WContentProvider());
     WContainer<WVLContent> list;
@@ -339,7 +339,7 @@ TEST_F(Irregular, AnInvalidClockTakesTheOffsetOfStartTimes)
     EXPECT_EQ(show(list.getData().front().getStartTime()), Shown::parse(R"({"at":"2026-11-21T01:30:00Z"})"));
 }
 
-TEST_F(Irregular, SeasonsGoBeforeTheEpisodesOfTheSeriesItself)
+TEST_F(IrregularReplies, SeasonsGoBeforeTheEpisodesOfTheSeriesItself)
 {
     const std::string own = R"("episode":[{"id":"a"},{"id":"b"}])";
     const Results without = parse("SeriesDetailInfo", R"("series":{"season":[],)" + own + "}");
@@ -355,7 +355,7 @@ TEST_F(Irregular, SeasonsGoBeforeTheEpisodesOfTheSeriesItself)
     EXPECT_EQ(neither.outputs.at("episodes"), Shown::parse(R"({"count":0,"list":[]})"));
 }
 
-TEST_F(Irregular, OneRecordPerAiring)
+TEST_F(IrregularReplies, OneRecordPerAiring)
 {
     const Shown list = listOf("ContentDetailInfo", R"("content":{"id":"i","vd_quality":"q","channel":[
         {"source":"a","schedule":[{"duration":"1"},{"duration":"2","vd_quality":"z"},{"duration":"3"}]},
@@ -366,14 +366,14 @@ TEST_F(Irregular, OneRecordPerAiring)
     EXPECT_EQ(list.at(3), Shown::parse(R"({"id":"i","videoQuality":"q","channel":{"source":"b"}})"));
 }
 
-TEST_F(Irregular, OneApplicationIsOfKind3)
+TEST_F(IrregularReplies, OneApplicationIsOfKind3)
 {
     const Results results =
         parse("Combination", R"("concierge":{"personalized":{"tv":[],"movie":[],"apps":[{"id":"x"}]}})");
     EXPECT_EQ(results.outputs.at("concierge"), Shown::parse(R"({"personalized":[{"kind":3,"id":"x"}]})"));
 }
 
-TEST_F(Irregular, TheRelatedEpisodeIsThereEvenWhenItIsMissing)
+TEST_F(IrregularReplies, TheRelatedEpisodeIsThereEvenWhenItIsMissing)
 {
     const Results results = parse("Related", R"("x":"")");
     EXPECT_EQ(results.status, 0);
@@ -381,12 +381,12 @@ TEST_F(Irregular, TheRelatedEpisodeIsThereEvenWhenItIsMissing)
         "castAndCrew":{"count":0,"list":[]},"related":{"count":0,"list":[]}})"));
 }
 
-TEST_F(Irregular, ALoadedHeadendHasExactlyOneDevice)
+TEST_F(IrregularReplies, ALoadedHeadendHasExactlyOneDevice)
 {
     EXPECT_EQ(parse("LoadHeadend", R"("x":"")").outputs.at("headend"), Shown::parse(R"({"devices":[{}]})"));
 }
 
-TEST_F(Irregular, FlagsOfTheLikeHistoryAreExact)
+TEST_F(IrregularReplies, FlagsOfTheLikeHistoryAreExact)
 {
     const auto flags = [&](const char* owned) {
         return parse("GetLikeHistory", std::string(R"("content":{"count":{"like":"12abc","dislike":"-3",)") +
@@ -468,7 +468,7 @@ constexpr Window kWindows[] = {
     {"-99999999999999999999-99999999999999999999", INT_MIN, INT_MAX},
 };
 
-TEST_F(Irregular, WindowsOfTodaysFilesAreScannedAsTwoNumbers)
+TEST_F(IrregularReplies, WindowsOfTodaysFilesAreScannedAsTwoNumbers)
 {
     for (const Window& row : kWindows) {
         SCOPED_TRACE(row.text);
@@ -489,7 +489,7 @@ TEST_F(Irregular, WindowsOfTodaysFilesAreScannedAsTwoNumbers)
     }
 }
 
-TEST_F(Irregular, TextsKeepTheirBytes)
+TEST_F(IrregularReplies, TextsKeepTheirBytes)
 {
     const std::string nul("a\0b", 3);
     const Shown list = listOf("ContentList", R"("content":[{"id":")" + nul + R"(","title":"\u00e4\ud83d\ude00\n"}])");

@@ -16,8 +16,8 @@ namespace {
 constexpr char kService[] = "http://base/openapi/service/vorel/";
 
 /// An object that may send everything, and what its host saw.
-struct Irregular : ::testing::Test {
-    Irregular()
+struct IrregularRequests : ::testing::Test {
+    IrregularRequests()
     {
         setAllOptions(host);
         object.emplace();
@@ -52,7 +52,7 @@ struct Irregular : ::testing::Test {
     using O = WVorelOAI;
 };
 
-TEST_F(Irregular, AnEmptyCountryLeavesQuestionMarkAndAmpersand)
+TEST_F(IrregularRequests, AnEmptyCountryLeavesQuestionMarkAndAmpersand)
 {
     empty("vorel_country");
     EXPECT_EQ(send(&O::getMissedContent, "o").url,
@@ -61,7 +61,7 @@ TEST_F(Irregular, AnEmptyCountryLeavesQuestionMarkAndAmpersand)
     EXPECT_EQ(send(&O::getPersonDetailInfo, "p").url, std::string(kService) + "browse/person/p?");
 }
 
-TEST_F(Irregular, TheDeviceFallbackOfABodyFollowsThePath)
+TEST_F(IrregularRequests, TheDeviceFallbackOfABodyFollowsThePath)
 {
     empty("vorel_device_type");
     EXPECT_EQ(send(&O::saveHeadend).url, std::string(kService) + "user/save_headend&device=N");
@@ -72,13 +72,13 @@ TEST_F(Irregular, TheDeviceFallbackOfABodyFollowsThePath)
     EXPECT_EQ(send(&O::sendTuneHistory, "t", "s").body, "country=US&headend=H1&ttid=t&sourceid=s");
 }
 
-TEST_F(Irregular, TtidIsInCapitalsInRelatedContentAndInSmallLettersInTheHistory)
+TEST_F(IrregularRequests, TtidIsInCapitalsInRelatedContentAndInSmallLettersInTheHistory)
 {
     EXPECT_NE(send(&O::getRelatedContent, "t", 0).url.find("&TTID=t"), std::string::npos);
     EXPECT_NE(send(&O::sendTuneHistory, "t", "s").body.find("&ttid=t"), std::string::npos);
 }
 
-TEST_F(Irregular, OnAirAndSeriesHaveNoDeviceFallback)
+TEST_F(IrregularRequests, OnAirAndSeriesHaveNoDeviceFallback)
 {
     empty("vorel_device_type");
     EXPECT_EQ(send(&O::getOnAir, Texts{"a"}, Numbers{1}).url,
@@ -87,7 +87,7 @@ TEST_F(Irregular, OnAirAndSeriesHaveNoDeviceFallback)
               std::string(kService) + "browse/content/c/series?country=US&headend=H1&device=&lang=en&sourceid=s");
 }
 
-TEST_F(Irregular, TheCombinationHasAnotherPathAndNoDeviceFallback)
+TEST_F(IrregularRequests, TheCombinationHasAnotherPathAndNoDeviceFallback)
 {
     EXPECT_EQ(send(&O::getCombination, "f").url,
               "http://base/openapi/service/concierge/"
@@ -97,7 +97,7 @@ TEST_F(Irregular, TheCombinationHasAnotherPathAndNoDeviceFallback)
               "http://base/openapi/service/concierge/combination?country=US&lang=en&headend=H1&modelfirmcode=f");
 }
 
-TEST_F(Irregular, AnImageSizeOfZeroIsWrittenForOneFavoriteAndNowhereElse)
+TEST_F(IrregularRequests, AnImageSizeOfZeroIsWrittenForOneFavoriteAndNowhereElse)
 {
     const auto hasSize = [](const Sent& sent) { return sent.url.find("imagesize") != std::string::npos; };
     EXPECT_NE(send(&O::getFavoriteChannel, "t", "7", 0).url.find("&imagesize=0"), std::string::npos);
@@ -110,7 +110,7 @@ TEST_F(Irregular, AnImageSizeOfZeroIsWrittenForOneFavoriteAndNowhereElse)
     EXPECT_FALSE(hasSize(send(&O::getFocusChannel, "c", 0, 0)));
 }
 
-TEST_F(Irregular, TheBodyLineOfASearchShowsTheUrl)
+TEST_F(IrregularRequests, TheBodyLineOfASearchShowsTheUrl)
 {
     const std::string url = send(&O::searchEPG, "q", "", 0, 0).url;
     EXPECT_TRUE(host.hasLine("[MakeURL] URL:[" + url + "]\n"));
@@ -118,7 +118,7 @@ TEST_F(Irregular, TheBodyLineOfASearchShowsTheUrl)
     EXPECT_FALSE(host.hasLine("[MakeURL] BODY:[]\n"));
 }
 
-TEST_F(Irregular, TheSeriesReadsTheLanguageSecondAndWritesItAfterTheDevice)
+TEST_F(IrregularRequests, TheSeriesReadsTheLanguageSecondAndWritesItAfterTheDevice)
 {
     EXPECT_EQ(send(&O::getSeriesDetailInfo, "c", "s").url,
               std::string(kService) + "browse/content/c/series?country=US&headend=H1&device=X&lang=en&sourceid=s");
@@ -127,7 +127,7 @@ TEST_F(Irregular, TheSeriesReadsTheLanguageSecondAndWritesItAfterTheDevice)
               (std::vector<std::string>{"vorel_country", "vorel_language", "vorel_headend", "vorel_device_type"}));
 }
 
-TEST_F(Irregular, TheSearchReadsItsSettingsBeforeItWritesBetweenThem)
+TEST_F(IrregularRequests, TheSearchReadsItsSettingsBeforeItWritesBetweenThem)
 {
     EXPECT_EQ(send(&O::searchEPG, "q", "", 0, 0).url,
               std::string(kService) + "search/epg_search?country=US&q=q&start=0&headend=H1&device=X");
@@ -135,7 +135,7 @@ TEST_F(Irregular, TheSearchReadsItsSettingsBeforeItWritesBetweenThem)
     EXPECT_EQ(host.reads, (std::vector<std::string>{"vorel_country", "vorel_headend", "vorel_device_type"}));
 }
 
-TEST_F(Irregular, TheServerUrlIsRequestedFromAnotherAddress)
+TEST_F(IrregularRequests, TheServerUrlIsRequestedFromAnotherAddress)
 {
     EXPECT_EQ(send(&O::getServerUrl).url, std::string(kService) + "conf/server?country=US");
     host.options["vorel_server_url"] = "http://other";
@@ -143,7 +143,7 @@ TEST_F(Irregular, TheServerUrlIsRequestedFromAnotherAddress)
     EXPECT_EQ(send(&O::checkAgreement).url, std::string(kService) + "agreement/check?country=US");
 }
 
-TEST_F(Irregular, ChannelsGoToTheUploadsUrlAndElseToTheBaseUrl)
+TEST_F(IrregularRequests, ChannelsGoToTheUploadsUrlAndElseToTheBaseUrl)
 {
     EXPECT_EQ(send(&O::sendChannel, "https://up/x", "f").url, "https://up/x?filename=f");
     EXPECT_EQ(send(&O::sendChannel, "up/x", "f").url, "http://base?filename=f");
@@ -151,7 +151,7 @@ TEST_F(Irregular, ChannelsGoToTheUploadsUrlAndElseToTheBaseUrl)
     EXPECT_EQ(send(&O::sendChannel, "", "f").url, "http://base?filename=f");
 }
 
-TEST_F(Irregular, ThePostalCodeIsEscapedAndNothingElseIs)
+TEST_F(IrregularRequests, ThePostalCodeIsEscapedAndNothingElseIs)
 {
     const std::string unreserved = "AZaz09-._~";
     EXPECT_EQ(send(&O::getHeadend, unreserved).url,
@@ -166,14 +166,14 @@ TEST_F(Irregular, ThePostalCodeIsEscapedAndNothingElseIs)
     EXPECT_EQ(send(&O::getHeadend, "1").url, std::string(kService) + "channel/headend?country=U S&&zipcode=1");
 }
 
-TEST_F(Irregular, AKeyOfALikeIsTheNameOfAParameter)
+TEST_F(IrregularRequests, AKeyOfALikeIsTheNameOfAParameter)
 {
     EXPECT_EQ(send(&O::sendLike, "contentid", "7", "dislike").body, "country=US&contentid=7&type=dislike");
     EXPECT_EQ(send(&O::getLikeHistory, "contentid", "7").url,
               std::string(kService) + "user/like?country=US&contentid=7");
 }
 
-TEST_F(Irregular, FourOperationsAskForCompression)
+TEST_F(IrregularRequests, FourOperationsAskForCompression)
 {
     EXPECT_EQ(headerOf(send(&O::getGenreList, ""), "Accept-encoding"), "gzip, deflate");
     EXPECT_EQ(headerOf(send(&O::getChannelList, ""), "Accept-encoding"), "gzip, deflate");
@@ -182,14 +182,14 @@ TEST_F(Irregular, FourOperationsAskForCompression)
     EXPECT_EQ(headerOf(send(&O::getPopularChannel, 0, 0), "Accept-encoding"), "Missing");
 }
 
-TEST_F(Irregular, AnEmptySecretLeavesThePlusSignInTheToken)
+TEST_F(IrregularRequests, AnEmptySecretLeavesThePlusSignInTheToken)
 {
     empty("vorel_secret_key");
     // SHA-1 of "K+".
     EXPECT_EQ(headerOf(send(&O::checkAgreement), "Token"), "S+U+cf5e29e0fdd5ceb106e6e3eb19e3765d08386603");
 }
 
-TEST_F(Irregular, OneRuleNamesTheCountryBeforeItRefuses)
+TEST_F(IrregularRequests, OneRuleNamesTheCountryBeforeItRefuses)
 {
     empty("vorel_country");
     const std::string line = "[getCertificationRule] ========= CountryCode is empty!!!!!!! \n";

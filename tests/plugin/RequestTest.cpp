@@ -23,7 +23,7 @@ enum class Set {
 };
 
 /// Where a request of an operation has its parameters, and which settings it reads (their names without "vorel_").
-struct Envelope {
+struct RequestEnvelope {
     const char* operation;
     unsigned int key;
     HTTP_REQUEST_TYPE verb;
@@ -34,7 +34,7 @@ struct Envelope {
 
 constexpr char kAllFour[] = "country language headend device_type";
 
-const Envelope kEnvelopes[] = {
+const RequestEnvelope kEnvelopes[] = {
     {"getAuthSeedkey", 3, HTTP_GET, Set::SeedKey, "app_key duid model_id country auth_token", ""},
     {"getGenreList", 4, HTTP_GET, Set::Compressed, "country", "country language"},
     {"getConfLog", 5, HTTP_GET, Set::Standard, "country headend", "country headend device_type"},
@@ -86,10 +86,10 @@ const Envelope kEnvelopes[] = {
     {"download", 51, HTTP_GET, Set::None, "", ""},
 };
 
-const Envelope& envelopeOf(const std::string& operation)
+const RequestEnvelope& envelopeOf(const std::string& operation)
 {
     const auto found = std::find_if(std::begin(kEnvelopes), std::end(kEnvelopes),
-                                    [&](const Envelope& row) { return operation == row.operation; });
+                                    [&](const RequestEnvelope& row) { return operation == row.operation; });
     if (found == std::end(kEnvelopes)) {
         throw std::invalid_argument("no envelope of " + operation);
     }
@@ -200,8 +200,8 @@ std::vector<Case> allCases()
     return cases;
 }
 
-struct Request : ::testing::TestWithParam<Case> {
-    Request()
+struct RequestOfOperation : ::testing::TestWithParam<Case> {
+    RequestOfOperation()
     {
         setAllOptions(host);
         object.emplace();
@@ -221,7 +221,7 @@ struct Request : ::testing::TestWithParam<Case> {
         }
     }
 
-    std::vector<std::string> expectedReads(const Envelope& envelope, bool refused) const
+    std::vector<std::string> expectedReads(const RequestEnvelope& envelope, bool refused) const
     {
         std::string names = envelope.column;
         if (!refused) {
@@ -238,11 +238,11 @@ struct Request : ::testing::TestWithParam<Case> {
     Counter counter;
 };
 
-TEST_P(Request, GoesOutAsItMust)
+TEST_P(RequestOfOperation, GoesOutAsItMust)
 {
     const RequestRow& row = *GetParam().row;
     const Wire& wire = GetParam().wire;
-    const Envelope& envelope = envelopeOf(row.operation);
+    const RequestEnvelope& envelope = envelopeOf(row.operation);
     change(wire.settings);
     host.reads.clear();
 
@@ -276,7 +276,7 @@ TEST_P(Request, GoesOutAsItMust)
     EXPECT_EQ(host.hasLine("[MakeURL] BODY:[" + shownBody + "]\n"), !download);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, Request, ::testing::ValuesIn(allCases()),
+INSTANTIATE_TEST_SUITE_P(Rows, RequestOfOperation, ::testing::ValuesIn(allCases()),
                          [](const auto& parameter) { return nameOf(parameter.param); });
 
 TEST(RequestTable, HoldsEveryOperation)

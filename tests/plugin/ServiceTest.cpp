@@ -16,14 +16,14 @@ UINT64 ignored(SESSION_STATUS /*status*/, const HttpResponse& /*response*/, Vore
     return reference;
 }
 
-class Kind final : public VorelServiceCMD {
+class KindCommand final : public VorelServiceCMD {
 public:
-    Kind(unsigned int key, int* destroyed = nullptr)
+    KindCommand(unsigned int key, int* destroyed = nullptr)
         : VorelServiceCMD(WContentProvider("p", 1), nullptr, nullptr), m_destroyed(destroyed)
     {
         setCMDKey(key);
     }
-    ~Kind() override
+    ~KindCommand() override
     {
         if (m_destroyed != nullptr) {
             ++*m_destroyed;
@@ -44,7 +44,7 @@ struct ServiceTest : ::testing::Test {
     UINT64 send(unsigned int key, int* count = nullptr, VorelCompletion completion = ignored)
     {
         unsigned long long reference = 99;
-        EXPECT_EQ(service.getDataRequest("u", {}, "", new Kind(key, count), reference, completion), 0);
+        EXPECT_EQ(service.getDataRequest("u", {}, "", new KindCommand(key, count), reference, completion), 0);
         return reference;
     }
 };
@@ -171,7 +171,7 @@ TEST_F(ServiceTest, ACompletionOfAnotherRequestIsIgnored)
 
 TEST_F(ServiceTest, UnlistedBlocksAreLeftAlone)
 {
-    Kind command(18, &destroyed);
+    KindCommand command(18, &destroyed);
     VorelServiceArgs block{&service, &command, ignored};
     service.cleanupARGS(&block);
     service.cleanupARGS(nullptr);
@@ -258,7 +258,7 @@ TEST_F(ServiceTest, ARefusedRequestLeavesNothing)
 {
     host.addRequestResult = -42;
     unsigned long long reference = 99;
-    EXPECT_EQ(service.getDataRequest("u", {}, "", new Kind(18, &destroyed), reference, ignored), -42);
+    EXPECT_EQ(service.getDataRequest("u", {}, "", new KindCommand(18, &destroyed), reference, ignored), -42);
     EXPECT_EQ(reference, 0u);
     EXPECT_EQ(destroyed, 1);
     EXPECT_EQ(service.requestCount(), 0u);
@@ -274,14 +274,15 @@ TEST_F(ServiceTest, RefusesWhileItCloses)
 {
     service.close();
     unsigned long long reference = 99;
-    EXPECT_EQ(service.getDataRequest("u", {}, "", new Kind(18, &destroyed), reference, ignored), status::kNoService);
+    EXPECT_EQ(service.getDataRequest("u", {}, "", new KindCommand(18, &destroyed), reference, ignored),
+              status::kNoService);
     EXPECT_EQ(destroyed, 1);
     EXPECT_TRUE(host.sent.empty());
 }
 
 TEST_F(ServiceTest, FileChecksComeBeforeEverything)
 {
-    Kind command(10);
+    KindCommand command(10);
     unsigned long long reference = 99;
     EXPECT_EQ(service.putDataRequest("u", {}, &command, std::string(), reference, ignored), status::kBadArgument);
     EXPECT_EQ(service.putDataRequest("u", {}, &command, std::string("/no/such/file"), reference, ignored),
@@ -301,11 +302,11 @@ TEST_F(ServiceTest, BuildsTheFiveForms)
     std::fclose(std::fopen(path.c_str(), "wb"));
     unsigned long long reference = 0;
 
-    EXPECT_EQ(service.getDataRequest("u1", headers, "x", new Kind(18), reference, ignored), 0);
-    EXPECT_EQ(service.getDataRequest("u2", "dead", new Kind(51), path, reference, ignored), 0);
-    EXPECT_EQ(service.putDataRequest("u3", headers, new Kind(10), path, reference, ignored), 0);
-    EXPECT_EQ(service.putDataRequest("u4", headers, "body", new Kind(28), reference, ignored), 0);
-    EXPECT_EQ(service.deleteDataRequest("u5", headers, "", new Kind(29), reference, ignored), 0);
+    EXPECT_EQ(service.getDataRequest("u1", headers, "x", new KindCommand(18), reference, ignored), 0);
+    EXPECT_EQ(service.getDataRequest("u2", "dead", new KindCommand(51), path, reference, ignored), 0);
+    EXPECT_EQ(service.putDataRequest("u3", headers, new KindCommand(10), path, reference, ignored), 0);
+    EXPECT_EQ(service.putDataRequest("u4", headers, "body", new KindCommand(28), reference, ignored), 0);
+    EXPECT_EQ(service.deleteDataRequest("u5", headers, "", new KindCommand(29), reference, ignored), 0);
 
     struct Row {
         HTTP_REQUEST_TYPE type;
@@ -353,7 +354,7 @@ TEST(ServiceLife, AServiceThatGoesTakesItsRequestsAlong)
     {
         VorelService service("Corvane", WContentProvider("Corvane", 14));
         unsigned long long reference = 0;
-        service.getDataRequest("u", {}, "", new Kind(18, &destroyed), reference,
+        service.getDataRequest("u", {}, "", new KindCommand(18, &destroyed), reference,
                                [](SESSION_STATUS, const HttpResponse&, VorelServiceCMD*, unsigned long long ref) {
                                    ++called;
                                    return ref;

@@ -73,24 +73,24 @@ bool VorelServiceCMD::isCancelled(UINT64 reference) const
     return m_pService != nullptr && ownerOf(*m_pService).isCancelled(reference);
 }
 
-Query VorelServiceCMD::urlQuery(std::string_view path, const ProviderOptions& options, Here here)
+RequestQuery VorelServiceCMD::urlQuery(std::string_view path, const ProviderOptions& options, Here here)
 {
     appendPath(m_url, path);
     m_url += '?';
-    return {m_url, m_body, Query::Place::Url, options, here};
+    return {m_url, m_body, RequestQuery::Place::Url, options, here};
 }
 
-Query VorelServiceCMD::bodyQuery(std::string_view path, const ProviderOptions& options, Here here)
+RequestQuery VorelServiceCMD::bodyQuery(std::string_view path, const ProviderOptions& options, Here here)
 {
     appendPath(m_url, path);
-    return {m_url, m_body, Query::Place::Body, options, here};
+    return {m_url, m_body, RequestQuery::Place::Body, options, here};
 }
 
-Query VorelServiceCMD::urlOnly(std::string_view string, Here here)
+RequestQuery VorelServiceCMD::urlOnly(std::string_view string, Here here)
 {
     static const ProviderOptions kNone(WContentProvider(), None);
     m_url += string;
-    return {m_url, m_body, Query::Place::Url, kNone, here};
+    return {m_url, m_body, RequestQuery::Place::Url, kNone, here};
 }
 
 VorelDownloadCMD::VorelDownloadCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider)

@@ -31,7 +31,7 @@ class WVorelOAI;
 namespace vorel {
 class CommandRegistry;
 class ProviderOptions;
-class Query;
+class RequestQuery;
 }  // namespace vorel
 
 /// What all commands share. A command serves one request and is destroyed exactly once, by its owner.
@@ -65,11 +65,11 @@ protected:
     // These print the URL and BODY lines with the function and line of their caller, which is MakeURL.
 
     /// Appends a path and "?"; the parameters follow.
-    vorel::Query urlQuery(std::string_view path, const vorel::ProviderOptions& options, vorel::Here here = {});
+    vorel::RequestQuery urlQuery(std::string_view path, const vorel::ProviderOptions& options, vorel::Here here = {});
     /// Appends a path; the parameters go into the body.
-    vorel::Query bodyQuery(std::string_view path, const vorel::ProviderOptions& options, vorel::Here here = {});
+    vorel::RequestQuery bodyQuery(std::string_view path, const vorel::ProviderOptions& options, vorel::Here here = {});
     /// Appends a string that depends on no setting.
-    vorel::Query urlOnly(std::string_view string, vorel::Here here = {});
+    vorel::RequestQuery urlOnly(std::string_view string, vorel::Here here = {});
 
     std::string m_url;
     std::string m_body;

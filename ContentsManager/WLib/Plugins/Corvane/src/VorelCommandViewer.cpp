@@ -4,8 +4,8 @@
 
 #include "Lists.h"
 #include "ProviderOptions.h"
-#include "RequestQuery.h"
 #include "Reply.h"
+#include "RequestQuery.h"
 
 namespace W {
 
@@ -46,13 +46,13 @@ constexpr Field<WVLContent> kFavoriteListContent[] = {
 };
 
 /// One favourite of either kind. Quirk: an image size of 0 is written here and nowhere else.
-void writeFavorite(Query&& query, const std::string& type, const std::string& id, int imageSize)
+void writeFavorite(RequestQuery&& query, const std::string& type, const std::string& id, int imageSize)
 {
     query.countryIfSet().text("&type=", type).text("&id=", id).number("&imagesize=", imageSize);
 }
 
 /// The favourites of either kind.
-void writeFavoriteList(Query&& query, const std::string& type, int imageSize, const std::string& order,
+void writeFavoriteList(RequestQuery&& query, const std::string& type, int imageSize, const std::string& order,
                        const std::string& sort, int start, int num)
 {
     query.countryIfSet()

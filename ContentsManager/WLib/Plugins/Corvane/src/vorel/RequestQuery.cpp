@@ -33,53 +33,53 @@ void append(std::string& out, std::string_view name, const std::list<Element>& v
 
 }  // namespace
 
-Query::Query(std::string& url, std::string& body, Place place, const ProviderOptions& options, Here here)
+RequestQuery::RequestQuery(std::string& url, std::string& body, Place place, const ProviderOptions& options, Here here)
     : m_url(url), m_body(body), m_out(place == Place::Url ? url : body), m_options(options), m_here(here)
 {}
 
-Query::~Query()
+RequestQuery::~RequestQuery()
 {
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] URL:[%s]\n", m_here.function, m_here.line, m_url.c_str());
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] BODY:[%s]\n", m_here.function, m_here.line,
                               m_showsUrlAsBody ? m_url.c_str() : m_body.c_str());
 }
 
-Query& Query::country()
+RequestQuery& RequestQuery::country()
 {
     return text("country=", m_options[Country]);
 }
 
-Query& Query::countryIfSet()
+RequestQuery& RequestQuery::countryIfSet()
 {
     return textIfSet("country=", m_options[Country]);
 }
 
-Query& Query::languageIfSet()
+RequestQuery& RequestQuery::languageIfSet()
 {
     return textIfSet("&lang=", m_options[Language]);
 }
 
-Query& Query::headend()
+RequestQuery& RequestQuery::headend()
 {
     return text("&headend=", m_options[Headend]);
 }
 
-Query& Query::headendIfSet()
+RequestQuery& RequestQuery::headendIfSet()
 {
     return textIfSet("&headend=", m_options[Headend]);
 }
 
-Query& Query::device()
+RequestQuery& RequestQuery::device()
 {
     return text("&device=", m_options[Device]);
 }
 
-Query& Query::deviceIfSet()
+RequestQuery& RequestQuery::deviceIfSet()
 {
     return textIfSet("&device=", m_options[Device]);
 }
 
-Query& Query::deviceOrN()
+RequestQuery& RequestQuery::deviceOrN()
 {
     if (m_options[Device].empty()) {
         m_url += "&device=N";
@@ -89,51 +89,51 @@ Query& Query::deviceOrN()
     return *this;
 }
 
-Query& Query::text(std::string_view name, std::string_view value)
+RequestQuery& RequestQuery::text(std::string_view name, std::string_view value)
 {
     m_out += name;
     m_out += value;
     return *this;
 }
 
-Query& Query::textIfSet(std::string_view name, std::string_view value)
+RequestQuery& RequestQuery::textIfSet(std::string_view name, std::string_view value)
 {
     return value.empty() ? *this : text(name, value);
 }
 
-Query& Query::number(std::string_view name, int value)
+RequestQuery& RequestQuery::number(std::string_view name, int value)
 {
     return text(name, std::to_string(value));
 }
 
-Query& Query::numberIfSet(std::string_view name, int value)
+RequestQuery& RequestQuery::numberIfSet(std::string_view name, int value)
 {
     return numberIf(value != 0, name, value);
 }
 
-Query& Query::numberIf(bool given, std::string_view name, int value)
+RequestQuery& RequestQuery::numberIf(bool given, std::string_view name, int value)
 {
     return given ? number(name, value) : *this;
 }
 
-Query& Query::list(std::string_view name, const std::list<std::string>& values)
+RequestQuery& RequestQuery::list(std::string_view name, const std::list<std::string>& values)
 {
     append(m_out, name, values);
     return *this;
 }
 
-Query& Query::list(std::string_view name, const std::list<int>& values)
+RequestQuery& RequestQuery::list(std::string_view name, const std::list<int>& values)
 {
     append(m_out, name, values);
     return *this;
 }
 
-Query& Query::listIfSet(std::string_view name, const std::list<int>& values)
+RequestQuery& RequestQuery::listIfSet(std::string_view name, const std::list<int>& values)
 {
     return values.empty() ? *this : list(name, values);
 }
 
-Query& Query::timeIfSet(std::string_view name, unsigned long seconds, const WDateTime& clock)
+RequestQuery& RequestQuery::timeIfSet(std::string_view name, unsigned long seconds, const WDateTime& clock)
 {
     if (seconds == 0) {
         return *this;
@@ -145,7 +145,7 @@ Query& Query::timeIfSet(std::string_view name, unsigned long seconds, const WDat
     return text(name, time.toString());
 }
 
-Query& Query::showingUrlAsBody()
+RequestQuery& RequestQuery::showingUrlAsBody()
 {
     m_showsUrlAsBody = true;
     return *this;
