@@ -5,13 +5,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Program.h"
+#include "ServiceProgram.h"
 #include "TestSupport.h"
 
 namespace corvaned {
 namespace {
 
-using test::Program;
+using test::ServiceProgram;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
@@ -49,7 +49,7 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
         {{"serve", "--tls-cert", "/none", "--tls-key", "/none"}, 1, "corvaned: cannot read certificate /none: "},
     };
     for (const UsageRow& row : rows) {
-        Program program(row.arguments);
+        ServiceProgram program(row.arguments);
         EXPECT_EQ(program.readLine(), "") << row.message;
         EXPECT_EQ(program.wait(), row.code) << row.message;
         EXPECT_THAT(program.errors(), HasSubstr(row.message));
@@ -59,7 +59,7 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
         }
         EXPECT_FALSE(std::filesystem::exists(db)) << row.message;
     }
-    Program help({"--help"});
+    ServiceProgram help({"--help"});
     EXPECT_EQ(help.wait(), 0);
 }
 
@@ -71,7 +71,7 @@ TEST(Command, ImportSaysWhatItDid)
     for (const char* expected :
          {" now holds 2 channels and 4 programmes from 2026-11-20T18:00:00Z to 2026-11-20T22:00:00Z (",
           " holds this guide already: nothing changed ("}) {
-        Program program({"import", "--db", folder.path(), listing});
+        ServiceProgram program({"import", "--db", folder.path(), listing});
         EXPECT_EQ(program.readLine(), listing + ": 2 channels, 4 programmes");
         EXPECT_THAT(program.readLine(), HasSubstr(expected));
         EXPECT_EQ(program.wait(), 0);
@@ -86,17 +86,17 @@ TEST(Command, ImportsAnOperatorsPlaces)
     const std::string places = folder.path() + ".places.csv";
     test::writeFile(listing, test::testData("evening.xml"));
     test::writeFile(places, "headend,one,Our Cable,,,,,,\nchannel,two,1,north.example\n");
-    Program early({"import-places", "--db", folder.path(), places});
+    ServiceProgram early({"import-places", "--db", folder.path(), places});
     EXPECT_EQ(early.wait(), 1);
     EXPECT_THAT(early.errors(), StartsWith("corvaned: there is no database "));
-    Program import({"import", "--db", folder.path(), listing});
+    ServiceProgram import({"import", "--db", folder.path(), listing});
     EXPECT_EQ(import.wait(), 0);
 
-    Program faulty({"import-places", "--db", folder.path(), places});
+    ServiceProgram faulty({"import-places", "--db", folder.path(), places});
     EXPECT_EQ(faulty.wait(), 1);
     EXPECT_EQ(faulty.errors(), "corvaned: " + places + ":2: no row above names a headend 'two'; nothing is imported\n");
     test::writeFile(places, "headend,one,Our Cable,,,,,,\nchannel,one,1,north.example\n");
-    Program good({"import-places", "--db", folder.path(), places});
+    ServiceProgram good({"import-places", "--db", folder.path(), places});
     EXPECT_EQ(good.readLine(), places + ": 1 headends, 0 cities, 0 postal codes, 0 apps");
     EXPECT_EQ(good.wait(), 0);
     Store store(folder.path(), Store::Mode::Existing);
@@ -109,10 +109,10 @@ TEST(Command, ShowsAndExportsWhatIsStored)
     const std::string listing = folder.path() + ".xml";
     const std::string copy = folder.path() + ".copy.xml";
     test::writeFile(listing, test::testData("evening.xml"));
-    Program import({"import", "--db", folder.path(), listing});
+    ServiceProgram import({"import", "--db", folder.path(), listing});
     EXPECT_EQ(import.wait(), 0);
 
-    Program stats({"stats", "--db", folder.path()});
+    ServiceProgram stats({"stats", "--db", folder.path()});
     EXPECT_EQ(stats.readLine(), "channels    2");
     EXPECT_EQ(stats.readLine(), "programmes  4");
     EXPECT_THAT(stats.readAll(), HasSubstr("from        2026-11-20T18:00:00Z\nto          2026-11-20T22:00:00Z\nsize"));
@@ -127,19 +127,19 @@ TEST(Command, ShowsAndExportsWhatIsStored)
                 "INSERT INTO vote VALUES ('content', 1, 'ann', 1, 0), ('content', 2, 'ann', 0, 0);"
                 "INSERT INTO tuning VALUES ('ann', 1, 0, 1, 0), ('ann', 2, 0, 1, 0), ('ann', 3, 0, 1, 0)");
     }
-    Program users({"users", "--db", folder.path()});
+    ServiceProgram users({"users", "--db", folder.path()});
     EXPECT_THAT(users.readAll(),
                 MatchesRegex("user +sessions +favourites +likes +tunings\nann +1 +1 +1 +3\ncid +0 +1 +0 +0\n"));
     EXPECT_EQ(users.wait(), 0);
 
-    Program printed({"export", "--db", folder.path()});
+    ServiceProgram printed({"export", "--db", folder.path()});
     const std::string text = printed.readAll();
     EXPECT_THAT(text, StartsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<tv "));
-    Program written({"export", "--db", folder.path(), "--output", copy});
+    ServiceProgram written({"export", "--db", folder.path(), "--output", copy});
     EXPECT_EQ(written.wait(), 0);
     EXPECT_EQ(test::readFile(copy), text);
 
-    Program nowhere({"export", "--db", folder.path(), "--output", "/nonexistent/x.xml"});
+    ServiceProgram nowhere({"export", "--db", folder.path(), "--output", "/nonexistent/x.xml"});
     EXPECT_EQ(nowhere.wait(), 1);
     EXPECT_THAT(nowhere.errors(), StartsWith("corvaned: cannot write /nonexistent/x.xml: No such file or directory"));
 }
@@ -147,7 +147,7 @@ TEST(Command, ShowsAndExportsWhatIsStored)
 TEST(Command, ServeAnnouncesItsAddressAndEndsOnEitherSignal)
 {
     for (const int signal : {SIGTERM, SIGINT}) {
-        Program program({"serve", "--listen", "127.0.0.1:0"});
+        ServiceProgram program({"serve", "--listen", "127.0.0.1:0"});
         EXPECT_THAT(program.readLine(), StartsWith("corvaned listening on http://127.0.0.1:"));
         program.signal(signal);
         EXPECT_EQ(program.wait(), 0);
@@ -160,7 +160,7 @@ TEST(Command, TheSamplesDatabaseIsRemovedAtTheEnd)
     const std::string scratch = std::filesystem::path(folder.path()).parent_path().string() + "/scratch";
     std::filesystem::create_directory(scratch);
     setenv("TMPDIR", scratch.c_str(), 1);
-    Program program({"serve", "--listen", "127.0.0.1:0"});
+    ServiceProgram program({"serve", "--listen", "127.0.0.1:0"});
     unsetenv("TMPDIR");
     program.readLine();
     const auto sampleFolders = [&] {

@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "Program.h"
+#include "ServiceProgram.h"
 #include "Session.h"
 #include "TestSupport.h"
 #include "WebClient.h"
@@ -22,7 +22,7 @@ namespace corvaned {
 namespace {
 
 using Json = nlohmann::json;
-using test::Program;
+using test::ServiceProgram;
 
 constexpr int kChannels = 12;
 constexpr int kProgrammes = 3000;
@@ -210,7 +210,7 @@ protected:
             test::writeFile(listingFile(build), listing(build));
         }
         const auto begin = std::chrono::steady_clock::now();
-        Program import({"import", "--db", m_folder.path(), listingFile("alpha")});
+        ServiceProgram import({"import", "--db", m_folder.path(), listingFile("alpha")});
         ASSERT_EQ(import.wait(), 0) << import.errors();
         m_importTime = std::chrono::steady_clock::now() - begin;
         Store store(m_folder.path(), Store::Mode::Existing);
@@ -225,9 +225,9 @@ protected:
 
     std::string listingFile(const std::string& build) const { return m_folder.path() + "." + build + ".xml"; }
 
-    std::unique_ptr<Program> serve(std::vector<WritingClient>& clients)
+    std::unique_ptr<ServiceProgram> serve(std::vector<WritingClient>& clients)
     {
-        auto program = std::make_unique<Program>(
+        auto program = std::make_unique<ServiceProgram>(
             std::vector<std::string>{"serve", "--db", m_folder.path(), "--listen", "127.0.0.1:0"});
         const std::string line = program->readLine();
         const int port = std::stoi(line.substr(line.rfind(':') + 1));
@@ -267,7 +267,7 @@ protected:
         }
         std::mt19937 random(1);
         const int kills = longRun() ? 200 : 4;
-        std::unique_ptr<Program> service = serve(clients);
+        std::unique_ptr<ServiceProgram> service = serve(clients);
         for (int i = 0; i < kills && !HasFailure(); ++i) {
             std::vector<std::thread> threads;
             for (WritingClient& client : clients) {
@@ -279,7 +279,8 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 150));
             if (importing) {
                 // Anywhere between its first moment and a little behind its last.
-                Program import({"import", "--db", m_folder.path(), listingFile(m_held == "alpha" ? "beta" : "alpha")});
+                ServiceProgram import(
+                    {"import", "--db", m_folder.path(), listingFile(m_held == "alpha" ? "beta" : "alpha")});
                 std::this_thread::sleep_for(m_importTime * (random() % 120) / 100);
                 import.signal(SIGKILL);
                 import.wait();
@@ -331,7 +332,7 @@ TEST_F(Durability, TwoHundredClientsLoseNothing)
     for (int i = 0; i < 200; ++i) {
         clients.emplace_back(i, m_targets);
     }
-    const std::unique_ptr<Program> service = serve(clients);
+    const std::unique_ptr<ServiceProgram> service = serve(clients);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(longRun() ? 60 : 2);
     std::atomic<int> unanswered{0};
     std::vector<std::thread> threads;

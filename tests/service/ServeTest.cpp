@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Program.h"
 #include "RawClient.h"
+#include "ServiceProgram.h"
 #include "TestSupport.h"
 #include "WebClient.h"
 
@@ -20,7 +20,7 @@ namespace {
 
 using http::test::RawClient;
 using http::test::WebClient;
-using test::Program;
+using test::ServiceProgram;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -104,7 +104,7 @@ TEST(ServeLog, AStalledReaderHoldsNobodyUp)
 
 TEST(ServeLog, ClientsCannotForgeLinesOrLogWhatTheyWatch)
 {
-    Program service({"serve", "--listen", "127.0.0.1:0"});
+    ServiceProgram service({"serve", "--listen", "127.0.0.1:0"});
     const int port = portIn(service.readLine());
     const RawClient client(port);
     client.send("GET /a%0atime=forged%1b[2J/b&sourceid=secret HTTP/1.1\r\nHost: here\r\n\r\n");
@@ -122,7 +122,7 @@ TEST(ServeLog, ClientsCannotForgeLinesOrLogWhatTheyWatch)
 
 TEST(ServeLog, AFloodIsCounted)
 {
-    Program service({"serve", "--listen", "127.0.0.1:0", "--log-lines-per-second", "10"});
+    ServiceProgram service({"serve", "--listen", "127.0.0.1:0", "--log-lines-per-second", "10"});
     const int port = portIn(service.readLine());
     expectService(port, 500);
     std::this_thread::sleep_for(milliseconds(1100));
@@ -136,7 +136,7 @@ TEST(ServeLog, AFloodIsCounted)
 
 TEST(ServeSignals, TermEndsWithAClientThatDoesNotRead)
 {
-    Program service({"serve", "--listen", "127.0.0.1:0", "--stop-seconds", "2"});
+    ServiceProgram service({"serve", "--listen", "127.0.0.1:0", "--stop-seconds", "2"});
     const int port = portIn(service.readLine());
     const RawClient client(port);
     client.receiveLittle();
@@ -155,7 +155,7 @@ TEST(ServeSignals, TermEndsWithAClientThatDoesNotRead)
 
 TEST(ServeSignals, HupAndPipeDoNotEnd)
 {
-    Program service({"serve", "--listen", "127.0.0.1:0"});
+    ServiceProgram service({"serve", "--listen", "127.0.0.1:0"});
     const int port = portIn(service.readLine());
     for (const int signal : {SIGHUP, SIGPIPE, SIGHUP}) {
         service.signal(signal);
@@ -188,7 +188,7 @@ TEST(ServeSecrets, OtherMachinesNeedASecretOrAPermission)
     for (const auto& row : rows) {
         std::vector<std::string> arguments{"serve", "--listen", "0.0.0.0:0"};
         arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
-        Program service(arguments);
+        ServiceProgram service(arguments);
         if (*row.refusal != '\0') {
             EXPECT_EQ(service.wait(), 1) << ::testing::PrintToString(row.arguments);
             EXPECT_THAT(service.errors(), HasSubstr(row.refusal)) << ::testing::PrintToString(row.arguments);

@@ -10,9 +10,9 @@
 namespace corvaned::test {
 
 /// A run of the program; killed by the destructor if it is still running.
-class Program : public support::ChildProcess {
+class ServiceProgram : public support::ChildProcess {
 public:
-    explicit Program(std::vector<std::string> arguments)
+    explicit ServiceProgram(std::vector<std::string> arguments)
         : ChildProcess(support::Launch{CORVANED_PROGRAM, std::move(arguments), {}})
     {
         closeInput();
