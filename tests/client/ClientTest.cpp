@@ -83,7 +83,7 @@ TEST_F(ClientCalls, CancelsTheRequest)
     EXPECT_EQ(call.cancel(), status::kNotFound);
 }
 
-TEST_F(ClientCalls, SaysThatAnOperationCannotBeCancelled)
+TEST_F(ClientCalls, ReportsOperationsThatCannotBeCancelled)
 {
     auto call = client->call(&WCorvaneOAI::checkAgreement);
     EXPECT_EQ(call.cancel(), status::kNotCancellable);

@@ -23,7 +23,7 @@ Call<std::string> agreementTwice(corvane::Client& client)
     co_return first + " " + std::get<0>(second);
 }
 
-TEST_F(Coroutine, GoesOnWhereTheResultArrives)
+TEST_F(Coroutine, ContinuesOnTheThreadOfTheResult)
 {
     auto call = agreementTwice(*client);
     EXPECT_EQ(host.sent.size(), 1u);
@@ -58,7 +58,7 @@ TEST_F(Coroutine, PassesFailuresOn)
     EXPECT_EQ(statusOf(call), status::kNotJson);
 }
 
-TEST_F(Coroutine, AwaitsWhatHasEndedAlready)
+TEST_F(Coroutine, AwaitsCallsThatHaveEnded)
 {
     host.addRequestResult = -3;
     auto call = agreementTwice(*client);
@@ -123,7 +123,7 @@ Call<void> withVariable(corvane::Client& client, bool& gone)
     co_await client.call(&WCorvaneOAI::checkAgreement);
 }
 
-TEST_F(Coroutine, ItsVariablesAreGoneWhenTheResultIsThere)
+TEST_F(Coroutine, DestroysItsVariablesBeforeItsResultIsPublished)
 {
     bool gone = false;
     auto call = withVariable(*client, gone);

@@ -300,7 +300,7 @@ TEST_F(FailedAllocationsOfOperations, EachIsARefusalOrACallback)
     EXPECT_GT(g_escapes, 0) << "oauth_url_escape() was not replaced";
 }
 
-TEST_F(FailedAllocations, OfAnObjectGiveNoneOrOneThatSaysSo)
+TEST_F(FailedAllocations, GiveNoObjectOrOneThatReportsTheFailure)
 {
     HoldingExecutor executor;
     destroyPlugin(createPlugin());
@@ -333,7 +333,7 @@ TEST_F(FailedAllocations, OfAnObjectGiveNoneOrOneThatSaysSo)
 }
 
 /// Destruction needs no memory, however many requests are outstanding.
-TEST_F(FailedAllocations, OfADestructionDoNotMatter)
+TEST_F(FailedAllocations, DoNotAffectDestruction)
 {
     HoldingExecutor executor;
     for (int outstanding = 0; outstanding < 4; ++outstanding) {
@@ -355,7 +355,7 @@ TEST_F(FailedAllocations, OfADestructionDoNotMatter)
 }
 
 /// Sessions are replaced as a whole or not at all.
-TEST_F(FailedAllocationsOfOperations, OfASessionLeaveTheOneBefore)
+TEST_F(FailedAllocationsOfOperations, KeepThePreviousSession)
 {
     WVLSession other;
     other.setSessionID("another session whose name needs memory of its own");

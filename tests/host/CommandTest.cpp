@@ -20,7 +20,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-TEST(Command, HelpIsEverywhere)
+TEST(Command, EveryCommandHasHelp)
 {
     for (const char* arguments :
          {"--help", "guide --help", "today --help", "download --help", "rpc --help", "doctor --help"}) {
@@ -330,7 +330,7 @@ TEST(Guide, ZoneAndTzDecideTheTimes)
     EXPECT_THAT(guideOf(server, "").output, HasSubstr("01:30 to 04:30 (UTC+05:30)"));
 }
 
-TEST(Guide, SaysWhichSpanIsHeld)
+TEST(Guide, ReportsTheTimeSpanOfTheGuide)
 {
     ScriptedService service;
     service.gallery = kGallery;
@@ -359,7 +359,7 @@ TEST(Guide, ColoursAndWidthCanBeChosen)
     EXPECT_LE(narrow.find('\n'), 30U);
 }
 
-TEST(Command, RpcSaysWhatARefusedSessionLacks)
+TEST(Command, RpcReportsMissingSettingsOfARefusedSession)
 {
     ScriptedService service;
     service.seedkey = R"({"rsp":{"stat":"FAIL","err":{"code":"105","msg":"the header DUID is missing"}}})";

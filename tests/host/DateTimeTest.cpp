@@ -136,7 +136,7 @@ TEST(DateTime, OffsetStringsHoldNoInstant)
     }
 }
 
-TEST(DateTime, FormsDemandTheirZone)
+TEST(DateTime, FormsRequireTheirZone)
 {
     EXPECT_FALSE(WDateTime::fromString("2026-11-21T01:30:00Z", kDateTime, kLocalZone).isValid());
     EXPECT_FALSE(WDateTime::fromString("2026-11-21T01:30:00", kLocal, kUtc).isValid());

@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 
-TEST(DownloadName, IsTheOneGivenOrTheEndOfTheUrl)
+TEST(DownloadName, IsTheGivenNameOrTheEndOfTheUrl)
 {
     const struct {
         const char* url;

@@ -224,7 +224,7 @@ TEST_F(Delivery, ASessionThatWasCancelledIsNeitherStoredNorShown)
     object.service()->deleteRequestInfo(reference);
 }
 
-TEST_F(Delivery, SearchesDeliverTheBodyAsItCame)
+TEST_F(Delivery, SearchesDeliverTheBodyUnchanged)
 {
     const Kind& kind = kindOf(46);
     for (const char* const body : {"", "<html>", R"({"rsp":{"stat":"FAIL","err":{"code":"1"}}})", "[]"}) {
@@ -241,7 +241,7 @@ TEST_F(Delivery, SearchesDeliverTheBodyAsItCame)
     }
 }
 
-TEST_F(Delivery, ALikeIsToldFromADislike)
+TEST_F(Delivery, DistinguishesLikesFromDislikes)
 {
     for (const char* const type : {"like", "dislike", "Like", "like ", ""}) {
         for (const int code : {200, 500}) {
@@ -445,7 +445,7 @@ TEST_F(Delivery, NoExceptionOfACallbackLeavesACompletion)
     }
 }
 
-TEST_F(Delivery, CommandsThatCannotBeRoutedReachNobody)
+TEST_F(Delivery, CommandsWithoutARouteRunNoCallback)
 {
     HttpResponse response;
     host.forgetLines();

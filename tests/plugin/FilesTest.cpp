@@ -190,7 +190,7 @@ TEST_F(DownloadTest, ReportsTheFileOrAClearStatus)
     EXPECT_TRUE(host.hasLine("[cbDownloadDone] [--  WVorelOAI::cbDownloadDone]"));
 }
 
-TEST_F(DownloadTest, ACancelledOneLeavesNothingBehind)
+TEST_F(DownloadTest, CancelledDownloadsLeaveNothing)
 {
     openSession(object);
     for (const SESSION_STATUS end : {session::kCancelled, session::kCompleted}) {
@@ -216,7 +216,7 @@ TEST_F(DownloadTest, CancelledBeforeAnythingWasWritten)
     EXPECT_TRUE(fs::is_empty(scratch.path()));
 }
 
-TEST_F(DownloadTest, OneThatHasArrivedCannotBeCancelled)
+TEST_F(DownloadTest, CompleteDownloadsCannotBeCancelled)
 {
     openSession(object);
     scratch.write("f", "all of it");
@@ -357,7 +357,7 @@ TEST_F(TodayTest, ASignalDoesNotEndTheReading)
     EXPECT_EQ(result.getCount(), 2);
 }
 
-TEST_F(TodayTest, AFileThatBreaksOffIsMinus403)
+TEST_F(TodayTest, ATruncatedFileIsMinus403)
 {
     const std::string path = scratch.write("f", R"({"rsp":{"channel":[{"content":[{"id":"i"}]}]}})");
     s_nextReads = {1, -1, EIO};
@@ -366,7 +366,7 @@ TEST_F(TodayTest, AFileThatBreaksOffIsMinus403)
     expectFailure(path, status::kFileNotReadable);
 }
 
-TEST_F(TodayTest, AFileThatIsNoScheduleIsRefused)
+TEST_F(TodayTest, AFileThatIsNotAScheduleIsRefused)
 {
     const struct {
         std::string text;
@@ -411,7 +411,7 @@ TEST_F(TodayTest, FillsAContainerThatKeepsItsOwnList)
     EXPECT_EQ(own.getCount(), 3);
 }
 
-TEST_F(TodayTest, NulBytesAreNoEnd)
+TEST_F(TodayTest, NulBytesDoNotEndTheFile)
 {
     const std::string text = std::string(R"({"rsp":{"channel":[{"content":[{"title":"a)") + '\0' + R"(b"}]}]}})";
     ASSERT_EQ(object.getTodaySchedule(scratch.write("f", text), result), 0);

@@ -134,7 +134,7 @@ TEST_P(EveryOperation, WithoutAServiceIsRefused)
                                                     : "] ========= m_pService is NULL!!!!!!! \n"));
 }
 
-TEST(CancelFrame, WithoutAServiceIsRefusedAndSaysSo)
+TEST(CancelFrame, WithoutAServiceIsRefusedAndLogged)
 {
     FakeHost host;
     std::unique_ptr<WVorelOAI> object;
@@ -193,7 +193,7 @@ TEST(UrlLines, TellTheCommandsOfAFileApart)
     }
 }
 
-TEST_P(EveryOperation, WithoutASessionIsRefusedWhereOneIsNeeded)
+TEST_P(EveryOperation, WithoutASessionIsRefusedIfItNeedsOne)
 {
     WVorelOAI object;
     setClock(object);
@@ -212,7 +212,7 @@ TEST_P(EveryOperation, WithoutASessionIsRefusedWhereOneIsNeeded)
                                                                : "] ========= Session is not available!!!!!!! \n")));
 }
 
-TEST_P(EveryOperation, WithoutTheServersTimeIsRefusedWhereItIsNeeded)
+TEST_P(EveryOperation, WithoutTheServersTimeIsRefusedIfItNeedsIt)
 {
     WVorelOAI object;
     openSession(object);
@@ -388,7 +388,7 @@ TEST_P(EveryOperation, SurvivesACallbackThatThrows)
                                                          "] Exception Caught: the caller's fault"});
 }
 
-TEST_P(EveryOperation, SurvivesACallbackThatThrowsWhatIsNoException)
+TEST_P(EveryOperation, SurvivesACallbackThatThrowsANumber)
 {
     WVorelOAI object;
     openSession(object);

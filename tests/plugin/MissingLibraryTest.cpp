@@ -31,7 +31,7 @@ int __wrap_SHA1_Init(SHA_CTX* context)
 namespace W::test {
 namespace {
 
-TEST(MissingLibrary, IsSaidAndLookedForAgain)
+TEST(MissingLibrary, IsReportedAndLookedForAgain)
 {
     FakeHost host;
     WVorelOAI object;
@@ -54,7 +54,7 @@ TEST(MissingLibrary, IsSaidAndLookedForAgain)
     host.answer(emptyReply(VorelGetHeadendCMD::kKey));
 }
 
-TEST(RefusedDigest, IsSaidAndRefusesTheOperation)
+TEST(RefusedDigest, IsReportedAndRefusesTheOperation)
 {
     FakeHost host;
     WVorelOAI object;

@@ -133,7 +133,7 @@ void CancelledParser::expect600BeforeAnyElement()
         EXPECT_EQ(cancelLines, 1u);
         EXPECT_TRUE(host.texts(1).empty()) << "cancelling is not an error";
         if (row.name == std::string("CityList")) {
-            continue;  // Maps keep what they have: CancelTest.CityListKeepsWhatItHadPutThere
+            continue;  // Maps keep what they have: CancelTest.CityListKeepsEntriesReadBefore
         }
         std::size_t containers = 0;
         for (const auto& [name, output] : run.outputs.items()) {
@@ -170,7 +170,7 @@ TEST_F(CancelTest, HeadendBrowseNamesItsSibling)
     EXPECT_EQ(host.lines().back().text, "[ParseHeadendBrowse] [--VorelGetHeadendBrowseCMD::ParseHeadendKor] Canceled");
 }
 
-TEST_F(CancelTest, CityListKeepsWhatItHadPutThere)
+TEST_F(CancelTest, CityListKeepsEntriesReadBefore)
 {
     const Results first = parse("CityList", 1);
     EXPECT_EQ(first.status, 600);
@@ -204,7 +204,7 @@ TEST_F(CancelTest, BothListsOfTheGenresAreCleared)
     }
 }
 
-TEST_F(CancelTest, AChannelWithoutProgrammesIsAskedForToo)
+TEST_F(CancelTest, AsksBeforeAChannelWithoutProgrammesToo)
 {
     const ParserCase& row = parserCase("Guide");
     parse(row, Tree::parse(R"({"stat":"OK","channel":[{},{},{},{}]})"), 0);
@@ -219,7 +219,7 @@ TEST_F(CancelTest, ARequestCancelledBeforehandReadsNothing)
     EXPECT_EQ(run.status, 600);
 }
 
-TEST_F(CancelTest, ALongReplyThatIsNotJsonFurtherOnIsNotJson)
+TEST_F(CancelTest, ALongReplyWithInvalidJsonAtItsEndIsNotJson)
 {
     const ParserCase& row = parserCase("Schedule");
     lead.assign(vorel::Pieces::kLeast, ' ');
@@ -237,7 +237,7 @@ TEST_F(CancelTest, ALongReplyThatIsNotJsonFurtherOnIsNotJson)
     }
 }
 
-TEST_F(CancelTest, ACancelledReplyComesToTheSameInPiecesAndAsAWhole)
+TEST_F(CancelTest, ACancelledReplyHasTheSameResultInPiecesAndAsAWhole)
 {
     constexpr int kRepliesOfARow = 60;
     Mutator mutate(20261122);

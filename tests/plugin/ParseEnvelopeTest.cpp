@@ -86,7 +86,7 @@ struct Envelopes : ::testing::TestWithParam<ParserCase> {
     }
 };
 
-TEST_P(Envelopes, WhatIsNoJsonIsMinus56AndShownWhole)
+TEST_P(Envelopes, InvalidJsonIsMinus56AndLoggedWhole)
 {
     for (const char* const body : {"", "  ", "<html>504</html>", "{\"rsp\":", "{\"rsp\":{\"stat\":\"OK\",}}"}) {
         expectUntouched(body, -56);
@@ -99,7 +99,7 @@ TEST_P(Envelopes, WhatIsNoJsonIsMinus56AndShownWhole)
     }
 }
 
-TEST_P(Envelopes, JsonThatIsNoReplyIsUnreadable)
+TEST_P(Envelopes, JsonThatIsNotAReplyIsUnreadable)
 {
     for (const char* const body : {"[]", "123", "true", R"("text")", R"({"rsp":"text"})", R"({"rsp":[]})",
                                    R"({"rsp":5})", R"({"rsp":{"stat":{}}})", R"({"rsp":{"stat":["OK"]}})"}) {
@@ -116,7 +116,7 @@ TEST_P(Envelopes, TheDepthOfAReplyIsLimited)
     EXPECT_NE(parse(nested(900)).status, row.unreadable);
 }
 
-TEST_P(Envelopes, AReplyWithoutAWordOfSuccessIsAnError)
+TEST_P(Envelopes, AReplyThatDoesNotReportSuccessIsAnError)
 {
     for (const char* const body : {"null", "{}", R"({"rsp":null})", R"({"rsp":{}})", R"({"rsp":{"stat":""}})",
                                    R"({"rsp":{"stat":"O"}})", R"({"rsp":{"stat":5}})"}) {
@@ -124,7 +124,7 @@ TEST_P(Envelopes, AReplyWithoutAWordOfSuccessIsAnError)
     }
 }
 
-TEST_P(Envelopes, ErrorsOfTheServiceLeaveTheOutputsAlone)
+TEST_P(Envelopes, ErrorsOfTheServiceDoNotChangeTheOutputs)
 {
     const Tree report = {{"code", "101"}, {"msg", "bad"}};
     expectUntouched(replyText(replyWith("FAIL", report)), -9101);
@@ -137,7 +137,7 @@ TEST_P(Envelopes, ErrorsOfTheServiceLeaveTheOutputsAlone)
     expectUntouched(replyText(replyWith("FAIL", {{"code", "99999999999"}})), INT_MIN);
 }
 
-TEST_P(Envelopes, AnUnreadableReportIsMinus57AndLeavesTheOutputsAlone)
+TEST_P(Envelopes, AnUnreadableReportIsMinus57AndDoesNotChangeTheOutputs)
 {
     for (const Tree& report : {Tree(""), Tree(0), Tree(false), Tree("text"), Tree{{"code", Tree::array()}}}) {
         expectUntouched(replyText(replyWith("OK", report)), -57);
@@ -195,7 +195,7 @@ TEST_P(Envelopes, CommandsWithoutOwnerParseAsNotCancelled)
 INSTANTIATE_TEST_SUITE_P(Rows, Envelopes, ::testing::ValuesIn(parserCases()),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
-TEST(Envelope, PositiveErrorCodesAreSuccessWithNothingToRead)
+TEST(Envelope, PositiveErrorCodesAreSuccessWithoutResults)
 {
     for (const int code : {1, 3, INT_MAX}) {
         EXPECT_FALSE(vorel::judge(code).isSuccess) << code;

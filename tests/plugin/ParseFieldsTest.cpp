@@ -496,7 +496,7 @@ TEST_P(Parser, ObjectsInsteadOfArraysAreUnreadable)
     }
 }
 
-TEST_P(Parser, WhatHasNoElementsCountsAsAnEmptyArray)
+TEST_P(Parser, ValuesWithoutElementsCountAsEmptyArrays)
 {
     for (const Key& key : keysOf(row)) {
         if (!key.value.is_array()) {

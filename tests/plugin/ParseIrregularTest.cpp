@@ -129,7 +129,7 @@ TEST_F(IrregularReplies, PopularIsMisspelledInTheSmartList)
     EXPECT_EQ(host.lines()[0].text, "[ParseGetSmartPopular] Smart Populer Data size is zero.");
 }
 
-TEST_F(IrregularReplies, NoRepresentativeGenresAreNoError)
+TEST_F(IrregularReplies, MissingRepresentativeGenresAreNotAnError)
 {
     const Results results = parse("GenreList", R"("checksum":{"stat":"new"},"genre":[{"id":"g"}],"rep_genre":[])");
     EXPECT_EQ(results.status, 0);

@@ -35,7 +35,7 @@ std::string nested(int levels)
     return R"({"rsp":{"channel":[{"a":)" + std::string(count, '[') + std::string(count, ']') + "}]}}";
 }
 
-TEST(Pieces, AreFoundWhereTheTextLeavesNoDoubt)
+TEST(Pieces, AreFoundInUnambiguousText)
 {
     const Text texts[] = {
         {"one", R"({"rsp":{"stat":"OK","channel":[{}]}})", 1},
@@ -118,7 +118,7 @@ std::string dump(const Shown& shown)
     return shown.dump(-1, ' ', false, Shown::error_handler_t::replace);
 }
 
-TEST(Pieces, ABrokenReplyComesToTheSameInPiecesAndAsAWhole)
+TEST(Pieces, ABrokenReplyHasTheSameResultInPiecesAndAsAWhole)
 {
     constexpr int kReplies = 10000;
     Mutator mutate(20261121);

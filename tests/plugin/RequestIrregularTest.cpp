@@ -219,7 +219,7 @@ struct CommandAlone : ::testing::Test {
     FakeHost host;
 };
 
-TEST_F(CommandAlone, ListsOfNothingLeaveTheirNamesWhereTheyAreAlwaysWritten)
+TEST_F(CommandAlone, EmptyListsKeepTheNamesThatAreAlwaysWritten)
 {
     EXPECT_EQ((writtenBy<VorelGetScheduleCMD>(Texts{}, 0, WDateTime(), 0, Numbers{})),
               "/openapi/service/vorel/channel/schedule?country=US&lang=en&sourceid=&imagesize=&interval=0");
@@ -244,7 +244,7 @@ TEST_F(CommandAlone, WritesWhatItsOperationRefuses)
               "/openapi/service/vorel/conf/cert_rule?country=&headend=&device=X");
 }
 
-TEST_F(CommandAlone, AppendsToWhatItsTextsHold)
+TEST_F(CommandAlone, AppendsToItsStrings)
 {
     const WContentProvider provider("p", 1);
     VorelLoadHeadendCMD command(nullptr, nullptr, nullptr, provider);

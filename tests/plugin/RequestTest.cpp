@@ -238,7 +238,7 @@ struct RequestOfOperation : ::testing::TestWithParam<Case> {
     Counter counter;
 };
 
-TEST_P(RequestOfOperation, GoesOutAsItMust)
+TEST_P(RequestOfOperation, IsSentAsStated)
 {
     const RequestRow& row = *GetParam().row;
     const Wire& wire = GetParam().wire;

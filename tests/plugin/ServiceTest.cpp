@@ -198,7 +198,7 @@ TEST_F(ServiceTest, FlushesByTag)
     EXPECT_EQ(host.flushes, (std::vector<UINT64>{77, provider.getID()}));
 }
 
-TEST_F(ServiceTest, CancelOfAnEmptyMapSaysSo)
+TEST_F(ServiceTest, CancelOfAnEmptyMapIsLogged)
 {
     EXPECT_EQ(service.setCancelStatus(5), status::kNotFound);
     EXPECT_TRUE(host.hasLine("[setCancelStatus] [++ VorelService::setCancelStatus] uRequesetRef : 5"));
@@ -345,7 +345,7 @@ TEST_F(ServiceTest, Int2StrAndSpace2Char)
     EXPECT_EQ(VorelService::space2Char(empty), "");
 }
 
-TEST(ServiceLife, AServiceThatGoesTakesItsRequestsAlong)
+TEST(ServiceLife, ADestroyedServiceDestroysItsRequests)
 {
     FakeHost host;
     int destroyed = 0;

@@ -169,7 +169,7 @@ INSTANTIATE_TEST_SUITE_P(
         ErrorRow{R"("FAIL")", R"({"code":{}})", -57}, ErrorRow{R"("FAIL")", R"({"code":"1","msg":[]})", -57},
         ErrorRow{"[]", "null", -57}));
 
-TEST(ErrorText, OfTextsThatAreNoReply)
+TEST(ErrorText, OfStringsThatAreNotReplies)
 {
     FakeHost host;
     std::string message = "kept";
@@ -181,7 +181,7 @@ TEST(ErrorText, OfTextsThatAreNoReply)
     EXPECT_EQ(VorelService::ExtractErrorCodeInInt("null", message), -9000);
 }
 
-TEST(ErrorText, IsPrintedAndHandedOut)
+TEST(ErrorText, IsPrintedAndReturned)
 {
     FakeHost host;
     std::string message;

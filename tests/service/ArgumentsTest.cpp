@@ -34,7 +34,7 @@ TEST(Arguments, AreReadByTheirRows)
     EXPECT_THROW(arguments.text("unknown"), std::out_of_range);
 }
 
-TEST(Arguments, AbsentNumbersGetTheEndpointsOwn)
+TEST(Arguments, AbsentNumbersGetTheEndpointsDefault)
 {
     const Arguments arguments(kRules, requestOf({{"ids", "a"}, {"hours", ""}}));
     EXPECT_EQ(arguments.number("hours", 6), 6);
@@ -132,7 +132,7 @@ TEST(Arguments, OfOtherMethodsIgnoreTheBody)
     EXPECT_EQ(Arguments(kPutRules, request, "7").text("type"), "");
 }
 
-TEST(Arguments, MayBeTackedOnToThePath)
+TEST(Arguments, MayBeAppendedToThePath)
 {
     EXPECT_EQ(properPath("/user/favorite&device=N"), "/user/favorite");
     EXPECT_EQ(properPath("/user/favorite"), "/user/favorite");
@@ -140,7 +140,7 @@ TEST(Arguments, MayBeTackedOnToThePath)
     EXPECT_EQ(Arguments(kPutRules, putOf("&&=&type", "/user/favorite&"), "7").text("type"), "");
 }
 
-TEST(Arguments, OfThePathAreNeeded)
+TEST(Arguments, OfThePathAreRequired)
 {
     EXPECT_THROW(Arguments(kPutRules, putOf(""), ""), Refusal);
 }

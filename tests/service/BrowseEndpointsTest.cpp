@@ -124,7 +124,7 @@ TEST_F(BrowseEndpoints, ASeriesWithoutNumbersIsFlat)
     EXPECT_EQ(valuesOf(series["episode"], "title"), (Texts{"B", "A"}));
 }
 
-TEST_F(BrowseEndpoints, PeopleAreFoundByTheNumberThatContentsGiveThem)
+TEST_F(BrowseEndpoints, PeopleAreFoundByTheirIdInContents)
 {
     const Json content = m_viewer.get("browse/content/" + idOf("café"))["content"];
     const std::string id = content["castings"][0]["id"];
@@ -169,7 +169,7 @@ TEST_F(BrowseEndpoints, GenresAreSentWhenTheirChecksumDiffers)
     EXPECT_EQ(m_viewer.get("conf/genre?checksum=" + code), Json({{"checksum", {{"stat", "old"}, {"code", code}}}}));
 }
 
-TEST_F(BrowseEndpoints, TheSearchLooksIntoTitlesTextsAndNames)
+TEST_F(BrowseEndpoints, SearchFindsTitlesDescriptionsAndNames)
 {
     EXPECT_EQ(titles("cafe"), (Texts{"The Café"})) << "accents and case do not count";
     EXPECT_EQ(titles("CAF"), (Texts{"The Café"})) << "the beginning of a word is enough";
@@ -201,7 +201,7 @@ TEST_F(BrowseEndpoints, TheSearchIsPaged)
     EXPECT_EQ(page["content"], Json({all["content"][1], all["content"][2]}));
 }
 
-TEST_F(BrowseEndpoints, WhatLooksLikeAnOperatorIsAWord)
+TEST_F(BrowseEndpoints, SearchTakesOperatorsAsWords)
 {
     for (const char* question :
          {"\"", "*", "NOT", "AND", "title:", "a OR", "(", "^", "{x}", "-", "'", "NEAR(a b)", "\"\"\"*"}) {
@@ -210,7 +210,7 @@ TEST_F(BrowseEndpoints, WhatLooksLikeAnOperatorIsAWord)
     }
 }
 
-TEST_F(BrowseEndpoints, AnImportReplacesWhatIsFound)
+TEST_F(BrowseEndpoints, AnImportReplacesSearchResults)
 {
     test::importText(m_under.store(), "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
     EXPECT_EQ(titles("harbour"), Texts());

@@ -63,7 +63,7 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
     EXPECT_EQ(help.wait(), 0);
 }
 
-TEST(Command, ImportSaysWhatItDid)
+TEST(Command, ImportReportsItsResult)
 {
     TemporaryDatabase folder;
     const std::string listing = folder.path() + ".xml";

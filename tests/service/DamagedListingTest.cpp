@@ -161,7 +161,7 @@ private:
     std::string m_url;
 };
 
-TEST_F(HostileListing, NothingThatItPointsToIsOpened)
+TEST_F(HostileListing, ReferencesAreNotOpened)
 {
     TemporaryDatabase folder;
     const std::string base = folder.path().substr(0, folder.path().rfind('/'));

@@ -155,7 +155,7 @@ TEST(Faults, ADripHoldsNoThread)
     EXPECT_LT(other.took.count(), 1000) << "a hundred dripping replies hold up another";
 }
 
-TEST(Faults, SendsLateAndInDrops)
+TEST(Faults, DelaysRepliesAndSendsThemByteByByte)
 {
     EXPECT_GE(ask(breaking("*=delay 300").port(), kLocalTime).took.count(), 300);
     const Received drops = ask(breaking("*=drip 1").port(), kLocalTime);
@@ -163,7 +163,7 @@ TEST(Faults, SendsLateAndInDrops)
     EXPECT_GE(drops.took.count(), static_cast<long>(drops.bytes.size()));
 }
 
-TEST(Faults, SendsAPart)
+TEST(Faults, SendsOnlyThePartAskedFor)
 {
     const Received stalled = ask(breaking("*=stall 12").port(), kLocalTime);
     EXPECT_EQ(stalled.bytes, "HTTP/1.1 200");
@@ -176,7 +176,7 @@ TEST(Faults, SendsAPart)
     EXPECT_EQ(reset.error, ECONNRESET);
 }
 
-TEST(Faults, LiesAboutTheLength)
+TEST(Faults, SendsAWrongLength)
 {
     const std::size_t right = ask(breaking("conf/server=html").port(), kLocalTime).body().size();
     for (const int difference : {-1, 5}) {
@@ -187,7 +187,7 @@ TEST(Faults, LiesAboutTheLength)
     }
 }
 
-TEST(Faults, SaysSomethingElse)
+TEST(Faults, ReplacesTheContent)
 {
     EXPECT_THAT(ask(breaking("*=html").port(), kLocalTime).body(), StartsWith("<html>"));
     EXPECT_EQ(ask(breaking("*=types").port(), kLocalTime).rsp(),
@@ -197,7 +197,7 @@ TEST(Faults, SaysSomethingElse)
     EXPECT_THAT(bomb.body(), AllOf(StartsWith("\x1f\x8b"), SizeIs(testing::Lt(10'000U))));
 }
 
-TEST(Faults, ABadFaultIsSaid)
+TEST(Faults, ReportsInvalidFaults)
 {
     for (const char* text : {"", "conf/server", "=reset", "*=", "*=explode", "*=delay soon", "*=delay -1",
                              "*=status 200", "*=html 3", "*=delay 1 2"}) {
@@ -273,7 +273,7 @@ TEST(Faults, AReplayDoesNotReachTheService)
     EXPECT_EQ(test::rows(service.store(), "SELECT count(*) FROM session").at(0), "0") << "a session was opened";
 }
 
-TEST(Faults, FoldersThatCannotServeAreSaid)
+TEST(Faults, ReportsFoldersThatCannotServe)
 {
     const TemporaryDatabase scratch;
     EXPECT_THROW(HookedService({{}, "", scratch.path() + ".none"}), OperatorError);

@@ -26,7 +26,7 @@ std::vector<std::string> titles(Store& store, const char* from, const char* to, 
     return result;
 }
 
-TEST(Guide, AWindowHoldsWhatIsOnAtAnyMomentOfIt)
+TEST(Guide, AWindowHasTheProgrammesOnTheAirInIt)
 {
     test::TestStore db;
     test::importText(db.store, "<tv>" + programme("0000", "2359", "<title>all day</title>") +
@@ -43,7 +43,7 @@ TEST(Guide, AWindowHoldsWhatIsOnAtAnyMomentOfIt)
     EXPECT_THAT(titles(db.store, "2026-11-19T00:00:00Z", "2026-11-20T00:00:00Z"), IsEmpty());
 }
 
-TEST(Guide, TitlesComeInTheLanguageThatServesBest)
+TEST(Guide, TitlesComeInTheBestLanguage)
 {
     test::TestStore db;
     test::importText(db.store, "<tv>" +

@@ -204,7 +204,7 @@ TEST_F(HostileListing, AFloodAfterTheEndIsAcceptedIfItIsEmpty)
     }
 }
 
-TEST_F(HostileListing, InvalidNamesAreNotKeptInMemory)
+TEST_F(HostileListing, CategoriesAndNumbersAreBounded)
 {
     const auto category = [](std::size_t size) {
         return "<tv>\n" + programme("<title>T</title><category>" + std::string(size, 'x') + "</category>") + kGood +
@@ -240,7 +240,7 @@ TEST_F(HostileListing, InvalidNamesAreNotKeptInMemory)
     }
 }
 
-TEST_F(HostileListing, AThousandAttributesAreTheMost)
+TEST_F(HostileListing, MoreThanAThousandAttributesAreRefused)
 {
     const auto withAttributes = [](int count) {
         std::string text = "<x";

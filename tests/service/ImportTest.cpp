@@ -137,7 +137,7 @@ TEST(Import, MissingStopsAreTheNextStart)
     EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|-1080|-1050|Gap after", "a|0|30|Much later"));
 }
 
-TEST(Import, ProgrammesThatShareASlotStayInOrderAndRepeatsGo)
+TEST(Import, ProgrammesThatShareASlotStayInOrderAndRepeatsAreDropped)
 {
     TestStore db;
     const ImportReport report =
@@ -159,7 +159,7 @@ TEST(Import, ChannelsThatOnlyProgrammesNameJoinTheLineUp)
                 ElementsAre("12|Late", "1|a", "2|only.example"));
 }
 
-TEST(Import, RunningNumbersAvoidTakenOnes)
+TEST(Import, AssignedNumbersAvoidUsedOnes)
 {
     TestStore db;
     importText(db.store,

@@ -146,7 +146,7 @@ TEST_F(LineupTest, TheQuizLeadsToTheHeadendAtHome)
     EXPECT_THAT(named, ElementsAre("H1", "H2", "H4"));
 }
 
-TEST_F(LineupTest, HeadendsThatCarryTheSameRaiseNoQuestion)
+TEST_F(LineupTest, EqualLineUpsRaiseNoQuestion)
 {
     keepPlaces(under.store(),
                "state,S,S\ncity,C,S,C\nheadend,A,A,,,,,0,0\nheadend,B,B,,,,,0,0\nserves,A,C\nserves,B,C\n");
@@ -170,7 +170,7 @@ TEST_F(LineupTest, TheHeadendIsKeptPerUser)
     EXPECT_EQ(saved.at("device").at("type"), "F");
 }
 
-TEST_F(LineupTest, WhatCannotBeReadIsNamed)
+TEST_F(LineupTest, ErrorsNameWhatCannotBeRead)
 {
     EXPECT_EQ(ann.refusal("GET", "channel/headend", "zipcode="), "100: parameter 'zipcode' is missing");
     EXPECT_EQ(ann.refusal("GET", "channel/headend_kor", "type=list"),

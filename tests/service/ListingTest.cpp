@@ -392,7 +392,7 @@ TEST(Listing, ExternalEntitiesAreNeverOpened)
     close(listener);
 }
 
-TEST(Listing, WhatTheSinkThrowsComesOut)
+TEST(Listing, PassesOnExceptionsOfTheSink)
 {
     struct Full : Collected {
         void addProgramme(const ListingProgramme&) override { throw std::runtime_error("disk full"); }

@@ -108,7 +108,7 @@ TEST(ReadySchedules, FollowTheGuideThatTheReaderSees)
     EXPECT_EQ(textOf(*look(*early)), textOf(*first)) << "its view is the one from before the import";
 }
 
-TEST(ReadySchedules, ForgetWhatWasAskedForLongestAgo)
+TEST(ReadySchedules, EvictTheDaysRequestedLongestAgo)
 {
     test::TestStore db;
     test::importText(db.store, crowdedListing(1));

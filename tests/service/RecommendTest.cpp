@@ -166,7 +166,7 @@ TEST_F(RecommendTest, TheTimeOfDayDecidesWhatIsOffered)
     EXPECT_EQ(bob.get("recommend/smart_popular").at("channel_guide"), others);
 }
 
-TEST_F(RecommendTest, WithoutAnyHistoryWhatIsOnIsOffered)
+TEST_F(RecommendTest, WithoutAnyHistoryOffersWhatIsOn)
 {
     for (const char* path : {"recommend/smart_channel", "recommend/smart_popular"}) {
         const Json picks = ann.get(path).at("channel_guide");
@@ -264,7 +264,7 @@ TEST_F(RecommendTest, RelatedContentsShareSeriesPeopleOrGenres)
     EXPECT_EQ(ann.refusal("GET", "recommend/related", "TTID=tt"), "104: the guide has no content 'tt'");
 }
 
-TEST_F(RecommendTest, TheCombinationIsOfTheViewersTaste)
+TEST_F(RecommendTest, TheCombinationFollowsTheViewersInterests)
 {
     const auto personalized = [&](test::Viewer& viewer) {
         return viewer.get("/openapi/service/concierge/combination", "country=US&modelfirmcode=fw")

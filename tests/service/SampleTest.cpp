@@ -22,7 +22,7 @@ TEST(Sample, IsACleanListingOfOneDay)
     }
 }
 
-TEST(Sample, EveryChannelIsOnWheneverOneLooks)
+TEST(Sample, EveryChannelIsOnAtAnyTime)
 {
     for (const char* zoneName : {"+00:00", "+09:00", "-05:30"}) {
         test::TestStore db;

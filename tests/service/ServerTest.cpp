@@ -115,7 +115,7 @@ TEST_F(ServerTest, SeedkeyOpensASession)
     expectFailure("auth/seedkey", {{"DUID", "d"}}, 400, "100", "header 'AppKey' is missing");
 }
 
-TEST_F(ServerTest, LocaltimeNeedsNobody)
+TEST_F(ServerTest, LocaltimeNeedsNoSession)
 {
     EXPECT_EQ(rsp("conf/localtime?country=&headend=&device=N"), Json({{"stat", "OK"},
                                                                       {"date", "2026-11-20T18:30:00Z"},
@@ -139,7 +139,7 @@ TEST_F(ServerTest, GalleryIsSentWhenItsChecksumDiffers)
     EXPECT_EQ(rsp("channel/gallery?checksum=other", headers).at("checksum").at("stat"), "new");
 }
 
-TEST_F(ServerTest, ScheduleHoldsWhatTheWindowTouches)
+TEST_F(ServerTest, ScheduleHasProgrammesThatOverlapTheWindow)
 {
     const Headers headers = sessionHeaders();
     const Json reply =
@@ -171,7 +171,7 @@ TEST_F(ServerTest, ScheduleHoldsWhatTheWindowTouches)
     EXPECT_EQ(reply, expected);
 }
 
-TEST_F(ServerTest, ScheduleStartsNowWhereNothingIsSaid)
+TEST_F(ServerTest, ScheduleStartsNowByDefault)
 {
     const Json reply = rsp("channel/schedule?sourceid=1&imagesize=&interval=1", sessionHeaders());
     EXPECT_EQ(reply.at("channel").at(0).at("content").size(), 2U);
@@ -207,7 +207,7 @@ TEST_F(ServerTest, SessionsOutlastARestart)
     rsp("channel/gallery", headers);
 }
 
-TEST_F(ServerTest, AnAppKeyIsAskedForWhereOneIsSet)
+TEST_F(ServerTest, RequiresTheAppKeyIfOneIsSet)
 {
     start("k");
     const Headers headers = sessionHeaders();
@@ -221,7 +221,7 @@ TEST_F(ServerTest, AnAppKeyIsAskedForWhereOneIsSet)
     rsp("conf/localtime");
 }
 
-TEST_F(ServerTest, BadInputIsNamedAndNeverTheServicesFault)
+TEST_F(ServerTest, BadInputIsNamedAndNeverAnInternalError)
 {
     const Headers headers = sessionHeaders();
     const struct {
@@ -281,7 +281,7 @@ TEST_F(ServerTest, OtherMethodsAreRefused)
     EXPECT_EQ(head->body, "");
 }
 
-TEST_F(ServerTest, GzipIsSentWhereItIsAskedFor)
+TEST_F(ServerTest, SendsGzipOnRequest)
 {
     Headers headers = sessionHeaders();
     const std::string path = kPrefix + "channel/schedule?sourceid=1,2&interval=6";
@@ -337,7 +337,7 @@ TEST_F(ServerTest, StopIsPromptWithConnectionsHeld)
     EXPECT_FALSE(get("conf/localtime").has_value());
 }
 
-TEST_F(ServerTest, ATakenPortIsSaid)
+TEST_F(ServerTest, ReportsPortInUse)
 {
     try {
         ServerSettings settings = localSettings();

@@ -78,7 +78,7 @@ TEST(Session, EachPartOfTheTokenIsChecked)
     }
 }
 
-TEST(Session, OutlastsTheProcessUntilItExpires)
+TEST(Session, SurvivesARestartUntilItExpires)
 {
     TemporaryDatabase file;
     ViewerSession session;
@@ -93,7 +93,7 @@ TEST(Session, OutlastsTheProcessUntilItExpires)
     EXPECT_EQ(test::rows(store, "SELECT count(*) FROM session"), std::vector<std::string>{"1"});
 }
 
-TEST(Session, SecretsCompareWhole)
+TEST(Session, SecretsAreComparedInFull)
 {
     EXPECT_TRUE(sameSecret("", ""));
     EXPECT_TRUE(sameSecret("abc", "abc"));

@@ -23,7 +23,7 @@ std::string refusal(const std::string& path, Store::Mode mode)
     }
 }
 
-TEST(Store, SaysWhatIsWrongWithADatabase)
+TEST(Store, ReportsWhatIsWrongWithADatabase)
 {
     TemporaryDatabase file;
     EXPECT_THAT(refusal(file.path(), Store::Mode::Existing),
@@ -36,7 +36,7 @@ TEST(Store, SaysWhatIsWrongWithADatabase)
     EXPECT_THAT(refusal(file.path(), Store::Mode::Existing), HasSubstr("file is not a database"));
 }
 
-TEST(Store, LeavesOtherProgramsDatabasesAlone)
+TEST(Store, DoesNotChangeDatabasesOfOtherPrograms)
 {
     TemporaryDatabase file;
     sqlite::Connection(file.path(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE).execute("CREATE TABLE mine (x)");

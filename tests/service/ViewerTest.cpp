@@ -240,7 +240,7 @@ TEST_F(ViewerTest, TheAgreementIsKept)
     EXPECT_EQ(info(ann), expected("revoked", "no", "no"));
 }
 
-TEST_F(ViewerTest, WhatCannotBeReadIsNamed)
+TEST_F(ViewerTest, ErrorsNameWhatCannotBeRead)
 {
     const struct {
         const char* method;

@@ -65,7 +65,7 @@ TEST(XmltvTime, ReadsEveryFormOfTheFormat)
     }
 }
 
-TEST(XmltvTime, SaysWhatIsWrong)
+TEST(XmltvTime, ReportsWhatIsWrong)
 {
     std::string problem;
     parseXmltvTime("20261121013000 XYZ", problem);
