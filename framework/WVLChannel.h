@@ -23,22 +23,22 @@ public:
     WVLChannel& operator=(WVLChannel&&) noexcept = default;
     ~WVLChannel() override;
 
-    void setName(std::string text) { set(&Body::Name, std::move(text)); }
-    void setNumber(std::string text) { set(&Body::Number, std::move(text)); }
-    void setSource(std::string text) { set(&Body::Source, std::move(text)); }
-    void setMajorCH(std::string text) { set(&Rare::MajorCH, std::move(text)); }
-    void setMinorCH(std::string text) { set(&Rare::MinorCH, std::move(text)); }
-    void setPtc(std::string text) { set(&Rare::Ptc, std::move(text)); }
-    void setDigital(std::string text) { set(&Rare::Digital, std::move(text)); }
-    void setQAM(std::string text) { set(&Rare::QAM, std::move(text)); }
-    void setONID(std::string text) { set(&Rare::ONID, std::move(text)); }
-    void setTSID(std::string text) { set(&Rare::TSID, std::move(text)); }
-    void setSID(std::string text) { set(&Rare::SID, std::move(text)); }
-    void setFreq(std::string text) { set(&Rare::Freq, std::move(text)); }
-    void setAlias(std::string text) { set(&Rare::Alias, std::move(text)); }
-    void setEmbed(std::string text) { set(&Rare::Embed, std::move(text)); }
-    void setCallSign(std::string text) { set(&Rare::CallSign, std::move(text)); }
-    void setDTV(std::string text) { set(&Body::DTV, std::move(text)); }
+    void setName(std::string name) { set(&Body::Name, std::move(name)); }
+    void setNumber(std::string number) { set(&Body::Number, std::move(number)); }
+    void setSource(std::string source) { set(&Body::Source, std::move(source)); }
+    void setMajorCH(std::string majorCH) { set(&Rare::MajorCH, std::move(majorCH)); }
+    void setMinorCH(std::string minorCH) { set(&Rare::MinorCH, std::move(minorCH)); }
+    void setPtc(std::string ptc) { set(&Rare::Ptc, std::move(ptc)); }
+    void setDigital(std::string digital) { set(&Rare::Digital, std::move(digital)); }
+    void setQAM(std::string qam) { set(&Rare::QAM, std::move(qam)); }
+    void setONID(std::string onid) { set(&Rare::ONID, std::move(onid)); }
+    void setTSID(std::string tsid) { set(&Rare::TSID, std::move(tsid)); }
+    void setSID(std::string sid) { set(&Rare::SID, std::move(sid)); }
+    void setFreq(std::string freq) { set(&Rare::Freq, std::move(freq)); }
+    void setAlias(std::string alias) { set(&Rare::Alias, std::move(alias)); }
+    void setEmbed(std::string embed) { set(&Rare::Embed, std::move(embed)); }
+    void setCallSign(std::string callSign) { set(&Rare::CallSign, std::move(callSign)); }
+    void setDTV(std::string dtv) { set(&Body::DTV, std::move(dtv)); }
     void setStationImage(WVLImage record) { m_body.edit().rare.edit().StationImage = std::move(record); }
 
     const std::string& getName() const { return m_body.get().Name; }
@@ -84,16 +84,16 @@ private:
     };
 
     /// An empty string allocates nothing.
-    void set(std::string Body::*member, std::string text)
+    void set(std::string Body::*member, std::string value)
     {
-        if (!text.empty() || !m_body.isDefault()) {
-            m_body.edit().*member = std::move(text);
+        if (!value.empty() || !m_body.isDefault()) {
+            m_body.edit().*member = std::move(value);
         }
     }
-    void set(std::string Rare::*member, std::string text)
+    void set(std::string Rare::*member, std::string value)
     {
-        if (!text.empty() || !m_body.isDefault()) {
-            m_body.edit().rare.set(member, std::move(text));
+        if (!value.empty() || !m_body.isDefault()) {
+            m_body.edit().rare.set(member, std::move(value));
         }
     }
 

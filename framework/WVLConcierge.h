@@ -23,11 +23,11 @@ public:
     WVLCombination& operator=(WVLCombination&&) noexcept = default;
     ~WVLCombination() override;
 
-    void setID(std::string text) { m_id = std::move(text); }
-    void setTitle(std::string text) { m_title = std::move(text); }
-    void setCategory(std::string text) { m_category = std::move(text); }
-    void setSource(std::string text) { m_source = std::move(text); }
-    void setCerti_flag(std::string text) { m_sCerti_flag = std::move(text); }
+    void setID(std::string id) { m_id = std::move(id); }
+    void setTitle(std::string title) { m_title = std::move(title); }
+    void setCategory(std::string category) { m_category = std::move(category); }
+    void setSource(std::string source) { m_source = std::move(source); }
+    void setCerti_flag(std::string certiFlag) { m_certiFlag = std::move(certiFlag); }
     void setType(unsigned int value) { m_type = value; }
     void setStartTime(WDateTime time) { m_StartTime = time; }
     void setDuration(int value) { m_duration = value; }
@@ -38,7 +38,7 @@ public:
     const std::string& getTitle() const { return m_title; }
     const std::string& getCategory() const { return m_category; }
     const std::string& getSource() const { return m_source; }
-    const std::string& getCerti_flag() const { return m_sCerti_flag; }
+    const std::string& getCerti_flag() const { return m_certiFlag; }
     unsigned int getType() const { return m_type; }
     const WDateTime& getStartTime() const { return m_StartTime; }
     int getDuration() const { return m_duration; }
@@ -50,7 +50,7 @@ private:
     std::string m_title;
     std::string m_category;
     std::string m_source;
-    std::string m_sCerti_flag;
+    std::string m_certiFlag;
     unsigned int m_type = 0;
     WDateTime m_StartTime;
     int m_duration = 0;

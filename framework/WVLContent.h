@@ -27,22 +27,22 @@ public:
     WVLContent& operator=(WVLContent&&) noexcept = default;
     ~WVLContent() override;
 
-    void setID(std::string text) { m_id = std::move(text); }
-    void setTitle(std::string text) { m_title = std::move(text); }
-    void setType(std::string text) { m_type = std::move(text); }
-    void setEpisodeTitle(std::string text) { m_rare.set(&Rare::EpisodeTitle, std::move(text)); }
-    void setShortDesc(std::string text) { m_rare.set(&Rare::ShortDesc, std::move(text)); }
-    void setSummary(std::string text) { m_rare.set(&Rare::Summary, std::move(text)); }
-    void setLang(std::string text) { m_lang = std::move(text); }
-    void setRating(std::string text) { m_rare.set(&Rare::Rating, std::move(text)); }
-    void setCertification(std::string text) { m_rare.set(&Rare::Certification, std::move(text)); }
-    void setCerti_flag(std::string text) { m_rare.set(&Rare::Certi_flag, std::move(text)); }
-    void setOrigin(std::string text) { m_rare.set(&Rare::Origin, std::move(text)); }
-    void setRelease(std::string text) { m_rare.set(&Rare::Release, std::move(text)); }
-    void setVideoQuality(std::string text) { m_rare.set(&Rare::VideoQuality, std::move(text)); }
-    void setVod(std::string text) { m_rare.set(&Rare::Vod, std::move(text)); }
-    void setMissedCH(std::string text) { m_rare.set(&Rare::MissedCH, std::move(text)); }
-    void setRecommendType(std::string text) { m_rare.set(&Rare::RecommendType, std::move(text)); }
+    void setID(std::string id) { m_id = std::move(id); }
+    void setTitle(std::string title) { m_title = std::move(title); }
+    void setType(std::string type) { m_type = std::move(type); }
+    void setEpisodeTitle(std::string episodeTitle) { m_rare.set(&Rare::EpisodeTitle, std::move(episodeTitle)); }
+    void setShortDesc(std::string shortDesc) { m_rare.set(&Rare::ShortDesc, std::move(shortDesc)); }
+    void setSummary(std::string summary) { m_rare.set(&Rare::Summary, std::move(summary)); }
+    void setLang(std::string lang) { m_lang = std::move(lang); }
+    void setRating(std::string rating) { m_rare.set(&Rare::Rating, std::move(rating)); }
+    void setCertification(std::string certification) { m_rare.set(&Rare::Certification, std::move(certification)); }
+    void setCerti_flag(std::string certiFlag) { m_rare.set(&Rare::Certi_flag, std::move(certiFlag)); }
+    void setOrigin(std::string origin) { m_rare.set(&Rare::Origin, std::move(origin)); }
+    void setRelease(std::string release) { m_rare.set(&Rare::Release, std::move(release)); }
+    void setVideoQuality(std::string videoQuality) { m_rare.set(&Rare::VideoQuality, std::move(videoQuality)); }
+    void setVod(std::string vod) { m_rare.set(&Rare::Vod, std::move(vod)); }
+    void setMissedCH(std::string missedCH) { m_rare.set(&Rare::MissedCH, std::move(missedCH)); }
+    void setRecommendType(std::string recommendType) { m_rare.set(&Rare::RecommendType, std::move(recommendType)); }
     void setStartTime(WDateTime time) { m_StartTime = time; }
     void setDuration(int value) { m_duration = value; }
     void setRuntime(int value) { m_numbers.set(&Numbers::Runtime, value); }

@@ -19,8 +19,8 @@ public:
     WVLDownloadURL& operator=(WVLDownloadURL&&) noexcept = default;
     ~WVLDownloadURL() override;
 
-    void setFilename(std::string text) { m_filename = std::move(text); }
-    void setURL(std::string text) { m_url = std::move(text); }
+    void setFilename(std::string filename) { m_filename = std::move(filename); }
+    void setURL(std::string url) { m_url = std::move(url); }
     void setStartTime(unsigned int value) { m_startTime = value; }
     void setEndTime(unsigned int value) { m_endTime = value; }
 

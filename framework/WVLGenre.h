@@ -21,9 +21,9 @@ public:
     WVLGenre& operator=(WVLGenre&&) noexcept = default;
     ~WVLGenre() override;
 
-    void setGenreID(std::string text) { m_genreID = std::move(text); }
-    void setGenreName(std::string text) { m_rare.set(&Rare::GenreName, std::move(text)); }
-    void setGenreRepID(std::string text) { m_rare.set(&Rare::GenreRepID, std::move(text)); }
+    void setGenreID(std::string genreID) { m_genreID = std::move(genreID); }
+    void setGenreName(std::string genreName) { m_rare.set(&Rare::GenreName, std::move(genreName)); }
+    void setGenreRepID(std::string genreRepID) { m_rare.set(&Rare::GenreRepID, std::move(genreRepID)); }
     void setGenreImages(std::list<WVLImage> list) { m_rare.set(&Rare::GenreImages, std::move(list)); }
 
     const std::string& getGenreID() const { return m_genreID; }
@@ -51,8 +51,8 @@ public:
     WVLRepGenre& operator=(WVLRepGenre&&) noexcept = default;
     ~WVLRepGenre() override;
 
-    void setGenreRepID(std::string text) { m_genreRepID = std::move(text); }
-    void setGenreRepName(std::string text) { m_genreRepName = std::move(text); }
+    void setGenreRepID(std::string genreRepID) { m_genreRepID = std::move(genreRepID); }
+    void setGenreRepName(std::string genreRepName) { m_genreRepName = std::move(genreRepName); }
 
     const std::string& getGenreRepID() const { return m_genreRepID; }
     const std::string& getGenreRepName() const { return m_genreRepName; }

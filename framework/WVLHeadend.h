@@ -20,8 +20,8 @@ public:
     WVLDevice& operator=(WVLDevice&&) noexcept = default;
     ~WVLDevice() override;
 
-    void setDeviceName(std::string text) { m_deviceName = std::move(text); }
-    void setDeviceType(std::string text) { m_deviceType = std::move(text); }
+    void setDeviceName(std::string deviceName) { m_deviceName = std::move(deviceName); }
+    void setDeviceType(std::string deviceType) { m_deviceType = std::move(deviceType); }
 
     const std::string& getDeviceName() const { return m_deviceName; }
     const std::string& getDeviceType() const { return m_deviceType; }
@@ -41,15 +41,15 @@ public:
     WVLHeadend& operator=(WVLHeadend&&) noexcept = default;
     ~WVLHeadend() override;
 
-    void setHeadendID(std::string text) { m_headendID = std::move(text); }
-    void setHeadendCity(std::string text) { m_headendCity = std::move(text); }
-    void setHeadendDTV(std::string text) { m_headendDTV = std::move(text); }
-    void setMsoID(std::string text) { m_msoID = std::move(text); }
-    void setMsoName(std::string text) { m_msoName = std::move(text); }
-    void setMsoMbrName(std::string text) { m_msoMbrName = std::move(text); }
-    void setMsoServiceType(std::string text) { m_msoServiceType = std::move(text); }
-    void setMsoSatellite(std::string text) { m_msoSatellite = std::move(text); }
-    void setMsoRfDeviceType(std::string text) { m_msoRfDeviceType = std::move(text); }
+    void setHeadendID(std::string headendID) { m_headendID = std::move(headendID); }
+    void setHeadendCity(std::string headendCity) { m_headendCity = std::move(headendCity); }
+    void setHeadendDTV(std::string headendDTV) { m_headendDTV = std::move(headendDTV); }
+    void setMsoID(std::string msoID) { m_msoID = std::move(msoID); }
+    void setMsoName(std::string msoName) { m_msoName = std::move(msoName); }
+    void setMsoMbrName(std::string msoMbrName) { m_msoMbrName = std::move(msoMbrName); }
+    void setMsoServiceType(std::string msoServiceType) { m_msoServiceType = std::move(msoServiceType); }
+    void setMsoSatellite(std::string msoSatellite) { m_msoSatellite = std::move(msoSatellite); }
+    void setMsoRfDeviceType(std::string msoRfDeviceType) { m_msoRfDeviceType = std::move(msoRfDeviceType); }
     void setDeviceList(std::list<WVLDevice> list) { m_DeviceList = std::move(list); }
 
     const std::string& getHeadendID() const { return m_headendID; }
@@ -86,8 +86,8 @@ public:
     WVLCityCode& operator=(WVLCityCode&&) noexcept = default;
     ~WVLCityCode() override;
 
-    void setCode(std::string text) { m_code = std::move(text); }
-    void setName(std::string text) { m_name = std::move(text); }
+    void setCode(std::string code) { m_code = std::move(code); }
+    void setName(std::string name) { m_name = std::move(name); }
 
     const std::string& getCode() const { return m_code; }
     const std::string& getName() const { return m_name; }

@@ -19,9 +19,9 @@ public:
     WVLImage& operator=(WVLImage&&) noexcept = default;
     ~WVLImage() override;
 
-    void setIndex(std::string text) { m_index = std::move(text); }
-    void setType(std::string text) { m_type = std::move(text); }
-    void setURL(std::string text) { m_url = std::move(text); }
+    void setIndex(std::string index) { m_index = std::move(index); }
+    void setType(std::string type) { m_type = std::move(type); }
+    void setURL(std::string url) { m_url = std::move(url); }
     void setWidth(int value) { m_width = value; }
     void setHeight(int value) { m_height = value; }
 

@@ -20,13 +20,13 @@ public:
     WVLPerson& operator=(WVLPerson&&) noexcept = default;
     ~WVLPerson() override;
 
-    void setID(std::string text) { m_id = std::move(text); }
-    void setName(std::string text) { m_name = std::move(text); }
-    void setRole(std::string text) { m_role = std::move(text); }
-    void setOccupation(std::string text) { m_occupation = std::move(text); }
-    void setBirthdate(std::string text) { m_birthdate = std::move(text); }
-    void setDeathdate(std::string text) { m_deathdate = std::move(text); }
-    void setBiography(std::string text) { m_biography = std::move(text); }
+    void setID(std::string id) { m_id = std::move(id); }
+    void setName(std::string name) { m_name = std::move(name); }
+    void setRole(std::string role) { m_role = std::move(role); }
+    void setOccupation(std::string occupation) { m_occupation = std::move(occupation); }
+    void setBirthdate(std::string birthdate) { m_birthdate = std::move(birthdate); }
+    void setDeathdate(std::string deathdate) { m_deathdate = std::move(deathdate); }
+    void setBiography(std::string biography) { m_biography = std::move(biography); }
     void setLike(int value) { m_like = value; }
     void setDislike(int value) { m_dislike = value; }
     void setFaceImage(WVLImage record) { m_FaceImage = std::move(record); }

@@ -20,11 +20,11 @@ public:
     WVLAnswer& operator=(WVLAnswer&&) noexcept = default;
     ~WVLAnswer() override;
 
-    void setName(std::string text) { m_name = std::move(text); }
-    void setCity(std::string text) { m_city = std::move(text); }
-    void setHeadendId(std::string text) { m_headendId = std::move(text); }
-    void setDTV(std::string text) { m_dtv = std::move(text); }
-    void setDeviceType(std::string text) { m_deviceType = std::move(text); }
+    void setName(std::string name) { m_name = std::move(name); }
+    void setCity(std::string city) { m_city = std::move(city); }
+    void setHeadendId(std::string headendId) { m_headendId = std::move(headendId); }
+    void setDTV(std::string dtv) { m_dtv = std::move(dtv); }
+    void setDeviceType(std::string deviceType) { m_deviceType = std::move(deviceType); }
 
     const std::string& getName() const { return m_name; }
     const std::string& getCity() const { return m_city; }
@@ -50,10 +50,10 @@ public:
     WVLQuiz& operator=(WVLQuiz&&) noexcept = default;
     ~WVLQuiz() override;
 
-    void setNumber(std::string text) { m_number = std::move(text); }
-    void setMajor(std::string text) { m_major = std::move(text); }
-    void setMinor(std::string text) { m_minor = std::move(text); }
-    void setPTC(std::string text) { m_ptc = std::move(text); }
+    void setNumber(std::string number) { m_number = std::move(number); }
+    void setMajor(std::string major) { m_major = std::move(major); }
+    void setMinor(std::string minor) { m_minor = std::move(minor); }
+    void setPTC(std::string ptc) { m_ptc = std::move(ptc); }
     void setAnswerList(std::list<WVLAnswer> list) { m_AnswerList = std::move(list); }
 
     const std::string& getNumber() const { return m_number; }

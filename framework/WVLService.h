@@ -21,8 +21,8 @@ public:
     WVLEvent& operator=(WVLEvent&&) noexcept = default;
     ~WVLEvent() override;
 
-    void setName(std::string text) { m_name = std::move(text); }
-    void setLogLevel(std::string text) { m_logLevel = std::move(text); }
+    void setName(std::string name) { m_name = std::move(name); }
+    void setLogLevel(std::string logLevel) { m_logLevel = std::move(logLevel); }
 
     const std::string& getName() const { return m_name; }
     const std::string& getLogLevel() const { return m_logLevel; }
@@ -42,11 +42,11 @@ public:
     WVLLog& operator=(WVLLog&&) noexcept = default;
     ~WVLLog() override;
 
-    void setName(std::string text) { m_name = std::move(text); }
-    void setURL(std::string text) { m_url = std::move(text); }
-    void setLogLevel(std::string text) { m_logLevel = std::move(text); }
-    void setQueueMax(std::string text) { m_queueMax = std::move(text); }
-    void setExpiration(std::string text) { m_expiration = std::move(text); }
+    void setName(std::string name) { m_name = std::move(name); }
+    void setURL(std::string url) { m_url = std::move(url); }
+    void setLogLevel(std::string logLevel) { m_logLevel = std::move(logLevel); }
+    void setQueueMax(std::string queueMax) { m_queueMax = std::move(queueMax); }
+    void setExpiration(std::string expiration) { m_expiration = std::move(expiration); }
     void setEvents(std::list<WVLEvent> list) { m_Events = std::move(list); }
 
     const std::string& getName() const { return m_name; }
@@ -75,14 +75,14 @@ public:
     WVLCertificationRule& operator=(WVLCertificationRule&&) noexcept = default;
     ~WVLCertificationRule() override;
 
-    void setType(std::string text) { m_type = std::move(text); }
-    void setRule(std::string text) { m_rule = std::move(text); }
-    void setFirstScreen(std::string text) { m_firstScreen = std::move(text); }
-    void setAdultDefault(std::string text) { m_adultDefault = std::move(text); }
-    void setBarMode(std::string text) { m_barMode = std::move(text); }
-    void setBarRatio(std::string text) { m_barRatio = std::move(text); }
-    void setBeginTime(std::string text) { m_beginTime = std::move(text); }
-    void setEndTime(std::string text) { m_endTime = std::move(text); }
+    void setType(std::string type) { m_type = std::move(type); }
+    void setRule(std::string rule) { m_rule = std::move(rule); }
+    void setFirstScreen(std::string firstScreen) { m_firstScreen = std::move(firstScreen); }
+    void setAdultDefault(std::string adultDefault) { m_adultDefault = std::move(adultDefault); }
+    void setBarMode(std::string barMode) { m_barMode = std::move(barMode); }
+    void setBarRatio(std::string barRatio) { m_barRatio = std::move(barRatio); }
+    void setBeginTime(std::string beginTime) { m_beginTime = std::move(beginTime); }
+    void setEndTime(std::string endTime) { m_endTime = std::move(endTime); }
 
     const std::string& getType() const { return m_type; }
     const std::string& getRule() const { return m_rule; }
@@ -117,7 +117,7 @@ public:
     void setUTC(WDateTime time) { m_UTC = time; }
     void setLocaltime(WDateTime time) { m_Localtime = time; }
     void setDifference(WDateTime time) { m_Difference = time; }
-    void setTimezone(std::string text) { m_timezone = std::move(text); }
+    void setTimezone(std::string timezone) { m_timezone = std::move(timezone); }
 
     const WDateTime& getUTC() const { return m_UTC; }
     const WDateTime& getLocaltime() const { return m_Localtime; }
@@ -141,9 +141,9 @@ public:
     WVLSession& operator=(WVLSession&&) noexcept = default;
     ~WVLSession() override;
 
-    void setSessionID(std::string text) { m_sessionID = std::move(text); }
-    void setUserID(std::string text) { m_userID = std::move(text); }
-    void setSeedKey(std::string text) { m_seedKey = std::move(text); }
+    void setSessionID(std::string sessionID) { m_sessionID = std::move(sessionID); }
+    void setUserID(std::string userID) { m_userID = std::move(userID); }
+    void setSeedKey(std::string seedKey) { m_seedKey = std::move(seedKey); }
     void setExpireTime(WDateTime time) { m_ExpireTime = time; }
 
     const std::string& getSessionID() const { return m_sessionID; }

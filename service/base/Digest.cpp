@@ -26,10 +26,10 @@ Digest::Digest() : m_context(EVP_MD_CTX_new(), &EVP_MD_CTX_free)
     }
 }
 
-void Digest::add(std::string_view text)
+void Digest::add(std::string_view string)
 {
-    add(static_cast<std::int64_t>(text.size()));
-    addBytes(text.data(), text.size());
+    add(static_cast<std::int64_t>(string.size()));
+    addBytes(string.data(), string.size());
 }
 
 void Digest::add(std::int64_t number)
@@ -58,10 +58,10 @@ std::string Digest::hex()
     return corvaned::hex(bytes.data(), bytes.size());
 }
 
-Sha1 sha1(std::string_view text)
+Sha1 sha1(std::string_view content)
 {
     Sha1 bytes{};
-    if (EVP_Digest(text.data(), text.size(), bytes.data(), nullptr, EVP_sha1(), nullptr) != 1) {
+    if (EVP_Digest(content.data(), content.size(), bytes.data(), nullptr, EVP_sha1(), nullptr) != 1) {
         fail();
     }
     return bytes;

@@ -18,7 +18,7 @@ public:
     Digest();
 
     /// Adds a string together with its length, so that "ab","c" differs from "a","bc".
-    void add(std::string_view text);
+    void add(std::string_view string);
     void add(std::int64_t number);
 
     /// 40 lower-case hexadecimal digits; ends the digest.
@@ -33,7 +33,7 @@ private:
 using Sha1 = std::array<unsigned char, 20>;
 
 /// SHA-1 of the bytes alone, without their length.
-Sha1 sha1(std::string_view text);
+Sha1 sha1(std::string_view content);
 
 /// Lower-case hexadecimal digits.
 std::string hex(const unsigned char* bytes, std::size_t count);

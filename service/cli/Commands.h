@@ -29,9 +29,9 @@ Command addStats(CLI::App& app);
 Command addExport(CLI::App& app);
 
 /// The zone that an option names; this machine's if it is empty.
-inline Zone zoneOf(const std::string& text)
+inline Zone zoneOf(const std::string& name)
 {
-    return text.empty() ? Zone::ofMachine() : Zone::named(text);
+    return name.empty() ? Zone::ofMachine() : Zone::named(name);
 }
 
 }  // namespace corvaned

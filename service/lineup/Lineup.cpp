@@ -110,10 +110,10 @@ std::vector<std::vector<std::size_t>> splitBy(const std::vector<std::vector<std:
 
 }  // namespace
 
-std::string plainPostalCode(std::string_view text)
+std::string plainPostalCode(std::string_view code)
 {
     std::string plain;
-    for (const unsigned char c : text) {
+    for (const unsigned char c : code) {
         if (std::isspace(c) == 0 && c != '-') {
             plain += static_cast<char>(std::toupper(c));
         }

@@ -13,7 +13,7 @@
 namespace corvaned::lineup {
 
 /// Normalizes a postal code for comparison: capitals, without blanks and hyphens.
-std::string plainPostalCode(std::string_view text);
+std::string plainPostalCode(std::string_view code);
 
 struct Place {
     std::string code;

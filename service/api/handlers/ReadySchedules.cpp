@@ -46,7 +46,7 @@ ReadyDay::ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant 
     m_rows.shrink_to_fit();
 }
 
-void ReadyDay::append(std::string& text, Instant from, Instant to) const
+void ReadyDay::append(std::string& json, Instant from, Instant to) const
 {
     const auto startsBefore = [](const Row& row, Instant instant) { return row.start < instant; };
     const auto end = std::lower_bound(m_rows.begin(), m_rows.end(), to, startsBefore);
@@ -56,8 +56,8 @@ void ReadyDay::append(std::string& text, Instant from, Instant to) const
     while ((run = std::find_if(run, end, lasts)) != end) {
         const auto over = std::find_if_not(run, end, lasts);
         const std::size_t begin = run == m_rows.begin() ? 0 : std::prev(run)->end + 1;
-        text += text.back() == '[' ? "" : ",";
-        text.append(m_text, begin, std::prev(over)->end - begin);
+        json += json.back() == '[' ? "" : ",";
+        json.append(m_text, begin, std::prev(over)->end - begin);
         run = over;
     }
 }
@@ -67,7 +67,7 @@ std::size_t ReadyDay::size() const
     return sizeof *this + m_head.capacity() + m_text.capacity() + m_rows.capacity() * sizeof(Row);
 }
 
-bool ReadySchedules::append(std::string& text, sqlite::Connection& connection, const std::string& guide,
+bool ReadySchedules::append(std::string& json, sqlite::Connection& connection, const std::string& guide,
                             std::int64_t source, const std::string& lang, Instant from, Instant to)
 {
     const Instant first = from - (from % kDay + kDay) % kDay;
@@ -76,10 +76,10 @@ bool ReadySchedules::append(std::string& text, sqlite::Connection& connection, c
         if (ready->head().empty()) {
             return false;
         }
-        text += day == first ? ready->head() : "";
-        ready->append(text, from, to);
+        json += day == first ? ready->head() : "";
+        ready->append(json, from, to);
     }
-    text += "]}";
+    json += "]}";
     return true;
 }
 

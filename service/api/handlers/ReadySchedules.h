@@ -31,8 +31,8 @@ public:
     const std::string& head() const { return m_head; }
 
     /// Appends the airings that are on at any moment of [from, to), except those of an earlier day of that window.
-    /// @param text  ends with the head or with an airing
-    void append(std::string& text, Instant from, Instant to) const;
+    /// @param json  ends with the head or with an airing
+    void append(std::string& json, Instant from, Instant to) const;
 
     /// The memory that it uses, in bytes.
     std::size_t size() const;
@@ -60,7 +60,7 @@ public:
     /// @param connection  in a read transaction
     /// @param guide       guide::digest() of the guide that the connection sees
     /// @return whether the line-up has the channel; if not, nothing is appended
-    bool append(std::string& text, sqlite::Connection& connection, const std::string& guide, std::int64_t source,
+    bool append(std::string& json, sqlite::Connection& connection, const std::string& guide, std::int64_t source,
                 const std::string& lang, Instant from, Instant to);
 
     /// One day of a channel. If several threads miss the same day, one writes it and the others wait.
