@@ -26,7 +26,7 @@ public:
     /// How many requests came since the last clear().
     std::size_t held() const { return m_held.size(); }
     HttpRequest& request(std::size_t index) { return *m_held[index]; }
-    /// The request is gone afterwards; its place stays until clear().
+    /// The completion deletes the request; its place stays until clear().
     void complete(std::size_t index, SESSION_STATUS status) { m_held[index]->complete(status); }
     void clear() { m_held.clear(); }
 

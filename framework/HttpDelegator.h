@@ -4,7 +4,7 @@
 //     addRequest() >= 0: exactly one completion follows, never on the caller's stack. It may run before addRequest()
 //     has returned.
 // X2  The completion runs with no executor lock held and outside any callback of a transfer library. When it returns,
-//     the executor no longer touches the request: it may be gone.
+//     the executor no longer touches the request, which may have been deleted.
 // X3  HttpRequest::setCancel() only marks the request and calls wake(): it never calls back, never blocks, and may be
 //     called from construction to deletion. A request that is marked before its outcome is fixed completes with 600.
 // X4  flushHttpRequests(id) ends every queued or running request of that id with 600 and returns only when none of them
@@ -28,16 +28,16 @@ public:
     /// The one executor of the process; never null, outlives every plug-in object.  [any thread]
     static HttpDelegator* getInstance();
 
-    /// Queues a request, which stays its caller's property and has to live until its completion.  [any thread]
+    /// Queues a request. The caller owns it and must keep it alive until its completion.  [any thread]
     /// @return >= 0 accepted; < 0 refused, with the status that the caller should report
     virtual int addRequest(HttpRequest* request) = 0;
 
     /// Ends all requests that carry `id` (HttpRequest::setID).  [any thread]
     virtual void flushHttpRequests(UINT64 id) = 0;
 
-    /// Tells the executor that some request was marked by setCancel(), so that it need not look for marks all the time.
-    /// Optional: an executor that looks at HttpRequest::isCancelled() by itself leaves this as it is. Never blocks,
-    /// never calls back.  [any thread]
+    /// Tells the executor that setCancel() has marked a request, so that it does not have to poll for marks. An
+    /// executor that checks HttpRequest::isCancelled() by itself need not override it. Never blocks, never calls back.
+    /// [any thread]
     virtual void wake() {}
 };
 

@@ -28,7 +28,7 @@ class HttpRequest {
 public:
     /// A request whose response is kept in memory.
     /// @param url       sent byte for byte, unless setEncoding() is called
-    /// @param userData  handed back to the completion; not owned
+    /// @param userData  passed to the completion; not owned
     HttpRequest(HTTP_REQUEST_TYPE type, std::string url, HttpHeader header, std::string body, HttpCompletion done,
                 void* userData)
         : m_type(type),
@@ -83,7 +83,7 @@ public:
     const HttpResponse& response() const { return m_response; }
     HttpResponse& response() { return m_response; }
 
-    /// For the executor: reports the end. The request may be gone when this returns.
+    /// For the executor: reports the end. The completion may delete the request.
     void complete(SESSION_STATUS status) { m_done(status, this, m_userData); }
 
 private:

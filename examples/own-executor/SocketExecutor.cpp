@@ -278,7 +278,7 @@ private:
         } catch (const std::bad_alloc&) {
         }
         s_own = &*live;
-        // X2: no lock is held, and the request may be gone when this returns.
+        // X2: no lock is held, and the completion may delete the request.
         request->complete(status);
         const std::lock_guard<std::mutex> lock(m_lock);
         m_live.erase(live);

@@ -44,9 +44,10 @@ struct HttpAdvice {
 /// HTTP codes for which the plug-in has no status.
 constexpr HttpAdvice kHttpAdvice[] = {
     {429, "the service gets too many requests (HTTP 429)", "wait a minute and try again"},
-    {502, "a proxy before the service cannot reach it (HTTP 502)", "check the proxy, and that the service is running"},
+    {502, "a proxy in front of the service cannot reach it (HTTP 502)",
+     "check the proxy, and that the service is running"},
     {503, "the service is overloaded or under maintenance (HTTP 503)", "try again later, or check the service's log"},
-    {504, "a proxy before the service got no answer in time (HTTP 504)", "check the service's log"},
+    {504, "a proxy in front of the service got no answer in time (HTTP 504)", "check the service's log"},
 };
 
 std::string advised(const std::string& step, std::string problem, const ServiceFailure& failure, int status)

@@ -57,7 +57,7 @@ public:
     void flushHttpRequests(UINT64 id) override { m_executor->flushHttpRequests(id); }
     void wake() override { m_executor->wake(); }
 
-    /// Sets the executor. To be called while no request is in flight.
+    /// Sets the executor. Call it while no request is in flight.
     void passTo(HttpDelegator& executor) { m_executor = &executor; }
     /// Answers with the body; passes requests on if it is null.
     void answerWith(const std::string* body) { m_answer = body; }

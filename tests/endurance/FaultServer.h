@@ -17,7 +17,7 @@ namespace W::test {
 /// Good replies to the requests of all operations, which it recognises by their request lines.
 class GoodService {
 public:
-    /// To be called before the first request. Two operations cannot have the same line.
+    /// Call it before the first request. Two operations cannot have the same line.
     void learn(const std::string& request, unsigned int key);
     /// Key of the operation that sent a request. Fails the test and returns 0 if no operation sends it.
     unsigned int keyOf(const std::string& request) const;
@@ -39,7 +39,7 @@ public:
 
     /// The URL before every path, the same before and after healing.
     virtual std::string baseUrl() const = 0;
-    /// How many requests have met the fault. To be called repeatedly while requests wait, because some servers can
+    /// How many requests have met the fault. Call it repeatedly while requests wait, because some servers can
     /// count them only then.
     virtual std::size_t served() = 0;
     /// Ends the fault. No request may be in flight.

@@ -60,10 +60,10 @@ double processorTime()
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// A copy of this process as it is now, which measures when it is asked.
+/// A copy of this process at the time of construction, which measures on request.
 class YoungProcess {
 public:
-    /// To be called while the process has one thread.
+    /// Call it while the process has one thread.
     explicit YoungProcess(const std::function<double()>& cost)
     {
         int orders[2] = {-1, -1};
