@@ -44,7 +44,7 @@ public:
     /// Closes the connection as soon as it is idle.
     void finish();
 
-    /// Closes the connection now; a handler that works for it is told that its reply is not needed.
+    /// Closes the connection now; a handler that works for it learns that its reply is not needed.
     void close();
 
     const std::string& remote() const { return m_remote; }

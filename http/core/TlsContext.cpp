@@ -28,7 +28,7 @@ void requireReadable(const std::string& path, const char* what)
     }
 }
 
-// A client that offers HTTP/1.1 among others is told that it is spoken.
+// Selects HTTP/1.1 if the client offers it (ALPN, RFC 7301).
 int chooseProtocol(SSL* /*session*/, const unsigned char** chosen, unsigned char* chosenSize,
                    const unsigned char* offered, unsigned int offeredSize, void* /*unused*/)
 {

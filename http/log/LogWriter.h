@@ -30,7 +30,7 @@ private:
     const std::shared_ptr<Queue> m_queue;  // shared with the thread, which outlives this object if the sink is stuck
 };
 
-/// Limits how many lines one address may log in a second, so that a flood of requests is no flood of lines.  [any
+/// Limits how many lines one address may log in a second, so that a flood of requests does not flood the log.  [any
 /// thread]
 class FloodGate {
 public:

@@ -42,7 +42,7 @@ void forgetPeak()
     std::ofstream("/proc/self/clear_refs") << "5";
 }
 
-// Sanitizers keep freed memory, so a bound is no measurement there.
+// Sanitizers keep freed memory, so memory is not measured there.
 constexpr bool measuresMemory()
 {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -126,7 +126,7 @@ TEST_F(HostileClients, RepliesThatAreNotReadHoldNobodyUp)
     }
     expectOthersUnaffected("unread replies");
     expectFlatMemory("unread replies");
-    EXPECT_LT(m_server.requests(), 450) << "replies are made that nobody reads";
+    EXPECT_LT(m_server.requests(), 450) << "replies are made that are never read";
     EXPECT_TRUE(test::eventually([&] { return !clients[0].send("x") || !clients[0].send("x"); }));
 }
 

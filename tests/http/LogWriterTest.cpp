@@ -1,4 +1,4 @@
-// The log: sinks that are slow, full or gone hold up nobody, and what is lost is counted.
+// The log: sinks that are slow, full or closed delay no writer, and lost lines are counted.
 #include "LogWriter.h"
 
 #include <chrono>
@@ -96,7 +96,7 @@ TEST(LogWriter, AReaderThatIsGoneIsNoSignal)
     Pipe pipe;
     pipe.closeReader();
     LogWriter log(pipe.ends[1]);
-    log.write("nobody reads this");
+    log.write("never read");
     std::this_thread::sleep_for(std::chrono::milliseconds(100));  // a signal would end the test program
 }
 

@@ -1,4 +1,4 @@
-// Downloads and the schedule file: every row of what can go wrong, and what is left on the disk afterwards.
+// Downloads and the schedule file: everything that can go wrong, and the files that remain.
 
 #include <cerrno>
 #include <cstdio>
@@ -16,7 +16,7 @@ namespace {
 
 /// What the next calls of read() give in this program.
 struct NextReads {
-    int left = 0;  ///< so many; then they read again
+    int left = 0;  ///< the number of faulty calls; after them read() works again
     ssize_t result = 0;
     int error = 0;
 } s_nextReads;
@@ -88,7 +88,7 @@ struct RefusedRow {
     int expected;
 };
 
-TEST_F(DownloadTest, RefusesWhatIsMissing)
+TEST_F(DownloadTest, RefusesMissingArguments)
 {
     const RefusedRow rows[] = {
         {"no URL", "", "/d", "f", -1},
@@ -362,7 +362,7 @@ TEST_F(TodayTest, ATruncatedFileIsMinus403)
     const std::string path = scratch.write("f", R"({"rsp":{"channel":[{"content":[{"id":"i"}]}]}})");
     s_nextReads = {1, -1, EIO};
     expectFailure(path, status::kFileNotReadable);
-    s_nextReads = {1, 0, 0};  // somebody has cut it short meanwhile
+    s_nextReads = {1, 0, 0};  // truncated after its size was read
     expectFailure(path, status::kFileNotReadable);
 }
 

@@ -278,7 +278,7 @@ protected:
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 150));
             if (importing) {
-                // Anywhere between its first moment and a little behind its last.
+                // At a moment between its start and a little after its end.
                 ServiceProgram import(
                     {"import", "--db", m_folder.path(), listingFile(m_held == "alpha" ? "beta" : "alpha")});
                 std::this_thread::sleep_for(m_importTime * (random() % 120) / 100);
