@@ -56,6 +56,7 @@ constexpr Forgivable kForgivable[] = {
     {XML_ERR_INVALID_CHAR, "PCDATA invalid Char", nullptr},
     {XML_ERR_INVALID_CHAR, "invalid character in attribute", nullptr},
     {XML_ERR_INVALID_CHAR, "Input is not proper UTF-8", nullptr},
+    {XML_ERR_INVALID_CHAR, "Char 0x", nullptr},  // not a character
 };
 
 // In place of every entity the parser gets this character, which no listing may contain, and m_entityTexts gets the
@@ -126,7 +127,7 @@ private:
     xmlParserCtxtPtr m_parser = nullptr;
     std::exception_ptr m_thrown;
     std::vector<std::string> m_entityTexts;  // of the entities since the last text or tag, in their order
-    std::string m_fault;                     // the first forgivable error since the last text or tag
+    std::string m_fault;                     // the last forgivable error since the last text or tag
     int m_depth = 0;
     std::string m_group;  // "credits/" within <credits>; empty if a record's child contains the text itself
     RecordReader m_records;
@@ -378,9 +379,7 @@ void ListingReader::noteError(const xmlError& error)
                    message.compare(0, forgivable.messageStart.size(), forgivable.messageStart) == 0;
         });
     if (row != std::end(kForgivable) && m_depth > 0) {
-        if (m_fault.empty()) {
-            m_fault = row->reason != nullptr ? row->reason : message;
-        }
+        m_fault = row->reason != nullptr ? row->reason : message;
     } else if (error.level == XML_ERR_FATAL) {
         // The reason why the parser gave up a tag is more useful than its message about the tag.
         refuse(error.line, "not well-formed: " + (m_fault.empty() ? message : m_fault));
