@@ -12,8 +12,8 @@
 
 #include "Lists.h"
 #include "ProviderOptions.h"
-#include "RequestQuery.h"
 #include "Reply.h"
+#include "RequestQuery.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>

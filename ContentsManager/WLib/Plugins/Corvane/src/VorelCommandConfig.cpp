@@ -3,8 +3,8 @@
 #include "VorelCommand.h"
 
 #include "ProviderOptions.h"
-#include "RequestQuery.h"
 #include "Reply.h"
+#include "RequestQuery.h"
 
 namespace W {
 

@@ -4,8 +4,8 @@
 
 #include "Lists.h"
 #include "ProviderOptions.h"
-#include "RequestQuery.h"
 #include "Reply.h"
+#include "RequestQuery.h"
 
 namespace W {
 

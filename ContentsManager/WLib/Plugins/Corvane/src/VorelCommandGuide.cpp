@@ -6,8 +6,8 @@
 #include "Lists.h"
 #include "Programmes.h"
 #include "ProviderOptions.h"
-#include "RequestQuery.h"
 #include "Reply.h"
+#include "RequestQuery.h"
 
 namespace W {
 
