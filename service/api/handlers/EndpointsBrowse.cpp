@@ -52,7 +52,7 @@ Json answerGuide(EndpointCall& call)
     const std::vector<std::string>& wanted = call.arguments.list("channel");
     const std::string& number = call.arguments.text("chnum");
     const guide::Page page = pageOf(call, kAllChannels);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json channels = Json::array();
     std::int64_t place = 0;
     guide::forEachChannel(call.connection, [&](const guide::Channel& channel) {
@@ -98,7 +98,7 @@ Json answerContent(EndpointCall& call)
 {
     const std::int64_t content = idOf(call.arguments.text("id")).value_or(-1);
     const std::string& lang = call.arguments.text("lang");
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json detail;
     const auto describe = [&](const guide::Programme& programme) {
         addParts(detail, programme,
@@ -132,7 +132,7 @@ Json answerContent(EndpointCall& call)
 
 Json answerSeries(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::int64_t series = guide::seriesOf(call.connection, idOf(call.arguments.text("id")).value_or(-1));
     if (series == 0) {
         refuseUnknown("series or episode");
@@ -184,7 +184,7 @@ Json answerSeries(EndpointCall& call)
 
 Json answerPerson(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::optional<guide::Person> person =
         guide::findPerson(call.connection, idOf(call.arguments.text("id")).value_or(-1));
     if (!person) {
@@ -215,7 +215,7 @@ Json answerSearch(EndpointCall& call)
     if (const std::string problem = guide::searchProblem(call.arguments.text("q")); !problem.empty()) {
         throw Refusal(ServiceCode::BadValue, "parameter 'q' " + problem);
     }
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const guide::Found found = guide::search(call.connection, call.arguments.text("q"),
                                              prefix ? guide::Match::Prefix : guide::Match::Exact, pageOf(call, kUsual));
     Json contents = Json::array();

@@ -30,7 +30,7 @@ std::vector<std::int64_t> askedSources(const EndpointCall& call, const char* par
 
 Json answerGallery(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string checksum = guide::lineupChecksum(call.connection);
     const bool same = !checksum.empty() && call.arguments.text("checksum") == checksum;
     Json rsp = {{"checksum", {{"stat", same ? "old" : "new"}, {"code", checksum}}}};
@@ -62,7 +62,7 @@ void answerSchedule(EndpointCall& call, std::string& members)
 {
     const Instant from = call.arguments.number("starttime", call.now);
     const Instant to = from + call.arguments.number("interval") * 3600;
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string guide = guide::digest(call.connection);
     members += ",\"channel\":[";
     for (const std::int64_t source : askedSources(call, "sourceid")) {
@@ -79,7 +79,7 @@ void answerSchedule(EndpointCall& call, std::string& members)
 Json answerOnAir(EndpointCall& call)
 {
     const std::string& lang = call.arguments.text("lang");
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json channels = Json::array();
     const auto add = [&](std::int64_t source) {
         guide::onAir(call.connection, source, call.now, lang, [&](const guide::Programme& programme) {
@@ -104,7 +104,7 @@ Json answerOnAir(EndpointCall& call)
 Json answerFocusChannel(EndpointCall& call)
 {
     constexpr std::int64_t kUsual = 10;
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::int64_t source = idOf(call.arguments.text("sourceid")).value_or(0);
     Json rsp;
     const bool known = guide::findChannel(call.connection, source, [&](const guide::Channel& channel) {
@@ -128,7 +128,7 @@ Json answerFocusChannel(EndpointCall& call)
 
 Json answerToday(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json files = Json::array();
     if (!guide::lineupChecksum(call.connection).empty()) {
         for (const TodayFile& file : todayFiles(call.settings.zone, call.now, call.arguments.text("lang"))) {
@@ -148,7 +148,7 @@ Json answerTodayFile(EndpointCall& call)
         throw Refusal(ServiceCode::NotFound, "there is no such file; channel/today lists those of today");
     }
     const auto [from, to] = file->window(call.settings.zone);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json channels = Json::array();
     guide::forEachChannel(call.connection, [&, from = from, to = to](const guide::Channel& channel) {
         Json entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}, {"number", channel.number}};

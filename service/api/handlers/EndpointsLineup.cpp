@@ -47,13 +47,13 @@ Json headendsByCode(EndpointCall& call)
 
 Json answerHeadend(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     return headendsJson(lineup::headendsAtPostalCode(call.connection, call.arguments.text("zipcode")));
 }
 
 Json answerHeadendKor(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     if (call.arguments.text("type") == "headend") {
         return headendsByCode(call);
     }
@@ -73,7 +73,7 @@ Json answerHeadendKor(EndpointCall& call)
 
 Json answerHeadendBrowse(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     if (call.arguments.text("type") == "headend") {
         return headendsByCode(call);
     }
@@ -89,7 +89,7 @@ Json answerHeadendBrowse(EndpointCall& call)
 
 Json answerLineupTest(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string& headend = call.arguments.text("headend");
     if (!headend.empty() && !lineup::isHeadend(call.connection, headend)) {
         throw Refusal(ServiceCode::NotFound, fmt::format("there is no headend '{:.60}'", headend));

@@ -94,7 +94,7 @@ constexpr std::initializer_list<Part> kRelatedParts = {Part::Id,   Part::Lang,  
 
 Json answerPopularChannels(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json channels = Json::array();
     for (const std::int64_t source :
          recommend::popularChannels(call.connection, call.now, call.arguments.number("n", kChannels))) {
@@ -113,32 +113,32 @@ Json answerPopularChannels(EndpointCall& call)
 
 Json answerSmartChannel(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     return channelGuide(call, recommend::slotsOf(call.connection, call.user, call.settings.zone, call.now));
 }
 
 Json answerSmartPopular(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     return channelGuide(call, recommend::slotsOfAll(call.connection, call.settings.zone, call.now));
 }
 
 Json answerMissed(EndpointCall& call)
 {
     const recommend::MissedOrder order = missedOrder(call);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     return {{"channel", missedProgrammes(call, recommend::Wish::Followed, order)}};
 }
 
 Json answerCandidateMissed(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     return {{"candidate_missed", missedProgrammes(call, recommend::Wish::Watched, recommend::MissedOrder::Time)}};
 }
 
 Json answerRelated(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string& text = call.arguments.text("TTID");
     const std::string& lang = call.arguments.text("lang");
     const std::int64_t content = idOf(text).value_or(0);
@@ -169,7 +169,7 @@ Json answerRelated(EndpointCall& call)
 
 Json answerCombination(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string& lang = call.arguments.text("lang");
     Json television = Json::array();
     for (const std::int64_t airing : recommend::television(call.connection, call.user, call.now, kPersonalized)) {

@@ -133,7 +133,7 @@ Json answerDeleteFavorite(EndpointCall& call)
 
 Json answerFavorite(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const NamedTarget target = favoriteTarget(call);
     Json entry;
     if (viewer::isFavorite(call.connection, call.user, target.subject, target.number)) {
@@ -152,7 +152,7 @@ Json answerFavoriteList(EndpointCall& call)
     const auto order =
         call.arguments.text("order").empty() ? viewer::FavoriteOrder::Time : wordOf(call, "order", kOrders);
     const bool descending = !call.arguments.text("sort").empty() && wordOf(call, "sort", kSorts);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::ParameterKind::Read);
+    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json entries = Json::array();
     for (const std::int64_t target :
          viewer::favorites(call.connection, call.user, subject, order, descending, call.arguments.number("start"),
