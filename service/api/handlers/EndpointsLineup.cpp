@@ -61,9 +61,9 @@ Json answerHeadendKor(EndpointCall& call)
         refuseType(call, "city");
     }
     Json states = Json::array();
-    for (const lineup::ParameterPlace& state : lineup::states(call.connection)) {
+    for (const lineup::Place& state : lineup::states(call.connection)) {
         Json cities = Json::array();
-        for (const lineup::ParameterPlace& city : lineup::citiesOf(call.connection, state.code)) {
+        for (const lineup::Place& city : lineup::citiesOf(call.connection, state.code)) {
             cities.push_back({{"code", city.code}, {"name", city.name}});
         }
         states.push_back({{"name", state.name}, {"city", std::move(cities)}});
@@ -81,7 +81,7 @@ Json answerHeadendBrowse(EndpointCall& call)
         refuseType(call, "list");
     }
     Json places = Json::array();
-    for (const lineup::ParameterPlace& state : lineup::states(call.connection)) {
+    for (const lineup::Place& state : lineup::states(call.connection)) {
         places.push_back({{"code", state.code}, {"name", state.name}});
     }
     return {{"geo_level_1", std::move(places)}};
