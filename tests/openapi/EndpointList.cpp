@@ -10,12 +10,14 @@ using nlohmann::json;
 namespace corvaned {
 
 NLOHMANN_JSON_SERIALIZE_ENUM(Access, {{Access::Open, "open"}, {Access::AppKey, "AppKey"}, {Access::Session, "Token"}})
-NLOHMANN_JSON_SERIALIZE_ENUM(Place, {{Place::Query, "query"}, {Place::Header, "header"}, {Place::Path, "path"}})
-NLOHMANN_JSON_SERIALIZE_ENUM(Kind, {{Kind::Text, "text"},
-                                    {Kind::List, "list"},
-                                    {Kind::Number, "number"},
-                                    {Kind::Numbers, "numbers"},
-                                    {Kind::Time, "time"}})
+NLOHMANN_JSON_SERIALIZE_ENUM(ParameterPlace, {{ParameterPlace::Query, "query"},
+                                              {ParameterPlace::Header, "header"},
+                                              {ParameterPlace::Path, "path"}})
+NLOHMANN_JSON_SERIALIZE_ENUM(ParameterKind, {{ParameterKind::Text, "text"},
+                                             {ParameterKind::List, "list"},
+                                             {ParameterKind::Number, "number"},
+                                             {ParameterKind::Numbers, "numbers"},
+                                             {ParameterKind::Time, "time"}})
 
 }  // namespace corvaned
 

@@ -6,12 +6,12 @@ namespace corvaned {
 namespace {
 
 constexpr ParameterRule kRules[] = {
-    {"name", Place::Query, Kind::Text, Presence::Optional},
-    {"ids", Place::Query, Kind::List, Presence::Required},
-    {"hours", Place::Query, Kind::Number, Presence::Optional, 1, 24},
-    {"sizes", Place::Query, Kind::Numbers, Presence::Optional},
-    {"from", Place::Query, Kind::Time, Presence::Optional},
-    {"DUID", Place::Header, Kind::Text, Presence::Required},
+    {"name", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"ids", ParameterPlace::Query, ParameterKind::List, Presence::Required},
+    {"hours", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1, 24},
+    {"sizes", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
+    {"from", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
+    {"DUID", ParameterPlace::Header, ParameterKind::Text, Presence::Required},
 };
 
 Request requestOf(std::multimap<std::string, std::string> query, const std::string& device = "d")
@@ -94,9 +94,9 @@ TEST(Arguments, FaultsNameTheParameter)
 }
 
 constexpr ParameterRule kPutRules[] = {
-    {"id", Place::Path, Kind::Text, Presence::Required},
-    {"type", Place::Query, Kind::Text, Presence::Optional},
-    {"device", Place::Query, Kind::Text, Presence::Optional},
+    {"id", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
+    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"device", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 
 Request putOf(std::string_view body, const std::string& path = "/user/favorite")
