@@ -21,7 +21,7 @@ void stayOn(unsigned processor)
 
 host::RawServer::Script answeringSchedules()
 {
-    return [body = schedule(10000, 3)](host::RawServer::Connection& connection) {
+    return [body = schedule(10000, 3)](host::RawServer::RawConnection& connection) {
         while (const auto request = connection.readRequest()) {
             if (request->rfind("GET /stall", 0) == 0) {
                 connection.waitForEnd();
