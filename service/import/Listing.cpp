@@ -47,8 +47,8 @@ struct Forgivable {
 constexpr Forgivable kForgivable[] = {
     {XML_ERR_NAME_REQUIRED, "xmlParseEntityRef: ", "a bare '&'; it must be written &amp;"},
     {XML_ERR_ENTITYREF_SEMICOL_MISSING, "", "a '&' that does not begin an entity; it must be written &amp;"},
-    {XML_ERR_UNDECLARED_ENTITY, "", nullptr},
-    {XML_WAR_UNDECLARED_ENTITY, "", nullptr},
+    {XML_ERR_UNDECLARED_ENTITY, "Entity '", nullptr},
+    {XML_WAR_UNDECLARED_ENTITY, "Entity '", nullptr},
     {XML_ERR_INVALID_HEX_CHARREF, "", nullptr},
     {XML_ERR_INVALID_DEC_CHARREF, "", nullptr},
     {XML_ERR_INVALID_CHARREF, "", nullptr},
@@ -120,7 +120,7 @@ private:
     std::string m_name;
     std::uint64_t m_unpackedLimit;
     std::uint64_t m_unpacked = 0;
-    std::uint64_t m_tagBegin = 0;  // bytes read when the last tag or text ended
+    std::uint64_t m_tagBegin = 0;  // bytes read when the last tag, text or comment ended
     std::int64_t m_lineRead = 1;   // of the last byte read; the parser may not have reached it
     bool m_inBytes = true;         // false for UTF-16 and UTF-32, where NUL bytes are parts of characters
     bool m_ended = false;          // </tv> has been read
@@ -178,6 +178,10 @@ xmlSAXHandler ListingReader::handlers()
     };
     sax.ignorableWhitespace = sax.characters;
     sax.cdataBlock = sax.characters;
+    sax.comment = [](void* context, const xmlChar*) { self(context).m_tagBegin = self(context).m_unpacked; };
+    sax.processingInstruction = [](void* context, const xmlChar*, const xmlChar*) {
+        self(context).m_tagBegin = self(context).m_unpacked;
+    };
     sax.getEntity = [](void* context, const xmlChar* name) -> xmlEntityPtr {
         xmlEntityPtr entity = nullptr;
         self(context).guarded([&] { entity = self(context).findEntity(name); });
@@ -378,7 +382,7 @@ void ListingReader::noteError(const xmlError& error)
             return forgivable.code == error.code &&
                    message.compare(0, forgivable.messageStart.size(), forgivable.messageStart) == 0;
         });
-    if (row != std::end(kForgivable) && m_depth > 0) {
+    if (row != std::end(kForgivable)) {
         m_fault = row->reason != nullptr ? row->reason : message;
     } else if (error.level == XML_ERR_FATAL) {
         // The reason why the parser gave up a tag is more useful than its message about the tag.

@@ -261,6 +261,12 @@ TEST(Listing, FindsEveryStringThatIsNotUtf8)
     EXPECT_EQ(collected.skipped.size(), 4U);
 }
 
+TEST(Listing, ASlipInTheRootTagCostsNothing)
+{
+    EXPECT_THAT(titlesOf(collect("<tv source='A & B &unheard;'>" + programmeWith("<title>Kept</title>") + "</tv>")),
+                ElementsAre("Kept"));
+}
+
 TEST(Listing, ASlipInAStartTagCostsThatRecordOnly)
 {
     const Collected collected = collect(
