@@ -43,12 +43,13 @@ protected:
         start({});
     }
 
-    void start(std::optional<std::string> appKey)
+    void start(std::optional<std::string> appKey, std::chrono::milliseconds statementTime = std::chrono::seconds(2))
     {
         m_server.reset();
         ServiceSettings settings;
         settings.secret = kSecret;
         settings.appKey = std::move(appKey);
+        settings.statementTime = statementTime;
         settings.zone = Zone::named("+09:00");
         settings.now = [this] { return m_now.load(); };
         m_service = std::make_unique<Service>(m_db.store, settings);
@@ -327,6 +328,16 @@ TEST_F(ServerTest, EveryRequestLeavesOneLogLineWithoutSecrets)
     EXPECT_THAT(m_log, HasSubstr("status=404 code=102"));
     EXPECT_THAT(m_log, Not(HasSubstr(headers.find("Token")->second)));
     EXPECT_THAT(m_log, Not(HasSubstr("sourceid")));
+}
+
+TEST_F(ServerTest, TheLogHasTheReasonOfAFault)
+{
+    const Headers headers = sessionHeaders();
+    start({}, std::chrono::milliseconds(0));
+    rsp("browse/content/list?num=1000", headers, 503);
+    m_server->stop();
+    EXPECT_THAT(m_log, HasSubstr("path=\"/openapi/service/vorel/browse/content/list\" status=503 code=503 "));
+    EXPECT_THAT(m_log, HasSubstr(" note=\"a statement took too long: "));
 }
 
 TEST_F(ServerTest, StopIsPromptWithConnectionsHeld)
