@@ -18,10 +18,10 @@ public:
     ~Service();
 
     /// Answers one request; whatever the request contains, the reply is valid.
-    Reply answer(const Request& request);
+    http::Reply answer(const http::Request& request);
 
 private:
-    Reply answerChecked(const Request& request);
+    http::Reply answerChecked(const http::Request& request);
 
     Store& m_store;
     const ServiceSettings m_settings;

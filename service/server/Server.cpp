@@ -7,35 +7,13 @@
 namespace corvaned {
 namespace {
 
-constexpr const char* kContentType = "application/json; charset=utf-8";
-
-http::Reply withType(http::Reply reply)
-{
-    reply.headers.set("Content-Type", kContentType);
-    return reply;
-}
-
-http::Reply httpReply(Reply&& reply)
-{
-    http::Reply made;
-    made.status = reply.status;
-    made.body = std::move(reply.body);
-    made.code = codeText(reply.code);
-    return withType(std::move(made));
-}
+constexpr std::size_t kMostOfNote = 2000;  // bytes; it may show a statement of SQL
 
 http::Reply refusal(int status, const std::string& message)
 {
-    http::Reply reply = httpReply(failure(status < 500 ? ServiceCode::BadRequest : ServiceCode::Fault, message));
+    http::Reply reply = failure(status < 500 ? ServiceCode::BadRequest : ServiceCode::Fault, message);
     reply.status = status;
     return reply;
-}
-
-http::Reply answer(Service& service, const http::Request& request)
-{
-    return httpReply(service.answer({request.method, request.path, request.query,
-                                     [&request](const char* name) { return request.header(name); }, request.body,
-                                     request.origin, [&request] { return request.isOver(); }}));
 }
 
 // A path may be followed by parameters, which tell what a viewer watches.
@@ -55,7 +33,7 @@ Server::Server(Service& service, const ServerSettings& settings, std::function<v
 http::HttpApplication Server::application(Service& service, const std::vector<http::ExchangeHook*>& hooks)
 {
     http::HttpApplication made;
-    made.answer = [&service](const http::Request& request) { return answer(service, request); };
+    made.answer = [&service](const http::Request& request) { return service.answer(request); };
     made.refuse = &refusal;
     made.log = [this](const http::AccessRecord& record) { logRequest(record); };
     made.report = [this](const std::string& line) { m_log("corvaned: " + line); };
@@ -89,7 +67,7 @@ void Server::logRequest(const http::AccessRecord& record)
                                    record.code.empty() ? "-" : record.code, record.bytes,
                                    std::chrono::duration<double, std::milli>(record.took).count());
     if (!record.note.empty()) {
-        line += " note=" + http::quotedForLog(record.note);
+        line += " note=" + http::quotedForLog(record.note, kMostOfNote);
     }
     m_log(line);
 }

@@ -56,9 +56,9 @@ public:
         m_service = std::make_unique<corvaned::Service>(m_store, settings);
     }
 
-    corvaned::Reply answer(const corvaned::Request& request)
+    http::Reply answer(const http::Request& request)
     {
-        corvaned::Reply reply = m_service->answer(request);
+        http::Reply reply = m_service->answer(request);
         if (changes() != m_changes)
             undo();
         return reply;
@@ -130,24 +130,24 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (known)
         line.erase(0, 1);
 
-    corvaned::Request request;
+    http::Request request;
     const std::size_t blank = std::min(line.find(' '), line.size());
     request.method = line.substr(0, blank);
     const std::string target = line.substr(std::min(blank + 1, line.size()));
     request.path = http::percentDecoded(target.substr(0, target.find('?')), http::Plus::IsPlus);
     if (target.find('?') != std::string::npos)
         request.query = http::parseQuery(target.substr(target.find('?') + 1));
-    request.header = [known](const char* name) {
-        const std::string wanted = name;
-        return wanted == "Token" && known ? s_sample.token : wanted == "DUID" || wanted == "AppKey" ? "f" : "";
-    };
+    request.headers.set("DUID", "f");
+    request.headers.set("AppKey", "f");
+    if (known)
+        request.headers.set("Token", s_sample.token);
     request.body = text;
     request.origin = "http://127.0.0.1:8900";
-    const corvaned::Reply reply = s_sample.answer(request);
-    require(reply.code != corvaned::ServiceCode::Fault, "no fault of the service's own");
+    const http::Reply reply = s_sample.answer(request);
+    require(reply.code != codeText(corvaned::ServiceCode::Fault), "no fault of the service's own");
     Envelope envelope;
     require(nlohmann::json::sax_parse(reply.body, &envelope), "the reply is a JSON object");
     require(!envelope.stat.empty(), "the reply has its envelope");
-    require((envelope.stat == "OK") == (reply.code == corvaned::ServiceCode::Ok), "envelope and code agree");
+    require((envelope.stat == "OK") == (reply.code == codeText(corvaned::ServiceCode::Ok)), "envelope and code agree");
     return 0;
 }
