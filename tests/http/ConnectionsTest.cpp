@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <future>
 
 #include "TestServer.h"
 
@@ -280,6 +281,24 @@ TEST(Stopping, DoesNotWaitForAClientThatDoesNotRead)
     EXPECT_TRUE(server.server().stop());
     EXPECT_LT(Clock::now() - begin, milliseconds(2500));
     EXPECT_EQ(server.abandoned(), 1);
+}
+
+TEST(Connections, AStuckThreadIsNoticed)
+{
+    std::promise<void> release;
+    const std::shared_future<void> released = release.get_future().share();
+    TestServer server({}, std::nullopt, [released](HttpApplication& application) {
+        application.refuse = [released](int, const std::string&) {
+            released.wait();
+            return Reply();
+        };
+    });
+    EXPECT_TRUE(server.server().isResponsive(seconds(10)));
+    const RawClient malformed(server.port());
+    malformed.send("nonsense\r\n\r\n");
+    EXPECT_TRUE(eventually([&server] { return !server.server().isResponsive(milliseconds(50)); }));
+    release.set_value();
+    EXPECT_TRUE(server.server().isResponsive(seconds(10)));
 }
 
 }  // namespace
