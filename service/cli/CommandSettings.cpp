@@ -157,6 +157,7 @@ public:
         const CLI::Option* option;
         std::vector<std::string> texts;
         std::string place;
+        int line;
         bool isOfCommand;
     };
     const std::vector<Entry>& entries() const { return m_entries; }
@@ -198,13 +199,14 @@ private:
         if (option == nullptr) {
             return;  // of another command
         }
-        for (Entry& entry : m_entries) {
+        const int line = static_cast<int>(node.source().begin.line);
+        for (const Entry& entry : m_entries) {
             if (entry.option == option && entry.isOfCommand == (owner != nullptr)) {
-                throw OperatorError(
-                    fmt::format("{}: {} is set a second time, after {}; remove one", place, key, entry.place));
+                throw OperatorError(fmt::format("{}:{}: {} is set a second time, after line {}; remove one", m_name,
+                                                std::max(line, entry.line), key, std::min(line, entry.line)));
             }
         }
-        m_entries.push_back({option, textsOf(node, *option, place), place, owner != nullptr});
+        m_entries.push_back({option, textsOf(node, *option, place), place, line, owner != nullptr});
     }
 
     const CLI::App& m_app;
@@ -247,21 +249,24 @@ bool isTrue(const std::string& text, const std::string& place, const CLI::Option
     }
 }
 
-// The place of the option that a message of CLI11 names; empty if there is none.
+// The place of the option that a message of CLI11 names first; empty if it names none of these.
 template <typename Values>
 std::string placeOf(const std::string& message, const Values& values)
 {
     const auto isPartOfName = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-'; };
+    std::string place;
+    std::size_t first = std::string::npos;
     for (const auto& [option, value] : values) {
         const std::string name = option->get_name();
-        for (std::size_t at = message.find(name); at != std::string::npos; at = message.find(name, at + 1)) {
+        for (std::size_t at = message.find(name); at < first; at = message.find(name, at + 1)) {
             const std::size_t end = at + name.size();
             if ((end == message.size() || !isPartOfName(message[end])) && (at == 0 || !isPartOfName(message[at - 1]))) {
-                return value.place;
+                first = at;
+                place = value.place;
             }
         }
     }
-    return "";
+    return place;
 }
 
 }  // namespace
