@@ -1,4 +1,5 @@
-# Has PROGRAM write its manual pages and completions below FOLDER, as they are installed.
+# Has PROGRAM write its manual pages and completions below FOLDER, as they are installed. PAGES are the pages of its
+# configuration file and others that are written by hand, with placeholders.
 function(describe form file)
     execute_process(COMMAND ${PROGRAM} --describe ${form} OUTPUT_VARIABLE content COMMAND_ERROR_IS_FATAL ANY)
     file(WRITE ${FOLDER}/${file} "${content}")
@@ -10,6 +11,13 @@ string(REGEX MATCHALL "[^\n]+" commands "${commands}")
 describe(man man/man${SECTION}/${NAME}.${SECTION})
 foreach(command IN LISTS commands)
     describe(man/${command} man/man${SECTION}/${NAME}-${command}.${SECTION})
+endforeach()
+foreach(page IN LISTS PAGES)
+    execute_process(COMMAND ${PROGRAM} --describe settings OUTPUT_VARIABLE SETTINGS COMMAND_ERROR_IS_FATAL ANY)
+    string(STRIP "${SETTINGS}" SETTINGS)
+    cmake_path(GET page STEM LAST_ONLY file)
+    string(REGEX REPLACE ".*\\." "" page_section ${file})
+    configure_file(${page} ${FOLDER}/man/man${page_section}/${file} @ONLY)
 endforeach()
 describe(bash share/bash-completion/completions/${NAME})
 describe(zsh share/zsh/site-functions/_${NAME})

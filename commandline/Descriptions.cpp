@@ -145,6 +145,12 @@ std::string argumentName(const CLI::Option& argument)
     return upper(argument.get_name(true)) + (argument.get_items_expected_max() > 1 ? " ..." : "");
 }
 
+std::string descriptionOf(const CLI::Option& option)
+{
+    const std::string standard = option.get_default_str();
+    return option.get_description() + (standard.empty() ? "" : " (default: " + standard + ")");
+}
+
 std::string entry(const CLI::Option& option)
 {
     std::string text = ".TP\n";
@@ -158,11 +164,21 @@ std::string entry(const CLI::Option& option)
         }
         text += takesValue(option) ? " \\fI" + roff(valueOf(option)) + "\\fR\n" : "\n";
     }
-    std::string description = option.get_description();
-    if (!option.get_default_str().empty()) {
-        description += " (default: " + option.get_default_str() + ")";
+    return text + filled(sentence(descriptionOf(option)));
+}
+
+std::string settingsPart(const std::vector<DescribedSettings>& groups)
+{
+    std::string text;
+    for (const DescribedSettings& group : groups) {
+        text += ".SS \"" + roff(group.title) + "\"\n";
+        for (const DescribedSetting& setting : group.settings) {
+            text += ".TP\n\\fB" + roff(setting.name) + "\\fR = \\fI" +
+                    (setting.value.empty() ? "true" : roff(setting.value)) + "\\fR\n" +
+                    filled(sentence(setting.description));
+        }
     }
-    return text + filled(sentence(description));
+    return text;
 }
 
 std::string section(const char* title, const Options& options)
@@ -353,6 +369,11 @@ std::string fish(const CLI::App& app)
 
 }  // namespace
 
+DescribedSetting describedSetting(std::string name, const CLI::Option& option)
+{
+    return {std::move(name), takesValue(option) ? valueOf(option) : "", descriptionOf(option)};
+}
+
 std::string describe(const CLI::App& app, const Program& program, const std::string& form)
 {
     const std::string page = "man/";
@@ -375,10 +396,14 @@ std::string describe(const CLI::App& app, const Program& program, const std::str
     if (form == "man") {
         return manualPage(app, program, nullptr);
     }
+    if (form == "settings" && program.settings) {
+        return settingsPart(program.settings());
+    }
     if (form.compare(0, page.size(), page) == 0) {
         return manualPage(app, program, &commandOf(app, form.substr(page.size())));
     }
-    throw CLI::ValidationError("--describe", "write man, man/COMMAND, bash, zsh, fish or commands, not " + form);
+    throw CLI::ValidationError("--describe",
+                               "write man, man/COMMAND, bash, zsh, fish, commands or settings, not " + form);
 }
 
 void addDescriptions(CLI::App& app, const Program& program)

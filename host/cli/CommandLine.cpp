@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "Configuration.h"
 #include "Descriptions.h"
 #include "DisplayZone.h"
 #include "Doctor.h"
@@ -116,6 +117,17 @@ void addGuideOptions(CLI::App& command, GuideOptions& guide)
         ->check(CLI::Range(12, 1000).description(""));
 }
 
+/// For the manual page of the configuration file.
+std::vector<corvane::DescribedSettings> describedSettings()
+{
+    std::vector<corvane::DescribedSettings> groups{{"Settings of the plug-in", {}}, {"Settings of the host", {}}};
+    for (const Setting& setting : allSettings()) {
+        groups[setting.reader == SettingReader::Plugin ? 0 : 1].settings.push_back(
+            {std::string(setting.key), "VALUE", std::string(setting.purpose)});
+    }
+    return groups;
+}
+
 /// The error in one line. CLI11 reports a missing command also if one was misspelt.
 int reportUsage(const CLI::App& app, const CLI::ParseError& error)
 {
@@ -151,7 +163,8 @@ int runCommandLine(int argc, char** argv)
 
     CLI::App app{"Shows the television guide of a Corvane service, and drives the plug-in's operations.", "corvane"};
     app.formatter(std::make_shared<CommandFormatter>());
-    corvane::addDescriptions(app, {CORVANE_VERSION, CORVANE_DATE, 1, {"corvaned(8)"}});
+    corvane::addDescriptions(app,
+                             {CORVANE_VERSION, CORVANE_DATE, 1, {"corvane.toml(5)", "corvaned(8)"}, describedSettings});
     addCommonOptions(app, options);
     app.require_subcommand(1);
     app.fallthrough();

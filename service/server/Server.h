@@ -1,6 +1,7 @@
 // HTTP in front of a Service: the server of http/ with the service's envelope, and one log line per request.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -37,6 +38,9 @@ public:
 
     /// Reads the certificate and its key again. On failure the old ones stay in use, and the log has the reason.
     void reloadTls();
+
+    /// As http::HttpServer::isResponsive().
+    bool isResponsive(std::chrono::milliseconds patience) { return m_http.isResponsive(patience); }
 
     /// As http::HttpServer::stop().
     bool stop() { return m_http.stop(); }

@@ -301,5 +301,23 @@ TEST(Stopping, DoesNotWaitForAClientThatDoesNotRead)
     EXPECT_EQ(server.abandoned(), 1);
 }
 
+TEST(Connections, AStuckThreadIsNoticed)
+{
+    std::promise<void> release;
+    const std::shared_future<void> released = release.get_future().share();
+    TestServer server({}, std::nullopt, [released](HttpApplication& application) {
+        application.refuse = [released](int, const std::string&) {
+            released.wait();
+            return Reply();
+        };
+    });
+    EXPECT_TRUE(server.server().isResponsive(seconds(10)));
+    const RawClient malformed(server.port());
+    malformed.send("nonsense\r\n\r\n");
+    EXPECT_TRUE(eventually([&server] { return !server.server().isResponsive(milliseconds(50)); }));
+    release.set_value();
+    EXPECT_TRUE(server.server().isResponsive(seconds(10)));
+}
+
 }  // namespace
 }  // namespace http

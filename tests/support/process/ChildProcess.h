@@ -18,8 +18,8 @@ struct Launch {
     std::vector<std::string> arguments;
     /// Further variables as "NAME=VALUE"; they replace inherited ones.
     std::vector<std::string> environment;
-    /// Whether the test's own variables are inherited. CORVANE_* never are, because they are settings of the programs
-    /// under test. Otherwise only PATH is.
+    /// Whether the test's own variables are inherited. CORVANE_* and CORVANED_* never are, because they are settings of
+    /// the programs under test. Otherwise only PATH is.
     bool inheritsEnvironment = true;
 };
 
