@@ -5,7 +5,7 @@ import assert from "node:assert/strict";
 import { mkdirSync, statSync } from "node:fs";
 import path from "node:path";
 import { before, describe, test } from "node:test";
-import { guideReady, openPage, root, rpc, scratchFile, startService, startWeb, until } from "./support.js";
+import { guideReady, openPage, root, rpc, scratchFile, settled, startService, startWeb, until } from "./support.js";
 
 const kMostBytes = 120_000;
 const folder = process.env.CORVANE_IMAGES ? path.resolve(root, process.env.CORVANE_IMAGES) : scratchFile("images");
@@ -42,7 +42,7 @@ describe("screenshots", () => {
             "everything to be loaded",
             async () => (await page.locator(".skeleton, [aria-busy]").count()) === 0,
           );
-          await page.waitForTimeout(200);
+          await settled(page);
           const file = path.join(folder, `${name}-${device}-${colorScheme}.jpg`);
           await page.screenshot({ path: file, type: "jpeg", quality: 70 });
           const { size } = statSync(file);
