@@ -74,9 +74,9 @@ export class GuideGrid extends HTMLElement {
     this.ruler = h("div.ruler", { role: "row", "aria-rowindex": 1 }, this.corner, this.ticks);
     this.nowLine = h("div.now-line");
     this.body = h("div.rows", { role: "rowgroup" });
-    // One sticky column: a sticky element in each row would be a layer each, which browsers move one by one.
+    // One sticky column for all heads: a sticky element in each row would be a layer each, which browsers move one by
+    // one. Rows own their heads by aria-owns.
     this.heads = h("div.heads");
-    // The heads are outside and belong to their rows by aria-owns.
     this.grid = h("div.grid", { role: "grid", "aria-label": "Programme guide" }, this.ruler, this.body);
     this.canvas = h("div.canvas", this.grid, this.heads, this.nowLine);
     this.scroller = h("div.scroller", this.canvas);
@@ -360,7 +360,7 @@ export class GuideGrid extends HTMLElement {
     cell.setAttribute("role", "gridcell");
     cell.setAttribute("aria-label", `${title}${programme ? "" : ","} ${times}, ${shorten(channel.name, 80)}`);
     const isWide = width >= kNarrow;
-    if (programme ? true : isWide && kind !== "loading") cell.textContent = title;
+    if (programme || (isWide && kind !== "loading")) cell.textContent = title;
     if (!programme) return cell;
     this.service.colour(cell, programme);
     if (!programme.title) cell.classList.add("untitled");
@@ -390,7 +390,7 @@ export class GuideGrid extends HTMLElement {
       const cell = this.cellAt(row, left);
       const segment = cell && segmentOf.get(cell);
       // The scroll position is a whole number of pixels.
-      const isCut = segment && segment.start < left - kMinute;
+      const isCut = cell && segment?.programme && segment.start < left - kMinute;
       if (row.cutCell !== (isCut ? cell : undefined)) this.cut(row, isCut ? cell : undefined);
       if (!isCut) continue;
       const className = cell.className.replace("cell", "cut");
@@ -399,7 +399,10 @@ export class GuideGrid extends HTMLElement {
     }
   }
 
-  /** Moves a cell's text to where it does not scroll sideways, and that of the cell before it back. @param {Row} row @param {HTMLElement | undefined} cell */
+  /**
+   * Moves a cell's text beside the row's head, and that of the cell before it back.
+   * @param {Row} row @param {HTMLElement | undefined} cell
+   */
   cut(row, cell) {
     row.cutCell?.append(...row.cut.childNodes);
     row.cutCell?.classList.remove("earlier");
