@@ -101,7 +101,8 @@ const percentile = (values, part) =>
 const settled = (page) =>
   page.waitForFunction(() => {
     const grid = document.querySelector("guide-grid");
-    return grid?.rows.size && !grid.frame && !grid.cache.flights.size && !document.querySelector(".cell.loading");
+    if (!grid?.rows.size || grid.frame || grid.cache.flights.size) return false;
+    return [...grid.cache.missing(grid.cache.around)].length === 0;
   });
 
 async function measure() {

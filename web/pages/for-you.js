@@ -103,6 +103,7 @@ class ForYouPage extends Page {
             apps.length
               ? h(
                   "ul.cards.shelf",
+                  { tabindex: 0, "aria-label": "Apps" },
                   apps.map((app) =>
                     h(
                       "li",
