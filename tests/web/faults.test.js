@@ -55,20 +55,19 @@ describe("faults", () => {
   });
 
   test("a slow service: shapes appear first, then programmes, and what is not wanted any more is cancelled", async () => {
-    service = await startService(["--allow-faults", "--fault", "channel/schedule=delay 1500"]);
+    service = await startService(["--allow-faults", "--fault", "channel/schedule=delay 2500"]);
     web = await startWeb(service.url);
     page = await openPage(web.url);
-    await page.locator(".cell.loading").first().waitFor();
-    assert.ok(
-      (
-        await page
-          .locator(".cell.loading")
-          .first()
-          .evaluate((cell) => getComputedStyle(cell).animationDelay)
-      ).startsWith("0.15s"),
-    );
-    // Far away before the first answer: the first request is not needed any more.
-    await page.locator(".day").nth(3).click();
+    // Far away before the first answer: the first request is not needed any more. In the page, which is fast enough.
+    const appearance = await page.waitForFunction(() => {
+      const cell = document.querySelector(".cell.loading");
+      const { log } = window.corvane.service.rpc;
+      if (!cell || !log.some((entry) => entry.method === "getSchedule" && entry.status === null)) return null;
+      const { animationName, animationDelay } = getComputedStyle(cell);
+      document.querySelectorAll(".day")[3].click();
+      return `${animationName} after ${animationDelay}`;
+    });
+    assert.equal(await appearance.jsonValue(), "show after 0.15s");
     await page.locator(".cell.programme").first().waitFor();
     const statuses = await page.evaluate(() =>
       window.corvane.service.rpc.log.filter((entry) => entry.method === "getSchedule").map((entry) => entry.status),
@@ -123,7 +122,9 @@ describe("faults", () => {
     page = await openPage(web.url);
     await guideReady(page);
     const { port } = new URL(web.origin);
-    await page.waitForTimeout(1600);
+    await until("the statuses to be fetched", () =>
+      page.evaluate(() => performance.getEntriesByName(new URL("statuses.md", location.href).href).length > 0),
+    );
     await web.end();
     await banner().getByText("corvane web does not answer").waitFor();
     web = await startWeb(service.url, ["--listen", `127.0.0.1:${port}`]);
