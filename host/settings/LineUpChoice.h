@@ -1,4 +1,4 @@
-// Which line-up the plug-in asks for. A page may choose another one while requests run; the other settings stay as they
+// Which line-up the plug-in asks for. A page or command may choose another one while requests run; the other settings stay as they
 // were read at the start.
 #pragma once
 
