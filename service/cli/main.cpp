@@ -11,7 +11,7 @@ namespace {
 int run(int argc, char** argv)
 {
     CLI::App app("The live-television service on your own machine, filled from XMLTV listings.", "corvaned");
-    corvane::addDescriptions(app, {CORVANE_VERSION, CORVANE_DATE, 8, {"corvane(1)"}});
+    corvane::addDescriptions(app, {CORVANE_VERSION, CORVANE_DATE, 8, {"corvane(1)"}, {}});
     app.require_subcommand(1);
     const Command commands[] = {addServe(app), addImport(app), addImportPlaces(app),
                                 addStats(app), addUsers(app),  addExport(app)};
