@@ -1,6 +1,8 @@
 // The tables of CLI11 as text in five forms.
 #include "Descriptions.h"
 
+#include "Commit.h"
+
 #include <algorithm>
 #include <cctype>
 #include <initializer_list>
@@ -406,9 +408,16 @@ std::string describe(const CLI::App& app, const Program& program, const std::str
                                "write man, man/COMMAND, bash, zsh, fish, commands or settings, not " + form);
 }
 
+std::string versionText(const std::string& name, const Program& program)
+{
+    const std::string hash = commit();
+    return name + " " + program.version + (hash.empty() ? "" : " (commit " + hash + ")") +
+           (program.libraries.empty() ? "" : "\n" + program.libraries);
+}
+
 void addDescriptions(CLI::App& app, const Program& program)
 {
-    app.set_version_flag("--version", app.get_name() + " " + program.version, "Print the version and exit");
+    app.set_version_flag("--version", versionText(app.get_name(), program), "Print version, commit and libraries");
     app.add_option_function<std::string>(
            "--describe",
            [&app, program](const std::string& form) {

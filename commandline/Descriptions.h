@@ -31,12 +31,16 @@ struct Program {
     int section;                                               ///< of the manual: 1 for everybody, 8 for administrators
     std::vector<std::string> seeAlso;                          ///< other pages, as "corvane(1)"
     std::function<std::vector<DescribedSettings>()> settings;  ///< of its configuration file
+    std::string libraries{};                                   ///< with their versions, for --version; may be empty
 };
 
 /// The text in a form: "bash", "zsh" and "fish" are completions, "man" is the program's manual page, and "man/COMMAND"
 /// that of a subcommand; "commands" lists the subcommands. "settings" are the settings, as a part of a manual page.
 /// @throws CLI::ValidationError for another form
 std::string describe(const CLI::App& app, const Program& program, const std::string& form);
+
+/// The output of --version: program, version and commit, and the libraries on lines of their own.
+std::string versionText(const std::string& name, const Program& program);
 
 /// Adds --version, and the hidden option --describe FORM, which prints a text and exits.
 void addDescriptions(CLI::App& app, const Program& program);

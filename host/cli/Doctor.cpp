@@ -3,10 +3,9 @@
 #include "Doctor.h"
 
 #include "ConnectionProbe.h"
-#include "Guide.h"
 #include "GuideTable.h"
 #include "HttpWire.h"
-#include "ServiceSession.h"
+#include "OpenedService.h"
 
 #include <fmt/format.h>
 #include <netdb.h>

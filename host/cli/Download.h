@@ -2,10 +2,8 @@
 // or a failure is reported and the directory is as before. Read next: ServiceCall.h for the call.
 #pragma once
 
-#include "DownloadProgress.h"
 #include "Runtime.h"
 
-#include <chrono>
 #include <string>
 
 namespace W::host {
@@ -25,9 +23,5 @@ int runDownload(const CommonOptions& options, const DownloadOptions& download);
 /// The name of the file.
 /// @throws ServiceProblem if it is empty, too long or outside the directory
 std::string downloadName(const DownloadOptions& download);
-
-/// The progress of a download in one line of exactly `width` columns: bar, bytes, rate and time left, as far as they
-/// are known and there is room.
-std::string progressLine(const DownloadProgress& progress, std::chrono::milliseconds elapsed, int width);
 
 }  // namespace W::host

@@ -14,10 +14,12 @@ namespace {
 int run(int argc, char** argv)
 {
     CLI::App app("The live-television service on your own machine, filled from XMLTV listings.", "corvaned");
-    corvane::addDescriptions(
-        app, {CORVANE_VERSION, CORVANE_DATE, 8, {"corvane(1)", "corvaned.toml(5)", "corvane-protocol(7)"}, [&app] {
-                  return describedSettings(app);
-              }});
+    corvane::addDescriptions(app, {CORVANE_VERSION,
+                                   CORVANE_DATE,
+                                   8,
+                                   {"corvane(1)", "corvaned.toml(5)", "corvane-protocol(7)"},
+                                   [&app] { return describedSettings(app); },
+                                   {}});
     app.require_subcommand(1);
     CommandSettings settings(app);
     const Command commands[] = {addServe(app, settings), addImport(app), addImportPlaces(app),

@@ -1,6 +1,5 @@
 // The layout of the guide, and the widths, zones and dates that it uses.
 #include "DisplayZone.h"
-#include "Guide.h"
 #include "GuideDate.h"
 #include "GuideTable.h"
 #include "ServiceSession.h"
@@ -77,7 +76,7 @@ TEST(Terminal, EmojiSequencesAreOneCharacter)
     }
     EXPECT_EQ(displayWidth(flag + flag), 4);
     EXPECT_EQ(displayWidth("\u0646\u200C\u0647"), 2) << "joiners of other scripts stay";
-    EXPECT_EQ(fitted("\u0646\u200C\u0647", 2), "\u0646\u200C\u0647");
+    EXPECT_EQ(fitted("\u0646\u200C\u0647", 2), "\u200E\u0646\u200C\u0647\u200E");
 }
 
 TEST(Terminal, ControlsAndOverridesAreNeutralised)
