@@ -4,6 +4,8 @@
 
 #include "Commands.h"
 #include "Descriptions.h"
+#include "StandardStreams.h"
+#include "UsageErrors.h"
 
 namespace corvaned {
 namespace {
@@ -18,7 +20,11 @@ int run(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kDone : kUsage;
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            return app.exit(error);
+        }
+        fmt::print(stderr, "corvaned: {}\n", corvane::usageMessage(app, error));
+        return kUsage;
     }
     for (const Command& command : commands) {
         if (command.parser->parsed()) {
@@ -28,13 +34,26 @@ int run(int argc, char** argv)
     return kUsage;
 }
 
+int runAndFlush(int argc, char** argv)
+{
+    const int code = run(argc, argv);
+    if (corvane::flushOutput()) {
+        return code;
+    }
+    fmt::print(stderr,
+               "corvaned: cannot write all of the output; check whether standard output is open and the disk "
+               "full\n");
+    return kFailed;
+}
+
 }  // namespace
 }  // namespace corvaned
 
 int main(int argc, char** argv)
 {
     try {
-        return corvaned::run(argc, argv);
+        corvane::occupyStandardDescriptors();
+        return corvaned::runAndFlush(argc, argv);
     } catch (const std::exception& error) {
         fmt::print(stderr, "corvaned: {}\n", error.what());
         return corvaned::kFailed;
