@@ -26,6 +26,7 @@
 #include "Server.h"
 #include "Service.h"
 #include "Store.h"
+#include "XmltvFeed.h"
 
 namespace corvaned {
 namespace {
@@ -187,6 +188,20 @@ void serveUntilStopped(const sigset_t& signals, Server& server, const std::funct
     }
 }
 
+// Clients of such a guide show nothing for now.
+void warnIfPast(Store& store, const std::function<void(const std::string&)>& log)
+{
+    const Store::Lease lease = store.lease();
+    sqlite::Query last(*lease, "SELECT coalesce(max(stop), 0) FROM airing");
+    last.next();
+    if (last.number(0) <= systemNow()) {
+        log(last.number(0) == 0 ? "corvaned: the guide is empty; fill it with: corvaned import"
+                                : fmt::format("corvaned: all programmes are in the past, the last one ended at {}; "
+                                              "import a newer listing",
+                                              formatUtc(last.number(0))));
+    }
+}
+
 int runServe(ServeArguments& arguments)
 {
     const sigset_t signals = awaitedSignals();
@@ -216,6 +231,7 @@ int runServe(ServeArguments& arguments)
     service.sessionLifetime = arguments.sessionHours * 3600;
     service.statementTime = std::chrono::seconds(arguments.statementSeconds);
     const Zone zone = service.zone;
+    const FeedAccess access{!service.appKey && service.secret.empty(), service.appKey};
 
     const bool sample = arguments.database.empty();
     std::optional<TemporaryDatabase> temporary;
@@ -228,6 +244,8 @@ int runServe(ServeArguments& arguments)
         importSample(store, systemNow(), zone);
     }
     Service answering(store, std::move(service));
+    XmltvFeed feed(store, access);
+    settings.feed = &feed;
     http::LogWriter writer(STDERR_FILENO);
     const auto log = [&writer](const std::string& line) { writer.write(line); };
     Hooks hooks;
@@ -239,6 +257,9 @@ int runServe(ServeArguments& arguments)
     }
     if (sample) {
         log("corvaned: no --db given, serving the sample guide");
+    }
+    if (!sample) {
+        warnIfPast(store, log);
     }
     std::printf("corvaned listening on %s\n", server.url().c_str());
     std::fflush(stdout);
