@@ -23,7 +23,7 @@ public:
 /// @throws OperatorError if they are compressed in another way
 std::unique_ptr<ByteSource> unpacked(std::unique_ptr<ByteSource> raw, const std::string& name);
 
-/// The path that stands for standard input.
+/// The path that means standard input.
 inline constexpr std::string_view kStandardInput = "-";
 
 /// Opens a listing file, plain, .gz or .xz whatever its name, or standard input.

@@ -16,7 +16,7 @@ namespace corvaned {
 constexpr const char* kContentIdSystem = "corvaned_content";
 constexpr const char* kSeriesIdSystem = "corvaned_series";
 
-/// The title that stands for none in the service's own exports: other programs refuse programmes without a title.
+/// What the service's own exports write as the title of a programme without one: other programs refuse such programmes.
 constexpr const char* kNoTitle = "-";
 
 /// The address of an image and its size in pixels, 0 if the listing does not give it.

@@ -167,7 +167,7 @@ http::Reply XmltvFeed::answer(const http::Request& request)
     reply.code = codeText(ServiceCode::Ok);
     reply.sharedBody = isFile || isCoded ? version->packed : version->plain;
     reply.headers.set("Content-Type", isFile ? "application/gzip" : "application/xml; charset=utf-8");
-    // Each form of the listing is a representation with a tag of its own (RFC 9110, 8.8.3.3).
+    // Each form of the listing is a representation with its own tag (RFC 9110, 8.8.3.3).
     const char* const form = isFile ? "-file" : isCoded ? "-gzip" : "";
     reply.headers.set("ETag", fmt::format("\"{}{}\"", version->digest, form));
     reply.headers.set("Cache-Control", "no-cache");

@@ -15,7 +15,7 @@ namespace corvaned {
 /// Who gets the listing.
 struct FeedAccess {
     bool isOpen = true;                 // everyone; else who names the key
-    std::optional<std::string> appKey;  // in the header AppKey or the parameter appkey; nothing: nobody
+    std::optional<std::string> appKey;  // in the header AppKey or the parameter appkey; nothing: no client
 };
 
 /// Serves the guide as XMLTV. It is exported once per version of the guide, into files without names that are mapped

@@ -261,8 +261,8 @@ void Store::openReadOnly()
             connection = std::make_unique<sqlite::Connection>(m_name, m_flags);
             version = checkedFormat(*connection, m_path);
         } catch (const sqlite::Error&) {
-            // In a folder that cannot be written, SQLite cannot make the companions of a log. Without a log nobody is
-            // writing, so that they are not needed.
+            // In a folder that cannot be written, SQLite cannot make the companions of a log. If there is no log, no
+            // process is writing, and the file alone is the database.
             std::error_code failed;
             if (std::filesystem::exists(m_path + "-wal", failed)) {
                 throw;

@@ -32,7 +32,7 @@ std::string reply(const std::string& status, const std::string& headers, const s
            body;
 }
 
-// Sends the replies in their order, each on a connection of its own; an empty one closes the connection at once.
+// Sends the replies in their order, each on its own connection; an empty one closes the connection at once.
 RawServer::Script replies(std::vector<std::string> all)
 {
     return [all](RawServer::Connection& connection) {
