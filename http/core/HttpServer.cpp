@@ -16,9 +16,9 @@ ListenAddress ListenAddress::parse(const std::string& text)
 {
     const std::size_t colon = text.rfind(':');
     ListenAddress address;
-    bool good = colon != std::string::npos && colon > 0;
+    bool good = colon != std::string::npos;
     if (good) {
-        address.host = text.substr(0, colon);
+        address.host = colon == 0 ? "0.0.0.0" : text.substr(0, colon);
         if (address.host.front() == '[' && address.host.back() == ']') {
             address.host = address.host.substr(1, address.host.size() - 2);
         }

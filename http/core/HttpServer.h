@@ -34,7 +34,7 @@ struct ListenAddress {
     int port = 0;     // 0: any free one
     int socket = -1;  // listens there already; -1: none, the server opens one
 
-    /// Reads "127.0.0.1:8900" or "[::1]:8900".
+    /// Reads "127.0.0.1:8900" or "[::1]:8900"; ":8900" is every IPv4 address of the machine.
     /// @throws HttpSetupError
     static ListenAddress parse(const std::string& text);
 

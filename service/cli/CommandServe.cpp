@@ -29,6 +29,7 @@
 #include "Service.h"
 #include "Store.h"
 #include "Supervisor.h"
+#include "XmltvFeed.h"
 
 namespace corvaned {
 namespace {
@@ -220,12 +221,19 @@ void serveUntilStopped(const sigset_t& signals, Server& server, const std::funct
     }
 }
 
-bool hasGuide(Store& store)
+// Clients of such a guide show nothing for now.
+void warnIfPast(Store& store, const std::function<void(const std::string&)>& log)
 {
     const Store::Lease lease = store.lease();
-    sqlite::Query query(*lease, "SELECT EXISTS (SELECT 1 FROM channel) AS has_channels");
-    query.next();
-    return query.number("has_channels") != 0;
+    sqlite::Query last(*lease, "SELECT coalesce(max(stop), 0) FROM airing");
+    last.next();
+    if (last.number(0) <= systemNow()) {
+        log(last.number(0) == 0
+                ? fmt::format("corvaned: {} has no guide yet; fill it with: corvaned import", store.path())
+                : fmt::format("corvaned: all programmes are in the past, the last one ended at {}; "
+                              "import a newer listing",
+                              formatUtc(last.number(0))));
+    }
 }
 
 int runServe(ServeArguments& arguments, const CommandSettings& options)
@@ -258,6 +266,7 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     service.sessionLifetime = arguments.sessionHours * 3600;
     service.statementTime = std::chrono::seconds(arguments.statementSeconds);
     const Zone zone = service.zone;
+    const FeedAccess access{!service.appKey && service.secret.empty(), service.appKey};
 
     const bool sample = arguments.database.empty();
     std::optional<TemporaryDatabase> temporary;
@@ -270,6 +279,8 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
         importSample(store, systemNow(), zone);
     }
     Service answering(store, std::move(service));
+    XmltvFeed feed(store, access);
+    settings.feed = &feed;
     http::LogWriter writer(STDERR_FILENO);
     const auto log = [&writer](const std::string& line) { writer.write(line); };
     Hooks hooks;
@@ -281,8 +292,8 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     }
     if (sample) {
         log("corvaned: no --db given, serving the sample guide");
-    } else if (!hasGuide(store)) {
-        log(fmt::format("corvaned: {} has no guide yet; fill it with: corvaned import", arguments.database));
+    } else {
+        warnIfPast(store, log);
     }
     std::printf("corvaned listening on %s\n", server.url().c_str());
     std::fflush(stdout);

@@ -7,6 +7,8 @@
 #include "CommandSettings.h"
 #include "Commands.h"
 #include "Descriptions.h"
+#include "StandardStreams.h"
+#include "UsageErrors.h"
 
 namespace corvaned {
 namespace {
@@ -28,7 +30,11 @@ int run(int argc, char** argv)
     try {
         settings.parse(argc, argv, environ);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kDone : kUsage;
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            return app.exit(error);
+        }
+        fmt::print(stderr, "corvaned: {}\n", corvane::usageMessage(app, error));
+        return kUsage;
     }
     if (!settings.emptyList().empty()) {
         fmt::print(stderr, "corvaned: {} is empty: there is nothing to do\n", settings.emptyList());
@@ -42,13 +48,26 @@ int run(int argc, char** argv)
     return kUsage;
 }
 
+int runAndFlush(int argc, char** argv)
+{
+    const int code = run(argc, argv);
+    if (corvane::flushOutput()) {
+        return code;
+    }
+    fmt::print(stderr,
+               "corvaned: cannot write all of the output; check whether standard output is open and the disk "
+               "full\n");
+    return kFailed;
+}
+
 }  // namespace
 }  // namespace corvaned
 
 int main(int argc, char** argv)
 {
     try {
-        return corvaned::run(argc, argv);
+        corvane::occupyStandardDescriptors();
+        return corvaned::runAndFlush(argc, argv);
     } catch (const std::exception& error) {
         fmt::print(stderr, "corvaned: {}\n", error.what());
         return corvaned::kFailed;

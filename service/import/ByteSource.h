@@ -18,8 +18,16 @@ public:
     virtual std::size_t read(char* buffer, std::size_t size) = 0;
 };
 
-/// Opens a listing file, plain, .gz or .xz whatever its name.
-/// @throws OperatorError if it cannot be opened
+/// The bytes themselves, or unpacked if they begin like gzip or xz.
+/// @param name  for messages
+/// @throws OperatorError if they are compressed in another way
+std::unique_ptr<ByteSource> unpacked(std::unique_ptr<ByteSource> raw, const std::string& name);
+
+/// The path that means standard input.
+inline constexpr std::string_view kStandardInput = "-";
+
+/// Opens a listing file, plain, .gz or .xz whatever its name, or standard input.
+/// @throws OperatorError if it cannot be opened or is compressed in another way
 std::unique_ptr<ByteSource> openFile(const std::string& path);
 
 /// Reads bytes in place; they must outlive the source. Compressed bytes are unpacked too.

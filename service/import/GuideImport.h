@@ -1,5 +1,5 @@
-// Makes the listings given the guide: reads them into tables of the importing connection, then replaces the guide in
-// one transaction. Whoever reads meanwhile sees the old guide or the new one; a refused listing changes nothing.
+// Makes the listings given the guide, or adds them to it: reads them into tables of the importing connection, then
+// replaces the guide in one transaction. Readers see the old guide or the new one; a refused listing changes nothing.
 #pragma once
 
 #include <cstdint>
@@ -20,14 +20,23 @@ struct ListingInput {
     std::function<std::unique_ptr<ByteSource>()> open;
 };
 
-/// By how many seconds the guide is moved, given its first start and last stop. More than one entry repeats it.
-using Shifts = std::function<std::vector<std::int64_t>(Instant first, Instant last)>;
+/// The time span of a listing's programmes.
+struct ListedSpan {
+    Instant first = 0;                // start of the first programme
+    Instant last = 0;                 // latest end of a programme
+    std::function<Instant()> middle;  // the start of a programme with as many before it as after it
+};
+
+/// Returns the seconds by which a listing is moved. More than one entry repeats it; the number of entries must not
+/// depend on the span. Listings that have a channel in common are moved as one.
+using Shifts = std::function<std::vector<std::int64_t>(const ListedSpan& span)>;
 
 /// The guide as its listings date it.
-std::vector<std::int64_t> asListed(Instant first, Instant last);
+std::vector<std::int64_t> asListed(const ListedSpan& span);
 
-/// Moves a guide of the past to the present day: by whole weeks, so that weekdays stay, or by whole days if it is
-/// so short that no number of weeks reaches today. A guide that lasts beyond now stays.
+/// Moves a listing that does not cover now so that it does, with about as many programmes before now as after it: by
+/// whole weeks, so that weekdays stay, or by whole days if the listing is shorter than a week. A listing of less than a
+/// day may miss now by hours. Times of day stay the same by the zone's wall clock.
 Shifts movedToToday(Instant now, const Zone& zone);
 
 struct ListingReport {
@@ -36,27 +45,34 @@ struct ListingReport {
     std::int64_t programmes = 0;  // read and usable, repeats included
     std::int64_t skipped = 0;     // broken channels and programmes
     std::int64_t repeated = 0;    // the same programme in the same slot once more
+    std::int64_t shift = 0;       // seconds that it was moved by
+    Instant first = 0;            // of its programmes, after moving; 0 if there are none
+    Instant last = 0;
 };
 
 struct ImportReport {
     std::vector<ListingReport> listings;
-    bool changed = false;       // false: the guide held exactly this before
-    std::int64_t channels = 0;  // of the guide, those included that only programmes name
+    bool changed = false;  // false: the guide held exactly this before
+
+    // The whole guide after the import.
+    std::int64_t channels = 0;  // those included that only programmes name
     std::int64_t airings = 0;
-    Instant first = 0;  // of the guide, after moving; 0 without airings
+    Instant first = 0;
     Instant last = 0;
-    std::int64_t shift = 0;  // seconds that it was moved by
 };
 
 struct ImportOptions {
     Shifts shifts = asListed;
+    /// Whether the programmes are added to the guide that is held instead of replacing it. A new programme then
+    /// replaces the held ones that it overlaps on its channel.
+    bool isMerge = false;
     std::function<void(const std::string& line)> warn = [](const std::string&) {};
     std::function<void(const std::string& listing, std::int64_t programmes)> progress = [](const std::string&,
                                                                                            std::int64_t) {};
 };
 
-/// Replaces the guide by what the listings hold. Where two of them claim the same programme in the same slot, the
-/// first counts. A programme without a stop lasts until the next one of its channel.
+/// Replaces the guide by what the listings hold, or adds that. If two of them claim the same programme in the same
+/// slot, the first counts. A programme without a stop lasts until the next one of its channel.
 /// @throws OperatorError if a listing is refused or none can be used; the guide is then unchanged
 ImportReport importGuide(Store& store, const std::vector<ListingInput>& listings, const ImportOptions& options);
 

@@ -19,6 +19,7 @@
 #include <utility>
 
 #include "ListingRecords.h"
+#include "ListingValues.h"
 #include "OperatorError.h"
 
 namespace corvaned {
@@ -84,7 +85,6 @@ private:
     void forgetError();
     void noteError(const xmlError& error);
     xmlEntityPtr findEntity(const xmlChar* name);
-    bool atField() const { return m_depth == (m_group.empty() ? 3 : 4); }
     int line() const { return m_parser->input != nullptr ? m_parser->input->line : 0; }
     [[noreturn]] void refuse(std::int64_t line, const std::string& reason) const;
 
@@ -101,7 +101,6 @@ private:
     std::map<std::string, Entity, std::less<>> m_entities;
     int m_charset = 0;  // the parser's, as the root element found it
     int m_depth = 0;
-    std::string m_group;          // "credits/" within <credits>; empty if a record's child contains the text itself
     std::string m_startTagFault;  // an error inside the start tag that is just being read
     RecordReader m_records;
 };
@@ -148,11 +147,7 @@ xmlSAXHandler ListingReader::handlers()
     sax.characters = [](void* context, const xmlChar* text, int length) {
         self(context).guarded([&] {
             self(context).m_tagBegin = self(context).m_unpacked;
-            // Text of an element inside a field's (a person's picture, say) is not the field's own.
-            if (self(context).atField()) {
-                self(context).m_records.addText(
-                    {reinterpret_cast<const char*>(text), static_cast<std::size_t>(length)});
-            }
+            self(context).m_records.addText({reinterpret_cast<const char*>(text), static_cast<std::size_t>(length)});
         });
     };
     sax.ignorableWhitespace = sax.characters;
@@ -265,11 +260,8 @@ void ListingReader::startElement(std::string_view name, RecordReader::Attributes
         refuse(line(), fmt::format("the document is <{:.40}>, not <tv>; this is not an XMLTV listing", name));
     } else if (m_depth == 2) {
         m_records.begin(name, std::move(attributes), line());
-    } else if (m_depth == 3) {
-        m_group = isFieldGroup(name) ? std::string(name) + "/" : "";
-        m_records.beginField(name, std::move(attributes));
-    } else if (m_depth == 4 && !m_group.empty()) {
-        m_records.beginField(m_group + std::string(name), std::move(attributes));
+    } else if (m_depth > 2) {
+        m_records.beginElement(name, std::move(attributes));
     }
     if (!m_startTagFault.empty()) {
         m_records.setFault(std::exchange(m_startTagFault, {}));
@@ -288,8 +280,8 @@ void ListingReader::endElement()
 {
     forgetError();
     m_tagBegin = m_unpacked;
-    if (atField()) {
-        m_records.endField();
+    if (m_depth > 2) {
+        m_records.endElement();
     } else if (m_depth == 2) {
         m_records.end();
     }

@@ -4,6 +4,8 @@
 
 #include <chrono>
 
+#include "XmltvFeed.h"
+
 namespace corvaned {
 namespace {
 
@@ -27,17 +29,19 @@ std::string_view withoutParameters(std::string_view path)
 Server::Server(Service& service, const ServerSettings& settings, std::function<void(const std::string& line)> log)
     : m_log(std::move(log)),
       m_flood(settings.logLinesPerSecond),
-      m_http(settings.address, settings.tls, settings.limits, application(service, settings.hooks))
+      m_http(settings.address, settings.tls, settings.limits, application(service, settings))
 {}
 
-http::HttpApplication Server::application(Service& service, const std::vector<http::ExchangeHook*>& hooks)
+http::HttpApplication Server::application(Service& service, const ServerSettings& settings)
 {
     http::HttpApplication made;
-    made.answer = [&service](const http::Request& request) { return service.answer(request); };
+    made.answer = [&service, feed = settings.feed](const http::Request& request) {
+        return feed != nullptr && XmltvFeed::hasPath(request.path) ? feed->answer(request) : service.answer(request);
+    };
     made.refuse = &refusal;
     made.log = [this](const http::AccessRecord& record) { logRequest(record); };
     made.report = [this](const std::string& line) { m_log("corvaned: " + line); };
-    made.hooks = hooks;
+    made.hooks = settings.hooks;
     return made;
 }
 

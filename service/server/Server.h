@@ -14,18 +14,21 @@
 
 namespace corvaned {
 
+class XmltvFeed;
+
 struct ServerSettings {
     http::ListenAddress address;
     std::optional<http::TlsFiles> tls;
     http::ServerLimits limits;
     std::size_t logLinesPerSecond = 200;     // of one client's address; the others are counted
     std::vector<http::ExchangeHook*> hooks;  // not owned
+    XmltvFeed* feed = nullptr;               // not owned; null: its paths are unknown
 };
 
 /// Serves from construction to stop() or destruction, on its own threads.  [any thread]
 class Server {
 public:
-    /// @param service  must outlive the server
+    /// @param service  must outlive the server, like the feed and the hooks of the settings
     /// @param log      receives lines without their end, from several threads at once; must not block
     /// @throws http::HttpSetupError if the address or the TLS files cannot be used
     Server(Service& service, const ServerSettings& settings, std::function<void(const std::string& line)> log);
@@ -46,7 +49,7 @@ public:
     bool stop() { return m_http.stop(); }
 
 private:
-    http::HttpApplication application(Service& service, const std::vector<http::ExchangeHook*>& hooks);
+    http::HttpApplication application(Service& service, const ServerSettings& settings);
     void logRequest(const http::AccessRecord& record);
 
     const std::function<void(const std::string&)> m_log;

@@ -42,7 +42,7 @@ public:
             const corvaned::TemporaryDatabase file;
             corvaned::Store onDisk(file.path(), corvaned::Store::Mode::Create);
             corvaned::ImportOptions options;
-            options.shifts = [](corvaned::Instant, corvaned::Instant) { return std::vector{kShift}; };
+            options.shifts = [](const corvaned::ListedSpan&) { return std::vector{kShift}; };
             const corvaned::ListingInput sample{
                 "sample", [] { return corvaned::openMemory(corvaned::sampleListing(), "sample"); }};
             corvaned::importGuide(onDisk, {sample}, options);
