@@ -57,19 +57,19 @@ public:
     // it. `body`, `url` and `headers` may belong to the command: they are copied before it is handed over.
 
     /// GET of a reply. -3 out of memory or closing; other statuses are the executor's.
-    WSTATUS getDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+    WSTATUS getDataRequest(std::string url, const HeaderMap& headers, std::string body,
                            VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
     /// GET into a file, without headers. Quirk: the second string is ignored.
     /// @return also -1 when the path is empty
-    WSTATUS getDataRequest(const std::string& url, const std::string& unused, VorelServiceCMD* command,
+    WSTATUS getDataRequest(std::string url, const std::string& unused, VorelServiceCMD* command,
                            const std::string& filePath, unsigned long long& reference, VorelCompletion completion);
     /// PUT of a file. @return also -1 when the path is empty, -403 when the file cannot be opened
-    WSTATUS putDataRequest(const std::string& url, const HeaderMap& headers, VorelServiceCMD* command,
+    WSTATUS putDataRequest(std::string url, const HeaderMap& headers, VorelServiceCMD* command,
                            const std::string& filePath, unsigned long long& reference, VorelCompletion completion);
     /// PUT of a body.
-    WSTATUS putDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+    WSTATUS putDataRequest(std::string url, const HeaderMap& headers, std::string body,
                            VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
-    WSTATUS deleteDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+    WSTATUS deleteDataRequest(std::string url, const HeaderMap& headers, std::string body,
                               VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
 
     // -- Records of live requests  [any thread]

@@ -75,7 +75,7 @@ WSTATUS VorelService::queue(const Outgoing& outgoing, VorelServiceCMD* command, 
     return result;
 }
 
-WSTATUS VorelService::getDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+WSTATUS VorelService::getDataRequest(std::string url, const HeaderMap& headers, std::string body,
                                      VorelServiceCMD* command, unsigned long long& reference,
                                      VorelCompletion completion)
 {
@@ -86,7 +86,7 @@ WSTATUS VorelService::getDataRequest(const std::string& url, const HeaderMap& he
     return queue(outgoing, command, reference, completion, {});
 }
 
-WSTATUS VorelService::getDataRequest(const std::string& url, const std::string& /*unused*/, VorelServiceCMD* command,
+WSTATUS VorelService::getDataRequest(std::string url, const std::string& /*unused*/, VorelServiceCMD* command,
                                      const std::string& filePath, unsigned long long& reference,
                                      VorelCompletion completion)
 {
@@ -100,7 +100,7 @@ WSTATUS VorelService::getDataRequest(const std::string& url, const std::string& 
     return queue(outgoing, command, reference, completion, {});
 }
 
-WSTATUS VorelService::putDataRequest(const std::string& url, const HeaderMap& headers, VorelServiceCMD* command,
+WSTATUS VorelService::putDataRequest(std::string url, const HeaderMap& headers, VorelServiceCMD* command,
                                      const std::string& filePath, unsigned long long& reference,
                                      VorelCompletion completion)
 {
@@ -120,7 +120,7 @@ WSTATUS VorelService::putDataRequest(const std::string& url, const HeaderMap& he
     return queue(outgoing, command, reference, completion, {});
 }
 
-WSTATUS VorelService::putDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+WSTATUS VorelService::putDataRequest(std::string url, const HeaderMap& headers, std::string body,
                                      VorelServiceCMD* command, unsigned long long& reference,
                                      VorelCompletion completion)
 {
@@ -130,7 +130,7 @@ WSTATUS VorelService::putDataRequest(const std::string& url, const HeaderMap& he
     return queue(outgoing, command, reference, completion, {});
 }
 
-WSTATUS VorelService::deleteDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+WSTATUS VorelService::deleteDataRequest(std::string url, const HeaderMap& headers, std::string body,
                                         VorelServiceCMD* command, unsigned long long& reference,
                                         VorelCompletion completion)
 {
