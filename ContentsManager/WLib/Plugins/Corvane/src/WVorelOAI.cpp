@@ -202,7 +202,8 @@ WSTATUS WVorelOAI::transport(Verb verb, VorelServiceCMD& command, const HeaderMa
             return m_pService->deleteDataRequest(std::move(url), headers, command.takeBody(), &command, reference,
                                                  cbFnVorelRequestCompleted);
         case Verb::Upload:
-            return m_pService->putDataRequest(std::move(url), headers, &command, filePath, reference, cbFnVorelRequestCompleted);
+            return m_pService->putDataRequest(std::move(url), headers, &command, filePath, reference,
+                                              cbFnVorelRequestCompleted);
         case Verb::Download:
             return m_pService->getDataRequest(std::move(url), std::string(), &command, filePath, reference,
                                               cbFnVorelRequestCompleted);
