@@ -46,9 +46,9 @@ public:
         : m_type(type),
           m_sUrl(std::move(url)),
           m_header(std::move(header)),
+          m_sFilePath(std::move(filePath)),
           m_done(done),
-          m_pUserData(userData),
-          m_sFilePath(std::move(filePath))
+          m_pUserData(userData)
     {}
 
     virtual ~HttpRequest() = default;
@@ -91,14 +91,15 @@ private:
     std::string m_sUrl;
     HttpHeader m_header;
     std::string m_sBody;
-    HttpCompletion m_done;
-    void* m_pUserData;
     std::string m_sFilePath;
     UINT64 m_uID = 0;
     bool m_bEncoding = false;
     bool m_bFileUpload = false;
     std::atomic<bool> m_bCancel{false};
     HttpResponse m_response;
+    // Last, beside what a derived class adds: the end of an exchange reads both.
+    HttpCompletion m_done;
+    void* m_pUserData;
 };
 
 }  // namespace W
