@@ -15,22 +15,43 @@ install(TARGETS corvane EXPORT corvane LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDI
 
 # The programs write their own pages, so they must be able to run on this machine.
 if(NOT CMAKE_CROSSCOMPILING)
+    # add_descriptions(TARGET NAME SECTION PAGE...): the pages are those of docs/man.
     function(add_descriptions target name section)
+        set(pages ${ARGN})
+        list(TRANSFORM pages REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/docs/man/\\1.in")
         set(folder ${PROJECT_BINARY_DIR}/descriptions/${name})
         add_custom_command(OUTPUT ${folder}.stamp
             COMMAND ${CMAKE_COMMAND} -D PROGRAM=$<TARGET_FILE:${target}> -D NAME=${name} -D SECTION=${section}
-                -D FOLDER=${folder} -P ${PROJECT_SOURCE_DIR}/cmake/Describe.cmake
+                -D VERSION=${PROJECT_VERSION} -D DATE=${CORVANE_DATE} -D FOLDER=${folder} "-DPAGES=${pages}" -P ${PROJECT_SOURCE_DIR}/cmake/Describe.cmake
             COMMAND ${CMAKE_COMMAND} -E touch ${folder}.stamp
-            DEPENDS ${target} ${PROJECT_SOURCE_DIR}/cmake/Describe.cmake
+            DEPENDS ${target} ${pages} ${PROJECT_SOURCE_DIR}/cmake/Describe.cmake
             VERBATIM)
         add_custom_target(${name}_descriptions ALL DEPENDS ${folder}.stamp)
         install(DIRECTORY ${folder}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR})
         install(DIRECTORY ${folder}/share/ DESTINATION ${CMAKE_INSTALL_DATAROOTDIR})
     endfunction()
-    add_descriptions(corvane_executable corvane 1)
-    if(NOT CORVANE_DEVICE_ONLY)
-        add_descriptions(corvaned corvaned 8)
+    if(CORVANE_DEVICE_ONLY)
+        add_descriptions(corvane_executable corvane 1 corvane.toml.5)
+    else()
+        add_descriptions(corvane_executable corvane 1 corvane.toml.5 corvane-protocol.7 corvane-contract.1)
+        add_descriptions(corvaned corvaned 8 corvaned.toml.5)
     endif()
+endif()
+
+# --- the service under systemd -----------------------------------------------------------------------------------------
+
+if(NOT CORVANE_DEVICE_ONLY)
+    set(CORVANE_SYSTEMD_DIR lib/systemd CACHE STRING "folder whose system/ has the units")
+    set(units ${PROJECT_SOURCE_DIR}/service/systemd)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${units}/hardening.conf)
+    file(READ ${units}/hardening.conf CORVANED_HARDENING)
+    foreach(unit IN ITEMS corvaned.service corvaned.socket corvaned-import.service corvaned-import.timer)
+        configure_file(${units}/${unit}.in systemd/${unit} @ONLY)
+        install(FILES ${PROJECT_BINARY_DIR}/systemd/${unit} DESTINATION ${CORVANE_SYSTEMD_DIR}/system)
+    endforeach()
+    install(FILES ${units}/corvaned.sysusers DESTINATION lib/sysusers.d RENAME corvaned.conf)
+    # To be copied: an installation never replaces an operator's settings.
+    install(FILES ${units}/corvaned.toml DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endif()
 
 # --- the kit ---------------------------------------------------------------------------------------------------------

@@ -8,6 +8,8 @@
 #include <sstream>
 #include <string_view>
 
+#include "Commit.h"
+
 namespace corvane {
 namespace {
 
@@ -145,6 +147,12 @@ std::string argumentName(const CLI::Option& argument)
     return upper(argument.get_name(true)) + (argument.get_items_expected_max() > 1 ? " ..." : "");
 }
 
+std::string descriptionOf(const CLI::Option& option)
+{
+    const std::string standard = option.get_default_str();
+    return option.get_description() + (standard.empty() ? "" : " (default: " + standard + ")");
+}
+
 std::string entry(const CLI::Option& option)
 {
     std::string text = ".TP\n";
@@ -158,11 +166,21 @@ std::string entry(const CLI::Option& option)
         }
         text += takesValue(option) ? " \\fI" + roff(valueOf(option)) + "\\fR\n" : "\n";
     }
-    std::string description = option.get_description();
-    if (!option.get_default_str().empty()) {
-        description += " (default: " + option.get_default_str() + ")";
+    return text + filled(sentence(descriptionOf(option)));
+}
+
+std::string settingsPart(const std::vector<DescribedSettings>& groups)
+{
+    std::string text;
+    for (const DescribedSettings& group : groups) {
+        text += ".SS \"" + roff(group.title) + "\"\n";
+        for (const DescribedSetting& setting : group.settings) {
+            text += ".TP\n\\fB" + roff(setting.name) + "\\fR = \\fI" +
+                    (setting.value.empty() ? "true" : roff(setting.value)) + "\\fR\n" +
+                    filled(sentence(setting.description));
+        }
     }
-    return text + filled(sentence(description));
+    return text;
 }
 
 std::string section(const char* title, const Options& options)
@@ -353,6 +371,11 @@ std::string fish(const CLI::App& app)
 
 }  // namespace
 
+DescribedSetting describedSetting(std::string name, const CLI::Option& option)
+{
+    return {std::move(name), takesValue(option) ? valueOf(option) : "", descriptionOf(option)};
+}
+
 std::string describe(const CLI::App& app, const Program& program, const std::string& form)
 {
     const std::string page = "man/";
@@ -375,15 +398,26 @@ std::string describe(const CLI::App& app, const Program& program, const std::str
     if (form == "man") {
         return manualPage(app, program, nullptr);
     }
+    if (form == "settings" && program.settings) {
+        return settingsPart(program.settings());
+    }
     if (form.compare(0, page.size(), page) == 0) {
         return manualPage(app, program, &commandOf(app, form.substr(page.size())));
     }
-    throw CLI::ValidationError("--describe", "write man, man/COMMAND, bash, zsh, fish or commands, not " + form);
+    throw CLI::ValidationError("--describe",
+                               "write man, man/COMMAND, bash, zsh, fish, commands or settings, not " + form);
+}
+
+std::string versionText(const std::string& name, const Program& program)
+{
+    const std::string hash = commit();
+    return name + " " + program.version + (hash.empty() ? "" : " (commit " + hash + ")") +
+           (program.libraries.empty() ? "" : "\n" + program.libraries);
 }
 
 void addDescriptions(CLI::App& app, const Program& program)
 {
-    app.set_version_flag("--version", app.get_name() + " " + program.version, "Print the version and exit");
+    app.set_version_flag("--version", versionText(app.get_name(), program), "Print version, commit and libraries");
     app.add_option_function<std::string>(
            "--describe",
            [&app, program](const std::string& form) {

@@ -1,6 +1,7 @@
 // Manual pages and shell completions, generated from the same tables as --help, so that they cannot differ from it.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -8,18 +9,38 @@
 
 namespace corvane {
 
-/// What a program's tables do not contain.
+/// A setting of a configuration file.
+struct DescribedSetting {
+    std::string name;
+    std::string value;  ///< placeholder, as FILE; empty for true and false
+    std::string description;
+};
+
+struct DescribedSettings {
+    std::string title;
+    std::vector<DescribedSetting> settings;
+};
+
+/// The setting that stands for an option, with the option's description and default.
+DescribedSetting describedSetting(std::string name, const CLI::Option& option);
+
+/// What a program's tables do not say.
 struct Program {
     std::string version;
-    std::string date;                  ///< of the version, as 2026-11-21
-    int section;                       ///< section of the manual: 1 for everybody, 8 for administrators
-    std::vector<std::string> seeAlso;  ///< other pages, as "corvane(1)"
+    std::string date;                                          ///< of the version, as 2026-11-21
+    int section;                                               ///< of the manual: 1 for everybody, 8 for administrators
+    std::vector<std::string> seeAlso;                          ///< other pages, as "corvane(1)"
+    std::function<std::vector<DescribedSettings>()> settings;  ///< of its configuration file
+    std::string libraries{};                                   ///< with their versions, for --version; may be empty
 };
 
 /// The text in a form: "bash", "zsh" and "fish" are completions, "man" is the program's manual page, and "man/COMMAND"
-/// that of a subcommand; "commands" lists the subcommands.
+/// that of a subcommand; "commands" lists the subcommands. "settings" are the settings, as a part of a manual page.
 /// @throws CLI::ValidationError for another form
 std::string describe(const CLI::App& app, const Program& program, const std::string& form);
+
+/// The output of --version: program, version and commit, and the libraries on lines of their own.
+std::string versionText(const std::string& name, const Program& program);
 
 /// Adds --version, and the hidden option --describe FORM, which prints a text and exits.
 void addDescriptions(CLI::App& app, const Program& program);

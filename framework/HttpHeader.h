@@ -5,9 +5,12 @@
 #include <utility>
 #include <vector>
 
+#include "WShared.h"
+
 #pragma GCC visibility push(default)
 namespace W {
 
+/// Copies share their lines until one of them adds another.
 class HttpHeader {
 public:
     using Line = std::pair<std::string, std::string>;  ///< name, value
@@ -16,17 +19,18 @@ public:
     /// executor refuses a request that holds CR, LF or NUL in one of them.
     void add(std::string name, std::string value)
     {
+        std::vector<Line>& lines = m_lines.edit();
         // As many as most requests have.
-        if (m_lines.empty()) {
-            m_lines.reserve(8);
+        if (lines.empty()) {
+            lines.reserve(8);
         }
-        m_lines.emplace_back(std::move(name), std::move(value));
+        lines.emplace_back(std::move(name), std::move(value));
     }
 
-    const std::vector<Line>& lines() const { return m_lines; }
+    const std::vector<Line>& lines() const { return m_lines.get(); }
 
 private:
-    std::vector<Line> m_lines;
+    WShared<std::vector<Line>> m_lines;
 };
 
 }  // namespace W

@@ -46,9 +46,9 @@ public:
         : m_type(type),
           m_url(std::move(url)),
           m_header(std::move(header)),
+          m_filePath(std::move(filePath)),
           m_done(done),
-          m_userData(userData),
-          m_filePath(std::move(filePath))
+          m_userData(userData)
     {}
 
     virtual ~HttpRequest() = default;
@@ -91,14 +91,15 @@ private:
     std::string m_url;
     HttpHeader m_header;
     std::string m_body;
-    HttpCompletion m_done;
-    void* m_userData;
     std::string m_filePath;
     UINT64 m_id = 0;
     bool m_encoding = false;
     bool m_fileUpload = false;
     std::atomic<bool> m_cancel{false};
     HttpResponse m_response;
+    // Last, beside what a derived class adds: the end of an exchange reads both.
+    HttpCompletion m_done;
+    void* m_userData;
 };
 
 }  // namespace W

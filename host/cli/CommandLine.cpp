@@ -1,28 +1,37 @@
 #include "CommandLine.h"
 
+#include "ApiCommand.h"
+#include "Configuration.h"
 #include "Descriptions.h"
 #include "DisplayZone.h"
 #include "Doctor.h"
 #include "Download.h"
+#include "EverydayCommands.h"
 #include "Guide.h"
 #include "GuideDate.h"
 #include "RpcCommand.h"
 #include "Runtime.h"
 #include "ServiceProblem.h"
+#include "Suggestion.h"
 #ifdef CORVANE_HAS_WEB
 #include "WebCommand.h"
 #endif
 
+#include <algorithm>
 #include <exception>
 #include <functional>
 #include <iostream>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
+#include <curl/curl.h>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <toml++/toml.h>
 
 namespace W::host {
 
@@ -68,6 +77,10 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
         });
     app.add_option("--log", options.log, "Write debug lines to this file or to syslog; default: standard error")
         ->type_name("FILE|syslog");
+    app.add_option("--secret-file", options.secretFile,
+                   "Read the setting secret_key from the first line of this file. Other users of this machine can read "
+                   "command lines, but not this file or the variable CORVANE_SECRET_KEY")
+        ->type_name("FILE");
     app.add_option("--log-level", options.logLevel, "Log up to this level: 1 errors (default), 8 everything")
         ->type_name("N")
         ->check(CLI::Range(0, 99).description(""));
@@ -97,23 +110,98 @@ void addGuideOptions(CLI::App& command, GuideOptions& guide)
         ->type_name("HOURS")
         ->check(CLI::Range(1, 24).description(""))
         ->capture_default_str();
+}
+
+/// @param isGrid  the command prints its table into pipes, too
+void addOutputOptions(CLI::App& command, OutputOptions& output, bool isGrid)
+{
+    CLI::Option* const json =
+        command.add_flag("--json", output.json, "Print one JSON object; docs/commands.md describes it");
+    if (!isGrid) {
+        command.add_flag("--table", output.table, "Print tables also into a pipe or file, in place of plain lines")
+            ->excludes(json);
+    }
+    command.add_flag("--pager", output.pager, "Show the output with the program in PAGER, or less, on a terminal");
     command
-        .add_option("--zone", guide.zone, "Show times of this zone; default: TZ if set, else the zone of the service")
+        .add_option("--zone", output.zone, "Show times of this zone; default: TZ if set, else the zone of the service")
         ->type_name("ZONE")
         ->check([](const std::string& text) {
             return DisplayZone::named(text) ? std::string()
                                             : "unknown zone " + text + "; write its name, as in Europe/Berlin";
         });
-    command.add_option("--color", guide.color, "Use colours")
+    command.add_option("--color", output.color, "Use colours")
         ->type_name("always|never|auto")
         ->transform(
             CLI::CheckedTransformer(std::vector<std::pair<std::string, ColorChoice>>{{"auto", ColorChoice::Auto},
                                                                                      {"always", ColorChoice::Always},
                                                                                      {"never", ColorChoice::Never}})
                 .description(""));
-    command.add_option("--width", guide.width, "Use this many columns; default: the terminal's width, or 80")
+    command.add_option("--width", output.width, "Use this many columns; default: the terminal's width, or 80")
         ->type_name("COLUMNS")
         ->check(CLI::Range(12, 1000).description(""));
+}
+
+/// For the manual page of the configuration file.
+std::vector<corvane::DescribedSettings> describedSettings()
+{
+    std::vector<corvane::DescribedSettings> groups{{"Settings of the plug-in", {}}, {"Settings of the host", {}}};
+    for (const Setting& setting : allSettings()) {
+        groups[setting.reader == SettingReader::Plugin ? 0 : 1].settings.push_back(
+            {std::string(setting.key), "VALUE", std::string(setting.purpose)});
+    }
+    return groups;
+}
+
+std::vector<std::string> commandNames(const CLI::App& app)
+{
+    std::vector<std::string> names;
+    for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+/// Prints the help of a command, or of the program if none is named.
+int runHelp(const CLI::App& app, const std::string& name)
+{
+    if (name.empty()) {
+        fmt::print("{}", app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal));
+        return 0;
+    }
+    const std::vector<std::string> known = commandNames(app);
+    if (std::find(known.begin(), known.end(), name) == known.end()) {
+        fmt::print(stderr, "corvane: unknown command {}{}; see corvane --help\n", name, didYouMean(name, known));
+        return kWrongUsage;
+    }
+    fmt::print("{}", app.get_subcommand(name)->help(app.get_name()));
+    return 0;
+}
+
+/// The libraries of the host, with their versions.
+std::string libraryVersions()
+{
+    return fmt::format("{}\nCLI11 {}, fmt {}.{}.{}, nlohmann-json {}.{}.{}, toml++ {}.{}.{}", ::curl_version(),
+                       CLI11_VERSION, FMT_VERSION / 10000, FMT_VERSION / 100 % 100, FMT_VERSION % 100,
+                       NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH,
+                       TOML_LIB_MAJOR, TOML_LIB_MINOR, TOML_LIB_PATCH);
+}
+
+/// Options of a command and of the program, with their dashes.
+std::vector<std::string> optionNames(const CLI::App& app)
+{
+    std::vector<std::string> names;
+    std::vector<const CLI::App*> levels{&app};
+    if (!app.get_subcommands().empty()) {
+        levels.push_back(app.get_subcommands().front());
+    }
+    for (const CLI::App* const level : levels) {
+        for (const CLI::Option* const option : level->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+    }
+    return names;
 }
 
 /// The error in one line. CLI11 reports a missing command also if one was misspelt.
@@ -123,22 +211,44 @@ int reportUsage(const CLI::App& app, const CLI::ParseError& error)
     const std::vector<std::string> remaining = app.remaining(true);
     if (!remaining.empty()) {
         const std::string& first = remaining.front();
-        problem = first.front() == '-'            ? fmt::format("unknown option {}", first)
-                  : app.get_subcommands().empty() ? fmt::format("unknown command {}", first)
-                                                  : fmt::format("unexpected argument {}", first);
+        problem = first.front() == '-' ? fmt::format("unknown option {}{}", first, didYouMean(first, optionNames(app)))
+                  : app.get_subcommands().empty()
+                      ? fmt::format("unknown command {}{}", first, didYouMean(first, commandNames(app)))
+                      : fmt::format("unexpected argument {}", first);
     } else if (app.get_subcommands().empty()) {
         problem = problem.find("subcommand") == std::string::npos ? problem : "no command given";
     }
     const std::string command = app.get_subcommands().empty() ? "" : " " + app.get_subcommands().front()->get_name();
-    std::string known;
-    for (const CLI::App* const sub : app.get_subcommands([](const CLI::App*) { return true; })) {
-        known += fmt::format("{}{}", known.empty() ? "" : ", ", sub->get_name());
-    }
     fmt::print(stderr, "corvane: {}; see corvane{} --help\n", problem, command);
     if (command.empty()) {
-        fmt::print(stderr, "corvane: commands are {}\n", known);
+        fmt::print(stderr, "corvane: commands are {}\n", fmt::join(commandNames(app), ", "));
     }
     return kWrongUsage;
+}
+
+/// The arguments in CLI11's order, the last one first. CLI11 would take "[a,b]" apart into a list; a blank at the end
+/// keeps it whole.
+std::vector<std::string> protectedArguments(int argc, char** argv)
+{
+    std::vector<std::string> arguments;
+    for (int i = argc - 1; i > 0; --i) {
+        arguments.emplace_back(argv[i]);
+        std::string& word = arguments.back();
+        if (word.size() > 1 && word.front() == '[' && word.back() == ']') {
+            word += ' ';
+        }
+    }
+    return arguments;
+}
+
+/// Takes the blanks of protectedArguments() off again.
+void restoreWords(std::vector<std::string>& words)
+{
+    for (std::string& word : words) {
+        if (word.size() > 2 && word.front() == '[' && word.compare(word.size() - 2, 2, "] ") == 0) {
+            word.pop_back();
+        }
+    }
 }
 
 }  // namespace
@@ -147,18 +257,51 @@ int runCommandLine(int argc, char** argv)
 {
     CommonOptions options;
     GuideOptions guide;
+    OutputOptions output;
     std::function<int()> command;
 
     CLI::App app{"Shows the television guide of a Corvane service, and drives the plug-in's operations.", "corvane"};
     app.formatter(std::make_shared<CommandFormatter>());
-    corvane::addDescriptions(app, {CORVANE_VERSION, CORVANE_DATE, 1, {"corvaned(8)"}});
+    corvane::addDescriptions(
+        app,
+        {CORVANE_VERSION, CORVANE_DATE, 1, {"corvane.toml(5)", "corvaned(8)"}, describedSettings, libraryVersions()});
     addCommonOptions(app, options);
     app.require_subcommand(1);
     app.fallthrough();
 
     CLI::App* const guideCommand = app.add_subcommand("guide", "Show what is on, channel by channel");
     addGuideOptions(*guideCommand, guide);
-    guideCommand->callback([&] { command = [&] { return runGuide(options, guide); }; });
+    guideCommand->add_flag("--favourites", guide.favourites, "Show only favourite channels");
+    guideCommand->add_option("--genre", guide.genre, "Show only programmes of this genre, or group of genres")
+        ->type_name("NAME");
+    addOutputOptions(*guideCommand, output, true);
+    guideCommand->callback([&] { command = [&] { return runGuide(options, guide, output); }; });
+
+    EverydayArguments everyday;
+    for (const EverydayCommand& row : everydayCommands()) {
+        CLI::App* const everydayCommand = app.add_subcommand(row.name, row.summary);
+        row.declare(*everydayCommand, everyday);
+        addOutputOptions(*everydayCommand, output, false);
+        everydayCommand->footer(fmt::format("Operations: {}", fmt::join(row.operations, ", ")));
+        everydayCommand->callback([&] {
+            if (const auto problem = row.problem ? row.problem(everyday) : std::nullopt) {
+                throw CLI::ValidationError(row.name, *problem);
+            }
+            command = [&] { return runEveryday(row, options, everyday, output); };
+        });
+    }
+
+    std::string method;
+    CLI::App* const apiCommand =
+        app.add_subcommand("api", "Carry out any operation of the plug-in, and print its result");
+    apiCommand->add_option("method", method, "Name of the operation, as in docs/operations.md")
+        ->type_name("METHOD")
+        ->required();
+    apiCommand
+        ->add_option("params", everyday.words,
+                     "Its parameters: words, JSON or lists as in a,b; or all of them as one JSON array")
+        ->type_name("PARAMS");
+    apiCommand->callback([&] { command = [&] { return runApi(options, output, method, everyday.words); }; });
 
     std::string schedule;
     CLI::App* const todayCommand =
@@ -167,7 +310,8 @@ int runCommandLine(int argc, char** argv)
         ->add_option("file", schedule, "A schedule file as it was downloaded; default: fetch today's from the service")
         ->type_name("FILE");
     addGuideOptions(*todayCommand, guide);
-    todayCommand->callback([&] { command = [&] { return runToday(options, guide, schedule); }; });
+    addOutputOptions(*todayCommand, output, true);
+    todayCommand->callback([&] { command = [&] { return runToday(options, guide, output, schedule); }; });
 
     DownloadOptions download;
     CLI::App* const downloadCommand = app.add_subcommand("download", "Download a file through the plug-in");
@@ -207,8 +351,13 @@ int runCommandLine(int argc, char** argv)
     app.add_subcommand("doctor", "Check step by step why there is no guide, and say what to do")->callback([&] {
         command = [&] { return runDoctor(options); };
     });
+    std::string topic;
+    CLI::App* const helpCommand = app.add_subcommand("help", "Show the help of a command");
+    helpCommand->add_option("command", topic, "Name of the command; default: all of them")->type_name("COMMAND");
+    helpCommand->callback([&] { command = [&] { return runHelp(app, topic); }; });
     try {
-        app.parse(argc, argv);
+        app.parse(protectedArguments(argc, argv));
+        restoreWords(everyday.words);
     } catch (const CLI::Success& help) {
         return app.exit(help, std::cout, std::cerr);
     } catch (const CLI::ParseError& error) {

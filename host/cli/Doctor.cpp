@@ -17,6 +17,7 @@
 #include "Guide.h"
 #include "GuideTable.h"
 #include "HttpWire.h"
+#include "OpenedService.h"
 #include "ServiceSession.h"
 
 namespace W::host {

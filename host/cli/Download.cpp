@@ -17,6 +17,7 @@
 #include "FileDescriptor.h"
 #include "HttpWire.h"
 #include "Interruption.h"
+#include "ProgressBar.h"
 #include "ServiceCall.h"
 #include "ServiceProblem.h"
 #include "Terminal.h"
@@ -109,59 +110,6 @@ private:
     bool m_placed = false;
 };
 
-// --- progress  ---------------------------------------------------------------------------------------------------
-
-std::string shownBytes(double bytes)
-{
-    constexpr const char* kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB"};
-    std::size_t unit = 0;
-    for (; bytes >= 1000 && unit + 1 < std::size(kUnits); ++unit) {
-        bytes /= 1024;
-    }
-    return unit == 0 ? fmt::format("{:.0f} B", bytes) : fmt::format("{:.1f} {}", bytes, kUnits[unit]);
-}
-
-std::string shownTime(double seconds)
-{
-    constexpr double kMost = 359'999;
-    const auto whole = static_cast<long>(std::min(seconds + 0.5, kMost));
-    return whole < 3600 ? fmt::format("{}:{:02}", whole / 60, whole % 60)
-                        : fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
-}
-
-/// One line of a terminal, written over and over, and gone at the end.
-class ProgressBar {
-public:
-    explicit ProgressBar(const DownloadProgress& progress) : m_progress(progress) {}
-    ~ProgressBar()
-    {
-        if (m_shown > 0) {
-            fmt::print(stderr, "\r{:{}}\r", "", m_shown);
-        }
-    }
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
-
-    void show()
-    {
-        if (!m_terminal) {
-            return;
-        }
-        const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_begin);
-        // Not into the last column, where terminals differ.
-        m_shown = std::max(0, terminalWidth(STDERR_FILENO) - 1);
-        fmt::print(stderr, "\r{}", progressLine(m_progress, elapsed, m_shown));
-        std::fflush(stderr);
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-    const DownloadProgress& m_progress;
-    const bool m_terminal = ::isatty(STDERR_FILENO) == 1;
-    int m_shown = 0;  ///< columns
-    Clock::time_point m_begin = Clock::now();
-};
-
 // --- failures  -------------------------------------------------------------------------------------------------
 
 struct DownloadAdvice {
@@ -226,30 +174,6 @@ std::string downloadName(const DownloadOptions& download)
     return name;
 }
 
-std::string progressLine(const DownloadProgress& progress, std::chrono::milliseconds elapsed, int width)
-{
-    const auto written = static_cast<double>(progress.written);
-    const auto expected = static_cast<double>(progress.expected);
-    const double seconds = static_cast<double>(elapsed.count()) / 1000;
-    const double rate = seconds > 0 ? written / seconds : 0;
-    std::string text = shownBytes(written);
-    if (expected > 0) {
-        text += fmt::format(" of {}", shownBytes(expected));
-    }
-    text += fmt::format("  {}/s", shownBytes(rate));
-    if (expected > 0 && rate > 0) {
-        text += fmt::format("  {} left", shownTime(std::max(0.0, expected - written) / rate));
-    }
-    constexpr int kLeastBar = 10;
-    constexpr int kFrame = 4;  // brackets and two blanks
-    const int bar = width - displayWidth(text) - kFrame;
-    if (expected > 0 && bar >= kLeastBar) {
-        const auto full = static_cast<std::size_t>(bar * std::min(1.0, written / expected));
-        text = fmt::format("[{:<{}}]  {}", std::string(full, '='), bar, text);
-    }
-    return fitted(text, std::max(0, width));
-}
-
 int runDownload(const CommonOptions& options, const DownloadOptions& download)
 {
     constexpr auto kRefresh = 100ms;
@@ -271,7 +195,8 @@ int runDownload(const CommonOptions& options, const DownloadOptions& download)
     int status = status::kOk;
     {
         ServiceCall<DownloadCallback> call;
-        ProgressBar bar(runtime.downloads());
+        const DownloadProgress& progress = runtime.downloads();
+        ProgressBar bar([&progress] { return Progress{progress.written, progress.expected}; });
         const auto fetch = [&](WCorvaneOAI& plugin, DownloadCallback done, void* userData, WRequestStatus& out) {
             return plugin.download(plugin.getContentProvider(), url, download.directory, partial.name(), done, userData,
                                    out);

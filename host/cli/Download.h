@@ -26,8 +26,4 @@ int runDownload(const CommonOptions& options, const DownloadOptions& download);
 /// @throws ServiceProblem if it is empty, too long or outside the directory
 std::string downloadName(const DownloadOptions& download);
 
-/// The progress of a download in one line of exactly `width` columns: bar, bytes, rate and time left, as far as they
-/// are known and there is room.
-std::string progressLine(const DownloadProgress& progress, std::chrono::milliseconds elapsed, int width);
-
 }  // namespace W::host

@@ -4,23 +4,26 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <iterator>
 #include <optional>
+#include <set>
 #include <stdexcept>
+#include <utility>
 
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "FavouriteLists.h"
 #include "GuideDate.h"
 #include "GuideTable.h"
 #include "Interruption.h"
+#include "OpenedService.h"
 #include "ServiceCall.h"
 #include "ServiceSession.h"
+#include "Suggestion.h"
 #include "Terminal.h"
 
 namespace W::host {
@@ -30,82 +33,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::int64_t kHour = 3600;
-
-// --- channels --------------------------------------------------------------------------------------------------------
-
-bool startsWithIgnoringCase(std::string_view text, std::string_view beginning)
-{
-    const auto lower = [](char letter) { return std::tolower(static_cast<unsigned char>(letter)); };
-    return text.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), text.begin(),
-                                                         [&](char x, char y) { return lower(x) == lower(y); });
-}
-
-bool matches(const WVLChannel& channel, std::string_view wanted, bool whole)
-{
-    const std::string* const fields[] = {&channel.getSource(), &channel.getNumber(), &channel.getName()};
-    return std::any_of(std::begin(fields), std::end(fields), [&](const std::string* field) {
-        return startsWithIgnoringCase(*field, wanted) && (!whole || field->size() == wanted.size());
-    });
-}
-
-/// The channel that a word on the command line means.
-std::list<WVLChannel>::iterator findChannel(std::list<WVLChannel>& channels, const std::string& wanted)
-{
-    if (wanted.empty()) {
-        return channels.end();
-    }
-    const auto exact = std::find_if(channels.begin(), channels.end(),
-                                    [&](const WVLChannel& channel) { return matches(channel, wanted, true); });
-    if (exact != channels.end()) {
-        return exact;
-    }
-    const auto starts = [&](const WVLChannel& channel) { return matches(channel, wanted, false); };
-    const auto first = std::find_if(channels.begin(), channels.end(), starts);
-    if (std::count_if(channels.begin(), channels.end(), starts) < 2) {
-        return first;
-    }
-    constexpr int kShown = 5;
-    std::string names;
-    int shown = 0;
-    for (const WVLChannel& channel : channels) {
-        if (starts(channel) && ++shown <= kShown) {
-            names += fmt::format("{}{} {}", names.empty() ? "" : ", ", channel.getNumber(), channel.getName());
-        }
-    }
-    throw ServiceProblem(
-        fmt::format("several channels begin with \"{}\": {}{}", wanted, names, shown > kShown ? ", …" : ""),
-        "write more of the name, or the number or source");
-}
-
-/// Keeps the wanted channels, in the wanted order.
-std::list<WVLChannel> chosen(std::list<WVLChannel> channels, const std::vector<std::string>& wanted)
-{
-    if (wanted.empty()) {
-        return channels;
-    }
-    std::list<WVLChannel> kept;
-    for (const std::string& name : wanted) {
-        const auto found = findChannel(channels, name);
-        if (found != channels.end()) {
-            kept.splice(kept.end(), channels, found);
-        } else {
-            fmt::print(stderr, "corvane: there is no channel \"{}\" in the line-up\n", name);
-        }
-    }
-    if (kept.empty()) {
-        throw ServiceProblem("none of these channels is in the line-up", "omit --channels to see all channels");
-    }
-    return kept;
-}
-
-std::vector<std::string> sourcesOf(const std::list<WVLChannel>& channels)
-{
-    std::vector<std::string> sources;
-    for (const WVLChannel& channel : channels) {
-        sources.push_back(channel.getSource());
-    }
-    return sources;
-}
 
 /// The line-up that programmes imply.
 std::list<WVLChannel> channelsOf(const std::list<WVLContent>& programmes)
@@ -118,19 +45,6 @@ std::list<WVLChannel> channelsOf(const std::list<WVLContent>& programmes)
 }
 
 // --- times -----------------------------------------------------------------------------------------------------------
-
-/// --zone, or TZ, or the service's zone; this machine's if no service was asked.
-DisplayZone zoneFor(const GuideOptions& guide, const WVLLocaltime* service)
-{
-    if (!guide.zone.empty()) {
-        return DisplayZone::named(guide.zone).value();
-    }
-    const char* const machine = std::getenv("TZ");
-    if (!service || (machine && *machine)) {
-        return DisplayZone::machine();
-    }
-    return serviceZone(*service);
-}
 
 /// The last full half hour.
 std::int64_t slotOf(std::int64_t time)
@@ -161,14 +75,22 @@ bool hasProgrammes(const std::list<WVLContent>& programmes, const GuideWindow& w
 
 // --- output ----------------------------------------------------------------------------------------------------------
 
-void print(const GuideOptions& options, const std::list<WVLChannel>& channels, const std::list<WVLContent>& programmes,
+/// The guide as a table, or as one JSON object.
+void print(const OutputOptions& output, const std::list<WVLChannel>& channels, const std::list<WVLContent>& programmes,
            const GuideWindow& window)
 {
+    if (output.json) {
+        printJson({{"begin", toJson(WDateTime::fromTime_t(window.begin))},
+                   {"end", toJson(WDateTime::fromTime_t(window.end))},
+                   {"channels", toJson(channels)},
+                   {"programmes", toJson(programmes)}},
+                  output);
+        return;
+    }
     GuideStyle style;
-    style.width = options.width > 0 ? options.width : terminalWidth();
-    style.colours = options.color == ColorChoice::Auto ? terminalHasColours() : options.color == ColorChoice::Always;
-    const std::string table = guideTable(channels, programmes, window, style);
-    std::fwrite(table.data(), 1, table.size(), stdout);
+    style.width = output.columns();
+    style.colours = output.hasColours();
+    printText(guideTable(channels, programmes, window, style), output);
 }
 
 /// Says what there is instead, if the window is empty.
@@ -303,10 +225,10 @@ std::optional<std::list<WVLContent>> downloadToday(Runtime& runtime, ServiceSess
 }
 
 /// Prints programmes that are all of today's. Without a date the window moves to them if nothing is on now.
-void printDay(const GuideOptions& guide, const std::list<WVLContent>& programmes, const std::string& subject,
-              GuideWindow window)
+void printDay(const GuideOptions& guide, const OutputOptions& output, const std::list<WVLContent>& programmes,
+              const std::string& subject, GuideWindow window)
 {
-    const std::list<WVLChannel> channels = chosen(channelsOf(programmes), guide.channels);
+    const std::list<WVLChannel> channels = chosenChannels(channelsOf(programmes), guide.channels);
     const std::optional<TimeSpan> span = spanOf(programmes);
     const bool isOn = hasProgrammes(programmes, window);
     const bool moves = !isOn && guide.date.empty() && span;
@@ -314,7 +236,7 @@ void printDay(const GuideOptions& guide, const std::list<WVLContent>& programmes
         window.begin = slotOf(span->first);
         window.end = window.begin + guide.hours * kHour;
     }
-    print(guide, channels, programmes, window);
+    print(output, channels, programmes, window);
     if (!span) {
         fmt::print(stderr, "corvane: {} has no programmes\n", subject);
     } else if (moves) {
@@ -324,62 +246,125 @@ void printDay(const GuideOptions& guide, const std::list<WVLContent>& programmes
     }
 }
 
-}  // namespace
+// --- favourites and genres
+// --------------------------------------------------------------------------------------------
 
-DisplayZone serviceZone(const WVLLocaltime& localtime)
+/// Keeps the channels that are favourites.
+/// @throws ServiceProblem if none is
+std::list<WVLChannel> favouritesOf(std::list<WVLChannel> channels, OperationCaller& operations)
 {
-    const int offset = localtime.getDifference().offsetSeconds();
-    const auto zone = DisplayZone::named(localtime.getTimezone());
-    const bool agrees =
-        zone && localtime.getUTC().hasInstant() && zone->offsetAt(localtime.getUTC().toTime_t()) == offset;
-    return agrees ? *zone : DisplayZone::fixed(offset);
+    std::set<std::string> sources;
+    const Json favourites = fetchFavourites(operations, Favourite::Channel);
+    for (const Json& channel : favourites["data"]) {
+        sources.insert(channel["Source"].get<std::string>());
+    }
+    channels.remove_if([&](const WVLChannel& channel) { return sources.count(channel.getSource()) == 0; });
+    if (channels.empty()) {
+        throw ServiceProblem("no channel of the line-up is a favourite",
+                             "add one with \"corvane favourites add channel CHANNEL\", or omit --favourites");
+    }
+    return channels;
 }
 
-int runGuide(const CommonOptions& options, const GuideOptions& guide)
+/// IDs of the genres with a name, or of a group of genres with that name. Case does not matter.
+/// @throws ServiceProblem if there are none
+std::set<std::string> genresNamed(const std::string& wanted, OperationCaller& operations)
 {
-    Runtime runtime(options, Defaults::ForPeople);
-    ServiceSession service(runtime, options.timeout());
-    service.checkAddress();
-    const WVLLocaltime localtime = service.fetchLocaltime();
-    service.open();
-    const std::list<WVLChannel> channels = chosen(service.fetchChannels(), guide.channels);
-    if (channels.empty()) {
-        throw ServiceProblem(
-            fmt::format("the line-up of headend \"{}\" has no channels", runtime.configuration().text("headend")),
-            "choose another one with --set headend=ID, or fill the service with \"corvaned import\"");
+    const Json results = operations.call("fetch the genres", "getGenreList", Json::array({""}));
+    const auto same = [&wanted](const std::string& name) {
+        return name.size() == wanted.size() &&
+               std::equal(name.begin(), name.end(), wanted.begin(),
+                          [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+    };
+    std::vector<std::string> known;
+    std::set<std::string> groups;
+    for (const Json& group : results[1]["data"]) {
+        known.push_back(group["GenreRepName"].get<std::string>());
+        if (same(known.back())) {
+            groups.insert(group["GenreRepID"].get<std::string>());
+        }
     }
-    const WDateTime& clock = localtime.getUTC();
-    const std::int64_t now = clock.hasInstant() ? clock.toTime_t() : std::time(nullptr);
-    const GuideWindow window = windowFor(guide, now, zoneFor(guide, &localtime));
+    std::set<std::string> genres;
+    for (const Json& genre : results[0]["data"]) {
+        const auto name = genre["GenreName"].get<std::string>();
+        if (same(name) || groups.count(genre["GenreRepID"].get<std::string>()) != 0) {
+            genres.insert(genre["GenreID"].get<std::string>());
+        }
+        if (std::find(known.begin(), known.end(), name) == known.end()) {
+            known.push_back(name);
+        }
+    }
+    if (genres.empty()) {
+        std::string names;
+        for (const std::string& name : known) {
+            names += (names.empty() ? "" : ", ") + name;
+        }
+        throw ServiceProblem(fmt::format("the guide has no genre \"{}\"{}", wanted, didYouMean(wanted, known)),
+                             names.empty() ? "omit --genre" : "choose one of " + names);
+    }
+    return genres;
+}
+
+/// Keeps the programmes of some genres, and the channels that show one.
+void keepGenres(const std::set<std::string>& genres, std::list<WVLChannel>& channels, std::list<WVLContent>& programmes)
+{
+    programmes.remove_if([&genres](const WVLContent& programme) {
+        const std::list<WVLGenre>& own = programme.getGenrelist();
+        return std::none_of(own.begin(), own.end(),
+                            [&genres](const WVLGenre& genre) { return genres.count(genre.getGenreID()) != 0; });
+    });
+    std::set<std::string> sources;
+    for (const WVLContent& programme : programmes) {
+        sources.insert(programme.getChannel().getSource());
+    }
+    channels.remove_if([&](const WVLChannel& channel) { return sources.count(channel.getSource()) == 0; });
+}
+
+}  // namespace
+
+int runGuide(const CommonOptions& options, const GuideOptions& guide, const OutputOptions& output)
+{
+    OpenedService service(options);
+    std::list<WVLChannel> channels = service.channels();
+    if (guide.favourites) {
+        channels = favouritesOf(std::move(channels), service.operations());
+    }
+    channels = chosenChannels(std::move(channels), guide.channels);
+    const GuideWindow window = windowFor(guide, service.now(), service.zone(output.zone));
     const std::vector<std::string> sources = sourcesOf(channels);
-    const std::list<WVLContent> programmes = service.fetchSchedule(sources, window.begin, guide.hours);
-    print(guide, channels, programmes, window);
-    if (programmes.empty()) {
-        reportEmpty("the service", service.fetchSpan(sources, now), window.zone);
+    std::list<WVLContent> programmes = service.session().fetchSchedule(sources, window.begin, guide.hours);
+    const bool isEmpty = programmes.empty();
+    if (!guide.genre.empty()) {
+        keepGenres(genresNamed(guide.genre, service.operations()), channels, programmes);
+    }
+    print(output, channels, programmes, window);
+    if (isEmpty) {
+        reportEmpty("the service", service.session().fetchSpan(sources, service.now()), window.zone);
+    } else if (programmes.empty()) {
+        fmt::print(stderr, "corvane: no programme of the genre \"{}\" is on at this time; choose a time with --date\n",
+                   guide.genre);
     }
     return 0;
 }
 
-int runToday(const CommonOptions& options, const GuideOptions& guide, const std::string& file)
+int runToday(const CommonOptions& options, const GuideOptions& guide, const OutputOptions& output,
+             const std::string& file)
 {
-    Runtime runtime(options, Defaults::ForPeople);
     if (!file.empty()) {
+        Runtime runtime(options, Defaults::ForPeople);
         const std::list<WVLContent> programmes = readSchedule(runtime.plugin(), file);
-        printDay(guide, programmes, file, windowFor(guide, std::time(nullptr), zoneFor(guide, nullptr)));
+        const DisplayZone zone = output.zone.empty() ? DisplayZone::machine() : DisplayZone::named(output.zone).value();
+        printDay(guide, output, programmes, file, windowFor(guide, std::time(nullptr), zone));
         return 0;
     }
-    ServiceSession service(runtime, options.timeout());
-    service.checkAddress();
-    const WVLLocaltime localtime = service.fetchLocaltime();
-    service.open();
-    const auto programmes = downloadToday(runtime, service);
+    OpenedService service(options);
+    const auto programmes = downloadToday(service.runtime(), service.session());
     if (!programmes) {
         fmt::print(stderr, "corvane: interrupted\n");
         return 128 + Interruption::signal();
     }
-    const WDateTime& clock = localtime.getUTC();
-    const std::int64_t now = clock.hasInstant() ? clock.toTime_t() : std::time(nullptr);
-    printDay(guide, *programmes, "today's schedule", windowFor(guide, now, zoneFor(guide, &localtime)));
+    printDay(guide, output, *programmes, "today's schedule",
+             windowFor(guide, service.now(), service.zone(output.zone)));
     return 0;
 }
 

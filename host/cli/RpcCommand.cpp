@@ -28,9 +28,7 @@ int runRpc(const CommonOptions& options, bool openSession)
                     Defaults::None);
     if (openSession) {
         ServiceSession service(runtime, options.timeout());
-        service.checkAddress();
-        service.open();
-        service.fetchLocaltime();
+        service.start();
     }
     // The result of a refused getAuthSeedkey is only a number, and all later requests fail for the same reason.
     const auto explain = [&runtime](std::string_view operation, int status) {

@@ -70,7 +70,7 @@ CurlExecutor::CurlExecutor(HttpLimits limits) : m_limits(std::move(limits)), m_m
     m_ended.reserve(m_limits.concurrency);
     m_idleTransfers.reserve(kKeptTransfers);
     // An option that libcurl refuses is reported here, not as the failure of every request.
-    m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now, m_downloads));
+    m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now, m_progress));
 }
 
 CurlExecutor::~CurlExecutor()
@@ -315,7 +315,7 @@ SESSION_STATUS CurlExecutor::begin(HttpExchanges::iterator exchange)
     }
     if (m_idleTransfers.empty()) {
         try {
-            m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now, m_downloads));
+            m_idleTransfers.push_back(std::make_unique<Running>(m_limits, m_now, m_progress));
         } catch (const std::bad_alloc&) {
             return session::kOutOfMemory;
         } catch (const CurlError&) {

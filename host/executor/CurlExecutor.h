@@ -54,7 +54,7 @@ public:
     /// Call it before the first request.
     void observeReplies(ReplyObserver observer) { m_observer = std::move(observer); }
 
-    const DownloadProgress& downloads() const { return m_downloads; }
+    const TransferProgress& progress() const { return m_progress; }
 
 private:
     using Clock = CurlTransfer::Clock;
@@ -108,7 +108,7 @@ private:
 
     const HttpLimits m_limits;
     ReplyObserver m_observer;
-    DownloadProgress m_downloads;
+    TransferProgress m_progress;
 
     std::mutex m_lock;
     std::condition_variable m_somethingDone;   ///< the delivering thread waits here

@@ -51,8 +51,8 @@ bool isDownload(const HttpRequest& request)
 
 }  // namespace
 
-CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads)
-    : m_limits(limits), m_now(now), m_downloads(downloads), m_easy(curl_easy_init())
+CurlTransfer::CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, TransferProgress& progress)
+    : m_limits(limits), m_now(now), m_progress(progress), m_easy(curl_easy_init())
 {
     if (!m_easy) {
         throw std::bad_alloc();
@@ -131,6 +131,7 @@ SESSION_STATUS CurlTransfer::setBody()
             return session::kFileTrouble;
         }
         m_bodySize = status.st_size;
+        m_progress.uploads.expected += static_cast<std::uint64_t>(m_bodySize);
     }
     const bool withBody =
         request.isFileUpload() || m_bodySize > 0 || request.type() == HTTP_PUT || request.type() == HTTP_POST;
@@ -243,9 +244,9 @@ bool CurlTransfer::startOfBody()
     curl_off_t announced = -1;
     curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
     if (announced > 0) {
-        m_downloads.expected += static_cast<std::uint64_t>(announced);
+        m_progress.downloads.expected += static_cast<std::uint64_t>(announced);
     }
-    ++m_downloads.files;
+    ++m_progress.downloads.files;
     return true;
 }
 
@@ -260,7 +261,7 @@ bool CurlTransfer::keepInFile(std::string_view arrived)
             return fail(session::kFileTrouble);
         }
         arrived.remove_prefix(static_cast<std::size_t>(written));
-        m_downloads.written += static_cast<std::uint64_t>(written);
+        m_progress.downloads.written += static_cast<std::uint64_t>(written);
     }
     return true;
 }
@@ -314,6 +315,7 @@ std::size_t CurlTransfer::readBody(char* buffer, std::size_t room)
             return CURL_READFUNC_ABORT;
         }
         given = static_cast<std::size_t>(got);
+        m_progress.uploads.sent += given;
     } else {
         std::memcpy(buffer, m_request->body().data() + m_bodySent, wanted);
     }
@@ -350,6 +352,9 @@ int CurlTransfer::onSeek(void* self, curl_off_t offset, int origin)
     auto& transfer = *static_cast<CurlTransfer*>(self);
     if (origin != SEEK_SET || offset < 0 || offset > transfer.m_bodySize) {
         return CURL_SEEKFUNC_FAIL;
+    }
+    if (transfer.m_request->isFileUpload()) {
+        transfer.m_progress.uploads.sent -= static_cast<std::uint64_t>(transfer.m_bodySent - offset);
     }
     transfer.m_bodySent = offset;
     return CURL_SEEKFUNC_OK;

@@ -15,6 +15,7 @@
 #include "FileDescriptor.h"
 #include "HttpLimits.h"
 #include "HttpRequest.h"
+#include "TransferProgress.h"
 
 namespace W::host {
 
@@ -28,7 +29,7 @@ public:
     /// @param now        the transfer thread's clock, read once per turn of its loop; must outlive the transfer
     /// @param downloads  counts downloads; must outlive the transfer
     /// @throws CurlError, std::bad_alloc
-    CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, DownloadProgress& downloads);
+    CurlTransfer(const HttpLimits& limits, const Clock::time_point& now, TransferProgress& progress);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
@@ -83,7 +84,7 @@ private:
 
     const HttpLimits& m_limits;
     const Clock::time_point& m_now;
-    DownloadProgress& m_downloads;
+    TransferProgress& m_progress;
     std::unique_ptr<CURL, EasyCleanup> m_easy;
     std::unique_ptr<curl_slist, ListCleanup> m_headers;
     std::vector<HttpHeader::Line> m_headerLines;  ///< the lines of m_headers

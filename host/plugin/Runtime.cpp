@@ -15,7 +15,8 @@ namespace W::host {
 
 Configuration loadConfiguration(const CommonOptions& options, Defaults defaults)
 {
-    Configuration configuration = loadSettings({defaults, options.config, options.settings}, environ);
+    Configuration configuration =
+        loadSettings({defaults, options.config, options.settings, options.secretFile}, environ);
     for (const std::string& complaint : configuration.complaints()) {
         fmt::print(stderr, "corvane: {}\n", complaint);
     }

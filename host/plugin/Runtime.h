@@ -20,6 +20,7 @@ struct CommonOptions {
     std::string plugin;                     ///< file; empty for the standard one
     std::string config;                     ///< file; empty for the user's
     std::vector<std::string> settings;      ///< KEY=VALUE
+    std::string secretFile;                 ///< whose first line is the setting secret_key; empty for none
     std::string log;                        ///< file or "syslog"; empty for standard error
     std::optional<unsigned long> logLevel;  ///< default 1; for people without a log 0
     double timeoutSeconds = 30;
@@ -53,7 +54,8 @@ public:
     WCorvaneOAI& plugin() { return *m_object; }
     const Configuration& configuration() const { return m_configuration; }
     const PluginLibrary& library() const { return *m_library; }
-    const DownloadProgress& downloads() const { return m_executor->downloads(); }
+    const DownloadProgress& downloads() const { return m_executor->progress().downloads; }
+    const UploadProgress& uploads() const { return m_executor->progress().uploads; }
     ServiceFailures& failures() { return m_failures; }
 
     /// Gives the object back to its library, which destroys it.

@@ -78,14 +78,25 @@ WVLLocaltime ServiceSession::fetchLocaltime()
     return localtime;
 }
 
-void ServiceSession::open()
+WVLSession ServiceSession::open()
 {
+    WVLSession session;
     ServiceCall<SessionCallback> call;
-    call.start(m_runtime.plugin(), &WCorvaneOAI::getAuthSeedkey, [](const WVLSession&) {});
+    call.start(m_runtime.plugin(), &WCorvaneOAI::getAuthSeedkey,
+               [&session](const WVLSession& delivered) { session = delivered; });
     const int status = call.wait(m_patience);
     if (status != status::kOk) {
         throw describeRefusedSession(status, m_runtime.failures().take(), m_runtime.configuration());
     }
+    return session;
+}
+
+WVLLocaltime ServiceSession::start()
+{
+    checkAddress();
+    WVLLocaltime localtime = fetchLocaltime();
+    open();
+    return localtime;
 }
 
 std::list<WVLChannel> ServiceSession::fetchChannels()

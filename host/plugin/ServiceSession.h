@@ -31,7 +31,10 @@ public:
     void checkAddress() const;
 
     WVLLocaltime fetchLocaltime();
-    void open();
+    WVLSession open();
+
+    /// What most operations need: checkAddress(), fetchLocaltime() and open().
+    WVLLocaltime start();
 
     /// The line-up: each channel once, in order of number. See lineUp().
     std::list<WVLChannel> fetchChannels();

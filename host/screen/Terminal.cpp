@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <cwctype>
 #include <utility>
 
 #include <sys/ioctl.h>
@@ -17,6 +18,7 @@ namespace {
 constexpr int kStandardWidth = 80;
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 constexpr std::string_view kEllipsis = "…";
+constexpr std::string_view kLeftToRightMark = "\xE2\x80\x8E";
 
 /// Switches this thread to a locale in which wcwidth() knows all characters.
 class WideLocale {
@@ -40,11 +42,6 @@ struct Character {
     int width;
 };
 
-struct CodePoint {
-    std::string_view bytes;
-    wchar_t value;  ///< 0 for bytes that are not UTF-8
-};
-
 constexpr wchar_t kZeroWidthJoiner = 0x200D;
 
 /// Removes and returns the first code point of a string that is not empty.
@@ -65,6 +62,14 @@ bool isInvisibleControl(wchar_t point)
     return point == 0xAD || point == 0x61C || point == 0x180E || point == 0x200B || point == 0x200E ||
            point == 0x200F || (point >= 0x2028 && point <= 0x202E) || (point >= 0x2060 && point <= 0x206F) ||
            point == 0xFEFF || (point >= 0xE0000 && point <= 0xE007F);
+}
+
+/// Hebrew, Arabic and their neighbours.
+bool isRightToLeft(wchar_t point)
+{
+    return (point >= 0x590 && point <= 0x8FF) || (point >= 0xFB1D && point <= 0xFDFF) ||
+           (point >= 0xFE70 && point < 0xFEFF) || (point >= 0x10800 && point <= 0x10FFF) ||
+           (point >= 0x1E800 && point <= 0x1EFFF);
 }
 
 bool isRegionalIndicator(wchar_t point)
@@ -117,6 +122,17 @@ Character next(std::string_view& text)
     const Character character{all.substr(0, all.size() - text.size()), width};
     // Two regional indicators are one flag.
     return isRegionalIndicator(first.value) ? Character{character.bytes, 2} : character;
+}
+
+/// Keeps the direction of right-to-left text from reaching its neighbours.
+std::string isolated(std::string text)
+{
+    for (std::string_view rest = text; !rest.empty();) {
+        if (isRightToLeft(nextCodePoint(rest).value)) {
+            return std::string(kLeftToRightMark) + text + std::string(kLeftToRightMark);
+        }
+    }
+    return text;
 }
 
 std::string_view withoutLeadingBlanks(std::string_view text)
@@ -189,7 +205,7 @@ std::string fitted(std::string_view text, int width)
     while (!text.empty()) {
         const Character character = next(text);
         if (used + character.width > width) {
-            cut += width > 0 ? kEllipsis : std::string_view();
+            cut = isolated(cut + std::string(width > 0 ? kEllipsis : std::string_view()));
             return cut.append(static_cast<std::size_t>(width > 0 ? width - cutUsed - 1 : 0), ' ');
         }
         fit += character.bytes;
@@ -199,7 +215,29 @@ std::string fitted(std::string_view text, int width)
             cutUsed = used;
         }
     }
-    return fit.append(static_cast<std::size_t>(width - used), ' ');
+    return isolated(fit).append(static_cast<std::size_t>(width - used), ' ');
+}
+
+std::vector<CodePoint> lowerCase(std::string_view text)
+{
+    const WideLocale locale;
+    std::vector<CodePoint> points;
+    while (!text.empty()) {
+        CodePoint point = nextCodePoint(text);
+        point.value = static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(point.value)));
+        points.push_back(point);
+    }
+    return points;
+}
+
+std::string printable(std::string_view text)
+{
+    const WideLocale locale;
+    std::string result;
+    while (!text.empty()) {
+        result += next(text).bytes;
+    }
+    return result;
 }
 
 std::vector<std::string> wrapped(std::string_view text, int width, std::size_t lines)

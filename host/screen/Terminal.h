@@ -16,12 +16,23 @@ int terminalWidth(int descriptor = STDOUT_FILENO);
 /// True if standard output is a terminal that shows colours and NO_COLOR is not set.
 bool terminalHasColours();
 
+struct CodePoint {
+    std::string_view bytes;
+    wchar_t value;  ///< in lower case; 0 for bytes that are not UTF-8
+};
+
+std::vector<CodePoint> lowerCase(std::string_view text);
+
+/// A text without what fitted() removes; control characters become blanks.
+std::string printable(std::string_view text);
+
 /// Columns that a text takes when it is fitted().
 int displayWidth(std::string_view text);
 
 /// Exactly `width` columns of a text: cut, with "…" for what is lost, or filled up with blanks. Control characters
 /// become blanks, and directional overrides and other invisible characters are dropped: both could command the
-/// terminal or disguise a title.
+/// terminal or disguise a title. Right-to-left text is put between left-to-right marks, which take no column, so that a
+/// terminal that reorders it leaves the neighbouring cells in their places.
 std::string fitted(std::string_view text, int width);
 
 /// A text in at most `lines` lines of exactly `width` columns each, broken between words if possible.

@@ -1,7 +1,13 @@
 #include "SettingsSources.h"
 
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
+
+#include <fmt/format.h>
 
 #include "SettingsFile.h"
 
@@ -19,6 +25,22 @@ constexpr std::pair<std::string_view, const char*> kDefaultsForPeople[] = {
     {"language", "en"},
     {"headend", "default"},
 };
+
+/// @throws std::runtime_error if there is none
+std::string firstLineOf(const std::string& path)
+{
+    std::ifstream file(path);
+    std::string line;
+    if (!file || !std::getline(file, line)) {
+        throw std::runtime_error(
+            fmt::format("cannot read a secret from {}: {}", path,
+                        file.is_open() ? "it is empty; write the secret into its first line" : std::strerror(errno)));
+    }
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
+    return line;
+}
 
 }  // namespace
 
@@ -42,6 +64,9 @@ Configuration loadSettings(const SettingsSources& sources, const char* const* en
     for (const std::string& assignment : sources.assignments) {
         const std::size_t equals = assignment.find('=');
         configuration.set(assignment.substr(0, equals), assignment.substr(equals + 1), "--set");
+    }
+    if (!sources.secretFile.empty()) {
+        configuration.set("secret_key", firstLineOf(sources.secretFile), "--secret-file");
     }
     return configuration;
 }

@@ -19,6 +19,7 @@ struct SettingsSources {
     Defaults defaults = Defaults::None;
     std::string file;                      ///< empty for the user's file, which only people get
     std::vector<std::string> assignments;  ///< KEY=VALUE, of --set
+    std::string secretFile;                ///< whose first line is the setting secret_key; empty for none
 };
 
 /// Reads all sources.

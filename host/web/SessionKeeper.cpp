@@ -54,16 +54,9 @@ void SessionKeeper::open()
         ServiceSession service(m_runtime, m_patience);
         service.checkAddress();
         service.fetchLocaltime();
-        ServiceCall<SessionCallback> call;
-        call.start(m_runtime.plugin(), &WCorvaneOAI::getAuthSeedkey, [&expires](const WVLSession& session) {
-            const WDateTime& time = session.getExpireTime();
-            expires = time.hasInstant() ? time.toTime_t()
-                                        : std::time(nullptr) + std::chrono::seconds(kUnknownLifetime).count();
-        });
-        const int status = call.wait(m_patience);
-        if (status != status::kOk) {
-            problem = describeRefusedSession(status, m_runtime.failures().take(), m_runtime.configuration());
-        }
+        const WDateTime time = service.open().getExpireTime();
+        expires =
+            time.hasInstant() ? time.toTime_t() : std::time(nullptr) + std::chrono::seconds(kUnknownLifetime).count();
     } catch (const ServiceProblem& failed) {
         problem = failed;
     }

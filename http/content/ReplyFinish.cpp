@@ -151,7 +151,7 @@ OutgoingReply finishReply(const Request& request, Reply reply, bool keepAlive)
     OutgoingReply out;
     out.shared = std::move(reply.sharedBody);
     out.body = std::move(reply.body);
-    out.size = out.shared ? out.shared->size() : out.body.size();
+    out.size = out.shared ? out.shared.bytes().size() : out.body.size();
     const std::size_t whole = out.size;
     if (reply.status == 200) {
         applyConditions(request, reply, out);

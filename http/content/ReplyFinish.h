@@ -14,17 +14,14 @@ namespace http {
 struct OutgoingReply {
     std::string head;
     std::string body;
-    std::shared_ptr<const std::string> shared;  // if set, the body is a part of it
-    std::size_t begin = 0;                      // of shared
+    SharedBytes shared;     // if set, the body is a part of it
+    std::size_t begin = 0;  // of shared
     std::size_t size = 0;
 
     /// Bytes that are kept for this reply alone.
     std::size_t ownSize() const { return head.size() + body.size(); }
 
-    std::string_view content() const
-    {
-        return shared ? std::string_view(*shared).substr(begin, size) : std::string_view(body);
-    }
+    std::string_view content() const { return shared ? shared.bytes().substr(begin, size) : std::string_view(body); }
 };
 
 /// Decides what of the reply is sent: 304 or 412 for its ETag (RFC 9110, 13), one range of it (14), or all of it,

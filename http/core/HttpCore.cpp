@@ -95,6 +95,13 @@ void HttpCore::reloadTls()
     }
 }
 
+bool HttpCore::isResponsive(std::chrono::milliseconds patience)
+{
+    const auto turn = std::make_shared<std::promise<void>>();
+    asio::post(m_context, [turn] { turn->set_value(); });
+    return turn->get_future().wait_for(patience) == std::future_status::ready;
+}
+
 std::string HttpCore::originOf(const Request& request) const
 {
     const std::string& host = request.header("Host");

@@ -53,6 +53,7 @@ public:
     void start(std::string url);
     bool stop();
     void reloadTls();
+    bool isResponsive(std::chrono::milliseconds patience);
 
     // --- of HttpListener ---
 

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -55,10 +56,8 @@ int listening(const addrinfo& info)
     return socket;
 }
 
-}  // namespace
-
-HttpListener::HttpListener(HttpCore& core, const ListenAddress& address)
-    : m_core(core), m_acceptor(core.context()), m_pause(core.context())
+// A new socket at the address.
+int opened(const ListenAddress& address)
 {
     addrinfo wanted{};
     wanted.ai_socktype = SOCK_STREAM;
@@ -76,6 +75,24 @@ HttpListener::HttpListener(HttpCore& core, const ListenAddress& address)
     if (socket < 0) {
         fail(address, std::strerror(errno));
     }
+    return socket;
+}
+
+// accept4() must not wait, and programs that are started must not have the socket.
+int inherited(const ListenAddress& address)
+{
+    if (::fcntl(address.socket, F_SETFL, O_NONBLOCK) != 0 || ::fcntl(address.socket, F_SETFD, FD_CLOEXEC) != 0) {
+        fail(address, std::strerror(errno));
+    }
+    return address.socket;
+}
+
+}  // namespace
+
+HttpListener::HttpListener(HttpCore& core, const ListenAddress& address)
+    : m_core(core), m_acceptor(core.context()), m_pause(core.context())
+{
+    const int socket = address.socket < 0 ? opened(address) : inherited(address);
     sockaddr_storage bound{};
     socklen_t size = sizeof bound;
     ::getsockname(socket, reinterpret_cast<sockaddr*>(&bound), &size);

@@ -1,9 +1,12 @@
 #include "HttpServer.h"
 
+#include <array>
 #include <charconv>
 
 #include <arpa/inet.h>
 #include <fmt/format.h>
+#include <netdb.h>
+#include <sys/socket.h>
 
 #include "HttpCore.h"
 
@@ -13,9 +16,9 @@ ListenAddress ListenAddress::parse(const std::string& text)
 {
     const std::size_t colon = text.rfind(':');
     ListenAddress address;
-    bool good = colon != std::string::npos && colon > 0;
+    bool good = colon != std::string::npos;
     if (good) {
-        address.host = text.substr(0, colon);
+        address.host = colon == 0 ? "0.0.0.0" : text.substr(0, colon);
         if (address.host.front() == '[' && address.host.back() == ']') {
             address.host = address.host.substr(1, address.host.size() - 2);
         }
@@ -28,6 +31,32 @@ ListenAddress ListenAddress::parse(const std::string& text)
         throw HttpSetupError(fmt::format("'{}' is not an address to listen on; give one such as 127.0.0.1:8900", text));
     }
     return address;
+}
+
+ListenAddress ListenAddress::ofSocket(int socket)
+{
+    int listens = 0;
+    socklen_t size = sizeof listens;
+    const bool isListening = ::getsockopt(socket, SOL_SOCKET, SO_ACCEPTCONN, &listens, &size) == 0 && listens != 0;
+    sockaddr_storage bound{};
+    size = sizeof bound;
+    auto* const address = reinterpret_cast<sockaddr*>(&bound);
+    std::array<char, NI_MAXHOST> host{};
+    std::array<char, NI_MAXSERV> port{};
+    if (!isListening || ::getsockname(socket, address, &size) != 0 ||
+        (bound.ss_family != AF_INET && bound.ss_family != AF_INET6) ||
+        ::getnameinfo(address, size, host.data(), host.size(), port.data(), port.size(),
+                      NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
+        throw HttpSetupError(fmt::format(
+            "the inherited descriptor {} is not a TCP socket that listens; pass one with an address such as "
+            "127.0.0.1:8900",
+            socket));
+    }
+    ListenAddress made;
+    made.host = host.data();
+    std::from_chars(port.data(), port.data() + std::char_traits<char>::length(port.data()), made.port);
+    made.socket = socket;
+    return made;
 }
 
 bool ListenAddress::isLoopback() const
@@ -58,6 +87,11 @@ HttpServer::~HttpServer() = default;
 void HttpServer::reloadTls()
 {
     m_core->reloadTls();
+}
+
+bool HttpServer::isResponsive(std::chrono::milliseconds patience)
+{
+    return m_core->isResponsive(patience);
 }
 
 bool HttpServer::stop()

@@ -31,11 +31,17 @@ public:
 
 struct ListenAddress {
     std::string host;
-    int port = 0;  // 0: any free one
+    int port = 0;     // 0: any free one
+    int socket = -1;  // listens there already; -1: none, the server opens one
 
-    /// Reads "127.0.0.1:8900" or "[::1]:8900".
+    /// Reads "127.0.0.1:8900" or "[::1]:8900"; ":8900" is every IPv4 address of the machine.
     /// @throws HttpSetupError
     static ListenAddress parse(const std::string& text);
+
+    /// The address of a TCP socket that was inherited from the process that started this one. The server owns the
+    /// socket from its construction on.
+    /// @throws HttpSetupError if the descriptor is not a listening TCP socket
+    static ListenAddress ofSocket(int socket);
 
     /// Whether only programs on this machine reach it.
     bool isLoopback() const;
@@ -103,6 +109,10 @@ public:
     /// Reads certificate and key again; connections made from now on use them. The old ones stay in use on failure.
     /// @throws HttpSetupError
     void reloadTls();
+
+    /// Whether the thread that moves bytes handles an event within a time; false if it is stuck.
+    /// @param patience  how long to wait for it
+    bool isResponsive(std::chrono::milliseconds patience);
 
     /// Accepts no connection, finishes the requests that are being answered, and closes all connections after
     /// ServerLimits::stopTime at the latest.

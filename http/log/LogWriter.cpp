@@ -42,7 +42,12 @@ struct LogWriter::Queue {
 
     void run();
     std::string takeBatch();
-    void put(std::string_view bytes);
+    bool put(std::string_view bytes);
+    bool isEnding()
+    {
+        const std::lock_guard<std::mutex> guard(lock);
+        return ending;
+    }
     void countLost(std::string_view bytes, const char* reason);
 };
 
@@ -74,6 +79,12 @@ void LogWriter::write(std::string line)
     }
 }
 
+std::uint64_t LogWriter::lost() const
+{
+    const std::lock_guard<std::mutex> lock(m_queue->lock);
+    return m_queue->lost;
+}
+
 void LogWriter::Queue::run()
 {
     // A reader that is gone must be an error of write(), not a signal that ends the program.
@@ -83,10 +94,10 @@ void LogWriter::Queue::run()
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     while (true) {
         const std::string batch = takeBatch();
-        if (batch.empty()) {
+        const bool isLast = isEnding();
+        if (batch.empty() || (!put(batch) && isLast)) {
             break;
         }
-        put(batch);
     }
     const std::lock_guard<std::mutex> guard(lock);
     ended = true;
@@ -124,14 +135,15 @@ void LogWriter::Queue::countLost(std::string_view bytes, const char* reason)
     lostReason = reason;
 }
 
-void LogWriter::Queue::put(std::string_view bytes)
+// Writes the lines or counts them as lost.
+// @return false if the sink failed
+bool LogWriter::Queue::put(std::string_view bytes)
 {
     while (!bytes.empty()) {
         pollfd look{descriptor, POLLOUT, 0};
         while (::poll(&look, 1, static_cast<int>(kRetry.count())) <= 0) {
-            const std::lock_guard<std::mutex> guard(lock);
-            if (ending) {
-                return;
+            if (isEnding()) {
+                return false;
             }
         }
         const ssize_t count = ::write(descriptor, bytes.data(), std::min(bytes.size(), kMostAtOnce));
@@ -141,9 +153,10 @@ void LogWriter::Queue::put(std::string_view bytes)
             countLost(bytes, std::strerror(errno));
             std::unique_lock<std::mutex> guard(lock);
             changed.wait_for(guard, kRetry, [this] { return ending; });
-            return;
+            return false;
         }
     }
+    return true;
 }
 
 // Lines are counted per second, so that what is kept for addresses that are gone is dropped with its second.
@@ -158,11 +171,11 @@ FloodGate::FloodGate(std::size_t mostPerSecond) : m_mostPerSecond(mostPerSecond)
 
 FloodGate::~FloodGate() = default;
 
-bool FloodGate::admit(std::string_view address, std::uint64_t& leftOut)
+bool FloodGate::admit(std::string_view address, std::uint64_t& leftOut, Clock::time_point now)
 {
     constexpr std::size_t kMostAddresses = 4096;  // an attacker with more has the others counted together
     const std::lock_guard<std::mutex> guard(m_state->lock);
-    if (const auto now = Clock::now(); now - m_state->begun >= std::chrono::seconds(1)) {
+    if (now - m_state->begun >= std::chrono::seconds(1)) {
         if (m_state->leftOut.size() > kMostAddresses) {
             m_state->leftOut.clear();
         }

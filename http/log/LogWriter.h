@@ -2,6 +2,7 @@
 // full or gone never holds up or ends the program; lines that are lost are counted, and the count is logged later.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -25,6 +26,9 @@ public:
     /// Queues a line, without its end. Never waits.
     void write(std::string line);
 
+    /// Lines that were lost and are not reported in the log yet.
+    std::uint64_t lost() const;
+
 private:
     struct Queue;
     const std::shared_ptr<Queue> m_queue;  // shared with the thread, which outlives this object if the sink is stuck
@@ -42,7 +46,9 @@ public:
 
     /// Whether a line of this address may be logged now.
     /// @param leftOut  how many lines of the address were refused in earlier seconds and not reported yet
-    bool admit(std::string_view address, std::uint64_t& leftOut);
+    /// @param now      the time of the line
+    bool admit(std::string_view address, std::uint64_t& leftOut,
+               std::chrono::steady_clock::time_point now = std::chrono::steady_clock::now());
 
 private:
     struct State;

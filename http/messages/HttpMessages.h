@@ -66,6 +66,26 @@ struct Request {
     bool isOver() const { return (abandoned && *abandoned) || std::chrono::steady_clock::now() >= deadline; }
 };
 
+/// Bytes that many replies share, in memory or mapped from a file.
+class SharedBytes {
+public:
+    SharedBytes() = default;
+    SharedBytes(const std::shared_ptr<const std::string>& string)
+        : m_owner(string), m_bytes(string ? std::string_view(*string) : std::string_view())
+    {}
+    /// @param bytes  valid as long as the owner exists
+    SharedBytes(std::shared_ptr<const void> owner, std::string_view bytes) : m_owner(std::move(owner)), m_bytes(bytes)
+    {}
+
+    explicit operator bool() const { return m_owner != nullptr; }
+    std::string_view bytes() const { return m_bytes; }
+    void reset() { *this = {}; }
+
+private:
+    std::shared_ptr<const void> m_owner;
+    std::string_view m_bytes;
+};
+
 /// A reply. The server adds Date, Content-Length and Connection itself, and compresses or cuts the body as the request
 /// asks for.
 struct Reply {
@@ -74,13 +94,13 @@ struct Reply {
     std::string body;
 
     /// If set, the body; `body` is ignored. For content that many replies share without a copy of it.
-    std::shared_ptr<const std::string> sharedBody;
+    SharedBytes sharedBody;
 
     std::string code;         // for the log only: what the handler calls the result, as in "OK"
     std::string note;         // for the log only: the reason of a failure, one line
     bool mayCompress = true;  // false: the body is sent as it is
 
-    std::string_view content() const { return sharedBody ? std::string_view(*sharedBody) : std::string_view(body); }
+    std::string_view content() const { return sharedBody ? sharedBody.bytes() : std::string_view(body); }
 };
 
 /// "Not Found" for 404; "Unknown" for a status without a phrase (RFC 9110, 15).

@@ -17,9 +17,9 @@ namespace {
 // Two weeks of some thousand channels in one language.
 constexpr std::size_t kMostForSchedules = 128U << 20;
 
-void checkAppKey(const ServiceSettings& settings, const Request& request, Access access)
+void checkAppKey(const ServiceSettings& settings, const http::Request& request, Access access)
 {
-    const std::string key = request.header("AppKey");
+    const std::string& key = request.header("AppKey");
     if (settings.appKey && !sameSecret(key, *settings.appKey)) {
         throw Refusal(ServiceCode::AppKeyWrong, key.empty() ? "header 'AppKey' is missing"
                                                             : "the application key in header 'AppKey' is not valid");
@@ -29,7 +29,7 @@ void checkAppKey(const ServiceSettings& settings, const Request& request, Access
     }
 }
 
-std::string checkSession(const ServiceSettings& settings, sqlite::Connection& connection, const Request& request,
+std::string checkSession(const ServiceSettings& settings, sqlite::Connection& connection, const http::Request& request,
                          Instant now)
 {
     std::string user;
@@ -55,7 +55,7 @@ Service::Service(Store& store, ServiceSettings settings)
 
 Service::~Service() = default;
 
-Reply Service::answer(const Request& request)
+http::Reply Service::answer(const http::Request& request)
 {
     try {
         return answerChecked(request);
@@ -63,16 +63,15 @@ Reply Service::answer(const Request& request)
         return failure(refusal.code(), refusal.what());
     } catch (const sqlite::Interrupted& interrupted) {
         const bool late = interrupted.reason() == sqlite::Interrupted::Reason::TimeUp;
-        fmt::print(stderr, "corvaned: {}: {}: {}\n", request.path,
-                   late ? "a statement took too long" : "the client has left", interrupted.what());
-        return failure(ServiceCode::Unavailable, "the service takes too long to answer this; try again later");
+        return failure(
+            ServiceCode::Unavailable, "the service takes too long to answer this; try again later",
+            fmt::format("{}: {}", late ? "a statement took too long" : "the client has left", interrupted.what()));
     } catch (const std::exception& fault) {
-        fmt::print(stderr, "corvaned: {}: {}\n", request.path, fault.what());
-        return failure(ServiceCode::Fault, "the service cannot answer now; its own log says why");
+        return failure(ServiceCode::Fault, "the service cannot answer now; its own log says why", fault.what());
     }
 }
 
-Reply Service::answerChecked(const Request& request)
+http::Reply Service::answerChecked(const http::Request& request)
 {
     const Route route = routeOf(request.method, properPath(request.path));
     const Endpoint& endpoint = route.endpoint;
@@ -80,7 +79,7 @@ Reply Service::answerChecked(const Request& request)
         checkAppKey(m_settings, request, endpoint.access);
     }
     const Store::Lease lease = m_store.lease();
-    const sqlite::StatementLimit limit(*lease, m_settings.statementTime, request.isOver);
+    const sqlite::StatementLimit limit(*lease, m_settings.statementTime, [&request] { return request.isOver(); });
     const Instant now = m_settings.now();
     const std::string user =
         endpoint.access == Access::Session ? checkSession(m_settings, *lease, request, now) : std::string();

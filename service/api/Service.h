@@ -17,11 +17,11 @@ public:
     Service(Store& store, ServiceSettings settings);
     ~Service();
 
-    /// Answers one request. The reply is valid whatever the request contains.
-    Reply answer(const Request& request);
+    /// Answers one request; whatever the request contains, the reply is valid.
+    http::Reply answer(const http::Request& request);
 
 private:
-    Reply answerChecked(const Request& request);
+    http::Reply answerChecked(const http::Request& request);
 
     Store& m_store;
     const ServiceSettings m_settings;

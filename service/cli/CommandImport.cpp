@@ -1,7 +1,10 @@
-// `corvaned import`: fills a database from XMLTV listings. GuideImport.h does it; here are options, progress and
-// report.
+// `corvaned import`: fills a database from XMLTV listings. ListingFetch.h fetches those of the network, GuideImport.h
+// imports; here are options, progress and report. RepeatedImport.h does it again and again.
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -9,8 +12,12 @@
 #include <unistd.h>
 
 #include "Commands.h"
+#include "FetchedListings.h"
 #include "GuideImport.h"
+#include "ListingFetch.h"
+#include "OperatorError.h"
 #include "PlacesImport.h"
+#include "RepeatedImport.h"
 #include "Store.h"
 
 namespace corvaned {
@@ -19,9 +26,50 @@ namespace {
 struct ImportArguments {
     std::string database;
     std::vector<std::string> listings;
+    bool isMerge = false;
     bool today = false;
     std::string zone;
+    std::string every;
+    FetchLimits limits;
 };
+
+// Progress on a terminal, on one line that the next output replaces.
+class ProgressLine {
+public:
+    bool isShown() const { return m_isTerminal; }
+    void show(const std::string& line) const { fmt::print(stderr, "\r\033[K{}", line); }
+    void clear() const
+    {
+        if (m_isTerminal) {
+            fmt::print(stderr, "\r\033[K");
+        }
+    }
+    void warn(const std::string& line) const
+    {
+        clear();
+        fmt::print(stderr, "{}\n", line);
+    }
+
+private:
+    const bool m_isTerminal = isatty(STDERR_FILENO) != 0;
+};
+
+std::string spanOf(Instant first, Instant last)
+{
+    return fmt::format("from {} to {}", formatUtc(first), formatUtc(last));
+}
+
+// "1 week later"; a shift may differ from whole days by the hour of a changed clock.
+std::string moveOf(std::int64_t shift)
+{
+    constexpr std::int64_t kHour = 3600;
+    constexpr std::int64_t kDay = 24 * kHour;
+    const std::int64_t days = (std::abs(shift) + kDay / 2) / kDay;
+    const bool isWeeks = days % 7 == 0;
+    const std::int64_t count = isWeeks ? days / 7 : days;
+    return fmt::format("{} {}{} {}", count, isWeeks ? "week" : "day", count == 1 ? "" : "s",
+                       shift > 0 ? "later" : "earlier");
+}
 
 void printReport(const ImportReport& report, const std::string& database, std::chrono::duration<double> took)
 {
@@ -33,57 +81,145 @@ void printReport(const ImportReport& report, const std::string& database, std::c
         if (listing.skipped > 0) {
             fmt::print("; {} skipped", listing.skipped);
         }
+        if (listing.shift != 0) {
+            fmt::print("; moved {}, now {}", moveOf(listing.shift), spanOf(listing.first, listing.last));
+        }
         fmt::print("\n");
-    }
-    if (report.shift != 0) {
-        constexpr std::int64_t kDay = 86400;
-        const std::int64_t days = report.shift / kDay;
-        fmt::print("moved by {} {}\n", days % 7 == 0 ? days / 7 : days, days % 7 == 0 ? "weeks" : "days");
     }
     if (!report.changed) {
         fmt::print("{} holds this guide already: nothing changed ({:.2f} s)\n", database, took.count());
-    } else if (report.airings == 0) {
-        fmt::print("{} now holds {} channels and no programme ({:.2f} s)\n", database, report.channels, took.count());
     } else {
-        fmt::print("{} now holds {} channels and {} programmes from {} to {} ({:.2f} s)\n", database, report.channels,
-                   report.airings, formatUtc(report.first), formatUtc(report.last), took.count());
+        fmt::print("{} now holds {} channels and {} programmes {} ({:.2f} s)\n", database, report.channels,
+                   report.airings, spanOf(report.first, report.last), took.count());
     }
 }
 
-int runImport(const ImportArguments& arguments)
+// A guide that is not about now is mostly an old file, and clients would show nothing.
+void warnIfNotCurrent(const ImportReport& report, Instant now)
+{
+    if (report.last <= now) {
+        fmt::print(stderr,
+                   "corvaned: all programmes are in the past, the last one ended at {}; clients will show nothing for "
+                   "now. Import a newer listing, or move this one with --today\n",
+                   formatUtc(report.last));
+    } else if (report.first > now) {
+        fmt::print(stderr, "corvaned: the first programme begins at {}; until then clients will show nothing\n",
+                   formatUtc(report.first));
+    }
+}
+
+// What an import is made of. Files are read when it begins; listings of the network have been fetched by then.
+struct Inputs {
+    std::vector<ListingInput> listings;
+    std::vector<Validators> versions;  // of the network's listings
+    bool areUnchanged = false;         // the guide was made of just these versions
+};
+
+std::vector<std::string> addressesOf(const ImportArguments& arguments)
+{
+    std::vector<std::string> urls;
+    std::copy_if(arguments.listings.begin(), arguments.listings.end(), std::back_inserter(urls), isListingAddress);
+    return urls;
+}
+
+// A moved guide depends on the day, too.
+bool mayBeUnchanged(const ImportArguments& arguments)
+{
+    return !arguments.today && addressesOf(arguments).size() == arguments.listings.size();
+}
+
+FetchOptions fetchOptions(const ImportArguments& arguments, const std::string& url, const ProgressLine& line)
+{
+    FetchOptions options;
+    options.limits = arguments.limits;
+    options.warn = [&line](const std::string& text) { line.warn("corvaned: " + text); };
+    if (line.isShown()) {
+        options.progress = [&line, name = addressForMessages(url)](std::uint64_t received, std::uint64_t expected) {
+            constexpr double kMebibyte = 1 << 20;
+            const double size = static_cast<double>(received) / kMebibyte;
+            const double whole = static_cast<double>(expected) / kMebibyte;
+            line.show(expected > 0 ? fmt::format("{}: {:.1f} of {:.1f} MiB", name, size, whole)
+                                   : fmt::format("{}: {:.1f} MiB", name, size));
+        };
+    }
+    return options;
+}
+
+Inputs gather(const ImportArguments& arguments, Store& store, const ProgressLine& line)
+{
+    const std::vector<std::string> urls = addressesOf(arguments);
+    std::vector<Validators> known(urls.size());
+    if (mayBeUnchanged(arguments)) {
+        known = knownVersions(*store.lease(), urls);
+    }
+    std::vector<FetchedListing> fetched;
+    for (std::size_t i = 0; i < urls.size(); ++i) {
+        fetched.push_back(fetchListing(urls[i], known[i], fetchOptions(arguments, urls[i], line)));
+    }
+    const auto isUnchanged = [](const FetchedListing& listing) { return listing.isUnchanged; };
+    Inputs inputs;
+    if (!urls.empty() && std::all_of(fetched.begin(), fetched.end(), isUnchanged)) {
+        inputs.areUnchanged = true;
+        return inputs;
+    }
+    for (std::size_t i = 0; i < urls.size(); ++i) {
+        if (fetched[i].isUnchanged) {  // but another one is not, so that this one is needed, too
+            fetched[i] = fetchListing(urls[i], {}, fetchOptions(arguments, urls[i], line));
+        }
+        inputs.versions.push_back(fetched[i].validators);
+    }
+    auto next = fetched.begin();
+    for (const std::string& listing : arguments.listings) {
+        if (isListingAddress(listing)) {
+            inputs.listings.push_back({addressForMessages(listing), (next++)->open});
+        } else {
+            inputs.listings.push_back(
+                {listing == kStandardInput ? "standard input" : listing, [listing] { return openFile(listing); }});
+        }
+    }
+    return inputs;
+}
+
+void importInto(Store& store, const ImportArguments& arguments, const ProgressLine& line)
 {
     const auto begin = std::chrono::steady_clock::now();
-    const bool terminal = isatty(STDERR_FILENO) != 0;
-    std::error_code failed;
-    const bool existed = std::filesystem::exists(arguments.database, failed);
-
-    std::vector<ListingInput> listings;
-    for (const std::string& path : arguments.listings) {
-        listings.push_back({path, [path] { return openFile(path); }});
+    const Inputs inputs = gather(arguments, store, line);
+    if (inputs.areUnchanged) {
+        line.clear();
+        fmt::print("{}: unchanged since the last import ({:.2f} s)\n", arguments.database,
+                   std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+        return;
     }
     ImportOptions options;
-    options.warn = [terminal](const std::string& line) {
-        fmt::print(stderr, "{}{}\n", terminal ? "\r\033[K" : "", line);
-    };
-    if (terminal) {
-        options.progress = [](const std::string& name, std::int64_t programmes) {
-            fmt::print(stderr, "\r\033[K{}: {} programmes", name, programmes);
+    options.isMerge = arguments.isMerge;
+    options.warn = [&line](const std::string& text) { line.warn(text); };
+    if (line.isShown()) {
+        options.progress = [&line](const std::string& name, std::int64_t programmes) {
+            line.show(fmt::format("{}: {} programmes", name, programmes));
         };
     }
     if (arguments.today) {
         options.shifts = movedToToday(systemNow(), zoneOf(arguments.zone));
     }
+    const ImportReport report = importGuide(store, inputs.listings, options);
+    if (mayBeUnchanged(arguments)) {
+        rememberVersions(*store.lease(), addressesOf(arguments), inputs.versions);
+    }
+    line.clear();
+    printReport(report, arguments.database, std::chrono::steady_clock::now() - begin);
+    warnIfNotCurrent(report, systemNow());
+}
+
+void importOnce(const ImportArguments& arguments)
+{
+    const ProgressLine line;
+    std::error_code failed;
+    const bool existed = std::filesystem::exists(arguments.database, failed);
     try {
         Store store(arguments.database, Store::Mode::Create, addSamplePlaces);
-        const ImportReport report = importGuide(store, listings, options);
-        if (terminal) {
-            fmt::print(stderr, "\r\033[K");
-        }
-        printReport(report, arguments.database, std::chrono::steady_clock::now() - begin);
+        importInto(store, arguments, line);
     } catch (...) {
-        if (terminal) {
-            fmt::print(stderr, "\r\033[K");
-        }
+        line.clear();
         if (!existed) {
             // Removes a new database without a guide: a later `serve` would start with it although the import failed.
             for (const char* companion : {"", "-wal", "-shm"}) {
@@ -92,7 +228,18 @@ int runImport(const ImportArguments& arguments)
         }
         throw;
     }
-    return kDone;
+}
+
+int runImport(const ImportArguments& arguments)
+{
+    if (arguments.every.empty()) {
+        importOnce(arguments);
+        return kDone;
+    }
+    if (std::find(arguments.listings.begin(), arguments.listings.end(), kStandardInput) != arguments.listings.end()) {
+        throw OperatorError("standard input can be read once only; --every needs files or addresses");
+    }
+    repeatImport(*intervalOf(arguments.every), [&] { importOnce(arguments); });
 }
 
 }  // namespace
@@ -100,13 +247,48 @@ int runImport(const ImportArguments& arguments)
 Command addImport(CLI::App& app)
 {
     const auto arguments = std::make_shared<ImportArguments>();
-    CLI::App* const import = app.add_subcommand("import", "Fill a database from XMLTV listings (plain, .gz or .xz).");
+    CLI::App* const import = app.add_subcommand(
+        "import", "Fill a database from XMLTV listings (plain, .gz or .xz). They replace the guide in it.");
     import->add_option("--db", arguments->database, "Database file; created if it is missing")->required();
-    import->add_option("listing", arguments->listings, "XMLTV files; together they replace the guide")->required();
-    import->add_flag("--today", arguments->today, "Move a guide of the past by whole weeks, so that it covers today");
+    import
+        ->add_option("listing", arguments->listings,
+                     "XMLTV files, or their addresses (http, https); together they become the guide. - is standard "
+                     "input")
+        ->required();
+    import->add_flag("--merge", arguments->isMerge,
+                     "Add to the guide instead of replacing it; at one time on one channel, the new listing counts");
+    import->add_flag("--today", arguments->today,
+                     "Move each listing that does not cover now so that it does: by whole weeks, or by whole days if "
+                     "it is shorter than a week");
     import->add_option("--zone", arguments->zone,
-                       "Time zone of today, such as Asia/Seoul or +09:00 (default: this machine's)");
+                       "Time zone in which moved programmes keep their time of day, such as Asia/Seoul or +09:00 "
+                       "(default: this machine's)");
+    import
+        ->add_option("--every", arguments->every,
+                     "Import again and again at this interval, such as 6h, 30m or 1d, until SIGTERM or SIGINT")
+        ->check([](const std::string& text) {
+            return intervalOf(text) ? std::string() : "'" + text + "' is not an interval such as 6h, 30m or 1d";
+});
+constexpr std::int64_t kMostMebibytes = 1 << 20;
+    import
+        ->add_option_function<std::int64_t>(
+            "--max-fetch",
+            [arguments](std::int64_t mebibytes) {
+                arguments->limits.bytes = static_cast<std::uint64_t>(mebibytes) << 20;
+    }  // namespace corvaned
+            ,
+            "MiB that a listing may have on its way")
+        ->default_str(std::to_string(FetchLimits().bytes >> 20))
+        ->check(CLI::Range(std::int64_t{1}, kMostMebibytes));
+    import
+        ->add_option_function<std::int64_t>(
+            "--fetch-seconds",
+            [arguments](std::int64_t seconds) { arguments->limits.wholeTime = std::chrono::seconds(seconds);
+    },
+            "Seconds for fetching a listing")
+        ->default_str(std::to_string(FetchLimits().wholeTime.count()))
+        ->check(CLI::Range(1, 86'400));
     return {import, [arguments] { return runImport(*arguments); }};
-}
+    }
 
-}  // namespace corvaned
+    }  // namespace corvaned

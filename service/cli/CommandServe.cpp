@@ -1,6 +1,7 @@
 // `corvaned serve`: serves over HTTP until it gets SIGTERM or SIGINT; SIGHUP reads the certificate again.
 #include "Commands.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -17,6 +18,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "CommandSettings.h"
 #include "ExchangeRecords.h"
 #include "FaultInjector.h"
 #include "LogWriter.h"
@@ -27,6 +29,8 @@
 #include "Server.h"
 #include "Service.h"
 #include "Store.h"
+#include "Supervisor.h"
+#include "XmltvFeed.h"
 
 namespace corvaned {
 namespace {
@@ -35,19 +39,20 @@ namespace {
 struct SecretArgument {
     std::string text;
     std::string file;
-    const char* variable;
+    const CLI::Option* option = nullptr;  // of the text
 
     std::optional<std::string> value;
     bool isOnCommandLine = false;
 
-    void read();
+    void read(const CommandSettings& options);
 };
 
 struct ServeArguments {
     std::string database;
     std::string listen = "127.0.0.1:8900";
-    SecretArgument secret{{}, {}, "CORVANED_SECRET", {}, false};
-    SecretArgument appKey{{}, {}, "CORVANED_APP_KEY", {}, false};
+    bool create = false;
+    SecretArgument secret;
+    SecretArgument appKey;
     bool allowAnonymous = false;
     std::string certificate;
     std::string key;
@@ -61,6 +66,16 @@ struct ServeArguments {
     std::string replay;
     http::ServerLimits limits;
 };
+
+// The group may read it: a service of its own user gets its secrets that way.
+void warnIfOthersRead(const std::string& path)
+{
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0 && (status.st_mode & S_IRWXO) != 0) {
+        fmt::print(stderr, "corvaned: all users of this machine can read the secret in {}; run: chmod o= {}\n", path,
+                   path);
+    }
+}
 
 std::string secretOfFile(const std::string& path)
 {
@@ -77,23 +92,20 @@ std::string secretOfFile(const std::string& path)
     if (content.empty()) {
         throw OperatorError(fmt::format("{} is empty; write the secret into it", path));
     }
-    struct stat status {};
-    if (::stat(path.c_str(), &status) == 0 && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        fmt::print(stderr, "corvaned: other users can read {}; run: chmod 600 {}\n", path, path);
-    }
+    warnIfOthersRead(path);
     return content;
 }
 
-void SecretArgument::read()
+void SecretArgument::read(const CommandSettings& options)
 {
-    const char* const inEnvironment = std::getenv(variable);
     if (!file.empty()) {
         value = secretOfFile(file);
-    } else if (inEnvironment != nullptr && *inEnvironment != '\0') {
-        value = inEnvironment;
     } else if (!text.empty()) {
         value = text;
-        isOnCommandLine = true;
+        isOnCommandLine = options.source(*option) == SettingSource::CommandLine;
+        if (options.source(*option) == SettingSource::File) {
+            warnIfOthersRead(options.file());
+        }
     }
 }
 
@@ -104,21 +116,22 @@ std::string checkExposure(const ServeArguments& arguments, const http::ListenAdd
     if (address.isLoopback()) {
         return "";
     }
+    const std::string place = address.socket < 0 ? arguments.listen : fmt::format("{}:{}", address.host, address.port);
     for (const SecretArgument* const secret : {&arguments.secret, &arguments.appKey}) {
         if (secret->isOnCommandLine) {
             throw OperatorError(fmt::format(
-                "other users of this machine can read secrets on the command line; with --listen {}, give them with "
+                "other users of this machine can read secrets on the command line; to listen on {}, give them with "
                 "--secret-file and --app-key-file, or in CORVANED_SECRET and CORVANED_APP_KEY",
-                arguments.listen));
+                place));
         }
     }
     if (!arguments.secret.value && !arguments.appKey.value && !arguments.allowAnonymous) {
         throw OperatorError(
             fmt::format("--listen {} lets other machines in; give --secret-file or --app-key-file, so that only your "
                         "clients are served, or --allow-anonymous to serve everyone",
-                        arguments.listen));
+                        place));
     }
-    return fmt::format("corvaned: other machines can reach {}{}{}", arguments.listen,
+    return fmt::format("corvaned: other machines can reach {}{}{}", place,
                        arguments.secret.value || arguments.appKey.value ? "" : ", and everyone is served",
                        arguments.certificate.empty() ? "; without --tls-cert, everything can be read on the way" : "");
 }
@@ -172,33 +185,70 @@ void makeHooks(const ServeArguments& arguments, const std::function<void(const s
     }
 }
 
-// Returns after SIGTERM or SIGINT.
-void serveUntilStopped(const sigset_t& signals, Server& server, const std::function<void()>& everyHour)
+// Until SIGTERM or SIGINT.
+void serveUntilStopped(const sigset_t& signals, Server& server, const std::function<void(const std::string&)>& log,
+                       const std::function<void()>& everyHour)
 {
-    constexpr timespec kHour = {3600, 0};
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds kHour = std::chrono::hours(1);
+    const std::optional<std::chrono::milliseconds> watchdog = supervisor::watchdogTime();
+    // Half of the watchdog's time remains for the server's answer.
+    const std::chrono::milliseconds pause = watchdog ? std::min(*watchdog / 4, kHour) : kHour;
+    const timespec timeout = {pause.count() / 1000, pause.count() % 1000 * 1'000'000};
+    const std::string status = fmt::format("listening on {}", server.url());
+    supervisor::announceReady(status);
+    Clock::time_point hour = Clock::now();
     while (true) {
-        const int signal = sigtimedwait(&signals, nullptr, &kHour);
+        const int signal = sigtimedwait(&signals, nullptr, &timeout);
         if (signal == SIGHUP) {
+            supervisor::announceReload();
             server.reloadTls();
+            supervisor::announceReady(status);
         } else if (signal > 0) {
+            supervisor::announceStop();
             return;
-        } else if (errno == EAGAIN) {
+        } else if (errno != EAGAIN) {
+            continue;
+        }
+        if (watchdog && server.isResponsive(*watchdog / 2)) {
+            supervisor::reportAlive();
+        } else if (watchdog) {
+            log("corvaned: the server does not respond; the service manager is going to restart it");
+        }
+        if (Clock::now() - hour >= kHour) {
+            hour = Clock::now();
             everyHour();
         }
     }
 }
 
-int runServe(ServeArguments& arguments)
+// Clients of such a guide show nothing for now.
+void warnIfPast(Store& store, const std::function<void(const std::string&)>& log)
 {
+    const Store::Lease lease = store.lease();
+    sqlite::Query last(*lease, "SELECT coalesce(max(stop), 0) FROM airing");
+    last.next();
+    if (last.number(0) <= systemNow()) {
+        log(last.number(0) == 0
+                ? fmt::format("corvaned: {} has no guide yet; fill it with: corvaned import", store.path())
+                : fmt::format("corvaned: all programmes are in the past, the last one ended at {}; "
+                              "import a newer listing",
+                              formatUtc(last.number(0))));
+    }
+}
+
+int runServe(ServeArguments& arguments, const CommandSettings& options)
+{
+    const std::optional<http::ListenAddress> inherited = supervisor::inheritedAddress();
     const sigset_t signals = awaitedSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     // The service must not end because the reader of its log has.
     (void)std::signal(SIGPIPE, SIG_IGN);
-    arguments.secret.read();
-    arguments.appKey.read();
+    arguments.secret.read(options);
+    arguments.appKey.read(options);
 
     ServerSettings settings;
-    settings.address = http::ListenAddress::parse(arguments.listen);
+    settings.address = inherited ? *inherited : http::ListenAddress::parse(arguments.listen);
     const std::string warning = checkExposure(arguments, settings.address);
     const std::size_t wanted = arguments.limits.connections;
     if (!fitToDescriptors(arguments.limits)) {
@@ -217,18 +267,21 @@ int runServe(ServeArguments& arguments)
     service.sessionLifetime = arguments.sessionHours * 3600;
     service.statementTime = std::chrono::seconds(arguments.statementSeconds);
     const Zone zone = service.zone;
+    const FeedAccess access{!service.appKey && service.secret.empty(), service.appKey};
 
     const bool sample = arguments.database.empty();
     std::optional<TemporaryDatabase> temporary;
     if (sample) {
         temporary.emplace();
     }
-    Store store(sample ? temporary->path() : arguments.database, sample ? Store::Mode::Create : Store::Mode::Existing,
-                addSamplePlaces);
+    Store store(sample ? temporary->path() : arguments.database,
+                sample || arguments.create ? Store::Mode::Create : Store::Mode::Existing, addSamplePlaces);
     if (sample) {
         importSample(store, systemNow(), zone);
     }
     Service answering(store, std::move(service));
+    XmltvFeed feed(store, access);
+    settings.feed = &feed;
     http::LogWriter writer(STDERR_FILENO);
     const auto log = [&writer](const std::string& line) { writer.write(line); };
     Hooks hooks;
@@ -240,12 +293,14 @@ int runServe(ServeArguments& arguments)
     }
     if (sample) {
         log("corvaned: no --db given, serving the sample guide");
+    } else {
+        warnIfPast(store, log);
     }
     std::printf("corvaned listening on %s\n", server.url().c_str());
     std::fflush(stdout);
 
-    serveUntilStopped(signals, server, [&] {
-        // Moves the sample along with the days; within a day this changes nothing.
+    serveUntilStopped(signals, server, log, [&] {
+        // The sample is to cover today however long the service runs; on the same day this changes nothing.
         if (sample) {
             importSample(store, systemNow(), zone);
         }
@@ -262,20 +317,21 @@ int runServe(ServeArguments& arguments)
 void addSecret(CLI::App& serve, const std::string& name, SecretArgument& secret, const std::string& what,
                const std::string& standard)
 {
-    CLI::Option* const file = serve.add_option(
-        name + "-file", secret.file,
-        fmt::format("File with {} (default: the variable {}, or {})", what, secret.variable, standard));
-    serve.add_option(name, secret.text, fmt::format("The same on the command line, for tests on this machine"))
-        ->excludes(file);
+    CLI::Option* const file =
+        serve.add_option(name + "-file", secret.file, fmt::format("File with {} (default: {})", what, standard));
+    secret.option =
+        serve.add_option(name, secret.text, "The same itself; on the command line, only for tests")->excludes(file);
 }
 
 }  // namespace
 
-Command addServe(CLI::App& app)
+Command addServe(CLI::App& app, const CommandSettings& settings)
 {
     const auto arguments = std::make_shared<ServeArguments>();
     CLI::App* const serve = app.add_subcommand("serve", "Answer over HTTP.");
     serve->add_option("--db", arguments->database, "Database that import has filled (default: the sample guide)");
+    serve->add_flag("--create", arguments->create,
+                    "Create the database if it is missing; its guide is empty until the first import");
     serve->add_option("--listen", arguments->listen, "Address and port; port 0 takes a free one")
         ->capture_default_str();
     addSecret(*serve, "--secret", arguments->secret, "the string that session tokens are mixed with", "empty");
@@ -308,7 +364,7 @@ Command addServe(CLI::App& app)
     serve->add_option("--replay", arguments->replay, "For tests: such a folder, to answer from it alone")
         ->excludes(record);
     addLimitOptions(*serve, arguments->limits);
-    return {serve, [arguments] { return runServe(*arguments); }};
+    return {serve, [arguments, &settings] { return runServe(*arguments, settings); }};
 }
 
 }  // namespace corvaned

@@ -11,7 +11,6 @@
 
 #include "Export.h"
 #include "OperatorError.h"
-#include "PlacesImport.h"
 #include "Store.h"
 
 namespace corvaned {
@@ -50,7 +49,7 @@ std::uintmax_t sizeOf(const std::string& database)
 
 int showStats(const std::string& database)
 {
-    Store store(database, Store::Mode::Existing, addSamplePlaces);
+    Store store(database, Store::Mode::ReadOnly);
     const Store::Lease lease = store.lease();
     sqlite::Query facts(*lease, kGuideFacts);
     facts.next();
@@ -66,7 +65,7 @@ int showStats(const std::string& database)
 
 int showUsers(const std::string& database)
 {
-    Store store(database, Store::Mode::Existing, addSamplePlaces);
+    Store store(database, Store::Mode::ReadOnly);
     const Store::Lease lease = store.lease();
     constexpr const char* kRow = "{:<32}  {:>8}  {:>10}  {:>5}  {:>7}\n";
     fmt::print(kRow, "user", "sessions", "favourites", "likes", "tunings");
@@ -81,20 +80,29 @@ int showUsers(const std::string& database)
 
 [[noreturn]] void failWriting(const std::string& path, int error)
 {
-    throw OperatorError(fmt::format("cannot write {}: {}; no complete file was written",
-                                    path.empty() ? "the listing" : path, std::strerror(error)));
+    throw OperatorError(fmt::format("cannot write {}: {}; no complete listing was written",
+                                    path.empty() ? "to standard output" : path, std::strerror(error)));
+}
+
+void exportTo(std::FILE* file, Store& store, const std::string& path)
+{
+    const Store::Lease lease = store.lease();
+    exportListing(*lease, [&](std::string_view piece) {
+        if (std::fwrite(piece.data(), 1, piece.size(), file) != piece.size()) {
+            failWriting(path, errno);
+        }
+    });
+    if (std::fflush(file) != 0) {
+        failWriting(path, errno);
+    }
 }
 
 // Writes to a temporary file, which gets its name only when it is complete.
 int runExport(const std::string& database, const std::string& output)
 {
-    Store store(database, Store::Mode::Existing, addSamplePlaces);
-    const Store::Lease lease = store.lease();
-    if (output.empty()) {
-        exportListing(*lease, stdout);
-        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-            failWriting(output, errno);
-        }
+    Store store(database, Store::Mode::ReadOnly);
+    if (output.empty() || output == "-") {
+        exportTo(stdout, store, "");
         return kDone;
     }
     const std::string partial = output + ".part";
@@ -103,14 +111,13 @@ int runExport(const std::string& database, const std::string& output)
         failWriting(output, errno);
     }
     try {
-        exportListing(*lease, file);
+        exportTo(file, store, output);
     } catch (...) {
         std::fclose(file);
         std::remove(partial.c_str());
         throw;
     }
-    const bool broken = std::ferror(file) != 0;
-    if (std::fclose(file) != 0 || broken || std::rename(partial.c_str(), output.c_str()) != 0) {
+    if (std::fclose(file) != 0 || std::rename(partial.c_str(), output.c_str()) != 0) {
         const int error = errno;
         std::remove(partial.c_str());
         failWriting(output, error);
@@ -143,9 +150,10 @@ Command addUsers(CLI::App& app)
 
 Command addExport(CLI::App& app)
 {
-    CLI::App* const command = app.add_subcommand("export", "Write the guide as an XMLTV listing.");
+    CLI::App* const command =
+        app.add_subcommand("export", "Write the guide as an XMLTV listing, on standard output or to a file.");
     const auto output = std::make_shared<std::string>();
-    command->add_option("--output", *output, "File to write (default: standard output)");
+    command->add_option("--output", *output, "File to write; - is standard output, the default");
     return {command, [database = addDatabase(*command), output] { return runExport(*database, *output); }};
 }
 

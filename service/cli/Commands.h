@@ -11,6 +11,8 @@
 
 namespace corvaned {
 
+class CommandSettings;
+
 constexpr int kDone = 0;
 constexpr int kFailed = 1;  // the message says what to correct
 constexpr int kUsage = 2;
@@ -21,7 +23,8 @@ struct Command {
     std::function<int()> run;
 };
 
-Command addServe(CLI::App& app);
+/// @param settings  says where options came from; must outlive the command
+Command addServe(CLI::App& app, const CommandSettings& settings);
 Command addImport(CLI::App& app);
 Command addImportPlaces(CLI::App& app);
 Command addUsers(CLI::App& app);

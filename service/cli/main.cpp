@@ -1,9 +1,13 @@
 // The command line of corvaned. Commands.h lists the subcommands, each in its own file. Exit codes: 0 done, 1 failed
 // (the message says what to correct), 2 wrong usage.
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include "CommandSettings.h"
 #include "Commands.h"
 #include "Descriptions.h"
+#include "StandardStreams.h"
+#include "UsageErrors.h"
 
 namespace corvaned {
 namespace {
@@ -11,14 +15,29 @@ namespace {
 int run(int argc, char** argv)
 {
     CLI::App app("The live-television service on your own machine, filled from XMLTV listings.", "corvaned");
-    corvane::addDescriptions(app, {CORVANE_VERSION, CORVANE_DATE, 8, {"corvane(1)"}});
+    corvane::addDescriptions(app, {CORVANE_VERSION,
+                                   CORVANE_DATE,
+                                   8,
+                                   {"corvane(1)", "corvaned.toml(5)", "corvane-protocol(7)"},
+                                   [&app] { return describedSettings(app); },
+                                   {}});
     app.require_subcommand(1);
-    const Command commands[] = {addServe(app), addImport(app), addImportPlaces(app),
-                                addStats(app), addUsers(app),  addExport(app)};
+    CommandSettings settings(app);
+    const Command commands[] = {addServe(app, settings), addImport(app), addImportPlaces(app),
+                                addStats(app),           addUsers(app),  addExport(app)};
+    settings.addOption();
     try {
-        app.parse(argc, argv);
+        settings.parse(argc, argv, environ);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kDone : kUsage;
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            return app.exit(error);
+        }
+        fmt::print(stderr, "corvaned: {}\n", corvane::usageMessage(app, error));
+        return kUsage;
+    }
+    if (!settings.emptyList().empty()) {
+        fmt::print(stderr, "corvaned: {} is empty: there is nothing to do\n", settings.emptyList());
+        return kDone;
     }
     for (const Command& command : commands) {
         if (command.parser->parsed()) {
@@ -28,13 +47,26 @@ int run(int argc, char** argv)
     return kUsage;
 }
 
+int runAndFlush(int argc, char** argv)
+{
+    const int code = run(argc, argv);
+    if (corvane::flushOutput()) {
+        return code;
+    }
+    fmt::print(stderr,
+               "corvaned: cannot write all of the output; check whether standard output is open and the disk "
+               "full\n");
+    return kFailed;
+}
+
 }  // namespace
 }  // namespace corvaned
 
 int main(int argc, char** argv)
 {
     try {
-        return corvaned::run(argc, argv);
+        corvane::occupyStandardDescriptors();
+        return corvaned::runAndFlush(argc, argv);
     } catch (const std::exception& error) {
         fmt::print(stderr, "corvaned: {}\n", error.what());
         return corvaned::kFailed;

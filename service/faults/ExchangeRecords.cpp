@@ -129,7 +129,7 @@ std::optional<std::string> ExchangePlayer::answerInstead(const http::Request& re
     const std::lock_guard<std::mutex> lock(m_lock);
     const auto found = m_replies.find(request.method + " " + request.target);
     if (found == m_replies.end()) {
-        const Reply reply = failure(ServiceCode::NotFound, "no such exchange was recorded");
+        const http::Reply reply = failure(ServiceCode::NotFound, "no such exchange was recorded");
         return fmt::format("HTTP/1.1 {} {}\r\nContent-Type: application/json\r\nContent-Length: {}\r\n\r\n{}",
                            reply.status, http::reasonPhrase(reply.status), reply.body.size(), reply.body);
     }

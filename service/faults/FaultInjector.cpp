@@ -59,9 +59,7 @@ void replaceByBomb(http::Reply& reply, std::int64_t mebibytes)
 
 void replaceByStatus(http::Reply& reply, std::int64_t status)
 {
-    const Reply failed = failure(ServiceCode::Fault, "this failure was asked for");
-    reply.body = failed.body;
-    reply.code = codeText(failed.code);
+    reply = failure(ServiceCode::Fault, "this failure was asked for");
     reply.status = static_cast<int>(status);
 }
 

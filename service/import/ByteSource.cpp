@@ -1,4 +1,4 @@
-// Sources for files and memory, and decoders of gzip and xz on top; unpack() chooses by the first bytes.
+// Sources for files and memory, and decoders of gzip and xz on top; unpacked() chooses by the first bytes.
 #include "ByteSource.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kChunk = 64UL * 1024;
 
-// The memory limit of the xz decoder; enough for every preset of xz.
+// What the xz decoder may allocate; enough for every preset of xz.
 constexpr std::uint64_t kXzMemory = 128ULL * 1024 * 1024;
 
 class FileSource : public ByteSource {
@@ -30,6 +30,9 @@ public:
             fail("cannot open");
         }
     }
+
+    /// Reads standard input, which stays open.
+    FileSource() : m_path("standard input"), m_file(stdin, [](std::FILE*) { return 0; }) {}
 
     std::size_t read(char* buffer, std::size_t size) override
     {
@@ -65,7 +68,7 @@ private:
     std::string_view m_rest;
 };
 
-// Returns the bytes that unpack() has already read, then the rest.
+// Returns the bytes that unpacked() has read first.
 class PrefixedSource : public ByteSource {
 public:
     PrefixedSource(std::string prefix, std::unique_ptr<ByteSource> rest)
@@ -192,7 +195,21 @@ private:
     bool m_ended = false;
 };
 
-std::unique_ptr<ByteSource> unpack(std::unique_ptr<ByteSource> raw, const std::string& name)
+struct UnknownPacking {
+    std::string_view magic;
+    const char* name;
+    const char* program;
+};
+
+constexpr UnknownPacking kUnknownPackings[] = {
+    {"BZh", "bzip2", "bunzip2"},
+    {"\x28\xb5\x2f\xfd", "Zstandard", "unzstd"},
+    {"PK\x03\x04", "ZIP", "unzip"},
+};
+
+}  // namespace
+
+std::unique_ptr<ByteSource> unpacked(std::unique_ptr<ByteSource> raw, const std::string& name)
 {
     constexpr std::string_view kGzipMagic = "\x1f\x8b";
     constexpr std::string_view kXzMagic(
@@ -210,6 +227,12 @@ std::unique_ptr<ByteSource> unpack(std::unique_ptr<ByteSource> raw, const std::s
     }
     head.resize(filled);
 
+    for (const UnknownPacking& packing : kUnknownPackings) {
+        if (head.compare(0, packing.magic.size(), packing.magic) == 0) {
+            throw OperatorError(fmt::format("{}: {} is not supported; unpack the listing first: {} FILE", name,
+                                            packing.name, packing.program));
+        }
+    }
     const bool gzip = head.compare(0, kGzipMagic.size(), kGzipMagic) == 0;
     const bool xz = head == kXzMagic;
     std::unique_ptr<ByteSource> whole = std::make_unique<PrefixedSource>(std::move(head), std::move(raw));
@@ -222,16 +245,17 @@ std::unique_ptr<ByteSource> unpack(std::unique_ptr<ByteSource> raw, const std::s
     return whole;
 }
 
-}  // namespace
-
 std::unique_ptr<ByteSource> openFile(const std::string& path)
 {
-    return unpack(std::make_unique<FileSource>(path), path);
+    if (path == kStandardInput) {
+        return unpacked(std::make_unique<FileSource>(), "standard input");
+    }
+    return unpacked(std::make_unique<FileSource>(path), path);
 }
 
 std::unique_ptr<ByteSource> openMemory(std::string_view text, const std::string& name)
 {
-    return unpack(std::make_unique<MemorySource>(text), name);
+    return unpacked(std::make_unique<MemorySource>(text), name);
 }
 
 }  // namespace corvaned

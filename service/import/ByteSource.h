@@ -13,13 +13,21 @@ class ByteSource {
 public:
     virtual ~ByteSource() = default;
 
-    /// Reads up to `size` bytes into the buffer. Returns 0 only at the end.
+    /// Fills buffer with up to size bytes; 0 only at the end.
     /// @throws OperatorError if the file cannot be read or its compression is damaged
     virtual std::size_t read(char* buffer, std::size_t size) = 0;
 };
 
-/// Opens a listing file. Its content, not its name, decides whether it is plain, gzip or xz.
-/// @throws OperatorError if it cannot be opened
+/// The bytes themselves, or unpacked if they begin like gzip or xz.
+/// @param name  for messages
+/// @throws OperatorError if they are compressed in another way
+std::unique_ptr<ByteSource> unpacked(std::unique_ptr<ByteSource> raw, const std::string& name);
+
+/// The path that means standard input.
+inline constexpr std::string_view kStandardInput = "-";
+
+/// Opens a listing file, plain, .gz or .xz whatever its name, or standard input.
+/// @throws OperatorError if it cannot be opened or is compressed in another way
 std::unique_ptr<ByteSource> openFile(const std::string& path);
 
 /// Reads bytes in place; they must outlive the source. Compressed bytes are unpacked too.

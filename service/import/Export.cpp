@@ -1,12 +1,12 @@
 // Channels, then programmes in the order in which they were imported; children in the order of XMLTV's document type.
+// What a channel or programme has beyond the guide's fields is kept as lines of XML (ListingDetails.h), which are put
+// among the lines made from the fields.
 #include "Export.h"
 
 #include <algorithm>
+#include <charconv>
 #include <ctime>
-#include <memory>
-#include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <fmt/format.h>
@@ -14,72 +14,87 @@
 
 #include "Clock.h"
 #include "Listing.h"
+#include "ListingDetails.h"
+#include "ListingValues.h"
 
 namespace corvaned {
 namespace {
 
-class ListingWriter {
+constexpr std::size_t kPiece = 1 << 16;
+
+class PieceWriter {
 public:
-    explicit ListingWriter(std::FILE* file) : m_writer(nullptr, &xmlFreeTextWriter)
+    explicit PieceWriter(const std::function<void(std::string_view)>& write) : m_write(write) {}
+
+    template <typename... Parts>
+    void add(const Parts&... parts)
     {
-        xmlOutputBuffer* const buffer = xmlOutputBufferCreateFile(file, nullptr);
-        m_writer.reset(buffer == nullptr ? nullptr : xmlNewTextWriter(buffer));
-        if (!m_writer) {
-            throw std::runtime_error("libxml2 cannot write the listing");
+        (m_piece.append(parts), ...);
+        if (m_piece.size() >= kPiece) {
+            flush();
         }
-        xmlTextWriterSetIndent(m_writer.get(), 1);
-        xmlTextWriterStartDocument(m_writer.get(), nullptr, "UTF-8", nullptr);
     }
 
-    void begin(const char* element) { xmlTextWriterStartElement(m_writer.get(), xml(element)); }
-    void end() { xmlTextWriterEndElement(m_writer.get()); }
-    void attribute(const char* name, const std::string& value)
+    void flush()
     {
-        xmlTextWriterWriteAttribute(m_writer.get(), xml(name), xml(value.c_str()));
-    }
-    void text(const std::string& text) { xmlTextWriterWriteString(m_writer.get(), xml(text.c_str())); }
-
-    /// An element with one attribute, left out if its value is empty, and content.
-    void field(const char* element, const char* name, const std::string& value, const std::string& content)
-    {
-        begin(element);
-        if (!value.empty()) {
-            attribute(name, value);
-        }
-        text(content);
-        end();
-    }
-
-    void icon(const std::string& url, std::int64_t width, std::int64_t height)
-    {
-        if (url.empty()) {
-            return;
-        }
-        begin("icon");
-        attribute("src", url);
-        if (width > 0) {
-            attribute("width", std::to_string(width));
-        }
-        if (height > 0) {
-            attribute("height", std::to_string(height));
-        }
-        end();
+        m_write(m_piece);
+        m_piece.clear();
     }
 
 private:
-    static const xmlChar* xml(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
+    const std::function<void(std::string_view)>& m_write;
+    std::string m_piece;
+};
 
-    std::unique_ptr<xmlTextWriter, void (*)(xmlTextWriter*)> m_writer;
+// The children of one channel or programme.
+class Children {
+public:
+    /// @param details  must outlive the object
+    explicit Children(std::string_view details) : m_details(splitDetails(details)) {}
+
+    /// Adds an element made from a field, unless it says nothing.
+    void add(const ListingElement& element) { add(element.name, detailOf(element)); }
+    void add(std::string_view name, std::string line)
+    {
+        if (!line.empty()) {
+            m_lines.push_back({placeOf(name), std::move(line)});
+        }
+    }
+
+    /// Whether a detail begins like this.
+    bool hasDetail(std::string_view begin) const
+    {
+        return std::any_of(m_details.begin(), m_details.end(),
+                           [&](std::string_view line) { return line.substr(0, begin.size()) == begin; });
+    }
+
+    /// Whether a detail ends like this.
+    bool hasDetailEnding(std::string_view end) const
+    {
+        return std::any_of(m_details.begin(), m_details.end(), [&](std::string_view line) {
+            return line.size() >= end.size() && line.substr(line.size() - end.size()) == end;
+        });
+    }
+
+    /// Details of the record's start tag (RecordReader::beginProgramme).
+    /// @param start  that the times among them refer to
+    std::string attributes(Instant start) const;
+
+    /// Fields first, then details, by their places.
+    void write(PieceWriter& writer);
+
+private:
+    struct Line {
+        std::size_t place;
+        std::string xml;
+    };
+    std::vector<std::string_view> m_details;
+    std::vector<Line> m_lines;
 };
 
 std::string textOf(const sqlite::Query& row, std::string_view column)
 {
     return std::string(row.text(column));
-}
-
-bool isNumber(const std::string& text)
-{
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 std::string xmltvTime(Instant instant)
@@ -91,30 +106,74 @@ std::string xmltvTime(Instant instant)
                        parts.tm_hour, parts.tm_min, parts.tm_sec);
 }
 
-// Numbers that the import has given to channels without one are left out, so that the next import gives them again;
-// written, they would move their channels forward. Those channels come after all that have a number of the listing, so
-// they begin where the numbers stop rising, or with a name of digits, which is then the channel's id.
-void exportChannels(sqlite::Connection& connection, ListingWriter& writer)
+std::string Children::attributes(Instant start) const
 {
-    sqlite::Query rows(
-        connection,
-        "SELECT listing_id, number, name, icon_url, icon_width, icon_height, CAST(number AS INTEGER) AS place "
-        "FROM channel JOIN source ON source.id = source_id ORDER BY position");
-    bool numbered = true;
-    for (std::int64_t last = 0; rows.next(); last = rows.number("place")) {
-        const std::string number = textOf(rows, "number");
-        const std::string name = textOf(rows, "name");
-        numbered = numbered && rows.number("place") >= last && (!isNumber(name) || name == number);
-        writer.begin("channel");
-        writer.attribute("id", textOf(rows, "listing_id"));
-        if (!isNumber(name)) {
-            writer.field("display-name", "lang", "", name);
+    std::string all;
+    for (const std::string_view line : m_details) {
+        if (line.front() == ' ') {
+            all.append(line);
+        } else if (line.front() == '@') {
+            const std::size_t blank = line.find(' ');
+            std::int64_t seconds = 0;
+            std::from_chars(line.data() + blank + 1, line.data() + line.size(), seconds);
+            all += fmt::format(" {}=\"{}\"", line.substr(1, blank - 1), xmltvTime(start + seconds));
         }
-        if (numbered) {
-            writer.field("lcn", "system", "", number);
+    }
+    return all;
+}
+
+void Children::write(PieceWriter& writer)
+{
+    for (const std::string_view line : m_details) {
+        if (line.front() == '<') {
+            m_lines.push_back({placeOf(nameOfDetail(line)), std::string(line)});
         }
-        writer.icon(textOf(rows, "icon_url"), rows.number("icon_width"), rows.number("icon_height"));
-        writer.end();
+    }
+    std::stable_sort(m_lines.begin(), m_lines.end(),
+                     [](const Line& left, const Line& right) { return left.place < right.place; });
+    for (const Line& line : m_lines) {
+        writer.add("    ", line.xml, "\n");
+    }
+}
+
+std::string attribute(std::string_view name, std::string_view value)
+{
+    std::string written = fmt::format(" {}=\"", name);
+    appendEscaped(written, value);
+    return written + '"';
+}
+
+ListingElement iconOf(const sqlite::Query& row, const std::string& prefix)
+{
+    const auto number = [&](const char* column) {
+        const std::int64_t value = row.number(prefix + column);
+        return value > 0 ? std::to_string(value) : std::string();
+    };
+    return {"icon",
+            {{"src", textOf(row, prefix + "_url")}, {"width", number("_width")}, {"height", number("_height")}},
+            {},
+            {}};
+}
+
+// Numbers that the import has chosen are left out, so that the next import chooses them again.
+void exportChannels(sqlite::Connection& connection, PieceWriter& writer)
+{
+    sqlite::Query rows(connection,
+                       "SELECT listing_id, number, name, icon_url, icon_width, icon_height, details, is_number_listed "
+                       "FROM channel JOIN source ON source.id = source_id ORDER BY position");
+    while (rows.next()) {
+        const std::string details = textOf(rows, "details");
+        Children children(details);
+        if (!children.hasDetail("<display-name")) {
+            children.add({"display-name", {}, textOf(rows, "name"), {}});
+            if (rows.number("is_number_listed") != 0) {
+                children.add({"display-name", {}, textOf(rows, "number"), {}});
+            }
+        }
+        children.add(iconOf(rows, "icon"));
+        writer.add("  <channel", attribute("id", rows.text("listing_id")), ">\n");
+        children.write(writer);
+        writer.add("  </channel>\n");
     }
 }
 
@@ -134,113 +193,116 @@ std::vector<ListingText> textsOf(sqlite::Connection& connection, const sqlite::Q
     return texts;
 }
 
-void exportTexts(const std::vector<ListingText>& texts, ListingWriter& writer)
+void addTexts(const std::vector<ListingText>& texts, Children& children)
 {
     for (const ListingText& text : texts) {
-        writer.field("title", "lang", text.lang, text.title);
-    }
-    for (const ListingText& text : texts) {
-        if (!text.episodeTitle.empty()) {
-            writer.field("sub-title", "lang", text.lang, text.episodeTitle);
-        }
-    }
-    for (const ListingText& text : texts) {
-        if (!text.description.empty()) {
-            writer.field("desc", "lang", text.lang, text.description);
-        }
+        children.add({"title", {{"lang", text.lang}}, text.title.empty() ? kNoTitle : text.title, {}});
+        children.add({"sub-title", {{"lang", text.lang}}, text.episodeTitle, {}});
+        children.add({"desc", {{"lang", text.lang}}, text.description, {}});
     }
 }
 
-void exportGenres(sqlite::Connection& connection, std::int64_t airing, ListingWriter& writer)
+void addGenres(sqlite::Connection& connection, const sqlite::Query& airing, Children& children)
 {
     sqlite::Query rows(
         connection,
         "SELECT name FROM airing_genre JOIN genre ON genre.id = genre_id WHERE airing_id = ? ORDER BY place");
-    rows.bind(airing);
+    rows.bind(airing.number("id"));
     while (rows.next()) {
-        writer.field("category", "lang", "", textOf(rows, "name"));
+        children.add({"category", {{"lang", textOf(airing, "genre_lang")}}, textOf(rows, "name"), {}});
     }
 }
 
-void exportCredits(sqlite::Connection& connection, std::int64_t content, ListingWriter& writer)
+void addCredits(sqlite::Connection& connection, std::int64_t content, Children& children)
 {
     sqlite::Query rows(connection,
-                       "SELECT job, role, name FROM credit JOIN person ON person.id = person_id WHERE content_id = ? "
-                       "ORDER BY place");
+                       "SELECT job, role, name, details FROM credit JOIN person ON person.id = person_id "
+                       "WHERE content_id = ? ORDER BY place");
     rows.bind(content);
-    if (!rows.next()) {
-        return;
+    std::string credits;
+    while (rows.next()) {
+        const std::string line =
+            rows.text("details").empty()
+                ? detailOf({textOf(rows, "job"), {{"role", textOf(rows, "role")}}, textOf(rows, "name"), {}})
+                : textOf(rows, "details");
+        credits.append("\n      ").append(line);
     }
-    writer.begin("credits");
-    do {
-        writer.field(textOf(rows, "job").c_str(), "role", textOf(rows, "role"), textOf(rows, "name"));
-    } while (rows.next());
-    writer.end();
+    if (!credits.empty()) {
+        children.add("director", fmt::format("<credits>{}\n    </credits>", credits));
+    }
 }
 
-// "xmltv_ns" counts from 0 and leaves out what is not known.
-std::string episodeNumbers(std::int64_t season, std::int64_t episode)
+// Of a field and details of the same kind, an export has what ListingRecords.cpp counts on.
+void addPlainFields(const sqlite::Query& airing, Children& children)
 {
-    const auto zeroBased = [](std::int64_t number) { return number > 0 ? std::to_string(number - 1) : std::string(); };
-    return zeroBased(season) + "." + zeroBased(episode) + ".";
+    if (airing.number("year") > 0 && !children.hasDetail("<date")) {
+        children.add({"date", {}, fmt::format("{:04}", airing.number("year")), {}});
+    }
+    if (airing.number("runtime") > 0 && !children.hasDetail("<length")) {
+        children.add({"length", {{"units", "minutes"}}, std::to_string(airing.number("runtime")), {}});
+    }
+    ListingElement icon = iconOf(airing, "image");
+    std::string inImage = ">";
+    appendEscaped(inImage, icon.attribute("src"));
+    if (!children.hasDetailEnding(inImage + "</image>")) {
+        children.add(icon);
+    }
+    const std::int64_t season = airing.number("season");
+    const std::int64_t episode = airing.number("episode");
+    if (season + episode > 0 && !children.hasDetail("<episode-num system=\"xmltv_ns\"")) {
+        children.add({"episode-num", {{"system", "xmltv_ns"}}, episodeNumbers(season, episode), {}});
+    }
+    children.add({"episode-num", {{"system", kContentIdSystem}}, std::to_string(airing.number("content_id")), {}});
+    if (airing.number("series_id") > 0) {
+        children.add({"episode-num", {{"system", kSeriesIdSystem}}, std::to_string(airing.number("series_id")), {}});
+    }
+    if (!children.hasDetail("<rating")) {
+        children.add({"rating", {}, {}, {{"value", {}, textOf(airing, "rating"), {}}}});
+    }
 }
 
-void exportProgrammes(sqlite::Connection& connection, ListingWriter& writer)
+void exportProgrammes(sqlite::Connection& connection, PieceWriter& writer)
 {
     sqlite::Query rows(connection, R"sql(
         SELECT airing.id, listing_id, start, stop, clump, content_id, season, episode, year, runtime,
                image_url, image_width, image_height, translations, lang, title, ep_title, short_desc,
                (SELECT max(clump) + 1 FROM airing AS beside
                 WHERE beside.source_id = airing.source_id AND beside.start = airing.start) AS clumps,
-               series_id, rating
-        FROM airing JOIN source ON source.id = source_id ORDER BY airing.id
+               series_id, rating, coalesce(genre_lang, '') AS genre_lang, coalesce(details, '') AS details
+        FROM airing JOIN source ON source.id = source_id LEFT JOIN airing_details ON airing_id = airing.id
+        ORDER BY airing.id
     )sql");
     while (rows.next()) {
-        writer.begin("programme");
-        writer.attribute("start", xmltvTime(rows.number("start")));
-        writer.attribute("stop", xmltvTime(rows.number("stop")));
-        writer.attribute("channel", textOf(rows, "listing_id"));
+        const std::string details = textOf(rows, "details");
+        Children children(details);
+        addTexts(textsOf(connection, rows), children);
+        addCredits(connection, rows.number("content_id"), children);
+        addGenres(connection, rows, children);
+        addPlainFields(rows, children);
+        const Instant start = rows.number("start");
+        writer.add("  <programme", attribute("start", xmltvTime(start)),
+                   attribute("stop", xmltvTime(rows.number("stop"))), children.attributes(start),
+                   attribute("channel", rows.text("listing_id")));
         if (rows.number("clumps") > 1) {
-            writer.attribute("clumpidx", fmt::format("{}/{}", rows.number("clump"), rows.number("clumps")));
+            writer.add(attribute("clumpidx", fmt::format("{}/{}", rows.number("clump"), rows.number("clumps"))));
         }
-        exportTexts(textsOf(connection, rows), writer);
-        exportCredits(connection, rows.number("content_id"), writer);
-        if (rows.number("year") > 0) {
-            writer.field("date", "", "", fmt::format("{:04}", rows.number("year")));
-        }
-        exportGenres(connection, rows.number("id"), writer);
-        if (rows.number("runtime") > 0) {
-            writer.field("length", "units", "minutes", std::to_string(rows.number("runtime")));
-        }
-        writer.icon(textOf(rows, "image_url"), rows.number("image_width"), rows.number("image_height"));
-        if (rows.number("season") + rows.number("episode") > 0) {
-            writer.field("episode-num", "system", "xmltv_ns",
-                         episodeNumbers(rows.number("season"), rows.number("episode")));
-        }
-        writer.field("episode-num", "system", kContentIdSystem, std::to_string(rows.number("content_id")));
-        if (rows.number("series_id") > 0) {
-            writer.field("episode-num", "system", kSeriesIdSystem, std::to_string(rows.number("series_id")));
-        }
-        if (const std::string rating = textOf(rows, "rating"); !rating.empty()) {
-            writer.begin("rating");
-            writer.field("value", "", "", rating);
-            writer.end();
-        }
-        writer.end();
+        writer.add(">\n");
+        children.write(writer);
+        writer.add("  </programme>\n");
     }
 }
 
 }  // namespace
 
-void exportListing(sqlite::Connection& connection, std::FILE* file)
+void exportListing(sqlite::Connection& connection, const std::function<void(std::string_view piece)>& write)
 {
     const sqlite::Transaction view(connection, sqlite::Transaction::Kind::Read);
-    ListingWriter writer(file);
-    writer.begin("tv");
-    writer.attribute("generator-info-name", "corvaned");
+    PieceWriter writer(write);
+    writer.add("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<tv generator-info-name=\"corvaned\">\n");
     exportChannels(connection, writer);
     exportProgrammes(connection, writer);
-    writer.end();
+    writer.add("</tv>\n");
+    writer.flush();
 }
 
 }  // namespace corvaned

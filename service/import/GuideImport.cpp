@@ -1,8 +1,10 @@
-// Listings are first read into temporary tables, which are on disk, so that memory does not grow with the listing. They
-// end with the connection.
+// Staging tables are temporary and go to disk, so memory stays flat; they end with the connection. StagingStatements.h
+// has them and the statements that make them the guide.
 #include "GuideImport.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <limits>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -14,6 +16,7 @@
 #include "Digest.h"
 #include "Listing.h"
 #include "OperatorError.h"
+#include "StagingStatements.h"
 
 namespace corvaned {
 namespace {
@@ -25,94 +28,7 @@ constexpr std::size_t kMostChannels = 100'000;  // of all listings; their ids ar
 constexpr std::size_t kMostGenres = 20'000;     // likewise
 constexpr int kProgressStep = 1000;
 
-constexpr const char* kStaging = R"sql(
-    PRAGMA temp_store = FILE;
-    CREATE TEMP TABLE staged_channel (
-        id INTEGER PRIMARY KEY, listing_id TEXT NOT NULL UNIQUE, number TEXT NOT NULL, name TEXT NOT NULL,
-        icon_url TEXT NOT NULL, icon_width INTEGER NOT NULL, icon_height INTEGER NOT NULL, source_id INTEGER
-    );
-    CREATE TEMP TABLE staged_airing (
-        id INTEGER PRIMARY KEY, channel INTEGER NOT NULL, start INTEGER NOT NULL, stop INTEGER, clump INTEGER NOT NULL,
-        content_id INTEGER NOT NULL, type TEXT NOT NULL, season INTEGER NOT NULL, episode INTEGER NOT NULL,
-        year INTEGER NOT NULL, runtime INTEGER NOT NULL, image_url TEXT NOT NULL, image_width INTEGER NOT NULL,
-        image_height INTEGER NOT NULL, translations INTEGER NOT NULL, lang TEXT NOT NULL, title TEXT NOT NULL,
-        ep_title TEXT NOT NULL, short_desc TEXT NOT NULL, series_id INTEGER NOT NULL, rating TEXT NOT NULL,
-        UNIQUE (channel, start, content_id)
-    );
-    CREATE TEMP TABLE staged_translation (
-        airing INTEGER NOT NULL, lang TEXT NOT NULL, title TEXT NOT NULL, ep_title TEXT NOT NULL,
-        short_desc TEXT NOT NULL, PRIMARY KEY (airing, lang)
-    ) WITHOUT ROWID;
-    CREATE TEMP TABLE staged_credit (
-        content_id INTEGER NOT NULL, place INTEGER NOT NULL, name TEXT NOT NULL, job TEXT NOT NULL, role TEXT NOT NULL,
-        PRIMARY KEY (content_id, place)
-    ) WITHOUT ROWID;
-    CREATE TEMP TABLE staged_genre (id INTEGER PRIMARY KEY, name TEXT NOT NULL, genre_id INTEGER);
-    CREATE TEMP TABLE staged_airing_genre (
-        airing INTEGER NOT NULL, place INTEGER NOT NULL, genre INTEGER NOT NULL, PRIMARY KEY (airing, place)
-    ) WITHOUT ROWID;
-)sql";
-
-// A programme without an end lasts until the next one of its channel. If that one begins more than six hours later, the
-// listing has a gap, and the programme gets half an hour.
-constexpr const char* kMissingStops = R"sql(
-    UPDATE staged_airing SET stop = coalesce(
-        (SELECT min(later.start) FROM staged_airing AS later
-         WHERE later.channel = staged_airing.channel AND later.start > staged_airing.start
-               AND later.start <= staged_airing.start + 6 * 3600),
-        start + 1800)
-    WHERE stop IS NULL
-)sql";
-
-constexpr const char* kEmptyGuide = R"sql(
-    DELETE FROM channel;
-    DELETE FROM airing;
-    DELETE FROM translation;
-    DELETE FROM airing_genre;
-    DELETE FROM credit;
-    INSERT OR IGNORE INTO source (listing_id) SELECT listing_id FROM staged_channel ORDER BY id;
-    UPDATE staged_channel SET source_id = (SELECT id FROM source WHERE listing_id = staged_channel.listing_id);
-    INSERT OR IGNORE INTO genre (name) SELECT name FROM staged_genre ORDER BY id;
-    INSERT OR IGNORE INTO person (name) SELECT name FROM staged_credit ORDER BY content_id, place;
-    INSERT INTO credit
-        SELECT content_id, place, person.id, job, role FROM staged_credit JOIN person ON person.name = staged_credit.name;
-    UPDATE staged_genre SET genre_id = (SELECT genre.id FROM genre WHERE genre.name = staged_genre.name);
-)sql";
-
-// Parameters of the copies: the number added to the ids of airings, and the seconds added to times.
-constexpr std::string_view kCopyAirings = R"sql(
-    INSERT INTO airing
-    SELECT staged.id + ?1, source_id, start + ?2, stop + ?2, clump, content_id, type, season, episode, year, runtime,
-           image_url, image_width, image_height, translations, lang, title, ep_title, short_desc, series_id, rating
-    FROM staged_airing AS staged JOIN staged_channel ON staged_channel.id = channel
-    ORDER BY staged.id
-)sql";
-constexpr std::string_view kCopyTranslations =
-    "INSERT INTO translation SELECT airing + ?1, lang, title, ep_title, short_desc FROM staged_translation";
-constexpr std::string_view kCopyGenres =
-    "INSERT INTO airing_genre SELECT airing + ?1, place, genre_id FROM staged_airing_genre "
-    "JOIN staged_genre ON staged_genre.id = genre";
-
-// One row per content, however many airings it has. In the order of the row ids, because any other order rewrites the
-// index again and again.
-constexpr const char* kFillSearch = R"sql(
-    INSERT INTO search (search) VALUES ('delete-all');
-    INSERT INTO search (rowid, title, ep_title, short_desc, people)
-    SELECT content_id,
-           title || CASE translations WHEN 0 THEN '' ELSE
-               (SELECT ' ' || group_concat(title, ' ') FROM translation WHERE airing_id = first.id) END,
-           ep_title || CASE translations WHEN 0 THEN '' ELSE
-               (SELECT ' ' || group_concat(ep_title, ' ') FROM translation WHERE airing_id = first.id) END,
-           short_desc || CASE translations WHEN 0 THEN '' ELSE
-               (SELECT ' ' || group_concat(short_desc, ' ') FROM translation WHERE airing_id = first.id) END,
-           (SELECT group_concat(name, ' ') FROM credit JOIN person ON person.id = person_id
-            WHERE credit.content_id = first.content_id)
-    FROM (SELECT min(id) AS id, content_id, translations, title, ep_title, short_desc
-          FROM airing GROUP BY content_id) AS first
-    ORDER BY content_id;
-)sql";
-
-// Independent of the machine's byte order: the digest's first eight bytes, lowest first.
+// The same on every machine, whatever its byte order: the digest's first eight bytes, lowest first.
 std::int64_t contentId(const std::string& key)
 {
     const Sha1 digest = sha1(key);
@@ -123,7 +39,15 @@ std::int64_t contentId(const std::string& key)
     return static_cast<std::int64_t>(id >> 1);  // positive, so that it has no sign in a URL
 }
 
-// The ids of a programme in the guide.
+std::string digestOf(std::string_view first, std::string_view second)
+{
+    Digest digest;
+    digest.add(first);
+    digest.add(second);
+    return digest.hex();
+}
+
+// The ids under which the guide knows a programme.
 struct ProgrammeIds {
     std::int64_t content;
     std::int64_t series;  // 0: of none
@@ -141,18 +65,16 @@ ProgrammeIds idsOf(const ListingProgramme& programme)
     return ids;
 }
 
-// The time that one day of the staged guide covers.
-struct StagedSpan {
-    Instant first = 0;
-    Instant last = 0;
-};
-
 class Staging : public ListingSink {
 public:
     Staging(sqlite::Connection& connection, const ImportOptions& options) : m_connection(connection), m_options(options)
     {
         connection.execute(kStaging);
         m_staging.emplace(connection, sqlite::Transaction::Kind::Read);
+        m_heldDigest = fact("digest");
+        if (options.isMerge) {
+            stageHeldChannels();
+        }
     }
 
     void read(const ListingInput& input)
@@ -160,6 +82,7 @@ public:
         m_listing = {};
         m_listing.name = input.name;
         const std::unique_ptr<ByteSource> source = input.open();
+        sqlite::Query(m_connection, "INSERT INTO staged_listing VALUES (?1, ?1)").bind(listingId()).run();
         readListing(*source, input.name, *this);
         if (m_listing.skipped > kWarningsPerListing) {
             m_options.warn(fmt::format("{}: {} more like these", input.name, m_listing.skipped - kWarningsPerListing));
@@ -167,7 +90,7 @@ public:
         m_report.listings.push_back(m_listing);
     }
 
-    /// Ends the reading and makes the staged rows the guide.
+    /// Ends the reading and makes what was staged the guide.
     ImportReport apply();
 
     void addChannel(const ListingChannel& channel) override;
@@ -180,6 +103,9 @@ private:
         bool declared;
     };
 
+    // Of the listing that is being read; its place in m_report.listings.
+    std::int64_t listingId() const { return static_cast<std::int64_t>(m_report.listings.size()); }
+
     void checkCount(std::size_t count, std::size_t most, const char* what) const;
     std::int64_t channelId(const std::string& listingId);
     std::int64_t genreId(const std::string& name);
@@ -187,10 +113,18 @@ private:
     void stageTranslations(const ListingProgramme& programme, std::int64_t airing);
     void stageGenres(const ListingProgramme& programme, std::int64_t airing);
     void stageCredits(const ListingProgramme& programme, std::int64_t content);
+    void stageDetails(const ListingProgramme& programme, std::int64_t airing);
     void digestProgramme(const ListingProgramme& programme, const ProgrammeIds& ids);
-    StagedSpan spanOfStaged();
+    void bundleListings();
+    std::size_t moveListings();
     std::string lineup();
-    void replaceGuide(const std::vector<std::int64_t>& shifts);
+    void replaceGuide(std::size_t passes);
+    void fillGuide(std::size_t passes);
+    std::int64_t longestAiring();
+    void describeGuide();
+    void stageHeldChannels();
+    void keepHeldGuide(std::int64_t idsTaken);
+    std::string fact(std::string_view name);
     void setFact(std::string_view name, std::string_view value);
     void setFact(std::string_view name, std::int64_t value);
 
@@ -200,8 +134,9 @@ private:
     ImportReport m_report;
     std::int64_t m_stagedAirings = 0;
     Digest m_digest;
+    std::string m_heldDigest;                      // of the guide that was held when the reading began
     std::optional<sqlite::Transaction> m_staging;  // while listings are read
-    // Bounded: these grow with the channels and genres, not with the programmes.
+    // These grow with channels and genres, which are bounded, not with programmes.
     std::unordered_map<std::string, KnownChannel> m_channels;
     std::unordered_map<std::string, std::int64_t> m_genres;
 };
@@ -220,7 +155,7 @@ std::int64_t Staging::channelId(const std::string& listingId)
         m_channels.try_emplace(listingId, KnownChannel{static_cast<std::int64_t>(m_channels.size()) + 1, false});
     if (added) {
         checkCount(m_channels.size(), kMostChannels, "channels");
-        sqlite::Query(m_connection, "INSERT INTO staged_channel VALUES (?, ?, '', ?, '', 0, 0, NULL)")
+        sqlite::Query(m_connection, "INSERT INTO staged_channel VALUES (?, ?, '', ?, '', 0, 0, '', NULL)")
             .bind(known->second.id, listingId, listingId)
             .run();
     }
@@ -237,6 +172,21 @@ std::int64_t Staging::genreId(const std::string& name)
     return known->second;
 }
 
+// Held channels come first, so that those without a listed number keep the number that they have.
+void Staging::stageHeldChannels()
+{
+    sqlite::Query rows(m_connection,
+                       "SELECT listing_id, iif(is_number_listed, number, '') AS number, name, icon_url, icon_width, "
+                       "icon_height, details FROM channel JOIN source ON source.id = source_id ORDER BY position");
+    while (rows.next()) {
+        const std::int64_t id = channelId(std::string(rows.text("listing_id")));
+        sqlite::Query(m_connection, kDeclareChannel)
+            .bind(rows.text("number"), rows.text("name"), rows.text("icon_url"), rows.number("icon_width"),
+                  rows.number("icon_height"), rows.text("details"), id)
+            .run();
+    }
+}
+
 void Staging::addChannel(const ListingChannel& channel)
 {
     ++m_listing.channels;
@@ -245,14 +195,12 @@ void Staging::addChannel(const ListingChannel& channel)
     if (std::exchange(declared, true)) {
         return;
     }
-    sqlite::Query(m_connection,
-                  "UPDATE staged_channel SET number = ?, name = ?, icon_url = ?, icon_width = ?, icon_height = ? "
-                  "WHERE id = ?")
+    sqlite::Query(m_connection, kDeclareChannel)
         .bind(channel.number, channel.name, channel.icon.url, std::int64_t{channel.icon.width},
-              std::int64_t{channel.icon.height}, id)
+              std::int64_t{channel.icon.height}, channel.details, id)
         .run();
     m_digest.add("channel");
-    for (const std::string& text : {channel.id, channel.number, channel.name, channel.icon.url}) {
+    for (const std::string& text : {channel.id, channel.number, channel.name, channel.icon.url, channel.details}) {
         m_digest.add(text);
     }
     m_digest.add(channel.icon.width);
@@ -275,6 +223,7 @@ void Staging::addProgramme(const ListingProgramme& programme)
     stageTranslations(programme, airing);
     stageGenres(programme, airing);
     stageCredits(programme, ids.content);
+    stageDetails(programme, airing);
 }
 
 // Returns false if the listings have this airing already.
@@ -287,14 +236,14 @@ bool Staging::stageAiring(const ListingProgramme& programme, const ProgrammeIds&
         m_connection,
         "INSERT OR IGNORE INTO staged_airing (id, channel, start, stop, clump, content_id, type, season, "
         "episode, year, runtime, image_url, image_width, image_height, translations, lang, title, "
-        "ep_title, short_desc, series_id, rating) "
-        "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+        "ep_title, short_desc, series_id, rating, listing) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     insert.bind(airing, channelId(programme.channel), programme.start, programme.stop.value_or(0),
                 std::int64_t{programme.clump}, ids.content, programme.type, std::int64_t{programme.season},
                 std::int64_t{programme.episode}, std::int64_t{programme.year}, std::int64_t{programme.runtime},
                 programme.image.url, std::int64_t{programme.image.width}, std::int64_t{programme.image.height},
                 translations, first.lang, first.title, first.episodeTitle, first.description, ids.series,
-                programme.rating);
+                programme.rating, listingId());
     if (!programme.stop) {
         insert.bindNull(kStopParameter);
     }
@@ -331,13 +280,22 @@ void Staging::stageCredits(const ListingProgramme& programme, std::int64_t conte
     }
     std::int64_t place = 0;
     for (const ListingCredit& credit : programme.credits) {
-        sqlite::Query(m_connection, "INSERT INTO staged_credit VALUES (?, ?, ?, ?, ?)")
-            .bind(content, place++, credit.name, credit.job, credit.role)
+        sqlite::Query(m_connection, "INSERT INTO staged_credit VALUES (?, ?, ?, ?, ?, ?)")
+            .bind(content, place++, credit.name, credit.job, credit.role, credit.details)
             .run();
     }
 }
 
-// The order of the fields matters: a database compares this digest with that of its next import.
+void Staging::stageDetails(const ListingProgramme& programme, std::int64_t airing)
+{
+    if (!programme.details.empty() || !programme.genreLang.empty()) {
+        sqlite::Query(m_connection, "INSERT INTO staged_details VALUES (?, ?, ?)")
+            .bind(airing, programme.genreLang, programme.details)
+            .run();
+    }
+}
+
+// The order matters: a database keeps the digest of its guide from one import to the next.
 void Staging::digestProgramme(const ListingProgramme& programme, const ProgrammeIds& ids)
 {
     m_digest.add("programme");
@@ -362,10 +320,12 @@ void Staging::digestProgramme(const ListingProgramme& programme, const Programme
         m_digest.add(genre);
     }
     for (const ListingCredit& credit : programme.credits) {
-        for (const std::string* const part : {&credit.job, &credit.name, &credit.role}) {
+        for (const std::string* const part : {&credit.job, &credit.name, &credit.role, &credit.details}) {
             m_digest.add(*part);
         }
     }
+    m_digest.add(programme.genreLang);
+    m_digest.add(programme.details);
 }
 
 void Staging::skip(int line, const std::string& reason)
@@ -377,71 +337,155 @@ void Staging::skip(int line, const std::string& reason)
 
 ImportReport Staging::apply()
 {
-    m_report.channels = static_cast<std::int64_t>(m_channels.size());
     const bool allBroken =
         std::all_of(m_report.listings.begin(), m_report.listings.end(),
                     [](const ListingReport& listing) { return listing.programmes == 0 && listing.skipped > 0; });
     if (allBroken) {
         throw OperatorError("no programme in the listings can be used; the guide is unchanged");
     }
-    if (m_report.channels == 0) {
-        throw OperatorError("the listings contain neither channels nor programmes; the guide is unchanged");
+    if (m_stagedAirings == 0) {
+        throw OperatorError(m_channels.empty()
+                                ? "the listings contain neither channels nor programmes; the guide is unchanged"
+                                : "the listings contain channels but no programmes; the guide is unchanged");
     }
 
     m_connection.execute(kMissingStops);
+    bundleListings();
+    const std::size_t passes = moveListings();
     m_staging->commit();
-    std::vector<std::int64_t> shifts = {0};
-    if (m_stagedAirings > 0) {
-        const StagedSpan span = spanOfStaged();
-        shifts = m_options.shifts(span.first, span.last);
-        m_report.first = span.first + shifts.front();
-        m_report.last = span.last + shifts.back();
-        m_report.shift = shifts.front();
-        m_report.airings = m_stagedAirings * static_cast<std::int64_t>(shifts.size());
-    }
-    for (const std::int64_t shift : shifts) {
-        m_digest.add(shift);
-    }
-    replaceGuide(shifts);
+    replaceGuide(passes);
     return m_report;
 }
 
-StagedSpan Staging::spanOfStaged()
+// Moved apart, listings of different days for the same channel would overlap.
+void Staging::bundleListings()
 {
-    sqlite::Query span(m_connection, "SELECT min(start) AS first, max(stop) AS last FROM staged_airing");
-    span.next();
-    return {span.number("first"), span.number("last")};
+    if (m_report.listings.size() < 2) {
+        return;
+    }
+    sqlite::Query rows(m_connection, "SELECT DISTINCT channel, listing FROM staged_airing ORDER BY channel, listing");
+    sqlite::Query join(m_connection,
+                       "UPDATE staged_listing SET bundle = (SELECT bundle FROM staged_listing WHERE id = ?1) "
+                       "WHERE bundle = (SELECT bundle FROM staged_listing WHERE id = ?2)");
+    std::int64_t channel = 0;
+    for (std::int64_t listing = 0; rows.next(); listing = rows.number("listing")) {
+        if (rows.number("channel") == channel) {
+            join.bind(listing, rows.number("listing")).run();
+        }
+        channel = rows.number("channel");
+    }
 }
 
-void Staging::replaceGuide(const std::vector<std::int64_t>& shifts)
+// Decides by how much each bundle is moved. @return the number of times that the guide is repeated
+std::size_t Staging::moveListings()
+{
+    std::size_t passes = 0;
+    sqlite::Query bundles(m_connection,
+                          "SELECT bundle, min(start) AS first, max(stop) AS last, count(*) AS airings "
+                          "FROM staged_airing JOIN staged_listing ON staged_listing.id = listing GROUP BY bundle");
+    while (bundles.next()) {
+        const std::int64_t bundle = bundles.number("bundle");
+        const auto middle = [&] {
+            sqlite::Query starts(m_connection,
+                                 "SELECT start FROM staged_airing JOIN staged_listing ON staged_listing.id = listing "
+                                 "WHERE bundle = ? ORDER BY start LIMIT 1 OFFSET ?");
+            starts.bind(bundle, bundles.number("airings") / 2).next();
+            return starts.number("start");
+        };
+        const std::vector<std::int64_t> shifts =
+            m_options.shifts({bundles.number("first"), bundles.number("last"), middle});
+        passes = shifts.size();
+        for (std::size_t pass = 0; pass < passes; ++pass) {
+            sqlite::Query(m_connection, "INSERT INTO staged_move VALUES (?, ?, ?)")
+                .bind(bundle, static_cast<std::int64_t>(pass), shifts[pass])
+                .run();
+            m_digest.add(shifts[pass]);
+        }
+    }
+    sqlite::Query listings(m_connection,
+                           "SELECT listing, shift, min(start) + shift AS first, max(stop) + shift AS last "
+                           "FROM staged_airing JOIN staged_listing ON staged_listing.id = listing "
+                           "JOIN staged_move ON staged_move.bundle = staged_listing.bundle AND pass = 0 "
+                           "GROUP BY listing");
+    while (listings.next()) {
+        ListingReport& listing = m_report.listings.at(static_cast<std::size_t>(listings.number("listing")));
+        listing.shift = listings.number("shift");
+        listing.first = listings.number("first");
+        listing.last = listings.number("last");
+    }
+    return passes;
+}
+
+void Staging::replaceGuide(std::size_t passes)
 {
     const std::string digest = m_digest.hex();
+    // A merge depends on the guide that it adds to.
+    const char* const factName = m_options.isMerge ? "merged" : "digest";
     sqlite::Transaction transaction(m_connection, sqlite::Transaction::Kind::Write);
-    {
-        sqlite::Query held(m_connection, "SELECT value FROM guide WHERE name = 'digest'");
-        m_report.changed = !held.next() || held.text(0) != digest;
+    m_report.changed = fact(factName) != digest;
+    if (m_options.isMerge && fact("digest") != m_heldDigest) {
+        throw OperatorError("another import has changed the guide meanwhile; import again");
     }
-    if (!m_report.changed) {
-        return;
+    if (m_report.changed) {
+        fillGuide(passes);
+        setFact("digest", m_options.isMerge ? digestOf(m_heldDigest, digest) : digest);
+        setFact("merged", m_options.isMerge ? digest : "");
+    }
+    describeGuide();
+    if (m_report.changed) {
+        transaction.commit();
+    }
+}
+
+// Empties the guide's tables and fills them with what is staged and, of a merge, with what it leaves of the guide held.
+void Staging::fillGuide(std::size_t passes)
+{
+    if (m_options.isMerge) {
+        m_connection.execute(kHoldGuide);
     }
     m_connection.execute(kEmptyGuide);
     std::int64_t idsTaken = 0;
-    for (const std::int64_t shift : shifts) {
-        sqlite::Query(m_connection, kCopyAirings).bind(idsTaken, shift).run();
-        sqlite::Query(m_connection, kCopyTranslations).bind(idsTaken).run();
-        sqlite::Query(m_connection, kCopyGenres).bind(idsTaken).run();
+    for (std::size_t pass = 0; pass < passes; ++pass) {
+        sqlite::Query(m_connection, kCopyAirings).bind(idsTaken, static_cast<std::int64_t>(pass)).run();
+        for (const std::string_view copy : {kCopyTranslations, kCopyGenres, kCopyDetails}) {
+            sqlite::Query(m_connection, copy).bind(idsTaken).run();
+        }
         idsTaken += m_stagedAirings;
     }
-    m_connection.execute(kFillSearch);
-    const std::string checksum = lineup();
-    setFact("digest", digest);
-    setFact("lineup", checksum);
-    {
-        sqlite::Query longest(m_connection, "SELECT coalesce(max(stop - start), 0) FROM airing");
-        longest.next();
-        setFact("longest", longest.number(0));
+    if (m_options.isMerge) {
+        keepHeldGuide(idsTaken);
     }
-    transaction.commit();
+    m_connection.execute(kFillSearch);
+    setFact("lineup", lineup());
+    setFact("longest", longestAiring());
+}
+
+void Staging::keepHeldGuide(std::int64_t idsTaken)
+{
+    sqlite::Query(m_connection, kDropReplaced).bind(longestAiring()).run();
+    for (const std::string_view copy : kKeepHeld) {
+        sqlite::Query(m_connection, copy).bind(idsTaken).run();
+    }
+    m_connection.execute(kKeepCredits);
+}
+
+std::int64_t Staging::longestAiring()
+{
+    sqlite::Query longest(m_connection, "SELECT coalesce(max(stop - start), 0) FROM airing");
+    longest.next();
+    return longest.number(0);
+}
+
+void Staging::describeGuide()
+{
+    sqlite::Query guide(m_connection,
+                        "SELECT (SELECT count(*) FROM channel) AS channels, count(*) AS airings, min(start) AS first, "
+                        "max(stop) AS last FROM airing");
+    guide.next();
+    m_report.channels = guide.number("channels");
+    m_report.airings = guide.number("airings");
+    m_report.first = guide.number("first");
+    m_report.last = guide.number("last");
 }
 
 // Writes the line-up and returns its checksum. A channel without a number in the listings gets the next free one.
@@ -456,12 +500,17 @@ std::string Staging::lineup()
     }
     Digest checksum;
     std::int64_t lastGiven = 0;
-    sqlite::Query rows(m_connection,
-                       "SELECT source_id, number, name, icon_url, icon_width, icon_height FROM staged_channel "
-                       "ORDER BY number = '', CAST(number AS INTEGER), id");
+    // A number may have two parts, as in "5.1".
+    sqlite::Query rows(m_connection, R"sql(
+        SELECT source_id, number, name, icon_url, icon_width, icon_height, details FROM staged_channel
+        ORDER BY number = '', CAST(number AS INTEGER),
+                 CAST(substr(number, length(rtrim(number, '0123456789')) + 1) AS INTEGER)
+                     * (length(rtrim(number, '0123456789')) > 0), id
+    )sql");
     for (std::int64_t position = 0; rows.next(); ++position) {
         std::string number(rows.text("number"));
-        if (number.empty()) {
+        const bool isListed = !number.empty();
+        if (!isListed) {
             do {
                 number = std::to_string(++lastGiven);
             } while (taken.count(number) > 0);
@@ -471,8 +520,9 @@ std::string Staging::lineup()
         const std::string_view iconUrl = rows.text("icon_url");
         const std::int64_t iconWidth = rows.number("icon_width");
         const std::int64_t iconHeight = rows.number("icon_height");
-        sqlite::Query(m_connection, "INSERT INTO channel VALUES (?, ?, ?, ?, ?, ?, ?)")
-            .bind(source, position, number, name, iconUrl, iconWidth, iconHeight)
+        sqlite::Query(m_connection, "INSERT INTO channel VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)")
+            .bind(source, position, number, name, iconUrl, iconWidth, iconHeight, rows.text("details"),
+                  std::int64_t{isListed})
             .run();
         checksum.add(source);
         checksum.add(number);
@@ -482,6 +532,13 @@ std::string Staging::lineup()
         checksum.add(iconHeight);
     }
     return checksum.hex();
+}
+
+std::string Staging::fact(std::string_view name)
+{
+    sqlite::Query value(m_connection, "SELECT value FROM guide WHERE name = ?");
+    value.bind(name);
+    return value.next() ? std::string(value.text(0)) : std::string();
 }
 
 void Staging::setFact(std::string_view name, std::string_view value)
@@ -496,28 +553,34 @@ void Staging::setFact(std::string_view name, std::int64_t value)
 
 }  // namespace
 
-std::vector<std::int64_t> asListed(Instant, Instant)
+std::vector<std::int64_t> asListed(const ListedSpan&)
 {
     return {0};
 }
 
 Shifts movedToToday(Instant now, const Zone& zone)
 {
-    const Instant today = zone.midnight(now);
-    return [now, today](Instant first, Instant last) -> std::vector<std::int64_t> {
-        if (last > now) {
+    return [now, zone](const ListedSpan& span) -> std::vector<std::int64_t> {
+        const auto covers = [&](std::int64_t shift) { return span.first + shift <= now && now < span.last + shift; };
+        if (covers(0)) {
             return {0};
         }
-        // Takes the week that brings most of the guide to today; if two weeks bring as much, the later one.
-        const auto covered = [&](std::int64_t shift) {
-            return std::min(last + shift, today + kDay) - std::max(first + shift, today);
-        };
-        const std::int64_t latest = (today + kDay - first) / kWeek * kWeek;
-        const std::int64_t best = covered(latest) >= covered(latest - kWeek) ? latest : latest - kWeek;
-        if (covered(best) > 0) {
-            return {best};
+        const std::int64_t unit = span.last - span.first >= kWeek ? kWeek : kDay;
+        const Instant middle = span.middle();
+        // Of the shifts that make it cover now, the one that brings its middle nearest to now. That one is among these:
+        // a listing of at least one unit always has a programme within a unit of its middle on either side.
+        std::int64_t best = 0;
+        std::pair<bool, std::int64_t> least{true, std::numeric_limits<std::int64_t>::max()};
+        for (std::int64_t units = (now - middle) / unit - 2; units <= (now - middle) / unit + 2; ++units) {
+            const std::int64_t plain = units * unit;
+            const std::int64_t shift = plain + zone.offsetAt(middle) - zone.offsetAt(middle + plain);
+            const std::pair<bool, std::int64_t> rank{!covers(shift), std::abs(middle + shift - now)};
+            if (rank < least) {
+                least = rank;
+                best = shift;
+            }
         }
-        return {(today + kDay - 1 - first) / kDay * kDay};
+        return {best};
     };
 }
 

@@ -1,5 +1,5 @@
-// Replaces the guide by listings: reads them into temporary tables of the importing connection, then replaces the guide
-// in one transaction. Readers see the old guide or the new one. A refused listing changes nothing.
+// Makes the listings given the guide, or adds them to it: reads them into tables of the importing connection, then
+// replaces the guide in one transaction. Readers see the old guide or the new one; a refused listing changes nothing.
 #pragma once
 
 #include <cstdint>
@@ -14,49 +14,65 @@
 
 namespace corvaned {
 
-/// A listing to import: its name in messages, and a function that opens it.
+/// A listing to import: what messages call it and how its bytes are had.
 struct ListingInput {
     std::string name;
     std::function<std::unique_ptr<ByteSource>()> open;
 };
 
-/// The seconds by which the guide is moved, given its first start and its last stop. Several entries repeat the guide.
-using Shifts = std::function<std::vector<std::int64_t>(Instant first, Instant last)>;
+/// The time span of a listing's programmes.
+struct ListedSpan {
+    Instant first = 0;                // start of the first programme
+    Instant last = 0;                 // latest end of a programme
+    std::function<Instant()> middle;  // the start of a programme with as many before it as after it
+};
 
-/// Does not move the guide.
-std::vector<std::int64_t> asListed(Instant first, Instant last);
+/// Returns the seconds by which a listing is moved. More than one entry repeats it; the number of entries must not
+/// depend on the span. Listings that have a channel in common are moved as one.
+using Shifts = std::function<std::vector<std::int64_t>(const ListedSpan& span)>;
 
-/// Moves a past guide to the present: by whole weeks, so that weekdays stay, or by whole days if it is so short that no
-/// number of weeks reaches today. Does not move a guide that lasts beyond now.
+/// The guide as its listings date it.
+std::vector<std::int64_t> asListed(const ListedSpan& span);
+
+/// Moves a listing that does not cover now so that it does, with about as many programmes before now as after it: by
+/// whole weeks, so that weekdays stay, or by whole days if the listing is shorter than a week. A listing of less than a
+/// day may miss now by hours. Times of day stay the same by the zone's wall clock.
 Shifts movedToToday(Instant now, const Zone& zone);
 
 struct ListingReport {
     std::string name;
     std::int64_t channels = 0;
-    std::int64_t programmes = 0;  // usable programmes read, including repeated ones
+    std::int64_t programmes = 0;  // read and usable, repeats included
     std::int64_t skipped = 0;     // broken channels and programmes
-    std::int64_t repeated = 0;    // programmes that occurred before in the same slot
+    std::int64_t repeated = 0;    // the same programme in the same slot once more
+    std::int64_t shift = 0;       // seconds that it was moved by
+    Instant first = 0;            // of its programmes, after moving; 0 if there are none
+    Instant last = 0;
 };
 
 struct ImportReport {
     std::vector<ListingReport> listings;
-    bool changed = false;       // false: the guide was the same before
-    std::int64_t channels = 0;  // of the guide, including those that only programmes name
+    bool changed = false;  // false: the guide held exactly this before
+
+    // The whole guide after the import.
+    std::int64_t channels = 0;  // those included that only programmes name
     std::int64_t airings = 0;
-    Instant first = 0;  // of the guide, after moving; 0 without airings
+    Instant first = 0;
     Instant last = 0;
-    std::int64_t shift = 0;  // seconds by which it was moved
 };
 
 struct ImportOptions {
     Shifts shifts = asListed;
+    /// Whether the programmes are added to the guide that is held instead of replacing it. A new programme then
+    /// replaces the held ones that it overlaps on its channel.
+    bool isMerge = false;
     std::function<void(const std::string& line)> warn = [](const std::string&) {};
     std::function<void(const std::string& listing, std::int64_t programmes)> progress = [](const std::string&,
                                                                                            std::int64_t) {};
 };
 
-/// Replaces the guide by the listings. If a programme occurs twice in the same slot, the first one counts. A programme
-/// without a stop lasts until the next one of its channel.
+/// Replaces the guide by what the listings hold, or adds that. If two of them claim the same programme in the same
+/// slot, the first counts. A programme without a stop lasts until the next one of its channel.
 /// @throws OperatorError if a listing is refused or none can be used; the guide is then unchanged
 ImportReport importGuide(Store& store, const std::vector<ListingInput>& listings, const ImportOptions& options);
 

@@ -16,6 +16,9 @@ namespace corvaned {
 constexpr const char* kContentIdSystem = "corvaned_content";
 constexpr const char* kSeriesIdSystem = "corvaned_series";
 
+/// What the service's own exports write as the title of a programme without one: other programs refuse such programmes.
+constexpr const char* kNoTitle = "-";
+
 /// The address of an image and its size in pixels, 0 if the listing does not give it.
 struct ListingImage {
     std::string url;
@@ -25,9 +28,10 @@ struct ListingImage {
 
 struct ListingChannel {
     std::string id;
-    std::string name;    // the first display name that is more than a number, else the number
-    std::string number;  // the logical channel number, perhaps empty
+    std::string name;    // the first display name that is not a number, else the first one, else the id
+    std::string number;  // <lcn>, else the first display name beside the name that is a number; perhaps empty
     ListingImage icon;
+    std::string details;  // what has no field here (ListingDetails.h)
 };
 
 /// The strings of a programme in one language; lang as in the listing, may be empty.
@@ -42,7 +46,8 @@ struct ListingText {
 struct ListingCredit {
     std::string job;  // "director", "actor", "presenter" ... as XMLTV names its elements
     std::string name;
-    std::string role;  // of an actor, perhaps empty
+    std::string role;     // of an actor, perhaps empty
+    std::string details;  // the element as XML if it has more, as a picture of the person; else empty
 };
 
 struct ListingProgramme {
@@ -52,6 +57,7 @@ struct ListingProgramme {
     int clump = 0;                    // place among the programmes that share the slot
     std::vector<ListingText> texts;   // at least one, its title perhaps empty; the first is the listing's choice
     std::vector<std::string> genres;  // in one language, without repeats
+    std::string genreLang;            // that language, perhaps empty
     std::string type;                 // "movie", "series" or "program"
     std::string key;                  // the same for every airing of the same film or episode
     std::string seriesKey;            // the same for every episode of a series; empty if there is none
@@ -62,8 +68,9 @@ struct ListingProgramme {
     int year = 0;     // 0 unknown
     int runtime = 0;  // minutes; 0 unknown
     ListingImage image;
-    std::string rating;  // of the first rating system named, perhaps empty
-    std::vector<ListingCredit> credits;
+    std::string rating;                  // of the first rating system named, perhaps empty
+    std::vector<ListingCredit> credits;  // in the order of XMLTV's document type
+    std::string details;                 // what has no field here (ListingDetails.h)
 };
 
 /// Receives a listing in the order of its elements. An exception of a member function ends the reading; readListing

@@ -1,167 +1,82 @@
-// The table of children, then the steps of a record from begin to end, then the functions that read the children.
+// The table of children first, then a record from its begin to its end, then how each child is taken up.
 #include "ListingRecords.h"
 
 #include <algorithm>
-#include <cctype>
-#include <charconv>
 #include <iterator>
 
 #include <fmt/format.h>
-#include <libxml/xmlstring.h>
 
+#include "ListingValues.h"
 #include "XmltvTime.h"
 
 namespace corvaned {
 namespace {
 
-constexpr std::size_t kTextLimit = 64UL * 1024;  // bytes of one element's text
-constexpr std::size_t kIdLimit = 1024;           // bytes of a channel id
-constexpr std::size_t kGenreLimit = 1024;        // bytes of a genre's name
-constexpr std::size_t kNumberLimit = 32;         // digits of a channel number
-constexpr std::size_t kCreditLimit = 100;        // people of one programme; further ones are ignored
-constexpr std::size_t kGenresLimit = 100;        // genres of one programme; further ones are ignored
-constexpr std::size_t kLanguageLimit = 100;      // languages of one programme
-
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return c < 0x80 ? std::tolower(c) : c; });
-    return text;
-}
-
-bool isNumber(std::string_view text)
-{
-    return !text.empty() && text.size() <= kNumberLimit &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-// The decimal number at the start of a string; 0 if there is none or it is above a million.
-int leadingNumber(std::string_view text)
-{
-    constexpr int kLargest = 1000000;
-    int value = 0;
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), value);
-    return result.ec == std::errc() && value >= 0 && value <= kLargest ? value : 0;
-}
-
-// Clients fetch images over http or https, so other addresses and relative paths are of no use.
-bool isWebAddress(std::string_view url)
-{
-    return url.substr(0, 7) == "http://" || url.substr(0, 8) == "https://";
-}
-
-// "xmltv_ns" counts from 0: "1 . 4/10 . 0/2" is season 2, episode 5.
-void readXmltvNumbers(std::string_view text, int& season, int& episode)
-{
-    std::string compact;
-    std::copy_if(text.begin(), text.end(), std::back_inserter(compact), [](char c) { return c != ' '; });
-    const std::string_view numbers = compact;
-    const std::size_t dot = numbers.find('.');
-    const std::string_view first = numbers.substr(0, dot);
-    const std::string_view second = dot == std::string_view::npos ? std::string_view() : numbers.substr(dot + 1);
-    const auto oneBased = [](std::string_view number) {
-        return number.empty() || !isNumber(number.substr(0, 1)) ? 0 : leadingNumber(number) + 1;
-    };
-    season = oneBased(first);
-    episode = oneBased(second);
-}
-
-// "onscreen" is free text; only the common format "S02E05" is read.
-void readOnscreenNumbers(const std::string& text, int& season, int& episode)
-{
-    const std::string form = lowered(text);
-    const std::size_t s = form.find('s');
-    const std::size_t e = form.find('e', s == std::string::npos ? 0 : s);
-    if (s == std::string::npos || e == std::string::npos || !isNumber(form.substr(s + 1, 1)) ||
-        !isNumber(form.substr(e + 1, 1))) {
-        return;
-    }
-    season = leadingNumber(std::string_view(form).substr(s + 1));
-    episode = leadingNumber(std::string_view(form).substr(e + 1));
-}
-
-// An id from an export of the service; 0 if it is not one.
-std::int64_t exportedId(std::string_view text)
-{
-    std::int64_t id = 0;
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), id);
-    return result.ec == std::errc() && result.ptr == text.data() + text.size() && id > 0 ? id : 0;
-}
-
-bool isMovieGenre(const std::string& genre)
-{
-    constexpr std::string_view kMovie[] = {"movie", "movies", "film", "films", "feature film"};
-    return std::find(std::begin(kMovie), std::end(kMovie), lowered(genre)) != std::end(kMovie);
-}
-
-// Episodes ("EP...") share the part of their programme id before the dot. Other ids are of films and single programmes.
-std::string seriesOfProgramId(const std::string& id)
-{
-    return id.substr(0, 2) == "EP" && id.find('.') != std::string::npos ? id.substr(0, id.find('.')) : std::string();
-}
+constexpr std::size_t kTextLimit = 64UL * 1024;     // bytes of one element's text
+constexpr std::size_t kIdLimit = 1024;              // bytes of a channel id
+constexpr std::size_t kGenreLimit = 1024;           // bytes of a genre's name
+constexpr std::size_t kNumberLimit = 32;            // digits of a channel number
+constexpr std::size_t kCreditLimit = 100;           // people of one programme; further ones are left out
+constexpr std::size_t kGenresLimit = 100;           // and genres, likewise
+constexpr std::size_t kLanguageLimit = 100;         // of one programme
+constexpr std::size_t kChildLimit = 1000;           // elements inside one; further ones are left out
+constexpr std::size_t kChildBytesLimit = 1 << 20;   // bytes of one child of a record with all in it
+constexpr std::size_t kDetailLimit = 256UL * 1024;  // bytes of details of one channel or programme
 
 }  // namespace
 
-bool isFieldGroup(std::string_view element)
-{
-    return element == "credits" || element == "rating";
-}
-
-std::string collapsed(std::string_view text)
-{
-    std::string result;
-    result.reserve(text.size());
-    bool blank = false;
-    for (const char c : text) {
-        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
-            blank = !result.empty();
-        } else {
-            if (blank) {
-                result += ' ';
-                blank = false;
-            }
-            result += c;
-        }
-    }
-    return result;
-}
-
 const RecordReader::Field RecordReader::kFields[] = {
-    {Record::Channel, "display-name", &RecordReader::takeDisplayName},
-    {Record::Channel, "lcn", &RecordReader::takeLogicalNumber},
-    {Record::Channel, "icon", &RecordReader::takeIcon},
-    {Record::Programme, "title", &RecordReader::takeTitle},
-    {Record::Programme, "sub-title", &RecordReader::takeEpisodeTitle},
-    {Record::Programme, "desc", &RecordReader::takeDescription},
-    {Record::Programme, "category", &RecordReader::takeCategory},
-    {Record::Programme, "episode-num", &RecordReader::takeEpisodeNumber},
-    {Record::Programme, "date", &RecordReader::takeDate},
-    {Record::Programme, "length", &RecordReader::takeLength},
-    {Record::Programme, "icon", &RecordReader::takeIcon},
-    {Record::Programme, "image", &RecordReader::takeImage},
-    {Record::Programme, "credits/director", &RecordReader::takeCredit},
-    {Record::Programme, "credits/actor", &RecordReader::takeCredit},
-    {Record::Programme, "credits/presenter", &RecordReader::takeCredit},
-    {Record::Programme, "credits/guest", &RecordReader::takeCredit},
-    {Record::Programme, "credits/commentator", &RecordReader::takeCredit},
-    {Record::Programme, "credits/writer", &RecordReader::takeCredit},
-    {Record::Programme, "credits/producer", &RecordReader::takeCredit},
-    {Record::Programme, "credits/composer", &RecordReader::takeCredit},
-    {Record::Programme, "rating/value", &RecordReader::takeRating},
+    {Record::Channel, "display-name", false, &RecordReader::takeDisplayName},
+    {Record::Channel, "lcn", true, &RecordReader::takeLogicalNumber},
+    {Record::Channel, "icon", false, &RecordReader::takeIcon},
+    {Record::Channel, "url", false, nullptr},
+    {Record::Programme, "title", false, &RecordReader::takeTitle},
+    {Record::Programme, "sub-title", false, &RecordReader::takeEpisodeTitle},
+    {Record::Programme, "desc", false, &RecordReader::takeDescription},
+    {Record::Programme, "credits", false, &RecordReader::takeCredits},
+    {Record::Programme, "date", true, &RecordReader::takeDate},
+    {Record::Programme, "category", false, &RecordReader::takeCategory},
+    {Record::Programme, "keyword", false, nullptr},
+    {Record::Programme, "language", true, nullptr},
+    {Record::Programme, "orig-language", true, nullptr},
+    {Record::Programme, "length", true, &RecordReader::takeLength},
+    {Record::Programme, "icon", false, &RecordReader::takeIcon},
+    {Record::Programme, "url", false, nullptr},
+    {Record::Programme, "country", false, nullptr},
+    {Record::Programme, "episode-num", false, &RecordReader::takeEpisodeNumber},
+    {Record::Programme, "video", true, nullptr},
+    {Record::Programme, "audio", true, nullptr},
+    {Record::Programme, "previously-shown", true, nullptr},
+    {Record::Programme, "premiere", true, nullptr},
+    {Record::Programme, "last-chance", true, nullptr},
+    {Record::Programme, "new", true, nullptr},
+    {Record::Programme, "subtitles", false, nullptr},
+    {Record::Programme, "rating", false, &RecordReader::takeRating},
+    {Record::Programme, "star-rating", false, nullptr},
+    {Record::Programme, "review", false, nullptr},
+    {Record::Programme, "image", false, &RecordReader::takeImage},
 };
 
-void RecordReader::begin(std::string_view element, Attributes attributes, int line)
+void RecordReader::begin(std::string_view element, const Attributes& attributes, int line)
 {
-    m_attributes = std::move(attributes);
     m_line = line;
     m_fault.clear();
-    m_text.clear();
-    m_field = nullptr;
+    m_open.clear();
+    m_unread = 0;
+    m_seen.clear();
+    m_details.clear();
+    m_detailBytes = 0;
     m_record = element == "channel" ? Record::Channel : element == "programme" ? Record::Programme : Record::None;
-    checkEncoding();
+    if (m_record == Record::None) {
+        return;
+    }
+    m_start = {};
+    for (const auto& [name, value] : attributes) {
+        m_start.attributes.emplace_back(name, collapsed(value));
+    }
     if (m_record == Record::Channel) {
         beginChannel();
-    } else if (m_record == Record::Programme) {
+    } else {
         beginProgramme();
     }
 }
@@ -169,7 +84,8 @@ void RecordReader::begin(std::string_view element, Attributes attributes, int li
 void RecordReader::beginChannel()
 {
     m_channel = {};
-    m_channel.id = attribute("id");
+    m_names.clear();
+    m_channel.id = m_start.attribute("id");
     if (m_channel.id.empty()) {
         setFault("the channel has no id");
     } else if (m_channel.id.size() > kIdLimit) {
@@ -180,19 +96,25 @@ void RecordReader::beginChannel()
 void RecordReader::beginProgramme()
 {
     m_programme = {};
-    m_genreLang.clear();
     m_programId.clear();
     m_seriesId.clear();
-    m_poster = false;
-    m_programme.channel = attribute("channel");
-    m_programme.clump = leadingNumber(attribute("clumpidx"));
+    m_iconDetail.reset();
+    m_poster.clear();
+    m_otherImage.clear();
+    m_onscreenSeason = 0;
+    m_onscreenEpisode = 0;
+    m_isNumbered = false;
+    m_plainNumbers.reset();
+    m_plainRating.reset();
+    m_programme.channel = m_start.attribute("channel");
+    m_programme.clump = leadingNumber(m_start.attribute("clumpidx"));
     if (m_programme.channel.empty()) {
         setFault("the programme names no channel");
     } else if (m_programme.channel.size() > kIdLimit) {
         setFault(fmt::format("the programme's channel id is longer than {} bytes", kIdLimit));
     }
     std::string problem;
-    const std::string start = attribute("start");
+    const std::string& start = m_start.attribute("start");
     if (start.empty()) {
         setFault("the programme has no start");
     } else if (const std::optional<Instant> instant = parseXmltvTime(start, problem)) {
@@ -200,7 +122,7 @@ void RecordReader::beginProgramme()
     } else {
         setFault("start " + problem);
     }
-    if (const std::string stop = attribute("stop"); !stop.empty()) {
+    if (const std::string& stop = m_start.attribute("stop"); !stop.empty()) {
         m_programme.stop = parseXmltvTime(stop, problem);
         if (!m_programme.stop) {
             setFault("stop " + problem);
@@ -208,49 +130,109 @@ void RecordReader::beginProgramme()
             m_programme.stop.reset();
         }
     }
-}
-
-void RecordReader::beginField(std::string_view element, Attributes attributes)
-{
-    const auto* const field = std::find_if(std::begin(kFields), std::end(kFields), [&](const Field& row) {
-        return row.record == m_record && row.element == element;
-    });
-    if (field != std::end(kFields)) {
-        m_field = field;
-        m_text.clear();
-        m_attributes = std::move(attributes);
-        checkEncoding();
+    // Times are kept in seconds after the start, so that they move with it.
+    for (const char* const name : {"pdc-start", "vps-start"}) {
+        const std::optional<Instant> time = parseXmltvTime(m_start.attribute(name), problem);
+        if (time) {
+            m_details.push_back(fmt::format("@{} {}", name, *time - m_programme.start));
+        }
+    }
+    for (const char* const name : {"showview", "videoplus"}) {
+        if (const std::string& value = m_start.attribute(name); !value.empty()) {
+            std::string line = fmt::format(" {}=\"", name);
+            appendEscaped(line, value);
+            m_details.push_back(line + '"');
+        }
     }
 }
 
-// The parser reports the first bytes that are not UTF-8, and checks none after that.
-void RecordReader::checkEncoding()
+void RecordReader::beginElement(std::string_view element, const Attributes& attributes)
 {
-    const auto isUtf8 = [](const std::string& string) { return xmlCheckUTF8(BAD_CAST string.c_str()) != 0; };
-    if (!isUtf8(m_text) || !std::all_of(m_attributes.begin(), m_attributes.end(),
-                                        [&](const auto& attribute) { return isUtf8(attribute.second); })) {
-        setFault("text that is not in the listing's encoding");
+    const auto isField = [&] {
+        return std::any_of(std::begin(kFields), std::end(kFields),
+                           [&](const Field& row) { return row.record == m_record && row.element == element; });
+    };
+    if (m_unread > 0 || m_record == Record::None || !m_fault.empty() || (m_open.empty() && !isField()) ||
+        (!m_open.empty() && m_open.back().children.size() == kChildLimit)) {
+        ++m_unread;
+        return;
+    }
+    if (m_open.empty()) {
+        m_childBytes = 0;
+    }
+    Element& added = m_open.emplace_back();
+    added.name = element;
+    for (const auto& [name, value] : attributes) {
+        added.attributes.emplace_back(name, collapsed(value));
+        countBytes(name.size() + value.size());
     }
 }
 
 void RecordReader::addText(std::string_view text)
 {
-    if (m_field == nullptr) {
+    if (m_unread > 0 || m_open.empty()) {
         return;
     }
-    if (m_text.size() + text.size() > kTextLimit) {
-        setFault(fmt::format("<{}> has more than {} KiB of text", m_field->element, kTextLimit >> 10));
+    Element& element = m_open.back();
+    if (element.text.size() + text.size() > kTextLimit) {
+        setFault(fmt::format("<{}> has more than {} KiB of text", element.name, kTextLimit >> 10));
         return;
     }
-    m_text += text;
+    element.text += text;
+    countBytes(text.size());
 }
 
-void RecordReader::endField()
+void RecordReader::countBytes(std::size_t more)
 {
-    if (m_field != nullptr) {
-        checkEncoding();
-        (this->*m_field->take)(collapsed(m_text));
-        m_field = nullptr;
+    m_childBytes += more;
+    if (m_childBytes > kChildBytesLimit) {
+        setFault(fmt::format("<{}> has more than {} KiB", m_open.front().name, kChildBytesLimit >> 10));
+    }
+}
+
+void RecordReader::endElement()
+{
+    if (m_unread > 0) {
+        --m_unread;
+        return;
+    }
+    if (m_open.empty()) {
+        return;
+    }
+    Element element = std::move(m_open.back());
+    m_open.pop_back();
+    element.text = collapsed(element.text);
+    if (m_open.empty()) {
+        takeField(std::move(element));
+    } else {
+        m_open.back().children.push_back(std::move(element));
+    }
+}
+
+void RecordReader::takeField(Element element)
+{
+    const auto* const field = std::find_if(std::begin(kFields), std::end(kFields), [&](const Field& row) {
+        return row.record == m_record && row.element == element.name;
+    });
+    if (field->isOnce) {
+        if (std::find(m_seen.begin(), m_seen.end(), field->element) != m_seen.end()) {
+            return;
+        }
+        m_seen.push_back(field->element);
+    }
+    if (field->take == nullptr || !(this->*field->take)(element)) {
+        keep(element);
+    }
+}
+
+void RecordReader::keep(const Element& element)
+{
+    std::string line = detailOf(element);
+    m_detailBytes += line.size();
+    if (m_detailBytes > kDetailLimit) {
+        setFault(fmt::format("more than {} KiB of keywords, addresses and the like", kDetailLimit >> 10));
+    } else if (!line.empty()) {
+        m_details.push_back(std::move(line));
     }
 }
 
@@ -267,13 +249,6 @@ void RecordReader::end()
     } else {
         finishProgramme();
     }
-}
-
-std::string RecordReader::attribute(std::string_view name) const
-{
-    const auto found = std::find_if(m_attributes.begin(), m_attributes.end(),
-                                    [&](const auto& attribute) { return attribute.first == name; });
-    return found == m_attributes.end() ? std::string() : collapsed(found->second);
 }
 
 ListingText& RecordReader::textFor(const std::string& lang)
@@ -299,31 +274,87 @@ void RecordReader::setFault(std::string reason)
     }
 }
 
+// Names are kept as details unless they are plainly a name and its number. The name comes first then, and the number
+// second, so that the next import finds the same ones.
 void RecordReader::finishChannel()
 {
-    if (m_channel.name.empty()) {
-        m_channel.name = m_channel.number.empty() ? m_channel.id : m_channel.number;
+    const auto isName = [](const Element& element) { return !isChannelNumber(element.text); };
+    const auto named = std::find_if(m_names.begin(), m_names.end(), isName);
+    if (named != m_names.end()) {
+        std::rotate(m_names.begin(), named, std::next(named));
     }
+    if (!m_names.empty()) {
+        const auto numbered = std::find_if_not(std::next(m_names.begin()), m_names.end(), isName);
+        if (m_channel.number.empty() && numbered != m_names.end()) {
+            m_channel.number = numbered->text;
+            std::rotate(std::next(m_names.begin()), numbered, std::next(numbered));
+        } else if (!m_channel.number.empty() && (numbered == m_names.end() || numbered->text != m_channel.number)) {
+            m_names.insert(std::next(m_names.begin()), {"display-name", {}, m_channel.number, {}});
+        }
+    }
+    m_channel.name = m_names.empty() ? m_channel.id : m_names.front().text;
+    const std::size_t plainNames = m_channel.number.empty() ? 1 : 2;
+    const bool isPlain =
+        m_names.size() <= plainNames &&
+        std::all_of(m_names.begin(), m_names.end(), [](const Element& name) { return name.attribute("lang").empty(); });
+    if (!isPlain) {
+        for (const Element& name : m_names) {
+            keep(name);
+        }
+    }
+    m_channel.details = joinedDetails(std::move(m_details));
     m_sink.addChannel(m_channel);
 }
 
-// Drops the languages without a title, since nothing can be listed under them. If no language has a title, the
-// programme keeps its slot, so that the guide does not show a hole.
+// A language without a title has nothing to be listed under; its other strings become details. If no language has a
+// title, the programme keeps its slot all the same: a guide with a hole would be wrong about what is on.
 void RecordReader::settleTexts()
 {
     std::vector<ListingText>& texts = m_programme.texts;
     const auto untitled = [](const ListingText& text) { return text.title.empty(); };
-    if (std::all_of(texts.begin(), texts.end(), untitled)) {
-        texts.resize(1);
+    if (texts.empty()) {
+        texts.emplace_back();
+    }
+    const bool isTitled = !std::all_of(texts.begin(), texts.end(), untitled);
+    if (!isTitled) {
         texts.front().title = std::exchange(texts.front().episodeTitle, {});
-    } else {
-        texts.erase(std::remove_if(texts.begin(), texts.end(), untitled), texts.end());
+    }
+    for (std::size_t i = isTitled ? 0 : 1; i < texts.size(); ++i) {
+        if (untitled(texts[i])) {
+            keep({"sub-title", {{"lang", texts[i].lang}}, texts[i].episodeTitle, {}});
+            keep({"desc", {{"lang", texts[i].lang}}, texts[i].description, {}});
+        }
+    }
+    texts.erase(std::remove_if(texts.begin() + (isTitled ? 0 : 1), texts.end(), untitled), texts.end());
+}
+
+// A poster is preferred, then an icon. All of <image> are details, and so is the icon unless it becomes the field.
+void RecordReader::settleImage()
+{
+    if (!m_poster.empty() || (!m_otherImage.empty() && !m_iconDetail)) {
+        m_programme.image = {m_poster.empty() ? m_otherImage : m_poster, 0, 0};
+    } else if (m_iconDetail) {
+        m_programme.image = m_icon;
+        m_details.erase(m_details.begin() + static_cast<std::ptrdiff_t>(*m_iconDetail));
+    }
+}
+
+void RecordReader::settleNumbers()
+{
+    if (m_programme.season + m_programme.episode == 0) {
+        m_programme.season = m_onscreenSeason;
+        m_programme.episode = m_onscreenEpisode;
     }
 }
 
 void RecordReader::finishProgramme()
 {
     settleTexts();
+    settleImage();
+    settleNumbers();
+    std::stable_sort(
+        m_programme.credits.begin(), m_programme.credits.end(),
+        [](const ListingCredit& left, const ListingCredit& right) { return placeOf(left.job) < placeOf(right.job); });
     const ListingText& first = m_programme.texts.front();
     const bool movie = std::any_of(m_programme.genres.begin(), m_programme.genres.end(), isMovieGenre);
     m_programme.type = movie ? "movie" : m_programme.season + m_programme.episode > 0 ? "series" : "program";
@@ -338,132 +369,201 @@ void RecordReader::finishProgramme()
     if (m_programme.seriesKey.empty() && episodic && !movie) {
         m_programme.seriesKey = first.title;
     }
+    m_programme.details = joinedDetails(std::move(m_details));
     m_sink.addProgramme(m_programme);
 }
 
-void RecordReader::takeDisplayName(const std::string& text)
+bool RecordReader::takeDisplayName(const Element& element)
 {
-    if (isNumber(text)) {
-        if (m_channel.number.empty()) {
-            m_channel.number = text;
+    if (!element.text.empty()) {
+        m_names.push_back(element);
+    }
+    return true;
+}
+
+bool RecordReader::takeLogicalNumber(const Element& element)
+{
+    if (isChannelNumber(element.text)) {
+        m_channel.number = element.text;
+    }
+    return true;
+}
+
+// Of a programme, the icon may yet have to make room for a poster.
+bool RecordReader::takeIcon(const Element& element)
+{
+    const ListingImage image = {element.attribute("src"), leadingNumber(element.attribute("width")),
+                                leadingNumber(element.attribute("height"))};
+    if (!isWebAddress(image.url)) {
+        return false;
+    }
+    if (m_record == Record::Channel) {
+        const bool isFirst = m_channel.icon.url.empty();
+        if (isFirst) {
+            m_channel.icon = image;
         }
-    } else if (m_channel.name.empty()) {
-        m_channel.name = text;
+        return isFirst;
     }
+    if (!m_iconDetail) {
+        m_icon = image;
+        m_iconDetail = m_details.size();
+    }
+    return false;
 }
 
-void RecordReader::takeLogicalNumber(const std::string& text)
+// Of several in one language, the first counts.
+bool RecordReader::takeString(const Element& element, std::string ListingText::*string)
 {
-    if (isNumber(text)) {
-        m_channel.number = text;
+    std::string& held = textFor(element.attribute("lang")).*string;
+    if (held.empty() || element.text.empty()) {
+        held += element.text;
+        return true;
     }
+    return false;
 }
 
-void RecordReader::takeIcon(const std::string&)
+bool RecordReader::takeTitle(const Element& element)
 {
-    ListingImage& image = m_record == Record::Channel ? m_channel.icon : m_programme.image;
-    std::string url = attribute("src");
-    if (image.url.empty() && isWebAddress(url)) {
-        image = {std::move(url), leadingNumber(attribute("width")), leadingNumber(attribute("height"))};
-    }
+    // The service's own exports write this for no title, because XMLTV's tools drop programmes without one.
+    return element.text == kNoTitle || takeString(element, &ListingText::title);
 }
 
-void RecordReader::takeTitle(const std::string& text)
+bool RecordReader::takeEpisodeTitle(const Element& element)
 {
-    std::string& title = textFor(attribute("lang")).title;
-    if (title.empty()) {
-        title = text;
-    }
+    return takeString(element, &ListingText::episodeTitle);
 }
 
-void RecordReader::takeEpisodeTitle(const std::string& text)
+bool RecordReader::takeDescription(const Element& element)
 {
-    std::string& title = textFor(attribute("lang")).episodeTitle;
-    if (title.empty()) {
-        title = text;
-    }
+    return takeString(element, &ListingText::description);
 }
 
-void RecordReader::takeDescription(const std::string& text)
+// Categories in further languages would count as further genres.
+bool RecordReader::takeCategory(const Element& element)
 {
-    std::string& description = textFor(attribute("lang")).description;
-    if (description.empty()) {
-        description = text;
-    }
-}
-
-void RecordReader::takeCategory(const std::string& text)
-{
-    // Ignores categories in a second language: they are translations, not further genres.
     std::vector<std::string>& genres = m_programme.genres;
-    const std::string lang = attribute("lang");
-    if (text.size() > kGenreLimit) {
+    const std::string& lang = element.attribute("lang");
+    if (element.text.size() > kGenreLimit) {
         setFault(fmt::format("<category> has more than {} bytes", kGenreLimit));
-        return;
+        return true;
+    }
+    if (element.text.empty()) {
+        return true;
     }
     if (genres.empty()) {
-        m_genreLang = lang;
+        m_programme.genreLang = lang;
     }
-    if (genres.size() < kGenresLimit && !text.empty() && lang == m_genreLang &&
-        std::find(genres.begin(), genres.end(), text) == genres.end()) {
-        genres.push_back(text);
+    if (lang != m_programme.genreLang) {
+        return false;
     }
+    if (genres.size() < kGenresLimit && std::find(genres.begin(), genres.end(), element.text) == genres.end()) {
+        genres.push_back(element.text);
+    }
+    return true;
 }
 
-void RecordReader::takeEpisodeNumber(const std::string& text)
+// An element that a field holds as a whole becomes a detail, too, when another of its kind comes: an export writes
+// either the field or the details.
+void RecordReader::keepSurplus(std::optional<Element>& plain, const Element& element)
 {
-    const std::string system = attribute("system");
+    if (plain) {
+        keep(*std::exchange(plain, std::nullopt));
+    }
+    keep(element);
+}
+
+bool RecordReader::takeEpisodeNumber(const Element& element)
+{
+    const std::string& system = element.attribute("system");
+    if (system == kContentIdSystem) {
+        m_programme.content = exportedId(element.text);
+        return true;
+    }
+    if (system == kSeriesIdSystem) {
+        m_programme.series = exportedId(element.text);
+        return true;
+    }
     if (system == "xmltv_ns") {
-        readXmltvNumbers(text, m_programme.season, m_programme.episode);
-    } else if (system == "dd_progid") {
-        m_programId = text;
+        const std::string numbers = withoutBlanks(element.text);
+        const bool isFirst = !m_isNumbered;
+        if (isFirst) {
+            readXmltvNumbers(numbers, m_programme.season, m_programme.episode);
+            m_isNumbered = m_programme.season + m_programme.episode > 0;
+        }
+        if (isFirst && m_isNumbered && numbers == episodeNumbers(m_programme.season, m_programme.episode)) {
+            m_plainNumbers = element;
+        } else {
+            keepSurplus(m_plainNumbers, element);
+        }
+        return true;
+    }
+    if (system == "dd_progid") {
+        m_programId = element.text;
     } else if (system == "dd_seriesid") {
-        m_seriesId = text;
-    } else if (system == kContentIdSystem) {
-        m_programme.content = exportedId(text);
-    } else if (system == kSeriesIdSystem) {
-        m_programme.series = exportedId(text);
-    } else if ((system.empty() || system == "onscreen") && m_programme.season + m_programme.episode == 0) {
-        readOnscreenNumbers(text, m_programme.season, m_programme.episode);
+        m_seriesId = element.text;
+    } else if ((system.empty() || system == "onscreen") && m_onscreenSeason + m_onscreenEpisode == 0) {
+        readOnscreenNumbers(element.text, m_onscreenSeason, m_onscreenEpisode);
     }
+    return false;
 }
 
-void RecordReader::takeDate(const std::string& text)
+bool RecordReader::takeDate(const Element& element)
 {
-    m_programme.year = leadingNumber(std::string_view(text).substr(0, 4));
+    constexpr std::size_t kYearDigits = 4;
+    m_programme.year = leadingNumber(std::string_view(element.text).substr(0, kYearDigits));
+    return m_programme.year > 0 && element.text == fmt::format("{:04}", m_programme.year);
 }
 
-void RecordReader::takeLength(const std::string& text)
+bool RecordReader::takeLength(const Element& element)
 {
-    const std::string units = attribute("units");
-    const int length = leadingNumber(text);
+    const std::string& units = element.attribute("units");
+    const int length = leadingNumber(element.text);
     m_programme.runtime = units == "hours" ? length * 60 : units == "seconds" ? length / 60 : length;
+    return m_programme.runtime > 0 && isNumber(element.text) && (units != "seconds" || length % 60 == 0);
 }
 
-void RecordReader::takeImage(const std::string& text)
+bool RecordReader::takeImage(const Element& element)
 {
-    // A poster is preferred to other images; of several, the first one counts.
-    const std::string type = attribute("type");
-    const bool poster = type.empty() || type == "poster";
-    if (isWebAddress(text) && ((poster && !m_poster) || m_programme.image.url.empty())) {
-        m_programme.image = {text, 0, 0};
-        m_poster = poster;
+    if (isWebAddress(element.text)) {
+        const std::string& type = element.attribute("type");
+        std::string& image = type.empty() || type == "poster" ? m_poster : m_otherImage;
+        if (image.empty()) {
+            image = element.text;
+        }
     }
+    return false;
 }
 
-void RecordReader::takeCredit(const std::string& text)
+bool RecordReader::takeCredits(const Element& element)
 {
-    if (!text.empty() && m_programme.credits.size() < kCreditLimit) {
-        const std::string_view job = m_field->element.substr(m_field->element.find('/') + 1);
-        m_programme.credits.push_back({std::string(job), text, attribute("role")});
+    for (const Element& person : element.children) {
+        const bool isJob = placeOf(person.name) >= placeOf("director") && placeOf(person.name) <= placeOf("guest");
+        if (!isJob || person.text.empty() || m_programme.credits.size() >= kCreditLimit) {
+            continue;
+        }
+        ListingCredit credit{person.name, person.text, person.attribute("role"), {}};
+        if (!person.children.empty() || !person.attribute("guest").empty()) {
+            credit.details = detailOf(person);
+        }
+        m_programme.credits.push_back(std::move(credit));
     }
+    return true;
 }
 
-void RecordReader::takeRating(const std::string& text)
+bool RecordReader::takeRating(const Element& element)
 {
-    if (m_programme.rating.empty()) {
-        m_programme.rating = text;
+    const auto value = std::find_if(element.children.begin(), element.children.end(),
+                                    [](const Element& child) { return child.name == "value"; });
+    const bool isFirst = m_programme.rating.empty();
+    if (isFirst && value != element.children.end()) {
+        m_programme.rating = value->text;
     }
+    if (isFirst && !m_programme.rating.empty() && element.children.size() == 1 && element.attribute("system").empty()) {
+        m_plainRating = element;
+    } else {
+        keepSurplus(m_plainRating, element);
+    }
+    return true;
 }
 
 }  // namespace corvaned

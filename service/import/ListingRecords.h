@@ -2,46 +2,42 @@
 // ListingRecords.cpp lists the children that are read. Listing.cpp feeds it from the XML parser.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "Listing.h"
+#include "ListingDetails.h"
 
 namespace corvaned {
-
-/// The string without blanks at its ends, and with one blank for each run of blanks, as XMLTV prescribes.
-std::string collapsed(std::string_view text);
-
-/// Whether the element groups fields of a record: <credits>, <rating>. Fields inside it are named "credits/actor".
-bool isFieldGroup(std::string_view element);
 
 /// Builds records and passes them to the sink; broken ones are reported as skipped.
 class RecordReader {
 public:
-    /// Names must stay valid until the record ends.
     using Attributes = std::vector<std::pair<std::string_view, std::string>>;
 
     /// @param sink  must outlive the reader
     explicit RecordReader(ListingSink& sink) : m_sink(sink) {}
 
-    /// Begins a record if the element is a channel or programme.
-    /// @param line  the line where its start tag ends
-    void begin(std::string_view element, Attributes attributes, int line);
+    /// Begins a record, if the element is one.
+    /// @param line  where its start tag ends
+    void begin(std::string_view element, const Attributes& attributes, int line);
 
-    /// Begins a child of the record's element.
-    void beginField(std::string_view element, Attributes attributes);
+    /// Begins a child of the record's element, or an element inside a child.
+    void beginElement(std::string_view element, const Attributes& attributes);
 
-    /// Adds to the text of the open child.
+    /// Adds to the text of the innermost open element.
     void addText(std::string_view text);
 
-    void endField();
+    void endElement();
 
-    /// Ends the open record and passes it on.
+    /// Ends the record that is open and hands it over.
     void end();
 
-    /// Marks the open record as broken; the first reason counts. Has no effect between records.
+    /// Makes the open record a broken one; the first reason counts. Between records it has no effect.
     void setFault(std::string reason);
 
 private:
@@ -50,52 +46,73 @@ private:
         Channel,
         Programme,
     };
+    using Element = ListingElement;
 
-    // A child of a record and the function that takes its text and attributes.
+    // How a record's child is read.
     struct Field {
         Record record;
         std::string_view element;
-        void (RecordReader::*take)(const std::string& text);
+        bool isOnce;  // of several, the first one counts
+        // Returns false if something of the element has no field, so that it is kept as a detail. Null: all of it.
+        bool (RecordReader::*take)(const Element& element);
     };
     static const Field kFields[];
 
-    std::string attribute(std::string_view name) const;
+    void countBytes(std::size_t more);
+    void takeField(Element element);
+    void keep(const Element& element);
     ListingText& textFor(const std::string& lang);
-    void checkEncoding();
+    bool takeString(const Element& element, std::string ListingText::*string);
+    void keepSurplus(std::optional<Element>& plain, const Element& element);
     void beginChannel();
     void beginProgramme();
     void finishChannel();
     void settleTexts();
+    void settleImage();
+    void settleNumbers();
     void finishProgramme();
 
-    void takeDisplayName(const std::string& text);
-    void takeLogicalNumber(const std::string& text);
-    void takeIcon(const std::string& text);
-    void takeTitle(const std::string& text);
-    void takeEpisodeTitle(const std::string& text);
-    void takeDescription(const std::string& text);
-    void takeCategory(const std::string& text);
-    void takeEpisodeNumber(const std::string& text);
-    void takeDate(const std::string& text);
-    void takeLength(const std::string& text);
-    void takeImage(const std::string& text);
-    void takeCredit(const std::string& text);
-    void takeRating(const std::string& text);
+    bool takeDisplayName(const Element& element);
+    bool takeLogicalNumber(const Element& element);
+    bool takeIcon(const Element& element);
+    bool takeTitle(const Element& element);
+    bool takeEpisodeTitle(const Element& element);
+    bool takeDescription(const Element& element);
+    bool takeCategory(const Element& element);
+    bool takeEpisodeNumber(const Element& element);
+    bool takeDate(const Element& element);
+    bool takeLength(const Element& element);
+    bool takeImage(const Element& element);
+    bool takeCredits(const Element& element);
+    bool takeRating(const Element& element);
 
     ListingSink& m_sink;
     Record m_record = Record::None;
     int m_line = 0;
-    std::string m_fault;  // why the open record cannot be used
-    const Field* m_field = nullptr;
-    std::string m_text;
-    Attributes m_attributes;  // of the record's start tag, then of the open field's
+    std::string m_fault;                   // why the open record cannot be used
+    Element m_start;                       // the record's start tag
+    std::vector<Element> m_open;           // a child of the record and the elements open in it
+    std::size_t m_childBytes = 0;          // of them together
+    std::size_t m_unread = 0;              // depth inside an element that is not read; 0 outside
+    std::vector<std::string_view> m_seen;  // children that count once
+    std::vector<std::string> m_details;
+    std::size_t m_detailBytes = 0;
 
     ListingChannel m_channel;
+    std::vector<Element> m_names;
+
     ListingProgramme m_programme;
-    std::string m_genreLang;
-    std::string m_programId;  // "dd_progid"
-    std::string m_seriesId;   // "dd_seriesid"
-    bool m_poster = false;    // the image is marked as the poster
+    std::string m_programId;                  // "dd_progid"
+    std::string m_seriesId;                   // "dd_seriesid"
+    ListingImage m_icon;                      // the first one of a web address
+    std::optional<std::size_t> m_iconDetail;  // its place among the details
+    std::string m_poster;                     // the first <image> that is marked as one, or not marked
+    std::string m_otherImage;                 // the first <image> of another kind
+    int m_onscreenSeason = 0;
+    int m_onscreenEpisode = 0;
+    bool m_isNumbered = false;              // an "xmltv_ns" has given the numbers
+    std::optional<Element> m_plainNumbers;  // the only "xmltv_ns" so far, if its field holds all of it
+    std::optional<Element> m_plainRating;   // likewise
 };
 
 }  // namespace corvaned

@@ -10,7 +10,7 @@ void importSample(Store& store, Instant now, const Zone& zone)
     constexpr int kDaysAhead = 8;
     const Instant today = zone.midnight(now);
     ImportOptions options;
-    options.shifts = [today](Instant, Instant) {
+    options.shifts = [today](const ListedSpan&) {
         std::vector<std::int64_t> shifts;
         for (int day = -kDaysBack; day <= kDaysAhead; ++day) {
             shifts.push_back(today + day * kDay - kSampleDay);

@@ -4,41 +4,21 @@
 
 #include <fmt/format.h>
 
+#include "XmltvFeed.h"
+
 namespace corvaned {
 namespace {
 
-constexpr const char* kContentType = "application/json; charset=utf-8";
-
-http::Reply withType(http::Reply reply)
-{
-    reply.headers.set("Content-Type", kContentType);
-    return reply;
-}
-
-http::Reply httpReply(Reply&& reply)
-{
-    http::Reply made;
-    made.status = reply.status;
-    made.body = std::move(reply.body);
-    made.code = codeText(reply.code);
-    return withType(std::move(made));
-}
+constexpr std::size_t kMostOfNote = 2000;  // bytes; it may show a statement of SQL
 
 http::Reply refusal(int status, const std::string& message)
 {
-    http::Reply reply = httpReply(failure(status < 500 ? ServiceCode::BadRequest : ServiceCode::Fault, message));
+    http::Reply reply = failure(status < 500 ? ServiceCode::BadRequest : ServiceCode::Fault, message);
     reply.status = status;
     return reply;
 }
 
-http::Reply answer(Service& service, const http::Request& request)
-{
-    return httpReply(service.answer({request.method, request.path, request.query,
-                                     [&request](const char* name) { return request.header(name); }, request.body,
-                                     request.origin, [&request] { return request.isOver(); }}));
-}
-
-// Drops the parameters that may follow a path: they show what a viewer watches.
+// A path may be followed by parameters, which tell what a viewer watches.
 std::string_view withoutParameters(std::string_view path)
 {
     return path.substr(0, path.find_first_of("&;?="));
@@ -49,17 +29,19 @@ std::string_view withoutParameters(std::string_view path)
 Server::Server(Service& service, const ServerSettings& settings, std::function<void(const std::string& line)> log)
     : m_log(std::move(log)),
       m_flood(settings.logLinesPerSecond),
-      m_http(settings.address, settings.tls, settings.limits, application(service, settings.hooks))
+      m_http(settings.address, settings.tls, settings.limits, application(service, settings))
 {}
 
-http::HttpApplication Server::application(Service& service, const std::vector<http::ExchangeHook*>& hooks)
+http::HttpApplication Server::application(Service& service, const ServerSettings& settings)
 {
     http::HttpApplication made;
-    made.answer = [&service](const http::Request& request) { return answer(service, request); };
+    made.answer = [&service, feed = settings.feed](const http::Request& request) {
+        return feed != nullptr && XmltvFeed::hasPath(request.path) ? feed->answer(request) : service.answer(request);
+    };
     made.refuse = &refusal;
     made.log = [this](const http::AccessRecord& record) { logRequest(record); };
     made.report = [this](const std::string& line) { m_log("corvaned: " + line); };
-    made.hooks = hooks;
+    made.hooks = settings.hooks;
     return made;
 }
 
@@ -89,7 +71,7 @@ void Server::logRequest(const http::AccessRecord& record)
                                    record.code.empty() ? "-" : record.code, record.bytes,
                                    std::chrono::duration<double, std::milli>(record.took).count());
     if (!record.note.empty()) {
-        line += " note=" + http::quotedForLog(record.note);
+        line += " note=" + http::quotedForLog(record.note, kMostOfNote);
     }
     m_log(line);
 }

@@ -7,7 +7,10 @@
 #include <filesystem>
 #include <iterator>
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "LineupSchema.h"
 #include "OperatorError.h"
@@ -132,6 +135,27 @@ constexpr const char* kVersions[] = {
         content BLOB NOT NULL
     ) WITHOUT ROWID;
     )sql", kViewerTables, kLineupTables, kTuningCounts,
+    R"sql(
+    -- Lines of XML (service/import/ListingDetails.h) with what the other columns cannot hold; empty if there is nothing.
+    ALTER TABLE channel ADD COLUMN details TEXT NOT NULL DEFAULT '';
+    ALTER TABLE credit ADD COLUMN details TEXT NOT NULL DEFAULT '';
+    CREATE TABLE airing_details (
+        airing_id INTEGER PRIMARY KEY REFERENCES airing,
+        genre_lang TEXT NOT NULL,
+        details TEXT NOT NULL
+    );
+    -- 0: the import has chosen the number.
+    ALTER TABLE channel ADD COLUMN is_number_listed INTEGER NOT NULL DEFAULT 1;
+    -- The versions of the listings that the guide with that digest was made of, if they came from the network.
+    CREATE TABLE fetched_listing (
+        url_digest TEXT PRIMARY KEY,
+        etag TEXT NOT NULL,
+        last_modified TEXT NOT NULL,
+        guide_digest TEXT NOT NULL
+    ) WITHOUT ROWID;
+    -- Guides imported before lack all of this, so the same listing must count as a new one.
+    DELETE FROM guide WHERE name = 'digest';
+    )sql",
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)
@@ -140,44 +164,86 @@ std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)
     return query.next() ? query.number(0) : 0;
 }
 
-void bringUpToDate(sqlite::Connection& connection, const std::string& path, Store::Fill fill)
+constexpr auto kFormat = static_cast<std::int64_t>(std::size(kVersions));
+
+std::int64_t checkedFormat(sqlite::Connection& connection, const std::string& path)
 {
-    const auto wanted = static_cast<std::int64_t>(std::size(kVersions));
-    sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::Write);
     const std::int64_t version = numberOf(connection, "PRAGMA user_version");
     const std::int64_t application = numberOf(connection, "PRAGMA application_id");
     const bool blank = numberOf(connection, "SELECT count(*) FROM sqlite_master") == 0;
     if (!blank && application != kApplicationId) {
         throw OperatorError(fmt::format("database {} belongs to another program; name another file with --db", path));
     }
-    if (version > wanted) {
+    if (version > kFormat) {
         throw OperatorError(
             fmt::format("database {} was written by a newer corvaned (format {}, this one knows {}); use that one, or "
                         "import into another file",
-                        path, version, wanted));
+                        path, version, kFormat));
     }
-    for (std::int64_t step = version; step < wanted; ++step) {
+    return version;
+}
+
+void bringUpToDate(sqlite::Connection& connection, const std::string& path, Store::Fill fill)
+{
+    sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::Write);
+    for (std::int64_t step = checkedFormat(connection, path); step < kFormat; ++step) {
         connection.execute(kVersions[step]);
     }
     if (fill != nullptr) {
         fill(connection);
     }
-    connection.execute(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, wanted));
+    connection.execute(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kApplicationId, kFormat));
     transaction.commit();
+}
+
+// SQLite would create the file with the rights that the umask leaves; its companions get the rights of the file.
+void createPrivately(const std::string& path)
+{
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file >= 0) {
+        ::close(file);
+    }
+}
+
+// "file:" with the path and a parameter, as SQLite reads it.
+std::string immutableUri(const std::string& path)
+{
+    std::string uri = "file:";
+    for (const char c : path) {
+        if (c == '%' || c == '?' || c == '#') {
+            uri += fmt::format("%{:02x}", static_cast<unsigned char>(c));
+        } else {
+            uri += c;
+        }
+    }
+    return uri + "?immutable=1";
 }
 
 }  // namespace
 
-Store::Store(std::string path, Mode mode, Fill fill) : m_path(std::move(path))
+Store::Store(std::string path, Mode mode, Fill fill)
+    : m_path(std::move(path)),
+      m_name(m_path),
+      m_flags(mode == Mode::ReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE)
 {
     std::error_code failed;
-    if (mode == Mode::Existing && !std::filesystem::exists(m_path, failed)) {
+    if (mode == Mode::Create) {
+        createPrivately(m_path);
+    } else if (!std::filesystem::exists(m_path, failed)) {
         throw OperatorError(
             fmt::format("there is no database {0}; create one with: corvaned import --db {0} LISTING...", m_path));
     }
+    if (mode == Mode::ReadOnly) {
+        openReadOnly();
+    } else {
+        openForWriting(fill);
+    }
+}
+
+void Store::openForWriting(Fill fill)
+{
     try {
-        constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-        auto connection = std::make_unique<sqlite::Connection>(m_path, kFlags);
+        auto connection = std::make_unique<sqlite::Connection>(m_name, m_flags | SQLITE_OPEN_CREATE);
         connection->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
         bringUpToDate(*connection, m_path, fill);
         m_idle.push_back(std::move(connection));
@@ -186,9 +252,41 @@ Store::Store(std::string path, Mode mode, Fill fill) : m_path(std::move(path))
     }
 }
 
+void Store::openReadOnly()
+{
+    std::unique_ptr<sqlite::Connection> connection;
+    std::int64_t version = 0;
+    try {
+        try {
+            connection = std::make_unique<sqlite::Connection>(m_name, m_flags);
+            version = checkedFormat(*connection, m_path);
+        } catch (const sqlite::SqliteError&) {
+            // In a folder that cannot be written, SQLite cannot make the companions of a log. If there is no log, no
+            // process is writing, and the file alone is the database.
+            std::error_code failed;
+            if (std::filesystem::exists(m_path + "-wal", failed)) {
+                throw;
+            }
+            m_name = immutableUri(m_path);
+            m_flags |= SQLITE_OPEN_URI;
+            connection = std::make_unique<sqlite::Connection>(m_name, m_flags);
+            version = checkedFormat(*connection, m_path);
+        }
+    } catch (const sqlite::SqliteError& error) {
+        throw OperatorError(fmt::format("{}; the file must be a database of corvaned that you can read", error.what()));
+    }
+    if (version < kFormat) {
+        throw OperatorError(
+            fmt::format("database {} has the format of an older corvaned; 'corvaned serve' or "
+                        "'corvaned import' brings it up to date",
+                        m_path));
+    }
+    m_idle.push_back(std::move(connection));
+}
+
 std::unique_ptr<sqlite::Connection> Store::connect() const
 {
-    auto connection = std::make_unique<sqlite::Connection>(m_path, SQLITE_OPEN_READWRITE);
+    auto connection = std::make_unique<sqlite::Connection>(m_name, m_flags);
     connection->execute("PRAGMA synchronous = NORMAL");
     return connection;
 }

@@ -17,14 +17,15 @@ class Store {
 public:
     enum class Mode {
         Existing,  // refuse if the file is missing
-        Create,    // create the file if it is missing
+        Create,    // create the file if it is missing; only its owner can read it, because it contains session keys
+        ReadOnly,  // like Existing, but change nothing; refuse a database of an older format
     };
 
     /// Adds rows that a database must have, such as addSamplePlaces; called inside the transaction of the upgrade.
     using Fill = void (*)(sqlite::Connection& connection);
 
     /// Opens the database, upgrades its schema and calls `fill`, all in one transaction.
-    /// @param fill  null: nothing is added
+    /// @param fill  null: nothing is added; not called with Mode::ReadOnly
     /// @throws OperatorError if the file is missing, unreadable, read-only or another program's database
     Store(std::string path, Mode mode, Fill fill = nullptr);
 
@@ -53,7 +54,12 @@ public:
     std::unique_ptr<sqlite::Connection> connect() const;
 
 private:
+    void openReadOnly();
+    void openForWriting(Fill fill);
+
     std::string m_path;
+    std::string m_name;  // what SQLite opens: the path, or a URI
+    int m_flags;         // of connections
     std::mutex m_lock;
     std::vector<std::unique_ptr<sqlite::Connection>> m_idle;
 };

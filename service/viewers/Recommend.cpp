@@ -1,6 +1,7 @@
 #include "Recommend.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <set>
 #include <utility>
@@ -39,13 +40,11 @@ constexpr std::string_view kHabit = R"sql(
     FROM tuning WHERE user_id = ? AND at > ? AND at <= ? GROUP BY source_id, half_hour
 )sql";
 
-// Without the counts that the next tuning will delete.
+// The counts, and with a minus those that the next tuning will forget.
 constexpr std::string_view kHabitOfAll = R"sql(
-    SELECT source_id, half_hour_of_day, sum(users) AS times
-    FROM (SELECT source_id, half_hour_of_day, users FROM tuned_habit
-          UNION ALL
-          SELECT source_id, half_hour % 48, -users FROM tuned_half_hour WHERE half_hour <= ?)
-    GROUP BY source_id, half_hour_of_day HAVING times > 0
+    SELECT source_id, half_hour_of_day, users FROM tuned_habit
+    UNION ALL
+    SELECT source_id, half_hour % 48, -users FROM tuned_half_hour WHERE half_hour <= ?
 )sql";
 
 constexpr std::string_view kNext = "SELECT id FROM airing WHERE start >= ? ORDER BY start, id LIMIT ?";
@@ -193,12 +192,16 @@ Habit habitOf(sqlite::Connection& connection, std::string_view user, const Zone&
 // Maps half hours of UTC to today's half hours in the zone, also for days before a change of its clock.
 Habit habitOfAll(sqlite::Connection& connection, const Zone& zone, Instant now)
 {
+    std::array<int, kDay / kHalfHour> slots{};
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        slots[i] = timeslotOf(zone, now / kDay * kDay + static_cast<Instant>(i) * kHalfHour);
+    }
     Habit habit;
     Query rows(connection, kHabitOfAll);
     rows.bind((now - kHistory) / kHalfHour);
     while (rows.next()) {
-        const Instant at = now / kDay * kDay + rows.number("half_hour_of_day") * kHalfHour;
-        habit[timeslotOf(zone, at)][rows.number("source_id")] += rows.number("times");
+        habit[slots.at(static_cast<std::size_t>(rows.number("half_hour_of_day")))][rows.number("source_id")] +=
+            rows.number("users");
     }
     return habit;
 }
@@ -212,7 +215,9 @@ std::vector<SlotPick> picksOf(sqlite::Connection& connection, Habit counts, cons
         const int slot = timeslotOf(zone, at);
         std::vector<std::pair<std::int64_t, std::int64_t>> ranked;  // minus the count, then the source
         for (const auto& [source, count] : counts[slot]) {
-            ranked.emplace_back(-count, source);
+            if (count > 0) {
+                ranked.emplace_back(-count, source);
+            }
         }
         std::sort(ranked.begin(), ranked.end());
         int sequence = 0;

@@ -43,7 +43,7 @@ public:
             const corvaned::TemporaryDatabase file;
             corvaned::Store onDisk(file.path(), corvaned::Store::Mode::Create);
             corvaned::ImportOptions options;
-            options.shifts = [](corvaned::Instant, corvaned::Instant) { return std::vector{kShift}; };
+            options.shifts = [](const corvaned::ListedSpan&) { return std::vector{kShift}; };
             const corvaned::ListingInput sample{
                 "sample", [] { return corvaned::openMemory(corvaned::sampleListing(), "sample"); }};
             corvaned::importGuide(onDisk, {sample}, options);
@@ -57,31 +57,35 @@ public:
         m_service = std::make_unique<corvaned::Service>(m_store, settings);
     }
 
-    corvaned::Reply answer(const corvaned::Request& request)
+    http::Reply answer(const http::Request& request)
     {
-        corvaned::Reply reply = m_service->answer(request);
+        http::Reply reply = m_service->answer(request);
         if (changes() != m_changes) {
             undo();
         }
-        return reply;
     }
+    return reply;
+}
 
-    std::string token;
+std::string token;
 
 private:
-    sqlite3_int64 changes() { return sqlite3_total_changes64(handleOf(*m_store.lease())); }
-    void undo()
-    {
-        copyPages(handleOf(m_pristine), handleOf(*m_store.lease()));
-        m_changes = changes();
-    }
+sqlite3_int64 changes()
+{
+    return sqlite3_total_changes64(handleOf(*m_store.lease()));
+}
+void undo()
+{
+    copyPages(handleOf(m_pristine), handleOf(*m_store.lease()));
+    m_changes = changes();
+}
 
-    // All requests use the store's only connection; a second one would open another database.
-    corvaned::Store m_store{":memory:", corvaned::Store::Mode::Create};
-    corvaned::sqlite::Connection m_pristine{":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE};
-    sqlite3_int64 m_changes = 0;
-    std::unique_ptr<corvaned::Service> m_service;
-};
+// All requests use the store's only connection; a second one would open another database.
+corvaned::Store m_store{":memory:", corvaned::Store::Mode::Create};
+corvaned::sqlite::Connection m_pristine{":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE};
+sqlite3_int64 m_changes = 0;
+std::unique_ptr<corvaned::Service> m_service;
+};  // namespace
 
 /// Reads the needed parts of a reply without building the rest.
 struct EnvelopeReader : nlohmann::json_sax<nlohmann::json> {
@@ -134,25 +138,26 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         line.erase(0, 1);
     }
 
-    corvaned::Request request;
+    http::Request request;
     const std::size_t blank = std::min(line.find(' '), line.size());
     request.method = line.substr(0, blank);
     const std::string target = line.substr(std::min(blank + 1, line.size()));
     request.path = http::percentDecoded(target.substr(0, target.find('?')), http::Plus::IsPlus);
     if (target.find('?') != std::string::npos) {
         request.query = http::parseQuery(target.substr(target.find('?') + 1));
+        request.headers.set("DUID", "f");
+        request.headers.set("AppKey", "f");
+        if (known) {
+            request.headers.set("Token", s_sample.token);
+        }
+        request.body = text;
+        request.origin = "http://127.0.0.1:8900";
+        const http::Reply reply = s_sample.answer(request);
+        require(reply.code != codeText(corvaned::ServiceCode::Fault), "no fault of the service's own");
+        EnvelopeReader envelope;
+        require(nlohmann::json::sax_parse(reply.body, &envelope), "the reply is a JSON object");
+        require(!envelope.stat.empty(), "the reply has its envelope");
+        require((envelope.stat == "OK") == (reply.code == codeText(corvaned::ServiceCode::Ok)),
+                "envelope and code agree");
+        return 0;
     }
-    request.header = [known](const char* name) {
-        const std::string wanted = name;
-        return wanted == "Token" && known ? s_sample.token : wanted == "DUID" || wanted == "AppKey" ? "f" : "";
-    };
-    request.body = text;
-    request.origin = "http://127.0.0.1:8900";
-    const corvaned::Reply reply = s_sample.answer(request);
-    require(reply.code != corvaned::ServiceCode::Fault, "no fault of the service's own");
-    EnvelopeReader envelope;
-    require(nlohmann::json::sax_parse(reply.body, &envelope), "the reply is a JSON object");
-    require(!envelope.stat.empty(), "the reply has its envelope");
-    require((envelope.stat == "OK") == (reply.code == corvaned::ServiceCode::Ok), "envelope and code agree");
-    return 0;
-}

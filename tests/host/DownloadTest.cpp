@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include "ProgressBar.h"
 #include "ServiceProblem.h"
 #include "Terminal.h"
 
@@ -87,14 +88,9 @@ TEST(DownloadProgressLine, ShowsWhatIsKnown)
         {20, 10, 1s, 46, "[===========]  20 B of 10 B  20 B/s  0:00 left"},
     };
     for (const auto& row : rows) {
-        DownloadProgress progress;
-        progress.written = row.written;
-        progress.expected = row.expected;
-        EXPECT_EQ(progressLine(progress, row.elapsed, row.width), row.line);
+        EXPECT_EQ(progressLine({row.written, row.expected}, row.elapsed, row.width), row.line);
     }
-    DownloadProgress half;
-    half.written = 512;
-    half.expected = 1024;
+    const Progress half{512, 1024};
     for (int width = -1; width < 200; ++width) {
         EXPECT_EQ(displayWidth(progressLine(half, 1s, width)), std::max(0, width));
     }

@@ -78,7 +78,7 @@ TEST(Terminal, EmojiSequencesAreOneCharacter)
     }
     EXPECT_EQ(displayWidth(flag + flag), 4);
     EXPECT_EQ(displayWidth("\u0646\u200C\u0647"), 2) << "joiners of other scripts stay";
-    EXPECT_EQ(fitted("\u0646\u200C\u0647", 2), "\u0646\u200C\u0647");
+    EXPECT_EQ(fitted("\u0646\u200C\u0647", 2), "\u200E\u0646\u200C\u0647\u200E");
 }
 
 TEST(Terminal, ControlsAndOverridesAreNeutralised)

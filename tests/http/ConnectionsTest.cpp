@@ -1,6 +1,8 @@
 // Connections as such, over raw sockets: many of them, several requests in one piece, clients that leave, the end.
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <future>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +14,8 @@
 namespace http {
 namespace {
 
-using test::eventually;
+using support::eventually;
+using test::kUnaffected;
 using test::RawClient;
 using test::TestServer;
 using ::testing::EndsWith;
@@ -36,6 +39,17 @@ std::size_t openDescriptors()
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
+// Has every request answered when the promise is kept.
+std::function<void(HttpApplication&)> answerAfter(std::promise<void>& end)
+{
+    return [ended = end.get_future().share()](HttpApplication& application) {
+        application.answer = [ended](const Request& /*request*/) {
+            ended.wait();
+            return Reply();
+        };
+    };
+}
+
 TEST(Connections, AThousandAreKeptAndEachIsServed)
 {
     allowManyDescriptors();
@@ -54,7 +68,7 @@ TEST(Connections, AThousandAreKeptAndEachIsServed)
                 ASSERT_THAT(client.receive(1, "GET /a"), StartsWith("HTTP/1.1 200 OK\r\n"));
             }
         }
-        EXPECT_LT(server.timeOfRequest(), seconds(2)) << "idle connections are in the way";
+        EXPECT_LT(server.timeOfRequest(), kUnaffected) << "idle connections are in the way";
     }
     EXPECT_TRUE(eventually([before] { return openDescriptors() <= before; })) << "descriptors leak";
     server.server().stop();
@@ -100,68 +114,69 @@ TEST(Connections, TheLastReplyIsSentBeforeTheEnd)
 
 TEST(Connections, AnIdleConnectionIsClosed)
 {
-    const TestServer server([](ServerLimits& limits) { limits.idleTime = milliseconds(500); });
+    const TestServer server([](ServerLimits& limits) { limits.idleTime = seconds(2); });
     const RawClient silent(server.port());
     const RawClient served(server.port());
     served.send(TestServer::get("/a"));
     EXPECT_THAT(served.receive(1, "GET /a "), StartsWith("HTTP/1.1 200 "));
-    const auto begin = Clock::now();
     EXPECT_EQ(silent.receiveAll(), "(closed)");
     EXPECT_EQ(served.receiveAll(), "(closed)");
-    EXPECT_LT(Clock::now() - begin, seconds(3));
 }
 
 TEST(Connections, TheClientOfALateReplyGets503)
 {
+    std::promise<void> end;
     const TestServer server([](ServerLimits& limits) { limits.handlerTime = milliseconds(300); }, std::nullopt,
-                            [](HttpApplication& application) {
-                                application.answer = [](const Request& /*request*/) {
-                                    std::this_thread::sleep_for(seconds(3));
-                                    return Reply();
-                                };
-                            });
+                            answerAfter(end));
     const RawClient client(server.port());
-    const auto begin = Clock::now();
     client.send(TestServer::get("/"));
     EXPECT_THAT(client.receiveAll(), AllOf(StartsWith("HTTP/1.1 503 "), HasSubstr("Retry-After: 1\r\n")));
-    EXPECT_LT(Clock::now() - begin, milliseconds(2500));
+    end.set_value();
 }
 
 TEST(Connections, AClientThatLeavesAbandonsItsRequest)
 {
-    const TestServer server;
+    const TestServer server([](ServerLimits& limits) { limits.handlerTime = seconds(60); });
     RawClient resetting(server.port());
     resetting.send(TestServer::get("/slow"));
     RawClient closing(server.port());
     closing.send(TestServer::get("/slow"));
     ASSERT_TRUE(eventually([&] { return server.requests() == 2; }));
-    const auto begin = Clock::now();
     resetting.reset();
     {
         const RawClient gone(std::move(closing));
     }
     EXPECT_TRUE(eventually([&] { return server.abandoned() == 2; }));
-    EXPECT_LT(Clock::now() - begin, seconds(2));
 }
 
 TEST(Connections, AFullPoolAnswers503)
 {
-    TestServer server([](ServerLimits& limits) {
-        limits.handlers = 2;
-        limits.waitingRequests = 3;
-        limits.handlerTime = seconds(2);
-    });
+    std::promise<void> end;
+    TestServer server(
+        [](ServerLimits& limits) {
+            limits.handlers = 2;
+            limits.waitingRequests = 3;
+            limits.handlerTime = seconds(60);
+        },
+        std::nullopt, answerAfter(end));
     std::vector<RawClient> clients;
     for (int i = 0; i < 10; ++i) {
-        clients.emplace_back(server.port()).send(TestServer::get("/slow"));
+        clients.emplace_back(server.port()).send(TestServer::get("/"));
     }
+    const auto refusals = [&] {
+        const std::string log = server.log();
+        return std::count(log.begin(), log.end(), '\n');
+    };
+    EXPECT_TRUE(eventually([&] { return refusals() >= 6; }));
+    end.set_value();
     int refused = 0;
     for (const RawClient& client : clients) {
         const std::string reply = client.receive(1, "\r\n\r\n");
-        EXPECT_THAT(reply, StartsWith("HTTP/1.1 503 "));
-        refused += reply.find("Retry-After: 1\r\n") != std::string::npos ? 1 : 0;
+        const bool isRefused = reply.find("HTTP/1.1 503 ") == 0;
+        EXPECT_EQ(reply.find("Retry-After: 1\r\n") != std::string::npos, isRefused) << reply;
+        refused += isRefused ? 1 : 0;
     }
-    EXPECT_GE(refused, 5) << "one or two are being answered, three wait";
+    EXPECT_THAT(refused, ::testing::AnyOf(6, 7)) << "one is being answered or about to be, three wait";
 }
 
 TEST(Connections, TooManyOfOneAddressAreRefused)
@@ -175,7 +190,7 @@ TEST(Connections, TooManyOfOneAddressAreRefused)
     }
     const RawClient another(server.port(), "127.0.0.2");
     EXPECT_THAT(another.receiveAll(), AllOf(StartsWith("HTTP/1.1 503 "), HasSubstr("Retry-After: 1\r\n")));
-    EXPECT_LT(server.timeOfRequest("127.0.0.3"), seconds(2));
+    EXPECT_LT(server.timeOfRequest("127.0.0.3"), kUnaffected);
 }
 
 TEST(Connections, TheLongestIdleMakesRoom)
@@ -183,14 +198,12 @@ TEST(Connections, TheLongestIdleMakesRoom)
     const TestServer server([](ServerLimits& limits) { limits.connections = 10; });
     std::vector<RawClient> clients;
     for (int i = 0; i < 10; ++i) {
-        clients.emplace_back(server.port());
-        clients.back().send(TestServer::get("/a"));
-        ASSERT_THAT(clients.back().receive(1, "GET /a "), StartsWith("HTTP/1.1 200 "));
+        clients.emplace_back(server.port());  // idle from the first moment, and accepted in this order
     }
-    EXPECT_LT(server.timeOfRequest(), seconds(2));
+    EXPECT_LT(server.timeOfRequest(), kUnaffected);
     EXPECT_EQ(clients[0].receiveAll(), "(closed)");
-    clients[9].send(TestServer::get("/b"));
-    EXPECT_THAT(clients[9].receive(1, "GET /b "), StartsWith("HTTP/1.1 200 "));
+    clients[1].send(TestServer::get("/b"));
+    EXPECT_THAT(clients[1].receive(1, "GET /b "), StartsWith("HTTP/1.1 200 "));
 }
 
 TEST(Connections, RequestsOfOneConnectionAreLimited)
@@ -208,7 +221,10 @@ TEST(Connections, RequestsOfOneConnectionAreLimited)
 
 TEST(Connections, OutOfDescriptorsListeningGoesOn)
 {
-    TestServer server;
+    std::atomic<int> failures{0};
+    TestServer server({}, std::nullopt, [&](HttpApplication& application) {
+        application.report = [&](const std::string& line) { failures += line.find("cannot accept") == 0 ? 1 : 0; };
+    });
     rlimit files{};
     getrlimit(RLIMIT_NOFILE, &files);
     const rlimit before = files;
@@ -228,15 +244,15 @@ TEST(Connections, OutOfDescriptorsListeningGoesOn)
     RawClient waiting(server.port());
     EXPECT_EQ(::dup(0), -1) << "a descriptor is free";
     waiting.send(TestServer::get("/a"));
-    std::this_thread::sleep_for(milliseconds(300));
+    EXPECT_TRUE(eventually([&] { return failures > 0; }));
     setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_THAT(waiting.receive(1, "GET /a "), StartsWith("HTTP/1.1 200 "));
-    EXPECT_LT(server.timeOfRequest(), seconds(2));
+    EXPECT_LT(server.timeOfRequest(), kUnaffected);
 }
 
 TEST(Stopping, IsPromptWithSlowClients)
 {
-    TestServer server;
+    TestServer server([](ServerLimits& limits) { limits.stopTime = seconds(60); });
     std::vector<RawClient> slow;
     for (int i = 0; i < 100; ++i) {
         slow.emplace_back(server.port());
@@ -246,31 +262,34 @@ TEST(Stopping, IsPromptWithSlowClients)
     }
     const auto begin = Clock::now();
     EXPECT_TRUE(server.server().stop());
-    EXPECT_LT(Clock::now() - begin, seconds(1));
+    EXPECT_LT(Clock::now() - begin, kUnaffected);
     // A connection that was not accepted is reset.
     EXPECT_THAT(slow[1].receiveAll(), ::testing::AnyOf("(closed)", "(reset)"));
 }
 
 TEST(Stopping, FinishesWhatIsBeingAnswered)
 {
-    TestServer server({}, std::nullopt, [](HttpApplication& application) {
-        application.answer = [](const Request& /*request*/) {
-            std::this_thread::sleep_for(milliseconds(500));
-            Reply reply;
-            reply.body = "done";
-            return reply;
-        };
-    });
+    std::promise<void> begun;
+    TestServer server([](ServerLimits& limits) { limits.stopTime = seconds(60); }, std::nullopt,
+                      [&](HttpApplication& application) {
+                          application.answer = [&](const Request& /*request*/) {
+                              begun.set_value();
+                              std::this_thread::sleep_for(milliseconds(300));  // so that stop() is called before
+                              Reply reply;
+                              reply.body = "done";
+                              return reply;
+                          };
+                      });
     const RawClient client(server.port());
     client.send(TestServer::get("/"));
-    std::this_thread::sleep_for(milliseconds(100));
+    begun.get_future().wait();
     EXPECT_TRUE(server.server().stop());
     EXPECT_THAT(client.receiveAll(), EndsWith("\r\n\r\ndone(closed)"));
 }
 
 TEST(Stopping, DoesNotWaitForAClientThatDoesNotRead)
 {
-    TestServer server([](ServerLimits& limits) { limits.stopTime = seconds(2); });
+    TestServer server([](ServerLimits& limits) { limits.stopTime = seconds(4); });
     const RawClient client(server.port());
     client.send(TestServer::get("/big?50000000"));
     const RawClient working(server.port());
@@ -278,8 +297,26 @@ TEST(Stopping, DoesNotWaitForAClientThatDoesNotRead)
     ASSERT_TRUE(eventually([&] { return server.requests() == 2; }));
     const auto begin = Clock::now();
     EXPECT_TRUE(server.server().stop());
-    EXPECT_LT(Clock::now() - begin, milliseconds(2500));
+    EXPECT_LT(Clock::now() - begin, seconds(8)) << "a client that does not read has ten seconds";
     EXPECT_EQ(server.abandoned(), 1);
+}
+
+TEST(Connections, AStuckThreadIsNoticed)
+{
+    std::promise<void> release;
+    const std::shared_future<void> released = release.get_future().share();
+    TestServer server({}, std::nullopt, [released](HttpApplication& application) {
+        application.refuse = [released](int, const std::string&) {
+            released.wait();
+            return Reply();
+        };
+    });
+    EXPECT_TRUE(server.server().isResponsive(seconds(10)));
+    const RawClient malformed(server.port());
+    malformed.send("nonsense\r\n\r\n");
+    EXPECT_TRUE(eventually([&server] { return !server.server().isResponsive(milliseconds(50)); }));
+    release.set_value();
+    EXPECT_TRUE(server.server().isResponsive(seconds(10)));
 }
 
 }  // namespace

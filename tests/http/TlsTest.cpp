@@ -174,8 +174,7 @@ TEST(Tls, ReportsFilesThatItCannotUse)
 TEST(Tls, HandshakesThatStallHoldNobodyUp)
 {
     const Certificates certificates;
-    TestServer server([](ServerLimits& limits) { limits.handshakeTime = std::chrono::milliseconds(1500); },
-                      certificates.rsa());
+    TestServer server([](ServerLimits& limits) { limits.handshakeTime = seconds(60); }, certificates.rsa());
     std::vector<RawClient> stalled;
     for (int i = 0; i < 100; ++i) {
         stalled.emplace_back(server.port(), "127.0.0.66");
@@ -185,9 +184,18 @@ TEST(Tls, HandshakesThatStallHoldNobodyUp)
     const auto begin = std::chrono::steady_clock::now();
     WebClient client(server.server().url());
     EXPECT_TRUE(client.get("/a").has_value());
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, seconds(1));
-    EXPECT_THAT(stalled[0].receiveAll(), HasSubstr("(closed)"));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, seconds(4));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, test::kUnaffected);
+}
+
+TEST(Tls, HandshakesHaveADeadline)
+{
+    const Certificates certificates;
+    const TestServer server([](ServerLimits& limits) { limits.handshakeTime = seconds(1); }, certificates.rsa());
+    const RawClient silent(server.port());
+    const RawClient stalled(server.port());
+    stalled.send("\x16");
+    EXPECT_EQ(stalled.receiveAll(), "(closed)");
+    EXPECT_EQ(silent.receiveAll(), "(closed)");
 }
 
 TEST(Tls, PlainRequestsToATlsPortAreClosed)
@@ -196,7 +204,7 @@ TEST(Tls, PlainRequestsToATlsPortAreClosed)
     const TestServer server({}, certificates.rsa());
     const RawClient client(server.port());
     client.send(TestServer::get("/a"));
-    EXPECT_THAT(client.receiveAll(seconds(5)), ::testing::Not(HasSubstr("(nothing)")));
+    EXPECT_THAT(client.receiveAll(), ::testing::Not(HasSubstr("(nothing)")));
     EXPECT_EQ(server.requests(), 0);
 }
 

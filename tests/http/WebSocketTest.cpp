@@ -13,8 +13,8 @@ namespace http {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
-using test::eventually;
+using support::eventually;
+using test::kUnaffected;
 using test::RawClient;
 using test::TestServer;
 using ::testing::EndsWith;
@@ -186,7 +186,7 @@ TEST_F(WebSockets, AHandlerThatThrowsEndsItsConnection)
     client.send(text("throw"));
     EXPECT_THAT(client.receiveAll(), ::testing::Not(HasSubstr("(nothing)")));
     EXPECT_TRUE(eventually([&] { return m_handler->isClosed.load(); }));
-    EXPECT_LT(m_server->timeOfRequest(), seconds(2));
+    EXPECT_LT(m_server->timeOfRequest(), kUnaffected);
 }
 
 TEST_F(WebSockets, LargeMessagesEndTheConnection)
@@ -207,18 +207,16 @@ TEST_F(WebSockets, AClientThatDoesNotReadIsCutOff)
     client.receiveLittle();
     client.send(text("flood"));
     EXPECT_TRUE(eventually([&] { return m_handler->isClosed.load(); }));
-    EXPECT_LE(m_handler->sent, 4200) << "100 KB each: what sockets hold, and 4 MiB";
-    EXPECT_LT(m_server->timeOfRequest(), seconds(2));
+    EXPECT_LE(m_handler->sent, 100) << "100 KB each: what sockets hold, and 4 MiB";
+    EXPECT_LT(m_server->timeOfRequest(), kUnaffected);
 }
 
 TEST_F(WebSockets, ASilentClientIsPingedAndThenClosed)
 {
     start([](ServerLimits& limits) { limits.webSocketIdleTime = milliseconds(1000); });
     const RawClient client = connected();
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_THAT(client.receiveAll(seconds(10)),
+    EXPECT_THAT(client.receiveAll(),
                 ::testing::AllOf(StartsWith(std::string("\x89\x00", 2)), ::testing::Not(HasSubstr("(nothing)"))));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, seconds(4));
     EXPECT_TRUE(eventually([&] { return m_handler->isClosed.load(); }));
 }
 

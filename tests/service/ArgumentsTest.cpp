@@ -14,9 +14,14 @@ constexpr ParameterRule kRules[] = {
     {"DUID", ParameterPlace::Header, ParameterKind::Text, Presence::Required},
 };
 
-Request requestOf(std::multimap<std::string, std::string> query, const std::string& device = "d")
+http::Request requestOf(std::multimap<std::string, std::string> query, const std::string& device = "d")
 {
-    return {"GET", "/", std::move(query), [device](const char*) { return device; }};
+    http::Request request;
+    request.method = "GET";
+    request.path = "/";
+    request.query = std::move(query);
+    request.headers.set("DUID", device);
+    return request;
 }
 
 TEST(Arguments, AreReadByTheirRows)
@@ -99,9 +104,9 @@ constexpr ParameterRule kPutRules[] = {
     {"device", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 
-Request putOf(std::string_view body, const std::string& path = "/user/favorite")
+http::Request putOf(std::string_view body, const std::string& path = "/user/favorite")
 {
-    Request request = requestOf({});
+    http::Request request = requestOf({});
     request.method = "PUT";
     request.path = path;
     request.body = body;
@@ -118,7 +123,7 @@ TEST(Arguments, OfAPutAreReadFromItsBodyToo)
 
 TEST(Arguments, OfTheQueryComeBeforeThoseOfTheBody)
 {
-    Request request = putOf("type=body&device=D");
+    http::Request request = putOf("type=body&device=D");
     request.query.emplace("type", "query");
     const Arguments arguments(kPutRules, request, "7");
     EXPECT_EQ(arguments.text("type"), "query");
@@ -127,7 +132,7 @@ TEST(Arguments, OfTheQueryComeBeforeThoseOfTheBody)
 
 TEST(Arguments, OfOtherMethodsIgnoreTheBody)
 {
-    Request request = putOf("type=body");
+    http::Request request = putOf("type=body");
     request.method = "DELETE";
     EXPECT_EQ(Arguments(kPutRules, request, "7").text("type"), "");
 }

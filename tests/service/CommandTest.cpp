@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "ServiceProgram.h"
 #include "TestSupport.h"
@@ -28,9 +29,18 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
     const std::string db = folder.path();
     const std::string broken = db + ".broken.xml";
     test::writeFile(broken, "<tv>\n<programme>\n");
+    const std::string packed = db + ".bz2";
+    test::writeFile(packed, "BZh91AY&SY");
+    const std::string zstd = db + ".zst";
+    test::writeFile(zstd, "\x28\xb5\x2f\xfd\x24");
     const UsageRow rows[] = {
-        {{}, 2, "A subcommand is required"},
-        {{"fly"}, 2, "subcommand"},
+        {{}, 2, "corvaned: a command is required; see corvaned --help\n"},
+        {{"fly"}, 2, "corvaned: unknown command 'fly'; see corvaned --help\n"},
+        {{"--bogus"}, 2, "corvaned: unknown option '--bogus'; see corvaned --help\n"},
+        {{"--bogus", "stats"}, 2, "corvaned: unknown option '--bogus'; see corvaned stats --help\n"},
+        {{"stats", "--bogus"}, 2, "corvaned: unknown option '--bogus'; see corvaned stats --help\n"},
+        {{"stats", "--db", db, "more"}, 2, "corvaned: unexpected argument 'more'; see corvaned stats --help\n"},
+        {{"serve", "--max-body", "1e999"}, 2, "--max-body"},
         {{"import"}, 2, "--db is required"},
         {{"import", "--db", db}, 2, "listing is required"},
         {{"serve", "--tls-cert", "x"}, 2, "--tls-cert requires --tls-key"},
@@ -41,9 +51,13 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
          "corvaned: cannot open listing /nonexistent.xml: No such file or directory\n"},
         {{"import", "--db", db, broken}, 1, ".broken.xml:3: not well-formed: "},
         {{"import", "--db", "/nonexistent/x.db", broken}, 1, "corvaned: cannot open database /nonexistent/x.db: "},
+        {{"import", "--db", db, packed}, 1, "bzip2 is not supported; unpack the listing first: bunzip2 FILE\n"},
+        {{"import", "--db", db, zstd}, 1, "Zstandard is not supported; unpack the listing first: unzstd FILE\n"},
         {{"serve", "--db", db}, 1, "corvaned: there is no database "},
         {{"serve", "--db", broken}, 1, "file is not a database"},
         {{"serve", "--listen", "nowhere"}, 1, "corvaned: 'nowhere' is not an address to listen on"},
+        {{"serve", "--listen", ":0"}, 1, "corvaned: --listen :0 lets other machines in; give --secret-file or "},
+        {{"serve", "--listen", ":"}, 1, "corvaned: ':' is not an address to listen on"},
         {{"serve", "--listen", "203.0.113.1:1", "--allow-anonymous"}, 1, "cannot listen on 203.0.113.1:1: "},
         {{"serve", "--zone", "Mars/Olympus"}, 1, "corvaned: zone 'Mars/Olympus' is not known"},
         {{"serve", "--tls-cert", "/none", "--tls-key", "/none"}, 1, "corvaned: cannot read certificate /none: "},
@@ -75,8 +89,106 @@ TEST(Command, ImportReportsItsResult)
         EXPECT_EQ(program.readLine(), listing + ": 2 channels, 4 programmes");
         EXPECT_THAT(program.readLine(), HasSubstr(expected));
         EXPECT_EQ(program.wait(), 0);
-        EXPECT_EQ(program.errors(), "");
+        EXPECT_THAT(
+            program.errors(),
+            StartsWith("corvaned: all programmes are in the past, the last one ended at 2026-11-20T22:00:00Z; "));
     }
+}
+
+TEST(Command, ImportSaysHowFarItMovedEachListing)
+{
+    TemporaryDatabase folder;
+    const std::string listing = folder.path() + ".xml";
+    test::writeFile(listing, test::testData("evening.xml"));
+    ServiceProgram program({"import", "--db", folder.path(), "--today", "--zone", "+00:00", listing});
+    EXPECT_THAT(program.readLine(),
+                MatchesRegex(".*: 2 channels, 4 programmes; moved [0-9]+ (day|week)s? (later|earlier), now from "
+                             "2[0-9-]+T18:00:00Z to 2[0-9-]+T22:00:00Z"));
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(Command, ReadsAndWritesStandardStreams)
+{
+    TemporaryDatabase folder;
+    const support::ProcessResult import = support::runProcess(
+        {CORVANED_PROGRAM, {"import", "--db", folder.path(), "-"}, {}}, test::testData("evening.xml"));
+    EXPECT_EQ(import.exitCode, 0) << import.errors;
+    EXPECT_THAT(import.output, StartsWith("standard input: 2 channels, 4 programmes\n"));
+    const support::ProcessResult broken =
+        support::runProcess({CORVANED_PROGRAM, {"import", "--db", folder.path(), "-"}, {}}, "<tv>\n<oops>");
+    EXPECT_EQ(broken.exitCode, 1);
+    EXPECT_THAT(broken.errors, StartsWith("corvaned: standard input:2: not well-formed"));
+    const support::ProcessResult exported =
+        support::runProcess({CORVANED_PROGRAM, {"export", "--db", folder.path(), "--output", "-"}, {}});
+    EXPECT_EQ(exported.exitCode, 0);
+    EXPECT_THAT(exported.output, HasSubstr("</tv>\n"));
+    EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
+TEST(Command, MergesListings)
+{
+    TemporaryDatabase folder;
+    const std::string listing = folder.path() + ".xml";
+    test::writeFile(listing, test::testData("evening.xml"));
+    EXPECT_EQ(ServiceProgram({"import", "--db", folder.path(), listing}).wait(), 0);
+    test::writeFile(listing,
+                    "<tv><programme channel='new' start='20261120180000' stop='20261120190000'><title>T</title>"
+                    "</programme></tv>");
+    ServiceProgram merge({"import", "--db", folder.path(), "--merge", listing});
+    EXPECT_THAT(merge.readAll(), HasSubstr(" now holds 3 channels and 5 programmes from 2026-11-20T18:00:00Z to "));
+    EXPECT_EQ(merge.wait(), 0);
+}
+
+TEST(Command, OutputThatCannotBeWrittenIsAFailure)
+{
+    TemporaryDatabase folder;
+    const std::string listing = folder.path() + ".xml";
+    test::writeFile(listing, test::testData("evening.xml"));
+    EXPECT_EQ(ServiceProgram({"import", "--db", folder.path(), listing}).wait(), 0);
+    for (const std::string& command :
+         {"stats --db " + folder.path(), "users --db " + folder.path(), "export --db " + folder.path(),
+          "import --db " + folder.path() + " " + listing, std::string("--help")}) {
+        for (const char* const redirection : {">/dev/full", ">&-"}) {
+            const support::ProcessResult result = support::runProcess(
+                {"/bin/sh", {"-c", std::string(CORVANED_PROGRAM) + " " + command + " " + redirection}, {}});
+            EXPECT_EQ(result.exitCode, 1) << command << redirection;
+            EXPECT_THAT(result.errors, HasSubstr("corvaned: cannot write ")) << command << redirection;
+        }
+    }
+}
+
+TEST(Command, LooksIntoADatabaseThatCannotBeWritten)
+{
+    TemporaryDatabase folder;
+    const std::string listing = folder.path() + ".xml";
+    test::writeFile(listing, test::testData("evening.xml"));
+    EXPECT_EQ(ServiceProgram({"import", "--db", folder.path(), listing}).wait(), 0);
+    const std::string before = test::readFile(folder.path());
+    const std::filesystem::path parent = std::filesystem::path(folder.path()).parent_path();
+    // Rights do not bind root, so that another user has to look.
+    const bool isRoot = ::geteuid() == 0;
+    constexpr uid_t kNobody = 65534;
+    if (isRoot) {
+        ASSERT_EQ(::chown(folder.path().c_str(), kNobody, kNobody), 0);
+        ASSERT_EQ(::chown(parent.c_str(), kNobody, kNobody), 0);
+    }
+    using std::filesystem::perms;
+    std::filesystem::permissions(folder.path(), perms::owner_read);
+    std::filesystem::permissions(parent, perms::owner_read | perms::owner_exec);
+    for (const char* const command : {"stats", "users", "export"}) {
+        std::vector<std::string> arguments = {
+            "-c", std::string("exec ") + CORVANED_PROGRAM + " \"$@\"", "sh", command, "--db", folder.path()};
+        std::string program = "/bin/sh";
+        if (isRoot) {
+            arguments.insert(arguments.begin(), {"--reuid=65534", "--regid=65534", "--clear-groups", program});
+            program = "/usr/bin/setpriv";
+        }
+        const support::ProcessResult result = support::runProcess({program, arguments, {}});
+        EXPECT_NE(result.output, "") << command;
+        EXPECT_EQ(result.exitCode, 0) << command << ": " << result.errors;
+    }
+    std::filesystem::permissions(parent, perms::owner_all);
+    EXPECT_EQ(test::readFile(folder.path()), before);
 }
 
 TEST(Command, ImportsAnOperatorsPlaces)
@@ -152,6 +264,29 @@ TEST(Command, ServeAnnouncesItsAddressAndEndsOnEitherSignal)
         program.signal(signal);
         EXPECT_EQ(program.wait(), 0);
     }
+}
+
+TEST(Command, ListensOnEveryAddressIfNoneIsNamed)
+{
+    ServiceProgram program({"serve", "--listen", ":0", "--allow-anonymous"});
+    EXPECT_THAT(program.readLine(), StartsWith("corvaned listening on http://0.0.0.0:"));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(Command, ServeSaysThatAGuideIsOfThePast)
+{
+    TemporaryDatabase folder;
+    const std::string listing = folder.path() + ".xml";
+    test::writeFile(listing, test::testData("evening.xml"));
+    EXPECT_EQ(ServiceProgram({"import", "--db", folder.path(), listing}).wait(), 0);
+    ServiceProgram program({"serve", "--db", folder.path(), "--listen", "127.0.0.1:0"});
+    program.readLine();
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(program.errors(),
+              "corvaned: all programmes are in the past, the last one ended at 2026-11-20T22:00:00Z; import a newer "
+              "listing\n");
 }
 
 TEST(Command, TheSamplesDatabaseIsRemovedAtTheEnd)

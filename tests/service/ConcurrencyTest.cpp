@@ -53,7 +53,7 @@ TEST(Concurrency, ReadersSeeTheOldGuideOrTheNewAndNeverHalfOfOne)
             }
         });
     }
-    for (int i = 1; i <= 20; ++i) {
+    for (int i = 1; i <= 20 || looks <= 20; ++i) {
         test::importText(db.store, listings[i % 2]);
         if (i % 5 == 0) {
             EXPECT_ANY_THROW(test::importText(db.store, listings[i % 2] + "<"));
@@ -63,7 +63,6 @@ TEST(Concurrency, ReadersSeeTheOldGuideOrTheNewAndNeverHalfOfOne)
     for (std::thread& reader : readers) {
         reader.join();
     }
-    EXPECT_GT(looks, 20);
 }
 
 TEST(Concurrency, ClientsOpenSessionsAndReadWhileTheGuideIsReplaced)

@@ -156,6 +156,18 @@ std::vector<Flood> floods()
          "",
          {},
          {"Kept", "Good"}},
+        {"keywords",
+         programmeBegin + "<title>Lost</title>",
+         numbered("<keyword>{}</keyword>"),
+         "</programme>",
+         "",
+         {"listing:2: skipped: more than 256 KiB of keywords, addresses and the like"}},
+        {"roles",
+         programmeBegin + "<title>Lost</title><credits>",
+         filler("<actor role='" + std::string(60'000, 'r') + "'>A</actor>"),
+         "</credits></programme>",
+         "",
+         {"listing:2: skipped: <credits> has more than 1024 KiB"}},
     };
 }
 
@@ -233,9 +245,10 @@ TEST_F(HostileListing, CategoriesAndNumbersAreBounded)
 
     const std::string number(32, '7');
     for (const std::string& digits : {number, number + "7"}) {
-        importText("<tv><channel id='c'><display-name>" + digits + "</display-name></channel>" + kGood + "</tv>");
+        importText("<tv><channel id='c'><display-name>C</display-name><display-name>" + digits +
+                   "</display-name></channel>" + kGood + "</tv>");
         EXPECT_THAT(test::rows(m_database->store, "SELECT number, name FROM channel"),
-                    ElementsAre((digits == number ? digits : "1") + "|" + digits));
+                    ElementsAre((digits == number ? digits : "1") + "|C"));
         renew();
     }
 }

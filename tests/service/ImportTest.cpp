@@ -78,7 +78,7 @@ TEST(Import, ALaterListingReplacesTheGuideAndKeepsNumbers)
     EXPECT_THAT(rows(db.store, kSlots), ElementsAre("b|120|180|Same"));
     EXPECT_THAT(rows(db.store, "SELECT source_id, name FROM channel ORDER BY position"), ElementsAre("3|c", "2|b"));
     EXPECT_THAT(rows(db.store, "SELECT content_id FROM airing"), ElementsAre(same));
-    importText(db.store, "<tv>" + channel("a") + "</tv>");
+    importText(db.store, "<tv>" + channel("a") + programme("a", "1800", "1900", "New") + "</tv>");
     EXPECT_THAT(rows(db.store, "SELECT source_id, name FROM channel"), ElementsAre("1|a"));
 }
 
@@ -100,7 +100,7 @@ TEST(Import, ARefusedListingChangesNothing)
     const std::string good = "<tv>" + channel("x") + programme("x", "1800", "1900", "New") + "</tv>";
     for (const std::string& bad :
          {std::string("<tv>") + programme("x", "1800", "", "T") + "<oops>", std::string("<html/>"), std::string(),
-          std::string("<tv/>"), std::string("<tv><programme/></tv>")}) {
+          std::string("<tv/>"), std::string("<tv><programme/></tv>"), "<tv>" + channel("x") + "</tv>"}) {
         EXPECT_THROW(importText(db.store, bad), OperatorError) << bad;
     }
     EXPECT_THROW(importGuide(db.store, {inputOf(good), inputOf("<tv><oops></tv>", "second")}, {}), OperatorError);
@@ -165,10 +165,11 @@ TEST(Import, AssignedNumbersAvoidUsedOnes)
     importText(db.store,
                "<tv><channel id='a'><display-name>A</display-name></channel>"
                "<channel id='b'><display-name>B</display-name><lcn>1</lcn></channel>"
-               "<channel id='c'><display-name>2</display-name></channel>"
-               "<channel id='d'><display-name>D</display-name></channel></tv>");
+               "<channel id='c'><display-name>2</display-name><display-name>Two</display-name></channel>"
+               "<channel id='d'><display-name>D</display-name></channel>" +
+                   programme("a", "1800", "1900", "T") + "</tv>");
     EXPECT_THAT(rows(db.store, "SELECT number, name FROM channel ORDER BY position"),
-                ElementsAre("1|B", "2|2", "3|A", "4|D"));
+                ElementsAre("1|B", "2|Two", "3|A", "4|D"));
 }
 
 TEST(Import, SkippedRecordsAreReportedOnceAndCounted)
@@ -197,35 +198,80 @@ TEST(Import, TheLineUpsChecksumChangesWithTheLineUpOnly)
     const std::string first = checksum();
     importText(db.store, "<tv>" + channel("a") + programme("a", "1800", "1900", "U") + "</tv>");
     EXPECT_EQ(checksum(), first);
-    importText(db.store, "<tv>" + channel("a") + channel("b") + "</tv>");
+    importText(db.store, "<tv>" + channel("a") + channel("b") + programme("a", "1800", "1900", "U") + "</tv>");
     EXPECT_NE(checksum(), first);
 }
 
 struct MoveRow {
     const char* what;
     const char* first;
+    const char* middle;
     const char* last;
     std::int64_t days;
 };
 
-TEST(Import, AGuideOfThePastMovesToToday)
+TEST(Import, AListingThatDoesNotCoverNowMovesSoThatItDoes)
 {
     const Instant now = *parseUtc("2026-11-21T20:00:00Z");  // a Saturday
     const Shifts shifts = movedToToday(now, Zone::named("+00:00"));
     const MoveRow rows[] = {
-        {"ten days, from a Saturday", "2021-01-16T11:00:00Z", "2021-01-25T22:00:00Z", 2128},
-        {"seven days, from a Monday", "2024-01-01T00:00:00Z", "2024-01-08T00:00:00Z", 1050},
-        {"one day, a Saturday", "2021-03-13T00:00:00Z", "2021-03-14T00:25:00Z", 2079},
-        {"one day, a Wednesday", "2021-03-10T06:00:00Z", "2021-03-10T23:00:00Z", 2082},
-        {"ends in an hour", "2026-11-20T00:00:00Z", "2026-11-21T21:00:00Z", 0},
-        {"of the future", "2026-12-01T00:00:00Z", "2026-12-02T00:00:00Z", 0},
-        {"ended an hour ago", "2026-11-14T00:00:00Z", "2026-11-21T19:00:00Z", 7},
+        {"ten days: by weeks, to the middle", "2021-01-16T11:00:00Z", "2021-01-21T01:50:00Z", "2021-01-25T22:00:00Z",
+         2128},
+        {"seven days", "2024-01-01T00:00:00Z", "2024-01-04T12:00:00Z", "2024-01-08T00:00:00Z", 1050},
+        {"a Saturday", "2021-03-13T00:00:00Z", "2021-03-13T11:30:00Z", "2021-03-14T00:25:00Z", 2079},
+        {"a Wednesday: by days", "2021-03-10T06:00:00Z", "2021-03-10T14:00:00Z", "2021-03-10T23:00:00Z", 2082},
+        {"a morning: the nearest", "2021-03-13T06:00:00Z", "2021-03-13T08:30:00Z", "2021-03-13T11:00:00Z", 2079},
+        {"two days, from noon: now is in the second", "2026-11-01T12:00:00Z", "2026-11-02T14:00:00Z",
+         "2026-11-03T12:00:00Z", 19},
+        {"two weeks that begin with nearly all", "2026-11-01T00:00:00Z", "2026-11-01T10:00:00Z", "2026-11-15T00:00:00Z",
+         14},
+        {"ends in an hour: it is current", "2026-11-20T00:00:00Z", "2026-11-20T12:00:00Z", "2026-11-21T21:00:00Z", 0},
+        {"of the future", "2026-12-01T00:00:00Z", "2026-12-01T12:00:00Z", "2026-12-02T00:00:00Z", -10},
+        {"ended an hour ago", "2026-11-14T00:00:00Z", "2026-11-17T21:30:00Z", "2026-11-21T19:00:00Z", 7},
     };
     for (const MoveRow& row : rows) {
-        const Instant first = *parseUtc(row.first);
-        const Instant last = *parseUtc(row.last);
-        ASSERT_THAT(shifts(first, last), ElementsAre(row.days * 86400)) << row.what;
+        const ListedSpan span{*parseUtc(row.first), *parseUtc(row.last), [&] { return *parseUtc(row.middle); }};
+        ASSERT_THAT(shifts(span), ElementsAre(row.days * 86400)) << row.what;
     }
+}
+
+TEST(Import, MovedProgrammesKeepTheirTimeOfDayAcrossAClockChange)
+{
+    // Berlin is two hours east of UTC in July and one in November.
+    const Shifts shifts = movedToToday(*parseUtc("2026-11-21T20:00:00Z"), Zone::named("Europe/Berlin"));
+    const ListedSpan span{*parseUtc("2026-07-01T00:00:00Z"), *parseUtc("2026-07-15T00:00:00Z"),
+                          [] { return *parseUtc("2026-07-08T00:00:00Z"); }};
+    EXPECT_THAT(shifts(span), ElementsAre(20 * 7 * 86400 + 3600));
+}
+
+std::string onDay(std::string listing, const std::string& day)
+{
+    for (std::size_t at = 0; (at = listing.find("20261120", at)) != std::string::npos; ++at) {
+        listing.replace(at, day.size(), day);
+    }
+    return listing;
+}
+
+TEST(Import, EachListingMovesByItselfUnlessTheyShareAChannel)
+{
+    const std::string north = "<tv>" + channel("n") + programme("n", "1800", "1900", "N") + "</tv>";
+    const std::string south = "<tv>" + channel("s") + programme("s", "1800", "1900", "S") + "</tv>";
+    const std::string next = onDay("<tv>" + programme("n", "1800", "1900", "Next day") + "</tv>", "20261121");
+    ImportOptions options;
+    options.shifts = movedToToday(*parseUtc("2026-12-05T18:30:00Z"), Zone::named("+00:00"));
+    TestStore db;
+    const ImportReport report = importGuide(
+        db.store, {inputOf(north, "north"), inputOf(onDay(south, "20251201"), "south"), inputOf(next, "next")},
+        options);
+    EXPECT_THAT(rows(db.store, "SELECT title, datetime(start, 'unixepoch') FROM airing ORDER BY id"),
+                ElementsAre("N|2026-12-04 18:00:00", "S|2026-12-05 18:00:00", "Next day|2026-12-05 18:00:00"));
+    ASSERT_EQ(report.listings.size(), 3U);
+    EXPECT_EQ(report.listings[0].shift, 14 * 86400);
+    EXPECT_EQ(report.listings[1].shift, 369 * 86400);
+    EXPECT_EQ(report.listings[2].shift, 14 * 86400);
+    EXPECT_EQ(formatUtc(report.listings[1].first), "2026-12-05T18:00:00Z");
+    EXPECT_EQ(formatUtc(report.listings[1].last), "2026-12-05T19:00:00Z");
+    EXPECT_EQ(formatUtc(report.first), "2026-12-04T18:00:00Z");
 }
 
 TEST(Import, MovingIsRepeatable)
@@ -233,11 +279,77 @@ TEST(Import, MovingIsRepeatable)
     TestStore db;
     ImportOptions options;
     options.shifts = movedToToday(*parseUtc("2026-12-05T12:00:00Z"), Zone::named("+00:00"));
-    EXPECT_EQ(importText(db.store, test::testData("evening.xml"), options).shift, 15 * 86400);
+    EXPECT_EQ(importText(db.store, test::testData("evening.xml"), options).listings[0].shift, 15 * 86400);
     options.shifts = movedToToday(*parseUtc("2026-12-05T23:00:00Z"), Zone::named("+00:00"));
     EXPECT_FALSE(importText(db.store, test::testData("evening.xml"), options).changed);
     options.shifts = movedToToday(*parseUtc("2026-12-06T12:00:00Z"), Zone::named("+00:00"));
     EXPECT_TRUE(importText(db.store, test::testData("evening.xml"), options).changed);
+}
+
+ImportOptions merging()
+{
+    ImportOptions options;
+    options.isMerge = true;
+    return options;
+}
+
+TEST(Import, AMergeAddsAndTheNewListingWins)
+{
+    TestStore db;
+    importText(db.store, "<tv>" + channel("a") + channel("b") + programme("a", "1800", "1900", "Before") +
+                             programme("a", "1900", "2000", "Cut at its end") +
+                             programme("a", "2000", "2100", "Covered") + programme("a", "2100", "2200", "After") +
+                             programme("b", "1800", "2200", "Elsewhere") + "</tv>");
+    const ImportReport report = importText(db.store,
+                                           "<tv>" + channel("c") + programme("a", "1930", "2100", "New") +
+                                               programme("c", "1800", "1900", "Added") + "</tv>",
+                                           merging());
+    EXPECT_TRUE(report.changed);
+    EXPECT_EQ(report.channels, 3);
+    EXPECT_EQ(report.airings, 5);
+    EXPECT_THAT(rows(db.store, kSlots),
+                ElementsAre("a|0|60|Before", "a|90|180|New", "a|180|240|After", "b|0|240|Elsewhere", "c|0|60|Added"));
+    EXPECT_THAT(rows(db.store, "SELECT number, name FROM channel ORDER BY position"), ElementsAre("1|a", "2|b", "3|c"));
+    EXPECT_THAT(rows(db.store, "SELECT count(*) FROM search WHERE search MATCH 'Elsewhere'"), ElementsAre("1"));
+    EXPECT_THAT(rows(db.store, "SELECT count(*) FROM search WHERE search MATCH 'Covered'"), ElementsAre("0"));
+}
+
+TEST(Import, AMergeKeepsAllThatBelongsToWhatItKeeps)
+{
+    TestStore db;
+    importText(db.store, test::testData("evening.xml"));
+    const std::vector<std::string_view> tables = {
+        "SELECT listing_id, number, name, icon_url, details FROM channel JOIN source ON source.id = source_id "
+        "WHERE listing_id <> 'c' ORDER BY 1",
+        "SELECT source_id, start, stop, content_id, title, type, rating FROM airing WHERE title <> 'Added' ORDER BY 1, "
+        "2",
+        "SELECT start, translation.lang, translation.title FROM translation JOIN airing ON airing.id = airing_id",
+        "SELECT start, place, name FROM airing_genre JOIN genre ON genre.id = genre_id JOIN airing ON airing.id = "
+        "airing_id ORDER BY 1, 2",
+        "SELECT start, genre_lang, details FROM airing_details JOIN airing ON airing.id = airing_id ORDER BY 1",
+        "SELECT content_id, place, person_id, job, role, details FROM credit"};
+    std::vector<std::vector<std::string>> before;
+    for (const std::string_view table : tables) {
+        before.push_back(rows(db.store, table));
+        EXPECT_FALSE(before.back().empty()) << table;
+    }
+    importText(db.store, "<tv>" + programme("c", "1800", "1900", "Added") + "</tv>", merging());
+    for (std::size_t i = 0; i < tables.size(); ++i) {
+        EXPECT_EQ(rows(db.store, tables[i]), before[i]) << tables[i];
+    }
+    const std::string merged = test::wholeGuide(db.store);
+    EXPECT_FALSE(importText(db.store, "<tv>" + programme("c", "1800", "1900", "Added") + "</tv>", merging()).changed);
+    EXPECT_EQ(test::wholeGuide(db.store), merged);
+}
+
+TEST(Import, AMergeIntoAnEmptyDatabaseIsAnImport)
+{
+    TestStore merged;
+    TestStore plain;
+    importText(merged.store, test::testData("evening.xml"), merging());
+    importText(plain.store, test::testData("evening.xml"));
+    constexpr std::string_view kAirings = "SELECT * FROM airing ORDER BY id";
+    EXPECT_EQ(rows(merged.store, kAirings), rows(plain.store, kAirings));
 }
 
 TEST(Import, ReportsEmptyListings)
@@ -248,6 +360,12 @@ TEST(Import, ReportsEmptyListings)
         ADD_FAILURE() << "not refused";
     } catch (const OperatorError& error) {
         EXPECT_STREQ(error.what(), "the listings contain neither channels nor programmes; the guide is unchanged");
+    }
+    try {
+        importText(db.store, "<tv>" + channel("a") + "</tv>");
+        ADD_FAILURE() << "not refused";
+    } catch (const OperatorError& error) {
+        EXPECT_STREQ(error.what(), "the listings contain channels but no programmes; the guide is unchanged");
     }
     try {
         importText(db.store, "<tv>" + channel("a") + "<programme channel='a'/></tv>");

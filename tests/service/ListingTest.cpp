@@ -43,6 +43,37 @@ std::vector<std::string> titlesOf(const Collected& collected)
     return titles;
 }
 
+struct DisplayNameRow {
+    const char* children;
+    const char* name;
+    const char* number;
+};
+
+TEST(Listing, ADisplayNameIsANumberOnlyBesideAName)
+{
+    const DisplayNameRow rows[] = {
+        {"<display-name>360</display-name>", "360", ""},
+        {"<display-name>24</display-name><icon src='http://i.example/24'/>", "24", ""},
+        {"<display-name>5.1</display-name><display-name>KXYZ</display-name>", "KXYZ", "5.1"},
+        {"<display-name>KXYZ</display-name><display-name>5-1</display-name>", "KXYZ", "5-1"},
+        {"<display-name>7</display-name><display-name>North</display-name><display-name>8</display-name>", "North",
+         "7"},
+        {"<display-name>360</display-name><display-name>24</display-name>", "360", "24"},
+        {"<display-name>5.</display-name><display-name>6</display-name>", "5.", "6"},
+        {"<display-name>1.2.3</display-name>", "1.2.3", ""},
+        {"<display-name>360</display-name><lcn>7</lcn>", "360", "7"},
+        {"<display-name>North</display-name><display-name>8</display-name><lcn>7</lcn>", "North", "7"},
+        {"<lcn>7</lcn>", "c", "7"},
+        {"", "c", ""},
+    };
+    for (const DisplayNameRow& row : rows) {
+        const Collected collected = collect(listingOf("<channel id='c'>" + std::string(row.children) + "</channel>"));
+        ASSERT_EQ(collected.channels.size(), 1U) << row.children;
+        EXPECT_EQ(collected.channels[0].name, row.name) << row.children;
+        EXPECT_EQ(collected.channels[0].number, row.number) << row.children;
+    }
+}
+
 TEST(Listing, ChannelsAreRead)
 {
     const Collected collected = collect(test::testData("evening.xml"));

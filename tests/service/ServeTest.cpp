@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,6 +30,8 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
+// A service that something holds up takes longer to end, however busy the machine is.
+constexpr seconds kPrompt{20};
 constexpr const char* kLocalTime = "/openapi/service/vorel/conf/localtime";
 
 int portIn(const std::string& line)
@@ -68,7 +71,7 @@ void expectPromptEnd(support::ChildProcess& service)
     const auto begin = Clock::now();
     service.signal(SIGTERM);
     EXPECT_EQ(service.wait(), 0);
-    EXPECT_LT(Clock::now() - begin, seconds(6));
+    EXPECT_LT(Clock::now() - begin, kPrompt);
 }
 
 TEST(ServeLog, AFullDiskIsNoReasonToStop)
@@ -125,7 +128,7 @@ TEST(ServeLog, AFloodIsCounted)
     ServiceProgram service({"serve", "--listen", "127.0.0.1:0", "--log-lines-per-second", "10"});
     const int port = portIn(service.readLine());
     expectService(port, 500);
-    std::this_thread::sleep_for(milliseconds(1100));
+    std::this_thread::sleep_for(milliseconds(1100));  // lines are counted per second
     expectService(port, 1);
     service.signal(SIGTERM);
     EXPECT_EQ(service.wait(), 0);
@@ -136,7 +139,7 @@ TEST(ServeLog, AFloodIsCounted)
 
 TEST(ServeSignals, TermEndsWithAClientThatDoesNotRead)
 {
-    ServiceProgram service({"serve", "--listen", "127.0.0.1:0", "--stop-seconds", "2"});
+    ServiceProgram service({"serve", "--listen", "127.0.0.1:0", "--stop-seconds", "2", "--send-pause-seconds", "60"});
     const int port = portIn(service.readLine());
     const RawClient client(port);
     client.receiveLittle();
@@ -145,11 +148,9 @@ TEST(ServeSignals, TermEndsWithAClientThatDoesNotRead)
         many += fmt::format("GET /unheard/{} HTTP/1.1\r\nHost: here\r\n\r\n", i);
     }
     std::thread sending([&] { client.send(many); });
-    std::this_thread::sleep_for(milliseconds(500));
-    const auto begin = Clock::now();
-    service.signal(SIGTERM);
-    EXPECT_EQ(service.wait(), 0);
-    EXPECT_LT(Clock::now() - begin, seconds(4));
+    pollfd reply{client.descriptor(), POLLIN, 0};
+    EXPECT_EQ(::poll(&reply, 1, 60'000), 1);
+    expectPromptEnd(service);
     sending.join();
 }
 

@@ -3,7 +3,7 @@
 import axe from "axe-core";
 import assert from "node:assert/strict";
 import { before, describe, test } from "node:test";
-import { guideReady, openPage, rpc, startService, startWeb, until } from "./support.js";
+import { elementOf, guideReady, openPage, rpc, settled, startService, startWeb, until } from "./support.js";
 
 const kPages = ["guide", "search?q=the", "for-you", "channels", "line-up", "terms", "health", "help"];
 
@@ -21,24 +21,23 @@ describe("accessibility", () => {
   /** Waits until a page has loaded everything. @param {import("playwright-core").Page} page @param {string} name */
   async function show(page, name) {
     await page.evaluate((to) => (location.hash = `#/${to}`), name);
+    await page.locator(elementOf(name)).waitFor();
+    if (name.startsWith("search?")) await page.locator(".programme-card").first().waitFor();
     await until(`${name} to be loaded`, () =>
-      page.evaluate((wanted) => {
-        const isOverlay = /^(help|programme|channel\/)/.test(wanted);
-        const place = isOverlay ? document.querySelector("dialog[open]") : document.querySelector("main");
-        return (
-          place?.firstElementChild &&
-          !document.querySelector(".skeleton, [aria-busy]") &&
-          (isOverlay || location.hash.startsWith(`#/${wanted.split("?")[0]}`)) &&
-          (wanted !== "guide" || !document.querySelector(".cell.loading"))
-        );
-      }, name),
+      page.evaluate(() => !document.querySelector(".skeleton, [aria-busy], .cell.loading")),
     );
-    await page.waitForTimeout(150);
+    await settled(page);
   }
 
-  for (const colorScheme of /** @type {const} */ (["light", "dark"])) {
-    test(`axe finds nothing in ${colorScheme}`, async () => {
-      const page = await openPage(web.url, { colorScheme, bypassCSP: true });
+  for (const { where, colorScheme, size, width } of /** @type {const} */ ([
+    { where: "in light", colorScheme: "light", size: "100%", width: 1280 },
+    { where: "in dark", colorScheme: "dark", size: "100%", width: 1280 },
+    { where: "on a phone with text twice as large", colorScheme: "light", size: "200%", width: 360 },
+    { where: "on a phone in dark", colorScheme: "dark", size: "100%", width: 360 },
+  ])) {
+    test(`axe finds nothing ${where}`, async () => {
+      const page = await openPage(web.url, { colorScheme, bypassCSP: true, viewport: { width, height: 780 } });
+      await page.evaluate((given) => (document.documentElement.style.fontSize = given), size);
       await guideReady(page);
       await page.evaluate(axe.source);
       for (const name of pages) {
@@ -53,7 +52,7 @@ describe("accessibility", () => {
                 .join(" | ")}`,
           ),
           [],
-          `${name} in ${colorScheme}`,
+          `${name} ${where}`,
         );
         if (await page.locator("dialog[open]").count()) {
           await page.keyboard.press("Escape");
@@ -156,7 +155,12 @@ describe("accessibility", () => {
     const page = await openPage(web.url);
     await guideReady(page);
     const grid = page.getByRole("grid", { name: "Programme guide" });
-    assert.equal(await grid.getByRole("rowheader").count(), 10);
+    const owned = await grid.getByRole("row").evaluateAll((rows) => rows.map((row) => row.getAttribute("aria-owns")));
+    assert.deepEqual(
+      owned.filter(Boolean),
+      await page.getByRole("rowheader").evaluateAll((heads) => heads.map((head) => head.id)),
+    );
+    assert.equal(await page.getByRole("rowheader").count(), 10);
     assert.ok((await grid.getByRole("gridcell").count()) > 30);
     assert.equal(await page.locator("guide-grid [tabindex='0']").count(), 1);
     const cell = grid.getByRole("gridcell").nth(2);

@@ -74,7 +74,13 @@ describe("listings", () => {
     assert.equal(list.count, titles.length);
     for (const [i, { Title }] of list.data.entries()) {
       const cell = page.locator(".row").nth(i).locator(".cell.on");
-      const shown = await cell.locator(".t").evaluate((element) => element.firstChild.textContent);
+      // The text of what began before the left edge is beside the channel's name.
+      const shown = await cell.evaluate((element) => {
+        const row = [...document.querySelector("guide-grid").rows.values()].find((one) =>
+          one.element.contains(element),
+        );
+        return (row.cutCell === element ? row.cut : element).firstChild.textContent;
+      });
       assert.equal(shown, Title.length > 200 ? `${Title.slice(0, 199)}…` : Title);
       await cell.click();
       const heading = page.locator("#overlay-title");
@@ -130,6 +136,49 @@ describe("listings", () => {
     for (let i = 1; i < cells.length; ++i)
       assert.ok(cells[i - 1].right <= cells[i].left + 1, `${labels[i - 1]} ends before ${labels[i]}`);
     assert.match(await page.locator(".row").nth(1).locator(".cell").first().getAttribute("aria-label"), /^No listing/);
+    await end();
+  });
+
+  test("a thousand channels: only what is near exists, and every visible row is filled wherever one scrolls", async () => {
+    const start = Math.floor(Date.now() / kHour) * kHour - 2 * kHour;
+    const all = Array.from({ length: 1000 }, (_, i) => i);
+    const listing = writeListing(
+      "thousand.xml",
+      all
+        .map((i) => `<channel id="c${i}"><display-name>Channel ${i}</display-name><lcn>${i + 1}</lcn></channel>`)
+        .join("\n"),
+      all
+        .flatMap((i) =>
+          [0, 1, 2, 3, 4, 5, 6, 7].map(
+            (hour) =>
+              `<programme start="${xmltvTime(start + hour * kHour)}" stop="${xmltvTime(start + (hour + 1) * kHour)}" channel="c${i}"><title>Programme ${i}</title></programme>`,
+          ),
+        )
+        .join("\n"),
+    );
+    const { page, end } = await open([listing]);
+    assert.equal(await page.getByRole("grid").getAttribute("aria-rowcount"), "1001");
+    for (const row of [400, 410, 985, 3]) {
+      await page.evaluate((index) => {
+        const grid = document.querySelector("guide-grid");
+        grid.scroller.scrollTop = index * grid.geometry.row;
+      }, row);
+      await until(`rows around ${row}`, () =>
+        page.evaluate(() => {
+          const grid = document.querySelector("guide-grid");
+          const { top, height } = grid.scroller.getBoundingClientRect();
+          for (let y = top + grid.geometry.ruler + 5; y < top + height; y += grid.geometry.row) {
+            const [head, cell] = [10, 0].map((x) => document.elementFromPoint(x || innerWidth / 2, y));
+            const number = head.closest(".head")?.querySelector(".number").textContent;
+            if (!number || cell.closest(".programme")?.getAttribute("aria-label").split(" ")[1] !== String(number - 1))
+              return false;
+          }
+          return true;
+        }),
+      );
+      const elements = await page.evaluate(() => document.querySelectorAll("*").length);
+      assert.ok(elements < 2000, `${elements} elements`);
+    }
     await end();
   });
 

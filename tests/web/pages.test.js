@@ -23,7 +23,7 @@ describe("pages", () => {
   const go = (hash) => page.evaluate((to) => (location.hash = to), hash);
   const cards = (scope = page) => scope.locator(".programme-card .title").allTextContents();
   const inTokyo = (utc) =>
-    new Date(utc).toLocaleTimeString("en-GB", { timeZone: "Asia/Tokyo", hour: "numeric", minute: "2-digit" });
+    new Date(utc).toLocaleTimeString("en-GB", { timeZone: "Asia/Tokyo", hour: "2-digit", minute: "2-digit" });
 
   test("programme: title, times, genres, description and all airings", async () => {
     const [body] = await rpc(service.url, [["searchEPG", ["Rivers That Turned", "no", 0, 1]]]);

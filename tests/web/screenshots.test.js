@@ -5,9 +5,20 @@ import assert from "node:assert/strict";
 import { mkdirSync, statSync } from "node:fs";
 import path from "node:path";
 import { before, describe, test } from "node:test";
-import { guideReady, openPage, root, rpc, scratchFile, startService, startWeb, until } from "./support.js";
+import {
+  elementOf,
+  guideReady,
+  openPage,
+  root,
+  rpc,
+  scratchFile,
+  settled,
+  startService,
+  startWeb,
+  until,
+} from "./support.js";
 
-const kMostBytes = 120_000;
+const kMostBytes = 150_000;
 const folder = process.env.CORVANE_IMAGES ? path.resolve(root, process.env.CORVANE_IMAGES) : scratchFile("images");
 
 describe("screenshots", () => {
@@ -30,8 +41,11 @@ describe("screenshots", () => {
       test(`${colorScheme}, ${device}`, async () => {
         const page = await openPage(web.url, { colorScheme, viewport });
         await guideReady(page);
+        await until("the days of the guide", async () => (await page.locator(".day").count()) === 10);
         for (const [name, hash] of Object.entries(views)) {
           await page.evaluate((to) => (location.hash = to), hash);
+          await page.locator(elementOf(name)).waitFor();
+          if (name === "programme") await page.locator(".airings").waitFor();
           if (name === "line-up") {
             await page.getByLabel("Postal code").fill("10110");
             await page.keyboard.press("Enter");
@@ -42,9 +56,9 @@ describe("screenshots", () => {
             "everything to be loaded",
             async () => (await page.locator(".skeleton, [aria-busy]").count()) === 0,
           );
-          await page.waitForTimeout(200);
+          await settled(page);
           const file = path.join(folder, `${name}-${device}-${colorScheme}.jpg`);
-          await page.screenshot({ path: file, type: "jpeg", quality: 70 });
+          await page.screenshot({ path: file, type: "jpeg", quality: 55 });
           const { size } = statSync(file);
           assert.ok(size > 5000 && size < kMostBytes, `${file} has ${size} bytes`);
           if (name === "programme") {

@@ -12,7 +12,7 @@ export const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), "
 export const bin = process.env.CORVANE_BIN ?? path.join(root, "build/release/bin");
 export const realListings = process.env.CORVANE_TEST_DATA ?? path.join(root, "../shared/data/xmltv");
 
-const kPatience = 30_000;
+const kPatience = 60_000;
 const kBrowser = process.env.CORVANE_BROWSER ?? "/usr/bin/chromium";
 
 const scratch = mkdtempSync(path.join(tmpdir(), "corvane-web-"));
@@ -148,6 +148,20 @@ export async function openPage(url, options = {}) {
 export async function guideReady(page) {
   await page.locator(".cell.programme, .cell.gap").first().waitFor();
   await until("the guide to be loaded", async () => (await page.locator(".cell.loading").count()) === 0);
+}
+
+/** The element that shows a page, or what opens over one. @param {string} hash  as in "search?q=the" or "channel/1" */
+export function elementOf(hash) {
+  const [, name] = /^([\w-]+)/.exec(hash) ?? [];
+  return /^(help|programme|person|channel)$/.test(name ?? "") ? `dialog[open] ${name}-view` : `${name}-page`;
+}
+
+/** Waits until nothing on the page moves and what was changed is painted. @param {import("playwright-core").Page} page */
+export async function settled(page) {
+  await page.evaluate(async () => {
+    await Promise.all(document.getAnimations().map((one) => one.finished.catch(() => {})));
+    await new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve)));
+  });
 }
 
 /**

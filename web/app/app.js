@@ -10,24 +10,19 @@ import { explain, loadStatuses } from "./statuses.js";
 
 /** @typedef {import("./states.js").Page} Page */
 
-/** In the order of the keys 1 to 7. */
-const kPages = /** @type {const} */ ([
-  { name: "guide", title: "Guide", element: "guide-page", load: async () => {} },
-  { name: "search", title: "Search", element: "search-page", load: () => import("../pages/search.js") },
-  { name: "for-you", title: "For you", element: "for-you-page", load: () => import("../pages/for-you.js") },
-  { name: "channels", title: "Channels", element: "channels-page", load: () => import("../pages/channels.js") },
-  { name: "line-up", title: "Line-up", element: "line-up-page", load: () => import("../pages/line-up.js") },
-  { name: "terms", title: "Terms", element: "terms-page", load: () => import("../pages/terms.js") },
-  { name: "health", title: "Health", element: "health-page", load: () => import("../pages/health.js") },
-]);
+/** Names and titles of the pages in the order of the keys 1 to 7. "x" is the element x-page, which has its own module in ../pages. */
+const kPages = [
+  ["guide", "Guide"],
+  ["search", "Search"],
+  ["for-you", "For you"],
+  ["channels", "Channels"],
+  ["line-up", "Line-up"],
+  ["terms", "Terms"],
+  ["health", "Health"],
+];
 
-/** What opens over a page. */
-const kOverlays = /** @type {Record<string, {element: string, load: () => Promise<unknown>}>} */ ({
-  programme: { element: "programme-view", load: () => import("../pages/programme.js") },
-  person: { element: "person-view", load: () => import("../pages/person.js") },
-  channel: { element: "channel-view", load: () => import("../pages/channel.js") },
-  help: { element: "help-view", load: () => import("../pages/help.js") },
-});
+/** What opens over a page: "x" is the element x-view, with its own module, too. */
+const kOverlays = ["programme", "person", "channel", "help"];
 
 class App {
   constructor() {
@@ -42,33 +37,24 @@ class App {
     /** @type {Element | null} */
     this.opener = null;
 
-    this.banner = h("div", { class: "banner", role: "status", hidden: true });
+    this.banner = h("div.banner", { role: "status", hidden: true });
     this.main = h("main", { id: "main", tabindex: -1 });
-    this.dialog = h("dialog", { class: "overlay", "aria-labelledby": "overlay-title" });
+    this.dialog = h("dialog.overlay", { "aria-labelledby": "overlay-title" });
     this.nav = h(
       "nav",
       { "aria-label": "Pages" },
-      kPages.map((page, i) =>
-        h(
-          "a",
-          { href: `#/${page.name}`, title: `${page.title} (${i + 1})`, "data-page": page.name },
-          icon(page.name),
-          h("span", page.title),
-        ),
+      kPages.map(([name, title], i) =>
+        h("a", { href: `#/${name}`, title: `${title} (${i + 1})`, "data-page": name }, icon(name), h("span", title)),
       ),
     );
     const header = h(
       "header",
-      h("a", { class: "brand", href: "#/guide", "aria-label": "Corvane, to the guide" }, h("span", "Corvane")),
+      h("a.brand", { href: "#/guide", "aria-label": "Corvane, to the guide" }, h("span", "Corvane")),
       this.nav,
       this.helpButton(),
     );
     document.body.replaceChildren(
-      h(
-        "a",
-        { class: "skip", href: "#main", onclick: (/** @type {Event} */ event) => this.skip(event) },
-        "Skip to content",
-      ),
+      h("a.skip", { href: "#main", onclick: (/** @type {Event} */ event) => this.skip(event) }, "Skip to content"),
       header,
       this.banner,
       this.main,
@@ -95,8 +81,8 @@ class App {
 
   helpButton() {
     return h(
-      "a",
-      { class: "tool help", href: "#/help", "aria-label": "Keys and help", title: "Keys and help (?)" },
+      "a.tool.help",
+      { href: "#/help", "aria-label": "Keys and help", title: "Keys and help (?)" },
       icon("help"),
     );
   }
@@ -109,14 +95,14 @@ class App {
 
   async show() {
     const route = parseRoute(location.hash);
-    const overlay = Object.hasOwn(kOverlays, route.name) ? kOverlays[route.name] : null;
+    const overlay = kOverlays.includes(route.name);
     const next = overlay && !this.isFirst ? this.depth + 1 : 0;
     this.depth = history.state?.depth ?? next;
     this.isFirst = false;
     history.replaceState({ depth: this.depth }, "");
     if (overlay) {
       if (!this.page) await this.showPage(parseRoute(this.pageAddress));
-      await this.open(overlay, route);
+      await this.open(route);
       return;
     }
     const wasOpen = this.dialog.open;
@@ -129,37 +115,45 @@ class App {
 
   /** @param {import("./router.js").Route} route */
   async showPage(route) {
-    const known = kPages.find((page) => page.name === route.name) ?? kPages[0];
+    const [name, title] = kPages.find(([one]) => one === route.name) ?? kPages[0];
     for (const link of this.nav.querySelectorAll("a")) {
-      if (link.dataset.page === known.name) link.setAttribute("aria-current", "page");
-      else link.removeAttribute("aria-current");
+      if (link.dataset.page === name) {
+        link.setAttribute("aria-current", "page");
+        link.scrollIntoView({ block: "nearest", inline: "nearest" });
+      } else link.removeAttribute("aria-current");
     }
-    document.title = `${known.title} · Corvane`;
-    if (this.page?.localName === known.element) {
+    document.title = `${title} · Corvane`;
+    if (this.page?.localName === `${name}-page`) {
       const page = /** @type {Page & {moveTo?: (route: import("./router.js").Route) => void}} */ (this.page);
       page.moveTo?.(route);
       return;
     }
-    await known.load();
-    const page = /** @type {Page} */ (document.createElement(known.element));
-    page.service = this.service;
-    page.route = route;
+    const page = await this.make(name, "page", route);
+    // The viewer may have gone elsewhere while it was loading.
+    if (parseRoute(this.pageAddress).name !== route.name) return;
     this.page = page;
     this.main.replaceChildren(page);
-    this.main.className = known.name;
+    this.main.className = name;
   }
 
-  /** @param {{element: string, load: () => Promise<unknown>}} overlay @param {import("./router.js").Route} route */
-  async open(overlay, route) {
-    await overlay.load();
-    const view = /** @type {Page} */ (document.createElement(overlay.element));
-    view.service = this.service;
-    view.route = route;
+  /** @param {import("./router.js").Route} route */
+  async open(route) {
+    const view = await this.make(route.name, "view", route);
+    if (parseRoute(location.hash).name !== route.name) return;
     if (!this.dialog.open) this.opener = document.activeElement;
     this.dialog.replaceChildren(view);
     if (!this.dialog.open) this.dialog.showModal();
     this.dialog.scrollTop = 0;
     view.querySelector(/** @type {"button"} */ ("[data-close]"))?.focus();
+  }
+
+  /** @param {string} name @param {"page" | "view"} kind @param {import("./router.js").Route} route */
+  async make(name, kind, route) {
+    if (name !== "guide") await import(`../pages/${name}.js`);
+    const element = /** @type {Page} */ (document.createElement(`${name}-${kind}`));
+    element.service = this.service;
+    element.route = route;
+    return element;
   }
 
   /** Closes what is open over the page: back to the page, however many steps that takes. */
@@ -252,7 +246,7 @@ class App {
       return;
     }
     const number = Number(event.key);
-    if (number >= 1 && number <= kPages.length && !isOpen) go(`#/${kPages[number - 1].name}`);
+    if (number >= 1 && number <= kPages.length && !isOpen) go(`#/${kPages[number - 1][0]}`);
     else if (event.key === "/") {
       go("#/search");
     } else if (event.key === "?") go("#/help");

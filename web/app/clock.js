@@ -24,7 +24,7 @@ function formatsFor(timeZone) {
   /** @param {Intl.DateTimeFormatOptions} options */
   const format = (options) => new Intl.DateTimeFormat(navigator.languages, { timeZone, ...options });
   return {
-    time: format({ hour: "numeric", minute: "2-digit" }),
+    time: format({ timeStyle: "short" }),
     weekday: format({ weekday: "short" }),
     day: format({ day: "numeric", month: "short" }),
     longDay: format({ weekday: "long", day: "numeric", month: "long" }),

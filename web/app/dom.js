@@ -5,13 +5,15 @@
 /**
  * Creates an element.
  * @template {keyof HTMLElementTagNameMap} K
- * @param {K} tag
+ * @param {K | `${K}.${string}`} kind  its tag and its classes, as in "button.tool.close"
  * @param {...(Record<string, any> | Child | Child[])} content  optionally properties, then children. Of the properties,
  *   "onclick" and the like add listeners, true and false set or leave out an attribute, and everything else is one
  * @returns {HTMLElementTagNameMap[K]}
  */
-export function h(tag, ...content) {
-  const element = document.createElement(tag);
+export function h(kind, ...content) {
+  const [tag, ...classes] = kind.split(".");
+  const element = /** @type {HTMLElementTagNameMap[K]} */ (document.createElement(tag));
+  if (classes.length) element.className = classes.join(" ");
   const [first] = content;
   const hasProperties = first && typeof first === "object" && !(first instanceof Node) && !Array.isArray(first);
   const properties = hasProperties ? content.shift() : {};
@@ -33,6 +35,11 @@ function append(parent, children) {
     if (child === null || child === undefined || child === false) continue;
     parent.appendChild(child instanceof Node ? child : document.createTextNode(String(child)));
   }
+}
+
+/** @param {string} title @param {() => unknown} onclick @param {string} [look] ".primary" or ".quiet" */
+export function button(title, onclick, look = "") {
+  return h(`button.button${look}`, { onclick: () => void onclick() }, title);
 }
 
 /**

@@ -155,6 +155,11 @@ export function foundOf(found) {
   };
 }
 
+/** Per cent of a programme that are over, for a style. @param {{start: number, end: number}} programme @param {number} now */
+export function elapsed({ start, end }, now) {
+  return `${(100 * (now - start)) / (end - start)}%`;
+}
+
 /** Up to two characters that replace a missing logo. @param {string} name */
 export function initials(name) {
   const words = name.split(/[\s\-_.]+/).filter(Boolean);

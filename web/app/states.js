@@ -1,6 +1,6 @@
 // What a page shows when there is nothing to show: loading, empty, failed. Also short notices, and the base of all pages.
 
-import { h, icon } from "./dom.js";
+import { button, h, icon } from "./dom.js";
 import { ConnectionError, isAbort, RequestError, StatusError } from "./rpc.js";
 import { explain } from "./statuses.js";
 
@@ -15,13 +15,7 @@ export function skeletons(count = 6, shape = "card") {
 
 /** @param {string} title @param {string} hint @param {...Node} actions */
 export function emptyState(title, hint, ...actions) {
-  return h(
-    "div",
-    { class: "state" },
-    h("h2", title),
-    h("p", hint),
-    actions.length ? h("p", { class: "actions" }, actions) : null,
-  );
+  return h("div.state", h("h2", title), h("p", hint), actions.length ? h("p.actions", actions) : null);
 }
 
 /**
@@ -30,11 +24,11 @@ export function emptyState(title, hint, ...actions) {
  * @param {() => void} [retry]
  */
 export function errorState(error, retry) {
-  const cause = h("p", { class: "cause" });
+  const cause = h("p.cause");
   const remedy = h("p");
   const title = h("h2", "This did not work");
   if (error instanceof StatusError) {
-    title.append(" ", h("span", { class: "status-code" }, `status ${error.status}`));
+    title.append(" ", h("span.status-code", `status ${error.status}`));
     void explain(error.status).then((explanation) => {
       cause.textContent = `${explanation.cause}.`;
       remedy.textContent = `What to do: ${explanation.remedy}.`;
@@ -48,13 +42,13 @@ export function errorState(error, retry) {
       error instanceof RequestError ? "Reload the page: it may be older than the program." : "Reload the page.";
   }
   return h(
-    "div",
-    { class: "state error", role: "alert" },
+    "div.state.error",
+    { role: "alert" },
     icon("warning"),
     title,
     cause,
     remedy,
-    retry ? h("p", { class: "actions" }, h("button", { class: "button", onclick: retry }, "Try again")) : null,
+    retry ? h("p.actions", button("Try again", retry)) : null,
   );
 }
 
@@ -62,7 +56,7 @@ export function errorState(error, retry) {
 export function notify(message) {
   const place = document.getElementById("notices");
   if (!place) return;
-  const notice = h("div", { class: "notice" }, message);
+  const notice = h("div.notice", message);
   place.append(notice);
   setTimeout(() => notice.remove(), 5000);
 }

@@ -3,7 +3,8 @@
 
 import { kHour, kMinute } from "../app/clock.js";
 import { h, shorten } from "../app/dom.js";
-import { initials } from "../app/records.js";
+import { elapsed } from "../app/records.js";
+import { channelLogo } from "./channel-logo.js";
 import { layOut, segmentAt } from "./row-layout.js";
 
 /** @typedef {import("../app/records.js").Channel} Channel */
@@ -13,6 +14,9 @@ import { layOut, segmentAt } from "./row-layout.js";
 /**
  * @typedef {object} Row
  * @property {HTMLElement} element
+ * @property {HTMLElement} head  in a column of its own; the row owns it by its id
+ * @property {HTMLElement} cut  beside the head: the text of the cell that began before the left edge
+ * @property {HTMLElement | undefined} cutCell  whose text it is
  * @property {Channel} channel
  * @property {number} index
  * @property {Map<string, HTMLElement>} cells
@@ -31,9 +35,12 @@ const kNarrow = 84;
 const kRowsBeyond = 0.3;
 const kTimeBefore = 0.15;
 const kTimeAfter = 0.35;
+const kEmptyCells = { gap: "No listing", loading: "Loading", failed: "Not loaded", programme: "" };
 const kTickSteps = [15, 30, 60, 120, 180, 360].map((minutes) => minutes * kMinute);
 const kTickWidth = 120;
 const kTick = 20000;
+/** Milliseconds of a frame that go into rows; their layout and painting take several times as long. */
+const kSlice = 3;
 
 /** @type {WeakMap<HTMLElement, Segment>} */
 const segmentOf = new WeakMap();
@@ -58,18 +65,24 @@ export class GuideGrid extends HTMLElement {
   current = { source: "", time: 0 };
   frame = 0;
   geometry = { head: 0, ruler: 0, row: 0, width: 0, height: 0, perMs: 0 };
+  /** Where the scroller is, in pixels. Asking the scroller itself would lay out what has just changed. */
+  place = { left: 0, top: 0 };
 
   connectedCallback() {
-    this.corner = h("div", { class: "corner", role: "columnheader" });
-    this.ticks = h("div", { class: "ticks", role: "presentation" });
-    this.ruler = h("div", { class: "ruler", role: "row", "aria-rowindex": 1 }, this.corner, this.ticks);
-    this.nowLine = h("div", { class: "now-line", role: "presentation" });
-    this.body = h("div", { class: "rows", role: "rowgroup" });
-    this.canvas = h("div", { class: "canvas", role: "presentation" }, this.ruler, this.body, this.nowLine);
-    this.scroller = h("div", { class: "scroller", role: "grid", "aria-label": "Programme guide" }, this.canvas);
+    this.corner = h("div.corner", { role: "columnheader" });
+    this.ticks = h("div.ticks", { role: "presentation" });
+    this.ruler = h("div.ruler", { role: "row", "aria-rowindex": 1 }, this.corner, this.ticks);
+    this.nowLine = h("div.now-line");
+    this.body = h("div.rows", { role: "rowgroup" });
+    // One sticky column for all heads: a sticky element in each row would be a layer each, which browsers move one by
+    // one. Rows own their heads by aria-owns.
+    this.heads = h("div.heads");
+    this.grid = h("div.grid", { role: "grid", "aria-label": "Programme guide" }, this.ruler, this.body);
+    this.canvas = h("div.canvas", this.grid, this.heads, this.nowLine);
+    this.scroller = h("div.scroller", this.canvas);
     this.replaceChildren(this.scroller);
 
-    this.scroller.addEventListener("scroll", () => this.renderSoon(), { passive: true });
+    this.scroller.addEventListener("scroll", () => (this.readPlace(), this.renderSoon()), { passive: true });
     this.scroller.addEventListener("click", (event) => this.clicked(event));
     this.scroller.addEventListener("keydown", (event) => this.keyPressed(event));
     this.scroller.addEventListener("focusin", (event) => this.focused(event));
@@ -110,7 +123,7 @@ export class GuideGrid extends HTMLElement {
     scroller.style.setProperty("--row", `${this.geometry.row}px`);
     scroller.style.setProperty("--head", `${head}px`);
     scroller.dataset.density = this.density;
-    scroller.setAttribute("aria-rowcount", String(this.channels.length + 1));
+    this.grid?.setAttribute("aria-rowcount", String(this.channels.length + 1));
   }
 
   /** Horizontal place of an instant, from where the time begins. @param {number} time */
@@ -120,7 +133,7 @@ export class GuideGrid extends HTMLElement {
 
   /** The instant at the left edge. */
   get leftTime() {
-    return this.axis.start + (this.scroller?.scrollLeft ?? 0) / this.geometry.perMs;
+    return this.axis.start + this.place.left / this.geometry.perMs;
   }
 
   get rightTime() {
@@ -128,7 +141,7 @@ export class GuideGrid extends HTMLElement {
   }
 
   get topRow() {
-    return Math.floor((this.scroller?.scrollTop ?? 0) / this.geometry.row);
+    return Math.floor(this.place.top / this.geometry.row);
   }
 
   get rowsInView() {
@@ -154,10 +167,11 @@ export class GuideGrid extends HTMLElement {
   rebuild(leftTime = this.leftTime, topRow = this.topRow) {
     const hadFocus = this.contains(document.activeElement);
     this.measure();
-    for (const row of this.rows.values()) row.element.remove();
+    this.body?.replaceChildren();
+    this.heads?.replaceChildren();
     this.rows.clear();
     this.showTime(leftTime);
-    if (this.scroller) this.scroller.scrollTop = topRow * this.geometry.row;
+    this.goTo({ top: topRow * this.geometry.row });
     this.render();
     if (hadFocus) this.focusAt(this.indexOf(this.current.source), this.current.time, { scroll: "none" });
   }
@@ -172,7 +186,17 @@ export class GuideGrid extends HTMLElement {
 
   /** Puts an instant at the left edge. @param {number} time */
   showTime(time) {
-    if (this.scroller) this.scroller.scrollLeft = Math.max(0, this.x(time));
+    this.goTo({ left: this.x(time) });
+  }
+
+  /** @param {{left?: number, top?: number}} place */
+  goTo(place) {
+    this.scroller?.scrollTo({ ...place, behavior: "instant" });
+    this.readPlace();
+  }
+
+  readPlace() {
+    if (this.scroller) this.place = { left: this.scroller.scrollLeft, top: this.scroller.scrollTop };
   }
 
   // --- rendering ------------------------------------------------------------------------------------------------------
@@ -180,12 +204,15 @@ export class GuideGrid extends HTMLElement {
   renderSoon() {
     this.frame ||= requestAnimationFrame(() => {
       this.frame = 0;
-      this.render();
+      this.render(true);
     });
   }
 
-  render() {
+  /** @param {boolean} [isPartial]  what does not fit into the frame follows in the next ones; otherwise only hidden rows do */
+  render(isPartial = false) {
     if (!this.scroller || !this.isConnected || !this.geometry.row) return;
+    const deadline = performance.now() + kSlice;
+    this.readPlace();
     const first = this.topRow;
     const count = Math.ceil(this.geometry.height / this.geometry.row) + 1;
     const beyond = Math.ceil(count * kRowsBeyond);
@@ -202,10 +229,19 @@ export class GuideGrid extends HTMLElement {
     const focused = document.activeElement;
     for (const [source, row] of this.rows) {
       if (wanted.has(source) || row.element.contains(focused)) continue;
-      row.element.remove();
+      for (const element of [row.element, row.head, row.cut]) element.remove();
       this.rows.delete(source);
     }
-    for (let i = from; i < until; ++i) this.renderRow(i, area);
+    // The row that focus is in comes first, then what is visible, then what is below and above.
+    const current = this.indexOf(this.current.source);
+    if (from <= current && current < until) this.renderRow(current, area);
+    for (let i = 0; i < until - from; ++i) {
+      const index = first + i < until ? first + i : until - 1 - i;
+      if (this.renderRow(index, area) && (isPartial || i >= count) && performance.now() > deadline) {
+        this.renderSoon();
+        break;
+      }
+    }
     this.renderRuler(area);
     this.markEarlier(left);
     this.keepOneTabStop();
@@ -221,26 +257,34 @@ export class GuideGrid extends HTMLElement {
     this.dispatchEvent(new Event("moved", { bubbles: true }));
   }
 
-  /** @param {number} index @param {{from: number, until: number}} area */
+  /** @param {number} index @param {{from: number, until: number}} area @returns {boolean} whether anything changed */
   renderRow(index, area) {
     const channel = this.channels[index];
+    const state = `${index} ${area.from} ${area.until} ${this.cache.version(channel.source)} ${this.genre}`;
     let row = this.rows.get(channel.source);
+    if (row?.state === state) return false;
     if (!row) {
-      row = { element: this.rowElement(channel), channel, index: -1, cells: new Map(), segments: [], state: "" };
+      const head = this.headElement(channel);
+      // Its text is that of a cell, which has an accessible name.
+      const cut = h("div", { "aria-hidden": "true", dir: "auto", hidden: true });
+      const element = h("div.row", { role: "row", "aria-owns": head.id });
+      row = { element, head, cut, cutCell: undefined, channel, index: -1, cells: new Map(), segments: [], state };
       this.rows.set(channel.source, row);
+      this.heads?.append(head, cut);
     }
+    row.state = state;
     if (row.index !== index) {
       row.index = index;
-      row.element.style.top = `${index * this.geometry.row}px`;
-      const next = [...this.rows.values()].filter((one) => one.index > index).sort((a, b) => a.index - b.index)[0];
+      for (const element of [row.element, row.head, row.cut]) element.style.top = `${index * this.geometry.row}px`;
+      /** @type {Row | undefined} */
+      let next;
+      for (const one of this.rows.values()) if (one.index > index && !(next && next.index < one.index)) next = one;
       this.body?.insertBefore(row.element, next?.element ?? null);
       row.element.setAttribute("aria-rowindex", String(index + 2));
     }
-    const state = `${area.from} ${area.until} ${this.cache.version(channel.source)} ${this.genre}`;
-    if (row.state === state) return;
-    row.state = state;
     row.segments = layOut(this.cache.stretches(channel.source, area.from, area.until));
     this.renderCells(row);
+    return true;
   }
 
   /** @param {Row} row */
@@ -248,8 +292,8 @@ export class GuideGrid extends HTMLElement {
     const focused = row.element.contains(document.activeElement) ? document.activeElement : null;
     const kept = new Set();
     let lost = false;
-    /** @type {Element} */
-    let before = /** @type {Element} */ (row.element.firstElementChild);
+    /** @type {Element | null} */
+    let before = null;
     for (const segment of row.segments) {
       const key = `${segment.kind} ${segment.start} ${segment.end} ${segment.programme?.id ?? ""} ${segment.programme?.title ?? ""}`;
       kept.add(key);
@@ -257,7 +301,8 @@ export class GuideGrid extends HTMLElement {
       if (!cell) {
         cell = this.cellElement(segment, row.channel);
         row.cells.set(key, cell);
-        before.after(cell);
+        if (before) before.after(cell);
+        else row.element.prepend(cell);
       }
       before = cell;
       segmentOf.set(cell, segment);
@@ -277,6 +322,7 @@ export class GuideGrid extends HTMLElement {
         if (!replaced) continue;
         lost = true;
       }
+      if (cell === row.cutCell) this.cut(row, undefined);
       cell.remove();
       row.cells.delete(key);
     }
@@ -284,53 +330,49 @@ export class GuideGrid extends HTMLElement {
   }
 
   /** @param {Channel} channel */
-  rowElement(channel) {
-    const logo = h("span", { class: "logo", "aria-hidden": "true" });
-    showLogo(logo, channel);
+  headElement(channel) {
     const head = h(
-      "div",
-      { class: "head", role: "rowheader" },
-      h("span", { class: "number" }, shorten(channel.number, 8)),
-      logo,
-      h("span", { class: "name", dir: "auto" }, shorten(channel.name, 80)),
+      "div.head",
+      { role: "rowheader", id: `head-${++this.headCount}` },
+      h("span.number", shorten(channel.number, 8)),
+      channelLogo(channel),
+      h("span.name", { dir: "auto" }, shorten(channel.name, 80)),
     );
     head.title = shorten(channel.name, 300);
     if (this.service.favourites.channel.has(channel.source)) head.classList.add("favourite");
-    return h("div", { class: "row", role: "row" }, head);
+    return head;
   }
 
   /** @param {Segment} segment @param {Channel} channel */
   cellElement(segment, channel) {
-    const cell = h("div", { class: `cell ${segment.kind}`, role: "gridcell", tabindex: -1 });
+    const { programme, kind } = segment;
+    const { clock } = this.service;
+    const cell = document.createElement("div");
     const left = this.x(segment.start);
     const width = this.x(segment.end) - left;
+    const title = programme ? shorten(programme.title || "No title", kTitleInCell) : kEmptyCells[kind];
+    const times = clock.span((programme ?? segment).start, (programme ?? segment).end);
+    cell.className = `cell ${kind}`;
     cell.style.left = `${left + this.geometry.head}px`;
     cell.style.width = `${Math.max(width - 2, 1)}px`;
-    const { programme } = segment;
-    if (!programme) {
-      const text = { gap: "No listing", loading: "Loading", failed: "Not loaded" }[/** @type {"gap"} */ (segment.kind)];
-      cell.setAttribute(
-        "aria-label",
-        `${text}, ${this.service.clock.span(segment.start, segment.end)}, ${shorten(channel.name, 80)}`,
-      );
-      if (segment.kind !== "loading" && width > kNarrow) cell.appendChild(h("span", { class: "t" }, text));
-      return cell;
-    }
-    const times = this.service.clock.span(programme.start, programme.end);
-    const title = shorten(programme.title || "No title", kTitleInCell);
-    cell.setAttribute("aria-label", `${title} ${times}, ${shorten(channel.name, 80)}`);
+    cell.dir = "auto";
+    cell.tabIndex = -1;
+    cell.setAttribute("role", "gridcell");
+    cell.setAttribute("aria-label", `${title}${programme ? "" : ","} ${times}, ${shorten(channel.name, 80)}`);
+    const isWide = width >= kNarrow;
+    if (programme || (isWide && kind !== "loading")) cell.textContent = title;
+    if (!programme) return cell;
     this.service.colour(cell, programme);
     if (!programme.title) cell.classList.add("untitled");
-    if (width < kNarrow) {
-      cell.dir = "auto";
-      cell.textContent = title;
-      cell.title = `${title}, ${times}`;
-    } else {
-      const text = h("span", { class: "t", dir: "auto" }, title);
-      if (this.density !== "compact") text.append(" ", h("small", { dir: "ltr" }, times));
-      cell.appendChild(text);
+    if (!isWide) cell.title = `${title}, ${times}`;
+    else if (this.density !== "compact") {
+      cell.classList.add("two-lines");
+      const line = document.createElement("small");
+      line.dir = "ltr";
+      line.textContent = times;
+      cell.append(" ", line);
     }
-    this.showProgress(cell, programme, this.service.clock.now());
+    this.showProgress(cell, programme, clock.now());
     return cell;
   }
 
@@ -339,23 +381,35 @@ export class GuideGrid extends HTMLElement {
     const isOn = programme.start <= now && now < programme.end;
     cell.classList.toggle("on", isOn);
     cell.classList.toggle("over", programme.end <= now);
-    if (isOn)
-      cell.style.setProperty("--progress", `${(100 * (now - programme.start)) / (programme.end - programme.start)}%`);
+    if (isOn) cell.style.setProperty("--progress", elapsed(programme, now));
   }
 
-  /** Marks what began before the left edge, and narrows its text to the visible part. @param {number} left */
+  /** Shows the text of what began before the left edge in the part that is visible. @param {number} left */
   markEarlier(left) {
     for (const row of this.rows.values()) {
-      for (const cell of row.cells.values()) {
-        const segment = segmentOf.get(cell);
-        if (!segment) continue;
-        // The scroll position is a whole number of pixels.
-        const isCut = segment.start < left - kMinute && left < segment.end;
-        if (isCut) cell.style.setProperty("--cut", `${this.x(left) - this.x(segment.start)}px`);
-        else if (cell.classList.contains("earlier")) cell.style.removeProperty("--cut");
-        cell.classList.toggle("earlier", isCut);
-      }
+      const cell = this.cellAt(row, left);
+      const segment = cell && segmentOf.get(cell);
+      // The scroll position is a whole number of pixels.
+      const isCut = cell && segment?.programme && segment.start < left - kMinute;
+      if (row.cutCell !== (isCut ? cell : undefined)) this.cut(row, isCut ? cell : undefined);
+      if (!isCut) continue;
+      const className = cell.className.replace("cell", "cut");
+      if (row.cut.className !== className) row.cut.className = className;
+      row.cut.style.maxWidth = `calc(${this.x(segment.end) - this.x(left)}px - 0.9rem)`;
     }
+  }
+
+  /**
+   * Moves a cell's text beside the row's head, and that of the cell before it back.
+   * @param {Row} row @param {HTMLElement | undefined} cell
+   */
+  cut(row, cell) {
+    row.cutCell?.append(...row.cut.childNodes);
+    row.cutCell?.classList.remove("earlier");
+    row.cutCell = cell;
+    row.cut.hidden = !cell;
+    row.cut.replaceChildren(...(cell?.childNodes ?? []));
+    cell?.classList.add("earlier");
   }
 
   /** @param {{from: number, until: number}} area */
@@ -389,6 +443,15 @@ export class GuideGrid extends HTMLElement {
     this.ticks.replaceChildren(...ticks);
   }
 
+  /** Colours the programmes again, after the genres have arrived. */
+  recolour() {
+    for (const row of this.rows.values())
+      for (const cell of row.cells.values()) {
+        const programme = segmentOf.get(cell)?.programme;
+        if (programme) this.service.colour(cell, programme);
+      }
+  }
+
   timePasses() {
     const now = this.service.clock.now();
     for (const row of this.rows.values())
@@ -402,10 +465,7 @@ export class GuideGrid extends HTMLElement {
   /** Shows which channels are favourites. */
   markFavourites() {
     for (const row of this.rows.values())
-      row.element.firstElementChild?.classList.toggle(
-        "favourite",
-        this.service.favourites.channel.has(row.channel.source),
-      );
+      row.head.classList.toggle("favourite", this.service.favourites.channel.has(row.channel.source));
   }
 
   // --- focus ----------------------------------------------------------------------------------------------------------
@@ -461,7 +521,7 @@ export class GuideGrid extends HTMLElement {
       if (time < this.leftTime || time >= this.rightTime - 10 * kMinute)
         this.showTime(Math.max(this.axis.start, time - (this.hours * kHour) / 4));
     }
-    this.render();
+    this.render(true);
     const row = this.rows.get(channel.source);
     const cell = row && this.cellAt(row, time);
     const segment = cell && segmentOf.get(cell);
@@ -475,8 +535,8 @@ export class GuideGrid extends HTMLElement {
     if (!this.scroller) return;
     const { row, height } = this.geometry;
     const top = index * row;
-    if (top < this.scroller.scrollTop) this.scroller.scrollTop = top;
-    else if (top + row > this.scroller.scrollTop + height) this.scroller.scrollTop = top + row - height;
+    if (top < this.place.top) this.goTo({ top });
+    else if (top + row > this.place.top + height) this.goTo({ top: top + row - height });
   }
 
   /** @param {Segment} segment */
@@ -499,6 +559,7 @@ export class GuideGrid extends HTMLElement {
     const segment = cell && segmentOf.get(cell);
     const row = cell && this.rowOf(cell);
     if (!segment || !row) return;
+    this.scrollIntoView({ block: "nearest" });
     const isSame =
       this.current.source === row.channel.source &&
       segment.start <= this.current.time &&
@@ -516,7 +577,7 @@ export class GuideGrid extends HTMLElement {
 
   /** @param {Element} cell */
   rowOf(cell) {
-    for (const row of this.rows.values()) if (row.element === cell.parentElement) return row;
+    for (const row of this.rows.values()) if (row.element === cell.parentElement || row.head === cell) return row;
     return undefined;
   }
 
@@ -583,29 +644,16 @@ export class GuideGrid extends HTMLElement {
   /** @type {HTMLElement | undefined} */ ruler;
   /** @type {HTMLElement | undefined} */ nowLine;
   /** @type {HTMLElement | undefined} */ body;
+  /** @type {HTMLElement | undefined} */ heads;
+  /** @type {HTMLElement | undefined} */ grid;
   /** @type {HTMLElement | undefined} */ canvas;
   /** @type {HTMLElement | undefined} */ scroller;
   /** @type {HTMLElement | undefined} */ stop;
   /** @type {ResizeObserver | undefined} */ observer;
   /** @type {(() => void) | undefined} */ loaded;
   timer = 0;
+  headCount = 0;
   rulerState = "";
-}
-
-/** Logos that did not load; they are not asked for again. @type {Set<string>} */
-const broken = new Set();
-
-/**
- * A channel's logo, or its initials if it has none or it does not load.
- * @param {HTMLElement} place @param {{name: string, logo: string}} channel
- */
-export function showLogo(place, channel) {
-  place.textContent = initials(channel.name);
-  if (!channel.logo || broken.has(channel.logo)) return;
-  const image = h("img", { alt: "", decoding: "async", referrerpolicy: "no-referrer" });
-  image.addEventListener("load", () => place.replaceChildren(image), { once: true });
-  image.addEventListener("error", () => broken.add(channel.logo), { once: true });
-  image.src = channel.logo;
 }
 
 customElements.define("guide-grid", GuideGrid);

@@ -1,7 +1,7 @@
 // The guide: day strip, jumps, filters, zoom and the grid. Keeps its place in the address and its looks in this browser.
 
 import { kHour, kMinute } from "../app/clock.js";
-import { debounce, h, icon } from "../app/dom.js";
+import { button, debounce, h, icon } from "../app/dom.js";
 import { preference, remember } from "../app/preferences.js";
 import { address, go, programmeAddress, replaceAddress } from "../app/router.js";
 import { emptyState, notify, notifyFailure, Page, skeletons } from "../app/states.js";
@@ -30,13 +30,8 @@ export class GuidePage extends Page {
   start() {
     if (this.grid) return;
     this.cache ??= new ScheduleCache(this.service);
-    this.place = h("div", { class: "grid-place" });
-    this.replaceChildren(
-      h("h1", { class: "visually-hidden" }, "Programme guide"),
-      this.toolbar(),
-      this.strip(),
-      this.place,
-    );
+    this.place = h("div.grid-place");
+    this.replaceChildren(h("h1.visually-hidden", "Programme guide"), this.toolbar(), this.strip(), this.place);
     const { signal } = this;
     this.service.addEventListener("favourites", () => this.favouritesChanged(), { signal });
     this.addEventListener(
@@ -82,16 +77,16 @@ export class GuidePage extends Page {
           return emptyState(
             "There are no channels in this line-up",
             "Choose another line-up, or fill the service with listings.",
-            h("a", { class: "button", href: "#/line-up" }, "Choose a line-up"),
+            h("a.button", { href: "#/line-up" }, "Choose a line-up"),
           );
         return this.makeGrid();
       },
       skeletons(10, "line"),
     );
     if (!this.grid?.isConnected) return;
-    this.ready = true;
     this.applyFilter();
     this.showPlace();
+    this.ready = true;
     if (!this.service.favouritesKnown) this.service.fetchFavourites(this.signal).catch(() => {});
     // Everything visible comes first.
     setTimeout(() => void this.findDays(), 400);
@@ -247,27 +242,24 @@ export class GuidePage extends Page {
   /** Says that the guide has nothing for now, and where it has something. @param {boolean} isOver @param {number} time */
   pointTo(isOver, time) {
     const note = h(
-      "div",
-      { class: "guide-note", role: "status" },
+      "div.guide-note",
+      { role: "status" },
       `The guide has nothing for now: it ${isOver ? "ends" : "begins"} on ${this.service.clock.formats.longDay.format(time)}.`,
-      h(
-        "button",
-        {
-          class: "button primary",
-          onclick: () => {
-            note.remove();
-            this.jump(time);
-            this.focusGrid();
-          },
-        },
+      button(
         "Go there",
+        () => {
+          note.remove();
+          this.jump(time);
+          this.focusGrid();
+        },
+        ".primary",
       ),
     );
     this.place?.append(note);
   }
 
   strip() {
-    this.stripList = h("div", { class: "days", role: "group", "aria-label": "Days" });
+    this.stripList = h("div.days", { role: "group", "aria-label": "Days" });
     return this.stripList;
   }
 
@@ -278,9 +270,8 @@ export class GuidePage extends Page {
       ...this.days.map((day) => {
         const hours = Math.round((day.end - day.start) / kHour);
         return h(
-          "button",
+          "button.day",
           {
-            class: "day",
             "data-start": day.start,
             onclick: () => this.jumpToDay(day),
             title: clock.formats.longDay.format(day.start) + (hours === 24 ? "" : `, ${hours} hours`),
@@ -314,14 +305,9 @@ export class GuidePage extends Page {
   toolbar() {
     /** @param {string} name @param {string} label @param {() => void} onclick @param {string} [key] */
     const tool = (name, label, onclick, key = "") =>
-      h(
-        "button",
-        { class: "tool", "aria-label": label, title: key ? `${label} (${key})` : label, onclick },
-        icon(name),
-      );
-    this.nowButton = h("button", { class: "button", title: "Now (Home)", onclick: () => this.jumpToNow() }, "Now");
-    this.filterField = h("input", {
-      class: "field",
+      h("button.tool", { "aria-label": label, title: key ? `${label} (${key})` : label, onclick }, icon(name));
+    this.nowButton = h("button.button", { title: "Now (Home)", onclick: () => this.jumpToNow() }, "Now");
+    this.filterField = h("input.field", {
       type: "search",
       placeholder: "Channel",
       "aria-label": "Filter channels by name or number",
@@ -338,17 +324,12 @@ export class GuidePage extends Page {
         this.focusGrid();
       }
     });
-    this.genreField = h("select", {
-      class: "field",
-      "aria-label": "Highlight a genre",
-      title: "Highlight a genre (g)",
-    });
+    this.genreField = h("select.field", { "aria-label": "Highlight a genre", title: "Highlight a genre (g)" });
     this.genreField.addEventListener("change", () => this.setGenre(this.genreField?.value ?? ""));
     this.showGenres();
     this.favouritesButton = h(
-      "button",
+      "button.tool",
       {
-        class: "tool",
         "aria-label": "Favourite channels only",
         title: "Favourite channels only (v)",
         "aria-pressed": String(this.onlyFavourites),
@@ -358,23 +339,21 @@ export class GuidePage extends Page {
     );
     this.zoomOut = tool("minus", "Show more hours", () => this.setZoom(1), "-");
     this.zoomIn = tool("plus", "Show fewer hours", () => this.setZoom(-1), "+");
-    this.zoomText = h("span", { class: "zoom-text", "aria-live": "polite" }, `${this.zoom} h`);
-    this.channelCount = h("span", { class: "visually-hidden", role: "status" });
+    this.zoomText = h("span.zoom-text", { "aria-live": "polite" }, `${this.zoom} h`);
+    this.channelCount = h("span.visually-hidden", { role: "status" });
     return h(
-      "div",
-      { class: "toolbar", role: "group", "aria-label": "Guide" },
+      "div.toolbar",
+      { role: "group", "aria-label": "Guide" },
       h(
-        "div",
-        { class: "group" },
+        "div.group",
         tool("left", "Half a day back", () => this.jumpBy(-12), "["),
         this.nowButton,
-        h("button", { class: "button", title: "Tonight (t)", onclick: () => this.jumpToEvening() }, "Tonight"),
+        h("button.button", { title: "Tonight (t)", onclick: () => this.jumpToEvening() }, "Tonight"),
         tool("right", "Half a day on", () => this.jumpBy(12), "]"),
       ),
-      h("div", { class: "group filters" }, this.filterField, this.genreField, this.favouritesButton, this.channelCount),
+      h("div.group.filters", this.filterField, this.genreField, this.favouritesButton, this.channelCount),
       h(
-        "div",
-        { class: "group looks" },
+        "div.group.looks",
         this.zoomOut,
         this.zoomText,
         this.zoomIn,
@@ -438,7 +417,7 @@ export class GuidePage extends Page {
       ),
     );
     // Genres may arrive after the first programmes.
-    this.grid?.rebuild();
+    this.grid?.recolour();
   }
 
   toggleFavourites() {
@@ -473,17 +452,17 @@ export class GuidePage extends Page {
           ? emptyState(
               "No favourite channels yet",
               "Open a channel and mark it with the heart, or press Shift+F in the guide.",
-              h("button", { class: "button", onclick: () => this.toggleFavourites() }, "Show all channels"),
+              button("Show all channels", () => this.toggleFavourites()),
             )
           : emptyState(
               "No channel fits",
               `Nothing is called “${this.filter}”.`,
-              h("button", { class: "button", onclick: () => this.clearFilter() }, "Show all channels"),
+              button("Show all channels", () => this.clearFilter()),
             );
       place.append(this.nothing);
       return;
     }
-    grid.rebuild(grid.leftTime, wanted ? 0 : grid.topRow);
+    if (this.ready) grid.rebuild(grid.leftTime, wanted ? 0 : grid.topRow);
   }
 
   sayChannels() {

@@ -3,7 +3,7 @@
 import { h, icon, listingText } from "../app/dom.js";
 import { address } from "../app/router.js";
 import { emptyState, Page } from "../app/states.js";
-import { showLogo } from "../guide/guide-grid.js";
+import { channelLogo } from "../guide/channel-logo.js";
 import { closeButton, favouriteButton, programmeList, voteButtons, watchButton } from "./parts.js";
 
 const kProgrammes = 12;
@@ -11,7 +11,7 @@ const kProgrammes = 12;
 class ChannelView extends Page {
   start() {
     this.source = this.route.parts[0] ?? "";
-    const place = h("div", { class: "programme" });
+    const place = h("div.programme");
     this.replaceChildren(closeButton(), place);
     void this.fill(
       place,
@@ -34,39 +34,29 @@ class ChannelView extends Page {
       return emptyState(
         "This channel is not in the line-up",
         "Another line-up may have it.",
-        h("a", { class: "button", href: "#/line-up" }, "Choose a line-up"),
+        h("a.button", { href: "#/line-up" }, "Choose a line-up"),
       );
     document.title = `${channel.name} · Corvane`;
-    const logo = h("span", { class: "logo large", "aria-hidden": "true" });
-    showLogo(logo, channel);
     const now = service.clock.now();
     const current = programmes.find((one) => one.start <= now && now < one.end);
     return [
       h(
-        "div",
-        { class: "hero" },
-        logo,
+        "div.hero",
+        channelLogo(channel, ".large"),
         h(
-          "div",
-          { class: "hero-text" },
+          "div.hero-text",
           h("h2", { id: "overlay-title" }, listingText(channel.name)),
-          h(
-            "p",
-            { class: "episode" },
-            [channel.number && `Channel ${channel.number}`, channel.callSign].filter(Boolean).join(" · "),
-          ),
+          h("p.episode", [channel.number && `Channel ${channel.number}`, channel.callSign].filter(Boolean).join(" · ")),
         ),
       ),
       h(
-        "div",
-        { class: "actions" },
+        "div.actions",
         watchButton(service, channel, current?.id ?? ""),
         favouriteButton(service, "channel", source, this.signal),
         ...voteButtons(service, "sourceid", source, this.signal),
         h(
-          "a",
+          "a.button",
           {
-            class: "button",
             href: address("guide", [], {
               channel: source,
               at: new Date(Math.floor((now - 600000) / 1800000) * 1800000).toISOString(),
@@ -76,7 +66,7 @@ class ChannelView extends Page {
           "In the guide",
         ),
       ),
-      h("p", { class: "small" }, "Watch records what you tune to; this page has no picture to show."),
+      h("p.small", "Watch records what you tune to; this page has no picture to show."),
       h(
         "section",
         h("h3", "Now and next"),

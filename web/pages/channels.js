@@ -1,6 +1,6 @@
 // The line-up as a list, and the favourites.
 
-import { h } from "../app/dom.js";
+import { button, h } from "../app/dom.js";
 import { compareNumbers } from "../app/records.js";
 import { preference, remember } from "../app/preferences.js";
 import { Page } from "../app/states.js";
@@ -26,11 +26,10 @@ class ChannelsPage extends Page {
         return favourites;
       },
       ({ channels, contents }) => {
-        this.list = h("ul", { class: "channel-list" });
-        this.more = h("p", { class: "actions" });
-        this.count = h("p", { class: "count-line", role: "status" });
-        const field = h("input", {
-          class: "field",
+        this.list = h("ul.channel-list");
+        this.more = h("p.actions");
+        this.count = h("p.count-line", { role: "status" });
+        const field = h("input.field", {
           type: "search",
           placeholder: "Channel",
           "aria-label": "Filter channels by name or number",
@@ -41,8 +40,8 @@ class ChannelsPage extends Page {
           this.showList();
         });
         const order = h(
-          "select",
-          { class: "field", "aria-label": "Order" },
+          "select.field",
+          { "aria-label": "Order" },
           ["number", "name", "favourites first"].map((one) =>
             h(
               "option",
@@ -64,22 +63,16 @@ class ChannelsPage extends Page {
             h("h2", "Favourite programmes"),
             contents.length
               ? this.shelf(contents)
-              : h(
-                  "p",
-                  { class: "nothing" },
-                  "None yet. Open a programme and mark it with the heart, or press f in the guide.",
-                ),
+              : h("p.nothing", "None yet. Open a programme and mark it with the heart, or press f in the guide."),
           ),
           h(
             "section",
             h("h2", "Channels"),
-            h("div", { class: "search-form" }, field, order),
+            h("div.search-form", field, order),
             this.count,
             this.list,
             this.more,
-            lost.length
-              ? h("p", { class: "small" }, `Not in this line-up: ${lost.map((channel) => channel.name).join(", ")}`)
-              : null,
+            lost.length ? h("p.small", `Not in this line-up: ${lost.map((channel) => channel.name).join(", ")}`) : null,
           ),
         ];
       },
@@ -124,7 +117,7 @@ class ChannelsPage extends Page {
       this.showList();
       list.children[index]?.querySelector("a")?.focus();
     };
-    more.append(h("button", { class: "button", onclick: show }, `Show more (${shown.length - this.limit} left)`));
+    more.append(button(`Show more (${shown.length - this.limit} left)`, show));
   }
 
   /** @type {HTMLElement | undefined} */ list;

@@ -75,13 +75,13 @@ class ForYouPage extends Page {
   section(title, hint, nothing, fetch, note) {
     const place = h("div");
     void this.fill(place, fetch, (found) => this.shelf(found, nothing, note), skeletons(4));
-    return h("section", { class: "shelf-section" }, h("h2", title), h("p", { class: "small" }, hint), place);
+    return h("section.shelf-section", h("h2", title), h("p.small", hint), place);
   }
 
   /** Each programme once. @param {Programme[]} programmes @param {string} nothing @param {string} [note] */
   shelf(programmes, nothing, note) {
     const unique = [...new Map(programmes.map((one) => [`${one.id} ${one.start} ${one.source}`, one])).values()];
-    if (!unique.length) return h("p", { class: "nothing" }, nothing);
+    if (!unique.length) return h("p.nothing", nothing);
     const list = programmeList(this.service, unique, () => note ?? "");
     list.classList.add("shelf");
     return list;
@@ -102,26 +102,24 @@ class ForYouPage extends Page {
             "Apps",
             apps.length
               ? h(
-                  "ul",
-                  { class: "cards shelf" },
+                  "ul.cards.shelf",
+                  { tabindex: 0, "aria-label": "Apps" },
                   apps.map((app) =>
                     h(
                       "li",
                       h(
-                        "div",
-                        { class: "programme-card" },
+                        "div.programme-card",
                         picture(app.picture, "thumbnail"),
                         h(
-                          "span",
-                          { class: "lines" },
+                          "span.lines",
                           listingText(app.title, "title"),
-                          app.category ? h("span", { class: "where" }, app.category) : null,
+                          app.category ? h("span.where", app.category) : null,
                         ),
                       ),
                     ),
                   ),
                 )
-              : h("p", { class: "nothing" }, "No apps."),
+              : h("p.nothing", "No apps."),
           ),
         );
       } catch (error) {
@@ -129,7 +127,7 @@ class ForYouPage extends Page {
       }
     };
     void show();
-    return h("section", { class: "shelf-section" }, h("h2", "Your concierge suggests"), place);
+    return h("section.shelf-section", h("h2", "Your concierge suggests"), place);
   }
 }
 

@@ -1,6 +1,6 @@
 // What works and what does not: the checks of "corvane doctor", session, clock, settings and the last requests.
 
-import { h, icon } from "../app/dom.js";
+import { button, h, icon } from "../app/dom.js";
 import { emptyState, Page, skeletons } from "../app/states.js";
 
 const kRefresh = 2000;
@@ -9,16 +9,16 @@ class HealthPage extends Page {
   start() {
     const checks = h("div");
     this.requests = h("tbody");
-    const again = h("button", { class: "button", onclick: () => void this.check(checks) }, "Check again");
+    const again = button("Check again", () => this.check(checks));
     this.replaceChildren(
       h("h1", "Health"),
-      h("section", h("div", { class: "heading" }, h("h2", "Checks"), again), checks),
+      h("section", h("div.heading", h("h2", "Checks"), again), checks),
       h(
         "section",
         h("h2", "Last requests"),
         h(
-          "div",
-          { class: "table-place", tabindex: 0, role: "region", "aria-label": "Last requests" },
+          "div.table-place",
+          { tabindex: 0, role: "region", "aria-label": "Last requests" },
           h(
             "table",
             h(
@@ -60,22 +60,20 @@ class HealthPage extends Page {
           ),
           health.hint ? h("p", `What to do: ${health.hint}.`) : h("span"),
           h(
-            "ul",
-            { class: "checks" },
+            "ul.checks",
             health.checks.map((/** @type {any} */ one) =>
               h(
                 "li",
                 { class: one.verdict === "FAIL" ? "bad" : one.verdict === "ok" ? "good" : "skipped" },
                 h("strong", one.name),
                 h("span", one.finding),
-                h("span", { class: "visually-hidden" }, one.verdict),
+                h("span.visually-hidden", one.verdict),
               ),
             ),
           ),
           h("h2", "Clock and session"),
           h(
-            "dl",
-            { class: "facts-list" },
+            "dl.facts-list",
             this.fact("Service's time", service.clock.formats.exact.format(service.clock.now())),
             this.fact("Time zone", service.clock.zone),
             this.fact(
@@ -93,8 +91,8 @@ class HealthPage extends Page {
           ),
           h("h2", "Settings"),
           h(
-            "div",
-            { class: "table-place", tabindex: 0, role: "region", "aria-label": "Settings" },
+            "div.table-place",
+            { tabindex: 0, role: "region", "aria-label": "Settings" },
             h(
               "table",
               h(

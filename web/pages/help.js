@@ -12,15 +12,13 @@ class HelpView extends Page {
       h("h2", { id: "overlay-title" }, "Keys"),
       h("p", "Everything works with a mouse, by touch, with a keyboard and with the arrow keys of a remote control."),
       h(
-        "div",
-        { class: "key-lists" },
+        "div.key-lists",
         kKeyHelp.map(([title, keys]) =>
           h(
             "section",
             h("h3", title),
             h(
-              "dl",
-              { class: "keys" },
+              "dl.keys",
               keys.map(([key, meaning]) => h("div", h("dt", h("kbd", key)), h("dd", meaning))),
             ),
           ),

@@ -1,6 +1,6 @@
 // The way to a line-up: where you live, what reaches you there, questions that tell similar ones apart, saved.
 
-import { h, listingText } from "../app/dom.js";
+import { button, h, listingText } from "../app/dom.js";
 import { dataOf } from "../app/records.js";
 import { StatusError } from "../app/rpc.js";
 import { emptyState, notify, notifyFailure, Page } from "../app/states.js";
@@ -31,8 +31,8 @@ function headendOf(record) {
 
 class LineUpPage extends Page {
   start() {
-    this.saved = h("p", { class: "saved" });
-    this.steps = h("div", { class: "steps" });
+    this.saved = h("p.saved");
+    this.steps = h("div.steps");
     this.replaceChildren(
       h("h1", "Line-up"),
       h(
@@ -62,17 +62,16 @@ class LineUpPage extends Page {
 
   /** @param {string} number @param {string} title @param {...(Node | string)} content */
   step(number, title, ...content) {
-    return h("section", { class: "step" }, h("h2", h("span", { class: "step-number" }, number), title), ...content);
+    return h("section.step", h("h2", h("span.step-number", number), title), ...content);
   }
 
   askPlace() {
-    const code = h("input", { class: "field", id: "postal-code", autocomplete: "postal-code", required: true });
+    const code = h("input.field", { id: "postal-code", autocomplete: "postal-code", required: true });
     const byCode = h(
-      "form",
-      { class: "search-form" },
+      "form.search-form",
       h("label", { for: "postal-code" }, "Postal code"),
       code,
-      h("button", { class: "button primary" }, "Find line-ups"),
+      h("button.button.primary", "Find line-ups"),
     );
     byCode.addEventListener("submit", (event) => {
       event.preventDefault();
@@ -94,11 +93,11 @@ class LineUpPage extends Page {
       (signal) => this.service.call("getCityList", [], signal),
       ([states, cities]) => {
         const state = h(
-          "select",
-          { class: "field", id: "state" },
+          "select.field",
+          { id: "state" },
           Object.entries(states).map(([key, name]) => h("option", { value: key }, String(name))),
         );
-        const city = h("select", { class: "field", id: "city" });
+        const city = h("select.field", { id: "city" });
         const show = () =>
           city.replaceChildren(
             .../** @type {[number, {Code: string, Name: string}][]} */ (cities)
@@ -108,13 +107,12 @@ class LineUpPage extends Page {
         state.addEventListener("change", show);
         show();
         const form = h(
-          "form",
-          { class: "search-form" },
+          "form.search-form",
           h("label", { for: "state" }, "State"),
           state,
           h("label", { for: "city" }, "City"),
           city,
-          h("button", { class: "button primary" }, "Find line-ups"),
+          h("button.button.primary", "Find line-ups"),
         );
         form.addEventListener("submit", (event) => {
           event.preventDefault();
@@ -148,21 +146,13 @@ class LineUpPage extends Page {
           );
         this.headends = headends;
         this.quizPlace = h("div");
-        const help =
-          headends.length > 1
-            ? h(
-                "button",
-                { class: "button", onclick: () => void this.askQuestions() },
-                "I do not know which one: ask me",
-              )
-            : "";
+        const help = headends.length > 1 ? button("I do not know which one: ask me", () => this.askQuestions()) : "";
         return [
           this.step(
             "2",
             headends.length === 1 ? "This line-up reaches you" : "Which one is yours?",
             h(
-              "ul",
-              { class: "headends" },
+              "ul.headends",
               headends.map((one) => h("li", this.headendCard(one))),
             ),
             help,
@@ -177,13 +167,12 @@ class LineUpPage extends Page {
   /** @param {Headend} headend */
   headendCard(headend) {
     const device = h(
-      "select",
-      { class: "field", "aria-label": `Device for ${headend.name}` },
+      "select.field",
+      { "aria-label": `Device for ${headend.name}` },
       headend.devices.map((one) => h("option", { value: one.type }, one.name)),
     );
     return h(
-      "div",
-      { class: "headend" },
+      "div.headend",
       h(
         "div",
         listingText(headend.name, "title"),
@@ -191,12 +180,8 @@ class LineUpPage extends Page {
       ),
       headend.devices.length > 1 ? device : h("small", headend.devices[0]?.name ?? ""),
       h(
-        "button",
-        {
-          class: "button primary",
-          "aria-label": `Use ${headend.name}`,
-          onclick: () => void this.save(headend, device.value),
-        },
+        "button.button.primary",
+        { "aria-label": `Use ${headend.name}`, onclick: () => void this.save(headend, device.value) },
         "Use this one",
       ),
     );
@@ -219,7 +204,7 @@ class LineUpPage extends Page {
             "There are no questions",
             "The service cannot tell these line-ups apart. Ask who brings television to you.",
           );
-        const body = h("div", { class: "quiz", "aria-live": "polite" });
+        const body = h("div.quiz", { "aria-live": "polite" });
         this.ask(body, useful, 0, ids);
         return this.step("3", "What do you see?", body);
       },
@@ -247,11 +232,10 @@ class LineUpPage extends Page {
         ),
         rest.length
           ? h(
-              "ul",
-              { class: "headends" },
+              "ul.headends",
               rest.map((one) => h("li", this.headendCard(one))),
             )
-          : h("button", { class: "button", onclick: () => void this.askQuestions() }, "Start again"),
+          : button("Start again", () => this.askQuestions()),
       );
       place.querySelector("button")?.focus();
       return;
@@ -266,20 +250,15 @@ class LineUpPage extends Page {
     place.replaceChildren(
       h("p", "Which channel is on number ", h("strong", number), "?"),
       h(
-        "div",
-        { class: "actions" },
+        "div.actions",
         [...byName].map(([name, ids]) =>
           h(
-            "button",
-            { class: "button", onclick: () => this.ask(place, questions, index + 1, ids) },
+            "button.button",
+            { onclick: () => this.ask(place, questions, index + 1, ids) },
             name === "None" ? "None" : listingText(name),
           ),
         ),
-        h(
-          "button",
-          { class: "button quiet", onclick: () => this.ask(place, questions, index + 1, left) },
-          "I do not know",
-        ),
+        button("I do not know", () => this.ask(place, questions, index + 1, left), ".quiet"),
       ),
     );
     if (index) place.querySelector("button")?.focus();
@@ -297,8 +276,8 @@ class LineUpPage extends Page {
         emptyState(
           `${headend.name} is your line-up`,
           `It has ${this.service.channels.length} channels.`,
-          h("a", { class: "button primary", href: "#/guide" }, "To the guide"),
-          h("button", { class: "button", onclick: () => this.askPlace() }, "Choose another one"),
+          h("a.button.primary", { href: "#/guide" }, "To the guide"),
+          button("Choose another one", () => this.askPlace()),
         ),
       );
     } catch (error) {

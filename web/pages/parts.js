@@ -1,9 +1,10 @@
 // Pieces that several pages share: cards, lists of programmes, votes and favourites.
 
 import { h, icon, listingText, shorten } from "../app/dom.js";
+import { elapsed } from "../app/records.js";
 import { address, programmeAddress } from "../app/router.js";
 import { notify, notifyFailure } from "../app/states.js";
-import { showLogo } from "../guide/guide-grid.js";
+import { channelLogo } from "../guide/channel-logo.js";
 
 /** @typedef {import("../app/records.js").Programme} Programme */
 /** @typedef {import("../app/records.js").Channel} Channel */
@@ -11,8 +12,8 @@ import { showLogo } from "../guide/guide-grid.js";
 
 export function closeButton() {
   return h(
-    "button",
-    { class: "tool close", "data-close": true, "aria-label": "Close (Esc)", title: "Close (Esc)" },
+    "button.tool.close",
+    { "data-close": true, "aria-label": "Close (Esc)", title: "Close (Esc)" },
     icon("close"),
   );
 }
@@ -45,54 +46,43 @@ export function programmeCard(service, programme, note = "") {
     },
     picture(programme.picture, "thumbnail"),
     h(
-      "span",
-      { class: "lines" },
+      "span.lines",
       listingText(shorten(programme.title || "No title", 200), "title"),
       programme.episodeTitle ? listingText(shorten(programme.episodeTitle, 200), "subtitle") : null,
       programme.start
         ? h(
-            "span",
-            { class: "when" },
+            "span.when",
             isOn ? h("em", "On now ") : null,
             isOn ? service.clock.span(programme.start, programme.end) : service.clock.when(programme),
           )
         : null,
       channelLabel(service, programme) ? listingText(shorten(channelLabel(service, programme), 100), "where") : null,
-      note ? h("span", { class: "note" }, note) : null,
+      note ? h("span.note", note) : null,
     ),
   );
   service.colour(card, programme);
-  if (isOn)
-    card.style.setProperty("--progress", `${(100 * (now - programme.start)) / (programme.end - programme.start)}%`);
+  if (isOn) card.style.setProperty("--progress", elapsed(programme, now));
   return card;
 }
 
 /** @param {Service} service @param {Programme[]} programmes @param {(programme: Programme) => string} [note] */
 export function programmeList(service, programmes, note) {
   return h(
-    "ul",
-    { class: "cards" },
+    "ul.cards",
     programmes.map((programme) => h("li", programmeCard(service, programme, note?.(programme)))),
   );
 }
 
 /** @param {Service} service @param {Channel} channel */
 export function channelCard(service, channel) {
-  const logo = h("span", { class: "logo", "aria-hidden": "true" });
-  showLogo(logo, channel);
   return h(
-    "a",
-    { class: "channel-card", href: address("channel", [channel.source]) },
-    h("span", { class: "number" }, shorten(channel.number, 8)),
-    logo,
+    "a.channel-card",
+    { href: address("channel", [channel.source]) },
+    h("span.number", shorten(channel.number, 8)),
+    channelLogo(channel),
     listingText(shorten(channel.name, 100), "title"),
     service.favourites.channel.has(channel.source)
-      ? h(
-          "span",
-          { class: "mark", title: "Favourite" },
-          icon("heart"),
-          h("span", { class: "visually-hidden" }, "favourite"),
-        )
+      ? h("span.mark", { title: "Favourite" }, icon("heart"), h("span.visually-hidden", "favourite"))
       : null,
   );
 }
@@ -100,7 +90,7 @@ export function channelCard(service, channel) {
 /** @param {Service} service @param {"channel" | "content"} type @param {string} id @param {AbortSignal} signal */
 export function favouriteButton(service, type, id, signal) {
   const text = h("span");
-  const button = h("button", { class: "button toggle", title: "Favourite (f)" }, icon("heart"), text);
+  const button = h("button.button.toggle", { title: "Favourite (f)" }, icon("heart"), text);
   const show = () => {
     const isFavourite = service.favourites[type].has(id);
     button.setAttribute("aria-pressed", String(isFavourite));
@@ -124,11 +114,10 @@ export function favouriteButton(service, type, id, signal) {
 export function voteButtons(service, key, id, signal) {
   /** @param {"like" | "dislike"} kind */
   const button = (kind) => {
-    const count = h("span", { class: "count" }, "–");
+    const count = h("span.count", "–");
     const element = h(
-      "button",
+      "button.button.toggle",
       {
-        class: "button toggle",
         "aria-pressed": "false",
         "aria-label": kind === "like" ? "Like" : "Dislike",
         title: kind === "like" ? "Like" : "Dislike",
@@ -167,7 +156,7 @@ export function voteButtons(service, key, id, signal) {
 
 /** Reports that the viewer tuned to a channel: the page has no picture to show. @param {Service} service @param {Channel | undefined} channel @param {string} contentId */
 export function watchButton(service, channel, contentId) {
-  const button = h("button", { class: "button primary" }, icon("play"), "Watch");
+  const button = h("button.button.primary", icon("play"), "Watch");
   button.addEventListener("click", async () => {
     try {
       await service.call("sendTuneHistory", [contentId, channel?.source ?? ""]);

@@ -8,7 +8,7 @@ import { closeButton, picture, programmeList, voteButtons } from "./parts.js";
 class PersonView extends Page {
   start() {
     const id = this.route.parts[0] ?? "";
-    const place = h("div", { class: "programme" });
+    const place = h("div.programme");
     this.replaceChildren(closeButton(), place);
     void this.fill(
       place,
@@ -27,24 +27,21 @@ class PersonView extends Page {
         const life = [person.birth, person.death].filter(Boolean).join(" – ");
         return [
           h(
-            "div",
-            { class: "hero" },
+            "div.hero",
             picture(person.picture, "poster"),
             h(
-              "div",
-              { class: "hero-text" },
+              "div.hero-text",
               h("h2", { id: "overlay-title" }, listingText(person.name || "Unknown person")),
-              person.occupation ? h("p", { class: "episode" }, listingText(person.occupation)) : null,
+              person.occupation ? h("p.episode", listingText(person.occupation)) : null,
               life ? h("p", life) : null,
             ),
           ),
           h(
-            "div",
-            { class: "actions" },
+            "div.actions",
             ...voteButtons(this.service, "personid", id, this.signal),
-            h("a", { class: "button", href: address("search", [], { q: person.name }) }, "Search by this name"),
+            h("a.button", { href: address("search", [], { q: person.name }) }, "Search by this name"),
           ),
-          person.biography ? h("p", { class: "description", dir: "auto" }, person.biography) : h("span"),
+          person.biography ? h("p.description", { dir: "auto" }, person.biography) : h("span"),
           h("section", programmes),
         ];
       },

@@ -1,6 +1,7 @@
 // A programme: details, all its airings, people, its series and what resembles it.
 
 import { h, listingText } from "../app/dom.js";
+import { elapsed } from "../app/records.js";
 import { address, programmeAddress } from "../app/router.js";
 import { emptyState, Page } from "../app/states.js";
 import {
@@ -21,7 +22,7 @@ const kMostAirings = 60;
 class ProgrammeView extends Page {
   start() {
     this.contentId = this.route.parts[0] ?? "";
-    this.place = h("div", { class: "programme" });
+    this.place = h("div.programme");
     this.replaceChildren(closeButton(), this.place);
     void this.fill(
       this.place,
@@ -70,30 +71,26 @@ class ProgrammeView extends Page {
     ]
       .filter((fact) => typeof fact === "string")
       .filter((fact) => fact !== "");
-    const progress = h("div", {
-      class: "progress",
+    const progress = h("div.progress", {
       role: "progressbar",
       "aria-label": "Elapsed",
       "aria-valuemin": 0,
       "aria-valuemax": 100,
-      "aria-valuenow": Math.round((100 * (now - chosen.start)) / (chosen.end - chosen.start)),
+      "aria-valuenow": parseInt(elapsed(chosen, now)),
     });
-    progress.style.setProperty("--progress", `${(100 * (now - chosen.start)) / (chosen.end - chosen.start)}%`);
+    progress.style.setProperty("--progress", elapsed(chosen, now));
     const channel = service.channelBySource.get(chosen.source);
-    const more = h("div", { class: "more" });
+    const more = h("div.more");
     void this.showMore(more);
     const hero = h(
-      "div",
-      { class: "hero" },
+      "div.hero",
       picture(chosen.picture, "poster"),
       h(
-        "div",
-        { class: "hero-text" },
+        "div.hero-text",
         h("h2", { id: "overlay-title" }, listingText(title)),
-        chosen.episodeTitle ? h("p", { class: "episode" }, listingText(chosen.episodeTitle)) : null,
+        chosen.episodeTitle ? h("p.episode", listingText(chosen.episodeTitle)) : null,
         h(
-          "p",
-          { class: "when" },
+          "p.when",
           isOn ? h("em", "On now ") : null,
           service.clock.when(chosen),
           channelLabel(service, chosen)
@@ -103,8 +100,7 @@ class ProgrammeView extends Page {
         isOn ? progress : null,
         facts.length
           ? h(
-              "ul",
-              { class: "facts" },
+              "ul.facts",
               facts.map((fact) => h("li", listingText(fact))),
             )
           : null,
@@ -114,22 +110,20 @@ class ProgrammeView extends Page {
     return [
       hero,
       h(
-        "div",
-        { class: "actions" },
+        "div.actions",
         watchButton(service, channel, this.contentId),
         favouriteButton(service, "content", this.contentId, this.signal),
         ...voteButtons(service, "contentid", this.contentId, this.signal),
       ),
-      h("p", { class: "small" }, "Watch records what you tune to; this page has no picture to show."),
-      chosen.description ? h("p", { class: "description", dir: "auto" }, chosen.description) : null,
+      h("p.small", "Watch records what you tune to; this page has no picture to show."),
+      chosen.description ? h("p.description", { dir: "auto" }, chosen.description) : null,
       this.people(chosen.directors, "Direction"),
       more,
       h(
         "section",
         h("h3", airings.length === 1 ? "Airing" : `All ${airings.length} airings`),
         h(
-          "ul",
-          { class: "airings" },
+          "ul.airings",
           airings.slice(0, kMostAirings).map((airing) =>
             h(
               "li",
@@ -146,7 +140,7 @@ class ProgrammeView extends Page {
             ),
           ),
         ),
-        airings.length > kMostAirings ? h("p", { class: "small" }, `and ${airings.length - kMostAirings} more`) : null,
+        airings.length > kMostAirings ? h("p.small", `and ${airings.length - kMostAirings} more`) : null,
       ),
     ];
   }
@@ -158,8 +152,7 @@ class ProgrammeView extends Page {
       "section",
       h("h3", title),
       h(
-        "ul",
-        { class: "people" },
+        "ul.people",
         people.map((one) =>
           h(
             "li",
@@ -211,8 +204,7 @@ class ProgrammeView extends Page {
     }
     const own = episodes.find((episode) => episode.id === this.contentId)?.season;
     return h(
-      "section",
-      { class: "series" },
+      "section.series",
       h("h3", "Series: ", listingText(series.title || this.chosen?.title || "")),
       ...[...seasons].map(([season, list]) =>
         h(
@@ -224,8 +216,7 @@ class ProgrammeView extends Page {
             h("small", ` ${list.length} episode${list.length === 1 ? "" : "s"}`),
           ),
           h(
-            "ol",
-            { class: "episodes" },
+            "ol.episodes",
             list.map((episode) =>
               h(
                 "li",
@@ -235,7 +226,7 @@ class ProgrammeView extends Page {
                     href: address("programme", [episode.id]),
                     "aria-current": episode.id === this.contentId ? "true" : undefined,
                   },
-                  episode.episode ? h("span", { class: "number" }, episode.episode) : null,
+                  episode.episode ? h("span.number", episode.episode) : null,
                   listingText(episode.episodeTitle || episode.title || "No title"),
                 ),
               ),

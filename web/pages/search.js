@@ -18,18 +18,17 @@ class SearchPage extends Page {
 
   start() {
     if (this.field) return void this.search();
-    this.field = h("input", {
-      class: "field wide",
+    this.field = h("input.field.wide", {
       type: "search",
       "aria-label": "Search programmes and people",
       placeholder: "Title, description or person",
       autocomplete: "off",
     });
     this.field.value = this.route.query.get("q") ?? "";
-    this.dayField = h("select", { class: "field", "aria-label": "Day" });
-    this.channelField = h("select", { class: "field", "aria-label": "Channel" });
-    this.count = h("p", { class: "count-line", role: "status", "aria-live": "polite" });
-    this.results = h("div", { class: "results" });
+    this.dayField = h("select.field", { "aria-label": "Day" });
+    this.channelField = h("select.field", { "aria-label": "Channel" });
+    this.count = h("p.count-line", { role: "status", "aria-live": "polite" });
+    this.results = h("div.results");
     const searchSoon = debounce(() => void this.search(), kPause);
     this.field.addEventListener("input", searchSoon);
     for (const select of [this.dayField, this.channelField]) select.addEventListener("change", () => this.show());
@@ -38,8 +37,8 @@ class SearchPage extends Page {
       h(
         "search",
         h(
-          "form",
-          { class: "search-form", role: "search", onsubmit: (/** @type {Event} */ event) => this.submitted(event) },
+          "form.search-form",
+          { role: "search", onsubmit: (/** @type {Event} */ event) => this.submitted(event) },
           this.field,
           this.dayField,
           this.channelField,

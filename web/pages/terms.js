@@ -1,6 +1,6 @@
 // The service's terms: whether they are agreed to, and how to change that.
 
-import { h } from "../app/dom.js";
+import { button, h } from "../app/dom.js";
 import { notify, notifyFailure, Page } from "../app/states.js";
 
 const kStates = /** @type {Record<string, string>} */ ({
@@ -25,58 +25,25 @@ class TermsPage extends Page {
         const isAgreed = state === "agreed";
         return [
           h(
-            "div",
-            { class: "panel" },
-            h("p", { class: "lead" }, kStates[state] ?? `State: ${state || "unknown"}`),
-            h("p", { class: "small" }, `Confirmed: ${confirmed || "unknown"}`),
+            "div.panel",
+            h("p.lead", kStates[state] ?? `State: ${state || "unknown"}`),
+            h("p.small", `Confirmed: ${confirmed || "unknown"}`),
           ),
           h(
-            "div",
-            { class: "actions" },
+            "div.actions",
             isAgreed
               ? null
-              : h(
-                  "button",
-                  {
-                    class: "button primary",
-                    onclick: () => void this.change("confirmAgreement", [], "You have agreed to the terms"),
-                  },
-                  "Agree",
-                ),
-            isAgreed
-              ? h(
-                  "button",
-                  {
-                    class: "button",
-                    onclick: () => void this.change("revocateAgreement", [], "Your agreement is revoked"),
-                  },
-                  "Revoke",
-                )
-              : null,
+              : button("Agree", () => this.change("confirmAgreement", [], "You have agreed to the terms"), ".primary"),
+            isAgreed ? button("Revoke", () => this.change("revocateAgreement", [], "Your agreement is revoked")) : null,
           ),
           h(
             "section",
             h("h2", "Anonymous use"),
             h("p", "The service then keeps what you watch without your name. It does not say which of the two is set."),
             h(
-              "div",
-              { class: "actions" },
-              h(
-                "button",
-                {
-                  class: "button",
-                  onclick: () => void this.change("setAnonymAgreement", [true], "Anonymous use is on"),
-                },
-                "Use anonymously",
-              ),
-              h(
-                "button",
-                {
-                  class: "button",
-                  onclick: () => void this.change("setAnonymAgreement", [false], "Anonymous use is off"),
-                },
-                "Use with my name",
-              ),
+              "div.actions",
+              button("Use anonymously", () => this.change("setAnonymAgreement", [true], "Anonymous use is on")),
+              button("Use with my name", () => this.change("setAnonymAgreement", [false], "Anonymous use is off")),
             ),
           ),
           h(
@@ -84,9 +51,8 @@ class TermsPage extends Page {
             h("h2", "History"),
             h("p", "Forget what you watched and voted for until now. Favourites stay."),
             h(
-              "div",
-              { class: "actions" },
-              h("button", { class: "button", onclick: () => void this.forget() }, "Forget my history"),
+              "div.actions",
+              button("Forget my history", () => this.forget()),
             ),
           ),
         ];

@@ -20,7 +20,7 @@ struct EndpointCall {
     const ServiceSettings& settings;
     sqlite::Connection& connection;
     const Arguments& arguments;
-    const Request& request;
+    const http::Request& request;
     ReadySchedules& schedules;
     Instant now;
     std::string user;  // of the session; empty if the endpoint needs none

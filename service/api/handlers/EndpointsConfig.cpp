@@ -106,7 +106,7 @@ Json answerUpload(EndpointCall& call)
     if (call.request.body.empty()) {
         throw Refusal(ServiceCode::BadValue, "the file is empty; send its content as the body");
     }
-    keepUpload(call.connection, call.user, {filename, call.now, std::string(call.request.body)});
+    keepUpload(call.connection, call.user, {filename, call.now, call.request.body});
     return Json::object();
 }
 

@@ -56,7 +56,7 @@ std::string_view fieldOf(std::string_view form, std::string_view name)
     return {};
 }
 
-std::string valueOf(const ParameterRule& rule, const Request& request, std::string_view segment)
+std::string valueOf(const ParameterRule& rule, const http::Request& request, std::string_view segment)
 {
     if (rule.place == ParameterPlace::Header) {
         return request.header(rule.name);
@@ -84,7 +84,7 @@ std::string_view properPath(std::string_view path)
     return path.substr(0, path.find('&'));
 }
 
-Arguments::Arguments(ParameterRules rules, const Request& request, std::string_view segment)
+Arguments::Arguments(ParameterRules rules, const http::Request& request, std::string_view segment)
 {
     for (const ParameterRule& rule : rules) {
         Value& value = m_values[rule.name];

@@ -64,7 +64,7 @@ class Arguments {
 public:
     /// @param segment  the value of the ParameterPlace::Path row, if there is one
     /// @throws Refusal if a required value is missing or a value cannot be read
-    Arguments(ParameterRules rules, const Request& request, std::string_view segment = {});
+    Arguments(ParameterRules rules, const http::Request& request, std::string_view segment = {});
 
     const std::string& text(std::string_view name) const { return m_values.at(name).text; }
     const std::vector<std::string>& list(std::string_view name) const { return m_values.at(name).list; }

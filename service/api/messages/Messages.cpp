@@ -24,6 +24,16 @@ const CodeRow& rowOf(ServiceCode code)
     return kCodes[static_cast<std::size_t>(code)];
 }
 
+http::Reply replyOf(const CodeRow& row, std::string body)
+{
+    http::Reply reply;
+    reply.status = row.status;
+    reply.code = row.text;
+    reply.headers.set("Content-Type", "application/json; charset=utf-8");
+    reply.body = std::move(body);
+    return reply;
+}
+
 }  // namespace
 
 std::string_view codeText(ServiceCode code)
@@ -31,15 +41,18 @@ std::string_view codeText(ServiceCode code)
     return rowOf(code).text;
 }
 
-Reply success(std::string body)
+http::Reply success(std::string body)
 {
-    return {rowOf(ServiceCode::Ok).status, ServiceCode::Ok, std::move(body)};
+    return replyOf(rowOf(ServiceCode::Ok), std::move(body));
 }
 
-Reply failure(ServiceCode code, const std::string& message)
+http::Reply failure(ServiceCode code, const std::string& message, std::string note)
 {
     const CodeRow& row = rowOf(code);
-    return {row.status, code, jsonText({{"rsp", {{"stat", "FAIL"}, {"err", {{"code", row.text}, {"msg", message}}}}}})};
+    http::Reply reply =
+        replyOf(row, jsonText({{"rsp", {{"stat", "FAIL"}, {"err", {{"code", row.text}, {"msg", message}}}}}}));
+    reply.note = std::move(note);
+    return reply;
 }
 
 }  // namespace corvaned

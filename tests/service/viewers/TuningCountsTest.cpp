@@ -128,7 +128,10 @@ TEST_F(TuningCounts, AreMadeForDatabasesOfEarlierVersions)
             "DROP TRIGGER tuning_added; DROP TRIGGER tuning_removed; DROP TRIGGER half_hour_added;"
             "DROP TRIGGER half_hour_changed; DROP TRIGGER half_hour_removed;"
             "DROP TABLE tuned_day; DROP TABLE tuned_half_hour; DROP TABLE tuned_habit; DROP INDEX tuning_by_user;"
-            "CREATE INDEX tuning_by_time ON tuning (at, source_id, user_id); PRAGMA user_version = 5");
+            "CREATE INDEX tuning_by_time ON tuning (at, source_id, user_id);"
+            "ALTER TABLE channel DROP COLUMN details; ALTER TABLE channel DROP COLUMN is_number_listed;"
+            "ALTER TABLE credit DROP COLUMN details; DROP TABLE airing_details; DROP TABLE fetched_listing;"
+            "PRAGMA user_version = 5");
     }
     Store upgraded(database.file.path(), Store::Mode::Existing, addSamplePlaces);
     EXPECT_THAT(test::rows(upgraded, "SELECT 1 FROM tuned_habit LIMIT 1"), ElementsAre("1"));

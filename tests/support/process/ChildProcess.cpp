@@ -89,8 +89,9 @@ std::vector<std::string> environmentOf(const Launch& launch)
     std::vector<std::string> kept = launch.environment;
     for (char** entry = environ; *entry != nullptr; ++entry) {
         const std::string variable = *entry;
-        const bool inherited =
-            launch.inheritsEnvironment ? !startsWith(variable, "CORVANE_") : startsWith(variable, "PATH=");
+        const bool inherited = launch.inheritsEnvironment
+                                   ? !startsWith(variable, "CORVANE_") && !startsWith(variable, "CORVANED_")
+                                   : startsWith(variable, "PATH=");
         if (inherited && !isReplaced(variable)) {
             kept.push_back(variable);
         }

@@ -18,8 +18,8 @@ struct Launch {
     std::vector<std::string> arguments;
     /// Further variables as "NAME=VALUE"; they replace inherited ones.
     std::vector<std::string> environment;
-    /// Whether the program inherits the test's environment, except CORVANE_* variables, which are settings of the
-    /// programs under test. Without it, the program inherits only PATH.
+    /// Whether the test's own variables are inherited. CORVANE_* and CORVANED_* never are, because they are settings of
+    /// the programs under test. Otherwise only PATH is.
     bool inheritsEnvironment = true;
 };
 

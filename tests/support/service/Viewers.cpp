@@ -41,15 +41,15 @@ Viewer::Viewer(ServiceUnderTest& under, const std::string& device)
       m_token(sessionToken(openSession(*under.store().lease(), device, under.now(), 400 * 86400), kSecret))
 {}
 
-Reply Viewer::ask(const std::string& method, const std::string& target, const std::string& parameters)
+http::Reply Viewer::ask(const std::string& method, const std::string& target, const std::string& parameters)
 {
     const std::size_t mark = std::min(target.find('?'), target.size());
     const std::string path = target.substr(0, mark);
     std::string query = target.substr(std::min(mark + 1, target.size()));
-    Request request;
+    http::Request request;
     request.method = method;
     request.path = path.front() == '/' ? path : "/openapi/service/vorel/" + path;
-    request.header = [this](const char* name) { return std::string(name) == "Token" ? m_token : std::string(); };
+    request.headers.set("Token", m_token);
     request.origin = "http://here";
     if (method == "PUT") {
         request.body = parameters;
@@ -68,7 +68,7 @@ Reply Viewer::ask(const std::string& method, const std::string& target, const st
 
 Json Viewer::succeed(const std::string& method, const std::string& target, const std::string& parameters)
 {
-    const Reply reply = ask(method, target, parameters);
+    const http::Reply reply = ask(method, target, parameters);
     EXPECT_EQ(reply.status, 200) << target << " " << parameters << ": " << reply.body;
     Json rsp = Json::parse(reply.body).at("rsp");
     EXPECT_EQ(rsp.at("stat"), "OK") << target << " " << parameters;
@@ -93,7 +93,7 @@ Json Viewer::remove(const std::string& target, const std::string& query)
 
 std::string Viewer::refusal(const std::string& method, const std::string& target, const std::string& parameters)
 {
-    const Reply reply = ask(method, target, parameters);
+    const http::Reply reply = ask(method, target, parameters);
     EXPECT_TRUE(reply.status >= 400 && reply.status < 500) << target << " " << parameters << ": " << reply.body;
     const Json rsp = Json::parse(reply.body).at("rsp");
     EXPECT_EQ(rsp.at("stat"), "FAIL") << target << " " << parameters;

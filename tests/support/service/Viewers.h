@@ -51,7 +51,7 @@ public:
     std::string refusal(const std::string& method, const std::string& target, const std::string& parameters = "");
 
 private:
-    Reply ask(const std::string& method, const std::string& target, const std::string& parameters);
+    http::Reply ask(const std::string& method, const std::string& target, const std::string& parameters);
     Json succeed(const std::string& method, const std::string& target, const std::string& parameters);
 
     ServiceUnderTest& m_under;

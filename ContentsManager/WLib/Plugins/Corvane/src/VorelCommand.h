@@ -55,6 +55,9 @@ public:
     /// Sets the address that MakeURL appends to.
     void setUrl(const std::string& url);
     const std::string& body() const { return m_body; }
+    /// URL and body for the request, which takes them along: the command has none afterwards.
+    std::string takeUrl() { return std::move(m_url); }
+    std::string takeBody() { return std::move(m_body); }
     void* userData() const { return m_userData; }
     WVorelOAI* owner() const { return m_pService; }
 

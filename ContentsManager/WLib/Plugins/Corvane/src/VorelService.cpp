@@ -19,9 +19,6 @@ namespace {
 
 using Lock = std::lock_guard<std::mutex>;
 
-/// References run from 1 to ten million and then start again.
-constexpr std::int32_t kLastReference = 10000000;
-
 /// Destroys a command that a block held: its owner's registry lets go of it first, so that it never lists a command
 /// that is gone.
 void destroyCommand(VorelServiceCMD* command)
@@ -35,11 +32,27 @@ void destroyCommand(VorelServiceCMD* command)
     delete command;
 }
 
+/// A record is a part of its request's block; only that of a request without a block is not.
+void freeRecord(VorelRequestInfo* record)
+{
+    if (record->args == nullptr) {
+        delete record;
+    }
+}
+
+/// Deletes a request, and its block and record with it.
+void deleteRequest(VorelRequestInfo* record)
+{
+    HttpRequest* const request = record->request;
+    freeRecord(record);
+    delete request;
+}
+
 }  // namespace
 
-VorelService::VorelService(const std::string& name, const WContentProvider& provider)
+VorelService::VorelService(const std::string& name, const WContentProvider& provider, std::int32_t lastReference)
     : m_name(name),
-      m_requests(kLastReference),
+      m_requests(lastReference),
       m_delegator(HttpDelegator::getInstance()),
       m_magicID(provider.getID()),
       m_life(std::make_shared<Life>())
@@ -48,13 +61,10 @@ VorelService::VorelService(const std::string& name, const WContentProvider& prov
 VorelService::~VorelService()
 {
     close();
-    VorelServiceArgs* block = m_args.takeAll();
-    while (block != nullptr) {
-        const std::unique_ptr<VorelServiceArgs> first(block);
-        block = m_args.next(block);
-        destroyCommand(first->command);
+    for (VorelServiceArgs* block = m_args.takeAll(); block != nullptr; block = m_args.next(block)) {
+        destroyCommand(block->command);
     }
-    m_requests.forEach([](const VorelRequestInfo& record) { delete record.request; });
+    m_requests.forEach([](VorelRequestInfo& record) { deleteRequest(&record); });
 }
 
 void VorelService::close()
@@ -66,7 +76,7 @@ void VorelService::close()
 
 void VorelService::surrenderCommands()
 {
-    const Lock hold(m_argsLock);
+    const Lock hold(m_requestLock);
     for (VorelServiceArgs* block = m_args.front(); block != nullptr; block = m_args.next(block)) {
         if (block->command != nullptr && block->command->owner() != nullptr) {
             block->command = nullptr;
@@ -77,10 +87,11 @@ void VorelService::surrenderCommands()
 WSTATUS VorelService::createRequestInfo(HttpRequest* request, VorelServiceArgs* args, unsigned int requestID,
                                         unsigned long long& reference)
 {
-    std::unique_ptr<VorelRequestInfo> record(new (std::nothrow) VorelRequestInfo);
+    VorelRequestInfo* const record = args != nullptr ? &args->record : new (std::nothrow) VorelRequestInfo;
     if (record == nullptr) {
         return failed(status::kNoService, kServiceFile);
     }
+    *record = {};
     record->request = request;
     record->args = args;
     record->requestID = requestID;
@@ -90,21 +101,19 @@ WSTATUS VorelService::createRequestInfo(HttpRequest* request, VorelServiceArgs* 
             record->reference = static_cast<UINT64>(m_lastReference);
             CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [createRequestInfo uRequestRef(Final) : %lld",
                                       __func__, __LINE__, static_cast<long long>(record->reference));
-            if (args != nullptr) {
-                args->reference = record->reference;
-            }
             reference = record->reference;
-            m_requests.add(std::move(record));
+            m_requests.add(record);
             return status::kOk;
         }
     }
+    freeRecord(record);
     return failed(status::kNoService, kServiceFile);
 }
 
-std::unique_ptr<VorelRequestInfo> VorelService::takeRecord(unsigned long long reference)
+VorelRequestInfo* VorelService::takeRecord(unsigned long long reference)
 {
     const Lock hold(m_requestLock);
-    std::unique_ptr<VorelRequestInfo> record = m_requests.remove(reference);
+    VorelRequestInfo* const record = m_requests.remove(reference);
     if (record != nullptr) {
         CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [deleteRequestInfo uRequestRef(Final) : %lld\n",
                                   "deleteRequestInfo", __LINE__, static_cast<long long>(reference));
@@ -114,7 +123,9 @@ std::unique_ptr<VorelRequestInfo> VorelService::takeRecord(unsigned long long re
 
 void VorelService::deleteRequestInfo(unsigned long long reference)
 {
-    takeRecord(reference);
+    if (VorelRequestInfo* const record = takeRecord(reference)) {
+        freeRecord(record);
+    }
 }
 
 UINT64 VorelService::getReferenceID(const HttpRequest* request)
@@ -132,7 +143,7 @@ UINT64 VorelService::getReferenceID(const HttpRequest* request)
 bool VorelService::respond(const VorelServiceArgs& args, const HttpRequest* request, SESSION_STATUS sessionStatus)
 {
     const Lock hold(m_requestLock);
-    VorelRequestInfo* const record = m_requests.find(args.reference);
+    VorelRequestInfo* const record = m_requests.find(args.record.reference);
     if (record == nullptr || record->request != request) {
         return false;
     }
@@ -236,7 +247,7 @@ WSTATUS VorelService::cancelRecord(unsigned long long reference)
 
 void VorelService::addARGS(VorelServiceArgs* args)
 {
-    const Lock hold(m_argsLock);
+    const Lock hold(m_requestLock);
     args->isListed = true;
     m_args.append(args);
     ++m_argsCount;
@@ -245,7 +256,7 @@ void VorelService::addARGS(VorelServiceArgs* args)
 void VorelService::cleanupARGS(VorelServiceArgs* args)
 {
     {
-        const Lock hold(m_argsLock);
+        const Lock hold(m_requestLock);
         if (!m_args.contains(args)) {
             return;
         }
@@ -256,7 +267,7 @@ void VorelService::cleanupARGS(VorelServiceArgs* args)
 void VorelService::dropArgs(VorelServiceArgs* args)
 {
     {
-        const Lock hold(m_argsLock);
+        const Lock hold(m_requestLock);
         if (!args->isListed) {
             return;
         }
@@ -265,21 +276,20 @@ void VorelService::dropArgs(VorelServiceArgs* args)
         --m_argsCount;
     }
     // Destroyed without the lock: the command's owner takes its own.
-    destroyCommand(args->command);
-    delete args;
+    destroyCommand(std::exchange(args->command, nullptr));
 }
 
 void VorelService::cleanRequest(unsigned long long reference)
 {
     // From here on the request is not found any more, so cancel() never meets one that is being deleted.
-    const std::unique_ptr<VorelRequestInfo> record = takeRecord(reference);
+    VorelRequestInfo* const record = takeRecord(reference);
     if (record == nullptr) {
         return;
     }
-    delete record->request;
     if (record->args != nullptr) {
         dropArgs(record->args);
     }
+    deleteRequest(record);
 }
 
 std::size_t VorelService::requestCount()
@@ -290,7 +300,7 @@ std::size_t VorelService::requestCount()
 
 std::size_t VorelService::argsCount()
 {
-    const Lock hold(m_argsLock);
+    const Lock hold(m_requestLock);
     return m_argsCount;
 }
 
@@ -321,7 +331,8 @@ void VorelService::cbVorelFnCallback(SESSION_STATUS sessionStatus, HttpRequest* 
     }
     // Kept here while the callback runs: it may show the response to its caller, who may destroy the request.
     const HttpResponse response = std::move(request->response());
-    const unsigned long long finished = args->completion(sessionStatus, response, args->command, args->reference);
+    const unsigned long long finished =
+        args->completion(sessionStatus, response, args->command, args->record.reference);
     // While the service closes, what is left is freed by its destructor, which waits for this call to return unless it
     // was called from inside it.
     if (!life->closing) {

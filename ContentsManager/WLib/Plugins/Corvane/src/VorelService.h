@@ -31,21 +31,25 @@ class VorelServiceCMD;
 using VorelCompletion = unsigned long long (*)(SESSION_STATUS, const HttpResponse&, VorelServiceCMD*,
                                                unsigned long long);
 
-/// What a request needs when it comes back. Owned by the service from addARGS() on.
+/// What a request needs when it comes back. A part of the request, whose command the service owns from addARGS() on.
 struct VorelServiceArgs {
     VorelService* service;
     VorelServiceCMD* command;  ///< owned
     VorelCompletion completion;
-    UINT64 reference = 0;  ///< of the block's request, once there is one
     bool isListed = false;
     vorel::Link<VorelServiceArgs> link = {};
+    VorelRequestInfo record = {};  ///< of the request, from createRequestInfo() on
 };
 
 using HeaderMap = std::map<std::string, std::string>;
 
 class VorelService {
 public:
-    VorelService(const std::string& name, const WContentProvider& provider);
+    /// References run from 1 to this one and then start again.
+    static constexpr std::int32_t kLastReference = 10000000;
+
+    VorelService(const std::string& name, const WContentProvider& provider,
+                 std::int32_t lastReference = kLastReference);
     /// Ends all requests without running a callback and frees what is left of them.
     virtual ~VorelService();
     VorelService(const VorelService&) = delete;
@@ -57,29 +61,29 @@ public:
     // it. `body`, `url` and `headers` may belong to the command: they are copied before it is handed over.
 
     /// GET of a reply. -3 out of memory or closing; other statuses are the executor's.
-    WSTATUS getDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
-                           VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
+    WSTATUS getDataRequest(std::string url, const HeaderMap& headers, std::string body, VorelServiceCMD* command,
+                           unsigned long long& reference, VorelCompletion completion);
     /// GET into a file, without headers. Quirk: the second string is ignored.
     /// @return also -1 when the path is empty
-    WSTATUS getDataRequest(const std::string& url, const std::string& unused, VorelServiceCMD* command,
+    WSTATUS getDataRequest(std::string url, const std::string& unused, VorelServiceCMD* command,
                            const std::string& filePath, unsigned long long& reference, VorelCompletion completion);
     /// PUT of a file. @return also -1 when the path is empty, -403 when the file cannot be opened
-    WSTATUS putDataRequest(const std::string& url, const HeaderMap& headers, VorelServiceCMD* command,
+    WSTATUS putDataRequest(std::string url, const HeaderMap& headers, VorelServiceCMD* command,
                            const std::string& filePath, unsigned long long& reference, VorelCompletion completion);
     /// PUT of a body.
-    WSTATUS putDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
-                           VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
-    WSTATUS deleteDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
-                              VorelServiceCMD* command, unsigned long long& reference, VorelCompletion completion);
+    WSTATUS putDataRequest(std::string url, const HeaderMap& headers, std::string body, VorelServiceCMD* command,
+                           unsigned long long& reference, VorelCompletion completion);
+    WSTATUS deleteDataRequest(std::string url, const HeaderMap& headers, std::string body, VorelServiceCMD* command,
+                              unsigned long long& reference, VorelCompletion completion);
 
     // -- Records of live requests  [any thread]
     // A reference that is not (or no longer) known is ignored, and gives false.
 
     /// Tag of all requests of this service: the provider's ID.
     UINT64 getMagicID() const { return m_magicID; }
+    /// @param args  whose record is used; null, and a record is allocated
     /// @return 0 and a new reference, whose record owns `request` from then on; -3 and `reference` unchanged when out
-    /// of
-    ///         memory or when every reference is in use
+    ///         of memory or when every reference is in use
     WSTATUS createRequestInfo(HttpRequest* request, VorelServiceArgs* args, unsigned int requestID,
                               unsigned long long& reference);
     /// Erases the record; request and block stay.
@@ -159,12 +163,15 @@ private:
         std::atomic<bool> closing{false};
     };
     struct Outgoing;
+    class Exchange;
 
-    WSTATUS queue(const Outgoing& outgoing, VorelServiceCMD* command, unsigned long long& reference,
+    /// The header lines of a map. Those of a session's requests are the same, so requests share them.
+    HttpHeader headerOf(const HeaderMap& map);
+    WSTATUS queue(Outgoing outgoing, VorelServiceCMD* command, unsigned long long& reference,
                   VorelCompletion completion, vorel::Here here);
     /// Takes the record out of the table; null when there is none.
-    std::unique_ptr<VorelRequestInfo> takeRecord(unsigned long long reference);
-    /// Destroys a live block and its command, if it is listed.
+    VorelRequestInfo* takeRecord(unsigned long long reference);
+    /// Takes a live block out of the list and destroys its command; nothing happens to one that is not listed.
     void dropArgs(VorelServiceArgs* args);
     /// The cancel decision of setCancelStatus().  REQUIRES: m_requestLock held
     WSTATUS cancelRecord(unsigned long long reference);
@@ -174,7 +181,7 @@ private:
     void setFlag(unsigned long long reference, bool VorelRequestInfo::*member);
 
     std::mutex m_sessionLock;  ///< session and token
-    std::mutex m_requestLock;  ///< request records, reference counter
+    std::mutex m_requestLock;  ///< request records, reference counter, argument blocks
     std::string m_token;       ///< of this session and that secret; empty when there is none yet
     std::string m_name;
     WVLSession m_session;
@@ -184,8 +191,9 @@ private:
     const UINT64 m_magicID;
     std::int32_t m_lastReference = 0;
 
-    std::mutex m_argsLock;  ///< argument blocks
     std::size_t m_argsCount = 0;
+    std::mutex m_headerLock;  ///< header lines
+    HttpHeader m_header;      ///< of the last request that had another one than the request before it
     std::string m_tokenSecret;
     std::string m_baseUrl;
     std::shared_ptr<Life> m_life;

@@ -2,8 +2,10 @@
 
 #include "VorelService.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <new>
+#include <utility>
+#include <vector>
 
 #include "VorelCommand.h"
 
@@ -13,45 +15,72 @@ using namespace vorel;
 
 struct VorelService::Outgoing {
     HTTP_REQUEST_TYPE type;
-    const std::string& url;
+    std::string url;
     const HeaderMap* headers = nullptr;
-    const std::string* body = nullptr;      ///< null for a request between the network and a file
-    const std::string* filePath = nullptr;  ///< of that file
+    std::string body = {};
+    const std::string* filePath = nullptr;  ///< of a request between the network and a file
     bool encodesUrl = false;
     bool uploadsFile = false;
 };
 
-WSTATUS VorelService::queue(const Outgoing& outgoing, VorelServiceCMD* command, unsigned long long& reference,
+/// A request with its block, and its record in that, as one piece of memory: with thousands in flight, what a request
+/// costs at its end is mostly the number of places in memory that have to be fetched for it.
+class VorelService::Exchange final : public HttpRequest {
+public:
+    Exchange(HTTP_REQUEST_TYPE type, std::string url, HttpHeader header, std::string body)
+        : HttpRequest(type, std::move(url), std::move(header), std::move(body), cbVorelFnCallback, &args)
+    {}
+    Exchange(HTTP_REQUEST_TYPE type, std::string url, HttpHeader header, const std::string* filePath)
+        : HttpRequest(type, std::move(url), std::move(header), cbVorelFnCallback, &args, *filePath)
+    {}
+
+    VorelServiceArgs args{};
+};
+
+HttpHeader VorelService::headerOf(const HeaderMap& map)
+{
+    const std::lock_guard<std::mutex> hold(m_headerLock);
+    const std::vector<HttpHeader::Line>& lines = m_header.lines();
+    const bool isSame = std::equal(map.begin(), map.end(), lines.begin(), lines.end(),
+                                   [](const auto& entry, const HttpHeader::Line& line) {
+                                       return entry.first == line.first && entry.second == line.second;
+                                   });
+    if (!isSame) {
+        HttpHeader header;
+        for (const auto& [name, value] : map) {
+            header.add(name, value);
+        }
+        m_header = std::move(header);
+    }
+    return m_header;
+}
+
+WSTATUS VorelService::queue(Outgoing outgoing, VorelServiceCMD* command, unsigned long long& reference,
                             VorelCompletion completion, Here here)
 {
     WSTATUS result = status::kNoService;
     UINT64 created = 0;
-    VorelServiceArgs* listed = nullptr;
+    std::unique_ptr<Exchange> exchange;
     try {
-        auto args = std::make_unique<VorelServiceArgs>(VorelServiceArgs{this, command, completion});
-        HttpHeader header;
-        if (outgoing.headers != nullptr) {
-            for (const auto& [name, value] : *outgoing.headers) {
-                header.add(name, value);
-            }
-        }
-        std::unique_ptr<HttpRequest> request;
+        HttpHeader header = outgoing.headers != nullptr ? headerOf(*outgoing.headers) : HttpHeader();
         if (outgoing.filePath != nullptr) {
-            request = std::make_unique<HttpRequest>(outgoing.type, outgoing.url, std::move(header), cbVorelFnCallback,
-                                                    args.get(), *outgoing.filePath);
+            exchange = std::make_unique<Exchange>(outgoing.type, std::move(outgoing.url), std::move(header),
+                                                  outgoing.filePath);
         } else {
-            request = std::make_unique<HttpRequest>(outgoing.type, outgoing.url, std::move(header), *outgoing.body,
-                                                    cbVorelFnCallback, args.get());
+            exchange = std::make_unique<Exchange>(outgoing.type, std::move(outgoing.url), std::move(header),
+                                                  std::move(outgoing.body));
         }
+        exchange->args.service = this;
+        exchange->args.command = command;
+        exchange->args.completion = completion;
         if (outgoing.uploadsFile) {
-            request->setOptionFileUpload();
+            exchange->setOptionFileUpload();
         }
-        request->setID(getMagicID());
-        addARGS(args.get());
-        listed = args.release();
-        result = createRequestInfo(request.get(), listed, command->getCMDKey(), created);
+        exchange->setID(getMagicID());
+        addARGS(&exchange->args);
+        result = createRequestInfo(exchange.get(), &exchange->args, command->getCMDKey(), created);
         if (result >= 0) {
-            HttpRequest* const recorded = request.release();
+            HttpRequest* const recorded = exchange.release();
             if (outgoing.encodesUrl) {
                 recorded->setEncoding();
             }
@@ -69,25 +98,25 @@ WSTATUS VorelService::queue(const Outgoing& outgoing, VorelServiceCMD* command, 
     failed(result, kServiceFile, here);
     if (created != 0) {
         cleanRequest(created);
-    } else if (listed != nullptr) {
-        dropArgs(listed);
+    } else if (exchange != nullptr) {
+        dropArgs(&exchange->args);
     }
     reference = 0;
     return result;
 }
 
-WSTATUS VorelService::getDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+WSTATUS VorelService::getDataRequest(std::string url, const HeaderMap& headers, std::string body,
                                      VorelServiceCMD* command, unsigned long long& reference,
                                      VorelCompletion completion)
 {
     reference = 0;
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::getDataRequest\n", __func__, __LINE__);
-    Outgoing outgoing{HTTP_GET, url, &headers, &body};
+    Outgoing outgoing{HTTP_GET, std::move(url), &headers, std::move(body)};
     outgoing.encodesUrl = true;
-    return queue(outgoing, command, reference, completion, {});
+    return queue(std::move(outgoing), command, reference, completion, {});
 }
 
-WSTATUS VorelService::getDataRequest(const std::string& url, const std::string& /*unused*/, VorelServiceCMD* command,
+WSTATUS VorelService::getDataRequest(std::string url, const std::string& /*unused*/, VorelServiceCMD* command,
                                      const std::string& filePath, unsigned long long& reference,
                                      VorelCompletion completion)
 {
@@ -96,12 +125,12 @@ WSTATUS VorelService::getDataRequest(const std::string& url, const std::string& 
     if (filePath.empty()) {
         return status::kBadArgument;
     }
-    Outgoing outgoing{HTTP_GET, url};
+    Outgoing outgoing{HTTP_GET, std::move(url)};
     outgoing.filePath = &filePath;
-    return queue(outgoing, command, reference, completion, {});
+    return queue(std::move(outgoing), command, reference, completion, {});
 }
 
-WSTATUS VorelService::putDataRequest(const std::string& url, const HeaderMap& headers, VorelServiceCMD* command,
+WSTATUS VorelService::putDataRequest(std::string url, const HeaderMap& headers, VorelServiceCMD* command,
                                      const std::string& filePath, unsigned long long& reference,
                                      VorelCompletion completion)
 {
@@ -115,29 +144,29 @@ WSTATUS VorelService::putDataRequest(const std::string& url, const HeaderMap& he
         return status::kFileNotReadable;
     }
     std::fclose(file);
-    Outgoing outgoing{HTTP_PUT, url, &headers};
+    Outgoing outgoing{HTTP_PUT, std::move(url), &headers};
     outgoing.filePath = &filePath;
     outgoing.uploadsFile = true;
-    return queue(outgoing, command, reference, completion, {});
+    return queue(std::move(outgoing), command, reference, completion, {});
 }
 
-WSTATUS VorelService::putDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+WSTATUS VorelService::putDataRequest(std::string url, const HeaderMap& headers, std::string body,
                                      VorelServiceCMD* command, unsigned long long& reference,
                                      VorelCompletion completion)
 {
     reference = 0;
-    Outgoing outgoing{HTTP_PUT, url, &headers, &body};
+    Outgoing outgoing{HTTP_PUT, std::move(url), &headers, std::move(body)};
     outgoing.encodesUrl = true;
-    return queue(outgoing, command, reference, completion, {});
+    return queue(std::move(outgoing), command, reference, completion, {});
 }
 
-WSTATUS VorelService::deleteDataRequest(const std::string& url, const HeaderMap& headers, const std::string& body,
+WSTATUS VorelService::deleteDataRequest(std::string url, const HeaderMap& headers, std::string body,
                                         VorelServiceCMD* command, unsigned long long& reference,
                                         VorelCompletion completion)
 {
     reference = 0;
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::deleteDataRequest", __func__, __LINE__);
-    return queue({HTTP_DELETE, url, &headers, &body}, command, reference, completion, {});
+    return queue({HTTP_DELETE, std::move(url), &headers, std::move(body)}, command, reference, completion, {});
 }
 
 }  // namespace W

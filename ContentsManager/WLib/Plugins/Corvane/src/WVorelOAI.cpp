@@ -121,7 +121,7 @@ WSTATUS WVorelOAI::admit(const Operation& operation, const ProviderOptions& opti
 }
 
 int WVorelOAI::send(const Operation& operation, const ProviderOptions& options, const CallContext& call,
-                    std::unique_ptr<VorelServiceCMD> command, const std::string& url, const std::string& filePath)
+                    std::unique_ptr<VorelServiceCMD> command, std::string url, const std::string& filePath)
 {
     const HeaderMap map = headers(operation, options);
     VorelServiceCMD* const handed = command.get();
@@ -129,7 +129,7 @@ int WVorelOAI::send(const Operation& operation, const ProviderOptions& options, 
     static_cast<void>(command.release());  // the registry owns it now
 
     unsigned long long reference = 0;
-    const WSTATUS result = transport(operation.verb, *handed, map, url, filePath, reference);
+    const WSTATUS result = transport(operation.verb, *handed, map, std::move(url), filePath, reference);
     if (result < 0) {
         m_registry.destroy(handed, ticket);
         return refuse(operation, call, result);
@@ -188,23 +188,24 @@ HeaderMap WVorelOAI::headers(const Operation& operation, const ProviderOptions& 
     return map;
 }
 
-WSTATUS WVorelOAI::transport(Verb verb, VorelServiceCMD& command, const HeaderMap& headers, const std::string& url,
+WSTATUS WVorelOAI::transport(Verb verb, VorelServiceCMD& command, const HeaderMap& headers, std::string url,
                              const std::string& filePath, unsigned long long& reference)
 {
     switch (verb) {
         case Verb::Get:
-            return m_pService->getDataRequest(url, headers, command.body(), &command, reference,
+            return m_pService->getDataRequest(std::move(url), headers, command.takeBody(), &command, reference,
                                               cbFnVorelRequestCompleted);
         case Verb::Put:
-            return m_pService->putDataRequest(url, headers, command.body(), &command, reference,
+            return m_pService->putDataRequest(std::move(url), headers, command.takeBody(), &command, reference,
                                               cbFnVorelRequestCompleted);
         case Verb::Delete:
-            return m_pService->deleteDataRequest(url, headers, command.body(), &command, reference,
+            return m_pService->deleteDataRequest(std::move(url), headers, command.takeBody(), &command, reference,
                                                  cbFnVorelRequestCompleted);
         case Verb::Upload:
-            return m_pService->putDataRequest(url, headers, &command, filePath, reference, cbFnVorelRequestCompleted);
+            return m_pService->putDataRequest(std::move(url), headers, &command, filePath, reference,
+                                              cbFnVorelRequestCompleted);
         case Verb::Download:
-            return m_pService->getDataRequest(url, std::string(), &command, filePath, reference,
+            return m_pService->getDataRequest(std::move(url), std::string(), &command, filePath, reference,
                                               cbFnVorelRequestCompleted);
     }
     return status::kNoService;

@@ -238,7 +238,7 @@ private:
     /// @param filePath  of an upload or download
     /// @throws std::exception before anything has been registered
     int send(const vorel::Operation& operation, const vorel::ProviderOptions& options, const CallContext& call,
-             std::unique_ptr<VorelServiceCMD> command, const std::string& url, const std::string& filePath = {});
+             std::unique_ptr<VorelServiceCMD> command, std::string url, const std::string& filePath = {});
 
     /// The common failure exit: error line and status record.
     static int refuse(const vorel::Operation& operation, const CallContext& call, WSTATUS status);
@@ -248,7 +248,7 @@ private:
     static void printNoService(const vorel::Operation& operation, const CallContext& call);
 
     HeaderMap headers(const vorel::Operation& operation, const vorel::ProviderOptions& options) const;
-    WSTATUS transport(vorel::Verb verb, VorelServiceCMD& command, const HeaderMap& headers, const std::string& url,
+    WSTATUS transport(vorel::Verb verb, VorelServiceCMD& command, const HeaderMap& headers, std::string url,
                       const std::string& filePath, unsigned long long& reference);
 
     VorelService* m_pService = nullptr;  ///< owned
@@ -281,8 +281,8 @@ int WVorelOAI::request(const CallContext& call, typename Command::Callback done,
         } else {
             command->MakeURL(arguments..., m_provider);
         }
-        const std::string& url = command->url();
-        return send(row, options, call, std::move(command), url);
+        std::string url = command->takeUrl();
+        return send(row, options, call, std::move(command), std::move(url));
     } catch (const std::exception& exception) {
         return refuse(row, call, exception);
     }

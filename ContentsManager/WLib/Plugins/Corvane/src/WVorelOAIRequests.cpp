@@ -135,8 +135,8 @@ int WVorelOAI::sendChannel(AckCallback done, const std::string& url, const std::
         }
         command->setUrl(isAbsoluteHttpUrl(url) ? url : m_pService->baseUrl());
         command->MakeURL(fileName, m_provider);
-        const std::string& target = command->url();
-        return send(row, options, call, std::move(command), target, options[ChannelInfoPath]);
+        std::string target = command->takeUrl();
+        return send(row, options, call, std::move(command), std::move(target), options[ChannelInfoPath]);
     } catch (const std::exception& exception) {
         return refuse(row, call, exception);
     }

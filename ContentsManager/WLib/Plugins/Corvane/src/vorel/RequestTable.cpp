@@ -13,16 +13,6 @@ constexpr std::size_t kFewestSlots = 16;
 
 RequestTable::RequestTable(std::int32_t lastReference) : m_lastReference(lastReference), m_slots(kFewestSlots) {}
 
-RequestTable::~RequestTable()
-{
-    for (VorelRequestInfo* record : m_slots) {
-        while (record != nullptr) {
-            const std::unique_ptr<VorelRequestInfo> first(record);
-            record = record->next;
-        }
-    }
-}
-
 bool RequestTable::advance(std::int32_t& counter) const
 {
     if (m_size >= static_cast<std::size_t>(m_lastReference)) {
@@ -34,14 +24,14 @@ bool RequestTable::advance(std::int32_t& counter) const
     return true;
 }
 
-void RequestTable::add(std::unique_ptr<VorelRequestInfo> record)
+void RequestTable::add(VorelRequestInfo* record)
 {
     if (m_size >= m_slots.size()) {
         grow();
     }
     VorelRequestInfo*& first = slot(record->reference);
     record->next = first;
-    first = record.release();
+    first = record;
     ++m_size;
 }
 
@@ -54,13 +44,13 @@ VorelRequestInfo* RequestTable::find(UINT64 reference) const
     return record;
 }
 
-std::unique_ptr<VorelRequestInfo> RequestTable::remove(UINT64 reference)
+VorelRequestInfo* RequestTable::remove(UINT64 reference)
 {
     VorelRequestInfo** link = &slot(reference);
     while (*link != nullptr && (*link)->reference != reference) {
         link = &(*link)->next;
     }
-    std::unique_ptr<VorelRequestInfo> found(*link);
+    VorelRequestInfo* const found = *link;
     if (found != nullptr) {
         *link = std::exchange(found->next, nullptr);
         --m_size;

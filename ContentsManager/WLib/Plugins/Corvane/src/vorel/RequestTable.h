@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "WTypes.h"
@@ -15,7 +14,7 @@ struct VorelServiceArgs;
 
 /// One live request.
 struct VorelRequestInfo {
-    HttpRequest* request = nullptr;  ///< owned
+    HttpRequest* request = nullptr;  ///< owned; holds the block, and the record with it
     bool cancelFlag = false;
     bool requestedFlag = false;   ///< the executor has accepted it
     bool respondedFlag = false;   ///< it ended otherwise than by being cancelled
@@ -29,13 +28,12 @@ struct VorelRequestInfo {
 
 namespace vorel {
 
-/// Records by reference. Finding one costs the same however many there are; a record that was allocated can always be
-/// added. References run from 1 to a last one and then start again.  [one thread at a time]
+/// Records by reference. Finding one costs the same however many there are, and adding one never fails. References run
+/// from 1 to a last one and then start again. Owns nothing.  [one thread at a time]
 class RequestTable {
 public:
     /// @param lastReference  at least 1
     explicit RequestTable(std::int32_t lastReference);
-    ~RequestTable();
     RequestTable(const RequestTable&) = delete;
     RequestTable& operator=(const RequestTable&) = delete;
 
@@ -44,23 +42,25 @@ public:
     bool advance(std::int32_t& counter) const;
 
     /// Adds a record under its reference, which is not in use.
-    void add(std::unique_ptr<VorelRequestInfo> record);
+    void add(VorelRequestInfo* record);
 
     /// @return null when there is none
     VorelRequestInfo* find(UINT64 reference) const;
 
     /// Takes a record out. @return null when there is none
-    std::unique_ptr<VorelRequestInfo> remove(UINT64 reference);
+    VorelRequestInfo* remove(UINT64 reference);
 
     std::size_t size() const { return m_size; }
 
-    /// Calls `each` with every record, in no order.
+    /// Calls `each` with every record, in no order; `each` may free it.
     template <class Each>
     void forEach(Each each) const
     {
         for (VorelRequestInfo* first : m_slots) {
-            for (VorelRequestInfo* record = first; record != nullptr; record = record->next) {
+            for (VorelRequestInfo* record = first; record != nullptr;) {
+                VorelRequestInfo* const next = record->next;
                 each(*record);
+                record = next;
             }
         }
     }

@@ -42,20 +42,23 @@ TEST(Locks, TheLineAboutAnEmptyListIsPrintedWithoutTheRequestLock)
     host.onLine = nullptr;
 }
 
-/// A command that looks at its registry when it is destroyed.
+/// A command during whose destruction another thread calls what takes a lock.
 class Looking final : public VorelServiceCMD {
 public:
+    Looking(std::function<void()> call, int& destroyed)
+        : VorelServiceCMD(WContentProvider("p", 1), nullptr, nullptr), m_call(std::move(call)), m_destroyed(destroyed)
+    {}
     Looking(const vorel::CommandRegistry& registry, int& destroyed)
-        : VorelServiceCMD(WContentProvider("p", 1), nullptr, nullptr), m_registry(registry), m_destroyed(destroyed)
+        : Looking([&registry] { static_cast<void>(registry.size()); }, destroyed)
     {}
     ~Looking() override
     {
         ++m_destroyed;
-        EXPECT_TRUE(returnsMeanwhile([&registry = m_registry] { static_cast<void>(registry.size()); }));
+        EXPECT_TRUE(returnsMeanwhile(m_call));
     }
 
 private:
-    const vorel::CommandRegistry& m_registry;
+    std::function<void()> m_call;
     int& m_destroyed;
 };
 
@@ -74,6 +77,25 @@ TEST(Locks, CommandsAreDestroyedWithoutTheRegistrysLock)
     registry.add(new Looking(registry, destroyed));
     registry.destroyAll();
     EXPECT_EQ(destroyed, 4);
+}
+
+TEST(Locks, CommandsAreDestroyedWithoutTheTransportsLocks)
+{
+    FakeHost host;
+    int destroyed = 0;
+    VorelService service("Corvane", WContentProvider("Corvane", 14));
+    const auto look = [&service] {
+        service.IsAvailableSession();
+        service.requestCount();
+        service.argsCount();
+    };
+    const auto finished = [](SESSION_STATUS, const HttpResponse&, VorelServiceCMD*, unsigned long long reference) {
+        return reference;
+    };
+    unsigned long long reference = 0;
+    ASSERT_EQ(service.getDataRequest("u", {}, "", new Looking(look, destroyed), reference, finished), 0);
+    host.answer(0, session::kCompleted);
+    EXPECT_EQ(destroyed, 1);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Counters of an executor's downloads, for a progress bar.
+// Counters of an executor's downloads and uploads, for a progress bar.
 #pragma once
 
 #include <atomic>
@@ -11,6 +11,17 @@ struct DownloadProgress {
     std::atomic<std::uint64_t> files{0};     ///< downloads whose header block has arrived
     std::atomic<std::uint64_t> expected{0};  ///< bytes that these announced; a reply without a length adds nothing
     std::atomic<std::uint64_t> written{0};   ///< bytes
+};
+
+/// Totals over all file uploads of one executor.  [any thread]
+struct UploadProgress {
+    std::atomic<std::uint64_t> expected{0};  ///< bytes of the files
+    std::atomic<std::uint64_t> sent{0};      ///< bytes; those that are sent again count once
+};
+
+struct TransferProgress {
+    DownloadProgress downloads;
+    UploadProgress uploads;
 };
 
 }  // namespace W::host

@@ -84,6 +84,26 @@ TEST_F(ServiceTest, ReferencesStartAgainAfterTenMillionAndSkipThoseInUse)
     service.deleteRequestInfo(reference);
 }
 
+TEST_F(ServiceTest, RefusesARequestWhenEveryReferenceIsInUse)
+{
+    VorelService few("Corvane", provider, 2);
+    unsigned long long reference = 0;
+    const auto request = [&] { return few.getDataRequest("u", {}, "", new Kind(18, &destroyed), reference, ignored); };
+    EXPECT_EQ(request(), 0);
+    EXPECT_EQ(request(), 0);
+    EXPECT_EQ(reference, 2u);
+    EXPECT_EQ(request(), status::kNoService);
+    EXPECT_EQ(reference, 0u);
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_EQ(few.requestCount(), 2u);
+    EXPECT_EQ(few.argsCount(), 2u);
+    EXPECT_EQ(host.sent.size(), 2u);
+    EXPECT_EQ(host.texts(1).size(), 2u) << "of createRequestInfo and of getDataRequest";
+    host.answer(0, session::kCompleted);
+    EXPECT_EQ(request(), 0);
+    EXPECT_EQ(reference, 1u);
+}
+
 TEST_F(ServiceTest, KnowsItsRequests)
 {
     const UINT64 reference = send(18);
@@ -156,9 +176,10 @@ TEST_F(ServiceTest, ACompletionOfAnotherRequestIsIgnored)
     };
     const UINT64 reference = send(18, &destroyed, completion);
     HttpRequest stranger(HTTP_GET, "u", {}, "", nullptr, nullptr);
-    VorelServiceArgs block{&service, nullptr, completion, reference};
+    VorelServiceArgs block{&service, nullptr, completion};
+    block.record.reference = reference;
     VorelService::cbVorelFnCallback(session::kCompleted, &stranger, &block);
-    block.reference = reference + 1;
+    block.record.reference = reference + 1;
     VorelService::cbVorelFnCallback(session::kCompleted, &stranger, &block);
     block.service = nullptr;
     VorelService::cbVorelFnCallback(session::kCompleted, &stranger, &block);
@@ -332,6 +353,28 @@ TEST_F(ServiceTest, BuildsTheFiveForms)
     EXPECT_TRUE(host.hasLine("[getDataRequest] [++ VorelService::getDataRequest\n"));
     EXPECT_TRUE(host.hasLine("[getDataRequest] [++ VorelService::getDataRequest"));
     EXPECT_TRUE(host.hasLine("[deleteDataRequest] [++ VorelService::deleteDataRequest"));
+}
+
+TEST_F(ServiceTest, RequestsWithTheSameHeadersShareTheLines)
+{
+    const auto request = [&](const HeaderMap& headers) -> const HttpHeader& {
+        unsigned long long reference = 0;
+        EXPECT_EQ(service.getDataRequest("u", headers, "", new Kind(18), reference, ignored), 0);
+        return host.sent.back().request->header();
+    };
+    const HttpHeader& first = request({{"a", "1"}, {"b", "2"}});
+    const HttpHeader& second = request({{"a", "1"}, {"b", "2"}});
+    EXPECT_EQ(&first.lines(), &second.lines());
+    const HttpHeader& other = request({{"a", "1"}, {"b", "3"}});
+    const HttpHeader& shorter = request({{"a", "1"}});
+    EXPECT_EQ(first.lines(), (std::vector<HttpHeader::Line>{{"a", "1"}, {"b", "2"}}));
+    EXPECT_EQ(other.lines(), (std::vector<HttpHeader::Line>{{"a", "1"}, {"b", "3"}}));
+    EXPECT_EQ(shorter.lines(), (std::vector<HttpHeader::Line>{{"a", "1"}}));
+
+    HttpHeader copy = first;
+    copy.add("c", "4");
+    EXPECT_EQ(copy.lines().size(), 3u);
+    EXPECT_EQ(first.lines().size(), 2u);
 }
 
 TEST_F(ServiceTest, Int2StrAndSpace2Char)

@@ -2,6 +2,7 @@
 
 #include "RequestTable.h"
 
+#include <deque>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -11,19 +12,22 @@ namespace {
 
 using vorel::RequestTable;
 
-/// Adds a record under the next reference; 0 when there is none.
-UINT64 addNext(RequestTable& table, std::int32_t& counter)
-{
-    if (!table.advance(counter)) {
-        return 0;
-    }
-    auto record = std::make_unique<VorelRequestInfo>();
-    record->reference = static_cast<UINT64>(counter);
-    table.add(std::move(record));
-    return static_cast<UINT64>(counter);
-}
+struct RequestTableTest : ::testing::Test {
+    std::deque<VorelRequestInfo> records;  ///< a table does not own any
 
-TEST(RequestTable, HasNoReferenceLeftWhenAllAreInUse)
+    /// Adds a record under the next reference; 0 when there is none.
+    UINT64 addNext(RequestTable& table, std::int32_t& counter)
+    {
+        if (!table.advance(counter)) {
+            return 0;
+        }
+        records.emplace_back().reference = static_cast<UINT64>(counter);
+        table.add(&records.back());
+        return records.back().reference;
+    }
+};
+
+TEST_F(RequestTableTest, HasNoReferenceLeftWhenAllAreInUse)
 {
     RequestTable table(3);
     std::int32_t counter = 0;
@@ -37,7 +41,7 @@ TEST(RequestTable, HasNoReferenceLeftWhenAllAreInUse)
     EXPECT_EQ(addNext(table, counter), 0u);
 }
 
-TEST(RequestTable, FindsAndRemovesEveryRecordHoweverManyThereAre)
+TEST_F(RequestTableTest, FindsAndRemovesEveryRecordHoweverManyThereAre)
 {
     constexpr UINT64 kCount = 5000;
     RequestTable table(10000000);

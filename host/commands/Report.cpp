@@ -1,0 +1,125 @@
+#include "Report.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <fmt/format.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "Terminal.h"
+
+namespace W::host {
+
+namespace {
+
+constexpr std::string_view kBold = "\x1b[1m";
+constexpr std::string_view kPlain = "\x1b[0m";
+
+/// While a pager runs, it handles Ctrl-C, and may end before it has read everything.
+class PagerSignals {
+public:
+    PagerSignals() : m_interrupt(std::signal(SIGINT, SIG_IGN)), m_pipe(std::signal(SIGPIPE, SIG_IGN)) {}
+    ~PagerSignals()
+    {
+        std::signal(SIGINT, m_interrupt);
+        std::signal(SIGPIPE, m_pipe);
+    }
+    PagerSignals(const PagerSignals&) = delete;
+    PagerSignals& operator=(const PagerSignals&) = delete;
+
+private:
+    using Handler = void (*)(int);
+    Handler m_interrupt;
+    Handler m_pipe;
+};
+
+void page(const std::string& text)
+{
+    constexpr int kNotFound = 127;
+    const char* const set = std::getenv("PAGER");
+    const std::string pager = set && *set ? set : "less";
+    // Show colours, and end at once if everything fits on the screen.
+    ::setenv("LESS", "FRX", 0);
+    std::fflush(stdout);
+    const PagerSignals signals;
+    std::FILE* const pipe = ::popen(pager.c_str(), "w");
+    if (!pipe) {
+        throw std::runtime_error(fmt::format("cannot start the pager \"{}\"; omit --pager", pager));
+    }
+    std::fwrite(text.data(), 1, text.size(), pipe);
+    const int status = ::pclose(pipe);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kNotFound) {
+        throw std::runtime_error(
+            fmt::format("cannot start the pager \"{}\"; set PAGER to another program, or omit --pager", pager));
+    }
+}
+
+std::string forPeople(const Report& report, const TableStyle& style)
+{
+    std::string text;
+    for (const ReportSection& section : report.sections) {
+        std::string content = section.sentence.empty() ? layOut(section.table, style) : section.sentence + "\n";
+        if (section.table.rows.empty() && section.sentence.empty()) {
+            if (section.none.empty()) {
+                continue;
+            }
+            content = section.none + "\n";
+        }
+        text += text.empty() ? "" : "\n";
+        if (!section.title.empty()) {
+            text += style.colours ? fmt::format("{}{}{}\n", kBold, section.title, kPlain) : section.title + "\n";
+        }
+        text += content;
+    }
+    return text;
+}
+
+}  // namespace
+
+int OutputOptions::columns() const
+{
+    return width > 0 ? width : terminalWidth();
+}
+
+bool OutputOptions::hasColours() const
+{
+    return color == ColorChoice::Auto ? terminalHasColours() : color == ColorChoice::Always;
+}
+
+void printText(const std::string& text, const OutputOptions& output)
+{
+    if (output.pager && ::isatty(STDOUT_FILENO) == 1) {
+        page(text);
+    } else {
+        std::fwrite(text.data(), 1, text.size(), stdout);
+    }
+}
+
+void printJson(const Json& json, const OutputOptions& output)
+{
+    constexpr int kIndent = 2;
+    const int indent = ::isatty(STDOUT_FILENO) == 1 ? kIndent : -1;
+    printText(json.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n", output);
+}
+
+void print(const Report& report, const OutputOptions& output)
+{
+    if (output.json) {
+        printJson(report.json, output);
+        return;
+    }
+    if (output.table || ::isatty(STDOUT_FILENO) == 1) {
+        printText(forPeople(report, {output.columns(), output.hasColours()}), output);
+        return;
+    }
+    std::string lines;
+    for (const ReportSection& section : report.sections) {
+        lines += tabSeparated(section.table, section.name);
+    }
+    printText(lines, output);
+}
+
+}  // namespace W::host

@@ -1,0 +1,17 @@
+// What a misspelt name probably means.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace W::host {
+
+/// The known name that is most like a misspelt one, regardless of case. A long name counts by its beginning, too.
+/// @return empty if none is similar
+std::string closest(std::string_view written, const std::vector<std::string>& known);
+
+/// As in "; did you mean guide?"; empty if nothing is similar.
+std::string didYouMean(std::string_view written, const std::vector<std::string>& known);
+
+}  // namespace W::host

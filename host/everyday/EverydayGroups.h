@@ -1,0 +1,40 @@
+// The functions behind the rows of everydayCommands(), by the file that has them.
+#pragma once
+
+#include "EverydayCommands.h"
+
+namespace W::host {
+
+using CommandFunction = Report(OpenedService& service, const EverydayArguments& arguments, const OutputOptions& output);
+
+// NowCommand.cpp
+CommandFunction showNow;
+CommandFunction showChannels;
+
+// SearchCommand.cpp
+CommandFunction searchGuide;
+
+// DetailCommands.cpp
+CommandFunction showProgramme;
+CommandFunction showPerson;
+CommandFunction showSeries;
+
+// ViewerCommands.cpp
+CommandFunction favourites;
+CommandFunction like;
+CommandFunction dislike;
+CommandFunction unlike;
+CommandFunction watchChannel;
+
+// RecommendCommand.cpp
+CommandFunction recommend;
+
+// LineUpCommand.cpp
+CommandFunction findLineUp;
+
+// AccountCommands.cpp
+CommandFunction terms;
+CommandFunction uploadFile;
+CommandFunction resetHistory;
+
+}  // namespace W::host

@@ -1,0 +1,123 @@
+#include "ListingValues.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <iterator>
+
+namespace corvaned {
+namespace {
+
+constexpr std::size_t kNumberLimit = 32;  // digits of a channel number
+
+std::string lowered(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return c < 0x80 ? std::tolower(c) : c; });
+    return text;
+}
+
+}  // namespace
+
+std::string collapsed(std::string_view text)
+{
+    std::string result;
+    result.reserve(text.size());
+    bool blank = false;
+    for (const char c : text) {
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+            blank = !result.empty();
+        } else {
+            if (blank) {
+                result += ' ';
+                blank = false;
+            }
+            result += c;
+        }
+    }
+    return result;
+}
+
+bool isNumber(std::string_view text)
+{
+    return !text.empty() && text.size() <= kNumberLimit &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool isChannelNumber(std::string_view text)
+{
+    const std::size_t point = text.find_first_of(".-");
+    return isNumber(text.substr(0, point)) && text.size() <= kNumberLimit &&
+           (point == std::string_view::npos || isNumber(text.substr(point + 1)));
+}
+
+int leadingNumber(std::string_view text)
+{
+    constexpr int kLargest = 1000000;
+    int value = 0;
+    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), value);
+    return result.ec == std::errc() && value >= 0 && value <= kLargest ? value : 0;
+}
+
+bool isWebAddress(std::string_view url)
+{
+    return url.substr(0, 7) == "http://" || url.substr(0, 8) == "https://";
+}
+
+std::string withoutBlanks(std::string_view text)
+{
+    std::string compact;
+    std::copy_if(text.begin(), text.end(), std::back_inserter(compact), [](char c) { return c != ' '; });
+    return compact;
+}
+
+void readXmltvNumbers(std::string_view numbers, int& season, int& episode)
+{
+    const std::size_t dot = numbers.find('.');
+    const std::string_view first = numbers.substr(0, dot);
+    const std::string_view second = dot == std::string_view::npos ? std::string_view() : numbers.substr(dot + 1);
+    const auto oneBased = [](std::string_view number) {
+        return number.empty() || !isNumber(number.substr(0, 1)) ? 0 : leadingNumber(number) + 1;
+    };
+    season = oneBased(first);
+    episode = oneBased(second);
+}
+
+void readOnscreenNumbers(const std::string& text, int& season, int& episode)
+{
+    const std::string form = lowered(text);
+    const std::size_t s = form.find('s');
+    const std::size_t e = form.find('e', s == std::string::npos ? 0 : s);
+    if (s == std::string::npos || e == std::string::npos || !isNumber(form.substr(s + 1, 1)) ||
+        !isNumber(form.substr(e + 1, 1))) {
+        return;
+    }
+    season = leadingNumber(std::string_view(form).substr(s + 1));
+    episode = leadingNumber(std::string_view(form).substr(e + 1));
+}
+
+std::int64_t exportedId(std::string_view text)
+{
+    std::int64_t id = 0;
+    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), id);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size() && id > 0 ? id : 0;
+}
+
+bool isMovieGenre(const std::string& genre)
+{
+    constexpr std::string_view kMovie[] = {"movie", "movies", "film", "films", "feature film"};
+    return std::find(std::begin(kMovie), std::end(kMovie), lowered(genre)) != std::end(kMovie);
+}
+
+std::string seriesOfProgramId(const std::string& id)
+{
+    return id.substr(0, 2) == "EP" && id.find('.') != std::string::npos ? id.substr(0, id.find('.')) : std::string();
+}
+
+std::string episodeNumbers(std::int64_t season, std::int64_t episode)
+{
+    const auto zeroBased = [](std::int64_t number) { return number > 0 ? std::to_string(number - 1) : std::string(); };
+    return zeroBased(season) + "." + zeroBased(episode) + ".";
+}
+
+}  // namespace corvaned

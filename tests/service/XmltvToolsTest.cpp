@@ -1,0 +1,158 @@
+// XMLTV's own tools, from Debian's xmltv-util, accept exports of real listings, and what they write is the same guide.
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ChildProcess.h"
+#include "Export.h"
+#include "OperatorError.h"
+#include "TestSupport.h"
+
+namespace corvaned {
+namespace {
+
+constexpr const char* kTools = "/usr/bin/";
+constexpr const char* kDocumentType = "/usr/share/xmltv/xmltv.dtd";
+
+support::ProcessResult tool(const std::string& name, std::vector<std::string> arguments)
+{
+    return support::runProcess({kTools + name, std::move(arguments), {}}, "", std::chrono::seconds(300));
+}
+
+// The guide without the order in which it was listed.
+std::vector<std::string> guideOf(Store& store)
+{
+    std::vector<std::string> all =
+        test::rows(store,
+                   "SELECT listing_id, number, name, icon_url, icon_width, icon_height FROM channel "
+                   "JOIN source ON source.id = source_id ORDER BY listing_id");
+    const auto add = [&](std::string_view sql) {
+        const std::vector<std::string> more = test::rows(store, sql);
+        all.insert(all.end(), more.begin(), more.end());
+    };
+    add("SELECT listing_id, start, stop, clump, content_id, type, season, episode, year, runtime, image_url, "
+        "image_width, image_height, translations, lang, title, ep_title, short_desc, series_id, rating FROM airing "
+        "JOIN source ON source.id = source_id ORDER BY listing_id, start, content_id");
+    add("SELECT listing_id, start, content_id, translation.lang, translation.title, translation.ep_title, "
+        "translation.short_desc FROM translation JOIN airing ON airing.id = airing_id "
+        "JOIN source ON source.id = source_id ORDER BY 1, 2, 3, 4");
+    add("SELECT listing_id, start, content_id, place, genre.name FROM airing_genre JOIN airing ON airing.id = "
+        "airing_id "
+        "JOIN genre ON genre.id = genre_id JOIN source ON source.id = source_id ORDER BY 1, 2, 3, 4");
+    add("SELECT content_id, place, job, role, name FROM credit JOIN person ON person.id = person_id ORDER BY 1, 2");
+    return all;
+}
+
+// Complaints that are about the listing and not about the form: the tool wants channel ids like domain names, and
+// programmes for every channel.
+bool isOfTheListing(const std::string& complaint)
+{
+    for (const char* const part : {"Invalid channel-id '", "No programme entries found for ", " found."}) {
+        if (complaint.find(part) != std::string::npos) {
+            return true;
+        }
+    }
+    return complaint.empty();
+}
+
+std::size_t countOf(const std::string& text, const std::string& part)
+{
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) {
+        ++count;
+    }
+    return count;
+}
+
+class XmltvTools : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_folder = test::sharedListings();
+        if (m_folder.empty()) {
+            GTEST_SKIP() << "the folder of real listings is absent; set CORVANE_TEST_DATA";
+        }
+        if (!std::filesystem::exists(std::string(kTools) + "tv_sort")) {
+            GTEST_SKIP() << "tv_sort is absent; install xmltv-util";
+        }
+    }
+
+    // Files of all listings that can be imported.
+    void forEachListing(
+        const std::function<void(const std::string& listing, Store& store, const std::string& exported)>& test)
+    {
+        int count = 0;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder)) {
+            const std::string path = entry.path();
+            if (path.find(".xml") == std::string::npos) {
+                continue;
+            }
+            test::TestStore db;
+            try {
+                importGuide(db.store, {{path, [path] { return openFile(path); }}}, {});
+            } catch (const OperatorError&) {
+                continue;  // SharedListingsTest.cpp says which
+            }
+            SCOPED_TRACE(path);
+            const std::string exported = db.file.path() + ".xml";
+            std::string listing;
+            exportListing(*db.store.lease(), [&](std::string_view piece) { listing += piece; });
+            test::writeFile(exported, listing);
+            test(path, db.store, exported);
+            ++count;
+        }
+        EXPECT_GT(count, 40);
+    }
+
+    std::string m_folder;
+};
+
+TEST_F(XmltvTools, AcceptExports)
+{
+    forEachListing([](const std::string&, Store&, const std::string& exported) {
+        const support::ProcessResult result = tool("tv_validate_file", {"--dtd-file", kDocumentType, exported});
+        std::istringstream lines(result.output + result.errors);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_TRUE(isOfTheListing(line) || line == "Validated ok.") << line;
+        }
+        EXPECT_NE(result.output + result.errors, "");
+    });
+}
+
+TEST_F(XmltvTools, SortedExportsAreTheSameGuide)
+{
+    forEachListing([](const std::string&, Store& store, const std::string& exported) {
+        const std::string sorted = exported + ".sorted";
+        const support::ProcessResult result = tool("tv_sort", {"--output", sorted, exported});
+        ASSERT_EQ(result.exitCode, 0) << result.errors;
+        test::TestStore copy;
+        importGuide(copy.store, {{sorted, [sorted] { return openFile(sorted); }}}, {});
+        EXPECT_TRUE(guideOf(copy.store) == guideOf(store));
+    });
+}
+
+TEST_F(XmltvTools, FindTheProgrammesOfAChannel)
+{
+    forEachListing([](const std::string&, Store& store, const std::string& exported) {
+        const std::vector<std::string> busiest =
+            test::rows(store,
+                       "SELECT listing_id, count(*) FROM airing JOIN source ON source.id = source_id GROUP BY 1 "
+                       "ORDER BY 2 DESC LIMIT 1");
+        const std::size_t bar = busiest.at(0).rfind('|');
+        std::string pattern = "^";
+        for (const char c : busiest[0].substr(0, bar)) {
+            pattern += std::isalnum(static_cast<unsigned char>(c)) != 0 ? std::string(1, c) : std::string(".");
+        }
+        const support::ProcessResult result = tool("tv_grep", {"--channel-id", pattern + "$", exported});
+        EXPECT_EQ(result.exitCode, 0) << result.errors;
+        EXPECT_EQ(std::to_string(countOf(result.output, "<programme ")), busiest[0].substr(bar + 1)) << busiest[0];
+    });
+}
+
+}  // namespace
+}  // namespace corvaned
