@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -144,11 +145,7 @@ TEST_F(XmltvTools, FindTheProgrammesOfAChannel)
                        "SELECT listing_id, count(*) FROM airing JOIN source ON source.id = source_id GROUP BY 1 "
                        "ORDER BY 2 DESC LIMIT 1");
         const std::size_t bar = busiest.at(0).rfind('|');
-        std::string pattern = "^";
-        for (const char c : busiest[0].substr(0, bar)) {
-            pattern += std::isalnum(static_cast<unsigned char>(c)) != 0 ? std::string(1, c) : std::string(".");
-        }
-        const support::ProcessResult result = tool("tv_grep", {"--channel-id", pattern + "$", exported});
+        const support::ProcessResult result = tool("tv_grep", {"--channel-id", busiest[0].substr(0, bar), exported});
         EXPECT_EQ(result.exitCode, 0) << result.errors;
         EXPECT_EQ(std::to_string(countOf(result.output, "<programme ")), busiest[0].substr(bar + 1)) << busiest[0];
     });
