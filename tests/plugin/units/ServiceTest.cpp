@@ -88,7 +88,9 @@ TEST_F(ServiceTest, RefusesARequestWhenEveryReferenceIsInUse)
 {
     VorelService few("Corvane", provider, 2);
     unsigned long long reference = 0;
-    const auto request = [&] { return few.getDataRequest("u", {}, "", new Kind(18, &destroyed), reference, ignored); };
+    const auto request = [&] {
+        return few.getDataRequest("u", {}, "", new KindCommand(18, &destroyed), reference, ignored);
+    };
     EXPECT_EQ(request(), 0);
     EXPECT_EQ(request(), 0);
     EXPECT_EQ(reference, 2u);
@@ -359,7 +361,7 @@ TEST_F(ServiceTest, RequestsWithTheSameHeadersShareTheLines)
 {
     const auto request = [&](const HeaderMap& headers) -> const HttpHeader& {
         unsigned long long reference = 0;
-        EXPECT_EQ(service.getDataRequest("u", headers, "", new Kind(18), reference, ignored), 0);
+        EXPECT_EQ(service.getDataRequest("u", headers, "", new KindCommand(18), reference, ignored), 0);
         return host.sent.back().request->header();
     };
     const HttpHeader& first = request({{"a", "1"}, {"b", "2"}});
