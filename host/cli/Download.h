@@ -5,7 +5,6 @@
 #include <chrono>
 #include <string>
 
-#include "DownloadProgress.h"
 #include "Runtime.h"
 
 namespace W::host {

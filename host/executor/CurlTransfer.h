@@ -11,7 +11,6 @@
 
 #include <curl/curl.h>
 
-#include "DownloadProgress.h"
 #include "FileDescriptor.h"
 #include "HttpLimits.h"
 #include "HttpRequest.h"

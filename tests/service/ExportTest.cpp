@@ -156,7 +156,7 @@ TEST(Export, ImportedAgainGivesTheSameGuide)
 TEST(Export, KeepsWhatTheGuideHasNoFieldFor)
 {
     TestStore store;
-    test::importText(store.store, std::find_if(std::begin(kListings), std::end(kListings), [](const ListingRow& row) {
+    test::importText(store.store, std::find_if(std::begin(kListings), std::end(kListings), [](const ExportRow& row) {
                                       return std::string(row.what) == "all that has no field of the guide";
                                   })->listing);
     const std::string listing = exported(store.store);
