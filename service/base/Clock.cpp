@@ -132,11 +132,11 @@ Zone Zone::named(const std::string& name)
     }
     try {
         return Zone(name, std::nullopt, date::locate_zone(name));
-    } catch (const std::runtime_error& error) {
+    } catch (const std::runtime_error&) {
         throw OperatorError(
-            fmt::format("cannot use zone '{}': {}; give a name from /usr/share/zoneinfo, such as Asia/Seoul, or an "
+            fmt::format("zone '{}' is not known; give a name from /usr/share/zoneinfo, such as Asia/Seoul, or an "
                         "offset, such as +09:00",
-                        name, error.what()));
+                        name));
     }
 }
 

@@ -79,11 +79,16 @@ void warnIfOthersRead(const std::string& path)
 
 std::string secretOfFile(const std::string& path)
 {
-    errno = 0;
-    std::ifstream stream(path, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
     std::error_code failed;
-    if (!stream || std::filesystem::is_directory(path, failed)) {
+    const bool isFolder = std::filesystem::is_directory(path, failed);
+    errno = 0;
+    std::ifstream stream;
+    std::string content;
+    if (!isFolder) {
+        stream.open(path, std::ios::binary);
+        content.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+    }
+    if (isFolder || !stream) {
         throw OperatorError(fmt::format("cannot read {}: {}", path, std::strerror(errno != 0 ? errno : EISDIR)));
     }
     while (!content.empty() && (content.back() == '\n' || content.back() == '\r')) {

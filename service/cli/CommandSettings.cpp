@@ -117,11 +117,16 @@ std::vector<std::string> textsOf(const toml::node& node, const CLI::Option& opti
 
 std::string contentOf(const std::string& path)
 {
-    errno = 0;
-    std::ifstream stream(path, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
     std::error_code failed;
-    if (!stream || std::filesystem::is_directory(path, failed)) {
+    const bool isFolder = std::filesystem::is_directory(path, failed);
+    errno = 0;
+    std::ifstream stream;
+    std::string content;
+    if (!isFolder) {
+        stream.open(path, std::ios::binary);
+        content.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+    }
+    if (isFolder || !stream) {
         throw OperatorError(
             fmt::format("cannot read the configuration file {}: {}; name another one with --config, or run this as a "
                         "user that can read it",

@@ -284,12 +284,17 @@ void RecordReader::finishChannel()
         std::rotate(m_names.begin(), named, std::next(named));
     }
     if (!m_names.empty()) {
-        const auto numbered = std::find_if_not(std::next(m_names.begin()), m_names.end(), isName);
-        if (m_channel.number.empty() && numbered != m_names.end()) {
-            m_channel.number = numbered->text;
-            std::rotate(std::next(m_names.begin()), numbered, std::next(numbered));
-        } else if (!m_channel.number.empty() && (numbered == m_names.end() || numbered->text != m_channel.number)) {
-            m_names.insert(std::next(m_names.begin()), {"display-name", {}, m_channel.number, {}});
+        const auto second = std::next(m_names.begin());
+        if (m_channel.number.empty()) {
+            const auto number = std::find_if_not(second, m_names.end(), isName);
+            m_channel.number = number == m_names.end() ? std::string() : number->text;
+        }
+        const auto numbered =
+            std::find_if(second, m_names.end(), [this](const Element& name) { return name.text == m_channel.number; });
+        if (numbered != m_names.end()) {
+            std::rotate(second, numbered, std::next(numbered));
+        } else if (!m_channel.number.empty()) {
+            m_names.insert(second, {"display-name", {}, m_channel.number, {}});
         }
     }
     m_channel.name = m_names.empty() ? m_channel.id : m_names.front().text;

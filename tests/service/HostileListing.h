@@ -1,5 +1,5 @@
-// Shared by the tests of hostile listings: a guide, imports into it, and their outcomes. Read next:
-// HostileListingTest.cpp (too large), DamagedListingTest.cpp (damaged, or referring to other files).
+// What the tests of listings made to do harm share: a guide, imports into it, and what they come to.
+// Read next: HostileListingTest.cpp (too much), DamagedListingTest.cpp (broken, or pointing outside).
 #pragma once
 
 #include <functional>
@@ -22,7 +22,7 @@ inline std::string programme(const std::string& inner, const std::string& start 
 
 inline const std::string kGood = programme("<title>Good</title>", "20261120190000");
 
-/// The outcome of an import.
+/// What an import came to.
 struct ImportOutcome {
     std::string refusal;  // "" if it was accepted
     std::vector<std::string> warnings;
@@ -35,7 +35,7 @@ class HostileListing : public testing::Test {
 protected:
     HostileListing() { renew(); }
 
-    /// Restores the guide of "Old" alone.
+    /// The guide of "Old" again, and nothing of what was imported meanwhile.
     void renew()
     {
         m_database = std::make_unique<test::TestStore>();
@@ -63,8 +63,8 @@ protected:
         return import([&] { return openMemory(text, "listing"); });
     }
 
-    /// Expects a refusal with that message and an unchanged guide; if the message is empty, a guide with exactly these
-    /// titles, and these warnings.
+    /// Expects a refusal with that message and the guide as it was; or, where the message is empty, a guide of exactly
+    /// these titles and these warnings.
     void expect(const ImportOutcome& outcome, const std::string& refusal, const std::vector<std::string>& warnings = {},
                 const std::vector<std::string>& titles = {"Good"})
     {

@@ -26,7 +26,7 @@ std::string listingOf(int channels)
         listing += "<channel id='c" + number + "'><display-name>Channel " + number + "</display-name><lcn>" + number +
                    "</lcn></channel>";
     }
-    return listing + "</tv>";
+    return listing + "<programme channel='c1' start='20261120180000'><title>Any</title></programme></tv>";
 }
 
 // The reason why the import is refused; "" if it is accepted. It is rolled back in both cases.

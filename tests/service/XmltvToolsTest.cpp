@@ -25,13 +25,14 @@ support::ProcessResult tool(const std::string& name, std::vector<std::string> ar
     return support::runProcess({kTools + name, std::move(arguments), {}}, "", std::chrono::seconds(300));
 }
 
-// The guide without the order in which it was listed.
+// The guide without the order in which it was listed, and so without the numbers that channels get by their place
+// because the listing has none for them.
 std::vector<std::string> guideOf(Store& store)
 {
-    std::vector<std::string> all =
-        test::rows(store,
-                   "SELECT listing_id, number, name, icon_url, icon_width, icon_height FROM channel "
-                   "JOIN source ON source.id = source_id ORDER BY listing_id");
+    std::vector<std::string> all = test::rows(store,
+                                              "SELECT listing_id, CASE WHEN is_number_listed THEN number END, name, "
+                                              "icon_url, icon_width, icon_height FROM channel "
+                                              "JOIN source ON source.id = source_id ORDER BY listing_id");
     const auto add = [&](std::string_view sql) {
         const std::vector<std::string> more = test::rows(store, sql);
         all.insert(all.end(), more.begin(), more.end());
@@ -59,6 +60,40 @@ bool isOfTheListing(const std::string& complaint)
         }
     }
     return complaint.empty();
+}
+
+// Whether the complaint is about a number that the listing itself has: exports keep it.
+bool isOfANumberIn(const std::string& listing, const std::string& complaint)
+{
+    constexpr std::string_view kComplaint = "Invalid episode-number '";
+    const std::size_t begin = complaint.find(kComplaint);
+    if (begin == std::string::npos) {
+        return false;
+    }
+    const std::size_t number = begin + kComplaint.size();
+    return listing.find(">" + complaint.substr(number, complaint.rfind('\'') - number) + "</episode-num>") !=
+           std::string::npos;
+}
+
+// Whether the complaint, of three lines, is about a replacement character that the listing itself encodes twice.
+bool isOfAnEncodingIn(const std::string& listing, const std::string& complaint)
+{
+    constexpr std::string_view kEncodedTwice = "\xC3\xAF\xC2\xBF\xC2\xBD";
+    const bool isComplaint = complaint == "file contains misencoded characters" ||
+                             complaint.compare(0, 10, "look here ") == 0 ||
+                             complaint.find_first_not_of(" ^") == std::string::npos;
+    return isComplaint && listing.find(kEncodedTwice) != std::string::npos;
+}
+
+std::string contentOf(const std::string& path)
+{
+    const std::unique_ptr<ByteSource> source = openFile(path);
+    std::string content;
+    char piece[1 << 16];
+    while (const std::size_t count = source->read(piece, sizeof piece)) {
+        content.append(piece, count);
+    }
+    return content;
 }
 
 std::size_t countOf(const std::string& text, const std::string& part)
@@ -115,11 +150,14 @@ protected:
 
 TEST_F(XmltvTools, AcceptExports)
 {
-    forEachListing([](const std::string&, Store&, const std::string& exported) {
+    forEachListing([](const std::string& path, Store&, const std::string& exported) {
+        const std::string listing = contentOf(path);
         const support::ProcessResult result = tool("tv_validate_file", {"--dtd-file", kDocumentType, exported});
         std::istringstream lines(result.output + result.errors);
         for (std::string line; std::getline(lines, line);) {
-            EXPECT_TRUE(isOfTheListing(line) || line == "Validated ok.") << line;
+            EXPECT_TRUE(isOfTheListing(line) || isOfANumberIn(listing, line) || isOfAnEncodingIn(listing, line) ||
+                        line == "Validated ok.")
+                << line;
         }
         EXPECT_NE(result.output + result.errors, "");
     });

@@ -40,7 +40,8 @@ protected:
         for (int channel = 1; channel <= 4; ++channel) {
             listing += fmt::format("<channel id='{}'><display-name>{}</display-name></channel>", channel, channel);
         }
-        test::importText(database.store, listing + "</tv>");
+        listing += "<programme channel='1' start='20200101000000'><title>Any</title></programme></tv>";
+        test::importText(database.store, listing);
     }
 
     void tune(const std::string& user, std::int64_t source, Instant at)
