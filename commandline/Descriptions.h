@@ -21,7 +21,7 @@ struct DescribedSettings {
     std::vector<DescribedSetting> settings;
 };
 
-/// The setting that stands for an option, with the option's description and default.
+/// The setting for an option, with the option's description and default.
 DescribedSetting describedSetting(std::string name, const CLI::Option& option);
 
 /// What a program's tables do not say.
