@@ -27,7 +27,7 @@ std::tm utcFields(Instant instant)
     return fields;
 }
 
-std::string isoText(Instant instant)
+std::string isoString(Instant instant)
 {
     const std::tm fields = utcFields(instant);
     return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday,
@@ -93,7 +93,7 @@ std::optional<Instant> instantOf(int year, int month, int day, int hour, int min
 
 std::string formatUtc(Instant instant)
 {
-    return isoText(instant) + "Z";
+    return isoString(instant) + "Z";
 }
 
 std::optional<Instant> parseUtc(std::string_view text)
@@ -157,7 +157,7 @@ int Zone::offsetAt(Instant instant) const
 
 std::string Zone::formatLocal(Instant instant) const
 {
-    return isoText(instant + offsetAt(instant));
+    return isoString(instant + offsetAt(instant));
 }
 
 std::string Zone::formatOffset(Instant instant) const

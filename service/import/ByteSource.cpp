@@ -55,7 +55,7 @@ private:
 
 class MemorySource : public ByteSource {
 public:
-    explicit MemorySource(std::string_view text) : m_rest(text) {}
+    explicit MemorySource(std::string_view bytes) : m_rest(bytes) {}
 
     std::size_t read(char* buffer, std::size_t size) override
     {
@@ -253,9 +253,9 @@ std::unique_ptr<ByteSource> openFile(const std::string& path)
     return unpacked(std::make_unique<FileSource>(path), path);
 }
 
-std::unique_ptr<ByteSource> openMemory(std::string_view text, const std::string& name)
+std::unique_ptr<ByteSource> openMemory(std::string_view bytes, const std::string& name)
 {
-    return unpacked(std::make_unique<MemorySource>(text), name);
+    return unpacked(std::make_unique<MemorySource>(bytes), name);
 }
 
 }  // namespace corvaned

@@ -32,6 +32,6 @@ std::unique_ptr<ByteSource> openFile(const std::string& path);
 
 /// Reads bytes in place; they must outlive the source. Compressed bytes are unpacked too.
 /// @param name  for messages
-std::unique_ptr<ByteSource> openMemory(std::string_view text, const std::string& name);
+std::unique_ptr<ByteSource> openMemory(std::string_view bytes, const std::string& name);
 
 }  // namespace corvaned

@@ -92,7 +92,7 @@ private:
     std::vector<Line> m_lines;
 };
 
-std::string textOf(const sqlite::Query& row, std::string_view column)
+std::string stringOf(const sqlite::Query& row, std::string_view column)
 {
     return std::string(row.text(column));
 }
@@ -150,7 +150,7 @@ ListingElement iconOf(const sqlite::Query& row, const std::string& prefix)
         return value > 0 ? std::to_string(value) : std::string();
     };
     return {"icon",
-            {{"src", textOf(row, prefix + "_url")}, {"width", number("_width")}, {"height", number("_height")}},
+            {{"src", stringOf(row, prefix + "_url")}, {"width", number("_width")}, {"height", number("_height")}},
             {},
             {}};
 }
@@ -162,12 +162,12 @@ void exportChannels(sqlite::Connection& connection, PieceWriter& writer)
                        "SELECT listing_id, number, name, icon_url, icon_width, icon_height, details, is_number_listed "
                        "FROM channel JOIN source ON source.id = source_id ORDER BY position");
     while (rows.next()) {
-        const std::string details = textOf(rows, "details");
+        const std::string details = stringOf(rows, "details");
         Children children(details);
         if (!children.hasDetail("<display-name")) {
-            children.add({"display-name", {}, textOf(rows, "name"), {}});
+            children.add({"display-name", {}, stringOf(rows, "name"), {}});
             if (rows.number("is_number_listed") != 0) {
-                children.add({"display-name", {}, textOf(rows, "number"), {}});
+                children.add({"display-name", {}, stringOf(rows, "number"), {}});
             }
         }
         children.add(iconOf(rows, "icon"));
@@ -177,28 +177,28 @@ void exportChannels(sqlite::Connection& connection, PieceWriter& writer)
     }
 }
 
-std::vector<ListingText> textsOf(sqlite::Connection& connection, const sqlite::Query& airing)
+std::vector<ListingStrings> stringsOf(sqlite::Connection& connection, const sqlite::Query& airing)
 {
-    std::vector<ListingText> texts = {
-        {textOf(airing, "lang"), textOf(airing, "title"), textOf(airing, "ep_title"), textOf(airing, "short_desc")}};
+    std::vector<ListingStrings> strings = {{stringOf(airing, "lang"), stringOf(airing, "title"),
+                                            stringOf(airing, "ep_title"), stringOf(airing, "short_desc")}};
     if (airing.number("translations") > 0) {
         sqlite::Query rows(
             connection, "SELECT lang, title, ep_title, short_desc FROM translation WHERE airing_id = ? ORDER BY lang");
         rows.bind(airing.number("id"));
         while (rows.next()) {
-            texts.push_back(
-                {textOf(rows, "lang"), textOf(rows, "title"), textOf(rows, "ep_title"), textOf(rows, "short_desc")});
+            strings.push_back({stringOf(rows, "lang"), stringOf(rows, "title"), stringOf(rows, "ep_title"),
+                               stringOf(rows, "short_desc")});
         }
     }
-    return texts;
+    return strings;
 }
 
-void addTexts(const std::vector<ListingText>& texts, Children& children)
+void addStrings(const std::vector<ListingStrings>& strings, Children& children)
 {
-    for (const ListingText& text : texts) {
-        children.add({"title", {{"lang", text.lang}}, text.title.empty() ? kNoTitle : text.title, {}});
-        children.add({"sub-title", {{"lang", text.lang}}, text.episodeTitle, {}});
-        children.add({"desc", {{"lang", text.lang}}, text.description, {}});
+    for (const ListingStrings& each : strings) {
+        children.add({"title", {{"lang", each.lang}}, each.title.empty() ? kNoTitle : each.title, {}});
+        children.add({"sub-title", {{"lang", each.lang}}, each.episodeTitle, {}});
+        children.add({"desc", {{"lang", each.lang}}, each.description, {}});
     }
 }
 
@@ -209,7 +209,7 @@ void addGenres(sqlite::Connection& connection, const sqlite::Query& airing, Chil
         "SELECT name FROM airing_genre JOIN genre ON genre.id = genre_id WHERE airing_id = ? ORDER BY place");
     rows.bind(airing.number("id"));
     while (rows.next()) {
-        children.add({"category", {{"lang", textOf(airing, "genre_lang")}}, textOf(rows, "name"), {}});
+        children.add({"category", {{"lang", stringOf(airing, "genre_lang")}}, stringOf(rows, "name"), {}});
     }
 }
 
@@ -223,8 +223,8 @@ void addCredits(sqlite::Connection& connection, std::int64_t content, Children& 
     while (rows.next()) {
         const std::string line =
             rows.text("details").empty()
-                ? detailOf({textOf(rows, "job"), {{"role", textOf(rows, "role")}}, textOf(rows, "name"), {}})
-                : textOf(rows, "details");
+                ? detailOf({stringOf(rows, "job"), {{"role", stringOf(rows, "role")}}, stringOf(rows, "name"), {}})
+                : stringOf(rows, "details");
         credits.append("\n      ").append(line);
     }
     if (!credits.empty()) {
@@ -257,7 +257,7 @@ void addPlainFields(const sqlite::Query& airing, Children& children)
         children.add({"episode-num", {{"system", kSeriesIdSystem}}, std::to_string(airing.number("series_id")), {}});
     }
     if (!children.hasDetail("<rating")) {
-        children.add({"rating", {}, {}, {{"value", {}, textOf(airing, "rating"), {}}}});
+        children.add({"rating", {}, {}, {{"value", {}, stringOf(airing, "rating"), {}}}});
     }
 }
 
@@ -273,9 +273,9 @@ void exportProgrammes(sqlite::Connection& connection, PieceWriter& writer)
         ORDER BY airing.id
     )sql");
     while (rows.next()) {
-        const std::string details = textOf(rows, "details");
+        const std::string details = stringOf(rows, "details");
         Children children(details);
-        addTexts(textsOf(connection, rows), children);
+        addStrings(stringsOf(connection, rows), children);
         addCredits(connection, rows.number("content_id"), children);
         addGenres(connection, rows, children);
         addPlainFields(rows, children);

@@ -200,8 +200,8 @@ void Staging::addChannel(const ListingChannel& channel)
               std::int64_t{channel.icon.height}, channel.details, id)
         .run();
     m_digest.add("channel");
-    for (const std::string& text : {channel.id, channel.number, channel.name, channel.icon.url, channel.details}) {
-        m_digest.add(text);
+    for (const std::string& part : {channel.id, channel.number, channel.name, channel.icon.url, channel.details}) {
+        m_digest.add(part);
     }
     m_digest.add(channel.icon.width);
     m_digest.add(channel.icon.height);
@@ -230,8 +230,8 @@ void Staging::addProgramme(const ListingProgramme& programme)
 bool Staging::stageAiring(const ListingProgramme& programme, const ProgrammeIds& ids, std::int64_t airing)
 {
     constexpr int kStopParameter = 4;
-    const ListingText& first = programme.texts.front();
-    const auto translations = static_cast<std::int64_t>(programme.texts.size() - 1);
+    const ListingStrings& first = programme.strings.front();
+    const auto translations = static_cast<std::int64_t>(programme.strings.size() - 1);
     sqlite::Query insert(
         m_connection,
         "INSERT OR IGNORE INTO staged_airing (id, channel, start, stop, clump, content_id, type, season, "
@@ -253,10 +253,10 @@ bool Staging::stageAiring(const ListingProgramme& programme, const ProgrammeIds&
 
 void Staging::stageTranslations(const ListingProgramme& programme, std::int64_t airing)
 {
-    for (std::size_t i = 1; i < programme.texts.size(); ++i) {
-        const ListingText& text = programme.texts[i];
+    for (std::size_t i = 1; i < programme.strings.size(); ++i) {
+        const ListingStrings& translated = programme.strings[i];
         sqlite::Query(m_connection, "INSERT INTO staged_translation VALUES (?, ?, ?, ?, ?)")
-            .bind(airing, text.lang, text.title, text.episodeTitle, text.description)
+            .bind(airing, translated.lang, translated.title, translated.episodeTitle, translated.description)
             .run();
     }
 }
@@ -311,8 +311,8 @@ void Staging::digestProgramme(const ListingProgramme& programme, const Programme
                              programme.image.width, programme.image.height, programme.clump}) {
         m_digest.add(number);
     }
-    for (const ListingText& text : programme.texts) {
-        for (const std::string* const part : {&text.lang, &text.title, &text.episodeTitle, &text.description}) {
+    for (const ListingStrings& each : programme.strings) {
+        for (const std::string* const part : {&each.lang, &each.title, &each.episodeTitle, &each.description}) {
             m_digest.add(*part);
         }
     }

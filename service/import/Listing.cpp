@@ -32,9 +32,9 @@ constexpr std::uint64_t kTagLimit = 256 << 10;     // bytes of one tag or entity
 constexpr int kAttributeLimit = 1000;
 constexpr int kNameLimit = 5000;
 
-std::string_view view(const xmlChar* text)
+std::string_view view(const xmlChar* string)
 {
-    return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
+    return string == nullptr ? std::string_view() : reinterpret_cast<const char*>(string);
 }
 
 // Errors after which the rest of the listing can still be read.
@@ -129,14 +129,14 @@ xmlSAXHandler ListingReader::handlers()
             RecordReader::Attributes attributes;
             for (int i = 0; i < count; ++i) {
                 const xmlChar** const value = values + 5 * static_cast<std::ptrdiff_t>(i);
-                std::string text(reinterpret_cast<const char*>(value[3]),
-                                 static_cast<std::size_t>(value[4] - value[3]));
+                std::string unescaped(reinterpret_cast<const char*>(value[3]),
+                                      static_cast<std::size_t>(value[4] - value[3]));
                 // The parser leaves an ampersand of an attribute in this form for the tree that it does not build.
                 constexpr std::string_view kAmpersand = "&#38;";
-                for (std::size_t at = 0; (at = text.find(kAmpersand, at)) != std::string::npos; ++at) {
-                    text.replace(at, kAmpersand.size(), "&");
+                for (std::size_t at = 0; (at = unescaped.find(kAmpersand, at)) != std::string::npos; ++at) {
+                    unescaped.replace(at, kAmpersand.size(), "&");
                 }
-                attributes.emplace_back(view(value[0]), std::move(text));
+                attributes.emplace_back(view(value[0]), std::move(unescaped));
             }
             self(context).startElement(view(name), std::move(attributes));
         });

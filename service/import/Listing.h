@@ -35,7 +35,7 @@ struct ListingChannel {
 };
 
 /// The strings of a programme in one language; lang as in the listing, may be empty.
-struct ListingText {
+struct ListingStrings {
     std::string lang;
     std::string title;
     std::string episodeTitle;
@@ -53,15 +53,15 @@ struct ListingCredit {
 struct ListingProgramme {
     std::string channel;
     Instant start = 0;
-    std::optional<Instant> stop;      // nothing if it is missing or not after start
-    int clump = 0;                    // place among the programmes that share the slot
-    std::vector<ListingText> texts;   // at least one, its title perhaps empty; the first is the listing's choice
-    std::vector<std::string> genres;  // in one language, without repeats
-    std::string genreLang;            // that language, perhaps empty
-    std::string type;                 // "movie", "series" or "program"
-    std::string key;                  // the same for every airing of the same film or episode
-    std::string seriesKey;            // the same for every episode of a series; empty if there is none
-    std::int64_t content = 0;         // content and series ids from an export of the service; else 0
+    std::optional<Instant> stop;          // nothing if it is missing or not after start
+    int clump = 0;                        // place among the programmes that share the slot
+    std::vector<ListingStrings> strings;  // at least one, its title perhaps empty; the first is the listing's choice
+    std::vector<std::string> genres;      // in one language, without repeats
+    std::string genreLang;                // that language, perhaps empty
+    std::string type;                     // "movie", "series" or "program"
+    std::string key;                      // the same for every airing of the same film or episode
+    std::string seriesKey;                // the same for every episode of a series; empty if there is none
+    std::int64_t content = 0;             // content and series ids from an export of the service; else 0
     std::int64_t series = 0;
     int season = 0;   // from 1; 0 unknown
     int episode = 0;  // from 1; 0 unknown

@@ -7,8 +7,8 @@ namespace corvaned {
 namespace {
 
 enum class Content : std::uint8_t {
-    Text,           // needed; an element without text says nothing
-    TextOrNothing,  // the element alone says something, too
+    Text,           // required
+    TextOrNothing,  // optional: the element has a meaning even when it is empty
     Nothing,
     TextAndElements,
     Elements,
@@ -17,15 +17,15 @@ enum class Content : std::uint8_t {
 struct Rule {
     std::string_view name;
     Content content;
-    // Space-separated, in order. "*" after a name: any number of them; "!": needed.
+    // Space-separated, in order. "*" after a name: may be repeated; "!": required.
     std::string_view children;
-    // Space-separated. "=a|b" after a name: these values only; "!": needed.
+    // Space-separated. "=a|b" after a name: only these values are valid; "!": required.
     std::string_view attributes;
 };
 
 constexpr std::string_view kPerson = "image* url*";
 
-// The elements of xmltv.dtd (2023), in its order. Those without a rule of content here are read into fields as a whole.
+// The elements of xmltv.dtd (2023), in its order. Elements that are missing here are read into fields completely.
 constexpr Rule kRules[] = {
     {"display-name", Content::Text, "", "lang"},
     {"title", Content::Text, "", "lang"},
@@ -77,7 +77,7 @@ const Rule* ruleOf(std::string_view name)
     return rule == std::end(kRules) ? nullptr : rule;
 }
 
-// Removes and returns what comes before the separator, which goes, too.
+// Removes the part before the separator, and the separator, and returns the part.
 std::string_view take(std::string_view& list, char separator)
 {
     const std::string_view first = list.substr(0, list.find(separator));
@@ -95,7 +95,7 @@ bool holds(std::string_view list, std::string_view value)
     return false;
 }
 
-// @return false if one that is needed is missing
+// @return false if a required one is missing
 bool appendAttributes(std::string& xml, const ListingElement& element, std::string_view rules)
 {
     while (!rules.empty()) {
@@ -119,7 +119,7 @@ bool appendAttributes(std::string& xml, const ListingElement& element, std::stri
 
 bool appendElement(std::string& xml, const ListingElement& element);
 
-// @return false if one that is needed is missing
+// @return false if a required one is missing
 bool appendChildren(std::string& xml, const ListingElement& element, std::string_view rules)
 {
     while (!rules.empty()) {
@@ -140,7 +140,7 @@ bool appendChildren(std::string& xml, const ListingElement& element, std::string
     return true;
 }
 
-// @return false, and xml is as before, if the document type does not allow the element
+// @return false if the document type does not allow the element; xml is then unchanged
 bool appendElement(std::string& xml, const ListingElement& element)
 {
     const Rule* const rule = ruleOf(element.name);
@@ -159,7 +159,7 @@ bool appendElement(std::string& xml, const ListingElement& element)
     if (rule->content == Content::Text || rule->content == Content::TextAndElements) {
         isValid = isValid && !element.text.empty();
     } else if (rule->content == Content::Elements) {
-        // <video/> says nothing; <subtitles type="onscreen"/> and <subtitles/> do.
+        // <video/> has no meaning; <subtitles type="onscreen"/> and <subtitles/> have one.
         isValid = isValid && (!inside.empty() || element.name == "subtitles");
     }
     if (!isValid) {
@@ -202,9 +202,9 @@ std::string_view nameOfDetail(std::string_view line)
     return line.substr(1, line.find_first_of(" />", 1) - 1);
 }
 
-void appendEscaped(std::string& xml, std::string_view text)
+void appendEscaped(std::string& xml, std::string_view string)
 {
-    for (const char c : text) {
+    for (const char c : string) {
         switch (c) {
             case '&':
                 xml += "&amp;";

@@ -1,5 +1,5 @@
-// What XMLTV's document type allows in a channel or programme and the guide has no field for: keywords, web addresses,
-// star ratings, sound and picture and more. It is kept as XML, so that an export has it again.
+// Details: elements of a channel or programme that XMLTV's document type allows and the guide has no field for, such as
+// keywords, web addresses, star ratings, sound and picture. They are kept as XML and written again by an export.
 // ListingRecords.cpp decides what has no field; Export.cpp writes details among the fields.
 #pragma once
 
@@ -14,8 +14,8 @@ namespace corvaned {
 /// A child of <channel> or <programme>, as a tree.
 struct ListingElement {
     std::string name;
-    std::vector<std::pair<std::string, std::string>> attributes;  // their blanks collapsed
-    std::string text;                                             // its own, without that of its children; likewise
+    std::vector<std::pair<std::string, std::string>> attributes;  // blanks in their values collapsed
+    std::string text;                                             // without that of its children; blanks collapsed
     std::vector<ListingElement> children;
 
     /// The value of an attribute, or "".
@@ -34,7 +34,7 @@ std::size_t placeOf(std::string_view element);
 std::string_view nameOfDetail(std::string_view line);
 
 /// Appends a string as the content of an element or, in double quotes, of an attribute.
-void appendEscaped(std::string& xml, std::string_view text);
+void appendEscaped(std::string& xml, std::string_view string);
 
 /// The lines in the order of placeOf(), otherwise as they are, each with a line feed.
 std::string joinedDetails(std::vector<std::string> lines);

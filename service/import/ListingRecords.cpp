@@ -251,20 +251,20 @@ void RecordReader::end()
     }
 }
 
-ListingText& RecordReader::textFor(const std::string& lang)
+ListingStrings& RecordReader::stringsIn(const std::string& lang)
 {
-    std::vector<ListingText>& texts = m_programme.texts;
+    std::vector<ListingStrings>& strings = m_programme.strings;
     const auto found =
-        std::find_if(texts.begin(), texts.end(), [&](const ListingText& text) { return text.lang == lang; });
-    if (found != texts.end()) {
+        std::find_if(strings.begin(), strings.end(), [&](const ListingStrings& each) { return each.lang == lang; });
+    if (found != strings.end()) {
         return *found;
     }
-    if (texts.size() == kLanguageLimit) {
+    if (strings.size() == kLanguageLimit) {
         setFault(fmt::format("the programme is in more than {} languages", kLanguageLimit));
-        return texts.back();
+        return strings.back();
     }
-    texts.emplace_back().lang = lang;
-    return texts.back();
+    strings.emplace_back().lang = lang;
+    return strings.back();
 }
 
 void RecordReader::setFault(std::string reason)
@@ -313,24 +313,24 @@ void RecordReader::finishChannel()
 
 // A language without a title has nothing to be listed under; its other strings become details. If no language has a
 // title, the programme keeps its slot all the same: a guide with a hole would be wrong about what is on.
-void RecordReader::settleTexts()
+void RecordReader::settleStrings()
 {
-    std::vector<ListingText>& texts = m_programme.texts;
-    const auto untitled = [](const ListingText& text) { return text.title.empty(); };
-    if (texts.empty()) {
-        texts.emplace_back();
+    std::vector<ListingStrings>& strings = m_programme.strings;
+    const auto untitled = [](const ListingStrings& each) { return each.title.empty(); };
+    if (strings.empty()) {
+        strings.emplace_back();
     }
-    const bool isTitled = !std::all_of(texts.begin(), texts.end(), untitled);
+    const bool isTitled = !std::all_of(strings.begin(), strings.end(), untitled);
     if (!isTitled) {
-        texts.front().title = std::exchange(texts.front().episodeTitle, {});
+        strings.front().title = std::exchange(strings.front().episodeTitle, {});
     }
-    for (std::size_t i = isTitled ? 0 : 1; i < texts.size(); ++i) {
-        if (untitled(texts[i])) {
-            keep({"sub-title", {{"lang", texts[i].lang}}, texts[i].episodeTitle, {}});
-            keep({"desc", {{"lang", texts[i].lang}}, texts[i].description, {}});
+    for (std::size_t i = isTitled ? 0 : 1; i < strings.size(); ++i) {
+        if (untitled(strings[i])) {
+            keep({"sub-title", {{"lang", strings[i].lang}}, strings[i].episodeTitle, {}});
+            keep({"desc", {{"lang", strings[i].lang}}, strings[i].description, {}});
         }
     }
-    texts.erase(std::remove_if(texts.begin() + (isTitled ? 0 : 1), texts.end(), untitled), texts.end());
+    strings.erase(std::remove_if(strings.begin() + (isTitled ? 0 : 1), strings.end(), untitled), strings.end());
 }
 
 // A poster is preferred, then an icon. All of <image> are details, and so is the icon unless it becomes the field.
@@ -354,13 +354,13 @@ void RecordReader::settleNumbers()
 
 void RecordReader::finishProgramme()
 {
-    settleTexts();
+    settleStrings();
     settleImage();
     settleNumbers();
     std::stable_sort(
         m_programme.credits.begin(), m_programme.credits.end(),
         [](const ListingCredit& left, const ListingCredit& right) { return placeOf(left.job) < placeOf(right.job); });
-    const ListingText& first = m_programme.texts.front();
+    const ListingStrings& first = m_programme.strings.front();
     const bool movie = std::any_of(m_programme.genres.begin(), m_programme.genres.end(), isMovieGenre);
     m_programme.type = movie ? "movie" : m_programme.season + m_programme.episode > 0 ? "series" : "program";
     m_programme.key = !m_programId.empty()
@@ -417,9 +417,9 @@ bool RecordReader::takeIcon(const Element& element)
 }
 
 // Of several in one language, the first counts.
-bool RecordReader::takeString(const Element& element, std::string ListingText::*string)
+bool RecordReader::takeString(const Element& element, std::string ListingStrings::*string)
 {
-    std::string& held = textFor(element.attribute("lang")).*string;
+    std::string& held = stringsIn(element.attribute("lang")).*string;
     if (held.empty() || element.text.empty()) {
         held += element.text;
         return true;
@@ -430,17 +430,17 @@ bool RecordReader::takeString(const Element& element, std::string ListingText::*
 bool RecordReader::takeTitle(const Element& element)
 {
     // The service's own exports write this for no title, because XMLTV's tools drop programmes without one.
-    return element.text == kNoTitle || takeString(element, &ListingText::title);
+    return element.text == kNoTitle || takeString(element, &ListingStrings::title);
 }
 
 bool RecordReader::takeEpisodeTitle(const Element& element)
 {
-    return takeString(element, &ListingText::episodeTitle);
+    return takeString(element, &ListingStrings::episodeTitle);
 }
 
 bool RecordReader::takeDescription(const Element& element)
 {
-    return takeString(element, &ListingText::description);
+    return takeString(element, &ListingStrings::description);
 }
 
 // Categories in further languages would count as further genres.

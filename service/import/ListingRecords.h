@@ -61,13 +61,13 @@ private:
     void countBytes(std::size_t more);
     void takeField(Element element);
     void keep(const Element& element);
-    ListingText& textFor(const std::string& lang);
-    bool takeString(const Element& element, std::string ListingText::*string);
+    ListingStrings& stringsIn(const std::string& lang);
+    bool takeString(const Element& element, std::string ListingStrings::*string);
     void keepSurplus(std::optional<Element>& plain, const Element& element);
     void beginChannel();
     void beginProgramme();
     void finishChannel();
-    void settleTexts();
+    void settleStrings();
     void settleImage();
     void settleNumbers();
     void finishProgramme();

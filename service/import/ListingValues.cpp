@@ -10,21 +10,21 @@ namespace {
 
 constexpr std::size_t kNumberLimit = 32;  // digits of a channel number
 
-std::string lowered(std::string text)
+std::string lowered(std::string string)
 {
-    std::transform(text.begin(), text.end(), text.begin(),
+    std::transform(string.begin(), string.end(), string.begin(),
                    [](unsigned char c) { return c < 0x80 ? std::tolower(c) : c; });
-    return text;
+    return string;
 }
 
 }  // namespace
 
-std::string collapsed(std::string_view text)
+std::string collapsed(std::string_view string)
 {
     std::string result;
-    result.reserve(text.size());
+    result.reserve(string.size());
     bool blank = false;
-    for (const char c : text) {
+    for (const char c : string) {
         if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
             blank = !result.empty();
         } else {
@@ -38,24 +38,24 @@ std::string collapsed(std::string_view text)
     return result;
 }
 
-bool isNumber(std::string_view text)
+bool isNumber(std::string_view string)
 {
-    return !text.empty() && text.size() <= kNumberLimit &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    return !string.empty() && string.size() <= kNumberLimit &&
+           std::all_of(string.begin(), string.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-bool isChannelNumber(std::string_view text)
+bool isChannelNumber(std::string_view string)
 {
-    const std::size_t point = text.find_first_of(".-");
-    return isNumber(text.substr(0, point)) && text.size() <= kNumberLimit &&
-           (point == std::string_view::npos || isNumber(text.substr(point + 1)));
+    const std::size_t point = string.find_first_of(".-");
+    return isNumber(string.substr(0, point)) && string.size() <= kNumberLimit &&
+           (point == std::string_view::npos || isNumber(string.substr(point + 1)));
 }
 
-int leadingNumber(std::string_view text)
+int leadingNumber(std::string_view string)
 {
     constexpr int kLargest = 1000000;
     int value = 0;
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), value);
+    const std::from_chars_result result = std::from_chars(string.data(), string.data() + string.size(), value);
     return result.ec == std::errc() && value >= 0 && value <= kLargest ? value : 0;
 }
 
@@ -64,10 +64,10 @@ bool isWebAddress(std::string_view url)
     return url.substr(0, 7) == "http://" || url.substr(0, 8) == "https://";
 }
 
-std::string withoutBlanks(std::string_view text)
+std::string withoutBlanks(std::string_view string)
 {
     std::string compact;
-    std::copy_if(text.begin(), text.end(), std::back_inserter(compact), [](char c) { return c != ' '; });
+    std::copy_if(string.begin(), string.end(), std::back_inserter(compact), [](char c) { return c != ' '; });
     return compact;
 }
 
@@ -83,9 +83,9 @@ void readXmltvNumbers(std::string_view numbers, int& season, int& episode)
     episode = oneBased(second);
 }
 
-void readOnscreenNumbers(const std::string& text, int& season, int& episode)
+void readOnscreenNumbers(const std::string& string, int& season, int& episode)
 {
-    const std::string form = lowered(text);
+    const std::string form = lowered(string);
     const std::size_t s = form.find('s');
     const std::size_t e = form.find('e', s == std::string::npos ? 0 : s);
     if (s == std::string::npos || e == std::string::npos || !isNumber(form.substr(s + 1, 1)) ||
@@ -96,11 +96,11 @@ void readOnscreenNumbers(const std::string& text, int& season, int& episode)
     episode = leadingNumber(std::string_view(form).substr(e + 1));
 }
 
-std::int64_t exportedId(std::string_view text)
+std::int64_t exportedId(std::string_view string)
 {
     std::int64_t id = 0;
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), id);
-    return result.ec == std::errc() && result.ptr == text.data() + text.size() && id > 0 ? id : 0;
+    const std::from_chars_result result = std::from_chars(string.data(), string.data() + string.size(), id);
+    return result.ec == std::errc() && result.ptr == string.data() + string.size() && id > 0 ? id : 0;
 }
 
 bool isMovieGenre(const std::string& genre)

@@ -224,17 +224,17 @@ void PlacesReader::readLine(std::string_view line)
 
 }  // namespace
 
-PlacesReport importPlaces(sqlite::Connection& connection, std::string_view text, const std::string& name)
+PlacesReport importPlaces(sqlite::Connection& connection, std::string_view csv, const std::string& name)
 {
     constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-    if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-        text.remove_prefix(kByteOrderMark.size());
+    if (csv.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+        csv.remove_prefix(kByteOrderMark.size());
     }
     PlacesReader reader(connection, name);
-    while (!text.empty()) {
-        const std::string_view line = text.substr(0, text.find('\n'));
+    while (!csv.empty()) {
+        const std::string_view line = csv.substr(0, csv.find('\n'));
         reader.readLine(line);
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        csv.remove_prefix(std::min(line.size() + 1, csv.size()));
     }
     const PlacesReport& report = reader.report();
     if (report.headends == 0 && (report.apps == 0 || reader.holdsPlaces())) {

@@ -27,6 +27,6 @@ struct PlacesReport {
 /// holds a write transaction.
 /// @param name  of the file, for messages
 /// @throws OperatorError with the line of the first fault; the transaction must not be committed then
-PlacesReport importPlaces(sqlite::Connection& connection, std::string_view text, const std::string& name);
+PlacesReport importPlaces(sqlite::Connection& connection, std::string_view csv, const std::string& name);
 
 }  // namespace corvaned

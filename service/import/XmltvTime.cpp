@@ -30,24 +30,24 @@ bool isDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-std::string_view trimmed(std::string_view text)
+std::string_view trimmed(std::string_view string)
 {
     constexpr std::string_view kBlanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(kBlanks);
+    const std::size_t first = string.find_first_not_of(kBlanks);
     if (first == std::string_view::npos) {
         return {};
     }
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+    return string.substr(first, string.find_last_not_of(kBlanks) - first + 1);
 }
 
 // "+0100", "+01:00" or "+01" in minutes.
-std::optional<int> parseOffset(std::string_view text)
+std::optional<int> parseOffset(std::string_view string)
 {
     std::string digits;
-    for (std::size_t i = 1; i < text.size(); ++i) {
-        if (isDigit(text[i])) {
-            digits += text[i];
-        } else if (text[i] != ':' || i != 3) {
+    for (std::size_t i = 1; i < string.size(); ++i) {
+        if (isDigit(string[i])) {
+            digits += string[i];
+        } else if (string[i] != ':' || i != 3) {
             return std::nullopt;
         }
     }
@@ -60,18 +60,18 @@ std::optional<int> parseOffset(std::string_view text)
     if (hours > 14 || minutes > 59) {
         return std::nullopt;
     }
-    return (text[0] == '-' ? -1 : 1) * (hours * 60 + minutes);
+    return (string[0] == '-' ? -1 : 1) * (hours * 60 + minutes);
 }
 
-std::optional<int> parseZone(std::string_view text)
+std::optional<int> parseZone(std::string_view string)
 {
-    if (text.empty()) {
+    if (string.empty()) {
         return 0;
     }
-    if (text[0] == '+' || text[0] == '-') {
-        return parseOffset(text);
+    if (string[0] == '+' || string[0] == '-') {
+        return parseOffset(string);
     }
-    std::string name(text);
+    std::string name(string);
     std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::toupper(c); });
     const auto* row = std::find_if(std::begin(kZoneNames), std::end(kZoneNames),
                                    [&](const ZoneName& zone) { return zone.name == name; });
@@ -80,18 +80,18 @@ std::optional<int> parseZone(std::string_view text)
 
 }  // namespace
 
-std::optional<Instant> parseXmltvTime(std::string_view text, std::string& problem)
+std::optional<Instant> parseXmltvTime(std::string_view string, std::string& problem)
 {
-    text = trimmed(text);
-    const auto* const firstOther = std::find_if_not(text.begin(), text.end(), isDigit);
-    const auto count = static_cast<std::size_t>(firstOther - text.begin());
+    string = trimmed(string);
+    const auto* const firstOther = std::find_if_not(string.begin(), string.end(), isDigit);
+    const auto count = static_cast<std::size_t>(firstOther - string.begin());
     if (count < 4 || count > 14 || count % 2 != 0) {
-        problem = fmt::format("'{:.40}' is not a time of the form YYYYMMDDhhmmss", text);
+        problem = fmt::format("'{:.40}' is not a time of the form YYYYMMDDhhmmss", string);
         return std::nullopt;
     }
-    const std::optional<int> zone = parseZone(trimmed(text.substr(count)));
+    const std::optional<int> zone = parseZone(trimmed(string.substr(count)));
     if (!zone) {
-        problem = fmt::format("'{:.40}' names an unknown zone", text);
+        problem = fmt::format("'{:.40}' names an unknown zone", string);
         return std::nullopt;
     }
 
@@ -100,7 +100,7 @@ std::optional<Instant> parseXmltvTime(std::string_view text, std::string& proble
             return absent;
         }
         int value = 0;
-        for (const char c : text.substr(place, width)) {
+        for (const char c : string.substr(place, width)) {
             value = value * 10 + (c - '0');
         }
         return value;
@@ -108,7 +108,7 @@ std::optional<Instant> parseXmltvTime(std::string_view text, std::string& proble
     const std::optional<Instant> instant =
         instantOf(field(0, 4, 0), field(4, 2, 1), field(6, 2, 1), field(8, 2, 0), field(10, 2, 0), field(12, 2, 0));
     if (!instant) {
-        problem = fmt::format("'{:.40}' is not a date and time of the calendar", text);
+        problem = fmt::format("'{:.40}' is not a date and time of the calendar", string);
         return std::nullopt;
     }
     return *instant - Instant{*zone} * 60;

@@ -13,6 +13,6 @@ namespace corvaned {
 /// offset ("+0100", "+01:00", "+01"), "Z" or a name in common use ("BST"); without one the time is in UTC.
 ///
 /// @param problem  receives the reason, as the end of a message, if nothing is returned; else unchanged
-std::optional<Instant> parseXmltvTime(std::string_view text, std::string& problem);
+std::optional<Instant> parseXmltvTime(std::string_view string, std::string& problem);
 
 }  // namespace corvaned

@@ -16,7 +16,7 @@ struct Usable final : corvaned::ListingSink {
     void addProgramme(const corvaned::ListingProgramme& programme) override
     {
         W::test::require(!programme.channel.empty(), "a programme is on a channel");
-        W::test::require(!programme.texts.empty(), "a programme has texts");
+        W::test::require(!programme.strings.empty(), "a programme has strings");
         W::test::require(!programme.stop || *programme.stop > programme.start, "it ends after it begins");
     }
     void skip(int line, const std::string& reason) override

@@ -38,7 +38,7 @@ std::vector<std::string> titlesOf(const Collected& collected)
 {
     std::vector<std::string> titles;
     for (const ListingProgramme& programme : collected.programmes) {
-        titles.push_back(programme.texts.front().title);
+        titles.push_back(programme.strings.front().title);
     }
     return titles;
 }
@@ -97,13 +97,13 @@ TEST(Listing, ProgrammesAreRead)
     EXPECT_EQ(ferry.channel, "north.example");
     EXPECT_EQ(formatUtc(ferry.start), "2026-11-20T18:00:00Z");
     EXPECT_EQ(ferry.stop, ferry.start + 3600);
-    ASSERT_EQ(ferry.texts.size(), 2U);
-    EXPECT_EQ(ferry.texts[0].lang, "en");
-    EXPECT_EQ(ferry.texts[0].title, "The Ferry");
-    EXPECT_EQ(ferry.texts[0].episodeTitle, "Low Tide");
-    EXPECT_EQ(ferry.texts[0].description, "Two lines, one paragraph.");
-    EXPECT_EQ(ferry.texts[1].lang, "de");
-    EXPECT_EQ(ferry.texts[1].title, "Die Fähre");
+    ASSERT_EQ(ferry.strings.size(), 2U);
+    EXPECT_EQ(ferry.strings[0].lang, "en");
+    EXPECT_EQ(ferry.strings[0].title, "The Ferry");
+    EXPECT_EQ(ferry.strings[0].episodeTitle, "Low Tide");
+    EXPECT_EQ(ferry.strings[0].description, "Two lines, one paragraph.");
+    EXPECT_EQ(ferry.strings[1].lang, "de");
+    EXPECT_EQ(ferry.strings[1].title, "Die Fähre");
     EXPECT_THAT(ferry.genres, ElementsAre("Drama", "Series"));
     EXPECT_EQ(ferry.type, "series");
     EXPECT_EQ(ferry.season, 2);
@@ -120,8 +120,8 @@ TEST(Listing, ProgrammesAreRead)
     EXPECT_EQ(film.image.url, "https://images.example/poster.jpg");
 
     const ListingProgramme& untitled = collected.programmes[2];
-    EXPECT_EQ(untitled.texts.front().title, "Only a second title");
-    EXPECT_EQ(untitled.texts.front().episodeTitle, "");
+    EXPECT_EQ(untitled.strings.front().title, "Only a second title");
+    EXPECT_EQ(untitled.strings.front().episodeTitle, "");
     EXPECT_EQ(untitled.image.url, "");
     EXPECT_EQ(formatUtc(collected.programmes[3].start), "2026-11-20T19:00:00Z");
     EXPECT_THAT(collected.skipped, IsEmpty());

@@ -17,7 +17,7 @@ TEST(Sample, IsACleanListingOfOneDay)
     EXPECT_TRUE(collected.skipped.empty()) << collected.skipped.front();
     for (const ListingProgramme& programme : collected.programmes) {
         EXPECT_GE(formatUtc(programme.start), "2000-01-01T00:00:00Z");
-        ASSERT_TRUE(programme.stop) << programme.texts.front().title;
+        ASSERT_TRUE(programme.stop) << programme.strings.front().title;
         EXPECT_LE(formatUtc(*programme.stop), "2000-01-02T00:00:00Z");
     }
 }
