@@ -25,7 +25,7 @@ class HttpDelegator {
 public:
     virtual ~HttpDelegator() = default;
 
-    /// The one executor of the process; never null, outlives every plug-in object.  [any thread]
+    /// The executor of the process; never null, outlives every plug-in object.  [any thread]
     static HttpDelegator* getInstance();
 
     /// Queues a request. The caller owns it and must keep it alive until its completion.  [any thread]

@@ -15,12 +15,12 @@ class HttpHeader {
 public:
     using Line = std::pair<std::string, std::string>;  ///< name, value
 
-    /// Appends a line. An empty value is sent as an empty header. Names and values are taken as they are: the
-    /// executor refuses a request that holds CR, LF or NUL in one of them.
+    /// Appends a line. An empty value is sent as an empty header. Names and values are not checked here: the executor
+    /// refuses a request with CR, LF or NUL in one of them.
     void add(std::string name, std::string value)
     {
         std::vector<Line>& lines = m_lines.edit();
-        // As many as most requests have.
+        // Most requests have no more.
         if (lines.empty()) {
             lines.reserve(8);
         }

@@ -97,7 +97,7 @@ private:
     bool m_fileUpload = false;
     std::atomic<bool> m_cancel{false};
     HttpResponse m_response;
-    // Last, beside what a derived class adds: the end of an exchange reads both.
+    // Last, next to the members of a derived class: both are read when an exchange ends.
     HttpCompletion m_done;
     void* m_userData;
 };

@@ -1,4 +1,4 @@
-// What came back for a request. Written by the executor before the completion, read by the plug-in during it.
+// The response to a request. The executor writes it before the completion; the plug-in reads it during the completion.
 #pragma once
 
 #include <string>
@@ -12,12 +12,12 @@ namespace W {
 class HttpResponse {
 public:
     HTTP_RESPONSE_CODE getHttpResponseCode() const { return m_code; }
-    /// The body, decoded if it came compressed; empty for downloads, which are written to their file.
+    /// The body, decoded if it was compressed; empty for downloads, which are written to their file.
     const std::string& getPayload() const { return m_payload; }
 
     void setHttpResponseCode(HTTP_RESPONSE_CODE code) { m_code = code; }
     void setPayload(std::string payload) { m_payload = std::move(payload); }
-    /// For the executor, which appends what arrives.
+    /// For the executor, which appends what it receives.
     std::string& payload() { return m_payload; }
 
 private:

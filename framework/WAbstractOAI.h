@@ -25,9 +25,9 @@ public:
                       WRequestStatus& out) = 0;
     /// Signs the account out.  [host thread]
     virtual int logout(LogoutCallback done, void* userData, WRequestStatus& out) = 0;
-    /// Lists what keeps the account from the content.  [host thread]
+    /// Lists the problems that keep the account from the content.  [host thread]
     virtual int retrieveExceptions(std::list<WException*>& exceptions) = 0;
-    /// Settles one of them.  [host thread]
+    /// Resolves one of them.  [host thread]
     virtual int resolveException(WException* exception, ResolveCallback done, void* userData, WRequestStatus& out) = 0;
 
     /// The provider of this object.  [any thread]

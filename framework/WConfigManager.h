@@ -27,11 +27,11 @@ class WConfigManager {
 public:
     virtual ~WConfigManager() = default;
 
-    /// The one store of the process; never null, lives as long as the process.  [any thread]
+    /// The store of the process; never null, exists as long as the process.  [any thread]
     static WConfigManager* getInstance();
 
-    /// Value of the option `key` for the provider; an absent option gives an empty string. Throws nothing
-    /// except `std::bad_alloc`.  [any thread]
+    /// Value of the option `key` for the provider; empty if the option is absent. Throws only `std::bad_alloc`.
+    /// [any thread]
     virtual WVariant getCPOption(const WContentProvider& provider, const std::string& key) = 0;
 };
 

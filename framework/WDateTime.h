@@ -50,17 +50,17 @@ public:
     /// @param seconds since 1970-01-01T00:00:00Z; one outside years 0000 to 9999 gives an invalid value
     static WDateTime fromTime_t(std::int64_t seconds);
 
-    /// Reads one of the three formats; the zone has to be the one named at the format. Anything else, also a
-    /// date that the calendar does not have, gives an invalid value. Never throws.
+    /// Reads one of the three formats; the zone must be the one that belongs to the format. Anything else, including a
+    /// date that does not exist, gives an invalid value. Never throws.
     /// - FORMAT_DATETIME: that instant, offset +00:00.
-    /// - FORMAT_LOCAL: the reading of a clock whose zone is not known: the instant at which a UTC clock shows it,
-    ///   without an offset.
+    /// - FORMAT_LOCAL: a local time whose zone is not known: the instant at which a UTC clock shows it, without an
+    ///   offset.
     /// - FORMAT_OFFSET: a valid offset and no instant.
     static WDateTime fromString(std::string_view text, DATEFORMAT format, TIMEZONE zone);
 
-    /// True when it was read or made successfully: it holds an instant, an offset, or both.
+    /// True if it holds an instant, an offset, or both.
     bool isValid() const { return m_hasInstant || m_hasOffset; }
-    /// True when it holds an instant, and not just an offset.
+    /// True if it holds an instant, with or without an offset.
     bool hasInstant() const { return m_hasInstant; }
 
     /// Seconds since 1970-01-01T00:00:00Z; 0 without an instant.
@@ -68,12 +68,12 @@ public:
 
     /// 1, or -1 for offsets west of Greenwich.
     int getOffsetSign() const { return m_offset < 0 ? -1 : 1; }
-    /// Amount of the offset; not valid when there is none.
+    /// Amount of the offset; not valid if there is none.
     WTime getOffsetTime() const;
     /// Seconds east of Greenwich; 0 without an offset.
     int offsetSeconds() const { return m_offset; }
 
-    /// Attaches an offset, or removes it when `time` is not valid; the instant stays.
+    /// Attaches an offset, or removes it if `time` is not valid; the instant stays.
     /// @param sign negative for west of Greenwich, else east
     void setOffset(int sign, const WTime& time);
     void setOffsetSign(int sign) { setOffset(sign, getOffsetTime()); }

@@ -1,6 +1,6 @@
 // Root of every object that the host creates from a plug-in library. The library exports, unmangled:
-//   extern "C" W::WPlugin* createPlugin();            one new object, owned by the host; null when out of memory
-//   extern "C" void destroyPlugin(W::WPlugin* p);     gives it back; null is ignored
+//   extern "C" W::WPlugin* createPlugin();            creates an object, which the host owns; null if out of memory
+//   extern "C" void destroyPlugin(W::WPlugin* p);     destroys it; null is ignored
 // Read next: WAbstractOAI.h.
 #pragma once
 
@@ -11,7 +11,7 @@ namespace W {
 
 class WPlugin {
 public:
-    /// True when the handle word is not zero.  [any thread]
+    /// True if the handle word is not zero.  [any thread]
     virtual bool isValid() const { return m_handle != 0; }
 
     virtual ~WPlugin() = default;

@@ -21,7 +21,7 @@ public:
     }
     ~WRarely() = default;
 
-    /// The value, or a shared default one while nothing was written.
+    /// The value, or a shared default one if nothing has been written.
     const T& get() const
     {
         static const T kDefault{};

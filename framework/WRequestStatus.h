@@ -6,8 +6,8 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// Filled by the operation that it is passed to, before that operation returns; owned by the caller.
-/// Virtual, so that a host can watch what is written and how often.
+/// Filled by an operation before it returns; owned by the caller.
+/// Virtual, so that a host can observe what is written and how often.
 class WRequestStatus {
 public:
     virtual ~WRequestStatus() = default;
@@ -18,7 +18,7 @@ public:
 
     /// Key of the request's kind.
     unsigned int getRequestID() const { return m_uRequestID; }
-    /// Reference by which the request can be cancelled; 0 when there is none.
+    /// Reference for cancelling the request; 0 if there is none.
     UINT64 getReqRefernce() const { return m_reference; }
     WSTATUS getWStatus() const { return m_status; }
 

@@ -1,8 +1,8 @@
 // Common base of the data records.
 //
 // Records outlive the plug-in that filled them: a host may keep copies and unload the library. Their destructors are
-// therefore defined in the host (host/values/Records.cpp), which puts their virtual tables there, and nothing that they
-// hold may refer to code of the library that made it.
+// therefore defined in the host (host/values/Records.cpp), which puts their virtual tables there, and none of their
+// members may refer to code of the library that created them.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// What every record carries besides its own fields. Plug-ins leave it empty, so it costs a pointer.
+/// The fields that all records have. Plug-ins leave them empty, so they cost one pointer.
 class WResource {
 public:
     WResource() = default;

@@ -7,9 +7,9 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// A value that copies share until one of them is written; costs one pointer. Copies may be used on different threads,
-/// one copy may not. Not a std::shared_ptr, whose control block calls code of the library that made it: a shared value
-/// has to survive that library.
+/// A value that copies share until one of them is written; costs one pointer. Different copies may be used on different
+/// threads, a single copy may not. It is not a std::shared_ptr, because the control block of one calls code of the
+/// library that created it, and a shared value must outlive that library.
 template <class T>
 class WShared {
 public:
@@ -33,14 +33,14 @@ public:
         }
     }
 
-    /// The value, or a shared default one while nothing was written.
+    /// The value, or a shared default one if nothing has been written.
     const T& get() const
     {
         static const T kDefault{};
         return m_body != nullptr ? m_body->value : kDefault;
     }
 
-    /// The value for writing, which no other copy sees.
+    /// The value for writing; other copies keep theirs.
     T& edit()
     {
         if (m_body == nullptr) {
@@ -51,7 +51,7 @@ public:
         return m_body->value;
     }
 
-    /// True when nothing was written yet.
+    /// True if nothing has been written.
     bool isDefault() const { return m_body == nullptr; }
 
 private:

@@ -16,7 +16,7 @@ using WSTATUS = int;
 /// Status of an exchange or of a service's answer, in the host's intermediate numbering.
 using GSTATUS = int;
 
-/// How an HTTP exchange ended, in GSTATUS numbers; the HTTP code is looked at only if it is session::kCompleted.
+/// How an HTTP exchange ended, in GSTATUS numbers. The HTTP code counts only if it is session::kCompleted.
 using SESSION_STATUS = int;
 
 /// HTTP status code of a response (RFC 9110, section 15); 0 when no response arrived.
@@ -29,7 +29,7 @@ inline constexpr WSTATUS kNoService = -3;  ///< no service object, or out of mem
 inline constexpr WSTATUS kUnsupported = -6;
 inline constexpr WSTATUS kNotFound = -9;
 inline constexpr WSTATUS kNotCancellable = -15;
-inline constexpr WSTATUS kWrongProvider = -16;  ///< also: an exchange that failed in a way that has no number
+inline constexpr WSTATUS kWrongProvider = -16;  ///< also an exchange that failed for any reason without a number
 inline constexpr WSTATUS kEmptyList = -55;
 inline constexpr WSTATUS kNotJson = -56;
 inline constexpr WSTATUS kUnreadableReply = -57;
@@ -54,7 +54,7 @@ inline constexpr SESSION_STATUS kFileTrouble = 81;  ///< the local file cannot b
 inline constexpr SESSION_STATUS kCancelled = 600;   ///< cancelled or flushed
 }  // namespace session
 
-/// Text of a status for log lines and people, never null; valid for ever.  [any thread]
+/// Describes a status for log lines and people. Never null; the string is constant.  [any thread]
 const char* WSTATUS2STRING(WSTATUS status);
 
 }  // namespace W

@@ -13,7 +13,7 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// One suggestion. Type: 1 TV programme, 2 movie, 3 application; duration in minutes as the service sends it.
+/// A suggestion. Type: 1 TV programme, 2 film, 3 application; duration in minutes, as the service sends it.
 class WVLCombination : public WResource {
 public:
     WVLCombination() = default;

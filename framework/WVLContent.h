@@ -1,5 +1,5 @@
-// Record: a programme and its airing. A guide holds tens of thousands of them, so what most replies leave empty is kept
-// apart, and the programmes of one channel share its record.
+// Record: a programme and its airing. A guide holds tens of thousands of them, so fields that most replies leave empty
+// are stored separately, and the programmes of a channel share its record.
 #pragma once
 
 #include <list>
@@ -16,8 +16,8 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// A programme, film or series. Durations and run times in minutes as the service sends them; counts and years 0 when
-/// not known.
+/// A programme, film or series. Durations and run times are in minutes, as the service sends them; unknown counts and
+/// years are 0.
 class WVLContent : public WResource {
 public:
     WVLContent() = default;

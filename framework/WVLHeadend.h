@@ -10,7 +10,7 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// A kind of receiver.
+/// A type of receiver.
 class WVLDevice : public WResource {
 public:
     WVLDevice() = default;

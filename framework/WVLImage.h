@@ -9,7 +9,7 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// A picture by URL; width and height in pixels, 0 when not known.
+/// A picture by URL; width and height in pixels, 0 if unknown.
 class WVLImage : public WResource {
 public:
     WVLImage() = default;

@@ -10,7 +10,7 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// A person; dates as the service writes them, like and dislike are counts.
+/// A person. Dates are as the service sends them; like and dislike are counts.
 class WVLPerson : public WResource {
 public:
     WVLPerson() = default;

@@ -1,4 +1,4 @@
-// Records: the line-up quiz, which finds out by what is on which headend feeds the set.
+// Records: the line-up quiz. It asks what is on certain channels, and the answers identify the viewer's headend.
 #pragma once
 
 #include <list>
@@ -10,7 +10,7 @@
 #pragma GCC visibility push(default)
 namespace W {
 
-/// One answer: what is on, and the headend that it identifies.
+/// An answer: a programme, and the headend that it identifies.
 class WVLAnswer : public WResource {
 public:
     WVLAnswer() = default;
@@ -40,7 +40,7 @@ private:
     std::string m_deviceType;
 };
 
-/// One question: what is on this channel?
+/// A question: which programme is on this channel?
 class WVLQuiz : public WResource {
 public:
     WVLQuiz() = default;

@@ -65,7 +65,7 @@ private:
     std::list<WVLEvent> m_Events;
 };
 
-/// How programmes with an age limit are treated in the viewer's country.
+/// The rules for programmes with an age limit in the viewer's country.
 class WVLCertificationRule : public WResource {
 public:
     WVLCertificationRule() = default;
@@ -104,7 +104,7 @@ private:
     std::string m_endTime;
 };
 
-/// The service's clock: now in UTC and at the viewer's place, and the difference between the two.
+/// The service's clock: the current time in UTC and at the viewer's location, and their difference.
 class WVLLocaltime : public WResource {
 public:
     WVLLocaltime() = default;
@@ -131,7 +131,7 @@ private:
     std::string m_timezone;
 };
 
-/// A session with the service. Holds secrets: the seed key never goes into a log at the default level.
+/// A session with the service. It holds secrets: a log at the default level must not contain the seed key.
 class WVLSession : public WResource {
 public:
     WVLSession() = default;

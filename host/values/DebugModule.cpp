@@ -1,4 +1,4 @@
-// The default debug module, which does nothing. Debug.cpp decides where the lines of a module go.
+// The default debug module, which does nothing. host/log/Debug.cpp decides where lines go.
 #include "CCDebug.h"
 
 namespace W {

@@ -1,5 +1,5 @@
-// Date-time strings and their calendar, without locale, time zone database and time_t, so that the result is the same
-// on every machine. The proleptic Gregorian calendar holds for all years from 0000 to 9999.
+// Date-time strings and the calendar, without locale, time zone database or time_t, so that results are the same on
+// every machine. The calendar is the proleptic Gregorian one for all years from 0000 to 9999.
 #include "WDateTime.h"
 
 #include <array>
@@ -84,7 +84,7 @@ void writeNumber(std::string& text, std::size_t at, std::size_t digits, int valu
     }
 }
 
-/// Reads `2026-11-21T01:30:00`, whose form has been checked.
+/// Reads `2026-11-21T01:30:00`; the caller has checked the form.
 WDateTime readDateTime(std::string_view text)
 {
     const Date date{number(text, 0, 4), number(text, 5, 2), number(text, 8, 2)};
