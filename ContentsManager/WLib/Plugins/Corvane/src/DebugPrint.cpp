@@ -8,7 +8,7 @@ namespace W {
 
 namespace {
 
-/// The module that printed last, to be read in a debugger.
+/// The module that printed last; for debuggers.
 std::atomic<CCDebug*> printModule{nullptr};
 
 /// Registers the library's debug module when the library is loaded.
@@ -17,7 +17,7 @@ const bool kIsRegistered = [] {
         CCDebug::m_Instance<CCDebugCommon>()->t_InitModule();
         return true;
     } catch (const std::exception&) {
-        // A host without memory lists one module less.
+        // Out of memory: the host's list lacks the module.
         return false;
     }
 }();
@@ -72,7 +72,7 @@ CCDebug* CCDebug::m_Instance<CCDebugCommon>()
 
 template <>
 #if !defined(__clang__)  // as in the header
-// Not specialised for the levels that this library prints: level 0 has to work for callers that are not part of it.
+// Kept whole, not specialised for the levels used in this library: level 0 must work for callers outside it.
 __attribute__((format(printf, 3, 4), used, noipa))
 #endif
 void CCDebug::Print<CWCCDebug>(unsigned long level, unsigned long flags, const char* format, ...)

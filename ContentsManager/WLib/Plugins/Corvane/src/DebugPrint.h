@@ -1,5 +1,5 @@
 // Diagnostics: the plug-in's own debug module and the lines that every file prints. All text goes through
-// CCDebug::Print<CWCCDebug>(level, flags, format, ...); formats begin "[%s:%d] " with the printing function and its
+// CCDebug::Print<CWCCDebug>(level, flags, format, ...); formats begin with "[%s:%d] " for the printing function and its
 // line.
 #pragma once
 
@@ -10,12 +10,12 @@
 
 namespace W {
 
-/// The module "CommonDebug", through which the lines of level 0 go: straight to the host's output, unfiltered.
+/// The module "CommonDebug", which prints the lines of level 0 straight to the host's output, without a filter.
 class CCDebugCommon : public CCDebug {
 public:
     ~CCDebugCommon() override;
 
-    /// Formats the text and ends it with "\n", also where it has one already. Prints nothing without CCDebug::DebugIO.
+    /// Formats a line and adds "\n", even if the line ends with one. Prints nothing without CCDebug::DebugIO.
     void t_Print(unsigned long level, unsigned long flags, const char* format, va_list* arguments) override;
     /// The same without the added "\n".
     void t_PrintR(unsigned long level, unsigned long flags, const char* format, va_list* arguments) override;
@@ -60,17 +60,17 @@ struct Here {
 /// @return `status`, so that a failure reads `return failed(...)`
 WSTATUS failed(WSTATUS status, const char* file, Here here = {});
 
-/// Prints what a caught exception says.
+/// Prints the text of an exception that was caught.
 void reportException(const std::exception& exception, Here here = {});
 
 /// Prints an exception that is not a std::exception.
 void reportUnknownException(Here here = {});
 
-/// Whether an exception means that there was no memory. The JSON library has its own for that.
+/// Whether an exception reports missing memory. The JSON library has its own type for that.
 bool isOutOfMemory(const std::exception& exception);
 
-/// Calls a caller's callback. An exception that leaves it is printed and dropped: the request is cleaned up all the
-/// same.
+/// Calls a caller's callback. An exception that leaves it is printed and dropped, so that the request is cleaned up in
+/// any case.
 template <class Callback>
 void callBack(Here here, Callback callback)
 {

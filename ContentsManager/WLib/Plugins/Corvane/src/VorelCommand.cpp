@@ -1,4 +1,4 @@
-// The commands' common base and the download command; containers as the library exports them.
+// The base of the commands, the download command, and the exported instantiations of WContainer.
 
 #include "VorelCommand.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kCommonPath = "/openapi/service/vorel/";
 
-/// Appends a path, which is not empty. One that begins with "/" is not under the common path.
+/// Appends a path, which must not be empty. One that begins with "/" does not get the common prefix.
 void appendPath(std::string& url, std::string_view path)
 {
     if (path.front() != '/') {
@@ -62,7 +62,7 @@ std::uint64_t VorelServiceCMD::getID() const
 
 void VorelServiceCMD::setUrl(const std::string& url)
 {
-    // With room for path and query, so that the string does not grow by every piece of them.
+    // Room for path and query, so that appending them does not reallocate.
     constexpr std::size_t kRoom = 200;
     m_url.reserve(url.size() + kRoom);
     m_url = url;
@@ -106,7 +106,7 @@ void VorelDownloadCMD::MakeURL(const std::string& url, const std::string& localP
     m_sourceUrl = url;
     m_localPath = localPath;
     m_fileName = fileName;
-    // Quirk: the URL stays empty, and the line shows it.
+    // Quirk: the URL of the base stays empty and is printed nevertheless.
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] URL:[%s]\n", __func__, __LINE__, m_url.c_str());
 }
 

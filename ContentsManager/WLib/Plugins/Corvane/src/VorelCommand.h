@@ -1,16 +1,15 @@
-// One command per request: it holds what its reply needs (callback, user data, owner), writes the request
-// (MakeURL) and reads the reply (Parse...). VorelCommand<Family>.cpp has the commands of a family: field tables first,
-// then each command's MakeURL and parser together.
+// One command per request: it holds callback, user data and owner, writes the request (MakeURL) and reads the reply
+// (Parse...). VorelCommand<Family>.cpp has the commands of a family: field tables first, then each command's MakeURL
+// and parser together.
 //
 // MakeURL appends to the URL, which holds the base address, and to the body; it reads the provider's settings.
 // [the operation's thread]  A parser returns 0, 600 if the request was cancelled meanwhile, -56 if the reply is not
-// JSON, -57 if it cannot be read, -55 when a list that must not be empty is, or the service's negative error; on an
-// error in the envelope nothing is written. `reference` serves the cancel test alone.  [executor thread]
+// JSON, -57 if it cannot be read, -55 if a required list is empty, or the service's negative error; after an error in
+// the envelope nothing is written. `reference` is for the cancel test only.  [executor thread]
 //
-// The library exports these classes, so every constructor, destructor and operation of theirs is declared here and
-// defined in its file: what is left to the compiler or inherited is emitted only where it is used, and the set of
-// exported names would depend on what the compiler inlines. The members that are inline here are our own and are not
-// exported.
+// The library exports these classes. Every exported constructor, destructor and operation is declared here and defined
+// in a .cpp file: the compiler emits inline, implicit and inherited members only where they are used, and the set of
+// exported names would depend on what it inlines. Inline members are not part of the interface and are not exported.
 #pragma once
 
 #include <cstdint>
@@ -34,7 +33,7 @@ class ProviderOptions;
 class RequestQuery;
 }  // namespace vorel
 
-/// What all commands share. A command serves one request and is destroyed exactly once, by its owner.
+/// Base of all commands. A command serves one request and is destroyed exactly once, by its owner.
 class VorelServiceCMD {
 public:
     /// @param service  the plug-in object that created the command; not owned, may be null
@@ -45,17 +44,17 @@ public:
 
     /// ID of the provider for which the command runs.
     std::uint32_t getCPKey() const;
-    /// Number of the kind, 3 to 51; 0xFFFFFFFF until a derived constructor has set it.
+    /// Key of the command's kind, 3 to 51; 0xFFFFFFFF until a derived constructor has set it.
     std::uint32_t getCMDKey() const;
     void setCMDKey(unsigned int key);
-    /// The provider's ID in the high half, the kind in the low one.
+    /// The provider's ID in the high 32 bits, the key in the low 32 bits.
     std::uint64_t getID() const;
 
     const std::string& url() const { return m_url; }
     /// Sets the address that MakeURL appends to.
     void setUrl(const std::string& url);
     const std::string& body() const { return m_body; }
-    /// URL and body for the request, which takes them along: the command has none afterwards.
+    /// URL and body for the request, moved out: the command has none afterwards.
     std::string takeUrl() { return std::move(m_url); }
     std::string takeBody() { return std::move(m_body); }
     void* userData() const { return m_userData; }
@@ -65,13 +64,13 @@ public:
     bool isCancelled(UINT64 reference) const;
 
 protected:
-    // These print the URL and BODY lines with the function and line of their caller, which is MakeURL.
+    // The results print the URL and BODY lines with the function and line of the caller, MakeURL.
 
     /// Appends a path and "?"; the parameters follow.
     vorel::RequestQuery urlQuery(std::string_view path, const vorel::ProviderOptions& options, vorel::Here here = {});
     /// Appends a path; the parameters go into the body.
     vorel::RequestQuery bodyQuery(std::string_view path, const vorel::ProviderOptions& options, vorel::Here here = {});
-    /// Appends a string that depends on no setting.
+    /// Appends a string; settings are not used.
     vorel::RequestQuery urlOnly(std::string_view string, vorel::Here here = {});
 
     std::string m_url;
@@ -85,10 +84,10 @@ private:
 
     friend class vorel::CommandRegistry;
     vorel::Link<VorelServiceCMD> m_link;  ///< in the registry
-    UINT64 m_ticket = 0;                  ///< of the registration; 0 while there is none
+    UINT64 m_ticket = 0;                  ///< of the registration; 0 while it is not registered
 };
 
-/// A command of one kind: its number and its caller's callback, which may be null.
+/// A command of one kind: its key and the caller's callback, which may be null.
 template <unsigned int Key, class ResultCallback>
 class VorelRequestCMD : public VorelServiceCMD {
 public:
@@ -231,7 +230,7 @@ public:
     VorelGetCityListCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider);
     ~VorelGetCityListCMD() override;
     void MakeURL(const WContentProvider& provider);
-    /// Adds to both maps; entries that are there stay, also when it fails or is cancelled.
+    /// Adds to both maps; existing entries stay, even if it fails or is cancelled.
     int ParseCityList(const std::string& body, std::map<int, std::string>& states,
                       std::multimap<int, WVLCityCode>& cities, UINT64 reference);
 };
@@ -456,7 +455,7 @@ public:
                  const WContentProvider& provider);
     int ParseSendLike(const std::string& body);
 
-    /// Which kind of like was sent; empty before MakeURL.
+    /// The type that was sent; empty before MakeURL.
     const std::string& GetType() const;
     void SetType(const std::string& type);
 
@@ -535,7 +534,7 @@ public:
 
 // -- Files (VorelCommand.cpp)
 
-/// A download: three strings instead of a URL to build.
+/// A download: holds three strings and builds no URL.
 class VorelDownloadCMD : public VorelServiceCMD {
 public:
     static constexpr unsigned int kKey = 51;

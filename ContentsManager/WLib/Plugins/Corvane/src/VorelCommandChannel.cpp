@@ -1,4 +1,4 @@
-// Commands of the line-up: channels, headends, cities, and the quiz that finds the viewer's headend.
+// Commands of the line-up: channels, headends, cities, and the quiz that identifies the viewer's headend.
 
 #include "VorelCommand.h"
 
@@ -122,11 +122,11 @@ WSTATUS readHeadends(const std::string& body, const ListRules& rules, Satellite 
                          });
 }
 
-/// The library that encodes postal codes, which are rarely used. It brings a second HTTP library with its cryptography
-/// into the process, so it is loaded when it is first needed: that saves four fifths of the time to load the plug-in.
+/// The library that encodes postal codes, which are rarely used. It loads a second HTTP library and its cryptography
+/// into the process, so it is loaded on first use: that saves four fifths of the plug-in's loading time.
 class EscapeLibrary {
 public:
-    /// @throws std::runtime_error when it is not there
+    /// @throws std::runtime_error if it cannot be loaded
     static const EscapeLibrary& instance()
     {
         static const EscapeLibrary s_library;
@@ -174,13 +174,13 @@ bool hasRoom(std::size_t size)
 /// Percent-encodes a postal code (RFC 5849, section 3.6). Quirk: the copy that the library returns is never freed.
 std::string escaped(const std::string& text)
 {
-    // The library ends the process when it runs out of memory. It allocates the size of the string, and twice as much
-    // each time that this is too little.
+    // The library ends the process if it runs out of memory. It allocates the size of the string, and doubles that
+    // whenever it is too small.
     if (!hasRoom(text.size() + 1)) {
         throw std::bad_alloc();
     }
 #if defined(__SANITIZE_ADDRESS__)
-    // The one leak that is known: it must not hide others.
+    // The only known leak. It must not hide others.
     const __lsan::ScopedDisabler leaksOnPurpose;
 #endif
     const char* const copy = EscapeLibrary::instance().escape()(text.c_str());
@@ -260,7 +260,7 @@ void VorelGetHeadendCMD::MakeURL(const std::string& zipCode, const WContentProvi
 
 int VorelGetHeadendCMD::ParseHeadend(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference)
 {
-    // Quirk: the line about an empty list is spelled differently in the two siblings.
+    // Quirk: the two similar parsers spell the line about an empty list differently.
     return readHeadends(body, {"VorelGetHeadendCMD::ParseHeadend", "Headend Data size is Zero", status::kEmptyList},
                         Satellite::Read, {*this, reference}, out);
 }
@@ -293,7 +293,7 @@ int VorelGetCityListCMD::ParseCityList(const std::string& body, std::map<int, st
                 readFields<WVLCityCode>(element, kCity, city);
                 cities.emplace(key, std::move(city));
             });
-            // Quirk: a cancelled reply leaves in the maps what it had put there.
+            // Quirk: the maps keep what was added before the cancel.
             if (!complete) {
                 printCancelled(reading, "VorelGetCityListCMD::ParseCityList");
                 return status::kCancelled;
@@ -318,7 +318,7 @@ void VorelGetCityListBrowseCMD::MakeURL(const WContentProvider& provider)
 
 int VorelGetCityListBrowseCMD::ParseCityList(const std::string& body, WContainer<WVLCityCode>& out, UINT64 reference)
 {
-    // Quirk: the cancel line comes before the clearing here, and only here.
+    // Quirk: only here the cancel line is printed before the container is cleared.
     ListRules rules{"VorelGetCityListBrowseCMD::ParseCityList"};
     rules.printsCancelFirst = true;
     return readListReply(body, "geo_level_1", rules, {*this, reference}, out,
@@ -362,7 +362,7 @@ void VorelGetHeadendBrowseCMD::MakeURL(const std::string& code, const WContentPr
 
 int VorelGetHeadendBrowseCMD::ParseHeadendBrowse(const std::string& body, WContainer<WVLHeadend>& out, UINT64 reference)
 {
-    // Quirk: the cancel line names the sibling's function.
+    // Quirk: the cancel line names the function of another command.
     return readHeadends(body,
                         {"VorelGetHeadendBrowseCMD::ParseHeadendKor", "Headend Data Size is zero.", status::kEmptyList},
                         Satellite::NotRead, {*this, reference}, out);

@@ -150,7 +150,7 @@ int VorelGetServerUrlCMD::ParseServerUrl(const std::string& body, WDateTime offs
     return readReply(body, [&](const Json::Value& rsp) {
         url = toText(member(rsp, "url"));
         expired = toDateTime(member(rsp, "expired"), WDateTime::FORMAT_DATETIME);
-        // Quirk: the test is made on the source of the offset, not on what was read.
+        // Quirk: tests the source of the offset, not the time that was read.
         if (offsetSource.isValid()) {
             expired.setOffset(offsetSource.getOffsetSign(), offsetSource.getOffsetTime());
         }

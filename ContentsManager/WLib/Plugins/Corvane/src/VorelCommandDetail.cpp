@@ -112,7 +112,7 @@ constexpr Field<WVLContent> kEpisode[] = {
     {"poster", &WVLContent::setPoster},
 };
 
-/// The airings of a programme on one channel: a copy of the programme each, or one without a time.
+/// The airings of a programme on one channel: one copy of the programme for each, or a single one without a time.
 void appendAirings(const Json::Value& object, const WVLContent& programme, const WDateTime& clock,
                    std::list<WVLContent>& list)
 {
@@ -178,7 +178,7 @@ int VorelGetGenreListCMD::ParseGenreList(const std::string& body, WContainer<WVL
             }
             return result;
         }
-        // Not an error: the catalogue is good without representative genres.
+        // Not an error: a catalogue need not have representative genres.
         result = readList(member(rsp, "rep_genre"),
                           {kParser, "[--VorelGetGenreListCMD::ParseGenreList] rep_genre size is zero"}, reading,
                           repGenres, [](const Json::Value& element, std::list<WVLRepGenre>& list) {
@@ -216,7 +216,7 @@ void VorelGetContentDetailInfoCMD::MakeURL(const std::string& contentId, const s
 int VorelGetContentDetailInfoCMD::ParseContentDetailInfo(const std::string& body, WDateTime clock,
                                                          WContainer<WVLContent>& out)
 {
-    // Quirk: no guard here and in the series' parser; their handlers catch.
+    // Quirk: this parser and that of the series catch nothing; their handlers do.
     return readReplyUnguarded(body, [&](const Json::Value& rsp) {
         const Json::Value& object = member(rsp, "content");
         const ReadingRules rules{&clock, ImageTest::UrlPresent};
@@ -271,7 +271,7 @@ void VorelGetSeriesDetailInfoCMD::MakeURL(const std::string& contentId, const st
                                           const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language | Headend | Device);
-    // Quirk: the language follows the device, and there is no "&device=N".
+    // Quirk: the language comes after the device, and there is no "&device=N".
     urlQuery("browse/content/" + contentId + "/series", options)
         .country()
         .headend()

@@ -134,7 +134,7 @@ void VorelGetOnAirCMD::MakeURL(const std::list<std::string>& sources, const std:
                                const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language | Headend | Device);
-    // Quirk: no "&device=N" here, an empty setting is written as it is.
+    // Quirk: no "&device=N" here; an empty setting is written as an empty value.
     urlQuery("channel/onair", options)
         .countryIfSet()
         .languageIfSet()
@@ -306,7 +306,7 @@ void VorelSearchEpgCMD::MakeURL(const std::string& query, const std::string& exa
                                 const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Headend | Device);
-    // Quirk: the BODY line shows the URL, and a start of 0 is written; other operations leave it out.
+    // Quirk: the BODY line shows the URL, and a start of 0 is written, which other operations leave out.
     urlQuery("search/epg_search", options)
         .showingUrlAsBody()
         .country()

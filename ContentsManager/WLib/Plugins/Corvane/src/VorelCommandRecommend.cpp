@@ -1,4 +1,4 @@
-// Commands of the recommendations: what suits the viewer, what was missed, what is related, and the concierge.
+// Commands of the recommendations: for the viewer, missed and related programmes, and the concierge.
 
 #include "VorelCommand.h"
 
@@ -90,7 +90,7 @@ constexpr Field<WVLPerson> kCastAndCrew[] = {
     {"role", &WVLPerson::setRole},
 };
 
-/// Without a certification flag, unlike the episode itself.
+/// Has no certification flag, unlike the episode itself.
 constexpr Field<WVLContent> kRelatedContent[] = {
     {"id", &WVLContent::setID},         {"lang", &WVLContent::setLang},     {"title", &WVLContent::setTitle},
     {"year", &WVLContent::setYear},     {"type", &WVLContent::setType},     {"genres", &WVLContent::setGenrelist},
@@ -123,7 +123,7 @@ enum CombinationType : unsigned {
     kApplication = 3,
 };
 
-/// Smart channel and smart popular; the former also says why it recommends.
+/// Smart channel and smart popular; only the former delivers the reason for the recommendation.
 void readSmart(const Json::Value& element, bool readsType, const WDateTime& clock, std::list<WVLContent>& list)
 {
     const ReadingRules rules{&clock, ImageTest::UrlNonEmpty, kImageWithoutSize};
@@ -151,7 +151,7 @@ void readMissed(const Json::Value& element, const WDateTime& clock, std::list<WV
     readFields<WVLContent>(member(element, "content"), kMissedContent, content, rules);
 }
 
-/// The four settings that recommendations begin with.
+/// The four settings at the beginning of a query for recommendations.
 constexpr Options kViewer = Country | Language | Headend | Device;
 
 }  // namespace
@@ -225,7 +225,7 @@ int VorelGetPopularChCMD::ParseGetPopularCh(const std::string& body, WContainer<
                                             UINT64 reference)
 {
     const ReadingRules rules{&clock, ImageTest::UrlNonEmpty};
-    // Quirk: -16 after an exception, and only here.
+    // Quirk: only here the status after an exception is -16.
     ListRules listRules{"VorelGetPopularChCMD::ParseGetPopularCh"};
     listRules.statusOfException = status::kWrongProvider;
     return readListReply(body, "channel", listRules, {*this, reference}, out,
@@ -330,7 +330,7 @@ VorelGetCombinationCMD::~VorelGetCombinationCMD() = default;
 void VorelGetCombinationCMD::MakeURL(const std::string& modelFirmwareCode, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, kViewer);
-    // Quirk: the concierge does not lie under the common path, and no "&device=N".
+    // Quirk: the path has no common prefix, and there is no "&device=N".
     urlQuery("/openapi/service/concierge/combination", options)
         .country()
         .languageIfSet()
@@ -354,7 +354,7 @@ int VorelGetCombinationCMD::ParseCombination(const std::string& body, WDateTime 
             }
         }
     };
-    // Quirk: the suggestions are emptied before the exception is printed.
+    // Quirk: the suggestions are cleared before the exception is printed.
     ReplyRules replyRules;
     replyRules.onException = OnException::UndoThenPrint;
     return readReplyOrUndo(

@@ -13,7 +13,7 @@ using namespace vorel;
 
 namespace {
 
-/// Quirk: name before dtv, unlike the lists.
+/// Quirk: reads name before dtv, unlike the lists.
 constexpr Field<WVLChannel> kFavoriteChannel[] = {
     {"source", &WVLChannel::setSource},
     {"name", &WVLChannel::setName},
@@ -45,13 +45,13 @@ constexpr Field<WVLContent> kFavoriteListContent[] = {
     {"year", &WVLContent::setYear}, {"type", &WVLContent::setType}, {"poster", &WVLContent::setPoster},
 };
 
-/// One favourite of either kind. Quirk: an image size of 0 is written here and nowhere else.
+/// One favourite channel or programme. Quirk: only here an image size of 0 is written.
 void writeFavorite(RequestQuery&& query, const std::string& type, const std::string& id, int imageSize)
 {
     query.countryIfSet().text("&type=", type).text("&id=", id).number("&imagesize=", imageSize);
 }
 
-/// The favourites of either kind.
+/// The favourite channels or programmes.
 void writeFavoriteList(RequestQuery&& query, const std::string& type, int imageSize, const std::string& order,
                        const std::string& sort, int start, int num)
 {
@@ -169,7 +169,7 @@ void VorelGetFavoriteChannelListCMD::MakeURL(const std::string& type, int imageS
 int VorelGetFavoriteChannelListCMD::ParseFavoriteChannelList(const std::string& body, WContainer<WVLChannel>& out,
                                                              UINT64 reference)
 {
-    // Quirk: no "index", unlike the channel list.
+    // Quirk: reads no "index", unlike the channel list.
     ReadingRules rules;
     rules.imageFields = kImageWithoutIndex;
     return readListReply(body, "channel", {"VorelGetFavoriteChannelListCMD::ParseFavoriteChannelList"},

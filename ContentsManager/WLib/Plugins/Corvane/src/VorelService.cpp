@@ -1,4 +1,4 @@
-// Records of live requests, their cancelling and their end. How a request comes to be: VorelServiceRequests.cpp.
+// Records of live requests, cancelling and completion. VorelServiceRequests.cpp builds requests.
 
 #include "VorelService.h"
 
@@ -19,8 +19,8 @@ namespace {
 
 using Lock = std::lock_guard<std::mutex>;
 
-/// Destroys a command that a block held: its owner's registry lets go of it first, so that it never lists a command
-/// that is gone.
+/// Destroys the command of a block. Its owner's registry forgets it first, so that the registry never lists a destroyed
+/// command.
 void destroyCommand(VorelServiceCMD* command)
 {
     if (command == nullptr) {
@@ -32,7 +32,7 @@ void destroyCommand(VorelServiceCMD* command)
     delete command;
 }
 
-/// A record is a part of its request's block; only that of a request without a block is not.
+/// Frees a record, unless it is part of its request's block.
 void freeRecord(VorelRequestInfo* record)
 {
     if (record->args == nullptr) {
@@ -40,7 +40,7 @@ void freeRecord(VorelRequestInfo* record)
     }
 }
 
-/// Deletes a request, and its block and record with it.
+/// Deletes a request with its block and record.
 void deleteRequest(VorelRequestInfo* record)
 {
     HttpRequest* const request = record->request;
@@ -232,7 +232,7 @@ WSTATUS VorelService::cancelRecord(unsigned long long reference)
         return status::kNotCancellable;
     }
     if (record->respondedFlag) {
-        // Quirk: a download that has arrived is "not found", any other kind is marked without touching its request.
+        // Quirk: a download that has arrived is "not found"; any other kind is marked, and its request is not touched.
         if (operation(record->requestID).cancel == Cancel::UntilResponded) {
             return status::kNotFound;
         }
@@ -275,13 +275,13 @@ void VorelService::dropArgs(VorelServiceArgs* args)
         m_args.remove(args);
         --m_argsCount;
     }
-    // Destroyed without the lock: the command's owner takes its own.
+    // Without the lock: the command's owner takes its own.
     destroyCommand(std::exchange(args->command, nullptr));
 }
 
 void VorelService::cleanRequest(unsigned long long reference)
 {
-    // From here on the request is not found any more, so cancel() never meets one that is being deleted.
+    // From here on cancel() does not find the request, so it never touches one that is being deleted.
     VorelRequestInfo* const record = takeRecord(reference);
     if (record == nullptr) {
         return;
@@ -323,18 +323,18 @@ void VorelService::cbVorelFnCallback(SESSION_STATUS sessionStatus, HttpRequest* 
         return;
     }
     VorelService* const service = args->service;
-    // The caller's callback may destroy the plug-in object, and this service with it: what is asked afterwards has to
-    // live longer than both.
+    // The caller's callback may destroy the plug-in object, and this service with it: what is read afterwards must
+    // outlive both.
     const std::shared_ptr<const Life> life = service->m_life;
     if (life->closing || !service->respond(*args, request, sessionStatus)) {
         return;
     }
-    // Kept here while the callback runs: it may show the response to its caller, who may destroy the request.
+    // Moved out of the request: the callback may destroy the request, and its results may be part of the response.
     const HttpResponse response = std::move(request->response());
     const unsigned long long finished =
         args->completion(sessionStatus, response, args->command, args->record.reference);
-    // While the service closes, what is left is freed by its destructor, which waits for this call to return unless it
-    // was called from inside it.
+    // If the service is closing, its destructor frees the rest. It waits for this call to return, unless it was called
+    // from inside this call.
     if (!life->closing) {
         service->cleanRequest(finished);
     }

@@ -1,4 +1,4 @@
-// The request builders: five forms of one sequence, queue(). Outgoing holds what they differ in.
+// The request builders: five forms of one sequence, queue(). Outgoing holds their differences.
 
 #include "VorelService.h"
 
@@ -23,8 +23,8 @@ struct VorelService::Outgoing {
     bool uploadsFile = false;
 };
 
-/// A request with its block, and its record in that, as one piece of memory: with thousands in flight, what a request
-/// costs at its end is mostly the number of places in memory that have to be fetched for it.
+/// A request with its block and record in one piece of memory. With thousands of requests in flight, the cost of a
+/// completion is mostly the number of cache lines that it has to fetch.
 class VorelService::Exchange final : public HttpRequest {
 public:
     Exchange(HTTP_REQUEST_TYPE type, std::string url, HttpHeader header, std::string body)
@@ -87,7 +87,7 @@ WSTATUS VorelService::queue(Outgoing outgoing, VorelServiceCMD* command, unsigne
             reference = created;
             result = m_life->closing ? status::kNoService : m_delegator->addRequest(recorded);
             if (result >= 0) {
-                // The completion may have cleaned everything up by now: only the number is safe to use.
+                // The completion may already have deleted everything: only the reference is safe to use.
                 setRequestedStatus(created);
                 return status::kOk;
             }
@@ -138,7 +138,7 @@ WSTATUS VorelService::putDataRequest(std::string url, const HeaderMap& headers, 
     if (filePath.empty()) {
         return status::kBadArgument;
     }
-    // Only to learn whether it can be read: the host reads the file itself.
+    // Tests only whether the file can be opened; the host reads it.
     std::FILE* const file = std::fopen(filePath.c_str(), "rb");
     if (file == nullptr) {
         return status::kFileNotReadable;

@@ -1,4 +1,4 @@
-// The session with the service and the token that proves it.
+// The session with the service, and the token that requests send.
 
 #include "VorelService.h"
 
@@ -22,8 +22,8 @@ std::string hexOfSha1(const std::string& text)
     std::array<unsigned char, SHA_DIGEST_LENGTH> digest{};
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    // These three allocate no memory. Their successors do, for every token, and if that fails they leave entries in the
-    // thread's error queue, where the host's own TLS looks for its errors.
+    // These three functions allocate no memory. Their successors do, for every token, and if that fails, they leave
+    // entries in the thread's error queue, where the host's TLS code looks for its errors.
     SHA_CTX context;
     if (SHA1_Init(&context) != 1 || SHA1_Update(&context, text.data(), text.size()) != 1 ||
         SHA1_Final(digest.data(), &context) != 1) {

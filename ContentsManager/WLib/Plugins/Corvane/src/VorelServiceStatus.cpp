@@ -1,4 +1,4 @@
-// The meaning of statuses under the transport's names; what they do is in Status.cpp.
+// The status functions under the transport's names; Status.cpp implements them.
 
 #include "VorelService.h"
 

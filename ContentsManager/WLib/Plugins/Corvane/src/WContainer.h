@@ -11,8 +11,8 @@
 namespace W {
 
 /// A list of records with its count. The library exports it for the record types that its callbacks deliver. A host
-/// reads containers during the callback that hands them out, and may make its own, also derived ones, for
-/// WCorvaneOAI::getTodaySchedule(): lists are handed over through the virtual operations alone.
+/// reads a container during the callback that delivers it. For WCorvaneOAI::getTodaySchedule() it may pass a container
+/// of a derived class: the library hands lists over through the virtual operations only.
 template <class T>
 class WContainer {
 public:
@@ -23,13 +23,13 @@ public:
 
     virtual const std::list<T>& getData() const;
 
-    /// Replaces the list by a copy; the count is set apart from it.
+    /// Replaces the list with a copy; the count does not change.
     virtual void setData(const std::list<T>& data);
 
     /// The list for modification.
     virtual std::list<T>& data();
 
-    /// Empties everything. Quirk: the count of a cleared container is -1, not 0; callers test the list.
+    /// Empties the container. Quirk: its count is then -1, not 0; callers test the list.
     virtual void clear();
 
     /// Number of elements as the parser set it: 0 in a fresh container, -1 in a cleared one.
@@ -43,7 +43,7 @@ private:
     std::list<T> m_data;
 };
 
-// Defined apart from the class, so that the library exports all of them.
+// Defined outside the class, so that the library exports all of them.
 
 template <class T>
 WContainer<T>::WContainer() = default;

@@ -1,4 +1,4 @@
-// The plug-in object's life and the frame of its operations.
+// Construction and destruction of the plug-in object, and the frame of its operations.
 
 #include "WVorelOAI.h"
 
@@ -27,7 +27,7 @@ WVorelOAI::WVorelOAI()
         }
         m_pService = service.release();
     } catch (const std::exception&) {
-        // Every operation reports it.
+        // Every operation reports the missing service.
     }
 }
 
@@ -134,7 +134,7 @@ int WVorelOAI::send(const Operation& operation, const ProviderOptions& options, 
         m_registry.destroy(handed, ticket);
         return refuse(operation, call, result);
     }
-    // The completion may have run: neither the command nor anything of it is touched from here on.
+    // The completion may have run and destroyed the command, so nothing of it is touched from here on.
     setWRequestStatus(operation.key, reference, status::kOk, call.out);
     return status::kOk;
 }
@@ -215,7 +215,7 @@ WSTATUS WVorelOAI::transport(Verb verb, VorelServiceCMD& command, const HeaderMa
 
 extern "C" {
 
-/// Makes one plug-in object, which the host gives back to destroyPlugin(). Null when out of memory.  [host thread]
+/// Creates a plug-in object, which the host passes to destroyPlugin() later. Null if out of memory.  [host thread]
 __attribute__((visibility("default"))) W::WPlugin* createPlugin()
 {
     try {
@@ -225,8 +225,8 @@ __attribute__((visibility("default"))) W::WPlugin* createPlugin()
     }
 }
 
-/// Destroys an object of createPlugin(); null is ignored. When it returns, no callback of the object is running, except
-/// the one that called it, if any.  [any thread]
+/// Destroys an object of createPlugin(); null is ignored. After it returns, no callback of the object runs, except the
+/// one that called it, if any.  [any thread]
 __attribute__((visibility("default"))) void destroyPlugin(W::WPlugin* plugin)
 {
     delete plugin;

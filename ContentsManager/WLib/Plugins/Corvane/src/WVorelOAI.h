@@ -1,6 +1,6 @@
 // The plug-in object: the one implementation of WCorvaneOAI, which documents the operations. WVorelOAIRequests.cpp has
-// the operations in slot order, WVorelOAIReplies.cpp the completions in key order, WVorelOAIFiles.cpp what works on
-// files. WVorelOAI.cpp has the frame of the operations and the object's own life.
+// the operations in slot order, WVorelOAIReplies.cpp the completions in key order, WVorelOAIFiles.cpp the operations on
+// files, WVorelOAI.cpp the object's construction and destruction and the frame of the operations.
 #pragma once
 
 #include <memory>
@@ -20,7 +20,7 @@ namespace W {
 
 class WVorelOAI final : public WCorvaneOAI {
 public:
-    /// Out of memory is not reported here: every operation then returns -3.
+    /// Does not report missing memory: every operation then returns -3.
     WVorelOAI();
     /// Ends all outstanding requests without running a callback, and waits for callbacks that run on other threads.
     ~WVorelOAI() override;
@@ -117,7 +117,7 @@ public:
 
     /// Registers a command, which the registry then owns. One that is registered already stays registered once.
     void addCMD(VorelServiceCMD* command) { m_registry.add(command); }
-    /// Destroys a registered command; nothing happens to any other pointer, which is only compared.
+    /// Destroys a registered command. Any other pointer is ignored; it is only compared.
     void cleanupCMD(VorelServiceCMD* command) { m_registry.destroy(command); }
     /// Destroys every registered command.
     void cleanupCMD() { m_registry.destroyAll(); }
@@ -127,7 +127,7 @@ public:
     static void setWRequestStatus(unsigned int requestID, unsigned long long reference, int status,
                                   WRequestStatus& out);
 
-    /// The transport; null when there was no memory for it.
+    /// The transport; null if there was no memory for it.
     VorelService* service() const { return m_pService; }
 
     /// Difference between UTC and the service's local time; not valid before getLocalTime() has succeeded.
@@ -141,8 +141,8 @@ public:
     static UINT64 cbFnVorelRequestCompleted(SESSION_STATUS status, const HttpResponse& response,
                                             VorelServiceCMD* command, UINT64 reference);
 
-    // One handler per key. Each runs one callback, if the command holds one, and returns the reference.
-    // `command->owner()` has to be set.
+    // One handler per key. Each runs the command's callback once, unless it is null, and returns the reference.
+    // `command->owner()` must not be null.
 
     template <class Command>
     using Handler = UINT64(SESSION_STATUS status, const HttpResponse& response, Command* command, UINT64 reference);
@@ -198,7 +198,7 @@ public:
     static Handler<VorelDownloadCMD> cbDownloadDone;
 
 private:
-    /// The object as its commands and its transport see it.
+    /// This object, as its commands and transport see it.
     class Owner final : public vorel::CommandOwner {
     public:
         explicit Owner(WVorelOAI& object) : m_object(object) {}
@@ -209,7 +209,7 @@ private:
         WVorelOAI& m_object;
     };
 
-    /// One call of an operation: what every operation is passed, and the line of the operation.
+    /// One call of an operation: the arguments that all operations have, and the operation's source line.
     struct CallContext {
         CallContext(void* pCallersData, WRequestStatus& callersRecord, bool argumentsGiven = true,
                     int operationLine = __builtin_LINE())
@@ -218,11 +218,11 @@ private:
 
         void* userData;
         WRequestStatus& out;
-        bool given;  ///< every argument that has to be given is
+        bool given;  ///< no required argument is missing
         int line;
     };
 
-    // The frame of an operation, in its order: admit(), the command, its MakeURL, send(); refuse() wherever it fails.
+    // The frame of an operation, in order: admit(), the command, its MakeURL, send(); refuse() after any failure.
 
     /// Runs an operation that sends one command.
     /// @param arguments  those of the command's MakeURL, without the provider
@@ -230,7 +230,7 @@ private:
     int request(const CallContext& call, typename Command::Callback done, const Arguments&... arguments);
 
     /// The checks before a command is made: service, session, arguments and options, clock.
-    /// @return 0 or the status that refuses the call; its own line has been printed then
+    /// @return 0, or the status of the refusal, for which any line other than the error line has been printed
     WSTATUS admit(const vorel::Operation& operation, const vorel::ProviderOptions& options,
                   const CallContext& call) const;
 
@@ -240,9 +240,9 @@ private:
     int send(const vorel::Operation& operation, const vorel::ProviderOptions& options, const CallContext& call,
              std::unique_ptr<VorelServiceCMD> command, std::string url, const std::string& filePath = {});
 
-    /// The common failure exit: error line and status record.
+    /// Ends a refused call: prints the error line and fills the status record.
     static int refuse(const vorel::Operation& operation, const CallContext& call, WSTATUS status);
-    /// The same after an exception: -3. One that does not mean missing memory is printed first.
+    /// The same after an exception, with -3. An exception other than out-of-memory is printed first.
     static int refuse(const vorel::Operation& operation, const CallContext& call, const std::exception& exception);
     /// The operation's line about a missing service.
     static void printNoService(const vorel::Operation& operation, const CallContext& call);
@@ -255,7 +255,7 @@ private:
     vorel::CommandRegistry m_registry;
     WDateTime m_serverTimeDifference;
 
-    mutable std::mutex m_clockLock;  ///< of the server's time difference
+    mutable std::mutex m_clockLock;  ///< m_serverTimeDifference
     Owner m_owner{*this};
     friend vorel::CommandOwner& vorel::ownerOf(WVorelOAI& object);
 };

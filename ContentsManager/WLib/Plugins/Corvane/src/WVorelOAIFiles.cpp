@@ -1,4 +1,4 @@
-// What works on files of the device: downloads, and today's schedule read from one.
+// Operations on files of the device: downloads, and reading today's schedule from a file.
 
 #include "WVorelOAI.h"
 
@@ -46,8 +46,8 @@ public:
         m_descriptor = -1;
     }
 
-    /// Reads a regular file of at most `limit` bytes as a whole; a device, pipe or directory is refused and never
-    /// blocks.
+    /// Reads a regular file of at most `limit` bytes as a whole. Refuses devices, pipes and directories without
+    /// blocking.
     bool readAll(std::string& text, off_t limit)
     {
         struct stat state = {};
@@ -102,8 +102,8 @@ void readToday(const Array& channels, const WDateTime& clock, std::list<WVLConte
 }
 
 /// Reads a long schedule channel by channel.
-/// @param root  gets what surrounds the channels
-/// @return false if the file has to be read as a whole; nothing is written then
+/// @param root  receives the document without its channels
+/// @return false if the file must be read as a whole; nothing is written then
 bool readTodayInPieces(const std::string& text, const WDateTime& clock, Json::Value& root, std::list<WVLContent>& list)
 {
     try {
@@ -158,7 +158,7 @@ int WVorelOAI::getTodaySchedule(const std::string& path, WContainer<WVLContent>&
     }
 }
 
-// A download has a provider to check, strings to compose and no headers, so the frame's steps are written out.
+// A download checks its provider, composes strings and sends no headers, so the frame's steps are written out.
 int WVorelOAI::download(const WContentProvider& provider, const std::string& url, const std::string& directory,
                         const std::string& fileName, DownloadCallback done, void* userData, WRequestStatus& out)
 {
@@ -204,12 +204,12 @@ UINT64 WVorelOAI::cbDownloadDone(SESSION_STATUS sessionStatus, const HttpRespons
     }
     CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [++ WVorelOAI::cbDownloadDone]", __func__, __LINE__);
 
-    // Nothing of what the callback gets belongs to the object or the command, which it may destroy.
+    // The callback may destroy the object and the command, so none of its arguments belongs to them.
     const std::string localPath = command->takeLocalPath();
     const WContentProvider provider = owner->m_provider;
     LocalFile file(localPath);
     WSTATUS result = status::kOk;
-    // Quirk: an exchange that broke off is -403 if no file was written, whatever the reason; an HTTP failure is not.
+    // Quirk: an incomplete exchange is -403 if no file was written, for whatever reason; an HTTP failure never is.
     if (sessionStatus == session::kCompleted && response.getHttpResponseCode() != 200) {
         result = hostStatus(statusOfHttp(response.getHttpResponseCode()));
     } else if (!file.isOpen()) {

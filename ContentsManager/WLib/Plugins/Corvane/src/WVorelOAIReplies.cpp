@@ -1,5 +1,5 @@
 // The completions, in key order: the dispatcher, and one handler per command, which names its results and its parser.
-// What they share is in Delivery.h.
+// Delivery.h has their common parts.
 
 #include "WVorelOAI.h"
 
@@ -98,7 +98,7 @@ UINT64 WVorelOAI::cbGetAuthSeedkeyDone(SESSION_STATUS status, const HttpResponse
         [&](const std::string& body) {
             VorelService& service = *command->owner()->service();
             const WSTATUS result = command->ParseSessionInfo(body, session);
-            // A session that the caller no longer wants is neither stored nor shown.
+            // A cancelled request neither stores nor delivers a session.
             if (service.isCancelledFirst(reference)) {
                 session = WVLSession();
             } else if (result == status::kOk) {
@@ -313,7 +313,7 @@ UINT64 WVorelOAI::cbGetSeriesDetailInfoDone(SESSION_STATUS status, const HttpRes
 {
     WVLContent series;
     WContainer<WVLContent> episodes;
-    // Quirk: misspelled in the lines that mark cancelling and exit, and only there.
+    // Quirk: misspelled in the lines about cancelling and exit, and only there.
     return deliver(
         {status, response, reference, "cbGetSeiresDetailInfoDone"}, command,
         [&](const std::string& body) {
@@ -464,7 +464,7 @@ UINT64 WVorelOAI::cbGetCombinationDone(SESSION_STATUS status, const HttpResponse
 UINT64 WVorelOAI::cbSearchEpgDone(SESSION_STATUS status, const HttpResponse& response, VorelSearchEpgCMD* command,
                                   UINT64 reference)
 {
-    // Quirk: the body reaches the caller as it came, whatever the status.
+    // Quirk: the body is delivered unchanged, whatever the status.
     return deliver(
         {status, response, reference}, command, [](const std::string& /*body*/) { return status::kOk; },
         response.getPayload());

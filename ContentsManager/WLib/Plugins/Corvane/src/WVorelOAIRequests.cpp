@@ -29,7 +29,7 @@ bool isGiven(const std::list<Element>& list)
     return !list.empty();
 }
 
-/// True when every argument has a value: strings and lists that are not empty, numbers that are not 0.
+/// True if every argument has a value: strings and lists are not empty, numbers are not 0.
 template <class... Arguments>
 bool given(const Arguments&... arguments)
 {

@@ -1,4 +1,4 @@
-// What commands and the transport need of the plug-in object, which knows both of them.
+// What commands and the transport need from the plug-in object. It knows both; they do not know it.
 #pragma once
 
 #include "WTypes.h"
@@ -10,14 +10,14 @@ class WVorelOAI;
 
 namespace vorel {
 
-/// The object that made a command.  [any thread]
+/// The object that created a command.  [any thread]
 class CommandOwner {
 public:
     CommandOwner() = default;
     CommandOwner(const CommandOwner&) = delete;
     CommandOwner& operator=(const CommandOwner&) = delete;
 
-    /// Whether a request has been cancelled; false if it is not known, or without a service.
+    /// Whether a request has been cancelled; false if it is unknown or there is no service.
     virtual bool isCancelled(UINT64 reference) const = 0;
     /// Forgets a command that is about to be destroyed.
     virtual void releaseCommand(VorelServiceCMD* command) = 0;
@@ -26,7 +26,7 @@ protected:
     ~CommandOwner() = default;
 };
 
-/// A plug-in object as the owner of commands. A plug-in object has one base class, so this is a part of it.
+/// The owner that a plug-in object contains. It is not a second base class: the object's layout allows only one.
 CommandOwner& ownerOf(WVorelOAI& object);
 
 }  // namespace vorel

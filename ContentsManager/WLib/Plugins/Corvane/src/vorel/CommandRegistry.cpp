@@ -25,7 +25,7 @@ void CommandRegistry::release(VorelServiceCMD* command)
 
 void CommandRegistry::destroy(VorelServiceCMD* command)
 {
-    // Declared before the lock, so that it is destroyed after the lock's release.
+    // Declared before the lock, so that the command is destroyed after the lock is released.
     std::unique_ptr<VorelServiceCMD> found;
     const std::lock_guard<std::mutex> hold(m_lock);
     if (m_commands.contains(command)) {

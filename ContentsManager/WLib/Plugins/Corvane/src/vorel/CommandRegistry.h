@@ -1,6 +1,6 @@
-// Which commands are alive and who destroys them. A command is created by its operation, registered here before it is
-// handed to the transport, and destroyed by exactly one of: the transport, when its request is over (release() first);
-// the operation, when it fails (destroy() with its ticket); the plug-in object, when it is destroyed (destroyAll()).
+// The commands that exist, and who destroys them. An operation creates a command and registers it here before it passes
+// it to the transport. Exactly one of these destroys it: the transport, when the request has ended (release() first);
+// the operation, if it fails (destroy() with its ticket); the plug-in object, when it is destroyed (destroyAll()).
 #pragma once
 
 #include <cstddef>
@@ -11,12 +11,12 @@
 
 namespace W::vorel {
 
-/// The commands of one plug-in object, in the order in which they were added. Adding and releasing cost the same
-/// however many there are, and ask for no memory. Commands are destroyed through their virtual destructors and without
-/// the lock.  [any thread]
+/// The commands of one plug-in object, in the order in which they were added. Adding and releasing take constant time
+/// and allocate nothing. Commands are destroyed through their virtual destructors, without holding the lock.
+/// [any thread]
 class CommandRegistry {
 public:
-    /// Tells two registrations apart, also of commands at the same address one after the other; never 0.
+    /// Identifies a registration, even if a later command has the same address; never 0.
     using Ticket = UINT64;
 
     CommandRegistry() = default;
@@ -24,17 +24,17 @@ public:
     CommandRegistry& operator=(const CommandRegistry&) = delete;
     ~CommandRegistry() { destroyAll(); }
 
-    /// Adds a command, which the registry then owns. One that is registered already keeps its ticket.
+    /// Adds a command, which the registry then owns. A command that is registered already keeps its ticket.
     Ticket add(VorelServiceCMD* command);
 
     /// Forgets a live command without destroying it; one that is not registered is ignored.
     void release(VorelServiceCMD* command);
 
-    /// Destroys `command` if it is registered. The pointer is only compared. Looks at one command after the other.
+    /// Destroys `command` if it is registered. The pointer is only compared. Takes time proportional to size().
     void destroy(VorelServiceCMD* command);
 
-    /// Destroys `command` if it is still registered with `ticket`. The pointer is only compared: the command may be
-    /// gone and its address in use again. Looks at the commands that were added later, and at no others.
+    /// Destroys `command` if it is still registered with `ticket`. The pointer is only compared: the command may have
+    /// been destroyed and its address reused. Takes time proportional to the number of commands added later.
     void destroy(VorelServiceCMD* command, Ticket ticket);
 
     /// Destroys every command, in the order in which they were added.

@@ -1,4 +1,4 @@
-// How a reply reaches a callback: the frame that every completion runs in (deliver), and the forms that many share.
+// How a reply reaches a callback: the frame of every completion (deliver), and the forms that several share.
 // The completions are in WVorelOAIReplies.cpp.
 #pragma once
 
@@ -14,7 +14,7 @@
 
 namespace W::vorel {
 
-/// One finished exchange, and the handler that was called for it.
+/// A finished exchange, and the handler that was called for it.
 struct FinishedExchange {
     FinishedExchange(SESSION_STATUS sessionStatus, const HttpResponse& httpResponse, UINT64 requestReference,
                      const char* leavingName = nullptr, Here handler = {})
@@ -29,7 +29,7 @@ struct FinishedExchange {
     const HttpResponse& response;
     UINT64 reference;
     Here here;
-    const char* leaving;  ///< the handler's name in the lines that mark cancelling and exit
+    const char* leaving;  ///< the handler's name in the lines about cancelling and exit
 };
 
 template <class Record>
@@ -44,8 +44,8 @@ void clearContainer(const Result& /*result*/)
     // Maps, records and scalars keep what they hold.
 }
 
-/// Delivers a reply: status, results, callback. Whether to parse is decided by the exchange, never by "status is 0":
-/// some failures map to 0.
+/// Delivers a reply: status, results, callback. The exchange decides whether the body is parsed, not the status: some
+/// failures map to status 0.
 /// @param parse    called with the body of a good exchange; returns the status, and fills the results
 /// @param results  the callback's arguments between the status and the reference
 template <class Command, class Parse, class... Results>
@@ -86,13 +86,13 @@ UINT64 deliver(const FinishedExchange& exchange, Command* command, Parse parse, 
         }
         callBack(here, [&] { done(result, results..., exchange.reference, command->userData()); });
     }
-    // The callback may have destroyed the plug-in object: nothing but locals and literals from here on.
+    // The callback may have destroyed the plug-in object: only local variables are used from here on.
     CCDebug::Print<CWCCDebug>(kTraceLevel, kEntryExit, "[%s:%d] [-- WVorelOAI::%s]", here.function, here.line,
                               exchange.leaving);
     return exchange.reference;
 }
 
-/// An acknowledgement: nothing but the status reaches the callback.
+/// An acknowledgement: the callback gets no results.
 template <class Command>
 UINT64 deliverAcknowledgement(const FinishedExchange& exchange, Command* command,
                               int (Command::*parse)(const std::string&))
@@ -135,7 +135,7 @@ UINT64 deliverContents(const FinishedExchange& exchange, Command* command,
         contents);
 }
 
-/// The same by a parser that takes it after the container.
+/// The same for a parser that takes it after the container.
 template <class Command>
 UINT64 deliverContents(const FinishedExchange& exchange, Command* command,
                        int (Command::*parse)(const std::string&, WContainer<WVLContent>&, WDateTime, UINT64))

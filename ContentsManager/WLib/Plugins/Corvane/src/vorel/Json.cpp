@@ -12,9 +12,9 @@ bool parseJson(std::string_view text, Json::Value& root)
 {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    // This reader, not its successor, defines what the service may send, for example text after the document.
+    // The deprecated reader is used on purpose: it accepts what services send, such as text after the document.
     Json::Reader reader;
-    // By range: the overload for strings copies the whole text.
+    // By range, because the overload for strings copies the document.
     return reader.parse(text.data(), text.data() + text.size(), root, true);
 #pragma GCC diagnostic pop
 }
@@ -55,7 +55,7 @@ TimeSpan toTimeSpan(const std::string& text)
     TimeSpan span;
     char* end = nullptr;
     span.first = number(text.c_str(), &end);
-    // Without digits strtol leaves the end at the beginning, and nothing has matched.
+    // Without digits strtol sets `end` to the beginning.
     if (end != text.c_str() && *end == '-') {
         span.second = number(end + 1, &end);
     }

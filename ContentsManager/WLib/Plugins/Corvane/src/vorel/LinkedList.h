@@ -1,9 +1,9 @@
-// A list through its elements, which asks for no memory and so can neither fail nor cost more with every element.
+// An intrusive list: the links are in the elements, so that adding one allocates nothing and cannot fail.
 #pragma once
 
 namespace W::vorel {
 
-/// What an element holds for the list that it is in.
+/// The neighbours of an element in its list.
 template <class Element>
 struct Link {
     Element* previous = nullptr;
@@ -40,7 +40,7 @@ public:
         element->*link = {};
     }
 
-    /// Looks for an element by its address, which is only compared: it may be gone. From the front.
+    /// Whether an element is in the list. Its address is only compared: the element may have been destroyed.
     bool contains(const Element* wanted) const
     {
         const Element* element = m_first;
@@ -50,7 +50,7 @@ public:
         return element != nullptr;
     }
 
-    /// Empties the list. @return its first element; the others follow by next()
+    /// Empties the list. @return its first element; next() gives the others
     Element* takeAll()
     {
         Element* const first = m_first;

@@ -1,5 +1,5 @@
-// The array that most replies are about, walked once: cancel test before each element, what an empty array means, and
-// the list handed over whole.
+// Reads the array that most replies consist of: tests for a cancel before each element, treats an empty array by rules,
+// and hands over the list as a whole.
 #pragma once
 
 #include <cstdint>
@@ -17,14 +17,14 @@ namespace W::vorel {
 
 /// What differs between lists.
 struct ListRules {
-    const char* parser;               ///< class and function for the cancel line
+    const char* parser;               ///< class and function in the cancel line
     const char* emptyText = nullptr;  ///< printed for an empty array
     WSTATUS emptyStatus = status::kOk;
     WSTATUS statusOfException = status::kUnreadableReply;
-    bool printsCancelFirst = false;  ///< the cancel line comes before the clearing, not after it
+    bool printsCancelFirst = false;  ///< prints the cancel line before it clears the container
 };
 
-/// Whose reply is read.
+/// The request whose reply is read.
 struct Reading {
     const VorelServiceCMD& command;
     UINT64 reference;  ///< for the cancel test
@@ -42,12 +42,12 @@ inline void printLine(const Here& here, const char* text)
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] %s", here.function, here.line, text);
 }
 
-/// A tree has been parsed as a whole.
+/// Does nothing: a tree is the result of parsing the whole reply.
 inline void requireJson(const Json::Value& /*array*/, Json::ArrayIndex /*first*/) {}
 
-/// A reply that is cancelled while it is read ends as one that was parsed as a whole before: if it is not JSON further
-/// on, it is not JSON. Elements are parsed and dropped, so this takes no more memory than reading them.
-/// @throws std::exception when an element from `first` on is not JSON
+/// Parses and drops the remaining elements after a cancel: a reply that is not JSON ends with that status, whether it
+/// is read in pieces or as a whole. Takes no more memory than reading the elements.
+/// @throws std::exception if an element from `first` on is not JSON
 inline void requireJson(const Pieces& pieces, Json::ArrayIndex first)
 {
     for (Json::ArrayIndex index = first; index < pieces.size(); ++index) {
@@ -56,7 +56,7 @@ inline void requireJson(const Pieces& pieces, Json::ArrayIndex first)
 }
 
 /// Calls `each` for every element, after a cancel test.
-/// @return false when the request was cancelled
+/// @return false if the request was cancelled
 template <class Array, class Each>
 bool walk(const Array& array, const Reading& reading, Each each)
 {
@@ -70,7 +70,7 @@ bool walk(const Array& array, const Reading& reading, Each each)
     return true;
 }
 
-/// Moves a list into a container, through its virtual operations: it may be the caller's own kind.
+/// Moves a list into a container through the virtual operations, because a caller may derive a container.
 template <class Record>
 void handOver(std::list<Record>&& list, WContainer<Record>& container)
 {
@@ -78,7 +78,7 @@ void handOver(std::list<Record>&& list, WContainer<Record>& container)
     container.data() = std::move(list);
 }
 
-/// Reads an array into a list, whose elements `each(element, list)` appends.
+/// Reads an array into a list, to which `each(element, list)` appends.
 /// @return 0; the rules' status for an empty array; 600 with the list emptied
 template <class Array, class Record, class Each>
 WSTATUS appendList(const Array& array, const ListRules& rules, const Reading& reading, std::list<Record>& list,
@@ -116,7 +116,7 @@ WSTATUS readList(const Array& array, const ListRules& rules, const Reading& read
     return result;
 }
 
-/// A reply that is one array of the envelope and one container.
+/// Reads a reply that consists of one array in the envelope into one container.
 template <class Record, class Each>
 WSTATUS readListReply(const std::string& body, std::string_view key, const ListRules& rules, const Reading& reading,
                       WContainer<Record>& out, Each each)
@@ -126,7 +126,7 @@ WSTATUS readListReply(const std::string& body, std::string_view key, const ListR
             return readList(pieces, rules, reading, out, each);
         }
     } catch (const std::exception&) {
-        // Read as a whole it says what is wrong with it, and fails as a whole.
+        // Reading it as a whole reports what is wrong.
     }
     ReplyRules replyRules;
     replyRules.statusOfException = rules.statusOfException;

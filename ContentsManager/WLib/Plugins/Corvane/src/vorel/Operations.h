@@ -1,6 +1,6 @@
-// Every request operation in one table: what its checks, its headers, its verb and its log lines are. The frame in
-// WVorelOAI.cpp runs by these rows, and so do the transport's cancel decision, the tests and docs/operations.md.
-// The order is that of the keys.
+// All request operations in one table, in the order of their keys: checks, headers, verb and form of log lines. The
+// frame in WVorelOAI.cpp and the transport's cancel decision use these rows. Tests state them a second time, and
+// docs/operations.md documents them.
 #pragma once
 
 #include <cstddef>
@@ -55,7 +55,7 @@ struct Operation {
     Headers headers;
     Cancel cancel;
     Lines lines;
-    Options reads;     ///< read before the checks, whether or not they are checked
+    Options reads;     ///< read before the checks, even if they are not checked
     Options required;  ///< must not be empty: -1
 };
 
@@ -123,7 +123,7 @@ constexpr bool isOperation(unsigned int key)
     return key >= kFirstKey && key <= kLastKey;
 }
 
-/// Row of a key; the key has to be one.
+/// Row of a key, for which isOperation() must be true.
 constexpr const Operation& operation(unsigned int key)
 {
     return kOperations[key - kFirstKey];

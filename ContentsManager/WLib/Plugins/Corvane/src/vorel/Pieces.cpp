@@ -9,8 +9,7 @@ namespace W::vorel {
 
 namespace {
 
-/// Walks over JSON by its brackets, quotes, colons and commas alone. May accept malformed JSON and may reject valid
-/// JSON.
+/// Scans JSON by its brackets, quotes, colons and commas only. May accept malformed JSON and may reject valid JSON.
 class Scanner {
 public:
     explicit Scanner(std::string_view text) : m_at(text.data()), m_end(text.data() + text.size()) {}
@@ -37,7 +36,7 @@ public:
         return true;
     }
 
-    /// A key and its colon; one with escapes might be any other key.
+    /// Takes a key and its colon. Rejects a key with escapes, which may equal another key.
     bool takeKey(std::string_view& key)
     {
         skipBlanks();
@@ -52,7 +51,7 @@ public:
     /// Skips a value. Rejects comments, which could contain brackets and quotes.
     bool skipValue()
     {
-        // Deeper ones come near the library's own bound, which counts the levels around an element too.
+        // The JSON library has a limit of 1,000, which includes the levels around an element.
         constexpr int kDeepest = 900;
         int depth = 0;
         for (; m_at != m_end; ++m_at) {
@@ -118,7 +117,7 @@ private:
     const char* m_end;
 };
 
-/// Goes over the members of an object. @param member  called with each key, goes over its value
+/// Scans the members of an object. @param member  called with each key; scans its value
 template <class Member>
 bool scanObject(Scanner& scanner, Member member)
 {
@@ -150,8 +149,8 @@ bool scanArray(Scanner& scanner, std::vector<std::string_view>& elements)
     return scanner.take(']');
 }
 
-/// Finds the elements of the array under "rsp" and the key. Of two equal keys the latter would count, so each has to
-/// be the only one.
+/// Finds the elements of the array under "rsp" and the key. Rejects a second key of the same name, because the JSON
+/// library would use the last one.
 bool scanDocument(std::string_view text, std::string_view wanted, std::vector<std::string_view>& elements)
 {
     Scanner scanner(text);

@@ -1,9 +1,9 @@
-// Long replies are read element by element: one element's memory serves the next, whereas the tree of the whole takes
-// eleven times the size of the reply, and each element stays in the processor's cache between parsing and reading.
+// Long replies are read element by element. The tree of a whole reply takes eleven times the size of the reply, whereas
+// elements use the same memory one after the other, and stay in the processor's cache between parsing and reading.
 //
-// The reply is cut at the commas of its one long array. Each element is then parsed on its own, and so is the frame
-// around them. Only success is concluded from reading in pieces: in any doubt, and after any failure, the reply is read
-// as a whole.
+// The reply is cut at the commas of its long array. Each element is parsed separately, and so is the frame around them.
+// Reading in pieces can only succeed: in case of doubt, and after any failure, the reply is read as a whole, which
+// decides.
 #pragma once
 
 #include <string>
@@ -14,14 +14,14 @@
 
 namespace W::vorel {
 
-/// The array under "rsp" and a key of a long document, whose elements are parsed when they are asked for.
+/// The array under "rsp" and a key in a long document. Its elements are parsed on access.
 class Pieces {
 public:
-    /// Shorter replies have no pieces: their trees fit the cache.
+    /// Shorter replies have no pieces: their trees fit into the cache.
     static constexpr std::size_t kLeast = std::size_t{64} * 1024;
 
-    /// @param text  outlives the pieces
-    /// @throws what the JSON library throws; the reply must be read as a whole then
+    /// @param text  must outlive the pieces
+    /// @throws Json::Exception; the reply must be read as a whole then
     Pieces(const std::string& text, std::string_view key);
 
     /// 0 if the reply must be read as a whole.

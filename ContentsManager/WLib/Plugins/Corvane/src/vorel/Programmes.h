@@ -1,4 +1,4 @@
-// Reading programmes channel by channel, for replies and for the schedule file alike.
+// Reads programmes channel by channel, from replies and from the schedule file.
 #pragma once
 
 #include <list>
@@ -9,7 +9,7 @@
 
 namespace W::vorel {
 
-/// Reads a channel. Programmes that get a copy share its contents.
+/// Reads a channel. Copies of it share its contents.
 inline WVLChannel readChannel(const Json::Value& object, Fields<WVLChannel> fields, const ReadingRules& rules)
 {
     WVLChannel channel;
@@ -17,7 +17,7 @@ inline WVLChannel readChannel(const Json::Value& object, Fields<WVLChannel> fiel
     return channel;
 }
 
-/// A channel object with its programmes in the array "content".
+/// Reads a channel object with its programmes in the array "content".
 inline void readProgrammes(const Json::Value& object, Fields<WVLChannel> channelFields, Fields<WVLContent> fields,
                            const ReadingRules& rules, std::list<WVLContent>& list)
 {

@@ -6,8 +6,8 @@ namespace W::vorel {
 
 namespace {
 
-/// In the order of the bits of Option. Strings, as the host's store takes them: most are too long to be made for every
-/// call.
+/// In the order of the bits of Option. Created once as std::string, the type of the host's store: most are so long that
+/// a new string would allocate.
 const std::array<std::string, kOptionCount>& keys()
 {
     static const std::array<std::string, kOptionCount> kKeys = {

@@ -1,4 +1,4 @@
-// The settings of a content provider that the plug-in reads. Nothing else reads settings.
+// The settings of a content provider. Only this file reads settings.
 #pragma once
 
 #include <array>
@@ -33,13 +33,13 @@ using Options = unsigned;
 /// The values of a set of options, read once, in the order of the enumeration. An absent option is an empty string.
 class ProviderOptions {
 public:
-    /// Reads the options of `wanted` and no others.  [any thread; throws std::bad_alloc]
+    /// Reads only the options in `wanted`.  [any thread; throws std::bad_alloc]
     ProviderOptions(const WContentProvider& provider, Options wanted);
 
-    /// Value of one option; empty when it was not among the wanted ones.
+    /// Value of an option; empty if it was not in `wanted`.
     const std::string& operator[](Option option) const;
 
-    /// True when every option of `required` has a value.
+    /// True if every option in `required` has a value.
     bool hasAll(Options required) const;
 
 private:

@@ -1,9 +1,7 @@
-// Reading replies: access to the JSON tree, the envelope that every reply has, and the tables of fields that feed the
-// records. A parser is a table of fields in reading order and one call of readReply(); docs/plugin-internals.md shows
-// one.
+// Reads replies: the envelope that every reply has, and the tables of fields that fill records. A parser is a table of
+// fields in reading order and one call of readReply(); docs/plugin-internals.md shows one.
 //
-// The tree is read through const references only: the other operator[] inserts what is missing. Nothing is copied
-// twice.
+// The tree is read through const references only: the non-const operator[] inserts missing members.
 #pragma once
 
 #include <list>
@@ -27,12 +25,12 @@ namespace W::vorel {
 
 struct ReadingRules;
 
-/// One key of a JSON object and the setter that it feeds. The setter's argument decides how the value is read:
-/// - a string, number or flag is read as a string, a number from its leading digits;
-/// - an instant gets the offset of the rules, if they have one; a clock reading and an offset stay as they are;
-/// - a list of genres is an array of objects with an "id";
-/// - a list of images is one image object, delivered as a list of one if the rules say that it is read;
-/// - an image is one image object.
+/// One key of a JSON object and the setter for its value. The setter's argument decides how the value is read:
+/// - a string is read from a string, number or flag; a number from the leading digits of that string;
+/// - a date-time gets the offset of the rules, if they have one;
+/// - a list of genres is read from an array of objects with an "id";
+/// - a list of images is read from one image object, as a list of one, if it passes the image test of the rules;
+/// - an image is read from one image object in the same way.
 template <class Record>
 class Field {
 public:
@@ -52,7 +50,7 @@ private:
     std::variant<Setter<std::string>, Setter<int>, Setter<WDateTime>, Setter<std::list<WVLGenre>>,
                  Setter<std::list<WVLImage>>, Setter<WVLImage>>
         m_set;
-    WDateTime::DATEFORMAT m_format;  ///< of a date-time
+    WDateTime::DATEFORMAT m_format;  ///< for date-times
 };
 
 /// A table of fields.
@@ -89,17 +87,17 @@ inline constexpr Field<WVLImage> kImageWithoutIndex[] = {
     {"height", &WVLImage::setHeight},
 };
 
-/// When an image is read at all.
+/// The condition for reading an image.
 enum class ImageTest {
     Always,       ///< a missing one gives an image with empty fields
-    UrlPresent,   ///< its "url" is there and not null; "" counts
+    UrlPresent,   ///< its "url" exists and is not null; it may be ""
     UrlNonEmpty,  ///< its "url" has at least one character
     HasMembers,   ///< the object has at least one member
 };
 
-/// What differs around a table.
+/// How the fields of a table are read.
 struct ReadingRules {
-    const WDateTime* offset = nullptr;  ///< whose offset is attached to instants; null leaves them as they are
+    const WDateTime* offset = nullptr;  ///< its offset is attached to date-times; if null, none is
     ImageTest imageTest = ImageTest::Always;
     Fields<WVLImage> imageFields = kImageWithSize;
 };
@@ -163,30 +161,30 @@ void Field<Record>::read(const Json::Value& object, Record& record, const Readin
 
 // -- Envelope
 
-/// What the error code of an envelope means to a parser.
+/// What the error code of an envelope means for a parser.
 struct Verdict {
-    bool isSuccess;   ///< the payload is to be read
-    WSTATUS outcome;  ///< what the parser returns when it is not
+    bool isSuccess;   ///< the payload must be read
+    WSTATUS outcome;  ///< what the parser returns otherwise
 };
 
-/// Quirk: a positive error code counts as success with nothing to read.
+/// Quirk: a positive error code is a success without a payload.
 constexpr Verdict judge(WSTATUS code)
 {
     return {code == status::kOk, code < status::kOk ? code : status::kOk};
 }
 
-/// Whether an envelope reports success and nothing else, which prints no line.
+/// Whether an envelope reports success. Prints nothing.
 bool reportsSuccess(const Json::Value& rsp);
 
 /// Opens the envelope of a reply: "rsp" with "stat" and "err".
 class Envelope {
 public:
-    /// @throws what the JSON library throws
+    /// @throws Json::Exception
     Envelope(const std::string& body, Here here);
 
-    /// True when the payload is to be read.
+    /// True if the payload must be read.
     bool isSuccess() const { return m_verdict.isSuccess; }
-    /// What the parser returns when it is not: -56, the service's negative error, or 0.
+    /// What the parser returns otherwise: -56, the service's negative error, or 0.
     WSTATUS outcome() const { return m_verdict.outcome; }
     /// The object under "rsp".
     const Json::Value& rsp() const { return *m_rsp; }
@@ -197,8 +195,9 @@ private:
     Verdict m_verdict = judge(status::kNotJson);
 };
 
-/// Reads a reply without a guard: what the JSON library throws passes to the caller.
-/// @param read  called with the object under "rsp" when the reply reports success; its negative statuses are printed
+/// Reads a reply and catches nothing: exceptions of the JSON library reach the caller.
+/// @param read  called with the object under "rsp" if the reply reports success; if it returns a failure, that is
+/// printed
 template <class Read>
 WSTATUS readReplyUnguarded(const std::string& body, Read read, Here here = {})
 {
@@ -207,7 +206,7 @@ WSTATUS readReplyUnguarded(const std::string& body, Read read, Here here = {})
     return result < 0 ? failed(result, kCommandFile, here) : result;
 }
 
-/// What happens after an exception.
+/// The order of the steps after an exception.
 enum class OnException {
     PrintThenUndo,
     UndoThenPrint,
@@ -219,7 +218,7 @@ struct ReplyRules {
     OnException onException = OnException::PrintThenUndo;
 };
 
-/// Reads a reply; an exception is printed, undone and becomes a status.
+/// Reads a reply. An exception is printed, its effects are undone, and it becomes a status.
 /// @param undo  called after an exception
 template <class Read, class Undo>
 WSTATUS readReplyOrUndo(const std::string& body, Read read, Undo undo, const ReplyRules& rules, Here here = {})
@@ -238,14 +237,14 @@ WSTATUS readReplyOrUndo(const std::string& body, Read read, Undo undo, const Rep
     }
 }
 
-/// The same by the rules of most replies.
+/// The same with the rules of most replies.
 template <class Read, class Undo>
 WSTATUS readReplyOrUndo(const std::string& body, Read read, Undo undo, Here here = {})
 {
     return readReplyOrUndo(body, read, undo, ReplyRules(), here);
 }
 
-/// The same with nothing to undo: what had been written stays.
+/// The same without undoing anything: what has been written stays.
 template <class Read>
 WSTATUS readReply(const std::string& body, Read read, Here here = {})
 {
@@ -253,7 +252,7 @@ WSTATUS readReply(const std::string& body, Read read, Here here = {})
     return readReplyOrUndo(body, read, undoNothing, here);
 }
 
-/// A reply whose envelope is all that counts.
+/// Reads a reply of which only the envelope matters.
 inline WSTATUS readAcknowledgement(const std::string& body, Here here = {})
 {
     return readReply(

@@ -1,5 +1,5 @@
-// Writes the parameters of a request. One method per kind of parameter; names include their "&", so that a search for
-// the wire format finds them. Rules that look odd are here, with their reason, and not in the endpoints.
+// Writes the parameters of a request. One method per kind of parameter. Names include their "&", so that a search for
+// the wire format finds them.
 #pragma once
 
 #include <list>
@@ -20,16 +20,16 @@ public:
         Body,
     };
 
-    /// @param url      gets the path (and "?" and the parameters, when they go there)
-    /// @param body     gets the parameters otherwise
-    /// @param options  settings, read before anything is written
+    /// @param url      receives the path, and "?" and the parameters if `place` is Url
+    /// @param body     receives the parameters otherwise
+    /// @param options  the settings, which have been read already
     RequestQuery(std::string& url, std::string& body, Place place, const ProviderOptions& options, Here here);
     /// Prints the URL and BODY lines.
     ~RequestQuery();
     RequestQuery(const RequestQuery&) = delete;
     RequestQuery& operator=(const RequestQuery&) = delete;
 
-    /// "country=", without "&": it is the first parameter.
+    /// "country=", without "&", because it is the first parameter.
     RequestQuery& country();
     /// Quirk: writes nothing if the setting is empty, so a query can begin with "?&".
     RequestQuery& countryIfSet();
@@ -38,7 +38,7 @@ public:
     RequestQuery& headendIfSet();
     RequestQuery& device();
     RequestQuery& deviceIfSet();
-    /// The setting, or "&device=N". Quirk: the fallback goes to the URL even when the parameters go to the body.
+    /// The setting, or "&device=N". Quirk: the fallback goes to the URL even if the parameters go to the body.
     RequestQuery& deviceOrN();
 
     RequestQuery& text(std::string_view name, std::string_view value);
@@ -53,7 +53,7 @@ public:
     RequestQuery& listIfSet(std::string_view name, const std::list<int>& values);
     /// An instant in UTC; 0 means "not given". One outside the calendar leaves only the name.
     /// @param seconds  since 1970-01-01T00:00:00Z
-    /// @param clock    the server's time difference, whose offset the instant receives before it is turned into UTC
+    /// @param clock    the server's time difference; the instant gets its offset before it is converted to UTC
     RequestQuery& timeIfSet(std::string_view name, unsigned long seconds, const WDateTime& clock);
 
     /// Makes the BODY line show the URL.

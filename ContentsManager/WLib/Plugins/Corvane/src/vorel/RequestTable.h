@@ -17,7 +17,7 @@ struct VorelRequestInfo {
     HttpRequest* request = nullptr;  ///< owned; holds the block, and the record with it
     bool cancelFlag = false;
     bool requestedFlag = false;   ///< the executor has accepted it
-    bool respondedFlag = false;   ///< it ended otherwise than by being cancelled
+    bool respondedFlag = false;   ///< it ended, and not by being cancelled
     std::uint32_t requestID = 0;  ///< key of its command
     UINT64 reference = 0;
     VorelServiceArgs* args = nullptr;
@@ -28,8 +28,8 @@ struct VorelRequestInfo {
 
 namespace vorel {
 
-/// Records by reference. Finding one costs the same however many there are, and adding one never fails. References run
-/// from 1 to a last one and then start again. Owns nothing.  [one thread at a time]
+/// Records by reference. Finding one takes constant time, and adding one never fails. References run from 1 to a last
+/// one and then start again. Owns nothing.  [one thread at a time]
 class RequestTable {
 public:
     /// @param lastReference  at least 1
@@ -37,22 +37,22 @@ public:
     RequestTable(const RequestTable&) = delete;
     RequestTable& operator=(const RequestTable&) = delete;
 
-    /// Moves a counter on to the next reference that is not in use.
-    /// @return false when all of them are; the counter is unchanged then
+    /// Advances a counter to the next reference that is not in use.
+    /// @return false if all of them are; the counter is unchanged then
     bool advance(std::int32_t& counter) const;
 
-    /// Adds a record under its reference, which is not in use.
+    /// Adds a record under its reference, which must not be in use.
     void add(VorelRequestInfo* record);
 
-    /// @return null when there is none
+    /// @return null if there is none
     VorelRequestInfo* find(UINT64 reference) const;
 
-    /// Takes a record out. @return null when there is none
+    /// Removes a record. @return null if there is none
     VorelRequestInfo* remove(UINT64 reference);
 
     std::size_t size() const { return m_size; }
 
-    /// Calls `each` with every record, in no order; `each` may free it.
+    /// Calls `each` with every record, in no particular order; `each` may free it.
     template <class Each>
     void forEach(Each each) const
     {
@@ -67,12 +67,12 @@ public:
 
 private:
     VorelRequestInfo*& slot(UINT64 reference) { return m_slots[reference & (m_slots.size() - 1)]; }
-    /// Doubles the slots; without memory for that, slots hold more records.
+    /// Doubles the number of slots; without memory for that, each slot holds more records.
     void grow() noexcept;
 
     std::int32_t m_lastReference;
     std::size_t m_size = 0;
-    std::vector<VorelRequestInfo*> m_slots;  ///< a power of two; references count up, so they spread evenly
+    std::vector<VorelRequestInfo*> m_slots;  ///< a power of two of them; consecutive references spread evenly
 };
 
 }  // namespace vorel

@@ -13,7 +13,7 @@ namespace {
 
 constexpr GSTATUS kUnknown = 255;
 
-/// In the lines of errorCode().
+/// The function's name in the lines of errorCode().
 constexpr char kPrintedName[] = "ExtractErrorCodeInInt";
 
 struct HttpRow {
@@ -76,7 +76,7 @@ bool beginsWithOk(const std::string& stat)
     return stat.size() >= 2 && (stat[0] == 'O' || stat[0] == 'o') && (stat[1] == 'K' || stat[1] == 'k');
 }
 
-/// Quirk: a code below -9000 is shifted up instead of being subtracted, so that -9500 gives -500 and -9000 gives 0.
+/// Quirk: 9000 is added to a code below -9000, instead of subtracting it: -9500 gives -500. And -9000 gives 0.
 WSTATUS statusOfErrorCode(int code)
 {
     if (code < status::kServiceError) {
