@@ -261,6 +261,17 @@ void forEachEndpoint(const std::function<void(const Endpoint&)>& visit)
     }
 }
 
+std::string_view endpointPath(std::string_view path)
+{
+    for (const Endpoint& endpoint : kEndpoints) {
+        std::string_view segment;
+        if (fits(endpoint.path, path, segment)) {
+            return endpoint.path;
+        }
+    }
+    return {};
+}
+
 Route routeOf(std::string_view method, std::string_view path)
 {
     const std::string_view asked = method == "HEAD" ? "GET" : method;

@@ -43,6 +43,10 @@ struct Endpoint {
 /// Calls visit with every endpoint, in the order of the table.
 void forEachEndpoint(const std::function<void(const Endpoint&)>& visit);
 
+/// The path of the table that a path fits, whatever the method; empty if there is none.
+/// @param path  decoded and without appended parameters
+std::string_view endpointPath(std::string_view path);
+
 /// The endpoint of a request and the variable part of its path.
 struct Route {
     const Endpoint& endpoint;

@@ -71,6 +71,28 @@ http::Reply Service::answer(const http::Request& request)
     }
 }
 
+std::string_view Service::endpointPath(std::string_view path)
+{
+    return corvaned::endpointPath(properPath(path));
+}
+
+std::string Service::problem()
+{
+    try {
+        const Store::Lease lease = m_store.lease();
+        sqlite::Query(*lease, "SELECT 1 FROM guide LIMIT 1").next();
+        return {};
+    } catch (const std::exception& fault) {
+        return fault.what();
+    }
+}
+
+ServiceFigures Service::figures()
+{
+    return {{"corvaned_ready", "Whether the service can answer requests (1) or not (0).", ServiceFigure::Kind::Gauge,
+             problem().empty() ? 1.0 : 0.0}};
+}
+
 http::Reply Service::answerChecked(const http::Request& request)
 {
     const Route route = routeOf(request.method, properPath(request.path));

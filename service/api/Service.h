@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "Messages.h"
+#include "ServiceFigure.h"
 #include "Store.h"
 
 namespace corvaned {
@@ -19,6 +20,16 @@ public:
 
     /// Answers one request; whatever the request contains, the reply is valid.
     http::Reply answer(const http::Request& request);
+
+    /// The path of the endpoint table that a path fits, whatever the method: "/.../content/{}". Empty if there is none.
+    /// @param path  as received
+    static std::string_view endpointPath(std::string_view path);
+
+    /// Why the service cannot answer requests now, on one line; empty if it can.
+    std::string problem();
+
+    /// The figures of the service and its stores.
+    ServiceFigures figures();
 
 private:
     http::Reply answerChecked(const http::Request& request);

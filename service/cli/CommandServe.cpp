@@ -22,6 +22,7 @@
 #include "ExchangeRecords.h"
 #include "FaultInjector.h"
 #include "LogWriter.h"
+#include "Monitoring.h"
 #include "OperatorError.h"
 #include "PlacesImport.h"
 #include "Sample.h"
@@ -272,7 +273,7 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     service.sessionLifetime = arguments.sessionHours * 3600;
     service.statementTime = std::chrono::seconds(arguments.statementSeconds);
     const Zone zone = service.zone;
-    const FeedAccess access{!service.appKey && service.secret.empty(), service.appKey};
+    const KeyAccess access{!service.appKey && service.secret.empty(), service.appKey};
 
     const bool sample = arguments.database.empty();
     std::optional<TemporaryDatabase> temporary;
@@ -287,6 +288,8 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     Service answering(store, std::move(service));
     XmltvFeed feed(store, access);
     settings.feed = &feed;
+    Monitoring monitoring(answering, access);
+    settings.monitoring = &monitoring;
     http::LogWriter writer(STDERR_FILENO);
     const auto log = [&writer](const std::string& line) { writer.write(line); };
     Hooks hooks;

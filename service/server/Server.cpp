@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "Monitoring.h"
 #include "XmltvFeed.h"
 
 namespace corvaned {
@@ -29,13 +30,17 @@ std::string_view withoutParameters(std::string_view path)
 Server::Server(Service& service, const ServerSettings& settings, std::function<void(const std::string& line)> log)
     : m_log(std::move(log)),
       m_flood(settings.logLinesPerSecond),
+      m_monitoring(settings.monitoring),
       m_http(settings.address, settings.tls, settings.limits, application(service, settings))
 {}
 
 http::HttpApplication Server::application(Service& service, const ServerSettings& settings)
 {
     http::HttpApplication made;
-    made.answer = [&service, feed = settings.feed](const http::Request& request) {
+    made.answer = [&service, feed = settings.feed, monitoring = settings.monitoring](const http::Request& request) {
+        if (monitoring != nullptr && Monitoring::hasPath(request.path)) {
+            return monitoring->answer(request);
+        }
         return feed != nullptr && XmltvFeed::hasPath(request.path) ? feed->answer(request) : service.answer(request);
     };
     made.refuse = &refusal;
@@ -57,6 +62,13 @@ void Server::reloadTls()
 
 void Server::logRequest(const http::AccessRecord& record)
 {
+    if (m_monitoring != nullptr) {
+        m_monitoring->count(record.path, record.status, record.took);
+        // Balancers and monitors ask every second or so.
+        if (record.status == 200 && Monitoring::hasPath(record.path)) {
+            return;
+        }
+    }
     std::uint64_t leftOut = 0;
     if (!m_flood.admit(record.remote, leftOut)) {
         return;

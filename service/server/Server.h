@@ -14,6 +14,7 @@
 
 namespace corvaned {
 
+class Monitoring;
 class XmltvFeed;
 
 struct ServerSettings {
@@ -23,6 +24,7 @@ struct ServerSettings {
     std::size_t logLinesPerSecond = 200;     // for each client's address; further lines are only counted
     std::vector<http::ExchangeHook*> hooks;  // not owned
     XmltvFeed* feed = nullptr;               // not owned; null: its paths are unknown
+    Monitoring* monitoring = nullptr;        // likewise
 };
 
 /// Serves from construction to stop() or destruction, on its own threads.  [any thread]
@@ -54,6 +56,7 @@ private:
 
     const std::function<void(const std::string&)> m_log;
     http::FloodGate m_flood;
+    Monitoring* const m_monitoring;
     http::HttpServer m_http;
 };
 

@@ -13,9 +13,7 @@
 #include <zlib.h>
 
 #include "ContentCoding.h"
-#include "Digest.h"
 #include "Export.h"
-#include "Messages.h"
 #include "UnnamedFile.h"
 
 namespace corvaned {
@@ -102,16 +100,6 @@ private:
     std::array<char, 1 << 16> m_output{};
 };
 
-http::Reply refused(int status, ServiceCode code, const std::string& message)
-{
-    http::Reply reply;
-    reply.status = status;
-    reply.body = failure(code, message).body;
-    reply.code = codeText(code);
-    reply.headers.set("Content-Type", "application/json; charset=utf-8");
-    return reply;
-}
-
 }  // namespace
 
 struct XmltvFeed::Version {
@@ -125,37 +113,15 @@ bool XmltvFeed::hasPath(std::string_view path)
     return path == kPlainPath || path == kPackedPath;
 }
 
-std::optional<http::Reply> XmltvFeed::refusal(const http::Request& request) const
-{
-    if (request.method != "GET" && request.method != "HEAD") {
-        http::Reply reply = refused(405, ServiceCode::WrongMethod, "the listing can be got with GET only");
-        reply.headers.set("Allow", "GET, HEAD");
-        return reply;
-    }
-    if (m_access.isOpen) {
-        return std::nullopt;
-    }
-    if (!m_access.appKey) {
-        return refused(403, ServiceCode::AppKeyWrong,
-                       "the listing is served with an application key only; start the service with --app-key-file");
-    }
-    const auto parameter = request.query.find("appkey");
-    const std::string& given = parameter == request.query.end() ? request.header("AppKey") : parameter->second;
-    if (sha1(given) != sha1(*m_access.appKey)) {
-        return refused(401, ServiceCode::AppKeyWrong,
-                       "the parameter 'appkey' or the header 'AppKey' must have the application key");
-    }
-    return std::nullopt;
-}
-
 http::Reply XmltvFeed::answer(const http::Request& request)
 {
-    if (std::optional<http::Reply> no = refusal(request)) {
+    if (std::optional<http::Reply> no = m_access.refusal(request, "the listing")) {
         return std::move(*no);
     }
     const std::shared_ptr<const Version> version = current();
     if (!version) {
-        http::Reply reply = refused(503, ServiceCode::Unavailable, "the listing is being made; try again in 2 seconds");
+        http::Reply reply =
+            refusedReply(503, ServiceCode::Unavailable, "the listing is being made; try again in 2 seconds");
         reply.headers.set("Retry-After", "2");
         return reply;
     }

@@ -3,20 +3,14 @@
 
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "HttpMessages.h"
+#include "KeyAccess.h"
 #include "Store.h"
 
 namespace corvaned {
-
-/// Who gets the listing.
-struct FeedAccess {
-    bool isOpen = true;                 // everyone; else who names the key
-    std::optional<std::string> appKey;  // in the header AppKey or the parameter appkey; nothing: no client
-};
 
 /// Serves the guide as XMLTV. It is exported once per version of the guide, into files without names that are mapped
 /// into memory: whatever the size of the guide, sending it takes no memory that the system could not reclaim.
@@ -24,7 +18,7 @@ struct FeedAccess {
 class XmltvFeed {
 public:
     /// @param store  must outlive the feed
-    XmltvFeed(Store& store, FeedAccess access) : m_store(store), m_access(std::move(access)) {}
+    XmltvFeed(Store& store, KeyAccess access) : m_store(store), m_access(std::move(access)) {}
 
     static bool hasPath(std::string_view path);
 
@@ -36,13 +30,12 @@ public:
 private:
     struct Version;
 
-    std::optional<http::Reply> refusal(const http::Request& request) const;
     std::string guideDigest();
     std::shared_ptr<const Version> current();
     std::shared_ptr<const Version> exported(const std::string& digest);
 
     Store& m_store;
-    const FeedAccess m_access;
+    const KeyAccess m_access;
     std::mutex m_building;
     std::mutex m_lock;  // guards m_version
     std::shared_ptr<const Version> m_version;

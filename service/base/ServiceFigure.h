@@ -1,0 +1,24 @@
+// A figure for operators, by the name under which Prometheus collects it.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace corvaned {
+
+struct ServiceFigure {
+    enum class Kind : std::uint8_t {
+        Counter,  // only grows while the process runs
+        Gauge,
+    };
+
+    std::string_view name;  // a constant: "corvaned_guide_bytes"
+    std::string_view help;  // a constant, one sentence
+    Kind kind = Kind::Gauge;
+    double value = 0;
+};
+
+using ServiceFigures = std::vector<ServiceFigure>;
+
+}  // namespace corvaned
