@@ -290,7 +290,7 @@ std::string bash(const CLI::App& app)
 }
 
 /// Inside single quotes and brackets.
-std::string zshText(const std::string& text)
+std::string zshEscaped(const std::string& text)
 {
     return replaced(replaced(replaced(replaced(text, "'", "'\\''"), "[", "\\["), "]", "\\]"), ":", "\\:");
 }
@@ -301,16 +301,16 @@ std::string zshArguments(const Options& options, const Options& arguments, const
     for (const CLI::Option* option : options) {
         for (const std::string& spelling : spellingsOf(*option)) {
             text += " \\\n" + indent + "'" + (option->get_items_expected_max() > 1 ? "*" : "") + spelling + "[" +
-                    zshText(option->get_description()) + "]";
+                    zshEscaped(option->get_description()) + "]";
             if (takesValue(*option)) {
-                text += ":" + zshText(valueOf(*option)) + ":" + (takesFile(*option) ? "_files" : " ");
+                text += ":" + zshEscaped(valueOf(*option)) + ":" + (takesFile(*option) ? "_files" : " ");
             }
             text += "'";
         }
     }
     for (const CLI::Option* argument : arguments) {
         text += " \\\n" + indent + "'" + (argument->get_items_expected_max() > 1 ? "*" : "") + ":" +
-                zshText(upper(argument->get_name(true))) + ":_files'";
+                zshEscaped(upper(argument->get_name(true))) + ":_files'";
     }
     return text;
 }
@@ -321,7 +321,7 @@ std::string zsh(const CLI::App& app)
     std::string commands;
     std::string cases;
     for (const CLI::App* command : commandsOf(app)) {
-        commands += "        '" + command->get_name() + ":" + zshText(command->get_description()) + "'\n";
+        commands += "        '" + command->get_name() + ":" + zshEscaped(command->get_description()) + "'\n";
         cases += "                " + command->get_name() + ")\n                    _arguments" +
                  zshArguments(allOptions(app, *command), optionsOf(*command, true), "                        ") +
                  "\n                    ;;\n";
@@ -333,7 +333,7 @@ std::string zsh(const CLI::App& app)
            cases + "            esac\n            ;;\n    esac\n}\n_" + name + " \"$@\"\n";
 }
 
-std::string fishText(const std::string& text)
+std::string fishQuoted(const std::string& text)
 {
     return "'" + replaced(replaced(text, "\\", "\\\\"), "'", "\\'") + "'";
 }
@@ -350,7 +350,7 @@ std::string fishOptions(const Options& options, const std::string& start)
             text += " -l " + spelling;
         }
         text += takesFile(*option) ? " -r -F" : takesValue(*option) ? " -x" : "";
-        text += " -d " + fishText(option->get_description()) + "\n";
+        text += " -d " + fishQuoted(option->get_description()) + "\n";
     }
     return text;
 }
@@ -362,7 +362,7 @@ std::string fish(const CLI::App& app)
                        fishOptions(optionsOf(app, false), start + " -n __fish_use_subcommand");
     for (const CLI::App* command : commandsOf(app)) {
         text += start + " -n __fish_use_subcommand -f -a " + command->get_name() + " -d " +
-                fishText(command->get_description()) + "\n" +
+                fishQuoted(command->get_description()) + "\n" +
                 fishOptions(allOptions(app, *command),
                             start + " -n '__fish_seen_subcommand_from " + command->get_name() + "'");
     }
@@ -408,7 +408,7 @@ std::string describe(const CLI::App& app, const Program& program, const std::str
                                "write man, man/COMMAND, bash, zsh, fish, commands or settings, not " + form);
 }
 
-std::string versionText(const std::string& name, const Program& program)
+std::string versionString(const std::string& name, const Program& program)
 {
     const std::string hash = commit();
     return name + " " + program.version + (hash.empty() ? "" : " (commit " + hash + ")") +
@@ -417,7 +417,7 @@ std::string versionText(const std::string& name, const Program& program)
 
 void addDescriptions(CLI::App& app, const Program& program)
 {
-    app.set_version_flag("--version", versionText(app.get_name(), program), "Print version, commit and libraries");
+    app.set_version_flag("--version", versionString(app.get_name(), program), "Print version, commit and libraries");
     app.add_option_function<std::string>(
            "--describe",
            [&app, program](const std::string& form) {

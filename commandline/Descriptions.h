@@ -40,7 +40,7 @@ struct Program {
 std::string describe(const CLI::App& app, const Program& program, const std::string& form);
 
 /// The output of --version: program, version and commit, and the libraries on lines of their own.
-std::string versionText(const std::string& name, const Program& program);
+std::string versionString(const std::string& name, const Program& program);
 
 /// Adds --version, and the hidden option --describe FORM, which prints a text and exits.
 void addDescriptions(CLI::App& app, const Program& program);

@@ -71,9 +71,9 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
                    "Set one setting, over file and environment; may be repeated. docs/options.md lists the settings")
         ->type_name("KEY=VALUE")
         ->allow_extra_args(false)
-        ->check([](const std::string& text) {
-            return text.find('=') == std::string::npos || text.front() == '=' ? "write KEY=VALUE, not " + text
-                                                                              : std::string();
+        ->check([](const std::string& value) {
+            return value.find('=') == std::string::npos || value.front() == '=' ? "write KEY=VALUE, not " + value
+                                                                                : std::string();
         });
     app.add_option("--log", options.log, "Write debug lines to this file or to syslog; default: standard error")
         ->type_name("FILE|syslog");
@@ -96,10 +96,10 @@ void addGuideOptions(CLI::App& command, GuideOptions& guide)
         .add_option("--date", guide.date,
                     "Show this evening or time: today, tomorrow, 2026-11-21, 20:00, \"2026-11-21 06:00\"; default: now")
         ->type_name("DATE")
-        ->check([](const std::string& text) {
-            return readGuideDate(text, 0)
+        ->check([](const std::string& value) {
+            return readGuideDate(value, 0)
                        ? std::string()
-                       : "write today, tomorrow, 2026-11-21, 20:00 or \"2026-11-21 20:00\", not " + text;
+                       : "write today, tomorrow, 2026-11-21, 20:00 or \"2026-11-21 20:00\", not " + value;
         });
     command
         .add_option("--channels", guide.channels,
@@ -125,9 +125,9 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, bool isGrid)
     command
         .add_option("--zone", output.zone, "Show times of this zone; default: TZ if set, else the zone of the service")
         ->type_name("ZONE")
-        ->check([](const std::string& text) {
-            return DisplayZone::named(text) ? std::string()
-                                            : "unknown zone " + text + "; write its name, as in Europe/Berlin";
+        ->check([](const std::string& value) {
+            return DisplayZone::named(value) ? std::string()
+                                             : "unknown zone " + value + "; write its name, as in Europe/Berlin";
         });
     command.add_option("--color", output.color, "Use colours")
         ->type_name("always|never|auto")

@@ -90,7 +90,7 @@ void print(const OutputOptions& output, const std::list<WVLChannel>& channels, c
     GuideStyle style;
     style.width = output.columns();
     style.colours = output.hasColours();
-    printText(guideTable(channels, programmes, window, style), output);
+    printPaged(guideTable(channels, programmes, window, style), output);
 }
 
 /// Says what there is instead, if the window is empty.

@@ -24,8 +24,8 @@ bool equalsIgnoringCase(const std::string& a, const std::string& b)
 std::string headendName(const Json& headend)
 {
     for (const char* const key : {"MsoMbrName", "MsoName", "HeadendID"}) {
-        if (!textOf(headend, key).empty()) {
-            return textOf(headend, key);
+        if (!stringOf(headend, key).empty()) {
+            return stringOf(headend, key);
         }
     }
     return {};
@@ -39,11 +39,11 @@ Table headendTable(const Json& headends)
     for (const Json& headend : headends) {
         std::string devices;
         for (const Json& device : headend["DeviceList"]) {
-            devices += fmt::format("{}{} {}", devices.empty() ? "" : ", ", textOf(device, "DeviceType"),
-                                   textOf(device, "DeviceName"));
+            devices += fmt::format("{}{} {}", devices.empty() ? "" : ", ", stringOf(device, "DeviceType"),
+                                   stringOf(device, "DeviceName"));
         }
-        table.rows.push_back({textOf(headend, "HeadendID"), headendName(headend), textOf(headend, "MsoName"),
-                              textOf(headend, "MsoServiceType"), textOf(headend, "HeadendCity"), devices});
+        table.rows.push_back({stringOf(headend, "HeadendID"), headendName(headend), stringOf(headend, "MsoName"),
+                              stringOf(headend, "MsoServiceType"), stringOf(headend, "HeadendCity"), devices});
     }
     return table;
 }
@@ -89,8 +89,8 @@ Json headendsOfCity(OpenedService& service, const EverydayArguments& arguments)
     std::vector<std::string> codes;
     for (const Json& entry : results[1]) {
         if (std::to_string(entry[0].get<int>()) == stateNumbers[state]) {
-            cities.push_back(textOf(entry[1], "Name"));
-            codes.push_back(textOf(entry[1], "Code"));
+            cities.push_back(stringOf(entry[1], "Name"));
+            codes.push_back(stringOf(entry[1], "Code"));
         }
     }
     const std::string& code = codes.at(named("city", arguments.city, cities, codes));
@@ -134,17 +134,17 @@ std::string answerGiven(const EverydayArguments& arguments, const std::string& n
 Json askQuestions(OpenedService& service, const EverydayArguments& arguments, Json headends)
 {
     const Json quiz = service.operations().call("fetch the questions", "getLineupTest",
-                                                Json::array({textOf(headends[0], "HeadendID")}));
+                                                Json::array({stringOf(headends[0], "HeadendID")}));
     for (const Json& question : listOf(quiz[0])) {
-        const std::string number = textOf(question, "Number");
+        const std::string number = stringOf(question, "Number");
         std::vector<std::string> names;
         const auto isLeft = [&headends](const std::string& id) {
             return std::any_of(headends.begin(), headends.end(),
-                               [&id](const Json& headend) { return textOf(headend, "HeadendID") == id; });
+                               [&id](const Json& headend) { return stringOf(headend, "HeadendID") == id; });
         };
         for (const Json& answer : question["AnswerList"]) {
-            const std::string name = textOf(answer, "Name");
-            if (isLeft(textOf(answer, "HeadendId")) && std::find(names.begin(), names.end(), name) == names.end()) {
+            const std::string name = stringOf(answer, "Name");
+            if (isLeft(stringOf(answer, "HeadendId")) && std::find(names.begin(), names.end(), name) == names.end()) {
                 names.push_back(name);
             }
         }
@@ -169,10 +169,10 @@ Json askQuestions(OpenedService& service, const EverydayArguments& arguments, Js
         }
         Json kept = Json::array();
         for (const Json& headend : headends) {
-            const std::string id = textOf(headend, "HeadendID");
+            const std::string id = stringOf(headend, "HeadendID");
             const Json& answers = question["AnswerList"];
             if (std::any_of(answers.begin(), answers.end(), [&](const Json& answer) {
-                    return textOf(answer, "HeadendId") == id && equalsIgnoringCase(textOf(answer, "Name"), given);
+                    return stringOf(answer, "HeadendId") == id && equalsIgnoringCase(stringOf(answer, "Name"), given);
                 })) {
                 kept.push_back(headend);
             }
@@ -188,7 +188,7 @@ Json chooseHeadend(OpenedService& service, const EverydayArguments& arguments, J
 {
     if (!arguments.headend.empty()) {
         for (const Json& headend : headends) {
-            if (equalsIgnoringCase(textOf(headend, "HeadendID"), arguments.headend)) {
+            if (equalsIgnoringCase(stringOf(headend, "HeadendID"), arguments.headend)) {
                 return headend;
             }
         }
@@ -204,14 +204,14 @@ Json chooseHeadend(OpenedService& service, const EverydayArguments& arguments, J
     if (canAsk() && !headends.empty()) {
         std::vector<std::string> names;
         for (const Json& headend : headends) {
-            names.push_back(fmt::format("{} ({}, {})", headendName(headend), textOf(headend, "MsoName"),
-                                        textOf(headend, "MsoServiceType")));
+            names.push_back(fmt::format("{} ({}, {})", headendName(headend), stringOf(headend, "MsoName"),
+                                        stringOf(headend, "MsoServiceType")));
         }
         return headends[choose("Which one is yours?", names)];
     }
     std::string ids;
     for (const Json& headend : headends) {
-        ids += fmt::format("{}{} ({})", ids.empty() ? "" : ", ", textOf(headend, "HeadendID"), headendName(headend));
+        ids += fmt::format("{}{} ({})", ids.empty() ? "" : ", ", stringOf(headend, "HeadendID"), headendName(headend));
     }
     throw ServiceProblem(fmt::format("several line-ups serve this place: {}", ids),
                          "choose one with --headend ID, or answer the questions with --answer NUMBER=NAME");
@@ -223,8 +223,8 @@ std::string chooseDevice(const EverydayArguments& arguments, const Json& headend
     std::vector<std::string> names;
     std::vector<std::string> types;
     for (const Json& device : devices) {
-        names.push_back(textOf(device, "DeviceName"));
-        types.push_back(textOf(device, "DeviceType"));
+        names.push_back(stringOf(device, "DeviceName"));
+        types.push_back(stringOf(device, "DeviceType"));
     }
     if (!arguments.device.empty()) {
         return types.empty() ? arguments.device : types[named("device", arguments.device, names, types)];
@@ -240,8 +240,8 @@ Report savedLineUp(OpenedService& service)
     const Json results = service.operations().call("ask for the saved line-up", "loadHeadend", Json::array());
     const Json& saved = results[0];
     const Json& devices = saved["DeviceList"];
-    const std::string id = textOf(saved, "HeadendID");
-    const std::string device = devices.empty() ? std::string() : textOf(devices[0], "DeviceType");
+    const std::string id = stringOf(saved, "HeadendID");
+    const std::string device = devices.empty() ? std::string() : stringOf(devices[0], "DeviceType");
     Report report;
     report.json = {{"saved", saved}};
     Table table;
@@ -272,7 +272,7 @@ Report findLineUp(OpenedService& service, const EverydayArguments& arguments, co
         std::fputs(layOut(headendTable(headends), {output.columns(), output.hasColours()}).c_str(), stderr);
     }
     const Json headend = chooseHeadend(service, arguments, headends);
-    const std::string id = textOf(headend, "HeadendID");
+    const std::string id = stringOf(headend, "HeadendID");
     const std::string device = chooseDevice(arguments, headend);
     service.lineUp().choose(id, device);
     service.operations().call("save the line-up", "saveHeadend", Json::array());

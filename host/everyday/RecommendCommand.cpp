@@ -44,7 +44,7 @@ Json recordsOf(const Json& result)
 {
     Json records = result.contains("Personalized") ? result["Personalized"] : listOf(result);
     records.erase(std::remove_if(records.begin(), records.end(),
-                                 [](const Json& record) { return textOf(record, "Title").empty(); }),
+                                 [](const Json& record) { return stringOf(record, "Title").empty(); }),
                   records.end());
     return records;
 }

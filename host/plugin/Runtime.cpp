@@ -42,7 +42,7 @@ HttpLimits httpLimits(const Configuration& configuration)
     limits.totalTimeout = time("total_timeout", limits.totalTimeout);
     limits.payloadCap = count("payload_cap", limits.payloadCap, kMostBytes);
     limits.concurrency = count("concurrency", limits.concurrency, kMostTransfers);
-    limits.caFile = configuration.text("ca_file");
+    limits.caFile = configuration.value("ca_file");
     return limits;
 }
 

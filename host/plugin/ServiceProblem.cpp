@@ -120,7 +120,7 @@ ServiceProblem describe(std::string_view step, int status, const ServiceFailure&
     }
     for (const StatusAdvice& row : kStatusAdvice) {
         if (row.status == status) {
-            const std::string problem = fmt::format(fmt::runtime(row.problem), configuration.text("base_url"));
+            const std::string problem = fmt::format(fmt::runtime(row.problem), configuration.value("base_url"));
             return {advised(tried, problem, failure, status), row.hint};
         }
     }
@@ -142,7 +142,7 @@ ServiceProblem describeRefusedSession(int status, const ServiceFailure& failure,
     ServiceProblem problem = describe("open a session", status, failure, configuration);
     std::string empty;
     for (const char* const key : {"app_key", "duid", "model_id", "country"}) {
-        if (configuration.text(key).empty()) {
+        if (configuration.value(key).empty()) {
             empty += fmt::format("{}{}", empty.empty() ? "" : ", ", key);
         }
     }

@@ -66,7 +66,7 @@ private:
 /// One client's conversation.
 class RpcConversation {
 public:
-    /// Sends one message, a JSON text without line breaks, to the client. Calls never overlap; they come from the
+    /// Sends one message, a JSON document without line breaks, to the client. Calls never overlap; they come from the
     /// thread in handle() and from the executor's. It must not block for long and must not call the conversation.
     using Send = std::function<void(const std::string& message)>;
 

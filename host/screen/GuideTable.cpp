@@ -156,11 +156,11 @@ public:
             column = cell.end;
         }
         append(lines, cellLines({}, m_gridWidth - column), {});
-        std::string text;
+        std::string string;
         for (const std::string& line : lines) {
-            text += trimmed(line) + "\n";
+            string += trimmed(line) + "\n";
         }
-        return text;
+        return string;
     }
 
 private:
@@ -223,9 +223,9 @@ private:
         return cells;
     }
 
-    std::string styled(std::string_view style, const std::string& text) const
+    std::string styled(std::string_view style, const std::string& string) const
     {
-        return m_style.colours && !style.empty() ? fmt::format("{}{}{}", style, text, kPlain) : text;
+        return m_style.colours && !style.empty() ? fmt::format("{}{}{}", style, string, kPlain) : string;
     }
 
     int columnOf(std::int64_t time) const

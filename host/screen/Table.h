@@ -22,12 +22,12 @@ struct TableColumn {
 
 struct TableCell {
     TableCell() = default;
-    TableCell(std::string both) : text(both), plain(std::move(both)) {}  // NOLINT(google-explicit-constructor)
-    TableCell(const char* both) : TableCell(std::string(both)) {}        // NOLINT(google-explicit-constructor)
-    TableCell(std::string forPeople, std::string forScripts) : text(std::move(forPeople)), plain(std::move(forScripts))
+    TableCell(std::string both) : shown(both), plain(std::move(both)) {}  // NOLINT(google-explicit-constructor)
+    TableCell(const char* both) : TableCell(std::string(both)) {}         // NOLINT(google-explicit-constructor)
+    TableCell(std::string forPeople, std::string forScripts) : shown(std::move(forPeople)), plain(std::move(forScripts))
     {}
 
-    std::string text;   ///< for people
+    std::string shown;  ///< for people
     std::string plain;  ///< for scripts
 };
 
@@ -50,8 +50,8 @@ std::string layOut(const Table& table, const TableStyle& style);
 /// @param first  a cell that begins each line; empty for none
 std::string tabSeparated(const Table& table, const std::string& first);
 
-/// A text with the marked words between two strings. Case and accents do not matter.
-std::string highlighted(std::string_view text, const std::vector<std::string>& words, std::string_view on,
+/// A string with the marked words between two strings. Case and accents do not matter.
+std::string highlighted(std::string_view string, const std::vector<std::string>& words, std::string_view on,
                         std::string_view off);
 
 }  // namespace W::host

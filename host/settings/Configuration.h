@@ -46,7 +46,7 @@ public:
     WVariant getCPOption(const WContentProvider& provider, const std::string& key) override;
 
     /// Value of a setting; empty if it is not set.
-    const std::string& text(std::string_view key) const;
+    const std::string& value(std::string_view key) const;
     bool isSet(std::string_view key) const;
     /// Where the value came from; empty if it is not set.
     const std::string& source(std::string_view key) const;
@@ -64,7 +64,7 @@ public:
 
 private:
     struct SettingValue {
-        std::string text;
+        std::string value;
         std::string source;
     };
     const SettingValue* find(std::string_view key) const;

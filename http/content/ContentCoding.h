@@ -8,12 +8,12 @@
 
 namespace http {
 
-/// Whether the value of an Accept-Encoding header prefers gzip to the plain text (RFC 9110, 12.5.3). Names count in any
+/// Whether the value of an Accept-Encoding header prefers gzip to no coding (RFC 9110, 12.5.3). Names count in any
 /// case; weights ("gzip;q=0.5") and the asterisk are respected.
 bool acceptsGzip(std::string_view acceptEncoding);
 
-/// The text as one gzip member (RFC 1952).
-std::string gzipped(std::string_view text);
+/// The content as one gzip member (RFC 1952).
+std::string gzipped(std::string_view content);
 
 enum class GunzipError {
     Malformed,

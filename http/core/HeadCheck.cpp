@@ -12,10 +12,10 @@ namespace {
 
 constexpr std::string_view kLineEnd = "\r\n";
 
-bool isToken(std::string_view text)
+bool isToken(std::string_view string)
 {
     constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
-    return !text.empty() && std::all_of(text.begin(), text.end(), [kMarks](char c) {
+    return !string.empty() && std::all_of(string.begin(), string.end(), [kMarks](char c) {
         return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
                kMarks.find(c) != std::string_view::npos;
     });
@@ -26,11 +26,11 @@ bool isControl(char c)
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-std::string_view trimmed(std::string_view text)
+std::string_view trimmed(std::string_view string)
 {
-    const std::size_t first = std::min(text.find_first_not_of(" \t"), text.size());
-    text.remove_prefix(first);
-    return text.substr(0, text.find_last_not_of(" \t") + 1);
+    const std::size_t first = std::min(string.find_first_not_of(" \t"), string.size());
+    string.remove_prefix(first);
+    return string.substr(0, string.find_last_not_of(" \t") + 1);
 }
 
 bool isHost(std::string_view host)

@@ -146,10 +146,10 @@ void HttpCore::refuseConnection(int socket)
 {
     if (!m_tls) {
         const Reply reply = m_application.refuse(503, "the server has too many connections; try again later");
-        const std::string text =
+        const std::string bytes =
             fmt::format("HTTP/1.1 503 {}\r\nContent-Length: {}\r\nRetry-After: 1\r\nConnection: close\r\n\r\n{}",
                         reasonPhrase(503), reply.content().size(), reply.content());
-        (void)::send(socket, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        (void)::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         ::shutdown(socket, SHUT_WR);
     }
     ::close(socket);

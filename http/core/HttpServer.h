@@ -36,7 +36,7 @@ struct ListenAddress {
 
     /// Reads "127.0.0.1:8900" or "[::1]:8900"; ":8900" is every IPv4 address of the machine.
     /// @throws HttpSetupError
-    static ListenAddress parse(const std::string& text);
+    static ListenAddress parse(const std::string& string);
 
     /// The address of a TCP socket that was inherited from the process that started this one. The server owns the
     /// socket from its construction on.

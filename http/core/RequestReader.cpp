@@ -18,9 +18,9 @@ constexpr std::string_view kEndOfHead = "\r\n\r\n";
 // A line of the chunked coding with its extensions, and the trailer.
 constexpr std::size_t kMostChunkOverhead = 8192;
 
-std::string copied(beast::string_view text)
+std::string copied(beast::string_view string)
 {
-    return {text.data(), text.size()};
+    return {string.data(), string.size()};
 }
 
 // "/path?query" of a target that may have a scheme and a host before it (RFC 9112, 3.2.2).

@@ -71,20 +71,20 @@ public:
     }
 
     // [any thread]
-    bool send(std::string text) override
+    bool send(std::string message) override
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         if (m_isOver) {
             return false;
         }
-        if (m_unsent >= m_mostMessages || m_unsentBytes + text.size() > m_mostBytes) {
+        if (m_unsent >= m_mostMessages || m_unsentBytes + message.size() > m_mostBytes) {
             m_isOver = true;
             post([](Peer& peer) { peer.finish(); });  // a close frame would wait behind the messages
             return false;
         }
         ++m_unsent;
-        m_unsentBytes += text.size();
-        post([message = std::move(text)](Peer& peer) mutable { peer.queue(std::move(message)); });
+        m_unsentBytes += message.size();
+        post([message = std::move(message)](Peer& peer) mutable { peer.queue(std::move(message)); });
         return true;
     }
 

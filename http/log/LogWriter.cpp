@@ -202,10 +202,10 @@ bool FloodGate::admit(std::string_view address, std::uint64_t& leftOut, Clock::t
     return true;
 }
 
-std::string quotedForLog(std::string_view text, std::size_t most)
+std::string quotedForLog(std::string_view string, std::size_t most)
 {
     std::string result = "\"";
-    for (const unsigned char c : text.substr(0, most)) {
+    for (const unsigned char c : string.substr(0, most)) {
         if (c < 0x20 || c >= 0x7f || c == '"' || c == '\\') {
             result += fmt::format("\\x{:02x}", c);
         } else {

@@ -56,9 +56,9 @@ private:
     const std::unique_ptr<State> m_state;
 };
 
-/// The text in quotes, with control characters, quotes, backslashes and bytes that are not ASCII as \xHH, so that a
+/// The string in quotes, with control characters, quotes, backslashes and bytes that are not ASCII as \xHH, so that a
 /// client cannot forge log lines or control a terminal.
-/// @param most  bytes of the text that are shown
-std::string quotedForLog(std::string_view text, std::size_t most = 200);
+/// @param most  bytes of the string that are shown
+std::string quotedForLog(std::string_view string, std::size_t most = 200);
 
 }  // namespace http

@@ -13,7 +13,7 @@ constexpr char lower(char c)
 
 struct Phrase {
     int status;
-    std::string_view text;
+    std::string_view phrase;
 };
 
 constexpr Phrase kPhrases[] = {
@@ -92,7 +92,7 @@ std::string_view reasonPhrase(int status)
 {
     const auto* const found = std::find_if(std::begin(kPhrases), std::end(kPhrases),
                                            [status](const Phrase& phrase) { return phrase.status == status; });
-    return found == std::end(kPhrases) ? "Unknown" : found->text;
+    return found == std::end(kPhrases) ? "Unknown" : found->phrase;
 }
 
 }  // namespace http

@@ -13,7 +13,7 @@ enum class Plus {
 };
 
 /// Decodes percent-encoding. A '%' without two hexadecimal digits after it stays as it is.
-std::string percentDecoded(std::string_view text, Plus plus);
+std::string percentDecoded(std::string_view string, Plus plus);
 
 /// Reads "name=value&name=value", in its order. A part without '=' is a name without a value; empty parts are skipped.
 std::multimap<std::string, std::string> parseQuery(std::string_view query);
