@@ -4,7 +4,7 @@
 
 #include <sched.h>
 
-#include "ScheduleText.h"
+#include "ScheduleBody.h"
 
 namespace W::bench {
 

@@ -11,7 +11,7 @@
 
 #include "CountingNew.h"
 #include "Plugin.h"
-#include "ScheduleText.h"
+#include "ScheduleBody.h"
 #include "SectionTimer.h"
 
 namespace W::bench {

@@ -8,22 +8,22 @@
 #include "BareParse.h"
 #include "CountingNew.h"
 #include "Plugin.h"
-#include "ScheduleText.h"
+#include "ScheduleBody.h"
 #include "SectionTimer.h"
 
 namespace W::bench {
 
 namespace {
 
-struct MeasuredText {
+struct MeasuredBody {
     std::size_t size;
     int channels;
 };
-constexpr MeasuredText k10KB{10000, 3};
-constexpr MeasuredText k1MB{1000000, 40};
-constexpr MeasuredText k20MB{20000000, 200};
+constexpr MeasuredBody k10KB{10000, 3};
+constexpr MeasuredBody k1MB{1000000, 40};
+constexpr MeasuredBody k20MB{20000000, 200};
 
-void parse(benchmark::State& state, MeasuredText wanted)
+void parse(benchmark::State& state, MeasuredBody wanted)
 {
     const std::string text = schedule(wanted.size, wanted.channels);
     for (auto _ : state) {
@@ -37,7 +37,7 @@ void parse(benchmark::State& state, MeasuredText wanted)
 }
 
 /// What happens between the executor's complete() and its return: trampoline, parse, callback, clean-up.
-void deliver(benchmark::State& state, MeasuredText wanted)
+void deliver(benchmark::State& state, MeasuredBody wanted)
 {
     const std::string text = schedule(wanted.size, wanted.channels);
     NullExecutor executor;
