@@ -458,7 +458,7 @@ TEST(Today, TakesTheOptionsOfGuideAndTheZoneOfTheMachine)
     EXPECT_THAT(none.errors, HasSubstr("none of these channels"));
 }
 
-TEST(Today, WhatRunsNowIsMarked)
+TEST(Today, MarksCurrentProgrammes)
 {
     const ScratchDirectory scratch;
     const std::string file = scratch.write(

@@ -94,7 +94,7 @@ const struct {
     {"chunk", "PUT / HTTP/1.1\r\nHost: here\r\nTransfer-Encoding: chunked\r\n\r\n1"},
 };
 
-TEST_F(HostileClients, OneByteAtATimeHoldsNobodyUp)
+TEST_F(HostileClients, SlowRequestsDoNotDelayOthers)
 {
     std::vector<RawClient> clients;
     for (const auto& row : kSlowRequests) {
@@ -124,7 +124,7 @@ TEST(SlowRequests, OneByteAtATimeDoesNotProlongTheDeadline)
     }
 }
 
-TEST_F(HostileClients, RepliesThatAreNotReadHoldNobodyUp)
+TEST_F(HostileClients, UnreadRepliesDoNotDelayOthers)
 {
     std::string many;
     for (int i = 0; i < 20; ++i) {
@@ -141,7 +141,7 @@ TEST_F(HostileClients, RepliesThatAreNotReadHoldNobodyUp)
     EXPECT_LT(m_server.requests(), 450) << "replies are made that nobody reads";
 }
 
-TEST(SlowRequests, RepliesThatAreNotReadHaveADeadline)
+TEST(SlowRequests, UnreadRepliesHaveADeadline)
 {
     const TestServer server([](ServerLimits& limits) { limits.sendPauseTime = seconds(1); });
     const RawClient client(server.port());
@@ -150,7 +150,7 @@ TEST(SlowRequests, RepliesThatAreNotReadHaveADeadline)
     EXPECT_TRUE(support::eventually([&] { return !client.send("x"); }));
 }
 
-TEST_F(HostileClients, BodiesHaveALimitInAll)
+TEST_F(HostileClients, LimitsAllBodiesTogether)
 {
     std::vector<RawClient> clients;
     const std::string part(900'000, 'x');
@@ -165,7 +165,7 @@ TEST_F(HostileClients, BodiesHaveALimitInAll)
     expectFlatMemory("large bodies");
 }
 
-TEST_F(HostileClients, EndlessBodiesAreRefusedAtTheLimit)
+TEST_F(HostileClients, RefusesEndlessBodiesAtTheLimit)
 {
     const struct {
         const char* attack;
@@ -193,7 +193,7 @@ TEST_F(HostileClients, EndlessBodiesAreRefusedAtTheLimit)
     EXPECT_THAT(client.receive(1, "PUT / "), StartsWith("HTTP/1.1 200 "));
 }
 
-TEST_F(HostileClients, CompressedZerosAreRefusedAtTheLimit)
+TEST_F(HostileClients, RefusesCompressedZerosAtTheLimit)
 {
     const std::string bomb = gzipped(std::string(200 * kMebibyte, '\0'));
     ASSERT_LT(bomb.size(), kMebibyte);

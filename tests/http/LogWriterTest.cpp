@@ -64,7 +64,7 @@ TEST(LogWriter, WritesLinesInOrder)
     EXPECT_EQ(pipe.read(), wanted);
 }
 
-TEST(LogWriter, AStalledSinkHoldsNobodyUp)
+TEST(LogWriter, StalledSinkDoesNotBlockCallers)
 {
     const Pipe pipe;
     const auto begin = Clock::now();
@@ -87,7 +87,7 @@ TEST(LogWriter, AStalledSinkHoldsNobodyUp)
     EXPECT_LT(read, 1000U);
 }
 
-TEST(LogWriter, TheEndDoesNotWaitForAStalledSink)
+TEST(LogWriter, StopDoesNotWaitForAStalledSink)
 {
     const Pipe pipe;
     const auto begin = Clock::now();
@@ -100,7 +100,7 @@ TEST(LogWriter, TheEndDoesNotWaitForAStalledSink)
     EXPECT_LT(Clock::now() - begin, seconds(20));
 }
 
-TEST(LogWriter, AReaderThatIsGoneIsNoSignal)
+TEST(LogWriter, ClosedReaderRaisesNoSignal)
 {
     Pipe pipe;
     pipe.closeReader();
@@ -109,7 +109,7 @@ TEST(LogWriter, AReaderThatIsGoneIsNoSignal)
     EXPECT_TRUE(eventually([&] { return log.lost() == 1; })) << "a signal would end the test program";
 }
 
-TEST(LogWriter, AFullDiskIsReportedLater)
+TEST(LogWriter, ReportsAFullDiskLater)
 {
     const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
     const Pipe pipe;
@@ -143,7 +143,7 @@ TEST(LogWriter, AFullDiskIsReportedLater)
     ::close(full);
 }
 
-TEST(FloodGate, CountsWhatItLeavesOut)
+TEST(FloodGate, CountsTheLinesThatItLeavesOut)
 {
     FloodGate gate(3);
     const Clock::time_point begin{seconds(1000)};
@@ -172,7 +172,7 @@ TEST(FloodGate, ManyAddressesTakeLittleMemory)
     EXPECT_LT(admitted, 5'000) << "addresses beyond the limit share one count";
 }
 
-TEST(QuotedForLog, EscapesWhatCouldForgeALine)
+TEST(QuotedForLog, EscapesBytesThatCouldForgeALine)
 {
     EXPECT_EQ(quotedForLog("/a b"), "\"/a b\"");
     EXPECT_EQ(quotedForLog(std::string("\x1b[2J\r\n\0\"\\\x7f\xc3", 11)), R"("\x1b[2J\x0d\x0a\x00\x22\x5c\x7f\xc3")");

@@ -113,7 +113,7 @@ TEST(Tls, AnswersOverTls)
     EXPECT_EQ(large->body.size(), 5'000'000U);
 }
 
-TEST(Tls, SpeaksModernVersionsAndSuitesOnly)
+TEST(Tls, OffersModernVersionsAndSuitesOnly)
 {
     const Certificates certificates;
     const TestServer server({}, certificates.rsa());
@@ -130,7 +130,7 @@ TEST(Tls, SpeaksModernVersionsAndSuitesOnly)
               "ECDHE-RSA-AES128-GCM-SHA256");
 }
 
-TEST(Tls, CertificatesAreReadAgain)
+TEST(Tls, ReloadsCertificates)
 {
     const Certificates certificates;
     TestServer server({}, certificates.rsa(2048, 1));
@@ -171,7 +171,7 @@ TEST(Tls, ReportsFilesThatItCannotUse)
     EXPECT_EQ(refusalOf(certificates.make("localhost", EVP_EC_gen("P-256"))), "");
 }
 
-TEST(Tls, HandshakesThatStallHoldNobodyUp)
+TEST(Tls, StalledHandshakesDoNotDelayOthers)
 {
     const Certificates certificates;
     TestServer server([](ServerLimits& limits) { limits.handshakeTime = seconds(60); }, certificates.rsa());

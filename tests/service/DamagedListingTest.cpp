@@ -93,7 +93,7 @@ TEST_F(HostileListing, BytesThatAreNotUtf8CostTheProgramme)
     }
 }
 
-TEST_F(HostileListing, CutOffAtAnyByteItIsRefused)
+TEST_F(HostileListing, RefusesListingsCutOffAtAnyByte)
 {
     const std::string plain =
         "\xef\xbb\xbf<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE tv SYSTEM \"xmltv.dtd\" [<!ENTITY e 'x'>]>\n"

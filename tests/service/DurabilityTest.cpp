@@ -325,12 +325,12 @@ protected:
     std::chrono::steady_clock::duration m_importTime{};
 };
 
-TEST_F(Durability, WhatWasConfirmedOutlastsAKill)
+TEST_F(Durability, ConfirmedWritesSurviveAKill)
 {
     killAgainAndAgain(false);
 }
 
-TEST_F(Durability, AKilledImportLeavesTheOldGuideOrTheNew)
+TEST_F(Durability, KilledImportLeavesTheOldOrTheNewGuide)
 {
     killAgainAndAgain(true);
 }

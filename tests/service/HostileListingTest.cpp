@@ -296,7 +296,7 @@ TEST_F(HostileListing, TenThousandLevelsAreRefused)
     }
 }
 
-TEST_F(HostileListing, BombsDoNotGoOff)
+TEST_F(HostileListing, EntityBombsAreNotExpanded)
 {
     std::string entities = "<!ENTITY a0 'aaaaaaaaaa'><!ENTITY % p0 '<!-- x -->'>";
     for (int i = 1; i < 12; ++i) {
@@ -326,7 +326,7 @@ TEST_F(HostileListing, BombsDoNotGoOff)
     expectBounded(peak() - before);
 }
 
-TEST_F(HostileListing, APackedBombIsCutOffAtAGibibyte)
+TEST_F(HostileListing, RefusesMoreThanAGibibyteUnpacked)
 {
     if (!kLong) {
         GTEST_SKIP() << "unpacks two gibibytes; Listing.ABombOfCompressedBlanksIsCutOff has a smaller limit";
