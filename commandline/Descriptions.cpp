@@ -28,7 +28,7 @@ std::vector<const CLI::App*> commandsOf(const CLI::App& app)
     return app.get_subcommands([](const CLI::App*) { return true; });
 }
 
-/// The program's options that a command accepts, too.
+/// The program's options that the command accepts, too.
 Options commonOptions(const CLI::App& app, const CLI::App& command)
 {
     Options options = command.get_fallthrough() ? optionsOf(app, false) : Options();
@@ -103,7 +103,7 @@ std::string roff(const std::string& text)
     return replaced(replaced(text, "\\", "\\e"), "-", "\\-");
 }
 
-/// Text in lines of at most 78 bytes, none of which begins like a troff request.
+/// Breaks a paragraph into lines of at most 78 bytes. No line begins like a troff request.
 std::string filled(const std::string& text)
 {
     constexpr std::size_t kMostBytes = 78;
@@ -247,7 +247,7 @@ std::string manualPage(const CLI::App& app, const Program& program, const CLI::A
 
 // --- completions -----------------------------------------------------------------------------------------------------
 
-/// Its own, then those of the program.
+/// The command's options, then those of the program.
 Options allOptions(const CLI::App& app, const CLI::App& command)
 {
     Options options = optionsOf(command, false);
@@ -279,7 +279,7 @@ std::string bash(const CLI::App& app)
         cases += "        " + command->get_name() + ") options='" + spellings(allOptions(app, *command)) + "' ;;\n";
     }
     const std::string common = spellings(optionsOf(app, false));
-    // File names come from "-o default", where nothing else fits.
+    // "-o default" completes file names if nothing else fits.
     return "# Completion of " + name + " for bash.\n_" + name + "()\n{\n    local command='' options word\n" +
            "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n        case $word in\n            " + commands +
            ") command=$word; break ;;\n        esac\n    done\n    case $command in\n" + cases +
@@ -289,7 +289,7 @@ std::string bash(const CLI::App& app)
            "complete -o default -F _" + name + " " + name + "\n";
 }
 
-/// Inside single quotes and brackets.
+/// Escapes a string for single quotes and brackets of zsh.
 std::string zshEscaped(const std::string& text)
 {
     return replaced(replaced(replaced(replaced(text, "'", "'\\''"), "[", "\\["), "]", "\\]"), ":", "\\:");

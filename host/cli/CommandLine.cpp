@@ -103,7 +103,7 @@ void addGuideOptions(CLI::App& command, GuideOptions& guide)
         });
     command
         .add_option("--channels", guide.channels,
-                    "Show only these channels, in this order: source, number, name, or a beginning that only one has")
+                    "Show only these channels, in this order: number, source, name, or an unambiguous start of a name")
         ->type_name("CHANNEL,…")
         ->delimiter(',');
     command.add_option("--hours", guide.hours, "Show this many hours, 1 to 24")
@@ -204,7 +204,7 @@ std::vector<std::string> optionNames(const CLI::App& app)
     return names;
 }
 
-/// The error in one line. CLI11 reports a missing command also if one was misspelt.
+/// Reports the error in one line. CLI11 reports a missing command even if one was given and misspelt.
 int reportUsage(const CLI::App& app, const CLI::ParseError& error)
 {
     std::string problem = error.what();
@@ -241,7 +241,7 @@ std::vector<std::string> protectedArguments(int argc, char** argv)
     return arguments;
 }
 
-/// Takes the blanks of protectedArguments() off again.
+/// Removes the blanks that protectedArguments() added.
 void restoreWords(std::vector<std::string>& words)
 {
     for (std::string& word : words) {
@@ -292,8 +292,7 @@ int runCommandLine(int argc, char** argv)
     }
 
     std::string method;
-    CLI::App* const apiCommand =
-        app.add_subcommand("api", "Carry out any operation of the plug-in, and print its result");
+    CLI::App* const apiCommand = app.add_subcommand("api", "Call any operation of the plug-in and print its result");
     apiCommand->add_option("method", method, "Name of the operation, as in docs/operations.md")
         ->type_name("METHOD")
         ->required();
@@ -338,7 +337,7 @@ int runCommandLine(int argc, char** argv)
     webCommand->add_flag("--open", web.open, "Open the page in a browser");
     webCommand
         ->add_option("--assets", web.assets,
-                     "Serve the page from this folder, read again with each load; default: the page in the program")
+                     "Serve the page from this folder, reading it again for each load; default: the built-in page")
         ->type_name("DIR");
     webCommand
         ->add_option(

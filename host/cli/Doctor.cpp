@@ -136,7 +136,7 @@ private:
 
     std::string connection()
     {
-        // The certificate is the next check's concern.
+        // The next check verifies the certificate.
         const ProbeResult probe = probeConnection(m_url.origin, m_limits, CertificateCheck::None);
         if (probe.status == session::kCompleted || probe.status == session::kTlsFailed) {
             return fmt::format("{} answers", m_url.origin);

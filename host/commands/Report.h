@@ -1,4 +1,4 @@
-// What a command has found out, and how it is printed: tables on a terminal, tab-separated lines into a pipe, or one
+// The result of a command, and how it is printed: tables on a terminal, tab-separated lines into a pipe, or one
 // JSON object.
 #pragma once
 

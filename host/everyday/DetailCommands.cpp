@@ -114,7 +114,7 @@ Table episodes(const Json& list)
     return table;
 }
 
-/// Where a programme is shown.
+/// The airings of a programme.
 Table airingTable(const Json& airings, const ShownTimes& times, const ChannelNames& names)
 {
     Table table;

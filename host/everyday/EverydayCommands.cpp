@@ -22,7 +22,7 @@ void channelsOption(CLI::App& command, Arguments& arguments)
 {
     command
         .add_option("--channels", arguments.channels,
-                    "Show only these channels, in this order: number, source, name, or a beginning that only one has")
+                    "Show only these channels, in this order: number, source, name, or an unambiguous start of a name")
         ->type_name("CHANNEL,…")
         ->delimiter(',');
 }
@@ -48,7 +48,7 @@ void idArgument(CLI::App& command, Arguments& arguments)
 constexpr char kProgrammeId[] = "Programme, by the ID that search prints";
 constexpr char kPersonId[] = "Person, by the ID that show prints";
 constexpr char kSeriesId[] = "Series or one of its programmes, by its ID";
-constexpr char kChannelId[] = "Channel: number, source, name, or a beginning that only one has";
+constexpr char kChannelId[] = "Channel: number, source, name, or an unambiguous start of a name";
 
 void voteArguments(CLI::App& command, Arguments& arguments)
 {
@@ -163,7 +163,7 @@ void resetArguments(CLI::App& command, Arguments& arguments)
 std::optional<std::string> resetProblem(const Arguments& arguments)
 {
     if (!arguments.yes && !canAsk()) {
-        return "there is no terminal to ask on; write --yes to delete the history without a question";
+        return "cannot ask for confirmation without a terminal; write --yes to delete the history";
     }
     return std::nullopt;
 }
@@ -257,7 +257,7 @@ const std::vector<EverydayCommand>& everydayCommands()
          uploadSettings,
          uploadFile},
         {"reset-history",
-         "Delete what the service knows of what you watched and voted for",
+         "Delete the service's record of what you watched and voted for",
          {"resetHistory"},
          resetArguments,
          resetProblem,

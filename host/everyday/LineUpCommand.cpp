@@ -1,5 +1,5 @@
-// `corvane lineup`: from the place where the viewer lives to the headend that serves him, and a quiz that tells similar
-// ones apart. What the options leave open is asked on a terminal.
+// `corvane lineup`: finds the headend that serves the viewer's place; a quiz distinguishes similar headends. On a
+// terminal the command asks for what the options do not give.
 #include <algorithm>
 #include <cctype>
 
@@ -50,7 +50,7 @@ Table headendTable(const Json& headends)
 
 // --- the place -------------------------------------------------------------------------------------------------------
 
-/// The one whose name or code was given, or that the person chooses.
+/// Returns the index of the name or code that was given, or of the one that the person chooses.
 /// @param what  as in "state"
 std::size_t named(const char* what, const std::string& wanted, const std::vector<std::string>& names,
                   const std::vector<std::string>& codes)
@@ -67,8 +67,9 @@ std::size_t named(const char* what, const std::string& wanted, const std::vector
     for (const std::string& name : names) {
         known += (known.empty() ? "" : ", ") + name;
     }
-    throw ServiceProblem(fmt::format("the service knows no {} \"{}\"{}", what, wanted, didYouMean(wanted, names)),
-                         fmt::format("choose one of {}", known));
+    throw ServiceProblem(
+        fmt::format("the service does not know the {} \"{}\"{}", what, wanted, didYouMean(wanted, names)),
+        fmt::format("choose one of {}", known));
 }
 
 /// Headends of a city, by state and city.
@@ -82,7 +83,7 @@ Json headendsOfCity(OpenedService& service, const EverydayArguments& arguments)
         stateNumbers.push_back(number);
     }
     if (states.empty()) {
-        throw ServiceProblem("the service knows no cities", "look up a postal code with --postal-code CODE");
+        throw ServiceProblem("the service has no list of cities", "look up a postal code with --postal-code CODE");
     }
     const std::size_t state = named("state", arguments.state, states, std::vector<std::string>(states.size()));
     std::vector<std::string> cities;
@@ -110,7 +111,7 @@ Json findHeadends(OpenedService& service, const EverydayArguments& arguments)
             : listOf(service.operations().call("look up this postal code", "getHeadend", Json::array({code}))[0]);
     if (headends.empty()) {
         throw ServiceProblem(code.empty() ? std::string("no line-up reaches this city")
-                                          : fmt::format("the service knows no line-up for the postal code {}", code),
+                                          : fmt::format("the service has no line-up for the postal code {}", code),
                              "check it, or choose a city with --state STATE --city CITY");
     }
     return headends;
@@ -183,7 +184,7 @@ Json askQuestions(OpenedService& service, const EverydayArguments& arguments, Js
 }
 
 /// One headend of several.
-/// @throws ServiceProblem if the options do not tell which
+/// @throws ServiceProblem if the options do not decide which
 Json chooseHeadend(OpenedService& service, const EverydayArguments& arguments, Json headends)
 {
     if (!arguments.headend.empty()) {

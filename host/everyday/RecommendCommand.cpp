@@ -31,7 +31,7 @@ const std::vector<RecommendationRow>& recommendationRows()
         {"popular", "smartPopular", "getSmartPopular", Json::array(), "Popular at this time",
          "Nothing is on at the moment."},
         {"missed", "missed", "getMissedContent", Json::array({"time"}), "Missed",
-         "You have missed nothing. Mark favourites, and what you miss of them appears here."},
+         "You have missed nothing. This list shows what you missed of your favourites."},
         {"missed", "candidates", "getCandidateMissedContent", Json::array(), "Perhaps missed", ""},
         {"", "concierge", "getCombination", Json::array({"corvane"}), "Chosen for you",
          "Nothing is chosen for you yet."},
@@ -39,7 +39,7 @@ const std::vector<RecommendationRow>& recommendationRows()
     return s_rows;
 }
 
-/// What there is to show: popular channels without a programme have nothing.
+/// The records to show. Popular channels without a current programme are left out.
 Json recordsOf(const Json& result)
 {
     Json records = result.contains("Personalized") ? result["Personalized"] : listOf(result);

@@ -1,5 +1,5 @@
-// `corvane search`. The plug-in hands on the service's reply unread, so it is read here, into the records that other
-// commands show.
+// `corvane search`. The plug-in passes on the service's reply without parsing it, so it is parsed here, into the
+// records that other commands show.
 #include <cstdlib>
 #include <sstream>
 

@@ -22,7 +22,7 @@ constexpr StatusAdvice kStatusAdvice[] = {
      "check app_key, country and headend; \"corvane doctor\" shows where settings come from"},
     {status::kNotJson, "the server at {0} is not a Corvane service: its reply is not JSON",
      "set the service's address with --set base_url=URL"},
-    {status::kUnreadableReply, "the server at {0} does not reply as a Corvane service does",
+    {status::kUnreadableReply, "the server at {0} is not a Corvane service: its reply has another form",
      "set the service's address with --set base_url=URL"},
     {-13, "the transfer from {0} failed", "check the service's log, and its certificate if the address is https"},
     {-500, "{0} did not answer in time", "check the service's log, or wait longer with --timeout SECONDS"},

@@ -171,7 +171,7 @@ Value parameter(const Json& parameters, std::size_t index)
     return value;
 }
 
-/// The provider with an ID: the plug-in's own, or one that is certainly different.
+/// The provider with an ID: the plug-in's own, or else one that is certainly different.
 WContentProvider providerOfId(const WCorvaneOAI& plugin, std::uint64_t id)
 {
     const WContentProvider& own = plugin.getContentProvider();

@@ -39,7 +39,7 @@ int totalOf(const std::vector<ShownColumn>& columns)
                            [](int sum, const ShownColumn& column) { return sum + column.width + kGap; });
 }
 
-/// Narrows the widest column again and again.
+/// Narrows the widest column until all fit.
 /// @return false if the columns do not fit with their least widths
 bool narrow(std::vector<ShownColumn>& columns, int width)
 {
@@ -79,7 +79,7 @@ std::vector<ShownColumn> columnsFor(const Table& table, int width)
         const auto next = std::max_element(
             all.begin(), all.end(), [&](const ShownColumn& a, const ShownColumn& b) { return order(a) < order(b); });
         if (order(*next) == 0) {
-            // What has to stay is narrowed as far as it goes; what should stay whole comes last.
+            // Columns that must stay are narrowed as far as possible, those that should stay whole last.
             constexpr int kLeast = 4;
             for (const bool areRigid : {false, true}) {
                 for (ShownColumn& column : shown) {

@@ -88,8 +88,8 @@ bool isPictograph(wchar_t point)
     return point >= 0x1F000 || (point >= 0x2190 && point <= 0x2BFF);
 }
 
-/// Removes and returns the first character of a string that is not empty: what a terminal draws as one character, as
-/// far as known here. An emoji sequence is as wide as its first emoji.
+/// Removes and returns the first character of a string that is not empty: the code points that a terminal draws as one
+/// character. An emoji sequence is as wide as its first emoji.
 Character next(std::string_view& string)
 {
     const std::string_view all = string;
@@ -141,7 +141,7 @@ std::string_view withoutLeadingBlanks(std::string_view string)
     return first == std::string_view::npos ? std::string_view() : string.substr(first);
 }
 
-/// Removes and returns as much of a string as fits: whole words if the first one fits.
+/// Removes and returns the part of a string that fits: whole words, unless the first word is too long.
 std::string takeLine(std::string_view& string, int width)
 {
     std::string line;

@@ -26,13 +26,13 @@ std::vector<CodePoint> lowerCase(std::string_view string);
 /// A string without what fitted() removes; control characters become blanks.
 std::string printable(std::string_view string);
 
-/// Columns that a string takes when it is fitted().
+/// Columns that a string takes up on the terminal.
 int displayWidth(std::string_view string);
 
-/// Exactly `width` columns of a string: cut, with "…" for what is lost, or filled up with blanks. Control characters
+/// Exactly `width` columns of a string: cut, with "…" at the end, or filled up with blanks. Control characters
 /// become blanks, and directional overrides and other invisible characters are dropped: both could command the
 /// terminal or disguise a title. Right-to-left strings are put between left-to-right marks, which take up no column, so
-/// that a terminal that reorders it leaves the neighbouring cells in their places.
+/// that a terminal that reorders them leaves the neighbouring cells in their places.
 std::string fitted(std::string_view string, int width);
 
 /// A string in at most `lines` lines of exactly `width` columns each, broken between words if possible.

@@ -17,7 +17,7 @@ namespace {
 constexpr long kMostSecondsApart = 120;
 constexpr std::array<std::string_view, 3> kSecrets{"secret_key", "auth_token", "app_key"};
 
-/// After a failure the rest is skipped: it would fail for the same reason.
+/// After a failure the remaining checks are skipped: they would fail for the same reason.
 class Checks {
 public:
     void check(const char* name, const std::function<std::string()>& step)

@@ -54,7 +54,7 @@ class ForYouPage extends Page {
       this.section(
         "Missed",
         "Favourites, and what you like, of the last week.",
-        "You have missed nothing. Mark favourites, and what you miss of them appears here.",
+        "You have missed nothing. This list shows what you missed of your favourites.",
         (signal) => service.list("getMissedContent", ["time"], signal),
       ),
       this.section(
