@@ -1,4 +1,4 @@
-// Compares the way from a reply to the container that the callback gets with the JSON library's parse of the same
+// Compares the time from a reply to the container that the callback gets with the JSON library's parse of the same
 // reply, and measures the memory of the container.
 
 #include <list>
@@ -36,7 +36,7 @@ void parse(benchmark::State& state, MeasuredBody wanted)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
-/// What happens between the executor's complete() and its return: trampoline, parse, callback, clean-up.
+/// The work between the executor's call of complete() and its return: trampoline, parse, callback, clean-up.
 void deliver(benchmark::State& state, MeasuredBody wanted)
 {
     const std::string text = schedule(wanted.size, wanted.channels);
@@ -61,7 +61,7 @@ void deliver(benchmark::State& state, MeasuredBody wanted)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
-/// A programme with a poster, two genres and a channel of its own, whose texts fit their places.
+/// A programme with a poster, two genres and its own channel, whose strings are short enough to need no allocation.
 void record(benchmark::State& state)
 {
     unsigned long bytes = 0;

@@ -42,7 +42,7 @@ public:
     Deflater()
     {
         constexpr int kGzip = 16 + MAX_WBITS;
-        constexpr int kFast = 1;  // replies are made once each; higher levels cost more time than the bytes they save
+        constexpr int kFast = 1;  // higher levels cost more time than the bytes they save
         constexpr int kMemory = 8;
         if (deflateInit2(&m_stream, kFast, Z_DEFLATED, kGzip, kMemory, Z_DEFAULT_STRATEGY) != Z_OK) {
             throw std::bad_alloc();

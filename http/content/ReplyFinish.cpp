@@ -13,7 +13,7 @@
 namespace http {
 namespace {
 
-constexpr std::size_t kWorthPacking = 512;  // bytes; below, gzip's own header eats the gain
+constexpr std::size_t kWorthPacking = 512;  // bytes; below, gzip's header outweighs the gain
 
 std::string_view trimmed(std::string_view string)
 {
@@ -99,7 +99,7 @@ void appendField(std::string& head, std::string_view name, std::string_view valu
     head += "\r\n";
 }
 
-// What a request does to a reply of 200.
+// The parts of a request that change a reply of 200.
 void applyConditions(const Request& request, Reply& reply, OutgoingReply& out)
 {
     const std::string tag = reply.headers.get("ETag");

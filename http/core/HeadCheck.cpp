@@ -160,7 +160,7 @@ private:
             m_facts.keepAlive = m_facts.keepAlive || hasToken(value, "keep-alive");
         } else if (equalIgnoringCase(name, "Expect")) {
             if (!equalIgnoringCase(value, "100-continue")) {
-                return Refused{417, "Expect knows '100-continue' only"};
+                return Refused{417, "Expect must be '100-continue'"};
             }
             m_facts.expectsContinue = m_facts.isHttp11;
         }
