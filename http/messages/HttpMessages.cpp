@@ -49,7 +49,7 @@ constexpr Phrase kPhrases[] = {
     {422, "Unprocessable Content"},
     {426, "Upgrade Required"},
     {429, "Too Many Requests"},
-    {431, "Request Header HeaderFields Too Large"},
+    {431, "Request Header Fields Too Large"},
     {500, "Internal Server Error"},
     {501, "Not Implemented"},
     {502, "Bad Gateway"},
