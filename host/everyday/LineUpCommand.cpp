@@ -67,9 +67,8 @@ std::size_t named(const char* what, const std::string& wanted, const std::vector
     for (const std::string& name : names) {
         known += (known.empty() ? "" : ", ") + name;
     }
-    throw ServiceProblem(
-        fmt::format("the service does not know the {} \"{}\"{}", what, wanted, didYouMean(wanted, names)),
-        fmt::format("choose one of {}", known));
+    throw ServiceProblem(fmt::format("the service has no {} \"{}\"{}", what, wanted, didYouMean(wanted, names)),
+                         fmt::format("choose one of {}", known));
 }
 
 /// Headends of a city, by state and city.

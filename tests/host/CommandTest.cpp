@@ -1,4 +1,4 @@
-// The command corvane as people and scripts use it: exit codes, one clear line for each failure, and the guide of a
+// The command corvane in use by people and scripts: exit codes, one clear line for each failure, and the guide of a
 // scripted service.
 #include <ctime>
 #include <filesystem>
@@ -414,7 +414,7 @@ TEST(Today, DownloadsTodaysFilesFromTheService)
                 AllOf(HasSubstr("cannot ask for today's files: the service has none"), HasSubstr("hint: ")));
 }
 
-/// A schedule of one morning that is long past.
+/// A schedule of one morning in the past.
 constexpr const char* kSchedule = R"({"rsp":{"stat":"OK","channel":[
     {"source":"S1","name":"One","number":"1","content":[
         {"id":"1","title":"Early","starttime":"2020-02-29T06:10:00Z","duration":"50"},

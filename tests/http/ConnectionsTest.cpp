@@ -1,4 +1,4 @@
-// Connections as such, over raw sockets: many of them, several requests in one piece, clients that leave, the end.
+// Connections, over raw sockets: many at once, pipelined requests, clients that leave, limits, and stop().
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
@@ -39,7 +39,7 @@ std::size_t openDescriptors()
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-// Has every request answered when the promise is kept.
+// Answers every request once the promise has its value.
 std::function<void(HttpApplication&)> answerAfter(std::promise<void>& end)
 {
     return [ended = end.get_future().share()](HttpApplication& application) {
@@ -68,7 +68,7 @@ TEST(Connections, KeepsAndServesAThousand)
                 ASSERT_THAT(client.receive(1, "GET /a"), StartsWith("HTTP/1.1 200 OK\r\n"));
             }
         }
-        EXPECT_LT(server.timeOfRequest(), kUnaffected) << "idle connections are in the way";
+        EXPECT_LT(server.timeOfRequest(), kUnaffected) << "idle connections delay requests";
     }
     EXPECT_TRUE(eventually([before] { return openDescriptors() <= before; })) << "descriptors leak";
     server.server().stop();
@@ -106,7 +106,7 @@ TEST(Connections, SendsTheLastReplyBeforeClosing)
     whole.send(TestServer::get("/a"));
     whole.endSending();
     EXPECT_THAT(whole.receiveAll(), EndsWith("GET /a (closed)"));
-    // More than the sockets hold, so that most of it is sent when the client reads.
+    // More than the sockets can buffer, so that most of it is sent while the client reads.
     const RawClient large(server.port());
     large.send("GET /big?20000000 HTTP/1.1\r\nHost: here\r\nConnection: close\r\n\r\n");
     EXPECT_GT(large.receiveAll().size(), 20000000U);
@@ -176,7 +176,7 @@ TEST(Connections, FullPoolAnswers503)
         EXPECT_EQ(reply.find("Retry-After: 1\r\n") != std::string::npos, isRefused) << reply;
         refused += isRefused ? 1 : 0;
     }
-    EXPECT_THAT(refused, ::testing::AnyOf(6, 7)) << "one is being answered or about to be, three wait";
+    EXPECT_THAT(refused, ::testing::AnyOf(6, 7)) << "one is being answered or about to be; three wait";
 }
 
 TEST(Connections, RefusesTooManyFromOneAddress)
@@ -236,7 +236,7 @@ TEST(Connections, AcceptsAgainAfterRunningOutOfDescriptors)
         client.send(TestServer::get("/a"));
         client.receive(1, "GET /a ");
     }
-    // The client's end takes the last descriptor; accept() has none.
+    // The client's socket takes the last descriptor, so accept() has none.
     const int lowest = ::dup(0);
     ::close(lowest);
     files.rlim_cur = static_cast<rlim_t>(lowest) + 1;

@@ -1,5 +1,5 @@
-// Requests whose framing is wrong or ambiguous are refused and the connection is closed, so that no two programs on a
-// request's way can disagree about where it ends (RFC 9112).
+// Requests whose framing is wrong or ambiguous are refused and the connection is closed, so that a proxy and the server
+// cannot disagree about where a request ends (RFC 9112).
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -11,7 +11,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Runs nothing until it is opened.
+// Its jobs block until the gate is opened.
 struct JobGate {
     std::promise<void> promise;
     std::shared_future<void> future{promise.get_future()};

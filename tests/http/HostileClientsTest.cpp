@@ -1,4 +1,4 @@
-// Clients that mean harm: while they stay, others are answered as if they were not there, and the memory is flat.
+// Hostile clients must neither delay other clients nor make the server's memory grow.
 #include <chrono>
 #include <fstream>
 
@@ -23,7 +23,7 @@ constexpr std::size_t kMebibyte = 1 << 20;
 constexpr std::size_t kMostMore = 64 * kMebibyte;
 constexpr const char* kAttacker = "127.0.0.66";
 
-// The most bytes that the process, the server and this test, had in memory since forgetPeak().
+// The peak resident size of the process (server and test) since forgetPeak(), in bytes.
 std::size_t peakMemory()
 {
     std::ifstream file("/proc/self/status");
@@ -67,14 +67,14 @@ protected:
         }
     }
 
-    // What comes before is not the attack's.
+    // Memory used before is not counted as the attack's.
     void measureFromHere()
     {
         forgetPeak();
         m_before = peakMemory();
     }
 
-    // The clients that mean harm stay for longer than the test.
+    // The hostile clients stay connected for longer than the test.
     TestServer m_server{[](ServerLimits& limits) {
         limits.headerTime = seconds(60);
         limits.bodyTime = seconds(60);
@@ -138,7 +138,7 @@ TEST_F(HostileClients, UnreadRepliesDoNotDelayOthers)
     }
     expectOthersUnaffected("unread replies");
     expectFlatMemory("unread replies");
-    EXPECT_LT(m_server.requests(), 450) << "replies are made that nobody reads";
+    EXPECT_LT(m_server.requests(), 450) << "the server makes replies that are never read";
 }
 
 TEST(SlowRequests, UnreadRepliesHaveADeadline)

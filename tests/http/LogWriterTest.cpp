@@ -76,7 +76,7 @@ TEST(LogWriter, StalledSinkDoesNotBlockCallers)
         for (int i = 0; i < 1000; ++i) {
             log.write(line);
         }
-        // The reader wakes up.
+        // The reader starts to read.
         while (all.find("lines were lost: too many at once") == std::string::npos &&
                Clock::now() - begin < seconds(60)) {
             all += pipe.read();
@@ -123,7 +123,7 @@ TEST(LogWriter, ReportsAFullDiskLater)
                 EXPECT_TRUE(eventually([&] { return log.lost() == 5; }));
             }
         }
-        ASSERT_GE(::dup2(pipe.ends[1], sink), 0);  // room again
+        ASSERT_GE(::dup2(pipe.ends[1], sink), 0);  // the disk has room again
         log.write("kept");
         EXPECT_TRUE(eventually([&] {
             text += pipe.readAvailable();
@@ -132,7 +132,7 @@ TEST(LogWriter, ReportsAFullDiskLater)
         EXPECT_EQ(log.lost(), 0U);
     }
     EXPECT_THAT(text, HasSubstr("log lines were lost: No space left on device\n"));
-    // Each of the ten is counted or written.
+    // Each of the ten lines is counted or written.
     const long lost = std::strtol(text.c_str(), nullptr, 10);
     long written = 0;
     for (std::size_t at = text.find("lost\n"); at != std::string::npos; at = text.find("lost\n", at + 1)) {

@@ -1,4 +1,4 @@
-// WebSockets, frame by frame (RFC 6455): messages both ways, limits, the end from either side.
+// WebSockets, frame by frame (RFC 6455): messages both ways, limits, and closing from either side.
 #include "WebSocket.h"
 
 #include <condition_variable>
@@ -21,7 +21,7 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-/// Sends messages back; keeps what happened.
+/// Echoes messages and records events.
 class EchoHandler final : public WebSocketHandler {
 public:
     void opened(const std::shared_ptr<WebSocket>& opened) override
