@@ -25,7 +25,7 @@ const std::vector<RecommendationRow>& recommendationRows()
 {
     static const std::vector<RecommendationRow> s_rows{
         {"channels", "smartChannels", "getSmartChannel", Json::array(), "At your usual time",
-         "Watch something, and suggestions for this time of day appear here."},
+         "Watch something to get suggestions for this time of day."},
         {"popular", "popularChannels", "getPopularChannel", Json::array({kImageSize, kMostPopular}), "Popular now",
          "Nothing is on at the moment."},
         {"popular", "smartPopular", "getSmartPopular", Json::array(), "Popular at this time",

@@ -221,7 +221,7 @@ describe("pages", () => {
       await page.locator(".headend .title").allTextContents(),
       headends.data.map((one) => one.MsoMbrName),
     );
-    await page.getByRole("button", { name: "ask me" }).click();
+    await page.getByRole("button", { name: "ask me questions" }).click();
     const [question] = quiz.data;
     await page.locator(".quiz").getByText(`Which channel is on number ${question.Number}?`).waitFor();
     const answer = question.AnswerList.find((one) => one.HeadendId === "H4").Name;
