@@ -1,5 +1,5 @@
-// `corvaned import`: fills a database from XMLTV listings. ListingFetch.h fetches those of the network, GuideImport.h
-// imports; here are options, progress and report. RepeatedImport.h does it again and again.
+// `corvaned import`: fills a database from XMLTV listings. This file has options, progress and report; ListingFetch.h
+// fetches listings from the network, GuideImport.h imports, RepeatedImport.h repeats.
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -94,7 +94,7 @@ void printReport(const ImportReport& report, const std::string& database, std::c
     }
 }
 
-// A guide that is not about now is mostly an old file, and clients would show nothing.
+// Warns about a guide without current programmes: usually the file is old, and clients would show nothing.
 void warnIfNotCurrent(const ImportReport& report, Instant now)
 {
     if (report.last <= now) {
@@ -108,11 +108,11 @@ void warnIfNotCurrent(const ImportReport& report, Instant now)
     }
 }
 
-// What an import is made of. Files are read when it begins; listings of the network have been fetched by then.
+// The input of an import. Files are read when it begins; listings from the network have been fetched before.
 struct Inputs {
     std::vector<ListingInput> listings;
     std::vector<Validators> versions;  // of the network's listings
-    bool areUnchanged = false;         // the guide was made of just these versions
+    bool areUnchanged = false;         // the guide was made from exactly these versions
 };
 
 std::vector<std::string> addressesOf(const ImportArguments& arguments)
@@ -163,7 +163,7 @@ Inputs gather(const ImportArguments& arguments, Store& store, const ProgressLine
         return inputs;
     }
     for (std::size_t i = 0; i < urls.size(); ++i) {
-        if (fetched[i].isUnchanged) {  // but another one is not, so that this one is needed, too
+        if (fetched[i].isUnchanged) {  // but another one has changed, so this one is needed, too
             fetched[i] = fetchListing(urls[i], {}, fetchOptions(arguments, urls[i], line));
         }
         inputs.versions.push_back(fetched[i].validators);
@@ -221,7 +221,8 @@ void importOnce(const ImportArguments& arguments)
     } catch (...) {
         line.clear();
         if (!existed) {
-            // Removes a new database without a guide: a later `serve` would start with it although the import failed.
+            // Removes a new database without a guide; otherwise a later `serve` would start with it although the import
+            // failed.
             for (const char* companion : {"", "-wal", "-shm"}) {
                 std::filesystem::remove(arguments.database + companion, failed);
             }

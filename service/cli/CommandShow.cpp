@@ -97,7 +97,7 @@ void exportTo(std::FILE* file, Store& store, const std::string& path)
     }
 }
 
-// Writes to a temporary file, which gets its name only when it is complete.
+// Writes to a temporary file, which is renamed only when it is complete.
 int runExport(const std::string& database, const std::string& output)
 {
     Store store(database, Store::Mode::ReadOnly);
