@@ -28,7 +28,7 @@ DescribedSetting describedSetting(std::string name, const CLI::Option& option);
 struct Program {
     std::string version;
     std::string date;                                          ///< of the version, as 2026-11-21
-    int section;                                               ///< of the manual: 1 for everybody, 8 for administrators
+    int section;                                               ///< of the manual: 1 for users, 8 for administrators
     std::vector<std::string> seeAlso;                          ///< other pages, as "corvane(1)"
     std::function<std::vector<DescribedSettings>()> settings;  ///< of its configuration file
     std::string libraries{};                                   ///< with their versions, for --version; may be empty

@@ -30,7 +30,7 @@ const std::vector<Setting>& allSettings()
     using Reader = SettingReader;
     static const std::vector<Setting> s_settings{
         {"base_url", Reader::Plugin, "address of the service"},
-        {"server_url", Reader::Plugin, "address that is asked for the service's address"},
+        {"server_url", Reader::Plugin, "address that returns the service's address"},
         {"app_key", Reader::Plugin, "key that identifies this application to the service"},
         {"duid", Reader::Plugin, "identifier of this device"},
         {"model_id", Reader::Plugin, "model of this device"},

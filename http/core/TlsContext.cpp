@@ -65,7 +65,7 @@ TlsContext::Context TlsContext::read(const TlsFiles& files)
     SSL_CTX_set_session_cache_mode(raw, SSL_SESS_CACHE_OFF);
     SSL_CTX_set_num_tickets(raw, 1);
     SSL_CTX_set_alpn_select_cb(raw, &chooseProtocol, nullptr);
-    // The size of the key is checked below, with a message that says so.
+    // The size of the key is checked below, with its own message.
     SSL_CTX_set_security_level(raw, 1);
     ERR_clear_error();
     if (SSL_CTX_use_certificate_chain_file(raw, files.certificate.c_str()) != 1 ||

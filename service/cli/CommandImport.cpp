@@ -248,48 +248,43 @@ int runImport(const ImportArguments& arguments)
 Command addImport(CLI::App& app)
 {
     const auto arguments = std::make_shared<ImportArguments>();
-    CLI::App* const import = app.add_subcommand(
+    CLI::App* const command = app.add_subcommand(
         "import", "Fill a database from XMLTV listings (plain, .gz or .xz). They replace the guide in it.");
-    import->add_option("--db", arguments->database, "Database file; created if it is missing")->required();
-    import
-        ->add_option("listing", arguments->listings,
-                     "XMLTV files, or their addresses (http, https); together they become the guide. - is standard "
-                     "input")
+    command->add_option("--db", arguments->database, "Fill this database file; it is created if it is missing")
         ->required();
-    import->add_flag("--merge", arguments->isMerge,
-                     "Add to the guide instead of replacing it; at one time on one channel, the new listing counts");
-    import->add_flag("--today", arguments->today,
-                     "Move each listing that does not cover now so that it does: by whole weeks, or by whole days if "
-                     "it is shorter than a week");
-    import->add_option("--zone", arguments->zone,
-                       "Time zone in which moved programmes keep their time of day, such as Asia/Seoul or +09:00 "
-                       "(default: this machine's)");
-    import
+    command
+        ->add_option("listing", arguments->listings,
+                     "Read these XMLTV files or addresses (http, https); together they become the guide. - is "
+                     "standard input")
+        ->required();
+    command->add_flag("--merge", arguments->isMerge,
+                      "Add to the guide instead of replacing it; new programmes replace those that they overlap");
+    command->add_flag("--today", arguments->today,
+                      "Move each listing that does not cover now so that it does: by whole weeks, or by whole days if "
+                      "it is shorter than a week");
+    command->add_option("--zone", arguments->zone,
+                        "Keep the times of day of moved programmes in this zone, such as Asia/Seoul or +09:00 "
+                        "(default: this machine's)");
+    command
         ->add_option("--every", arguments->every,
-                     "Import again and again at this interval, such as 6h, 30m or 1d, until SIGTERM or SIGINT")
-        ->check([](const std::string& text) {
-            return intervalOf(text) ? std::string() : "'" + text + "' is not an interval such as 6h, 30m or 1d";
-});
-constexpr std::int64_t kMostMebibytes = 1 << 20;
-    import
-        ->add_option_function<std::int64_t>(
-            "--max-fetch",
-            [arguments](std::int64_t mebibytes) {
-                arguments->limits.bytes = static_cast<std::uint64_t>(mebibytes) << 20;
-    }  // namespace corvaned
-            ,
-            "MiB that a listing may have on its way")
+                     "Repeat the import at this interval, such as 6h, 30m or 1d, until SIGTERM or SIGINT")
+        ->check([](const std::string& interval) {
+            return intervalOf(interval) ? std::string() : "'" + interval + "' is not an interval such as 6h, 30m or 1d";
+        });
+    constexpr std::int64_t kMostMebibytes = 1 << 20;
+    const std::function<void(const std::int64_t&)> setBytes = [arguments](const std::int64_t& mebibytes) {
+        arguments->limits.bytes = static_cast<std::uint64_t>(mebibytes) << 20;
+    };
+    command->add_option_function("--max-fetch", setBytes, "Limit the size of a fetched listing, in MiB")
         ->default_str(std::to_string(FetchLimits().bytes >> 20))
         ->check(CLI::Range(std::int64_t{1}, kMostMebibytes));
-    import
-        ->add_option_function<std::int64_t>(
-            "--fetch-seconds",
-            [arguments](std::int64_t seconds) { arguments->limits.wholeTime = std::chrono::seconds(seconds);
-    },
-            "Seconds for fetching a listing")
+    const std::function<void(const std::int64_t&)> setSeconds = [arguments](const std::int64_t& seconds) {
+        arguments->limits.wholeTime = std::chrono::seconds(seconds);
+    };
+    command->add_option_function("--fetch-seconds", setSeconds, "Limit the time for fetching a listing, in seconds")
         ->default_str(std::to_string(FetchLimits().wholeTime.count()))
         ->check(CLI::Range(1, 86'400));
-    return {import, [arguments] { return runImport(*arguments); }};
-    }
+    return {command, [arguments] { return runImport(*arguments); }};
+}
 
-    }  // namespace corvaned
+}  // namespace corvaned

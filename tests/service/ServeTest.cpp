@@ -177,7 +177,7 @@ TEST(ServeSecrets, OtherMachinesRequireASecretOrAPermission)
         std::vector<std::string> arguments;
         const char* refusal;  // "": it serves
     } rows[] = {
-        {{}, "lets other machines in; give --secret-file or --app-key-file"},
+        {{}, "can be reached by other machines; give --secret-file or --app-key-file"},
         {{"--secret", "x"}, "other users of this machine can read secrets on the command line"},
         {{"--app-key", "x", "--allow-anonymous"}, "other users of this machine can read secrets on the command line"},
         {{"--secret-file", secret + ".none"}, "No such file or directory"},

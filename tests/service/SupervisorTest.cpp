@@ -131,7 +131,7 @@ TEST(Supervisor, SocketsThatCannotBeServedAreRefused)
         {"closed", "the inherited descriptor 3 is not a TCP socket that listens"},
         {"unix", "the inherited descriptor 3 is not a TCP socket that listens"},
         // Reachable by other machines, as with --listen.
-        {"any", " lets other machines in; give --secret-file or --app-key-file"},
+        {"any", " can be reached by other machines; give --secret-file or --app-key-file"},
     };
     for (const auto& row : rows) {
         ChildProcess service({"/usr/bin/python3", listeningArguments(row.sockets, {}), {}});
