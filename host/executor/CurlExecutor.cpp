@@ -52,7 +52,7 @@ CURLM* makeMulti()
     if (!multi) {
         throw std::bad_alloc();
     }
-    // Fails only for an option that libcurl does not know; the default is four connections per transfer.
+    // Can fail only if libcurl does not know the option; it then keeps its default of four connections per transfer.
     static_cast<void>(curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kKeptConnections));
     return multi;
 }

@@ -39,7 +39,7 @@ namespace {
 struct SecretArgument {
     std::string text;
     std::string file;
-    const CLI::Option* option = nullptr;  // of the text
+    const CLI::Option* option = nullptr;  // the option that sets `text`
 
     std::optional<std::string> value;
     bool isOnCommandLine = false;
@@ -67,7 +67,7 @@ struct ServeArguments {
     http::ServerLimits limits;
 };
 
-// The group may read it: a service of its own user gets its secrets that way.
+// Warns unless only owner and group can read the file. The group is allowed for services that run as their own user.
 void warnIfOthersRead(const std::string& path)
 {
     struct stat status {};
@@ -114,7 +114,7 @@ void SecretArgument::read(const CommandSettings& options)
     }
 }
 
-// Requires a secret if other machines can reach the service, unless the operator allows otherwise.
+// Requires a secret if other machines can reach the service, unless the operator waives it.
 // @return a warning, or ""
 std::string checkExposure(const ServeArguments& arguments, const http::ListenAddress& address)
 {
@@ -228,7 +228,7 @@ void serveUntilStopped(const sigset_t& signals, Server& server, const std::funct
     }
 }
 
-// Clients of such a guide show nothing for now.
+// Warns about an empty or old guide, for which clients show no current programmes.
 void warnIfPast(Store& store, const std::function<void(const std::string&)>& log)
 {
     const Store::Lease lease = store.lease();
@@ -248,7 +248,7 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     const std::optional<http::ListenAddress> inherited = supervisor::inheritedAddress();
     const sigset_t signals = awaitedSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    // The service must not end because the reader of its log has.
+    // A closed reader of the log must not end the service.
     (void)std::signal(SIGPIPE, SIG_IGN);
     arguments.secret.read(options);
     arguments.appKey.read(options);
@@ -306,13 +306,13 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     std::fflush(stdout);
 
     serveUntilStopped(signals, server, log, [&] {
-        // The sample is to cover today however long the service runs; on the same day this changes nothing.
+        // Keeps the sample around today while the service runs for days. On the same day this changes nothing.
         if (sample) {
             importSample(store, systemNow(), zone);
         }
     });
     if (!server.stop()) {
-        // A handler still uses the store, so nothing can be destroyed. What was confirmed to clients is on the disk.
+        // A handler still uses the store, so nothing can be destroyed. Changes that were confirmed to clients are on the disk.
         log("corvaned: stopped before a request was answered");
         temporary.reset();
         std::_Exit(kDone);
