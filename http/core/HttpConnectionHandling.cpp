@@ -1,4 +1,4 @@
-// From a complete request to its reply: the handler's thread, and deliveries that an ExchangeHook asked for.
+// From a complete request to its reply: the work of the handler's thread, and deliveries that an ExchangeHook changes.
 #include "HttpConnection.h"
 
 #include <algorithm>

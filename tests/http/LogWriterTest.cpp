@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "Eventually.h"
+
 namespace http {
 namespace {
 
@@ -76,7 +77,7 @@ TEST(LogWriter, StalledSinkDoesNotBlockCallers)
         for (int i = 0; i < 1000; ++i) {
             log.write(line);
         }
-        // The reader starts to read.
+        // Reads until the writer has reported the lost lines.
         while (all.find("lines were lost: too many at once") == std::string::npos &&
                Clock::now() - begin < seconds(60)) {
             all += pipe.read();

@@ -15,7 +15,7 @@ const kZooms = [2, 3, 4, 6, 8, 12];
 const kEvening = 20;
 /** The day strip looks for programmes from this many days ago … */
 const kDaysBack = 8;
-/** … over this span, the longest that the service answers. */
+/** … over this span in hours, the longest that the service accepts. */
 const kHoursSearched = 744;
 /** Number of channels whose programmes are fetched to find the days of the guide. */
 const kChannelsSearched = 3;
