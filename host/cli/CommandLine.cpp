@@ -67,8 +67,9 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
                    "Read settings from this file; default: ~/.config/corvane/corvane.toml, none for rpc without "
                    "--session")
         ->type_name("FILE");
-    app.add_option("--set", options.settings,
-                   "Set one setting, over file and environment; may be repeated. docs/options.md lists the settings")
+    app.add_option(
+           "--set", options.settings,
+           "Set one setting, overriding file and environment; may be repeated. docs/options.md lists the settings")
         ->type_name("KEY=VALUE")
         ->allow_extra_args(false)
         ->check([](const std::string& value) {
@@ -84,7 +85,7 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
     app.add_option("--log-level", options.logLevel, "Log up to this level: 1 errors (default), 8 everything")
         ->type_name("N")
         ->check(CLI::Range(0, 99).description(""));
-    app.add_option("--timeout", options.timeoutSeconds, "Wait this long for results")
+    app.add_option("--timeout", options.timeoutSeconds, "Wait at most this long for a result")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 86400.0).description(""))
         ->capture_default_str();
@@ -118,12 +119,11 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, bool isGrid)
     CLI::Option* const json =
         command.add_flag("--json", output.json, "Print one JSON object; docs/commands.md describes it");
     if (!isGrid) {
-        command.add_flag("--table", output.table, "Print tables also into a pipe or file, in place of plain lines")
+        command.add_flag("--table", output.table, "Print tables into a pipe or file, too, instead of plain lines")
             ->excludes(json);
     }
-    command.add_flag("--pager", output.pager, "Show the output with the program in PAGER, or less, on a terminal");
-    command
-        .add_option("--zone", output.zone, "Show times of this zone; default: TZ if set, else the zone of the service")
+    command.add_flag("--pager", output.pager, "On a terminal, show the output with the program in PAGER, or less");
+    command.add_option("--zone", output.zone, "Show times in this zone; default: TZ if set, else the service's zone")
         ->type_name("ZONE")
         ->check([](const std::string& value) {
             return DisplayZone::named(value) ? std::string()
@@ -260,7 +260,7 @@ int runCommandLine(int argc, char** argv)
     OutputOptions output;
     std::function<int()> command;
 
-    CLI::App app{"Shows the television guide of a Corvane service, and drives the plug-in's operations.", "corvane"};
+    CLI::App app{"Show the television guide of a Corvane service, and call the plug-in's operations.", "corvane"};
     app.formatter(std::make_shared<CommandFormatter>());
     corvane::addDescriptions(
         app,
@@ -293,12 +293,12 @@ int runCommandLine(int argc, char** argv)
 
     std::string method;
     CLI::App* const apiCommand = app.add_subcommand("api", "Call any operation of the plug-in and print its result");
-    apiCommand->add_option("method", method, "Name of the operation, as in docs/operations.md")
+    apiCommand->add_option("method", method, "Call this operation; docs/operations.md lists them")
         ->type_name("METHOD")
         ->required();
     apiCommand
         ->add_option("params", everyday.words,
-                     "Its parameters: words, JSON or lists as in a,b; or all of them as one JSON array")
+                     "Pass these parameters: words, JSON or lists as in a,b; or all of them as one JSON array")
         ->type_name("PARAMS");
     apiCommand->callback([&] { command = [&] { return runApi(options, output, method, everyday.words); }; });
 
@@ -306,7 +306,7 @@ int runCommandLine(int argc, char** argv)
     CLI::App* const todayCommand =
         app.add_subcommand("today", "Show today's schedule files, from the service or from a file on this machine");
     todayCommand
-        ->add_option("file", schedule, "A schedule file as it was downloaded; default: fetch today's from the service")
+        ->add_option("file", schedule, "Show this schedule file; default: download today's files from the service")
         ->type_name("FILE");
     addGuideOptions(*todayCommand, guide);
     addOutputOptions(*todayCommand, output, true);
@@ -314,10 +314,14 @@ int runCommandLine(int argc, char** argv)
 
     DownloadOptions download;
     CLI::App* const downloadCommand = app.add_subcommand("download", "Download a file through the plug-in");
-    downloadCommand->add_option("url", download.url, "Address, http or https")->type_name("URL")->required();
-    downloadCommand->add_option("directory", download.directory, "Directory of the file")->type_name("DIR")->required();
+    downloadCommand->add_option("url", download.url, "Download this http or https address")
+        ->type_name("URL")
+        ->required();
+    downloadCommand->add_option("directory", download.directory, "Write the file into this directory")
+        ->type_name("DIR")
+        ->required();
     downloadCommand
-        ->add_option("name", download.name, "Name of the file; default: the part of the URL after its last slash")
+        ->add_option("name", download.name, "Name the file; default: the part of the URL after its last slash")
         ->type_name("NAME");
     downloadCommand->callback([&] { command = [&] { return runDownload(options, download); }; });
 
@@ -331,7 +335,7 @@ int runCommandLine(int argc, char** argv)
 #ifdef CORVANE_HAS_WEB
     WebOptions web;
     CLI::App* const webCommand = app.add_subcommand("web", "Serve the guide as a page, for a browser");
-    webCommand->add_option("--listen", web.listen, "Address of the page; port 0 takes a free one")
+    webCommand->add_option("--listen", web.listen, "Serve the page at this address; port 0 takes a free port")
         ->type_name("HOST:PORT")
         ->capture_default_str();
     webCommand->add_flag("--open", web.open, "Open the page in a browser");
@@ -342,7 +346,7 @@ int runCommandLine(int argc, char** argv)
     webCommand
         ->add_option(
             "--password-file", web.passwordFile,
-            "Ask for the password in this file's first line; required for an address that other machines reach")
+            "Ask for the password in this file's first line; required for an address that other machines can reach")
         ->type_name("FILE");
     webCommand->callback([&] { command = [&] { return runWeb(options, web); }; });
 #endif
@@ -352,7 +356,8 @@ int runCommandLine(int argc, char** argv)
     });
     std::string topic;
     CLI::App* const helpCommand = app.add_subcommand("help", "Show the help of a command");
-    helpCommand->add_option("command", topic, "Name of the command; default: all of them")->type_name("COMMAND");
+    helpCommand->add_option("command", topic, "Show the help of this command; default: of the program")
+        ->type_name("COMMAND");
     helpCommand->callback([&] { command = [&] { return runHelp(app, topic); }; });
     try {
         app.parse(protectedArguments(argc, argv));

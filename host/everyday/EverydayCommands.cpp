@@ -29,7 +29,7 @@ void channelsOption(CLI::App& command, Arguments& arguments)
 
 void searchArguments(CLI::App& command, Arguments& arguments)
 {
-    command.add_option("words", arguments.words, "Words to look for in titles, descriptions and names of people")
+    command.add_option("words", arguments.words, "Find these words in titles, descriptions and names of people")
         ->type_name("WORDS")
         ->required();
     command.add_flag("--exact", arguments.exact, "Find whole words only, in this order");
@@ -87,16 +87,17 @@ void lineUpArguments(CLI::App& command, Arguments& arguments)
     command.add_option("--postal-code", arguments.postalCode, "Find the line-ups of this postal code")
         ->type_name("CODE");
     CLI::Option* const state =
-        command.add_option("--state", arguments.state, "Find those of a city in this state")->type_name("STATE");
-    command.add_option("--city", arguments.city, "Name or code of the city")->type_name("CITY")->needs(state);
-    command.add_option("--answer", arguments.answers, "Answer the question what is on channel NUMBER; may be repeated")
+        command.add_option("--state", arguments.state, "Find the line-ups of a city in this state")->type_name("STATE");
+    command.add_option("--city", arguments.city, "Choose the city by name or code")->type_name("CITY")->needs(state);
+    command
+        .add_option("--answer", arguments.answers, "Answer the question which channel is on NUMBER; may be repeated")
         ->type_name("NUMBER=NAME")
         ->allow_extra_args(false)
         ->check([](const std::string& text) {
             return text.find('=') == std::string::npos ? "write NUMBER=NAME, not " + text : std::string();
         });
     command.add_option("--headend", arguments.headend, "Choose the line-up with this ID")->type_name("ID");
-    command.add_option("--device", arguments.device, "Type or name of the receiver; default: the first one")
+    command.add_option("--device", arguments.device, "Choose the receiver by type or name; default: the first one")
         ->type_name("DEVICE");
     command.add_flag("--show", arguments.show, "Show the saved line-up");
 }

@@ -17,7 +17,7 @@ namespace W::host {
 
 namespace {
 
-// Codes of JSON-RPC 2.0; the last one is in the range that it leaves to servers.
+// Error codes of JSON-RPC 2.0; the last one is in the range for servers.
 constexpr int kParseError = -32700;
 constexpr int kInvalidRequest = -32600;
 constexpr int kMethodNotFound = -32601;
@@ -38,7 +38,7 @@ struct RpcBatch {
 /// The destination of the response to one request.
 struct RpcConversation::Reply {
     std::optional<Json> id;           ///< absent for a notification, which gets no response
-    std::shared_ptr<RpcBatch> batch;  ///< null for a request on its own
+    std::shared_ptr<RpcBatch> batch;  ///< null for a single request
 };
 
 /// The part of a conversation that callbacks use. They may come after the conversation is destroyed.
