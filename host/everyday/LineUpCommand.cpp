@@ -163,7 +163,7 @@ Json askQuestions(OpenedService& service, const EverydayArguments& arguments, Js
             for (const std::string& name : names) {
                 known += (known.empty() ? "" : ", ") + name;
             }
-            throw ServiceProblem(fmt::format("\"{}\" is not an answer to the question what is on channel {}{}", given,
+            throw ServiceProblem(fmt::format("\"{}\" is not an answer to the question which channel is on {}{}", given,
                                              number, didYouMean(given, names)),
                                  fmt::format("answer with one of {}", known));
         }

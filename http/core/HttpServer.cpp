@@ -48,10 +48,10 @@ ListenAddress ListenAddress::ofSocket(int socket)
         (bound.ss_family != AF_INET && bound.ss_family != AF_INET6) ||
         ::getnameinfo(address, size, host.data(), host.size(), port.data(), port.size(),
                       NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
-        throw HttpSetupError(fmt::format(
-            "the inherited descriptor {} is not a TCP socket that listens; pass one with an address such as "
-            "127.0.0.1:8900",
-            socket));
+        throw HttpSetupError(
+            fmt::format("the inherited descriptor {} is not a listening TCP socket; pass one with an address such as "
+                        "127.0.0.1:8900",
+                        socket));
     }
     ListenAddress made;
     made.host = host.data();

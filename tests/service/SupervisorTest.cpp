@@ -128,8 +128,8 @@ TEST(Supervisor, SocketsThatCannotBeServedAreRefused)
         const char* message;
     } rows[] = {
         {"tcp,tcp", "the service manager passed 2 sockets; the service takes one"},
-        {"closed", "the inherited descriptor 3 is not a TCP socket that listens"},
-        {"unix", "the inherited descriptor 3 is not a TCP socket that listens"},
+        {"closed", "the inherited descriptor 3 is not a listening TCP socket"},
+        {"unix", "the inherited descriptor 3 is not a listening TCP socket"},
         // Reachable by other machines, as with --listen.
         {"any", " can be reached by other machines; give --secret-file or --app-key-file"},
     };
