@@ -138,7 +138,7 @@ ServiceProblem scheduleProblem(const std::string& file, int status)
         case status::kNotJson:
             return {fmt::format("{} is not a schedule file: it is not JSON (status {})", file, status), kGetOne};
         case status::kUnreadableReply:
-            return {fmt::format("{} is not a schedule file: it is JSON, but holds an error or no channels (status {})",
+            return {fmt::format("{} is not a schedule file: it is JSON, but contains an error or no channels (status {})",
                                 file, status),
                     kGetOne};
         default:

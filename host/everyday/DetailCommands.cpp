@@ -229,7 +229,7 @@ Report showSeries(OpenedService& service, const EverydayArguments& arguments, co
     const std::string end = positive(results[0], "EndYear");
     years += end.empty() || end == years ? "" : "–" + end;
     report.sections.push_back({"", stringOf(results[0], "Title") + (years.empty() ? "" : fmt::format(" ({})", years)),
-                               episodes(listOf(results[1])), "The guide holds no episodes of it.", ""});
+                               episodes(listOf(results[1])), "The guide has no episodes of this series.", ""});
     return report;
 }
 

@@ -96,7 +96,7 @@ void StaticContent::addFolder(const std::string& folder, std::size_t most)
         }
         size += each->file_size();
         if (size > most) {
-            throw std::runtime_error(fmt::format("{} holds more than {} bytes to serve", folder, most));
+            throw std::runtime_error(fmt::format("{} contains more than {} bytes to serve", folder, most));
         }
         std::ifstream stream(each->path(), std::ios::binary);
         std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};

@@ -94,7 +94,7 @@ private:
         const std::string_view target = line.substr(first + 1, last - first - 1);
         if (target.empty() || target.find(' ') != std::string_view::npos ||
             std::any_of(target.begin(), target.end(), isControl)) {
-            return Refused{400, "the request target holds blanks or control characters"};
+            return Refused{400, "the request target contains blanks or control characters"};
         }
         const bool isPath = target.front() == '/' || equalIgnoringCase(target.substr(0, 7), "http://") ||
                             equalIgnoringCase(target.substr(0, 8), "https://") ||
@@ -124,7 +124,7 @@ private:
         }
         const std::string_view value = trimmed(line.substr(colon + 1));
         if (std::any_of(value.begin(), value.end(), [](char c) { return isControl(c) && c != '\t'; })) {
-            return Refused{400, "a header value holds control characters"};
+            return Refused{400, "a header value contains control characters"};
         }
         return readKnown(name, value);
     }
@@ -197,7 +197,7 @@ std::optional<Refused> checkPartOfHead(std::string_view part, const ServerLimits
         const bool isBare =
             (c == '\n' && (i == 0 || part[i - 1] != '\r')) || (c == '\r' && i + 1 < part.size() && part[i + 1] != '\n');
         if (isBare || c == '\0') {
-            return Refused{400, c == '\0' ? "the header holds a zero byte" : "a line does not end with CR LF"};
+            return Refused{400, c == '\0' ? "the header contains a zero byte" : "a line does not end with CR LF"};
         }
     }
     const std::size_t line = std::min(part.find(kLineEnd), part.size());

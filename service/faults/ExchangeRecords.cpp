@@ -114,7 +114,7 @@ ExchangePlayer::ExchangePlayer(const std::string& folder)
         ++number;
     }
     if (number == 1) {
-        throw OperatorError(fmt::format("cannot replay {}: it holds no {}; name a folder that --record has filled",
+        throw OperatorError(fmt::format("cannot replay {}: it contains no {}; name a folder that --record has filled",
                                         folder, fileName(1, "request")));
     }
     // In reverse, so that the earliest reply is at the end of its list.

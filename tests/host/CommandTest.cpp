@@ -486,8 +486,8 @@ TEST(Today, NamesFilesThatAreNotSchedulesWithTheReason)
         {large, "it has 67108865 bytes; at most 64 MiB are read (status -403)"},
         {scratch.write("text", "<html>"), "is not a schedule file: it is not JSON (status -56)"},
         {scratch.write("empty", ""), "is not a schedule file: it is not JSON (status -56)"},
-        {scratch.write("err", R"({"rsp":{"err":{"code":"1"},"channel":[{}]}})"), "holds an error or no channels"},
-        {scratch.write("bare", "{}"), "holds an error or no channels (status -57)"},
+        {scratch.write("err", R"({"rsp":{"err":{"code":"1"},"channel":[{}]}})"), "contains an error or no channels"},
+        {scratch.write("bare", "{}"), "contains an error or no channels (status -57)"},
         {scratch.write("odd", "[1]"), "(status -57)"},
     };
     for (const auto& row : rows) {
