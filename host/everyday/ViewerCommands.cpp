@@ -102,7 +102,7 @@ Report like(OpenedService& service, const EverydayArguments& arguments, const Ou
 
 Report dislike(OpenedService& service, const EverydayArguments& arguments, const OutputOptions& /*output*/)
 {
-    return vote(service, arguments, "dislike", "Your vote is \"dislike\". It is no longer recommended to you.");
+    return vote(service, arguments, "dislike", "Your vote is \"dislike\". Recommendations take it into account.");
 }
 
 Report unlike(OpenedService& service, const EverydayArguments& arguments, const OutputOptions& /*output*/)

@@ -439,11 +439,11 @@ constexpr const char* kHelp = R"(Check that an HTTP executor keeps the contract 
 
 Usage: corvane-contract [OPTIONS] LIBRARY [CLAUSE...]
 
-  LIBRARY               shared library that defines W::HttpDelegator::getInstance()
-  CLAUSE                check only these, such as X4 (default: all)
+  LIBRARY               check this shared library, which defines W::HttpDelegator::getInstance()
+  CLAUSE                check only these clauses, such as X4 (default: all)
 
-  --patience SECONDS    wait so long for what should happen at once (default: 5)
-  --time-limit SECONDS  the executor's longest time-out (default: 90)
+  --patience SECONDS    wait this long for events that should happen at once (default: 5)
+  --time-limit SECONDS  set the executor's longest time-out (default: 90)
   --list                list the checks and exit
   --help                print this help and exit
 
