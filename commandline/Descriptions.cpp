@@ -72,7 +72,7 @@ bool takesFile(const CLI::Option& option)
                            [&](const char* word) { return text.find(word) != std::string::npos; });
     };
     return takesValue(option) && (hasAny(value, {"FILE", "DIR"}) ||
-                                  (value == "TEXT" && hasAny(description, {"file", "folder", "PEM", "Database"})));
+                                  (value == "TEXT" && hasAny(description, {"file", "folder", "PEM", "database"})));
 }
 
 /// Spellings with their dashes, the short one first.
