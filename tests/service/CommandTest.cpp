@@ -1,4 +1,4 @@
-// The program as a shell sees it: its output, its exit code, its signals.
+// The program in a shell: its output, exit codes and signals.
 #include <csignal>
 #include <filesystem>
 
@@ -167,7 +167,7 @@ TEST(Command, LooksIntoADatabaseThatCannotBeWritten)
     EXPECT_EQ(ServiceProgram({"import", "--db", folder.path(), listing}).wait(), 0);
     const std::string before = test::readFile(folder.path());
     const std::filesystem::path parent = std::filesystem::path(folder.path()).parent_path();
-    // Rights do not bind root, so that another user has to look.
+    // File permissions do not restrict root, so the program runs as another user.
     const bool isRoot = ::geteuid() == 0;
     constexpr uid_t kNobody = 65534;
     if (isRoot) {

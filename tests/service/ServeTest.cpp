@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// A service that something holds up takes longer to end, however busy the machine is.
+// Less than a delayed service takes to end, even on a busy machine.
 constexpr seconds kPrompt{20};
 constexpr const char* kLocalTime = "/openapi/service/vorel/conf/localtime";
 
@@ -39,7 +39,7 @@ int portIn(const std::string& line)
     return std::stoi(line.substr(line.rfind(':') + 1));
 }
 
-/// A service that a shell starts, so that its log goes where `redirection` says.
+/// A service that a shell starts, with its log redirected by `redirection`.
 class RedirectedService : public support::ChildProcess {
 public:
     RedirectedService(const std::string& redirection, std::vector<std::string> environment = {})

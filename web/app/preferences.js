@@ -22,6 +22,6 @@ export function remember(name, value) {
   try {
     localStorage.setItem(kPrefix + name, JSON.stringify(value));
   } catch {
-    // Private windows and full storage refuse.
+    // Storage may be full, or disabled as in private windows.
   }
 }
