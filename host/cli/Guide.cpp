@@ -138,9 +138,10 @@ ServiceProblem scheduleProblem(const std::string& file, int status)
         case status::kNotJson:
             return {fmt::format("{} is not a schedule file: it is not JSON (status {})", file, status), kGetOne};
         case status::kUnreadableReply:
-            return {fmt::format("{} is not a schedule file: it is JSON, but contains an error or no channels (status {})",
-                                file, status),
-                    kGetOne};
+            return {
+                fmt::format("{} is not a schedule file: it is JSON, but contains an error or no channels (status {})",
+                            file, status),
+                kGetOne};
         default:
             return {
                 fmt::format("cannot read the schedule file {}: {} (status {})", file, WSTATUS2STRING(status), status),

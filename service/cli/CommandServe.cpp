@@ -312,7 +312,8 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
         }
     });
     if (!server.stop()) {
-        // A handler still uses the store, so nothing can be destroyed. Changes that were confirmed to clients are on the disk.
+        // A handler still uses the store, so nothing can be destroyed. Changes that were confirmed to clients are on
+        // the disk.
         log("corvaned: stopped before a request was answered");
         temporary.reset();
         std::_Exit(kDone);
