@@ -1,5 +1,5 @@
-// Hostile clients against one server, and an honest one beside them: opens the given number of connections that do
-// harm, asks for one page every 50 ms meanwhile, and prints how long the answers took. bench/hostile runs it.
+// Hostile clients and one honest client against one server: opens the given number of harmful connections, requests one
+// page every 50 ms meanwhile, and prints how long the replies took. bench/hostile runs it.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr std::chrono::milliseconds kPeriod{50};
-constexpr std::chrono::seconds kPatience{5};  // for an answer; then it is missing
+constexpr std::chrono::seconds kPatience{5};  // for a reply; a later one counts as missing
 constexpr std::chrono::milliseconds kDrop{4000};
 
 using Context = std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)>;
@@ -95,7 +95,7 @@ public:
         return m_good && text.size() > 12 ? std::atoi(text.c_str() + 9) : 0;
     }
 
-    /// Keeps the receive buffer small, so that replies stay with the server.
+    /// Keeps the receive buffer small, so that replies remain in the server.
     void receiveLittle() const
     {
         const int size = 4096;
@@ -120,7 +120,7 @@ private:
 struct Attack {
     const char* name;
     bool shakes;        // makes the TLS handshake
-    const char* begin;  // sent at first; "" and a page is asked for twenty times
+    const char* begin;  // sent first; if "", requests a page twenty times
     char drop;          // sent every four seconds; 0: nothing
 };
 
@@ -164,7 +164,7 @@ public:
         }
     }
 
-    // answers, missing, and milliseconds: median, 99th percentile, longest
+    // replies, missing replies, and milliseconds: median, 99th percentile, longest
     void print()
     {
         std::sort(m_times.begin(), m_times.end());

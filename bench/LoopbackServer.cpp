@@ -4,13 +4,13 @@
 
 #include <sched.h>
 
-#include "ScheduleText.h"
+#include "ScheduleBody.h"
 
 namespace W::bench {
 
 namespace {
 
-/// Does nothing if it is not allowed: the figures are less steady then.
+/// Does nothing if that is not permitted; the figures then vary more.
 void stayOn(unsigned processor)
 {
     cpu_set_t one;

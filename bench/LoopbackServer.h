@@ -16,10 +16,10 @@ public:
     /// @throws std::runtime_error if the server does not start
     LoopbackServer();
 
-    /// Without a slash at its end.
+    /// The server's address, without a slash at the end.
     const std::string& url() const { return m_server.url(); }
 
-    /// The one of this program.
+    /// The server of this program.
     static LoopbackServer& instance();
 
 private:

@@ -22,7 +22,7 @@ namespace {
 enum class FigureKind {
     Ratio,     ///< of two benchmarks' times
     Percent,   ///< the same, in hundredths
-    Exponent,  ///< of the growth from the one to the other, which is twenty times as large
+    Exponent,  ///< of the growth from one to the other, which is twenty times as large
     Milliseconds,
     Bytes,  ///< the benchmark's counter of that name
 };

@@ -11,7 +11,7 @@
 
 #include "CountingNew.h"
 #include "Plugin.h"
-#include "ScheduleText.h"
+#include "ScheduleBody.h"
 #include "SectionTimer.h"
 
 namespace W::bench {
@@ -54,7 +54,7 @@ void inFlight(benchmark::State& state, std::size_t count)
     for (auto _ : state) {
         for (std::size_t done = 0; done < kRequests; done += count) {
             if (!run(plugin, executor, order, statuses)) {
-                return state.SkipWithError("a callback did not get the status that was expected");
+                return state.SkipWithError("a callback did not get the expected status");
             }
         }
     }
@@ -91,13 +91,13 @@ struct Aged {
     }
 };
 
-/// The requests after `requests` others.
+/// Measures requests that follow `requests` others.
 void after(benchmark::State& state, Aged& aged)
 {
     aged.plugin.install();
     for (auto _ : state) {
         if (!run(aged.plugin, aged.executor, {0}, aged.statuses)) {
-            return state.SkipWithError("a callback did not get the status that was expected");
+            return state.SkipWithError("a callback did not get the expected status");
         }
     }
     state.counters["bytes"] = aged.bytesPerRequest;
@@ -141,7 +141,7 @@ void traced(benchmark::State& state, const char* library, bool withReply)
     }
 }
 
-/// Enough for a difference of one percent.
+/// Enough repetitions to show a difference of one percent.
 void finely(benchmark::internal::Benchmark* made)
 {
     made->UseManualTime()->Repetitions(45)->MinTime(0.05)->Unit(benchmark::kMicrosecond);

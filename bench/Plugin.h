@@ -23,10 +23,10 @@ public:
     void flushHttpRequests(UINT64 /*id*/) override {}
     void wake() override {}
 
-    /// How many requests came since the last clear().
+    /// The number of requests accepted since the last clear().
     std::size_t held() const { return m_held.size(); }
     HttpRequest& request(std::size_t index) { return *m_held[index]; }
-    /// The completion deletes the request; its place stays until clear().
+    /// The completion deletes the request; its index stays valid until clear().
     void complete(std::size_t index, SESSION_STATUS status) { m_held[index]->complete(status); }
     void clear() { m_held.clear(); }
 
@@ -34,8 +34,8 @@ private:
     std::vector<HttpRequest*> m_held;
 };
 
-/// One object of a library, with a session, with what settings a device has, and with only errors in its log. One at a
-/// time is installed in the process: the one that was made or install()ed last.
+/// One object of a library, with a session, the settings of a device, and only errors in its log. One object at a time
+/// is installed in the process: the one that was made or install()ed last.
 class Plugin {
 public:
     /// @param library   file
@@ -49,12 +49,12 @@ public:
 
     void install();
     WCorvaneOAI& object() { return *m_object; }
-    /// Gives the object back to its library.
+    /// Destroys the object, through its library.
     void destroy() { m_object.reset(); }
 
-    /// Learns the server's time, which getSchedule() needs.
+    /// Fetches the server's time, which getSchedule() needs.
     void learnTime(NullExecutor& executor);
-    /// The same from a service.
+    /// The same, from a service.
     void learnTime();
     /// Asks for four channels' programmes.
     /// @throws std::runtime_error when the request is refused

@@ -1,8 +1,8 @@
 // One sample of a measurement that needs a new process; bench/run takes medians of many. Prints wall microseconds,
 // processor microseconds and peak kilobytes of:
 //
-//     process_bench parse SIZE CHANNELS     the JSON library's parse of a schedule, first call; memory above the text
-//     process_bench deliver SIZE CHANNELS   the same text delivered by the plug-in
+//     process_bench parse SIZE CHANNELS     the JSON library's parse of a schedule, first call; memory above the body
+//     process_bench deliver SIZE CHANNELS   the same body delivered by the plug-in
 //     process_bench run COMMAND...          another program, whose output is discarded; fails if it fails
 
 #include <cstdio>
@@ -18,7 +18,7 @@
 #include "BareParse.h"
 #include "Plugin.h"
 #include "Sample.h"
-#include "ScheduleText.h"
+#include "ScheduleBody.h"
 
 namespace W::bench {
 

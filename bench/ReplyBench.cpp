@@ -1,4 +1,4 @@
-// Compares the way from a reply to the container that the callback gets with the JSON library's parse of the same
+// Compares the time from a reply to the container that the callback gets with the JSON library's parse of the same
 // reply, and measures the memory of the container.
 
 #include <list>
@@ -8,22 +8,22 @@
 #include "BareParse.h"
 #include "CountingNew.h"
 #include "Plugin.h"
-#include "ScheduleText.h"
+#include "ScheduleBody.h"
 #include "SectionTimer.h"
 
 namespace W::bench {
 
 namespace {
 
-struct MeasuredText {
+struct MeasuredBody {
     std::size_t size;
     int channels;
 };
-constexpr MeasuredText k10KB{10000, 3};
-constexpr MeasuredText k1MB{1000000, 40};
-constexpr MeasuredText k20MB{20000000, 200};
+constexpr MeasuredBody k10KB{10000, 3};
+constexpr MeasuredBody k1MB{1000000, 40};
+constexpr MeasuredBody k20MB{20000000, 200};
 
-void parse(benchmark::State& state, MeasuredText wanted)
+void parse(benchmark::State& state, MeasuredBody wanted)
 {
     const std::string text = schedule(wanted.size, wanted.channels);
     for (auto _ : state) {
@@ -36,8 +36,8 @@ void parse(benchmark::State& state, MeasuredText wanted)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
-/// What happens between the executor's complete() and its return: trampoline, parse, callback, clean-up.
-void deliver(benchmark::State& state, MeasuredText wanted)
+/// The work between the executor's call of complete() and its return: trampoline, parse, callback, clean-up.
+void deliver(benchmark::State& state, MeasuredBody wanted)
 {
     const std::string text = schedule(wanted.size, wanted.channels);
     NullExecutor executor;
@@ -61,7 +61,7 @@ void deliver(benchmark::State& state, MeasuredText wanted)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
-/// A programme with a poster, two genres and a channel of its own, whose texts fit their places.
+/// A programme with a poster, two genres and its own channel, whose strings are short enough to need no allocation.
 void record(benchmark::State& state)
 {
     unsigned long bytes = 0;

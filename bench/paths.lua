@@ -1,4 +1,4 @@
--- For wrk: asks for the paths that a file lists, one after the other. wrk -s bench/paths.lua URL -- FILE
+-- For wrk: requests the paths that a file lists, one after the other. wrk -s bench/paths.lua URL -- FILE
 local paths = {}
 local place = 0
 

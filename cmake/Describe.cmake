@@ -1,5 +1,5 @@
 # Runs PROGRAM to write its manual pages and completions below FOLDER, in the layout in which they are installed.
-# PAGES are the manual pages of its configuration file and others that are written by hand, with placeholders.
+# PAGES are manual pages with placeholders: that of its configuration file and others that are written by hand.
 function(describe form file)
     execute_process(COMMAND ${PROGRAM} --describe ${form} OUTPUT_VARIABLE content COMMAND_ERROR_IS_FATAL ANY)
     file(WRITE ${FOLDER}/${file} "${content}")

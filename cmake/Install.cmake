@@ -15,7 +15,7 @@ install(TARGETS corvane EXPORT corvane LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDI
 
 # The programs write their own pages, so they must be able to run on this machine.
 if(NOT CMAKE_CROSSCOMPILING)
-    # add_descriptions(TARGET NAME SECTION PAGE...): the pages are those of docs/man.
+    # add_descriptions(TARGET NAME SECTION PAGE...): installs the descriptions of a program and pages of docs/man.
     function(add_descriptions target name section)
         set(pages ${ARGN})
         list(TRANSFORM pages REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/docs/man/\\1.in")
@@ -50,7 +50,7 @@ if(NOT CORVANE_DEVICE_ONLY)
         install(FILES ${PROJECT_BINARY_DIR}/systemd/${unit} DESTINATION ${CORVANE_SYSTEMD_DIR}/system)
     endforeach()
     install(FILES ${units}/corvaned.sysusers DESTINATION lib/sysusers.d RENAME corvaned.conf)
-    # To be copied: an installation never replaces an operator's settings.
+    # An example to copy: an installation never replaces an operator's settings.
     install(FILES ${units}/corvaned.toml DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endif()
 
@@ -117,12 +117,12 @@ set(package ${CMAKE_INSTALL_LIBDIR}/cmake/corvane)
 install(EXPORT corvane NAMESPACE corvane:: DESTINATION ${package} FILE corvane-targets.cmake COMPONENT development)
 configure_package_config_file(cmake/corvane-config.cmake.in ${PROJECT_BINARY_DIR}/corvane-config.cmake
     INSTALL_DESTINATION ${package} PATH_VARS CMAKE_INSTALL_LIBDIR)
-# The kit follows semantic versions: what a minor version adds breaks nothing.
+# The kit follows semantic versioning.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/corvane-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/corvane-config.cmake ${PROJECT_BINARY_DIR}/corvane-config-version.cmake
     DESTINATION ${package} COMPONENT development)
 
-# Relative to where the file is, unless a folder was given as an absolute path, so that an installation can be moved.
+# Relative to the folder of the file, unless a folder was given as an absolute path, so that an installation can be moved.
 if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
     set(pc_prefix ${CMAKE_INSTALL_PREFIX})
 else()

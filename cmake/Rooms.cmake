@@ -1,8 +1,8 @@
 # Rooms: folders with one responsibility and one library each. A room's headers are visible to the rooms that link it
-# and to no others, so an include against the arrows does not compile.
+# and to no others, so an include against the direction of the links does not compile.
 
 # add_room(NAME FOLDER SOURCES ... [PUBLIC ...] [PRIVATE ...])
-#   A static library of a folder. FOLDER is relative to the current source folder and becomes the only include
+#   Adds a static library for a folder. FOLDER is relative to the current source folder and becomes the only include
 #   directory; sources are relative to it. PUBLIC and PRIVATE list what the library links.
 function(add_room name folder)
     cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "SOURCES;PUBLIC;PRIVATE")

@@ -1,4 +1,4 @@
-# Removes the files that `cmake --install` listed in MANIFEST, and the folders named corvane that this leaves empty.
+# Removes the files that `cmake --install` listed in MANIFEST, and folders named corvane that become empty.
 if(NOT EXISTS "${MANIFEST}")
     message(FATAL_ERROR "There is no ${MANIFEST}: nothing was installed from this build folder.")
 endif()
@@ -13,7 +13,7 @@ foreach(file IN LISTS files)
             message(FATAL_ERROR "cannot remove ${file}; run this as the user that installed it")
         endif()
     endif()
-    # Folders of the system, such as bin, are left alone.
+    # Leaves the system's folders, such as bin.
     cmake_path(GET file PARENT_PATH folder)
     while(folder MATCHES "/corvane(/(framework|host|interface))?$")
         list(APPEND folders "${folder}")

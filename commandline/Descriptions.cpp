@@ -28,7 +28,7 @@ std::vector<const CLI::App*> commandsOf(const CLI::App& app)
     return app.get_subcommands([](const CLI::App*) { return true; });
 }
 
-/// The program's options that a command accepts, too.
+/// The program's options that the command accepts, too.
 Options commonOptions(const CLI::App& app, const CLI::App& command)
 {
     Options options = command.get_fallthrough() ? optionsOf(app, false) : Options();
@@ -72,7 +72,7 @@ bool takesFile(const CLI::Option& option)
                            [&](const char* word) { return text.find(word) != std::string::npos; });
     };
     return takesValue(option) && (hasAny(value, {"FILE", "DIR"}) ||
-                                  (value == "TEXT" && hasAny(description, {"file", "folder", "PEM", "Database"})));
+                                  (value == "TEXT" && hasAny(description, {"file", "folder", "PEM", "database"})));
 }
 
 /// Spellings with their dashes, the short one first.
@@ -103,7 +103,7 @@ std::string roff(const std::string& text)
     return replaced(replaced(text, "\\", "\\e"), "-", "\\-");
 }
 
-/// Text in lines of at most 78 bytes, none of which begins like a troff request.
+/// Breaks a paragraph into lines of at most 78 bytes. No line begins like a troff request.
 std::string filled(const std::string& text)
 {
     constexpr std::size_t kMostBytes = 78;
@@ -247,7 +247,7 @@ std::string manualPage(const CLI::App& app, const Program& program, const CLI::A
 
 // --- completions -----------------------------------------------------------------------------------------------------
 
-/// Its own, then those of the program.
+/// The command's options, then those of the program.
 Options allOptions(const CLI::App& app, const CLI::App& command)
 {
     Options options = optionsOf(command, false);
@@ -279,7 +279,7 @@ std::string bash(const CLI::App& app)
         cases += "        " + command->get_name() + ") options='" + spellings(allOptions(app, *command)) + "' ;;\n";
     }
     const std::string common = spellings(optionsOf(app, false));
-    // File names come from "-o default", where nothing else fits.
+    // "-o default" completes file names if nothing else fits.
     return "# Completion of " + name + " for bash.\n_" + name + "()\n{\n    local command='' options word\n" +
            "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n        case $word in\n            " + commands +
            ") command=$word; break ;;\n        esac\n    done\n    case $command in\n" + cases +
@@ -289,8 +289,8 @@ std::string bash(const CLI::App& app)
            "complete -o default -F _" + name + " " + name + "\n";
 }
 
-/// Inside single quotes and brackets.
-std::string zshText(const std::string& text)
+/// Escapes a string for single quotes and brackets of zsh.
+std::string zshEscaped(const std::string& text)
 {
     return replaced(replaced(replaced(replaced(text, "'", "'\\''"), "[", "\\["), "]", "\\]"), ":", "\\:");
 }
@@ -301,16 +301,16 @@ std::string zshArguments(const Options& options, const Options& arguments, const
     for (const CLI::Option* option : options) {
         for (const std::string& spelling : spellingsOf(*option)) {
             text += " \\\n" + indent + "'" + (option->get_items_expected_max() > 1 ? "*" : "") + spelling + "[" +
-                    zshText(option->get_description()) + "]";
+                    zshEscaped(option->get_description()) + "]";
             if (takesValue(*option)) {
-                text += ":" + zshText(valueOf(*option)) + ":" + (takesFile(*option) ? "_files" : " ");
+                text += ":" + zshEscaped(valueOf(*option)) + ":" + (takesFile(*option) ? "_files" : " ");
             }
             text += "'";
         }
     }
     for (const CLI::Option* argument : arguments) {
         text += " \\\n" + indent + "'" + (argument->get_items_expected_max() > 1 ? "*" : "") + ":" +
-                zshText(upper(argument->get_name(true))) + ":_files'";
+                zshEscaped(upper(argument->get_name(true))) + ":_files'";
     }
     return text;
 }
@@ -321,7 +321,7 @@ std::string zsh(const CLI::App& app)
     std::string commands;
     std::string cases;
     for (const CLI::App* command : commandsOf(app)) {
-        commands += "        '" + command->get_name() + ":" + zshText(command->get_description()) + "'\n";
+        commands += "        '" + command->get_name() + ":" + zshEscaped(command->get_description()) + "'\n";
         cases += "                " + command->get_name() + ")\n                    _arguments" +
                  zshArguments(allOptions(app, *command), optionsOf(*command, true), "                        ") +
                  "\n                    ;;\n";
@@ -333,7 +333,7 @@ std::string zsh(const CLI::App& app)
            cases + "            esac\n            ;;\n    esac\n}\n_" + name + " \"$@\"\n";
 }
 
-std::string fishText(const std::string& text)
+std::string fishQuoted(const std::string& text)
 {
     return "'" + replaced(replaced(text, "\\", "\\\\"), "'", "\\'") + "'";
 }
@@ -350,7 +350,7 @@ std::string fishOptions(const Options& options, const std::string& start)
             text += " -l " + spelling;
         }
         text += takesFile(*option) ? " -r -F" : takesValue(*option) ? " -x" : "";
-        text += " -d " + fishText(option->get_description()) + "\n";
+        text += " -d " + fishQuoted(option->get_description()) + "\n";
     }
     return text;
 }
@@ -362,7 +362,7 @@ std::string fish(const CLI::App& app)
                        fishOptions(optionsOf(app, false), start + " -n __fish_use_subcommand");
     for (const CLI::App* command : commandsOf(app)) {
         text += start + " -n __fish_use_subcommand -f -a " + command->get_name() + " -d " +
-                fishText(command->get_description()) + "\n" +
+                fishQuoted(command->get_description()) + "\n" +
                 fishOptions(allOptions(app, *command),
                             start + " -n '__fish_seen_subcommand_from " + command->get_name() + "'");
     }
@@ -408,7 +408,7 @@ std::string describe(const CLI::App& app, const Program& program, const std::str
                                "write man, man/COMMAND, bash, zsh, fish, commands or settings, not " + form);
 }
 
-std::string versionText(const std::string& name, const Program& program)
+std::string versionString(const std::string& name, const Program& program)
 {
     const std::string hash = commit();
     return name + " " + program.version + (hash.empty() ? "" : " (commit " + hash + ")") +
@@ -417,7 +417,7 @@ std::string versionText(const std::string& name, const Program& program)
 
 void addDescriptions(CLI::App& app, const Program& program)
 {
-    app.set_version_flag("--version", versionText(app.get_name(), program), "Print version, commit and libraries");
+    app.set_version_flag("--version", versionString(app.get_name(), program), "Print version, commit and libraries");
     app.add_option_function<std::string>(
            "--describe",
            [&app, program](const std::string& form) {

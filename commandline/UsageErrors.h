@@ -1,4 +1,4 @@
-// What a program says when its arguments are wrong.
+// The message of a program whose arguments are wrong.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace corvane {
 
-/// One line that says which argument is wrong and where to read on: "unknown option '--bogus'; see corvaned --help".
+/// One line that says which argument is wrong and where to find help: "unknown option '--bogus'; see corvaned --help".
 /// CLI11's own message names what is missing first, which misleads if an argument is misspelt.
 /// @param app    after it has thrown the error
 /// @param error  not one of success (--help, --version)

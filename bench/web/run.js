@@ -1,4 +1,4 @@
-// Measures the page in Chromium with a guide of 1,000 channels and 7 days, and compares it with what it must reach.
+// Measures the page in Chromium with a guide of 1,000 channels and 7 days, and compares it with its limits.
 //
 //   node bench/web/run.js             all figures: 15 minutes
 //   node bench/web/run.js speed       all figures except that of memory, on an otherwise idle machine: 2 minutes
@@ -79,7 +79,7 @@ async function writeListing(file) {
   return programmes;
 }
 
-/** Forwards 127.0.0.2 to 127.0.0.1 on the same port and counts what the WebSocket brings, as it is on the wire. */
+/** Forwards 127.0.0.2 to 127.0.0.1 on the same port and counts the bytes that the WebSocket receives on the wire. */
 async function countingProxy(port) {
   const counted = { bytes: 0 };
   const server = net.createServer((client) => {
@@ -97,7 +97,7 @@ async function countingProxy(port) {
 const percentile = (values, part) =>
   [...values].sort((a, b) => a - b)[Math.min(values.length - 1, Math.floor(values.length * part))];
 
-/** Waits until the guide has what it shows. */
+/** Waits until the guide has loaded all that it shows. */
 const settled = (page) =>
   page.waitForFunction(() => {
     const grid = document.querySelector("guide-grid");
@@ -198,7 +198,7 @@ async function measure() {
       grid.rebuild();
     });
     await settled(page);
-    // Scripts, garbage and pictures of the measurements before are not part of the next one.
+    // Scripts, garbage and pictures of earlier measurements must not count in the next one.
     await page.waitForTimeout(2000);
 
     await page.evaluate(() => (window.longest = 0));
@@ -242,7 +242,7 @@ async function measure() {
   async function measureMemory() {
     const session = await context.newCDPSession(page);
     await session.send("Performance.enable");
-    /** In the guide, which everything leads back to. */
+    /** Measured in the guide, after returning to it. */
     const heap = async () => {
       await page.evaluate(() => (location.hash = "#/guide"));
       await settled(page);

@@ -1,4 +1,4 @@
-// The plug-in's operations as values. Each call gives a Call, which can be waited for, turned into a std::future,
+// The plug-in's operations as values. Each call returns a Call, which can be waited for, turned into a std::future,
 // awaited by a C++20 coroutine, or cancelled. Header only; C++17, and coroutines if the compiler has them.
 //
 //     corvane::Client client(object);
@@ -52,7 +52,7 @@ namespace detail {
 
 class Calls;
 
-/// What a Call shares with the side that ends it, without the result.
+/// The state that a Call shares with the callback, without the result.
 class StateBase {
 public:
     StateBase() = default;
@@ -97,7 +97,7 @@ public:
         return m_ended.wait_for(lock, patience, [this] { return m_ready; });
     }
 
-    /// Has finish() call `next`.
+    /// Makes finish() call `next`.
     /// @return false if the state is finished already; `next` is not called then
     bool continueWith(std::function<void()> next)
     {
@@ -178,7 +178,7 @@ public:
     void take() { rethrow(); }
 };
 
-/// The calls that are under way, and the object that they were made on.
+/// The outstanding calls, and the object that they were made on.
 class Calls {
 public:
     explicit Calls(std::shared_ptr<W::WCorvaneOAI> object) : m_object(std::move(object)) {}
@@ -207,7 +207,7 @@ public:
 
     void close()
     {
-        // Once the object is gone, no callback runs and none will begin.
+        // Once the object is destroyed, no callback runs or will begin.
         m_object.reset();
         std::list<std::shared_ptr<StateBase>> dropped;
         {
@@ -269,7 +269,7 @@ struct Receiver<void (*)(int, Rest...)> {
     {
         const All all(rest...);
         auto* const state = static_cast<State<Result>*>(std::get<kResults + 1>(all));
-        // Removed before it is finished: what waits for the result may destroy the Client.
+        // Removed before it is finished: the code that waits for the result may destroy the Client.
         const std::shared_ptr<StateBase> kept = state->owner->remove(state);
         if (status != W::status::kOk) {
             state->fail(status);
@@ -300,7 +300,7 @@ private:
 template <class T>
 struct Awaiter {
     std::shared_ptr<State<T>> inner;
-    std::shared_ptr<StateBase> outer;  ///< of the coroutine, if that is a Call
+    std::shared_ptr<StateBase> outer;  ///< the coroutine's own state, if it returns a Call
 
     bool await_ready() const noexcept { return false; }
     bool await_suspend(std::coroutine_handle<> coroutine)
@@ -322,11 +322,12 @@ struct Promise;
 
 }  // namespace detail
 
-/// The result of an operation, now or later. Destroying a Call neither waits for the operation nor cancels it.
+/// The result of an operation, which may not have arrived yet. Destroying a Call neither waits for the operation nor
+/// cancels it.
 ///
-/// A coroutine that returns Call<T> runs at once, up to its first co_await of a call that has not ended. It goes on
-/// where the result arrives: on a thread of the host's executor. There it must not wait (get(), wait()) for another
-/// call, since an executor may deliver results one after the other; it awaits it instead.
+/// A coroutine that returns Call<T> runs at once, up to its first co_await of a call that has not ended. It resumes
+/// on the thread that delivers the result, a thread of the host's executor. There it must not block on another call
+/// (get(), wait()), since an executor may deliver results one after the other; it must co_await the call instead.
 template <class T>
 class [[nodiscard]] Call {
 public:
@@ -417,7 +418,8 @@ public:
     template <class Callback, class... Rest, class... Arguments>
     auto call(int (W::WCorvaneOAI::*operation)(Callback, Rest...), Arguments&&... arguments)
     {
-        static_assert(sizeof...(Rest) == sizeof...(Arguments) + 2, "the operation has other parameters");
+        static_assert(sizeof...(Rest) == sizeof...(Arguments) + 2,
+                      "the arguments do not match the operation's parameters");
         return start<Callback>([&](auto receive, void* userData, W::WRequestStatus& out) {
             return (object().*operation)(receive, std::forward<Arguments>(arguments)..., userData, out);
         });
@@ -464,7 +466,7 @@ namespace detail {
 
 template <class T>
 struct PromiseBase {
-    /// Publishes the result after the coroutine's variables are gone.
+    /// Publishes the result after the coroutine's variables are destroyed.
     struct Publish {
         bool await_ready() const noexcept { return false; }
         template <class Coroutine>

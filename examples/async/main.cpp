@@ -54,7 +54,7 @@ try {
         std::cout << time << "  " << programme.getChannel().getName() << ": " << programme.getTitle() << '\n';
     }
 
-    // The viewer leaves the page before it is filled.
+    // The viewer leaves the page before it has loaded.
     corvane::Call<Programmes> page = client.call(&WCorvaneOAI::getContentList, std::list<int>{1}, 0UL, 0, 10);
     page.cancel();
     try {

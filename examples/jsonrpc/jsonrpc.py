@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Print what is on, through `corvane rpc`: JSON-RPC 2.0, one object a line. Argument: the service's address."""
+"""Print what is on, through `corvane rpc`: JSON-RPC 2.0, one object per line. Argument: the service's address."""
 import datetime
 import itertools
 import json

@@ -130,7 +130,7 @@ private:
             if ((name + value).find_first_of(std::string("\r\n\0", 3)) != std::string::npos) {
                 return false;
             }
-            // Replies are not decoded here, so compression is not asked for.
+            // Replies are not decoded here, so compression is not requested.
             if (strcasecmp(name.c_str(), "Accept-Encoding") != 0) {
                 message += name + ": " + value + "\r\n";
             }
@@ -166,7 +166,7 @@ private:
         if (getaddrinfo(host.c_str(), port.c_str(), &hints, &addresses) != 0) {
             return false;
         }
-        // A refused connection shows when the request is sent.
+        // A refused connection is detected when the request is sent.
         m_socket = socket(addresses->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
         const int failed = connect(m_socket, addresses->ai_addr, addresses->ai_addrlen);
         const bool started = failed == 0 || errno == EINPROGRESS;
@@ -215,7 +215,7 @@ public:
         if (!request) {
             return W::status::kBadArgument;
         }
-        // X1: a request that is refused is not kept. Nothing here throws.
+        // X1: a refused request is not kept. Nothing here throws.
         try {
             const std::lock_guard<std::mutex> lock(m_lock);
             if (m_live.size() >= kMostRequests) {
@@ -256,7 +256,7 @@ public:
         }
     }
 
-    /// X3: each exchange looks at its mark every tick.
+    /// X3: each exchange checks its mark every tick.
     void wake() override {}
 
 private:

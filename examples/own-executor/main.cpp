@@ -15,7 +15,7 @@ using W::WCorvaneOAI;
 
 int main(int argc, char** argv)
 try {
-    // What the framework asks a host for, before the plug-in is loaded: debug output, options, HTTP executor.
+    // A host provides these before it loads the plug-in: debug output, options, HTTP executor.
     W::host::setDebugLevel(1);
     W::host::installDebugLog(std::make_unique<W::host::DebugLog>(2));
     W::host::Configuration options;
@@ -35,7 +35,7 @@ try {
     const W::host::PluginLibrary library(CORVANE_PLUGIN);
     corvane::Client client(library.create());
 
-    // The programmes' times are local; the service's clock comes first.
+    // The programmes' times are local, so the service's clock is needed first.
     client.call(&WCorvaneOAI::getLocalTime).get();
     client.call(&WCorvaneOAI::getAuthSeedkey).get();
     auto [channels, checksum, changed] = client.call(&WCorvaneOAI::getChannelList, std::string()).get();

@@ -67,13 +67,14 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
                    "Read settings from this file; default: ~/.config/corvane/corvane.toml, none for rpc without "
                    "--session")
         ->type_name("FILE");
-    app.add_option("--set", options.settings,
-                   "Set one setting, over file and environment; may be repeated. docs/options.md lists the settings")
+    app.add_option(
+           "--set", options.settings,
+           "Set one setting, overriding file and environment; may be repeated. docs/options.md lists the settings")
         ->type_name("KEY=VALUE")
         ->allow_extra_args(false)
-        ->check([](const std::string& text) {
-            return text.find('=') == std::string::npos || text.front() == '=' ? "write KEY=VALUE, not " + text
-                                                                              : std::string();
+        ->check([](const std::string& value) {
+            return value.find('=') == std::string::npos || value.front() == '=' ? "write KEY=VALUE, not " + value
+                                                                                : std::string();
         });
     app.add_option("--log", options.log, "Write debug lines to this file or to syslog; default: standard error")
         ->type_name("FILE|syslog");
@@ -84,7 +85,7 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
     app.add_option("--log-level", options.logLevel, "Log up to this level: 1 errors (default), 8 everything")
         ->type_name("N")
         ->check(CLI::Range(0, 99).description(""));
-    app.add_option("--timeout", options.timeoutSeconds, "Wait this long for results")
+    app.add_option("--timeout", options.timeoutSeconds, "Wait at most this long for a result")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 86400.0).description(""))
         ->capture_default_str();
@@ -96,14 +97,14 @@ void addGuideOptions(CLI::App& command, GuideOptions& guide)
         .add_option("--date", guide.date,
                     "Show this evening or time: today, tomorrow, 2026-11-21, 20:00, \"2026-11-21 06:00\"; default: now")
         ->type_name("DATE")
-        ->check([](const std::string& text) {
-            return readGuideDate(text, 0)
+        ->check([](const std::string& value) {
+            return readGuideDate(value, 0)
                        ? std::string()
-                       : "write today, tomorrow, 2026-11-21, 20:00 or \"2026-11-21 20:00\", not " + text;
+                       : "write today, tomorrow, 2026-11-21, 20:00 or \"2026-11-21 20:00\", not " + value;
         });
     command
         .add_option("--channels", guide.channels,
-                    "Show only these channels, in this order: source, number, name, or a beginning that only one has")
+                    "Show only these channels, in this order: number, source, name, or an unambiguous start of a name")
         ->type_name("CHANNEL,…")
         ->delimiter(',');
     command.add_option("--hours", guide.hours, "Show this many hours, 1 to 24")
@@ -118,16 +119,15 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, bool isGrid)
     CLI::Option* const json =
         command.add_flag("--json", output.json, "Print one JSON object; docs/commands.md describes it");
     if (!isGrid) {
-        command.add_flag("--table", output.table, "Print tables also into a pipe or file, in place of plain lines")
+        command.add_flag("--table", output.table, "Print tables into a pipe or file, too, instead of plain lines")
             ->excludes(json);
     }
-    command.add_flag("--pager", output.pager, "Show the output with the program in PAGER, or less, on a terminal");
-    command
-        .add_option("--zone", output.zone, "Show times of this zone; default: TZ if set, else the zone of the service")
+    command.add_flag("--pager", output.pager, "On a terminal, show the output with the program in PAGER, or less");
+    command.add_option("--zone", output.zone, "Show times in this zone; default: TZ if set, else the service's zone")
         ->type_name("ZONE")
-        ->check([](const std::string& text) {
-            return DisplayZone::named(text) ? std::string()
-                                            : "unknown zone " + text + "; write its name, as in Europe/Berlin";
+        ->check([](const std::string& value) {
+            return DisplayZone::named(value) ? std::string()
+                                             : "unknown zone " + value + "; write its name, as in Europe/Berlin";
         });
     command.add_option("--color", output.color, "Use colours")
         ->type_name("always|never|auto")
@@ -204,7 +204,7 @@ std::vector<std::string> optionNames(const CLI::App& app)
     return names;
 }
 
-/// The error in one line. CLI11 reports a missing command also if one was misspelt.
+/// Reports the error in one line. CLI11 reports a missing command even if one was given and misspelt.
 int reportUsage(const CLI::App& app, const CLI::ParseError& error)
 {
     std::string problem = error.what();
@@ -241,7 +241,7 @@ std::vector<std::string> protectedArguments(int argc, char** argv)
     return arguments;
 }
 
-/// Takes the blanks of protectedArguments() off again.
+/// Removes the blanks that protectedArguments() added.
 void restoreWords(std::vector<std::string>& words)
 {
     for (std::string& word : words) {
@@ -260,7 +260,7 @@ int runCommandLine(int argc, char** argv)
     OutputOptions output;
     std::function<int()> command;
 
-    CLI::App app{"Shows the television guide of a Corvane service, and drives the plug-in's operations.", "corvane"};
+    CLI::App app{"Show the television guide of a Corvane service, and call the plug-in's operations.", "corvane"};
     app.formatter(std::make_shared<CommandFormatter>());
     corvane::addDescriptions(
         app,
@@ -292,14 +292,13 @@ int runCommandLine(int argc, char** argv)
     }
 
     std::string method;
-    CLI::App* const apiCommand =
-        app.add_subcommand("api", "Carry out any operation of the plug-in, and print its result");
-    apiCommand->add_option("method", method, "Name of the operation, as in docs/operations.md")
+    CLI::App* const apiCommand = app.add_subcommand("api", "Call any operation of the plug-in and print its result");
+    apiCommand->add_option("method", method, "Call this operation; docs/operations.md lists them")
         ->type_name("METHOD")
         ->required();
     apiCommand
         ->add_option("params", everyday.words,
-                     "Its parameters: words, JSON or lists as in a,b; or all of them as one JSON array")
+                     "Pass these parameters: words, JSON or lists as in a,b; or all of them as one JSON array")
         ->type_name("PARAMS");
     apiCommand->callback([&] { command = [&] { return runApi(options, output, method, everyday.words); }; });
 
@@ -307,7 +306,7 @@ int runCommandLine(int argc, char** argv)
     CLI::App* const todayCommand =
         app.add_subcommand("today", "Show today's schedule files, from the service or from a file on this machine");
     todayCommand
-        ->add_option("file", schedule, "A schedule file as it was downloaded; default: fetch today's from the service")
+        ->add_option("file", schedule, "Show this schedule file; default: download today's files from the service")
         ->type_name("FILE");
     addGuideOptions(*todayCommand, guide);
     addOutputOptions(*todayCommand, output, true);
@@ -315,10 +314,14 @@ int runCommandLine(int argc, char** argv)
 
     DownloadOptions download;
     CLI::App* const downloadCommand = app.add_subcommand("download", "Download a file through the plug-in");
-    downloadCommand->add_option("url", download.url, "Address, http or https")->type_name("URL")->required();
-    downloadCommand->add_option("directory", download.directory, "Directory of the file")->type_name("DIR")->required();
+    downloadCommand->add_option("url", download.url, "Download this http or https address")
+        ->type_name("URL")
+        ->required();
+    downloadCommand->add_option("directory", download.directory, "Write the file into this directory")
+        ->type_name("DIR")
+        ->required();
     downloadCommand
-        ->add_option("name", download.name, "Name of the file; default: the part of the URL after its last slash")
+        ->add_option("name", download.name, "Name the file; default: the part of the URL after its last slash")
         ->type_name("NAME");
     downloadCommand->callback([&] { command = [&] { return runDownload(options, download); }; });
 
@@ -332,18 +335,18 @@ int runCommandLine(int argc, char** argv)
 #ifdef CORVANE_HAS_WEB
     WebOptions web;
     CLI::App* const webCommand = app.add_subcommand("web", "Serve the guide as a page, for a browser");
-    webCommand->add_option("--listen", web.listen, "Address of the page; port 0 takes a free one")
+    webCommand->add_option("--listen", web.listen, "Serve the page at this address; port 0 takes a free port")
         ->type_name("HOST:PORT")
         ->capture_default_str();
     webCommand->add_flag("--open", web.open, "Open the page in a browser");
     webCommand
         ->add_option("--assets", web.assets,
-                     "Serve the page from this folder, read again with each load; default: the page in the program")
+                     "Serve the page from this folder, reading it again for each load; default: the built-in page")
         ->type_name("DIR");
     webCommand
         ->add_option(
             "--password-file", web.passwordFile,
-            "Ask for the password in this file's first line; required for an address that other machines reach")
+            "Ask for the password in this file's first line; required for an address that other machines can reach")
         ->type_name("FILE");
     webCommand->callback([&] { command = [&] { return runWeb(options, web); }; });
 #endif
@@ -353,7 +356,8 @@ int runCommandLine(int argc, char** argv)
     });
     std::string topic;
     CLI::App* const helpCommand = app.add_subcommand("help", "Show the help of a command");
-    helpCommand->add_option("command", topic, "Name of the command; default: all of them")->type_name("COMMAND");
+    helpCommand->add_option("command", topic, "Show the help of this command; default: of the program")
+        ->type_name("COMMAND");
     helpCommand->callback([&] { command = [&] { return runHelp(app, topic); }; });
     try {
         app.parse(protectedArguments(argc, argv));

@@ -105,7 +105,7 @@ private:
     std::string address()
     {
         m_service->checkAddress();
-        const std::string& url = m_configuration.text("base_url");
+        const std::string& url = m_configuration.value("base_url");
         m_url = splitUrl(url, UrlEncoding::AsGiven).value();
         return fmt::format("{} ({})", url, m_configuration.source("base_url"));
     }
@@ -136,7 +136,7 @@ private:
 
     std::string connection()
     {
-        // The certificate is the next check's concern.
+        // The next check verifies the certificate.
         const ProbeResult probe = probeConnection(m_url.origin, m_limits, CertificateCheck::None);
         if (probe.status == session::kCompleted || probe.status == session::kTlsFailed) {
             return fmt::format("{} answers", m_url.origin);
@@ -144,7 +144,7 @@ private:
         throw ServiceProblem(probe.reason,
                              fmt::format("start the service with \"corvaned serve\", or set another address with "
                                          "--set base_url=URL; it is {}",
-                                         m_configuration.text("base_url")));
+                                         m_configuration.value("base_url")));
     }
 
     std::string tls()
@@ -182,7 +182,7 @@ private:
     std::string session()
     {
         m_service->open();
-        return fmt::format("opened as device \"{}\"", m_configuration.text("duid"));
+        return fmt::format("opened as device \"{}\"", m_configuration.value("duid"));
     }
 
     std::string lineUp()
@@ -192,11 +192,11 @@ private:
         }
         if (m_sources.empty()) {
             throw ServiceProblem(
-                fmt::format("headend \"{}\" has no channels", m_configuration.text("headend")),
+                fmt::format("headend \"{}\" has no channels", m_configuration.value("headend")),
                 "choose another one with --set headend=ID, or fill the service with \"corvaned import\"");
         }
         return fmt::format("{} at headend \"{}\"", counted(m_sources.size(), "channel"),
-                           m_configuration.text("headend"));
+                           m_configuration.value("headend"));
     }
 
     std::string programmes()

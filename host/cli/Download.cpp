@@ -1,5 +1,5 @@
-// Name and directory are checked first. Then the plug-in downloads into a file of another name, which replaces an older
-// one only when it is complete.
+// Checks name and directory first. The plug-in then downloads into a temporary file, which replaces an older file only
+// when it is complete.
 #include "Download.h"
 
 #include <algorithm>
@@ -68,7 +68,7 @@ void checkTarget(const std::string& directory, const std::string& path)
     }
 }
 
-/// A new hidden file in a directory, removed unless place() gave it its name.
+/// A new hidden file in a directory. The destructor removes it unless place() has renamed it.
 class PartialFile {
 public:
     explicit PartialFile(std::string directory) : m_directory(std::move(directory))
@@ -143,7 +143,7 @@ ServiceProblem downloadProblem(const std::string& url, int status)
             "check the URL and try again"};
 }
 
-/// cancel() demands a session, which downloads do not use. This one is never sent.
+/// cancel() requires a session although a download does not use one. The session set here is never sent.
 void allowCancelling(WCorvaneOAI& plugin)
 {
     WVLSession session;

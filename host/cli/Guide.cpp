@@ -34,7 +34,7 @@ using namespace std::chrono_literals;
 
 constexpr std::int64_t kHour = 3600;
 
-/// The line-up that programmes imply.
+/// The channels that the programmes are on, as a line-up.
 std::list<WVLChannel> channelsOf(const std::list<WVLContent>& programmes)
 {
     std::list<WVLChannel> channels;
@@ -90,10 +90,10 @@ void print(const OutputOptions& output, const std::list<WVLChannel>& channels, c
     GuideStyle style;
     style.width = output.columns();
     style.colours = output.hasColours();
-    printText(guideTable(channels, programmes, window, style), output);
+    printPaged(guideTable(channels, programmes, window, style), output);
 }
 
-/// Says what there is instead, if the window is empty.
+/// Reports that the window is empty, and the time span of the programmes.
 void reportEmpty(const std::string& subject, const std::optional<TimeSpan>& span, const DisplayZone& zone)
 {
     std::fflush(stdout);
@@ -111,7 +111,7 @@ void reportEmpty(const std::string& subject, const std::optional<TimeSpan>& span
 
 // --- schedule files --------------------------------------------------------------------------------------------------
 
-/// Why the plug-in could not read a file: its status says only that it could not.
+/// Why the plug-in could not read a file. Its status does not tell.
 std::string whyUnreadable(const std::string& file)
 {
     struct stat state {};
@@ -138,9 +138,10 @@ ServiceProblem scheduleProblem(const std::string& file, int status)
         case status::kNotJson:
             return {fmt::format("{} is not a schedule file: it is not JSON (status {})", file, status), kGetOne};
         case status::kUnreadableReply:
-            return {fmt::format("{} is not a schedule file: it is JSON, but holds an error or no channels (status {})",
-                                file, status),
-                    kGetOne};
+            return {
+                fmt::format("{} is not a schedule file: it is JSON, but contains an error or no channels (status {})",
+                            file, status),
+                kGetOne};
         default:
             return {
                 fmt::format("cannot read the schedule file {}: {} (status {})", file, WSTATUS2STRING(status), status),
@@ -159,7 +160,7 @@ std::list<WVLContent> readSchedule(WCorvaneOAI& plugin, const std::string& file)
     return schedule.getData();
 }
 
-/// A directory that goes with everything in it.
+/// A directory that the destructor removes with its contents.
 class TemporaryDirectory {
 public:
     TemporaryDirectory()
@@ -224,7 +225,7 @@ std::optional<std::list<WVLContent>> downloadToday(Runtime& runtime, ServiceSess
     return programmes;
 }
 
-/// Prints programmes that are all of today's. Without a date the window moves to them if nothing is on now.
+/// Prints today's programmes. Without a date the window moves to them if nothing is on now.
 void printDay(const GuideOptions& guide, const OutputOptions& output, const std::list<WVLContent>& programmes,
               const std::string& subject, GuideWindow window)
 {
@@ -250,7 +251,7 @@ void printDay(const GuideOptions& guide, const OutputOptions& output, const std:
 // --------------------------------------------------------------------------------------------
 
 /// Keeps the channels that are favourites.
-/// @throws ServiceProblem if none is
+/// @throws ServiceProblem if there are none
 std::list<WVLChannel> favouritesOf(std::list<WVLChannel> channels, OperationCaller& operations)
 {
     std::set<std::string> sources;

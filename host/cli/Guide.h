@@ -26,8 +26,8 @@ int runGuide(const CommonOptions& options, const GuideOptions& guide, const Outp
 
 /// Prints the guide of today's schedule files. Without a date it begins now, or with the first programme if there is
 /// nothing on now.
-/// @param file  as a download left it, shown in this machine's zone without asking the service; empty to download
-///              today's files from the service
+/// @param file  a schedule file as it was downloaded, shown in this machine's zone without asking the service; empty to
+///              download today's files from the service
 /// @return, throws  as runGuide(); 128 and the signal after an interruption
 int runToday(const CommonOptions& options, const GuideOptions& guide, const OutputOptions& output,
              const std::string& file);

@@ -25,28 +25,28 @@ std::optional<std::int64_t> readLocal(std::string_view day, std::string_view tim
 }
 
 /// Midnight of a day.
-std::optional<std::int64_t> readDay(std::string_view text, std::int64_t now)
+std::optional<std::int64_t> readDay(std::string_view string, std::int64_t now)
 {
     const std::int64_t today = now - now % kDay;
-    if (text == "today") {
+    if (string == "today") {
         return today;
     }
-    if (text == "tomorrow") {
+    if (string == "tomorrow") {
         return today + kDay;
     }
-    return readLocal(text, "00:00");
+    return readLocal(string, "00:00");
 }
 
 }  // namespace
 
-std::optional<std::int64_t> readGuideDate(std::string_view text, std::int64_t now)
+std::optional<std::int64_t> readGuideDate(std::string_view string, std::int64_t now)
 {
-    const std::size_t between = text.find_first_of(" T");
-    std::string_view day = text.substr(0, between);
-    std::string_view time = between == std::string_view::npos ? kEvening : text.substr(between + 1);
-    if (between == std::string_view::npos && text.find(':') != std::string_view::npos) {
+    const std::size_t between = string.find_first_of(" T");
+    std::string_view day = string.substr(0, between);
+    std::string_view time = between == std::string_view::npos ? kEvening : string.substr(between + 1);
+    if (between == std::string_view::npos && string.find(':') != std::string_view::npos) {
         day = "today";
-        time = text;
+        time = string;
     }
     const auto midnight = readDay(day, now);
     const auto sinceMidnight = readLocal(kEpochDay, time);

@@ -5,8 +5,8 @@
 
 namespace W::host {
 
-/// While it exists, these signals are only noted; the ones that were ignored before stay ignored. The executor's
-/// threads block all signals, so the main thread gets them.
+/// While an object exists, these signals are only recorded; those that were ignored before stay ignored. The
+/// executor's threads block all signals, so the main thread receives them.
 class Interruption {
 public:
     Interruption();
@@ -14,7 +14,7 @@ public:
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
 
-    /// The last signal noted; 0 if none came.
+    /// The last signal received; 0 if there was none.
     static int signal();
 
 private:

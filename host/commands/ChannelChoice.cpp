@@ -17,11 +17,11 @@ namespace {
 using ChannelField = const std::string& (WVLChannel::*)() const;
 constexpr ChannelField kNames[] = {&WVLChannel::getNumber, &WVLChannel::getSource, &WVLChannel::getName};
 
-bool startsWithIgnoringCase(std::string_view text, std::string_view beginning)
+bool startsWithIgnoringCase(std::string_view string, std::string_view beginning)
 {
     const auto lower = [](char letter) { return std::tolower(static_cast<unsigned char>(letter)); };
-    return text.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), text.begin(),
-                                                         [&](char x, char y) { return lower(x) == lower(y); });
+    return string.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), string.begin(),
+                                                           [&](char x, char y) { return lower(x) == lower(y); });
 }
 
 std::string missing(const std::list<WVLChannel>& channels, std::string_view wanted)

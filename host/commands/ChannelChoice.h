@@ -1,4 +1,4 @@
-// Channels by what people call them.
+// Finds channels by the numbers and names that people use.
 #pragma once
 
 #include <list>

@@ -18,7 +18,7 @@ OpenedService::OpenedService(const CommonOptions& options)
     if (m_runtime.configuration().source("headend") != "default") {
         return;
     }
-    // A service that keeps no line-up is none the worse for it.
+    // A service without a saved line-up is not an error.
     const Json answer = m_operations.response("loadHeadend", Json::array());
     const Json::json_pointer headend("/result/results/0/HeadendID");
     const Json::json_pointer device("/result/results/0/DeviceList/0/DeviceType");

@@ -1,5 +1,5 @@
-// What every command for people works with: the plug-in, the service's clock, a session, and the line-up that the
-// viewer saved.
+// The start of every command for people: the plug-in, the service's clock, a session, and the line-up that the viewer
+// saved.
 #pragma once
 
 #include <cstdint>
@@ -48,8 +48,8 @@ private:
     WVLLocaltime m_localtime;
 };
 
-/// The service's zone by its name, so that each instant gets the offset that holds then. A name that is not in the zone
-/// database, or does not agree with the offset that the service states for now, leaves that offset.
+/// The service's zone by its name, so that each instant gets the offset that holds then. If the name is not in the
+/// zone database, or contradicts the offset that the service gives for now, that offset is used.
 DisplayZone serviceZone(const WVLLocaltime& localtime);
 
 }  // namespace W::host

@@ -76,7 +76,7 @@ Json OperationCaller::call(std::string_view step, std::string_view operation, co
     if (made.isGood()) {
         return std::move(made.results);
     }
-    // A service refuses an identifier that it could not have given as a bad request.
+    // A service answers an identifier that it cannot have issued with 400 instead of 404.
     if (unknown && (made.failure.httpCode == kNotFound || made.failure.httpCode == kBadRequest)) {
         throw ServiceProblem(unknown->what, unknown->hint);
     }

@@ -14,7 +14,7 @@
 
 namespace W::host {
 
-/// Says that what an operation was asked about does not exist.
+/// Describes the object of an operation for the case that it does not exist.
 struct UnknownThing {
     std::string what;  ///< as in "there is no programme 12"
     std::string hint;
@@ -30,13 +30,13 @@ public:
     /// cancelled.
     Json response(std::string_view method, const Json& parameters);
 
-    /// The results of an operation. A list that must not be empty, and is, counts as a success.
+    /// The results of an operation. The status for an empty list counts as a success.
     /// @param step  what is tried, as in "search the guide"
     /// @throws ServiceProblem  with `unknown` if the service does not have what was asked for
     Json call(std::string_view step, std::string_view operation, const Json& parameters,
               const std::optional<UnknownThing>& unknown = std::nullopt);
 
-    /// The same, with nothing if the service does not have what was asked for.
+    /// As call(), but returns nothing if the service does not have what was asked for.
     std::optional<Json> callIfKnown(std::string_view step, std::string_view operation, const Json& parameters);
 
 private:

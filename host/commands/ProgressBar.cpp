@@ -75,7 +75,7 @@ void ProgressBar::show()
         return;
     }
     const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_begin);
-    // Not into the last column, where terminals differ.
+    // Terminals differ in what they do after a character in the last column.
     m_shown = std::max(0, terminalWidth(STDERR_FILENO) - 1);
     fmt::print(stderr, "\r{}", progressLine(m_progress(), elapsed, m_shown));
     std::fflush(stderr);

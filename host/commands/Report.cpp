@@ -36,7 +36,7 @@ private:
     Handler m_pipe;
 };
 
-void page(const std::string& text)
+void page(const std::string& string)
 {
     constexpr int kNotFound = 127;
     const char* const set = std::getenv("PAGER");
@@ -49,7 +49,7 @@ void page(const std::string& text)
     if (!pipe) {
         throw std::runtime_error(fmt::format("cannot start the pager \"{}\"; omit --pager", pager));
     }
-    std::fwrite(text.data(), 1, text.size(), pipe);
+    std::fwrite(string.data(), 1, string.size(), pipe);
     const int status = ::pclose(pipe);
     if (WIFEXITED(status) && WEXITSTATUS(status) == kNotFound) {
         throw std::runtime_error(
@@ -89,12 +89,12 @@ bool OutputOptions::hasColours() const
     return color == ColorChoice::Auto ? terminalHasColours() : color == ColorChoice::Always;
 }
 
-void printText(const std::string& text, const OutputOptions& output)
+void printPaged(const std::string& string, const OutputOptions& output)
 {
     if (output.pager && ::isatty(STDOUT_FILENO) == 1) {
-        page(text);
+        page(string);
     } else {
-        std::fwrite(text.data(), 1, text.size(), stdout);
+        std::fwrite(string.data(), 1, string.size(), stdout);
     }
 }
 
@@ -102,7 +102,7 @@ void printJson(const Json& json, const OutputOptions& output)
 {
     constexpr int kIndent = 2;
     const int indent = ::isatty(STDOUT_FILENO) == 1 ? kIndent : -1;
-    printText(json.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n", output);
+    printPaged(json.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n", output);
 }
 
 void print(const Report& report, const OutputOptions& output)
@@ -112,14 +112,14 @@ void print(const Report& report, const OutputOptions& output)
         return;
     }
     if (output.table || ::isatty(STDOUT_FILENO) == 1) {
-        printText(forPeople(report, {output.columns(), output.hasColours()}), output);
+        printPaged(forPeople(report, {output.columns(), output.hasColours()}), output);
         return;
     }
     std::string lines;
     for (const ReportSection& section : report.sections) {
         lines += tabSeparated(section.table, section.name);
     }
-    printText(lines, output);
+    printPaged(lines, output);
 }
 
 }  // namespace W::host

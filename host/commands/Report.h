@@ -1,4 +1,4 @@
-// What a command has found out, and how it is printed: tables on a terminal, tab-separated lines into a pipe, or one
+// The result of a command, and how it is printed: tables on a terminal, tab-separated lines into a pipe, or one
 // JSON object.
 #pragma once
 
@@ -45,9 +45,9 @@ struct Report {
 /// @throws std::runtime_error if there is no pager
 void print(const Report& report, const OutputOptions& output);
 
-/// Prints a text on standard output, through the pager if it is wanted and this is a terminal.
+/// Prints a string on standard output, through the pager if it is wanted and this is a terminal.
 /// @throws std::runtime_error if there is no pager
-void printText(const std::string& text, const OutputOptions& output);
+void printPaged(const std::string& string, const OutputOptions& output);
 
 /// Prints one JSON value: in one line, or indented on a terminal.
 void printJson(const Json& json, const OutputOptions& output);

@@ -10,9 +10,9 @@ namespace W::host {
 
 namespace {
 
-std::string lower(std::string_view text)
+std::string lower(std::string_view string)
 {
-    std::string result(text);
+    std::string result(string);
     std::transform(result.begin(), result.end(), result.begin(),
                    [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
     return result;

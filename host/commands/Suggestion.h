@@ -7,7 +7,8 @@
 
 namespace W::host {
 
-/// The known name that is most like a misspelt one, regardless of case. A long name counts by its beginning, too.
+/// The known name that is most like a misspelt one, regardless of case. Long names are compared by their beginnings,
+/// too.
 /// @return empty if none is similar
 std::string closest(std::string_view written, const std::vector<std::string>& known);
 

@@ -96,7 +96,7 @@ Report uploadFile(OpenedService& service, const EverydayArguments& arguments, co
 
 Report resetHistory(OpenedService& service, const EverydayArguments& arguments, const OutputOptions& /*output*/)
 {
-    if (!arguments.yes && !confirm("Delete everything that the service knows of what you watched and voted for?")) {
+    if (!arguments.yes && !confirm("Delete the service's record of what you watched and voted for?")) {
         throw std::runtime_error("nothing was deleted");
     }
     service.operations().call("delete your history", "resetHistory", Json::array({service.now()}));

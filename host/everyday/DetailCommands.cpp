@@ -41,9 +41,9 @@ Table people(const Json& list)
     Table table;
     table.columns = {{"ID"}, {"Name", 8, 2}, {"Role", 6, 2, 1}};
     for (const Json& person : list) {
-        const std::string role = textOf(person, "Role");
+        const std::string role = stringOf(person, "Role");
         table.rows.push_back(
-            {textOf(person, "ID"), textOf(person, "Name"), role.empty() ? textOf(person, "Occupation") : role});
+            {stringOf(person, "ID"), stringOf(person, "Name"), role.empty() ? stringOf(person, "Occupation") : role});
     }
     return table;
 }
@@ -54,11 +54,11 @@ std::string genreNames(OpenedService& service, const Json& programme)
     std::map<std::string, std::string> names;
     const Json results = service.operations().call("fetch the genres", "getGenreList", Json::array({""}));
     for (const Json& genre : listOf(results[0])) {
-        names[textOf(genre, "GenreID")] = textOf(genre, "GenreName");
+        names[stringOf(genre, "GenreID")] = stringOf(genre, "GenreName");
     }
     std::string text;
     for (const Json& genre : programme.value("Genrelist", Json::array())) {
-        const std::string& name = names[textOf(genre, "GenreID")];
+        const std::string& name = names[stringOf(genre, "GenreID")];
         if (!name.empty()) {
             text += (text.empty() ? "" : ", ") + name;
         }
@@ -107,14 +107,14 @@ Table episodes(const Json& list)
                      {"Title", 8, 3},
                      {"ID"}};
     for (const Json& episode : list) {
-        const std::string title = textOf(episode, "EpisodeTitle");
+        const std::string title = stringOf(episode, "EpisodeTitle");
         table.rows.push_back({positive(episode, "SeasonNum"), positive(episode, "EpisodeNum"),
-                              title.empty() ? textOf(episode, "Title") : title, textOf(episode, "ID")});
+                              title.empty() ? stringOf(episode, "Title") : title, stringOf(episode, "ID")});
     }
     return table;
 }
 
-/// Where a programme is shown.
+/// The airings of a programme.
 Table airingTable(const Json& airings, const ShownTimes& times, const ChannelNames& names)
 {
     Table table;
@@ -122,7 +122,7 @@ Table airingTable(const Json& airings, const ShownTimes& times, const ChannelNam
     for (const Json& airing : airings) {
         const auto begin = instantOf(airing["StartTime"]);
         if (begin) {
-            const std::string source = textOf(airing["Channel"], "Source");
+            const std::string source = stringOf(airing["Channel"], "Source");
             table.rows.push_back({times.cell(begin),
                                   {names.of(source), names.name(source)},
                                   positive(airing, "Duration"),
@@ -135,17 +135,17 @@ Table airingTable(const Json& airings, const ShownTimes& times, const ChannelNam
 FactTable programmeFacts(OpenedService& service, const Json& programme)
 {
     FactTable facts;
-    facts.add("Title", textOf(programme, "Title"));
-    facts.add("Episode", textOf(programme, "EpisodeTitle"));
-    facts.add("Kind", shownType(textOf(programme, "Type")));
+    facts.add("Title", stringOf(programme, "Title"));
+    facts.add("Episode", stringOf(programme, "EpisodeTitle"));
+    facts.add("Kind", shownType(stringOf(programme, "Type")));
     facts.add("Season", positive(programme, "SeasonNum"));
     facts.add("Number", positive(programme, "EpisodeNum"));
     facts.add("Year", positive(programme, "Year"));
     facts.add("Genre", genreNames(service, programme));
-    const std::string rating = textOf(programme, "Certification");
-    facts.add("Rated", rating.empty() ? textOf(programme, "Rating") : rating);
-    const std::string summary = textOf(programme, "Summary");
-    facts.add("Summary", summary.empty() ? textOf(programme, "ShortDesc") : summary);
+    const std::string rating = stringOf(programme, "Certification");
+    facts.add("Rated", rating.empty() ? stringOf(programme, "Rating") : rating);
+    const std::string summary = stringOf(programme, "Summary");
+    facts.add("Summary", summary.empty() ? stringOf(programme, "ShortDesc") : summary);
     return facts;
 }
 
@@ -184,12 +184,12 @@ Report showProgramme(OpenedService& service, const EverydayArguments& arguments,
     report.sections.push_back({"airing", "Airings", airingTable(listOf(details[0]), times, names), "", ""});
     if (series && listOf((*series)[1]).size() > 1) {
         report.sections.push_back(
-            {"episode", "Series: " + textOf((*series)[0], "Title"), episodes(listOf((*series)[1])), "", ""});
+            {"episode", "Series: " + stringOf((*series)[0], "Title"), episodes(listOf((*series)[1])), "", ""});
     }
     Table others;
     others.columns = {{"Title", 8, 3}, {"ID"}};
     for (const Json& other : listOf(related[2])) {
-        others.rows.push_back({shownTitle(other), textOf(other, "ID")});
+        others.rows.push_back({shownTitle(other), stringOf(other, "ID")});
     }
     report.sections.push_back({"related", "Related", std::move(others), "", ""});
     return report;
@@ -204,11 +204,11 @@ Report showPerson(OpenedService& service, const EverydayArguments& arguments, co
     const Json& person = results[0];
     const Json votes = fetchVotes(service, "personid", arguments.id);
     FactTable facts;
-    facts.add("Name", textOf(person, "Name"));
-    facts.add("Known for", textOf(person, "Occupation"));
-    facts.add("Born", textOf(person, "Birthdate"));
-    facts.add("Died", textOf(person, "Deathdate"));
-    facts.add("About", textOf(person, "Biography"));
+    facts.add("Name", stringOf(person, "Name"));
+    facts.add("Known for", stringOf(person, "Occupation"));
+    facts.add("Born", stringOf(person, "Birthdate"));
+    facts.add("Died", stringOf(person, "Deathdate"));
+    facts.add("About", stringOf(person, "Biography"));
     facts.add("Votes", shownVotes(votes));
     Report report;
     report.json = {{"person", person}, {"votes", votes}};
@@ -228,8 +228,8 @@ Report showSeries(OpenedService& service, const EverydayArguments& arguments, co
     std::string years = positive(results[0], "StartYear");
     const std::string end = positive(results[0], "EndYear");
     years += end.empty() || end == years ? "" : "–" + end;
-    report.sections.push_back({"", textOf(results[0], "Title") + (years.empty() ? "" : fmt::format(" ({})", years)),
-                               episodes(listOf(results[1])), "The guide holds no episodes of it.", ""});
+    report.sections.push_back({"", stringOf(results[0], "Title") + (years.empty() ? "" : fmt::format(" ({})", years)),
+                               episodes(listOf(results[1])), "The guide has no episodes of this series.", ""});
     return report;
 }
 

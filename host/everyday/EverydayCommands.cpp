@@ -22,14 +22,14 @@ void channelsOption(CLI::App& command, Arguments& arguments)
 {
     command
         .add_option("--channels", arguments.channels,
-                    "Show only these channels, in this order: number, source, name, or a beginning that only one has")
+                    "Show only these channels, in this order: number, source, name, or an unambiguous start of a name")
         ->type_name("CHANNEL,…")
         ->delimiter(',');
 }
 
 void searchArguments(CLI::App& command, Arguments& arguments)
 {
-    command.add_option("words", arguments.words, "Words to look for in titles, descriptions and names of people")
+    command.add_option("words", arguments.words, "Find these words in titles, descriptions and names of people")
         ->type_name("WORDS")
         ->required();
     command.add_flag("--exact", arguments.exact, "Find whole words only, in this order");
@@ -48,7 +48,7 @@ void idArgument(CLI::App& command, Arguments& arguments)
 constexpr char kProgrammeId[] = "Programme, by the ID that search prints";
 constexpr char kPersonId[] = "Person, by the ID that show prints";
 constexpr char kSeriesId[] = "Series or one of its programmes, by its ID";
-constexpr char kChannelId[] = "Channel: number, source, name, or a beginning that only one has";
+constexpr char kChannelId[] = "Channel: number, source, name, or an unambiguous start of a name";
 
 void voteArguments(CLI::App& command, Arguments& arguments)
 {
@@ -87,16 +87,17 @@ void lineUpArguments(CLI::App& command, Arguments& arguments)
     command.add_option("--postal-code", arguments.postalCode, "Find the line-ups of this postal code")
         ->type_name("CODE");
     CLI::Option* const state =
-        command.add_option("--state", arguments.state, "Find those of a city in this state")->type_name("STATE");
-    command.add_option("--city", arguments.city, "Name or code of the city")->type_name("CITY")->needs(state);
-    command.add_option("--answer", arguments.answers, "Answer the question what is on channel NUMBER; may be repeated")
+        command.add_option("--state", arguments.state, "Find the line-ups of a city in this state")->type_name("STATE");
+    command.add_option("--city", arguments.city, "Choose the city by name or code")->type_name("CITY")->needs(state);
+    command
+        .add_option("--answer", arguments.answers, "Answer the question which channel is on NUMBER; may be repeated")
         ->type_name("NUMBER=NAME")
         ->allow_extra_args(false)
         ->check([](const std::string& text) {
             return text.find('=') == std::string::npos ? "write NUMBER=NAME, not " + text : std::string();
         });
     command.add_option("--headend", arguments.headend, "Choose the line-up with this ID")->type_name("ID");
-    command.add_option("--device", arguments.device, "Type or name of the receiver; default: the first one")
+    command.add_option("--device", arguments.device, "Choose the receiver by type or name; default: the first one")
         ->type_name("DEVICE");
     command.add_flag("--show", arguments.show, "Show the saved line-up");
 }
@@ -163,7 +164,7 @@ void resetArguments(CLI::App& command, Arguments& arguments)
 std::optional<std::string> resetProblem(const Arguments& arguments)
 {
     if (!arguments.yes && !canAsk()) {
-        return "there is no terminal to ask on; write --yes to delete the history without a question";
+        return "cannot ask for confirmation without a terminal; write --yes to delete the history";
     }
     return std::nullopt;
 }
@@ -257,7 +258,7 @@ const std::vector<EverydayCommand>& everydayCommands()
          uploadSettings,
          uploadFile},
         {"reset-history",
-         "Delete what the service knows of what you watched and voted for",
+         "Delete the service's record of what you watched and voted for",
          {"resetHistory"},
          resetArguments,
          resetProblem,

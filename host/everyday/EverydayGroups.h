@@ -1,4 +1,4 @@
-// The functions behind the rows of everydayCommands(), by the file that has them.
+// The functions that the rows of everydayCommands() call, by file.
 #pragma once
 
 #include "EverydayCommands.h"

@@ -1,5 +1,5 @@
-// `corvane lineup`: from the place where the viewer lives to the headend that serves him, and a quiz that tells similar
-// ones apart. What the options leave open is asked on a terminal.
+// `corvane lineup`: finds the headend that serves the viewer's place; a quiz distinguishes similar headends. On a
+// terminal the command asks for what the options do not give.
 #include <algorithm>
 #include <cctype>
 
@@ -24,8 +24,8 @@ bool equalsIgnoringCase(const std::string& a, const std::string& b)
 std::string headendName(const Json& headend)
 {
     for (const char* const key : {"MsoMbrName", "MsoName", "HeadendID"}) {
-        if (!textOf(headend, key).empty()) {
-            return textOf(headend, key);
+        if (!stringOf(headend, key).empty()) {
+            return stringOf(headend, key);
         }
     }
     return {};
@@ -39,18 +39,18 @@ Table headendTable(const Json& headends)
     for (const Json& headend : headends) {
         std::string devices;
         for (const Json& device : headend["DeviceList"]) {
-            devices += fmt::format("{}{} {}", devices.empty() ? "" : ", ", textOf(device, "DeviceType"),
-                                   textOf(device, "DeviceName"));
+            devices += fmt::format("{}{} {}", devices.empty() ? "" : ", ", stringOf(device, "DeviceType"),
+                                   stringOf(device, "DeviceName"));
         }
-        table.rows.push_back({textOf(headend, "HeadendID"), headendName(headend), textOf(headend, "MsoName"),
-                              textOf(headend, "MsoServiceType"), textOf(headend, "HeadendCity"), devices});
+        table.rows.push_back({stringOf(headend, "HeadendID"), headendName(headend), stringOf(headend, "MsoName"),
+                              stringOf(headend, "MsoServiceType"), stringOf(headend, "HeadendCity"), devices});
     }
     return table;
 }
 
 // --- the place -------------------------------------------------------------------------------------------------------
 
-/// The one whose name or code was given, or that the person chooses.
+/// Returns the index of the name or code that was given, or of the one that the person chooses.
 /// @param what  as in "state"
 std::size_t named(const char* what, const std::string& wanted, const std::vector<std::string>& names,
                   const std::vector<std::string>& codes)
@@ -67,7 +67,7 @@ std::size_t named(const char* what, const std::string& wanted, const std::vector
     for (const std::string& name : names) {
         known += (known.empty() ? "" : ", ") + name;
     }
-    throw ServiceProblem(fmt::format("the service knows no {} \"{}\"{}", what, wanted, didYouMean(wanted, names)),
+    throw ServiceProblem(fmt::format("the service has no {} \"{}\"{}", what, wanted, didYouMean(wanted, names)),
                          fmt::format("choose one of {}", known));
 }
 
@@ -82,15 +82,15 @@ Json headendsOfCity(OpenedService& service, const EverydayArguments& arguments)
         stateNumbers.push_back(number);
     }
     if (states.empty()) {
-        throw ServiceProblem("the service knows no cities", "look up a postal code with --postal-code CODE");
+        throw ServiceProblem("the service has no list of cities", "look up a postal code with --postal-code CODE");
     }
     const std::size_t state = named("state", arguments.state, states, std::vector<std::string>(states.size()));
     std::vector<std::string> cities;
     std::vector<std::string> codes;
     for (const Json& entry : results[1]) {
         if (std::to_string(entry[0].get<int>()) == stateNumbers[state]) {
-            cities.push_back(textOf(entry[1], "Name"));
-            codes.push_back(textOf(entry[1], "Code"));
+            cities.push_back(stringOf(entry[1], "Name"));
+            codes.push_back(stringOf(entry[1], "Code"));
         }
     }
     const std::string& code = codes.at(named("city", arguments.city, cities, codes));
@@ -110,7 +110,7 @@ Json findHeadends(OpenedService& service, const EverydayArguments& arguments)
             : listOf(service.operations().call("look up this postal code", "getHeadend", Json::array({code}))[0]);
     if (headends.empty()) {
         throw ServiceProblem(code.empty() ? std::string("no line-up reaches this city")
-                                          : fmt::format("the service knows no line-up for the postal code {}", code),
+                                          : fmt::format("the service has no line-up for the postal code {}", code),
                              "check it, or choose a city with --state STATE --city CITY");
     }
     return headends;
@@ -134,17 +134,17 @@ std::string answerGiven(const EverydayArguments& arguments, const std::string& n
 Json askQuestions(OpenedService& service, const EverydayArguments& arguments, Json headends)
 {
     const Json quiz = service.operations().call("fetch the questions", "getLineupTest",
-                                                Json::array({textOf(headends[0], "HeadendID")}));
+                                                Json::array({stringOf(headends[0], "HeadendID")}));
     for (const Json& question : listOf(quiz[0])) {
-        const std::string number = textOf(question, "Number");
+        const std::string number = stringOf(question, "Number");
         std::vector<std::string> names;
         const auto isLeft = [&headends](const std::string& id) {
             return std::any_of(headends.begin(), headends.end(),
-                               [&id](const Json& headend) { return textOf(headend, "HeadendID") == id; });
+                               [&id](const Json& headend) { return stringOf(headend, "HeadendID") == id; });
         };
         for (const Json& answer : question["AnswerList"]) {
-            const std::string name = textOf(answer, "Name");
-            if (isLeft(textOf(answer, "HeadendId")) && std::find(names.begin(), names.end(), name) == names.end()) {
+            const std::string name = stringOf(answer, "Name");
+            if (isLeft(stringOf(answer, "HeadendId")) && std::find(names.begin(), names.end(), name) == names.end()) {
                 names.push_back(name);
             }
         }
@@ -163,16 +163,16 @@ Json askQuestions(OpenedService& service, const EverydayArguments& arguments, Js
             for (const std::string& name : names) {
                 known += (known.empty() ? "" : ", ") + name;
             }
-            throw ServiceProblem(fmt::format("\"{}\" is not an answer to the question what is on channel {}{}", given,
+            throw ServiceProblem(fmt::format("\"{}\" is not an answer to the question which channel is on {}{}", given,
                                              number, didYouMean(given, names)),
                                  fmt::format("answer with one of {}", known));
         }
         Json kept = Json::array();
         for (const Json& headend : headends) {
-            const std::string id = textOf(headend, "HeadendID");
+            const std::string id = stringOf(headend, "HeadendID");
             const Json& answers = question["AnswerList"];
             if (std::any_of(answers.begin(), answers.end(), [&](const Json& answer) {
-                    return textOf(answer, "HeadendId") == id && equalsIgnoringCase(textOf(answer, "Name"), given);
+                    return stringOf(answer, "HeadendId") == id && equalsIgnoringCase(stringOf(answer, "Name"), given);
                 })) {
                 kept.push_back(headend);
             }
@@ -183,12 +183,12 @@ Json askQuestions(OpenedService& service, const EverydayArguments& arguments, Js
 }
 
 /// One headend of several.
-/// @throws ServiceProblem if the options do not tell which
+/// @throws ServiceProblem if the options do not decide which
 Json chooseHeadend(OpenedService& service, const EverydayArguments& arguments, Json headends)
 {
     if (!arguments.headend.empty()) {
         for (const Json& headend : headends) {
-            if (equalsIgnoringCase(textOf(headend, "HeadendID"), arguments.headend)) {
+            if (equalsIgnoringCase(stringOf(headend, "HeadendID"), arguments.headend)) {
                 return headend;
             }
         }
@@ -204,14 +204,14 @@ Json chooseHeadend(OpenedService& service, const EverydayArguments& arguments, J
     if (canAsk() && !headends.empty()) {
         std::vector<std::string> names;
         for (const Json& headend : headends) {
-            names.push_back(fmt::format("{} ({}, {})", headendName(headend), textOf(headend, "MsoName"),
-                                        textOf(headend, "MsoServiceType")));
+            names.push_back(fmt::format("{} ({}, {})", headendName(headend), stringOf(headend, "MsoName"),
+                                        stringOf(headend, "MsoServiceType")));
         }
         return headends[choose("Which one is yours?", names)];
     }
     std::string ids;
     for (const Json& headend : headends) {
-        ids += fmt::format("{}{} ({})", ids.empty() ? "" : ", ", textOf(headend, "HeadendID"), headendName(headend));
+        ids += fmt::format("{}{} ({})", ids.empty() ? "" : ", ", stringOf(headend, "HeadendID"), headendName(headend));
     }
     throw ServiceProblem(fmt::format("several line-ups serve this place: {}", ids),
                          "choose one with --headend ID, or answer the questions with --answer NUMBER=NAME");
@@ -223,8 +223,8 @@ std::string chooseDevice(const EverydayArguments& arguments, const Json& headend
     std::vector<std::string> names;
     std::vector<std::string> types;
     for (const Json& device : devices) {
-        names.push_back(textOf(device, "DeviceName"));
-        types.push_back(textOf(device, "DeviceType"));
+        names.push_back(stringOf(device, "DeviceName"));
+        types.push_back(stringOf(device, "DeviceType"));
     }
     if (!arguments.device.empty()) {
         return types.empty() ? arguments.device : types[named("device", arguments.device, names, types)];
@@ -240,8 +240,8 @@ Report savedLineUp(OpenedService& service)
     const Json results = service.operations().call("ask for the saved line-up", "loadHeadend", Json::array());
     const Json& saved = results[0];
     const Json& devices = saved["DeviceList"];
-    const std::string id = textOf(saved, "HeadendID");
-    const std::string device = devices.empty() ? std::string() : textOf(devices[0], "DeviceType");
+    const std::string id = stringOf(saved, "HeadendID");
+    const std::string device = devices.empty() ? std::string() : stringOf(devices[0], "DeviceType");
     Report report;
     report.json = {{"saved", saved}};
     Table table;
@@ -272,7 +272,7 @@ Report findLineUp(OpenedService& service, const EverydayArguments& arguments, co
         std::fputs(layOut(headendTable(headends), {output.columns(), output.hasColours()}).c_str(), stderr);
     }
     const Json headend = chooseHeadend(service, arguments, headends);
-    const std::string id = textOf(headend, "HeadendID");
+    const std::string id = stringOf(headend, "HeadendID");
     const std::string device = chooseDevice(arguments, headend);
     service.lineUp().choose(id, device);
     service.operations().call("save the line-up", "saveHeadend", Json::array());

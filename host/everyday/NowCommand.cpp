@@ -103,7 +103,7 @@ void addProgramme(std::vector<TableCell>& cells, const WVLContent* programme, co
     cells.insert(cells.end(), {{"", programme->getID()},
                                {"", begin.plain},
                                {"", std::to_string(programme->getDuration())},
-                               {isNext ? begin.text + " " + title : title, title}});
+                               {isNext ? begin.shown + " " + title : title, title}});
 }
 
 }  // namespace

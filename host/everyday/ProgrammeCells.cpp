@@ -22,7 +22,7 @@ std::string formatted(std::int64_t local, const char* format)
 
 }  // namespace
 
-std::string textOf(const Json& record, const char* key)
+std::string stringOf(const Json& record, const char* key)
 {
     const auto found = record.find(key);
     return found != record.end() && found->is_string() ? found->get<std::string>() : std::string();
@@ -35,7 +35,7 @@ const Json& listOf(const Json& container)
 
 std::optional<std::int64_t> instantOf(const Json& time)
 {
-    const std::string utc = textOf(time, "utc");
+    const std::string utc = stringOf(time, "utc");
     if (utc.empty()) {
         return std::nullopt;
     }
@@ -69,8 +69,8 @@ std::string ShownTimes::clock(std::int64_t instant) const
 
 std::string shownTitle(const Json& programme)
 {
-    std::string title = textOf(programme, "Title");
-    const std::string episode = textOf(programme, "EpisodeTitle");
+    std::string title = stringOf(programme, "Title");
+    const std::string episode = stringOf(programme, "EpisodeTitle");
     if (title.empty()) {
         title = "(no title)";
     }
@@ -114,18 +114,18 @@ Table programmeTable(const Json& programmes, const ShownTimes& times, const Chan
                      {"Channel", 6, 2, 1}, {"Title", 8, 3}, forScripts, id};
     for (const Json& record : programmes) {
         const Json channel = record.value("Channel", Json::object());
-        std::string source = textOf(channel, "Source");
-        source = source.empty() ? textOf(record, "Source") : source;
+        std::string source = stringOf(channel, "Source");
+        source = source.empty() ? stringOf(record, "Source") : source;
         const std::string minutes = std::to_string(record.value("Duration", 0));
-        table.rows.push_back({{"", textOf(record, "ID")},
+        table.rows.push_back({{"", stringOf(record, "ID")},
                               times.cell(instantOf(record.value("StartTime", Json::object()))),
                               {"", minutes},
                               {"", source},
                               {"", names.number(source)},
                               {names.of(source), names.name(source)},
-                              {shownTitle(record), textOf(record, "Title")},
-                              {"", textOf(record, "EpisodeTitle")},
-                              textOf(record, "ID")});
+                              {shownTitle(record), stringOf(record, "Title")},
+                              {"", stringOf(record, "EpisodeTitle")},
+                              stringOf(record, "ID")});
     }
     return table;
 }

@@ -13,7 +13,7 @@
 namespace W::host {
 
 /// A string member; empty if it is missing.
-std::string textOf(const Json& record, const char* key);
+std::string stringOf(const Json& record, const char* key);
 
 /// The list in a container.
 const Json& listOf(const Json& container);

@@ -6,7 +6,7 @@
 
 namespace W::host {
 
-/// True if there is somebody to ask: standard input and standard error are terminals.
+/// True if standard input and standard error are terminals.
 bool canAsk();
 
 /// The answer, without blanks around it; may be empty.

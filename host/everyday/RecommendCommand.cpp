@@ -25,13 +25,13 @@ const std::vector<RecommendationRow>& recommendationRows()
 {
     static const std::vector<RecommendationRow> s_rows{
         {"channels", "smartChannels", "getSmartChannel", Json::array(), "At your usual time",
-         "Watch something, and suggestions for this time of day appear here."},
+         "Watch something to get suggestions for this time of day."},
         {"popular", "popularChannels", "getPopularChannel", Json::array({kImageSize, kMostPopular}), "Popular now",
          "Nothing is on at the moment."},
         {"popular", "smartPopular", "getSmartPopular", Json::array(), "Popular at this time",
          "Nothing is on at the moment."},
         {"missed", "missed", "getMissedContent", Json::array({"time"}), "Missed",
-         "You have missed nothing. Mark favourites, and what you miss of them appears here."},
+         "You have missed nothing. This list shows what you missed of your favourites."},
         {"missed", "candidates", "getCandidateMissedContent", Json::array(), "Perhaps missed", ""},
         {"", "concierge", "getCombination", Json::array({"corvane"}), "Chosen for you",
          "Nothing is chosen for you yet."},
@@ -39,12 +39,12 @@ const std::vector<RecommendationRow>& recommendationRows()
     return s_rows;
 }
 
-/// What there is to show: popular channels without a programme have nothing.
+/// The records to show. Popular channels without a current programme are left out.
 Json recordsOf(const Json& result)
 {
     Json records = result.contains("Personalized") ? result["Personalized"] : listOf(result);
     records.erase(std::remove_if(records.begin(), records.end(),
-                                 [](const Json& record) { return textOf(record, "Title").empty(); }),
+                                 [](const Json& record) { return stringOf(record, "Title").empty(); }),
                   records.end());
     return records;
 }

@@ -1,5 +1,5 @@
-// `corvane search`. The plug-in hands on the service's reply unread, so it is read here, into the records that other
-// commands show.
+// `corvane search`. The plug-in passes on the service's reply without parsing it, so it is parsed here, into the
+// records that other commands show.
 #include <cstdlib>
 #include <sstream>
 
@@ -15,27 +15,27 @@ namespace {
 WVLContent readFound(const Json& found)
 {
     WVLContent programme;
-    programme.setID(textOf(found, "id"));
-    programme.setLang(textOf(found, "lang"));
-    programme.setTitle(textOf(found, "title"));
-    programme.setType(textOf(found, "type"));
-    programme.setEpisodeTitle(textOf(found, "ep_title"));
-    programme.setShortDesc(textOf(found, "short_desc"));
-    programme.setDuration(std::atoi(textOf(found, "duration").c_str()));
-    const std::string start = textOf(found, "starttime");
+    programme.setID(stringOf(found, "id"));
+    programme.setLang(stringOf(found, "lang"));
+    programme.setTitle(stringOf(found, "title"));
+    programme.setType(stringOf(found, "type"));
+    programme.setEpisodeTitle(stringOf(found, "ep_title"));
+    programme.setShortDesc(stringOf(found, "short_desc"));
+    programme.setDuration(std::atoi(stringOf(found, "duration").c_str()));
+    const std::string start = stringOf(found, "starttime");
     if (!start.empty()) {
         programme.setStartTime(WDateTime::fromString(start, WDateTime::FORMAT_DATETIME, WDateTime::TIMEZONE_UTC));
     }
     std::list<WVLGenre> genres;
     for (const Json& genre : found.value("genres", Json::array())) {
-        genres.emplace_back().setGenreID(textOf(genre, "id"));
+        genres.emplace_back().setGenreID(stringOf(genre, "id"));
     }
     programme.setGenrelist(std::move(genres));
     const Json channelFound = found.value("channel", Json::object());
     WVLChannel channel;
-    channel.setSource(textOf(channelFound, "source"));
-    channel.setNumber(textOf(channelFound, "number"));
-    channel.setName(textOf(channelFound, "name"));
+    channel.setSource(stringOf(channelFound, "source"));
+    channel.setNumber(stringOf(channelFound, "number"));
+    channel.setName(stringOf(channelFound, "name"));
     programme.setChannel(channel);
     return programme;
 }
@@ -50,10 +50,10 @@ Json readReply(const std::string& body, OpenedService& service)
         throw describe("search the guide", status::kNotJson, {}, configuration);
     }
     Json rsp = reply["rsp"];
-    if (textOf(rsp, "stat") != "OK") {
+    if (stringOf(rsp, "stat") != "OK") {
         const Json error = rsp.value("err", Json::object());
-        throw describe("search the guide", status::kServiceError - std::atoi(textOf(error, "code").c_str()),
-                       {0, fmt::format("code {}: {}", textOf(error, "code"), textOf(error, "msg"))}, configuration);
+        throw describe("search the guide", status::kServiceError - std::atoi(stringOf(error, "code").c_str()),
+                       {0, fmt::format("code {}: {}", stringOf(error, "code"), stringOf(error, "msg"))}, configuration);
     }
     return rsp;
 }
@@ -73,7 +73,7 @@ Report searchGuide(OpenedService& service, const EverydayArguments& arguments, c
     for (const Json& found : rsp.value("content", Json::array())) {
         programmes.push_back(readFound(found));
     }
-    const std::size_t total = std::strtoul(textOf(rsp, "total").c_str(), nullptr, 10);
+    const std::size_t total = std::strtoul(stringOf(rsp, "total").c_str(), nullptr, 10);
     Report report;
     report.json = {{"query", query},
                    {"exact", arguments.exact},

@@ -37,12 +37,13 @@ Report listFavourites(OpenedService& service)
     Table channelTable;
     channelTable.columns = {{"No", TableColumn::kRigid, 1, 0, true}, {"Name", 8, 2}, {"Source"}};
     for (const Json& channel : listOf(channels)) {
-        channelTable.rows.push_back({textOf(channel, "Number"), textOf(channel, "Name"), textOf(channel, "Source")});
+        channelTable.rows.push_back(
+            {stringOf(channel, "Number"), stringOf(channel, "Name"), stringOf(channel, "Source")});
     }
     Table programmeTable;
     programmeTable.columns = {{"Title", 8, 3}, {"ID"}};
     for (const Json& programme : listOf(programmes)) {
-        programmeTable.rows.push_back({shownTitle(programme), textOf(programme, "ID")});
+        programmeTable.rows.push_back({shownTitle(programme), stringOf(programme, "ID")});
     }
     Report report;
     report.json = {{"channels", channels}, {"content", programmes}};
@@ -101,7 +102,7 @@ Report like(OpenedService& service, const EverydayArguments& arguments, const Ou
 
 Report dislike(OpenedService& service, const EverydayArguments& arguments, const OutputOptions& /*output*/)
 {
-    return vote(service, arguments, "dislike", "Your vote is \"dislike\". It is no longer recommended to you.");
+    return vote(service, arguments, "dislike", "Your vote is \"dislike\". Recommendations take it into account.");
 }
 
 Report unlike(OpenedService& service, const EverydayArguments& arguments, const OutputOptions& /*output*/)
@@ -117,14 +118,14 @@ Report watchChannel(OpenedService& service, const EverydayArguments& arguments, 
     const Json onAir =
         operations.call("ask what is on", "getOnAir", Json::array({Json::array({source}), Json::array({kImageSize})}));
     const Json programme = listOf(onAir[0]).empty() ? Json() : listOf(onAir[0])[0];
-    const std::string id = programme.is_null() ? std::string() : textOf(programme, "ID");
+    const std::string id = programme.is_null() ? std::string() : stringOf(programme, "ID");
     const Json results = operations.call("record what you watch", "sendTuneHistory", Json::array({id, source}));
     const int sequence = results[0].get<int>();
     std::string sentence = fmt::format("Recorded: {}", shownChannel(channel));
     if (!programme.is_null()) {
         const ShownTimes times(service.now(), service.zone(output.zone));
         sentence +=
-            fmt::format(", {} (since {})", shownTitle(programme), times.cell(instantOf(programme["StartTime"])).text);
+            fmt::format(", {} (since {})", shownTitle(programme), times.cell(instantOf(programme["StartTime"])).shown);
     }
     return changed({std::to_string(sequence), source, id}, printable(sentence),
                    {{"channel", toJson(channel)}, {"programme", programme}, {"sequence", sequence}});

@@ -52,7 +52,7 @@ CURLM* makeMulti()
     if (!multi) {
         throw std::bad_alloc();
     }
-    // Fails only for an option that libcurl does not know; the default is four connections per transfer.
+    // Can fail only if libcurl does not know the option; it then keeps its default of four connections per transfer.
     static_cast<void>(curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kKeptConnections));
     return multi;
 }
@@ -256,7 +256,7 @@ void CurlExecutor::transferAll()
 }
 
 /// Collects ended exchanges and takes waiting ones, under one lock.
-/// @return false if the thread is to end
+/// @return false if the thread must end
 bool CurlExecutor::exchangeWithOthers()
 {
     bool somethingDone = !m_ended.empty();
@@ -433,7 +433,7 @@ void CurlExecutor::sleep()
         const auto timeout = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(until),
                                         std::chrono::milliseconds::zero(), kLongestSleep);
         curl_waitfd wakeUp{m_wakeUp.get(), CURL_WAIT_POLLIN, 0};
-        // If waiting fails, for lack of memory for example, the thread must not spin.
+        // If waiting fails, for example for lack of memory, the thread must not spin.
         if (curl_multi_poll(m_multi.get(), &wakeUp, 1, static_cast<int>(timeout.count()), nullptr) != CURLM_OK) {
             std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(timeout, kPauseAfterFailure));
         }

@@ -13,7 +13,7 @@
 
 namespace W::host {
 
-/// A libcurl call that failed for another reason than a lack of memory.
+/// A libcurl call that failed, for any reason except a lack of memory.
 class CurlError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -50,24 +50,24 @@ constexpr const ByteKind& kindOf(char letter)
 }
 
 template <bool ByteKind::*Property>
-bool hasAny(std::string_view text)
+bool hasAny(std::string_view string)
 {
-    return std::any_of(text.begin(), text.end(), [](char letter) { return kindOf(letter).*Property; });
+    return std::any_of(string.begin(), string.end(), [](char letter) { return kindOf(letter).*Property; });
 }
 
-bool startsWith(std::string_view text, std::string_view scheme)
+bool startsWith(std::string_view string, std::string_view scheme)
 {
-    return text.size() >= scheme.size() && isHeaderName(text.substr(0, scheme.size()), scheme);
+    return string.size() >= scheme.size() && isHeaderName(string.substr(0, scheme.size()), scheme);
 }
 
 }  // namespace
 
-std::string percentEncoded(std::string_view text)
+std::string percentEncoded(std::string_view string)
 {
     constexpr char kDigits[] = "0123456789ABCDEF";
     std::string encoded;
-    encoded.reserve(text.size());
-    for (const char letter : text) {
+    encoded.reserve(string.size());
+    for (const char letter : string) {
         if (!kindOf(letter).unsafe) {
             encoded += letter;
             continue;
@@ -83,20 +83,20 @@ std::string percentEncoded(std::string_view text)
 std::optional<WireUrl> splitUrl(const std::string& url, UrlEncoding encoding)
 {
     WireUrl wire;
-    const std::string_view text = url;
-    wire.tls = startsWith(text, "https://");
-    if (!wire.tls && !startsWith(text, "http://")) {
+    const std::string_view address = url;
+    wire.tls = startsWith(address, "https://");
+    if (!wire.tls && !startsWith(address, "http://")) {
         return std::nullopt;
     }
     const std::size_t host = wire.tls ? 8 : 7;
-    const std::size_t path = std::min(text.find_first_of("/?#", host), text.size());
-    const std::string_view authority = text.substr(host, path - host);
+    const std::size_t path = std::min(address.find_first_of("/?#", host), address.size());
+    const std::string_view authority = address.substr(host, path - host);
     if (authority.empty() || hasAny<&ByteKind::invisible>(authority)) {
         return std::nullopt;
     }
-    wire.origin = text.substr(0, path);
+    wire.origin = address.substr(0, path);
     wire.origin += '/';
-    const std::string_view target = text.substr(path);
+    const std::string_view target = address.substr(path);
     // The target of a request line starts with a path.
     if (target.empty() || target.front() != '/') {
         wire.target = '/';

@@ -30,8 +30,8 @@ std::optional<WireUrl> splitUrl(const std::string& url, UrlEncoding encoding);
 /// libcurl cannot read the URL.
 std::string hostOf(const WireUrl& url);
 
-/// `text`, encoded as by splitUrl() with PercentEncode.
-std::string percentEncoded(std::string_view text);
+/// `string`, encoded as by splitUrl() with PercentEncode.
+std::string percentEncoded(std::string_view string);
 
 /// True if every name is a token of RFC 9110 and no value contains CR, LF or NUL.
 bool isSendable(const HttpHeader& header);

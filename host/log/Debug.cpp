@@ -28,7 +28,7 @@ constexpr unsigned long kErrorLevel = 1;
 
 std::atomic<unsigned long> g_level{kErrorLevel};
 
-/// Formats short lines, which nearly all are, in one go.
+/// Formats a line; one pass suffices unless the line is long.
 std::string formatted(const char* format, va_list* arguments)
 {
     std::array<char, 512> small{};
@@ -101,7 +101,7 @@ namespace host {
 
 namespace {
 
-/// Writes the line that a thread left without its end.
+/// Writes the unfinished line of a thread.
 void endLine(void* line)
 {
     const std::unique_ptr<std::string> text(static_cast<std::string*>(line));
@@ -111,7 +111,7 @@ void endLine(void* line)
     try {
         CCDebug::DebugIO->write((*text + '\n').c_str());
     } catch (const std::bad_alloc&) {
-        // As above.
+        // The line is lost: logging must never fail.
     }
 }
 
@@ -133,7 +133,7 @@ std::string* unfinishedLine()
     return static_cast<std::string*>(pthread_getspecific(lineKey()));
 }
 
-/// Keeps text until the rest of its line comes.
+/// Keeps a part of a line until the rest comes.
 void keepUnfinished(std::string_view text)
 {
     if (std::string* const line = unfinishedLine()) {
@@ -191,7 +191,7 @@ void DebugLog::vprintf(const char* format, va_list* arguments)
     try {
         write(formatted(format, arguments).c_str());
     } catch (const std::bad_alloc&) {
-        // As above.
+        // The line is lost: logging must never fail.
     }
 }
 
@@ -214,7 +214,7 @@ void DebugLog::write(const char* text)
             keepUnfinished(rest);
         }
     } catch (const std::bad_alloc&) {
-        // As above.
+        // The line is lost: logging must never fail.
     }
 }
 

@@ -11,8 +11,8 @@
 
 namespace W::host {
 
-/// Writes debug lines whole. Text without an end of line is kept, per thread, until its line is complete; each call
-/// that completes lines becomes one write. Lines that cannot be written are dropped.
+/// Writes whole lines. A line without its end is kept, per thread, until it is complete; each call that completes lines
+/// becomes one write. Lines that cannot be written are dropped.
 class DebugLog : public CCDebugOutput {
 public:
     /// A log on a descriptor such as standard error.

@@ -42,7 +42,7 @@ HttpLimits httpLimits(const Configuration& configuration)
     limits.totalTimeout = time("total_timeout", limits.totalTimeout);
     limits.payloadCap = count("payload_cap", limits.payloadCap, kMostBytes);
     limits.concurrency = count("concurrency", limits.concurrency, kMostTransfers);
-    limits.caFile = configuration.text("ca_file");
+    limits.caFile = configuration.value("ca_file");
     return limits;
 }
 
@@ -60,7 +60,7 @@ Runtime::Runtime(const CommonOptions& options, Configuration configuration, Defa
         limits.totalTimeout = std::min(most, limits.totalTimeout);
         limits.stallTimeout = std::min(most, limits.stallTimeout);
     }
-    // People get failures in words, so the plug-in's error lines are not shown to them.
+    // Commands for people explain failures themselves, so the plug-in's error lines are not shown.
     const bool quiet = defaults == Defaults::ForPeople && options.log.empty();
     setDebugLevel(options.logLevel.value_or(quiet ? 0 : 1));
     installDebugLog(options.log.empty() ? std::make_unique<DebugLog>(STDERR_FILENO) : DebugLog::open(options.log));

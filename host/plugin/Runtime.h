@@ -58,7 +58,7 @@ public:
     const UploadProgress& uploads() const { return m_executor->progress().uploads; }
     ServiceFailures& failures() { return m_failures; }
 
-    /// Gives the object back to its library, which destroys it.
+    /// Destroys the plug-in object, through its library.
     void destroyPlugin() { m_object.reset(); }
 
 private:

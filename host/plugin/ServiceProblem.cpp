@@ -22,7 +22,7 @@ constexpr StatusAdvice kStatusAdvice[] = {
      "check app_key, country and headend; \"corvane doctor\" shows where settings come from"},
     {status::kNotJson, "the server at {0} is not a Corvane service: its reply is not JSON",
      "set the service's address with --set base_url=URL"},
-    {status::kUnreadableReply, "the server at {0} does not reply as a Corvane service does",
+    {status::kUnreadableReply, "the server at {0} is not a Corvane service: its reply has another form",
      "set the service's address with --set base_url=URL"},
     {-13, "the transfer from {0} failed", "check the service's log, and its certificate if the address is https"},
     {-500, "{0} did not answer in time", "check the service's log, or wait longer with --timeout SECONDS"},
@@ -120,7 +120,7 @@ ServiceProblem describe(std::string_view step, int status, const ServiceFailure&
     }
     for (const StatusAdvice& row : kStatusAdvice) {
         if (row.status == status) {
-            const std::string problem = fmt::format(fmt::runtime(row.problem), configuration.text("base_url"));
+            const std::string problem = fmt::format(fmt::runtime(row.problem), configuration.value("base_url"));
             return {advised(tried, problem, failure, status), row.hint};
         }
     }
@@ -142,7 +142,7 @@ ServiceProblem describeRefusedSession(int status, const ServiceFailure& failure,
     ServiceProblem problem = describe("open a session", status, failure, configuration);
     std::string empty;
     for (const char* const key : {"app_key", "duid", "model_id", "country"}) {
-        if (configuration.text(key).empty()) {
+        if (configuration.value(key).empty()) {
             empty += fmt::format("{}{}", empty.empty() ? "" : ", ", key);
         }
     }

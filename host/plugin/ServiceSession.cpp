@@ -61,7 +61,7 @@ void ServiceSession::check(const char* step, int status)
 
 void ServiceSession::checkAddress() const
 {
-    const std::string& url = m_runtime.configuration().text("base_url");
+    const std::string& url = m_runtime.configuration().value("base_url");
     if (!splitUrl(url, UrlEncoding::AsGiven)) {
         throw ServiceProblem(fmt::format("base_url is \"{}\", which is not an http or https address", url),
                              "set it, as in --set base_url=http://127.0.0.1:8900");

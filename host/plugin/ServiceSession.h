@@ -1,4 +1,4 @@
-// What every command for people does first: check the address, ask for the clock, open a session, fetch the line-up.
+// The first steps of every command for people: check the address, ask for the clock, open a session, fetch the line-up.
 #pragma once
 
 #include <cstdint>
@@ -39,7 +39,7 @@ public:
     /// The line-up: each channel once, in order of number. See lineUp().
     std::list<WVLChannel> fetchChannels();
 
-    /// Programmes of many channels, with as many requests at once as the length of their URLs demands.
+    /// Programmes of many channels. Splits long channel lists into several simultaneous requests, to limit their URLs.
     /// @param begin  seconds since 1970-01-01T00:00:00Z
     std::list<WVLContent> fetchSchedule(const std::vector<std::string>& sources, std::int64_t begin, int hours);
 

@@ -1,4 +1,4 @@
-// Tables of keys and getters, in the order of the record's setters.
+// Tables of keys and getters, in the order of each record's setters.
 #include "RecordJson.h"
 
 #include <fmt/format.h>

@@ -27,9 +27,9 @@ namespace W::host {
 /// Keeps the order in which keys are written.
 using Json = nlohmann::ordered_json;
 
-inline Json toJson(const std::string& text)
+inline Json toJson(const std::string& string)
 {
-    return text;
+    return string;
 }
 inline Json toJson(bool value)
 {

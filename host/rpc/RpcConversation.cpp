@@ -17,7 +17,7 @@ namespace W::host {
 
 namespace {
 
-// Codes of JSON-RPC 2.0; the last one is in the range that it leaves to servers.
+// Error codes of JSON-RPC 2.0; the last one is in the range for servers.
 constexpr int kParseError = -32700;
 constexpr int kInvalidRequest = -32600;
 constexpr int kMethodNotFound = -32601;
@@ -27,7 +27,7 @@ constexpr int kOutstanding = -32000;
 
 constexpr const char* kShape = R"(write {"jsonrpc":"2.0","id":1,"method":"getLocalTime","params":[]})";
 
-/// The responses of a batch, collected until the last one is there.
+/// Collects the responses of a batch until it is complete.
 struct RpcBatch {
     Json responses = Json::array();
     std::size_t open = 0;
@@ -38,10 +38,10 @@ struct RpcBatch {
 /// The destination of the response to one request.
 struct RpcConversation::Reply {
     std::optional<Json> id;           ///< absent for a notification, which gets no response
-    std::shared_ptr<RpcBatch> batch;  ///< null for a request on its own
+    std::shared_ptr<RpcBatch> batch;  ///< null for a single request
 };
 
-/// What callbacks need of a conversation. They may come after the conversation is destroyed.
+/// The part of a conversation that callbacks use. They may come after the conversation is destroyed.
 struct RpcConversation::State {
     explicit State(Send function) : send(std::move(function)) {}
 
@@ -162,7 +162,7 @@ public:
         }
     }
 
-    /// Responds and ends the call.  REQUIRES: the state's lock held; the call is gone afterwards
+    /// Responds and ends the call.  REQUIRES: the state's lock held; destroys the call
     void respond(const char* kind, Json content)
     {
         m_state->respond(m_reply, kind, std::move(content));

@@ -39,8 +39,8 @@ inline constexpr int kMostRpcLevels = 64;
 /// Runs operations for conversations and owns the calls whose results are outstanding.
 class RpcDispatcher {
 public:
-    /// Gets the failure of each operation that is refused or ends with a status below 0, before the client does; on the
-    /// thread in handle() or the executor's.
+    /// Called for each operation that is refused or ends with a status below 0, before the client gets the response; on
+    /// the thread that called handle() or the executor's.
     using FailureObserver = std::function<void(std::string_view operation, int status)>;
 
     /// @param plugin  owned by the caller; must be destroyed before the dispatcher, which receives its callbacks
@@ -66,26 +66,27 @@ private:
 /// One client's conversation.
 class RpcConversation {
 public:
-    /// Sends one message, a JSON text without line breaks, to the client. Calls never overlap; they come from the
-    /// thread in handle() and from the executor's. It must not block for long and must not call the conversation.
+    /// Sends one message, a JSON document without line breaks, to the client. Calls never overlap; they come from the
+    /// thread that called handle() and from the executor's. It must not block for long and must not call the
+    /// conversation.
     using Send = std::function<void(const std::string& message)>;
 
     RpcConversation(RpcDispatcher& dispatcher, Send send);
-    /// Cancels what is outstanding, unless abandon() was called. Nothing is sent any more.
+    /// Cancels the outstanding requests, unless abandon() was called. Nothing is sent after this.
     ~RpcConversation();
     RpcConversation(const RpcConversation&) = delete;
     RpcConversation& operator=(const RpcConversation&) = delete;
 
-    /// Carries out a request, a notification or a batch. Anything else is answered with an error.
+    /// Carries out a request, a notification or a batch. Anything else gets an error.
     /// @param message  JSON; one of more than kMostRpcMessage bytes is answered as by refuseOversized()
-    /// Not by two threads at once.
+    /// Must not be called by two threads at the same time.
     void handle(std::string_view message);
 
-    /// Answers a message that the connection did not read to its end because it is too long.
+    /// Answers a message that is too long, so that the connection has not read all of it.
     void refuseOversized();
 
-    /// Waits until all "wait" requests are answered: a client that sends line after line expects that the ones after a
-    /// "wait" are carried out afterwards.
+    /// Waits until all "wait" requests are answered. A client that sends line after line expects the lines after a
+    /// "wait" to be carried out afterwards.
     void finishWaits();
 
     /// Waits until every request is answered, at most as long as given.

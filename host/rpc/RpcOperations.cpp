@@ -26,12 +26,12 @@ namespace {
     throw RpcParameterError(fmt::format("must be {}, not {}", expected, shown));
 }
 
-void read(const Json& json, std::string& text)
+void read(const Json& json, std::string& string)
 {
     if (!json.is_string()) {
         refuse("a string", json);
     }
-    text = json.get<std::string>();
+    string = json.get<std::string>();
 }
 
 void read(const Json& json, bool& value)
@@ -102,12 +102,12 @@ void read(const Json& json, WDateTime& time)
         if (value.is_null()) {
             continue;
         }
-        std::string text;
-        read(value, text);
+        std::string string;
+        read(value, string);
         if (key == "utc") {
             const WTime offset = time.getOffsetTime();
             const int sign = time.getOffsetSign();
-            time = WDateTime::fromString(text, WDateTime::FORMAT_DATETIME, WDateTime::TIMEZONE_UTC);
+            time = WDateTime::fromString(string, WDateTime::FORMAT_DATETIME, WDateTime::TIMEZONE_UTC);
             if (!time.isValid()) {
                 refuse("a time as in 2026-11-21T01:30:00Z", value);
             }
@@ -115,7 +115,7 @@ void read(const Json& json, WDateTime& time)
                 time.setOffset(sign, offset);
             }
         } else if (key == "offset") {
-            const WDateTime offset = WDateTime::fromString(text, WDateTime::FORMAT_OFFSET, WDateTime::TIMEZONE_NONE);
+            const WDateTime offset = WDateTime::fromString(string, WDateTime::FORMAT_OFFSET, WDateTime::TIMEZONE_NONE);
             if (!offset.isValid()) {
                 refuse("an offset as in +09:00", value);
             }
@@ -171,7 +171,7 @@ Value parameter(const Json& parameters, std::size_t index)
     return value;
 }
 
-/// The provider with an ID: the plug-in's own, or one that is certainly different.
+/// The provider with an ID: the plug-in's own, or else one that is certainly different.
 WContentProvider providerOfId(const WCorvaneOAI& plugin, std::uint64_t id)
 {
     const WContentProvider& own = plugin.getContentProvider();

@@ -51,7 +51,7 @@ private:
     WatchedStatus m_out;
 };
 
-/// Parameters that do not fit the operation; names the parameter and what it must be.
+/// Parameters that do not fit the operation. The message names the parameter and what it must be.
 class RpcParameterError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -70,12 +70,12 @@ struct RpcParameter {
 
 struct RpcOperation {
     std::string_view name;
-    std::vector<RpcParameter> parameters;  ///< by position; the ones after the first leastParameters may be left out
+    std::vector<RpcParameter> parameters;  ///< by position; those after the first leastParameters are optional
     std::size_t leastParameters;
     Json result;  ///< JSON Schema of the response's result
     bool files;   ///< reads or writes a file of this machine that a parameter or setting names
-    /// @param parameters  an array of a fitting length
-    /// @param call        lives until its callback has come, if the operation accepts
+    /// @param parameters  an array; its length fits
+    /// @param call        if the operation accepts, must exist until its callback has come
     /// @throws RpcParameterError  before anything is called
     std::function<RpcReturn(WCorvaneOAI& plugin, const Json& parameters, RpcCall& call)> run;
 };

@@ -1,5 +1,4 @@
-// The time zone in which times are shown, with the offset that holds at each instant. It does not change the process's
-// TZ.
+// The time zone in which times are shown, with its offset at each instant. Does not change the process's TZ.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +30,7 @@ public:
     std::int64_t localOf(std::int64_t instant) const { return instant + offsetAt(instant); }
 
     /// The instant of a local time. A time that occurs twice means its first occurrence. A time that the clock skips is
-    /// taken with the offset before the change.
+    /// converted with the offset before the change.
     std::int64_t instantOf(std::int64_t local) const;
 
 private:

@@ -71,7 +71,7 @@ std::map<std::string_view, std::vector<GuideSlot>> slotsByChannel(const std::lis
     return channels;
 }
 
-/// One cell of a row: a programme, or several that are too short.
+/// One cell of a row: a programme, or several that are too short for their own cells.
 struct GuideCell {
     int begin;
     int end;
@@ -96,7 +96,7 @@ public:
         m_gridWidth = m_width - m_nameWidth - 1;
     }
 
-    /// Day, times and offset, as much of it as there is room for.
+    /// Day, times and offset, as far as there is room.
     std::string heading() const
     {
         const std::int64_t begin = m_window.zone.localOf(m_window.begin);
@@ -124,7 +124,7 @@ public:
     {
         std::string line(static_cast<std::size_t>(m_nameWidth + 1), ' ');
         int column = 0;
-        // Steps that leave room to read the times.
+        // Steps that are wide enough for the times.
         std::int64_t step = kHalfHour;
         while (columnOf(m_window.begin + step) < kTimeWidth && step < m_window.end - m_window.begin) {
             step *= 2;
@@ -156,11 +156,11 @@ public:
             column = cell.end;
         }
         append(lines, cellLines({}, m_gridWidth - column), {});
-        std::string text;
+        std::string string;
         for (const std::string& line : lines) {
-            text += trimmed(line) + "\n";
+            string += trimmed(line) + "\n";
         }
-        return text;
+        return string;
     }
 
 private:
@@ -189,8 +189,8 @@ private:
         return formatLocal(end, end < midnight || sameNight ? "%H:%M" : "%A %H:%M");
     }
 
-    /// The cells of a row. Each is at least as wide as a mark. A programme without room joins its neighbour, so none is
-    /// lost.
+    /// The cells of a row. Each is at least as wide as a mark. A programme without room joins its neighbour, so that
+    /// none is lost.
     std::vector<GuideCell> cellsOf(const std::vector<GuideSlot>& slots) const
     {
         std::vector<GuideCell> cells;
@@ -223,9 +223,9 @@ private:
         return cells;
     }
 
-    std::string styled(std::string_view style, const std::string& text) const
+    std::string styled(std::string_view style, const std::string& string) const
     {
-        return m_style.colours && !style.empty() ? fmt::format("{}{}{}", style, text, kPlain) : text;
+        return m_style.colours && !style.empty() ? fmt::format("{}{}{}", style, string, kPlain) : string;
     }
 
     int columnOf(std::int64_t time) const

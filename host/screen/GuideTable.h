@@ -1,4 +1,5 @@
-// The guide as a table: channels down, time across, what is on now marked. Pure layout over records.
+// The guide as a table: channels down, time across, current programmes marked. Lays out records, without input or
+// output.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +16,7 @@ namespace W::host {
 struct GuideWindow {
     std::int64_t begin = 0;
     std::int64_t end = 0;
-    std::int64_t now = 0;  ///< 0 marks nothing
+    std::int64_t now = 0;  ///< whose programmes are marked; 0 for none
     DisplayZone zone = DisplayZone::fixed(0);
 };
 
@@ -25,8 +26,8 @@ struct GuideStyle {
 };
 
 /// The table with its heading, ready to be printed. Programmes belong to a channel by their source and may come in any
-/// order; if two overlap, the later one ends the earlier one. Programmes that are too short for a cell share one, which
-/// shows their number, as in "+2".
+/// order; if two overlap, the later one ends the earlier one. Programmes that are too short for a cell share a cell
+/// that shows their number, as in "+2".
 std::string guideTable(const std::list<WVLChannel>& channels, const std::list<WVLContent>& programmes,
                        const GuideWindow& window, const GuideStyle& style);
 

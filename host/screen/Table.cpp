@@ -39,7 +39,7 @@ int totalOf(const std::vector<ShownColumn>& columns)
                            [](int sum, const ShownColumn& column) { return sum + column.width + kGap; });
 }
 
-/// Narrows the widest column again and again.
+/// Narrows the widest column until all fit.
 /// @return false if the columns do not fit with their least widths
 bool narrow(std::vector<ShownColumn>& columns, int width)
 {
@@ -66,8 +66,8 @@ std::vector<ShownColumn> columnsFor(const Table& table, int width)
         int widest = displayWidth(column.heading);
         bool isEmpty = true;
         for (const auto& row : table.rows) {
-            widest = std::max(widest, displayWidth(row[i].text));
-            isEmpty = isEmpty && row[i].text.empty();
+            widest = std::max(widest, displayWidth(row[i].shown));
+            isEmpty = isEmpty && row[i].shown.empty();
         }
         if (!isEmpty) {
             all.push_back({i, widest, std::min(widest, column.least)});
@@ -79,7 +79,7 @@ std::vector<ShownColumn> columnsFor(const Table& table, int width)
         const auto next = std::max_element(
             all.begin(), all.end(), [&](const ShownColumn& a, const ShownColumn& b) { return order(a) < order(b); });
         if (order(*next) == 0) {
-            // What has to stay is narrowed as far as it goes; what should stay whole comes last.
+            // Columns that must stay are narrowed as far as possible, those that should stay whole last.
             constexpr int kLeast = 4;
             for (const bool areRigid : {false, true}) {
                 for (ShownColumn& column : shown) {
@@ -99,18 +99,18 @@ std::vector<ShownColumn> columnsFor(const Table& table, int width)
     return shown;
 }
 
-std::string oneLine(const TableColumn& column, const std::string& text, int width)
+std::string oneLine(const TableColumn& column, const std::string& string, int width)
 {
-    const int free = width - displayWidth(text);
-    return column.alignsRight && free > 0 ? blanks(free) + fitted(text, width - free) : fitted(text, width);
+    const int free = width - displayWidth(string);
+    return column.alignsRight && free > 0 ? blanks(free) + fitted(string, width - free) : fitted(string, width);
 }
 
-std::vector<std::string> cellLines(const TableColumn& column, const std::string& text, int width)
+std::vector<std::string> cellLines(const TableColumn& column, const std::string& string, int width)
 {
     if (column.lines > 1) {
-        return wrapped(text, width, static_cast<std::size_t>(column.lines));
+        return wrapped(string, width, static_cast<std::size_t>(column.lines));
     }
-    return {oneLine(column, text, width)};
+    return {oneLine(column, string, width)};
 }
 
 // --- highlighting ----------------------------------------------------------------------------------------------------
@@ -128,17 +128,17 @@ wchar_t withoutAccent(wchar_t letter)
     return letter < kFirst || letter >= 0x180 ? letter : kBases[static_cast<std::size_t>(letter - kFirst)];
 }
 
-struct FoldedText {
+struct FoldedString {
     std::wstring letters;
     std::vector<std::size_t> begins;  ///< where each letter begins; one more entry for the end
 };
 
 /// Letters without accents, also decomposed ones.
-FoldedText fold(std::string_view text)
+FoldedString fold(std::string_view string)
 {
-    FoldedText result;
+    FoldedString result;
     std::size_t place = 0;
-    for (const CodePoint& point : lowerCase(text)) {
+    for (const CodePoint& point : lowerCase(string)) {
         const bool isAccent = point.value >= 0x300 && point.value < 0x370;
         if (!isAccent) {
             result.letters += withoutAccent(point.value);
@@ -157,10 +157,10 @@ bool isWordLetter(wchar_t letter)
 
 }  // namespace
 
-std::string highlighted(std::string_view text, const std::vector<std::string>& words, std::string_view on,
+std::string highlighted(std::string_view string, const std::vector<std::string>& words, std::string_view on,
                         std::string_view off)
 {
-    const FoldedText shown = fold(text);
+    const FoldedString shown = fold(string);
     std::vector<std::wstring> wanted;
     for (const std::string& word : words) {
         wanted.push_back(fold(word).letters);
@@ -178,13 +178,13 @@ std::string highlighted(std::string_view text, const std::vector<std::string>& w
         if (length > 0) {
             const std::size_t begin = shown.begins[at];
             const std::size_t end = shown.begins[at + length];
-            result.append(text.substr(done, begin - done)).append(on).append(text.substr(begin, end - begin));
+            result.append(string.substr(done, begin - done)).append(on).append(string.substr(begin, end - begin));
             result.append(off);
             done = end;
         }
         at += std::max<std::size_t>(1, length);
     }
-    return result.append(text.substr(done));
+    return result.append(string.substr(done));
 }
 
 std::string layOut(const Table& table, const TableStyle& style)
@@ -208,7 +208,7 @@ std::string layOut(const Table& table, const TableStyle& style)
         std::vector<std::vector<std::string>> cells;
         std::size_t height = 1;
         for (const ShownColumn& column : columns) {
-            cells.push_back(cellLines(table.columns[column.index], row[column.index].text, column.width));
+            cells.push_back(cellLines(table.columns[column.index], row[column.index].shown, column.width));
             height = std::max(height, cells.back().size());
         }
         for (std::size_t i = 0; i < height; ++i) {

@@ -8,26 +8,26 @@
 
 namespace W::host {
 
-/// A column in which no row has anything to show is left out on a terminal.
+/// A column whose cells are all empty is left out on a terminal.
 struct TableColumn {
     static constexpr int kRigid = INT_MAX;
 
     std::string heading;  ///< on a terminal
-    int least = kRigid;   ///< columns below which it is not narrowed; kRigid keeps all of its cells whole
+    int least = kRigid;   ///< columns that it keeps when it is narrowed; kRigid keeps all of its cells whole
     int lines = 1;        ///< of a cell that is too long for one
-    int leftOut = 0;      ///< if there is no room, the column with the highest number goes first; 0 stays
+    int leftOut = 0;      ///< order of removal if there is no room: the highest number first; 0 always stays
     bool alignsRight = false;
-    bool forPeopleOnly = false;  ///< scripts do not get it
+    bool forPeopleOnly = false;  ///< left out of the lines for scripts
 };
 
 struct TableCell {
     TableCell() = default;
-    TableCell(std::string both) : text(both), plain(std::move(both)) {}  // NOLINT(google-explicit-constructor)
-    TableCell(const char* both) : TableCell(std::string(both)) {}        // NOLINT(google-explicit-constructor)
-    TableCell(std::string forPeople, std::string forScripts) : text(std::move(forPeople)), plain(std::move(forScripts))
+    TableCell(std::string both) : shown(both), plain(std::move(both)) {}  // NOLINT(google-explicit-constructor)
+    TableCell(const char* both) : TableCell(std::string(both)) {}         // NOLINT(google-explicit-constructor)
+    TableCell(std::string forPeople, std::string forScripts) : shown(std::move(forPeople)), plain(std::move(forScripts))
     {}
 
-    std::string text;   ///< for people
+    std::string shown;  ///< for people
     std::string plain;  ///< for scripts
 };
 
@@ -42,16 +42,16 @@ struct TableStyle {
     bool colours = false;
 };
 
-/// The table with its headings, if it has any. No line is longer than the width, as long as each column that stays can
-/// have a few columns of it.
+/// The table with its headings, if it has any. No line is longer than the width, unless the
+/// width is only a few columns.
 std::string layOut(const Table& table, const TableStyle& style);
 
 /// One line per row, with a tab between cells. Tabs, line breaks and other control characters become blanks.
 /// @param first  a cell that begins each line; empty for none
 std::string tabSeparated(const Table& table, const std::string& first);
 
-/// A text with the marked words between two strings. Case and accents do not matter.
-std::string highlighted(std::string_view text, const std::vector<std::string>& words, std::string_view on,
+/// A string with the marked words between two strings. Case and accents do not matter.
+std::string highlighted(std::string_view string, const std::vector<std::string>& words, std::string_view on,
                         std::string_view off);
 
 }  // namespace W::host

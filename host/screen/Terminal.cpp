@@ -45,14 +45,14 @@ struct Character {
 constexpr wchar_t kZeroWidthJoiner = 0x200D;
 
 /// Removes and returns the first code point of a string that is not empty.
-CodePoint nextCodePoint(std::string_view& text)
+CodePoint nextCodePoint(std::string_view& string)
 {
     mbstate_t state{};
     wchar_t wide = 0;
-    const std::size_t length = ::mbrtowc(&wide, text.data(), text.size(), &state);
+    const std::size_t length = ::mbrtowc(&wide, string.data(), string.size(), &state);
     const bool good = length != static_cast<std::size_t>(-1) && length != static_cast<std::size_t>(-2) && length > 0;
-    const CodePoint point{text.substr(0, good ? length : 1), good ? wide : L'\0'};
-    text.remove_prefix(point.bytes.size());
+    const CodePoint point{string.substr(0, good ? length : 1), good ? wide : L'\0'};
+    string.remove_prefix(point.bytes.size());
     return point;
 }
 
@@ -88,12 +88,12 @@ bool isPictograph(wchar_t point)
     return point >= 0x1F000 || (point >= 0x2190 && point <= 0x2BFF);
 }
 
-/// Removes and returns the first character of a string that is not empty: what a terminal draws as one character, as
-/// far as known here. An emoji sequence is as wide as its first emoji.
-Character next(std::string_view& text)
+/// Removes and returns the first character of a string that is not empty: the code points that a terminal draws as one
+/// character. An emoji sequence is as wide as its first emoji.
+Character next(std::string_view& string)
 {
-    const std::string_view all = text;
-    const CodePoint first = nextCodePoint(text);
+    const std::string_view all = string;
+    const CodePoint first = nextCodePoint(string);
     if (first.value == 0) {
         return first.bytes.front() == '\0' ? Character{" ", 1} : Character{kReplacement, 1};
     }
@@ -105,65 +105,65 @@ Character next(std::string_view& text)
         return {" ", 1};
     }
     wchar_t last = first.value;
-    while (!text.empty()) {
-        std::string_view rest = text;
+    while (!string.empty()) {
+        std::string_view rest = string;
         const CodePoint point = nextCodePoint(rest);
         const bool joins = (last == kZeroWidthJoiner && isPictograph(first.value) && isPictograph(point.value)) ||
                            (isSkinTone(point.value) && isPictograph(last)) ||
                            (isRegionalIndicator(point.value) && isRegionalIndicator(last) && last == first.value &&
-                            all.size() - text.size() == first.bytes.size());
+                            all.size() - string.size() == first.bytes.size());
         const bool combines = point.value != 0 && !isInvisibleControl(point.value) && ::wcwidth(point.value) == 0;
         if (!joins && !combines) {
             break;
         }
         last = point.value;
-        text = rest;
+        string = rest;
     }
-    const Character character{all.substr(0, all.size() - text.size()), width};
+    const Character character{all.substr(0, all.size() - string.size()), width};
     // Two regional indicators are one flag.
     return isRegionalIndicator(first.value) ? Character{character.bytes, 2} : character;
 }
 
-/// Keeps the direction of right-to-left text from reaching its neighbours.
-std::string isolated(std::string text)
+/// Keeps the direction of a right-to-left string from affecting its neighbours.
+std::string isolated(std::string string)
 {
-    for (std::string_view rest = text; !rest.empty();) {
+    for (std::string_view rest = string; !rest.empty();) {
         if (isRightToLeft(nextCodePoint(rest).value)) {
-            return std::string(kLeftToRightMark) + text + std::string(kLeftToRightMark);
+            return std::string(kLeftToRightMark) + string + std::string(kLeftToRightMark);
         }
     }
-    return text;
+    return string;
 }
 
-std::string_view withoutLeadingBlanks(std::string_view text)
+std::string_view withoutLeadingBlanks(std::string_view string)
 {
-    const std::size_t first = text.find_first_not_of(' ');
-    return first == std::string_view::npos ? std::string_view() : text.substr(first);
+    const std::size_t first = string.find_first_not_of(' ');
+    return first == std::string_view::npos ? std::string_view() : string.substr(first);
 }
 
-/// Removes and returns as much of a text as fits: whole words if the first one fits.
-std::string takeLine(std::string_view& text, int width)
+/// Removes and returns the part of a string that fits: whole words, unless the first word is too long.
+std::string takeLine(std::string_view& string, int width)
 {
     std::string line;
     std::string lineToBreak;
-    std::string_view textAfterBreak;
+    std::string_view restAfterBreak;
     int used = 0;
-    for (std::string_view rest = text; !rest.empty();) {
+    for (std::string_view rest = string; !rest.empty();) {
         const Character character = next(rest);
         if (used + character.width > width) {
             const bool betweenWords = !lineToBreak.empty() && character.bytes != " ";
-            text = withoutLeadingBlanks(betweenWords ? textAfterBreak : text);
+            string = withoutLeadingBlanks(betweenWords ? restAfterBreak : string);
             return betweenWords ? lineToBreak : line;
         }
         if (character.bytes == " ") {
             lineToBreak = line;
-            textAfterBreak = rest;
+            restAfterBreak = rest;
         }
         line += character.bytes;
         used += character.width;
-        text = rest;
+        string = rest;
     }
-    text = {};
+    string = {};
     return line;
 }
 
@@ -185,25 +185,25 @@ bool terminalHasColours()
     return ::isatty(STDOUT_FILENO) == 1 && terminal && std::strcmp(terminal, "dumb") != 0 && !(none && *none);
 }
 
-int displayWidth(std::string_view text)
+int displayWidth(std::string_view string)
 {
     const WideLocale locale;
     int width = 0;
-    while (!text.empty()) {
-        width += next(text).width;
+    while (!string.empty()) {
+        width += next(string).width;
     }
     return width;
 }
 
-std::string fitted(std::string_view text, int width)
+std::string fitted(std::string_view string, int width)
 {
     const WideLocale locale;
     std::string fit;
     std::string cut;  // the columns before the ellipsis
     int used = 0;
     int cutUsed = 0;
-    while (!text.empty()) {
-        const Character character = next(text);
+    while (!string.empty()) {
+        const Character character = next(string);
         if (used + character.width > width) {
             cut = isolated(cut + std::string(width > 0 ? kEllipsis : std::string_view()));
             return cut.append(static_cast<std::size_t>(width > 0 ? width - cutUsed - 1 : 0), ' ');
@@ -218,37 +218,37 @@ std::string fitted(std::string_view text, int width)
     return isolated(fit).append(static_cast<std::size_t>(width - used), ' ');
 }
 
-std::vector<CodePoint> lowerCase(std::string_view text)
+std::vector<CodePoint> lowerCase(std::string_view string)
 {
     const WideLocale locale;
     std::vector<CodePoint> points;
-    while (!text.empty()) {
-        CodePoint point = nextCodePoint(text);
+    while (!string.empty()) {
+        CodePoint point = nextCodePoint(string);
         point.value = static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(point.value)));
         points.push_back(point);
     }
     return points;
 }
 
-std::string printable(std::string_view text)
+std::string printable(std::string_view string)
 {
     const WideLocale locale;
     std::string result;
-    while (!text.empty()) {
-        result += next(text).bytes;
+    while (!string.empty()) {
+        result += next(string).bytes;
     }
     return result;
 }
 
-std::vector<std::string> wrapped(std::string_view text, int width, std::size_t lines)
+std::vector<std::string> wrapped(std::string_view string, int width, std::size_t lines)
 {
     std::vector<std::string> result;
-    text = withoutLeadingBlanks(text);
-    while (!text.empty() && result.size() + 1 < lines) {
+    string = withoutLeadingBlanks(string);
+    while (!string.empty() && result.size() + 1 < lines) {
         std::string line;
         {
             const WideLocale locale;
-            line = takeLine(text, width);
+            line = takeLine(string, width);
         }
         // The character is wider than the whole column.
         if (line.empty()) {
@@ -256,8 +256,8 @@ std::vector<std::string> wrapped(std::string_view text, int width, std::size_t l
         }
         result.push_back(fitted(line, width));
     }
-    if (!text.empty()) {
-        result.push_back(fitted(text, width));
+    if (!string.empty()) {
+        result.push_back(fitted(string, width));
     }
     return result;
 }

@@ -21,21 +21,21 @@ struct CodePoint {
     wchar_t value;  ///< in lower case; 0 for bytes that are not UTF-8
 };
 
-std::vector<CodePoint> lowerCase(std::string_view text);
+std::vector<CodePoint> lowerCase(std::string_view string);
 
-/// A text without what fitted() removes; control characters become blanks.
-std::string printable(std::string_view text);
+/// A string without what fitted() removes; control characters become blanks.
+std::string printable(std::string_view string);
 
-/// Columns that a text takes when it is fitted().
-int displayWidth(std::string_view text);
+/// Columns that a string takes up on the terminal.
+int displayWidth(std::string_view string);
 
-/// Exactly `width` columns of a text: cut, with "…" for what is lost, or filled up with blanks. Control characters
+/// Exactly `width` columns of a string: cut, with "…" at the end, or filled up with blanks. Control characters
 /// become blanks, and directional overrides and other invisible characters are dropped: both could command the
-/// terminal or disguise a title. Right-to-left text is put between left-to-right marks, which take no column, so that a
-/// terminal that reorders it leaves the neighbouring cells in their places.
-std::string fitted(std::string_view text, int width);
+/// terminal or disguise a title. Right-to-left strings are put between left-to-right marks, which take up no column, so
+/// that a terminal that reorders them leaves the neighbouring cells in their places.
+std::string fitted(std::string_view string, int width);
 
-/// A text in at most `lines` lines of exactly `width` columns each, broken between words if possible.
-std::vector<std::string> wrapped(std::string_view text, int width, std::size_t lines);
+/// A string in at most `lines` lines of exactly `width` columns each, broken between words if possible.
+std::vector<std::string> wrapped(std::string_view string, int width, std::size_t lines);
 
 }  // namespace W::host

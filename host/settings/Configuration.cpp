@@ -30,7 +30,7 @@ const std::vector<Setting>& allSettings()
     using Reader = SettingReader;
     static const std::vector<Setting> s_settings{
         {"base_url", Reader::Plugin, "address of the service"},
-        {"server_url", Reader::Plugin, "address that is asked for the service's address"},
+        {"server_url", Reader::Plugin, "address that returns the service's address"},
         {"app_key", Reader::Plugin, "key that identifies this application to the service"},
         {"duid", Reader::Plugin, "identifier of this device"},
         {"model_id", Reader::Plugin, "model of this device"},
@@ -96,14 +96,14 @@ const Configuration::SettingValue* Configuration::find(std::string_view key) con
 
 WVariant Configuration::getCPOption(const WContentProvider& /*provider*/, const std::string& key)
 {
-    const SettingValue* const value = find(key);
-    return value ? WVariant(value->text) : WVariant();
+    const SettingValue* const found = find(key);
+    return found ? WVariant(found->value) : WVariant();
 }
 
-const std::string& Configuration::text(std::string_view key) const
+const std::string& Configuration::value(std::string_view key) const
 {
-    const SettingValue* const value = find(key);
-    return value ? value->text : kNothing;
+    const SettingValue* const found = find(key);
+    return found ? found->value : kNothing;
 }
 
 bool Configuration::isSet(std::string_view key) const
@@ -113,22 +113,22 @@ bool Configuration::isSet(std::string_view key) const
 
 const std::string& Configuration::source(std::string_view key) const
 {
-    const SettingValue* const value = find(key);
-    return value ? value->source : kNothing;
+    const SettingValue* const found = find(key);
+    return found ? found->source : kNothing;
 }
 
 double Configuration::number(std::string_view key, double standard, double least, double most) const
 {
-    const SettingValue* const value = find(key);
-    if (!value || value->text.empty()) {
+    const SettingValue* const found = find(key);
+    if (!found || found->value.empty()) {
         return standard;
     }
     double result = 0;
-    const char* const end = value->text.data() + value->text.size();
-    const auto [stop, error] = std::from_chars(value->text.data(), end, result);
+    const char* const end = found->value.data() + found->value.size();
+    const auto [stop, error] = std::from_chars(found->value.data(), end, result);
     if (error != std::errc() || stop != end || !(result >= least && result <= most)) {
         throw std::runtime_error(fmt::format("{}: the setting \"{}\" is \"{}\"; it must be a number from {} to {}",
-                                             value->source, key, value->text, least, most));
+                                             found->source, key, found->value, least, most));
     }
     return result;
 }

@@ -1,4 +1,4 @@
-// The host's configuration: settings as strings, each with the place that it came from. docs/options.md describes them;
+// The host's configuration: settings as strings, each with its source. docs/options.md describes them;
 // allSettings() is the list. Read next: SettingsSources.h for where they come from and which one wins.
 #pragma once
 
@@ -29,11 +29,11 @@ const std::vector<Setting>& allSettings();
 /// The name of a setting without prefix.
 std::string_view shortSettingName(std::string_view key);
 
-/// Filled before it is installed, and only read after that: by any thread, without a lock. This host has one provider,
-/// so its options are those of every provider.
+/// Filled before it is installed and only read after that, by any thread without a lock. This host has one provider, so
+/// all providers have the same options.
 class Configuration final : public WConfigManager {
 public:
-    /// Sets a value over an earlier one. An unknown key is kept, and added to complaints(). Slashes at the end of
+    /// Sets a value, replacing an earlier one. An unknown key is kept, and added to complaints(). Slashes at the end of
     /// base_url are dropped.
     /// @param key     with or without prefix
     /// @param source  for messages: "corvane.toml:3", "--set", "CORVANE_COUNTRY"
@@ -46,7 +46,7 @@ public:
     WVariant getCPOption(const WContentProvider& provider, const std::string& key) override;
 
     /// Value of a setting; empty if it is not set.
-    const std::string& text(std::string_view key) const;
+    const std::string& value(std::string_view key) const;
     bool isSet(std::string_view key) const;
     /// Where the value came from; empty if it is not set.
     const std::string& source(std::string_view key) const;
@@ -64,7 +64,7 @@ public:
 
 private:
     struct SettingValue {
-        std::string text;
+        std::string value;
         std::string source;
     };
     const SettingValue* find(std::string_view key) const;

@@ -6,8 +6,8 @@ namespace W::host {
 
 LineUpChoice::LineUpChoice(const Configuration& configuration)
     : m_installed(WConfigManager::getInstance()),
-      m_headend(configuration.text("headend")),
-      m_device(configuration.text("device_type"))
+      m_headend(configuration.value("headend")),
+      m_device(configuration.value("device_type"))
 {
     installConfigManager(this);
 }

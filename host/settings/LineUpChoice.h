@@ -1,5 +1,5 @@
-// Which line-up the plug-in asks for. A page or command may choose another one while requests run; the other settings
-// stay as they were read at the start.
+// The line-up that the plug-in asks for. A page or command may choose another one while requests run; the other
+// settings do not change after the start.
 #pragma once
 
 #include <mutex>

@@ -15,7 +15,7 @@ namespace W::host {
 
 namespace {
 
-/// What a service on this machine accepts.
+/// Values that a service on this machine accepts.
 constexpr std::pair<std::string_view, const char*> kDefaultsForPeople[] = {
     {"base_url", "http://127.0.0.1:8900"},
     {"app_key", "corvane"},

@@ -1,5 +1,5 @@
 // The sources of settings and their order: defaults, the file, the environment, the command line. A later source
-// overrides an earlier one. A value means the same in each of them, and an empty one counts as set.
+// overrides an earlier one. A value has the same meaning in each source; an empty value counts as set.
 #pragma once
 
 #include <string>
@@ -9,7 +9,8 @@
 
 namespace W::host {
 
-/// Scripts get the settings that they name; people also get the user's file and what a service on this machine needs.
+/// Scripts use only the settings that they name. Commands for people also use the user's file and the defaults for a
+/// service on this machine.
 enum class Defaults {
     None,
     ForPeople

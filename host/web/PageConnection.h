@@ -1,5 +1,5 @@
-// One page's WebSocket: messages of JSON-RPC between the browser and the plug-in. What is outstanding is cancelled when
-// the page leaves.
+// One page's WebSocket: carries JSON-RPC messages between the browser and the plug-in. When the page leaves, its
+// outstanding requests are cancelled.
 #pragma once
 
 #include <memory>

@@ -12,7 +12,7 @@ namespace {
 constexpr std::chrono::seconds kRetry{3};
 constexpr std::chrono::seconds kBeforeExpiry{60};
 constexpr std::chrono::seconds kShortest{1};
-/// If the service does not tell when its session expires.
+/// Used if the service does not send the expiry of its session.
 constexpr std::chrono::hours kUnknownLifetime{1};
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Keeps a session open: opens it at the start, again before it expires, and as soon as a service that was gone answers.
+// Keeps a session open: opens it at the start, renews it before it expires, and reopens it when the service is back.
 #pragma once
 
 #include <condition_variable>
@@ -15,7 +15,7 @@ namespace W::host {
 
 class SessionKeeper {
 public:
-    /// Tries once, then goes on with a thread of its own.
+    /// Tries to open a session once, then starts a thread that keeps it open.
     /// @param runtime  outlives it
     SessionKeeper(Runtime& runtime, std::chrono::milliseconds patience);
     ~SessionKeeper();

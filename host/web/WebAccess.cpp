@@ -24,7 +24,7 @@ std::string makeToken()
 {
     std::array<unsigned char, kTokenBytes> bytes{};
     if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
-        throw std::runtime_error("the system gives no random numbers");
+        throw std::runtime_error("cannot read random numbers from the system");
     }
     std::string token;
     for (const unsigned char byte : bytes) {
@@ -33,7 +33,7 @@ std::string makeToken()
     return token;
 }
 
-/// Takes the same time wherever the strings differ.
+/// Compares in constant time, so that the time does not reveal where the strings differ.
 bool sameSecret(std::string_view given, std::string_view secret)
 {
     unsigned char difference = given.size() == secret.size() ? 0 : 1;
@@ -85,13 +85,13 @@ bool WebAccess::isOwnHost(std::string_view host) const
         name == "[::1]") {
         return true;
     }
-    // An address cannot be rebound, and the machine's own name belongs to the machine.
+    // DNS rebinding needs a name that the attacker controls: not an address, not this machine's own name.
     return !m_address.isLoopback() && (isAddressLiteral(name) || http::equalIgnoringCase(name, m_machine));
 }
 
 std::string WebAccess::cookieName() const
 {
-    // Cookies do not tell ports apart; two programs of one machine would overwrite each other's.
+    // Cookies do not distinguish ports, so two programs on one machine would overwrite each other's.
     return fmt::format("corvane-{}", m_port);
 }
 

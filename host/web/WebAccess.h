@@ -1,5 +1,5 @@
-// Who is let in: requests for a name of this server, from its own pages, with the token of this start or the password.
-// A page elsewhere can neither reach it under a name of its own (DNS rebinding) nor open its WebSocket.
+// Access control: admits requests for a name of this server, from its own pages, with the token of this start or the
+// password. Pages of other servers can neither reach it under another name (DNS rebinding) nor open its WebSocket.
 #pragma once
 
 #include <chrono>
@@ -16,13 +16,13 @@ namespace W::host {
 /// [any thread, after setPort()]
 class WebAccess {
 public:
-    /// @param password  empty: the token in the address lets in
+    /// @param password  empty if the token in the address admits
     WebAccess(const http::ListenAddress& address, std::string password);
 
     /// The port that was bound. Call it before the first request.
     void setPort(int port) { m_port = port; }
 
-    /// What to open: with the token, unless there is a password.
+    /// The address to open: with the token, unless there is a password.
     std::string address(const std::string& url) const;
 
     enum class Verdict {

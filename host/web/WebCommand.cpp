@@ -1,4 +1,4 @@
-// Brings the parts up in the order in which they depend on each other, waits for a signal, and takes them down again.
+// Starts the parts in the order of their dependencies, waits for a signal, and stops them in reverse order.
 #include "WebCommand.h"
 
 #include <algorithm>
@@ -27,7 +27,7 @@ namespace W::host {
 namespace {
 
 constexpr std::size_t kShortestPassword = 8;
-/// A page shows a health report that is late as a failure of its own.
+/// The page treats a health report that takes longer as a failure.
 constexpr std::chrono::milliseconds kHealthPatience{4000};
 
 std::string readPassword(const std::string& file)
@@ -88,7 +88,7 @@ int runWeb(const CommonOptions& options, const WebOptions& web)
         SessionKeeper session(runtime, std::min(options.timeout(), kHealthPatience));
         if (const auto problem = session.problem()) {
             fmt::print(stderr,
-                       "corvane: {}\ncorvane: hint: {}\ncorvane: the page tells the same, and goes on as soon "
+                       "corvane: {}\ncorvane: hint: {}\ncorvane: the page shows this, too, and continues as soon "
                        "as the service answers\n",
                        problem->what(), problem->hint());
         }

@@ -1,5 +1,5 @@
 // `corvane web`: serves the guide as a page (web/) and bridges it to the plug-in, for a browser on this machine.
-// WebSite.h answers requests, WebAccess.h decides who is let in, PageConnection.h carries JSON-RPC.
+// WebSite.h answers requests, WebAccess.h decides which requests are admitted, PageConnection.h carries JSON-RPC.
 #pragma once
 
 #include <string>

@@ -17,7 +17,7 @@ namespace {
 constexpr long kMostSecondsApart = 120;
 constexpr std::array<std::string_view, 3> kSecrets{"secret_key", "auth_token", "app_key"};
 
-/// After a failure the rest is skipped: it would fail for the same reason.
+/// After a failure the remaining checks are skipped: they would fail for the same reason.
 class Checks {
 public:
     void check(const char* name, const std::function<std::string()>& step)
@@ -77,7 +77,7 @@ Json settings(const Configuration& configuration, LineUpChoice& lineUp)
     Json rows = Json::array();
     for (const Setting& setting : allSettings()) {
         const std::string key(setting.key);
-        std::string value = configuration.text(key);
+        std::string value = configuration.value(key);
         std::string source = configuration.source(key);
         if (key == "headend" || key == "device_type") {
             const std::string chosen = key == "headend" ? lineUp.headend() : lineUp.device();
@@ -106,14 +106,14 @@ Json webHealth(Runtime& runtime, SessionKeeper& session, LineUpChoice& lineUp, s
     checks.check("plug-in", [&] { return runtime.library().file(); });
     checks.check("service address", [&] {
         service.checkAddress();
-        return fmt::format("{} ({})", configuration.text("base_url"), configuration.source("base_url"));
+        return fmt::format("{} ({})", configuration.value("base_url"), configuration.source("base_url"));
     });
     checks.check("clock", [&] { return clockCheck(service); });
     checks.check("session", [&]() -> std::string {
         if (const auto problem = session.problem()) {
             throw ServiceProblem(*problem);
         }
-        return fmt::format("opened as device \"{}\"", configuration.text("duid"));
+        return fmt::format("opened as device \"{}\"", configuration.value("duid"));
     });
     checks.check("line-up", [&] { return lineUpCheck(service, lineUp.headend()); });
     const auto expires = session.expires();

@@ -1,4 +1,4 @@
-// What the page's health view shows: the checks of `corvane doctor` that can be made beside a running plug-in, the
+// The content of the page's health view: the checks of `corvane doctor` that are possible while the plug-in runs, the
 // session, and the settings without secrets.
 #pragma once
 

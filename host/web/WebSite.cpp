@@ -13,7 +13,8 @@ namespace W::host {
 
 namespace {
 
-/// Nothing is loaded from elsewhere but pictures, which listings name; texts of listings can never become code.
+/// Only pictures, whose addresses are in listings, are loaded from other servers; strings of listings cannot become
+/// code.
 constexpr const char* kPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self' data: http: https:; "
     "form-action 'self'; base-uri 'none'; frame-ancestors 'none'";
@@ -47,7 +48,7 @@ std::shared_ptr<const http::StaticContent> readContent(const std::string& folder
     content->setHeader("Referrer-Policy", "no-referrer");
     content->setHeader("Cross-Origin-Opener-Policy", "same-origin");
     content->setHeader("Cross-Origin-Resource-Policy", "same-origin");
-    // Asked for again each time; the entity tag makes that cheap.
+    // Revalidated at each load; the entity tag makes that cheap.
     content->setHeader("Cache-Control", "no-cache");
     for (std::size_t i = 0; i < kWebAssetCount; ++i) {
         const WebAsset& asset = kWebAssets[i];
@@ -59,7 +60,7 @@ std::shared_ptr<const http::StaticContent> readContent(const std::string& folder
         content->addFolder(folder);
         if (!content->has("/index.html")) {
             throw std::runtime_error(
-                fmt::format("{} holds no index.html; name the folder web of the sources with --assets", folder));
+                fmt::format("{} has no index.html; name the folder web of the sources with --assets", folder));
         }
     }
     return content;
@@ -187,7 +188,7 @@ http::Reply WebSite::chooseLineUp(const http::Request& request)
         return value.is_string() ? value.get<std::string>() : std::string();
     };
     if (text("headend").empty()) {
-        return textReply(400, "The body has to be a JSON object with \"headend\" and \"device\".");
+        return textReply(400, "The body must be a JSON object with \"headend\" and \"device\".");
     }
     m_lineUp.choose(text("headend"), text("device"));
     return jsonReply({{"headend", m_lineUp.headend()}, {"device", m_lineUp.device()}});

@@ -14,11 +14,11 @@
 
 namespace W::host {
 
-/// The members are handed to an http::HttpServer, which has to end before this object does.  [any thread]
+/// Its application() is given to an http::HttpServer, which must be destroyed before this object.  [any thread]
 class WebSite {
 public:
     /// @param runtime, session, lineUp, dispatcher, access  outlive it
-    /// @param assets  folder that is read again with each load of the page; empty for the files in the program
+    /// @param assets  folder that is read again for each load of the page; empty for the built-in files
     /// @throws std::runtime_error if the folder cannot be read
     WebSite(Runtime& runtime, SessionKeeper& session, LineUpChoice& lineUp, RpcDispatcher& dispatcher,
             WebAccess& access, std::string assets);

@@ -42,7 +42,7 @@ public:
     Deflater()
     {
         constexpr int kGzip = 16 + MAX_WBITS;
-        constexpr int kFast = 1;  // replies are made once each; higher levels cost more time than the bytes they save
+        constexpr int kFast = 1;  // higher levels cost more time than the bytes they save
         constexpr int kMemory = 8;
         if (deflateInit2(&m_stream, kFast, Z_DEFLATED, kGzip, kMemory, Z_DEFAULT_STRATEGY) != Z_OK) {
             throw std::bad_alloc();
@@ -86,13 +86,13 @@ bool acceptsGzip(std::string_view acceptEncoding)
     return wanted > 0 && wanted >= identity;
 }
 
-std::string gzipped(std::string_view text)
+std::string gzipped(std::string_view content)
 {
     thread_local Deflater deflater;
     z_stream& stream = deflater.restart();
-    std::string packed(deflateBound(&stream, text.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-    stream.avail_in = static_cast<uInt>(text.size());
+    std::string packed(deflateBound(&stream, content.size()), '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(content.data()));
+    stream.avail_in = static_cast<uInt>(content.size());
     stream.next_out = reinterpret_cast<Bytef*>(packed.data());
     stream.avail_out = static_cast<uInt>(packed.size());
     deflate(&stream, Z_FINISH);  // one call suffices: the buffer is as large as the result can be
@@ -111,16 +111,16 @@ std::optional<std::string> gunzipped(std::string_view packed, std::size_t most, 
     const std::unique_ptr<z_stream, int (*)(z_stream*)> ended(&stream, &inflateEnd);
     stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
     stream.avail_in = static_cast<uInt>(packed.size());
-    std::string text;
+    std::string unpacked;
     int result = Z_OK;
     while (result == Z_OK) {
-        const std::size_t size = text.size();
-        text.resize(size + kStep);
-        stream.next_out = reinterpret_cast<Bytef*>(text.data() + size);
+        const std::size_t size = unpacked.size();
+        unpacked.resize(size + kStep);
+        stream.next_out = reinterpret_cast<Bytef*>(unpacked.data() + size);
         stream.avail_out = kStep;
         result = inflate(&stream, Z_NO_FLUSH);
-        text.resize(size + kStep - stream.avail_out);
-        if (text.size() > most) {
+        unpacked.resize(size + kStep - stream.avail_out);
+        if (unpacked.size() > most) {
             error = GunzipError::TooLarge;
             return std::nullopt;
         }
@@ -129,7 +129,7 @@ std::optional<std::string> gunzipped(std::string_view packed, std::size_t most, 
         error = GunzipError::Malformed;
         return std::nullopt;
     }
-    return text;
+    return unpacked;
 }
 
 }  // namespace http

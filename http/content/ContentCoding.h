@@ -1,4 +1,4 @@
-// gzip: of replies, if the request's Accept-Encoding asks for it, and of the bodies of requests.
+// gzip, for replies if the request's Accept-Encoding accepts it, and for the bodies of requests.
 #pragma once
 
 #include <cstddef>
@@ -8,12 +8,12 @@
 
 namespace http {
 
-/// Whether the value of an Accept-Encoding header prefers gzip to the plain text (RFC 9110, 12.5.3). Names count in any
-/// case; weights ("gzip;q=0.5") and the asterisk are respected.
+/// Whether the value of an Accept-Encoding header prefers gzip to no coding (RFC 9110, 12.5.3). Names are
+/// compared without regard to case; weights ("gzip;q=0.5") and the asterisk are respected.
 bool acceptsGzip(std::string_view acceptEncoding);
 
-/// The text as one gzip member (RFC 1952).
-std::string gzipped(std::string_view text);
+/// The content as one gzip member (RFC 1952).
+std::string gzipped(std::string_view content);
 
 enum class GunzipError {
     Malformed,
@@ -21,7 +21,7 @@ enum class GunzipError {
 };
 
 /// The content of one gzip member.
-/// @param most   bytes; more content is an error, found before the memory for it is taken
+/// @param most   limit in bytes; more content is an error, detected before it is stored
 /// @param error  set if nothing is returned
 std::optional<std::string> gunzipped(std::string_view packed, std::size_t most, GunzipError& error);
 

@@ -13,12 +13,12 @@
 namespace http {
 namespace {
 
-constexpr std::size_t kWorthPacking = 512;  // bytes; below, gzip's own header eats the gain
+constexpr std::size_t kWorthPacking = 512;  // bytes; below, gzip's header outweighs the gain
 
-std::string_view trimmed(std::string_view text)
+std::string_view trimmed(std::string_view string)
 {
-    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
-    return text.substr(0, text.find_last_not_of(" \t") + 1);
+    string.remove_prefix(std::min(string.find_first_not_of(" \t"), string.size()));
+    return string.substr(0, string.find_last_not_of(" \t") + 1);
 }
 
 std::string_view withoutWeakness(std::string_view tag)
@@ -51,39 +51,39 @@ enum class RangeKind {
     Unsatisfiable
 };
 
-bool readNumber(std::string_view text, std::size_t& number)
+bool readNumber(std::string_view digits, std::size_t& number)
 {
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), number);
-    return result.ec == std::errc() && result.ptr == text.data() + text.size();
+    const std::from_chars_result result = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    return result.ec == std::errc() && result.ptr == digits.data() + digits.size();
 }
 
 // A range that cannot be read counts as none, as RFC 9110, 14.2, allows.
-RangeKind readRange(std::string_view text, std::size_t size, ByteRange& range)
+RangeKind readRange(std::string_view header, std::size_t size, ByteRange& range)
 {
     constexpr std::string_view kUnit = "bytes=";
-    if (!equalIgnoringCase(text.substr(0, kUnit.size()), kUnit)) {
+    if (!equalIgnoringCase(header.substr(0, kUnit.size()), kUnit)) {
         return RangeKind::None;
     }
-    text = trimmed(text.substr(kUnit.size()));
-    const std::size_t dash = text.find('-');
-    if (dash == std::string_view::npos || text.find(',') != std::string_view::npos) {
+    header = trimmed(header.substr(kUnit.size()));
+    const std::size_t dash = header.find('-');
+    if (dash == std::string_view::npos || header.find(',') != std::string_view::npos) {
         return RangeKind::None;
     }
     std::size_t first = 0;
     std::size_t last = 0;
-    const std::string_view firstText = text.substr(0, dash);
-    const std::string_view lastText = text.substr(dash + 1);
-    if (firstText.empty()) {
-        if (!readNumber(lastText, last)) {
+    const std::string_view firstDigits = header.substr(0, dash);
+    const std::string_view lastDigits = header.substr(dash + 1);
+    if (firstDigits.empty()) {
+        if (!readNumber(lastDigits, last)) {
             return RangeKind::None;
         }
         range = {size - std::min(last, size), size};
         return range.begin < range.end ? RangeKind::One : RangeKind::Unsatisfiable;
     }
-    if (!readNumber(firstText, first) || (!lastText.empty() && (!readNumber(lastText, last) || last < first))) {
+    if (!readNumber(firstDigits, first) || (!lastDigits.empty() && (!readNumber(lastDigits, last) || last < first))) {
         return RangeKind::None;
     }
-    range = {first, lastText.empty() ? size : std::min(last, size - 1) + 1};
+    range = {first, lastDigits.empty() ? size : std::min(last, size - 1) + 1};
     return first < size ? RangeKind::One : RangeKind::Unsatisfiable;
 }
 
@@ -99,7 +99,7 @@ void appendField(std::string& head, std::string_view name, std::string_view valu
     head += "\r\n";
 }
 
-// What a request does to a reply of 200.
+// The parts of a request that change a reply of 200.
 void applyConditions(const Request& request, Reply& reply, OutgoingReply& out)
 {
     const std::string tag = reply.headers.get("ETag");
@@ -137,13 +137,13 @@ void applyConditions(const Request& request, Reply& reply, OutgoingReply& out)
 std::string httpDate()
 {
     thread_local std::time_t written = 0;
-    thread_local std::string text;
+    thread_local std::string date;
     const std::time_t now = std::time(nullptr);
     if (now != written) {
-        text = fmt::format("{:%a, %d %b %Y %H:%M:%S} GMT", fmt::gmtime(now));
+        date = fmt::format("{:%a, %d %b %Y %H:%M:%S} GMT", fmt::gmtime(now));
         written = now;
     }
-    return text;
+    return date;
 }
 
 OutgoingReply finishReply(const Request& request, Reply reply, bool keepAlive)
@@ -158,7 +158,7 @@ OutgoingReply finishReply(const Request& request, Reply reply, bool keepAlive)
     }
     if (reply.mayCompress) {
         reply.headers.set("Vary", "Accept-Encoding");
-        // A range is one of the plain text.
+        // A range counts the bytes of the content without a coding.
         if (out.size == whole && whole >= kWorthPacking && reply.status != 206 && !request.headers.has("Range") &&
             acceptsGzip(request.header("Accept-Encoding"))) {
             out.body = gzipped(out.content());

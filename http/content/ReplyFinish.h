@@ -18,13 +18,13 @@ struct OutgoingReply {
     std::size_t begin = 0;  // of shared
     std::size_t size = 0;
 
-    /// Bytes that are kept for this reply alone.
+    /// Bytes of memory that only this reply uses.
     std::size_t ownSize() const { return head.size() + body.size(); }
 
     std::string_view content() const { return shared ? shared.bytes().substr(begin, size) : std::string_view(body); }
 };
 
-/// Decides what of the reply is sent: 304 or 412 for its ETag (RFC 9110, 13), one range of it (14), or all of it,
+/// Decides which part of the reply is sent: 304 or 412 for its ETag (RFC 9110, 13), one range of it (14), or all of it,
 /// compressed if the request accepts that. A request for several ranges gets the whole reply, so that no request makes
 /// the server send more than that.
 /// @param keepAlive  whether another request may follow

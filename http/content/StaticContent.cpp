@@ -48,7 +48,7 @@ const char* typeOf(std::string_view path)
     return found == std::end(kTypes) ? "application/octet-stream" : found->type;
 }
 
-// A strong entity tag: other bytes, another tag.
+// A strong entity tag: it changes with the bytes.
 std::string tagOf(std::string_view content)
 {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
@@ -96,7 +96,7 @@ void StaticContent::addFolder(const std::string& folder, std::size_t most)
         }
         size += each->file_size();
         if (size > most) {
-            throw std::runtime_error(fmt::format("{} holds more than {} bytes to serve", folder, most));
+            throw std::runtime_error(fmt::format("{} contains more than {} bytes to serve", folder, most));
         }
         std::ifstream stream(each->path(), std::ios::binary);
         std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
@@ -134,7 +134,7 @@ Reply StaticContent::answer(const Request& request) const
     reply.headers.set("Accept-Ranges", "bytes");
     reply.headers.set("X-Content-Type-Options", "nosniff");
     if (!reply.headers.has("Cache-Control")) {
-        reply.headers.set("Cache-Control", "no-cache");  // asks whether the tag is still right
+        reply.headers.set("Cache-Control", "no-cache");  // the browser revalidates the tag
     }
     if (isPacked) {
         reply.headers.set("Content-Encoding", "gzip");

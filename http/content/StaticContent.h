@@ -1,5 +1,5 @@
-// Files that are served as they are. They are read once, so that no request touches the disk, and no path of a request
-// is a path of the file system.
+// Serves files unchanged. They are read once, so a request never touches the disk, and its path is never a path of the
+// file system.
 #pragma once
 
 #include <map>
@@ -11,8 +11,8 @@
 
 namespace http {
 
-/// A set of files under their paths, with types, entity tags and compressed forms. Conditional requests and ranges are
-/// the server's matter (ReplyFinish.h).  [any thread, once it is filled]
+/// A set of files under their paths, with types, entity tags and compressed forms. The server handles
+/// conditional requests and ranges (ReplyFinish.h).  [any thread, once it is filled]
 class StaticContent {
 public:
     /// Adds a file. A file of "/index.html" is served as "/" too; the same in other folders.

@@ -13,7 +13,7 @@
 
 namespace http {
 
-/// How the bytes of a reply leave. A delivery costs memory and timers, no thread.
+/// How the bytes of a reply are sent. A delivery costs memory and timers, but no thread.
 struct ReplyDelivery {
     enum class End : std::uint8_t {
         KeepAlive,  // as the reply says
@@ -41,7 +41,7 @@ public:
     ExchangeHook& operator=(const ExchangeHook&) = delete;
     virtual ~ExchangeHook() = default;
 
-    /// Answers in place of the application, which then does not see the request.
+    /// Answers instead of the application, which then does not see the request.
     /// @return header and body as sent
     virtual std::optional<std::string> answerInstead(const Request& /*request*/) { return std::nullopt; }
 
@@ -51,7 +51,7 @@ public:
     /// Sees the whole reply, header and body.
     virtual void observe(const Request& /*request*/, std::string_view /*bytes*/) {}
 
-    /// Changes the reply's bytes and how they leave.
+    /// Changes the reply's bytes and their delivery.
     virtual void deliver(const Request& /*request*/, std::string& /*bytes*/, ReplyDelivery& /*delivery*/) {}
 };
 

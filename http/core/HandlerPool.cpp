@@ -50,7 +50,7 @@ bool HandlerPool::drain(std::chrono::steady_clock::time_point until)
     return m_idle.wait_until(lock, until, [this] { return m_running == 0 && m_waiting == 0; });
 }
 
-// The first lane in turn that may run another job, taken out of m_turns; null if there is none.
+// Takes the first lane that may run another job out of m_turns; null if there is none.
 HandlerPool::Lanes::value_type* HandlerPool::nextLane()
 {
     const auto found = std::find_if(m_turns.begin(), m_turns.end(), [this](const Lanes::value_type* lane) {
@@ -89,7 +89,7 @@ void HandlerPool::work(Priority priority)
         }
         lock.unlock();
         job();
-        job = nullptr;  // what it holds is released without the lock
+        job = nullptr;  // its captures are released without the lock
         lock.lock();
         --m_running;
         --lane->second.running;

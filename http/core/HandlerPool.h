@@ -1,5 +1,5 @@
-// A bounded number of threads for work that may take long. Clients share them fairly: the addresses that have work
-// waiting take turns, and one address never has all threads.
+// A bounded number of threads for work that may take long. Clients share them fairly: addresses with waiting work take
+// turns, and one address never occupies all threads.
 #pragma once
 
 #include <chrono>
@@ -25,8 +25,8 @@ public:
         Low
     };
 
-    /// @param waiting   jobs that may wait, of all addresses
-    /// @param priority  Low: the threads give way to others that want to run
+    /// @param waiting   limit of waiting jobs, of all addresses together
+    /// @param priority  Low: the threads yield to others
     HandlerPool(std::size_t threads, std::size_t waiting, Priority priority);
     HandlerPool(const HandlerPool&) = delete;
     HandlerPool& operator=(const HandlerPool&) = delete;
@@ -34,12 +34,12 @@ public:
     /// Drops the jobs that wait and joins the threads.
     ~HandlerPool();
 
-    /// Has a thread run the job, in its turn.
-    /// @return false if too many wait
+    /// Queues a job for a thread.
+    /// @return false if too many jobs wait
     bool add(const std::string& address, Job job);
 
-    /// Waits until nothing runs or waits, but no longer than `until`.
-    /// @return whether that is so
+    /// Waits until no job runs or waits, but no longer than `until`.
+    /// @return whether the pool is idle
     bool drain(std::chrono::steady_clock::time_point until);
 
 private:

@@ -12,10 +12,10 @@ namespace {
 
 constexpr std::string_view kLineEnd = "\r\n";
 
-bool isToken(std::string_view text)
+bool isToken(std::string_view string)
 {
     constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
-    return !text.empty() && std::all_of(text.begin(), text.end(), [kMarks](char c) {
+    return !string.empty() && std::all_of(string.begin(), string.end(), [kMarks](char c) {
         return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
                kMarks.find(c) != std::string_view::npos;
     });
@@ -26,11 +26,11 @@ bool isControl(char c)
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-std::string_view trimmed(std::string_view text)
+std::string_view trimmed(std::string_view string)
 {
-    const std::size_t first = std::min(text.find_first_not_of(" \t"), text.size());
-    text.remove_prefix(first);
-    return text.substr(0, text.find_last_not_of(" \t") + 1);
+    const std::size_t first = std::min(string.find_first_not_of(" \t"), string.size());
+    string.remove_prefix(first);
+    return string.substr(0, string.find_last_not_of(" \t") + 1);
 }
 
 bool isHost(std::string_view host)
@@ -94,7 +94,7 @@ private:
         const std::string_view target = line.substr(first + 1, last - first - 1);
         if (target.empty() || target.find(' ') != std::string_view::npos ||
             std::any_of(target.begin(), target.end(), isControl)) {
-            return Refused{400, "the request target holds blanks or control characters"};
+            return Refused{400, "the request target contains blanks or control characters"};
         }
         const bool isPath = target.front() == '/' || equalIgnoringCase(target.substr(0, 7), "http://") ||
                             equalIgnoringCase(target.substr(0, 8), "https://") ||
@@ -124,7 +124,7 @@ private:
         }
         const std::string_view value = trimmed(line.substr(colon + 1));
         if (std::any_of(value.begin(), value.end(), [](char c) { return isControl(c) && c != '\t'; })) {
-            return Refused{400, "a header value holds control characters"};
+            return Refused{400, "a header value contains control characters"};
         }
         return readKnown(name, value);
     }
@@ -160,7 +160,7 @@ private:
             m_facts.keepAlive = m_facts.keepAlive || hasToken(value, "keep-alive");
         } else if (equalIgnoringCase(name, "Expect")) {
             if (!equalIgnoringCase(value, "100-continue")) {
-                return Refused{417, "Expect knows '100-continue' only"};
+                return Refused{417, "Expect must be '100-continue'"};
             }
             m_facts.expectsContinue = m_facts.isHttp11;
         }
@@ -197,7 +197,7 @@ std::optional<Refused> checkPartOfHead(std::string_view part, const ServerLimits
         const bool isBare =
             (c == '\n' && (i == 0 || part[i - 1] != '\r')) || (c == '\r' && i + 1 < part.size() && part[i + 1] != '\n');
         if (isBare || c == '\0') {
-            return Refused{400, c == '\0' ? "the header holds a zero byte" : "a line does not end with CR LF"};
+            return Refused{400, c == '\0' ? "the header contains a zero byte" : "a line does not end with CR LF"};
         }
     }
     const std::size_t line = std::min(part.find(kLineEnd), part.size());

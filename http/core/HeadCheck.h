@@ -1,5 +1,5 @@
 // Refuses requests whose framing two programs could read differently (RFC 9112, 11.2: request smuggling). Boost.Beast's
-// parser, which reads them afterwards, lets some of them pass.
+// parser, which reads the request afterwards, accepts some of them.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ struct Refused {
     std::string message;
 };
 
-/// What the head says about the body and the connection.
+/// The facts in a head about the body and the connection.
 struct HeadFacts {
     bool isHttp11 = true;
     bool isChunked = false;
@@ -28,8 +28,8 @@ struct HeadFacts {
     bool expectsContinue = false;
 };
 
-/// Checks the part of a head that has come so far.
-/// @return why it cannot become good any more
+/// Checks the part of a head that has been received so far.
+/// @return the reason if no continuation can make it valid
 std::optional<Refused> checkPartOfHead(std::string_view part, const ServerLimits& limits);
 
 /// Checks a whole head: from the method to the empty line, which is included.

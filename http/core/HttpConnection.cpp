@@ -1,4 +1,4 @@
-// Reading and sending; HttpConnectionHandling.cpp has what happens between the two.
+// Reading and sending. HttpConnectionHandling.cpp has the steps between the two.
 #include "HttpConnection.h"
 
 #include <algorithm>
@@ -149,7 +149,7 @@ bool HttpConnection::isReading() const
     return m_state == State::Idle || m_state == State::Head || m_state == State::Body || m_state == State::Lingering;
 }
 
-// One piece in a turn; then other connections have theirs.
+// Reads one piece, then gives other connections a turn.
 void HttpConnection::read()
 {
     char bytes[kReadSize];
@@ -204,7 +204,7 @@ void HttpConnection::beginRequest()
     enter(State::Head, m_core.limits().headerTime);
 }
 
-// Reads what has come of the request.
+// Parses the bytes received so far.
 void HttpConnection::proceed()
 {
     switch (m_reader.read(m_input)) {
@@ -238,7 +238,7 @@ void HttpConnection::onPartOfBody()
     }
 }
 
-// After a reply: the next request may have come already.
+// After a reply: the next request may have been received already.
 void HttpConnection::readNext()
 {
     if (m_input.empty()) {
@@ -356,7 +356,7 @@ void HttpConnection::tick(TimePoint now)
     switch (m_state) {
         case State::Head:
         case State::Body:
-            return refuse(408, "the request did not come in time");
+            return refuse(408, "the request did not arrive in time");
         case State::Handling:
             return giveUp(503, "the reply takes too long");
         case State::Handshake:

@@ -1,6 +1,6 @@
 // One connection: the handshake, then one request after another. It is in one state at a time; each state has a
 // deadline, which tick() enforces. While a handler works on a request, the handler's thread alone uses the transport,
-// so that it can send the reply without a detour over the I/O thread.
+// so that it can send the reply without waking the I/O thread.
 #pragma once
 
 #include <atomic>
@@ -38,7 +38,7 @@ public:
 
     void start();
 
-    /// Closes the connection if its deadline is over, and looks whether a client that waits for a reply has left.
+    /// Closes the connection if its deadline has passed, and checks whether a client that waits for a reply has left.
     void tick(TimePoint now);
 
     /// Closes the connection as soon as it is idle.
@@ -58,14 +58,14 @@ public:
 private:
     enum class State : std::uint8_t {
         Handshake,
-        Idle,  // no byte of the next request has come
+        Idle,  // no byte of the next request has been received
         Head,
         Body,
         Handling,   // a handler has the request and the transport
         Sending,    // the client has to read before the rest of the reply can be sent
         Delivery,   // an ExchangeHook decides when the bytes are sent
-        Lingering,  // the last reply is sent: reads on for a moment, since closing with bytes unread resets the
-                    // connection and takes the reply from the client
+        Lingering,  // the last reply is sent: reads on for a moment, since closing a socket with unread bytes
+                    // resets the connection and can discard the reply
         Upgraded,
         Closed,
     };
@@ -124,7 +124,7 @@ private:
     std::size_t m_lingered = 0;  // bytes
     std::size_t m_countedBody = 0;
     std::size_t m_countedUnsent = 0;
-    std::string m_input;  // received and not read yet
+    std::string m_input;  // received and not parsed yet
     RequestReader m_reader;
     OutgoingReply m_out;
     std::size_t m_sent = 0;        // bytes of m_out

@@ -1,4 +1,4 @@
-// From a complete request to its reply: the handler's thread, and deliveries that an ExchangeHook asked for.
+// From a complete request to its reply: the work of the handler's thread, and deliveries that an ExchangeHook changes.
 #include "HttpConnection.h"
 
 #include <algorithm>
@@ -29,7 +29,7 @@ int statusOf(std::string_view head)
     return head.size() < kStatusAt ? 0 : std::atoi(std::string(head.substr(kStatusAt, 3)).c_str());
 }
 
-// The body as the application wants it; or the reply that refuses it.
+// Decompresses the body; returns a reply if that is refused.
 std::optional<Reply> decodeBody(const HttpApplication& application, const ServerLimits& limits, Request& request)
 {
     const std::string& coding = request.header("Content-Encoding");
@@ -91,7 +91,7 @@ void HttpConnection::dispatch()
     m_keepAlive = work->keepAlive;
     m_leaving = false;
     m_work = work;
-    // A handler that ends at the deadline answers itself; the margin is for that.
+    // The margin lets a handler that stops at the deadline answer itself.
     constexpr std::chrono::milliseconds kMargin{500};
     enter(State::Handling, limits.handlerTime + kMargin);
     const bool added =
@@ -101,7 +101,7 @@ void HttpConnection::dispatch()
     }
 }
 
-// [I/O thread] Answers in place of the handler, unless that is answering.
+// [I/O thread] Answers instead of the handler, unless the handler is already answering.
 void HttpConnection::giveUp(int status, const std::string& message)
 {
     m_work->abandon();
@@ -166,7 +166,7 @@ void HttpConnection::handle(const std::shared_ptr<HttpWork>& work)
         work->countedUnsent = work->out.ownSize();
         m_core.unsent().add(work->countedUnsent);
     }
-    // From here on the I/O thread has the connection; it only moves `out` away.
+    // From here on the I/O thread owns the connection; it only moves `out` away.
     asio::post(m_core.context(), [self = shared_from_this(), work] { self->onHandled(*work); });
     if (application.log && !work->webSocket) {
         application.log({m_remote, request.method, request.path, status, size, code, note, Clock::now() - work->begun});
@@ -187,7 +187,7 @@ Reply HttpConnection::openWebSocket(HttpWork& work)
             }
         }
         work.webSocket = application.openWebSocket(work.request);
-        return work.webSocket ? Reply() : application.refuse(404, "there is no WebSocket of this path");
+        return work.webSocket ? Reply() : application.refuse(404, "there is no WebSocket at this path");
     } catch (const std::exception& error) {
         Reply failed = application.refuse(500, "the server cannot answer now; its log says why");
         failed.note = error.what();
@@ -233,7 +233,7 @@ void HttpConnection::upgrade(HttpWork& work)
 void HttpConnection::deliver(const ReplyDelivery& delivery)
 {
     m_begun = Clock::now();
-    enter(State::Delivery, std::chrono::hours(0));  // tick() looks whether the client has left
+    enter(State::Delivery, std::chrono::hours(0));  // tick() checks whether the client has left
     m_core.makeRoomForUnsent();
     if (m_state != State::Delivery) {
         return;

@@ -75,7 +75,7 @@ void HttpCore::run()
         try {
             m_context.run();
         } catch (const std::exception& error) {
-            // Out of memory for one connection is not the end of the others.
+            // Running out of memory for one connection must not end the others.
             report(fmt::format("an event of a connection was lost: {}", error.what()));
         }
     }
@@ -120,7 +120,7 @@ void HttpCore::add(int socket, bool isV6, const std::string& remote)
     }
     const int yes = 1;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-    // Otherwise the kernel takes megabytes for a client that does not read, and its replies are all made at once.
+    // Otherwise the kernel buffers megabytes for a client that does not read.
     constexpr int kUnsentInKernel = 65536;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kUnsentInKernel, sizeof kUnsentInKernel);
     asio::ip::tcp::socket owned(m_context);
@@ -141,15 +141,15 @@ void HttpCore::add(int socket, bool isV6, const std::string& remote)
     startTicking();
 }
 
-// The client learns why, if it listens; nothing is kept for it.
+// Best effort: nothing is kept for this client.
 void HttpCore::refuseConnection(int socket)
 {
     if (!m_tls) {
         const Reply reply = m_application.refuse(503, "the server has too many connections; try again later");
-        const std::string text =
+        const std::string bytes =
             fmt::format("HTTP/1.1 503 {}\r\nContent-Length: {}\r\nRetry-After: 1\r\nConnection: close\r\n\r\n{}",
                         reasonPhrase(503), reply.content().size(), reply.content());
-        (void)::send(socket, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        (void)::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         ::shutdown(socket, SHUT_WR);
     }
     ::close(socket);
@@ -240,7 +240,7 @@ void HttpCore::tick()
 {
     const TimePoint now = Clock::now();
     forEach([now](HttpConnection& connection) { connection.tick(now); });
-    // What thousands of connections took is given back when most of them have gone.
+    // Returns the memory of thousands of connections to the system when most of them have closed.
     constexpr std::size_t kMany = 1000;
     constexpr std::size_t kMost = 8;
     m_peak = std::max(m_peak, m_count);

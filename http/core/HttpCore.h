@@ -1,4 +1,4 @@
-// The implementation of HttpServer: the thread that moves bytes, and what all connections share. A HttpListener
+// The implementation of HttpServer: the I/O thread, and the state that all connections share. A HttpListener
 // accepts, an HttpConnection reads requests and sends replies, a WebSocketConnection takes over from one after an
 // upgrade. Everything here happens on the I/O thread unless it is marked otherwise.
 #pragma once
@@ -26,7 +26,7 @@ namespace http {
 class HttpConnection;
 class HttpListener;
 
-/// In which of the core's lists a connection is; the first of each list has been there for longest.
+/// The list of the core that holds a connection. Each list is ordered by the time of entry, the oldest first.
 enum class ConnectionList : std::uint8_t {
     Busy,
     Idle,     // between two requests: closed first if there are too many connections
@@ -120,7 +120,7 @@ private:
     std::thread m_thread;
 };
 
-/// What counts as one client's address: an IPv6 client has 2^64 of them, so the network counts.
+/// The address that per-client limits count: for IPv6 the network, since one client has 2^64 addresses.
 std::string addressKey(const std::string& remote);
 
 }  // namespace http

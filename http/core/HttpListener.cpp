@@ -78,7 +78,7 @@ int opened(const ListenAddress& address)
     return socket;
 }
 
-// accept4() must not wait, and programs that are started must not have the socket.
+// accept4() must not block, and child processes must not inherit the socket.
 int inherited(const ListenAddress& address)
 {
     if (::fcntl(address.socket, F_SETFL, O_NONBLOCK) != 0 || ::fcntl(address.socket, F_SETFD, FD_CLOEXEC) != 0) {
@@ -143,7 +143,7 @@ void HttpListener::accept()
         }
         report(error);
         if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
-            // Not one that is about to send its request.
+            // Spares connections that may be about to send a request.
             m_core.closeLongestIdle(std::chrono::seconds(1));
         }
         m_pause.expires_after(kPause);

@@ -1,5 +1,4 @@
-// Accepts connections. A failed accept never ends the listening: it is reported, once a second at most, and tried
-// again.
+// Accepts connections. After a failed accept it reports the failure, at most once a second, and tries again.
 #pragma once
 
 #include <chrono>

@@ -12,23 +12,24 @@
 
 namespace http {
 
-ListenAddress ListenAddress::parse(const std::string& text)
+ListenAddress ListenAddress::parse(const std::string& string)
 {
-    const std::size_t colon = text.rfind(':');
+    const std::size_t colon = string.rfind(':');
     ListenAddress address;
     bool good = colon != std::string::npos;
     if (good) {
-        address.host = colon == 0 ? "0.0.0.0" : text.substr(0, colon);
+        address.host = colon == 0 ? "0.0.0.0" : string.substr(0, colon);
         if (address.host.front() == '[' && address.host.back() == ']') {
             address.host = address.host.substr(1, address.host.size() - 2);
         }
-        const char* const first = text.data() + colon + 1;
-        const char* const last = text.data() + text.size();
+        const char* const first = string.data() + colon + 1;
+        const char* const last = string.data() + string.size();
         const std::from_chars_result read = std::from_chars(first, last, address.port);
         good = first != last && read.ec == std::errc() && read.ptr == last && address.port >= 0 && address.port < 65536;
     }
     if (!good) {
-        throw HttpSetupError(fmt::format("'{}' is not an address to listen on; give one such as 127.0.0.1:8900", text));
+        throw HttpSetupError(
+            fmt::format("'{}' is not an address to listen on; give one such as 127.0.0.1:8900", string));
     }
     return address;
 }
@@ -47,10 +48,10 @@ ListenAddress ListenAddress::ofSocket(int socket)
         (bound.ss_family != AF_INET && bound.ss_family != AF_INET6) ||
         ::getnameinfo(address, size, host.data(), host.size(), port.data(), port.size(),
                       NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
-        throw HttpSetupError(fmt::format(
-            "the inherited descriptor {} is not a TCP socket that listens; pass one with an address such as "
-            "127.0.0.1:8900",
-            socket));
+        throw HttpSetupError(
+            fmt::format("the inherited descriptor {} is not a listening TCP socket; pass one with an address such as "
+                        "127.0.0.1:8900",
+                        socket));
     }
     ListenAddress made;
     made.host = host.data();

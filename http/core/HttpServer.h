@@ -1,8 +1,8 @@
-// An HTTP/1.1 server (RFC 9110, 9112) with WebSockets (RFC 6455), over TCP or TLS, for programs that are attacked:
+// An HTTP/1.1 server (RFC 9110, 9112) with WebSockets (RFC 6455), over TCP or TLS, for programs under attack:
 // every read, write and handshake has a deadline, and everything that a client can make the server keep has a limit
-// (ServerLimits.h). One thread moves bytes and never waits; handlers run on a bounded pool.
+// (ServerLimits.h). One I/O thread moves bytes and never waits; handlers run on a bounded pool.
 // ExchangeHook.h lets a program interfere with replies; WebSocket.h is the application's side of a WebSocket;
-// StaticContent.h serves files. HttpCore.h is where the implementation begins.
+// StaticContent.h serves files. The implementation begins in HttpCore.h.
 #pragma once
 
 #include <chrono>
@@ -22,8 +22,7 @@ class ExchangeHook;
 class HttpCore;
 class WebSocketHandler;
 
-/// Reports what the operator can put right: an address in use, a certificate that cannot be read. what() is one
-/// complete line.
+/// A failure that the operator can correct: an address in use, an unreadable certificate. what() is one complete line.
 class HttpSetupError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -36,14 +35,14 @@ struct ListenAddress {
 
     /// Reads "127.0.0.1:8900" or "[::1]:8900"; ":8900" is every IPv4 address of the machine.
     /// @throws HttpSetupError
-    static ListenAddress parse(const std::string& text);
+    static ListenAddress parse(const std::string& string);
 
     /// The address of a TCP socket that was inherited from the process that started this one. The server owns the
     /// socket from its construction on.
     /// @throws HttpSetupError if the descriptor is not a listening TCP socket
     static ListenAddress ofSocket(int socket);
 
-    /// Whether only programs on this machine reach it.
+    /// Whether only programs on this machine can reach it.
     bool isLoopback() const;
 };
 
@@ -64,7 +63,7 @@ struct AccessRecord {
     std::chrono::steady_clock::duration took{};
 };
 
-/// What a program makes of requests. Members that are not marked as required may be empty.
+/// The application that the server calls. Members may be empty unless they are marked as required.
 struct HttpApplication {
     /// Answers a request. Required.  [handler threads]
     std::function<Reply(const Request& request)> answer;
@@ -72,7 +71,7 @@ struct HttpApplication {
     /// Makes the reply for a request that the server refuses itself. Required; must not block.  [any thread]
     std::function<Reply(int status, const std::string& message)> refuse;
 
-    /// Checks Host and Origin, say, of each request and WebSocket before anything else; returns a reply to refuse it.
+    /// Checks each request and upgrade first, for example its Host and Origin; returns a reply to refuse it.
     /// [handler threads]
     std::function<std::optional<Reply>(const Request& request)> admit;
 
@@ -99,7 +98,7 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    /// Stops, and waits for handlers however long they take.
+    /// Stops, and waits for all handlers, however long they take.
     ~HttpServer();
 
     /// "http://127.0.0.1:8900", with the port that was bound.
@@ -110,13 +109,13 @@ public:
     /// @throws HttpSetupError
     void reloadTls();
 
-    /// Whether the thread that moves bytes handles an event within a time; false if it is stuck.
+    /// Whether the I/O thread handles an event in time; false if it is stuck.
     /// @param patience  how long to wait for it
     bool isResponsive(std::chrono::milliseconds patience);
 
     /// Accepts no connection, finishes the requests that are being answered, and closes all connections after
     /// ServerLimits::stopTime at the latest.
-    /// @return false if a handler is still running then; it is to be left to the end of the process
+    /// @return false if a handler is still running then; the process should end without waiting for it
     bool stop();
 
 private:

@@ -1,4 +1,4 @@
-// What the I/O thread and the handler of one request share.
+// The state of one request that the I/O thread and the handler share.
 #pragma once
 
 #include <atomic>
@@ -15,7 +15,7 @@ namespace http {
 
 class WebSocketHandler;
 
-/// Of the handler, until it has claimed the request and handed it back.
+/// Owned by the handler until it has claimed the request and handed it back.
 struct HttpWork {
     Request request;
     std::chrono::steady_clock::time_point begun;  // of the first byte
@@ -23,7 +23,7 @@ struct HttpWork {
     std::shared_ptr<std::atomic<bool>> abandoned = std::make_shared<std::atomic<bool>>(false);
     void abandon() const { *abandoned = true; }
 
-    /// The one that sets it answers the client: the handler, or the I/O thread because it is too late.
+    /// The thread that sets it answers the client: the handler, or the I/O thread after the deadline.
     std::atomic<bool> claimed{false};
 
     // The handler's result.
@@ -36,7 +36,7 @@ struct HttpWork {
 };
 
 /// Sends as much of the reply as the socket takes.
-/// @param sent  bytes of header and body that are sent; counted on
+/// @param sent  bytes of header and body sent so far; updated
 /// @return Done when all of it is sent
 IoState sendReply(Transport& transport, const OutgoingReply& reply, std::size_t& sent);
 

@@ -15,12 +15,12 @@ namespace {
 namespace beast = boost::beast;
 
 constexpr std::string_view kEndOfHead = "\r\n\r\n";
-// A line of the chunked coding with its extensions, and the trailer.
+// Limit of a chunk's size line with its extensions, and of the trailer.
 constexpr std::size_t kMostChunkOverhead = 8192;
 
-std::string copied(beast::string_view text)
+std::string copied(beast::string_view string)
 {
-    return {text.data(), text.size()};
+    return {string.data(), string.size()};
 }
 
 // "/path?query" of a target that may have a scheme and a host before it (RFC 9112, 3.2.2).
@@ -105,7 +105,7 @@ bool RequestReader::beginBody(std::string_view head)
     m_request = {};
     m_request.method = copied(message.method_string());
     m_request.target = copied(message.target());
-    // Only now: what a trailer holds does not count as a header.
+    // Only now, so that fields of a trailer do not count as headers.
     for (const auto& field : message) {
         m_request.headers.add(copied(field.name_string()), copied(field.value()));
     }

@@ -1,5 +1,5 @@
-// Turns the bytes of a connection into requests: finds and checks the head, has Boost.Beast's parser read it and the
-// body, and enforces the limits on both. Holds nothing between two requests.
+// Turns the bytes of a connection into requests: finds and checks the head, parses it and the
+// body with Boost.Beast, and enforces the limits on both. Holds nothing between two requests.
 #pragma once
 
 #include <cstddef>
@@ -27,7 +27,7 @@ public:
     RequestReader& operator=(const RequestReader&) = delete;
     ~RequestReader();
 
-    /// Reads on, and takes what it has read from the front of the input.
+    /// Parses more of the request and removes the parsed bytes from the front of the input.
     Progress read(std::string& input);
 
     /// Whether the head is complete and the body is not.
@@ -40,7 +40,7 @@ public:
     const HeadFacts& facts() const { return m_facts; }
     const Refused& refusal() const { return m_refusal; }
 
-    /// Forgets what has been read of a request, and its memory.
+    /// Discards the request read so far and frees its memory.
     void drop();
 
     /// The complete request without origin and remote; begins the next one.

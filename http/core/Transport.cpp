@@ -152,7 +152,8 @@ public:
     }
 
 private:
-    // OpenSSL's error queue is the thread's, and an error of another connection would be taken for this one's.
+    // OpenSSL's error queue belongs to the thread; an error of another connection would be mistaken for one of this
+    // one.
     SSL* begun()
     {
         ERR_clear_error();

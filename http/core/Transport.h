@@ -15,7 +15,7 @@ enum class IoState : std::uint8_t {
     Done,
     WantsRead,   // nothing happened: call again when the socket is readable
     WantsWrite,  // nothing happened: call again when the socket is writable
-    End,         // the client sends nothing more
+    End,         // the client has ended its side
     Failed,      // the connection is gone
 };
 
@@ -36,14 +36,14 @@ public:
     virtual IoResult handshake() = 0;
     virtual IoResult read(char* data, std::size_t size) = 0;
 
-    /// Writes the beginning of first and second joined. After WantsRead or WantsWrite, the next call must begin with
-    /// the same bytes.
+    /// Writes as much as possible of first and second, joined. After WantsRead or WantsWrite, the next call must begin
+    /// with the same bytes.
     virtual IoResult write(std::string_view first, std::string_view second) = 0;
 
     /// Whether read() would return bytes that have left the socket already.
     virtual bool hasPending() const = 0;
 
-    /// Tells the client that nothing more comes.
+    /// Tells the client that no more bytes follow.
     virtual void endSending() = 0;
 };
 

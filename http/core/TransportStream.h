@@ -64,7 +64,7 @@ public:
     void endSending() { m_link->transport->endSending(); }
 
 private:
-    // What pending operations share with the stream. With the socket closed, they touch no buffer any more.
+    // Shared by the stream and pending operations. Once the socket is closed, they touch no buffer.
     struct Link {
         Link(Socket moved, std::unique_ptr<Transport> mover, std::string bytes)
             : socket(std::move(moved)), transport(std::move(mover)), input(std::move(bytes))
@@ -93,7 +93,7 @@ private:
             return true;
         }
 
-        // What comes of a result that is not Done: another try later, or the end.
+        // Handles a result that is not Done: retries later, or ends.
         template <typename Handler, typename Again>
         void wait(const Self& self, IoState state, const std::shared_ptr<Handler>& handler, const Again& again)
         {
@@ -163,7 +163,7 @@ private:
     const std::shared_ptr<Link> m_link;
 };
 
-// Boost.Beast finds these by their arguments.
+// Boost.Beast finds these by argument-dependent look-up.
 
 inline void beast_close_socket(TransportStream& stream)
 {

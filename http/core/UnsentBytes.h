@@ -1,4 +1,4 @@
-// The bytes of all replies that are made and not sent, for ServerLimits::unsentBytesInAll. Handlers make replies faster
+// Counts the unsent bytes of all replies, for ServerLimits::unsentBytesInAll. Handlers make replies faster
 // than the I/O thread can hand them to clients that do not read, so a handler that exceeds the limit waits until the
 // I/O thread has closed connections.
 #pragma once
@@ -20,10 +20,10 @@ public:
     void remove(std::size_t bytes);
     bool isOverLimit() const;
 
-    /// Waits until the limit is kept. Not on the I/O thread, which makes the room.
+    /// Waits until the count is within the limit. Must not be called on the I/O thread, which makes the room.
     void waitForRoom();
 
-    /// Ends all waiting, for good.
+    /// Ends all waiting, now and later.
     void stopWaiting();
 
 private:

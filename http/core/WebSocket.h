@@ -20,7 +20,7 @@ public:
     /// Queues a text message, UTF-8. Never waits for the client.
     /// @return false if the connection has ended, or ends now because the client does not read and the queue is full
     ///         (ServerLimits::unsentMessages, unsentMessageBytes)
-    virtual bool send(std::string text) = 0;
+    virtual bool send(std::string message) = 0;
 
     /// Ends the connection after the messages queued so far.
     /// @param code  of RFC 6455, 7.4.1: 1000 normal, 1008 policy, 1011 internal error

@@ -71,24 +71,24 @@ public:
     }
 
     // [any thread]
-    bool send(std::string text) override
+    bool send(std::string message) override
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         if (m_isOver) {
             return false;
         }
-        if (m_unsent >= m_mostMessages || m_unsentBytes + text.size() > m_mostBytes) {
+        if (m_unsent >= m_mostMessages || m_unsentBytes + message.size() > m_mostBytes) {
             m_isOver = true;
-            post([](Peer& peer) { peer.finish(); });  // a close frame would wait behind the messages
+            post([](Peer& peer) { peer.finish(); });  // a close frame would wait for the messages before it
             return false;
         }
         ++m_unsent;
-        m_unsentBytes += text.size();
-        post([message = std::move(text)](Peer& peer) mutable { peer.queue(std::move(message)); });
+        m_unsentBytes += message.size();
+        post([message = std::move(message)](Peer& peer) mutable { peer.queue(std::move(message)); });
         return true;
     }
 
-    // [any thread] After the end of the server, this does nothing.
+    // [any thread] Does nothing after the end of the server.
     void close(std::uint16_t code) override
     {
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -106,7 +106,7 @@ public:
         }
     }
 
-    // The end, however it came.
+    // Called once, for any cause of the end.
     void finish()
     {
         if (!m_ended) {
@@ -128,7 +128,7 @@ public:
 private:
     using Stream = websocket::stream<TransportStream, true>;
 
-    // With m_lock held: the core is gone once the connection has ended.
+    // REQUIRES: m_lock held. The core may be destroyed once the connection has ended.
     template <typename Action>
     void post(Action action)
     {
@@ -137,7 +137,7 @@ private:
         }
     }
 
-    // Has a handler thread make one call to the application, and then reads the next message.
+    // Makes one call to the application on a handler thread, then reads the next message.
     template <typename Call>
     void call(const Call& made)
     {
@@ -193,7 +193,7 @@ private:
         try {
             handler.closed();
         } catch (const std::exception&) {
-            // The connection is gone; there is nothing left to end.
+            // The connection has already ended.
         }
     }
 

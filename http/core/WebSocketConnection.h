@@ -1,5 +1,5 @@
 // A connection after its upgrade: messages from the client go to the application's WebSocketHandler one by one,
-// messages to the client through a bounded queue. A client that gives no sign of life is pinged, then closed.
+// messages to the client through a bounded queue. A silent client is pinged, then disconnected.
 #pragma once
 
 #include <functional>
@@ -30,10 +30,10 @@ public:
     /// @param ended  called once, when the connection has ended
     void start(const Request& request, std::function<void()> ended);
 
-    /// Ends with "going away", after the messages queued so far.
+    /// Closes with 1001, "going away", after the messages queued so far.
     void end();
 
-    /// Ends now.
+    /// Closes the connection at once.
     void cut();
 
 private:

@@ -87,7 +87,7 @@ std::uint64_t LogWriter::lost() const
 
 void LogWriter::Queue::run()
 {
-    // A reader that is gone must be an error of write(), not a signal that ends the program.
+    // A closed reader must be an error of write(), not a signal that ends the program.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGPIPE);
@@ -104,7 +104,7 @@ void LogWriter::Queue::run()
     changed.notify_all();
 }
 
-// Lines of at most kMostAtOnce bytes together, or one that is longer; empty at the end.
+// Returns lines of at most kMostAtOnce bytes together, or one longer line; empty at the end.
 std::string LogWriter::Queue::takeBatch()
 {
     std::unique_lock<std::mutex> guard(lock);
@@ -124,7 +124,7 @@ std::string LogWriter::Queue::takeBatch()
 void LogWriter::Queue::countLost(std::string_view bytes, const char* reason)
 {
     const std::lock_guard<std::mutex> guard(lock);
-    // A report of lost lines that is lost itself starts with the number.
+    // If a report of lost lines is lost itself, its number is counted again.
     std::uint64_t count = static_cast<std::uint64_t>(std::count(bytes.begin(), bytes.end(), '\n'));
     const std::size_t words = bytes.find(" log lines were lost: ");
     const std::size_t digits = std::min(bytes.find_first_not_of("0123456789"), bytes.size());
@@ -159,7 +159,7 @@ bool LogWriter::Queue::put(std::string_view bytes)
     return true;
 }
 
-// Lines are counted per second, so that what is kept for addresses that are gone is dropped with its second.
+// Counts lines per second, so that the entries of addresses that have left are dropped with their second.
 struct FloodGate::State {
     std::mutex lock;
     Clock::time_point begun{};  // of the current second; this and all below is guarded by lock
@@ -173,7 +173,7 @@ FloodGate::~FloodGate() = default;
 
 bool FloodGate::admit(std::string_view address, std::uint64_t& leftOut, Clock::time_point now)
 {
-    constexpr std::size_t kMostAddresses = 4096;  // an attacker with more has the others counted together
+    constexpr std::size_t kMostAddresses = 4096;  // further addresses are counted together
     const std::lock_guard<std::mutex> guard(m_state->lock);
     if (now - m_state->begun >= std::chrono::seconds(1)) {
         if (m_state->leftOut.size() > kMostAddresses) {
@@ -202,10 +202,10 @@ bool FloodGate::admit(std::string_view address, std::uint64_t& leftOut, Clock::t
     return true;
 }
 
-std::string quotedForLog(std::string_view text, std::size_t most)
+std::string quotedForLog(std::string_view string, std::size_t most)
 {
     std::string result = "\"";
-    for (const unsigned char c : text.substr(0, most)) {
+    for (const unsigned char c : string.substr(0, most)) {
         if (c < 0x20 || c >= 0x7f || c == '"' || c == '\\') {
             result += fmt::format("\\x{:02x}", c);
         } else {

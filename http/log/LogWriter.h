@@ -1,5 +1,5 @@
-// Log lines on their way to a file descriptor: handed over without waiting, written by one thread. A sink that is slow,
-// full or gone never holds up or ends the program; lines that are lost are counted, and the count is logged later.
+// Writes log lines to a file descriptor on a separate thread. A sink that is slow, full or closed never delays or ends
+// the program; lost lines are counted, and the count is logged later.
 #pragma once
 
 #include <chrono>
@@ -20,13 +20,13 @@ public:
     LogWriter(const LogWriter&) = delete;
     LogWriter& operator=(const LogWriter&) = delete;
 
-    /// Waits a second at most for the sink to take the remaining lines.
+    /// Waits at most a second for the sink to accept the remaining lines.
     ~LogWriter();
 
     /// Queues a line, without its end. Never waits.
     void write(std::string line);
 
-    /// Lines that were lost and are not reported in the log yet.
+    /// Number of lost lines that the log does not report yet.
     std::uint64_t lost() const;
 
 private:
@@ -56,9 +56,9 @@ private:
     const std::unique_ptr<State> m_state;
 };
 
-/// The text in quotes, with control characters, quotes, backslashes and bytes that are not ASCII as \xHH, so that a
+/// The string in quotes, with control characters, quotes, backslashes and bytes that are not ASCII as \xHH, so that a
 /// client cannot forge log lines or control a terminal.
-/// @param most  bytes of the text that are shown
-std::string quotedForLog(std::string_view text, std::size_t most = 200);
+/// @param most  bytes of the string that are shown
+std::string quotedForLog(std::string_view string, std::size_t most = 200);
 
 }  // namespace http

@@ -13,7 +13,7 @@ constexpr char lower(char c)
 
 struct Phrase {
     int status;
-    std::string_view text;
+    std::string_view phrase;
 };
 
 constexpr Phrase kPhrases[] = {
@@ -49,7 +49,7 @@ constexpr Phrase kPhrases[] = {
     {422, "Unprocessable Content"},
     {426, "Upgrade Required"},
     {429, "Too Many Requests"},
-    {431, "Request Header HeaderFields Too Large"},
+    {431, "Request Header Fields Too Large"},
     {500, "Internal Server Error"},
     {501, "Not Implemented"},
     {502, "Bad Gateway"},
@@ -92,7 +92,7 @@ std::string_view reasonPhrase(int status)
 {
     const auto* const found = std::find_if(std::begin(kPhrases), std::end(kPhrases),
                                            [status](const Phrase& phrase) { return phrase.status == status; });
-    return found == std::end(kPhrases) ? "Unknown" : found->text;
+    return found == std::end(kPhrases) ? "Unknown" : found->phrase;
 }
 
 }  // namespace http

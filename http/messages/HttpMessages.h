@@ -47,13 +47,13 @@ struct Request {
     std::string method;                             // "GET"; case counts
     std::string target;                             // as received: "/path?query"
     std::string path;                               // decoded, without the query
-    std::multimap<std::string, std::string> query;  // decoded; a reader of single values takes the first
+    std::multimap<std::string, std::string> query;  // decoded; of repeated names, the first counts
     HeaderFields headers;                           // as received, in order
     std::string body;                               // decompressed
     std::string origin;                             // "http://127.0.0.1:8900", as the client reached the server
     std::string remote;                             // the client's address: "127.0.0.1"
 
-    /// When the reply has to be there. The client gets 503 if it is late.
+    /// When the reply is due. After that the client gets 503.
     TimePoint deadline = TimePoint::max();
 
     /// Becomes true when the client leaves or the server stops. Null: never.
@@ -62,7 +62,7 @@ struct Request {
     /// The value of the first header of that name, or an empty string.
     const std::string& header(std::string_view name) const { return headers.get(name); }
 
-    /// Whether work for this request is useless from now on: a handler that works for long asks now and then.
+    /// Whether the reply is no longer needed. Long-running handlers check this from time to time.
     bool isOver() const { return (abandoned && *abandoned) || std::chrono::steady_clock::now() >= deadline; }
 };
 

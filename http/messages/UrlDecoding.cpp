@@ -16,16 +16,16 @@ int digitOf(char c)
 
 }  // namespace
 
-std::string percentDecoded(std::string_view text, Plus plus)
+std::string percentDecoded(std::string_view string, Plus plus)
 {
     std::string decoded;
-    decoded.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size() && digitOf(text[i + 1]) >= 0 && digitOf(text[i + 2]) >= 0) {
-            decoded += static_cast<char>(digitOf(text[i + 1]) * 16 + digitOf(text[i + 2]));
+    decoded.reserve(string.size());
+    for (std::size_t i = 0; i < string.size(); ++i) {
+        if (string[i] == '%' && i + 2 < string.size() && digitOf(string[i + 1]) >= 0 && digitOf(string[i + 2]) >= 0) {
+            decoded += static_cast<char>(digitOf(string[i + 1]) * 16 + digitOf(string[i + 2]));
             i += 2;
         } else {
-            decoded += text[i] == '+' && plus == Plus::IsBlank ? ' ' : text[i];
+            decoded += string[i] == '+' && plus == Plus::IsBlank ? ' ' : string[i];
         }
     }
     return decoded;

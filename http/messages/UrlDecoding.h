@@ -12,8 +12,8 @@ enum class Plus {
     IsBlank,  // in a query or a form
 };
 
-/// Decodes percent-encoding. A '%' without two hexadecimal digits after it stays as it is.
-std::string percentDecoded(std::string_view text, Plus plus);
+/// Decodes percent-encoding. A '%' that two hexadecimal digits do not follow is unchanged.
+std::string percentDecoded(std::string_view string, Plus plus);
 
 /// Reads "name=value&name=value", in its order. A part without '=' is a name without a value; empty parts are skipped.
 std::multimap<std::string, std::string> parseQuery(std::string_view query);

@@ -1,5 +1,5 @@
-// Conversions between instants and strings. The C library's calendar does the arithmetic; zones by name come from a
-// library that leaves the process's TZ alone.
+// Conversions between instants and strings. The C library's calendar does the arithmetic; named zones come from
+// a library that does not change the process's TZ.
 #include "Clock.h"
 
 #include <array>

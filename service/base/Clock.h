@@ -1,5 +1,5 @@
-// Instants and zones as the service writes them. An instant is a count of seconds since 1970-01-01 00:00 UTC.
-// XmltvTime.h reads XMLTV's own format of times.
+// Instants and time zones, and the strings in which the service writes them. An instant is a count of seconds since
+// 1970-01-01 00:00 UTC. XmltvTime.h reads XMLTV's own format of times.
 #pragma once
 
 #include <cstdint>

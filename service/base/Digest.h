@@ -12,7 +12,7 @@
 
 namespace corvaned {
 
-/// SHA-1 of what is added, in order.
+/// SHA-1 of the strings added, in order.
 class Digest {
 public:
     Digest();

@@ -1,5 +1,5 @@
 // Errors that the operator of corvaned can correct: a missing file, a port in use, a broken listing. main.cpp prints
-// what() as one line and ends with exit code 1; any other exception is a defect of corvaned.
+// what() as one line and exits with code 1. Any other exception is a defect of corvaned.
 #pragma once
 
 #include <stdexcept>

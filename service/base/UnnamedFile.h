@@ -1,4 +1,4 @@
-// A file that no other program sees, and that is gone when its last user is.
+// A temporary file that no other program can open, and that disappears when its last descriptor is closed.
 #pragma once
 
 namespace corvaned {

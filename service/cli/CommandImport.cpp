@@ -1,5 +1,5 @@
-// `corvaned import`: fills a database from XMLTV listings. ListingFetch.h fetches those of the network, GuideImport.h
-// imports; here are options, progress and report. RepeatedImport.h does it again and again.
+// `corvaned import`: fills a database from XMLTV listings. This file has options, progress and report; ListingFetch.h
+// fetches listings from the network, GuideImport.h imports, RepeatedImport.h repeats.
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -94,7 +94,7 @@ void printReport(const ImportReport& report, const std::string& database, std::c
     }
 }
 
-// A guide that is not about now is mostly an old file, and clients would show nothing.
+// Warns about a guide without current programmes: usually the file is old, and clients would show nothing.
 void warnIfNotCurrent(const ImportReport& report, Instant now)
 {
     if (report.last <= now) {
@@ -108,11 +108,11 @@ void warnIfNotCurrent(const ImportReport& report, Instant now)
     }
 }
 
-// What an import is made of. Files are read when it begins; listings of the network have been fetched by then.
+// The input of an import. Files are read when it begins; listings from the network have been fetched before.
 struct Inputs {
     std::vector<ListingInput> listings;
     std::vector<Validators> versions;  // of the network's listings
-    bool areUnchanged = false;         // the guide was made of just these versions
+    bool areUnchanged = false;         // the guide was made from exactly these versions
 };
 
 std::vector<std::string> addressesOf(const ImportArguments& arguments)
@@ -163,7 +163,7 @@ Inputs gather(const ImportArguments& arguments, Store& store, const ProgressLine
         return inputs;
     }
     for (std::size_t i = 0; i < urls.size(); ++i) {
-        if (fetched[i].isUnchanged) {  // but another one is not, so that this one is needed, too
+        if (fetched[i].isUnchanged) {  // but another one has changed, so this one is needed, too
             fetched[i] = fetchListing(urls[i], {}, fetchOptions(arguments, urls[i], line));
         }
         inputs.versions.push_back(fetched[i].validators);
@@ -221,7 +221,8 @@ void importOnce(const ImportArguments& arguments)
     } catch (...) {
         line.clear();
         if (!existed) {
-            // Removes a new database without a guide: a later `serve` would start with it although the import failed.
+            // Removes a new database without a guide; otherwise a later `serve` would start with it although the import
+            // failed.
             for (const char* companion : {"", "-wal", "-shm"}) {
                 std::filesystem::remove(arguments.database + companion, failed);
             }
@@ -247,48 +248,43 @@ int runImport(const ImportArguments& arguments)
 Command addImport(CLI::App& app)
 {
     const auto arguments = std::make_shared<ImportArguments>();
-    CLI::App* const import = app.add_subcommand(
+    CLI::App* const command = app.add_subcommand(
         "import", "Fill a database from XMLTV listings (plain, .gz or .xz). They replace the guide in it.");
-    import->add_option("--db", arguments->database, "Database file; created if it is missing")->required();
-    import
-        ->add_option("listing", arguments->listings,
-                     "XMLTV files, or their addresses (http, https); together they become the guide. - is standard "
-                     "input")
+    command->add_option("--db", arguments->database, "Fill this database file; it is created if it is missing")
         ->required();
-    import->add_flag("--merge", arguments->isMerge,
-                     "Add to the guide instead of replacing it; at one time on one channel, the new listing counts");
-    import->add_flag("--today", arguments->today,
-                     "Move each listing that does not cover now so that it does: by whole weeks, or by whole days if "
-                     "it is shorter than a week");
-    import->add_option("--zone", arguments->zone,
-                       "Time zone in which moved programmes keep their time of day, such as Asia/Seoul or +09:00 "
-                       "(default: this machine's)");
-    import
+    command
+        ->add_option("listing", arguments->listings,
+                     "Read these XMLTV files or addresses (http, https); together they become the guide. - is "
+                     "standard input")
+        ->required();
+    command->add_flag("--merge", arguments->isMerge,
+                      "Add to the guide instead of replacing it; new programmes replace those that they overlap");
+    command->add_flag("--today", arguments->today,
+                      "Move each listing that does not cover now so that it does: by whole weeks, or by whole days if "
+                      "it is shorter than a week");
+    command->add_option("--zone", arguments->zone,
+                        "Keep the times of day of moved programmes in this zone, such as Asia/Seoul or +09:00 "
+                        "(default: this machine's)");
+    command
         ->add_option("--every", arguments->every,
-                     "Import again and again at this interval, such as 6h, 30m or 1d, until SIGTERM or SIGINT")
-        ->check([](const std::string& text) {
-            return intervalOf(text) ? std::string() : "'" + text + "' is not an interval such as 6h, 30m or 1d";
-});
-constexpr std::int64_t kMostMebibytes = 1 << 20;
-    import
-        ->add_option_function<std::int64_t>(
-            "--max-fetch",
-            [arguments](std::int64_t mebibytes) {
-                arguments->limits.bytes = static_cast<std::uint64_t>(mebibytes) << 20;
-    }  // namespace corvaned
-            ,
-            "MiB that a listing may have on its way")
+                     "Repeat the import at this interval, such as 6h, 30m or 1d, until SIGTERM or SIGINT")
+        ->check([](const std::string& interval) {
+            return intervalOf(interval) ? std::string() : "'" + interval + "' is not an interval such as 6h, 30m or 1d";
+        });
+    constexpr std::int64_t kMostMebibytes = 1 << 20;
+    const std::function<void(const std::int64_t&)> setBytes = [arguments](const std::int64_t& mebibytes) {
+        arguments->limits.bytes = static_cast<std::uint64_t>(mebibytes) << 20;
+    };
+    command->add_option_function("--max-fetch", setBytes, "Limit the size of a fetched listing, in MiB")
         ->default_str(std::to_string(FetchLimits().bytes >> 20))
         ->check(CLI::Range(std::int64_t{1}, kMostMebibytes));
-    import
-        ->add_option_function<std::int64_t>(
-            "--fetch-seconds",
-            [arguments](std::int64_t seconds) { arguments->limits.wholeTime = std::chrono::seconds(seconds);
-    },
-            "Seconds for fetching a listing")
+    const std::function<void(const std::int64_t&)> setSeconds = [arguments](const std::int64_t& seconds) {
+        arguments->limits.wholeTime = std::chrono::seconds(seconds);
+    };
+    command->add_option_function("--fetch-seconds", setSeconds, "Limit the time for fetching a listing, in seconds")
         ->default_str(std::to_string(FetchLimits().wholeTime.count()))
         ->check(CLI::Range(1, 86'400));
-    return {import, [arguments] { return runImport(*arguments); }};
-    }
+    return {command, [arguments] { return runImport(*arguments); }};
+}
 
-    }  // namespace corvaned
+}  // namespace corvaned

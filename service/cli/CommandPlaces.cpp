@@ -55,8 +55,9 @@ Command addImportPlaces(CLI::App& app)
     const auto arguments = std::make_shared<PlacesArguments>();
     CLI::App* const import =
         app.add_subcommand("import-places", "Replace the built-in places, headends and apps by those of a CSV file.");
-    import->add_option("--db", arguments->database, "Database file, as filled by 'corvaned import'")->required();
-    import->add_option("places", arguments->file, "CSV file; docs/running-the-service.md describes its rows")
+    import->add_option("--db", arguments->database, "Change this database, which 'corvaned import' has filled")
+        ->required();
+    import->add_option("places", arguments->file, "Read this CSV file; docs/running-the-service.md describes its rows")
         ->required();
     return {import, [arguments] { return runImportPlaces(*arguments); }};
 }

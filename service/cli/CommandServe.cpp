@@ -40,7 +40,7 @@ namespace {
 struct SecretArgument {
     std::string text;
     std::string file;
-    const CLI::Option* option = nullptr;  // of the text
+    const CLI::Option* option = nullptr;  // the option that sets `text`
 
     std::optional<std::string> value;
     bool isOnCommandLine = false;
@@ -68,7 +68,7 @@ struct ServeArguments {
     http::ServerLimits limits;
 };
 
-// The group may read it: a service of its own user gets its secrets that way.
+// Warns unless only owner and group can read the file. The group is allowed for services that run as their own user.
 void warnIfOthersRead(const std::string& path)
 {
     struct stat status {};
@@ -115,7 +115,7 @@ void SecretArgument::read(const CommandSettings& options)
     }
 }
 
-// Requires a secret if other machines can reach the service, unless the operator allows otherwise.
+// Requires a secret if other machines can reach the service, unless the operator waives it.
 // @return a warning, or ""
 std::string checkExposure(const ServeArguments& arguments, const http::ListenAddress& address)
 {
@@ -132,14 +132,15 @@ std::string checkExposure(const ServeArguments& arguments, const http::ListenAdd
         }
     }
     if (!arguments.secret.value && !arguments.appKey.value && !arguments.allowAnonymous) {
-        throw OperatorError(
-            fmt::format("--listen {} lets other machines in; give --secret-file or --app-key-file, so that only your "
-                        "clients are served, or --allow-anonymous to serve everyone",
-                        place));
+        throw OperatorError(fmt::format(
+            "--listen {} can be reached by other machines; give --secret-file or --app-key-file, so that only your "
+            "clients are served, or --allow-anonymous to serve everyone",
+            place));
     }
-    return fmt::format("corvaned: other machines can reach {}{}{}", place,
-                       arguments.secret.value || arguments.appKey.value ? "" : ", and everyone is served",
-                       arguments.certificate.empty() ? "; without --tls-cert, everything can be read on the way" : "");
+    return fmt::format(
+        "corvaned: other machines can reach {}{}{}", place,
+        arguments.secret.value || arguments.appKey.value ? "" : ", and everyone is served",
+        arguments.certificate.empty() ? "; without --tls-cert, others on the network can read everything" : "");
 }
 
 // The signals that the service waits for. They are blocked in every thread.
@@ -187,7 +188,7 @@ void makeHooks(const ServeArguments& arguments, const std::function<void(const s
         hooks.recorder.emplace(arguments.record, log);
     }
     if (!hooks.all().empty()) {
-        log("corvaned: for tests: replies are changed on purpose, kept or repeated");
+        log("corvaned: for tests: replies are altered, recorded or replayed");
     }
 }
 
@@ -228,7 +229,7 @@ void serveUntilStopped(const sigset_t& signals, Server& server, const std::funct
     }
 }
 
-// Clients of such a guide show nothing for now.
+// Warns about an empty or old guide, for which clients show no current programmes.
 void warnIfPast(Store& store, const std::function<void(const std::string&)>& log)
 {
     const Store::Lease lease = store.lease();
@@ -248,7 +249,7 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     const std::optional<http::ListenAddress> inherited = supervisor::inheritedAddress();
     const sigset_t signals = awaitedSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    // The service must not end because the reader of its log has.
+    // A closed reader of the log must not end the service.
     (void)std::signal(SIGPIPE, SIG_IGN);
     arguments.secret.read(options);
     arguments.appKey.read(options);
@@ -308,14 +309,15 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     std::fflush(stdout);
 
     serveUntilStopped(signals, server, log, [&] {
-        // The sample is to cover today however long the service runs; on the same day this changes nothing.
+        // Keeps the sample around today while the service runs for days. On the same day this changes nothing.
         if (sample) {
             importSample(store, systemNow(), zone);
         }
     });
     if (!server.stop()) {
-        // A handler still uses the store, so nothing can be destroyed. What was confirmed to clients is on the disk.
-        log("corvaned: a request was still being answered at the end");
+        // A handler still uses the store, so nothing can be destroyed. Changes that were confirmed to clients are on
+        // the disk.
+        log("corvaned: stopped before a request was answered");
         temporary.reset();
         std::_Exit(kDone);
     }
@@ -325,10 +327,10 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
 void addSecret(CLI::App& serve, const std::string& name, SecretArgument& secret, const std::string& what,
                const std::string& standard)
 {
-    CLI::Option* const file =
-        serve.add_option(name + "-file", secret.file, fmt::format("File with {} (default: {})", what, standard));
+    CLI::Option* const file = serve.add_option(name + "-file", secret.file,
+                                               fmt::format("Read {} from this file (default: {})", what, standard));
     secret.option =
-        serve.add_option(name, secret.text, "The same itself; on the command line, only for tests")->excludes(file);
+        serve.add_option(name, secret.text, "Set it as a value; on the command line only for tests")->excludes(file);
 }
 
 }  // namespace
@@ -336,40 +338,44 @@ void addSecret(CLI::App& serve, const std::string& name, SecretArgument& secret,
 Command addServe(CLI::App& app, const CommandSettings& settings)
 {
     const auto arguments = std::make_shared<ServeArguments>();
-    CLI::App* const serve = app.add_subcommand("serve", "Answer over HTTP.");
-    serve->add_option("--db", arguments->database, "Database that import has filled (default: the sample guide)");
+    CLI::App* const serve = app.add_subcommand("serve", "Serve a database over HTTP.");
+    serve->add_option("--db", arguments->database, "Serve this database (default: the sample guide)");
     serve->add_flag("--create", arguments->create,
                     "Create the database if it is missing; its guide is empty until the first import");
-    serve->add_option("--listen", arguments->listen, "Address and port; port 0 takes a free one")
+    serve->add_option("--listen", arguments->listen, "Listen on this address and port; port 0 takes a free one")
         ->capture_default_str();
-    addSecret(*serve, "--secret", arguments->secret, "the string that session tokens are mixed with", "empty");
-    addSecret(*serve, "--app-key", arguments->appKey, "the one application key that is accepted", "any");
+    addSecret(*serve, "--secret", arguments->secret, "the secret of session tokens", "empty");
+    addSecret(*serve, "--app-key", arguments->appKey, "the only accepted application key", "any");
     serve->add_flag("--allow-anonymous", arguments->allowAnonymous,
                     "Serve other machines without a secret or an application key");
-    CLI::Option* const certificate = serve->add_option("--tls-cert", arguments->certificate, "Certificate chain, PEM");
-    CLI::Option* const key = serve->add_option("--tls-key", arguments->key, "Its private key, PEM");
+    CLI::Option* const certificate = serve->add_option("--tls-cert", arguments->certificate,
+                                                       "Serve HTTPS with the certificate chain in this PEM file");
+    CLI::Option* const key = serve->add_option("--tls-key", arguments->key, "Use the private key in this PEM file");
     certificate->needs(key);
     key->needs(certificate);
     serve->add_option("--zone", arguments->zone,
-                      "Zone of the local time: Asia/Seoul or +09:00 (default: this machine's)");
-    serve->add_option("--statement-seconds", arguments->statementSeconds, "Seconds that one statement of SQL may run")
+                      "Use this zone for local times: Asia/Seoul or +09:00 (default: this machine's)");
+    serve
+        ->add_option("--statement-seconds", arguments->statementSeconds,
+                     "Limit the time of one SQL statement, in seconds")
         ->capture_default_str()
         ->check(CLI::Range(1, 3600));
-    serve->add_option("--session-hours", arguments->sessionHours, "Hours that a session lasts")
+    serve->add_option("--session-hours", arguments->sessionHours, "End a session after this many hours")
         ->capture_default_str()
         ->check(CLI::Range(1, 24 * 366));
     serve
         ->add_option("--log-lines-per-second", arguments->logLinesPerSecond,
-                     "Requests of one client address that are logged; the others are counted")
+                     "Log at most this many requests per second of each client address; count the others")
         ->capture_default_str();
-    CLI::Option* const allow = serve->add_flag("--allow-faults", arguments->allowFaults, "Let --fault break replies");
+    CLI::Option* const allow =
+        serve->add_flag("--allow-faults", arguments->allowFaults, "Allow --fault to break replies");
     serve
         ->add_option("--fault", arguments->faults,
                      "For tests: break the replies of a path, as in 'channel/schedule=delay 500'; repeatable")
         ->needs(allow);
     CLI::Option* const record =
-        serve->add_option("--record", arguments->record, "For tests: folder to keep every request and reply in");
-    serve->add_option("--replay", arguments->replay, "For tests: such a folder, to answer from it alone")
+        serve->add_option("--record", arguments->record, "For tests: store every request and reply in this folder");
+    serve->add_option("--replay", arguments->replay, "For tests: answer only from a folder that --record has filled")
         ->excludes(record);
     addLimitOptions(*serve, arguments->limits);
     return {serve, [arguments, &settings] { return runServe(*arguments, settings); }};

@@ -1,4 +1,4 @@
-// File and environment become arguments, which CLI11 checks like those of the command line.
+// Turns file and environment into arguments, which CLI11 checks like those of the command line.
 #include "CommandSettings.h"
 
 #include <algorithm>
@@ -135,8 +135,8 @@ std::string contentOf(const std::string& path)
     return content;
 }
 
-// One file's settings for one command. Settings of the command's table win over those outside of it; all other names
-// are checked, too, because a misspelt limit is no limit.
+// One file's settings for one command. Settings in the command's table override those outside it. All other names are
+// checked, too, because a misspelt limit would have no effect.
 class FileReader {
 public:
     FileReader(const CLI::App& app, const CLI::App& command, std::string name)
@@ -178,7 +178,7 @@ private:
         return nullptr;
     }
 
-    // A table inside only groups settings.
+    // A nested table only groups settings.
     void readTable(const toml::table& table, const CLI::App* owner)
     {
         for (const auto& [key, node] : table) {
@@ -231,7 +231,7 @@ std::string variableOf(const char* const* environment, std::string_view name)
     return "";
 }
 
-// Of options that exclude each other, such as secret and secret_file, the later source's counts.
+// Of options that exclude each other, such as secret and secret_file, the one of the later source counts.
 template <typename Values>
 void set(Values& values, const CLI::Option* option, typename Values::mapped_type value)
 {
@@ -393,7 +393,7 @@ std::vector<std::string> CommandSettings::arguments(int argc, const char* const*
 
 void CommandSettings::parse(int argc, const char* const* argv, const char* const* environment)
 {
-    // The first time finds the command and its options; what is missing may be in the file.
+    // The first pass finds the command and its options; missing ones may be in the file.
     std::exception_ptr failed;
     try {
         m_app.parse(argc, argv);

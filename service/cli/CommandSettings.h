@@ -3,13 +3,13 @@
 // CORVANED_MAX_CONNECTIONS in the environment.
 //
 //     db = "/var/lib/corvaned/guide.db"      # for every command that has the option
-//     [serve]                                # for this command, over a value above
+//     [serve]                                # for this command; overrides a value above
 //     listen = "127.0.0.1:8900"
 //     [import]
 //     listings = ["/srv/listings/guide.xml.gz"]
 //
-// The file is read if --config or CORVANED_CONFIG names it. The environment wins over the file and the command line
-// over both, as for corvane; an empty value counts as set.
+// The file is read if --config or CORVANED_CONFIG names it. The environment overrides the file, and the command
+// line overrides both, as for corvane; an empty value counts as set.
 #pragma once
 
 #include <map>
@@ -43,10 +43,10 @@ public:
     CommandSettings(const CommandSettings&) = delete;
     CommandSettings& operator=(const CommandSettings&) = delete;
 
-    /// Adds --config to each command that the app has by now.
+    /// Adds --config to each command that the app has so far.
     void addOption();
 
-    /// Parses a command line together with what file and environment add to it. Reports unknown variables on standard
+    /// Parses a command line together with the settings of file and environment. Reports unknown variables on standard
     /// error.
     /// @param environment  as `environ`: ends with a null pointer
     /// @throws CLI::ParseError if the command line is wrong, or has --help
@@ -59,8 +59,8 @@ public:
     /// The configuration file; empty if none was read.
     const std::string& file() const { return m_file; }
 
-    /// The name of a required list that file or environment set to no values while the command line has none either;
-    /// then parse() checks nothing else, and there is nothing to do. Empty otherwise.
+    /// The name of a required list that is empty in file or environment and missing on the command line; parse() then
+    /// checks nothing else, and there is nothing to do. Empty otherwise.
     const std::string& emptyList() const { return m_emptyList; }
 
 private:

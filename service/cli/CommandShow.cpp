@@ -97,7 +97,7 @@ void exportTo(std::FILE* file, Store& store, const std::string& path)
     }
 }
 
-// Writes to a temporary file, which gets its name only when it is complete.
+// Writes to a temporary file, which is renamed only when it is complete.
 int runExport(const std::string& database, const std::string& output)
 {
     Store store(database, Store::Mode::ReadOnly);
@@ -128,7 +128,7 @@ int runExport(const std::string& database, const std::string& output)
 std::shared_ptr<std::string> addDatabase(CLI::App& command)
 {
     auto database = std::make_shared<std::string>();
-    command.add_option("--db", *database, "Database file, as filled by 'corvaned import'")->required();
+    command.add_option("--db", *database, "Read this database, which 'corvaned import' has filled")->required();
     return database;
 }
 
@@ -153,7 +153,7 @@ Command addExport(CLI::App& app)
     CLI::App* const command =
         app.add_subcommand("export", "Write the guide as an XMLTV listing, on standard output or to a file.");
     const auto output = std::make_shared<std::string>();
-    command->add_option("--output", *output, "File to write; - is standard output, the default");
+    command->add_option("--output", *output, "Write this file; - is standard output, the default");
     return {command, [database = addDatabase(*command), output] { return runExport(*database, *output); }};
 }
 

@@ -1,4 +1,4 @@
-// The subcommands of corvaned, a file each: CommandServe.cpp, CommandImport.cpp, CommandPlaces.cpp,
+// The subcommands of corvaned, one file each: CommandServe.cpp, CommandImport.cpp, CommandPlaces.cpp,
 // CommandShow.cpp. main.cpp lists them.
 #pragma once
 

@@ -22,18 +22,21 @@ struct CountOption {
 
 constexpr std::int64_t kMany = 1 << 30;
 constexpr CountOption kCounts[] = {
-    {"--max-connections", &Limits::connections, 1, 1'000'000, "Connections in all"},
+    {"--max-connections", &Limits::connections, 1, 1'000'000, "Limit the number of connections"},
     {"--max-connections-per-address", &Limits::connectionsPerAddress, 1, 1'000'000,
-     "Connections of one client address"},
-    {"--max-requests-per-connection", &Limits::requestsPerConnection, 1, kMany, "Requests of one connection"},
-    {"--max-request-line", &Limits::requestLineBytes, 256, 1 << 20, "Bytes of a request line"},
-    {"--max-header-bytes", &Limits::headerBytes, 256, 1 << 20, "Bytes of a request's header"},
-    {"--max-header-fields", &Limits::headerCount, 8, 10'000, "Fields of a request's header"},
-    {"--max-body", &Limits::bodyBytes, 1, kMany, "Bytes of a request's body, also after decompression"},
-    {"--max-body-memory", &Limits::bodyBytesInAll, 1, kMany, "Bytes of bodies kept for all connections together"},
-    {"--max-unsent-memory", &Limits::unsentBytesInAll, 1, kMany, "Bytes of replies kept for slow clients together"},
-    {"--max-waiting", &Limits::waitingRequests, 1, 1'000'000, "Requests that wait for a worker"},
-    {"--workers", &Limits::handlers, 1, 256, "Threads that answer requests"},
+     "Limit the connections of each client address"},
+    {"--max-requests-per-connection", &Limits::requestsPerConnection, 1, kMany,
+     "Close a connection after this many requests"},
+    {"--max-request-line", &Limits::requestLineBytes, 256, 1 << 20, "Limit the bytes of a request line"},
+    {"--max-header-bytes", &Limits::headerBytes, 256, 1 << 20, "Limit the bytes of a request's header"},
+    {"--max-header-fields", &Limits::headerCount, 8, 10'000, "Limit the fields of a request's header"},
+    {"--max-body", &Limits::bodyBytes, 1, kMany, "Limit the bytes of a request's body, also after decompression"},
+    {"--max-body-memory", &Limits::bodyBytesInAll, 1, kMany,
+     "Limit the bytes of bodies kept for all connections together"},
+    {"--max-unsent-memory", &Limits::unsentBytesInAll, 1, kMany,
+     "Limit the bytes of replies kept for slow clients together"},
+    {"--max-waiting", &Limits::waitingRequests, 1, 1'000'000, "Limit the requests that wait for a worker"},
+    {"--workers", &Limits::handlers, 1, 256, "Answer requests on this many threads"},
 };
 
 struct TimeOption {
@@ -43,14 +46,15 @@ struct TimeOption {
 };
 
 constexpr TimeOption kTimes[] = {
-    {"--handshake-seconds", &Limits::handshakeTime, "Seconds for a TLS handshake"},
-    {"--idle-seconds", &Limits::idleTime, "Seconds that a connection may be idle"},
-    {"--header-seconds", &Limits::headerTime, "Seconds for a request's header"},
-    {"--body-seconds", &Limits::bodyTime, "Seconds for a request's body"},
-    {"--reply-seconds", &Limits::handlerTime, "Seconds until a reply must be made"},
-    {"--send-pause-seconds", &Limits::sendPauseTime, "Seconds that a client may read nothing of a reply"},
-    {"--send-seconds", &Limits::sendTime, "Seconds for sending a whole reply"},
-    {"--stop-seconds", &Limits::stopTime, "Seconds until the service ends after SIGTERM"},
+    {"--handshake-seconds", &Limits::handshakeTime, "Limit the time of a TLS handshake, in seconds"},
+    {"--idle-seconds", &Limits::idleTime, "Close a connection that is idle for this many seconds"},
+    {"--header-seconds", &Limits::headerTime, "Limit the time to receive a request's header, in seconds"},
+    {"--body-seconds", &Limits::bodyTime, "Limit the time to receive a request's body, in seconds"},
+    {"--reply-seconds", &Limits::handlerTime, "Answer 503 if a reply takes longer than this many seconds"},
+    {"--send-pause-seconds", &Limits::sendPauseTime,
+     "Close a connection whose client reads nothing for this many seconds"},
+    {"--send-seconds", &Limits::sendTime, "Limit the time to send a whole reply, in seconds"},
+    {"--stop-seconds", &Limits::stopTime, "End at most this many seconds after SIGTERM"},
 };
 
 }  // namespace

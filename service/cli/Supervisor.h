@@ -11,17 +11,17 @@
 namespace corvaned::supervisor {
 
 /// The address of the socket that the manager listens on for this process; nothing if it passed none. To be called
-/// once, before threads are started, since it changes the environment.
+/// once, before threads are started, because it changes the environment.
 /// @throws OperatorError if there are several, http::HttpSetupError if it cannot be served
 std::optional<http::ListenAddress> inheritedAddress();
 
-/// Requests are answered from now on. `status` is shown to the operator.
+/// Announces that requests are answered from now on. `status` is shown to the operator.
 void announceReady(const std::string& status);
-/// Files are being read again; announceReady() ends it.
+/// Announces that files are being read again, until announceReady().
 void announceReload();
 void announceStop();
 
-/// The time within which the manager wants to hear from reportAlive(); nothing if it does not watch.
+/// The time within which the manager expects a call of reportAlive(); nothing if it has no watchdog for this process.
 std::optional<std::chrono::milliseconds> watchdogTime();
 void reportAlive();
 

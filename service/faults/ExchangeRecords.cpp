@@ -92,11 +92,11 @@ void ExchangeRecorder::observe(const http::Request& request, std::string_view by
     const std::string text = requestText(request);
     const std::lock_guard<std::mutex> lock(m_lock);
     ++m_kept;
-    // Writes the reply first: ExchangePlayer takes an exchange for complete once it has a request.
+    // Writes the reply first: ExchangePlayer considers an exchange complete once it has a request.
     for (const auto& [kind, content] : {std::pair<const char*, std::string_view>("reply", bytes), {"request", text}}) {
         const fs::path file = fs::path(m_folder) / fileName(m_kept, kind);
         if (!writeFile(file, content)) {
-            m_log(fmt::format("corvaned: cannot write {}: {}; this exchange is not kept", file.string(),
+            m_log(fmt::format("corvaned: cannot write {}: {}; this exchange is not recorded", file.string(),
                               std::strerror(errno)));
             std::error_code ignored;
             fs::remove(fs::path(m_folder) / fileName(m_kept, "reply"), ignored);
@@ -114,7 +114,7 @@ ExchangePlayer::ExchangePlayer(const std::string& folder)
         ++number;
     }
     if (number == 1) {
-        throw OperatorError(fmt::format("cannot replay {}: it holds no {}; name a folder that --record has filled",
+        throw OperatorError(fmt::format("cannot replay {}: it contains no {}; name a folder that --record has filled",
                                         folder, fileName(1, "request")));
     }
     // In reverse, so that the earliest reply is at the end of its list.
@@ -129,7 +129,7 @@ std::optional<std::string> ExchangePlayer::answerInstead(const http::Request& re
     const std::lock_guard<std::mutex> lock(m_lock);
     const auto found = m_replies.find(request.method + " " + request.target);
     if (found == m_replies.end()) {
-        const http::Reply reply = failure(ServiceCode::NotFound, "no such exchange was recorded");
+        const http::Reply reply = failure(ServiceCode::NotFound, "this exchange was not recorded");
         return fmt::format("HTTP/1.1 {} {}\r\nContent-Type: application/json\r\nContent-Length: {}\r\n\r\n{}",
                            reply.status, http::reasonPhrase(reply.status), reply.body.size(), reply.body);
     }

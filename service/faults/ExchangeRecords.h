@@ -1,5 +1,5 @@
 // For tests of clients: records exchanges in a folder and replays them. An exchange is two files, 000001.request and
-// 000001.reply, with the bytes as sent, except what identifies the sender.
+// 000001.reply, with the bytes as sent, except headers that identify the sender.
 #pragma once
 
 #include <functional>

@@ -59,7 +59,7 @@ void replaceByBomb(http::Reply& reply, std::int64_t mebibytes)
 
 void replaceByStatus(http::Reply& reply, std::int64_t status)
 {
-    reply = failure(ServiceCode::Fault, "this failure was asked for");
+    reply = failure(ServiceCode::Fault, "injected failure");
     reply.status = static_cast<int>(status);
 }
 
@@ -109,11 +109,11 @@ constexpr std::int64_t kMany = 1 << 30;
 constexpr FaultKind kFaultKinds[] = {
     {"delay", 1000, 0, kHour, nullptr, &sendLate},               // milliseconds before the reply
     {"drip", 100, 1, kHour, nullptr, &sendDrops},                // milliseconds after each byte
-    {"stall", 20, 0, kMany, nullptr, &sendPart<End::Stall>},     // bytes, then silence
+    {"stall", 20, 0, kMany, nullptr, &sendPart<End::Stall>},     // bytes, then nothing more
     {"truncate", 20, 0, kMany, nullptr, &sendPart<End::Close>},  // bytes, then the end
     {"reset", 0, 0, kMany, nullptr, &sendPart<End::Reset>},      // bytes, then a reset
     {"length", -1, -kMany, kMany, nullptr, &sendWrongLength},    // added to Content-Length
-    {"html", 0, 0, 0, &replaceByHtml, nullptr},                  // a page for people
+    {"html", 0, 0, 0, &replaceByHtml, nullptr},                  // an HTML page instead of the reply
     {"types", 0, 0, 0, &replaceTypes, nullptr},                  // numbers for strings, objects for lists
     {"bomb", 100, 1, 1024, &replaceByBomb, nullptr},             // MiB of zeros, compressed
     {"status", 503, 400, 599, &replaceByStatus, nullptr},        // of HTTP

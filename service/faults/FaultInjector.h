@@ -1,5 +1,5 @@
-// For tests of clients: replies that come late, broken or not at all, if the operator asks for them. The faults are the
-// rows of kFaultKinds in FaultInjector.cpp.
+// For tests of clients: delays, damages or withholds replies if the operator requests it. The faults are the rows of
+// kFaultKinds in FaultInjector.cpp.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 namespace corvaned {
 
-/// One rule: what happens to the replies of one path.
+/// One rule: the fault of the replies of one path.
 struct InjectedFault {
     std::string path;       // "channel/schedule", "/openapi/service/..." or "*"
     std::size_t kind = 0;   // row of kFaultKinds
@@ -27,7 +27,7 @@ struct InjectedFault {
     bool concerns(std::string_view requestPath) const;
 };
 
-/// Changes replies as its rules say.  [any thread]
+/// Changes replies according to its rules.  [any thread]
 class FaultInjector final : public http::ExchangeHook {
 public:
     /// @param faults  as InjectedFault::parse reads them; if several are for one path, the first counts

@@ -1,5 +1,5 @@
-// Which versions of which listings the guide was made of, kept in the database, so that a fetch of the same versions
-// costs one exchange.
+// Keeps in the database from which versions of which listings the guide was made, so that fetching unchanged listings
+// costs one exchange each.
 #pragma once
 
 #include <string>
@@ -10,12 +10,12 @@
 
 namespace corvaned {
 
-/// The versions of the listings in the guide, in the order of the addresses. All are empty unless the guide was made of
-/// exactly these listings.
+/// The versions of the listings in the guide, in the order of the addresses. All are empty unless the guide was made
+/// from exactly these listings.
 std::vector<Validators> knownVersions(sqlite::Connection& connection, const std::vector<std::string>& urls);
 
-/// Keeps the versions that the guide, just imported, was made of. Of the addresses only digests are kept, because an
-/// address may hold a key.
+/// Stores the versions from which the guide has just been imported. Stores only digests of the addresses, because an
+/// address may contain a key.
 void rememberVersions(sqlite::Connection& connection, const std::vector<std::string>& urls,
                       const std::vector<Validators>& versions);
 

@@ -1,4 +1,4 @@
-// One Transfer is one exchange of libcurl; fetchListing() repeats it while that helps.
+// A Transfer makes one exchange with libcurl; fetchListing() repeats it after failures that may be temporary.
 #include "ListingFetch.h"
 
 #include <algorithm>
@@ -180,7 +180,7 @@ std::size_t Transfer::takeHeader(std::string_view line)
     const std::string_view name = line.substr(0, line.find(':'));
     const std::string_view value = trimmed(line.substr(std::min(name.size() + 1, line.size())));
     if (startsWith(line, "HTTP/")) {
-        m_validators = {};  // those before were of a redirection
+        m_validators = {};  // those seen before were of a redirection
         m_rangeBegin = 0;
     } else if (value.size() > kLongest) {
         return line.size();
@@ -195,7 +195,7 @@ std::size_t Transfer::takeHeader(std::string_view line)
     return line.size();
 }
 
-// Of a reply that is not the rest asked for, the file starts anew.
+// If the reply is not the requested rest, the file starts again.
 bool Transfer::beginBody()
 {
     m_isInBody = true;
@@ -214,7 +214,7 @@ bool Transfer::beginBody()
 std::size_t Transfer::takeBytes(std::string_view bytes)
 {
     if (status() != 200 && status() != 206) {
-        return bytes.size();  // the page of an error
+        return bytes.size();  // the body of an error, which is dropped
     }
     if (!m_isInBody && !beginBody()) {
         return 0;
@@ -231,7 +231,7 @@ std::size_t Transfer::takeBytes(std::string_view bytes)
     return bytes.size();
 }
 
-// Whether another attempt may do better.
+// Whether another attempt may succeed.
 bool isPassing(CURLcode result)
 {
     constexpr CURLcode kPassing[] = {CURLE_COULDNT_CONNECT, CURLE_PARTIAL_FILE, CURLE_GOT_NOTHING,
@@ -323,7 +323,7 @@ FetchedListing fetchListing(const std::string& url, const Validators& known, con
     const FetchLimits& limits = options.limits;
     const std::string name = addressForMessages(url);
     const std::shared_ptr<std::FILE> file = temporaryFile();
-    Validators partly;  // of what the file has
+    Validators partly;  // of the part in the file
     std::uint64_t size = 0;
     std::chrono::milliseconds pause = limits.pause;
     for (int attempt = 1;; ++attempt) {
@@ -358,7 +358,7 @@ FetchedListing fetchListing(const std::string& url, const Validators& known, con
         }
         if (status == 200) {
             partly = transfer.validators();
-            // A weak tag does not vouch for bytes (RFC 9110, 13.1.5).
+            // A weak tag does not guarantee the same bytes (RFC 9110, 13.1.5).
             if (startsWith(partly.etag, "W/")) {
                 partly.etag.clear();
             }
@@ -371,7 +371,7 @@ FetchedListing fetchListing(const std::string& url, const Validators& known, con
         }
         if (options.warn) {
             options.warn(fmt::format("{}: {}; {}", name, reasonOf(transfer, result),
-                                     size > 0 ? fmt::format("going on after {} bytes", size) : "starting again"));
+                                     size > 0 ? fmt::format("continuing after {} bytes", size) : "starting again"));
         }
         std::this_thread::sleep_for(pause);
         pause *= 2;

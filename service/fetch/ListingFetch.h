@@ -1,5 +1,5 @@
 // Listings from the network, by HTTP or HTTPS (RFC 9110). A listing is fetched whole before any of it is read, so that
-// a broken connection never makes half a guide. FetchedListings.h keeps what makes a second fetch cheap.
+// a broken connection never gives half a guide. FetchedListings.h stores versions, which make a second fetch cheap.
 #pragma once
 
 #include <chrono>
@@ -12,7 +12,7 @@
 
 namespace corvaned {
 
-/// What a server says about the version of a listing; empty if it does not.
+/// The version of a listing according to the server; empty if it sends none.
 struct Validators {
     std::string etag;
     std::string lastModified;
@@ -25,14 +25,14 @@ struct FetchLimits {
     std::chrono::seconds connectTime{30};
     std::chrono::seconds stallTime{60};     // without a byte
     std::chrono::seconds wholeTime{1800};   // of one attempt
-    int attempts = 4;                       // after a connection broke, the next goes on where it broke
+    int attempts = 4;                       // after a broken connection, the next attempt continues where it broke
     std::chrono::milliseconds pause{1000};  // before the second attempt; doubled for each further one
 };
 
 struct FetchOptions {
     FetchLimits limits;
 
-    /// Called now and then. expected is 0 if the server does not say it.
+    /// Called from time to time. expected is 0 if the server does not send the size.
     std::function<void(std::uint64_t received, std::uint64_t expected)> progress;
 
     /// Called when a connection has broken and the next attempt follows; one line.
@@ -40,7 +40,7 @@ struct FetchOptions {
 };
 
 struct FetchedListing {
-    bool isUnchanged = false;  // the server has no other version than the known one; there are no bytes then
+    bool isUnchanged = false;  // the server has only the known version; there are no bytes then
     Validators validators;
     std::function<std::unique_ptr<ByteSource>()> open;  // unpacked; the file lives as long as this or a source
 };
@@ -51,9 +51,9 @@ bool isListingAddress(const std::string& text);
 /// The address without a user, a password and a query, which may hold a key: for messages.
 std::string addressForMessages(const std::string& url);
 
-/// Fetches a listing into a temporary file without a name, which ends with the process, however that ends.
-/// @param known  of the version that the caller has; empty: fetch whatever there is
-/// @throws OperatorError if the listing cannot be had whole within the limits
+/// Fetches a listing into an unnamed temporary file, which never outlives the process.
+/// @param known  the version that the caller has; empty to fetch in any case
+/// @throws OperatorError if the whole listing cannot be fetched within the limits
 FetchedListing fetchListing(const std::string& url, const Validators& known, const FetchOptions& options);
 
 }  // namespace corvaned

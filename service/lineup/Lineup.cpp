@@ -193,7 +193,7 @@ std::vector<Question> quiz(sqlite::Connection& connection, std::string_view head
             numbers.insert(station.number);
         }
     }
-    // Each time, asks for the number that distinguishes most headends; if several do, for the first of them.
+    // Always chooses the number that distinguishes the most headends; of several, the first.
     std::vector<Question> questions;
     while (groups.size() < headends.size()) {
         std::vector<std::vector<std::size_t>> best;

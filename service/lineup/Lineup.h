@@ -35,7 +35,7 @@ struct Headend {
     std::string operatorName;
     std::string serviceType;
     std::string satellite;
-    std::string city;  // the first city asked for that it serves
+    std::string city;  // the first requested city that it serves
     std::vector<Device> devices;
 };
 
@@ -69,9 +69,9 @@ struct Question {
     std::vector<Answer> answers;  // one for every headend
 };
 
-/// Questions that tell apart the headends that share a city with the given one, including that one; as few as found. A
-/// viewer who answers each with the channel at its number is left with exactly one headend, unless several have equal
-/// line-ups.
+/// Questions that distinguish the headends that share a city with the given one, including that one; as few as
+/// possible. A viewer who answers each with the channel at its number is left with exactly one headend, unless several
+/// have equal line-ups.
 /// @param headend  empty: all headends
 std::vector<Question> quiz(sqlite::Connection& connection, std::string_view headend);
 

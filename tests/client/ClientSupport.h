@@ -1,4 +1,4 @@
-// A Client on an object of the plug-in, and a host that answers when the test says.
+// A Client on a plug-in object, and a host that answers when the test tells it to.
 #pragma once
 
 #include <memory>

@@ -1,5 +1,5 @@
 // An executor without a network that keeps the contract, or breaks one clause: the environment variable CONTRACT_FAULT
-// names the fault. The path of a URL says how its exchange ends, as at the server of corvane-contract.
+// names the fault. The path of a URL decides the outcome of its exchange, as on the server of corvane-contract.
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>

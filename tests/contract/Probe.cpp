@@ -30,7 +30,7 @@ void answer(int connection)
         request.append(piece, static_cast<std::size_t>(got));
     }
     if (request.find(" /never") != std::string::npos) {
-        // Until the other side gives up.
+        // Reads until the client gives up.
         while (recv(connection, piece, sizeof piece, 0) > 0) {
         }
     } else {
@@ -72,7 +72,7 @@ class Probe::Request final : public W::HttpRequest {
 public:
     using HttpRequest::HttpRequest;
     ~Request() override { ++s_deleted; }
-    // Deleting one is counted; its memory is not the heap's.
+    // Deletions are counted. The memory does not belong to the heap.
     static void operator delete(void* /*memory*/) {}
     static void* operator new(std::size_t /*size*/, void* memory) { return memory; }
 };
@@ -125,7 +125,7 @@ void Probe::complete(W::SESSION_STATUS status, W::HttpRequest* request, void* us
         probe.m_status = status;
         probe.m_code = request->response().getHttpResponseCode();
         probe.m_payload = request->response().getPayload();
-        // What the callback calls is not the check's own call.
+        // Calls that the callback makes are not the check's own.
         const int outer = std::exchange(s_inCall, 0);
         if (probe.m_onCompletion) {
             probe.m_onCompletion(probe);
@@ -137,7 +137,7 @@ void Probe::complete(W::SESSION_STATUS status, W::HttpRequest* request, void* us
 
 bool returns(std::function<void()> action, std::chrono::milliseconds patience)
 {
-    // Shared, since the thread may be left behind.
+    // Shared, because the thread may be abandoned.
     const auto done = std::make_shared<Event>();
     std::thread([action = std::move(action), done] {
         action();

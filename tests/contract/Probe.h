@@ -1,4 +1,4 @@
-// What the checks of the contract are made of: a server that answers as its paths say, and requests that are watched.
+// Parts of the checks of the contract: a server whose paths decide its replies, and requests that record their use.
 #pragma once
 
 #include <atomic>
@@ -13,9 +13,9 @@
 
 namespace contract {
 
-/// How long the executor may take for what should happen at once, before that counts as never.
+/// The longest wait for an event that should happen at once.
 inline std::chrono::milliseconds g_patience{5000};
-/// How long a check looks for something that must not happen.
+/// How long a check watches for an event that must not happen.
 inline constexpr std::chrono::milliseconds kQuiet{200};
 
 /// Serves HTTP on a loopback port until the process ends. /ok answers "ok"; /slow does so after half a second; /never
@@ -48,10 +48,10 @@ private:
     bool m_set = false;
 };
 
-/// A request in memory of its own, so that it can be made inaccessible.
+/// A request on its own memory pages, so that they can be made inaccessible.
 class Probe {
 public:
-    /// @param onCompletion  called in the completion, after the outcome was noted
+    /// @param onCompletion  called in the completion, after the outcome was recorded
     explicit Probe(const std::string& url, W::UINT64 id = 1, std::function<void(Probe&)> onCompletion = {},
                    const W::HttpHeader& header = {});
     /// A probe is never freed: the executor may still know it.
@@ -73,7 +73,7 @@ public:
     /// Whether a completion ran inside add() or cancel(), on the thread that called them.
     bool wasOnCallersStack() const { return m_onCallersStack; }
 
-    /// Requests that somebody else deleted.
+    /// The number of requests that the executor deleted.
     static int deleted();
 
 private:
@@ -91,7 +91,7 @@ private:
 };
 
 /// Runs `action` on another thread.
-/// @return whether it returned in time; if not, the thread is left behind
+/// @return whether it returned in time; if not, the thread is abandoned
 bool returns(std::function<void()> action, std::chrono::milliseconds patience = g_patience);
 
 }  // namespace contract

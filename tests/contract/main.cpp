@@ -1,6 +1,6 @@
 // corvane-contract: checks that an HTTP executor keeps the contract X1 to X5 of framework/HttpDelegator.h.
 //
-// Each check runs in a process of its own, so that an executor that hangs or crashes fails that check only.
+// Each check runs in a separate process, so that an executor that hangs or crashes fails that check only.
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -40,7 +40,7 @@ std::string url(const char* path)
     return g_url + path;
 }
 
-// A check returns what is wrong; nothing if the clause holds.
+// A check returns the problem; nothing if the clause holds.
 using Problem = std::string;
 
 const char* const kNeverCompleted = "an accepted request was not completed";
@@ -99,7 +99,7 @@ Problem notOnTheCallersStack()
 
 Problem refusedIsForgotten()
 {
-    // As many as make an executor with a limit refuse some.
+    // Enough requests for an executor with a limit to refuse some.
     constexpr int kMany = 400;
     constexpr W::UINT64 kId = 5;
     std::deque<Probe> probes;
@@ -147,7 +147,7 @@ Problem holdsNoLock()
 
 Problem forgetsWhatCompleted()
 {
-    // The completion takes the request away; an executor that touches it afterwards crashes.
+    // The completion makes the request inaccessible; an executor that touches it afterwards crashes.
     const auto forbid = [](Probe& probe) { probe.forbid(); };
     std::deque<Probe> probes;
     for (int count = 0; count < 10; ++count) {
@@ -335,7 +335,7 @@ Problem timesOut()
     probe.add();
     if (!probe.wait(g_timeLimit)) {
         return "a request without an answer was not completed within " + std::to_string(g_timeLimit.count() / 1000) +
-               " s; if the executor waits longer, say so with --time-limit";
+               " s; if the executor waits longer, set --time-limit";
     }
     return probe.status() != W::session::kCompleted ? Problem() : "a request without an answer succeeded";
 }
@@ -346,7 +346,7 @@ struct Check {
     std::string_view clause;
     const char* what;
     Problem (*run)();
-    const char* crash;  ///< what a segmentation fault means
+    const char* crash;  ///< the meaning of a segmentation fault
 };
 
 const char* const kCrash = "the executor crashed";
@@ -371,7 +371,7 @@ const Check kChecks[] = {
     {"X5", "a request without an answer times out", timesOut, kCrash},
 };
 
-/// Loads the library and gives its executor.
+/// Loads the library and its executor.
 Problem load(const char* library)
 {
     void* const handle = dlopen(library, RTLD_NOW | RTLD_GLOBAL);
@@ -385,7 +385,7 @@ Problem load(const char* library)
     W::HttpDelegator* (*getInstance)() = nullptr;
     std::memcpy(&getInstance, &symbol, sizeof getInstance);
     g_executor = getInstance();
-    return g_executor ? Problem() : std::string(library) + ": W::HttpDelegator::getInstance() gives null";
+    return g_executor ? Problem() : std::string(library) + ": W::HttpDelegator::getInstance() returns null";
 }
 
 /// Runs in the child; an exception of the executor ends it.
@@ -411,7 +411,7 @@ Problem runApart(const Check& check, const char* library)
         close(ends[0]);
         const Problem problem = runHere(check, library);
         const bool written = write(ends[1], problem.data(), problem.size()) == static_cast<ssize_t>(problem.size());
-        // Not exit(): threads are left behind.
+        // Not exit(): threads may still run.
         _exit(problem.empty() && written ? 0 : kFailed);
     }
     close(ends[1]);
@@ -439,11 +439,11 @@ constexpr const char* kHelp = R"(Check that an HTTP executor keeps the contract 
 
 Usage: corvane-contract [OPTIONS] LIBRARY [CLAUSE...]
 
-  LIBRARY               shared library that defines W::HttpDelegator::getInstance()
-  CLAUSE                check only these, such as X4 (default: all)
+  LIBRARY               check this shared library, which defines W::HttpDelegator::getInstance()
+  CLAUSE                check only these clauses, such as X4 (default: all)
 
-  --patience SECONDS    wait so long for what should happen at once (default: 5)
-  --time-limit SECONDS  the executor's longest time-out (default: 90)
+  --patience SECONDS    wait this long for events that should happen at once (default: 5)
+  --time-limit SECONDS  set the executor's longest time-out (default: 90)
   --list                list the checks and exit
   --help                print this help and exit
 

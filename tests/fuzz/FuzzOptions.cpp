@@ -1,5 +1,5 @@
 // The provider's options: the first byte chooses the operation, '0' for key 3 and on; then a line per option, in the
-// order of their names. Whatever they hold, the operation is refused, or sent and answered once.
+// order of their names. Whatever their values, the operation must be refused, or sent and answered once.
 #include "Fuzz.h"
 
 #include <map>
@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace W::test;
     static FakeHost host;
     static void* const s_library = dlopen("liboauth.so.0", RTLD_NOW | RTLD_LOCAL);
-    require(s_library != nullptr, "the library is there");
+    require(s_library != nullptr, "the library is loaded");
     static W::WVorelOAI object;
     static const std::map<std::string, std::string> s_usual = [] {
         host.keepsLines = false;

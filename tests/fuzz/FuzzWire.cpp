@@ -1,5 +1,5 @@
-// URLs and headers on their way to the wire: the first line is a URL, each further one a header. What is sent must
-// be a request line and header lines and nothing else.
+// URLs and headers of requests: the first line is a URL, each further one a header. The bytes on the wire must be
+// exactly one request line and the header lines.
 #include "Fuzz.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// XMLTV listings, plain and compressed. What is read must be usable.
+// XMLTV listings, plain and compressed. Every channel and programme that is read must be usable.
 #include "Fuzz.h"
 
 #include <string>

@@ -1,4 +1,4 @@
-// The command corvane as people and scripts use it: exit codes, one clear line for each failure, and the guide of a
+// The command corvane in use by people and scripts: exit codes, one clear line for each failure, and the guide of a
 // scripted service.
 #include <ctime>
 #include <filesystem>
@@ -414,7 +414,7 @@ TEST(Today, DownloadsTodaysFilesFromTheService)
                 AllOf(HasSubstr("cannot ask for today's files: the service has none"), HasSubstr("hint: ")));
 }
 
-/// A schedule of one morning that is long past.
+/// A schedule of one morning in the past.
 constexpr const char* kSchedule = R"({"rsp":{"stat":"OK","channel":[
     {"source":"S1","name":"One","number":"1","content":[
         {"id":"1","title":"Early","starttime":"2020-02-29T06:10:00Z","duration":"50"},
@@ -458,7 +458,7 @@ TEST(Today, TakesTheOptionsOfGuideAndTheZoneOfTheMachine)
     EXPECT_THAT(none.errors, HasSubstr("none of these channels"));
 }
 
-TEST(Today, WhatRunsNowIsMarked)
+TEST(Today, MarksCurrentProgrammes)
 {
     const ScratchDirectory scratch;
     const std::string file = scratch.write(
@@ -486,8 +486,8 @@ TEST(Today, NamesFilesThatAreNotSchedulesWithTheReason)
         {large, "it has 67108865 bytes; at most 64 MiB are read (status -403)"},
         {scratch.write("text", "<html>"), "is not a schedule file: it is not JSON (status -56)"},
         {scratch.write("empty", ""), "is not a schedule file: it is not JSON (status -56)"},
-        {scratch.write("err", R"({"rsp":{"err":{"code":"1"},"channel":[{}]}})"), "holds an error or no channels"},
-        {scratch.write("bare", "{}"), "holds an error or no channels (status -57)"},
+        {scratch.write("err", R"({"rsp":{"err":{"code":"1"},"channel":[{}]}})"), "contains an error or no channels"},
+        {scratch.write("bare", "{}"), "contains an error or no channels (status -57)"},
         {scratch.write("odd", "[1]"), "(status -57)"},
     };
     for (const auto& row : rows) {

@@ -118,9 +118,9 @@ TEST(Configuration, BaseUrlLosesTrailingSlashes)
     configuration.set("vorel_base_url", "http://127.0.0.1:8900//", "test");
     EXPECT_EQ(option(configuration, "vorel_base_url"), "http://127.0.0.1:8900");
     configuration.set("base_url", "http://h/path", "test");
-    EXPECT_EQ(configuration.text("base_url"), "http://h/path");
+    EXPECT_EQ(configuration.value("base_url"), "http://h/path");
     configuration.set("base_url", "", "test");
-    EXPECT_EQ(configuration.text("base_url"), "");
+    EXPECT_EQ(configuration.value("base_url"), "");
 }
 
 TEST(SettingsFile, ReadsTomlValuesAsStrings)
@@ -155,7 +155,7 @@ TEST(SettingsFile, ReadsTomlValuesAsStrings)
         Configuration configuration;
         readSettings(row.contents, "file", configuration);
         EXPECT_TRUE(configuration.isSet("country"));
-        EXPECT_EQ(configuration.text("country"), row.value);
+        EXPECT_EQ(configuration.value("country"), row.value);
         EXPECT_THAT(configuration.complaints(), IsEmpty());
     }
 }

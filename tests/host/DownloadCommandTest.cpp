@@ -1,4 +1,4 @@
-// `corvane download` as people and scripts use it: its output, the files that it leaves, and early ends.
+// `corvane download`: its output, the files that it leaves, and early ends.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -214,7 +214,7 @@ private:
     std::string m_output;
 };
 
-/// Sends half of a file, and the rest when goOn is open.
+/// Sends half of a file, and the rest when the gate goOn is open.
 struct HalfServer {
     support::Gate goOn;
     RawServer server{[this](RawServer::RawConnection& connection) {
@@ -284,7 +284,7 @@ long memoryOf(pid_t process, const std::string& what)
 TEST(Download, LargeFilesNeedNoMemory)
 {
     constexpr std::size_t kBlock = std::size_t{1} << 20;
-    // A GiB in the long form, in which the disk takes most of the time.
+    // A GiB in the long form of the test, whose time is mostly the disk's.
     const std::size_t blocks = std::getenv("CORVANE_LONG") != nullptr ? 1024 : 256;
     constexpr long kMostGrowth = 8 * 1024;
     const ScratchDirectory scratch;

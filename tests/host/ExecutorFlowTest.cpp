@@ -169,7 +169,7 @@ TEST_F(Executor, WaitingForAnotherHandshakeIsLimitedByTheConnectTimeout)
         EXPECT_EQ(exchange.wait(), session::kTimedOut);
     }
     EXPECT_GE(Clock::now() - begin, 500ms);
-    EXPECT_LT(Clock::now() - begin, 2s) << "they have waited for one another";
+    EXPECT_LT(Clock::now() - begin, 2s) << "they waited for one another";
 }
 
 TEST_F(Executor, CompletionsMayDeleteTheirRequest)
@@ -317,7 +317,7 @@ TEST_F(Executor, FlushesEndRequestsAddedByCompletions)
     first.hook = addAnother;
     ASSERT_GE(executor().addRequest(&first.request()), 0);
     ASSERT_TRUE(server.waitForRequests(1));
-    // Each hook is set after its request was added. That is early enough, because the completion that adds it runs on
+    // Each hook is set after its request was added. That is early enough: the completion that adds the request runs on
     // the only thread that completes requests.
     executor().flushHttpRequests(kOurs);
     for (const Exchange& exchange : m_exchanges) {

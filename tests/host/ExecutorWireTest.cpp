@@ -172,7 +172,7 @@ TEST_F(ExecutorWire, HandlesForgetThePreviousRequest)
     Exchange get(HTTP_GET, m_server.url("/g"));
     ASSERT_EQ(run(get), session::kCompleted);
     EXPECT_EQ(m_server.requests().back(), "GET /g HTTP/1.1\r\n" + host() + "\r\n");
-    EXPECT_EQ(m_server.connections(), 1) << "connections are used again";
+    EXPECT_EQ(m_server.connections(), 1) << "connections are reused";
 }
 
 TEST_F(ExecutorTest, RepliesAreDecodedIfTheRequestNamesTheEncoding)
@@ -358,7 +358,7 @@ TEST_F(ExecutorTest, CertificatesAreVerified)
         const char* payload;
     } rows[] = {
         {"trusted", {}, true, session::kCompleted, "secret"},
-        {"made out by itself", {}, false, session::kTlsFailed, ""},
+        {"self-signed", {}, false, session::kTlsFailed, ""},
         {"of another host", {"127.0.0.2", 3600}, true, session::kTlsFailed, ""},
         {"expired", {"127.0.0.1", -3600}, true, session::kTlsFailed, ""},
     };

@@ -1,5 +1,5 @@
-// Files between a server and the disk, through the built plug-in and the executor: the content of the disk and the
-// status reported when something ends a transfer early.
+// Transfers between a server and the disk, through the built plug-in and the executor: the files on the disk and the
+// status when something ends a transfer early.
 #include <atomic>
 #include <chrono>
 #include <csignal>

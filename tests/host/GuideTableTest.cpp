@@ -37,7 +37,7 @@ TEST(Terminal, WidthsAreColumns)
     }
 }
 
-TEST(Terminal, FitsTextsToAWidth)
+TEST(Terminal, FitsStringsToAWidth)
 {
     const struct {
         const char* text;
@@ -54,7 +54,7 @@ TEST(Terminal, FitsTextsToAWidth)
     }
 }
 
-TEST(Terminal, BreaksTextsBetweenWords)
+TEST(Terminal, BreaksLinesBetweenWords)
 {
     EXPECT_THAT(wrapped("ab cde fgh", 6, 2), ElementsAre("ab cde", "fgh   "));
     EXPECT_THAT(wrapped("ab cde fgh", 5, 3), ElementsAre("ab   ", "cde  ", "fgh  "));
@@ -250,7 +250,7 @@ TEST_F(GuideTable, HeadingNamesTheEndOfLongWindows)
     }
 }
 
-TEST_F(GuideTable, ClockChangesAreDrawnRight)
+TEST_F(GuideTable, DrawsClockChangesCorrectly)
 {
     m_width = 130;
     m_window.zone = DisplayZone::named("Europe/Berlin").value();

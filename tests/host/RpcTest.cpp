@@ -75,7 +75,7 @@ std::vector<std::string> lines(const std::vector<Json>& output)
     return texts;
 }
 
-TEST_F(Rpc, AcceptedPrecedesTheResultAlsoIfTheCallbackIsQuicker)
+TEST_F(Rpc, AcceptedPrecedesTheResultEvenIfTheCallbackIsFaster)
 {
     for (const Behaviour behaviour : {Behaviour::AtOnce, Behaviour::Later}) {
         m_control->behaviour = behaviour;
@@ -185,7 +185,7 @@ std::vector<std::string> outcomes(const Json& responses)
     return got;
 }
 
-TEST_F(Rpc, InvalidLinesAreAnsweredAndReadingGoesOn)
+TEST_F(Rpc, InvalidLinesGetAnErrorAndReadingContinues)
 {
     const struct {
         const char* line;
@@ -226,7 +226,7 @@ TEST_F(Rpc, InvalidLinesAreAnsweredAndReadingGoesOn)
     EXPECT_EQ(outcomes(talk(input)), expected);
 }
 
-TEST_F(Rpc, IdsComeBackAsTheyCame)
+TEST_F(Rpc, RepliesRepeatTheIdOfTheirRequest)
 {
     for (const char* id : {"0", "-7", "1.5", "18446744073709551615", "\"\"", "\"a\\\"b\"", "null"}) {
         const std::vector<Json> output = talk(std::string(R"({"jsonrpc":"2.0","method":"isValid","id":)") + id + "}\n");
@@ -273,7 +273,7 @@ TEST_F(Rpc, BatchesAreAnsweredAsBatchesAfterTheirAcceptedNotifications)
                 ElementsAre());
 }
 
-TEST_F(Rpc, OversizedAndDeepMessagesAreRefusedAndReadingGoesOn)
+TEST_F(Rpc, RefusesOversizedAndDeepMessagesAndReadingContinues)
 {
     const std::string after = request(9, "isValid", "[]");
     const std::string longest = R"({"jsonrpc":"2.0","id":1,"method":"getHeadend","params":[")";
@@ -491,7 +491,7 @@ TEST(RecordJson, EveryFieldHasItsSettersName)
     expectComplete<WVLSession>("WVLSession");
 }
 
-TEST(RecordJson, ContainersMapsAndTimes)
+TEST(RecordJson, ConvertsContainersMapsAndTimes)
 {
     WContainer<WVLCityCode> cleared;
     cleared.clear();

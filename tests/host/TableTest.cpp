@@ -56,7 +56,7 @@ TEST(TableTest, NoLineIsLongerThanTheTerminal)
     }
 }
 
-TEST(TableTest, ColumnsWithoutTextAreNotShown)
+TEST(TableTest, HidesEmptyColumns)
 {
     Table table;
     table.columns = {{"Empty"}, {"Full"}};
@@ -123,7 +123,7 @@ TEST(SuggestionTest, FindsTheSimilarName)
     EXPECT_EQ(closest(std::string(1000, 'x'), known), "");
 }
 
-TEST(TerminalTest, RightToLeftTextIsIsolated)
+TEST(TerminalTest, IsolatesRightToLeftStrings)
 {
     EXPECT_EQ(fitted("خبر", 5), "\u200Eخبر\u200E  ");
     EXPECT_EQ(fitted("חדשות הערב", 6), "\u200Eחדשות…\u200E");

@@ -1,5 +1,5 @@
-// A plug-in that answers every operation with sample records, without a service, so that tests see what `corvane rpc`
-// makes of arguments and results. The function below controls it; the library exports it as `testPluginControl`.
+// A plug-in that answers every operation with sample records, without a service, so that tests see how `corvane rpc`
+// converts arguments and results. The function below controls it; the library exports it as `testPluginControl`.
 #pragma once
 
 #include <string>

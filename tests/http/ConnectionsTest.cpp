@@ -1,4 +1,4 @@
-// Connections as such, over raw sockets: many of them, several requests in one piece, clients that leave, the end.
+// Connections, over raw sockets: many at once, pipelined requests, clients that leave, limits, and stop().
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
@@ -39,7 +39,7 @@ std::size_t openDescriptors()
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-// Has every request answered when the promise is kept.
+// Answers every request once the promise has its value.
 std::function<void(HttpApplication&)> answerAfter(std::promise<void>& end)
 {
     return [ended = end.get_future().share()](HttpApplication& application) {
@@ -50,7 +50,7 @@ std::function<void(HttpApplication&)> answerAfter(std::promise<void>& end)
     };
 }
 
-TEST(Connections, AThousandAreKeptAndEachIsServed)
+TEST(Connections, KeepsAndServesAThousand)
 {
     allowManyDescriptors();
     TestServer server;
@@ -68,13 +68,13 @@ TEST(Connections, AThousandAreKeptAndEachIsServed)
                 ASSERT_THAT(client.receive(1, "GET /a"), StartsWith("HTTP/1.1 200 OK\r\n"));
             }
         }
-        EXPECT_LT(server.timeOfRequest(), kUnaffected) << "idle connections are in the way";
+        EXPECT_LT(server.timeOfRequest(), kUnaffected) << "idle connections delay requests";
     }
     EXPECT_TRUE(eventually([before] { return openDescriptors() <= before; })) << "descriptors leak";
     server.server().stop();
 }
 
-TEST(Connections, RequestsInOnePieceAreAnsweredInOrder)
+TEST(Connections, AnswersPipelinedRequestsInOrder)
 {
     const TestServer server;
     const RawClient client(server.port());
@@ -92,7 +92,7 @@ TEST(Connections, RequestsInOnePieceAreAnsweredInOrder)
     }
 }
 
-TEST(Connections, TheLastReplyIsSentBeforeTheEnd)
+TEST(Connections, SendsTheLastReplyBeforeClosing)
 {
     const TestServer server;
     const RawClient closing(server.port());
@@ -106,13 +106,13 @@ TEST(Connections, TheLastReplyIsSentBeforeTheEnd)
     whole.send(TestServer::get("/a"));
     whole.endSending();
     EXPECT_THAT(whole.receiveAll(), EndsWith("GET /a (closed)"));
-    // More than the sockets hold, so that most of it is sent when the client reads.
+    // More than the sockets can buffer, so that most of it is sent while the client reads.
     const RawClient large(server.port());
     large.send("GET /big?20000000 HTTP/1.1\r\nHost: here\r\nConnection: close\r\n\r\n");
     EXPECT_GT(large.receiveAll().size(), 20000000U);
 }
 
-TEST(Connections, AnIdleConnectionIsClosed)
+TEST(Connections, ClosesIdleConnections)
 {
     const TestServer server([](ServerLimits& limits) { limits.idleTime = seconds(2); });
     const RawClient silent(server.port());
@@ -123,7 +123,7 @@ TEST(Connections, AnIdleConnectionIsClosed)
     EXPECT_EQ(served.receiveAll(), "(closed)");
 }
 
-TEST(Connections, TheClientOfALateReplyGets503)
+TEST(Connections, LateReplyIsReplacedBy503)
 {
     std::promise<void> end;
     const TestServer server([](ServerLimits& limits) { limits.handlerTime = milliseconds(300); }, std::nullopt,
@@ -134,7 +134,7 @@ TEST(Connections, TheClientOfALateReplyGets503)
     end.set_value();
 }
 
-TEST(Connections, AClientThatLeavesAbandonsItsRequest)
+TEST(Connections, DisconnectAbandonsTheRequest)
 {
     const TestServer server([](ServerLimits& limits) { limits.handlerTime = seconds(60); });
     RawClient resetting(server.port());
@@ -149,7 +149,7 @@ TEST(Connections, AClientThatLeavesAbandonsItsRequest)
     EXPECT_TRUE(eventually([&] { return server.abandoned() == 2; }));
 }
 
-TEST(Connections, AFullPoolAnswers503)
+TEST(Connections, FullPoolAnswers503)
 {
     std::promise<void> end;
     TestServer server(
@@ -176,10 +176,10 @@ TEST(Connections, AFullPoolAnswers503)
         EXPECT_EQ(reply.find("Retry-After: 1\r\n") != std::string::npos, isRefused) << reply;
         refused += isRefused ? 1 : 0;
     }
-    EXPECT_THAT(refused, ::testing::AnyOf(6, 7)) << "one is being answered or about to be, three wait";
+    EXPECT_THAT(refused, ::testing::AnyOf(6, 7)) << "one is being answered or about to be; three wait";
 }
 
-TEST(Connections, TooManyOfOneAddressAreRefused)
+TEST(Connections, RefusesTooManyFromOneAddress)
 {
     const TestServer server([](ServerLimits& limits) { limits.connectionsPerAddress = 20; });
     std::vector<RawClient> clients;
@@ -193,7 +193,7 @@ TEST(Connections, TooManyOfOneAddressAreRefused)
     EXPECT_LT(server.timeOfRequest("127.0.0.3"), kUnaffected);
 }
 
-TEST(Connections, TheLongestIdleMakesRoom)
+TEST(Connections, ClosesTheLongestIdleForANewOne)
 {
     const TestServer server([](ServerLimits& limits) { limits.connections = 10; });
     std::vector<RawClient> clients;
@@ -206,7 +206,7 @@ TEST(Connections, TheLongestIdleMakesRoom)
     EXPECT_THAT(clients[1].receive(1, "GET /b "), StartsWith("HTTP/1.1 200 "));
 }
 
-TEST(Connections, RequestsOfOneConnectionAreLimited)
+TEST(Connections, LimitsRequestsPerConnection)
 {
     const TestServer server([](ServerLimits& limits) { limits.requestsPerConnection = 3; });
     const RawClient client(server.port());
@@ -219,7 +219,7 @@ TEST(Connections, RequestsOfOneConnectionAreLimited)
     EXPECT_THAT(replies, HasSubstr("Connection: close\r\n"));
 }
 
-TEST(Connections, OutOfDescriptorsListeningGoesOn)
+TEST(Connections, AcceptsAgainAfterRunningOutOfDescriptors)
 {
     std::atomic<int> failures{0};
     TestServer server({}, std::nullopt, [&](HttpApplication& application) {
@@ -236,7 +236,7 @@ TEST(Connections, OutOfDescriptorsListeningGoesOn)
         client.send(TestServer::get("/a"));
         client.receive(1, "GET /a ");
     }
-    // The client's end takes the last descriptor; accept() has none.
+    // The client's socket takes the last descriptor, so accept() has none.
     const int lowest = ::dup(0);
     ::close(lowest);
     files.rlim_cur = static_cast<rlim_t>(lowest) + 1;
@@ -267,7 +267,7 @@ TEST(Stopping, IsPromptWithSlowClients)
     EXPECT_THAT(slow[1].receiveAll(), ::testing::AnyOf("(closed)", "(reset)"));
 }
 
-TEST(Stopping, FinishesWhatIsBeingAnswered)
+TEST(Stopping, FinishesRequestsInProgress)
 {
     std::promise<void> begun;
     TestServer server([](ServerLimits& limits) { limits.stopTime = seconds(60); }, std::nullopt,
@@ -301,7 +301,7 @@ TEST(Stopping, DoesNotWaitForAClientThatDoesNotRead)
     EXPECT_EQ(server.abandoned(), 1);
 }
 
-TEST(Connections, AStuckThreadIsNoticed)
+TEST(Connections, ReportsAStuckThread)
 {
     std::promise<void> release;
     const std::shared_future<void> released = release.get_future().share();

@@ -5,7 +5,7 @@
 namespace http {
 namespace {
 
-TEST(ContentCoding, GzipIsUsedIfItIsWanted)
+TEST(ContentCoding, GzipFollowsAcceptEncoding)
 {
     const struct {
         const char* header;
@@ -39,7 +39,7 @@ TEST(ContentCoding, GzipIsUsedIfItIsWanted)
     }
 }
 
-TEST(ContentCoding, PackedTextsUnpack)
+TEST(ContentCoding, UnpacksWhatItPacked)
 {
     for (const std::string& text :
          {std::string(), std::string("x"), std::string(300000, 'a'), std::string("\0\xff", 2)}) {
@@ -53,7 +53,7 @@ TEST(ContentCoding, PackedTextsUnpack)
     EXPECT_EQ(gunzipped(hello, 5, error), "hello");
 }
 
-TEST(ContentCoding, BadAndLargePacketsAreRefused)
+TEST(ContentCoding, RefusesMalformedAndOversizedContent)
 {
     GunzipError error{};
     EXPECT_FALSE(gunzipped(gzipped(std::string(100'000, 'a')), 99'999, error));

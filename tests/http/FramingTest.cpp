@@ -1,5 +1,5 @@
-// Requests whose framing is wrong or ambiguous are refused and the connection is closed, so that no two programs on a
-// request's way can disagree about where it ends (RFC 9112).
+// Requests whose framing is wrong or ambiguous are refused and the connection is closed, so that a proxy and the server
+// cannot disagree about where a request ends (RFC 9112).
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -124,7 +124,7 @@ TEST(Framing, ProperRequestsAreAnsweredOneByOne)
     }
 }
 
-TEST(Framing, OneByteAtATimeMakesNoDifference)
+TEST(Framing, AcceptsRequestsOneByteAtATime)
 {
     const TestServer server;
     const RawClient client(server.port());
@@ -136,7 +136,7 @@ TEST(Framing, OneByteAtATimeMakesNoDifference)
     EXPECT_THAT(client.receive(1, "abc"), StartsWith("HTTP/1.1 200 OK\r\n"));
 }
 
-TEST(Framing, ConnectionsLastAsTheVersionSays)
+TEST(Framing, HttpVersionDecidesKeepAlive)
 {
     const TestServer server;
     const struct {
@@ -173,7 +173,7 @@ TEST(Framing, ContinueIsSentBeforeTheBody)
     EXPECT_THAT(tooLarge.receiveAll(), StartsWith("HTTP/1.1 413 ")) << "refused before it is sent";
 }
 
-TEST(Framing, LimitsOfARequestAreNamedByTheirStatus)
+TEST(Framing, EachExceededLimitHasItsStatus)
 {
     const TestServer server([](ServerLimits& limits) {
         limits.requestLineBytes = 300;

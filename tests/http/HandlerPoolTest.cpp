@@ -11,7 +11,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Runs nothing until it is opened.
+// Its jobs block until the gate is opened.
 struct JobGate {
     std::promise<void> promise;
     std::shared_future<void> future{promise.get_future()};
@@ -46,7 +46,7 @@ TEST(HandlerPool, AddressesTakeTurns)
     EXPECT_EQ(order, "abcaaaa");
 }
 
-TEST(HandlerPool, OneAddressLeavesAThread)
+TEST(HandlerPool, OneAddressLeavesAThreadForOthers)
 {
     JobGate gate;
     HandlerPool pool(3, 100, HandlerPool::Priority::Low);
@@ -60,7 +60,7 @@ TEST(HandlerPool, OneAddressLeavesAThread)
     EXPECT_TRUE(pool.drain(steady_clock::now() + std::chrono::seconds(10)));
 }
 
-TEST(HandlerPool, RefusesWhatIsTooMuch)
+TEST(HandlerPool, RefusesJobsBeyondItsLimit)
 {
     JobGate gate;
     HandlerPool pool(1, 2, HandlerPool::Priority::Normal);

@@ -1,4 +1,4 @@
-// Clients that mean harm: while they stay, others are answered as if they were not there, and the memory is flat.
+// Hostile clients must neither delay other clients nor make the server's memory grow.
 #include <chrono>
 #include <fstream>
 
@@ -23,7 +23,7 @@ constexpr std::size_t kMebibyte = 1 << 20;
 constexpr std::size_t kMostMore = 64 * kMebibyte;
 constexpr const char* kAttacker = "127.0.0.66";
 
-// The most bytes that the process, the server and this test, had in memory since forgetPeak().
+// The peak resident size of the process (server and test) since forgetPeak(), in bytes.
 std::size_t peakMemory()
 {
     std::ifstream file("/proc/self/status");
@@ -67,14 +67,14 @@ protected:
         }
     }
 
-    // What comes before is not the attack's.
+    // Memory used before is not counted as the attack's.
     void measureFromHere()
     {
         forgetPeak();
         m_before = peakMemory();
     }
 
-    // The clients that mean harm stay for longer than the test.
+    // The hostile clients stay connected for longer than the test.
     TestServer m_server{[](ServerLimits& limits) {
         limits.headerTime = seconds(60);
         limits.bodyTime = seconds(60);
@@ -94,7 +94,7 @@ const struct {
     {"chunk", "PUT / HTTP/1.1\r\nHost: here\r\nTransfer-Encoding: chunked\r\n\r\n1"},
 };
 
-TEST_F(HostileClients, OneByteAtATimeHoldsNobodyUp)
+TEST_F(HostileClients, SlowRequestsDoNotDelayOthers)
 {
     std::vector<RawClient> clients;
     for (const auto& row : kSlowRequests) {
@@ -124,7 +124,7 @@ TEST(SlowRequests, OneByteAtATimeDoesNotProlongTheDeadline)
     }
 }
 
-TEST_F(HostileClients, RepliesThatAreNotReadHoldNobodyUp)
+TEST_F(HostileClients, UnreadRepliesDoNotDelayOthers)
 {
     std::string many;
     for (int i = 0; i < 20; ++i) {
@@ -138,10 +138,10 @@ TEST_F(HostileClients, RepliesThatAreNotReadHoldNobodyUp)
     }
     expectOthersUnaffected("unread replies");
     expectFlatMemory("unread replies");
-    EXPECT_LT(m_server.requests(), 450) << "replies are made that nobody reads";
+    EXPECT_LT(m_server.requests(), 450) << "the server makes replies that are never read";
 }
 
-TEST(SlowRequests, RepliesThatAreNotReadHaveADeadline)
+TEST(SlowRequests, UnreadRepliesHaveADeadline)
 {
     const TestServer server([](ServerLimits& limits) { limits.sendPauseTime = seconds(1); });
     const RawClient client(server.port());
@@ -150,7 +150,7 @@ TEST(SlowRequests, RepliesThatAreNotReadHaveADeadline)
     EXPECT_TRUE(support::eventually([&] { return !client.send("x"); }));
 }
 
-TEST_F(HostileClients, BodiesHaveALimitInAll)
+TEST_F(HostileClients, LimitsAllBodiesTogether)
 {
     std::vector<RawClient> clients;
     const std::string part(900'000, 'x');
@@ -165,7 +165,7 @@ TEST_F(HostileClients, BodiesHaveALimitInAll)
     expectFlatMemory("large bodies");
 }
 
-TEST_F(HostileClients, EndlessBodiesAreRefusedAtTheLimit)
+TEST_F(HostileClients, RefusesEndlessBodiesAtTheLimit)
 {
     const struct {
         const char* attack;
@@ -193,7 +193,7 @@ TEST_F(HostileClients, EndlessBodiesAreRefusedAtTheLimit)
     EXPECT_THAT(client.receive(1, "PUT / "), StartsWith("HTTP/1.1 200 "));
 }
 
-TEST_F(HostileClients, CompressedZerosAreRefusedAtTheLimit)
+TEST_F(HostileClients, RefusesCompressedZerosAtTheLimit)
 {
     const std::string bomb = gzipped(std::string(200 * kMebibyte, '\0'));
     ASSERT_LT(bomb.size(), kMebibyte);

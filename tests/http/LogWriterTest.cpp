@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "Eventually.h"
+
 namespace http {
 namespace {
 
@@ -64,7 +65,7 @@ TEST(LogWriter, WritesLinesInOrder)
     EXPECT_EQ(pipe.read(), wanted);
 }
 
-TEST(LogWriter, AStalledSinkHoldsNobodyUp)
+TEST(LogWriter, StalledSinkDoesNotBlockCallers)
 {
     const Pipe pipe;
     const auto begin = Clock::now();
@@ -76,7 +77,7 @@ TEST(LogWriter, AStalledSinkHoldsNobodyUp)
         for (int i = 0; i < 1000; ++i) {
             log.write(line);
         }
-        // The reader wakes up.
+        // Reads until the writer has reported the lost lines.
         while (all.find("lines were lost: too many at once") == std::string::npos &&
                Clock::now() - begin < seconds(60)) {
             all += pipe.read();
@@ -87,7 +88,7 @@ TEST(LogWriter, AStalledSinkHoldsNobodyUp)
     EXPECT_LT(read, 1000U);
 }
 
-TEST(LogWriter, TheEndDoesNotWaitForAStalledSink)
+TEST(LogWriter, StopDoesNotWaitForAStalledSink)
 {
     const Pipe pipe;
     const auto begin = Clock::now();
@@ -100,7 +101,7 @@ TEST(LogWriter, TheEndDoesNotWaitForAStalledSink)
     EXPECT_LT(Clock::now() - begin, seconds(20));
 }
 
-TEST(LogWriter, AReaderThatIsGoneIsNoSignal)
+TEST(LogWriter, ClosedReaderRaisesNoSignal)
 {
     Pipe pipe;
     pipe.closeReader();
@@ -109,7 +110,7 @@ TEST(LogWriter, AReaderThatIsGoneIsNoSignal)
     EXPECT_TRUE(eventually([&] { return log.lost() == 1; })) << "a signal would end the test program";
 }
 
-TEST(LogWriter, AFullDiskIsReportedLater)
+TEST(LogWriter, ReportsAFullDiskLater)
 {
     const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
     const Pipe pipe;
@@ -123,7 +124,7 @@ TEST(LogWriter, AFullDiskIsReportedLater)
                 EXPECT_TRUE(eventually([&] { return log.lost() == 5; }));
             }
         }
-        ASSERT_GE(::dup2(pipe.ends[1], sink), 0);  // room again
+        ASSERT_GE(::dup2(pipe.ends[1], sink), 0);  // the disk has room again
         log.write("kept");
         EXPECT_TRUE(eventually([&] {
             text += pipe.readAvailable();
@@ -132,7 +133,7 @@ TEST(LogWriter, AFullDiskIsReportedLater)
         EXPECT_EQ(log.lost(), 0U);
     }
     EXPECT_THAT(text, HasSubstr("log lines were lost: No space left on device\n"));
-    // Each of the ten is counted or written.
+    // Each of the ten lines is counted or written.
     const long lost = std::strtol(text.c_str(), nullptr, 10);
     long written = 0;
     for (std::size_t at = text.find("lost\n"); at != std::string::npos; at = text.find("lost\n", at + 1)) {
@@ -143,7 +144,7 @@ TEST(LogWriter, AFullDiskIsReportedLater)
     ::close(full);
 }
 
-TEST(FloodGate, CountsWhatItLeavesOut)
+TEST(FloodGate, CountsTheLinesThatItLeavesOut)
 {
     FloodGate gate(3);
     const Clock::time_point begin{seconds(1000)};
@@ -172,7 +173,7 @@ TEST(FloodGate, ManyAddressesTakeLittleMemory)
     EXPECT_LT(admitted, 5'000) << "addresses beyond the limit share one count";
 }
 
-TEST(QuotedForLog, EscapesWhatCouldForgeALine)
+TEST(QuotedForLog, EscapesBytesThatCouldForgeALine)
 {
     EXPECT_EQ(quotedForLog("/a b"), "\"/a b\"");
     EXPECT_EQ(quotedForLog(std::string("\x1b[2J\r\n\0\"\\\x7f\xc3", 11)), R"("\x1b[2J\x0d\x0a\x00\x22\x5c\x7f\xc3")");

@@ -45,7 +45,7 @@ HeaderFields fields(std::initializer_list<HeaderFields::Field> list)
     return made;
 }
 
-TEST(ReplyFinish, OneRangeIsSentAndOthersAreNot)
+TEST(ReplyFinish, SendsASingleRangeOnly)
 {
     const struct {
         const char* range;
@@ -85,7 +85,7 @@ TEST(ReplyFinish, OneRangeIsSentAndOthersAreNot)
     EXPECT_THAT(answerTo(fields({{"Range", "bytes=0-0"}}), "GET", "", false, "").head, StartsWith("HTTP/1.1 416 "));
 }
 
-TEST(ReplyFinish, RangesAreOfTheRightVersion)
+TEST(ReplyFinish, RangesRequireTheSameVersion)
 {
     EXPECT_THAT(answerTo(fields({{"Range", "bytes=0-3"}, {"If-Range", "\"t\""}})).head, StartsWith("HTTP/1.1 206 "));
     EXPECT_THAT(answerTo(fields({{"Range", "bytes=0-3"}, {"If-Range", "\"u\""}})).head, StartsWith("HTTP/1.1 200 "));
@@ -93,7 +93,7 @@ TEST(ReplyFinish, RangesAreOfTheRightVersion)
                 StartsWith("HTTP/1.1 200 "));
 }
 
-TEST(ReplyFinish, AKnownTagGets304)
+TEST(ReplyFinish, MatchingTagGets304)
 {
     for (const char* list : {"\"t\"", "W/\"t\"", "\"a\", \"t\"", "*"}) {
         const FinishedAnswer answer = answerTo(fields({{"If-None-Match", list}}));
@@ -103,7 +103,7 @@ TEST(ReplyFinish, AKnownTagGets304)
     EXPECT_EQ(answerTo(fields({{"If-None-Match", "\"other\""}})).body, "0123456789");
 }
 
-TEST(ReplyFinish, CompressesWhatIsLargeEnough)
+TEST(ReplyFinish, CompressesLargeContent)
 {
     const HeaderFields gzip = fields({{"Accept-Encoding", "gzip"}});
     EXPECT_THAT(answerTo(gzip).head, Not(HasSubstr("Content-Encoding")));
@@ -117,14 +117,14 @@ TEST(ReplyFinish, CompressesWhatIsLargeEnough)
     EXPECT_THAT(part.head, Not(HasSubstr("Content-Encoding")));
 }
 
-TEST(ReplyFinish, HeadHasTheHeaderOfGet)
+TEST(ReplyFinish, HeadHasTheHeadersOfGet)
 {
     const FinishedAnswer answer = answerTo({}, "HEAD");
     EXPECT_THAT(answer.head, HasSubstr("Content-Length: 10\r\n"));
     EXPECT_EQ(answer.body, "");
 }
 
-TEST(ReplyFinish, ValuesCannotEndTheirLine)
+TEST(ReplyFinish, HeaderValuesCannotInjectLines)
 {
     EXPECT_THAT(answerTo({}, "GET", "a\r\nSet-Cookie: b").head, HasSubstr("ETag: aSet-Cookie: b\r\n"));
 }

@@ -1,4 +1,4 @@
-// The server of http/ with a small application: what tests of the server ask.
+// The server of http/ with a small application for tests.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@
 
 namespace http::test {
 
-/// A request that nothing holds up takes less, however busy the machine is.
+/// More than an undelayed request takes, even on a busy machine.
 constexpr std::chrono::seconds kUnaffected{10};
 
 /// GET /big?n: n bytes. GET /slow: waits until the request is over. Everything else: METHOD PATH BODY.

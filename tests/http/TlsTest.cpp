@@ -1,4 +1,4 @@
-// TLS: versions, suites, certificates; and what a slow or silent handshake does.
+// TLS: versions, suites, certificates, and slow or silent handshakes.
 #include <filesystem>
 #include <memory>
 
@@ -77,7 +77,7 @@ struct Handshake {
     long serial = 0;
 };
 
-// Shakes hands with limited versions and suites.
+// Makes a handshake with limited versions and suites.
 Handshake shake(int port, int least, int most, const char* suites = "ALL:@SECLEVEL=0")
 {
     const std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context(SSL_CTX_new(TLS_client_method()), &SSL_CTX_free);
@@ -113,7 +113,7 @@ TEST(Tls, AnswersOverTls)
     EXPECT_EQ(large->body.size(), 5'000'000U);
 }
 
-TEST(Tls, SpeaksModernVersionsAndSuitesOnly)
+TEST(Tls, OffersModernVersionsAndSuitesOnly)
 {
     const Certificates certificates;
     const TestServer server({}, certificates.rsa());
@@ -123,14 +123,14 @@ TEST(Tls, SpeaksModernVersionsAndSuitesOnly)
     for (const char* suite : {"ECDHE-RSA-AES128-SHA256", "ECDHE-RSA-AES256-SHA", "AES128-GCM-SHA256", "AES256-SHA"}) {
         EXPECT_FALSE(shake(server.port(), TLS1_2_VERSION, TLS1_2_VERSION, suite).done) << suite;
     }
-    // The server's order counts.
+    // The server's order of preference decides.
     EXPECT_EQ(shake(server.port(), TLS1_2_VERSION, TLS1_2_VERSION,
                     "ECDHE-RSA-AES256-GCM-SHA384:ECDHE-RSA-CHACHA20-POLY1305:ECDHE-RSA-AES128-GCM-SHA256")
                   .suite,
               "ECDHE-RSA-AES128-GCM-SHA256");
 }
 
-TEST(Tls, CertificatesAreReadAgain)
+TEST(Tls, ReloadsCertificates)
 {
     const Certificates certificates;
     TestServer server({}, certificates.rsa(2048, 1));
@@ -171,7 +171,7 @@ TEST(Tls, ReportsFilesThatItCannotUse)
     EXPECT_EQ(refusalOf(certificates.make("localhost", EVP_EC_gen("P-256"))), "");
 }
 
-TEST(Tls, HandshakesThatStallHoldNobodyUp)
+TEST(Tls, StalledHandshakesDoNotDelayOthers)
 {
     const Certificates certificates;
     TestServer server([](ServerLimits& limits) { limits.handshakeTime = seconds(60); }, certificates.rsa());

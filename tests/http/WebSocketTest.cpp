@@ -1,4 +1,4 @@
-// WebSockets, frame by frame (RFC 6455): messages both ways, limits, the end from either side.
+// WebSockets, frame by frame (RFC 6455): messages both ways, limits, and closing from either side.
 #include "WebSocket.h"
 
 #include <condition_variable>
@@ -21,7 +21,7 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-/// Sends messages back; keeps what happened.
+/// Echoes messages and records events.
 class EchoHandler final : public WebSocketHandler {
 public:
     void opened(const std::shared_ptr<WebSocket>& opened) override
@@ -135,7 +135,7 @@ TEST_F(WebSockets, FramesAfterTheRequestAreRead)
     EXPECT_THAT(client.receive(1, "<early>"), StartsWith("HTTP/1.1 101 "));
 }
 
-TEST_F(WebSockets, UpgradesAreCheckedFirst)
+TEST_F(WebSockets, RefusesUpgradesOfOtherPathsAndOrigins)
 {
     start();
     const struct {
@@ -155,7 +155,7 @@ TEST_F(WebSockets, UpgradesAreCheckedFirst)
     EXPECT_THAT(noKey.receiveAll(), StartsWith("HTTP/1.1 4"));
 }
 
-TEST_F(WebSockets, EndFromEitherSide)
+TEST_F(WebSockets, CloseFromEitherSide)
 {
     start();
     {
@@ -179,7 +179,7 @@ TEST_F(WebSockets, EndFromEitherSide)
     EXPECT_FALSE(m_handler->socket->send("too late"));
 }
 
-TEST_F(WebSockets, AHandlerThatThrowsEndsItsConnection)
+TEST_F(WebSockets, ThrowingHandlerClosesItsConnection)
 {
     start();
     const RawClient client = connected();
@@ -189,7 +189,7 @@ TEST_F(WebSockets, AHandlerThatThrowsEndsItsConnection)
     EXPECT_LT(m_server->timeOfRequest(), kUnaffected);
 }
 
-TEST_F(WebSockets, LargeMessagesEndTheConnection)
+TEST_F(WebSockets, OversizedMessagesCloseTheConnection)
 {
     start([](ServerLimits& limits) { limits.messageBytes = 1000; });
     const RawClient client = connected();
@@ -200,7 +200,7 @@ TEST_F(WebSockets, LargeMessagesEndTheConnection)
     EXPECT_TRUE(eventually([&] { return m_handler->isClosed.load(); }));
 }
 
-TEST_F(WebSockets, AClientThatDoesNotReadIsCutOff)
+TEST_F(WebSockets, DisconnectsClientsThatDoNotRead)
 {
     start();
     const RawClient client = connected();
@@ -211,7 +211,7 @@ TEST_F(WebSockets, AClientThatDoesNotReadIsCutOff)
     EXPECT_LT(m_server->timeOfRequest(), kUnaffected);
 }
 
-TEST_F(WebSockets, ASilentClientIsPingedAndThenClosed)
+TEST_F(WebSockets, PingsThenClosesSilentClients)
 {
     start([](ServerLimits& limits) { limits.webSocketIdleTime = milliseconds(1000); });
     const RawClient client = connected();
@@ -220,7 +220,7 @@ TEST_F(WebSockets, ASilentClientIsPingedAndThenClosed)
     EXPECT_TRUE(eventually([&] { return m_handler->isClosed.load(); }));
 }
 
-TEST_F(WebSockets, StopEndsThemAndHandlesMayOutliveTheServer)
+TEST_F(WebSockets, StopClosesThemAndHandlesMayOutliveTheServer)
 {
     start();
     const RawClient client = connected();

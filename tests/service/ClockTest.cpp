@@ -12,7 +12,7 @@ namespace {
 
 constexpr Instant kNovember = 1795224600;  // 2026-11-21T01:30:00Z
 
-TEST(Clock, UtcTextsGoBothWays)
+TEST(Clock, UtcStringsConvertBothWays)
 {
     EXPECT_EQ(formatUtc(kNovember), "2026-11-21T01:30:00Z");
     EXPECT_EQ(parseUtc("2026-11-21T01:30:00Z"), kNovember);

@@ -1,4 +1,4 @@
-// The program as a shell sees it: its output, its exit code, its signals.
+// The program in a shell: its output, exit codes and signals.
 #include <csignal>
 #include <filesystem>
 
@@ -56,7 +56,9 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
         {{"serve", "--db", db}, 1, "corvaned: there is no database "},
         {{"serve", "--db", broken}, 1, "file is not a database"},
         {{"serve", "--listen", "nowhere"}, 1, "corvaned: 'nowhere' is not an address to listen on"},
-        {{"serve", "--listen", ":0"}, 1, "corvaned: --listen :0 lets other machines in; give --secret-file or "},
+        {{"serve", "--listen", ":0"},
+         1,
+         "corvaned: --listen :0 can be reached by other machines; give --secret-file or "},
         {{"serve", "--listen", ":"}, 1, "corvaned: ':' is not an address to listen on"},
         {{"serve", "--listen", "203.0.113.1:1", "--allow-anonymous"}, 1, "cannot listen on 203.0.113.1:1: "},
         {{"serve", "--zone", "Mars/Olympus"}, 1, "corvaned: zone 'Mars/Olympus' is not known"},
@@ -165,7 +167,7 @@ TEST(Command, LooksIntoADatabaseThatCannotBeWritten)
     EXPECT_EQ(ServiceProgram({"import", "--db", folder.path(), listing}).wait(), 0);
     const std::string before = test::readFile(folder.path());
     const std::filesystem::path parent = std::filesystem::path(folder.path()).parent_path();
-    // Rights do not bind root, so that another user has to look.
+    // File permissions do not restrict root, so the program runs as another user.
     const bool isRoot = ::geteuid() == 0;
     constexpr uid_t kNobody = 65534;
     if (isRoot) {

@@ -1,5 +1,5 @@
-// Listings that are damaged: with bytes that are not text, or cut off at any place; and listings that refer to other
-// files. Each row states its outcome. HostileListingTest.cpp has listings that are too large.
+// Damaged listings: with invalid bytes, or cut off at any byte; and listings that refer to other files. Each row states
+// its outcome. HostileListingTest.cpp has listings that are too large.
 #include <arpa/inet.h>
 #include <fmt/format.h>
 #include <netinet/in.h>
@@ -93,7 +93,7 @@ TEST_F(HostileListing, BytesThatAreNotUtf8CostTheProgramme)
     }
 }
 
-TEST_F(HostileListing, CutOffAtAnyByteItIsRefused)
+TEST_F(HostileListing, RefusesListingsCutOffAtAnyByte)
 {
     const std::string plain =
         "\xef\xbb\xbf<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE tv SYSTEM \"xmltv.dtd\" [<!ENTITY e 'x'>]>\n"

@@ -118,7 +118,7 @@ protected:
 
 const bool kLong = std::getenv("CORVANE_LONG") != nullptr;
 
-TEST_F(DiskFault, KilledAtAnyWriteTheOldGuideIsThereOrTheNewOne)
+TEST_F(DiskFault, KilledAtAnyWriteLeavesTheOldOrTheNewGuide)
 {
     ASSERT_NE(m_before, m_after);
     const int tried = tryAll("kill", kLong ? 1 : 37, [](int code) { EXPECT_EQ(code, -SIGKILL); });
@@ -150,7 +150,7 @@ using DurabilityOnDisk = DiskFault;
 
 // A power failure loses what is not on the disk. So the log has to be flushed before the database is written, and the
 // database before the log is started again.
-TEST_F(DurabilityOnDisk, AnImportFlushesTheLogAndThenTheDatabase)
+TEST_F(DurabilityOnDisk, ImportSyncsTheLogThenTheDatabase)
 {
     std::filesystem::remove(syncLog());
     startOver();

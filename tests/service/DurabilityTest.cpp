@@ -1,5 +1,6 @@
-// What the service has confirmed it keeps: through SIGKILL while clients write and listings are imported, and with two
-// hundred clients at once. CORVANE_LONG=1 makes these runs long: 200 kills each, and a minute of the two hundred.
+// The service keeps every change that it has confirmed, through SIGKILL while clients write and listings are imported,
+// and with two hundred clients at once. CORVANE_LONG=1 makes the runs long: 200 kills each, and a minute with the two
+// hundred clients.
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -38,7 +39,7 @@ bool longRun()
     return variable != nullptr && std::string(variable) == "1";
 }
 
-// Builds differ in the descriptions alone, so that contents keep their ids.
+// Builds of the listing differ only in descriptions, so that contents keep their ids.
 std::string listing(const std::string& build)
 {
     std::string text = "<tv>";
@@ -53,21 +54,21 @@ std::string listing(const std::string& build)
     return text + "</tv>";
 }
 
-/// Something that a viewer can be for, against or neither.
+/// An item that a viewer can vote for or against.
 struct Target {
     const char* kind;       // "channel" or "content"
     const char* voteParam;  // of user/like
     std::string id;
 };
 
-/// A client with a user of its own, which writes and knows what the service must know afterwards.
+/// A client with its own user. It makes changes and remembers which of them the service must have kept.
 class WritingClient {
 public:
     WritingClient(int number, const std::vector<Target>& targets)
         : m_device("device " + std::to_string(number)), m_random(static_cast<unsigned>(number)), m_targets(targets)
     {}
 
-    /// The session is opened once; it outlasts the service's restarts.
+    /// The session is opened once; it survives restarts of the service.
     void connect(int port)
     {
         m_http = std::make_unique<http::test::WebClient>(port);
@@ -81,7 +82,7 @@ public:
     }
 
     /// Changes one thing.
-    /// @return whether the service answered; where it did not, the change may or may not have been made
+    /// @return whether the service answered; if not, the change may or may not have been made
     bool write()
     {
         const Target& target = m_targets[m_random() % m_targets.size()];
@@ -104,7 +105,7 @@ public:
         }
     }
 
-    /// Compares what the service knows with what it confirmed; what it was asked and did not confirm is read from it.
+    /// Compares the service's state with the confirmed changes. For unconfirmed ones, takes over the service's state.
     void verify()
     {
         std::set<std::string> favorites;
@@ -173,7 +174,7 @@ private:
         return confirmed;
     }
 
-    // How many tunings this makes, by the service's count; 0 where it did not answer.
+    // The number of tunings after this one, by the service's count; 0 if it did not answer.
     int tune()
     {
         const Result reply = m_http->put(kPrefix + "user/tune_history", headers(), "sourceid=1");
@@ -242,7 +243,7 @@ protected:
         return program;
     }
 
-    // The database is sound and holds one whole build.
+    // Checks that the database is sound and contains one whole build.
     void checkGuide()
     {
         Store store(m_folder.path(), Store::Mode::Existing);
@@ -263,7 +264,7 @@ protected:
         m_held = build;
     }
 
-    // Kills the service, and the import where there is one, again and again at moments that vary.
+    // Kills the service, and the import if there is one, repeatedly at varying moments.
     void killAgainAndAgain(bool importing)
     {
         std::deque<WritingClient> clients;
@@ -285,7 +286,7 @@ protected:
             EXPECT_TRUE(support::eventually([&] { return confirmedBy(clients) >= before + kLeastWrites; }));
             std::this_thread::sleep_for(std::chrono::milliseconds(random() % 150));
             if (importing) {
-                // At a moment between its start and a little after its end.
+                // At a moment between its start and shortly after its end.
                 ServiceProgram import(
                     {"import", "--db", m_folder.path(), listingFile(m_held == "alpha" ? "beta" : "alpha")});
                 std::this_thread::sleep_for(m_importTime * (random() % 120) / 100);
@@ -325,12 +326,12 @@ protected:
     std::chrono::steady_clock::duration m_importTime{};
 };
 
-TEST_F(Durability, WhatWasConfirmedOutlastsAKill)
+TEST_F(Durability, ConfirmedWritesSurviveAKill)
 {
     killAgainAndAgain(false);
 }
 
-TEST_F(Durability, AKilledImportLeavesTheOldGuideOrTheNew)
+TEST_F(Durability, KilledImportLeavesTheOldOrTheNewGuide)
 {
     killAgainAndAgain(true);
 }

@@ -1,7 +1,7 @@
-// Listings made to do harm by their size: huge pieces, too many of anything, too deep, bombs. Each row states its
-// outcome: refused with a message of file and line, the guide as it was, or taken, with a warning where something was
-// lost. CORVANE_LONG=1 makes the huge ones huge. DamagedListingTest.cpp has what is broken or points outside,
-// ListingTest.cpp the usual slips.
+// Listings that attack by their size: huge strings, floods of elements, deep nesting, bombs. Each row states its
+// outcome: refused with file and line and an unchanged guide, or imported with a warning for each loss. CORVANE_LONG=1
+// uses the full sizes. DamagedListingTest.cpp has damaged listings and references to files, ListingTest.cpp common
+// mistakes.
 #include "HostileListing.h"
 
 #include <cstdlib>
@@ -18,10 +18,10 @@ using ::testing::StartsWith;
 const bool kLong = std::getenv("CORVANE_LONG") != nullptr;
 const std::size_t kHuge = (kLong ? 100UL : 4UL) << 20;  // bytes
 
-/// A text of any size that is never in memory as a whole: pieces between a beginning and an end.
+/// A listing of any size that is never in memory as a whole: pieces between a beginning and an end.
 class PiecewiseSource final : public ByteSource {
 public:
-    /// @param piece  the text of a number; pieces follow until `size` bytes are reached
+    /// @param piece  makes the piece of a number; pieces follow until `size` bytes are reached
     PiecewiseSource(std::string begin, std::function<std::string(std::size_t)> piece, std::size_t size, std::string end)
         : m_now(std::move(begin)), m_piece(std::move(piece)), m_size(size), m_end(std::move(end))
     {}
@@ -88,7 +88,7 @@ void forgetPeak()
 void expectBounded(long more)
 {
 #if defined(__SANITIZE_ADDRESS__)
-    static_cast<void>(more);  // what is freed is held back there
+    static_cast<void>(more);  // sanitizers keep freed memory
 #else
     EXPECT_LE(more, 24 << 10);
 #endif
@@ -296,7 +296,7 @@ TEST_F(HostileListing, TenThousandLevelsAreRefused)
     }
 }
 
-TEST_F(HostileListing, BombsDoNotGoOff)
+TEST_F(HostileListing, EntityBombsAreNotExpanded)
 {
     std::string entities = "<!ENTITY a0 'aaaaaaaaaa'><!ENTITY % p0 '<!-- x -->'>";
     for (int i = 1; i < 12; ++i) {
@@ -326,7 +326,7 @@ TEST_F(HostileListing, BombsDoNotGoOff)
     expectBounded(peak() - before);
 }
 
-TEST_F(HostileListing, APackedBombIsCutOffAtAGibibyte)
+TEST_F(HostileListing, RefusesMoreThanAGibibyteUnpacked)
 {
     if (!kLong) {
         GTEST_SKIP() << "unpacks two gibibytes; Listing.ABombOfCompressedBlanksIsCutOff has a smaller limit";

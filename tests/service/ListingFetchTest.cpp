@@ -1,4 +1,4 @@
-// Listings from a server that sends what a test scripts: whole, in parts, changed meanwhile, endless, or not at all.
+// Listings from a scripted server: whole, in parts, changed meanwhile, endless, or not at all.
 #include "ListingFetch.h"
 
 #include <algorithm>
@@ -43,7 +43,7 @@ RawServer::Script replies(std::vector<std::string> all)
     };
 }
 
-// The beginning of a reply: it promises more than it has.
+// The beginning of a reply whose Content-Length is larger than its body.
 std::string cut(const std::string& headers, const std::string& body, std::size_t promised)
 {
     return "HTTP/1.1 200 OK\r\n" + headers + "Content-Length: " + std::to_string(promised) + "\r\n\r\n" + body;

@@ -1,4 +1,4 @@
-// Schedules kept as text must equal the guide for every window, and must follow an import.
+// Schedules stored as JSON must equal the guide for every window, and must follow an import.
 #include "ReadySchedules.h"
 
 #include <random>

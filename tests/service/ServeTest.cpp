@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// A service that something holds up takes longer to end, however busy the machine is.
+// Less than a delayed service takes to end, even on a busy machine.
 constexpr seconds kPrompt{20};
 constexpr const char* kLocalTime = "/openapi/service/vorel/conf/localtime";
 
@@ -39,7 +39,7 @@ int portIn(const std::string& line)
     return std::stoi(line.substr(line.rfind(':') + 1));
 }
 
-/// A service that a shell starts, so that its log goes where `redirection` says.
+/// A service that a shell starts, with its log redirected by `redirection`.
 class RedirectedService : public support::ChildProcess {
 public:
     RedirectedService(const std::string& redirection, std::vector<std::string> environment = {})
@@ -74,14 +74,14 @@ void expectPromptEnd(support::ChildProcess& service)
     EXPECT_LT(Clock::now() - begin, kPrompt);
 }
 
-TEST(ServeLog, AFullDiskIsNoReasonToStop)
+TEST(ServeLog, ContinuesWhenTheDiskIsFull)
 {
     RedirectedService service("2>/dev/full");
     expectService(service.port, 100);
     expectPromptEnd(service);
 }
 
-TEST(ServeLog, AReaderThatIsGoneIsNoReasonToStop)
+TEST(ServeLog, ContinuesWhenTheReaderIsGone)
 {
     const TemporaryDatabase scratch;
     const std::string fifo = scratch.path() + ".fifo";
@@ -93,7 +93,7 @@ TEST(ServeLog, AReaderThatIsGoneIsNoReasonToStop)
     expectPromptEnd(service);
 }
 
-TEST(ServeLog, AStalledReaderHoldsNobodyUp)
+TEST(ServeLog, StalledReaderDoesNotDelayRequests)
 {
     const TemporaryDatabase scratch;
     const std::string fifo = scratch.path() + ".fifo";
@@ -123,7 +123,7 @@ TEST(ServeLog, ClientsCannotForgeLinesOrLogWhatTheyWatch)
                       Not(HasSubstr("\ntime=forged")), Not(HasSubstr("\x1b"))));
 }
 
-TEST(ServeLog, AFloodIsCounted)
+TEST(ServeLog, CountsAFloodInsteadOfLoggingIt)
 {
     ServiceProgram service({"serve", "--listen", "127.0.0.1:0", "--log-lines-per-second", "10"});
     const int port = portIn(service.readLine());
@@ -137,7 +137,7 @@ TEST(ServeLog, AFloodIsCounted)
     EXPECT_THAT(log, HasSubstr(" remote=127.0.0.1 lines_left_out="));
 }
 
-TEST(ServeSignals, TermEndsWithAClientThatDoesNotRead)
+TEST(ServeSignals, TermStopsDespiteAClientThatDoesNotRead)
 {
     ServiceProgram service({"serve", "--listen", "127.0.0.1:0", "--stop-seconds", "2", "--send-pause-seconds", "60"});
     const int port = portIn(service.readLine());
@@ -154,7 +154,7 @@ TEST(ServeSignals, TermEndsWithAClientThatDoesNotRead)
     sending.join();
 }
 
-TEST(ServeSignals, HupAndPipeDoNotEnd)
+TEST(ServeSignals, SurvivesHupAndPipe)
 {
     ServiceProgram service({"serve", "--listen", "127.0.0.1:0"});
     const int port = portIn(service.readLine());
@@ -166,7 +166,7 @@ TEST(ServeSignals, HupAndPipeDoNotEnd)
     EXPECT_EQ(service.wait(), 0);
 }
 
-TEST(ServeSecrets, OtherMachinesNeedASecretOrAPermission)
+TEST(ServeSecrets, OtherMachinesRequireASecretOrAPermission)
 {
     const TemporaryDatabase scratch;
     const std::string secret = scratch.path() + ".secret";
@@ -177,7 +177,7 @@ TEST(ServeSecrets, OtherMachinesNeedASecretOrAPermission)
         std::vector<std::string> arguments;
         const char* refusal;  // "": it serves
     } rows[] = {
-        {{}, "lets other machines in; give --secret-file or --app-key-file"},
+        {{}, "can be reached by other machines; give --secret-file or --app-key-file"},
         {{"--secret", "x"}, "other users of this machine can read secrets on the command line"},
         {{"--app-key", "x", "--allow-anonymous"}, "other users of this machine can read secrets on the command line"},
         {{"--secret-file", secret + ".none"}, "No such file or directory"},
@@ -214,7 +214,7 @@ TEST(ServeSecrets, ComeFromTheEnvironment)
 }
 
 #ifdef CORVANED_ACCEPT_FAULT
-TEST(ServeAccepts, AFailureDoesNotEndTheListening)
+TEST(ServeAccepts, ContinuesAfterAFailedAccept)
 {
     for (const char* error : {"ENFILE", "EMFILE", "ENOMEM", "ENOBUFS", "ECONNABORTED", "EPROTO", "EPERM"}) {
         RedirectedService service(

@@ -161,7 +161,7 @@ TEST(Settings, AnEmptyListOfListingsIsNothingToDo)
     EXPECT_EQ(made.errors, "corvaned: " + file.path + ":3: listings is empty: there is nothing to do\n");
 }
 
-TEST(ServeCreate, MakesTheDatabaseAndSaysThatItIsEmpty)
+TEST(ServeCreate, CreatesTheDatabaseAndReportsThatItIsEmpty)
 {
     const SettingsFile file("listen = '127.0.0.1:0'\n");
     const std::vector<std::string> arguments{"serve", "--config", file.path, "--db", file.scratch};

@@ -149,7 +149,7 @@ protected:
     test::TestStore m_db;
 };
 
-TEST_F(SharedListingsTest, EncodingsGiveTheSameTexts)
+TEST_F(SharedListingsTest, EncodingsGiveTheSameStrings)
 {
     constexpr std::string_view kTexts =
         "SELECT source_id, start, stop, title, ep_title, short_desc FROM airing ORDER BY 1, 2, 4";

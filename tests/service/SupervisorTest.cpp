@@ -128,10 +128,10 @@ TEST(Supervisor, SocketsThatCannotBeServedAreRefused)
         const char* message;
     } rows[] = {
         {"tcp,tcp", "the service manager passed 2 sockets; the service takes one"},
-        {"closed", "the inherited descriptor 3 is not a TCP socket that listens"},
-        {"unix", "the inherited descriptor 3 is not a TCP socket that listens"},
+        {"closed", "the inherited descriptor 3 is not a listening TCP socket"},
+        {"unix", "the inherited descriptor 3 is not a listening TCP socket"},
         // Reachable by other machines, as with --listen.
-        {"any", " lets other machines in; give --secret-file or --app-key-file"},
+        {"any", " can be reached by other machines; give --secret-file or --app-key-file"},
     };
     for (const auto& row : rows) {
         ChildProcess service({"/usr/bin/python3", listeningArguments(row.sockets, {}), {}});

@@ -1,4 +1,4 @@
-// Who gets in, and what bad input to `corvane web` leads to. Real requests, a real browser.
+// Access control of `corvane web` and its errors for bad input, with real requests and a real browser.
 
 import assert from "node:assert/strict";
 import { chmodSync, mkdirSync, writeFileSync } from "node:fs";
@@ -49,7 +49,7 @@ describe("access", () => {
     assert.equal(new URL(web.url).hostname, "127.0.0.1");
   });
 
-  test("nothing but the sign-in page's looks is served without the cookie", async () => {
+  test("without the cookie only the style of the sign-in page is served", async () => {
     for (const path of ["/", "/app/app.js", "/statuses.md", "/health.json", "/line-up", "/nothing"]) {
       const reply = await request(web.origin + path);
       assert.equal(reply.status, 401, path);
@@ -61,7 +61,7 @@ describe("access", () => {
     assert.equal((await request(`${web.origin}/`, { headers: { Cookie: `other=1; ${cookie}` } })).status, 200);
   });
 
-  test("a name that is not the server's is refused, so that no site can rebind its own", async () => {
+  test("refuses a Host that is not the server's name, against DNS rebinding", async () => {
     const { port } = new URL(web.origin);
     for (const host of [`evil.example:${port}`, "evil.example", `127.0.0.1.evil.example:${port}`, "127.0.0.1:1"]) {
       const reply = await request(web.origin, { headers: { Host: host, Cookie: cookie } });
@@ -112,7 +112,7 @@ describe("access", () => {
     other.close();
   });
 
-  test("the page may load nothing from elsewhere but pictures", async () => {
+  test("the page may load only pictures from other servers", async () => {
     const reply = await request(web.origin, { headers: { Cookie: cookie } });
     assert.match(
       reply.headers["content-security-policy"],
@@ -134,7 +134,7 @@ describe("access", () => {
     await page.context().close();
   });
 
-  test("files are compressed and asked for again only if they changed", async () => {
+  test("files are compressed, and sent again only if they changed", async () => {
     const first = await request(`${web.origin}/app/app.js`, { headers: { Cookie: cookie, "Accept-Encoding": "gzip" } });
     assert.equal(first.headers["content-encoding"], "gzip");
     assert.match(first.headers["content-type"], /javascript/);
@@ -186,7 +186,7 @@ describe("access", () => {
     const tries = [];
     for (let i = 0; i < 7; ++i) tries.push((await post("guess")).status);
     assert.deepEqual(tries.slice(-2), [429, 429]);
-    assert.equal((await post("open+sesame")).status, 429, "also the right one has to wait");
+    assert.equal((await post("open+sesame")).status, 429, "the right password has to wait, too");
     await page.context().close();
     await locked.end();
   });
@@ -198,7 +198,7 @@ describe("access", () => {
     return outcome;
   };
 
-  test("an address that others reach is refused without a password", async () => {
+  test("refuses an address that other machines reach without a password", async () => {
     const { code, stderr } = await failing(["--listen", "0.0.0.0:0"]);
     assert.equal(code, 1);
     assert.match(stderr, /^corvane: 0\.0\.0\.0:0 can be reached from other machines; .*--password-file/);
@@ -214,7 +214,7 @@ describe("access", () => {
     assert.match(stderr, new RegExp(`${port}.*in use`, "i"));
   });
 
-  test("reports an address that is not one", async () => {
+  test("reports an invalid address", async () => {
     const { code, stderr } = await failing(["--listen", "here"]);
     assert.notEqual(code, 0);
     assert.match(stderr, /here/);
@@ -246,7 +246,7 @@ describe("access", () => {
     }
   });
 
-  test("reports a plug-in that is not there", async () => {
+  test("reports a missing plug-in", async () => {
     const { code, stderr } = await failing([], ["--plugin", "/nowhere/libcorvane.so"]);
     assert.equal(code, 1);
     assert.match(stderr, /\/nowhere\/libcorvane\.so/);

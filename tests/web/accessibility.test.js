@@ -1,4 +1,5 @@
-// axe-core on every page, in light and dark; the keyboard alone; widths from a phone's to a large screen's; text zoom.
+// Runs axe-core on every page, in light and dark; uses the keyboard alone; widths from a phone to a large screen; text
+// zoom.
 
 import axe from "axe-core";
 import assert from "node:assert/strict";

@@ -1,5 +1,5 @@
-// What the page does when something breaks: the service stops, is slow, fails or forgets the session, or the program that
-// serves the page is started again. It says so and recovers by itself.
+// The page when the service stops, is slow, fails or forgets the session, or when the program that serves the page
+// restarts: it reports the failure and recovers by itself.
 
 import assert from "node:assert/strict";
 import { afterEach, describe, test } from "node:test";
@@ -17,7 +17,7 @@ describe("faults", () => {
 
   const banner = () => page.locator(".banner");
 
-  test("the service stops: the page says so with cause and remedy, and goes on when it is back", async () => {
+  test("the service stops: the page reports cause and remedy, and continues when it is back", async () => {
     service = await startService();
     web = await startWeb(service.url);
     page = await openPage(web.url);
@@ -40,7 +40,7 @@ describe("faults", () => {
     assert.deepEqual(page.errors, []);
   });
 
-  test("no service at the start: the page opens, says so and recovers", async () => {
+  test("no service at the start: the page opens, reports it and recovers", async () => {
     const probe = await startService();
     const address = new URL(probe.url).host;
     await probe.end();
@@ -54,11 +54,11 @@ describe("faults", () => {
     await banner().waitFor({ state: "hidden" });
   });
 
-  test("a slow service: shapes appear first, then programmes, and what is not wanted any more is cancelled", async () => {
+  test("a slow service: shapes appear first, then programmes, and requests no longer needed are cancelled", async () => {
     service = await startService(["--allow-faults", "--fault", "channel/schedule=delay 2500"]);
     web = await startWeb(service.url);
     page = await openPage(web.url);
-    // Far away before the first answer: the first request is not needed any more. In the page, which is fast enough.
+    // Moves far away before the first answer, so that the first request is obsolete. Runs in the page, to be fast enough.
     const appearance = await page.waitForFunction(() => {
       const cell = document.querySelector(".cell.loading");
       const { log } = window.corvane.service.rpc;
@@ -76,7 +76,7 @@ describe("faults", () => {
     assert.deepEqual(page.errors, []);
   });
 
-  test("an error of the service: the part that failed says so, the rest works", async () => {
+  test("an error of the service: the failed part reports it, the rest works", async () => {
     service = await startService(["--allow-faults", "--fault", "recommend/popularch=status 500"]);
     web = await startWeb(service.url);
     page = await openPage(web.url);
@@ -93,7 +93,7 @@ describe("faults", () => {
       .waitFor();
   });
 
-  test("the session is gone: the next request opens another one, unseen", async () => {
+  test("the session has expired: the next request opens another one without a message", async () => {
     service = await startService();
     web = await startWeb(service.url);
     page = await openPage(web.url);
@@ -105,7 +105,7 @@ describe("faults", () => {
     await page.evaluate(() => (location.hash = "#/search?q=news"));
     await page.locator(".programme-card").first().waitFor();
     const log = await page.evaluate(() => window.corvane.service.rpc.log.map((entry) => [entry.method, entry.status]));
-    // The search, or what the page asked on its own before it.
+    // The request of the search, or one that the page sent by itself before it.
     assert.ok(
       log.some(([, status]) => status === -202),
       "a request failed",
@@ -117,7 +117,7 @@ describe("faults", () => {
     assert.ok(await banner().isHidden());
   });
 
-  test("corvane web ends: the page says so; started again it asks for the new address", async () => {
+  test("corvane web ends: the page reports it; after a restart it asks for the new address", async () => {
     service = await startService();
     web = await startWeb(service.url);
     page = await openPage(web.url);

@@ -1,4 +1,4 @@
-// The guide against the service's sample: what it shows is what JSON-RPC says, and every key does what the help says.
+// The guide with the service's sample: it shows what JSON-RPC returns, and every key works as the help describes.
 
 import assert from "node:assert/strict";
 import { before, beforeEach, describe, test } from "node:test";
@@ -24,7 +24,7 @@ describe("guide", () => {
     page.evaluate(() => document.activeElement?.getAttribute("aria-label") ?? document.activeElement?.localName);
   const focusFirst = () => page.evaluate(() => document.querySelector("guide-page").focusGrid());
   const press = (key) => page.keyboard.press(key);
-  /** The rows in their order, each with the texts of its cells. */
+  /** The rows in their order, each with the contents of its cells. */
   const shown = () =>
     page.evaluate(() =>
       [...document.querySelectorAll(".row")].map((row) => ({
@@ -51,7 +51,7 @@ describe("guide", () => {
     const row = (await shown())[0];
     assert.ok(list.data.length >= 3, "the sample shows several programmes in four hours");
     for (const programme of list.data) {
-      // In a span of one day hours before ten have two digits.
+      // Within one day, hours before ten have two digits.
       const starts = /** @type {const} */ (["numeric", "2-digit"]).map((hour) =>
         new Date(programme.StartTime.utc).toLocaleTimeString("en-GB", {
           timeZone: "Europe/Berlin",
@@ -127,7 +127,7 @@ describe("guide", () => {
     assert.ok(visible);
   });
 
-  test("focus survives that programmes are loaded again", async () => {
+  test("focus survives reloading programmes", async () => {
     await focusFirst();
     await press("ArrowDown");
     const before = await active();
@@ -212,7 +212,7 @@ describe("guide", () => {
     assert.equal((await looks())[0], 12);
   });
 
-  test("the channel filter works while typing and says how many are left", async () => {
+  test("the channel filter works while typing and shows the number of matches", async () => {
     await press("c");
     await page.keyboard.type("aurora");
     assert.deepEqual(

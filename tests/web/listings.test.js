@@ -1,4 +1,4 @@
-// Listings that are hard to show: hostile and odd titles, series and people, a guide of the past, real ones.
+// Unusual listings: hostile and odd titles, series and people, a guide of the past, real listings.
 
 import assert from "node:assert/strict";
 import { existsSync } from "node:fs";
@@ -37,7 +37,7 @@ async function open(listings, options = [], pageOptions = {}) {
 }
 
 describe("listings", () => {
-  test("hostile titles are shown as text", async () => {
+  test("hostile titles are shown as plain strings", async () => {
     const start = Math.floor(Date.now() / kHour) * kHour;
     const titles = [
       "<script>window.broken = true</script>",
@@ -74,7 +74,7 @@ describe("listings", () => {
     assert.equal(list.count, titles.length);
     for (const [i, { Title }] of list.data.entries()) {
       const cell = page.locator(".row").nth(i).locator(".cell.on");
-      // The text of what began before the left edge is beside the channel's name.
+      // The title of a programme that began before the left edge is beside the channel's name.
       const shown = await cell.evaluate((element) => {
         const row = [...document.querySelector("guide-grid").rows.values()].find((one) =>
           one.element.contains(element),
@@ -139,7 +139,7 @@ describe("listings", () => {
     await end();
   });
 
-  test("a thousand channels: only what is near exists, and every visible row is filled wherever one scrolls", async () => {
+  test("a thousand channels: only rows near the view exist, and every visible row is filled wherever one scrolls", async () => {
     const start = Math.floor(Date.now() / kHour) * kHour - 2 * kHour;
     const all = Array.from({ length: 1000 }, (_, i) => i);
     const listing = writeListing(
@@ -182,7 +182,7 @@ describe("listings", () => {
     await end();
   });
 
-  test("a guide of the past says so and leads to it", async () => {
+  test("a guide of the past is reported, with a link to its time", async () => {
     const start = Math.floor(Date.now() / kHour) * kHour - 50 * kHour;
     const listing = writeListing(
       "past.xml",

@@ -1,4 +1,4 @@
-// Every page against the service's sample: what it shows is what JSON-RPC says, and what it changes is changed.
+// Every page with the service's sample: it shows what JSON-RPC returns, and its changes reach the service.
 
 import assert from "node:assert/strict";
 import { before, beforeEach, describe, test } from "node:test";
@@ -75,7 +75,7 @@ describe("pages", () => {
     await page.getByText("Removed from your favourites").waitFor();
   });
 
-  test("programme: Watch records a tuning and says that there is no picture", async () => {
+  test("programme: Watch records a tuning and explains that there is no picture", async () => {
     const [[before]] = await rpc(service.url, [["sendTuneHistory", ["", "1"]]]);
     await page.locator(".cell.on").first().click();
     await page.getByRole("button", { name: "Watch" }).click();
@@ -84,12 +84,12 @@ describe("pages", () => {
     assert.equal(Number(after), Number(before) + 2);
   });
 
-  test("programme: one that is not in the guide", async () => {
+  test("programme: an unknown ID is reported", async () => {
     await go("#/programme/1");
     await page.getByRole("alert").getByText("status -205").waitFor();
   });
 
-  test("search: results while typing are those of the service, and old requests are cancelled or replaced", async () => {
+  test("search: shows the service's results while typing, and cancels or replaces old requests", async () => {
     await page.keyboard.press("/");
     const field = page.getByRole("searchbox", { name: "Search programmes and people" });
     await field.waitFor();
@@ -131,7 +131,7 @@ describe("pages", () => {
     );
   });
 
-  test("for you: each list is the service's", async () => {
+  test("for you: each list shows the service's recommendations", async () => {
     await go("#/for-you");
     const [[usual], [popular], [concierge]] = await rpc(service.url, [
       ["getSmartChannel", []],
@@ -221,7 +221,7 @@ describe("pages", () => {
       await page.locator(".headend .title").allTextContents(),
       headends.data.map((one) => one.MsoMbrName),
     );
-    await page.getByRole("button", { name: "ask me" }).click();
+    await page.getByRole("button", { name: "ask me questions" }).click();
     const [question] = quiz.data;
     await page.locator(".quiz").getByText(`Which channel is on number ${question.Number}?`).waitFor();
     const answer = question.AnswerList.find((one) => one.HeadendId === "H4").Name;

@@ -1,5 +1,5 @@
-// Pictures of the main pages for the documentation: light and dark, phone and desktop. They go to a scratch folder; with
-// CORVANE_IMAGES=docs/images they go there instead.
+// Pictures of the main pages for the documentation: light and dark, phone and desktop. They are written to a scratch folder, or
+// with CORVANE_IMAGES=docs/images to the documentation.
 
 import assert from "node:assert/strict";
 import { mkdirSync, statSync } from "node:fs";

@@ -1,4 +1,4 @@
-// What the browser downloads: bounded, so that the page stays quick on a slow network.
+// The bytes that the browser downloads are limited, so that the page loads quickly on a slow network.
 
 import assert from "node:assert/strict";
 import { readdirSync } from "node:fs";

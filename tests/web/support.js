@@ -1,4 +1,4 @@
-// Starts what the tests of the page need: the service, `corvane web` and a browser. Everything ends with the test file.
+// Starts the service, `corvane web` and a browser for the tests of the page. All of them end with the test file.
 
 import { chromium } from "playwright-core";
 import { spawn } from "node:child_process";
@@ -102,7 +102,7 @@ export async function importListings(listings, options = []) {
   return db;
 }
 
-/** A listing of one's own. @param {string} name @param {string} channels @param {string} programmes */
+/** Writes a listing. @param {string} name @param {string} channels @param {string} programmes */
 export function writeListing(name, channels, programmes) {
   const file = scratchFile(name);
   writeFileSync(file, `<?xml version="1.0" encoding="UTF-8"?>\n<tv>\n${channels}\n${programmes}\n</tv>\n`);
@@ -126,7 +126,7 @@ export async function getBrowser() {
 }
 
 /**
- * Opens an address in a fresh browser profile. Scripts that fail make the test fail; pictures of listings do not exist.
+ * Opens an address in a fresh browser profile. Errors of scripts fail the test; pictures of listings are not loaded.
  * @param {string} url
  * @param {import("playwright-core").BrowserContextOptions} [options]
  */
@@ -150,7 +150,7 @@ export async function guideReady(page) {
   await until("the guide to be loaded", async () => (await page.locator(".cell.loading").count()) === 0);
 }
 
-/** The element that shows a page, or what opens over one. @param {string} hash  as in "search?q=the" or "channel/1" */
+/** The element that shows a page, or that opens over one. @param {string} hash  as in "search?q=the" or "channel/1" */
 export function elementOf(hash) {
   const [, name] = /^([\w-]+)/.exec(hash) ?? [];
   return /^(help|programme|person|channel)$/.test(name ?? "") ? `dialog[open] ${name}-view` : `${name}-page`;
@@ -165,7 +165,7 @@ export async function settled(page) {
 }
 
 /**
- * Asks again until there is an answer.
+ * Polls until there is an answer.
  * @template T @param {string} what @param {() => T | Promise<T>} ask @param {number} [patience] @returns {Promise<T>}
  */
 export async function until(what, ask, patience = kPatience) {
@@ -187,7 +187,7 @@ export async function rpc(serviceUrl, requests) {
   const lines = [["getAuthSeedkey", []], ["getLocalTime", []], ["wait", []], ...requests].map(([method, params], id) =>
     JSON.stringify({ jsonrpc: "2.0", id, method, params }),
   );
-  // One after the other: "wait" keeps what follows a change from going before it.
+  // One after the other: "wait" keeps a later request from overtaking a change.
   const input = lines
     .flatMap((line, i) =>
       i < 3 ? [line] : [line, JSON.stringify({ jsonrpc: "2.0", id: `w${i}`, method: "wait", params: [] })],

@@ -1,4 +1,4 @@
-// The page as a whole: navigation, which page is shown, what is open over it, keys, and whether the service answers.
+// The frame of all pages: navigation, the current page, the overlay on it, keys, and the state of the service.
 // Read next: router.js, service.js, ../guide/guide-page.js.
 
 import "../guide/guide-page.js";
@@ -21,7 +21,7 @@ const kPages = [
   ["health", "Health"],
 ];
 
-/** What opens over a page: "x" is the element x-view, with its own module, too. */
+/** Overlays, which open over a page: "x" is the element x-view, which also has its own module. */
 const kOverlays = ["programme", "person", "channel", "help"];
 
 class App {
@@ -30,7 +30,7 @@ class App {
     socket.protocol = socket.protocol.replace("http", "ws");
     socket.hash = "";
     this.service = new Service(socket.href);
-    /** How many steps the history has since the page under the overlay. */
+    /** Number of history entries since the page under the overlay. */
     this.depth = 0;
     this.isFirst = true;
     this.pageAddress = "#/guide";
@@ -49,7 +49,7 @@ class App {
     );
     const header = h(
       "header",
-      h("a.brand", { href: "#/guide", "aria-label": "Corvane, to the guide" }, h("span", "Corvane")),
+      h("a.brand", { href: "#/guide", "aria-label": "Corvane: open the guide" }, h("span", "Corvane")),
       this.nav,
       this.helpButton(),
     );
@@ -75,7 +75,7 @@ class App {
     this.service.addEventListener("state", () => void this.showState());
     this.service.rpc.addEventListener("closed", () => void this.checkAccess());
     void this.show();
-    // Early, so that causes and remedies are known when nothing can be fetched any more.
+    // Early, so that causes and remedies are known when the program no longer answers.
     setTimeout(() => void loadStatuses(), 1500);
   }
 
@@ -129,7 +129,7 @@ class App {
       return;
     }
     const page = await this.make(name, "page", route);
-    // The viewer may have gone elsewhere while it was loading.
+    // The viewer may have opened another page while this one was loading.
     if (parseRoute(this.pageAddress).name !== route.name) return;
     this.page = page;
     this.main.replaceChildren(page);
@@ -156,7 +156,7 @@ class App {
     return element;
   }
 
-  /** Closes what is open over the page: back to the page, however many steps that takes. */
+  /** Closes the overlays: goes back in the history to the page under them. */
   close() {
     if (this.depth > 0) history.go(-this.depth);
     else go(this.pageAddress);
@@ -180,7 +180,7 @@ class App {
         h(
           "span",
           h("strong", "corvane web does not answer. "),
-          "Start it again; this page connects by itself as soon as it runs. What you see may be out of date.",
+          "Start it again; this page then reconnects automatically. What you see may be out of date.",
         ),
       );
     } else if (state === "gone") {
@@ -192,13 +192,13 @@ class App {
           "span",
           h("strong", `The service does not answer (status ${goneStatus}). `),
           `${explanation.cause}. What to do: ${explanation.remedy}. `,
-          "This page goes on by itself as soon as the service is back.",
+          "This page continues automatically when the service is back.",
         ),
       );
     }
   }
 
-  /** Tells a program that is gone from one that does not let this page in. */
+  /** Distinguishes a program that has ended from one that refuses this page. */
   async checkAccess() {
     try {
       const reply = await fetch("statuses.md", { cache: "no-store" });
@@ -212,7 +212,7 @@ class App {
           ),
         );
     } catch {
-      // It is gone.
+      // The program has ended.
     }
   }
 
@@ -261,5 +261,5 @@ class App {
   page = null;
 }
 
-/** Reachable for tests and for the curious. */
+/** For tests and for the browser's console. */
 Object.assign(window, { corvane: new App() });

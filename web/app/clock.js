@@ -19,7 +19,7 @@ function wallFormat(timeZone) {
   });
 }
 
-/** Times and dates as the viewer writes them. @param {string} timeZone */
+/** Formats of times and dates in the viewer's language. @param {string} timeZone */
 function formatsFor(timeZone) {
   /** @param {Intl.DateTimeFormatOptions} options */
   const format = (options) => new Intl.DateTimeFormat(navigator.languages, { timeZone, ...options });
@@ -48,7 +48,7 @@ export class Clock {
 
   /**
    * @param {number} now  the service's time in milliseconds
-   * @param {string} zone  an IANA name, or an offset as in "+09:00"; anything else leaves the browser's zone
+   * @param {string} zone  an IANA name, or an offset as in "+09:00"; the browser's zone if it is anything else
    */
   set(now, zone) {
     if (now) this.ahead = now - Date.now();
@@ -71,7 +71,7 @@ export class Clock {
 
   /** Milliseconds by which the zone's wall clock is ahead of UTC at an instant. @param {number} instant */
   offset(instant) {
-    // A change of the clock happens on a quarter of an hour.
+    // Clocks change only at full quarters of an hour.
     const quarter = Math.floor(instant / (15 * kMinute));
     let offset = this.offsets.get(quarter);
     if (offset === undefined) {
@@ -85,7 +85,7 @@ export class Clock {
     return offset;
   }
 
-  /** The instant at which the wall clock shows a time, which is given as if it were UTC. @param {number} wall */
+  /** The instant at which the wall clock shows a time; the time is given as if it were UTC. @param {number} wall */
   instant(wall) {
     const guess = wall - this.offset(wall);
     return wall - this.offset(guess);

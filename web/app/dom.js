@@ -7,7 +7,7 @@
  * @template {keyof HTMLElementTagNameMap} K
  * @param {K | `${K}.${string}`} kind  its tag and its classes, as in "button.tool.close"
  * @param {...(Record<string, any> | Child | Child[])} content  optionally properties, then children. Of the properties,
- *   "onclick" and the like add listeners, true and false set or leave out an attribute, and everything else is one
+ *   "onclick" and the like add listeners, true and false add or omit an attribute, and other values become attributes
  * @returns {HTMLElementTagNameMap[K]}
  */
 export function h(kind, ...content) {
@@ -43,7 +43,8 @@ export function button(title, onclick, look = "") {
 }
 
 /**
- * Text of a listing: its direction follows its first strong character, and it does not affect its surroundings.
+ * An element with a string of a listing: its direction follows its first strong character, and does not affect its
+ * surroundings.
  * @param {string} content
  * @param {string} [className]
  */
@@ -52,7 +53,7 @@ export function listingText(content, className) {
 }
 
 /**
- * The first characters of a text, with an ellipsis if something was left out.
+ * The first characters of a string, with an ellipsis if it was cut.
  * @param {string} content
  * @param {number} most
  */
@@ -62,7 +63,7 @@ export function shorten(content, most) {
 }
 
 /**
- * Calls a function once the calls have paused.
+ * Returns a function that calls back once after its calls have paused.
  * @param {() => void} callback
  * @param {number} milliseconds
  */

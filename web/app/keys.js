@@ -3,7 +3,7 @@
 const kFocusable =
   "a[href]:not(.skip), button:not([disabled]), input:not([disabled]), select:not([disabled]), summary, [tabindex]:not([tabindex='-1'])";
 
-/** Whether keys belong to a field that text is typed into. @param {EventTarget | null} target */
+/** Whether the keys are typed into an input field. @param {EventTarget | null} target */
 export function isTyping(target) {
   return target instanceof HTMLInputElement
     ? !["checkbox", "radio", "button"].includes(target.type)
@@ -44,7 +44,7 @@ export function moveFocus(key, within = document) {
       ? Math.min(box.right, from.right) - Math.max(box.left, from.left)
       : Math.min(box.bottom, from.bottom) - Math.max(box.top, from.top);
     if (along < -4) continue;
-    // Left and right stay in the line; up and down go to the nearest line first.
+    // Left and right stay in the row; up and down choose the nearest row first.
     if (!isVertical && overlap <= 0) continue;
     const distance = Math.max(along, 0) + 3 * Math.max(-overlap, 0);
     if (distance < bestDistance) {
@@ -56,24 +56,24 @@ export function moveFocus(key, within = document) {
   return Boolean(best);
 }
 
-/** What the help shows: keys and what they do. */
+/** Keys and their actions, for the help. */
 export const kKeyHelp = /** @type {[string, [string, string][]][]} */ ([
   [
     "In the guide",
     [
       ["← → ↑ ↓", "Move through programmes; up and down keep the time"],
       ["Enter", "Open the programme"],
-      ["Page Up, Page Down", "A screen of channels"],
+      ["Page Up, Page Down", "Scroll by a screen of channels"],
       ["Home", "Now"],
       ["t", "Tonight"],
-      ["[ and ]", "Half a day back, half a day on"],
+      ["[ and ]", "Half a day back, half a day forward"],
       ["+ and −", "Fewer or more hours on the screen"],
       ["d", "Row height"],
       ["c", "Filter channels"],
       ["g", "Highlight a genre"],
       ["v", "Favourite channels only"],
-      ["f", "Programme as a favourite"],
-      ["Shift+F", "Channel as a favourite"],
+      ["f", "Add the programme to the favourites, or remove it"],
+      ["Shift+F", "Add the channel to the favourites, or remove it"],
       ["i", "About the channel"],
     ],
   ],

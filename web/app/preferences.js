@@ -1,4 +1,4 @@
-// What the page remembers in this browser. A browser that refuses storage costs the memory, not the page.
+// Preferences that the page stores in this browser. Without storage the page works, but forgets them.
 
 const kPrefix = "corvane.";
 
@@ -22,6 +22,6 @@ export function remember(name, value) {
   try {
     localStorage.setItem(kPrefix + name, JSON.stringify(value));
   } catch {
-    // Private windows and full storage refuse.
+    // Storage may be full, or disabled as in private windows.
   }
 }

@@ -1,4 +1,4 @@
-// From the plug-in's records to what the pages show. Field names follow the records that docs/operations.md names.
+// Converts the plug-in's records to the objects that the pages show. Field names follow the records that docs/operations.md names.
 
 /**
  * @typedef {object} Channel
@@ -70,7 +70,7 @@ export function channelOf(record) {
 }
 
 /**
- * One row a channel: the first entry of a source counts, in order of number.
+ * One entry per channel, in order of number: the first record of each source.
  * @param {any[]} records @returns {Channel[]}
  */
 export function lineUpOf(records) {
@@ -155,7 +155,7 @@ export function foundOf(found) {
   };
 }
 
-/** Per cent of a programme that are over, for a style. @param {{start: number, end: number}} programme @param {number} now */
+/** Percentage of a programme that has passed, for a style. @param {{start: number, end: number}} programme @param {number} now */
 export function elapsed({ start, end }, now) {
   return `${(100 * (now - start)) / (end - start)}%`;
 }

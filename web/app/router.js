@@ -1,9 +1,9 @@
-// Addresses: "#/guide?at=…". A page is what fills the window; an overlay (programme, person, channel) opens over it.
+// Addresses: "#/guide?at=…". A page fills the window; an overlay (programme, person, channel) opens over it.
 
 /**
  * @typedef {object} Route
  * @property {string} name
- * @property {string[]} parts  what follows the name, decoded
+ * @property {string[]} parts  path segments after the name, decoded
  * @property {URLSearchParams} query
  */
 
@@ -39,7 +39,7 @@ export function programmeAddress(programme) {
   });
 }
 
-/** Goes to an address as a step that the back button takes back. @param {string} to */
+/** Goes to an address; the back button returns from it. @param {string} to */
 export function go(to) {
   location.hash = to;
 }

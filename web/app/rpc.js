@@ -1,5 +1,5 @@
-// JSON-RPC 2.0 over one WebSocket: the only module that talks to the plug-in. Connects again by itself.
-// Read next: service.js for the operations in the page's terms.
+// JSON-RPC 2.0 over one WebSocket: the only module that talks to the plug-in. Reconnects automatically.
+// Read next: service.js for the operations that the pages use.
 
 /**
  * @typedef {object} LogEntry

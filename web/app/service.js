@@ -1,5 +1,5 @@
-// The service in the pages' terms: operations, favourites, the clock, and whether the service answers. It opens a lost
-// session again and tells when a service that was gone has come back. Read next: schedule-cache.js for the guide.
+// The service as the pages use it: operations, favourites, the clock, and whether the service answers. Reopens a lost
+// session and reports when the service is back. Read next: schedule-cache.js for the guide.
 
 import { Clock } from "./clock.js";
 import {
@@ -23,7 +23,7 @@ const kNoTime = -59;
 const kRefused = -205;
 const kEmptyList = -55;
 const kUnreadable = -57;
-/** Statuses that say that the service cannot be reached or does not work, rather than that a request was wrong. */
+/** Statuses for a service that cannot be reached or does not work, not for a wrong request. */
 const kGone = new Set([-13, -100, -105, -107, -200, -500]);
 const kProbeEvery = 3000;
 const kMostFavourites = 500;
@@ -39,7 +39,7 @@ export class Service extends EventTarget {
     this.clock = new Clock();
     /** @type {"connecting" | "ok" | "disconnected" | "gone"} */
     this.state = "connecting";
-    /** The status that made the service count as gone. */
+    /** The status for which the service counts as gone. */
     this.goneStatus = 0;
     /** @type {Channel[]} */
     this.channels = [];
@@ -87,7 +87,7 @@ export class Service extends EventTarget {
   }
 
   /**
-   * Calls an operation; opens the session or asks for the time first if the plug-in says that it lacks them.
+   * Calls an operation; first opens the session and fetches the time if the plug-in reports that they are missing.
    * @param {string} method
    * @param {unknown[]} params
    * @param {AbortSignal} [signal]
@@ -111,7 +111,7 @@ export class Service extends EventTarget {
     }
   }
 
-  /** Opens a session and asks for the time, once for all callers. */
+  /** Opens a session and fetches the time, once for all waiting callers. */
   repair() {
     this.repairing ??= Promise.all([this.call("getAuthSeedkey", []), this.fetchClock()]).finally(() => {
       this.repairing = null;
@@ -139,14 +139,14 @@ export class Service extends EventTarget {
     return this.channels;
   }
 
-  /** Once. @param {AbortSignal} [signal] */
+  /** Fetches the genres, only once. @param {AbortSignal} [signal] */
   async fetchGenres(signal) {
     if (this.genresKnown) return;
     let [genres, groups] = [null, null];
     try {
       [genres, groups] = await this.call("getGenreList", [""], signal);
     } catch (error) {
-      // A guide without any genre.
+      // The guide has no genres.
       if (!(error instanceof StatusError) || error.status !== kUnreadable) throw error;
     }
     this.genresKnown = true;
@@ -169,7 +169,7 @@ export class Service extends EventTarget {
     return [...new Set(programme.genres.map((id) => this.genreNames.get(id)).filter(Boolean))];
   }
 
-  /** Adds what the line-up knows about a programme's channel. @param {Programme} programme */
+  /** Adds the channel's name and number from the line-up. @param {Programme} programme */
   withChannel(programme) {
     const channel = this.channelBySource.get(programme.source);
     programme.channelName ||= channel?.name ?? "";
@@ -222,7 +222,7 @@ export class Service extends EventTarget {
       const [series, episodes] = await this.call("getSeriesDetailInfo", [id, ""], signal);
       return { series: programmeOf(series), episodes: dataOf(episodes).map(programmeOf) };
     } catch (error) {
-      // It belongs to no series.
+      // It does not belong to a series.
       if (error instanceof StatusError && (error.status === kRefused || error.status < -9000)) return null;
       throw error;
     }
@@ -274,7 +274,7 @@ export class Service extends EventTarget {
   }
 
   /**
-   * An operation whose result is a list of programmes; -55, an empty list, is an empty list.
+   * Calls an operation whose result is a list of programmes. Status -55 gives an empty list.
    * @param {string} method @param {unknown[]} params @param {AbortSignal} [signal] @returns {Promise<Programme[]>}
    */
   async list(method, params, signal) {
@@ -330,7 +330,7 @@ export class Service extends EventTarget {
   }
 
   /**
-   * Shows the change at once and takes it back if the service refuses.
+   * Shows the change at once and reverts it if the service refuses.
    * @param {"channel" | "content"} type @param {string} id
    */
   async toggleFavourite(type, id) {

@@ -1,4 +1,4 @@
-// What a page shows when there is nothing to show: loading, empty, failed. Also short notices, and the base of all pages.
+// The states of a page without content: loading, empty, failed. Also short notices, and the base class of all pages.
 
 import { button, h, icon } from "./dom.js";
 import { ConnectionError, isAbort, RequestError, StatusError } from "./rpc.js";
@@ -19,7 +19,7 @@ export function emptyState(title, hint, ...actions) {
 }
 
 /**
- * What failed, why, and what to do.
+ * Shows what failed, the cause, and what to do.
  * @param {unknown} error
  * @param {() => void} [retry]
  */
@@ -35,7 +35,7 @@ export function errorState(error, retry) {
     });
   } else if (error instanceof ConnectionError) {
     cause.textContent = "The connection to corvane web is lost.";
-    remedy.textContent = "This page connects again by itself as soon as the program answers.";
+    remedy.textContent = "This page reconnects automatically when the program answers.";
   } else {
     cause.textContent = error instanceof Error ? error.message : String(error);
     remedy.textContent =
@@ -52,7 +52,7 @@ export function errorState(error, retry) {
   );
 }
 
-/** Shows a notice for some seconds; screen readers announce it. @param {string} message */
+/** Shows a notice for a few seconds; screen readers announce it. @param {string} message */
 export function notify(message) {
   const place = document.getElementById("notices");
   if (!place) return;
@@ -72,7 +72,7 @@ export async function notifyFailure(error) {
   }
 }
 
-/** A part of the window that loads something, and again when the service has come back. */
+/** A part of the window that loads its content, and reloads it when the service is back. */
 export class Page extends HTMLElement {
   /** Set before the element is connected. @type {import("./service.js").Service} */
   service = /** @type {any} */ (null);
@@ -102,8 +102,8 @@ export class Page extends HTMLElement {
   }
 
   /**
-   * Fills a place with what a promise brings; shows skeletons and failures meanwhile. A second call for the same page
-   * replaces the first.
+   * Fills a place with the result of a promise, or its failure; shows skeletons meanwhile. A second call for the same
+   * page replaces the first.
    * @template T
    * @param {HTMLElement} place
    * @param {(signal: AbortSignal) => Promise<T>} fetch

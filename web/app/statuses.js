@@ -1,4 +1,4 @@
-// Causes and remedies of statuses, read from the same page that documents them (docs/statuses.md, served as statuses.md).
+// Causes and remedies of statuses, read from the page that documents them (docs/statuses.md, served as statuses.md).
 
 /**
  * @typedef {object} Explanation
@@ -9,7 +9,7 @@
 /** @type {Promise<Map<string, Explanation>> | null} */
 let table = null;
 
-/** Fetches the table once; early, so that it is there when the program has gone. */
+/** Fetches the table once; early, so that it is available when the program no longer answers. */
 export function loadStatuses() {
   table ??= fetch("statuses.md")
     .then((reply) => (reply.ok ? reply.text() : ""))
@@ -22,7 +22,7 @@ export function loadStatuses() {
 }
 
 /**
- * Reads the rows "| status | seen | cause | what to do |". A status that is delivered goes over one that is returned.
+ * Reads the rows "| status | seen | cause | what to do |". For a status with several rows, the row of delivery takes precedence over that of return.
  * @param {string} page
  */
 export function parseStatuses(page) {

@@ -3,7 +3,7 @@
 import { h } from "../app/dom.js";
 import { initials } from "../app/records.js";
 
-/** Logos that did not load; they are not asked for again. @type {Set<string>} */
+/** Logos that did not load; they are not requested again. @type {Set<string>} */
 const broken = new Set();
 
 /** @param {{name: string, logo: string}} channel @param {string} [size] ".large" */

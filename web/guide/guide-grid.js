@@ -14,14 +14,14 @@ import { layOut, segmentAt } from "./row-layout.js";
 /**
  * @typedef {object} Row
  * @property {HTMLElement} element
- * @property {HTMLElement} head  in a column of its own; the row owns it by its id
- * @property {HTMLElement} cut  beside the head: the text of the cell that began before the left edge
- * @property {HTMLElement | undefined} cutCell  whose text it is
+ * @property {HTMLElement} head  in the column of heads; the row owns it by its id
+ * @property {HTMLElement} cut  beside the head: the title of the cell that began before the left edge
+ * @property {HTMLElement | undefined} cutCell  the cell of that title
  * @property {Channel} channel
  * @property {number} index
  * @property {Map<string, HTMLElement>} cells
  * @property {Segment[]} segments
- * @property {string} state  what the cells were made from
+ * @property {string} state  the input that the cells were made from
  */
 
 /** Heights of a row in rem. */
@@ -29,9 +29,9 @@ export const kDensities = { compact: 2.25, normal: 3.5, large: 5 };
 /** @typedef {keyof typeof kDensities} Density */
 
 const kTitleInCell = 200;
-/** Cells narrower than this, in pixels, show only their title's beginning. */
+/** Cells narrower than this, in pixels, show only the beginning of their title. */
 const kNarrow = 84;
-/** Parts of a screen that exist beyond the visible part. */
+/** Fractions of a screen that exist beyond the visible part. */
 const kRowsBeyond = 0.3;
 const kTimeBefore = 0.15;
 const kTimeAfter = 0.35;
@@ -39,7 +39,7 @@ const kEmptyCells = { gap: "No listing", loading: "Loading", failed: "Not loaded
 const kTickSteps = [15, 30, 60, 120, 180, 360].map((minutes) => minutes * kMinute);
 const kTickWidth = 120;
 const kTick = 20000;
-/** Milliseconds of a frame that go into rows; their layout and painting take several times as long. */
+/** Milliseconds of a frame spent on building rows; their layout and painting take several times as long. */
 const kSlice = 3;
 
 /** @type {WeakMap<HTMLElement, Segment>} */
@@ -61,11 +61,11 @@ export class GuideGrid extends HTMLElement {
   genre = "";
   /** @type {Map<string, Row>} */
   rows = new Map();
-  /** Where focus is, or would be: the channel and the time that up and down keep. */
+  /** Position of the focus, also while it is elsewhere: the channel, and the time that up and down keep. */
   current = { source: "", time: 0 };
   frame = 0;
   geometry = { head: 0, ruler: 0, row: 0, width: 0, height: 0, perMs: 0 };
-  /** Where the scroller is, in pixels. Asking the scroller itself would lay out what has just changed. */
+  /** Scroll position in pixels. Reading it from the scroller would force a layout after each change. */
   place = { left: 0, top: 0 };
 
   connectedCallback() {
@@ -74,8 +74,8 @@ export class GuideGrid extends HTMLElement {
     this.ruler = h("div.ruler", { role: "row", "aria-rowindex": 1 }, this.corner, this.ticks);
     this.nowLine = h("div.now-line");
     this.body = h("div.rows", { role: "rowgroup" });
-    // One sticky column for all heads: a sticky element in each row would be a layer each, which browsers move one by
-    // one. Rows own their heads by aria-owns.
+    // One sticky column for all heads: a sticky element in each row would be a separate layer, and browsers move layers
+    // one by one. Rows own their heads by aria-owns.
     this.heads = h("div.heads");
     this.grid = h("div.grid", { role: "grid", "aria-label": "Programme guide" }, this.ruler, this.body);
     this.canvas = h("div.canvas", this.grid, this.heads, this.nowLine);
@@ -208,7 +208,7 @@ export class GuideGrid extends HTMLElement {
     });
   }
 
-  /** @param {boolean} [isPartial]  what does not fit into the frame follows in the next ones; otherwise only hidden rows do */
+  /** @param {boolean} [isPartial]  whether visible rows, too, may be left to the next frames; else only hidden rows may */
   render(isPartial = false) {
     if (!this.scroller || !this.isConnected || !this.geometry.row) return;
     const deadline = performance.now() + kSlice;
@@ -232,7 +232,7 @@ export class GuideGrid extends HTMLElement {
       for (const element of [row.element, row.head, row.cut]) element.remove();
       this.rows.delete(source);
     }
-    // The row that focus is in comes first, then what is visible, then what is below and above.
+    // The focused row comes first, then visible rows, then those below and above.
     const current = this.indexOf(this.current.source);
     if (from <= current && current < until) this.renderRow(current, area);
     for (let i = 0; i < until - from; ++i) {
@@ -265,7 +265,7 @@ export class GuideGrid extends HTMLElement {
     if (row?.state === state) return false;
     if (!row) {
       const head = this.headElement(channel);
-      // Its text is that of a cell, which has an accessible name.
+      // It repeats the title of a cell, which has an accessible name.
       const cut = h("div", { "aria-hidden": "true", dir: "auto", hidden: true });
       const element = h("div.row", { role: "row", "aria-owns": head.id });
       row = { element, head, cut, cutCell: undefined, channel, index: -1, cells: new Map(), segments: [], state };
@@ -317,7 +317,7 @@ export class GuideGrid extends HTMLElement {
     for (const [key, cell] of row.cells) {
       if (kept.has(key)) continue;
       if (cell === focused) {
-        // A focused cell that only left the window stays; one whose programme changed is replaced.
+        // A focused cell that has only left the window stays; one whose programme has changed is replaced.
         const replaced = segmentAt(row.segments, this.current.time);
         if (!replaced) continue;
         lost = true;
@@ -384,7 +384,7 @@ export class GuideGrid extends HTMLElement {
     if (isOn) cell.style.setProperty("--progress", elapsed(programme, now));
   }
 
-  /** Shows the text of what began before the left edge in the part that is visible. @param {number} left */
+  /** Shows the titles of programmes that began before the left edge in their visible part. @param {number} left */
   markEarlier(left) {
     for (const row of this.rows.values()) {
       const cell = this.cellAt(row, left);
@@ -400,7 +400,7 @@ export class GuideGrid extends HTMLElement {
   }
 
   /**
-   * Moves a cell's text beside the row's head, and that of the cell before it back.
+   * Moves a cell's title beside the row's head, and moves back that of the previous cell.
    * @param {Row} row @param {HTMLElement | undefined} cell
    */
   cut(row, cell) {
@@ -429,7 +429,7 @@ export class GuideGrid extends HTMLElement {
     if (state === this.rulerState || !this.ticks) return;
     this.rulerState = state;
     const ticks = [];
-    // Steps of the wall clock, so that ticks stay on the hour when the clock changes.
+    // Steps by the wall clock, so that ticks stay on the hour when the clock changes.
     const begin = Math.ceil(clock.reading(area.from) / step) * step - clock.offset(area.from);
     for (let time = begin; time < area.until;) {
       const isMidnight = clock.midnight(time) === time;
@@ -506,10 +506,10 @@ export class GuideGrid extends HTMLElement {
   }
 
   /**
-   * Moves focus to what a channel shows at a time, and makes it visible.
+   * Moves focus to the programme of a channel at a time, and makes it visible.
    * @param {number} index of the channel
    * @param {number} time
-   * @param {{scroll?: "time" | "cell" | "none"}} [options] what has to be visible: the time, or the cell's beginning
+   * @param {{scroll?: "time" | "cell" | "none"}} [options] the part that must be visible: the time, or the cell's beginning
    */
   focusAt(index, time, { scroll = "time" } = {}) {
     if (!this.channels.length || !this.scroller) return;
@@ -632,7 +632,7 @@ export class GuideGrid extends HTMLElement {
     event.preventDefault();
     event.stopPropagation();
     action();
-    // Left and right go on from the beginning of the programme that they reach.
+    // Left and right take the time from the beginning of the programme that they reach.
     if (event.key === "ArrowLeft") {
       const reached = this.segment;
       if (reached) this.current.time = Math.max(reached.start, this.axis.start);

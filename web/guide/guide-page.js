@@ -1,4 +1,5 @@
-// The guide: day strip, jumps, filters, zoom and the grid. Keeps its place in the address and its looks in this browser.
+// The guide: day strip, jumps, filters, zoom and the grid. Keeps its place in the address and its settings in this
+// browser.
 
 import { kHour, kMinute } from "../app/clock.js";
 import { button, debounce, h, icon } from "../app/dom.js";
@@ -12,11 +13,11 @@ import { ScheduleCache } from "./schedule-cache.js";
 
 const kZooms = [2, 3, 4, 6, 8, 12];
 const kEvening = 20;
-/** The day strip looks for programmes from so many days ago … */
+/** The day strip looks for programmes from this many days ago … */
 const kDaysBack = 8;
-/** … over this span, the longest that the service answers. */
+/** … over this span in hours, the longest that the service accepts. */
 const kHoursSearched = 744;
-/** Channels that are asked for all their programmes to find out which days the guide has. */
+/** Number of channels whose programmes are fetched to find the days of the guide. */
 const kChannelsSearched = 3;
 const kMostSearches = 6;
 
@@ -88,7 +89,7 @@ export class GuidePage extends Page {
     this.showPlace();
     this.ready = true;
     if (!this.service.favouritesKnown) this.service.fetchFavourites(this.signal).catch(() => {});
-    // Everything visible comes first.
+    // The visible part is loaded first.
     setTimeout(() => void this.findDays(), 400);
   }
 
@@ -110,7 +111,7 @@ export class GuidePage extends Page {
 
   // --- place ----------------------------------------------------------------------------------------------------------
 
-  /** Shows what the address asks for, else now. */
+  /** Shows the place in the address, else now. */
   showPlace() {
     const grid = /** @type {GuideGrid} */ (this.grid);
     const at = Date.parse(this.route.query.get("at") ?? "");
@@ -124,7 +125,7 @@ export class GuidePage extends Page {
     grid.keepOneTabStop();
   }
 
-  /** The last half hour that leaves some of the past visible. */
+  /** A full half hour, early enough that some of the past stays visible. */
   startOfNow() {
     const half = 30 * kMinute;
     return Math.floor((this.service.clock.now() - 10 * kMinute) / half) * half;
@@ -185,7 +186,7 @@ export class GuidePage extends Page {
     if (this.grid) this.jump(this.grid.leftTime + hours * kHour);
   }
 
-  /** The same time of day on another day; of today, now. @param {{start: number, end: number}} day */
+  /** Jumps to the same time on another day, or for today to now. @param {{start: number, end: number}} day */
   jumpToDay(day) {
     const { clock } = this.service;
     const now = clock.now();
@@ -225,7 +226,7 @@ export class GuidePage extends Page {
         }
       }
     } catch {
-      return; // The strip keeps what it has.
+      return; // The strip keeps its days.
     }
     const { grid } = this;
     if (!grid?.isConnected || first > last) return;
@@ -234,12 +235,12 @@ export class GuidePage extends Page {
     const [start, end] = [days[0].start, days[days.length - 1].end];
     remember("days", [start, end]);
     if (last < now || first > now) this.pointTo(last < now, last < now ? last - 2 * kHour : first);
-    // What is on screen stays, also if it lies outside.
+    // The visible part stays, even outside these days.
     if (start !== grid.axis.start || end !== grid.axis.end)
       this.setDays(Math.min(start, grid.leftTime), Math.max(end, Math.min(grid.rightTime, grid.axis.end)));
   }
 
-  /** Says that the guide has nothing for now, and where it has something. @param {boolean} isOver @param {number} time */
+  /** Reports that the guide has nothing for now, and links to the nearest programmes. @param {boolean} isOver @param {number} time */
   pointTo(isOver, time) {
     const note = h(
       "div.guide-note",
@@ -349,7 +350,7 @@ export class GuidePage extends Page {
         tool("left", "Half a day back", () => this.jumpBy(-12), "["),
         this.nowButton,
         h("button.button", { title: "Tonight (t)", onclick: () => this.jumpToEvening() }, "Tonight"),
-        tool("right", "Half a day on", () => this.jumpBy(12), "]"),
+        tool("right", "Half a day forward", () => this.jumpBy(12), "]"),
       ),
       h("div.group.filters", this.filterField, this.genreField, this.favouritesButton, this.channelCount),
       h(
@@ -362,7 +363,7 @@ export class GuidePage extends Page {
     );
   }
 
-  /** Hours a screen. */
+  /** Hours per screen. */
   get zoom() {
     const fallback = innerWidth < 600 ? 2 : innerWidth < 1000 ? 3 : 4;
     const stored = preference("hours", fallback);
@@ -484,7 +485,7 @@ export class GuidePage extends Page {
     grid.focusAt(inView ? row.index : grid.topRow, grid.timeInView());
   }
 
-  /** Keys that work anywhere on this page. @param {KeyboardEvent} event @returns {boolean} whether it was one */
+  /** Handles keys that work anywhere on this page. @param {KeyboardEvent} event @returns {boolean} whether it was one */
   key(event) {
     /** @type {Record<string, () => unknown>} */
     const actions = {

@@ -1,4 +1,4 @@
-// What one row of the guide shows in a span of time: programmes, gaps between them, and what is not loaded yet.
+// Lays out one row of the guide for a span of time: programmes, gaps between them, and parts that are not loaded yet.
 // Segments follow each other without overlap, so that every instant belongs to exactly one.
 
 /** @typedef {import("../app/records.js").Programme} Programme */
@@ -12,7 +12,7 @@
  */
 
 /**
- * A stretch of the row, either loaded or not.
+ * A part of the row with one state.
  * @typedef {object} Stretch
  * @property {number} start
  * @property {number} end
@@ -56,7 +56,7 @@ export function layOut(stretches) {
 }
 
 /**
- * Programmes by their start. Those of one start share a slot.
+ * Groups programmes by their start. Programmes with the same start share a slot.
  * @param {Programme[]} programmes
  */
 function slotsOf(programmes) {

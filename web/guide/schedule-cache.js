@@ -1,5 +1,5 @@
-// The programmes that the guide has fetched, in blocks of one channel and two hours. The grid names what it wants to
-// show; the cache asks for what is missing, the visible part first, and cancels what is not wanted any more.
+// The programmes that the guide has fetched, in blocks of one channel and two hours. The grid names the area
+// that it shows; the cache requests missing blocks, the visible ones first, and cancels requests for blocks outside.
 
 import { kHour } from "../app/clock.js";
 import { isAbort, StatusError } from "../app/rpc.js";
@@ -40,7 +40,7 @@ export class ScheduleCache extends EventTarget {
   constructor(service) {
     super();
     this.service = service;
-    /** The one used longest ago comes first. @type {Map<string, Block>} */
+    /** In order of use, the least recently used first. @type {Map<string, Block>} */
     this.blocks = new Map();
     /** @type {Map<string, number>} */
     this.versions = new Map();
@@ -67,7 +67,7 @@ export class ScheduleCache extends EventTarget {
   }
 
   /**
-   * @param {Area} visible  asked for first
+   * @param {Area} visible  requested first
    * @param {Area} around  includes the visible area
    */
   want(visible, around) {
@@ -83,7 +83,7 @@ export class ScheduleCache extends EventTarget {
     this.fetchMissing();
   }
 
-  /** Asks again for what failed. */
+  /** Requests the failed blocks again. */
   retry() {
     const failed = new Set([...this.failed].map((key) => key.slice(key.indexOf(" ") + 1)));
     this.failed.clear();
@@ -97,7 +97,7 @@ export class ScheduleCache extends EventTarget {
         if (this.flights.size >= kMostFlights) return;
         void this.fetch(part.sources, part.first, part.last);
       }
-      // What is visible goes before what is around it.
+      // The visible area comes before its surroundings.
       if (this.flights.size) return;
     }
   }
@@ -189,7 +189,7 @@ export class ScheduleCache extends EventTarget {
     this.dispatchEvent(new CustomEvent("loaded", { detail: sources }));
   }
 
-  /** What is known of a channel in a span of time. @param {string} source @param {number} from @param {number} until @returns {Stretch[]} */
+  /** The parts of a channel's row in a span of time, loaded or not. @param {string} source @param {number} from @param {number} until @returns {Stretch[]} */
   stretches(source, from, until) {
     /** @type {Stretch[]} */
     const stretches = [];

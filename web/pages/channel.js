@@ -1,4 +1,4 @@
-// A channel: what is on now and next, favourite, and a record of what is watched.
+// A channel: the current and next programmes, its favourite button, and the record of what is watched.
 
 import { h, icon, listingText } from "../app/dom.js";
 import { address } from "../app/router.js";
@@ -33,7 +33,7 @@ class ChannelView extends Page {
     if (!channel)
       return emptyState(
         "This channel is not in the line-up",
-        "Another line-up may have it.",
+        "It may be in another line-up.",
         h("a.button", { href: "#/line-up" }, "Choose a line-up"),
       );
     document.title = `${channel.name} · Corvane`;

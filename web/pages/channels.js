@@ -55,7 +55,7 @@ class ChannelsPage extends Page {
           this.showList();
         });
         this.showList();
-        // A favourite that the line-up has lost is kept by the service; it is shown here only.
+        // Favourites that have left the line-up stay stored at the service; only this list shows them.
         const lost = channels.filter((channel) => !this.service.channelBySource.has(channel.source));
         return [
           h(

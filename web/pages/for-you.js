@@ -34,12 +34,12 @@ class ForYouPage extends Page {
       this.section(
         "At your usual time",
         "What you tune to at this time of day.",
-        "Watch something, and suggestions for this time of day appear here.",
+        "Watch something to get suggestions for this time of day.",
         (signal) => service.list("getSmartChannel", [], signal).then(upcoming),
       ),
       this.section(
         "Popular now",
-        "Channels that many watch.",
+        "Channels that many people watch.",
         "Nothing is on at the moment.",
         (signal) =>
           service.list("getPopularChannel", [1, kMostPopular], signal).then((all) => all.filter((one) => one.id)),
@@ -53,8 +53,8 @@ class ForYouPage extends Page {
       ),
       this.section(
         "Missed",
-        "Favourites, and what you like, of the last week.",
-        "You have missed nothing. Mark favourites, and what you miss of them appears here.",
+        "Favourites and programmes that you like, from the last week.",
+        "You have missed nothing. This list shows what you missed of your favourites.",
         (signal) => service.list("getMissedContent", ["time"], signal),
       ),
       this.section(

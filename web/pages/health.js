@@ -1,4 +1,4 @@
-// What works and what does not: the checks of "corvane doctor", session, clock, settings and the last requests.
+// Diagnosis: the checks of "corvane doctor", session, clock, settings and the last requests.
 
 import { button, h, icon } from "../app/dom.js";
 import { emptyState, Page, skeletons } from "../app/states.js";
@@ -49,7 +49,7 @@ class HealthPage extends Page {
         return service.health(signal);
       },
       (health) => {
-        if (!health?.checks) return emptyState("No report", "The program that serves this page gives no report.");
+        if (!health?.checks) return emptyState("No report", "The program that serves this page sent no report.");
         const failed = health.checks.find((/** @type {any} */ one) => one.verdict === "FAIL");
         return [
           h(

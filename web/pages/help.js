@@ -1,4 +1,4 @@
-// Which keys do what.
+// The list of keys.
 
 import { h } from "../app/dom.js";
 import { kKeyHelp } from "../app/keys.js";

@@ -1,4 +1,4 @@
-// The way to a line-up: where you live, what reaches you there, questions that tell similar ones apart, saved.
+// Choosing a line-up in steps: the place, the line-ups that reach it, questions that distinguish similar ones, saving.
 
 import { button, h, listingText } from "../app/dom.js";
 import { dataOf } from "../app/records.js";
@@ -37,7 +37,7 @@ class LineUpPage extends Page {
       h("h1", "Line-up"),
       h(
         "p",
-        "A line-up is the list of channels that you receive. It depends on where you live and on who brings television to you.",
+        "A line-up is the list of channels that you receive. It depends on where you live and on your television provider.",
       ),
       this.saved,
       this.steps,
@@ -133,7 +133,7 @@ class LineUpPage extends Page {
           const [container] = await this.service.call(operation, [code], signal);
           return dataOf(container).map(headendOf);
         } catch (error) {
-          // -55: a list that is empty.
+          // Status -55 means an empty list.
           if (error instanceof StatusError && error.status === -55) return [];
           throw error;
         }
@@ -146,7 +146,7 @@ class LineUpPage extends Page {
           );
         this.headends = headends;
         this.quizPlace = h("div");
-        const help = headends.length > 1 ? button("I do not know which one: ask me", () => this.askQuestions()) : "";
+        const help = headends.length > 1 ? button("I do not know: ask me questions", () => this.askQuestions()) : "";
         return [
           this.step(
             "2",
@@ -202,7 +202,7 @@ class LineUpPage extends Page {
         if (!useful.length)
           return emptyState(
             "There are no questions",
-            "The service cannot tell these line-ups apart. Ask who brings television to you.",
+            "These line-ups do not differ in a way that questions can decide. Ask your television provider.",
           );
         const body = h("div.quiz", { "aria-live": "polite" });
         this.ask(body, useful, 0, ids);

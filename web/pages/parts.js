@@ -154,7 +154,7 @@ export function voteButtons(service, key, id, signal) {
   return [like.element, dislike.element];
 }
 
-/** Reports that the viewer tuned to a channel: the page has no picture to show. @param {Service} service @param {Channel | undefined} channel @param {string} contentId */
+/** Records that the viewer watches a channel; the page itself shows no picture. @param {Service} service @param {Channel | undefined} channel @param {string} contentId */
 export function watchButton(service, channel, contentId) {
   const button = h("button.button.primary", icon("play"), "Watch");
   button.addEventListener("click", async () => {

@@ -22,7 +22,7 @@ class PersonView extends Page {
           (found) =>
             found.programmes.length
               ? [h("h3", "In the guide"), programmeList(this.service, found.programmes)]
-              : h("p", "Nothing in the guide names this person at the moment."),
+              : h("p", "No programme in the guide names this person at the moment."),
         );
         const life = [person.birth, person.death].filter(Boolean).join(" – ");
         return [

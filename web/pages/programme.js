@@ -1,4 +1,4 @@
-// A programme: details, all its airings, people, its series and what resembles it.
+// A programme: details, all its airings, people, its series and similar programmes.
 
 import { h, listingText } from "../app/dom.js";
 import { elapsed } from "../app/records.js";
@@ -37,7 +37,7 @@ class ProgrammeView extends Page {
       (airings) =>
         airings.length
           ? this.details(airings)
-          : emptyState("This programme is not in the guide", "It may have been removed since the address was made."),
+          : emptyState("This programme is not in the guide", "It may have been removed from the guide."),
     );
   }
 
@@ -168,7 +168,7 @@ class ProgrammeView extends Page {
     );
   }
 
-  /** What may take longer, each part as it comes. @param {HTMLElement} place */
+  /** Loads the parts that may take longer, and shows each when it arrives. @param {HTMLElement} place */
   async showMore(place) {
     const series = h("div");
     const related = h("div");

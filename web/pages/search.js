@@ -1,4 +1,4 @@
-// Search in titles, descriptions and people, while typing. Results can be kept to a day or a channel.
+// Search in titles, descriptions and people, while typing. Results can be limited to a day or a channel.
 
 import { debounce, h } from "../app/dom.js";
 import { isAbort } from "../app/rpc.js";
@@ -160,7 +160,7 @@ class SearchPage extends Page {
           ? emptyState("Nothing on that day or channel", "Choose another day or channel.")
           : emptyState(
               "Nothing found",
-              "Every word has to begin some word of a title, description or name. Try fewer or shorter words.",
+              "Each word must be the beginning of a word in a title, description or name. Try fewer or shorter words.",
             ),
     );
   }

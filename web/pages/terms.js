@@ -39,7 +39,10 @@ class TermsPage extends Page {
           h(
             "section",
             h("h2", "Anonymous use"),
-            h("p", "The service then keeps what you watch without your name. It does not say which of the two is set."),
+            h(
+              "p",
+              "The service then stores what you watch without your name. It does not report which of the two is set.",
+            ),
             h(
               "div.actions",
               button("Use anonymously", () => this.change("setAnonymAgreement", [true], "Anonymous use is on")),
@@ -49,7 +52,7 @@ class TermsPage extends Page {
           h(
             "section",
             h("h2", "History"),
-            h("p", "Forget what you watched and voted for until now. Favourites stay."),
+            h("p", "Delete the service's record of what you watched and voted for. Favourites stay."),
             h(
               "div.actions",
               button("Forget my history", () => this.forget()),

@@ -1,4 +1,4 @@
-// The command with the loaded library, and a server whose replies a test sets. ExchangeTest.cpp runs the files in
+// Runs the command with the loaded library, and a server whose replies a test sets. ExchangeTest.cpp runs the files in
 // exchanges/ with it, DocsTest.cpp the examples of docs/operations.md.
 #pragma once
 
@@ -26,7 +26,7 @@ public:
     std::string url() const { return "http://" + host(); }
     const std::filesystem::path& directory() const { return m_scratch.path(); }
 
-    /// Starts the command. @param options  "KEY=VALUE"; the base address is set anyway
+    /// Starts the command. @param options  "KEY=VALUE"; the base address is always set
     void start(const std::vector<std::string>& options);
     /// Gives the plug-in the session S, U, K.
     void openSession();

@@ -22,7 +22,7 @@ constexpr const char* kParts[] = {"Call", "Request", "Reply", "Statuses", "Cance
 struct Description {
     std::string title;
     std::vector<std::string> parts;           ///< in their order
-    std::map<std::string, std::string> says;  ///< by part, the text of its line
+    std::map<std::string, std::string> says;  ///< by part, its line
     std::map<std::string, std::string> code;  ///< by part, the lines of its block
 };
 
@@ -273,7 +273,7 @@ TEST_F(OperationsPageExamples, AreRefusedWithoutAnOptionThatThePageNames)
     for (const char* option : {"app_key", "country", "language", "headend", "device_type", "channelinfo_filepath"}) {
         start(std::string("vorel_") + option);
         for (const Description& description : page()) {
-            // Without a country there is no server's time; these operations require no option.
+            // Without a country the server's time cannot be fetched; these operations require no option.
             if (says(description, "-59")) {
                 continue;
             }

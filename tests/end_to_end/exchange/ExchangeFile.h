@@ -9,9 +9,9 @@
 //   == result           members of the answer's "result"; "return" is 0 unless it is given
 //   == file PATH        the content of a file afterwards
 //
-// From "call" on they repeat; without "request" nothing may reach the server. A line "@NAME" includes the lines of
-// NAME.lines in the same folder. {base}, {host} and {temp} are replaced by the server's URL, its host and port, and an
-// empty directory.
+// The sections from "call" on may repeat; without "request", no request may reach the server. A line "@NAME" includes
+// the lines of NAME.lines in the same folder. {base}, {host} and {temp} are replaced by the server's URL, its host and
+// port, and an empty directory.
 #pragma once
 
 #include <filesystem>

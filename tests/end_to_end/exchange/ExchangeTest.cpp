@@ -113,7 +113,7 @@ private:
             ASSERT_TRUE(result.contains(name)) << name << " in " << result;
             EXPECT_EQ(withoutNothing(result[name]).dump(2), value.dump(2)) << name;
         }
-        // A file states the results of a call if and only if there are any.
+        // A file must state the results of a call if and only if there are any.
         EXPECT_EQ(result.contains("results"), expected.contains("results")) << result;
         if (result.contains("results") && result.contains("reference")) {
             EXPECT_EQ(told.accepted.value("method", ""), "accepted");

@@ -98,7 +98,7 @@ TEST(Configuration, UploadStoresTheWholeFile)
     const Json target = tv.results("checkUpload");
     tv.results("sendChannel", target.at(0), target.at(1));
     service.restart();
-    // No operation reads it back.
+    // No operation returns it.
     EXPECT_EQ(service.upload(target.at(1)), content);
 }
 

@@ -1,4 +1,4 @@
-// A service that injects faults: each has its status, within its time, and the path works again without the fault.
+// Injected faults: each gives its status, in time, and the path works again without the fault.
 #include <chrono>
 
 #include <gmock/gmock.h>
@@ -42,7 +42,7 @@ TEST(Faults, EachHasItsStatusAndItsPathWorksAgainWithoutIt)
         EXPECT_LT(took, 5s);
         EXPECT_TRUE(support::eventually([&] {
             return testing::Value(service.requestedPaths(), Contains(HasSubstr("channel/gallery")));
-        })) << "the fault was not met";
+        })) << "the fault did not occur";
         EXPECT_EQ(tv.status("getConfLog"), 0) << "other paths work meanwhile";
         service.restart({});
         EXPECT_THAT(column(tv.list("getChannelList", ""), "/Name"),

@@ -1,4 +1,4 @@
-// Programmes on air, schedules and details. The file of today agrees with the guide.
+// Programmes on air, schedules and details. Today's files agree with the schedule.
 #include <gmock/gmock.h>
 
 #include "Television.h"

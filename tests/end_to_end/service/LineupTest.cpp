@@ -30,7 +30,7 @@ TEST(Lineup, HeadendIsFoundByPostalCodeAndByPlace)
                 IsSupersetOf({"H1", "H2", "H3"}));
 }
 
-/// The headends that remain if a viewer answers every question by what the television shows.
+/// The headends that remain if a viewer answers every question truthfully.
 std::set<std::string> leftByTheQuiz(const Json& quiz, const std::string& truth)
 {
     std::set<std::string> left = {"H1", "H2", "H3", "H4"};

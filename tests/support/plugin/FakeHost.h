@@ -1,5 +1,5 @@
-// A host for tests of the plug-in: its options, an executor that answers when and how the test wants, and every debug
-// line. A test looks at what was sent and then answers: at once, late, from another thread, or never.
+// A host for tests of the plug-in: its options, an executor that answers under the control of the test, and all debug
+// lines. A test checks the requests that were sent and then answers: at once, late, from another thread, or never.
 #pragma once
 
 #include <condition_variable>
@@ -17,7 +17,7 @@
 
 namespace W::test {
 
-/// A request as it was when the executor got it.
+/// A request in its state when the executor received it.
 struct Sent {
     HTTP_REQUEST_TYPE type;
     std::string url;
@@ -81,7 +81,7 @@ public:
 
     /// Ends the exchange on another thread, a moment later, with one of several outcomes.
     void answerSoon(std::size_t index);
-    /// Waits until all of these are answered.
+    /// Waits until all exchanges of answerSoon() have ended.
     void joinAnswers();
     bool hasFlushed();
 

@@ -39,13 +39,13 @@ public:
     void write(const std::string& input);
     void closeInput();
 
-    /// The next line of the standard output, without its newline; at the end what is left, possibly "".
+    /// The next line of the standard output, without its newline; at the end, the rest, possibly "".
     /// @throws std::runtime_error after the deadline
     std::string readLine(std::chrono::milliseconds patience = kProcessPatience);
     /// The rest of the standard output, up to the end of the program.
     /// @throws std::runtime_error after the deadline
     std::string readAll(std::chrono::milliseconds patience = kProcessPatience);
-    /// What the program has written to its standard error so far.
+    /// The program's standard error so far.
     std::string errors() const;
 
     void signal(int number) const;

@@ -1,4 +1,4 @@
-// Waits for events of other threads or processes that are not announced.
+// Waits for events of other threads or processes by polling.
 #pragma once
 
 #include <chrono>
@@ -6,7 +6,7 @@
 
 namespace support {
 
-/// Checks a condition again and again until it holds or the time is up. The time only limits a failing test.
+/// Polls a condition until it holds or the time is up. The time only limits a failing test.
 /// @return whether the condition holds
 template <class Condition>
 bool eventually(Condition condition, std::chrono::milliseconds patience = std::chrono::seconds(60))

@@ -16,7 +16,7 @@ namespace corvaned::test {
 
 ListingInput inputOf(const std::string& text, const std::string& name)
 {
-    // Owns the text, which the source reads in place.
+    // Owns the string, which the source reads in place.
     struct Owning : ByteSource {
         Owning(std::string content, const std::string& label)
             : text(std::move(content)), source(openMemory(text, label))

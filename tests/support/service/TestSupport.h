@@ -1,4 +1,4 @@
-// Shared by the tests of the service: a database, listings from strings, packing.
+// Shared by the tests of the service: a database, listings from strings, compression.
 #pragma once
 
 #include <string>
@@ -18,10 +18,10 @@ struct TestStore {
     Store store{file.path(), Store::Mode::Create, addSamplePlaces};
 };
 
-/// Imports one listing given as text.
+/// Imports one listing from a string.
 ImportReport importText(Store& store, const std::string& listing, const ImportOptions& options = {});
 
-/// A listing input of that text.
+/// An input for an import that reads from a string.
 ListingInput inputOf(const std::string& text, const std::string& name = "listing");
 
 /// Collects the records of a listing.
@@ -44,16 +44,16 @@ std::string refusalOf(const std::string& text);
 /// The rows of a query, columns joined by '|'. The query must be a literal.
 std::vector<std::string> rows(Store& store, std::string_view sql);
 
-/// Everything that an import replaces, as a string.
+/// All tables that an import replaces, as one string.
 std::string wholeGuide(Store& store);
 
 std::string gzipPacked(const std::string& text);
 std::string xzPacked(const std::string& text);
 
-/// The content of a file of this folder's data.
+/// The content of a file in tests/service/data.
 std::string testData(const std::string& name);
 
-/// The folder of real listings beside the repository; "" if it is absent.
+/// The folder of real listings next to the repository; "" if it is absent.
 std::string sharedListings();
 
 std::string readFile(const std::string& path);

@@ -1,4 +1,4 @@
-// A service without sockets, and viewers who use it, for tests of data that is kept per user.
+// A service without sockets, and its viewers, for tests of data that is stored per user.
 #pragma once
 
 #include <memory>
@@ -41,7 +41,7 @@ public:
     Viewer(ServiceUnderTest& under, const std::string& device);
 
     /// The members of the reply's "rsp" except "stat". Fails the test if the request is refused.
-    /// @param target  "browse/guide?interval=6", or the same in two parts; parameters are taken as already decoded
+    /// @param target  "browse/guide?interval=6", or the same in two parts; parameters must already be decoded
     Json get(const std::string& target, const std::string& query = "");
     Json put(const std::string& target, const std::string& body = "");
     Json remove(const std::string& target, const std::string& query = "");

@@ -15,7 +15,7 @@ inline std::string gzipped(std::string bytes)
     z_stream stream{};
     constexpr int kGzip = 15 + 16;
     if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, kGzip, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
-        throw std::runtime_error("zlib refuses to compress");
+        throw std::runtime_error("zlib cannot compress");
     }
     std::string packed(deflateBound(&stream, bytes.size()), '\0');
     stream.next_in = reinterpret_cast<Bytef*>(bytes.data());

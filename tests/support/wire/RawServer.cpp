@@ -31,7 +31,7 @@ int bindLoopback()
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        throw std::runtime_error("no port on the loopback address");
+        throw std::runtime_error("cannot bind a port on the loopback address");
     }
     return socket;
 }
@@ -41,7 +41,7 @@ int portOf(int socket)
     sockaddr_in address{};
     socklen_t length = sizeof address;
     if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        throw std::runtime_error("a socket without a port");
+        throw std::runtime_error("cannot read the port of a socket");
     }
     return ntohs(address.sin_port);
 }
@@ -84,7 +84,7 @@ RawServer::RawServer(Script script, int boundSocket)
     : m_script(std::move(script)), m_listener(boundSocket), m_port(portOf(boundSocket))
 {
     if (::listen(m_listener, 512) != 0) {
-        throw std::runtime_error("no listening on the loopback address");
+        throw std::runtime_error("cannot listen on the loopback address");
     }
     m_acceptor = std::thread([this] { acceptAll(); });
 }

@@ -24,7 +24,7 @@ int bindLoopback();
 /// The port that a socket is bound to.
 int portOf(int socket);
 
-/// Returns one request, reading as much as needed: a header block and as much of a body as it announces.
+/// Returns one request, reading as much as needed: a header block and the body that it announces.
 /// @param unread  bytes that were read before; afterwards the bytes that follow the request
 /// @param read    like recv(): bytes read, 0 or less at the end
 /// @return nothing if the client has closed
@@ -41,14 +41,14 @@ public:
     public:
         RawConnection(RawServer& server, int socket) : m_server(server), m_socket(socket) {}
 
-        /// Reads a header block and as much of a body as it announces, and records the bytes.
+        /// Reads a header block and the body that it announces, and records the bytes.
         /// @return nothing if the client has closed
         std::optional<std::string> readRequest();
         /// Reads up to the end of a header block, byte by byte, so that the body is not read. Records nothing.
         void readHead() const;
-        /// Reads that many bytes, or up to the end of the connection.
+        /// Reads `size` bytes, or fewer at the end of the connection.
         std::string readBody(std::size_t size) const;
-        /// @return the number of bytes that the system took: all, unless the client has closed
+        /// @return the number of bytes that the system accepted: all, unless the client has closed
         std::size_t send(std::string_view bytes) const;
         /// Sends okReply().
         void answer(std::string_view body, std::string_view moreHeaders = "") const;
@@ -81,7 +81,7 @@ public:
     std::string url(const std::string& path = "/") const;
     /// The bytes of every request so far.
     std::vector<std::string> requests() const;
-    /// Waits until that many requests have come. @return false after 20 seconds
+    /// Waits until `count` requests have been received. @return false after 20 seconds
     bool waitForRequests(std::size_t count) const;
     int connections() const { return m_connections; }
 

@@ -46,7 +46,7 @@ public:
         const bool announced = ::read(ends[0], &port, sizeof port) == sizeof port;
         ::close(ends[0]);
         if (!announced) {
-            throw std::runtime_error("the server process does not start");
+            throw std::runtime_error("the server process did not start");
         }
         m_url = "http://127.0.0.1:" + std::to_string(port);
     }

@@ -45,7 +45,7 @@ public:
     TlsConnection(const TlsConnection&) = delete;
     TlsConnection& operator=(const TlsConnection&) = delete;
 
-    /// @return 0 if the handshake succeeded, else the client's alert, or -1 if it sent none
+    /// @return 0 if the handshake succeeded, else the client's alert, or -1 without an alert
     int shakeHands();
     /// Like recv().
     ssize_t read(char* to, std::size_t room);

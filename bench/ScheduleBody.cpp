@@ -1,4 +1,4 @@
-#include "ScheduleText.h"
+#include "ScheduleBody.h"
 
 #include <array>
 #include <cstdio>
