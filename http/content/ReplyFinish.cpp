@@ -15,12 +15,6 @@ namespace {
 
 constexpr std::size_t kWorthPacking = 512;  // bytes; below, gzip's header outweighs the gain
 
-std::string_view trimmed(std::string_view string)
-{
-    string.remove_prefix(std::min(string.find_first_not_of(" \t"), string.size()));
-    return string.substr(0, string.find_last_not_of(" \t") + 1);
-}
-
 std::string_view withoutWeakness(std::string_view tag)
 {
     return tag.substr(0, 2) == "W/" ? tag.substr(2) : tag;

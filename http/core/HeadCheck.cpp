@@ -26,13 +26,6 @@ bool isControl(char c)
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-std::string_view trimmed(std::string_view string)
-{
-    const std::size_t first = std::min(string.find_first_not_of(" \t"), string.size());
-    string.remove_prefix(first);
-    return string.substr(0, string.find_last_not_of(" \t") + 1);
-}
-
 bool isHost(std::string_view host)
 {
     return std::all_of(host.begin(), host.end(), [](char c) {
