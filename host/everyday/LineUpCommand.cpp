@@ -275,18 +275,24 @@ Report findLineUp(OpenedService& service, const EverydayArguments& arguments, co
     const std::string id = stringOf(headend, "HeadendID");
     const std::string device = chooseDevice(arguments, headend);
     service.lineUp().choose(id, device);
+    const std::size_t channels = service.session().fetchChannels().size();
+    if (channels == 0) {
+        throw ServiceProblem(fmt::format("the line-up {} ({}) carries no channel of the guide, so it was not saved",
+                                         headendName(headend), id),
+                             "choose another one, or ask the operator of the service to correct its channels");
+    }
     service.operations().call("save the line-up", "saveHeadend", Json::array());
     Report report;
-    report.json = {{"headend", headend}, {"device", device}};
+    report.json = {{"headend", headend}, {"device", device}, {"channels", channels}};
     Table table;
-    table.columns = {{}, {}, {}};
-    table.rows.push_back({id, device, headendName(headend)});
+    table.columns = {{}, {}, {}, {}};
+    table.rows.push_back({id, device, headendName(headend), std::to_string(channels)});
     report.sections.push_back(
         {"", "", std::move(table), "",
-         fmt::format("{} ({}) is saved as your line-up{}. The commands use it unless the setting \"headend\" names "
-                     "another one.",
-                     headendName(headend), id,
-                     device.empty() ? "" : fmt::format(", received with device {}", device))});
+         fmt::format("{} ({}) is saved as your line-up{}. It has {} channel{} of the guide. The commands use it unless "
+                     "the setting \"headend\" names another one.",
+                     headendName(headend), id, device.empty() ? "" : fmt::format(", received with device {}", device),
+                     channels, channels == 1 ? "" : "s")});
     return report;
 }
 

@@ -36,9 +36,13 @@ Report listFavourites(OpenedService& service)
     const Json programmes = fetchFavourites(service.operations(), Favourite::Programme);
     Table channelTable;
     channelTable.columns = {{"No", TableColumn::kRigid, 1, 0, true}, {"Name", 8, 2}, {"Source"}};
+    // The reply has the numbers of the whole guide; those of the viewer's line-up may be others.
+    const ChannelNames lineUp(service.session().fetchChannels());
     for (const Json& channel : listOf(channels)) {
+        const std::string source = stringOf(channel, "Source");
+        const std::string number = lineUp.number(source);
         channelTable.rows.push_back(
-            {stringOf(channel, "Number"), stringOf(channel, "Name"), stringOf(channel, "Source")});
+            {number.empty() ? stringOf(channel, "Number") : number, stringOf(channel, "Name"), source});
     }
     Table programmeTable;
     programmeTable.columns = {{"Title", 8, 3}, {"ID"}};

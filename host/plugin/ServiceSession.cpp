@@ -109,7 +109,10 @@ std::list<WVLChannel> ServiceSession::fetchChannels()
             channels = delivered.getData();
         },
         std::string());
-    check("fetch the channel list", call.wait(m_patience));
+    const int status = call.wait(m_patience);
+    if (status != status::kEmptyList) {
+        check("fetch the channel list", status);
+    }
     return lineUp(std::move(channels));
 }
 

@@ -36,7 +36,7 @@ public:
     /// What most operations need: checkAddress(), fetchLocaltime() and open().
     WVLLocaltime start();
 
-    /// The line-up: each channel once, in order of number. See lineUp().
+    /// The line-up: each channel once, in order of number; empty if the service has none. See lineUp().
     std::list<WVLChannel> fetchChannels();
 
     /// Programmes of many channels. Splits long channel lists into several simultaneous requests, to limit their URLs.

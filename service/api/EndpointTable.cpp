@@ -21,6 +21,7 @@ constexpr ParameterRule kResetParameters[] = {
 
 // Guide
 constexpr ParameterRule kGalleryParameters[] = {
+    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"checksum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kScheduleParameters[] = {
@@ -31,6 +32,7 @@ constexpr ParameterRule kScheduleParameters[] = {
     {"interval", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 1, 744},
 };
 constexpr ParameterRule kOnAirParameters[] = {
+    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"sourceid", ParameterPlace::Query, ParameterKind::List, Presence::Optional},
     {"imagesize", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
@@ -48,6 +50,7 @@ constexpr ParameterRule kTodayFileParameters[] = {
     {"file", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
 };
 constexpr ParameterRule kGuideParameters[] = {
+    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"channel", ParameterPlace::Query, ParameterKind::List, Presence::Optional},
     {"chnum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},

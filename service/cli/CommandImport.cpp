@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <vector>
@@ -65,16 +66,17 @@ std::string moveOf(std::int64_t shift)
     const std::int64_t days = (std::abs(shift) + kDay / 2) / kDay;
     const bool isWeeks = days % 7 == 0;
     const std::int64_t count = isWeeks ? days / 7 : days;
-    return fmt::format("{} {}{} {}", count, isWeeks ? "week" : "day", count == 1 ? "" : "s",
+    return fmt::format("{} {}", isWeeks ? counted(count, "week", "weeks") : counted(count, "day", "days"),
                        shift > 0 ? "later" : "earlier");
 }
 
 void printReport(const ImportReport& report, const std::string& database, std::chrono::duration<double> took)
 {
     for (const ListingReport& listing : report.listings) {
-        fmt::print("{}: {} channels, {} programmes", listing.name, listing.channels, listing.programmes);
+        fmt::print("{}: {}, {}", listing.name, counted(listing.channels, "channel", "channels"),
+                   counted(listing.programmes, "programme", "programmes"));
         if (listing.repeated > 0) {
-            fmt::print(", {} of them repeats", listing.repeated);
+            fmt::print(", {} of them {}", listing.repeated, listing.repeated == 1 ? "a repeat" : "repeats");
         }
         if (listing.skipped > 0) {
             fmt::print("; {} skipped", listing.skipped);
@@ -87,8 +89,8 @@ void printReport(const ImportReport& report, const std::string& database, std::c
     if (!report.changed) {
         fmt::print("{} holds this guide already: nothing changed ({:.2f} s)\n", database, took.count());
     } else {
-        fmt::print("{} now holds {} channels and {} programmes {} ({:.2f} s)\n", database, report.channels,
-                   report.airings, spanOf(report.first, report.last), took.count());
+        fmt::print("{} now holds {} and {} {} ({:.2f} s)\n", database, counted(report.channels, "channel", "channels"),
+                   counted(report.airings, "programme", "programmes"), spanOf(report.first, report.last), took.count());
     }
 }
 
@@ -193,7 +195,7 @@ void importInto(Store& store, const ImportArguments& arguments, const ProgressLi
     options.warn = [&line](const std::string& text) { line.warn(text); };
     if (line.isShown()) {
         options.progress = [&line](const std::string& name, std::int64_t programmes) {
-            line.show(fmt::format("{}: {} programmes", name, programmes));
+            line.show(fmt::format("{}: {}", name, counted(programmes, "programme", "programmes")));
         };
     }
     if (arguments.today) {
@@ -241,6 +243,20 @@ int runImport(const ImportArguments& arguments)
     repeatImport(*intervalOf(arguments.every), [&] { importOnce(arguments); });
 }
 
+std::string intervalProblem(const std::string& text)
+{
+    return intervalOf(text) ? std::string() : "'" + text + "' is not an interval such as 6h, 30m or 1d";
+}
+
+// An option for a number from 1 to `most`.
+void addLimit(CLI::App& import, const char* name, const char* help, std::uint64_t usual, std::uint64_t most,
+              const std::function<void(std::uint64_t)>& set)
+{
+    import.add_option_function<std::uint64_t>(name, set, help)
+        ->default_str(std::to_string(usual))
+        ->check(CLI::Range(std::uint64_t{1}, most));
+}
+
 }  // namespace
 
 Command addImport(CLI::App& app)
@@ -265,23 +281,13 @@ Command addImport(CLI::App& app)
                         "(default: this machine's)");
     command
         ->add_option("--every", arguments->every,
-                     "Repeat the import at this interval, such as 6h, 30m or 1d, until SIGTERM or SIGINT")
-        ->check([](const std::string& interval) {
-            return intervalOf(interval) ? std::string() : "'" + interval + "' is not an interval such as 6h, 30m or 1d";
-        });
-    constexpr std::int64_t kMostMebibytes = 1 << 20;
-    const std::function<void(const std::int64_t&)> setBytes = [arguments](const std::int64_t& mebibytes) {
-        arguments->limits.bytes = static_cast<std::uint64_t>(mebibytes) << 20;
-    };
-    command->add_option_function("--max-fetch", setBytes, "Limit the size of a fetched listing, in MiB")
-        ->default_str(std::to_string(FetchLimits().bytes >> 20))
-        ->check(CLI::Range(std::int64_t{1}, kMostMebibytes));
-    const std::function<void(const std::int64_t&)> setSeconds = [arguments](const std::int64_t& seconds) {
-        arguments->limits.wholeTime = std::chrono::seconds(seconds);
-    };
-    command->add_option_function("--fetch-seconds", setSeconds, "Limit the time for fetching a listing, in seconds")
-        ->default_str(std::to_string(FetchLimits().wholeTime.count()))
-        ->check(CLI::Range(1, 86'400));
+                      "Repeat the import at this interval, such as 6h, 30m or 1d, until SIGTERM or SIGINT")
+        ->check(intervalProblem);
+    addLimit(*command, "--max-fetch", "Limit the size of a fetched listing, in MiB", FetchLimits().bytes >> 20, 1 << 20,
+             [arguments](std::uint64_t mebibytes) { arguments->limits.bytes = mebibytes << 20; });
+    addLimit(*command, "--fetch-seconds", "Limit the time for fetching a listing, in seconds",
+             static_cast<std::uint64_t>(FetchLimits().wholeTime.count()), 86'400,
+             [arguments](std::uint64_t seconds) { arguments->limits.wholeTime = std::chrono::seconds(seconds); });
     return {command, [arguments] { return runImport(*arguments); }};
 }
 

@@ -43,8 +43,9 @@ int runImportPlaces(const PlacesArguments& arguments)
     sqlite::Transaction transaction(*lease, sqlite::Transaction::Kind::Write);
     const PlacesReport report = importPlaces(*lease, content, arguments.file);
     transaction.commit();
-    fmt::print("{}: {} headends, {} cities, {} postal codes, {} apps\n", arguments.file, report.headends, report.cities,
-               report.postalCodes, report.apps);
+    fmt::print("{}: {}, {}, {}, {}\n", arguments.file, counted(report.headends, "headend", "headends"),
+               counted(report.cities, "city", "cities"), counted(report.postalCodes, "postal code", "postal codes"),
+               counted(report.apps, "app", "apps"));
     return kDone;
 }
 

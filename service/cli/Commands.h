@@ -2,6 +2,7 @@
 // CommandShow.cpp. main.cpp lists them.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -35,6 +36,12 @@ Command addExport(CLI::App& app);
 inline Zone zoneOf(const std::string& name)
 {
     return name.empty() ? Zone::ofMachine() : Zone::named(name);
+}
+
+/// "1 channel", "2 channels".
+inline std::string counted(std::int64_t count, const char* singular, const char* plural)
+{
+    return std::to_string(count) + " " + (count == 1 ? singular : plural);
 }
 
 }  // namespace corvaned

@@ -1,6 +1,12 @@
 // The command line of corvaned. Commands.h lists the subcommands, each in its own file. Exit codes: 0 done, 1 failed
 // (the message says what to correct), 2 wrong usage.
+#include <boost/version.hpp>
+#include <curl/curl.h>
 #include <fmt/format.h>
+#include <libxml/xmlversion.h>
+#include <nlohmann/json.hpp>
+#include <sqlite3.h>
+#include <toml++/toml.h>
 #include <unistd.h>
 
 #include "CommandSettings.h"
@@ -12,6 +18,18 @@
 namespace corvaned {
 namespace {
 
+/// The libraries of the service, with their versions.
+std::string libraryVersions()
+{
+    return fmt::format(
+        "{}\nBoost {}.{}.{}, CLI11 {}, fmt {}.{}.{}, libxml2 {}, nlohmann-json {}.{}.{}, SQLite {}, "
+        "toml++ {}.{}.{}",
+        ::curl_version(), BOOST_VERSION / 100000, BOOST_VERSION / 100 % 1000, BOOST_VERSION % 100, CLI11_VERSION,
+        FMT_VERSION / 10000, FMT_VERSION / 100 % 100, FMT_VERSION % 100, LIBXML_DOTTED_VERSION,
+        NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH, ::sqlite3_libversion(),
+        TOML_LIB_MAJOR, TOML_LIB_MINOR, TOML_LIB_PATCH);
+}
+
 int run(int argc, char** argv)
 {
     CLI::App app("The live-television service on your own machine, filled from XMLTV listings.", "corvaned");
@@ -20,7 +38,7 @@ int run(int argc, char** argv)
                                    8,
                                    {"corvane(1)", "corvaned.toml(5)", "corvane-protocol(7)"},
                                    [&app] { return describedSettings(app); },
-                                   {}});
+                                   libraryVersions()});
     app.require_subcommand(1);
     CommandSettings settings(app);
     const Command commands[] = {addServe(app, settings), addImport(app), addImportPlaces(app),

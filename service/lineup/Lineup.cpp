@@ -29,7 +29,7 @@ constexpr std::string_view kNeighbours = R"sql(
 constexpr std::string_view kOwnLineup = R"sql(
     SELECT headend_channel.number, channel.source_id, channel.name
     FROM headend_channel JOIN source USING (listing_id) JOIN channel ON channel.source_id = source.id
-    WHERE headend_id = ? ORDER BY CAST(headend_channel.number AS INTEGER), headend_channel.number
+    WHERE headend_id = ? ORDER BY CAST(headend_channel.number AS INTEGER), length(headend_channel.number), headend_channel.number
 )sql";
 
 std::vector<Place> placesOf(Query& rows)
@@ -77,8 +77,13 @@ std::vector<Station> derivedLineup(sqlite::Connection& connection, std::size_t l
             numbers.emplace_back(rows.text("number"));
         }
     }
+    // The numbers are in order, so the channel that has the first of them comes first.
+    if (!stations.empty()) {
+        std::rotate(stations.begin(), stations.end() - static_cast<std::ptrdiff_t>(rotate % stations.size()),
+                    stations.end());
+    }
     for (std::size_t i = 0; i < stations.size(); ++i) {
-        stations[i].number = numbers[(i + rotate) % numbers.size()];
+        stations[i].number = numbers[i];
     }
     return stations;
 }

@@ -211,10 +211,23 @@ TEST(Command, ImportsAnOperatorsPlaces)
     EXPECT_EQ(faulty.errors(), "corvaned: " + places + ":2: no row above names a headend 'two'; nothing is imported\n");
     test::writeFile(places, "headend,one,Our Cable,,,,,,\nchannel,one,1,north.example\n");
     ServiceProgram good({"import-places", "--db", folder.path(), places});
-    EXPECT_EQ(good.readLine(), places + ": 1 headends, 0 cities, 0 postal codes, 0 apps");
+    EXPECT_EQ(good.readLine(), places + ": 1 headend, 0 cities, 0 postal codes, 0 apps");
     EXPECT_EQ(good.wait(), 0);
     Store store(folder.path(), Store::Mode::Existing);
     EXPECT_THAT(test::rows(store, "SELECT id, name FROM headend"), ::testing::ElementsAre("one|Our Cable"));
+}
+
+TEST(Command, VersionNamesCommitAndLibraries)
+{
+    ServiceProgram program({"--version"});
+    EXPECT_THAT(program.readLine(),
+                MatchesRegex("corvaned [0-9]+\\.[0-9]+\\.[0-9]+( \\(commit [0-9a-f]{12}(-dirty)?\\))?"));
+    const std::string libraries = program.readAll();
+    for (const char* const library :
+         {"libcurl/7.", "Boost 1.", "CLI11 2.", "fmt 9.", "libxml2 2.", "nlohmann-json 3.", "SQLite 3.", "toml++ 3."}) {
+        EXPECT_THAT(libraries, HasSubstr(library));
+    }
+    EXPECT_EQ(program.wait(), 0);
 }
 
 TEST(Command, ShowsAndExportsWhatIsStored)

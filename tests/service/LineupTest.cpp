@@ -170,6 +170,71 @@ TEST_F(LineupTest, TheHeadendIsKeptPerUser)
     EXPECT_EQ(saved.at("device").at("type"), "F");
 }
 
+// H2 leaves out every third channel; with H3 each channel has the number of the one two places on.
+TEST_F(LineupTest, TheHeadendDecidesTheChannels)
+{
+    const auto channelsOf = [this](const std::string& path, const std::string& headend) {
+        std::vector<std::string> channels;
+        const Json reply = ann.get(path, "interval=1&headend=" + headend);
+        for (const Json& channel : reply.at("channel")) {
+            channels.push_back(channel.at("number").get<std::string>() + " " + channel.at("name").get<std::string>());
+        }
+        return channels;
+    };
+    for (const char* const path : {"channel/gallery", "browse/guide"}) {
+        for (const char* const whole : {"", "default", "H1"}) {
+            EXPECT_THAT(channelsOf(path, whole),
+                        ElementsAre("1 Channel 1", "2 Channel 2", "3 Channel 3", "4 Channel 4", "5 Channel 5",
+                                    "6 Channel 6", "7 Channel 7", "8 Channel 8", "9 Channel 9"))
+                << path << " " << whole;
+        }
+        EXPECT_THAT(channelsOf(path, "H2"), ElementsAre("1 Channel 1", "2 Channel 2", "4 Channel 4", "5 Channel 5",
+                                                        "7 Channel 7", "8 Channel 8"))
+            << path;
+        EXPECT_THAT(channelsOf(path, "H3"),
+                    ElementsAre("1 Channel 8", "2 Channel 9", "3 Channel 1", "4 Channel 2", "5 Channel 3",
+                                "6 Channel 4", "7 Channel 5", "8 Channel 6", "9 Channel 7"))
+            << path;
+    }
+    keepPlaces(under.store(),
+               "headend,own,Own,,,,,0,0\nchannel,own,5.10,c3\nchannel,own,5.2,c2\nchannel,own,12,c4\n"
+               "channel,own,101,c9\nheadend,none,None,,,,,0,0\nchannel,none,1,unheard\n");
+    EXPECT_THAT(channelsOf("channel/gallery", "own"),
+                ElementsAre("5.2 Channel 2", "5.10 Channel 3", "12 Channel 4", "101 Channel 9"));
+    EXPECT_THAT(channelsOf("channel/gallery", "none"), IsEmpty());
+}
+
+TEST_F(LineupTest, OnAirWithoutSourcesFollowsTheHeadend)
+{
+    test::importText(under.store(),
+                     "<tv><channel id='a'><display-name>A</display-name></channel><channel id='b'><display-name>B"
+                     "</display-name></channel><programme channel='a' start='20261120180000' stop='20261120190000'>"
+                     "<title>Any</title></programme><programme channel='b' start='20261120180000' "
+                     "stop='20261120190000'><title>Other</title></programme></tv>");
+    keepPlaces(under.store(), "headend,own,Own,,,,,0,0\nchannel,own,7,b\n");
+    EXPECT_THAT(valuesOf(ann.get("channel/onair", "headend=default").at("channel"), "name"), ElementsAre("A", "B"));
+    EXPECT_THAT(valuesOf(ann.get("channel/onair", "headend=own").at("channel"), "name"), ElementsAre("B"));
+}
+
+TEST_F(LineupTest, TheChecksumChangesWithTheHeadendAndItsChannels)
+{
+    const auto checksumOf = [this](const std::string& headend) {
+        return ann.get("channel/gallery", "headend=" + headend).at("checksum").at("code").get<std::string>();
+    };
+    const std::string own = "headend,own,Own,,,,,0,0\nchannel,own,1,c1\n";
+    keepPlaces(under.store(), own + "headend,all,All,,,,,0,0\n");
+    const std::string before = checksumOf("own");
+    EXPECT_NE(before, checksumOf("default"));
+    EXPECT_NE(before, checksumOf("all"));
+    const Json same = ann.get("channel/gallery", "headend=own&checksum=" + before);
+    EXPECT_EQ(same.at("checksum").at("stat"), "old");
+    keepPlaces(under.store(), own + "channel,own,2,c2\n");
+    EXPECT_EQ(ann.get("channel/gallery", "headend=own&checksum=" + before).at("checksum").at("stat"), "new");
+    // The number alone changed.
+    keepPlaces(under.store(), "headend,own,Own,,,,,0,0\nchannel,own,3,c1\n");
+    EXPECT_EQ(ann.get("channel/gallery", "headend=own&checksum=" + before).at("checksum").at("stat"), "new");
+}
+
 TEST_F(LineupTest, ErrorsNameWhatCannotBeRead)
 {
     EXPECT_EQ(ann.refusal("GET", "channel/headend", "zipcode="), "100: parameter 'zipcode' is missing");

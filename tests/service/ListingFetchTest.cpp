@@ -321,7 +321,7 @@ TEST(ImportOfAddresses, AnUnchangedListingCostsOneExchange)
     const std::string url = server.url("/guide.xml?key=secret");
     const support::ProcessResult first = import(db.path(), {url});
     EXPECT_EQ(first.exitCode, 0) << first.errors;
-    EXPECT_THAT(first.output, StartsWith(server.url("/guide.xml") + ": 0 channels, 1 programmes\n"));
+    EXPECT_THAT(first.output, StartsWith(server.url("/guide.xml") + ": 0 channels, 1 programme\n"));
     const support::ProcessResult second = import(db.path(), {url});
     EXPECT_EQ(second.exitCode, 0) << second.errors;
     EXPECT_THAT(second.output, StartsWith(db.path() + ": unchanged since the last import ("));
@@ -397,8 +397,8 @@ TEST(ImportOfAddresses, RepeatsWithGrowingPausesUntilItIsStopped)
     support::ChildProcess program(
         {CORVANED_PROGRAM, {"import", "--db", db.path(), "--every", "2s", server.url()}, {"no_proxy=*"}});
     ASSERT_TRUE(server.waitForRequests(5));
-    EXPECT_THAT(program.readLine(), HasSubstr(": 0 channels, 1 programmes"));
-    EXPECT_THAT(program.readLine(), HasSubstr(" now holds 1 channels and 1 programmes"));
+    EXPECT_THAT(program.readLine(), HasSubstr(": 0 channels, 1 programme"));
+    EXPECT_THAT(program.readLine(), HasSubstr(" now holds 1 channel and 1 programme"));
     EXPECT_THAT(program.readLine(), HasSubstr(": unchanged since the last import ("));
     const std::string errors = program.errors();
     const std::size_t first = errors.find("status 500; try again later\ncorvaned: trying again in 1 s\n");

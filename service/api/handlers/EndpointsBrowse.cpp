@@ -6,6 +6,7 @@
 #include "EndpointHandlers.h"
 #include "GenreGroups.h"
 #include "GuideSearch.h"
+#include "ReceivedChannels.h"
 #include "ReplyParts.h"
 #include "Viewer.h"
 
@@ -55,7 +56,7 @@ Json answerGuide(EndpointCall& call)
     const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json channels = Json::array();
     std::int64_t place = 0;
-    guide::forEachChannel(call.connection, [&](const guide::Channel& channel) {
+    forEachReceivedChannel(call, [&](const guide::Channel& channel) {
         const std::string source = std::to_string(channel.source);
         const bool asked = wanted.empty() || wanted.front() == "all" ||
                            std::find(wanted.begin(), wanted.end(), source) != wanted.end();

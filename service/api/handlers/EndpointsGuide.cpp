@@ -7,6 +7,7 @@
 #include "EndpointHandlers.h"
 #include "Guide.h"
 #include "ReadySchedules.h"
+#include "ReceivedChannels.h"
 #include "ReplyParts.h"
 #include "TodayFiles.h"
 
@@ -31,7 +32,7 @@ std::vector<std::int64_t> askedSources(const EndpointCall& call, const char* par
 Json answerGallery(EndpointCall& call)
 {
     const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    const std::string checksum = guide::lineupChecksum(call.connection);
+    const std::string checksum = receivedChecksum(call);
     const bool same = !checksum.empty() && call.arguments.text("checksum") == checksum;
     Json rsp = {{"checksum", {{"stat", same ? "old" : "new"}, {"code", checksum}}}};
     if (same) {
@@ -39,7 +40,7 @@ Json answerGallery(EndpointCall& call)
     }
     Json& channels = rsp["channel"] = Json::array();
     Json recognised = Json::array();
-    guide::forEachChannel(call.connection, [&](const guide::Channel& channel) {
+    forEachReceivedChannel(call, [&](const guide::Channel& channel) {
         Json entry = {{"source", std::to_string(channel.source)},
                       {"dtv", std::to_string(channel.source)},
                       {"number", channel.number},
@@ -95,7 +96,7 @@ Json answerOnAir(EndpointCall& call)
     };
     const std::vector<std::int64_t> asked = askedSources(call, "sourceid");
     if (call.arguments.text("sourceid").empty()) {
-        guide::forEachChannel(call.connection, [&](const guide::Channel& channel) { add(channel.source); });
+        forEachReceivedChannel(call, [&](const guide::Channel& channel) { add(channel.source); });
     }
     std::for_each(asked.begin(), asked.end(), add);
     return {{"channel", std::move(channels)}};
