@@ -2,16 +2,18 @@
 
 import { chromium } from "playwright-core";
 import { spawn } from "node:child_process";
-import { existsSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";
+import { existsSync, mkdirSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import path from "node:path";
 import { after } from "node:test";
-import { fileURLToPath } from "node:url";
+import { fileURLToPath, pathToFileURL } from "node:url";
 
 export const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), "../..");
 export const bin = process.env.CORVANE_BIN ?? path.join(root, "build/release/bin");
 export const realListings = process.env.CORVANE_TEST_DATA ?? path.join(root, "../shared/data/xmltv");
 
+// A folder for what ran of the page, in V8's form; `npm run coverage` reports it.
+const kCoverage = process.env.CORVANE_WEB_COVERAGE;
 const kPatience = 60_000;
 const kBrowser = process.env.CORVANE_BROWSER ?? "/usr/bin/chromium";
 
@@ -22,6 +24,7 @@ const processes = new Set();
 let browser;
 
 after(async () => {
+  if (kCoverage) await Promise.all((browser?.contexts() ?? []).map((context) => context.close()));
   await browser?.close();
   await Promise.all([...processes].map(end));
   rmSync(scratch, { recursive: true, force: true });
@@ -140,8 +143,38 @@ export async function openPage(url, options = {}) {
   const errors = [];
   page.on("pageerror", (error) => errors.push(String(error.stack)));
   await page.route(/^https?:\/\/(?!127\.0\.0\.1)/, (route) => route.abort());
+  if (kCoverage) await countCoverage(context, page, kCoverage);
   await page.goto(url);
   return Object.assign(page, { errors });
+}
+
+/**
+ * Counts what runs until the context is closed, with the files of web/ in place of their shorter forms in the program.
+ * @param {import("playwright-core").BrowserContext} context
+ * @param {import("playwright-core").Page} page
+ * @param {string} folder
+ */
+async function countCoverage(context, page, folder) {
+  await page.route(/\.js$/, async (route) => {
+    const { pathname } = new URL(route.request().url());
+    const response = await route.fetch();
+    const headers = { ...response.headers() };
+    delete headers["content-encoding"];
+    delete headers["content-length"];
+    const whole = path.join(root, "web", pathname);
+    await route.fulfill(existsSync(whole) ? { status: response.status(), headers, path: whole } : { response });
+  });
+  await page.coverage.startJSCoverage({ resetOnNavigation: false });
+  const close = context.close.bind(context);
+  context.close = async (options) => {
+    const entries = page.isClosed() ? [] : await page.coverage.stopJSCoverage();
+    const result = entries.map(({ scriptId, url, functions }) => {
+      return { scriptId, url: pathToFileURL(path.join(root, "web", new URL(url).pathname)).href, functions };
+    });
+    mkdirSync(folder, { recursive: true });
+    writeFileSync(path.join(folder, `${process.pid}-${Math.random()}.json`), JSON.stringify({ result }));
+    await close(options);
+  };
 }
 
 /** Waits until the guide shows programmes. @param {import("playwright-core").Page} page */
