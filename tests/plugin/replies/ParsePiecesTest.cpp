@@ -120,7 +120,7 @@ std::string dump(const Shown& shown)
 
 TEST(Pieces, ABrokenReplyHasTheSameResultInPiecesAndAsAWhole)
 {
-    constexpr int kReplies = 10000;
+    constexpr int kRounds = 10000;
     Mutator mutate(20261121);
     int inPieces = 0;
     std::vector<const ParserCase*> rows;
@@ -129,7 +129,7 @@ TEST(Pieces, ABrokenReplyHasTheSameResultInPiecesAndAsAWhole)
             rows.push_back(&row);
         }
     }
-    for (int count = 0; count < kReplies; ++count) {
+    for (int count = 0; count < kRounds; ++count) {
         const ParserCase& row = *rows[static_cast<std::size_t>(mutate.below(rows.size()))];
         const std::string body = mutate(replyText(fullReply(row)));
         ASSERT_EQ(dump(reading(row, blanks() + body)), dump(reading(row, body))) << row.name << "\n" << body;
@@ -137,7 +137,7 @@ TEST(Pieces, ABrokenReplyHasTheSameResultInPiecesAndAsAWhole)
             inPieces += piecesOf(blanks() + body, key) != 0 ? 1 : 0;
         }
     }
-    EXPECT_GT(inPieces, kReplies / 20) << "hardly any reply was read in pieces";
+    EXPECT_GT(inPieces, kRounds / 20) << "hardly any reply was read in pieces";
 }
 
 TEST(Pieces, AnErrorOfTheServiceIsReadAsAWhole)
