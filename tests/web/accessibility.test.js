@@ -24,8 +24,14 @@ describe("accessibility", () => {
     await page.evaluate((to) => (location.hash = `#/${to}`), name);
     await page.locator(elementOf(name)).waitFor();
     if (name.startsWith("search?")) await page.locator(".programme-card").first().waitFor();
+    // The day strip is built anew when the last reply arrives.
     await until(`${name} to be loaded`, () =>
-      page.evaluate(() => !document.querySelector(".skeleton, [aria-busy], .cell.loading")),
+      page.evaluate(
+        (element) =>
+          !document.querySelector(".skeleton, [aria-busy], .cell.loading") &&
+          document.querySelector(element).service.rpc.pending.size === 0,
+        elementOf(name),
+      ),
     );
     await settled(page);
   }

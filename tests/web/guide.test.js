@@ -28,7 +28,7 @@ describe("guide", () => {
   const shown = () =>
     page.evaluate(() =>
       [...document.querySelectorAll(".row")].map((row) => ({
-        channel: row.querySelector(".name").textContent,
+        channel: document.getElementById(row.getAttribute("aria-owns")).querySelector(".name").textContent,
         cells: [...row.querySelectorAll(".cell.programme")].map((cell) => cell.getAttribute("aria-label")),
       })),
     );
