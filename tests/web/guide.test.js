@@ -127,19 +127,34 @@ describe("guide", () => {
     assert.ok(visible);
   });
 
-  test("focus survives reloading programmes", async () => {
+  test("focus survives reloading programmes, with the same titles and with others", async () => {
     await focusFirst();
     await press("ArrowDown");
     const before = await active();
-    await page.evaluate(async () => {
-      const grid = document.querySelector("guide-grid");
-      for (const block of grid.cache.blocks.values()) block.time = 0;
-      grid.render();
-      const sources = new Set(grid.channels.map((channel) => channel.source));
-      grid.cache.changed(sources);
-      await new Promise((resolve) => setTimeout(resolve, 300));
+    // What the service does not say: loading replaces it.
+    await page.evaluate(() => {
+      const { cache, channels } = document.querySelector("guide-grid");
+      for (const block of cache.blocks.values())
+        for (const programme of new Set(block.programmes)) programme.title = `Old ${programme.title}`;
+      cache.changed(new Set(channels.map((channel) => channel.source)));
     });
-    assert.equal(await active(), before);
+    await until("focus on the old title", async () => /^(Old )+/.test(await active()));
+    const loadAgain = () =>
+      page.evaluate(() => {
+        const grid = document.querySelector("guide-grid");
+        for (const block of grid.cache.blocks.values()) block.time = 0;
+        grid.render();
+      });
+    for (const times of ["with another title", "with the same title"]) {
+      await loadAgain();
+      await until(`the programmes to be loaded ${times}`, () =>
+        page.evaluate(() => {
+          const { cache } = document.querySelector("guide-grid");
+          return cache.flights.size === 0 && [...cache.blocks.values()].some((block) => block.time > 0);
+        }),
+      );
+      assert.equal(await active(), before, times);
+    }
   });
 
   test("Enter opens the programme, Esc closes it and gives focus back", async () => {

@@ -179,6 +179,17 @@ describe("listings", () => {
       const elements = await page.evaluate(() => document.querySelectorAll("*").length);
       assert.ok(elements < 2000, `${elements} elements`);
     }
+    await page.evaluate(() => document.querySelector("guide-page").focusGrid());
+    for (const key of ["PageDown", "PageDown", "PageDown", "ArrowDown", "ArrowDown", "PageUp"]) {
+      await page.keyboard.press(key);
+      const isVisible = () =>
+        page.evaluate(() => {
+          const box = document.activeElement.getBoundingClientRect();
+          const view = document.querySelector(".scroller").getBoundingClientRect();
+          return document.activeElement.matches(".cell") && box.top >= view.top && box.bottom <= view.bottom + 1;
+        });
+      await until(`${key} to move focus to a visible row`, isVisible, 5000);
+    }
     await end();
   });
 
