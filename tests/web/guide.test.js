@@ -237,6 +237,11 @@ describe("guide", () => {
     await until("the count", async () => (await page.locator(".toolbar [role=status]").textContent()) === "2 channels");
     await press("ArrowDown");
     assert.match(await active(), /, Aurora One$/);
+    await page.locator(".toolbar input").fill("ROra t");
+    assert.deepEqual(
+      (await shown()).map((row) => row.channel),
+      ["Aurora Two"],
+    );
     await page.locator(".toolbar input").fill("zzz");
     await page.getByText("No channel fits").waitFor();
     await page.getByRole("button", { name: "Show all channels" }).click();
