@@ -14,6 +14,7 @@
 #include <netdb.h>
 
 #include "ConnectionProbe.h"
+#include "Counted.h"
 #include "Guide.h"
 #include "GuideTable.h"
 #include "HttpWire.h"
@@ -23,12 +24,6 @@
 namespace W::host {
 
 namespace {
-
-/// As in "1 channel" and "2 channels".
-std::string counted(std::size_t number, const char* thing)
-{
-    return fmt::format("{} {}{}", number, thing, number == 1 ? "" : "s");
-}
 
 class Doctor {
 public:

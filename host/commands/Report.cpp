@@ -15,9 +15,6 @@ namespace W::host {
 
 namespace {
 
-constexpr std::string_view kBold = "\x1b[1m";
-constexpr std::string_view kPlain = "\x1b[0m";
-
 /// While a pager runs, it handles Ctrl-C, and may end before it has read everything.
 class PagerSignals {
 public:
@@ -38,7 +35,7 @@ private:
 
 void page(const std::string& string)
 {
-    constexpr int kNotFound = 127;
+    constexpr int kShellFoundNoCommand = 127;
     const char* const set = std::getenv("PAGER");
     const std::string pager = set && *set ? set : "less";
     // Show colours, and end at once if everything fits on the screen.
@@ -51,7 +48,7 @@ void page(const std::string& string)
     }
     std::fwrite(string.data(), 1, string.size(), pipe);
     const int status = ::pclose(pipe);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == kNotFound) {
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kShellFoundNoCommand) {
         throw std::runtime_error(
             fmt::format("cannot start the pager \"{}\"; set PAGER to another program, or omit --pager", pager));
     }

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "Counted.h"
 #include "EverydayGroups.h"
 #include "ProgrammeCells.h"
 
@@ -10,7 +11,6 @@ namespace W::host {
 
 namespace {
 
-constexpr int kImageSize = 1;
 constexpr int kManyLines = 1000;
 
 /// Rows of a name and a value; rows without a value are left out.
@@ -66,11 +66,6 @@ std::string genreNames(OpenedService& service, const Json& programme)
     return text;
 }
 
-std::string counted(int number, const char* thing)
-{
-    return fmt::format("{} {}{}", number, thing, number == 1 ? "" : "s");
-}
-
 /// The results of getLikeHistory as an object.
 Json fetchVotes(OpenedService& service, const char* key, const std::string& id)
 {
@@ -80,8 +75,8 @@ Json fetchVotes(OpenedService& service, const char* key, const std::string& id)
 
 std::string shownVotes(const Json& votes)
 {
-    const int likes = votes["likes"].get<int>();
-    const int dislikes = votes["dislikes"].get<int>();
+    const auto likes = votes["likes"].get<std::size_t>();
+    const auto dislikes = votes["dislikes"].get<std::size_t>();
     if (likes == 0 && dislikes == 0) {
         return {};
     }

@@ -5,6 +5,9 @@
 
 namespace W::host {
 
+/// The image size that commands ask for; they show no images.
+inline constexpr int kImageSize = 1;
+
 using CommandFunction = Report(OpenedService& service, const EverydayArguments& arguments, const OutputOptions& output);
 
 // NowCommand.cpp

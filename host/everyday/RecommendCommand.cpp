@@ -10,7 +10,6 @@ namespace W::host {
 namespace {
 
 constexpr int kMostPopular = 10;
-constexpr int kImageSize = 1;
 
 struct RecommendationRow {
     const char* group;  ///< the word on the command line; empty for "all" only

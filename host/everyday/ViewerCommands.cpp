@@ -10,8 +10,6 @@ namespace W::host {
 
 namespace {
 
-constexpr int kImageSize = 1;
-
 UnknownThing unknownProgramme(const std::string& id)
 {
     return {fmt::format("there is no programme {} in the guide", id),

@@ -26,10 +26,6 @@ constexpr std::int64_t kHalfHour = 1800;
 constexpr std::int64_t kDay = 86400;
 constexpr std::size_t kLinesPerChannel = 2;
 constexpr std::string_view kEdge = "│";
-constexpr std::string_view kBold = "\x1b[1m";
-constexpr std::string_view kDim = "\x1b[2m";
-constexpr std::string_view kReverse = "\x1b[7m";
-constexpr std::string_view kPlain = "\x1b[0m";
 
 std::string formatLocal(std::int64_t local, const char* format)
 {

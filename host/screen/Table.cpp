@@ -11,9 +11,6 @@ namespace W::host {
 namespace {
 
 constexpr int kGap = 2;
-constexpr std::string_view kBold = "\x1b[1m";
-constexpr std::string_view kDim = "\x1b[2m";
-constexpr std::string_view kPlain = "\x1b[0m";
 
 std::string blanks(int count)
 {

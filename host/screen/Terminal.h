@@ -10,6 +10,12 @@
 
 namespace W::host {
 
+/// Renditions of the characters that follow (ECMA-48, SGR). kPlain ends them.
+inline constexpr std::string_view kBold = "\x1b[1m";
+inline constexpr std::string_view kDim = "\x1b[2m";
+inline constexpr std::string_view kReverse = "\x1b[7m";
+inline constexpr std::string_view kPlain = "\x1b[0m";
+
 /// Columns of standard output or another descriptor: the terminal's, or 80.
 int terminalWidth(int descriptor = STDOUT_FILENO);
 

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "Counted.h"
 #include "ServiceSession.h"
 
 namespace W::host {
@@ -69,7 +70,7 @@ std::string lineUpCheck(ServiceSession& service, const std::string& headend)
         throw ServiceProblem(fmt::format("headend \"{}\" has no channels", headend),
                              "choose another line-up, or fill the service with \"corvaned import\"");
     }
-    return fmt::format("{} channel(s) at headend \"{}\"", channels, headend);
+    return fmt::format("{} at headend \"{}\"", counted(channels, "channel"), headend);
 }
 
 Json settings(const Configuration& configuration, LineUpChoice& lineUp)

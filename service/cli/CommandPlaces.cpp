@@ -17,7 +17,7 @@ struct PlacesArguments {
     std::string file;
 };
 
-std::string contentOf(const std::string& path)
+std::string readPlaces(const std::string& path)
 {
     constexpr std::size_t kMost = 64 << 20;
     constexpr std::size_t kPiece = 1 << 16;
@@ -37,7 +37,7 @@ std::string contentOf(const std::string& path)
 
 int runImportPlaces(const PlacesArguments& arguments)
 {
-    const std::string content = contentOf(arguments.file);
+    const std::string content = readPlaces(arguments.file);
     Store store(arguments.database, Store::Mode::Existing, addSamplePlaces);
     const Store::Lease lease = store.lease();
     sqlite::Transaction transaction(*lease, sqlite::Transaction::Kind::Write);

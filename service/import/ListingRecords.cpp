@@ -16,7 +16,6 @@ namespace {
 constexpr std::size_t kTextLimit = 64UL * 1024;     // bytes of one element's text
 constexpr std::size_t kIdLimit = 1024;              // bytes of a channel id
 constexpr std::size_t kGenreLimit = 1024;           // bytes of a genre's name
-constexpr std::size_t kNumberLimit = 32;            // digits of a channel number
 constexpr std::size_t kCreditLimit = 100;           // people of one programme; further ones are left out
 constexpr std::size_t kGenresLimit = 100;           // and genres, likewise
 constexpr std::size_t kLanguageLimit = 100;         // of one programme
