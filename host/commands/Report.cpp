@@ -18,7 +18,7 @@ namespace {
 constexpr std::string_view kBold = "\x1b[1m";
 constexpr std::string_view kPlain = "\x1b[0m";
 
-/// Ignores SIGINT and SIGPIPE while a pager runs: it handles Ctrl-C itself, and may end before it has read everything.
+/// While a pager runs, it handles Ctrl-C, and may end before it has read everything.
 class PagerSignals {
 public:
     PagerSignals() : m_interrupt(std::signal(SIGINT, SIG_IGN)), m_pipe(std::signal(SIGPIPE, SIG_IGN)) {}
