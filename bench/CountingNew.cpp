@@ -10,7 +10,7 @@ namespace {
 std::atomic<unsigned long> theCalls{0};
 std::atomic<unsigned long> theBytes{0};
 
-/// Not atomic as a whole, which would cost more than the allocation: exact while only one thread allocates.
+/// Not one atomic operation, which would cost more than the rest. Exact if only one thread allocates at a time.
 void add(std::atomic<unsigned long>& sum, unsigned long value) noexcept
 {
     sum.store(sum.load(std::memory_order_relaxed) + value, std::memory_order_relaxed);

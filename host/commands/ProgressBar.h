@@ -13,11 +13,11 @@ struct Progress {
     std::uint64_t expected = 0;  ///< bytes; 0 if unknown
 };
 
-/// Progress in one line of exactly `width` columns: bar, bytes, rate and time left, as far as they are known and there
-/// is room.
+/// Progress in one line of exactly `width` columns: bar, bytes, rate and time left, as far as known and as room
+/// permits.
 std::string progressLine(const Progress& progress, std::chrono::milliseconds elapsed, int width);
 
-/// One line on standard error, written over and over, and gone at the end. Nothing if that is not a terminal.
+/// One line on standard error, updated repeatedly and removed at the end. Shows nothing if that is not a terminal.
 class ProgressBar {
 public:
     /// @param progress  is asked each time

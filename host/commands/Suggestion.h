@@ -1,4 +1,4 @@
-// What a misspelt name probably means.
+// Suggests the known name that is most similar to a misspelt one.
 #pragma once
 
 #include <string>

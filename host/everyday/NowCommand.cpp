@@ -30,7 +30,7 @@ std::int64_t endOf(const WVLContent& programme)
     return beginOf(programme) + kMinute * std::max(0, programme.getDuration());
 }
 
-/// By source. Of several programmes at once, the one that began last is on.
+/// The current and next programmes by source. Of overlapping programmes, the one that began last is the current one.
 std::map<std::string, NowAndNext> nowAndNext(const std::list<WVLContent>& programmes, std::int64_t now)
 {
     std::map<std::string, NowAndNext> channels;

@@ -1,4 +1,4 @@
-// What the viewer tells the service: favourites, votes, and what is watched.
+// `corvane favourites`, `like`, `dislike`, `unlike` and `watch`.
 #include <fmt/format.h>
 
 #include "EverydayGroups.h"

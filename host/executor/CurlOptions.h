@@ -1,4 +1,4 @@
-// What all users of libcurl in this folder share: setting options with a reason on failure, the options of every
+// Shared by all users of libcurl in this folder: setting options with a reason on failure, the options of every
 // connection, and the meaning of libcurl's codes.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Failures of the service in words: what failed, why as far as it is known, and what to do about it.
+// Failures of the service in words: what failed, the cause if it is known, and what to do.
 #pragma once
 
 #include <mutex>
@@ -22,7 +22,7 @@ private:
     std::string m_hint;
 };
 
-/// What a reply said about its failure. The plug-in passes on a status only.
+/// The failure that a reply describes. The plug-in passes on only a status.
 struct ServiceFailure {
     HTTP_RESPONSE_CODE httpCode = 0;  ///< 0 if no reply came
     std::string error;                ///< the service's code and message, as in "code 209: locked"; may be empty
@@ -42,7 +42,7 @@ private:
     ServiceFailure m_last;
 };
 
-/// What a reply says about its failure; empty for a success.
+/// The failure that a reply describes; empty for a success.
 ServiceFailure readFailure(const HttpResponse& response);
 
 /// Describes a failed operation.

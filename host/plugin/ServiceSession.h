@@ -33,7 +33,7 @@ public:
     WVLLocaltime fetchLocaltime();
     WVLSession open();
 
-    /// What most operations need: checkAddress(), fetchLocaltime() and open().
+    /// Takes the steps that most operations need: checkAddress(), fetchLocaltime() and open().
     WVLLocaltime start();
 
     /// The line-up: each channel once, in order of number; empty if the service has none. See lineUp().

@@ -80,7 +80,7 @@ struct RpcOperation {
     std::function<RpcReturn(WCorvaneOAI& plugin, const Json& parameters, RpcCall& call)> run;
 };
 
-/// What clients may call.
+/// The operations that clients may call.
 enum class RpcAccess {
     All,
     NoFiles  ///< all except the operations that touch files of this machine (RpcOperation::files)

@@ -48,7 +48,7 @@ public:
     /// Value of a setting; empty if it is not set.
     const std::string& value(std::string_view key) const;
     bool isSet(std::string_view key) const;
-    /// Where the value came from; empty if it is not set.
+    /// The source of the value; empty if it is not set.
     const std::string& source(std::string_view key) const;
 
     /// A number; `standard` if the setting is absent or empty.

@@ -1,4 +1,4 @@
-// The page's files as they are compiled into the program. Generated from web/ and docs/statuses.md by embed_assets.
+// The page's files, compiled into the program. Generated from web/ and docs/statuses.md by embed_assets.
 #pragma once
 
 #include <cstddef>

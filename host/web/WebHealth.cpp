@@ -52,7 +52,7 @@ std::string clockCheck(ServiceSession& service)
 {
     const WVLLocaltime localtime = service.fetchLocaltime();
     if (!localtime.getUTC().hasInstant()) {
-        throw ServiceProblem("the service's time cannot be read", "look at the service's log");
+        throw ServiceProblem("the service's time cannot be read", "check the service's log");
     }
     const long apart = static_cast<long>(std::time(nullptr) - localtime.getUTC().toTime_t());
     if (std::labs(apart) > kMostSecondsApart) {

@@ -1,4 +1,4 @@
-// What `corvane web` answers: the page's files, its JSON-RPC at /rpc, GET /health.json and POST /line-up.
+// The paths of `corvane web`: the page's files, JSON-RPC at /rpc, GET /health.json and POST /line-up.
 #pragma once
 
 #include <memory>

@@ -20,7 +20,7 @@ std::string_view withoutWeakness(std::string_view tag)
     return tag.substr(0, 2) == "W/" ? tag.substr(2) : tag;
 }
 
-// Whether a list of entity tags holds the tag, by weak comparison.
+// Whether a list of entity tags contains the tag, by weak comparison.
 bool holdsTag(std::string_view list, std::string_view tag)
 {
     while (!list.empty()) {

@@ -67,8 +67,8 @@ HandlerPool::Lanes::value_type* HandlerPool::nextLane()
 void HandlerPool::work(Priority priority)
 {
     if (priority == Priority::Low) {
-        constexpr int kGivesWay = 10;
-        (void)::setpriority(PRIO_PROCESS, 0, kGivesWay);  // on Linux, of the calling thread alone
+        constexpr int kNiceness = 10;
+        (void)::setpriority(PRIO_PROCESS, 0, kNiceness);  // on Linux, only of the calling thread
     }
     std::unique_lock<std::mutex> lock(m_lock);
     while (!m_ending) {

@@ -109,7 +109,7 @@ void HttpConnection::onReady()
 
 // --- the handshake ---------------------------------------------------------------------------------------------------
 
-// A signature takes about a millisecond; a thousand of them at once must not hold up the I/O thread.
+// A signature takes about a millisecond; a thousand handshakes at the same time must not block the I/O thread.
 void HttpConnection::handshake()
 {
     m_lent = true;

@@ -51,7 +51,7 @@ public:
     /// Of an idle connection.
     TimePoint idleSince() const { return m_deadline - m_core.limits().idleTime; }
 
-    // Where the core keeps the connection.
+    // The place of the connection in the core's lists.
     HttpCore::Connections::iterator position;
     ConnectionList list = ConnectionList::Busy;
 

@@ -101,7 +101,7 @@ struct Reply {
 
     std::string code;         // for the log only: what the handler calls the result, as in "OK"
     std::string note;         // for the log only: the reason of a failure, one line
-    bool mayCompress = true;  // false: the body is sent as it is
+    bool mayCompress = true;  // false: the body is never compressed
 
     std::string_view content() const { return sharedBody ? sharedBody.bytes() : std::string_view(body); }
 };

@@ -53,7 +53,7 @@ public:
     /// @throws OperatorError with the file's line or the variable, if a setting is wrong
     void parse(int argc, const char* const* argv, const char* const* environment);
 
-    /// Where the value of an option of the chosen command came from.
+    /// The source of the value of an option of the chosen command.
     SettingSource source(const CLI::Option& option) const;
 
     /// The configuration file; empty if none was read.

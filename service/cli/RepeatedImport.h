@@ -1,4 +1,4 @@
-// `corvaned import --every`: imports again and again in one process.
+// `corvaned import --every`: repeats the import in one process.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// Debug lines: the level filter, and whole lines under threads.
+// Debug lines: the level filter, and whole lines from several threads.
 #include "Debug.h"
 
 #include <cstdarg>

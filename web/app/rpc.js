@@ -31,7 +31,7 @@ export class RequestError extends Error {}
 /**
  * @typedef {object} Pending
  * @property {string} method
- * @property {string} text
+ * @property {string} request  as JSON
  * @property {(results: any) => void} resolve
  * @property {(error: Error) => void} reject
  * @property {number | null} reference  of the accepted request
@@ -69,7 +69,7 @@ export class Rpc extends EventTarget {
     socket.onopen = () => {
       this.open = true;
       this.retry = kFirstRetry;
-      for (const one of this.pending.values()) socket.send(one.text);
+      for (const one of this.pending.values()) socket.send(one.request);
       this.dispatchEvent(new Event("open"));
     };
     socket.onmessage = (event) => this.receive(event.data);
@@ -103,9 +103,9 @@ export class Rpc extends EventTarget {
       const entry = { time: Date.now(), method, status: /** @type {number | null} */ (null), milliseconds: 0 };
       this.log.unshift(entry);
       this.log.length = Math.min(this.log.length, kLogged);
-      const text = JSON.stringify({ jsonrpc: "2.0", id, method, params });
+      const request = JSON.stringify({ jsonrpc: "2.0", id, method, params });
       /** @type {Pending} */
-      const one = { method, text, resolve, reject, reference: null, cancelled: false, entry };
+      const one = { method, request, resolve, reject, reference: null, cancelled: false, entry };
       this.pending.set(id, one);
       signal?.addEventListener("abort", () => {
         if (!this.pending.has(id) || one.cancelled) return;
@@ -114,7 +114,7 @@ export class Rpc extends EventTarget {
         // Until it is accepted there is no reference to cancel by.
         if (one.reference !== null) this.cancel(one.reference);
       });
-      if (this.open) this.socket?.send(text);
+      if (this.open) this.socket?.send(request);
     });
   }
 
@@ -126,9 +126,9 @@ export class Rpc extends EventTarget {
       );
   }
 
-  /** @param {string} text */
-  receive(text) {
-    const message = JSON.parse(text);
+  /** @param {string} received  a message as JSON */
+  receive(received) {
+    const message = JSON.parse(received);
     if (message.method === "accepted") {
       const one = this.pending.get(message.params.id);
       if (!one) return;

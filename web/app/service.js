@@ -193,7 +193,7 @@ export class Service extends EventTarget {
     return dataOf(container).map(programmeOf);
   }
 
-  /** What is on a channel now and next. @param {string} source @param {number} count @param {AbortSignal} [signal] */
+  /** The current and next programmes of a channel. @param {string} source @param {number} count @param {AbortSignal} [signal] */
   async upcoming(source, count, signal) {
     return this.list("getFocusChannel", [source, kImageSize, count], signal);
   }

@@ -55,7 +55,7 @@ class TermsPage extends Page {
             h("p", "Delete the service's record of what you watched and voted for. Favourites stay."),
             h(
               "div.actions",
-              button("Forget my history", () => this.forget()),
+              button("Delete my history", () => this.forget()),
             ),
           ),
         ];
@@ -64,8 +64,8 @@ class TermsPage extends Page {
   }
 
   async forget() {
-    if (!confirm("Forget everything that you watched and voted for?")) return;
-    await this.change("resetHistory", [Math.floor(this.service.clock.now() / 1000)], "Your history is forgotten");
+    if (!confirm("Delete the service's record of what you watched and voted for?")) return;
+    await this.change("resetHistory", [Math.floor(this.service.clock.now() / 1000)], "Your history is deleted");
   }
 
   /** @param {string} operation @param {unknown[]} params @param {string} done */
