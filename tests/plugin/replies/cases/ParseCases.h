@@ -16,6 +16,9 @@
 
 namespace W::test {
 
+/// The body of a reply whose list is empty.
+inline constexpr char kEmptyListReply[] = R"({"list":[]})";
+
 /// A reply to edit. Members keep their order, which in the rows is the order of reading.
 using Tree = nlohmann::ordered_json;
 using Pointer = Tree::json_pointer;

@@ -36,8 +36,6 @@ ParserCase programmes(const char* name, const char* function,
     };
 }
 
-constexpr char kNothing[] = R"({"list":[]})";
-
 }  // namespace
 
 std::vector<ParserCase> guideCases()
@@ -67,7 +65,7 @@ std::vector<ParserCase> guideCases()
                        "stationImage":{"url":"surl1","type":"stype1","index":"sindex1","width":11,"height":12}}},
                        {"id":"id4","start":{"offset":"-05:30"},"channel":{"source":"source3"}}]})",
             {{"/channel/*/station_img", ReadWhen::UrlPresent}, {"/channel/*/content/*/poster", ReadWhen::UrlPresent}},
-            {"/channel", 0, kNothing}, "[ParseSchedule] [--VorelGetScheduleCMD::ParseSchedule] Canceled"),
+            {"/channel", 0, kEmptyListReply}, "[ParseSchedule] [--VorelGetScheduleCMD::ParseSchedule] Canceled"),
         programmes("OnAir", "ParseOnAir", &VorelGetOnAirCMD::ParseOnAir,
                    R"({"channel":[{"source":"source1","dtv":"dtv1","name":"name1","content":{"id":"id1","lang":"lang1",
                        "title":"title1","ep_title":"episode1","ep_number":"16","type":"kind1",
@@ -82,7 +80,7 @@ std::vector<ParserCase> guideCases()
                        "poster":[{"url":"purl1","type":"ptype1","index":"pindex1","width":14,"height":15}]},
                        {"channel":{"source":"source2"},"id":"id2","start":{"offset":"-05:30"}},
                        {"channel":{"source":"source3"},"start":{"offset":"-05:30"},"poster":[{"type":"ptype3","index":"pindex3"}]}]})",
-                   {{"/channel/*/content/poster", ReadWhen::HasMembers}}, {"/channel", 0, kNothing},
+                   {{"/channel/*/content/poster", ReadWhen::HasMembers}}, {"/channel", 0, kEmptyListReply},
                    "[ParseOnAir] [--VorelGetOnAirCMD::ParseOnAir] Canceled"),
         {
             "Today",
@@ -94,7 +92,7 @@ std::vector<ParserCase> guideCases()
             R"({"list":[{"start":100,"end":200,"url":"url1","fileName":"file1"},
                 {"start":300,"end":400,"url":"url2","fileName":"file2"},{"url":"url3"}]})",
             {},
-            {{"/VOREL_url", -55, kNothing},
+            {{"/VOREL_url", -55, kEmptyListReply},
              {"/VOREL_url/0/time", 0,
               R"({"list":[{"url":"url1","fileName":"file1"},{"start":300,"end":400,"url":"url2","fileName":"file2"},
                   {"url":"url3"}]})"},
@@ -122,7 +120,7 @@ std::vector<ParserCase> guideCases()
                        {"id":"id3","start":{"offset":"-05:30"},"channel":{"source":"source1","name":"name1",
                        "stationImage":{"url":"surl1","type":"stype1","index":"sindex1","width":11,"height":12}}}]})",
                    {{"/station_img", ReadWhen::UrlPresent}, {"/content/*/poster", ReadWhen::UrlPresent}},
-                   {"/content", -55, kNothing},
+                   {"/content", -55, kEmptyListReply},
                    "[ParseFocusChannel] [--VorelGetFocusChannelCMD::ParseFocusChannel] Canceled"),
         programmes("ContentList", "ParseContentList", &VorelGetContentListCMD::ParseContentList,
                    R"({"content":[{"id":"id1","lang":"lang1","title":"title1","type":"kind1",
@@ -133,7 +131,7 @@ std::vector<ParserCase> guideCases()
                        "genres":[{"id":"genre1"},{"id":"genre2"}],"year":2001,"runtime":17,
                        "poster":[{"url":"purl1","type":"ptype1","index":"pindex1","width":14,"height":15}]},
                        {"id":"id2","poster":[{}]},{"id":"id3"}]})",
-                   {{"/content/*/poster", ReadWhen::UrlPresent}}, {"/content", 0, kNothing},
+                   {{"/content/*/poster", ReadWhen::UrlPresent}}, {"/content", 0, kEmptyListReply},
                    "[ParseContentList] [--VorelGetContentListCMD::ParseContentList] Canceled"),
         programmes("Guide", "ParseGuide", &VorelGetGuideCMD::ParseGuide,
                    R"({"channel":[{"source":"source1","name":"name1","number":"number1",
@@ -150,7 +148,7 @@ std::vector<ParserCase> guideCases()
                        {"id":"id2","start":{"offset":"-05:30"},"poster":[{}],
                        "channel":{"source":"source1","name":"name1","number":"number1"}},
                        {"id":"id3","start":{"offset":"-05:30"},"poster":[{}],"channel":{"source":"source3"}}]})",
-                   {{"/channel/*/content/*/poster", ReadWhen::Always}}, {"/channel", 0, kNothing},
+                   {{"/channel/*/content/*/poster", ReadWhen::Always}}, {"/channel", 0, kEmptyListReply},
                    "[ParseGuide] [--VorelGetGuideCMD::ParseGuide] Canceled"),
     };
 }

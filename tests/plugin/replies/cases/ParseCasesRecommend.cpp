@@ -36,8 +36,6 @@ ParserCase recommendations(const char* name, const char* function,
     };
 }
 
-constexpr char kNothing[] = R"({"list":[]})";
-
 /// Missed and candidate missed differ in the name of the array only.
 constexpr char kMissedItems[] =
     R"([{"source":"source1","number":"number1","starttime":"2026-11-21T01:30:00Z","duration":"13",
@@ -80,7 +78,7 @@ std::vector<ParserCase> recommendCases()
                 "poster":[{"url":"purl1","type":"ptype1","index":"pindex1"}]},
                 {"channel":{"source":"source2"},"start":{"offset":"-05:30"}},
                 {"channel":{"source":"source3"},"start":{"offset":"-05:30"}}]})",
-            {"/channel_guide/*/content/poster", ReadWhen::UrlNonEmpty}, {"/channel_guide", -55, kNothing},
+            {"/channel_guide/*/content/poster", ReadWhen::UrlNonEmpty}, {"/channel_guide", -55, kEmptyListReply},
             "[ParseGetSmartChannel] [--VorelGetSmartChannelCMD::ParseGetSmartChannel] Canceled"),
         recommendations("SmartPopular", "ParseGetSmartPopular", &VorelGetSmartPopularCMD::ParseGetSmartPopular,
                         R"({"channel_guide":[{"source":"source1","rec_type":"unread","number":"number1","name":"name1",
@@ -97,7 +95,8 @@ std::vector<ParserCase> recommendCases()
                 "poster":[{"url":"purl1","type":"ptype1","index":"pindex1"}]},
                 {"channel":{"source":"source2"},"start":{"offset":"-05:30"}},
                 {"channel":{"source":"source3"},"start":{"offset":"-05:30"}}]})",
-                        {"/channel_guide/*/content/poster", ReadWhen::UrlNonEmpty}, {"/channel_guide", -55, kNothing},
+                        {"/channel_guide/*/content/poster", ReadWhen::UrlNonEmpty},
+                        {"/channel_guide", -55, kEmptyListReply},
                         "[ParseGetSmartPopular] [--VorelGetSmartPopularCMD::ParseGetSmartPopular] Canceled"),
         recommendations("PopularCh", "ParseGetPopularCh", &VorelGetPopularChCMD::ParseGetPopularCh,
                         R"({"channel":[{"source":"source1","number":"number1",
@@ -110,7 +109,7 @@ std::vector<ParserCase> recommendCases()
                             "title":"title1","year":2001,"type":"kind1","genres":[{"id":"genre1"},{"id":"genre2"}],
                             "poster":[{"url":"purl1","type":"ptype1","index":"pindex1","width":14,"height":15}]},
                             {"channel":{"source":"source2"}},{"channel":{"source":"source3"}}]})",
-                        {"/channel/*/content/poster", ReadWhen::UrlNonEmpty}, {"/channel", 0, kNothing},
+                        {"/channel/*/content/poster", ReadWhen::UrlNonEmpty}, {"/channel", 0, kEmptyListReply},
                         "[ParseGetPopularCh] [--VorelGetPopularChCMD::ParseGetPopularCh] Canceled", -16),
         {
             "Related",
@@ -141,12 +140,12 @@ std::vector<ParserCase> recommendCases()
             {{"/ot_episode/content/poster", ReadWhen::Always}, {"/related/*/poster", ReadWhen::Always}},
         },
         recommendations("Missed", "ParseGetMissed", &VorelGetMissedCMD::ParseGetMissed, kMissed.c_str(), kMissedRecords,
-                        {"/channel/*/content/poster", ReadWhen::HasMembers}, {"/channel", 0, kNothing},
+                        {"/channel/*/content/poster", ReadWhen::HasMembers}, {"/channel", 0, kEmptyListReply},
                         "[ParseGetMissed] [--VorelGetMissedCMD::ParseGetMissed] Canceled"),
         recommendations("CandidateMissed", "ParseGetCandidateMissed",
                         &VorelGetCandidateMissedCMD::ParseGetCandidateMissed, kCandidateMissed.c_str(), kMissedRecords,
                         {"/candidate_missed/*/content/poster", ReadWhen::HasMembers},
-                        {"/candidate_missed", 0, kNothing},
+                        {"/candidate_missed", 0, kEmptyListReply},
                         "[ParseGetCandidateMissed] [--VorelGetCandidateMissedCMD::ParseGetCandidateMissed] Canceled"),
         {
             "Combination",
