@@ -10,7 +10,7 @@ namespace {
 std::atomic<unsigned long> theCalls{0};
 std::atomic<unsigned long> theBytes{0};
 
-/// Not at once, which would cost more than the rest: exact as long as one thread asks at a time.
+/// Not one atomic operation, which would cost more than the rest. Exact if only one thread allocates at a time.
 void add(std::atomic<unsigned long>& sum, unsigned long value) noexcept
 {
     sum.store(sum.load(std::memory_order_relaxed) + value, std::memory_order_relaxed);

@@ -1,5 +1,5 @@
-// The cost of an operation in the plug-in alone: getSchedule() accepted by an executor that does nothing, and completed
-// without a reply. It must not grow with the number of outstanding or earlier requests.
+// The cost of an operation inside the plug-in: getSchedule() is accepted by an executor that does nothing and completed
+// without a reply. The cost must not grow with the number of outstanding or earlier requests.
 
 #include <algorithm>
 #include <memory>
@@ -18,10 +18,10 @@ namespace W::bench {
 
 namespace {
 
-constexpr int kExpected = -200;  ///< status of a callback whose exchange found no connection
+constexpr int kExpected = -200;  ///< status of a callback whose exchange could not connect
 
-/// Sends requests and completes them in the given order, which names each once.
-/// @return whether every callback came
+/// Sends a request for each element of `statuses` and completes them. @param order  their indices
+/// @return whether every callback got the expected status
 bool run(Plugin& plugin, NullExecutor& executor, const std::vector<std::size_t>& order, std::vector<int>& statuses)
 {
     for (int& status : statuses) {
@@ -62,7 +62,7 @@ void inFlight(benchmark::State& state, std::size_t count)
     state.counters["allocations"] = static_cast<double>(allocations() - before) / requests;
 }
 
-/// An object and its progress.
+/// An object that has completed a number of requests.
 struct Aged {
     NullExecutor executor;
     Plugin plugin{CORVANE_LIBRARY, executor};
@@ -91,7 +91,7 @@ struct Aged {
     }
 };
 
-/// The requests after `requests` others.
+/// Further requests of an aged object.
 void after(benchmark::State& state, Aged& aged)
 {
     aged.plugin.install();
@@ -141,7 +141,7 @@ void traced(benchmark::State& state, const char* library, bool withReply)
     }
 }
 
-/// Enough for a difference of one percent.
+/// Enough repetitions to see a difference of one percent.
 void finely(benchmark::internal::Benchmark* made)
 {
     made->UseManualTime()->Repetitions(45)->MinTime(0.05)->Unit(benchmark::kMicrosecond);

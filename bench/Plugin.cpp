@@ -72,7 +72,7 @@ void Plugin::learnTime()
     }
     answer.arrived.wait(hold, [&] { return answer.status != 12345; });
     if (answer.status != 0) {
-        throw std::runtime_error("the service did not tell its time");
+        throw std::runtime_error("getLocalTime failed");
     }
 }
 

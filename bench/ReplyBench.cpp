@@ -1,5 +1,5 @@
-// Compares the way from a reply to the container that the callback gets with the JSON library's parse of the same
-// reply, and measures the memory of the container.
+// Compares the delivery of a reply, up to the container that the callback gets, with the JSON library's parse of the
+// same reply, and measures the memory of the container.
 
 #include <list>
 
@@ -36,7 +36,7 @@ void parse(benchmark::State& state, MeasuredText wanted)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
-/// What happens between the executor's complete() and its return: trampoline, parse, callback, clean-up.
+/// Times the executor's complete(): trampoline, parse, callback, clean-up.
 void deliver(benchmark::State& state, MeasuredText wanted)
 {
     const std::string text = schedule(wanted.size, wanted.channels);
@@ -61,7 +61,7 @@ void deliver(benchmark::State& state, MeasuredText wanted)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
-/// A programme with a poster, two genres and a channel of its own, whose texts fit their places.
+/// A programme with a poster, two genres and its own channel. Its strings are so short that they allocate nothing.
 void record(benchmark::State& state)
 {
     unsigned long bytes = 0;

@@ -1,4 +1,4 @@
-// One sample of what a process does once: time, processor time and memory.
+// One sample of an action that a process does once: time, processor time and memory.
 #pragma once
 
 #include <chrono>
@@ -11,7 +11,7 @@ namespace W::bench {
 struct Sample {
     double wallSeconds = 0;
     double processorSeconds = 0;
-    long peakKilobytes = 0;  ///< above what was resident before
+    long peakKilobytes = 0;  ///< above the resident memory before the call
 };
 
 using Clock = std::chrono::steady_clock;

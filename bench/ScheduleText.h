@@ -1,4 +1,4 @@
-// Replies to measure with: a schedule as the service sends it.
+// Replies for measurements: a schedule as the service sends it.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 namespace W::bench {
 
 /// A schedule reply: programmes of about 290 bytes with a poster and two genres, spread evenly over the channels.
-/// @param size  in bytes, met within a programme per channel
+/// @param size  in bytes; the result may differ by one programme per channel
 std::string schedule(std::size_t size, int channels);
 
 }  // namespace W::bench
