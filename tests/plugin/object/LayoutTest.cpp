@@ -40,6 +40,10 @@ template struct Revealed<8, &VorelService::m_magicID>;
 template struct Revealed<9, &VorelService::m_lastReference>;
 template struct Revealed<10, &VorelService::m_tokenSecret>;
 template struct Revealed<11, &VorelService::m_baseUrl>;
+template struct Revealed<12, &VorelService::m_argsCount>;
+template struct Revealed<13, &VorelService::m_headerLock>;
+template struct Revealed<14, &VorelService::m_header>;
+template struct Revealed<15, &VorelService::m_life>;
 
 TEST(Layout, MembersOfTheTransportAreInTheirOrder)
 {
