@@ -1,4 +1,4 @@
-// Processor time of the calling thread, for benchmarks that have to prepare something between what they measure.
+// Processor time of the calling thread, for benchmarks that prepare something between the measured sections.
 #pragma once
 
 #include <ctime>

@@ -160,7 +160,7 @@ TEST_F(JumpingClock, ChangesNoTimeout)
     }
 }
 
-TEST_F(JumpingClock, LeavesWaitingRequestsRight)
+TEST_F(JumpingClock, DoesNotAffectWaitingRequests)
 {
     std::atomic<bool> jumped{false};
     const host::RawServer server([&](host::RawServer::RawConnection& connection) {

@@ -1,5 +1,5 @@
-// The library as a host uses it: loaded, used and unloaded again and again. The leak sanitizer finds what is left;
-// every build finds out whether the library is really unloaded.
+// The library as a host uses it: loaded, used and unloaded repeatedly. The leak sanitizer finds leaks; every build
+// tests that the library is really unloaded.
 
 #include <cstdio>
 #include <functional>
@@ -72,7 +72,7 @@ TEST(Load, UseAndUnloadInALoop)
             session.setSessionID("S");
             session.setSeedKey("K");
             object.setAuthSeedkey(session);
-            // One is answered, one is outstanding when the object goes.
+            // One request is answered, one is outstanding when the object is destroyed.
             Counter answered;
             answered.accepted(object.getLocalTime(Counter::Callback(), &answered, answered.out));
             host.answer(R"({"rsp":{"stat":"OK","difference":"+09:00"}})");
@@ -86,7 +86,7 @@ TEST(Load, UseAndUnloadInALoop)
     }
 }
 
-// -- What outlives the library
+// -- Records that outlive the library
 
 /// Copies of the results of one callback.
 class Kept {
@@ -113,7 +113,7 @@ private:
     std::tuple<Results...> m_results;
 };
 
-/// Keeps copies of what a callback gets. Converts to any callback; the user data has to be a unique_ptr<Kept>.
+/// Keeps copies of the results of a callback. Converts to any callback; the user data must be a unique_ptr<Kept>.
 struct Keeping {
     template <class... Arguments>
     operator WCallback<Arguments...>() const
@@ -142,7 +142,7 @@ struct KeptCall {
     std::function<int(WCorvaneOAI& object, void* kept, WRequestStatus& out)> call;
 };
 
-/// Every record type that a callback delivers, with every member that has its own storage.
+/// All record types that callbacks deliver, with values for all members that allocate memory.
 const std::vector<KeptCall>& keptCalls()
 {
     using Object = WCorvaneOAI&;
@@ -225,10 +225,10 @@ WVLSession session()
     return opened;
 }
 
-/// What is kept of every kind of record, of a library that is gone when this returns.
+/// Records of all types, kept after the library has been unloaded.
 struct Survivors {
     std::vector<std::unique_ptr<Kept>> kept;
-    std::vector<Shown> shown;  ///< while the library was there
+    std::vector<Shown> shown;  ///< the same while the library was loaded
     WContainer<WVLContent> schedule;
     Shown shownSchedule;
 };

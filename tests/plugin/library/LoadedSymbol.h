@@ -1,4 +1,4 @@
-// Finds what a loaded library has but does not export, in the symbol table of its file.
+// Finds functions that a loaded library does not export, in the symbol table of its file.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@ namespace W::test {
 
 /// Address of a function of a loaded library; null if the file's symbol table does not name it.
 /// @param handle  from dlopen()
-/// @param name    as the linker sees it
+/// @param name    mangled
 void* loadedSymbol(void* handle, const std::string& name);
 
 }  // namespace W::test

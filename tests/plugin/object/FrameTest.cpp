@@ -1,5 +1,5 @@
-// What holds for every operation, tested for each row of StatedOperations.h: checks in order, the status record written
-// once, nothing sent when refused, everything freed when the executor refuses.
+// Properties of all operations, tested for each row of StatedOperations.h: order of the checks, one write of the status
+// record, nothing sent by refused calls, everything freed if the executor refuses.
 
 #include <algorithm>
 #include <iterator>
@@ -30,7 +30,7 @@ protected:
 
     int call(WVorelOAI& object, Counter& counter) { return counter.accepted(callOf(row.key).call(object, counter)); }
 
-    /// The call was refused with `status`: one record, one error line, nothing sent, nothing left.
+    /// Expects that a call was refused: the status record was written once, and the last error line is the operation's.
     void expectRefused(int returned, WSTATUS status, const Counter& counter)
     {
         EXPECT_EQ(returned, status);
@@ -152,7 +152,7 @@ TEST(CancelFrame, WithoutAServiceIsRefusedAndLogged)
     EXPECT_EQ(lines[2].text.rfind("[cancel] #ERROR WSTATUS:no service object or out of memory(-3)", 0), 0u);
 }
 
-/// Source lines that the URL lines of some kinds show.
+/// The source lines in the URL lines of some kinds.
 std::set<int> urlLineNumbers(const std::vector<unsigned int>& keys)
 {
     FakeHost host;
@@ -160,7 +160,7 @@ std::set<int> urlLineNumbers(const std::vector<unsigned int>& keys)
     WVorelOAI object;
     std::set<int> numbers;
     for (const unsigned int key : keys) {
-        // Some replies change both.
+        // Some replies change session and clock.
         openSession(object);
         setClock(object);
         host.forgetLines();
@@ -176,9 +176,9 @@ std::set<int> urlLineNumbers(const std::vector<unsigned int>& keys)
     return numbers;
 }
 
-TEST(UrlLines, TellTheCommandsOfAFileApart)
+TEST(UrlLines, DifferForTheCommandsOfAFile)
 {
-    // By the source files of the commands.
+    // One row per source file of commands.
     const std::vector<unsigned int> files[] = {
         {3, 5, 6, 7, 8, 9, 10, 11, 47, 48, 49, 50},
         {12, 13, 14, 15, 16, 17, 22, 37, 38},
@@ -324,7 +324,7 @@ TEST_P(CancellableOperation, CancelledBeforeItsReplyIsReportedOnceWith600)
         EXPECT_EQ(object.cancel(object.getContentProvider(), counter.out.getReqRefernce()), status::kCancelled);
         EXPECT_EQ(object.cancel(object.getContentProvider(), counter.out.getReqRefernce()), status::kAlreadyCancelled);
         EXPECT_EQ(counter.calls, 0) << "cancel itself runs no callback";
-        // The reply that wins the race changes nothing.
+        // A reply that arrives nevertheless changes nothing.
         host.answer(host.sent.size() - 1, end, 200, emptyReply(row.key));
         EXPECT_EQ(counter.status, status::kCancelled);
         EXPECT_EQ(object.cancel(object.getContentProvider(), counter.out.getReqRefernce()), status::kNotFound);
@@ -345,7 +345,7 @@ TEST_P(UncancellableOperation, RefusesToBeCancelled)
     EXPECT_NE(counter.status, status::kCancelled);
 }
 
-TEST_P(EveryOperation, IsDroppedSilentlyWhenTheObjectGoes)
+TEST_P(EveryOperation, IsDroppedWithoutCallbackWhenTheObjectIsDestroyed)
 {
     Counter counter;
     {

@@ -1,4 +1,4 @@
-// The order of the transport's members: those that other parts of the device know first, our own after them.
+// The order of the transport's members: first those that other parts of the device know, then the others.
 
 #include <map>
 
@@ -18,7 +18,7 @@ std::map<int, Address>& addresses()
     return s_addresses;
 }
 
-/// An explicit instantiation may name a private member; this one notes where it is.
+/// Records the address of a private member, which an explicit instantiation may name.
 template <int number, auto member>
 struct Revealed {
     inline static const bool s_noted =
@@ -40,6 +40,10 @@ template struct Revealed<8, &VorelService::m_magicID>;
 template struct Revealed<9, &VorelService::m_lastReference>;
 template struct Revealed<10, &VorelService::m_tokenSecret>;
 template struct Revealed<11, &VorelService::m_baseUrl>;
+template struct Revealed<12, &VorelService::m_argsCount>;
+template struct Revealed<13, &VorelService::m_headerLock>;
+template struct Revealed<14, &VorelService::m_header>;
+template struct Revealed<15, &VorelService::m_life>;
 
 TEST(Layout, MembersOfTheTransportAreInTheirOrder)
 {

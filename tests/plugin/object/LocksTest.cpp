@@ -1,4 +1,4 @@
-// What is done without a lock: printing where that is promised, and destroying commands.
+// Actions without a lock: printing a line, and destroying commands.
 
 #include <chrono>
 #include <future>
@@ -13,8 +13,8 @@
 namespace W::test {
 namespace {
 
-/// Whether a call that another thread makes returns while this thread does nothing; false if it waits for a lock that
-/// this thread holds.
+/// Makes a call on another thread. @return whether it returns while this thread waits; false if it needs a lock that
+/// this thread holds
 bool returnsMeanwhile(const std::function<void()>& call)
 {
     const auto returned = std::make_shared<std::promise<void>>();
@@ -42,7 +42,7 @@ TEST(Locks, TheLineAboutAnEmptyListIsPrintedWithoutTheRequestLock)
     host.onLine = nullptr;
 }
 
-/// A command during whose destruction another thread calls what takes a lock.
+/// A command whose destructor makes another thread call a function that takes a lock.
 class Looking final : public VorelServiceCMD {
 public:
     Looking(std::function<void()> call, int& destroyed)

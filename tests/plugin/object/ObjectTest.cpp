@@ -1,5 +1,5 @@
-// The plug-in object's own life: entry points, stubs, registry, session, token, clock, cancel's refusals, the debug
-// module.
+// The plug-in object: entry points, account operations, registry, session, token, clock, cancel(), destruction, the
+// debug module.
 
 #include <chrono>
 #include <cstring>
@@ -19,13 +19,13 @@ extern "C" void destroyPlugin(W::WPlugin* plugin);
 namespace W::test {
 namespace {
 
-TEST(EntryPoints, CreateAndDestroy)
+TEST(EntryPoints, CreateAndDestroyAnObject)
 {
     FakeHost host;
     host.options["vorel_base_url"] = "http://base";
     WPlugin* const plugin = createPlugin();
     ASSERT_NE(plugin, nullptr);
-    // Nothing sets the handle word.
+    // The handle word is never set.
     EXPECT_FALSE(plugin->isValid());
     EXPECT_TRUE(host.hasLine("[WVorelOAI] WVorelOAI::WVorelOAI\n"));
     EXPECT_EQ(host.reads, std::vector<std::string>{"vorel_base_url"});
@@ -71,7 +71,7 @@ std::size_t slot(Member member)
 #endif
 }
 
-TEST(Slots, AreInTheirOrder)
+TEST(Slots, AreInTheStatedOrder)
 {
     // Slots 1 and 2 are the two forms of the destructor.
     EXPECT_EQ(slot(&WPlugin::isValid), 0u);
@@ -153,7 +153,7 @@ TEST(Object, SetWRequestStatusWritesInOrder)
     EXPECT_EQ(out.text, "id18 ref7 status-3");
 }
 
-TEST(Object, DestroysRegisteredCommandsWhenItGoes)
+TEST(Object, DestructorDestroysRegisteredCommands)
 {
     FakeHost host;
     WVorelOAI object;
@@ -308,7 +308,7 @@ TEST(Cancel, RefusesWithoutASessionAndForAnotherProvider)
     host.answer(emptyReply(5));
 }
 
-TEST(Dispatch, ReservedAndUnknownKeys)
+TEST(Dispatch, IgnoresReservedAndUnknownKeys)
 {
     FakeHost host;
     WVorelOAI object;
@@ -398,7 +398,7 @@ TEST(Destruction, WaitsForACallbackOnAnotherThread)
     delivery.join();
 }
 
-TEST(Destruction, ARequestFromACallbackThatIsWaitedForIsRefused)
+TEST(Destruction, RefusesRequestsFromACallbackThatItWaitsFor)
 {
     FakeHost host;
     setAllOptions(host);
@@ -412,7 +412,7 @@ TEST(Destruction, ARequestFromACallbackThatIsWaitedForIsRefused)
     Counter counter;
     counter.then = [](Counter& self) {
         entered = true;
-        // Once the flush has begun, the object is closing.
+        // After the flush has begun, the object is closing.
         for (bool flushed = false; !flushed; std::this_thread::yield()) {
             flushed = fake->hasFlushed();
         }
@@ -430,7 +430,7 @@ TEST(Destruction, ARequestFromACallbackThatIsWaitedForIsRefused)
     delivery.join();
 }
 
-TEST(Races, RequestsCancelsAndRepliesOnManyThreads)
+TEST(Races, RequestsCancelsAndRepliesRunOnManyThreads)
 {
     FakeHost host;
     setAllOptions(host);
@@ -493,7 +493,7 @@ void print(CCDebug& module, void (CCDebug::*how)(unsigned long, unsigned long, c
     va_end(arguments);
 }
 
-TEST(DebugModule, EndsLinesButNotTextsAndDropsBothWithoutAnOutput)
+TEST(DebugModule, EndsLinesButNotRawStringsAndPrintsNothingWithoutAnOutput)
 {
     FakeHost host;
     CCDebug& module = *CCDebug::m_Instance<CCDebugCommon>();
@@ -507,7 +507,7 @@ TEST(DebugModule, EndsLinesButNotTextsAndDropsBothWithoutAnOutput)
     EXPECT_EQ(output.text, "line 1\ntext 2");
 }
 
-TEST(DebugModule, RegistersItsNameAndAnswersForItself)
+TEST(DebugModule, RegistersItsNameAndIsTheCommonModule)
 {
     FakeHost host;
     CCDebug* const module = CCDebug::m_Instance<CCDebugCommon>();

@@ -1,5 +1,4 @@
-// Single places that run out of memory, and what they say. That nothing breaks wherever memory ends is tested in
-// tests/endurance.
+// The results and log lines of single functions that run out of memory. tests/endurance makes every allocation fail.
 
 #include <cstdio>
 
@@ -11,7 +10,7 @@
 namespace W::test {
 namespace {
 
-TEST(OutOfMemory, ARecordThatCannotBeMadeChangesNothing)
+TEST(OutOfMemory, CreateRequestInfoChangesNothing)
 {
     FakeHost host;
     VorelService service("Corvane", WContentProvider("Corvane", 14));
@@ -35,7 +34,7 @@ TEST(OutOfMemory, ARecordThatCannotBeMadeChangesNothing)
     service.deleteRequestInfo(reference);
 }
 
-TEST(OutOfMemory, ASchedulesFileThatDoesNotFitIsMinus3)
+TEST(OutOfMemory, GetTodayScheduleReturnsMinus3)
 {
     FakeHost host;
     WVorelOAI object;

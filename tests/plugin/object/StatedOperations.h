@@ -1,4 +1,4 @@
-// What holds for each operation, written by hand from the plug-in's contract, so that a wrong row of the plug-in's own
+// The properties of each operation, written by hand from the plug-in's contract, so that a wrong row in the plug-in's
 // table fails a test.
 #pragma once
 

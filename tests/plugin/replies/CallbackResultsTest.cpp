@@ -1,4 +1,4 @@
-// How long the results of a callback live: until it returns, whatever it does.
+// The results of a callback exist until it returns, whatever it does.
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 namespace W::test {
 namespace {
 
-/// A good reply that is too long for a string to hold without an allocation.
+/// A good reply, so long that its string must allocate memory.
 std::string goodBody(const Kind& kind)
 {
     if (kind.parser == nullptr) {

@@ -11,7 +11,7 @@
 namespace W::test {
 namespace {
 
-/// The status of an HTTP code under which nothing is parsed; the second statement of the tables.
+/// The status of an HTTP code with which nothing is parsed; states the product's table a second time.
 int statusOfHttp(int code)
 {
     switch (code) {
@@ -52,18 +52,18 @@ struct Delivery : ::testing::Test {
     FakeHost host;
     WVorelOAI object;
 
-    /// The body of a full reply; any text where nothing is parsed.
+    /// The body of a full reply; any string if nothing is parsed.
     static std::string fullBody(const Kind& kind)
     {
         return kind.parser != nullptr ? replyText(fullReply(parserCase(kind.parser))) : "any text";
     }
 
-    /// Expects one callback with a status.
+    /// Expects exactly one callback, with a status.
     void deliver(const Kind& kind, Delivered& delivered, SESSION_STATUS session, int code, const std::string& body)
     {
         const std::unique_ptr<VorelServiceCMD> command = kind.make(&object, &delivered);
         delivered.calls = 0;
-        // Good replies of some kinds change it.
+        // Good replies of some kinds change the clock.
         setClock(object, "-05:30");
         host.forgetLines();
         EXPECT_EQ(complete(*command, session, code, body), 4711u);
@@ -104,7 +104,7 @@ struct Delivery : ::testing::Test {
         for (const char* const name : kind.results) {
             results.push_back(outputs.at(name));
         }
-        // The parser fills a list, the handler makes it a container.
+        // The parser fills a list, from which the handler makes a container.
         if (kind.key == 20) {
             results[0] = {{"count", results[0].size()}, {"list", results[0]}};
         }
@@ -112,7 +112,7 @@ struct Delivery : ::testing::Test {
     }
 };
 
-TEST_F(Delivery, EveryHttpCodeOfOneOperation)
+TEST_F(Delivery, MapsEveryHttpCode)
 {
     const Kind& kind = kindOf(18);
     const std::string body = fullBody(kind);
@@ -126,7 +126,7 @@ TEST_F(Delivery, EveryHttpCodeOfOneOperation)
     }
 }
 
-TEST_F(Delivery, EverySessionStatusOfOneOperation)
+TEST_F(Delivery, MapsEverySessionStatus)
 {
     const Kind& kind = kindOf(18);
     const std::string body = fullBody(kind);
@@ -143,11 +143,11 @@ TEST_F(Delivery, EverySessionStatusOfOneOperation)
     }
 }
 
-TEST_F(Delivery, EveryKindByExchange)
+TEST_F(Delivery, EveryKindDeliversTheStatusOfItsExchange)
 {
     for (const Kind& kind : kinds()) {
         if (kind.key == 51) {
-            continue;  // Downloads go by their file.
+            continue;  // The file decides the status of a download.
         }
         SCOPED_TRACE(kind.handler);
         const std::string body = fullBody(kind);
@@ -254,7 +254,7 @@ TEST_F(Delivery, DistinguishesLikesFromDislikes)
     }
 }
 
-TEST_F(Delivery, ALikeIsKnownByTheTypeThatWasSent)
+TEST_F(Delivery, ALikeIsRecognisedByTheTypeThatWasSent)
 {
     setAllOptions(host);
     openSession(object);
@@ -333,7 +333,7 @@ TEST_F(Delivery, EveryKindDeliversWhatWasReadBeforeItFailed)
 
 // -- Lines
 
-/// The handler's name in the lines that mark cancelling and exit.
+/// The handler's name in the lines about cancelling and exit.
 std::string leavingName(const Kind& kind)
 {
     return kind.key == 27 ? "cbGetSeiresDetailInfoDone" : kind.handler;
@@ -370,7 +370,7 @@ struct DeliveryLines : Delivery {
     }
 };
 
-TEST_F(DeliveryLines, OfEveryHandler)
+TEST_F(DeliveryLines, AreStatedForEveryHandler)
 {
     for (const Kind& kind : kinds()) {
         SCOPED_TRACE(kind.handler);
@@ -386,7 +386,7 @@ TEST_F(DeliveryLines, OfEveryHandler)
     }
 }
 
-TEST_F(DeliveryLines, OfEveryHandlerWhenCancelled)
+TEST_F(DeliveryLines, AreStatedForEveryCancelledHandler)
 {
     for (const Kind& kind : kinds()) {
         SCOPED_TRACE(kind.handler);
@@ -431,7 +431,7 @@ TEST_F(Delivery, OnlyTheMisspelledSeriesLinesDiffer)
     EXPECT_TRUE(host.hasLine("[cbGetSeriesDetailInfoDone] [-- WVorelOAI::cbGetSeiresDetailInfoDone]"));
 }
 
-// -- What reaches no callback
+// -- Exceptions and commands without callbacks
 
 TEST_F(Delivery, NoExceptionOfACallbackLeavesACompletion)
 {

@@ -1,4 +1,4 @@
-// Breaks replies in every way: values of the wrong kind, pieces lost, doubled or moved, single bytes.
+// Damages replies: values of the wrong type; parts missing, repeated or moved; single bytes changed.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace W::test {
 
-/// Breaks replies; the same seed breaks them in the same way.
+/// Damages replies; the same seed gives the same damage.
 class Mutator {
 public:
     explicit Mutator(unsigned int seed) : m_random(seed) {}

@@ -1,4 +1,4 @@
-// Cancelling while a reply is read: before every element in turn.
+// Cancelling while a reply is read, before each of its elements.
 
 #include <algorithm>
 
@@ -21,16 +21,16 @@ struct CancelTest : ::testing::Test {
 
     CancelTest()
     {
-        // The request belongs to the test; a service that ends deletes those that it still lists.
+        // The test owns the request; the service's destructor deletes requests that it still lists.
         object.service()->createRequestInfo(&request, nullptr, 18, reference);
         clearings().clear();
     }
     ~CancelTest() override { object.service()->deleteRequestInfo(reference); }
 
-    std::string lead;  ///< blanks before the reply: a long one is read element by element
-    int tests = 0;     ///< cancel tests that were made during the last parse
+    std::string lead;  ///< blanks before the reply: a long reply is read element by element
+    int tests = 0;     ///< number of cancel tests during the last parse
 
-    /// Parses a reply and cancels before the cancel test of that number, 1 for the first; 0 never.
+    /// Parses a reply and cancels before a cancel test. @param cancelAt  its number, from 1; 0 for never
     Results parse(const ParserCase& row, const Tree& rsp, int cancelAt, Outputs outputs = Outputs::Fresh)
     {
         return parseBody(row, replyText(rsp), cancelAt, outputs);
@@ -61,13 +61,13 @@ struct CancelTest : ::testing::Test {
         return parse(row, fullReply(row), cancelAt);
     }
 
-    /// Status, results and lines of a parse, in which the blanks are left out.
+    /// Status, results and lines of a parse, without the blanks.
     std::string shownParse(const ParserCase& row, const std::string& body, int cancelAt)
     {
         const Results results = parseBody(row, body, cancelAt, Outputs::Filled);
         Shown lines = Shown::array();
         for (Line& line : host.lines()) {
-            // These show the reference, which differs.
+            // They show the reference, which differs.
             if (line.text.rfind("[setCancelStatus]", 0) == 0) {
                 continue;
             }
@@ -80,7 +80,7 @@ struct CancelTest : ::testing::Test {
             .dump(-1, ' ', false, Shown::error_handler_t::replace);
     }
 
-    /// The request as it was before it was cancelled.
+    /// Replaces the request by one that is not cancelled.
     void renew()
     {
         object.service()->deleteRequestInfo(reference);
@@ -105,7 +105,7 @@ TEST_P(CancelledParser, AsksBeforeEveryElement)
     }
 }
 
-TEST_P(CancelledParser, LongOnesEndWith600BeforeAnyElementToo)
+TEST_P(CancelledParser, LongRepliesEndWith600BeforeAnyElement)
 {
     lead.assign(vorel::Pieces::kLeast, ' ');
     expect600BeforeAnyElement();
@@ -141,7 +141,7 @@ void CancelledParser::expect600BeforeAnyElement()
             containers += isContainer ? 1 : 0;
             EXPECT_EQ(output, isContainer ? Shown({{"count", -1}, {"list", Shown::array()}}) : full.at(name)) << name;
         }
-        // Cleared first, printed second; one parser does it the other way round.
+        // The container is cleared before the line is printed, except in one parser.
         ASSERT_EQ(clearings().size(), containers);
         const bool printsFirst = row.name == std::string("CityListBrowse");
         EXPECT_EQ(clearings()[0], lines.size() - (printsFirst ? 0 : 1));
@@ -248,7 +248,7 @@ TEST_F(CancelTest, ACancelledReplyHasTheSameResultInPiecesAndAsAWhole)
             lead.clear();
             renew();
             const int whole = parseBody(row, body, 0, Outputs::Fresh).status;
-            // Values of the wrong type are found only as far as the reading comes.
+            // A cancel can end the reading before a value of the wrong type is found.
             if (whole == status::kUnreadableReply || whole == status::kWrongProvider || whole == kThrown) {
                 continue;
             }

@@ -1,4 +1,4 @@
-// What every parser makes of replies that are none, that report an error, or that are odd but good.
+// The results of every parser for bodies that are not replies, replies that report an error, and odd but good replies.
 
 #include <climits>
 
@@ -15,7 +15,7 @@ struct Envelopes : ::testing::TestWithParam<ParserCase> {
     WVorelOAI object;
     const ParserCase& row = GetParam();
 
-    /// Parses into outputs that hold something already.
+    /// Parses into outputs that are not empty.
     Results parse(const std::string& body, Outputs outputs = Outputs::Filled)
     {
         Calling calling;
@@ -26,7 +26,7 @@ struct Envelopes : ::testing::TestWithParam<ParserCase> {
         return row.parse(calling);
     }
 
-    /// What the outputs hold before.
+    /// The contents of the outputs before the call.
     Shown before() { return parse("").outputs; }
 
     std::string errorLine(int status) const
@@ -130,21 +130,21 @@ TEST_P(Envelopes, ErrorsOfTheServiceDoNotChangeTheOutputs)
     expectUntouched(replyText(replyWith("FAIL", report)), -9101);
     EXPECT_TRUE(host.lines().size() == 2 &&
                 host.lines()[0].text.find("Error Code:101   ErrorMsg:bad\n") != std::string::npos);
-    // A report counts even beside a word of success.
+    // An "err" is a failure even if "stat" reports success.
     expectUntouched(replyText(replyWith("OK", report)), -9101);
     expectUntouched(replyText(replyWith("FAIL", {{"code", "-9500"}})), -500);
     expectUntouched(replyText(replyWith("FAIL", nullptr)), -9000);
     expectUntouched(replyText(replyWith("FAIL", {{"code", "99999999999"}})), INT_MIN);
 }
 
-TEST_P(Envelopes, AnUnreadableReportIsMinus57AndDoesNotChangeTheOutputs)
+TEST_P(Envelopes, AnUnreadableErrIsMinus57AndDoesNotChangeTheOutputs)
 {
     for (const Tree& report : {Tree(""), Tree(0), Tree(false), Tree("text"), Tree{{"code", Tree::array()}}}) {
         expectUntouched(replyText(replyWith("OK", report)), -57);
     }
 }
 
-TEST_P(Envelopes, EmptyReportsAndLongerWordsAreSuccess)
+TEST_P(Envelopes, AnEmptyErrAndWordsThatBeginWithOkAreSuccess)
 {
     const Shown expected = stated(row);
     for (const char* const stat : {"OK", "ok", "oK", "OKAY", "okra"}) {
@@ -156,14 +156,14 @@ TEST_P(Envelopes, EmptyReportsAndLongerWordsAreSuccess)
     }
 }
 
-TEST_P(Envelopes, TheErrorCodeThatTheFormulaMakes0IsSuccess)
+TEST_P(Envelopes, AnErrorCodeThatIsMappedTo0IsSuccess)
 {
     const Results results = parse(replyText(replyWith("FAIL", {{"code", "-9000"}})), Outputs::Fresh);
     EXPECT_EQ(results.status, 0);
     EXPECT_EQ(results.outputs, stated(row));
 }
 
-TEST_P(Envelopes, OddButGoodReplies)
+TEST_P(Envelopes, OddRepliesAreAccepted)
 {
     const std::string reply = replyText(fullReply(row));
     const std::string open = R"({"rsp":{)";

@@ -1,7 +1,7 @@
-// What every parser reads: the full reply against the exact records, then with every key missing, null, of every wrong
-// type, huge and negative in turn; no fewer than 3,000 replies. What has to come out is worked out from the row's own
-// statement: values are distinct, so that a key that goes takes its value along; what goes beyond that is stated in the
-// row.
+// The fields that every parser reads: the full reply, and then every key in turn missing, null, of every wrong type,
+// huge and negative; at least 3,000 replies. The expected results are derived from those of the full reply, which the
+// row states: values are distinct, so that a missing key removes its value. Any other effect is stated in the row.
+//
 
 #include <algorithm>
 #include <climits>
@@ -19,7 +19,7 @@ namespace {
 
 using Values = std::set<std::string>;
 
-/// A value of the reply as the tests compare it; empty for what no record shows.
+/// A value of the reply as the tests compare it; empty if no record shows it.
 std::string valueText(const Tree& leaf)
 {
     const std::string text = leaf.get<std::string>();
@@ -31,7 +31,7 @@ bool isEmptyText(const Tree& value)
     return value.is_string() && value.get_ref<const std::string&>().empty();
 }
 
-/// Whether a record shows a value of the reply: as text, as number, or as an instant, which always ends with Z.
+/// Whether a record shows a value of the reply: as a string, as a number, or as an instant, which always ends with Z.
 bool shows(const Shown& shown, const std::string& value)
 {
     if (shown.is_string()) {
@@ -47,7 +47,7 @@ bool holdsOneOf(const Shown& record, const Values& values)
            });
 }
 
-/// Removes from a record or list, at any depth, the records that hold one of the values themselves.
+/// Removes from a record or list, at any depth, the records that directly contain one of the values.
 void removeHolders(Shown& shown, const Values& values)
 {
     if (shown.is_array()) {
@@ -88,7 +88,7 @@ void removeValues(Shown& shown, const Values& values)
     for (auto member = shown.begin(); member != shown.end();) {
         const bool gone =
             std::any_of(values.begin(), values.end(), [&](const std::string& value) { return shows(*member, value); });
-        // An instant that cannot be read has no offset, unless the parser attaches the server's.
+        // An unreadable instant has no offset, unless the parser attaches that of the server.
         const bool takesOffsetAlong = gone && member.key() == "at" && shown.value("offset", "") == "+00:00";
         removeValues(*member, values);
         const bool emptied = member->is_object() && member->empty();
@@ -100,7 +100,7 @@ void removeValues(Shown& shown, const Values& values)
     }
 }
 
-/// Applies one of the two to all outputs.
+/// Applies one of these two functions to all outputs.
 void removeFrom(Shown& outputs, const Values& values, void (*remove)(Shown&, const Values&))
 {
     for (Shown& output : outputs) {
@@ -134,7 +134,7 @@ Values valuesOf(const Tree& tree)
     return values;
 }
 
-/// The values that the objects of an array hold themselves.
+/// The values that the objects of an array directly contain.
 Values directValues(const Tree& array)
 {
     Values values;
@@ -194,7 +194,7 @@ std::string keyOf(const std::string& path)
 struct Key {
     std::string path;
     Tree value;
-    bool isElement;  ///< of an array
+    bool isElement;  ///< is an element of an array
 };
 
 void collectKeys(const Tree& tree, const std::string& path, std::vector<Key>& keys)
@@ -262,7 +262,7 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
         return found != row.absences.end() ? &*found : nullptr;
     }
 
-    /// Takes out of the outputs what is not there when a key is missing.
+    /// Removes from the outputs what a missing key removes.
     void takeOut(const std::string& path, const Tree& value, Shown& outputs)
     {
         const ImageAt* const image = imageAt(row, path);
@@ -286,14 +286,14 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
         }
     }
 
-    /// Expects what comes out when a key is missing, or holds something that counts as nothing.
+    /// Expects the results of a reply in which a key is missing, or has a value that counts as missing.
     void expectAbsent(const Tree& rsp, const Key& key)
     {
         if (const Absence* const absence = absenceOf(key.path)) {
             expect(rsp, absence->status, stated(row, absence->outputs));
             return;
         }
-        // An image that shows nothing cannot be told from its like; tests by name see to those.
+        // Images without values cannot be told apart here; other tests cover them.
         const std::string imagePath = imageAt(row, key.path) != nullptr ? key.path : parentOf(key.path);
         if (imageAt(row, imagePath) != nullptr && valuesOf(fullReply(row)[Pointer(imagePath)]).empty()) {
             return;
@@ -303,10 +303,10 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
         expect(rsp, 0, withCounts(row, std::move(outputs)));
     }
 
-    /// Expects what comes out when reading a key throws: what was read before it, where it is kept.
+    /// Expects the results of a reply in which reading a key throws: what was read before it, if that is kept.
     void expectUnreadable(const Tree& rsp, const Key& key)
     {
-        // What is handed over as a whole begins to be read at its first key.
+        // If a value is stored as a whole, everything from its first key on is lost.
         std::string from = key.path;
         for (std::string path = key.path; !path.empty(); path = parentOf(path)) {
             if (imageAt(row, path) != nullptr || (row.wholeList != nullptr && path == row.wholeList)) {
@@ -410,7 +410,7 @@ TEST_P(Parser, ReadsNoOtherKey)
             }
         }
     }
-    // The first element of every array is the one that has all of its keys; in the others some are missing on purpose.
+    // Only the first element of an array has all keys; in the others some are missing on purpose.
     Tree rsp = fullReply(row);
     const auto topUp = [&keys](Tree& target) {
         for (const std::string& key : keys) {
@@ -457,7 +457,7 @@ TEST_P(Parser, ObjectsAndArraysInsteadOfTextsAreUnreadable)
         for (const Tree& wrong : {Tree{{"a", "b"}}, Tree::array({"a"}), Tree::object(), Tree::array()}) {
             SCOPED_TRACE(key.path + " is " + wrong.dump());
             const ImageAt* const image = keyOf(key.path) == "url" ? imageAt(row, parentOf(key.path)) : nullptr;
-            // An empty object counts as no "url" where its presence is asked for.
+            // An empty object counts as a missing "url" if its presence is the condition.
             if (image != nullptr && image->when == ReadWhen::UrlPresent && wrong.empty() && !isEmptyText(key.value)) {
                 expectAbsent(replaced(key.path, wrong), key);
             } else if (image == nullptr || image->when != ReadWhen::UrlPresent || !wrong.empty()) {
@@ -509,7 +509,7 @@ TEST_P(Parser, ValuesWithoutElementsCountAsEmptyArrays)
     }
 }
 
-/// A text, number or truth in the place of a text, and what comes of it as a text and as a number.
+/// A string, number or bool in the place of a string, and the string and the number that are read from it.
 struct Scalar {
     Tree value;
     std::string text;
@@ -518,7 +518,7 @@ struct Scalar {
 
 std::vector<Scalar> scalars()
 {
-    constexpr std::size_t kLong = 70000;  // the whole reply is read in pieces then
+    constexpr std::size_t kLong = 70000;  // makes the reply so long that it is read in pieces
     const std::string letters(kLong, 'x');
     const std::string digits(kLong, '9');
     return {
@@ -539,7 +539,7 @@ std::vector<Scalar> scalars()
     };
 }
 
-/// Puts a scalar in the place of a value. @return false where a record shows it neither as text nor as number
+/// Puts a scalar in the place of a value. @return false if no record shows the value as a string or number
 bool replaceValue(Shown& shown, const std::string& value, const Scalar& by)
 {
     if (!shown.is_structured()) {
@@ -560,14 +560,14 @@ bool replaceValue(Shown& shown, const std::string& value, const Scalar& by)
     return found;
 }
 
-/// What is stated for a scalar in the place of a key's string.
+/// The expected outputs for a scalar in the place of a key's string.
 Shown withScalar(const ParserCase& row, const Key& key, const Absence* absence, const Scalar& scalar)
 {
     Shown outputs = Shown::parse(absence != nullptr ? absence->outputs : row.outputs);
     const std::string value = valueText(key.value);
     const char* const flag = flagAt(row, key.path);
     if (absence != nullptr && keyOf(key.path) == "time") {
-        // "100-200": what has digits only is the beginning of a span.
+        // "100-200": a number without "-" is the beginning of a span.
         const int index = std::stoi(keyOf(parentOf(key.path)));
         if (scalar.number != 0) {
             outputs["list"][index]["start"] = static_cast<unsigned int>(scalar.number);
@@ -580,7 +580,7 @@ Shown withScalar(const ParserCase& row, const Key& key, const Absence* absence, 
                 return outputs;
             }
         }
-        // None of them is a time: what is not found as a text or a number is one.
+        // No scalar is a time, and a value that is neither a string nor a number is one.
         removeFrom(outputs, {value}, removeValues);
     }
     return outputs;
@@ -601,7 +601,7 @@ TEST_P(Parser, ScalarsInsteadOfTextsAreReadAsTheirTexts)
     }
 }
 
-/// Counts the replies whose results were stated and compared.
+/// Counts the replies whose results were compared.
 class Matrix : public ::testing::Environment {
 public:
     void TearDown() override

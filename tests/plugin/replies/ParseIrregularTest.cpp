@@ -1,4 +1,4 @@
-// What is wanted although it looks like a mistake, each by its name, and the values at the edges.
+// One test for each deliberate irregularity of the parsers, and for boundary values.
 
 #include <climits>
 
@@ -43,7 +43,7 @@ struct EmptyList {
     const char* parser;
     const char* payload;
     int status;
-    const char* line;  ///< null: none is printed
+    const char* line;  ///< null if none is printed
 };
 
 constexpr EmptyList kEmptyLists[] = {
@@ -102,7 +102,7 @@ TEST_F(IrregularReplies, EmptyListsAreReportedAsEachParserDoes)
     }
 }
 
-TEST_F(IrregularReplies, TheTwoSpellingsOfAnEmptyHeadendList)
+TEST_F(IrregularReplies, AnEmptyHeadendListHasTwoSpellings)
 {
     parse("Headend", R"("mso":[])");
     EXPECT_EQ(host.lines()[0].text, "[ParseHeadend] Headend Data size is Zero");
@@ -110,7 +110,7 @@ TEST_F(IrregularReplies, TheTwoSpellingsOfAnEmptyHeadendList)
     EXPECT_EQ(host.lines()[0].text, "[ParseHeadendKor] Headend Data Size is zero.");
 }
 
-TEST_F(IrregularReplies, AnEmptyCatalogueIsMinus57WhereAnEmptyLineUpIsMinus55)
+TEST_F(IrregularReplies, AnEmptyCatalogueIsMinus57AndAnEmptyLineUpMinus55)
 {
     const Results genres = parse("GenreList", R"("checksum":{"stat":"new","code":"sum2"},"genre":[])");
     EXPECT_EQ(genres.status, -57);
@@ -147,7 +147,7 @@ TEST_F(IrregularReplies, UnreadablePopularChannelsAreMinus16)
     EXPECT_EQ(parse("PopularCh", R"("channel":[5])").status, -16);
     EXPECT_EQ(parse("SmartPopular", R"("channel_guide":[5])").status, -57);
     EXPECT_EQ(parse("Missed", R"("channel":[5])").status, -57);
-    // Only exceptions are: an error of the service is what it is.
+    // Only exceptions have this status; an error of the service has its own.
     Calling calling;
     calling.body = R"({"rsp":{"stat":"FAIL","err":{"code":{}}}})";
     EXPECT_EQ(parserCase("PopularCh").parse(calling).status, -57);
@@ -187,7 +187,7 @@ TEST_F(IrregularReplies, TheConciergeIsEmptiedBeforeTheExceptionLine)
     EXPECT_TRUE(wasEmpty);
 }
 
-TEST_F(IrregularReplies, DetailsAndSeriesAreNotGuarded)
+TEST_F(IrregularReplies, DetailsAndSeriesCatchNoException)
 {
     VorelGetContentDetailInfoCMD detail(nullptr, nullptr, &object, WContentProvider());
     VorelGetSeriesDetailInfoCMD series(nullptr, nullptr, &object, WContentProvider());
@@ -199,14 +199,14 @@ TEST_F(IrregularReplies, DetailsAndSeriesAreNotGuarded)
     EXPECT_EQ(list.getCount(), 0);
 }
 
-TEST_F(IrregularReplies, MapsKeepWhatTheyHadAfterAnException)
+TEST_F(IrregularReplies, MapsKeepTheirEntriesAfterAnException)
 {
     const Results results = parse("CityList", R"("state":[{"name":"a","city":[{"code":"c"},5]},{"name":"b"}])");
     EXPECT_EQ(results.status, -57);
     EXPECT_EQ(results.outputs, Shown::parse(R"({"states":[{"key":0,"name":"a"}],"cities":[{"key":0,"code":"c"}]})"));
 }
 
-TEST_F(IrregularReplies, StatesThatAreThereKeepTheirName)
+TEST_F(IrregularReplies, ExistingStatesKeepTheirNames)
 {
     const Results results =
         parse("CityList", R"("state":[{"name":"a","city":[{"code":"c"}]},{"name":"b"}])", Outputs::Filled);
@@ -252,7 +252,7 @@ TEST_F(IrregularReplies, AnUnchangedLineUpLeavesTheContainerAsItWas)
 struct PosterRow {
     const char* parser;
     ReadWhen when;
-    const char* before;  ///< the poster's value is between the two
+    const char* before;  ///< the JSON before the poster's value
     const char* after;
 };
 
@@ -299,7 +299,7 @@ TEST_F(IrregularReplies, StationImagesAreReadAsEachParserTestsThem)
               Shown::parse(R"([{},{"channel":{"stationImage":{"url":"u"}}}])"));
 }
 
-TEST_F(IrregularReplies, EveryProgrammeOfTheFocusHasTheOneChannel)
+TEST_F(IrregularReplies, EveryProgrammeOfTheFocusHasTheSameChannel)
 {
     VorelGetFocusChannelCMD command(nullptr, nullptr, &object, WContentProvider());
     WContainer<WVLContent> list;
@@ -323,7 +323,7 @@ TEST_F(IrregularReplies, AServerUrlTakesTheOffsetOfAValidSourceOnly)
     EXPECT_EQ(show(expired), Shown::parse(R"({"at":"2026-11-21T01:30:00Z","offset":"+00:00"})"));
     EXPECT_EQ(command.ParseServerUrl(good, source, url, expired), 0);
     EXPECT_EQ(show(expired), Shown::parse(R"({"at":"2026-11-21T01:30:00Z","offset":"+09:00"})"));
-    // The source is tested, not what was read.
+    // The source is tested, not the time that was read.
     EXPECT_EQ(command.ParseServerUrl(bad, source, url, expired), 0);
     EXPECT_EQ(show(expired), Shown::parse(R"({"offset":"+09:00"})"));
     EXPECT_EQ(command.ParseServerUrl(bad, {}, url, expired), 0);
@@ -339,7 +339,7 @@ TEST_F(IrregularReplies, AnInvalidClockTakesTheOffsetOfStartTimes)
     EXPECT_EQ(show(list.getData().front().getStartTime()), Shown::parse(R"({"at":"2026-11-21T01:30:00Z"})"));
 }
 
-TEST_F(IrregularReplies, SeasonsGoBeforeTheEpisodesOfTheSeriesItself)
+TEST_F(IrregularReplies, EpisodesOfSeasonsComeBeforeTheOthers)
 {
     const std::string own = R"("episode":[{"id":"a"},{"id":"b"}])";
     const Results without = parse("SeriesDetailInfo", R"("series":{"season":[],)" + own + "}");
@@ -355,7 +355,7 @@ TEST_F(IrregularReplies, SeasonsGoBeforeTheEpisodesOfTheSeriesItself)
     EXPECT_EQ(neither.outputs.at("episodes"), Shown::parse(R"({"count":0,"list":[]})"));
 }
 
-TEST_F(IrregularReplies, OneRecordPerAiring)
+TEST_F(IrregularReplies, DeliversOneRecordPerAiring)
 {
     const Shown list = listOf("ContentDetailInfo", R"("content":{"id":"i","vd_quality":"q","channel":[
         {"source":"a","schedule":[{"duration":"1"},{"duration":"2","vd_quality":"z"},{"duration":"3"}]},
@@ -366,14 +366,14 @@ TEST_F(IrregularReplies, OneRecordPerAiring)
     EXPECT_EQ(list.at(3), Shown::parse(R"({"id":"i","videoQuality":"q","channel":{"source":"b"}})"));
 }
 
-TEST_F(IrregularReplies, OneApplicationIsOfKind3)
+TEST_F(IrregularReplies, ApplicationsHaveType3)
 {
     const Results results =
         parse("Combination", R"("concierge":{"personalized":{"tv":[],"movie":[],"apps":[{"id":"x"}]}})");
     EXPECT_EQ(results.outputs.at("concierge"), Shown::parse(R"({"personalized":[{"kind":3,"id":"x"}]})"));
 }
 
-TEST_F(IrregularReplies, TheRelatedEpisodeIsThereEvenWhenItIsMissing)
+TEST_F(IrregularReplies, AMissingRelatedEpisodeGivesAnEmptyRecord)
 {
     const Results results = parse("Related", R"("x":"")");
     EXPECT_EQ(results.status, 0);
@@ -489,7 +489,7 @@ TEST_F(IrregularReplies, WindowsOfTodaysFilesAreScannedAsTwoNumbers)
     }
 }
 
-TEST_F(IrregularReplies, TextsKeepTheirBytes)
+TEST_F(IrregularReplies, StringsKeepTheirBytes)
 {
     const std::string nul("a\0b", 3);
     const Shown list = listOf("ContentList", R"("content":[{"id":")" + nul + R"(","title":"\u00e4\ud83d\ude00\n"}])");

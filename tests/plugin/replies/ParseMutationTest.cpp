@@ -1,4 +1,4 @@
-// A hundred thousand broken replies over all operations: each is answered exactly once, and nothing is left.
+// A hundred thousand broken replies to all operations: each request gets exactly one callback, and nothing is left.
 
 #include <cstdlib>
 #include <iostream>
@@ -13,7 +13,7 @@ namespace W::test {
 namespace {
 
 constexpr int kReplies = 100000;
-/// After so many a new object, which destroys the old one.
+/// The number of replies after which the object is destroyed and a new one created.
 constexpr int kRepliesPerObject = 1000;
 
 TEST(Mutation, EveryBrokenReplyIsAnsweredOnce)
@@ -30,7 +30,7 @@ TEST(Mutation, EveryBrokenReplyIsAnsweredOnce)
         setAllOptions(host);
         WVorelOAI object;
         for (int count = 0; count < kRepliesPerObject; ++count) {
-            // What a reply may change: the session and the clock.
+            // A reply may have changed the session and the clock.
             openSession(object);
             setClock(object);
             const Kind& kind = kinds()[static_cast<std::size_t>(mutate.below(kinds().size() - 1))];
@@ -47,7 +47,7 @@ TEST(Mutation, EveryBrokenReplyIsAnsweredOnce)
         ASSERT_EQ(object.service()->requestCount(), 0u);
         ASSERT_EQ(object.commandCount(), 0u);
     }
-    // Replies are broken in every way, but not beyond reading.
+    // Every status of a broken reply occurs.
     for (const int status : {0, -16, -55, -56, -57, -9000}) {
         EXPECT_GT(statuses[status], 10) << "replies that gave " << status;
     }

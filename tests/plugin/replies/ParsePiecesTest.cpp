@@ -1,5 +1,5 @@
-// Long replies, which are read element by element: they come to what they come to as a whole. A reply is made long by
-// blanks before it, so that the same reply can be read both ways.
+// Long replies are read element by element, with the same results as replies that are read as a whole. Blanks before a
+// reply make it long, so that the same reply can be read both ways.
 
 #include <string>
 
@@ -95,7 +95,7 @@ TEST(Pieces, AreTheElementsAndLeaveAnEmptyArray)
     EXPECT_EQ(pieces.frame()["e"].asInt(), 4);
 }
 
-/// What a parser makes of a reply: results and lines, in which the blanks are left out.
+/// Results and lines of a parser, without the blanks.
 Shown reading(const ParserCase& row, const std::string& body)
 {
     FakeHost host;
@@ -107,7 +107,7 @@ Shown reading(const ParserCase& row, const std::string& body)
         if (const std::size_t at = line.text.find(blanks()); at != std::string::npos) {
             line.text.erase(at, blanks().size());
         }
-        // Bytes of a broken text need not be UTF-8.
+        // A broken reply need not be UTF-8.
         lines.push_back({line.level, std::vector<unsigned char>(line.text.begin(), line.text.end())});
     }
     return {{"status", results.status}, {"outputs", results.outputs}, {"lines", lines}};

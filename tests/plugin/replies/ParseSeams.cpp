@@ -28,7 +28,7 @@ Hooked::~Hooked()
     theExceptionHook = nullptr;
 }
 
-// The linker's names: "__real_" and "__wrap_" in front of what the compiler calls the member function and the function.
+// The linker's names: "__real_" and "__wrap_" before the mangled names.
 bool realGetCancelStatus(VorelService* service,
                          UINT64 reference) __asm__("__real__ZN1W12VorelService15getCancelStatusEy");
 bool wrappedGetCancelStatus(VorelService* service,

@@ -1,5 +1,5 @@
-// Two places inside the plug-in where a test can act while a reply is read. The linker wraps both functions for the
-// test program (see CMakeLists.txt); without a hook they are what they were.
+// Two places inside the plug-in where a test can act while a reply is read. The linker wraps both functions in the test
+// program (see CMakeLists.txt); without a hook they behave as usual.
 #pragma once
 
 #include <functional>
@@ -17,7 +17,7 @@ using CancelTestHook = std::function<void(VorelService& service, UINT64 referenc
 /// Called before an exception line is printed.
 using ExceptionHook = std::function<void()>;
 
-/// Sets a hook for as long as it lives.
+/// Sets a hook for the lifetime of this object.
 class Hooked {
 public:
     explicit Hooked(CancelTestHook hook);

@@ -1,5 +1,5 @@
-// What looks like a mistake in a request and is wanted, each by its name; and what a command writes when it is given
-// what its operation refuses.
+// One test for each deliberate irregularity of the requests, and for what commands write from arguments that their
+// operations refuse.
 
 #include <algorithm>
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr char kService[] = "http://base/openapi/service/vorel/";
 
-/// An object that may send everything, and what its host saw.
+/// An object that can send every request, and the host that receives them.
 struct IrregularRequests : ::testing::Test {
     IrregularRequests()
     {
@@ -35,7 +35,7 @@ struct IrregularRequests : ::testing::Test {
         return host.sent.back();
     }
 
-    /// "Missing" when it is not there.
+    /// "Missing" if there is none.
     static std::string headerOf(const Sent& sent, const std::string& name)
     {
         for (const HttpHeader::Line& line : sent.headers) {
@@ -72,7 +72,7 @@ TEST_F(IrregularRequests, TheDeviceFallbackOfABodyFollowsThePath)
     EXPECT_EQ(send(&O::sendTuneHistory, "t", "s").body, "country=US&headend=H1&ttid=t&sourceid=s");
 }
 
-TEST_F(IrregularRequests, TtidIsInCapitalsInRelatedContentAndInSmallLettersInTheHistory)
+TEST_F(IrregularRequests, TtidIsUpperCaseInRelatedContentAndLowerCaseInTheHistory)
 {
     EXPECT_NE(send(&O::getRelatedContent, "t", 0).url.find("&TTID=t"), std::string::npos);
     EXPECT_NE(send(&O::sendTuneHistory, "t", "s").body.find("&ttid=t"), std::string::npos);
@@ -87,7 +87,7 @@ TEST_F(IrregularRequests, OnAirAndSeriesHaveNoDeviceFallback)
               std::string(kService) + "browse/content/c/series?country=US&headend=H1&device=&lang=en&sourceid=s");
 }
 
-TEST_F(IrregularRequests, TheCombinationHasAnotherPathAndNoDeviceFallback)
+TEST_F(IrregularRequests, TheConciergeHasAnotherPathAndNoDeviceFallback)
 {
     EXPECT_EQ(send(&O::getCombination, "f").url,
               "http://base/openapi/service/concierge/"
@@ -127,7 +127,7 @@ TEST_F(IrregularRequests, TheSeriesReadsTheLanguageSecondAndWritesItAfterTheDevi
               (std::vector<std::string>{"vorel_country", "vorel_language", "vorel_headend", "vorel_device_type"}));
 }
 
-TEST_F(IrregularRequests, TheSearchReadsItsSettingsBeforeItWritesBetweenThem)
+TEST_F(IrregularRequests, TheSearchReadsAllSettingsBeforeItWrites)
 {
     EXPECT_EQ(send(&O::searchEPG, "q", "", 0, 0).url,
               std::string(kService) + "search/epg_search?country=US&q=q&start=0&headend=H1&device=X");
@@ -143,7 +143,7 @@ TEST_F(IrregularRequests, TheServerUrlIsRequestedFromAnotherAddress)
     EXPECT_EQ(send(&O::checkAgreement).url, std::string(kService) + "agreement/check?country=US");
 }
 
-TEST_F(IrregularRequests, ChannelsGoToTheUploadsUrlAndElseToTheBaseUrl)
+TEST_F(IrregularRequests, ChannelsGoToTheUploadUrlOrTheBaseUrl)
 {
     EXPECT_EQ(send(&O::sendChannel, "https://up/x", "f").url, "https://up/x?filename=f");
     EXPECT_EQ(send(&O::sendChannel, "up/x", "f").url, "http://base?filename=f");
@@ -166,7 +166,7 @@ TEST_F(IrregularRequests, ThePostalCodeIsEscapedAndNothingElseIs)
     EXPECT_EQ(send(&O::getHeadend, "1").url, std::string(kService) + "channel/headend?country=U S&&zipcode=1");
 }
 
-TEST_F(IrregularRequests, AKeyOfALikeIsTheNameOfAParameter)
+TEST_F(IrregularRequests, TheKeyOfALikeIsAParameterName)
 {
     EXPECT_EQ(send(&O::sendLike, "contentid", "7", "dislike").body, "country=US&contentid=7&type=dislike");
     EXPECT_EQ(send(&O::getLikeHistory, "contentid", "7").url,
@@ -189,7 +189,7 @@ TEST_F(IrregularRequests, AnEmptySecretLeavesThePlusSignInTheToken)
     EXPECT_EQ(headerOf(send(&O::checkAgreement), "Token"), "S+U+cf5e29e0fdd5ceb106e6e3eb19e3765d08386603");
 }
 
-TEST_F(IrregularRequests, OneRuleNamesTheCountryBeforeItRefuses)
+TEST_F(IrregularRequests, TheCertificationRuleLogsAnEmptyCountry)
 {
     empty("vorel_country");
     const std::string line = "[getCertificationRule] ========= CountryCode is empty!!!!!!! \n";
@@ -200,9 +200,9 @@ TEST_F(IrregularRequests, OneRuleNamesTheCountryBeforeItRefuses)
     EXPECT_FALSE(host.hasLine("[getLocalTime] ========= CountryCode is empty!!!!!!! \n"));
 }
 
-// -- Commands alone
+// -- Commands without operations
 
-/// What a command writes after an empty address.
+/// The output of a command with an empty base address.
 template <class Command, class... Arguments>
 std::string writtenBy(Arguments... arguments)
 {
@@ -266,7 +266,7 @@ TEST_F(CommandAlone, ALikeRemembersItsType)
     EXPECT_EQ(command.body(), "country=US&id=7&type=like");
 }
 
-TEST_F(CommandAlone, ADownloadKeepsItsTextsAndWritesNothing)
+TEST_F(CommandAlone, ADownloadKeepsItsStringsAndWritesNothing)
 {
     VorelDownloadCMD command(nullptr, nullptr, nullptr, WContentProvider("p", 1));
     command.MakeURL("http://h/f", "/dir/f", "f");

@@ -1,4 +1,4 @@
-// What goes out: one row per call of an operation, with the exact text of every request that it makes under different
+// The requests: one row per call of an operation, with the exact bytes of every request that it sends under different
 // settings. The rows are in RequestRows<Family>.cpp; RequestTest.cpp runs them.
 #pragma once
 
@@ -17,19 +17,19 @@ using Numbers = std::list<int>;
 
 /// One request of a call.
 struct Wire {
-    /// What is changed in the settings of setAllOptions(), for example "country=" or "country= language=".
+    /// Changes to the settings of setAllOptions(), for example "country=" or "country= language=".
     const char* settings;
-    /// What follows "/openapi/service/vorel/" after the base address; what begins with "/" follows the base address
-    /// itself; what holds "://" is the whole URL. Null when the call is refused with -1.
+    /// The URL after the base address and "/openapi/service/vorel/"; if it begins with "/", the URL after the base
+    /// address; if it contains "://", the whole URL. Null if the call is refused with -1.
     const char* url;
     const char* body = "";
 };
 
-/// One call. Unless it has a row, an empty country, language, headend or device changes nothing: that is tested
-/// too, so that these rows are complete.
+/// One call. An empty country, language, headend or device without a row changes nothing: that is tested too, so the
+/// rows are complete.
 struct RequestRow {
     const char* operation;
-    const char* what;  ///< of the arguments, in CapWords
+    const char* what;  ///< describes the arguments, in CapWords
     std::function<int(WVorelOAI& object, Counter& counter)> call;
     std::vector<Wire> wires;
 };

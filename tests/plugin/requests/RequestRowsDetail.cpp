@@ -27,7 +27,7 @@ std::vector<RequestRow> detailRows()
           {"headend=", "browse/content/id24?country=US&lang=en&headend=&device=X"},
           {"device_type=", "browse/content/id24?country=US&lang=en&headend=H1&device=N"},
           {"country= language= headend= device_type=", "browse/content/id24?&headend=&device=N"}}},
-        // Texts go out as they are, also one that ends like a path of a search.
+        // Strings are not escaped, not even one that ends like the path of a search.
         {"getContentDetailInfo",
          "IdWithQuestionMark",
          calling(&O::getContentDetailInfo, "id?", "", 0),

@@ -1,5 +1,6 @@
-// Every request to the byte: URL, body, verb, header lines in order, file, and the settings in the order in which they
-// are read. The rows of RequestRows.h say what goes out, the envelopes below around what.
+// Compares every request byte by byte: URL, body, verb, header lines in order, file, and the settings in the order in
+// which they are read. RequestRows.h has what differs between calls, the envelopes below what differs between
+// operations.
 
 #include <algorithm>
 #include <set>
@@ -22,7 +23,7 @@ enum class Set {
     SeedKey,
 };
 
-/// Where a request of an operation has its parameters, and which settings it reads (their names without "vorel_").
+/// Where the parameters of an operation are, and the settings that it reads (their names without "vorel_").
 struct RequestEnvelope {
     const char* operation;
     unsigned int key;
@@ -158,7 +159,7 @@ const std::vector<RequestRow>& allRows()
     return kRows;
 }
 
-/// A row's call under one of its settings.
+/// The call of a row with one of its settings.
 struct Case {
     const RequestRow* row;
     Wire wire;
@@ -181,7 +182,7 @@ void PrintTo(const Case& one, std::ostream* out)
     *out << nameOf(one);
 }
 
-/// The rows' own cases, and those in which an empty setting changes nothing.
+/// The cases of the rows, and those in which an empty setting changes nothing.
 std::vector<Case> allCases()
 {
     std::vector<Case> cases;
@@ -206,7 +207,7 @@ struct RequestOfOperation : ::testing::TestWithParam<Case> {
         setAllOptions(host);
         object.emplace();
         openSession(*object);
-        // The one operation that needs no valid difference for its time shows it.
+        // The only operation with a time that needs no valid time difference shows that.
         if (std::string(GetParam().row->operation) != "resetHistory") {
             setClock(*object);
         }

@@ -1,5 +1,5 @@
-// Times in requests: the same UTC text whatever the offset of the server's clock, nothing for 0, and an empty text for
-// what no calendar holds.
+// Times in requests: the same UTC string for every offset of the server's clock, nothing for 0, and an empty string for
+// instants outside the calendar.
 
 #include <cstdint>
 #include <limits>
@@ -14,7 +14,7 @@
 namespace W::test {
 namespace {
 
-/// An operation with a time: how it is called, and what precedes and follows the time.
+/// An operation with a time: its call, and the parameters before and after the time.
 struct TimedCall {
     const char* operation;
     std::function<int(WVorelOAI& object, unsigned long time, Counter& counter)> call;
@@ -60,7 +60,7 @@ const std::vector<TimedCall>& timedCalls()
 
 struct Time {
     std::uint64_t seconds;
-    std::optional<std::string> text;  ///< none when the parameter is left out
+    std::optional<std::string> text;  ///< none if the parameter is left out
 };
 
 const Time kTimes[] = {
@@ -72,7 +72,7 @@ const Time kTimes[] = {
     {2147483648, "2038-01-19T03:14:08Z"},
     {4294967295, "2106-02-07T06:28:15Z"},
     {253402300799, "9999-12-31T23:59:59Z"},
-    // After the end of the calendar: an empty string after the marker.
+    // After the end of the calendar: the parameter has an empty value.
     {253402300800, ""},
     {9223372036854775807, ""},
     {9223372036854775808u, ""},
@@ -86,7 +86,7 @@ void PrintTo(const TimedCall& call, std::ostream* out)
     *out << call.operation;
 }
 
-TEST_P(RequestTime, IsTheSameUnderEveryOffset)
+TEST_P(RequestTime, DoesNotDependOnTheOffset)
 {
     const auto& [offset, timed] = GetParam();
     FakeHost host;

@@ -24,14 +24,14 @@ std::list<WVLGenre> genres(const std::vector<std::string>& ids)
     return list;
 }
 
-TEST(Container, IsFreshAndEmpty)
+TEST(Container, IsEmptyAtFirst)
 {
     const WContainer<WVLGenre> container;
     EXPECT_EQ(container.getCount(), 0);
     EXPECT_TRUE(container.getData().empty());
 }
 
-TEST(Container, CopiesAListAndLeavesTheCount)
+TEST(Container, CopiesAListAndKeepsTheCount)
 {
     WContainer<WVLGenre> container;
     const std::list<WVLGenre> list = genres({"a", "b"});
@@ -45,7 +45,7 @@ TEST(Container, CopiesAListAndLeavesTheCount)
     EXPECT_EQ(container.getData().front().getGenreID(), "b");
 }
 
-TEST(Container, IsMinusOneWhenCleared)
+TEST(Container, HasCountMinusOneAfterClear)
 {
     WContainer<WVLGenre> container;
     container.data() = genres({"a"});

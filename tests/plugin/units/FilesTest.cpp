@@ -1,4 +1,4 @@
-// Downloads and the schedule file: everything that can go wrong, and the files that remain.
+// Downloads and the schedule file: failures, and the files that remain.
 
 #include <cerrno>
 #include <cstdio>
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// What the next calls of read() give in this program.
+/// The results of the next calls of read() in this program.
 struct NextReads {
     int left = 0;  ///< the number of faulty calls; after them read() works again
     ssize_t result = 0;
@@ -42,7 +42,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A new directory, removed at the end.
+/// A new directory; the destructor removes it.
 class Scratch {
 public:
     Scratch() : m_path(fs::path(::testing::TempDir()) / ("corvane-files-" + std::to_string(::getpid())))
@@ -125,7 +125,7 @@ struct NameRow {
     const char* expected;
 };
 
-TEST_F(DownloadTest, TakesTheNameFromTheUrlWhenNoneIsGiven)
+TEST_F(DownloadTest, TakesTheFileNameFromTheUrl)
 {
     const NameRow rows[] = {
         {"http://h/a/b.ts", "", "b.ts"},
@@ -205,7 +205,7 @@ TEST_F(DownloadTest, CancelledDownloadsLeaveNothing)
     EXPECT_TRUE(host.hasLine("[cbDownloadDone] [--WVorelOAI::cbDownloadDone] Canceled"));
 }
 
-TEST_F(DownloadTest, CancelledBeforeAnythingWasWritten)
+TEST_F(DownloadTest, IsCancelledBeforeAnythingWasWritten)
 {
     openSession(object);
     DownloadCapture capture;
@@ -242,7 +242,7 @@ constexpr char kSchedule[] = R"({"rsp":{"stat":"OK","err":{},"channel":[
  {"source":"s2","name":"Two","number":"2","content":[]},
  {"source":"s3","name":"Three","number":"3","content":[{"id":"i3","genres":[]}]}]}})";
 
-/// Make a file long, which is read channel by channel then.
+/// Makes a file so long that it is read channel by channel.
 const std::string kBlanks(vorel::Pieces::kLeast, ' ');
 
 struct TodayTest : ::testing::Test {
@@ -253,7 +253,7 @@ struct TodayTest : ::testing::Test {
 
     TodayTest()
     {
-        // What a failure must leave alone.
+        // A failure must not change this.
         std::list<WVLContent> kept(1);
         kept.front().setID("kept");
         result.data() = std::move(kept);
@@ -348,7 +348,7 @@ TEST_F(TodayTest, AFileThatCannotBeReadIsMinus403)
     expectFailure(large, status::kFileNotReadable);
 }
 
-TEST_F(TodayTest, ASignalDoesNotEndTheReading)
+TEST_F(TodayTest, SignalsDoNotInterruptReading)
 {
     const std::string path = scratch.write("f", R"({"rsp":{"channel":[{"content":[{"id":"i"},{"id":"j"}]}]}})");
     s_nextReads = {3, -1, EINTR};
@@ -392,7 +392,7 @@ TEST_F(TodayTest, AFileThatIsNotAScheduleIsRefused)
     EXPECT_TRUE(host.hasLine("[getTodaySchedule] Exception Caught: Type is not convertible to string"));
 }
 
-/// A container as a host may write one: its list is its own.
+/// A container that a host may have derived: it keeps its own list.
 class OwnContainer final : public WContainer<WVLContent> {
 public:
     const std::list<WVLContent>& getData() const override { return m_list; }

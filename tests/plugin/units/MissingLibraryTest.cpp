@@ -1,5 +1,5 @@
-// What happens if the library that encodes postal codes is not installed, or if OpenSSL refuses SHA-1. A separate
-// program: once loaded, the library stays.
+// The library that encodes postal codes is not installed, or OpenSSL refuses SHA-1. A separate program, because the
+// library stays loaded.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>

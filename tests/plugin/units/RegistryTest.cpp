@@ -1,4 +1,4 @@
-// The command registry: who destroys a command, and that it happens once.
+// The command registry: every command is destroyed exactly once.
 
 #include <vector>
 
@@ -61,7 +61,7 @@ TEST(Registry, ACommandIsRegisteredOnce)
     registry.destroy(command);
     EXPECT_EQ(destroyed, 1);
     EXPECT_EQ(registry.size(), 0u);
-    registry.destroy(command);  // only compared: it is gone
+    registry.destroy(command);  // the pointer is only compared
     EXPECT_EQ(destroyed, 1);
 }
 
@@ -155,7 +155,7 @@ TEST(Command, SendLikeRemembersItsType)
     EXPECT_EQ(command.GetType(), "dislike");
 }
 
-TEST(Command, DownloadKeepsItsTextsAndNoUrl)
+TEST(Command, DownloadKeepsItsStringsAndNoUrl)
 {
     FakeHost host;
     const WContentProvider provider("Corvane", 14);

@@ -13,9 +13,9 @@ namespace {
 using vorel::RequestTable;
 
 struct RequestTableTest : ::testing::Test {
-    std::deque<VorelRequestInfo> records;  ///< a table does not own any
+    std::deque<VorelRequestInfo> records;  ///< the tables own none
 
-    /// Adds a record under the next reference; 0 when there is none.
+    /// Adds a record under the next reference. @return 0 if there is none
     UINT64 addNext(RequestTable& table, std::int32_t& counter)
     {
         if (!table.advance(counter)) {

@@ -1,4 +1,4 @@
-// The transport's records: references, flags, the cancel decision, clean-up; and what requests look like.
+// The transport's records: references, flags, the cancel decision, clean-up; and the requests that it builds.
 
 #include <gtest/gtest.h>
 
@@ -36,7 +36,7 @@ private:
 
 struct ServiceTest : ::testing::Test {
     FakeHost host;
-    int destroyed = 0;  ///< for commands that live as long as the service
+    int destroyed = 0;  ///< before `service`, which may destroy commands last
     WContentProvider provider{"Corvane", 14};
     VorelService service{"Corvane", provider};
 
@@ -229,7 +229,7 @@ TEST_F(ServiceTest, CancelOfAnEmptyMapIsLogged)
         host.hasLine("[setCancelStatus] [-- VorelService::setCancelStatus] Request List is empty, uRequesetRef : 5"));
 }
 
-TEST_F(ServiceTest, AnExecutorNeedNotBeWoken)
+TEST_F(ServiceTest, WakeIsOptionalForExecutors)
 {
     class Plain final : public HttpDelegator {
     public:
@@ -242,7 +242,7 @@ TEST_F(ServiceTest, AnExecutorNeedNotBeWoken)
 
 TEST_F(ServiceTest, CancelDecidesByKind)
 {
-    // The second statement of the table: kinds that can be cancelled.
+    // The kinds that can be cancelled, stated independently of the product's table.
     const auto cancellable = [](unsigned int key) {
         return (key >= 3 && key <= 7) || key == 12 || key == 13 || (key >= 18 && key <= 21) ||
                (key >= 23 && key <= 39) || (key >= 41 && key <= 45) || key == 51;
@@ -303,7 +303,7 @@ TEST_F(ServiceTest, RefusesWhileItCloses)
     EXPECT_TRUE(host.sent.empty());
 }
 
-TEST_F(ServiceTest, FileChecksComeBeforeEverything)
+TEST_F(ServiceTest, ChecksFilesFirst)
 {
     KindCommand command(10);
     unsigned long long reference = 99;
@@ -379,7 +379,7 @@ TEST_F(ServiceTest, RequestsWithTheSameHeadersShareTheLines)
     EXPECT_EQ(first.lines().size(), 2u);
 }
 
-TEST_F(ServiceTest, Int2StrAndSpace2Char)
+TEST_F(ServiceTest, ConvertsNumbersAndBlanks)
 {
     EXPECT_EQ(VorelService::int2str(4294967295u), "4294967295");
     EXPECT_EQ(VorelService::int2str(-6), "-6");

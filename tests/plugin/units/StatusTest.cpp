@@ -1,4 +1,4 @@
-// The status tables, stated a second time, and the error codes of replies.
+// The status tables, stated independently of the product's, and the error codes of replies.
 
 #include <climits>
 #include <set>
@@ -12,7 +12,7 @@
 namespace W::test {
 namespace {
 
-TEST(Status, OfHttpCodes)
+TEST(Status, MapsHttpCodes)
 {
     for (int code = 0; code <= 700; ++code) {
         int expected = 255;
@@ -48,7 +48,7 @@ TEST(Status, OfHttpCodes)
     }
 }
 
-TEST(Status, OfServiceCodes)
+TEST(Status, MapsServiceCodes)
 {
     const std::set<std::string> noSession = {"206", "207", "600"};
     const std::set<std::string> badArgument = {"100", "101", "102", "103", "104", "105", "106", "107",
@@ -123,7 +123,7 @@ int expectedStatus(int gstatus)
     }
 }
 
-TEST(Status, OfIntermediateNumbers)
+TEST(Status, MapsIntermediateNumbers)
 {
     for (int gstatus = -2; gstatus <= 700; ++gstatus) {
         EXPECT_EQ(VorelService::getWlibSTATUS(gstatus), expectedStatus(gstatus)) << gstatus;
@@ -140,7 +140,7 @@ struct ErrorRow {
 
 class ErrorCode : public ::testing::TestWithParam<ErrorRow> {};
 
-TEST_P(ErrorCode, OfAReply)
+TEST_P(ErrorCode, FollowsFromTheReply)
 {
     FakeHost host;
     const ErrorRow& row = GetParam();
@@ -154,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         ErrorRow{R"("OK")", "null", 0}, ErrorRow{R"("ok")", "{}", 0}, ErrorRow{R"("oK, fine")", "[]", 0},
         ErrorRow{R"("O")", "null", -9000}, ErrorRow{R"("")", "null", -9000}, ErrorRow{R"("KO")", "{}", -9000},
-        // Success with a report is a failure.
+        // Success with an "err" is a failure.
         ErrorRow{R"("OK")", R"({"code":"101"})", -9101}, ErrorRow{R"("OK")", R"("")", -57},
         ErrorRow{R"("OK")", "0", -57}, ErrorRow{R"("OK")", "false", -57}, ErrorRow{R"("FAIL")", "[]", -57},
         ErrorRow{R"("FAIL")", R"({"code":"101","msg":"m"})", -9101}, ErrorRow{R"("FAIL")", R"({"code":"0"})", -9000},
@@ -169,7 +169,7 @@ INSTANTIATE_TEST_SUITE_P(
         ErrorRow{R"("FAIL")", R"({"code":{}})", -57}, ErrorRow{R"("FAIL")", R"({"code":"1","msg":[]})", -57},
         ErrorRow{"[]", "null", -57}));
 
-TEST(ErrorText, OfStringsThatAreNotReplies)
+TEST(ErrorText, IsNotReadFromStringsThatAreNotReplies)
 {
     FakeHost host;
     std::string message = "kept";

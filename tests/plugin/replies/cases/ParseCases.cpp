@@ -49,7 +49,7 @@ std::string replyText(const Tree& rsp)
 
 Shown withCounts(const ParserCase& row, Shown outputs)
 {
-    // What the parser leaves alone shows which of the outputs are containers.
+    // A call that reads nothing shows which outputs are containers.
     const Shown untouched = row.parse({}).outputs;
     for (auto& [name, output] : outputs.items()) {
         if (untouched.at(name).contains("count")) {

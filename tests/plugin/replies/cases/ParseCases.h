@@ -1,5 +1,5 @@
-// Every parser as a row: a full reply with a distinct value for every key, the exact results, and what differs between
-// parsers. The rows are in ParseCases<Family>.cpp; the tests in Parse*Test.cpp walk them and edit the replies.
+// One row per parser: a full reply with a distinct value for every key, the exact results, and the differences between
+// parsers. The rows are in ParseCases<Family>.cpp; the tests in Parse*Test.cpp use them all and edit the replies.
 #pragma once
 
 #include <array>
@@ -19,26 +19,26 @@ namespace W::test {
 /// The body of a reply whose list is empty.
 inline constexpr char kEmptyListReply[] = R"({"list":[]})";
 
-/// A reply to edit. Members keep their order, which in the rows is the order of reading.
+/// A reply to edit. Members keep their order, which in the rows is the order in which they are read.
 using Tree = nlohmann::ordered_json;
 using Pointer = Tree::json_pointer;
 
-/// The status of a parser that let an exception pass.
+/// The status of a parser that threw an exception.
 inline constexpr int kThrown = 1000000;
 
-/// What a parser returned and wrote.
+/// The status and outputs of a parser.
 struct Results {
     int status = 0;
     Shown outputs;
 };
 
-/// What the outputs hold when the parser is called.
+/// The contents of the outputs before the call.
 enum class Outputs {
     Fresh,
-    Filled,  ///< something to be kept or replaced
+    Filled,  ///< values that the parser keeps or replaces
 };
 
-/// What a parser is called with.
+/// The arguments of a parser.
 struct Calling {
     std::string body;
     WVorelOAI* owner = nullptr;
@@ -47,7 +47,7 @@ struct Calling {
     Outputs outputs = Outputs::Fresh;
 };
 
-/// When an image is read.
+/// The condition for reading an image.
 enum class ReadWhen {
     Always,
     UrlPresent,
@@ -61,52 +61,52 @@ struct ImageAt {
     ReadWhen when;
 };
 
-/// A key whose absence changes more than the value that it feeds: the whole outcome is stated.
+/// A key whose absence changes more than its own value: the whole result is stated.
 struct Absence {
     const char* path;
     int status;
     const char* outputs;  ///< as in ParserCase::outputs
 };
 
-/// What happens to the outputs when the JSON library throws. Outputs that are no container keep what was read.
+/// What happens to the outputs if the JSON library throws. Outputs that are not containers keep what was read.
 enum class OutputsOnException {
     Clears,  ///< -57 and the containers cleared
-    Resets,  ///< -57 and the output as new
-    Passes,  ///< the exception reaches the caller, the containers stay
+    Resets,  ///< -57 and a new output
+    Passes,  ///< the exception reaches the caller, the containers do not change
 };
 
 struct ParserCase {
     const char* name;      ///< unique
-    const char* function;  ///< in the parser's lines
+    const char* function;  ///< name in the parser's lines
     std::function<Results(const Calling&)> parse;
     const char* payload;  ///< members of "rsp" after "stat"
-    const char* outputs;  ///< by name; a container is given as its list
+    const char* outputs;  ///< by name; a container as its list
     std::vector<ImageAt> images = {};
     std::vector<Absence> absences = {};
     OutputsOnException onException = OutputsOnException::Clears;
     int unreadable = -57;  ///< status after an exception
     /// Reply keys that become true in an output: path, output.
     std::vector<std::pair<const char*, const char*>> flags = {};
-    int cancelTests = 0;  ///< made while the full reply is read; 0: it cannot be cancelled
+    int cancelTests = 0;  ///< number of them while the full reply is read; 0 if it cannot be cancelled
     const char* cancelLine = nullptr;
-    const char* wholeList = nullptr;  ///< reply array that a record gets as a whole or not at all
+    const char* wholeList = nullptr;  ///< array of the reply that a record gets as a whole or not at all
 };
 
-/// For the messages of failed tests.
+/// For failure messages.
 inline void PrintTo(const ParserCase& row, std::ostream* out)
 {
     *out << row.name;
 }
 
 const std::vector<ParserCase>& parserCases();
-/// The row of a name.
+/// The row with a name.
 const ParserCase& parserCase(const std::string& name);
 
 /// "rsp" of the full reply.
 Tree fullReply(const ParserCase& row);
-/// {"rsp": ...} as text.
+/// {"rsp": ...} as a string.
 std::string replyText(const Tree& rsp);
-/// Outputs with the counts of the containers, which rows leave out.
+/// Outputs with the counts of the containers, which the rows leave out.
 Shown withCounts(const ParserCase& row, Shown outputs);
 Shown stated(const ParserCase& row, const char* outputs);
 inline Shown stated(const ParserCase& row)
@@ -114,7 +114,7 @@ inline Shown stated(const ParserCase& row)
     return stated(row, row.outputs);
 }
 
-// -- Rows are made of these
+// -- Parts of the rows
 
 std::vector<ParserCase> configCases();
 std::vector<ParserCase> channelCases();
@@ -123,11 +123,11 @@ std::vector<ParserCase> detailCases();
 std::vector<ParserCase> recommendCases();
 std::vector<ParserCase> viewerCases();
 
-/// How many lines had been printed at each clearing of a container since the test began.
+/// The number of lines printed since the start of the test, for each time a container was cleared.
 std::vector<std::size_t>& clearings();
 
-/// A container as a host may write one: its list is its own, so it has only what came through the virtual operations.
-/// Notes when it is cleared.
+/// A container that a host may have derived: it keeps its own list, so it contains only what came through the virtual
+/// operations. Records when it is cleared.
 template <class Record>
 class WatchedContainer final : public WContainer<Record> {
 public:
@@ -185,7 +185,7 @@ void fill(WContainer<Record>& container)
     container.setCount(77);
 }
 
-/// Makes a call of `call(command, calling, outputs...)` that shows the outputs under their names.
+/// Returns a function that calls `call(command, calling, outputs...)` and shows the outputs under their names.
 template <class Command, class... Output, class Call>
 std::function<Results(const Calling&)> parser(std::array<const char*, sizeof...(Output)> names, Call call)
 {
@@ -212,7 +212,7 @@ std::function<Results(const Calling&)> parser(std::array<const char*, sizeof...(
     };
 }
 
-/// A parser of the body alone, without outputs.
+/// A parser of the body, without outputs.
 template <class Command>
 ParserCase acknowledgement(const char* function, int (Command::*parse)(const std::string&))
 {
@@ -221,7 +221,7 @@ ParserCase acknowledgement(const char* function, int (Command::*parse)(const std
             "{}", "{}"};
 }
 
-/// A parser of the body into one record.
+/// A parser that reads the body into one record.
 template <class Command, class Record>
 std::function<Results(const Calling&)> recordParser(const char* output,
                                                     int (Command::*parse)(const std::string&, Record&))

@@ -46,8 +46,7 @@ std::string detailPayload()
               {"source":"source2","station_img":{"url":"","type":"unread"}}]}})";
 }
 
-/// The airings on the two channels. The quality of the first airing overrides that of the programme, and so does the
-/// missing one of the others.
+/// The airings on the two channels. The quality of an airing overrides that of the programme, even if it is missing.
 std::string detailOutputs()
 {
     const std::string first = kFirstChannel;
@@ -59,20 +58,20 @@ std::string detailOutputs()
            detailRecord(R"("channel":{"source":"source2"},"videoQuality":"quality1")") + "]}";
 }
 
-/// With one record for all airings of the first channel.
+/// The same with one record for all airings of the first channel.
 std::string withoutSchedule()
 {
     return R"({"list":[)" + detailRecord(std::string(kFirstChannel) + R"(,"videoQuality":"quality1")") + "," +
            detailRecord(R"("channel":{"source":"source2"},"videoQuality":"quality1")") + "]}";
 }
 
-/// With one record and no channel.
+/// The same with one record and no channel.
 std::string withoutChannel()
 {
     return R"({"list":[)" + detailRecord(R"("videoQuality":"quality1")") + "]}";
 }
 
-/// Keeps a text for as long as the program runs.
+/// Keeps a string until the program ends.
 const char* keep(std::string text)
 {
     static std::list<std::string> texts;

@@ -60,7 +60,7 @@ const std::vector<Kind>& kinds()
         {32, "cbGetFavoriteChannelListDone", "FavoriteChannelList", {"list"}, make<VorelGetFavoriteChannelListCMD>},
         {33, "cbGetFavoriteContentListDone", "FavoriteContentList", {"list"}, make<VorelGetFavoriteContentListCMD>},
         {34, "cbSendTuneHistoryDone", "SendTuneHistory", {"sequence"}, make<VorelSendTuneHistoryCMD>},
-        // Its result is not read from the reply.
+        // Its result does not come from the reply.
         {35, "cbSendLikeDone", "ParseSendLike", {}, make<VorelSendLikeCMD>},
         {36,
          "cbGetLikeHistoryDone",

@@ -1,5 +1,5 @@
-// Every kind of request at its completion: a command whose callback shows what it was given, the handler's name, the
-// parser and the order of the results. Replies can be delivered to it without a request.
+// Every kind of request at its completion: a command whose callback records its arguments, the handler's name, the
+// parser and the order of the results. Replies can be delivered to the command without a request.
 #pragma once
 
 #include <functional>
@@ -17,15 +17,15 @@ inline Shown show(const WContentProvider& provider)
     return provider.getName();
 }
 
-/// What a callback was given. Convert `Callback()` to the callback; the user data has to be the address of this.
+/// The arguments of a callback. Convert `Callback()` to the callback; the user data must be the address of this.
 struct Delivered {
     int calls = 0;
     int status = 12345;
     Shown results;  ///< an array, in the callback's order
     UINT64 reference = 0;
-    bool throws = false;         ///< the callback throws when it has noted everything
-    std::function<void()> then;  ///< called by the callback when it has noted everything
-    Shown resultsAfterwards;     ///< what the results hold when `then` has returned
+    bool throws = false;         ///< the callback throws after it has recorded its arguments
+    std::function<void()> then;  ///< the callback calls it after it has recorded its arguments
+    Shown resultsAfterwards;     ///< the results after `then` has returned
 
     struct Callback {
         template <class... Arguments>
@@ -62,11 +62,11 @@ struct Delivered {
 struct Kind {
     unsigned int key;
     const char* handler;
-    /// Its row in parserCases(); null where nothing is parsed.
+    /// Its row in parserCases(); null if nothing is parsed.
     const char* parser;
-    /// The parser's outputs in the order in which the callback gets them.
+    /// The parser's outputs in the order of the callback's arguments.
     std::vector<const char*> results;
-    /// @param delivered  null for a command without callback
+    /// @param delivered  null for a command without a callback
     std::function<std::unique_ptr<VorelServiceCMD>(WVorelOAI* owner, Delivered* delivered)> make;
 };
 
@@ -74,7 +74,7 @@ struct Kind {
 const std::vector<Kind>& kinds();
 const Kind& kindOf(unsigned int key);
 
-/// Delivers a reply to a command; returns what the completion returns.
+/// Delivers a reply to a command. @return the result of the completion
 UINT64 complete(VorelServiceCMD& command, SESSION_STATUS session, HTTP_RESPONSE_CODE code, const std::string& body,
                 UINT64 reference = 4711);
 

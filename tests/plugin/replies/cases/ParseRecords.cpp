@@ -6,7 +6,7 @@ namespace W::test {
 
 namespace {
 
-/// An object of a record's members, without the empty ones.
+/// An object with the members of a record that are not empty.
 class Members {
 public:
     explicit Members(const WResource& base)

@@ -1,5 +1,5 @@
-// Records as JSON, so that a test states a whole result as one text and a difference names the field. Every getter of
-// every record is shown; a member of an object is left out when it is empty, 0, false or an empty record or list.
+// Records as JSON, so that a test states a whole result as one string and a difference names the field. All getters of
+// all records are shown; a member of an object is left out if it is empty, 0, false or an empty record or list.
 #pragma once
 
 #include <list>
@@ -14,14 +14,14 @@ namespace W::test {
 
 using Shown = nlohmann::json;
 
-/// True for what the members of an object are left out for.
+/// True for values that are left out of objects.
 bool isDefault(const Shown& value);
 
 Shown show(const std::string& text);
 Shown show(int number);
 Shown show(unsigned int number);
 Shown show(bool flag);
-/// {"at": instant as text, "offset": "+09:00"}
+/// {"at": instant as a string, "offset": "+09:00"}
 Shown show(const WDateTime& time);
 Shown show(const WVLImage& record);
 Shown show(const WVLChannel& record);
@@ -44,7 +44,7 @@ Shown show(const WVLLocaltime& record);
 Shown show(const WVLSession& record);
 /// [{"key": ..., "name": ...}, ...]
 Shown show(const std::map<int, std::string>& states);
-/// [{"key": ..., and the city's members}, ...]
+/// [{"key": ..., members of the city}, ...]
 Shown show(const std::multimap<int, WVLCityCode>& cities);
 
 template <class Record>

@@ -32,6 +32,19 @@ void destroyCommand(VorelServiceCMD* command)
     delete command;
 }
 
+/// Starts to fetch an object into the cache. Null is ignored.
+template <class Object>
+void prefetch(const Object* object)
+{
+    constexpr std::size_t kCacheLine = 64;  // on most processors; affects only the speed
+    if (object == nullptr) {
+        return;
+    }
+    for (std::size_t offset = 0; offset < sizeof(Object) + kCacheLine; offset += kCacheLine) {
+        __builtin_prefetch(reinterpret_cast<const char*>(object) + offset);
+    }
+}
+
 /// Frees a record, unless it is part of its request's block.
 void freeRecord(VorelRequestInfo* record)
 {
@@ -112,7 +125,6 @@ WSTATUS VorelService::createRequestInfo(HttpRequest* request, VorelServiceArgs* 
 
 VorelRequestInfo* VorelService::takeRecord(unsigned long long reference)
 {
-    const Lock hold(m_requestLock);
     VorelRequestInfo* const record = m_requests.remove(reference);
     if (record != nullptr) {
         CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [deleteRequestInfo uRequestRef(Final) : %lld\n",
@@ -123,6 +135,7 @@ VorelRequestInfo* VorelService::takeRecord(unsigned long long reference)
 
 void VorelService::deleteRequestInfo(unsigned long long reference)
 {
+    const Lock hold(m_requestLock);
     if (VorelRequestInfo* const record = takeRecord(reference)) {
         freeRecord(record);
     }
@@ -264,31 +277,44 @@ void VorelService::cleanupARGS(VorelServiceArgs* args)
     dropArgs(args);
 }
 
+VorelServiceCMD* VorelService::takeCommand(VorelServiceArgs& args)
+{
+    if (!args.isListed) {
+        return nullptr;
+    }
+    args.isListed = false;
+    m_args.remove(&args);
+    --m_argsCount;
+    return std::exchange(args.command, nullptr);
+}
+
 void VorelService::dropArgs(VorelServiceArgs* args)
 {
+    VorelServiceCMD* command = nullptr;
     {
         const Lock hold(m_requestLock);
-        if (!args->isListed) {
-            return;
-        }
-        args->isListed = false;
-        m_args.remove(args);
-        --m_argsCount;
+        command = takeCommand(*args);
     }
     // Without the lock: the command's owner takes its own.
-    destroyCommand(std::exchange(args->command, nullptr));
+    destroyCommand(command);
 }
 
 void VorelService::cleanRequest(unsigned long long reference)
 {
-    // From here on cancel() does not find the request, so it never touches one that is being deleted.
-    VorelRequestInfo* const record = takeRecord(reference);
-    if (record == nullptr) {
-        return;
+    VorelRequestInfo* record = nullptr;
+    VorelServiceCMD* command = nullptr;
+    {
+        // After this, cancel() does not find the request, so it never touches one that is being deleted.
+        const Lock hold(m_requestLock);
+        record = takeRecord(reference);
+        if (record == nullptr) {
+            return;
+        }
+        if (record->args != nullptr) {
+            command = takeCommand(*record->args);
+        }
     }
-    if (record->args != nullptr) {
-        dropArgs(record->args);
-    }
+    destroyCommand(command);
     deleteRequest(record);
 }
 
@@ -322,6 +348,10 @@ void VorelService::cbVorelFnCallback(SESSION_STATUS sessionStatus, HttpRequest* 
     if (args == nullptr || args->service == nullptr) {
         return;
     }
+    // With thousands of requests in flight, none of this one's memory is in a cache. Fetching all of it at once is
+    // faster than waiting for one line after the other.
+    prefetch(request);
+    prefetch(args->command);
     VorelService* const service = args->service;
     // The caller's callback may destroy the plug-in object, and this service with it: what is read afterwards must
     // outlive both.

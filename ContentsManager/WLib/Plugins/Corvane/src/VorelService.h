@@ -169,9 +169,12 @@ private:
     HttpHeader headerOf(const HeaderMap& map);
     WSTATUS queue(Outgoing outgoing, VorelServiceCMD* command, unsigned long long& reference,
                   VorelCompletion completion, vorel::Here here = {});
-    /// Takes the record out of the table; null if there is none.
+    /// Takes the record out of the table; null if there is none.  REQUIRES: m_requestLock held
     VorelRequestInfo* takeRecord(unsigned long long reference);
-    /// Takes a live block out of the list and destroys its command; does nothing if the block is not listed.
+    /// Takes a live block out of the list, and its command out of the block; null if the block is not listed.
+    /// REQUIRES: m_requestLock held
+    VorelServiceCMD* takeCommand(VorelServiceArgs& args);
+    /// The same, and destroys the command.
     void dropArgs(VorelServiceArgs* args);
     /// The cancel decision of setCancelStatus().  REQUIRES: m_requestLock held
     WSTATUS cancelRecord(unsigned long long reference);

@@ -1,5 +1,5 @@
-// The request operations, in slot order. Each says which arguments have to be given, and what goes to its command's
-// MakeURL; everything else is in the operation's row (Operations.h) and in the frame (WVorelOAI.cpp).
+// The request operations, in slot order. Each states its required arguments and the arguments of its command's MakeURL;
+// everything else is in the operation's row (Operations.h) and in the frame (WVorelOAI.cpp).
 
 #include "WVorelOAI.h"
 
