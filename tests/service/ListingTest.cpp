@@ -258,8 +258,8 @@ TEST(Listing, HtmlEntitiesInAttributesAreRead)
         "</display-name></channel></tv>");
     EXPECT_THAT(collected.skipped, ElementsAre());
     ASSERT_EQ(collected.programmes.size(), 1U);
-    EXPECT_EQ(collected.programmes[0].texts[0].lang, "aé&<");
-    EXPECT_EQ(collected.programmes[0].texts[0].title, "A < B");
+    EXPECT_EQ(collected.programmes[0].strings[0].lang, "aé&<");
+    EXPECT_EQ(collected.programmes[0].strings[0].title, "A < B");
     ASSERT_EQ(collected.channels.size(), 1U);
     EXPECT_EQ(collected.channels[0].id, "Café & Bar");
     EXPECT_EQ(collected.channels[0].name, "<>");
