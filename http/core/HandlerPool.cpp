@@ -1,13 +1,17 @@
 #include "HandlerPool.h"
 
-#include <algorithm>
+#include <iterator>
 
 #include <sys/resource.h>
 
 namespace http {
 
 HandlerPool::HandlerPool(std::size_t threads, std::size_t waiting, Priority priority)
-    : m_mostWaiting(waiting), m_mostPerAddress(std::max<std::size_t>(threads, 2) - 1)
+    : HandlerPool(threads, waiting, priority, Burst())
+{}
+
+HandlerPool::HandlerPool(std::size_t threads, std::size_t waiting, Priority priority, Burst burst)
+    : m_mostWaiting(waiting), m_mostPerAddress(std::max<std::size_t>(threads, 2) - 1), m_burst(burst)
 {
     for (std::size_t i = 0; i < std::max<std::size_t>(threads, 1); ++i) {
         m_threads.emplace_back([this, priority] { work(priority); });
@@ -50,12 +54,20 @@ bool HandlerPool::drain(std::chrono::steady_clock::time_point until)
     return m_idle.wait_until(lock, until, [this] { return m_running == 0 && m_waiting == 0; });
 }
 
+bool HandlerPool::mayRun(const Lane& lane) const
+{
+    if (lane.running.size() < m_burst.jobs || lane.running.size() >= m_mostPerAddress) {
+        return lane.running.size() < m_mostPerAddress;
+    }
+    const auto& begun = *std::prev(lane.running.end(), static_cast<std::ptrdiff_t>(m_burst.jobs));
+    return Clock::now() - begun >= m_burst.time;
+}
+
 // Takes the first lane that may run another job out of m_turns; null if there is none.
 HandlerPool::Lanes::value_type* HandlerPool::nextLane()
 {
-    const auto found = std::find_if(m_turns.begin(), m_turns.end(), [this](const Lanes::value_type* lane) {
-        return lane->second.running < m_mostPerAddress;
-    });
+    const auto found = std::find_if(m_turns.begin(), m_turns.end(),
+                                    [this](const Lanes::value_type* lane) { return mayRun(lane->second); });
     if (found == m_turns.end()) {
         return nullptr;
     }
@@ -75,14 +87,18 @@ void HandlerPool::work(Priority priority)
         Lanes::value_type* const lane = nextLane();
         if (lane == nullptr) {
             ++m_sleeping;
-            m_wake.wait(lock);
+            if (m_turns.empty()) {
+                m_wake.wait(lock);
+            } else {
+                m_wake.wait_for(lock, m_burst.time);  // then a lane may run more
+            }
             --m_sleeping;
             continue;
         }
         Job job = std::move(lane->second.waiting.front());
         lane->second.waiting.pop_front();
         --m_waiting;
-        ++lane->second.running;
+        const auto begun = lane->second.running.insert(lane->second.running.end(), Clock::now());
         ++m_running;
         if (!lane->second.waiting.empty()) {
             m_turns.push_back(lane);
@@ -92,8 +108,8 @@ void HandlerPool::work(Priority priority)
         job = nullptr;  // its captures are released without the lock
         lock.lock();
         --m_running;
-        --lane->second.running;
-        if (lane->second.running == 0 && lane->second.waiting.empty()) {
+        lane->second.running.erase(begun);
+        if (lane->second.running.empty() && lane->second.waiting.empty()) {
             m_lanes.erase(m_lanes.find(lane->first));
         }
         if (m_running == 0 && m_waiting == 0) {

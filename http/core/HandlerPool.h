@@ -1,12 +1,15 @@
 // A bounded number of threads for work that may take long. Clients share them fairly: addresses with waiting work take
-// turns, and one address never occupies all threads.
+// turns, and one address never occupies all threads. Short jobs of one address occupy no more threads than the machine
+// has processors, because other clients' work would otherwise wait for a processor.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <list>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -25,9 +28,17 @@ public:
         Low
     };
 
+    /// How many jobs of one address may run that began within a time. Jobs that run longer wait for something, and do
+    /// not count.
+    struct Burst {
+        std::size_t jobs = std::max(2U, std::thread::hardware_concurrency());
+        std::chrono::milliseconds time{20};
+    };
+
     /// @param waiting   limit of waiting jobs, of all addresses together
     /// @param priority  Low: the threads yield to others
     HandlerPool(std::size_t threads, std::size_t waiting, Priority priority);
+    HandlerPool(std::size_t threads, std::size_t waiting, Priority priority, Burst burst);
     HandlerPool(const HandlerPool&) = delete;
     HandlerPool& operator=(const HandlerPool&) = delete;
 
@@ -43,17 +54,21 @@ public:
     bool drain(std::chrono::steady_clock::time_point until);
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     struct Lane {
         std::deque<Job> waiting;
-        std::size_t running = 0;
+        std::list<Clock::time_point> running;  // when each running job began, the longest running one first
     };
     using Lanes = std::unordered_map<std::string, Lane>;
 
+    bool mayRun(const Lane& lane) const;
     void work(Priority priority);
     Lanes::value_type* nextLane();
 
     const std::size_t m_mostWaiting;
     const std::size_t m_mostPerAddress;
+    const Burst m_burst;
     std::mutex m_lock;
     std::condition_variable m_wake;
     std::condition_variable m_idle;

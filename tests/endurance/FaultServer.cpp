@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include <arpa/inet.h>
@@ -14,7 +15,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "ExchangeHook.h"
+#include "FaultInjector.h"
 #include "GoodReplies.h"
+#include "HttpServer.h"
 #include "Loopback.h"
 #include "Operations.h"
 
@@ -198,6 +202,85 @@ private:
     RawServer m_server;
 };
 
+/// What BadReply and InjectedReply count.
+class Meetings {
+public:
+    /// Call it with the key of each request that meets the fault.
+    void count(unsigned int key)
+    {
+        EXPECT_EQ(++m_met[key - vorel::kFirstKey], 1) << vorel::operation(key).name << " came again";
+    }
+    std::atomic<std::size_t> served{0};
+
+private:
+    std::array<std::atomic<int>, vorel::kOperationCount> m_met{};
+};
+
+/// The service's own server and fault injector.
+class InjectedReply final : public FaultServer, private http::ExchangeHook {
+public:
+    InjectedReply(const GoodService& service, const std::string& fault)
+        : m_service(service),
+          m_injector({"*=" + fault}),
+          m_server({kAddress, 0}, std::nullopt, http::ServerLimits(), application())
+    {}
+
+    std::string baseUrl() const override { return urlOf("http", kAddress, m_server.port()); }
+    std::size_t served() override { return m_meetings.served; }
+    void heal() override { m_healed = true; }
+
+private:
+    http::HttpApplication application()
+    {
+        http::HttpApplication application;
+        application.answer = [this](const http::Request& request) { return answer(request); };
+        application.refuse = [](int status, const std::string& message) {
+            ADD_FAILURE() << "the server refuses a request: " << status << " " << message;
+            http::Reply reply;
+            reply.status = status;
+            return reply;
+        };
+        application.hooks = {this};
+        return application;
+    }
+
+    http::Reply answer(const http::Request& request) const
+    {
+        http::Reply reply;
+        reply.body = GoodService::bodyFor(keyOf(request));
+        reply.mayCompress = false;
+        return reply;
+    }
+
+    void alter(const http::Request& request, http::Reply& reply) override
+    {
+        const unsigned int key = keyOf(request);
+        if (!m_healed && vorel::isOperation(key)) {
+            m_meetings.count(key);
+            m_injector.alter(request, reply);
+        }
+    }
+
+    void deliver(const http::Request& request, std::string& bytes, http::ReplyDelivery& delivery) override
+    {
+        if (!m_healed && vorel::isOperation(keyOf(request))) {
+            m_injector.deliver(request, bytes, delivery);
+            ++m_meetings.served;
+        }
+    }
+
+    unsigned int keyOf(const http::Request& request) const
+    {
+        return m_service.keyOf(request.method + " " + request.target + " HTTP/1.1\r\n");
+    }
+
+    const GoodService& m_service;
+    corvaned::FaultInjector m_injector;
+    std::atomic<bool> m_healed{false};
+    Meetings m_meetings;
+    http::HttpServer m_server;
+};
+
 class BadReply final : public FaultServer {
 public:
     BadReply(const GoodService& service, After after, ReplyHarm harm)
@@ -208,7 +291,7 @@ public:
     {}
 
     std::string baseUrl() const override { return urlOf("http", kAddress, m_server.port()); }
-    std::size_t served() override { return m_served; }
+    std::size_t served() override { return m_meetings.served; }
     void heal() override { m_healed = true; }
 
 private:
@@ -223,8 +306,8 @@ private:
             if (!vorel::isOperation(key)) {
                 return;
             }
-            EXPECT_EQ(++m_met[key - vorel::kFirstKey], 1) << vorel::operation(key).name << " came again";
-            m_served += m_harm({connection, *request, GoodService::bodyFor(key)}) ? 1 : 0;
+            m_meetings.count(key);
+            m_meetings.served += m_harm({connection, *request, GoodService::bodyFor(key)}) ? 1 : 0;
             if (m_after == After::Close) {
                 return;
             }
@@ -235,8 +318,7 @@ private:
     const After m_after;
     const ReplyHarm m_harm;
     std::atomic<bool> m_healed{false};
-    std::atomic<std::size_t> m_served{0};
-    std::array<std::atomic<int>, vorel::kOperationCount> m_met{};
+    Meetings m_meetings;
     RawServer m_server;
 };
 
@@ -310,6 +392,11 @@ bool cutHandshake(Connection& connection)
     constexpr unsigned char kClientHello = 1;
     const std::string head = connection.readBody(6);
     return head.size() == 6 && head[0] == kHandshake && head[5] == kClientHello;
+}
+
+FaultServerPointer injectedReply(const GoodService& service, const std::string& fault)
+{
+    return std::make_unique<InjectedReply>(service, fault);
 }
 
 FaultServerPointer badReply(const GoodService& service, After after, ReplyHarm harm)

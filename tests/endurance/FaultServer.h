@@ -83,6 +83,14 @@ TlsHarm certificate(const host::TlsIdentity& identity, int alert);
 /// The connection ends after the client's first message.
 bool cutHandshake(host::RawServer::RawConnection& connection);
 
+/// A fault of HTTP that the service's own injector has: `corvaned serve --fault` with the same string after "*=".
+/// Served: requests whose replies were handed to the injector, each operation's once.
+/// @param fault  such as "status 503"
+FaultServerPointer injectedReply(const GoodService& service, const std::string& fault);
+
+// Faults that the injector does not have: replies that break off at a certain byte of their body, or are framed in a
+// way in which the service's server never sends one.
+
 struct Meeting {
     host::RawServer::RawConnection& connection;
     const std::string& request;

@@ -1,4 +1,5 @@
-// The rows. A fault consists of a server (FaultServer.h) and, if it damages replies, of a harm (ReplyHarms.h).
+// The rows. A fault is a server (FaultServer.h), with the fault of the service's injector or a harm (ReplyHarms.h) if
+// it damages replies.
 #include "Faults.h"
 
 #include "CurlTransfer.h"
@@ -26,11 +27,9 @@ auto tls(host::TlsIdentity Ground::*identity, int alert)
     };
 }
 
-/// A code followed by an error body.
-auto code(const char* status)
+auto injected(const char* fault)
 {
-    const std::string text = "HTTP/1.1 " + std::string(status) + "\r\nContent-Length: 5\r\n\r\nsorry";
-    return reply(After::GoesOn, [text](const Meeting& meeting) { return send(meeting, text); });
+    return [fault](const Ground& ground) { return injectedReply(ground.service, fault); };
 }
 
 // TLS alerts (RFC 8446, section 6).
@@ -74,29 +73,29 @@ const std::vector<Fault>& allFaults()
         {"TLS expired", Got::Nothing, End::AtOnce, -13, tls(&Ground::expired, kCertificateExpired)},
         {"TLS wrong name", Got::Nothing, End::AtOnce, -13, tls(&Ground::otherName, kNoAlert)},
         {"TLS handshake cut", Got::Nothing, End::AtOnce, -13, tls(cutHandshake)},
-        {"reset before headers", Got::Nothing, End::AtOnce, -13, reply(After::Close, resetBeforeHeaders)},
-        {"reset inside headers", Got::Nothing, End::AtOnce, -13, reply(After::Close, resetInsideHeaders)},
+        {"reset before headers", Got::Nothing, End::AtOnce, -13, injected("reset 0")},
+        {"reset inside headers", Got::Nothing, End::AtOnce, -13, injected("reset 25")},
         {"body cut before its first byte", Got::Part, End::AtOnce, -13, reply(After::Close, cutBeforeFirstByte)},
         {"body cut in the middle", Got::Part, End::AtOnce, -13, reply(After::Close, cutInTheMiddle)},
         {"body cut before its last byte", Got::Part, End::AtOnce, -13, reply(After::Close, cutBeforeLastByte)},
-        {"Content-Length too big", Got::Part, End::AtOnce, -13, reply(After::Close, lengthTooBig)},
+        {"Content-Length too big", Got::Part, End::AtOnce, -13, injected("length 10")},
         {"Content-Length too small", Got::Text, End::AtOnce, -56, reply(After::GoesOn, lengthTooSmall)},
         {"bad chunks", Got::Part, End::AtOnce, -13, reply(After::GoesOn, badChunks)},
         {"stall", Got::Part, End::Stall, -500, reply(After::Close, stall)},
         {"one byte a second", Got::Drops, End::Total, -500, reply(After::Close, oneByteASecond)},
         {"redirect loop", Got::Refusal, End::AtOnce, -16, reply(After::GoesOn, redirectToItself)},
-        {"400", Got::Refusal, End::AtOnce, -205, code("400 Bad Request")},
-        {"401", Got::Refusal, End::AtOnce, -202, code("401 Unauthorized")},
-        {"403", Got::Refusal, End::AtOnce, -205, code("403 Forbidden")},
-        {"404", Got::Refusal, End::AtOnce, -205, code("404 Not Found")},
-        {"408", Got::Refusal, End::AtOnce, -16, code("408 Request Timeout")},
-        {"429", Got::Refusal, End::AtOnce, -16, code("429 Too Many Requests")},
-        {"500", Got::Refusal, End::AtOnce, -107, code("500 Internal Server Error")},
-        {"502", Got::Refusal, End::AtOnce, -16, code("502 Bad Gateway")},
-        {"503", Got::Refusal, End::AtOnce, -16, code("503 Service Unavailable")},
-        {"504", Got::Refusal, End::AtOnce, -16, code("504 Gateway Timeout")},
+        {"400", Got::Refusal, End::AtOnce, -205, injected("status 400")},
+        {"401", Got::Refusal, End::AtOnce, -202, injected("status 401")},
+        {"403", Got::Refusal, End::AtOnce, -205, injected("status 403")},
+        {"404", Got::Refusal, End::AtOnce, -205, injected("status 404")},
+        {"408", Got::Refusal, End::AtOnce, -16, injected("status 408")},
+        {"429", Got::Refusal, End::AtOnce, -16, injected("status 429")},
+        {"500", Got::Refusal, End::AtOnce, -107, injected("status 500")},
+        {"502", Got::Refusal, End::AtOnce, -16, injected("status 502")},
+        {"503", Got::Refusal, End::AtOnce, -16, injected("status 503")},
+        {"504", Got::Refusal, End::AtOnce, -16, injected("status 504")},
         {"204", Got::NoContent, End::AtOnce, -56, reply(After::GoesOn, noContent)},
-        {"HTML for JSON", Got::Text, End::AtOnce, -56, reply(After::GoesOn, htmlPage)},
+        {"HTML for JSON", Got::Text, End::AtOnce, -56, injected("html")},
         {"truncated JSON", Got::Text, End::AtOnce, -56, reply(After::GoesOn, truncatedJson)},
         {"1,001 levels of JSON", Got::Deep, End::AtOnce, -57, reply(After::GoesOn, deepJson)},
         {"100 MB", Got::Huge, End::AtOnce, -3, reply(After::GoesOn, hugeBody(payloadCap()))},

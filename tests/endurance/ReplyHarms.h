@@ -1,4 +1,4 @@
-// What a server can do wrong with a reply, one function each.
+// What a server can do wrong with a reply that the service's fault injector cannot, one function each.
 // Read next: FaultServer.h for the server that does it, Faults.cpp for the results.
 #pragma once
 
@@ -11,14 +11,10 @@ namespace W::test {
 /// Sends bytes. @return whether all were sent
 bool send(const Meeting& meeting, const std::string& bytes);
 
-bool resetBeforeHeaders(const Meeting& meeting);
-bool resetInsideHeaders(const Meeting& meeting);
-
 // For a server that closes afterwards.
 bool cutBeforeFirstByte(const Meeting& meeting);
 bool cutInTheMiddle(const Meeting& meeting);
 bool cutBeforeLastByte(const Meeting& meeting);
-bool lengthTooBig(const Meeting& meeting);
 
 bool lengthTooSmall(const Meeting& meeting);
 bool badChunks(const Meeting& meeting);
@@ -30,7 +26,6 @@ bool oneByteASecond(const Meeting& meeting);
 
 bool redirectToItself(const Meeting& meeting);
 bool noContent(const Meeting& meeting);
-bool htmlPage(const Meeting& meeting);
 /// Compressed data without its last byte; Content-Length matches.
 bool truncatedJson(const Meeting& meeting);
 /// One more level than the JSON library accepts.

@@ -60,6 +60,53 @@ TEST(HandlerPool, OneAddressLeavesAThreadForOthers)
     EXPECT_TRUE(pool.drain(steady_clock::now() + std::chrono::seconds(10)));
 }
 
+TEST(HandlerPool, ShortJobsOfOneAddressDoNotTakeAllProcessors)
+{
+    JobGate gate;
+    std::atomic<int> running{0};
+    std::atomic<int> most{0};
+    HandlerPool pool(8, 1000, HandlerPool::Priority::Normal, {2, std::chrono::hours(1)});
+    for (int i = 0; i < 200; ++i) {
+        pool.add("a", [&, opened = gate.future] {
+            const int now = ++running;
+            int before = most;
+            while (before < now && !most.compare_exchange_weak(before, now)) {
+            }
+            opened.wait();
+            --running;
+        });
+    }
+    std::promise<void> ran;
+    pool.add("b", [&] { ran.set_value(); });
+    EXPECT_EQ(ran.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    gate.open();
+    EXPECT_TRUE(pool.drain(steady_clock::now() + std::chrono::seconds(10)));
+    EXPECT_EQ(most, 2);
+}
+
+TEST(HandlerPool, LongJobsOfOneAddressTakeAllThreadsExceptOne)
+{
+    JobGate gate;
+    std::atomic<int> begun{0};
+    std::promise<void> seventh;
+    HandlerPool pool(8, 1000, HandlerPool::Priority::Normal, {2, std::chrono::milliseconds(1)});
+    for (int i = 0; i < 20; ++i) {
+        pool.add("a", [&, opened = gate.future] {
+            if (++begun == 7) {
+                seventh.set_value();
+            }
+            opened.wait();
+        });
+    }
+    EXPECT_EQ(seventh.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    std::promise<void> ran;
+    pool.add("b", [&] { ran.set_value(); });
+    EXPECT_EQ(ran.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(begun, 7);
+    gate.open();
+    EXPECT_TRUE(pool.drain(steady_clock::now() + std::chrono::seconds(10)));
+}
+
 TEST(HandlerPool, RefusesJobsBeyondItsLimit)
 {
     JobGate gate;

@@ -235,6 +235,28 @@ TEST_F(RecommendTest, FollowedSeriesThatWereNotTunedAreMissed)
               "101: parameter 'order' is 'o'; it must be 'time' or 'title' or 'channel'");
 }
 
+// A user with many wishes is answered by other queries.
+TEST_F(RecommendTest, ManyWishesMissTheSameProgrammes)
+{
+    ann.put("user/like", "contentid=" + content("Harbour", 4) + "&type=like");
+    ann.put("user/favorite", "type=content&id=" + content("Kitchen", 1));
+    (*under.store().lease()).execute(R"sql(
+            WITH RECURSIVE number (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number WHERE n < 1000)
+            INSERT INTO favorite SELECT user_id, 'content', -n, 0 FROM number, (SELECT DISTINCT user_id FROM favorite)
+        )sql");
+    EXPECT_THAT(missedBy(ann), ElementsAre("Kitchen 1", "Harbour 2", "Harbour 3", "Harbour 1"));
+    EXPECT_THAT(missedBy(ann, "title"), ElementsAre("Harbour 2", "Harbour 3", "Harbour 1", "Kitchen 1"));
+    EXPECT_THAT(missedBy(ann, "channel"), ElementsAre("Kitchen 1", "Harbour 2", "Harbour 3", "Harbour 1"));
+
+    tune(ann, "2026-11-18T20:10:00Z", "1");  // watched part 3
+    ann.put("user/like", "contentid=" + content("Harbour", 1) + "&type=dislike");
+    EXPECT_THAT(missedBy(ann), ElementsAre("Kitchen 1", "Harbour 2"));
+    EXPECT_THAT(missedBy(ann, "title"), ElementsAre("Harbour 2", "Kitchen 1"));
+    EXPECT_THAT(missedBy(ann, "channel"), ElementsAre("Kitchen 1", "Harbour 2"));
+    under.setNow("2026-11-26T20:30:00Z");
+    EXPECT_THAT(missedBy(ann, "channel"), ElementsAre("Harbour 4"));
+}
+
 TEST_F(RecommendTest, WatchedSeriesAreCandidatesToo)
 {
     tune(ann, "2026-11-16T20:10:00Z", "1");

@@ -140,6 +140,47 @@ TEST_F(ViewerTest, FavoritesOutlastTheGuideThatTheyCameFrom)
                 ElementsAre("Alpha", "Gamma"));
 }
 
+TEST_F(ViewerTest, AListOfFavoritesMixesTheGuideAndWhatItDropped)
+{
+    test::importText(under.store(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
+        <programme channel="a" start="20261120180000 +0000" stop="20261120190000 +0000"><title>Gone</title></programme>
+        <programme channel="a" start="20261120190000 +0000" stop="20261120200000 +0000"><title>Gone too</title>
+        <date>1999</date></programme></tv>)");
+    const auto favorite = [&](const std::string& title) {
+        ++under.now();
+        ann.put("user/favorite",
+                "type=content&id=" +
+                    test::rows(under.store(), "SELECT content_id FROM airing WHERE title = '" + title + "'").at(0));
+    };
+    favorite("Gone");
+    test::importText(under.store(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
+        <programme channel="a" start="20261120180000 +0000" stop="20261120190000 +0000"><title lang="en">Quay "B" \ A</title>
+        <title lang="de">Fähre</title><episode-num system="xmltv_ns">1.2.</episode-num><icon src="https://images.example/q.png"
+        width="16" height="9"/></programme>
+        <programme channel="a" start="20261120190000 +0000" stop="20261120200000 +0000"><title>Gone too</title>
+        <date>1999</date></programme></tv>)");
+    favorite("Quay \"B\" \\ A");
+    favorite("Gone too");
+    test::importText(under.store(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
+        <programme channel="a" start="20261120180000 +0000" stop="20261120190000 +0000"><title lang="en">Quay "B" \ A</title>
+        <title lang="de">Fähre</title><episode-num system="xmltv_ns">1.2.</episode-num><icon src="https://images.example/q.png"
+        width="16" height="9"/></programme></tv>)");
+    const auto listed = [&](const char* query) {
+        return ann.get("user/favorite/list", std::string("type=content") + query).at("content");
+    };
+    EXPECT_THAT(valuesOf(listed(""), "title"), ElementsAre("Gone", "Quay \"B\" \\ A", "Gone too"));
+    EXPECT_THAT(valuesOf(listed("&sort=desc"), "title"), ElementsAre("Gone too", "Quay \"B\" \\ A", "Gone"));
+    EXPECT_THAT(valuesOf(listed("&order=title"), "title"), ElementsAre("Gone", "Gone too", "Quay \"B\" \\ A"));
+    EXPECT_THAT(valuesOf(listed("&lang=de"), "title"), ElementsAre("Gone", "Fähre", "Gone too"));
+    EXPECT_EQ(listed("")[1].at("poster").at("url"), "https://images.example/q.png");
+    EXPECT_EQ(listed("")[1].at("ep_number"), "3");
+    EXPECT_EQ(listed("")[2].at("year"), "1999");
+    for (const Json& entry : listed("")) {
+        EXPECT_EQ(ann.get("user/favorite", "type=content&id=" + entry.at("id").get<std::string>()).at("content"),
+                  entry);
+    }
+}
+
 TEST_F(ViewerTest, AVoteMovesTheCountOnce)
 {
     const std::string target = "contentid=" + ferry;
