@@ -105,7 +105,7 @@ void addGuideOptions(CLI::App& command, GuideOptions& guide)
     command
         .add_option("--channels", guide.channels,
                     "Show only these channels, in this order: number, source, name, or an unambiguous start of a name")
-        ->type_name("CHANNEL,…")
+        ->type_name("CHANNEL[,CHANNEL]")
         ->delimiter(',');
     command.add_option("--hours", guide.hours, "Show this many hours, 1 to 24")
         ->type_name("HOURS")

@@ -296,9 +296,15 @@ std::set<std::string> genresNamed(const std::string& wanted, OperationCaller& op
         }
     }
     if (genres.empty()) {
+        // A listing may have hundreds; the groups come first.
+        constexpr std::size_t kShown = 12;
         std::string names;
-        for (const std::string& name : known) {
-            names += (names.empty() ? "" : ", ") + name;
+        for (std::size_t i = 0; i < std::min(kShown, known.size()); ++i) {
+            names += (names.empty() ? "" : ", ") + known[i];
+        }
+        if (known.size() > kShown) {
+            names += fmt::format(", or one of {} others, which \"corvane api getGenreList ''\" lists",
+                                 known.size() - kShown);
         }
         throw ServiceProblem(fmt::format("the guide has no genre \"{}\"{}", wanted, didYouMean(wanted, known)),
                              names.empty() ? "omit --genre" : "choose one of " + names);

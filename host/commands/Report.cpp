@@ -58,16 +58,19 @@ std::string forPeople(const Report& report, const TableStyle& style)
 {
     std::string text;
     for (const ReportSection& section : report.sections) {
-        std::string content = section.sentence.empty() ? layOut(section.table, style) : section.sentence + "\n";
+        std::string content =
+            section.sentence.empty() ? layOut(section.table, style) : paragraph(section.sentence, style.width);
         if (section.table.rows.empty() && section.sentence.empty()) {
             if (section.none.empty()) {
                 continue;
             }
-            content = section.none + "\n";
+            content = paragraph(section.none, style.width);
         }
         text += text.empty() ? "" : "\n";
         if (!section.title.empty()) {
-            text += style.colours ? fmt::format("{}{}{}\n", kBold, section.title, kPlain) : section.title + "\n";
+            std::string title = paragraph(section.title, style.width);
+            title.pop_back();  // the reset comes before the line feed
+            text += style.colours ? fmt::format("{}{}{}\n", kBold, title, kPlain) : title + "\n";
         }
         text += content;
     }

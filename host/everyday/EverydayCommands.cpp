@@ -23,7 +23,7 @@ void channelsOption(CLI::App& command, Arguments& arguments)
     command
         .add_option("--channels", arguments.channels,
                     "Show only these channels, in this order: number, source, name, or an unambiguous start of a name")
-        ->type_name("CHANNEL,…")
+        ->type_name("CHANNEL[,CHANNEL]")
         ->delimiter(',');
 }
 

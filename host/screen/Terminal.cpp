@@ -262,4 +262,13 @@ std::vector<std::string> wrapped(std::string_view string, int width, std::size_t
     return result;
 }
 
+std::string paragraph(std::string_view text, int width)
+{
+    std::string result;
+    for (const std::string& line : wrapped(text, std::max(1, width), text.size() + 1)) {
+        result += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+    }
+    return result;
+}
+
 }  // namespace W::host

@@ -44,4 +44,7 @@ std::string fitted(std::string_view string, int width);
 /// A string in at most `lines` lines of exactly `width` columns each, broken between words if possible.
 std::vector<std::string> wrapped(std::string_view string, int width, std::size_t lines);
 
+/// A whole text in lines of at most `width` columns, broken between words if possible, each with its line feed.
+std::string paragraph(std::string_view text, int width);
+
 }  // namespace W::host

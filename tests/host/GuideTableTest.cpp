@@ -66,6 +66,15 @@ TEST(Terminal, BreaksLinesBetweenWords)
     EXPECT_THAT(wrapped("abc", 0, 2), ElementsAre(""));
 }
 
+TEST(Terminal, ParagraphsHaveEveryWord)
+{
+    EXPECT_EQ(paragraph("No line-up is saved yet.", 12), "No line-up\nis saved\nyet.\n");
+    EXPECT_EQ(paragraph("No line-up is saved yet.", 80), "No line-up is saved yet.\n");
+    EXPECT_EQ(paragraph("abcdefgh", 3), "abc\ndef\ngh\n");
+    EXPECT_EQ(paragraph("星テレビ", 5), "星テ\nレビ\n");
+    EXPECT_EQ(paragraph("", 5), "");
+}
+
 TEST(Terminal, EmojiSequencesAreOneCharacter)
 {
     const std::string family = "\U0001F468\u200D\U0001F469\u200D\U0001F467";
