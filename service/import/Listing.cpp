@@ -1,15 +1,15 @@
-// libxml2's SAX parser, which reads from a callback. Its xmlReader interface runs ahead of the node it shows, so that
-// an error could not be attributed to one programme; an error among SAX events arrives while exactly that programme is
-// open. ListingRecords.h makes the records.
+// Reads a listing with libxml2's SAX parser. Errors arrive between the events of the programme that they are in, so
+// that one broken programme costs one programme; the xmlReader interface reads ahead and cannot attribute them.
+// ListingRecords.h makes the records.
 #include "Listing.h"
 
 #include <algorithm>
 #include <exception>
 #include <iterator>
-#include <map>
 #include <mutex>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 #include <libxml/HTMLparser.h>
@@ -27,7 +27,7 @@ namespace {
 
 constexpr std::uint64_t kPrologueLimit = 1 << 20;  // bytes before <tv>: declarations stay in memory
 constexpr int kDepthLimit = 100;                   // elements within one another
-constexpr std::uint64_t kTagLimit = 256 << 10;     // bytes of one tag or entity
+constexpr std::uint64_t kTagLimit = 256 << 10;     // bytes of one tag, comment or entity
 // The parser compares each attribute of a tag with all others, and keeps every name until the end.
 constexpr int kAttributeLimit = 1000;
 constexpr int kNameLimit = 5000;
@@ -37,22 +37,54 @@ std::string_view view(const xmlChar* string)
     return string == nullptr ? std::string_view() : reinterpret_cast<const char*>(string);
 }
 
-// Errors after which the rest of the listing can still be read.
+// Errors after which the rest of the listing can still be read. The parser has one code for errors in text and in
+// comments or tags, so their messages tell them apart; one that is worded otherwise refuses the listing.
 struct Forgivable {
     int code;
+    std::string_view messageStart;
     const char* reason;  // null: the parser's own message
 };
 
+constexpr std::string_view kNotUtf8 = "Input is not proper UTF-8";
 constexpr Forgivable kForgivable[] = {
-    {XML_ERR_NAME_REQUIRED, "a bare '&'; it must be written &amp;"},
-    {XML_ERR_ENTITYREF_SEMICOL_MISSING, "a '&' that does not begin an entity; it must be written &amp;"},
-    {XML_ERR_UNDECLARED_ENTITY, nullptr},
-    {XML_WAR_UNDECLARED_ENTITY, nullptr},
-    {XML_ERR_INVALID_HEX_CHARREF, nullptr},
-    {XML_ERR_INVALID_DEC_CHARREF, nullptr},
-    {XML_ERR_INVALID_CHARREF, nullptr},
-    {XML_ERR_INVALID_CHAR, nullptr},  // a control character, or bytes that the encoding does not have
+    {XML_ERR_NAME_REQUIRED, "xmlParseEntityRef: ", "a bare '&'; it must be written &amp;"},
+    {XML_ERR_ENTITYREF_SEMICOL_MISSING, "", "a '&' that does not begin an entity; it must be written &amp;"},
+    {XML_ERR_UNDECLARED_ENTITY, "Entity '", nullptr},
+    {XML_WAR_UNDECLARED_ENTITY, "Entity '", nullptr},
+    {XML_ERR_INVALID_HEX_CHARREF, "", nullptr},
+    {XML_ERR_INVALID_DEC_CHARREF, "", nullptr},
+    {XML_ERR_INVALID_CHARREF, "", nullptr},
+    {XML_ERR_INVALID_CHAR, "xmlParseCharRef: ", nullptr},
+    {XML_ERR_INVALID_CHAR, "PCDATA invalid Char", nullptr},
+    {XML_ERR_INVALID_CHAR, "invalid character in attribute", nullptr},
+    {XML_ERR_INVALID_CHAR, kNotUtf8, nullptr},
+    {XML_ERR_INVALID_CHAR, "Char 0x", nullptr},  // a code point that is not a character
 };
+
+// The parser gets this character, which no listing may contain, in place of every entity, and m_entityTexts gets the
+// entity's text: after an error that it has recovered from, the parser passes on no entities in text.
+constexpr char kMark = '\x1a';
+
+xmlEntity* markEntity()
+{
+    static xmlChar s_content[] = {kMark, 0};
+    static xmlEntity s_entity = [] {
+        xmlEntity entity{};
+        entity.type = XML_ENTITY_DECL;
+        entity.name = BAD_CAST "mark";
+        entity.content = s_content;
+        entity.orig = s_content;
+        entity.length = 1;
+        entity.etype = XML_INTERNAL_PREDEFINED_ENTITY;
+        return entity;
+    }();
+    return &s_entity;
+}
+
+std::size_t marksIn(std::string_view text)
+{
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), kMark));
+}
 
 class ListingReader {
 public:
@@ -63,17 +95,11 @@ public:
     void run();
 
 private:
-    // An entity and its replacement text, to which it points.
-    struct Entity {
-        xmlEntity entity{};
-        std::string text;
-    };
-
     static xmlSAXHandler handlers();
     static ListingReader& self(void* context) { return *static_cast<ListingReader*>(context); }
 
-    // Nothing may be thrown through libxml2: what `work` throws waits in m_thrown, nothing more is read or taken up,
-    // and the parser comes to its end. (Stopping it outright frees buffers that it still holds pointers to.)
+    // Runs `work` and keeps its exception in m_thrown, since none may pass through libxml2. After that nothing more is
+    // read, so that the parser ends by itself. (xmlStopParser frees buffers that the parser still uses.)
     template <typename Work>
     void guarded(Work work) noexcept;
 
@@ -82,26 +108,28 @@ private:
     void checkTag(int attributes);
     void startElement(std::string_view name, RecordReader::Attributes attributes);
     void endElement();
-    void forgetError();
+    void addText(std::string_view text);
+    void addEntities(std::size_t count);
+    void fillMarks(RecordReader::Attributes& attributes, std::size_t marksInNamespaces);
+    void settleFault();
     void noteError(const xmlError& error);
     xmlEntityPtr findEntity(const xmlChar* name);
-    int line() const { return m_parser->input != nullptr ? m_parser->input->line : 0; }
+    int line() const { return xmlSAX2GetLineNumber(m_parser); }
     [[noreturn]] void refuse(std::int64_t line, const std::string& reason) const;
 
     ByteSource& m_source;
     std::string m_name;
     std::uint64_t m_unpackedLimit;
     std::uint64_t m_unpacked = 0;
-    std::uint64_t m_tagBegin = 0;  // at most so many bytes had been read when the last tag or text ended
-    std::int64_t m_lineRead = 1;   // of the last byte read; the parser may not be there yet
-    bool m_inBytes = true;         // false if a character takes several: NULs are then parts of others
+    std::uint64_t m_tagBegin = 0;  // bytes read when the last tag, text or comment ended
+    std::int64_t m_lineRead = 1;   // of the last byte read; the parser may not have reached it
+    bool m_inBytes = true;         // false for UTF-16 and UTF-32, where NUL bytes are parts of characters
     bool m_ended = false;          // </tv> has been read
     xmlParserCtxtPtr m_parser = nullptr;
     std::exception_ptr m_thrown;
-    std::map<std::string, Entity, std::less<>> m_entities;
-    int m_charset = 0;  // the parser's, as the root element found it
+    std::vector<std::string> m_entityTexts;  // of the entities since the last text or tag, in their order
+    std::string m_fault;                     // the last forgivable error since the last text or tag
     int m_depth = 0;
-    std::string m_startTagFault;  // an error inside the start tag that is just being read
     RecordReader m_records;
 };
 
@@ -123,21 +151,20 @@ xmlSAXHandler ListingReader::handlers()
     xmlSAXHandler sax{};
     sax.initialized = XML_SAX2_MAGIC;
     sax.startElementNs = [](void* context, const xmlChar* name, const xmlChar*, const xmlChar*, int namespaces,
-                            const xmlChar**, int count, int, const xmlChar** values) {
+                            const xmlChar** uris, int count, int, const xmlChar** values) {
         self(context).guarded([&] {
             self(context).checkTag(namespaces + count);
             RecordReader::Attributes attributes;
             for (int i = 0; i < count; ++i) {
                 const xmlChar** const value = values + 5 * static_cast<std::ptrdiff_t>(i);
-                std::string unescaped(reinterpret_cast<const char*>(value[3]),
-                                      static_cast<std::size_t>(value[4] - value[3]));
-                // The parser leaves an ampersand of an attribute in this form for the tree that it does not build.
-                constexpr std::string_view kAmpersand = "&#38;";
-                for (std::size_t at = 0; (at = unescaped.find(kAmpersand, at)) != std::string::npos; ++at) {
-                    unescaped.replace(at, kAmpersand.size(), "&");
-                }
-                attributes.emplace_back(view(value[0]), std::move(unescaped));
+                attributes.emplace_back(view(value[0]), std::string(reinterpret_cast<const char*>(value[3]),
+                                                                    static_cast<std::size_t>(value[4] - value[3])));
             }
+            std::size_t marks = 0;
+            for (int i = 0; i < namespaces; ++i) {
+                marks += marksIn(view(uris[2 * static_cast<std::ptrdiff_t>(i) + 1]));
+            }
+            self(context).fillMarks(attributes, marks);
             self(context).startElement(view(name), std::move(attributes));
         });
     };
@@ -146,12 +173,15 @@ xmlSAXHandler ListingReader::handlers()
     };
     sax.characters = [](void* context, const xmlChar* text, int length) {
         self(context).guarded([&] {
-            self(context).m_tagBegin = self(context).m_unpacked;
-            self(context).m_records.addText({reinterpret_cast<const char*>(text), static_cast<std::size_t>(length)});
+            self(context).addText({reinterpret_cast<const char*>(text), static_cast<std::size_t>(length)});
         });
     };
     sax.ignorableWhitespace = sax.characters;
     sax.cdataBlock = sax.characters;
+    sax.comment = [](void* context, const xmlChar*) { self(context).m_tagBegin = self(context).m_unpacked; };
+    sax.processingInstruction = [](void* context, const xmlChar*, const xmlChar*) {
+        self(context).m_tagBegin = self(context).m_unpacked;
+    };
     sax.getEntity = [](void* context, const xmlChar* name) -> xmlEntityPtr {
         xmlEntityPtr entity = nullptr;
         self(context).guarded([&] { entity = self(context).findEntity(name); });
@@ -186,7 +216,8 @@ void ListingReader::run()
         }
         throw std::bad_alloc();
     }
-    xmlCtxtUseOptions(m_parser, XML_PARSE_NONET | XML_PARSE_RECOVER);
+    // XML_PARSE_OLDSAX: the parser asks getEntity for &amp; and the other predefined entities as well.
+    xmlCtxtUseOptions(m_parser, XML_PARSE_NONET | XML_PARSE_RECOVER | XML_PARSE_OLDSAX);
     xmlParseDocument(m_parser);
     xmlFreeDoc(m_parser->myDoc);
     xmlFreeParserCtxt(m_parser);
@@ -209,18 +240,15 @@ int ListingReader::readBytes(char* buffer, int size)
         throw OperatorError(
             fmt::format("{}: no <tv> in the first {} KiB; this is not an XMLTV listing", m_name, kPrologueLimit >> 10));
     }
-    // Comments and CDATA are bounded by the parser itself.
-    const bool inTag =
-        m_depth > 0 && m_parser->instate != XML_PARSER_COMMENT && m_parser->instate != XML_PARSER_CDATA_SECTION;
-    if (inTag && m_unpacked - m_tagBegin > kTagLimit) {
-        refuse(line(),
-               fmt::format("a tag or entity of more than {} KiB; this is not an XMLTV listing", kTagLimit >> 10));
+    if (m_depth > 0 && m_unpacked - m_tagBegin > kTagLimit) {
+        refuse(line(), fmt::format("a tag, comment or entity of more than {} KiB; take it out of the listing",
+                                   kTagLimit >> 10));
     }
     return static_cast<int>(count);
 }
 
-// A listing that has lost a block to a failed disk or download contains NULs in its place, and the parser takes the
-// first one for the end.
+// A listing that lost a block to a failed disk or download contains NULs instead, and the parser takes the first NUL
+// for the end of the listing.
 void ListingReader::checkNoNul(std::string_view bytes)
 {
     if (m_unpacked == bytes.size() && bytes.size() >= 2) {
@@ -250,8 +278,6 @@ void ListingReader::checkTag(int attributes)
 
 void ListingReader::startElement(std::string_view name, RecordReader::Attributes attributes)
 {
-    m_charset = m_depth == 0 ? m_parser->charset : m_charset;
-    forgetError();
     ++m_depth;
     if (m_depth > kDepthLimit) {
         refuse(line(), fmt::format("elements more than {} deep; this is not an XMLTV listing", kDepthLimit));
@@ -263,22 +289,13 @@ void ListingReader::startElement(std::string_view name, RecordReader::Attributes
     } else if (m_depth > 2) {
         m_records.beginElement(name, std::move(attributes));
     }
-    if (!m_startTagFault.empty()) {
-        m_records.setFault(std::exchange(m_startTagFault, {}));
-    }
-}
-
-// What the parser remembers of an error that it has recovered from would spoil the rest: it would drop every later
-// entity, &amp; included, and after bytes that are not UTF-8 check no others.
-void ListingReader::forgetError()
-{
-    m_parser->wellFormed = 1;
-    m_parser->charset = m_charset;
+    settleFault();
 }
 
 void ListingReader::endElement()
 {
-    forgetError();
+    addEntities(m_entityTexts.size());
+    settleFault();
     m_tagBegin = m_unpacked;
     if (m_depth > 2) {
         m_records.endElement();
@@ -288,55 +305,93 @@ void ListingReader::endElement()
     m_ended = --m_depth == 0;
 }
 
+void ListingReader::addText(std::string_view text)
+{
+    m_tagBegin = m_unpacked;
+    addEntities(m_entityTexts.size());
+    settleFault();
+    if (text != std::string_view(&kMark, 1)) {
+        m_records.addText(text);
+    }
+}
+
+// Adds the oldest entities to the text.
+void ListingReader::addEntities(std::size_t count)
+{
+    if (count == 0) {
+        return;
+    }
+    const auto end = m_entityTexts.begin() + static_cast<std::ptrdiff_t>(count);
+    for (auto text = m_entityTexts.begin(); text != end; ++text) {
+        m_records.addText(*text);
+    }
+    m_entityTexts.erase(m_entityTexts.begin(), end);
+}
+
+// Puts the entities of a start tag into its attributes; the ones before them are in the text before the tag.
+void ListingReader::fillMarks(RecordReader::Attributes& attributes, std::size_t marksInNamespaces)
+{
+    if (m_entityTexts.empty()) {
+        return;
+    }
+    std::size_t marks = marksInNamespaces;
+    for (const auto& [name, value] : attributes) {
+        marks += marksIn(value);
+    }
+    addEntities(m_entityTexts.size() - std::min(marks, m_entityTexts.size()));
+    auto text = m_entityTexts.cbegin();
+    for (auto& [name, value] : attributes) {
+        for (std::size_t at = 0; (at = value.find(kMark, at)) != std::string::npos && text != m_entityTexts.cend();) {
+            value.replace(at, 1, *text);
+            at += text->size();
+            ++text;
+        }
+    }
+    m_entityTexts.clear();
+}
+
+// A fault between two records is only seen to be in text if more text follows it. If a tag follows at once, the fault
+// costs that tag's record.
+void ListingReader::settleFault()
+{
+    if (!m_fault.empty()) {
+        m_records.setFault(std::exchange(m_fault, {}));
+    }
+}
+
 xmlEntityPtr ListingReader::findEntity(const xmlChar* name)
 {
-    if (xmlEntityPtr predefined = xmlGetPredefinedEntity(name); predefined != nullptr) {
-        return predefined;
+    if (const xmlEntity* const predefined = xmlGetPredefinedEntity(name); predefined != nullptr) {
+        m_entityTexts.emplace_back(view(predefined->content));
+        return markEntity();
     }
-    // Listings borrow HTML's entities without declaring them. In attributes the parser takes single bytes only.
+    // Listings borrow HTML's entities without declaring them.
     const htmlEntityDesc* const html = htmlEntityLookup(name);
-    if (html == nullptr || m_parser->instate == XML_PARSER_ATTRIBUTE_VALUE) {
+    if (html == nullptr) {
         return nullptr;
     }
-    const auto [entry, added] = m_entities.try_emplace(std::string(view(name)));
-    Entity& found = entry->second;
-    if (added) {
-        xmlChar utf8[8] = {};
-        utf8[xmlCopyCharMultiByte(utf8, static_cast<int>(html->value))] = 0;
-        found.text = view(utf8);
-        found.entity.type = XML_ENTITY_DECL;
-        found.entity.name = reinterpret_cast<const xmlChar*>(entry->first.c_str());
-        found.entity.content = reinterpret_cast<xmlChar*>(found.text.data());
-        found.entity.orig = found.entity.content;
-        found.entity.length = static_cast<int>(found.text.size());
-        found.entity.etype = XML_INTERNAL_PREDEFINED_ENTITY;
-    }
-    return &found.entity;
+    xmlChar utf8[8] = {};
+    utf8[xmlCopyCharMultiByte(utf8, static_cast<int>(html->value))] = 0;
+    m_entityTexts.emplace_back(view(utf8));
+    return markEntity();
 }
 
 void ListingReader::noteError(const xmlError& error)
 {
-    const bool inAttribute = m_parser->instate == XML_PARSER_ATTRIBUTE_VALUE;
-    const bool inText = m_parser->instate == XML_PARSER_CONTENT && m_depth > 0;
-    const auto behindAmpersand = [&] {
-        const xmlParserInputPtr input = m_parser->input;
-        return input != nullptr && input->cur > input->base && input->cur[-1] == '&';
-    };
-    const auto* const row = std::find_if(std::begin(kForgivable), std::end(kForgivable),
-                                         [&](const Forgivable& forgivable) { return forgivable.code == error.code; });
-    const bool costsOneRecord = row != std::end(kForgivable) && (inText || inAttribute) &&
-                                (error.code != XML_ERR_NAME_REQUIRED || behindAmpersand());
     const std::string message = collapsed(error.message != nullptr ? error.message : "error");
-    if (costsOneRecord) {
-        const std::string reason = row->reason != nullptr ? row->reason : message;
-        if (inAttribute) {
-            m_startTagFault = reason;
-        } else {
-            m_records.setFault(reason);
+    const auto* const row =
+        std::find_if(std::begin(kForgivable), std::end(kForgivable), [&](const Forgivable& forgivable) {
+            return forgivable.code == error.code &&
+                   message.compare(0, forgivable.messageStart.size(), forgivable.messageStart) == 0;
+        });
+    if (row != std::end(kForgivable)) {
+        m_fault = row->reason != nullptr ? row->reason : message;
+        if (row->messageStart == kNotUtf8) {
+            m_records.checkEncoding();  // the parser reports the first such bytes only
         }
     } else if (error.level == XML_ERR_FATAL) {
         // The reason why the parser gave up a tag is more useful than its message about the tag.
-        refuse(error.line, "not well-formed: " + (m_startTagFault.empty() ? message : m_startTagFault));
+        refuse(error.line, "not well-formed: " + (m_fault.empty() ? message : m_fault));
     }
 }
 

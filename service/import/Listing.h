@@ -87,10 +87,11 @@ public:
     virtual void skip(int line, const std::string& reason) = 0;
 };
 
-/// Reads a whole listing into sink. Skips a programme or channel with an undeclared entity, a bare ampersand or a
-/// control character. Refuses the listing for any other error in its XML, and for very large tags, very many names and
-/// very deep elements, so that time and memory are bounded. Expands HTML's entities only, and opens nothing that the
-/// listing names.
+/// Reads a whole listing into sink. Skips a programme or channel with an undeclared entity, a bare ampersand, a control
+/// character or bytes of another encoding. Such an error between two records costs the record that follows if its tag
+/// follows at once, because the parser does not tell text from tags in its errors. Refuses the listing for any other
+/// error in its XML, and for very large tags, comments and CDATA sections, very many names and very deep elements, so
+/// that time and memory are bounded. Expands HTML's entities only, and opens nothing that the listing names.
 ///
 /// @param name           name of the listing in messages
 /// @param unpackedLimit  limit of its size after unpacking, in bytes

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include <fmt/format.h>
+#include <libxml/xmlstring.h>
 
 #include "ListingValues.h"
 #include "XmltvTime.h"
@@ -72,6 +73,7 @@ void RecordReader::begin(std::string_view element, const Attributes& attributes,
     }
     m_start = {};
     for (const auto& [name, value] : attributes) {
+        checkString(value);
         m_start.attributes.emplace_back(name, collapsed(value));
     }
     if (m_record == Record::Channel) {
@@ -163,6 +165,7 @@ void RecordReader::beginElement(std::string_view element, const Attributes& attr
     Element& added = m_open.emplace_back();
     added.name = element;
     for (const auto& [name, value] : attributes) {
+        checkString(value);
         added.attributes.emplace_back(name, collapsed(value));
         countBytes(name.size() + value.size());
     }
@@ -190,6 +193,13 @@ void RecordReader::countBytes(std::size_t more)
     }
 }
 
+void RecordReader::checkString(const std::string& string)
+{
+    if (m_checksEncoding && xmlCheckUTF8(BAD_CAST string.c_str()) == 0) {
+        setFault("a string that is not in the listing's encoding");
+    }
+}
+
 void RecordReader::endElement()
 {
     if (m_unread > 0) {
@@ -201,6 +211,7 @@ void RecordReader::endElement()
     }
     Element element = std::move(m_open.back());
     m_open.pop_back();
+    checkString(element.text);
     element.text = collapsed(element.text);
     if (m_open.empty()) {
         takeField(std::move(element));

@@ -37,8 +37,11 @@ public:
     /// Ends the record that is open and hands it over.
     void end();
 
-    /// Makes the open record a broken one; the first reason counts. Between records it has no effect.
+    /// Marks the open record as broken; the first reason counts. Has no effect between records.
     void setFault(std::string reason);
+
+    /// From now on, marks records as broken if a string in them is not UTF-8.
+    void checkEncoding() { m_checksEncoding = true; }
 
 private:
     enum class Record {
@@ -59,6 +62,7 @@ private:
     static const Field kFields[];
 
     void countBytes(std::size_t more);
+    void checkString(const std::string& string);
     void takeField(Element element);
     void keep(const Element& element);
     ListingStrings& stringsIn(const std::string& lang);
@@ -87,6 +91,7 @@ private:
     bool takeRating(const Element& element);
 
     ListingSink& m_sink;
+    bool m_checksEncoding = false;
     Record m_record = Record::None;
     int m_line = 0;
     std::string m_fault;                   // why the open record cannot be used

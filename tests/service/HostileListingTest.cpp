@@ -107,7 +107,7 @@ struct Flood {
 std::vector<Flood> floods()
 {
     const std::string programmeBegin = programme("").substr(0, programme("").find("</"));
-    const std::string tag = "listing:2: a tag or entity of more than 256 KiB; this is not an XMLTV listing";
+    const std::string tag = "listing:2: a tag, comment or entity of more than 256 KiB; take it out of the listing";
     const std::string text = "listing:2: skipped: <title> has more than 64 KiB of text";
     const auto x = filler("x");
     return {
@@ -118,7 +118,7 @@ std::vector<Flood> floods()
         {"element that is not read", "<x>", x, "</x>"},
         {"text between programmes", "", x, ""},
         {"blanks between programmes", "", filler(" \t"), ""},
-        {"comment", "<!--", x, "-->"},
+        {"comment", "<!--", x, "-->", tag},
         {"comments", "", filler("<!-- x -->"), ""},
         {"instruction", "<?x ", x, "?>", tag},
         {"start time", "<programme channel='c' start='", x, "'/>", tag},
