@@ -11,12 +11,12 @@ namespace {
 std::string programmeQuery(const std::string& rest)
 {
     return R"sql(
-        SELECT airing.id AS airing_id, airing.content_id, airing.series_id, airing.start, airing.stop, airing.type,
-               airing.season, airing.episode, airing.year, airing.runtime, airing.lang, airing.title, airing.ep_title,
-               airing.short_desc, airing.rating, airing.image_url, airing.image_width, airing.image_height,
+        SELECT airing.start, airing.stop, airing.runtime, airing.short_desc, airing.rating,
                (SELECT group_concat(genre_id) FROM airing_genre WHERE airing_id = airing.id) AS genres,
                channel.source_id, channel.number, channel.name, channel.icon_url, channel.icon_width,
-               channel.icon_height, airing.translations
+               channel.icon_height, airing.id AS airing_id, airing.content_id, airing.series_id, airing.type,
+               airing.season, airing.episode, airing.year, airing.lang, airing.title, airing.ep_title,
+               airing.image_url, airing.image_width, airing.image_height, airing.translations
         FROM airing JOIN channel ON channel.source_id = airing.source_id )sql" +
            rest;
 }
@@ -49,6 +49,15 @@ const std::string kNextAiring = programmeQuery(R"sql(
     WHERE content_id = ?1
     ORDER BY stop <= ?2, CASE WHEN stop > ?2 THEN start ELSE -start END, channel.position, airing.id LIMIT 1)sql");
 
+// ?1 holds the contents as a JSON array.
+constexpr std::string_view kDescribeContents = R"sql(
+    SELECT airing.id AS airing_id, airing.content_id, airing.series_id, airing.type, airing.season, airing.episode,
+           airing.year, airing.lang, airing.title, airing.ep_title, airing.image_url, airing.image_width,
+           airing.image_height, airing.translations
+    FROM json_each(?1) AS wanted
+    JOIN airing ON airing.id = (SELECT id FROM airing WHERE content_id = wanted.value ORDER BY start DESC, id LIMIT 1)
+    ORDER BY wanted.key)sql";
+
 const std::string kAiring = programmeQuery("WHERE airing.id = ?1");
 
 const std::string kEpisodesOf = programmeQuery(R"sql(
@@ -69,24 +78,30 @@ public:
     void visit(const sqlite::Query& row, const ProgrammeVisit& visit)
     {
         Programme programme;
+        programme.start = row.number("start");
+        programme.stop = row.number("stop");
+        programme.runtime = static_cast<int>(row.number("runtime"));
+        programme.description = row.text("short_desc");
+        programme.rating = row.text("rating");
+        programme.genres = row.text("genres");
+        programme.channel = channelOf(row);
+        visitContent(row, programme, visit);
+    }
+
+    // Adds what rows of kDescribeContents have, too.
+    void visitContent(const sqlite::Query& row, Programme& programme, const ProgrammeVisit& visit)
+    {
         programme.airing = row.number("airing_id");
         programme.content = row.number("content_id");
         programme.series = row.number("series_id");
-        programme.start = row.number("start");
-        programme.stop = row.number("stop");
         programme.type = row.text("type");
         programme.season = static_cast<int>(row.number("season"));
         programme.episode = static_cast<int>(row.number("episode"));
         programme.year = static_cast<int>(row.number("year"));
-        programme.runtime = static_cast<int>(row.number("runtime"));
         programme.lang = row.text("lang");
         programme.title = row.text("title");
         programme.episodeTitle = row.text("ep_title");
-        programme.description = row.text("short_desc");
-        programme.rating = row.text("rating");
         programme.image = {row.text("image_url"), row.number("image_width"), row.number("image_height")};
-        programme.genres = row.text("genres");
-        programme.channel = channelOf(row);
         if (row.number("translations") > 0 && !m_wanted.empty()) {
             translate(programme);
         }
@@ -130,6 +145,15 @@ private:
     std::string m_description;
 };
 
+std::string jsonArray(const std::vector<std::int64_t>& numbers)
+{
+    std::string array = "[";
+    for (const std::int64_t number : numbers) {
+        array.append(array.size() > 1 ? "," : "").append(std::to_string(number));
+    }
+    return array += "]";
+}
+
 // Runs the query, whose parameters are already bound, to its end.
 bool forEach(sqlite::Connection& connection, sqlite::Query& rows, std::string_view lang, const ProgrammeVisit& visit)
 {
@@ -168,13 +192,8 @@ void following(sqlite::Connection& connection, std::int64_t source, Instant at, 
 void contents(sqlite::Connection& connection, const std::vector<std::int64_t>& genres, Instant from, Instant to,
               Page page, std::string_view lang, const ProgrammeVisit& visit)
 {
-    std::string list = "[";
-    for (const std::int64_t genre : genres) {
-        list.append(list.size() > 1 ? "," : "").append(std::to_string(genre));
-    }
-    list += "]";
     sqlite::Query rows(connection, kContents);
-    forEach(connection, rows.bind(from, to, page.start, page.count, list), lang, visit);
+    forEach(connection, rows.bind(from, to, page.start, page.count, jsonArray(genres)), lang, visit);
 }
 
 void airingsOf(sqlite::Connection& connection, std::int64_t content, std::int64_t source, Instant from,
@@ -189,6 +208,18 @@ bool nextAiring(sqlite::Connection& connection, std::int64_t content, Instant at
 {
     sqlite::Query rows(connection, kNextAiring);
     return forEach(connection, rows.bind(content, at), lang, visit);
+}
+
+void describeContents(sqlite::Connection& connection, const std::vector<std::int64_t>& contents, std::string_view lang,
+                      const ProgrammeVisit& visit)
+{
+    sqlite::Query rows(connection, kDescribeContents);
+    rows.bind(jsonArray(contents));
+    ProgrammeReader reader(connection, lang);
+    while (rows.next()) {
+        Programme programme;
+        reader.visitContent(rows, programme, visit);
+    }
 }
 
 bool airing(sqlite::Connection& connection, std::int64_t row, std::string_view lang, const ProgrammeVisit& visit)

@@ -73,6 +73,11 @@ void airingsOf(sqlite::Connection& connection, std::int64_t content, std::int64_
 bool nextAiring(sqlite::Connection& connection, std::int64_t content, Instant at, std::string_view lang,
                 const ProgrammeVisit& visit);
 
+/// Contents with the strings of their last airing, in the order given; those that the guide lacks are left out. Their
+/// channel, times, runtime, description, rating and genres are not set.
+void describeContents(sqlite::Connection& connection, const std::vector<std::int64_t>& contents, std::string_view lang,
+                      const ProgrammeVisit& visit);
+
 /// One airing by its id, as another query has returned it.
 /// @param row  its id in the current guide
 /// @return whether the guide has it

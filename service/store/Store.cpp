@@ -134,7 +134,8 @@ constexpr const char* kVersions[] = {
         received INTEGER NOT NULL,
         content BLOB NOT NULL
     ) WITHOUT ROWID;
-    )sql", kViewerTables, kLineupTables, kTuningCounts,
+    )sql",        kViewerTables,
+    kLineupTables, kTuningCounts,
     R"sql(
     -- Lines of XML (service/import/ListingDetails.h) with what the other columns cannot hold; empty if there is nothing.
     ALTER TABLE channel ADD COLUMN details TEXT NOT NULL DEFAULT '';
@@ -155,7 +156,7 @@ constexpr const char* kVersions[] = {
     ) WITHOUT ROWID;
     -- Guides imported before lack all of this, so the same listing must count as a new one.
     DELETE FROM guide WHERE name = 'digest';
-    )sql",
+    )sql",        "CREATE INDEX airing_by_title ON airing (title, start DESC);",
 };
 
 std::int64_t numberOf(sqlite::Connection& connection, const char* pragma)

@@ -4,6 +4,7 @@
 #include <array>
 #include <map>
 #include <set>
+#include <unordered_set>
 #include <utility>
 
 #include "OnAir.h"
@@ -14,7 +15,6 @@ namespace {
 
 using sqlite::Query;
 
-constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kHistory = 28 * kDay;
 constexpr std::int64_t kMissedSpan = 7 * kDay;
 constexpr std::int64_t kSlot = 10800;  // three hours
@@ -50,22 +50,23 @@ constexpr std::string_view kHabitOfAll = R"sql(
 constexpr std::string_view kNext = "SELECT id FROM airing WHERE start >= ? ORDER BY start, id LIMIT ?";
 
 // Airings of contents that a user is interested in. ?1 is the user, ?2 from, ?3 to, ?4 whether watched contents count.
-constexpr const char* kWished = R"sql(
-    WITH wished AS MATERIALIZED (
-        SELECT content_id, series_id FROM wish LEFT JOIN remembered_content USING (content_id)
-        WHERE user_id = ?1 AND watched <= ?4)
+constexpr const char* kWishes = R"sql(
+    SELECT content_id, series_id FROM wish LEFT JOIN remembered_content USING (content_id)
+    WHERE user_id = ?1 AND watched <= ?4
 )sql";
+const std::string kWished = std::string("WITH wished AS MATERIALIZED (") + kWishes + ") ";
 const std::string kIsWished = guide::onAirDuring("?2", "?3") + R"sql(
     AND (content_id IN (SELECT content_id FROM wished)
          OR (series_id <> 0 AND series_id IN (SELECT series_id FROM wished)))
     AND content_id NOT IN (SELECT content_id FROM dislike WHERE user_id = ?1)
 )sql";
-constexpr const char* kIsOverAndUnseen = R"sql(
+const std::string kIsOverAndUnseen = R"sql(
     AND stop <= ?3
-    AND content_id NOT IN (SELECT content_id FROM tuning WHERE user_id = ?1)
     AND NOT EXISTS (SELECT 1 FROM tuning
                     WHERE user_id = ?1 AND tuning.source_id = airing.source_id AND at >= start AND at < stop)
 )sql";
+const std::string kIsMissed =
+    kIsOverAndUnseen + "AND content_id NOT IN (SELECT content_id FROM tuning WHERE user_id = ?1) ";
 
 // From this number of wishes on, it is faster to walk through the airings in the order wanted and to stop at the last
 // one needed. A user with fewer wishes has few airings, which are found by content.
@@ -75,24 +76,27 @@ struct ByWishes {
     std::string many;
 };
 
-ByWishes wishedAirings(const std::string& rest)
+// @param index  the index that has the order of the rows
+ByWishes wishedAirings(const char* index, const std::string& rest)
 {
-    const std::string select = std::string(kWished) + "SELECT id, content_id FROM airing ";
-    return {select + "WHERE " + kIsWished + rest, select + "INDEXED BY airing_by_start WHERE " + kIsWished + rest};
+    const std::string select = kWished + "SELECT id, content_id FROM airing ";
+    return {select + "WHERE " + kIsWished + rest, select + "INDEXED BY " + index + " WHERE " + kIsWished + rest};
 }
 
-const ByWishes kMissedByTime = wishedAirings(std::string(kIsOverAndUnseen) + "ORDER BY start DESC, id");
-const ByWishes kWishedSoon = wishedAirings("ORDER BY start, id");
+const ByWishes kMissedByTime = wishedAirings("airing_by_start", kIsMissed + "ORDER BY start DESC, id");
+const ByWishes kMissedByTitle = wishedAirings("airing_by_title", kIsMissed + "ORDER BY title, start DESC, id");
+const ByWishes kWishedSoon = wishedAirings("airing_by_start", "ORDER BY start, id");
 
-// ?5 is the MissedOrder, ?6 the largest number of rows.
-const std::string kMissedByName =
-    std::string(kWished) + "SELECT id, max(start) FROM airing WHERE " + kIsWished + kIsOverAndUnseen + R"sql(
-    GROUP BY content_id
-    ORDER BY CASE ?5 WHEN 1 THEN title
-             ELSE (SELECT position FROM channel WHERE channel.source_id = airing.source_id) END,
-             max(start) DESC, id
-    LIMIT ?6
+const std::string kMissedByChannel = kWished +
+                                     "SELECT id, content_id FROM airing JOIN channel USING (source_id) WHERE " +
+                                     kIsWished + kIsMissed + "ORDER BY position, start DESC, id";
+
+// No index has the order of the line-up, so many wishes are looked up in memory, one channel after the other: ?4.
+constexpr std::string_view kPassed = R"sql(
+    SELECT content_id FROM tuning WHERE user_id = ?1 UNION ALL SELECT content_id FROM dislike WHERE user_id = ?1
 )sql";
+const std::string kOverOnChannel = "SELECT id, content_id, series_id FROM airing WHERE source_id = ?4 AND " +
+                                   guide::onAirDuring("?2", "?3") + kIsOverAndUnseen + "ORDER BY start DESC, id";
 
 // A common series weighs more than any number of people, one person more than any number of genres. ?1 is the content,
 // ?2 its series, ?3 now.
@@ -141,13 +145,48 @@ std::vector<std::int64_t> numbersOf(Query& rows)
     return numbers;
 }
 
-std::string_view queryFor(sqlite::Connection& connection, const ByWishes& queries, std::string_view user,
-                          std::int64_t watched)
+bool hasManyWishes(sqlite::Connection& connection, std::string_view user, std::int64_t watched)
 {
     Query count(connection, "SELECT count(*) FROM (SELECT 1 FROM wish WHERE user_id = ? AND watched <= ? LIMIT ?)");
     count.bind(user, watched, kManyWishes).next();
-    return count.number(0) < kManyWishes ? queries.few : queries.many;
+    return count.number(0) >= kManyWishes;
 }
+
+std::string_view queryFor(sqlite::Connection& connection, const ByWishes& queries, std::string_view user,
+                          std::int64_t watched)
+{
+    return hasManyWishes(connection, user, watched) ? queries.many : queries.few;
+}
+
+// One user's wishes, in memory.
+class WishSets {
+public:
+    WishSets(sqlite::Connection& connection, std::string_view user, std::int64_t watched)
+    {
+        Query wishes(connection, kWishes);
+        wishes.bind(user, 0, 0, watched);
+        while (wishes.next()) {
+            m_contents.insert(wishes.number("content_id"));
+            m_series.insert(wishes.number("series_id"));
+        }
+        m_series.erase(0);
+        Query passed(connection, kPassed);
+        passed.bind(user);
+        while (passed.next()) {
+            m_passed.insert(passed.number("content_id"));
+        }
+    }
+
+    bool has(std::int64_t content, std::int64_t series) const
+    {
+        return (m_contents.count(content) > 0 || m_series.count(series) > 0) && m_passed.count(content) == 0;
+    }
+
+private:
+    std::unordered_set<std::int64_t> m_contents;
+    std::unordered_set<std::int64_t> m_series;
+    std::unordered_set<std::int64_t> m_passed;  // contents that the user disliked or tuned to
+};
 
 // The ids of the first row of each content, `most` at most. The rows have the columns id and content_id.
 std::vector<std::int64_t> firstOfContents(Query& rows, std::int64_t most)
@@ -157,6 +196,35 @@ std::vector<std::int64_t> firstOfContents(Query& rows, std::int64_t most)
     while (static_cast<std::int64_t>(airings.size()) < most && rows.next()) {
         if (contents.insert(rows.number("content_id")).second) {
             airings.push_back(rows.number("id"));
+        }
+    }
+    return airings;
+}
+
+// As firstOfContents of kMissedByChannel.
+std::vector<std::int64_t> missedByChannel(sqlite::Connection& connection, std::string_view user, Instant now,
+                                          std::int64_t watched)
+{
+    const WishSets wishes(connection, user, watched);
+    std::vector<std::int64_t> sources;
+    {
+        Query lineup(connection, "SELECT source_id FROM channel ORDER BY position, source_id");
+        sources = numbersOf(lineup);
+    }
+    std::vector<std::int64_t> airings;
+    std::set<std::int64_t> contents;
+    for (const std::int64_t source : sources) {
+        Query rows(connection, kOverOnChannel);
+        rows.bind(user, now - kMissedSpan, now, source);
+        while (rows.next()) {
+            const std::int64_t content = rows.number("content_id");
+            if (!wishes.has(content, rows.number("series_id")) || !contents.insert(content).second) {
+                continue;
+            }
+            airings.push_back(rows.number("id"));
+            if (static_cast<std::int64_t>(airings.size()) == kMissedMost) {
+                return airings;
+            }
         }
     }
     return airings;
@@ -286,12 +354,14 @@ std::vector<std::int64_t> missed(sqlite::Connection& connection, std::string_vie
                                  MissedOrder order)
 {
     const std::int64_t watched = wish == Wish::Watched ? 1 : 0;
-    if (order == MissedOrder::Time) {
-        Query rows(connection, queryFor(connection, kMissedByTime, user, watched));
-        return firstOfContents(rows.bind(user, now - kMissedSpan, now, watched), kMissedMost);
+    std::string_view query = kMissedByChannel;
+    if (order != MissedOrder::Channel) {
+        query = queryFor(connection, order == MissedOrder::Time ? kMissedByTime : kMissedByTitle, user, watched);
+    } else if (hasManyWishes(connection, user, watched)) {
+        return missedByChannel(connection, user, now, watched);
     }
-    Query rows(connection, kMissedByName);
-    return numbersOf(rows.bind(user, now - kMissedSpan, now, watched, static_cast<std::int64_t>(order), kMissedMost));
+    Query rows(connection, query);
+    return firstOfContents(rows.bind(user, now - kMissedSpan, now, watched), kMissedMost);
 }
 
 std::vector<std::int64_t> related(sqlite::Connection& connection, std::int64_t content, std::int64_t series,

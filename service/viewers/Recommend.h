@@ -57,7 +57,7 @@ enum class MissedOrder : std::uint8_t {
 
 /// Airings that ended within the last seven days, whose content interests the viewer and is not disliked, and which the
 /// viewer has missed: no tuning to the content, nor to the channel during the airing. The latest airing of each
-/// content.
+/// content; in the order of the line-up, the latest one on the first channel that has one.
 std::vector<std::int64_t> missed(sqlite::Connection& connection, std::string_view user, Instant now, Wish wish,
                                  MissedOrder order);
 

@@ -47,8 +47,43 @@ constexpr std::string_view kFavoriteChannels =
     "SELECT target, since, name AS title, position FROM favorite JOIN channel ON source_id = target "
     "WHERE user_id = ? AND kind = 'channel'";
 constexpr std::string_view kFavoriteContents =
+    "SELECT target, since, '' AS title, 0 AS position FROM favorite WHERE user_id = ? AND kind = 'content'";
+constexpr std::string_view kFavoriteContentsWithTitles =
     "SELECT target, since, title, 0 AS position FROM favorite JOIN remembered_content ON content_id = target "
     "WHERE user_id = ? AND kind = 'content'";
+
+std::string_view favoritesQuery(Subject subject, FavoriteOrder order)
+{
+    if (subject == Subject::Channel) {
+        return kFavoriteChannels;
+    }
+    return order == FavoriteOrder::Title ? kFavoriteContentsWithTitles : kFavoriteContents;
+}
+
+// Reads the remembered copy, which has no channel and no times.
+bool visitRemembered(sqlite::Connection& connection, std::int64_t content, const guide::ProgrammeVisit& visit)
+{
+    Query row(
+        connection,
+        "SELECT series_id, type, season, episode, year, image_url, image_width, image_height, lang, title, ep_title "
+        "FROM remembered_content WHERE content_id = ?");
+    if (!row.bind(content).next()) {
+        return false;
+    }
+    guide::Programme programme;
+    programme.content = content;
+    programme.series = row.number("series_id");
+    programme.type = row.text("type");
+    programme.season = static_cast<int>(row.number("season"));
+    programme.episode = static_cast<int>(row.number("episode"));
+    programme.year = static_cast<int>(row.number("year"));
+    programme.image = {row.text("image_url"), row.number("image_width"), row.number("image_height")};
+    programme.lang = row.text("lang");
+    programme.title = row.text("title");
+    programme.episodeTitle = row.text("ep_title");
+    visit(programme);
+    return true;
+}
 
 struct FavoriteRow {
     std::int64_t target;
@@ -115,7 +150,7 @@ std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_
                                     FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count)
 {
     std::vector<FavoriteRow> found;
-    Query rows(connection, subject == Subject::Channel ? kFavoriteChannels : kFavoriteContents);
+    Query rows(connection, favoritesQuery(subject, order));
     rows.bind(user);
     while (rows.next()) {
         found.push_back(
@@ -134,29 +169,23 @@ std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_
 bool visitContent(sqlite::Connection& connection, std::int64_t content, Instant now, std::string_view lang,
                   const guide::ProgrammeVisit& visit)
 {
-    if (guide::nextAiring(connection, content, now, lang, visit)) {
-        return true;
+    return guide::nextAiring(connection, content, now, lang, visit) || visitRemembered(connection, content, visit);
+}
+
+void describeContents(sqlite::Connection& connection, const std::vector<std::int64_t>& contents, std::string_view lang,
+                      const guide::ProgrammeVisit& visit)
+{
+    auto next = contents.begin();
+    guide::describeContents(connection, contents, lang, [&](const guide::Programme& programme) {
+        for (; *next != programme.content; ++next) {
+            visitRemembered(connection, *next, visit);
+        }
+        visit(programme);
+        ++next;
+    });
+    for (; next != contents.end(); ++next) {
+        visitRemembered(connection, *next, visit);
     }
-    Query row(
-        connection,
-        "SELECT series_id, type, season, episode, year, image_url, image_width, image_height, lang, title, ep_title "
-        "FROM remembered_content WHERE content_id = ?");
-    if (!row.bind(content).next()) {
-        return false;
-    }
-    guide::Programme programme;
-    programme.content = content;
-    programme.series = row.number("series_id");
-    programme.type = row.text("type");
-    programme.season = static_cast<int>(row.number("season"));
-    programme.episode = static_cast<int>(row.number("episode"));
-    programme.year = static_cast<int>(row.number("year"));
-    programme.image = {row.text("image_url"), row.number("image_width"), row.number("image_height")};
-    programme.lang = row.text("lang");
-    programme.title = row.text("title");
-    programme.episodeTitle = row.text("ep_title");
-    visit(programme);
-    return true;
 }
 
 bool castVote(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target, Vote vote,

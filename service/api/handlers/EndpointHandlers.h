@@ -58,7 +58,7 @@ Json answerGenre(EndpointCall& call);
 Json answerSetFavorite(EndpointCall& call);
 Json answerDeleteFavorite(EndpointCall& call);
 Json answerFavorite(EndpointCall& call);
-Json answerFavoriteList(EndpointCall& call);
+void answerFavoriteList(EndpointCall& call, std::string& members);
 Json answerSendLike(EndpointCall& call);
 Json answerLikes(EndpointCall& call);
 Json answerTuneHistory(EndpointCall& call);

@@ -81,6 +81,9 @@ NamedTarget favoriteTarget(const EndpointCall& call)
                                                      target.parameter, target.number, nameOf(target.subject)));
 }
 
+constexpr std::initializer_list<Part> kContentParts = {
+    Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber, Part::Year, Part::Type, Part::Poster};
+
 Json favoriteChannel(EndpointCall& call, std::int64_t source)
 {
     Json entry;
@@ -97,12 +100,8 @@ Json favoriteChannel(EndpointCall& call, std::int64_t source)
 Json favoriteContent(EndpointCall& call, std::int64_t content)
 {
     Json entry;
-    viewer::visitContent(call.connection, content, call.now, call.arguments.text("lang"),
-                         [&](const guide::Programme& programme) {
-                             addParts(entry, programme,
-                                      {Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber,
-                                       Part::Year, Part::Type, Part::Poster});
-                         });
+    viewer::describeContents(call.connection, {content}, call.arguments.text("lang"),
+                             [&](const guide::Programme& programme) { addParts(entry, programme, kContentParts); });
     return entry;
 }
 
@@ -146,20 +145,29 @@ Json answerFavorite(EndpointCall& call)
     return {{nameOf(target.subject), std::move(entry)}};
 }
 
-Json answerFavoriteList(EndpointCall& call)
+void answerFavoriteList(EndpointCall& call, std::string& members)
 {
     const Subject subject = wordOf(call, "type", kFavoriteSubjects);
     const auto order =
         call.arguments.text("order").empty() ? viewer::FavoriteOrder::Time : wordOf(call, "order", kOrders);
     const bool descending = !call.arguments.text("sort").empty() && wordOf(call, "sort", kSorts);
     const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    Json entries = Json::array();
-    for (const std::int64_t target :
-         viewer::favorites(call.connection, call.user, subject, order, descending, call.arguments.number("start"),
-                           call.arguments.number("num", kMost))) {
-        entries.push_back(favoriteOf(call, {subject, "id", target}));
+    const std::vector<std::int64_t> targets =
+        viewer::favorites(call.connection, call.user, subject, order, descending, call.arguments.number("start"),
+                          call.arguments.number("num", kMost));
+    members += fmt::format(",\"{}\":[", nameOf(subject));
+    if (subject == Subject::Channel) {
+        for (const std::int64_t target : targets) {
+            members.append(members.back() == '[' ? "" : ",").append(jsonText(favoriteChannel(call, target)));
+        }
+    } else {
+        viewer::describeContents(call.connection, targets, call.arguments.text("lang"),
+                                 [&](const guide::Programme& programme) {
+                                     members.append(members.back() == '[' ? "" : ",");
+                                     appendParts(members, programme, kContentParts);
+                                 });
     }
-    return {{nameOf(subject), std::move(entries)}};
+    members += ']';
 }
 
 Json answerSendLike(EndpointCall& call)

@@ -6,31 +6,71 @@
 namespace corvaned {
 namespace {
 
-void addText(Json& object, const char* key, std::string_view text)
+// An object that is written as JSON at once.
+class ObjectWriter {
+public:
+    explicit ObjectWriter(std::string& json) : m_json(json) { m_json += '{'; }
+
+    void add(std::string_view key, std::string_view value)
+    {
+        const auto isPlain = [](char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; };
+        begin(key);
+        if (std::all_of(value.begin(), value.end(), isPlain)) {
+            m_json.append("\"").append(value).append("\"");
+        } else {
+            m_json += jsonText(Json(value));
+        }
+    }
+    void addTree(std::string_view key, const Json& value)
+    {
+        begin(key);
+        m_json += jsonText(value);
+    }
+    void end() { m_json += '}'; }
+
+private:
+    void begin(std::string_view key) { m_json.append(m_json.back() == '{' ? "\"" : ",\"").append(key).append("\":"); }
+
+    std::string& m_json;
+};
+
+// The same interface for a tree.
+class ObjectTree {
+public:
+    explicit ObjectTree(Json& object) : m_object(object) {}
+    void add(const char* key, std::string_view value) { m_object[key] = value; }
+    void addTree(const char* key, Json value) { m_object[key] = std::move(value); }
+
+private:
+    Json& m_object;
+};
+
+template <typename Object>
+void addText(Object& object, const char* key, std::string_view text)
 {
     if (!text.empty()) {
-        object[key] = text;
+        object.add(key, text);
     }
 }
 
-void addNumber(Json& object, const char* key, std::int64_t number)
+template <typename Object>
+void addNumber(Object& object, const char* key, std::int64_t number)
 {
     if (number != 0) {
-        object[key] = std::to_string(number);
+        object.add(key, std::to_string(number));
     }
 }
 
-void addPart(Json& object, const guide::Programme& programme, Part part)
+template <typename Object>
+void addPart(Object& object, const guide::Programme& programme, Part part)
 {
     switch (part) {
         case Part::Id:
             return addNumber(object, "id", programme.content);
         case Part::Lang:
-            object["lang"] = programme.lang;
-            return;
+            return object.add("lang", programme.lang);
         case Part::Title:
-            object["title"] = programme.title;
-            return;
+            return object.add("title", programme.title);
         case Part::EpisodeTitle:
             return addText(object, "ep_title", programme.episodeTitle);
         case Part::EpisodeNumber:
@@ -40,17 +80,13 @@ void addPart(Json& object, const guide::Programme& programme, Part part)
         case Part::EpisodeSeq:
             return addNumber(object, "episode_seq", programme.episode);
         case Part::Type:
-            object["type"] = programme.type;
-            return;
+            return object.add("type", programme.type);
         case Part::Start:
-            object["starttime"] = formatUtc(programme.start);
-            return;
+            return object.add("starttime", formatUtc(programme.start));
         case Part::Duration:
-            object["duration"] = durationOf(programme.start, programme.stop);
-            return;
+            return object.add("duration", durationOf(programme.start, programme.stop));
         case Part::Genres:
-            object["genres"] = genresOf(programme.genres);
-            return;
+            return object.addTree("genres", genresOf(programme.genres));
         case Part::Year:
             return addNumber(object, "year", programme.year);
         case Part::Runtime:
@@ -60,7 +96,18 @@ void addPart(Json& object, const guide::Programme& programme, Part part)
         case Part::Rating:
             return addText(object, "cert_flag", programme.rating);
         case Part::Poster:
-            return addImage(object, "poster", programme.image, "poster");
+            if (!programme.image.url.empty()) {
+                object.addTree("poster", imageOf(programme.image, "poster"));
+            }
+            return;
+    }
+}
+
+template <typename Object>
+void addAll(Object object, const guide::Programme& programme, std::initializer_list<Part> parts)
+{
+    for (const Part part : parts) {
+        addPart(object, programme, part);
     }
 }
 
@@ -95,9 +142,14 @@ Json genresOf(std::string_view numbers)
 
 void addParts(Json& object, const guide::Programme& programme, std::initializer_list<Part> parts)
 {
-    for (const Part part : parts) {
-        addPart(object, programme, part);
-    }
+    addAll(ObjectTree(object), programme, parts);
+}
+
+void appendParts(std::string& json, const guide::Programme& programme, std::initializer_list<Part> parts)
+{
+    ObjectWriter object(json);
+    addAll(object, programme, parts);
+    object.end();
 }
 
 std::optional<std::int64_t> idOf(std::string_view text)

@@ -45,6 +45,9 @@ enum class Part : std::uint8_t {
 /// Adds those parts to an object, in the order given.
 void addParts(Json& object, const guide::Programme& programme, std::initializer_list<Part> parts);
 
+/// Appends an object of those parts as JSON, in a fraction of the time that a tree takes.
+void appendParts(std::string& json, const guide::Programme& programme, std::initializer_list<Part> parts);
+
 /// Reads a whole string as a number; nothing if it is not one. Clients may send ids that are not the service's.
 std::optional<std::int64_t> idOf(std::string_view text);
 
