@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <stdexcept>
+#include <string>
 
 #include <zlib.h>
 
@@ -15,13 +17,18 @@ namespace {
 std::string_view nextPart(std::string_view& rest, char separator)
 {
     const std::size_t end = rest.find(separator);
-    std::string_view part = rest.substr(0, end);
+    const std::string_view part = rest.substr(0, end);
     rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
-    const std::size_t first = part.find_first_not_of(" \t");
-    if (first == std::string_view::npos) {
-        return {};
+    return trimmed(part);
+}
+
+// @param result  what zlib returned instead of the code expected
+[[noreturn]] void fail(const char* what, int result)
+{
+    if (result == Z_MEM_ERROR) {
+        throw std::bad_alloc();
     }
-    return part.substr(first, part.find_last_not_of(" \t") - first + 1);
+    throw std::runtime_error(std::string(what) + ": zlib reports " + zError(result));
 }
 
 // The weight of one entry's parameters; 1 if there is none, 0 if it cannot be read.
@@ -44,8 +51,9 @@ public:
         constexpr int kGzip = 16 + MAX_WBITS;
         constexpr int kFast = 1;  // replies are made once each; higher levels cost more time than the bytes they save
         constexpr int kMemory = 8;
-        if (deflateInit2(&m_stream, kFast, Z_DEFLATED, kGzip, kMemory, Z_DEFAULT_STRATEGY) != Z_OK) {
-            throw std::bad_alloc();
+        const int result = deflateInit2(&m_stream, kFast, Z_DEFLATED, kGzip, kMemory, Z_DEFAULT_STRATEGY);
+        if (result != Z_OK) {
+            fail("cannot compress", result);
         }
     }
     Deflater(const Deflater&) = delete;
@@ -95,7 +103,10 @@ std::string gzipped(std::string_view text)
     stream.avail_in = static_cast<uInt>(text.size());
     stream.next_out = reinterpret_cast<Bytef*>(packed.data());
     stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FINISH);  // one call suffices: the buffer is as large as the result can be
+    // One call suffices: the buffer is as large as the result can be.
+    if (const int result = deflate(&stream, Z_FINISH); result != Z_STREAM_END) {
+        fail("cannot compress", result);
+    }
     packed.resize(stream.total_out);
     return packed;
 }
@@ -105,8 +116,8 @@ std::optional<std::string> gunzipped(std::string_view packed, std::size_t most, 
     constexpr int kGzip = 16 + MAX_WBITS;
     constexpr std::size_t kStep = 16384;
     z_stream stream{};
-    if (inflateInit2(&stream, kGzip) != Z_OK) {
-        throw std::bad_alloc();
+    if (const int result = inflateInit2(&stream, kGzip); result != Z_OK) {
+        fail("cannot decompress", result);
     }
     const std::unique_ptr<z_stream, int (*)(z_stream*)> ended(&stream, &inflateEnd);
     stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
@@ -124,6 +135,9 @@ std::optional<std::string> gunzipped(std::string_view packed, std::size_t most, 
             error = GunzipError::TooLarge;
             return std::nullopt;
         }
+    }
+    if (result == Z_MEM_ERROR) {
+        fail("cannot decompress", result);
     }
     if (result != Z_STREAM_END || stream.avail_in > 0) {
         error = GunzipError::Malformed;

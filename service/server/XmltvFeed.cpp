@@ -71,8 +71,13 @@ public:
     {
         constexpr int kGzip = 16 + MAX_WBITS;
         constexpr int kMemory = 8;
-        if (deflateInit2(&m_stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip, kMemory, Z_DEFAULT_STRATEGY) != Z_OK) {
+        const int result =
+            deflateInit2(&m_stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip, kMemory, Z_DEFAULT_STRATEGY);
+        if (result == Z_MEM_ERROR) {
             throw std::bad_alloc();
+        }
+        if (result != Z_OK) {
+            throw std::runtime_error(fmt::format("cannot compress the guide: zlib reports {}", zError(result)));
         }
     }
     GzipWriter(const GzipWriter&) = delete;
