@@ -15,12 +15,6 @@ namespace {
 
 constexpr std::size_t kWorthPacking = 512;  // bytes; below, gzip's own header eats the gain
 
-std::string_view trimmed(std::string_view text)
-{
-    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
-    return text.substr(0, text.find_last_not_of(" \t") + 1);
-}
-
 std::string_view withoutWeakness(std::string_view tag)
 {
     return tag.substr(0, 2) == "W/" ? tag.substr(2) : tag;

@@ -26,13 +26,6 @@ bool isControl(char c)
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-std::string_view trimmed(std::string_view text)
-{
-    const std::size_t first = std::min(text.find_first_not_of(" \t"), text.size());
-    text.remove_prefix(first);
-    return text.substr(0, text.find_last_not_of(" \t") + 1);
-}
-
 bool isHost(std::string_view host)
 {
     return std::all_of(host.begin(), host.end(), [](char c) {

@@ -66,6 +66,12 @@ bool equalIgnoringCase(std::string_view left, std::string_view right)
                       [](char a, char b) { return lower(a) == lower(b); });
 }
 
+std::string_view trimmed(std::string_view value)
+{
+    value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
+    return value.substr(0, value.find_last_not_of(" \t") + 1);
+}
+
 void HeaderFields::set(std::string name, std::string value)
 {
     m_fields.erase(std::remove_if(m_fields.begin(), m_fields.end(),

@@ -40,6 +40,9 @@ private:
 /// Whether two ASCII strings are equal without regard to case.
 bool equalIgnoringCase(std::string_view left, std::string_view right);
 
+/// A field's value, or an element of its list, without the blanks and tabs around it.
+std::string_view trimmed(std::string_view value);
+
 /// A request, complete with its body.
 struct Request {
     using TimePoint = std::chrono::steady_clock::time_point;

@@ -17,8 +17,6 @@
 namespace corvaned {
 namespace {
 
-constexpr Instant kDay = 86400;
-
 std::tm utcFields(Instant instant)
 {
     const std::time_t time = instant;

@@ -16,6 +16,8 @@ namespace corvaned {
 
 using Instant = std::int64_t;
 
+inline constexpr Instant kDay = 86400;  ///< seconds
+
 /// Returns the current time; tests use a fixed one.
 using Clock = std::function<Instant()>;
 

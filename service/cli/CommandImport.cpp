@@ -63,8 +63,6 @@ std::string spanOf(Instant first, Instant last)
 // "1 week later"; a shift may differ from whole days by the hour of a changed clock.
 std::string moveOf(std::int64_t shift)
 {
-    constexpr std::int64_t kHour = 3600;
-    constexpr std::int64_t kDay = 24 * kHour;
     const std::int64_t days = (std::abs(shift) + kDay / 2) / kDay;
     const bool isWeeks = days % 7 == 0;
     const std::int64_t count = isWeeks ? days / 7 : days;

@@ -65,7 +65,7 @@ void addLimitOptions(CLI::App& command, http::ServerLimits& limits)
     }
     for (const TimeOption& option : kTimes) {
         constexpr double kLeast = 0.1;
-        constexpr double kDay = 86'400;
+        constexpr double kMost = 86'400;
         std::chrono::milliseconds& limit = limits.*option.limit;
         command
             .add_option_function<double>(
@@ -75,7 +75,7 @@ void addLimitOptions(CLI::App& command, http::ServerLimits& limits)
                 },
                 option.help)
             ->default_str(std::to_string(limit.count() / 1000))
-            ->check(CLI::Range(kLeast, kDay))
+            ->check(CLI::Range(kLeast, kMost))
             ->group(kGroup);
     }
 }

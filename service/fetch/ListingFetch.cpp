@@ -10,6 +10,7 @@
 #include <iterator>
 #include <mutex>
 #include <new>
+#include <stdexcept>
 #include <string_view>
 #include <thread>
 
@@ -18,6 +19,7 @@
 #include <unistd.h>
 
 #include "OperatorError.h"
+#include "Trimming.h"
 #include "UnnamedFile.h"
 
 namespace corvaned {
@@ -31,12 +33,6 @@ bool startsWith(std::string_view text, std::string_view begin)
            std::equal(begin.begin(), begin.end(), text.begin(), [](unsigned char left, unsigned char right) {
                return std::tolower(left) == std::tolower(right);
            });
-}
-
-std::string_view trimmed(std::string_view text)
-{
-    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
-    return text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
 }
 
 std::shared_ptr<std::FILE> temporaryFile()
@@ -76,8 +72,13 @@ private:
     template <typename Value>
     void set(CURLoption option, Value value)
     {
-        if (curl_easy_setopt(m_curl, option, value) == CURLE_OUT_OF_MEMORY) {
+        const CURLcode result = curl_easy_setopt(m_curl, option, value);
+        if (result == CURLE_OUT_OF_MEMORY) {
             throw std::bad_alloc();
+        }
+        if (result != CURLE_OK) {
+            throw std::runtime_error(fmt::format("cannot set libcurl's option {}: {}", static_cast<int>(option),
+                                                 curl_easy_strerror(result)));
         }
     }
     void addHeader(const std::string& line);

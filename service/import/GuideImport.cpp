@@ -21,7 +21,6 @@
 namespace corvaned {
 namespace {
 
-constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kWeek = 7 * kDay;
 constexpr int kWarningsPerListing = 20;
 constexpr std::size_t kMostChannels = 100'000;  // of all listings; their ids are in memory

@@ -5,7 +5,6 @@ namespace corvaned {
 void importSample(Store& store, Instant now, const Zone& zone)
 {
     constexpr Instant kSampleDay = 946684800;  // 2000-01-01 00:00 UTC
-    constexpr std::int64_t kDay = 86400;
     constexpr int kDaysBack = 1;
     constexpr int kDaysAhead = 8;
     const Instant today = zone.midnight(now);

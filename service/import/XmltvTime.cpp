@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include "Trimming.h"
+
 namespace corvaned {
 namespace {
 
@@ -28,16 +30,6 @@ constexpr ZoneName kZoneNames[] = {
 bool isDigit(char c)
 {
     return c >= '0' && c <= '9';
-}
-
-std::string_view trimmed(std::string_view string)
-{
-    constexpr std::string_view kBlanks = " \t\r\n";
-    const std::size_t first = string.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return string.substr(first, string.find_last_not_of(kBlanks) - first + 1);
 }
 
 // "+0100", "+01:00" or "+01" in minutes.

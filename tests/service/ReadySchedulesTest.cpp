@@ -18,7 +18,6 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr std::size_t kPlenty = 1U << 20;
-constexpr Instant kDay = 86400;
 const Instant kFriday = *parseUtc("2026-11-20T00:00:00Z");
 
 // Programmes that overlap, leave gaps and last from seconds to days.

@@ -29,7 +29,6 @@ TEST(Sample, EveryChannelIsOnAtAnyTime)
         const Zone zone = Zone::named(zoneName);
         const Instant now = *parseUtc("2026-11-21T23:30:00Z");
         importSample(db.store, now, zone);
-        constexpr Instant kDay = 86400;
         const Store::Lease lease = db.store.lease();
         for (std::int64_t source = 1; source <= 10; ++source) {
             for (Instant moment = now - kDay; moment < now + 7 * kDay; moment += kDay / 5) {

@@ -11,8 +11,6 @@
 namespace corvaned {
 namespace {
 
-constexpr std::int64_t kDay = 86400;
-
 // Refuses a path; only a plain name is allowed.
 void checkFilename(const std::string& name)
 {

@@ -8,8 +8,6 @@
 namespace corvaned {
 namespace {
 
-constexpr Instant kDay = 86400;
-
 Json contentOf(const guide::Programme& airing)
 {
     Json content = {{"id", std::to_string(airing.content)},

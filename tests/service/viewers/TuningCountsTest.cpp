@@ -16,7 +16,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr Instant kNow = 1'795'240'800;
-constexpr Instant kDay = 86400;
 
 constexpr const char* kDaysKept = "SELECT day, source_id, users FROM tuned_day WHERE users > 0 ORDER BY 1, 2";
 constexpr const char* kDaysCounted =
