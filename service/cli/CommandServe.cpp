@@ -9,10 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <memory>
+#include <system_error>
 
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -21,6 +20,7 @@
 #include "CommandSettings.h"
 #include "ExchangeRecords.h"
 #include "FaultInjector.h"
+#include "FileContent.h"
 #include "LogWriter.h"
 #include "Monitoring.h"
 #include "OperatorError.h"
@@ -80,17 +80,11 @@ void warnIfOthersRead(const std::string& path)
 
 std::string secretOfFile(const std::string& path)
 {
-    std::error_code failed;
-    const bool isFolder = std::filesystem::is_directory(path, failed);
-    errno = 0;
-    std::ifstream stream;
     std::string content;
-    if (!isFolder) {
-        stream.open(path, std::ios::binary);
-        content.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-    }
-    if (isFolder || !stream) {
-        throw OperatorError(fmt::format("cannot read {}: {}", path, std::strerror(errno != 0 ? errno : EISDIR)));
+    try {
+        content = contentOfFile(path);
+    } catch (const std::system_error& error) {
+        throw OperatorError(fmt::format("cannot read {}: {}", path, error.code().message()));
     }
     while (!content.empty() && (content.back() == '\n' || content.back() == '\r')) {
         content.pop_back();

@@ -3,17 +3,15 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <cstring>
 #include <exception>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <string_view>
+#include <system_error>
 
 #include <fmt/format.h>
 #include <toml++/toml.h>
 
+#include "FileContent.h"
 #include "OperatorError.h"
 
 namespace corvaned {
@@ -117,22 +115,14 @@ std::vector<std::string> textsOf(const toml::node& node, const CLI::Option& opti
 
 std::string contentOf(const std::string& path)
 {
-    std::error_code failed;
-    const bool isFolder = std::filesystem::is_directory(path, failed);
-    errno = 0;
-    std::ifstream stream;
-    std::string content;
-    if (!isFolder) {
-        stream.open(path, std::ios::binary);
-        content.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-    }
-    if (isFolder || !stream) {
+    try {
+        return contentOfFile(path);
+    } catch (const std::system_error& error) {
         throw OperatorError(
             fmt::format("cannot read the configuration file {}: {}; name another one with --config, or run this as a "
                         "user that can read it",
-                        path, std::strerror(errno != 0 ? errno : EISDIR)));
+                        path, error.code().message()));
     }
-    return content;
 }
 
 // One file's settings for one command. Settings of the command's table win over those outside of it; all other names
