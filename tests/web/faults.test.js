@@ -17,10 +17,15 @@ describe("faults", () => {
 
   const banner = () => page.locator(".banner");
 
-  test("the service stops: the page says so with cause and remedy, and goes on when it is back", async () => {
-    service = await startService();
+  /** Opens the page on a service with these faults. @param {string[]} faults */
+  const open = async (...faults) => {
+    service = await startService(faults.length ? ["--allow-faults", ...faults.flatMap((fault) => ["--fault", fault])] : []);
     web = await startWeb(service.url);
     page = await openPage(web.url);
+  };
+
+  test("the service stops: the page says so with cause and remedy, and goes on when it is back", async () => {
+    await open();
     await guideReady(page);
     const address = new URL(service.url).host;
     await service.end();
@@ -55,9 +60,7 @@ describe("faults", () => {
   });
 
   test("a slow service: shapes appear first, then programmes, and what is not wanted any more is cancelled", async () => {
-    service = await startService(["--allow-faults", "--fault", "channel/schedule=delay 2500"]);
-    web = await startWeb(service.url);
-    page = await openPage(web.url);
+    await open("channel/schedule=delay 2500");
     // Far away before the first answer: the first request is not needed any more. In the page, which is fast enough.
     const appearance = await page.waitForFunction(() => {
       const cell = document.querySelector(".cell.loading");
@@ -77,9 +80,7 @@ describe("faults", () => {
   });
 
   test("an error of the service: the part that failed says so, the rest works", async () => {
-    service = await startService(["--allow-faults", "--fault", "recommend/popularch=status 500"]);
-    web = await startWeb(service.url);
-    page = await openPage(web.url);
+    await open("recommend/popularch=status 500");
     await guideReady(page);
     await page.evaluate(() => (location.hash = "#/for-you"));
     const section = page.locator("section", { has: page.getByRole("heading", { name: "Popular now" }) });
@@ -94,9 +95,7 @@ describe("faults", () => {
   });
 
   test("the session is gone: the next request opens another one, unseen", async () => {
-    service = await startService();
-    web = await startWeb(service.url);
-    page = await openPage(web.url);
+    await open();
     await guideReady(page);
     const address = new URL(service.url).host;
     await service.end();
@@ -118,9 +117,7 @@ describe("faults", () => {
   });
 
   test("corvane web ends: the page says so; started again it asks for the new address", async () => {
-    service = await startService();
-    web = await startWeb(service.url);
-    page = await openPage(web.url);
+    await open();
     await guideReady(page);
     const { port } = new URL(web.origin);
     await until("the statuses to be fetched", () =>
