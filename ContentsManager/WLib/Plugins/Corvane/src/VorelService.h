@@ -168,7 +168,7 @@ private:
     /// The header lines of a map. Most requests of a session have equal lines and share them.
     HttpHeader headerOf(const HeaderMap& map);
     WSTATUS queue(Outgoing outgoing, VorelServiceCMD* command, unsigned long long& reference,
-                  VorelCompletion completion, vorel::Here here);
+                  VorelCompletion completion, vorel::Here here = {});
     /// Takes the record out of the table; null if there is none.
     VorelRequestInfo* takeRecord(unsigned long long reference);
     /// Takes a live block out of the list and destroys its command; does nothing if the block is not listed.

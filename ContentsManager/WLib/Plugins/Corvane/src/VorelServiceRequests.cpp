@@ -113,7 +113,7 @@ WSTATUS VorelService::getDataRequest(std::string url, const HeaderMap& headers, 
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::getDataRequest\n", __func__, __LINE__);
     Outgoing outgoing{HTTP_GET, std::move(url), &headers, std::move(body)};
     outgoing.encodesUrl = true;
-    return queue(std::move(outgoing), command, reference, completion, {});
+    return queue(std::move(outgoing), command, reference, completion);
 }
 
 WSTATUS VorelService::getDataRequest(std::string url, const std::string& /*unused*/, VorelServiceCMD* command,
@@ -127,7 +127,7 @@ WSTATUS VorelService::getDataRequest(std::string url, const std::string& /*unuse
     }
     Outgoing outgoing{HTTP_GET, std::move(url)};
     outgoing.filePath = &filePath;
-    return queue(std::move(outgoing), command, reference, completion, {});
+    return queue(std::move(outgoing), command, reference, completion);
 }
 
 WSTATUS VorelService::putDataRequest(std::string url, const HeaderMap& headers, VorelServiceCMD* command,
@@ -147,7 +147,7 @@ WSTATUS VorelService::putDataRequest(std::string url, const HeaderMap& headers, 
     Outgoing outgoing{HTTP_PUT, std::move(url), &headers};
     outgoing.filePath = &filePath;
     outgoing.uploadsFile = true;
-    return queue(std::move(outgoing), command, reference, completion, {});
+    return queue(std::move(outgoing), command, reference, completion);
 }
 
 WSTATUS VorelService::putDataRequest(std::string url, const HeaderMap& headers, std::string body,
@@ -157,7 +157,7 @@ WSTATUS VorelService::putDataRequest(std::string url, const HeaderMap& headers, 
     reference = 0;
     Outgoing outgoing{HTTP_PUT, std::move(url), &headers, std::move(body)};
     outgoing.encodesUrl = true;
-    return queue(std::move(outgoing), command, reference, completion, {});
+    return queue(std::move(outgoing), command, reference, completion);
 }
 
 WSTATUS VorelService::deleteDataRequest(std::string url, const HeaderMap& headers, std::string body,
@@ -166,7 +166,7 @@ WSTATUS VorelService::deleteDataRequest(std::string url, const HeaderMap& header
 {
     reference = 0;
     CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [++ VorelService::deleteDataRequest", __func__, __LINE__);
-    return queue({HTTP_DELETE, std::move(url), &headers, std::move(body)}, command, reference, completion, {});
+    return queue({HTTP_DELETE, std::move(url), &headers, std::move(body)}, command, reference, completion);
 }
 
 }  // namespace W
