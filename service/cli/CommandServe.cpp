@@ -17,20 +17,23 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "CombinedDatabase.h"
 #include "CommandSettings.h"
 #include "ExchangeRecords.h"
 #include "FaultInjector.h"
 #include "FileContent.h"
+#include "GuideFile.h"
 #include "LogWriter.h"
 #include "Monitoring.h"
+#include "NewGuide.h"
 #include "OperatorError.h"
 #include "PlacesImport.h"
 #include "Sample.h"
 #include "ServeLimits.h"
 #include "Server.h"
 #include "Service.h"
-#include "Store.h"
 #include "Supervisor.h"
+#include "ViewerStore.h"
 #include "XmltvFeed.h"
 
 namespace corvaned {
@@ -50,6 +53,7 @@ struct SecretArgument {
 
 struct ServeArguments {
     std::string database;
+    std::string viewers;
     std::string listen = "127.0.0.1:8900";
     bool create = false;
     SecretArgument secret;
@@ -59,6 +63,8 @@ struct ServeArguments {
     std::string key;
     std::string zone;
     std::int64_t sessionHours = 24;
+    std::int64_t sessionsPerDevice = ServiceSettings().sessionsPerDevice;
+    std::int64_t newDevicesPerHour = ServiceSettings().newDevicesPerHour;
     std::int64_t statementSeconds = 2;
     std::size_t logLinesPerSecond = ServerSettings().logLinesPerSecond;
     bool allowFaults = false;
@@ -223,14 +229,14 @@ void serveUntilStopped(const sigset_t& signals, Server& server, const std::funct
 }
 
 // Clients of such a guide show nothing for now.
-void warnIfPast(Store& store, const std::function<void(const std::string&)>& log)
+void warnIfPast(GuideFile& guide, const std::function<void(const std::string&)>& log)
 {
-    const Store::Lease lease = store.lease();
+    const GuideFile::Lease lease = guide.lease();
     sqlite::Query last(*lease, "SELECT coalesce(max(stop), 0) FROM airing");
     last.next();
     if (last.number(0) <= systemNow()) {
         log(last.number(0) == 0
-                ? fmt::format("corvaned: {} has no guide yet; fill it with: corvaned import", store.path())
+                ? fmt::format("corvaned: {} has no guide yet; fill it with: corvaned import", guide.path())
                 : fmt::format("corvaned: all programmes are in the past, the last one ended at {}; "
                               "import a newer listing",
                               formatUtc(last.number(0))));
@@ -265,6 +271,8 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     service.appKey = arguments.appKey.value;
     service.zone = zoneOf(arguments.zone);
     service.sessionLifetime = arguments.sessionHours * 3600;
+    service.sessionsPerDevice = arguments.sessionsPerDevice;
+    service.newDevicesPerHour = arguments.newDevicesPerHour;
     service.statementTime = std::chrono::seconds(arguments.statementSeconds);
     const Zone zone = service.zone;
     const KeyAccess access{!service.appKey && service.secret.empty(), service.appKey};
@@ -274,18 +282,29 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     if (sample) {
         temporary.emplace();
     }
-    Store store(sample ? temporary->path() : arguments.database,
-                sample || arguments.create ? Store::Mode::Create : Store::Mode::Existing, addSamplePlaces);
+    const std::string path = sample ? temporary->path() : arguments.database;
     if (sample) {
-        importSample(store, systemNow(), zone);
+        importSample(path, systemNow(), zone);
     }
-    Service answering(store, std::move(service));
-    XmltvFeed feed(store, access);
+    http::LogWriter writer(STDERR_FILENO);
+    const auto log = [&writer](const std::string& line) { writer.write(line); };
+    splitCombinedDatabase(path, arguments.viewers, log, addSamplePlaces);
+    if (arguments.create) {
+        createGuideIfMissing(path, addSamplePlaces);
+    }
+    GuideFile guide(path, arguments.limits.handlers, log);
+    ViewerStoreSettings viewerSettings;
+    viewerSettings.statementTime = service.statementTime;
+    viewerSettings.handlers = arguments.limits.handlers;
+    viewerSettings.log = log;
+    viewerSettings.mustAnswer = false;
+    const std::unique_ptr<ViewerStore> viewers =
+        openViewers(arguments.viewers.empty() ? viewersBeside(path) : arguments.viewers, viewerSettings);
+    Service answering(guide, *viewers, std::move(service));
+    XmltvFeed feed(guide, access);
     settings.feed = &feed;
     Monitoring monitoring(answering, access);
     settings.monitoring = &monitoring;
-    http::LogWriter writer(STDERR_FILENO);
-    const auto log = [&writer](const std::string& line) { writer.write(line); };
     Hooks hooks;
     makeHooks(arguments, log, hooks);
     settings.hooks = hooks.all();
@@ -296,7 +315,7 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     if (sample) {
         log("corvaned: no --db given, serving the sample guide");
     } else {
-        warnIfPast(store, log);
+        warnIfPast(guide, log);
     }
     std::printf("corvaned listening on %s\n", server.url().c_str());
     std::fflush(stdout);
@@ -304,7 +323,7 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     serveUntilStopped(signals, server, log, [&] {
         // The sample is to cover today however long the service runs; on the same day this changes nothing.
         if (sample) {
-            importSample(store, systemNow(), zone);
+            importSample(path, systemNow(), zone);
         }
     });
     if (!server.stop()) {
@@ -331,9 +350,11 @@ Command addServe(CLI::App& app, const CommandSettings& settings)
 {
     const auto arguments = std::make_shared<ServeArguments>();
     CLI::App* const serve = app.add_subcommand("serve", "Answer over HTTP.");
-    serve->add_option("--db", arguments->database, "Database that import has filled (default: the sample guide)");
+    serve->add_option("--db", arguments->database,
+                      "File of the guide, made by import; a new one is noticed (default: the sample guide)");
+    addViewersOption(*serve, arguments->viewers);
     serve->add_flag("--create", arguments->create,
-                    "Create the database if it is missing; its guide is empty until the first import");
+                    "Create the guide's file if it is missing; it is empty until the first import");
     serve->add_option("--listen", arguments->listen, "Address and port; port 0 takes a free one")
         ->capture_default_str();
     addSecret(*serve, "--secret", arguments->secret, "the string that session tokens are mixed with", "empty");
@@ -352,6 +373,17 @@ Command addServe(CLI::App& app, const CommandSettings& settings)
     serve->add_option("--session-hours", arguments->sessionHours, "Hours that a session lasts")
         ->capture_default_str()
         ->check(CLI::Range(1, 24 * 366));
+    constexpr std::int64_t kMany = 1'000'000'000;
+    serve
+        ->add_option("--sessions-per-device", arguments->sessionsPerDevice,
+                     "Sessions of one device; a further one ends the oldest")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{1}, kMany));
+    serve
+        ->add_option("--new-devices-per-hour", arguments->newDevicesPerHour,
+                     "New devices of one client address in an hour; 0 is any number, as behind a proxy")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{0}, kMany));
     serve
         ->add_option("--log-lines-per-second", arguments->logLinesPerSecond,
                      "Requests of one client address that are logged; the others are counted")

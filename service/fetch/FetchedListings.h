@@ -1,5 +1,5 @@
-// Which versions of which listings the guide was made of, kept in the database, so that a fetch of the same versions
-// costs one exchange.
+// Which versions of which listings the guide was made of, kept in the guide's file, so that a fetch of the same
+// versions costs one exchange.
 #pragma once
 
 #include <string>
@@ -14,8 +14,8 @@ namespace corvaned {
 /// exactly these listings.
 std::vector<Validators> knownVersions(sqlite::Connection& connection, const std::vector<std::string>& urls);
 
-/// Keeps the versions that the guide, just imported, was made of. Of the addresses only digests are kept, because an
-/// address may hold a key.
+/// Keeps the versions that the guide was made of; for ImportOptions::complete. Of the addresses only digests are kept,
+/// because an address may hold a key.
 void rememberVersions(sqlite::Connection& connection, const std::vector<std::string>& urls,
                       const std::vector<Validators>& versions);
 
