@@ -29,11 +29,11 @@ void checkAppKey(const ServiceSettings& settings, const http::Request& request, 
     }
 }
 
-std::string checkSession(const ServiceSettings& settings, sqlite::Connection& connection, const http::Request& request,
+std::string checkSession(const ServiceSettings& settings, SessionCheck& sessions, const http::Request& request,
                          Instant now)
 {
     std::string user;
-    switch (checkToken(connection, request.header("Token"), settings.secret, now, user)) {
+    switch (sessions.check(request.header("Token"), settings.secret, now, user)) {
         case TokenCheck::Good:
             break;
         case TokenCheck::Malformed:
@@ -49,8 +49,12 @@ std::string checkSession(const ServiceSettings& settings, sqlite::Connection& co
 
 }  // namespace
 
-Service::Service(Store& store, ServiceSettings settings)
-    : m_store(store), m_settings(std::move(settings)), m_schedules(std::make_unique<ReadySchedules>(kMostForSchedules))
+Service::Service(GuideFile& guide, ViewerStore& viewers, ServiceSettings settings)
+    : m_guide(guide),
+      m_viewers(viewers),
+      m_settings(std::move(settings)),
+      m_schedules(std::make_unique<ReadySchedules>(kMostForSchedules)),
+      m_sessions(std::make_unique<SessionCheck>(viewers))
 {}
 
 Service::~Service() = default;
@@ -66,6 +70,13 @@ http::Reply Service::answer(const http::Request& request)
         return failure(
             ServiceCode::Unavailable, "the service takes too long to answer this; try again later",
             fmt::format("{}: {}", late ? "a statement took too long" : "the client has left", interrupted.what()));
+    } catch (const TooManyDevices& many) {
+        http::Reply reply = failure(ServiceCode::Unavailable, many.what());
+        reply.headers.set("Retry-After", "3600");
+        return reply;
+    } catch (const StoreUnavailable& away) {
+        return failure(ServiceCode::Unavailable, "the store of viewers' data does not answer; try again later",
+                       away.what());
     } catch (const std::exception& fault) {
         return failure(ServiceCode::Fault, "the service cannot answer now; its own log says why", fault.what());
     }
@@ -79,8 +90,10 @@ std::string_view Service::endpointPath(std::string_view path)
 std::string Service::problem()
 {
     try {
-        const Store::Lease lease = m_store.lease();
+        const GuideFile::Lease lease = m_guide.lease();
         sqlite::Query(*lease, "SELECT 1 FROM guide LIMIT 1").next();
+        m_viewers.read(
+            [](SqlConnection& connection) { SqlQuery(connection, "SELECT 1 AS one FROM session LIMIT 1").next(); });
         return {};
     } catch (const std::exception& fault) {
         return fault.what();
@@ -89,8 +102,12 @@ std::string Service::problem()
 
 ServiceFigures Service::figures()
 {
-    return {{"corvaned_ready", "Whether the service can answer requests (1) or not (0).", ServiceFigure::Kind::Gauge,
-             problem().empty() ? 1.0 : 0.0}};
+    ServiceFigures all = {{"corvaned_ready", "Whether the service can answer requests (1) or not (0).",
+                           ServiceFigure::Kind::Gauge, problem().empty() ? 1.0 : 0.0}};
+    for (const ServiceFigures& some : {m_guide.figures(), m_viewers.figures()}) {
+        all.insert(all.end(), some.begin(), some.end());
+    }
+    return all;
 }
 
 http::Reply Service::answerChecked(const http::Request& request)
@@ -100,13 +117,13 @@ http::Reply Service::answerChecked(const http::Request& request)
     if (endpoint.access != Access::Open) {
         checkAppKey(m_settings, request, endpoint.access);
     }
-    const Store::Lease lease = m_store.lease();
+    const GuideFile::Lease lease = m_guide.lease();
     const sqlite::StatementLimit limit(*lease, m_settings.statementTime, [&request] { return request.isOver(); });
     const Instant now = m_settings.now();
     const std::string user =
-        endpoint.access == Access::Session ? checkSession(m_settings, *lease, request, now) : std::string();
+        endpoint.access == Access::Session ? checkSession(m_settings, *m_sessions, request, now) : std::string();
     const Arguments arguments(endpoint.parameters, request, route.segment);
-    EndpointCall call{m_settings, *lease, arguments, request, *m_schedules, now, user};
+    EndpointCall call{m_settings, *lease, m_viewers, arguments, request, *m_schedules, now, m_clock.settled(now), user};
     std::string body = R"({"rsp":{"stat":"OK")";
     endpoint.handler(call, body);
     body += "}}";

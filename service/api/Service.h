@@ -3,19 +3,22 @@
 
 #include <memory>
 
+#include "GuideFile.h"
 #include "Messages.h"
 #include "ServiceFigure.h"
-#include "Store.h"
+#include "SettledClock.h"
+#include "ViewerStore.h"
 
 namespace corvaned {
 
 class ReadySchedules;
+class SessionCheck;
 
-/// The service over one store.  [any thread]
+/// The service over a guide and a viewers' store.  [any thread]
 class Service {
 public:
-    /// @param store  must outlive the service
-    Service(Store& store, ServiceSettings settings);
+    /// @param guide, viewers  must outlive the service
+    Service(GuideFile& guide, ViewerStore& viewers, ServiceSettings settings);
     ~Service();
 
     /// Answers one request; whatever the request contains, the reply is valid.
@@ -34,9 +37,12 @@ public:
 private:
     http::Reply answerChecked(const http::Request& request);
 
-    Store& m_store;
+    GuideFile& m_guide;
+    ViewerStore& m_viewers;
     const ServiceSettings m_settings;
     const std::unique_ptr<ReadySchedules> m_schedules;
+    const std::unique_ptr<SessionCheck> m_sessions;
+    SettledClock m_clock;
 };
 
 }  // namespace corvaned

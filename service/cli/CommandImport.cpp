@@ -1,4 +1,4 @@
-// `corvaned import`: fills a database from XMLTV listings. This file has options, progress and report; ListingFetch.h
+// `corvaned import`: makes a guide from XMLTV listings. This file has options, progress and report; ListingFetch.h
 // fetches listings from the network, GuideImport.h imports, RepeatedImport.h repeats.
 #include <algorithm>
 #include <chrono>
@@ -12,20 +12,22 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "CombinedDatabase.h"
 #include "Commands.h"
 #include "FetchedListings.h"
+#include "GuideFile.h"
 #include "GuideImport.h"
 #include "ListingFetch.h"
 #include "OperatorError.h"
 #include "PlacesImport.h"
 #include "RepeatedImport.h"
-#include "Store.h"
 
 namespace corvaned {
 namespace {
 
 struct ImportArguments {
     std::string database;
+    std::string viewers;
     std::vector<std::string> listings;
     bool isMerge = false;
     bool today = false;
@@ -112,7 +114,8 @@ void warnIfNotCurrent(const ImportReport& report, Instant now)
 struct Inputs {
     std::vector<ListingInput> listings;
     std::vector<Validators> versions;  // of the network's listings
-    bool areUnchanged = false;         // the guide was made from exactly these versions
+    bool areNews = false;              // the guide was made from other versions, or that is not known
+    bool areUnchanged = false;         // the servers say that the guide was made from exactly these versions
 };
 
 std::vector<std::string> addressesOf(const ImportArguments& arguments)
@@ -145,12 +148,13 @@ FetchOptions fetchOptions(const ImportArguments& arguments, const std::string& u
     return options;
 }
 
-Inputs gather(const ImportArguments& arguments, Store& store, const ProgressLine& line)
+Inputs gather(const ImportArguments& arguments, const ProgressLine& line)
 {
     const std::vector<std::string> urls = addressesOf(arguments);
     std::vector<Validators> known(urls.size());
-    if (mayBeUnchanged(arguments)) {
-        known = knownVersions(*store.lease(), urls);
+    std::error_code failed;
+    if (mayBeUnchanged(arguments) && std::filesystem::exists(arguments.database, failed)) {
+        known = knownVersions(*openGuide(arguments.database), urls);
     }
     std::vector<FetchedListing> fetched;
     for (std::size_t i = 0; i < urls.size(); ++i) {
@@ -167,6 +171,8 @@ Inputs gather(const ImportArguments& arguments, Store& store, const ProgressLine
             fetched[i] = fetchListing(urls[i], {}, fetchOptions(arguments, urls[i], line));
         }
         inputs.versions.push_back(fetched[i].validators);
+        inputs.areNews = inputs.areNews || fetched[i].validators.etag != known[i].etag ||
+                         fetched[i].validators.lastModified != known[i].lastModified;
     }
     auto next = fetched.begin();
     for (const std::string& listing : arguments.listings) {
@@ -180,10 +186,10 @@ Inputs gather(const ImportArguments& arguments, Store& store, const ProgressLine
     return inputs;
 }
 
-void importInto(Store& store, const ImportArguments& arguments, const ProgressLine& line)
+void importGathered(const ImportArguments& arguments, const ProgressLine& line)
 {
     const auto begin = std::chrono::steady_clock::now();
-    const Inputs inputs = gather(arguments, store, line);
+    const Inputs inputs = gather(arguments, line);
     if (inputs.areUnchanged) {
         line.clear();
         fmt::print("{}: unchanged since the last import ({:.2f} s)\n", arguments.database,
@@ -201,10 +207,13 @@ void importInto(Store& store, const ImportArguments& arguments, const ProgressLi
     if (arguments.today) {
         options.shifts = movedToToday(systemNow(), zoneOf(arguments.zone));
     }
-    const ImportReport report = importGuide(store, inputs.listings, options);
     if (mayBeUnchanged(arguments)) {
-        rememberVersions(*store.lease(), addressesOf(arguments), inputs.versions);
+        options.always = inputs.areNews;
+        options.complete = [&](sqlite::Connection& guide) {
+            rememberVersions(guide, addressesOf(arguments), inputs.versions);
+        };
     }
+    const ImportReport report = importGuide(arguments.database, inputs.listings, options);
     line.clear();
     printReport(report, arguments.database, std::chrono::steady_clock::now() - begin);
     warnIfNotCurrent(report, systemNow());
@@ -213,20 +222,13 @@ void importInto(Store& store, const ImportArguments& arguments, const ProgressLi
 void importOnce(const ImportArguments& arguments)
 {
     const ProgressLine line;
-    std::error_code failed;
-    const bool existed = std::filesystem::exists(arguments.database, failed);
     try {
-        Store store(arguments.database, Store::Mode::Create, addSamplePlaces);
-        importInto(store, arguments, line);
+        splitCombinedDatabase(
+            arguments.database, arguments.viewers, [&line](const std::string& text) { line.warn(text); },
+            addSamplePlaces);
+        importGathered(arguments, line);
     } catch (...) {
         line.clear();
-        if (!existed) {
-            // Removes a new database without a guide; otherwise a later `serve` would start with it although the import
-            // failed.
-            for (const char* companion : {"", "-wal", "-shm"}) {
-                std::filesystem::remove(arguments.database + companion, failed);
-            }
-        }
         throw;
     }
 }
@@ -263,9 +265,10 @@ Command addImport(CLI::App& app)
 {
     const auto arguments = std::make_shared<ImportArguments>();
     CLI::App* const command = app.add_subcommand(
-        "import", "Fill a database from XMLTV listings (plain, .gz or .xz). They replace the guide in it.");
-    command->add_option("--db", arguments->database, "Fill this database file; it is created if it is missing")
+        "import", "Make a guide from XMLTV listings (plain, .gz or .xz). It replaces the one in the file.");
+    command->add_option("--db", arguments->database, "Write the guide to this file; it is created if it is missing")
         ->required();
+    addViewersOption(*command, arguments->viewers);
     command
         ->add_option("listing", arguments->listings,
                      "Read these XMLTV files or addresses (http, https); together they become the guide. - is "
@@ -281,7 +284,7 @@ Command addImport(CLI::App& app)
                         "(default: this machine's)");
     command
         ->add_option("--every", arguments->every,
-                      "Repeat the import at this interval, such as 6h, 30m or 1d, until SIGTERM or SIGINT")
+                     "Repeat the import at this interval, such as 6h, 30m or 1d, until SIGTERM or SIGINT")
         ->check(intervalProblem);
     addLimit(*command, "--max-fetch", "Limit the size of a fetched listing, in MiB", FetchLimits().bytes >> 20, 1 << 20,
              [arguments](std::uint64_t mebibytes) { arguments->limits.bytes = mebibytes << 20; });

@@ -4,16 +4,19 @@
 #include <fmt/format.h>
 
 #include "ByteSource.h"
+#include "CombinedDatabase.h"
 #include "Commands.h"
+#include "GuideFile.h"
+#include "NewGuide.h"
 #include "OperatorError.h"
 #include "PlacesImport.h"
-#include "Store.h"
 
 namespace corvaned {
 namespace {
 
 struct PlacesArguments {
     std::string database;
+    std::string viewers;
     std::string file;
 };
 
@@ -38,11 +41,14 @@ std::string readPlaces(const std::string& path)
 int runImportPlaces(const PlacesArguments& arguments)
 {
     const std::string content = readPlaces(arguments.file);
-    Store store(arguments.database, Store::Mode::Existing, addSamplePlaces);
-    const Store::Lease lease = store.lease();
-    sqlite::Transaction transaction(*lease, sqlite::Transaction::Kind::Write);
-    const PlacesReport report = importPlaces(*lease, content, arguments.file);
+    const auto warn = [](const std::string& line) { fmt::print(stderr, "{}\n", line); };
+    splitCombinedDatabase(arguments.database, arguments.viewers, warn);
+    openGuide(arguments.database);  // reports a missing one
+    NewGuide made(arguments.database, NewGuide::Begin::Whole, warn);
+    sqlite::Transaction transaction(made.connection(), sqlite::Transaction::Kind::Write);
+    const PlacesReport report = importPlaces(made.connection(), content, arguments.file);
     transaction.commit();
+    made.place();
     fmt::print("{}: {}, {}, {}, {}\n", arguments.file, counted(report.headends, "headend", "headends"),
                counted(report.cities, "city", "cities"), counted(report.postalCodes, "postal code", "postal codes"),
                counted(report.apps, "app", "apps"));
@@ -56,8 +62,8 @@ Command addImportPlaces(CLI::App& app)
     const auto arguments = std::make_shared<PlacesArguments>();
     CLI::App* const import =
         app.add_subcommand("import-places", "Replace the built-in places, headends and apps by those of a CSV file.");
-    import->add_option("--db", arguments->database, "Change this database, which 'corvaned import' has filled")
-        ->required();
+    import->add_option("--db", arguments->database, "Change this guide, which 'corvaned import' has made")->required();
+    addViewersOption(*import, arguments->viewers);
     import->add_option("places", arguments->file, "Read this CSV file; docs/running-the-service.md describes its rows")
         ->required();
     return {import, [arguments] { return runImportPlaces(*arguments); }};

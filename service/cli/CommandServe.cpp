@@ -17,20 +17,23 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "CombinedDatabase.h"
 #include "CommandSettings.h"
 #include "ExchangeRecords.h"
 #include "FaultInjector.h"
 #include "FileContent.h"
+#include "GuideFile.h"
 #include "LogWriter.h"
 #include "Monitoring.h"
+#include "NewGuide.h"
 #include "OperatorError.h"
 #include "PlacesImport.h"
 #include "Sample.h"
 #include "ServeLimits.h"
 #include "Server.h"
 #include "Service.h"
-#include "Store.h"
 #include "Supervisor.h"
+#include "ViewerStore.h"
 #include "XmltvFeed.h"
 
 namespace corvaned {
@@ -50,6 +53,7 @@ struct SecretArgument {
 
 struct ServeArguments {
     std::string database;
+    std::string viewers;
     std::string listen = "127.0.0.1:8900";
     bool create = false;
     SecretArgument secret;
@@ -59,6 +63,8 @@ struct ServeArguments {
     std::string key;
     std::string zone;
     std::int64_t sessionHours = 24;
+    std::int64_t sessionsPerDevice = ServiceSettings().sessionsPerDevice;
+    std::int64_t newDevicesPerHour = ServiceSettings().newDevicesPerHour;
     std::int64_t statementSeconds = 2;
     std::size_t logLinesPerSecond = ServerSettings().logLinesPerSecond;
     bool allowFaults = false;
@@ -224,14 +230,14 @@ void serveUntilStopped(const sigset_t& signals, Server& server, const std::funct
 }
 
 // Warns about an empty or old guide, for which clients show no current programmes.
-void warnIfPast(Store& store, const std::function<void(const std::string&)>& log)
+void warnIfPast(GuideFile& guide, const std::function<void(const std::string&)>& log)
 {
-    const Store::Lease lease = store.lease();
+    const GuideFile::Lease lease = guide.lease();
     sqlite::Query last(*lease, "SELECT coalesce(max(stop), 0) FROM airing");
     last.next();
     if (last.number(0) <= systemNow()) {
         log(last.number(0) == 0
-                ? fmt::format("corvaned: {} has no guide yet; fill it with: corvaned import", store.path())
+                ? fmt::format("corvaned: {} has no guide yet; fill it with: corvaned import", guide.path())
                 : fmt::format("corvaned: all programmes are in the past, the last one ended at {}; "
                               "import a newer listing",
                               formatUtc(last.number(0))));
@@ -266,6 +272,8 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     service.appKey = arguments.appKey.value;
     service.zone = zoneOf(arguments.zone);
     service.sessionLifetime = arguments.sessionHours * 3600;
+    service.sessionsPerDevice = arguments.sessionsPerDevice;
+    service.newDevicesPerHour = arguments.newDevicesPerHour;
     service.statementTime = std::chrono::seconds(arguments.statementSeconds);
     const Zone zone = service.zone;
     const KeyAccess access{!service.appKey && service.secret.empty(), service.appKey};
@@ -275,18 +283,29 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     if (sample) {
         temporary.emplace();
     }
-    Store store(sample ? temporary->path() : arguments.database,
-                sample || arguments.create ? Store::Mode::Create : Store::Mode::Existing, addSamplePlaces);
+    const std::string path = sample ? temporary->path() : arguments.database;
     if (sample) {
-        importSample(store, systemNow(), zone);
+        importSample(path, systemNow(), zone);
     }
-    Service answering(store, std::move(service));
-    XmltvFeed feed(store, access);
+    http::LogWriter writer(STDERR_FILENO);
+    const auto log = [&writer](const std::string& line) { writer.write(line); };
+    splitCombinedDatabase(path, arguments.viewers, log, addSamplePlaces);
+    if (arguments.create) {
+        createGuideIfMissing(path, addSamplePlaces);
+    }
+    GuideFile guide(path, arguments.limits.handlers, log);
+    ViewerStoreSettings viewerSettings;
+    viewerSettings.statementTime = service.statementTime;
+    viewerSettings.handlers = arguments.limits.handlers;
+    viewerSettings.log = log;
+    viewerSettings.mustAnswer = false;
+    const std::unique_ptr<ViewerStore> viewers =
+        openViewers(arguments.viewers.empty() ? viewersBeside(path) : arguments.viewers, viewerSettings);
+    Service answering(guide, *viewers, std::move(service));
+    XmltvFeed feed(guide, access);
     settings.feed = &feed;
     Monitoring monitoring(answering, access);
     settings.monitoring = &monitoring;
-    http::LogWriter writer(STDERR_FILENO);
-    const auto log = [&writer](const std::string& line) { writer.write(line); };
     Hooks hooks;
     makeHooks(arguments, log, hooks);
     settings.hooks = hooks.all();
@@ -297,7 +316,7 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     if (sample) {
         log("corvaned: no --db given, serving the sample guide");
     } else {
-        warnIfPast(store, log);
+        warnIfPast(guide, log);
     }
     std::printf("corvaned listening on %s\n", server.url().c_str());
     std::fflush(stdout);
@@ -305,7 +324,7 @@ int runServe(ServeArguments& arguments, const CommandSettings& options)
     serveUntilStopped(signals, server, log, [&] {
         // Keeps the sample around today while the service runs for days. On the same day this changes nothing.
         if (sample) {
-            importSample(store, systemNow(), zone);
+            importSample(path, systemNow(), zone);
         }
     });
     if (!server.stop()) {
@@ -332,10 +351,13 @@ void addSecret(CLI::App& serve, const std::string& name, SecretArgument& secret,
 Command addServe(CLI::App& app, const CommandSettings& settings)
 {
     const auto arguments = std::make_shared<ServeArguments>();
-    CLI::App* const serve = app.add_subcommand("serve", "Serve a database over HTTP.");
-    serve->add_option("--db", arguments->database, "Serve this database (default: the sample guide)");
+    CLI::App* const serve = app.add_subcommand("serve", "Serve a guide over HTTP.");
+    serve->add_option(
+        "--db", arguments->database,
+        "Serve the guide in this file, which import made; a new one is noticed (default: the sample guide)");
+    addViewersOption(*serve, arguments->viewers);
     serve->add_flag("--create", arguments->create,
-                    "Create the database if it is missing; its guide is empty until the first import");
+                    "Create the guide's file if it is missing; it is empty until the first import");
     serve->add_option("--listen", arguments->listen, "Listen on this address and port; port 0 takes a free one")
         ->capture_default_str();
     addSecret(*serve, "--secret", arguments->secret, "the secret of session tokens", "empty");
@@ -357,6 +379,18 @@ Command addServe(CLI::App& app, const CommandSettings& settings)
     serve->add_option("--session-hours", arguments->sessionHours, "End a session after this many hours")
         ->capture_default_str()
         ->check(CLI::Range(1, 24 * 366));
+    constexpr std::int64_t kMany = 1'000'000'000;
+    serve
+        ->add_option("--sessions-per-device", arguments->sessionsPerDevice,
+                     "Keep at most this many sessions of a device; a further one ends the oldest")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{1}, kMany));
+    serve
+        ->add_option(
+            "--new-devices-per-hour", arguments->newDevicesPerHour,
+            "Accept this many new devices of one client address in an hour; 0 is any number, for use with a proxy")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{0}, kMany));
     serve
         ->add_option("--log-lines-per-second", arguments->logLinesPerSecond,
                      "Log at most this many requests per second of each client address; count the others")

@@ -1,4 +1,4 @@
-// `corvaned stats`, `users` and `export`: what a database contains.
+// `corvaned stats`, `users` and `export`: what the guide and the viewers' store contain.
 #include "Commands.h"
 
 #include <cerrno>
@@ -10,8 +10,10 @@
 #include <fmt/format.h>
 
 #include "Export.h"
+#include "GuideFile.h"
 #include "OperatorError.h"
-#include "Store.h"
+#include "Viewer.h"
+#include "ViewerStore.h"
 
 namespace corvaned {
 namespace {
@@ -22,36 +24,10 @@ constexpr const char* kGuideFacts = R"sql(
            (SELECT min(start) FROM airing) AS first, (SELECT max(stop) FROM airing) AS last
 )sql";
 
-// A row for each user with a session or stored data.
-constexpr const char* kUsers = R"sql(
-    WITH known AS (
-        SELECT user_id FROM session WHERE expires > ?1 UNION SELECT user_id FROM favorite
-        UNION SELECT user_id FROM vote UNION SELECT user_id FROM tuning
-    )
-    SELECT user_id,
-           (SELECT count(*) FROM session WHERE session.user_id = known.user_id AND expires > ?1) AS sessions,
-           (SELECT count(*) FROM favorite WHERE favorite.user_id = known.user_id) AS favorites,
-           (SELECT count(*) FROM vote WHERE vote.user_id = known.user_id AND likes > 0) AS liked,
-           (SELECT count(*) FROM tuning WHERE tuning.user_id = known.user_id) AS tunings
-    FROM known ORDER BY user_id
-)sql";
-
-std::uintmax_t sizeOf(const std::string& database)
-{
-    std::uintmax_t size = 0;
-    for (const char* companion : {"", "-wal"}) {
-        std::error_code failed;
-        const std::uintmax_t bytes = std::filesystem::file_size(database + companion, failed);
-        size += failed ? 0 : bytes;
-    }
-    return size;
-}
-
 int showStats(const std::string& database)
 {
-    Store store(database, Store::Mode::ReadOnly);
-    const Store::Lease lease = store.lease();
-    sqlite::Query facts(*lease, kGuideFacts);
+    const std::unique_ptr<sqlite::Connection> guide = openGuide(database);
+    sqlite::Query facts(*guide, kGuideFacts);
     facts.next();
     fmt::print("channels    {}\nprogrammes  {}\ncontents    {}\ngenres      {}\n", facts.number("channels"),
                facts.number("airings"), facts.number("contents"), facts.number("genres"));
@@ -59,21 +35,32 @@ int showStats(const std::string& database)
         fmt::print("from        {}\nto          {}\n", formatUtc(facts.number("first")),
                    formatUtc(facts.number("last")));
     }
-    fmt::print("size        {} bytes\n", sizeOf(database));
+    fmt::print("size        {} bytes\n", std::filesystem::file_size(database));
     return kDone;
 }
 
-int showUsers(const std::string& database)
+// Before the first service there is no file beside the guide.
+bool hasNoViewersYet(const std::string& database, const std::string& viewers)
 {
-    Store store(database, Store::Mode::ReadOnly);
-    const Store::Lease lease = store.lease();
+    std::error_code failed;
+    if (!viewers.empty() || std::filesystem::exists(viewersBeside(database), failed)) {
+        return false;
+    }
+    openGuide(database);  // reports a missing one, and one that holds viewers' data itself
+    return true;
+}
+
+int showUsers(const std::string& database, const std::string& viewers)
+{
     constexpr const char* kRow = "{:<32}  {:>8}  {:>10}  {:>5}  {:>7}\n";
+    if (hasNoViewersYet(database, viewers)) {
+        fmt::print(kRow, "user", "sessions", "favourites", "likes", "tunings");
+        return kDone;
+    }
+    const std::unique_ptr<ViewerStore> store = openViewersReadOnly(viewers.empty() ? viewersBeside(database) : viewers);
     fmt::print(kRow, "user", "sessions", "favourites", "likes", "tunings");
-    sqlite::Query rows(*lease, kUsers);
-    rows.bind(systemNow());
-    while (rows.next()) {
-        fmt::print(kRow, rows.text("user_id"), rows.number("sessions"), rows.number("favorites"), rows.number("liked"),
-                   rows.number("tunings"));
+    for (const viewer::Summary& user : viewer::summaries(*store, systemNow())) {
+        fmt::print(kRow, user.user, user.sessions, user.favorites, user.likes, user.tunings);
     }
     return kDone;
 }
@@ -84,10 +71,9 @@ int showUsers(const std::string& database)
                                     path.empty() ? "to standard output" : path, std::strerror(error)));
 }
 
-void exportTo(std::FILE* file, Store& store, const std::string& path)
+void exportTo(std::FILE* file, sqlite::Connection& guide, const std::string& path)
 {
-    const Store::Lease lease = store.lease();
-    exportListing(*lease, [&](std::string_view piece) {
+    exportListing(guide, [&](std::string_view piece) {
         if (std::fwrite(piece.data(), 1, piece.size(), file) != piece.size()) {
             failWriting(path, errno);
         }
@@ -100,9 +86,9 @@ void exportTo(std::FILE* file, Store& store, const std::string& path)
 // Writes to a temporary file, which is renamed only when it is complete.
 int runExport(const std::string& database, const std::string& output)
 {
-    Store store(database, Store::Mode::ReadOnly);
+    const std::unique_ptr<sqlite::Connection> guide = openGuide(database);
     if (output.empty() || output == "-") {
-        exportTo(stdout, store, "");
+        exportTo(stdout, *guide, "");
         return kDone;
     }
     const std::string partial = output + ".part";
@@ -111,7 +97,7 @@ int runExport(const std::string& database, const std::string& output)
         failWriting(output, errno);
     }
     try {
-        exportTo(file, store, output);
+        exportTo(file, *guide, output);
     } catch (...) {
         std::fclose(file);
         std::remove(partial.c_str());
@@ -128,7 +114,7 @@ int runExport(const std::string& database, const std::string& output)
 std::shared_ptr<std::string> addDatabase(CLI::App& command)
 {
     auto database = std::make_shared<std::string>();
-    command.add_option("--db", *database, "Read this database, which 'corvaned import' has filled")->required();
+    command.add_option("--db", *database, "Read this guide, which 'corvaned import' has made")->required();
     return database;
 }
 
@@ -145,7 +131,11 @@ Command addUsers(CLI::App& app)
 {
     CLI::App* const users =
         app.add_subcommand("users", "List the users with the number of their sessions, favourites, likes and tunings.");
-    return {users, [database = addDatabase(*users)] { return showUsers(*database); }};
+    const auto database = std::make_shared<std::string>();
+    const auto viewers = std::make_shared<std::string>();
+    users->add_option("--db", *database, "File of the guide; viewers.db beside it is read")->required();
+    addViewersOption(*users, *viewers);
+    return {users, [database, viewers] { return showUsers(*database, *viewers); }};
 }
 
 Command addExport(CLI::App& app)

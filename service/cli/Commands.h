@@ -32,6 +32,12 @@ Command addUsers(CLI::App& app);
 Command addStats(CLI::App& app);
 Command addExport(CLI::App& app);
 
+/// Adds --viewers to a command that may have to split a combined database (CombinedDatabase.h).
+inline CLI::Option* addViewersOption(CLI::App& command, std::string& location)
+{
+    return command.add_option("--viewers", location, "Where viewers' data is kept (default: viewers.db beside --db)");
+}
+
 /// The zone that an option names; this machine's if it is empty.
 inline Zone zoneOf(const std::string& name)
 {

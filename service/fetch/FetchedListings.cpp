@@ -37,7 +37,6 @@ std::vector<Validators> knownVersions(sqlite::Connection& connection, const std:
 void rememberVersions(sqlite::Connection& connection, const std::vector<std::string>& urls,
                       const std::vector<Validators>& versions)
 {
-    sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::Write);
     connection.execute("DELETE FROM fetched_listing");
     for (std::size_t i = 0; i < urls.size(); ++i) {
         sqlite::Query(connection,
@@ -46,7 +45,6 @@ void rememberVersions(sqlite::Connection& connection, const std::vector<std::str
             .bind(digestOf(urls[i]), versions[i].etag, versions[i].lastModified)
             .run();
     }
-    transaction.commit();
 }
 
 }  // namespace corvaned

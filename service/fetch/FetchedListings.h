@@ -1,5 +1,5 @@
-// Keeps in the database from which versions of which listings the guide was made, so that fetching unchanged listings
-// costs one exchange each.
+// Keeps in the guide's file from which versions of which listings the guide was made, so that fetching unchanged
+// listings costs one exchange each.
 #pragma once
 
 #include <string>
@@ -14,8 +14,8 @@ namespace corvaned {
 /// from exactly these listings.
 std::vector<Validators> knownVersions(sqlite::Connection& connection, const std::vector<std::string>& urls);
 
-/// Stores the versions from which the guide has just been imported. Stores only digests of the addresses, because an
-/// address may contain a key.
+/// Stores the versions from which the guide was made; for ImportOptions::complete. Stores only digests of the
+/// addresses, because an address may contain a key.
 void rememberVersions(sqlite::Connection& connection, const std::vector<std::string>& urls,
                       const std::vector<Validators>& versions);
 

@@ -1,6 +1,5 @@
 // The channels of the guide, and facts about the whole guide; Programmes.h has the programmes. Every function reads on
-// the connection it is given. Callers of several functions hold a read transaction, so that an import between two calls
-// cannot mix two guides.
+// the connection it is given, which sees one guide (GuideFile.h).
 #pragma once
 
 #include <cstdint>

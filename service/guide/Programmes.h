@@ -1,5 +1,5 @@
 // Queries of programmes: what is on, what follows, and where a content is shown. Every function reads on the connection
-// it is given; callers of several functions hold a read transaction.
+// it is given.
 #pragma once
 
 #include <cstdint>

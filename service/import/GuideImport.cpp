@@ -1,5 +1,5 @@
-// Staging tables are temporary and go to disk, so memory stays flat; they end with the connection. StagingStatements.h
-// has them and the statements that make them the guide.
+// Staging tables are temporary and go to disk, so memory stays flat; they end with the connection to the new file.
+// StagingStatements.h has them and the statements that make them the guide.
 #include "GuideImport.h"
 
 #include <algorithm>
@@ -14,8 +14,11 @@
 #include <fmt/format.h>
 
 #include "Digest.h"
+#include "GuideFile.h"
 #include "Listing.h"
+#include "NewGuide.h"
 #include "OperatorError.h"
+#include "PlacesImport.h"
 #include "StagingStatements.h"
 
 namespace corvaned {
@@ -66,7 +69,8 @@ ProgrammeIds idsOf(const ListingProgramme& programme)
 
 class Staging : public ListingSink {
 public:
-    Staging(sqlite::Connection& connection, const ImportOptions& options) : m_connection(connection), m_options(options)
+    Staging(const std::string& guide, sqlite::Connection& connection, const ImportOptions& options)
+        : m_path(guide), m_connection(connection), m_options(options)
     {
         connection.execute(kStaging);
         m_staging.emplace(connection, sqlite::Transaction::Kind::Read);
@@ -120,14 +124,15 @@ private:
     void replaceGuide(std::size_t passes);
     void fillGuide(std::size_t passes);
     std::int64_t longestAiring();
-    void describeGuide();
+    void describeGuide(sqlite::Connection& guide);
     void stageHeldChannels();
     void keepHeldGuide(std::int64_t idsTaken);
     std::string fact(std::string_view name);
     void setFact(std::string_view name, std::string_view value);
     void setFact(std::string_view name, std::int64_t value);
 
-    sqlite::Connection& m_connection;
+    const std::string& m_path;         // of the present guide
+    sqlite::Connection& m_connection;  // to the new file
     const ImportOptions& m_options;
     ListingReport m_listing;
     ImportReport m_report;
@@ -420,20 +425,22 @@ void Staging::replaceGuide(std::size_t passes)
     const std::string digest = m_digest.hex();
     // A merge depends on the guide that it adds to.
     const char* const factName = m_options.isMerge ? "merged" : "digest";
-    sqlite::Transaction transaction(m_connection, sqlite::Transaction::Kind::Write);
     m_report.changed = fact(factName) != digest;
-    if (m_options.isMerge && fact("digest") != m_heldDigest) {
-        throw OperatorError("another import has changed the guide meanwhile; import again");
+    // The new file of a merge begins with the whole guide, any other one with nothing of it.
+    if (!m_report.changed && !m_options.always) {
+        describeGuide(*openGuide(m_path));
+        return;
     }
-    if (m_report.changed) {
+    sqlite::Transaction transaction(m_connection, sqlite::Transaction::Kind::Write);
+    if (m_report.changed || !m_options.isMerge) {
         fillGuide(passes);
         setFact("digest", m_options.isMerge ? digestOf(m_heldDigest, digest) : digest);
         setFact("merged", m_options.isMerge ? digest : "");
     }
-    describeGuide();
-    if (m_report.changed) {
-        transaction.commit();
-    }
+    describeGuide(m_connection);
+    addSamplePlaces(m_connection);
+    m_options.complete(m_connection);
+    transaction.commit();
 }
 
 // Empties the guide's tables and fills them with what is staged and, of a merge, with what it leaves of the guide held.
@@ -442,6 +449,7 @@ void Staging::fillGuide(std::size_t passes)
     if (m_options.isMerge) {
         m_connection.execute(kHoldGuide);
     }
+    m_connection.execute(kDropIndexes);
     m_connection.execute(kEmptyGuide);
     std::int64_t idsTaken = 0;
     for (std::size_t pass = 0; pass < passes; ++pass) {
@@ -454,6 +462,7 @@ void Staging::fillGuide(std::size_t passes)
     if (m_options.isMerge) {
         keepHeldGuide(idsTaken);
     }
+    m_connection.execute(kMakeIndexes);
     m_connection.execute(kFillSearch);
     setFact("lineup", lineup());
     setFact("longest", longestAiring());
@@ -475,16 +484,16 @@ std::int64_t Staging::longestAiring()
     return longest.number(0);
 }
 
-void Staging::describeGuide()
+void Staging::describeGuide(sqlite::Connection& guide)
 {
-    sqlite::Query guide(m_connection,
+    sqlite::Query facts(guide,
                         "SELECT (SELECT count(*) FROM channel) AS channels, count(*) AS airings, min(start) AS first, "
                         "max(stop) AS last FROM airing");
-    guide.next();
-    m_report.channels = guide.number("channels");
-    m_report.airings = guide.number("airings");
-    m_report.first = guide.number("first");
-    m_report.last = guide.number("last");
+    facts.next();
+    m_report.channels = facts.number("channels");
+    m_report.airings = facts.number("airings");
+    m_report.first = facts.number("first");
+    m_report.last = facts.number("last");
 }
 
 // Writes the line-up and returns its checksum. A channel without a number in the listings gets the next free one.
@@ -583,14 +592,24 @@ Shifts movedToToday(Instant now, const Zone& zone)
     };
 }
 
-ImportReport importGuide(Store& store, const std::vector<ListingInput>& listings, const ImportOptions& options)
+ImportReport importGuide(const std::string& guide, const std::vector<ListingInput>& listings,
+                         const ImportOptions& options)
 {
-    const std::unique_ptr<sqlite::Connection> connection = store.connect();
-    Staging staging(*connection, options);
-    for (const ListingInput& listing : listings) {
-        staging.read(listing);
+    NewGuide made(guide, options.isMerge ? NewGuide::Begin::Whole : NewGuide::Begin::Numbers, options.warn);
+    ImportReport report;
+    try {
+        Staging staging(guide, made.connection(), options);
+        for (const ListingInput& listing : listings) {
+            staging.read(listing);
+        }
+        report = staging.apply();
+    } catch (const sqlite::SqliteError& error) {
+        throw OperatorError(fmt::format("{}; the guide is unchanged", error.what()));
     }
-    return staging.apply();
+    if (report.changed || options.always) {
+        made.place();
+    }
+    return report;
 }
 
 }  // namespace corvaned

@@ -1,5 +1,5 @@
-// Makes the listings given the guide, or adds them to it: reads them into tables of the importing connection, then
-// replaces the guide in one transaction. Readers see the old guide or the new one; a refused listing changes nothing.
+// Makes the listings given the guide, or adds them to it: builds a new file, which replaces the present one in a single
+// rename (NewGuide.h). Readers see the old guide or the new one; a refused listing changes nothing.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 #include "ByteSource.h"
 #include "Clock.h"
-#include "Store.h"
+#include "Sqlite.h"
 
 namespace corvaned {
 
@@ -66,14 +66,22 @@ struct ImportOptions {
     /// Whether the programmes are added to the guide that is held instead of replacing it. A new programme then
     /// replaces the held ones that it overlaps on its channel.
     bool isMerge = false;
+    /// Adds to the new guide before it replaces the present one. Called only if something has changed, or `always` is
+    /// set.
+    std::function<void(sqlite::Connection& guide)> complete = [](sqlite::Connection&) {};
+    bool always = false;  // replace the file also if the guide stays the same
     std::function<void(const std::string& line)> warn = [](const std::string&) {};
     std::function<void(const std::string& listing, std::int64_t programmes)> progress = [](const std::string&,
                                                                                            std::int64_t) {};
 };
 
-/// Replaces the guide by what the listings hold, or adds that. If two of them claim the same programme in the same
-/// slot, the first counts. A programme without a stop lasts until the next one of its channel.
-/// @throws OperatorError if a listing is refused or none can be used; the guide is then unchanged
-ImportReport importGuide(Store& store, const std::vector<ListingInput>& listings, const ImportOptions& options);
+/// Replaces the guide by what the listings hold, or adds that. A missing guide is created, with the sample places. If
+/// two of them claim the same programme in the same slot, the first counts. A programme without a stop lasts until the
+/// next one of its channel.
+/// @param guide  the path of its file
+/// @throws OperatorError if a listing is refused, none can be used or the file cannot be written; the guide is then
+///         unchanged
+ImportReport importGuide(const std::string& guide, const std::vector<ListingInput>& listings,
+                         const ImportOptions& options);
 
 }  // namespace corvaned

@@ -13,7 +13,7 @@ namespace corvaned {
 /// The invented places of a new database: sample/places.csv.
 std::string_view samplePlaces();
 
-/// Imports the sample places if the database has no headends. For Store's `fill`.
+/// Imports the sample places if the guide has no headends.
 void addSamplePlaces(sqlite::Connection& connection);
 
 struct PlacesReport {

@@ -2,7 +2,7 @@
 
 namespace corvaned {
 
-void importSample(Store& store, Instant now, const Zone& zone)
+void importSample(const std::string& guide, Instant now, const Zone& zone)
 {
     constexpr Instant kSampleDay = 946684800;  // 2000-01-01 00:00 UTC
     constexpr int kDaysBack = 1;
@@ -16,7 +16,7 @@ void importSample(Store& store, Instant now, const Zone& zone)
         }
         return shifts;
     };
-    importGuide(store, {{"sample", [] { return openMemory(sampleListing(), "sample"); }}}, options);
+    importGuide(guide, {{"sample", [] { return openMemory(sampleListing(), "sample"); }}}, options);
 }
 
 }  // namespace corvaned

@@ -223,20 +223,4 @@ std::vector<Question> quiz(sqlite::Connection& connection, std::string_view head
     return questions;
 }
 
-void saveChoice(sqlite::Connection& connection, std::string_view user, const Choice& choice)
-{
-    Query(connection, "INSERT OR REPLACE INTO saved_headend VALUES (?, ?, ?)")
-        .bind(user, choice.headend, choice.device)
-        .run();
-}
-
-std::optional<Choice> loadChoice(sqlite::Connection& connection, std::string_view user)
-{
-    Query row(connection, "SELECT headend_id, device FROM saved_headend WHERE user_id = ?");
-    if (!row.bind(user).next()) {
-        return std::nullopt;
-    }
-    return Choice{std::string(row.text("headend_id")), std::string(row.text("device"))};
-}
-
 }  // namespace corvaned::lineup

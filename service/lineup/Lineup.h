@@ -1,9 +1,8 @@
 // Places, the headends that serve them, and the channels of each headend by number. PlacesImport.h fills
-// the tables. Every function reads on the connection it is given; callers that call several hold a read transaction.
+// the tables. Every function reads on the connection it is given.
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -74,13 +73,5 @@ struct Question {
 /// have equal line-ups.
 /// @param headend  empty: all headends
 std::vector<Question> quiz(sqlite::Connection& connection, std::string_view headend);
-
-struct Choice {
-    std::string headend;
-    std::string device;
-};
-
-void saveChoice(sqlite::Connection& connection, std::string_view user, const Choice& choice);
-std::optional<Choice> loadChoice(sqlite::Connection& connection, std::string_view user);
 
 }  // namespace corvaned::lineup

@@ -155,7 +155,7 @@ http::Reply XmltvFeed::answer(const http::Request& request)
 
 std::string XmltvFeed::guideDigest()
 {
-    const Store::Lease lease = m_store.lease();
+    const GuideFile::Lease lease = m_guide.lease();
     sqlite::Query query(*lease, "SELECT value FROM guide WHERE name = 'digest'");
     return query.next() ? std::string(query.text(0)) : "none";
 }
@@ -193,7 +193,7 @@ std::shared_ptr<const XmltvFeed::Version> XmltvFeed::exported(const std::string&
     ListingFile plain;
     ListingFile packed;
     GzipWriter packer(packed);
-    const Store::Lease lease = m_store.lease();
+    const GuideFile::Lease lease = m_guide.lease();
     exportListing(*lease, [&](std::string_view piece) {
         plain.write(piece);
         packer.write(piece);

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "GuideFile.h"
 #include "HttpMessages.h"
 #include "KeyAccess.h"
-#include "Store.h"
 
 namespace corvaned {
 
@@ -17,8 +17,8 @@ namespace corvaned {
 /// [any thread]
 class XmltvFeed {
 public:
-    /// @param store  must outlive the feed
-    XmltvFeed(Store& store, KeyAccess access) : m_store(store), m_access(std::move(access)) {}
+    /// @param guide  must outlive the feed
+    XmltvFeed(GuideFile& guide, KeyAccess access) : m_guide(guide), m_access(std::move(access)) {}
 
     static bool hasPath(std::string_view path);
 
@@ -34,7 +34,7 @@ private:
     std::shared_ptr<const Version> current();
     std::shared_ptr<const Version> exported(const std::string& digest);
 
-    Store& m_store;
+    GuideFile& m_guide;
     const KeyAccess m_access;
     std::mutex m_building;
     std::mutex m_lock;  // guards m_version

@@ -1,4 +1,4 @@
-// The tables of places, headends and their line-ups, a step of the schema (Store.cpp). PlacesImport.h fills them,
+// The tables of places, headends and their line-ups, a step of the schema (GuideSchema.h). PlacesImport.h fills them,
 // Lineup.h reads them.
 #pragma once
 

@@ -15,8 +15,6 @@ using SteadyClock = std::chrono::steady_clock;
 // Instructions of SQLite's virtual machine between two checks of the limit; they take about 20 microseconds.
 constexpr int kStepsPerLook = 1000;
 
-// How long a writer waits for another one. Readers never wait.
-constexpr std::chrono::milliseconds kBusyTime{10'000};
 constexpr std::chrono::milliseconds kBusyPause{5};
 
 // A statement as messages show it: on one line, without runs of blanks, and cut off if it is long.
@@ -115,11 +113,11 @@ int Connection::onProgress(void* connection)
 int Connection::onBusy(void* connection, int count)
 {
     auto& self = *static_cast<Connection*>(connection);
-    // A write may wait for an import to end, which may take longer than the limit of a statement.
+    // The limit is for the statement's own work.
     const auto deadline = std::exchange(self.m_deadline, SteadyClock::time_point::max());
     const bool wanted = self.isWanted();
     self.m_deadline = deadline;
-    if (!wanted || count * kBusyPause >= kBusyTime) {
+    if (!wanted || count * kBusyPause >= self.m_busyTime) {
         return 0;
     }
     std::this_thread::sleep_for(kBusyPause);

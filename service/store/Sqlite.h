@@ -1,5 +1,5 @@
 // The parts of SQLite that the service uses: a connection with its prepared statements, a query, a transaction.
-// Store.h opens the service's database with them.
+// GuideFile.h and SqliteViewers.h open databases with them.
 #pragma once
 
 #include <chrono>
@@ -64,6 +64,9 @@ public:
     /// The number of rows that the last statement changed.
     int changes() const { return sqlite3_changes(m_handle.get()); }
 
+    /// How long a statement waits for locks of other connections; 10 s at first. It may exceed a StatementLimit.
+    void setBusyTime(std::chrono::milliseconds time) { m_busyTime = time; }
+
     sqlite3* handle() const { return m_handle.get(); }
 
 private:
@@ -83,6 +86,7 @@ private:
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> m_handle;
     Idle m_idle;  // prepared statements without a living query, by their SQL
     class StatementLimit* m_limit = nullptr;
+    std::chrono::milliseconds m_busyTime{10'000};
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
 };
 
@@ -132,6 +136,16 @@ public:
 
     /// Binds one parameter, counted from 1. The string is copied.
     void bindText(int place, std::string_view value) { bindOne(place, value); }
+
+    /// Binds one parameter, counted from 1.
+    void bindNumber(int place, std::int64_t value) { bindOne(place, value); }
+
+    /// Binds bytes to one parameter, counted from 1. They are copied.
+    void bindBlob(int place, std::string_view bytes)
+    {
+        check(sqlite3_bind_blob64(m_statement.handle.get(), place, bytes.data() == nullptr ? "" : bytes.data(),
+                                  bytes.size(), SQLITE_TRANSIENT));
+    }
 
     /// Binds NULL to one parameter, counted from 1.
     void bindNull(int place) { check(sqlite3_bind_null(m_statement.handle.get(), place)); }

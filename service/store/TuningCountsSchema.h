@@ -1,5 +1,5 @@
-// The counts that recommendations read, a step of the schema (Store.cpp). Triggers update them when `tuning` changes,
-// so that no request has to count a million tunings. Recommend.h reads them.
+// The counts that recommendations read, a step of the schema (SqliteViewerSchema.h). Triggers update them when `tuning`
+// changes, so that no request has to count a million tunings. Recommend.h reads them.
 #pragma once
 
 namespace corvaned {

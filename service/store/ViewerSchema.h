@@ -1,4 +1,5 @@
-// The tables of what viewers keep, a step of the schema (Store.cpp). Viewer.h writes them; Recommend.h reads them.
+// The tables of what viewers keep, a step of the schema (SqliteViewerSchema.h). Viewer.h writes them; Recommend.h reads
+// them.
 #pragma once
 
 namespace corvaned {

@@ -2,18 +2,19 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <map>
 #include <set>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
+#include "Guide.h"
 #include "OnAir.h"
 #include "Programmes.h"
 
 namespace corvaned::recommend {
 namespace {
-
-using sqlite::Query;
 
 constexpr std::int64_t kHistory = 28 * kDay;
 constexpr std::int64_t kMissedSpan = 7 * kDay;
@@ -22,22 +23,18 @@ constexpr std::int64_t kHalfHour = 1800;
 constexpr int kSlots = static_cast<int>(kDay / kSlot);
 constexpr std::size_t kPerSlot = 5;
 constexpr std::size_t kFallback = 10;
-constexpr std::int64_t kAll = -1;  // no LIMIT
-constexpr std::int64_t kMissedMost = 100;
+constexpr std::size_t kAll = SIZE_MAX;
+constexpr std::size_t kMissedMost = 100;
 
 // Counts a viewer once a day for a channel, so that zapping does not decide.
-constexpr std::string_view kPopular = R"sql(
-    SELECT channel.source_id
-    FROM channel LEFT JOIN (
-        SELECT source_id, sum(users) AS score FROM tuned_day WHERE day > ?1 GROUP BY source_id) USING (source_id)
-    ORDER BY coalesce(score, 0) DESC, position LIMIT ?2
-)sql";
+constexpr std::string_view kPopularity =
+    "SELECT source_id, sum(users) AS score FROM tuned_day WHERE day > ? GROUP BY source_id";
 
 // Half hours are enough, since the offsets of nearly all zones are multiples of them; the others are off by a quarter
 // of an hour here.
 constexpr std::string_view kHabit = R"sql(
     SELECT source_id, at / 1800 AS half_hour, count(*) AS times
-    FROM tuning WHERE user_id = ? AND at > ? AND at <= ? GROUP BY source_id, half_hour
+    FROM tuning WHERE user_id = ? AND at > ? AND at <= ? GROUP BY source_id, at / 1800
 )sql";
 
 // The counts, and with a minus those that the next tuning will forget.
@@ -47,56 +44,34 @@ constexpr std::string_view kHabitOfAll = R"sql(
     SELECT source_id, half_hour % 48, -users FROM tuned_half_hour WHERE half_hour <= ?
 )sql";
 
+constexpr std::string_view kHabitualChannels = R"sql(
+    SELECT source_id FROM tuning WHERE user_id = ? AND at > ? AND at <= ?
+    GROUP BY source_id ORDER BY count(*) DESC, max(at) DESC
+)sql";
+
 constexpr std::string_view kNext = "SELECT id FROM airing WHERE start >= ? ORDER BY start, id LIMIT ?";
 
-// Airings of contents that a user is interested in. ?1 is the user, ?2 from, ?3 to, ?4 whether watched contents count.
-constexpr const char* kWishes = R"sql(
-    SELECT content_id, series_id FROM wish LEFT JOIN remembered_content USING (content_id)
-    WHERE user_id = ?1 AND watched <= ?4
-)sql";
-const std::string kWished = std::string("WITH wished AS MATERIALIZED (") + kWishes + ") ";
-const std::string kIsWished = guide::onAirDuring("?2", "?3") + R"sql(
-    AND (content_id IN (SELECT content_id FROM wished)
-         OR (series_id <> 0 AND series_id IN (SELECT series_id FROM wished)))
-    AND content_id NOT IN (SELECT content_id FROM dislike WHERE user_id = ?1)
-)sql";
-const std::string kIsOverAndUnseen = R"sql(
-    AND stop <= ?3
-    AND NOT EXISTS (SELECT 1 FROM tuning
-                    WHERE user_id = ?1 AND tuning.source_id = airing.source_id AND at >= start AND at < stop)
+// Airings by time, ?1 to ?2; those of the contents ?3 and the series ?4 only, both arrays of JSON.
+const std::string kAirings = "SELECT id, content_id, series_id, source_id, start, stop FROM airing ";
+const std::string kAmong = "WHERE " + guide::onAirDuring("?1", "?2") + R"sql(
+    AND (content_id IN (SELECT value FROM json_each(?3))
+         OR (series_id <> 0 AND series_id IN (SELECT value FROM json_each(?4))))
 )sql";
 const std::string kIsMissed =
     kIsOverAndUnseen + "AND content_id NOT IN (SELECT content_id FROM tuning WHERE user_id = ?1) ";
 
+// An order of airings and the index that has it.
+struct AiringOrder {
+    const char* index;
+    const char* order;
+};
+constexpr AiringOrder kLatestFirst = {"airing_by_start", "ORDER BY start DESC, id"};
+constexpr AiringOrder kSoonestFirst = {"airing_by_start", "ORDER BY start, id"};
+constexpr AiringOrder kByTitle = {"airing_by_title", "ORDER BY title, start DESC, id"};
+
 // From this number of wishes on, it is faster to walk through the airings in the order wanted and to stop at the last
 // one needed. A user with fewer wishes has few airings, which are found by content.
-constexpr std::int64_t kManyWishes = 500;
-struct ByWishes {
-    std::string few;
-    std::string many;
-};
-
-// @param index  the index that has the order of the rows
-ByWishes wishedAirings(const char* index, const std::string& rest)
-{
-    const std::string select = kWished + "SELECT id, content_id FROM airing ";
-    return {select + "WHERE " + kIsWished + rest, select + "INDEXED BY " + index + " WHERE " + kIsWished + rest};
-}
-
-const ByWishes kMissedByTime = wishedAirings("airing_by_start", kIsMissed + "ORDER BY start DESC, id");
-const ByWishes kMissedByTitle = wishedAirings("airing_by_title", kIsMissed + "ORDER BY title, start DESC, id");
-const ByWishes kWishedSoon = wishedAirings("airing_by_start", "ORDER BY start, id");
-
-const std::string kMissedByChannel = kWished +
-                                     "SELECT id, content_id FROM airing JOIN channel USING (source_id) WHERE " +
-                                     kIsWished + kIsMissed + "ORDER BY position, start DESC, id";
-
-// No index has the order of the line-up, so many wishes are looked up in memory, one channel after the other: ?4.
-constexpr std::string_view kPassed = R"sql(
-    SELECT content_id FROM tuning WHERE user_id = ?1 UNION ALL SELECT content_id FROM dislike WHERE user_id = ?1
-)sql";
-const std::string kOverOnChannel = "SELECT id, content_id, series_id FROM airing WHERE source_id = ?4 AND " +
-                                   guide::onAirDuring("?2", "?3") + kIsOverAndUnseen + "ORDER BY start DESC, id";
+constexpr std::size_t kManyWishes = 500;
 
 // A common series weighs more than any number of people, one person more than any number of genres. ?1 is the content,
 // ?2 its series, ?3 now.
@@ -118,123 +93,166 @@ constexpr std::string_view kRelated = R"sql(
     GROUP BY content_id ORDER BY 2 DESC, content_id LIMIT ?4
 )sql";
 
-constexpr std::string_view kHabitualChannels = R"sql(
-    SELECT source_id FROM tuning WHERE user_id = ? AND at > ? AND at <= ?
-    GROUP BY source_id ORDER BY count(*) DESC, max(at) DESC
-)sql";
-
+// ?1 are the contents that interest the user, ?4 the disliked ones, both as arrays of JSON.
 const std::string kFilms = R"sql(
     WITH liked AS MATERIALIZED (
         SELECT DISTINCT genre_id FROM airing_genre JOIN airing ON airing.id = airing_id
-        WHERE content_id IN (SELECT content_id FROM wish WHERE user_id = ?1))
+        WHERE content_id IN (SELECT value FROM json_each(?1)))
     SELECT id, min(start),
            (SELECT count(*) FROM airing_genre WHERE airing_id = airing.id AND genre_id IN (SELECT genre_id FROM liked))
     FROM airing
     WHERE type = 'movie' AND )sql" +
                            guide::onAirDuring("?2", "?3") + R"sql(
-          AND content_id NOT IN (SELECT content_id FROM dislike WHERE user_id = ?1)
-    GROUP BY content_id ORDER BY 3 DESC, 2, id LIMIT ?4
+          AND content_id NOT IN (SELECT value FROM json_each(?4))
+    GROUP BY content_id ORDER BY 3 DESC, 2, id LIMIT ?5
 )sql";
 
-std::vector<std::int64_t> numbersOf(Query& rows)
+using Numbers = std::unordered_set<std::int64_t>;
+
+// What a user cares about.
+struct Interests {
+    Numbers contents;
+    Numbers series;
+    Numbers disliked;
+
+    bool isWished(std::int64_t content, std::int64_t ofSeries) const
+    {
+        return (contents.count(content) > 0 || (ofSeries != 0 && series.count(ofSeries) > 0)) &&
+               disliked.count(content) == 0;
+    }
+};
+
+// What a user has tuned to.
+struct Tunings {
+    Numbers contents;
+    std::unordered_map<std::int64_t, std::vector<Instant>> times;  // by source
+
+    bool hasSeen(std::int64_t content, std::int64_t source, Instant start, Instant stop) const
+    {
+        const auto found = times.find(source);
+        return contents.count(content) > 0 ||
+               (found != times.end() && std::any_of(found->second.begin(), found->second.end(),
+                                                    [&](Instant at) { return at >= start && at < stop; }));
+    }
+};
+
+template <typename Row>
+std::vector<std::int64_t> numbersOf(Row& rows, std::string_view column)
 {
     std::vector<std::int64_t> numbers;
     while (rows.next()) {
-        numbers.push_back(rows.number(0));
+        numbers.push_back(rows.number(column));
     }
     return numbers;
 }
 
-bool hasManyWishes(sqlite::Connection& connection, std::string_view user, std::int64_t watched)
+std::string jsonOf(const Numbers& numbers)
 {
-    Query count(connection, "SELECT count(*) FROM (SELECT 1 FROM wish WHERE user_id = ? AND watched <= ? LIMIT ?)");
-    count.bind(user, watched, kManyWishes).next();
-    return count.number(0) >= kManyWishes;
+    std::string json = "[";
+    for (const std::int64_t number : numbers) {
+        json += (json.size() > 1 ? "," : "") + std::to_string(number);
+    }
+    return json + "]";
 }
 
-std::string_view queryFor(sqlite::Connection& connection, const ByWishes& queries, std::string_view user,
-                          std::int64_t watched)
+Interests interestsOf(SqlConnection& connection, std::string_view user, Wish wish)
 {
-    return hasManyWishes(connection, user, watched) ? queries.many : queries.few;
+    Interests interests;
+    SqlQuery wishes(connection,
+                    "SELECT content_id, coalesce(series_id, 0) AS series_id FROM wish "
+                    "LEFT JOIN remembered_content USING (content_id) WHERE user_id = ? AND watched <= ?");
+    wishes.bind(user, std::int64_t{wish == Wish::Watched});
+    while (wishes.next()) {
+        interests.contents.insert(wishes.number("content_id"));
+        interests.series.insert(wishes.number("series_id"));
+    }
+    SqlQuery dislikes(connection, "SELECT content_id FROM dislike WHERE user_id = ?");
+    dislikes.bind(user);
+    while (dislikes.next()) {
+        interests.disliked.insert(dislikes.number("content_id"));
+    }
+    return interests;
 }
 
-// One user's wishes, in memory.
-class WishSets {
-public:
-    WishSets(sqlite::Connection& connection, std::string_view user, std::int64_t watched)
-    {
-        Query wishes(connection, kWishes);
-        wishes.bind(user, 0, 0, watched);
-        while (wishes.next()) {
-            m_contents.insert(wishes.number("content_id"));
-            m_series.insert(wishes.number("series_id"));
-        }
-        m_series.erase(0);
-        Query passed(connection, kPassed);
-        passed.bind(user);
-        while (passed.next()) {
-            m_passed.insert(passed.number("content_id"));
-        }
+Tunings tuningsOf(SqlConnection& connection, std::string_view user)
+{
+    Tunings tunings;
+    SqlQuery rows(connection, "SELECT source_id, at, content_id FROM tuning WHERE user_id = ?");
+    rows.bind(user);
+    while (rows.next()) {
+        tunings.contents.insert(rows.number("content_id"));
+        tunings.times[rows.number("source_id")].push_back(rows.number("at"));
     }
+    return tunings;
+}
 
-    bool has(std::int64_t content, std::int64_t series) const
-    {
-        return (m_contents.count(content) > 0 || m_series.count(series) > 0) && m_passed.count(content) == 0;
-    }
-
-private:
-    std::unordered_set<std::int64_t> m_contents;
-    std::unordered_set<std::int64_t> m_series;
-    std::unordered_set<std::int64_t> m_passed;  // contents that the user disliked or tuned to
+struct WishedAiring {
+    std::int64_t id;
+    std::int64_t source;
 };
 
-// The ids of the first row of each content, `most` at most. The rows have the columns id and content_id.
-std::vector<std::int64_t> firstOfContents(Query& rows, std::int64_t most)
+// The first airing of each content that interests the user, in the order wanted, `most` at most.
+// @param isTaken  decides about a row of kAirings
+std::vector<WishedAiring> wishedAirings(sqlite::Connection& guide, const Interests& interests, Instant from, Instant to,
+                                        const AiringOrder& order, std::size_t most,
+                                        const std::function<bool(const sqlite::Query& row)>& isTaken)
 {
-    std::vector<std::int64_t> airings;
-    std::set<std::int64_t> contents;
-    while (static_cast<std::int64_t>(airings.size()) < most && rows.next()) {
-        if (contents.insert(rows.number("content_id")).second) {
-            airings.push_back(rows.number("id"));
+    const bool areFew = interests.contents.size() < kManyWishes;
+    const std::string among =
+        areFew ? kAmong : std::string("INDEXED BY ") + order.index + " WHERE " + guide::onAirDuring("?1", "?2");
+    sqlite::Query rows(guide, kAirings + among + order.order);
+    if (areFew) {
+        rows.bind(from, to, jsonOf(interests.contents), jsonOf(interests.series));
+    } else {
+        rows.bind(from, to);
+    }
+    std::vector<WishedAiring> airings;
+    Numbers contents;
+    while (airings.size() < most && rows.next()) {
+        const std::int64_t content = rows.number("content_id");
+        if (interests.isWished(content, rows.number("series_id")) && contents.count(content) == 0 && isTaken(rows)) {
+            contents.insert(content);
+            airings.push_back({rows.number("id"), rows.number("source_id")});
         }
     }
     return airings;
 }
 
-// As firstOfContents of kMissedByChannel.
-std::vector<std::int64_t> missedByChannel(sqlite::Connection& connection, std::string_view user, Instant now,
-                                          std::int64_t watched)
+using Scores = std::unordered_map<std::int64_t, std::int64_t>;  // by source
+
+Scores popularityOf(SqlConnection& connection, Instant now)
 {
-    const WishSets wishes(connection, user, watched);
+    Scores scores;
+    SqlQuery rows(connection, kPopularity);
+    rows.bind((now - kHistory) / kDay);
+    while (rows.next()) {
+        scores[rows.number("source_id")] = rows.number("score");
+    }
+    return scores;
+}
+
+// The sources of the line-up, the highest score first.
+std::vector<std::int64_t> byScore(sqlite::Connection& guide, const Scores& scores, std::size_t most)
+{
+    std::vector<std::pair<std::int64_t, std::int64_t>> ranked;  // minus the score, then the source
+    guide::forEachChannel(guide, [&](const guide::Channel& channel) {
+        const auto score = scores.find(channel.source);
+        ranked.emplace_back(score == scores.end() ? 0 : -score->second, channel.source);
+    });
+    std::stable_sort(ranked.begin(), ranked.end(),
+                     [](const auto& left, const auto& right) { return left.first < right.first; });
     std::vector<std::int64_t> sources;
-    {
-        Query lineup(connection, "SELECT source_id FROM channel ORDER BY position, source_id");
-        sources = numbersOf(lineup);
+    for (std::size_t i = 0; i < ranked.size() && i < most; ++i) {
+        sources.push_back(ranked[i].second);
     }
-    std::vector<std::int64_t> airings;
-    std::set<std::int64_t> contents;
-    for (const std::int64_t source : sources) {
-        Query rows(connection, kOverOnChannel);
-        rows.bind(user, now - kMissedSpan, now, source);
-        while (rows.next()) {
-            const std::int64_t content = rows.number("content_id");
-            if (!wishes.has(content, rows.number("series_id")) || !contents.insert(content).second) {
-                continue;
-            }
-            airings.push_back(rows.number("id"));
-            if (static_cast<std::int64_t>(airings.size()) == kMissedMost) {
-                return airings;
-            }
-        }
-    }
-    return airings;
+    return sources;
 }
 
 // The id of the airing that is on at that moment; 0 if the channel has none.
-std::int64_t onAt(sqlite::Connection& connection, std::int64_t source, Instant at)
+std::int64_t onAt(sqlite::Connection& guide, std::int64_t source, Instant at)
 {
     std::int64_t airing = 0;
-    guide::onAir(connection, source, at, {}, [&](const guide::Programme& programme) { airing = programme.airing; });
+    guide::onAir(guide, source, at, {}, [&](const guide::Programme& programme) { airing = programme.airing; });
     return airing;
 }
 
@@ -246,10 +264,10 @@ Instant slotBegin(const Zone& zone, Instant at)
 
 using Habit = std::map<int, std::map<std::int64_t, std::int64_t>>;  // times by slot, then by source
 
-Habit habitOf(sqlite::Connection& connection, std::string_view user, const Zone& zone, Instant now)
+Habit habitOf(SqlConnection& connection, std::string_view user, const Zone& zone, Instant now)
 {
     Habit habit;
-    Query rows(connection, kHabit);
+    SqlQuery rows(connection, kHabit);
     rows.bind(user, now - kHistory, now);
     while (rows.next()) {
         habit[timeslotOf(zone, rows.number("half_hour") * kHalfHour)][rows.number("source_id")] += rows.number("times");
@@ -258,14 +276,14 @@ Habit habitOf(sqlite::Connection& connection, std::string_view user, const Zone&
 }
 
 // Maps half hours of UTC to today's half hours in the zone, also for days before a change of its clock.
-Habit habitOfAll(sqlite::Connection& connection, const Zone& zone, Instant now)
+Habit habitOfAll(SqlConnection& connection, const Zone& zone, Instant now)
 {
     std::array<int, kDay / kHalfHour> slots{};
     for (std::size_t i = 0; i < slots.size(); ++i) {
         slots[i] = timeslotOf(zone, now / kDay * kDay + static_cast<Instant>(i) * kHalfHour);
     }
     Habit habit;
-    Query rows(connection, kHabitOfAll);
+    SqlQuery rows(connection, kHabitOfAll);
     rows.bind((now - kHistory) / kHalfHour);
     while (rows.next()) {
         habit[slots.at(static_cast<std::size_t>(rows.number("half_hour_of_day")))][rows.number("source_id")] +=
@@ -274,8 +292,7 @@ Habit habitOfAll(sqlite::Connection& connection, const Zone& zone, Instant now)
     return habit;
 }
 
-std::vector<SlotPick> picksOf(sqlite::Connection& connection, Habit counts, const Zone& zone, Instant now,
-                              Reason reason)
+std::vector<SlotPick> picksOf(sqlite::Connection& guide, Habit counts, const Zone& zone, Instant now, Reason reason)
 {
     std::vector<SlotPick> picks;
     for (int ahead = 0; ahead < kSlots; ++ahead) {
@@ -290,7 +307,7 @@ std::vector<SlotPick> picksOf(sqlite::Connection& connection, Habit counts, cons
         std::sort(ranked.begin(), ranked.end());
         int sequence = 0;
         for (std::size_t i = 0; i < ranked.size() && i < kPerSlot; ++i) {
-            if (const std::int64_t airing = onAt(connection, ranked[i].second, at); airing != 0) {
+            if (const std::int64_t airing = onAt(guide, ranked[i].second, at); airing != 0) {
                 picks.push_back({airing, slot, ++sequence, reason});
             }
         }
@@ -300,16 +317,18 @@ std::vector<SlotPick> picksOf(sqlite::Connection& connection, Habit counts, cons
 
 }  // namespace
 
-std::vector<std::int64_t> popularChannels(sqlite::Connection& connection, Instant now, std::int64_t count)
+std::vector<std::int64_t> popularChannels(ViewerStore& viewers, sqlite::Connection& guide, Instant now,
+                                          std::int64_t count)
 {
-    Query rows(connection, kPopular);
-    return numbersOf(rows.bind((now - kHistory) / kDay, count));
+    Scores scores;
+    viewers.read([&](SqlConnection& connection) { scores = popularityOf(connection, now); });
+    return byScore(guide, scores, static_cast<std::size_t>(count));
 }
 
-void forgetOldCounts(sqlite::Connection& connection, Instant now)
+void forgetOldCounts(SqlConnection& connection, Instant now)
 {
-    Query(connection, "DELETE FROM tuned_day WHERE day <= ?").bind((now - kHistory) / kDay).run();
-    Query(connection, "DELETE FROM tuned_half_hour WHERE half_hour <= ?").bind((now - kHistory) / kHalfHour).run();
+    SqlQuery(connection, "DELETE FROM tuned_day WHERE day <= ?").bind((now - kHistory) / kDay).run();
+    SqlQuery(connection, "DELETE FROM tuned_half_hour WHERE half_hour <= ?").bind((now - kHistory) / kHalfHour).run();
 }
 
 int timeslotOf(const Zone& zone, Instant at)
@@ -317,31 +336,40 @@ int timeslotOf(const Zone& zone, Instant at)
     return static_cast<int>((at - zone.midnight(at)) / kSlot) % kSlots + 1;
 }
 
-std::vector<SlotPick> slotsOf(sqlite::Connection& connection, std::string_view user, const Zone& zone, Instant now)
+std::vector<SlotPick> slotsOf(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, const Zone& zone,
+                              Instant now)
 {
-    std::vector<SlotPick> picks = picksOf(connection, habitOf(connection, user, zone, now), zone, now, Reason::History);
-    return picks.empty() ? slotsOfAll(connection, zone, now) : picks;
+    Habit habit;
+    viewers.read([&](SqlConnection& connection) { habit = habitOf(connection, user, zone, now); });
+    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, Reason::History);
+    return picks.empty() ? slotsOfAll(viewers, guide, zone, now) : picks;
 }
 
-std::vector<SlotPick> slotsOfAll(sqlite::Connection& connection, const Zone& zone, Instant now)
+std::vector<SlotPick> slotsOfAll(ViewerStore& viewers, sqlite::Connection& guide, const Zone& zone, Instant now)
 {
-    std::vector<SlotPick> picks = picksOf(connection, habitOfAll(connection, zone, now), zone, now, Reason::Popular);
+    Habit habit;
+    Scores scores;
+    viewers.read([&](SqlConnection& connection) {
+        habit = habitOfAll(connection, zone, now);
+        scores = popularityOf(connection, now);
+    });
+    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, Reason::Popular);
     if (!picks.empty()) {
         return picks;
     }
     // Falls back to what is on now or comes next, because clients take an empty list for a failure.
     std::vector<std::int64_t> airings;
-    for (const std::int64_t source : popularChannels(connection, now, kAll)) {
+    for (const std::int64_t source : byScore(guide, scores, kAll)) {
         if (airings.size() == kFallback) {
             break;
         }
-        if (const std::int64_t airing = onAt(connection, source, now); airing != 0) {
+        if (const std::int64_t airing = onAt(guide, source, now); airing != 0) {
             airings.push_back(airing);
         }
     }
     if (airings.empty()) {
-        Query rows(connection, kNext);
-        airings = numbersOf(rows.bind(now, std::int64_t{kFallback}));
+        sqlite::Query rows(guide, kNext);
+        airings = numbersOf(rows.bind(now, std::int64_t{kFallback}), "id");
     }
     int sequence = 0;
     for (const std::int64_t airing : airings) {
@@ -350,65 +378,93 @@ std::vector<SlotPick> slotsOfAll(sqlite::Connection& connection, const Zone& zon
     return picks;
 }
 
-std::vector<std::int64_t> missed(sqlite::Connection& connection, std::string_view user, Instant now, Wish wish,
-                                 MissedOrder order)
+std::vector<std::int64_t> missed(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Instant now,
+                                 Wish wish, MissedOrder order)
 {
-    const std::int64_t watched = wish == Wish::Watched ? 1 : 0;
-    std::string_view query = kMissedByChannel;
-    if (order != MissedOrder::Channel) {
-        query = queryFor(connection, order == MissedOrder::Time ? kMissedByTime : kMissedByTitle, user, watched);
-    } else if (hasManyWishes(connection, user, watched)) {
-        return missedByChannel(connection, user, now, watched);
+    Interests interests;
+    Tunings tunings;
+    viewers.read([&](SqlConnection& connection) {
+        interests = interestsOf(connection, user, wish);
+        tunings = tuningsOf(connection, user);
+    });
+    const auto isMissed = [&](const sqlite::Query& row) {
+        const Instant stop = row.number("stop");
+        return stop <= now &&
+               !tunings.hasSeen(row.number("content_id"), row.number("source_id"), row.number("start"), stop);
+    };
+    std::vector<WishedAiring> airings =
+        wishedAirings(guide, interests, now - kMissedSpan, now, order == MissedOrder::Title ? kByTitle : kLatestFirst,
+                      order == MissedOrder::Channel ? kAll : kMissedMost, isMissed);
+    if (order == MissedOrder::Channel) {
+        Scores positions;
+        guide::forEachChannel(guide, [&](const guide::Channel& channel) {
+            positions.emplace(channel.source, static_cast<std::int64_t>(positions.size()));
+        });
+        std::stable_sort(airings.begin(), airings.end(), [&](const WishedAiring& left, const WishedAiring& right) {
+            return positions[left.source] < positions[right.source];
+        });
     }
-    Query rows(connection, query);
-    return firstOfContents(rows.bind(user, now - kMissedSpan, now, watched), kMissedMost);
+    std::vector<std::int64_t> ids;
+    for (std::size_t i = 0; i < airings.size() && i < kMissedMost; ++i) {
+        ids.push_back(airings[i].id);
+    }
+    return ids;
 }
 
-std::vector<std::int64_t> related(sqlite::Connection& connection, std::int64_t content, std::int64_t series,
-                                  Instant now, std::int64_t count)
+std::vector<std::int64_t> related(sqlite::Connection& guide, std::int64_t content, std::int64_t series, Instant now,
+                                  std::int64_t count)
 {
-    Query rows(connection, kRelated);
-    return numbersOf(rows.bind(content, series, now, count));
+    sqlite::Query rows(guide, kRelated);
+    return numbersOf(rows.bind(content, series, now, count), "content_id");
 }
 
-std::vector<std::int64_t> television(sqlite::Connection& connection, std::string_view user, Instant now,
-                                     std::int64_t count)
+std::vector<std::int64_t> television(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user,
+                                     Instant now, std::int64_t count)
 {
-    constexpr std::int64_t kAlsoWatched = 1;
-    std::vector<std::int64_t> airings;
-    {
-        Query rows(connection, queryFor(connection, kWishedSoon, user, kAlsoWatched));
-        airings = firstOfContents(rows.bind(user, now, now + kDay, kAlsoWatched), count);
-    }
+    Interests interests;
     std::vector<std::int64_t> sources;
-    {
-        Query rows(connection, kHabitualChannels);
-        sources = numbersOf(rows.bind(user, now - kHistory, now));
+    Scores scores;
+    viewers.read([&](SqlConnection& connection) {
+        interests = interestsOf(connection, user, Wish::Watched);
+        SqlQuery rows(connection, kHabitualChannels);
+        sources = numbersOf(rows.bind(user, now - kHistory, now), "source_id");
+        scores = popularityOf(connection, now);
+    });
+    std::vector<std::int64_t> airings;
+    for (const WishedAiring& airing :
+         wishedAirings(guide, interests, now, now + kDay, kSoonestFirst, static_cast<std::size_t>(count),
+                       [](const sqlite::Query&) { return true; })) {
+        airings.push_back(airing.id);
     }
-    const std::vector<std::int64_t> popular = popularChannels(connection, now, kAll);
+    const std::vector<std::int64_t> popular = byScore(guide, scores, kAll);
     sources.insert(sources.end(), popular.begin(), popular.end());
     std::set<std::int64_t> taken(airings.begin(), airings.end());
     for (const std::int64_t source : sources) {
         if (static_cast<std::int64_t>(airings.size()) >= count) {
             break;
         }
-        if (const std::int64_t airing = onAt(connection, source, now); airing != 0 && taken.insert(airing).second) {
+        if (const std::int64_t airing = onAt(guide, source, now); airing != 0 && taken.insert(airing).second) {
             airings.push_back(airing);
         }
     }
     return airings;
 }
 
-std::vector<std::int64_t> films(sqlite::Connection& connection, std::string_view user, Instant now, std::int64_t count)
+std::vector<std::int64_t> films(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Instant now,
+                                std::int64_t count)
 {
-    Query rows(connection, kFilms);
-    return numbersOf(rows.bind(user, now, now + 2 * kDay, count));
+    Interests interests;
+    viewers.read([&](SqlConnection& connection) { interests = interestsOf(connection, user, Wish::Watched); });
+    sqlite::Query rows(guide, kFilms);
+    return numbersOf(rows.bind(jsonOf(interests.contents), now, now + 2 * kDay, jsonOf(interests.disliked), count),
+                     "id");
 }
 
-std::vector<App> apps(sqlite::Connection& connection)
+std::vector<App> apps(sqlite::Connection& guide)
 {
     std::vector<App> list;
-    Query rows(connection, "SELECT id, title, category, image_url, image_width, image_height FROM app ORDER BY place");
+    sqlite::Query rows(guide,
+                       "SELECT id, title, category, image_url, image_width, image_height FROM app ORDER BY place");
     while (rows.next()) {
         list.push_back({std::string(rows.text("id")), std::string(rows.text("title")),
                         std::string(rows.text("category")), std::string(rows.text("image_url")),

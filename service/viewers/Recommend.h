@@ -1,5 +1,6 @@
-// Recommendations, computed from what viewers have done (Viewer.h) and from what is on. Functions return ids of the
-// guide's airings, which guide::airing reads. Callers hold a read transaction, so that no import comes in between.
+// Recommendations, computed from what viewers have done (Viewer.h) and from what is on: the viewers' store gives small
+// lists, and the guide is asked about them. Functions return ids of the guide's airings, which guide::airing reads on
+// the same connection.
 #pragma once
 
 #include <cstdint>
@@ -9,15 +10,17 @@
 
 #include "Clock.h"
 #include "Sqlite.h"
+#include "ViewerStore.h"
 
 namespace corvaned::recommend {
 
 /// The sources of the line-up by popularity: first those to which most viewers tuned on most of the last 28 days of
 /// UTC. Equals are in the order of the line-up.
-std::vector<std::int64_t> popularChannels(sqlite::Connection& connection, Instant now, std::int64_t count);
+std::vector<std::int64_t> popularChannels(ViewerStore& viewers, sqlite::Connection& guide, Instant now,
+                                          std::int64_t count);
 
 /// Deletes counts of tunings that are older than four weeks. Call it in the transaction of a new tuning.
-void forgetOldCounts(sqlite::Connection& connection, Instant now);
+void forgetOldCounts(SqlConnection& connection, Instant now);
 
 /// The slot of three hours, by the zone's wall clock: slot 1 begins at midnight, slot 8 is the last.
 int timeslotOf(const Zone& zone, Instant at);
@@ -39,10 +42,11 @@ struct SlotPick {
 /// Picks for the current slot and the seven after it: the programmes on the channels to which the viewer usually tunes
 /// at that time of day, the most frequent channel first. For the current slot they are on now, for the others at the
 /// beginning of the slot. Without a history, as slotsOfAll.
-std::vector<SlotPick> slotsOf(sqlite::Connection& connection, std::string_view user, const Zone& zone, Instant now);
+std::vector<SlotPick> slotsOf(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, const Zone& zone,
+                              Instant now);
 
 /// As slotsOf, from the history of all viewers; without any history, what is on now or comes next.
-std::vector<SlotPick> slotsOfAll(sqlite::Connection& connection, const Zone& zone, Instant now);
+std::vector<SlotPick> slotsOfAll(ViewerStore& viewers, sqlite::Connection& guide, const Zone& zone, Instant now);
 
 enum class Wish : std::uint8_t {
     Followed,  // favourites and liked contents, and episodes of their series
@@ -57,22 +61,23 @@ enum class MissedOrder : std::uint8_t {
 
 /// Airings that ended within the last seven days, whose content interests the viewer and is not disliked, and which the
 /// viewer has missed: no tuning to the content, nor to the channel during the airing. The latest airing of each
-/// content; in the order of the line-up, the latest one on the first channel that has one.
-std::vector<std::int64_t> missed(sqlite::Connection& connection, std::string_view user, Instant now, Wish wish,
-                                 MissedOrder order);
+/// content.
+std::vector<std::int64_t> missed(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Instant now,
+                                 Wish wish, MissedOrder order);
 
 /// Contents of the guide that share a series, people or genres with the given one, the closest first.
 /// @param series  of that content; 0: none
-std::vector<std::int64_t> related(sqlite::Connection& connection, std::int64_t content, std::int64_t series,
-                                  Instant now, std::int64_t count);
+std::vector<std::int64_t> related(sqlite::Connection& guide, std::int64_t content, std::int64_t series, Instant now,
+                                  std::int64_t count);
 
 /// What is on or comes within a day: first what interests the viewer, then what is on at the viewer's most frequent
 /// channels, then at the most popular ones.
-std::vector<std::int64_t> television(sqlite::Connection& connection, std::string_view user, Instant now,
-                                     std::int64_t count);
+std::vector<std::int64_t> television(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user,
+                                     Instant now, std::int64_t count);
 
 /// Films that are on or come within two days; first those that share most genres with what interests the viewer.
-std::vector<std::int64_t> films(sqlite::Connection& connection, std::string_view user, Instant now, std::int64_t count);
+std::vector<std::int64_t> films(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Instant now,
+                                std::int64_t count);
 
 struct App {
     std::string id;
@@ -84,6 +89,6 @@ struct App {
 };
 
 /// The operator's apps, in the operator's order.
-std::vector<App> apps(sqlite::Connection& connection);
+std::vector<App> apps(sqlite::Connection& guide);
 
 }  // namespace corvaned::recommend

@@ -1,13 +1,18 @@
 // Sessions: auth/seedkey opens one. The token of every later request proves that its sender knows the session's seed
-// key and the shared secret. Sessions are in the database, so they survive a restart.
+// key and the shared secret. Sessions are in the viewers' store, so they survive a restart.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "Clock.h"
-#include "Sqlite.h"
+#include "ViewerStore.h"
 
 namespace corvaned {
 
@@ -26,17 +31,58 @@ enum class TokenCheck {
     Wrong,      // the session exists, but the user or the digest is wrong
 };
 
-/// Opens a session for a device and deletes those that have expired.
-/// @param lifetime  seconds until it expires
-ViewerSession openSession(sqlite::Connection& connection, std::string_view device, Instant now, std::int64_t lifetime);
+struct SessionLimits {
+    std::int64_t lifetime = 86400;   // seconds until a session expires
+    std::int64_t perDevice = 32;     // sessions; a further one ends the one that expires first
+    std::int64_t newDevices = 1000;  // of one address, or of one IPv6 network of 64 bits, in an hour; 0: any number
+};
+
+/// A client's address has brought too many new devices within this hour.
+class TooManyDevices : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Opens a session for a device.
+/// @param address    of the client; the limit of new devices does not apply to this machine's own
+/// @param removable  sessions that expired up to this moment are deleted
+/// @throws TooManyDevices
+ViewerSession openSession(ViewerStore& viewers, std::string_view device, std::string_view address, Instant now,
+                          const SessionLimits& limits, Instant removable);
 
 /// The token of a session: session, user and the SHA-1 of seed key, plus sign and secret, joined by plus signs.
 std::string sessionToken(const ViewerSession& session, std::string_view secret);
 
 /// Checks a token in constant time: the time does not reveal how much of it is right.
 /// @param user  receives the session's user if the token is good, else unchanged
-TokenCheck checkToken(sqlite::Connection& connection, std::string_view token, std::string_view secret, Instant now,
+TokenCheck checkToken(ViewerStore& viewers, std::string_view token, std::string_view secret, Instant now,
                       std::string& user);
+
+/// Checks tokens as checkToken(), and remembers the sessions that it has seen: for a minute it need not ask the store
+/// about them, and while the store is away they stay good until they expire.  [any thread]
+class SessionCheck {
+public:
+    explicit SessionCheck(ViewerStore& viewers) : m_viewers(viewers) {}
+
+    /// @throws StoreUnavailable if the store is away and the session was not seen before
+    TokenCheck check(std::string_view token, std::string_view secret, Instant now, std::string& user);
+
+private:
+    struct Seen {
+        ViewerSession session;
+        std::chrono::steady_clock::time_point asked;
+    };
+    using Sessions = std::map<std::string, Seen, std::less<>>;
+
+    std::optional<Seen> seen(std::string_view id);
+    void keep(const ViewerSession& session);
+    void forget(std::string_view id);
+
+    ViewerStore& m_viewers;
+    std::mutex m_lock;  // guards all below
+    Sessions m_recent;
+    Sessions m_earlier;  // what was in m_recent when it was full
+};
 
 /// Compares in constant time.
 bool sameSecret(std::string_view left, std::string_view right);

@@ -2,21 +2,30 @@
 
 namespace corvaned {
 
-void keepUpload(sqlite::Connection& connection, std::string_view user, const Upload& upload)
+void keepUpload(ViewerStore& viewers, std::string_view user, const Upload& upload)
 {
-    // A blob, because some of SQLite's functions cut text at the first zero byte.
-    sqlite::Query(connection, "INSERT OR REPLACE INTO upload VALUES (?, ?, ?, CAST(? AS BLOB))")
-        .bind(user, upload.filename, upload.received, upload.content)
-        .run();
+    viewers.write([&](SqlConnection& connection) {
+        SqlQuery(connection, R"sql(
+            INSERT INTO upload (user_id, filename, received, content) VALUES (?, ?, ?, ?)
+            ON CONFLICT (user_id) DO UPDATE
+            SET filename = excluded.filename, received = excluded.received, content = excluded.content
+        )sql")
+            .bind(user, upload.filename, upload.received, SqlBytes{upload.content})
+            .run();
+    });
 }
 
-std::optional<Upload> findUpload(sqlite::Connection& connection, std::string_view user)
+std::optional<Upload> findUpload(ViewerStore& viewers, std::string_view user)
 {
-    sqlite::Query row(connection, "SELECT filename, received, content FROM upload WHERE user_id = ?");
-    if (!row.bind(user).next()) {
-        return std::nullopt;
-    }
-    return Upload{std::string(row.text("filename")), row.number("received"), std::string(row.text("content"))};
+    std::optional<Upload> upload;
+    viewers.read([&](SqlConnection& connection) {
+        upload.reset();
+        SqlQuery row(connection, "SELECT filename, received, content FROM upload WHERE user_id = ?");
+        if (row.bind(user).next()) {
+            upload = {std::string(row.text("filename")), row.number("received"), std::string(row.text("content"))};
+        }
+    });
+    return upload;
 }
 
 }  // namespace corvaned

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "Clock.h"
-#include "Sqlite.h"
+#include "ViewerStore.h"
 
 namespace corvaned {
 
@@ -18,9 +18,9 @@ struct Upload {
 };
 
 /// Stores a user's file; it replaces an earlier one.
-void keepUpload(sqlite::Connection& connection, std::string_view user, const Upload& upload);
+void keepUpload(ViewerStore& viewers, std::string_view user, const Upload& upload);
 
 /// The file that the user sent last.
-std::optional<Upload> findUpload(sqlite::Connection& connection, std::string_view user);
+std::optional<Upload> findUpload(ViewerStore& viewers, std::string_view user);
 
 }  // namespace corvaned

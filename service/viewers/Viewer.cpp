@@ -1,6 +1,7 @@
 #include "Viewer.h"
 
 #include <algorithm>
+#include <map>
 #include <tuple>
 
 #include "Recommend.h"
@@ -10,83 +11,96 @@ namespace {
 
 constexpr std::int64_t kTuningsKept = 2000;  // per user; half a year at ten a day
 
-using sqlite::Query;
-using sqlite::Transaction;
+constexpr std::string_view kRemembered =
+    "SELECT content_id, series_id, type, season, episode, year, image_url, image_width, image_height, lang, title, "
+    "ep_title FROM remembered_content WHERE content_id = ?";
+constexpr std::string_view kInGuide =
+    "SELECT content_id, series_id, type, season, episode, year, image_url, image_width, image_height, lang, title, "
+    "ep_title FROM airing WHERE content_id = ? ORDER BY start DESC LIMIT 1";
 
-// Copies what the guide says about a content. If the guide has dropped the content, an earlier copy stays.
-void remember(sqlite::Connection& connection, std::int64_t content)
+template <typename Row>
+RememberedContent contentOf(const Row& row)
 {
-    Query(connection, R"sql(
-        INSERT OR REPLACE INTO remembered_content
-        SELECT content_id, series_id, type, season, episode, year, image_url, image_width, image_height, lang, title,
-               ep_title
-        FROM airing WHERE content_id = ? ORDER BY start DESC LIMIT 1
+    const auto text = [&row](const char* column) { return std::string(row.text(column)); };
+    const auto number = [&row](const char* column) { return static_cast<int>(row.number(column)); };
+    return {row.number("content_id"),
+            row.number("series_id"),
+            text("type"),
+            number("season"),
+            number("episode"),
+            number("year"),
+            text("image_url"),
+            row.number("image_width"),
+            row.number("image_height"),
+            text("lang"),
+            text("title"),
+            text("ep_title")};
+}
+
+// What the guide says about a content; nothing if it has dropped it.
+std::optional<RememberedContent> inGuide(sqlite::Connection& guide, std::int64_t content)
+{
+    sqlite::Query row(guide, kInGuide);
+    return row.bind(content).next() ? std::make_optional(contentOf(row)) : std::nullopt;
+}
+
+void remember(SqlConnection& connection, const RememberedContent& content)
+{
+    SqlQuery(connection, R"sql(
+        INSERT INTO remembered_content (content_id, series_id, type, season, episode, year, image_url, image_width,
+                                        image_height, lang, title, ep_title)
+        VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)
+        ON CONFLICT (content_id) DO UPDATE
+        SET series_id = excluded.series_id, type = excluded.type, season = excluded.season, episode = excluded.episode,
+            year = excluded.year, image_url = excluded.image_url, image_width = excluded.image_width,
+            image_height = excluded.image_height, lang = excluded.lang, title = excluded.title,
+            ep_title = excluded.ep_title
     )sql")
-        .bind(content)
+        .bind(content.content, content.series, content.type, std::int64_t{content.season},
+              std::int64_t{content.episode}, std::int64_t{content.year}, content.imageUrl, content.imageWidth,
+              content.imageHeight, content.lang, content.title, content.episodeTitle)
         .run();
 }
 
-bool isKnown(sqlite::Connection& connection, Subject subject, std::int64_t target)
+bool isRemembered(SqlConnection& connection, std::int64_t content)
+{
+    return SqlQuery(connection, "SELECT 1 AS one FROM remembered_content WHERE content_id = ?").bind(content).next();
+}
+
+bool isInGuide(sqlite::Connection& guide, Subject subject, std::int64_t target)
 {
     constexpr std::string_view kLookups[] = {"SELECT 1 FROM source WHERE id = ?",
-                                             "SELECT 1 FROM remembered_content WHERE content_id = ?",
+                                             "SELECT 1 FROM airing WHERE content_id = ?",
                                              "SELECT 1 FROM person WHERE id = ?"};
-    return Query(connection, kLookups[static_cast<std::size_t>(subject)]).bind(target).next();
+    return sqlite::Query(guide, kLookups[static_cast<std::size_t>(subject)]).bind(target).next();
 }
 
-// Copies a content that becomes a favourite, so that it can be shown after the guide has dropped it.
-bool rememberKnown(sqlite::Connection& connection, Subject subject, std::int64_t target)
+// Runs `change` if the guide has the target or a copy of it is kept. A content that the guide has is copied, so that it
+// can be shown after the guide has dropped it.
+bool writeAbout(ViewerStore& viewers, sqlite::Connection& guide, Subject subject, std::int64_t target,
+                const ViewerStore::Work& change)
 {
-    if (subject == Subject::Content) {
-        remember(connection, target);
-    }
-    return isKnown(connection, subject, target);
-}
-
-constexpr std::string_view kFavoriteChannels =
-    "SELECT target, since, name AS title, position FROM favorite JOIN channel ON source_id = target "
-    "WHERE user_id = ? AND kind = 'channel'";
-constexpr std::string_view kFavoriteContents =
-    "SELECT target, since, '' AS title, 0 AS position FROM favorite WHERE user_id = ? AND kind = 'content'";
-constexpr std::string_view kFavoriteContentsWithTitles =
-    "SELECT target, since, title, 0 AS position FROM favorite JOIN remembered_content ON content_id = target "
-    "WHERE user_id = ? AND kind = 'content'";
-
-std::string_view favoritesQuery(Subject subject, FavoriteOrder order)
-{
-    if (subject == Subject::Channel) {
-        return kFavoriteChannels;
-    }
-    return order == FavoriteOrder::Title ? kFavoriteContentsWithTitles : kFavoriteContents;
-}
-
-// Reads the remembered copy, which has no channel and no times.
-bool visitRemembered(sqlite::Connection& connection, std::int64_t content, const guide::ProgrammeVisit& visit)
-{
-    Query row(
-        connection,
-        "SELECT series_id, type, season, episode, year, image_url, image_width, image_height, lang, title, ep_title "
-        "FROM remembered_content WHERE content_id = ?");
-    if (!row.bind(content).next()) {
+    const std::optional<RememberedContent> content =
+        subject == Subject::Content ? inGuide(guide, target) : std::nullopt;
+    bool isKnown = content || (subject != Subject::Content && isInGuide(guide, subject, target));
+    if (!isKnown && subject != Subject::Content) {
         return false;
     }
-    guide::Programme programme;
-    programme.content = content;
-    programme.series = row.number("series_id");
-    programme.type = row.text("type");
-    programme.season = static_cast<int>(row.number("season"));
-    programme.episode = static_cast<int>(row.number("episode"));
-    programme.year = static_cast<int>(row.number("year"));
-    programme.image = {row.text("image_url"), row.number("image_width"), row.number("image_height")};
-    programme.lang = row.text("lang");
-    programme.title = row.text("title");
-    programme.episodeTitle = row.text("ep_title");
-    visit(programme);
-    return true;
+    viewers.write([&](SqlConnection& connection) {
+        isKnown = isKnown || isRemembered(connection, target);
+        if (!isKnown) {
+            return;
+        }
+        if (content) {
+            remember(connection, *content);
+        }
+        change(connection);
+    });
+    return isKnown;
 }
 
 struct FavoriteRow {
-    std::int64_t target;
+    Favorite favorite;
     std::int64_t since;
     std::string title;
     std::int64_t position;
@@ -100,7 +114,51 @@ bool comesBefore(const FavoriteRow& left, const FavoriteRow& right, FavoriteOrde
     if (order == FavoriteOrder::Number && left.position != right.position) {
         return left.position < right.position;
     }
-    return std::tie(left.since, left.target) < std::tie(right.since, right.target);
+    return std::tie(left.since, left.favorite.target) < std::tie(right.since, right.favorite.target);
+}
+
+std::vector<FavoriteRow> favoriteContents(ViewerStore& viewers, std::string_view user)
+{
+    std::vector<FavoriteRow> found;
+    viewers.read([&](SqlConnection& connection) {
+        found.clear();
+        SqlQuery rows(connection, R"sql(
+            SELECT since, content_id, series_id, type, season, episode, year, image_url, image_width, image_height,
+                   lang, title, ep_title
+            FROM favorite JOIN remembered_content ON content_id = target WHERE user_id = ? AND kind = 'content'
+        )sql");
+        rows.bind(user);
+        while (rows.next()) {
+            const std::int64_t since = rows.number("since");
+            RememberedContent content = contentOf(rows);
+            const std::int64_t target = content.content;
+            std::string title = content.title;
+            found.push_back({{target, std::move(content)}, since, std::move(title), 0});
+        }
+    });
+    return found;
+}
+
+std::vector<FavoriteRow> favoriteChannels(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user)
+{
+    std::map<std::int64_t, std::int64_t> times;  // by source
+    viewers.read([&](SqlConnection& connection) {
+        times.clear();
+        SqlQuery rows(connection, "SELECT target, since FROM favorite WHERE user_id = ? AND kind = 'channel'");
+        rows.bind(user);
+        while (rows.next()) {
+            times[rows.number("target")] = rows.number("since");
+        }
+    });
+    std::vector<FavoriteRow> found;
+    std::int64_t position = 0;
+    guide::forEachChannel(guide, [&](const guide::Channel& channel) {
+        ++position;
+        if (const auto time = times.find(channel.source); time != times.end()) {
+            found.push_back({{channel.source, {}}, time->second, std::string(channel.name), position});
+        }
+    });
+    return found;
 }
 
 }  // namespace
@@ -118,168 +176,247 @@ std::string_view nameOf(Subject subject)
     return {};
 }
 
-bool addFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target,
-                 Instant now)
+guide::Programme RememberedContent::programme() const
 {
-    Transaction transaction(connection, Transaction::Kind::Write);
-    if (!rememberKnown(connection, subject, target)) {
-        return false;
-    }
-    Query(connection, "INSERT OR IGNORE INTO favorite VALUES (?, ?, ?, ?)")
-        .bind(user, nameOf(subject), target, now)
-        .run();
-    transaction.commit();
-    return true;
+    guide::Programme copy;
+    copy.content = content;
+    copy.series = series;
+    copy.type = type;
+    copy.season = season;
+    copy.episode = episode;
+    copy.year = year;
+    copy.image = {imageUrl, imageWidth, imageHeight};
+    copy.lang = lang;
+    copy.title = title;
+    copy.episodeTitle = episodeTitle;
+    return copy;
 }
 
-bool removeFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target)
+bool addFavorite(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
+                 std::int64_t target, Instant now)
 {
-    Query(connection, "DELETE FROM favorite WHERE user_id = ? AND kind = ? AND target = ?")
-        .bind(user, nameOf(subject), target)
-        .run();
-    return connection.changes() > 0;
+    return writeAbout(viewers, guide, subject, target, [&](SqlConnection& connection) {
+        SqlQuery(connection,
+                 "INSERT INTO favorite (user_id, kind, target, since) VALUES (?, ?, ?, ?) ON CONFLICT DO NOTHING")
+            .bind(user, nameOf(subject), target, now)
+            .run();
+    });
 }
 
-bool isFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target)
+bool removeFavorite(ViewerStore& viewers, std::string_view user, Subject subject, std::int64_t target)
 {
-    Query row(connection, "SELECT 1 FROM favorite WHERE user_id = ? AND kind = ? AND target = ?");
-    return row.bind(user, nameOf(subject), target).next();
+    bool wasFavorite = false;
+    viewers.write([&](SqlConnection& connection) {
+        wasFavorite = SqlQuery(connection, "DELETE FROM favorite WHERE user_id = ? AND kind = ? AND target = ?")
+                          .bind(user, nameOf(subject), target)
+                          .run() > 0;
+    });
+    return wasFavorite;
 }
 
-std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_view user, Subject subject,
-                                    FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count)
+bool isFavorite(ViewerStore& viewers, std::string_view user, Subject subject, std::int64_t target)
 {
-    std::vector<FavoriteRow> found;
-    Query rows(connection, favoritesQuery(subject, order));
-    rows.bind(user);
-    while (rows.next()) {
-        found.push_back(
-            {rows.number("target"), rows.number("since"), std::string(rows.text("title")), rows.number("position")});
-    }
+    bool is = false;
+    viewers.read([&](SqlConnection& connection) {
+        is = SqlQuery(connection, "SELECT 1 AS one FROM favorite WHERE user_id = ? AND kind = ? AND target = ?")
+                 .bind(user, nameOf(subject), target)
+                 .next();
+    });
+    return is;
+}
+
+std::vector<Favorite> favorites(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
+                                FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count)
+{
+    std::vector<FavoriteRow> found =
+        subject == Subject::Channel ? favoriteChannels(viewers, guide, user) : favoriteContents(viewers, user);
     std::sort(found.begin(), found.end(), [&](const FavoriteRow& left, const FavoriteRow& right) {
         return descending ? comesBefore(right, left, order) : comesBefore(left, right, order);
     });
-    std::vector<std::int64_t> targets;
+    std::vector<Favorite> page;
     for (auto place = static_cast<std::size_t>(start); place < found.size() && count > 0; ++place, --count) {
-        targets.push_back(found[place].target);
+        page.push_back(std::move(found[place].favorite));
     }
-    return targets;
+    return page;
 }
 
-bool visitContent(sqlite::Connection& connection, std::int64_t content, Instant now, std::string_view lang,
-                  const guide::ProgrammeVisit& visit)
+bool visitContent(ViewerStore& viewers, sqlite::Connection& guide, std::int64_t content, Instant now,
+                  std::string_view lang, const guide::ProgrammeVisit& visit)
 {
-    return guide::nextAiring(connection, content, now, lang, visit) || visitRemembered(connection, content, visit);
-}
-
-void describeContents(sqlite::Connection& connection, const std::vector<std::int64_t>& contents, std::string_view lang,
-                      const guide::ProgrammeVisit& visit)
-{
-    auto next = contents.begin();
-    guide::describeContents(connection, contents, lang, [&](const guide::Programme& programme) {
-        for (; *next != programme.content; ++next) {
-            visitRemembered(connection, *next, visit);
+    if (guide::nextAiring(guide, content, now, lang, visit)) {
+        return true;
+    }
+    std::optional<RememberedContent> remembered;
+    viewers.read([&](SqlConnection& connection) {
+        remembered.reset();
+        SqlQuery row(connection, kRemembered);
+        if (row.bind(content).next()) {
+            remembered = contentOf(row);
         }
-        visit(programme);
-        ++next;
     });
-    for (; next != contents.end(); ++next) {
-        visitRemembered(connection, *next, visit);
+    if (remembered) {
+        visit(remembered->programme());
     }
+    return remembered.has_value();
 }
 
-bool castVote(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target, Vote vote,
-              Instant now)
+bool castVote(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
+              std::int64_t target, Vote vote, Instant now)
 {
-    Transaction transaction(connection, Transaction::Kind::Write);
-    if (!rememberKnown(connection, subject, target)) {
-        return false;
-    }
-    if (vote == Vote::None) {
-        Query(connection, "DELETE FROM vote WHERE kind = ? AND target = ? AND user_id = ?")
-            .bind(nameOf(subject), target, user)
-            .run();
-    } else {
-        Query(connection, "INSERT OR REPLACE INTO vote VALUES (?, ?, ?, ?, ?)")
+    return writeAbout(viewers, guide, subject, target, [&](SqlConnection& connection) {
+        if (vote == Vote::None) {
+            SqlQuery(connection, "DELETE FROM vote WHERE kind = ? AND target = ? AND user_id = ?")
+                .bind(nameOf(subject), target, user)
+                .run();
+            return;
+        }
+        SqlQuery(connection, R"sql(
+            INSERT INTO vote (kind, target, user_id, likes, since) VALUES (?, ?, ?, ?, ?)
+            ON CONFLICT (kind, target, user_id) DO UPDATE SET likes = excluded.likes, since = excluded.since
+        )sql")
             .bind(nameOf(subject), target, user, std::int64_t{vote == Vote::Like}, now)
             .run();
-    }
-    transaction.commit();
-    return true;
+    });
 }
 
-VoteCount countVotes(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target)
+VoteCount countVotes(ViewerStore& viewers, std::string_view user, Subject subject, std::int64_t target)
 {
     VoteCount count;
-    Query row(connection, R"sql(
-        SELECT sum(likes) AS likes, sum(1 - likes) AS dislikes,
-               max(CASE WHEN user_id = ? THEN 2 - likes ELSE 0 END) AS own
-        FROM vote WHERE kind = ? AND target = ?
-    )sql");
-    if (row.bind(user, nameOf(subject), target).next()) {
-        count = {row.number("likes"), row.number("dislikes"), static_cast<Vote>(row.number("own"))};
-    }
+    viewers.read([&](SqlConnection& connection) {
+        SqlQuery row(connection, R"sql(
+            SELECT sum(likes) AS likes, sum(1 - likes) AS dislikes,
+                   max(CASE WHEN user_id = ? THEN 2 - likes ELSE 0 END) AS own
+            FROM vote WHERE kind = ? AND target = ?
+        )sql");
+        if (row.bind(user, nameOf(subject), target).next()) {
+            count = {row.number("likes"), row.number("dislikes"), static_cast<Vote>(row.number("own"))};
+        }
+    });
     return count;
 }
 
-std::int64_t addTuning(sqlite::Connection& connection, std::string_view user, std::int64_t source, std::int64_t content,
-                       Instant now)
+std::int64_t addTuning(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, std::int64_t source,
+                       std::int64_t content, Instant now)
 {
-    Transaction transaction(connection, Transaction::Kind::Write);
-    if (!isKnown(connection, Subject::Channel, source)) {
+    if (!isInGuide(guide, Subject::Channel, source)) {
         return 0;
     }
     if (content == 0) {
-        guide::onAir(connection, source, now, {},
-                     [&](const guide::Programme& programme) { content = programme.content; });
+        guide::onAir(guide, source, now, {}, [&](const guide::Programme& programme) { content = programme.content; });
     }
-    remember(connection, content);
+    const std::optional<RememberedContent> known = inGuide(guide, content);
     std::int64_t seq = 0;
-    {
-        Query last(connection, "SELECT coalesce(max(seq), 0) + 1 FROM tuning WHERE user_id = ?");
-        last.bind(user).next();
-        seq = last.number(0);
-    }
-    Query(connection, "INSERT INTO tuning VALUES (?, ?, ?, ?, ?)").bind(user, seq, now, source, content).run();
-    Query(connection, "DELETE FROM tuning WHERE user_id = ? AND seq <= ?").bind(user, seq - kTuningsKept).run();
-    recommend::forgetOldCounts(connection, now);
-    transaction.commit();
+    viewers.write([&](SqlConnection& connection) {
+        if (known) {
+            remember(connection, *known);
+        }
+        connection.lockUser(user);
+        {
+            SqlQuery last(connection, "SELECT coalesce(max(seq), 0) + 1 AS seq FROM tuning WHERE user_id = ?");
+            last.bind(user).next();
+            seq = last.number("seq");
+        }
+        SqlQuery(connection, "INSERT INTO tuning (user_id, seq, at, source_id, content_id) VALUES (?, ?, ?, ?, ?)")
+            .bind(user, seq, now, source, content)
+            .run();
+        SqlQuery(connection, "DELETE FROM tuning WHERE user_id = ? AND seq <= ?").bind(user, seq - kTuningsKept).run();
+        recommend::forgetOldCounts(connection, now);
+    });
     return seq;
 }
 
-void resetHistory(sqlite::Connection& connection, std::string_view user, Instant until)
+void resetHistory(ViewerStore& viewers, std::string_view user, Instant until)
 {
-    Transaction transaction(connection, Transaction::Kind::Write);
-    Query(connection, "DELETE FROM tuning WHERE user_id = ? AND at <= ?").bind(user, until).run();
-    Query(connection, "DELETE FROM vote WHERE user_id = ? AND since <= ?").bind(user, until).run();
-    transaction.commit();
+    viewers.write([&](SqlConnection& connection) {
+        connection.lockUser(user);
+        SqlQuery(connection, "DELETE FROM tuning WHERE user_id = ? AND at <= ?").bind(user, until).run();
+        SqlQuery(connection, "DELETE FROM vote WHERE user_id = ? AND since <= ?").bind(user, until).run();
+    });
 }
 
-Agreement agreementOf(sqlite::Connection& connection, std::string_view user)
+Agreement agreementOf(ViewerStore& viewers, std::string_view user)
 {
     Agreement agreement;
-    Query row(connection, "SELECT status, anonymous FROM agreement WHERE user_id = ?");
-    if (row.bind(user).next()) {
-        agreement = {std::string(row.text("status")), row.number("anonymous") != 0};
-    }
+    viewers.read([&](SqlConnection& connection) {
+        SqlQuery row(connection, "SELECT status, anonymous FROM agreement WHERE user_id = ?");
+        if (row.bind(user).next()) {
+            agreement = {std::string(row.text("status")), row.number("anonymous") != 0};
+        }
+    });
     return agreement;
 }
 
-void setAgreement(sqlite::Connection& connection, std::string_view user, std::string_view status)
+void setAgreement(ViewerStore& viewers, std::string_view user, std::string_view status)
 {
-    Query(connection,
-          "INSERT INTO agreement VALUES (?1, ?2, 0) ON CONFLICT (user_id) DO UPDATE SET status = excluded.status")
-        .bind(user, status)
-        .run();
+    viewers.write([&](SqlConnection& connection) {
+        SqlQuery(connection,
+                 "INSERT INTO agreement (user_id, status, anonymous) VALUES (?, ?, 0) "
+                 "ON CONFLICT (user_id) DO UPDATE SET status = excluded.status")
+            .bind(user, status)
+            .run();
+    });
 }
 
-void setAnonymous(sqlite::Connection& connection, std::string_view user, bool anonymous)
+void setAnonymous(ViewerStore& viewers, std::string_view user, bool anonymous)
 {
-    Query(
-        connection,
-        "INSERT INTO agreement VALUES (?1, ?2, ?3) ON CONFLICT (user_id) DO UPDATE SET anonymous = excluded.anonymous")
-        .bind(user, std::string_view(kNoAgreement), std::int64_t{anonymous})
-        .run();
+    viewers.write([&](SqlConnection& connection) {
+        SqlQuery(connection,
+                 "INSERT INTO agreement (user_id, status, anonymous) VALUES (?, ?, ?) "
+                 "ON CONFLICT (user_id) DO UPDATE SET anonymous = excluded.anonymous")
+            .bind(user, std::string_view(kNoAgreement), std::int64_t{anonymous})
+            .run();
+    });
+}
+
+void saveHeadend(ViewerStore& viewers, std::string_view user, const HeadendChoice& choice)
+{
+    viewers.write([&](SqlConnection& connection) {
+        SqlQuery(connection, R"sql(
+            INSERT INTO saved_headend (user_id, headend_id, device) VALUES (?, ?, ?)
+            ON CONFLICT (user_id) DO UPDATE SET headend_id = excluded.headend_id, device = excluded.device
+        )sql")
+            .bind(user, choice.headend, choice.device)
+            .run();
+    });
+}
+
+std::optional<HeadendChoice> loadHeadend(ViewerStore& viewers, std::string_view user)
+{
+    std::optional<HeadendChoice> choice;
+    viewers.read([&](SqlConnection& connection) {
+        choice.reset();
+        SqlQuery row(connection, "SELECT headend_id, device FROM saved_headend WHERE user_id = ?");
+        if (row.bind(user).next()) {
+            choice = {std::string(row.text("headend_id")), std::string(row.text("device"))};
+        }
+    });
+    return choice;
+}
+
+std::vector<Summary> summaries(ViewerStore& viewers, Instant now)
+{
+    std::vector<Summary> users;
+    viewers.read([&](SqlConnection& connection) {
+        users.clear();
+        SqlQuery rows(connection, R"sql(
+            WITH known AS (
+                SELECT user_id FROM session WHERE expires > ?1 UNION SELECT user_id FROM favorite
+                UNION SELECT user_id FROM vote UNION SELECT user_id FROM tuning
+            )
+            SELECT user_id,
+                   (SELECT count(*) FROM session WHERE session.user_id = known.user_id AND expires > ?1) AS sessions,
+                   (SELECT count(*) FROM favorite WHERE favorite.user_id = known.user_id) AS favorites,
+                   (SELECT count(*) FROM vote WHERE vote.user_id = known.user_id AND likes > 0) AS liked,
+                   (SELECT count(*) FROM tuning WHERE tuning.user_id = known.user_id) AS tunings
+            FROM known ORDER BY user_id
+        )sql");
+        rows.bind(now);
+        while (rows.next()) {
+            users.push_back({std::string(rows.text("user_id")), rows.number("sessions"), rows.number("favorites"),
+                             rows.number("liked"), rows.number("tunings")});
+        }
+    });
+    return users;
 }
 
 }  // namespace corvaned::viewer

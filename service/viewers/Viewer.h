@@ -1,8 +1,10 @@
 // What viewers do: favourites, votes, the history of tunings, the answer to the terms. It belongs to the session's user
-// and survives restarts and imports. Each writing function is one transaction.
+// and survives restarts and imports. Each writing function is one transaction. The guide is read beside it: first the
+// viewers' small lists, then what the guide says about them, so that no query needs both databases.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +12,7 @@
 #include "Clock.h"
 #include "Programmes.h"
 #include "Sqlite.h"
+#include "ViewerStore.h"
 
 namespace corvaned::viewer {
 
@@ -25,13 +28,13 @@ std::string_view nameOf(Subject subject);
 
 /// Makes the target a favourite of the user. A target that is one already keeps its place.
 /// @return false if neither the guide nor remembered_content has the target; nothing is changed then
-bool addFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target,
-                 Instant now);
+bool addFavorite(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
+                 std::int64_t target, Instant now);
 
 /// @return whether it was a favourite
-bool removeFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
+bool removeFavorite(ViewerStore& viewers, std::string_view user, Subject subject, std::int64_t target);
 
-bool isFavorite(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
+bool isFavorite(ViewerStore& viewers, std::string_view user, Subject subject, std::int64_t target);
 
 enum class FavoriteOrder : std::uint8_t {
     Time,    // by the time when they became favourites
@@ -39,11 +42,35 @@ enum class FavoriteOrder : std::uint8_t {
     Number,  // by the number of a channel in the line-up; contents as Time
 };
 
-/// The targets of the user's favourites. Channels that the line-up no longer has are left out.
-/// @param start  the number of targets to skip
-/// @param count  the largest number of targets to return
-std::vector<std::int64_t> favorites(sqlite::Connection& connection, std::string_view user, Subject subject,
-                                    FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count);
+/// What the guide said about a content when a viewer named it, for use after the guide has dropped it.
+struct RememberedContent {
+    std::int64_t content = 0;
+    std::int64_t series = 0;
+    std::string type;
+    int season = 0;
+    int episode = 0;
+    int year = 0;
+    std::string imageUrl;
+    std::int64_t imageWidth = 0;
+    std::int64_t imageHeight = 0;
+    std::string lang;
+    std::string title;
+    std::string episodeTitle;
+
+    /// The same without a channel and times. Its strings are those of this object.
+    guide::Programme programme() const;
+};
+
+struct Favorite {
+    std::int64_t target = 0;
+    RememberedContent content;  // of Subject::Content
+};
+
+/// The user's favourites. Channels that the line-up no longer has are left out.
+/// @param start  the number of favourites to skip
+/// @param count  the largest number of favourites to return
+std::vector<Favorite> favorites(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
+                                FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count);
 
 /// Reads contents that the user has named, in the order given: from the guide (guide::describeContents) or, if the
 /// guide has dropped a content, from the remembered copy. Unknown contents are left out.
@@ -53,8 +80,8 @@ void describeContents(sqlite::Connection& connection, const std::vector<std::int
 /// Reads a content that a viewer has named: from the guide (guide::nextAiring) or, if the guide has dropped it, from
 /// the remembered copy, which has no channel and no times.
 /// @return whether the content is known
-bool visitContent(sqlite::Connection& connection, std::int64_t content, Instant now, std::string_view lang,
-                  const guide::ProgrammeVisit& visit);
+bool visitContent(ViewerStore& viewers, sqlite::Connection& guide, std::int64_t content, Instant now,
+                  std::string_view lang, const guide::ProgrammeVisit& visit);
 
 enum class Vote : std::uint8_t {
     None,
@@ -70,20 +97,20 @@ struct VoteCount {
 
 /// Replaces the user's vote on the target; Vote::None withdraws it.
 /// @return false if the channel or content is unknown; nothing is changed then
-bool castVote(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target, Vote vote,
-              Instant now);
+bool castVote(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
+              std::int64_t target, Vote vote, Instant now);
 
-VoteCount countVotes(sqlite::Connection& connection, std::string_view user, Subject subject, std::int64_t target);
+VoteCount countVotes(ViewerStore& viewers, std::string_view user, Subject subject, std::int64_t target);
 
 /// Records that the user tuned to a channel. Only the latest tunings are kept.
 /// @param content  the content chosen there; 0: whatever is on
 /// @return the number of the user's tunings since the history began; 0 if the channel has never existed
-std::int64_t addTuning(sqlite::Connection& connection, std::string_view user, std::int64_t source, std::int64_t content,
-                       Instant now);
+std::int64_t addTuning(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, std::int64_t source,
+                       std::int64_t content, Instant now);
 
 /// Deletes the user's tunings and votes up to and including that moment. Favourites, the headend and the agreement
 /// stay.
-void resetHistory(sqlite::Connection& connection, std::string_view user, Instant until);
+void resetHistory(ViewerStore& viewers, std::string_view user, Instant until);
 
 inline constexpr const char* kNoAgreement = "none";
 inline constexpr const char* kAgreed = "agreed";
@@ -94,8 +121,29 @@ struct Agreement {
     bool anonymous = false;             // the user wishes to stay anonymous
 };
 
-Agreement agreementOf(sqlite::Connection& connection, std::string_view user);
-void setAgreement(sqlite::Connection& connection, std::string_view user, std::string_view status);
-void setAnonymous(sqlite::Connection& connection, std::string_view user, bool anonymous);
+Agreement agreementOf(ViewerStore& viewers, std::string_view user);
+void setAgreement(ViewerStore& viewers, std::string_view user, std::string_view status);
+void setAnonymous(ViewerStore& viewers, std::string_view user, bool anonymous);
+
+/// The headend that a user has chosen.
+struct HeadendChoice {
+    std::string headend;
+    std::string device;
+};
+
+void saveHeadend(ViewerStore& viewers, std::string_view user, const HeadendChoice& choice);
+std::optional<HeadendChoice> loadHeadend(ViewerStore& viewers, std::string_view user);
+
+/// What is kept of one user, in numbers.
+struct Summary {
+    std::string user;
+    std::int64_t sessions = 0;  // that have not expired
+    std::int64_t favorites = 0;
+    std::int64_t likes = 0;
+    std::int64_t tunings = 0;
+};
+
+/// The users with a session that has not expired or any stored data, by user.
+std::vector<Summary> summaries(ViewerStore& viewers, Instant now);
 
 }  // namespace corvaned::viewer

@@ -8,7 +8,6 @@
 #include <string>
 
 #include <nlohmann/json.hpp>
-#include <sqlite3.h>
 
 #include "Sample.h"
 #include "Service.h"
@@ -20,72 +19,62 @@ namespace {
 constexpr corvaned::Instant kNow = 1'795'240'800;
 constexpr std::int64_t kShift = kNow - kNow % 86400 - 946'684'800;  // the sample's day is that of 2000-01-01
 
-sqlite3* handleOf(corvaned::sqlite::Connection& connection)
-{
-    return connection.handle();
-}
+/// Undoes every write at once, so that one request does not change the next one's reply.
+class UndoingStore : public corvaned::ViewerStore {
+public:
+    explicit UndoingStore(corvaned::ViewerStore& store) : m_store(store) {}
 
-void copyPages(sqlite3* from, sqlite3* to)
-{
-    sqlite3_backup* const copy = sqlite3_backup_init(to, "main", from, "main");
-    W::test::require(copy != nullptr && sqlite3_backup_step(copy, -1) == SQLITE_DONE, "the database is copied");
-    sqlite3_backup_finish(copy);
-}
+    void read(const Work& work) override { m_store.read(work); }
+    void write(const Work& work) override
+    {
+        struct Undo {};
+        try {
+            m_store.write([&work](corvaned::SqlConnection& connection) {
+                work(connection);
+                throw Undo();
+            });
+        } catch (const Undo&) {
+            // As wanted.
+        }
+    }
+    const std::string& name() const override { return m_store.name(); }
+    corvaned::ServiceFigures figures() override { return m_store.figures(); }
 
-/// The service with one day of the sample in memory: ten days would only make replies ten times as large. The writes of
-/// a request are undone before the next one.
+private:
+    corvaned::ViewerStore& m_store;
+};
+
+/// The service with one day of the sample: ten days would only make replies ten times as large.
 class SampleService {
 public:
     SampleService()
     {
-        {
-            // An import opens a second connection, which needs a file.
-            const corvaned::TemporaryDatabase file;
-            corvaned::Store onDisk(file.path(), corvaned::Store::Mode::Create);
-            corvaned::ImportOptions options;
-            options.shifts = [](const corvaned::ListedSpan&) { return std::vector{kShift}; };
-            const corvaned::ListingInput sample{
-                "sample", [] { return corvaned::openMemory(corvaned::sampleListing(), "sample"); }};
-            corvaned::importGuide(onDisk, {sample}, options);
-            token = corvaned::sessionToken(corvaned::openSession(*onDisk.lease(), "fuzz", kNow, 86400), "");
-            copyPages(handleOf(*onDisk.lease()), handleOf(m_pristine));
-        }
-        undo();
+        corvaned::ImportOptions options;
+        options.shifts = [](const corvaned::ListedSpan&) { return std::vector{kShift}; };
+        const corvaned::ListingInput sample{"sample",
+                                            [] { return corvaned::openMemory(corvaned::sampleListing(), "sample"); }};
+        corvaned::importGuide(m_file.path(), {sample}, options);
+        m_guide = std::make_unique<corvaned::GuideFile>(m_file.path());
+        m_viewers = corvaned::openViewers(corvaned::viewersBeside(m_file.path()));
+        m_undoing = std::make_unique<UndoingStore>(*m_viewers);
+        token = corvaned::sessionToken(corvaned::openSession(*m_viewers, "fuzz", "127.0.0.1", kNow, {}, kNow), "");
         corvaned::ServiceSettings settings;
         settings.zone = corvaned::Zone::named("+00:00");
         settings.now = [] { return kNow; };
-        m_service = std::make_unique<corvaned::Service>(m_store, settings);
+        m_service = std::make_unique<corvaned::Service>(*m_guide, *m_undoing, settings);
     }
 
-    http::Reply answer(const http::Request& request)
-    {
-        http::Reply reply = m_service->answer(request);
-        if (changes() != m_changes) {
-            undo();
-        }
-    }
-    return reply;
-}
+    http::Reply answer(const http::Request& request) { return m_service->answer(request); }
 
-std::string token;
+    std::string token;
 
 private:
-sqlite3_int64 changes()
-{
-    return sqlite3_total_changes64(handleOf(*m_store.lease()));
-}
-void undo()
-{
-    copyPages(handleOf(m_pristine), handleOf(*m_store.lease()));
-    m_changes = changes();
-}
-
-// All requests use the store's only connection; a second one would open another database.
-corvaned::Store m_store{":memory:", corvaned::Store::Mode::Create};
-corvaned::sqlite::Connection m_pristine{":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE};
-sqlite3_int64 m_changes = 0;
-std::unique_ptr<corvaned::Service> m_service;
-};  // namespace
+    corvaned::TemporaryDatabase m_file;
+    std::unique_ptr<corvaned::GuideFile> m_guide;
+    std::unique_ptr<corvaned::ViewerStore> m_viewers;
+    std::unique_ptr<UndoingStore> m_undoing;
+    std::unique_ptr<corvaned::Service> m_service;
+};
 
 /// Reads the needed parts of a reply without building the rest.
 struct EnvelopeReader : nlohmann::json_sax<nlohmann::json> {
@@ -145,19 +134,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     request.path = http::percentDecoded(target.substr(0, target.find('?')), http::Plus::IsPlus);
     if (target.find('?') != std::string::npos) {
         request.query = http::parseQuery(target.substr(target.find('?') + 1));
-        request.headers.set("DUID", "f");
-        request.headers.set("AppKey", "f");
-        if (known) {
-            request.headers.set("Token", s_sample.token);
-        }
-        request.body = text;
-        request.origin = "http://127.0.0.1:8900";
-        const http::Reply reply = s_sample.answer(request);
-        require(reply.code != codeText(corvaned::ServiceCode::Fault), "no fault of the service's own");
-        EnvelopeReader envelope;
-        require(nlohmann::json::sax_parse(reply.body, &envelope), "the reply is a JSON object");
-        require(!envelope.stat.empty(), "the reply has its envelope");
-        require((envelope.stat == "OK") == (reply.code == codeText(corvaned::ServiceCode::Ok)),
-                "envelope and code agree");
-        return 0;
     }
+    request.headers.set("DUID", "f");
+    request.headers.set("AppKey", "f");
+    if (known) {
+        request.headers.set("Token", s_sample.token);
+    }
+    request.body = text;
+    request.origin = "http://127.0.0.1:8900";
+    const http::Reply reply = s_sample.answer(request);
+    require(reply.code != codeText(corvaned::ServiceCode::Fault), "no fault of the service's own");
+    EnvelopeReader envelope;
+    require(nlohmann::json::sax_parse(reply.body, &envelope), "the reply is a JSON object");
+    require(!envelope.stat.empty(), "the reply has its envelope");
+    require((envelope.stat == "OK") == (reply.code == codeText(corvaned::ServiceCode::Ok)), "envelope and code agree");
+    return 0;
+}

@@ -28,7 +28,7 @@ protected:
         const std::string people =
             "<credits><director>Dee Dow</director><actor role='Hero'>Ay Zed</actor><actor>Bo</actor>"
             "<presenter>Cy</presenter></credits>";
-        test::importText(m_under.store(),
+        test::importText(m_under.guide(),
                          "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name></channel>"
                          "<channel id='b'><display-name>Two</display-name><display-name>12</display-name></channel>" +
                              programme("a", "201200",
@@ -114,7 +114,7 @@ TEST_F(BrowseEndpoints, EpisodesComeBySeasonAndEachOnce)
 TEST_F(BrowseEndpoints, ASeriesWithoutNumbersIsFlat)
 {
     test::ServiceUnderTest under{"2026-11-20T12:30:00Z"};
-    test::importText(under.store(), "<tv>" + programme("a", "201000", "<title>Talk</title><sub-title>B</sub-title>") +
+    test::importText(under.guide(), "<tv>" + programme("a", "201000", "<title>Talk</title><sub-title>B</sub-title>") +
                                         programme("a", "201100", "<title>Talk</title><sub-title>A</sub-title>") +
                                         "</tv>");
     test::Viewer viewer{under, "tv-1"};
@@ -212,7 +212,7 @@ TEST_F(BrowseEndpoints, SearchTakesOperatorsAsWords)
 
 TEST_F(BrowseEndpoints, AnImportReplacesSearchResults)
 {
-    test::importText(m_under.store(), "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
+    test::importText(m_under.guide(), "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
     EXPECT_EQ(titles("harbour"), Texts());
     EXPECT_EQ(m_viewer.get("search/epg_search?q=harbour")["total"], "0");
     EXPECT_EQ(titles("other"), (Texts{"Other"}));

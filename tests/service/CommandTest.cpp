@@ -213,7 +213,7 @@ TEST(Command, ImportsAnOperatorsPlaces)
     ServiceProgram good({"import-places", "--db", folder.path(), places});
     EXPECT_EQ(good.readLine(), places + ": 1 headend, 0 cities, 0 postal codes, 0 apps");
     EXPECT_EQ(good.wait(), 0);
-    Store store(folder.path(), Store::Mode::Existing);
+    GuideFile store(folder.path());
     EXPECT_THAT(test::rows(store, "SELECT id, name FROM headend"), ::testing::ElementsAre("one|Our Cable"));
 }
 
@@ -246,13 +246,14 @@ TEST(Command, ShowsAndExportsWhatIsStored)
     EXPECT_EQ(stats.wait(), 0);
 
     {
-        Store store(folder.path(), Store::Mode::Existing);
-        (*store.lease())
-            .execute(
+        const std::unique_ptr<ViewerStore> viewers = openViewers(viewersBeside(folder.path()));
+        viewers->write([](SqlConnection& connection) {
+            connection.execute(
                 "INSERT INTO session VALUES ('s', 'ann', 'k', 9999999999), ('t', 'bob', 'k', 1);"
                 "INSERT INTO favorite VALUES ('ann', 'channel', 1, 0), ('cid', 'channel', 1, 0);"
                 "INSERT INTO vote VALUES ('content', 1, 'ann', 1, 0), ('content', 2, 'ann', 0, 0);"
                 "INSERT INTO tuning VALUES ('ann', 1, 0, 1, 0), ('ann', 2, 0, 1, 0), ('ann', 3, 0, 1, 0)");
+        });
     }
     ServiceProgram users({"users", "--db", folder.path()});
     EXPECT_THAT(users.readAll(),

@@ -32,15 +32,14 @@ TEST(Concurrency, ReadersSeeTheOldGuideOrTheNewAndNeverHalfOfOne)
     test::TestStore db;
     constexpr int kProgrammes = 400;
     const std::string listings[] = {listingOf("old", kProgrammes), listingOf("new", kProgrammes / 2)};
-    test::importText(db.store, listings[0]);
+    test::importText(db.guide, listings[0]);
     std::atomic<bool> stop{false};
     std::atomic<int> looks{0};
     std::vector<std::thread> readers(2);
     for (std::thread& thread : readers) {
         thread = std::thread([&] {
             while (!stop) {
-                const Store::Lease lease = db.store.lease();
-                const sqlite::Transaction view(*lease, sqlite::Transaction::Kind::Read);
+                const GuideFile::Lease lease = db.guide.lease();
                 int old = 0;
                 int fresh = 0;
                 for (std::int64_t source = 1; source <= 7; ++source) {
@@ -54,9 +53,9 @@ TEST(Concurrency, ReadersSeeTheOldGuideOrTheNewAndNeverHalfOfOne)
         });
     }
     for (int i = 1; i <= 20 || looks <= 20; ++i) {
-        test::importText(db.store, listings[i % 2]);
+        test::importText(db.guide, listings[i % 2]);
         if (i % 5 == 0) {
-            EXPECT_ANY_THROW(test::importText(db.store, listings[i % 2] + "<"));
+            EXPECT_ANY_THROW(test::importText(db.guide, listings[i % 2] + "<"));
         }
     }
     stop = true;
@@ -69,8 +68,8 @@ TEST(Concurrency, ClientsOpenSessionsAndReadWhileTheGuideIsReplaced)
 {
     test::TestStore db;
     const std::string listings[] = {listingOf("old", 200), listingOf("new", 200)};
-    test::importText(db.store, listings[0]);
-    Service service(db.store, {});
+    test::importText(db.guide, listings[0]);
+    Service service(db.guide, *db.viewers, {});
     ServerSettings settings;
     settings.address = {"127.0.0.1", 0};
     Server server(service, settings, [](const std::string&) {});
@@ -91,13 +90,15 @@ TEST(Concurrency, ClientsOpenSessionsAndReadWhileTheGuideIsReplaced)
         });
     }
     for (int i = 1; i <= 6; ++i) {
-        test::importText(db.store, listings[i % 2]);
+        test::importText(db.guide, listings[i % 2]);
     }
     for (std::thread& client : clients) {
         client.join();
     }
     EXPECT_EQ(failures, 0);
-    EXPECT_EQ(test::rows(db.store, "SELECT count(*), count(DISTINCT user_id) FROM session").at(0), "200|8");
+    EXPECT_EQ(
+        test::values(*db.viewers, "SELECT count(*) || '|' || count(DISTINCT user_id) AS value FROM session").at(0),
+        "200|8");
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ TEST_F(ConfigEndpoints, LogsAreNotCollected)
 TEST_F(ConfigEndpoints, TheCertificationRuleNamesTheGuidesRatings)
 {
     test::importText(
-        m_under.store(),
+        m_under.guide(),
         "<tv><programme channel='a' start='202611201200'><title>A</title><rating><value>16</value></rating>"
         "</programme><programme channel='a' start='202611201300'><title>B</title><rating><value>12</value>"
         "</rating><rating><value>PG</value></rating></programme></tv>");
@@ -72,7 +72,7 @@ TEST_F(ConfigEndpoints, FilesNeedAPlainNameAndContent)
 
 TEST_F(ConfigEndpoints, AResetForgetsVotesUpToItsTime)
 {
-    test::importText(m_under.store(),
+    test::importText(m_under.guide(),
                      "<tv><programme channel='a' start='202611201200'><title>A</title></programme></tv>");
     const std::string id = m_viewer.get("search/epg_search?q=a")["content"][0]["id"];
     const auto likes = [&] { return m_viewer.get("user/like?contentid=" + id)["content"]["count"]["like"]; };

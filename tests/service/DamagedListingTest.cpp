@@ -241,7 +241,7 @@ TEST_F(HostileListing, ReferencesAreNotOpened)
                 EXPECT_THAT(outcome.titles, ElementsAreArray(row.titles));
                 EXPECT_EQ(outcome.warnings.size(), 2 - row.titles.size());
             }
-            EXPECT_EQ(test::wholeGuide(m_database->store).find("secret'"), std::string::npos);
+            EXPECT_EQ(test::wholeGuide(m_database->guide).find("secret'"), std::string::npos);
         }
     }
     close(watch);

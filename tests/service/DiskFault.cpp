@@ -1,7 +1,7 @@
 // Preloaded into the program under test. Replaces the calls by which SQLite writes, and lets the disk fail, or ends the
 // process, at a chosen call. CORVANE_DISK_FAULT chooses it: "kill 17" ends the process before its 17th write, "full 17"
 // leaves no room from the 17th write on, "sync 3" fails from the third fsync on. CORVANE_SYNC_LOG names a file that
-// receives the name of each flushed file. Files without "guide.db" in their path are not affected.
+// receives the name of each flushed file or folder. Only files in folders named "corvaned-..." are affected.
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -42,19 +42,19 @@ struct Path {
         std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
         (void)!::readlink(link, text, sizeof text - 1);
     }
-    bool isDatabase() const { return std::strstr(text, "guide.db") != nullptr; }
+    bool isOfTheTest() const { return std::strstr(text, "/corvaned-") != nullptr; }
 };
 
-bool isDatabase(int descriptor)
+bool isOfTheTest(int descriptor)
 {
-    return Path(descriptor).isDatabase();
+    return Path(descriptor).isOfTheTest();
 }
 
 void logSync(int descriptor)
 {
     static const char* const kLog = std::getenv("CORVANE_SYNC_LOG");
     const Path path(descriptor);
-    if (kLog == nullptr || !path.isDatabase()) {
+    if (kLog == nullptr || !path.isOfTheTest()) {
         return;
     }
     char line[300];
@@ -70,7 +70,7 @@ bool fails(DiskOperation operation, int descriptor)
     static const ChosenFault kFault;
     static std::atomic<long> s_writes{0};
     static std::atomic<long> s_syncs{0};
-    if (kFault.number == 0 || !isDatabase(descriptor)) {
+    if (kFault.number == 0 || !isOfTheTest(descriptor)) {
         return false;
     }
     if (operation == DiskOperation::Sync) {

@@ -18,7 +18,7 @@ using test::rows;
 using test::TestStore;
 using ::testing::HasSubstr;
 
-std::string exported(Store& store)
+std::string exported(GuideFile& store)
 {
     std::string listing;
     exportListing(*store.lease(), [&](std::string_view piece) { listing += piece; });
@@ -26,7 +26,7 @@ std::string exported(Store& store)
 }
 
 // The contents of the guide's tables, with names instead of the ids of sources and genres.
-std::vector<std::string> guideOf(Store& store)
+std::vector<std::string> guideOf(GuideFile& store)
 {
     std::vector<std::string> all;
     const auto add = [&](std::string_view sql) {
@@ -48,13 +48,13 @@ std::vector<std::string> guideOf(Store& store)
     return all;
 }
 
-void expectSameGuide(Store& store, const std::string& what)
+void expectSameGuide(GuideFile& store, const std::string& what)
 {
     TestStore copy;
-    test::importText(copy.store, exported(store));
+    test::importText(copy.guide, exported(store));
     const std::vector<std::string> guide = guideOf(store);
     ASSERT_FALSE(guide.empty()) << what;
-    EXPECT_TRUE(guideOf(copy.store) == guide) << what;
+    EXPECT_TRUE(guideOf(copy.guide) == guide) << what;
 }
 
 struct ExportRow {
@@ -144,22 +144,22 @@ TEST(Export, ImportedAgainGivesTheSameGuide)
 {
     for (const ExportRow& row : kListings) {
         TestStore store;
-        test::importText(store.store, row.listing);
-        expectSameGuide(store.store, row.what);
+        test::importText(store.guide, row.listing);
+        expectSameGuide(store.guide, row.what);
     }
     TestStore sample;
-    importSample(sample.store, 1795219200, Zone::named("+09:00"));
-    expectSameGuide(sample.store, "the sample");
+    test::importSampleInto(sample.guide, 1795219200, Zone::named("+09:00"));
+    expectSameGuide(sample.guide, "the sample");
 }
 
 // Each of these lines of the listing is one of the export, too, and none is there twice.
 TEST(Export, KeepsWhatTheGuideHasNoFieldFor)
 {
     TestStore store;
-    test::importText(store.store, std::find_if(std::begin(kListings), std::end(kListings), [](const ExportRow& row) {
+    test::importText(store.guide, std::find_if(std::begin(kListings), std::end(kListings), [](const ExportRow& row) {
                                       return std::string(row.what) == "all that has no field of the guide";
                                   })->listing);
-    const std::string listing = exported(store.store);
+    const std::string listing = exported(store.guide);
     std::size_t at = listing.find("<programme");
     EXPECT_NE(listing.find(R"(<programme start="20261120170000 +0000" stop="20261120173000 +0000" )"
                            R"(pdc-start="20261120170100 +0000" vps-start="20261120165900 +0000" )"
@@ -219,11 +219,11 @@ TEST(Export, KeepsWhatTheGuideHasNoFieldFor)
 TEST(Export, LeavesOutWhatTheDocumentTypeDoesNotAllow)
 {
     TestStore store;
-    test::importText(store.store, R"(<tv><programme start="20261120180000" stop="20261120190000" channel="c">
+    test::importText(store.guide, R"(<tv><programme start="20261120180000" stop="20261120190000" channel="c">
         <title new="1">T</title><review>no type</review><subtitles type="laser"/><image size="9">http://i.example/1</image>
         <video><sharpness>very</sharpness></video><star-rating><icon src="x"/></star-rating><icon/><keyword/>
         <language>A</language><language>B</language><surprise>S</surprise></programme></tv>)");
-    const std::string listing = exported(store.store);
+    const std::string listing = exported(store.guide);
     EXPECT_THAT(listing, HasSubstr("    <title>T</title>\n    <language>A</language>\n    <episode-num "));
     EXPECT_THAT(listing,
                 HasSubstr("</episode-num>\n    <subtitles/>\n    <image>http://i.example/1</image>\n  </prog"));
@@ -238,8 +238,8 @@ TEST(Export, OfRealListingsGivesTheSameGuide)
     for (const auto& entry : std::filesystem::directory_iterator(folder + "/large")) {
         TestStore store;
         const std::string path = entry.path();
-        importGuide(store.store, {{path, [path] { return openFile(path); }}}, {});
-        expectSameGuide(store.store, path);
+        test::importListings(store.guide, {{path, [path] { return openFile(path); }}}, {});
+        expectSameGuide(store.guide, path);
     }
 }
 

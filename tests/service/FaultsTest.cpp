@@ -58,11 +58,11 @@ public:
         ServiceSettings service;
         service.zone = Zone::named("+09:00");
         service.now = [] { return *parseUtc("2026-11-20T18:30:00Z"); };
-        m_service = std::make_unique<Service>(m_db.store, service);
+        m_service = std::make_unique<Service>(m_db.guide, *m_db.viewers, service);
         m_server = std::make_unique<Server>(*m_service, settings, [](const std::string&) {});
     }
     int port() const { return m_server->port(); }
-    Store& store() { return m_db.store; }
+    ViewerStore& viewers() { return *m_db.viewers; }
 
 private:
     test::TestStore m_db;
@@ -270,7 +270,8 @@ TEST(Faults, AReplayDoesNotReachTheService)
     }
     HookedService service({{}, "", folder});
     EXPECT_THAT(ask(service.port(), kSeedkey, headers).bytes, StartsWith("HTTP/1.1 200 "));
-    EXPECT_EQ(test::rows(service.store(), "SELECT count(*) FROM session").at(0), "0") << "a session was opened";
+    EXPECT_EQ(test::values(service.viewers(), "SELECT count(*) AS value FROM session").at(0), "0")
+        << "a session was opened";
 }
 
 TEST(Faults, ReportsFoldersThatCannotServe)

@@ -21,7 +21,7 @@ protected:
     void SetUp() override
     {
         test::importText(
-            m_under.store(),
+            m_under.guide(),
             "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name>"
             "<icon src='http://i/1.png'/></channel>"
             "<channel id='b'><display-name>Two</display-name><display-name>12</display-name></channel>" +

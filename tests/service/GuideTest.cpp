@@ -17,7 +17,7 @@ std::string programme(const std::string& start, const std::string& stop, const s
     return "<programme channel='a' start='20261120" + start + "' stop='20261120" + stop + "'>" + inner + "</programme>";
 }
 
-std::vector<std::string> titles(Store& store, const char* from, const char* to, const char* lang = "")
+std::vector<std::string> titles(GuideFile& store, const char* from, const char* to, const char* lang = "")
 {
     std::vector<std::string> result;
     guide::window(*store.lease(), 1, *parseUtc(from), *parseUtc(to), lang, [&](const guide::Programme& airing) {
@@ -29,24 +29,24 @@ std::vector<std::string> titles(Store& store, const char* from, const char* to, 
 TEST(Guide, AWindowHasTheProgrammesOnTheAirInIt)
 {
     test::TestStore db;
-    test::importText(db.store, "<tv>" + programme("0000", "2359", "<title>all day</title>") +
+    test::importText(db.guide, "<tv>" + programme("0000", "2359", "<title>all day</title>") +
                                    programme("1800", "1900", "<title>six</title>") +
                                    programme("1900", "2000", "<title>seven</title>") +
                                    programme("1930", "1945", "<title>within</title>") + "</tv>");
-    EXPECT_THAT(titles(db.store, "2026-11-20T18:00:00Z", "2026-11-20T19:00:00Z"), ElementsAre(":all day", ":six"));
-    EXPECT_THAT(titles(db.store, "2026-11-20T18:59:59Z", "2026-11-20T19:00:01Z"),
+    EXPECT_THAT(titles(db.guide, "2026-11-20T18:00:00Z", "2026-11-20T19:00:00Z"), ElementsAre(":all day", ":six"));
+    EXPECT_THAT(titles(db.guide, "2026-11-20T18:59:59Z", "2026-11-20T19:00:01Z"),
                 ElementsAre(":all day", ":six", ":seven"));
-    EXPECT_THAT(titles(db.store, "2026-11-20T19:40:00Z", "2026-11-20T19:41:00Z"),
+    EXPECT_THAT(titles(db.guide, "2026-11-20T19:40:00Z", "2026-11-20T19:41:00Z"),
                 ElementsAre(":all day", ":seven", ":within"));
-    EXPECT_THAT(titles(db.store, "2026-11-20T23:58:00Z", "2026-11-21T08:00:00Z"), ElementsAre(":all day"));
-    EXPECT_THAT(titles(db.store, "2026-11-20T23:59:00Z", "2026-11-21T08:00:00Z"), IsEmpty());
-    EXPECT_THAT(titles(db.store, "2026-11-19T00:00:00Z", "2026-11-20T00:00:00Z"), IsEmpty());
+    EXPECT_THAT(titles(db.guide, "2026-11-20T23:58:00Z", "2026-11-21T08:00:00Z"), ElementsAre(":all day"));
+    EXPECT_THAT(titles(db.guide, "2026-11-20T23:59:00Z", "2026-11-21T08:00:00Z"), IsEmpty());
+    EXPECT_THAT(titles(db.guide, "2026-11-19T00:00:00Z", "2026-11-20T00:00:00Z"), IsEmpty());
 }
 
 TEST(Guide, TitlesComeInTheBestLanguage)
 {
     test::TestStore db;
-    test::importText(db.store, "<tv>" +
+    test::importText(db.guide, "<tv>" +
                                    programme("1800", "1900",
                                              "<title lang='de'>deutsch</title><title lang='en'>english</title>"
                                              "<title lang='en_GB'>british</title><title lang='pt-BR'>brasil</title>") +
@@ -60,7 +60,7 @@ TEST(Guide, TitlesComeInTheBestLanguage)
         {"en-US", "en:english"}, {"pt", "pt-BR:brasil"}, {"p", "de:deutsch"},
     };
     for (const auto& row : rows) {
-        EXPECT_THAT(titles(db.store, "2026-11-20T18:00:00Z", "2026-11-20T19:00:00Z", row.wanted),
+        EXPECT_THAT(titles(db.guide, "2026-11-20T18:00:00Z", "2026-11-20T19:00:00Z", row.wanted),
                     ElementsAre(row.title))
             << row.wanted;
     }
@@ -69,8 +69,8 @@ TEST(Guide, TitlesComeInTheBestLanguage)
 TEST(Guide, AnEmptyGuideHasNoChecksum)
 {
     test::TestStore db;
-    EXPECT_EQ(guide::lineupChecksum(*db.store.lease()), "");
-    EXPECT_FALSE(guide::findChannel(*db.store.lease(), 1, [](const guide::Channel&) {}));
+    EXPECT_EQ(guide::lineupChecksum(*db.guide.lease()), "");
+    EXPECT_FALSE(guide::findChannel(*db.guide.lease(), 1, [](const guide::Channel&) {}));
 }
 
 }  // namespace

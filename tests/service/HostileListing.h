@@ -39,8 +39,8 @@ protected:
     void renew()
     {
         m_database = std::make_unique<test::TestStore>();
-        test::importText(m_database->store, "<tv>" + programme("<title>Old</title>") + "</tv>");
-        m_before = test::wholeGuide(m_database->store);
+        test::importText(m_database->guide, "<tv>" + programme("<title>Old</title>") + "</tv>");
+        m_before = test::wholeGuide(m_database->guide);
     }
 
     ImportOutcome import(const std::function<std::unique_ptr<ByteSource>()>& open)
@@ -49,12 +49,12 @@ protected:
         ImportOptions options;
         options.warn = [&](const std::string& line) { outcome.warnings.push_back(line); };
         try {
-            importGuide(m_database->store, {{"listing", open}}, options);
+            test::importListings(m_database->guide, {{"listing", open}}, options);
         } catch (const OperatorError& error) {
             outcome.refusal = error.what();
         }
-        outcome.titles = test::rows(m_database->store, "SELECT title FROM airing ORDER BY start");
-        outcome.asBefore = test::wholeGuide(m_database->store) == m_before;
+        outcome.titles = test::rows(m_database->guide, "SELECT title FROM airing ORDER BY start");
+        outcome.asBefore = test::wholeGuide(m_database->guide) == m_before;
         return outcome;
     }
 

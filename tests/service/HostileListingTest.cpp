@@ -246,7 +246,7 @@ TEST_F(HostileListing, CategoriesAndNumbersAreBounded)
     for (const std::string& digits : {number, number + "7"}) {
         importText("<tv><channel id='c'><display-name>C</display-name><display-name>" + digits +
                    "</display-name></channel>" + kGood + "</tv>");
-        EXPECT_THAT(test::rows(m_database->store, "SELECT number, name FROM channel"),
+        EXPECT_THAT(test::rows(m_database->guide, "SELECT number, name FROM channel"),
                     ElementsAre((digits == number ? digits : "1") + "|C"));
         renew();
     }

@@ -37,19 +37,19 @@ std::string programme(const std::string& on, const std::string& start, const std
 TEST(Import, FillsTheGuide)
 {
     TestStore db;
-    const ImportReport report = importText(db.store, test::testData("evening.xml"));
+    const ImportReport report = importText(db.guide, test::testData("evening.xml"));
     EXPECT_TRUE(report.changed);
     EXPECT_EQ(report.channels, 2);
     EXPECT_EQ(report.airings, 4);
     EXPECT_EQ(formatUtc(report.first), "2026-11-20T18:00:00Z");
     EXPECT_EQ(formatUtc(report.last), "2026-11-20T22:00:00Z");
-    EXPECT_THAT(rows(db.store, kSlots),
+    EXPECT_THAT(rows(db.guide, kSlots),
                 ElementsAre("north.example|0|60|The Ferry", "north.example|60|180|Late Film",
                             "north.example|180|240|Only a second title", "south.example|60|90|South News"));
-    EXPECT_THAT(rows(db.store, "SELECT number, name, icon_url FROM channel ORDER BY position"),
+    EXPECT_THAT(rows(db.guide, "SELECT number, name, icon_url FROM channel ORDER BY position"),
                 ElementsAre("7|North|https://images.example/north.png", "1|South & Sons|"));
-    EXPECT_THAT(rows(db.store, "SELECT lang, title, ep_title FROM translation"), ElementsAre("de|Die Fähre|"));
-    EXPECT_THAT(rows(db.store,
+    EXPECT_THAT(rows(db.guide, "SELECT lang, title, ep_title FROM translation"), ElementsAre("de|Die Fähre|"));
+    EXPECT_THAT(rows(db.guide,
                      "SELECT title, genre.name FROM airing_genre JOIN genre ON genre.id = genre_id "
                      "JOIN airing ON airing.id = airing_id ORDER BY airing_id, place"),
                 ElementsAre("The Ferry|Drama", "The Ferry|Series", "Late Film|Movie"));
@@ -58,67 +58,68 @@ TEST(Import, FillsTheGuide)
 TEST(Import, TheSameListingTwiceChangesNothing)
 {
     TestStore db;
-    importText(db.store, test::testData("evening.xml"));
-    const std::string before = test::wholeGuide(db.store);
+    importText(db.guide, test::testData("evening.xml"));
+    const std::string before = test::wholeGuide(db.guide);
     const std::string file = test::readFile(db.file.path());
-    EXPECT_FALSE(importText(db.store, test::testData("evening.xml")).changed);
-    EXPECT_EQ(test::wholeGuide(db.store), before);
+    EXPECT_FALSE(importText(db.guide, test::testData("evening.xml")).changed);
+    EXPECT_EQ(test::wholeGuide(db.guide), before);
     EXPECT_EQ(test::readFile(db.file.path()), file);
 }
 
 TEST(Import, ALaterListingReplacesTheGuideAndKeepsNumbers)
 {
     TestStore db;
-    importText(db.store, "<tv>" + channel("a") + channel("b") + programme("a", "1800", "1900", "Old") +
+    importText(db.guide, "<tv>" + channel("a") + channel("b") + programme("a", "1800", "1900", "Old") +
                              programme("b", "1800", "1900", "Same") + "</tv>");
-    const std::string same = rows(db.store, "SELECT content_id FROM airing WHERE title = 'Same'").at(0);
+    const std::string same = rows(db.guide, "SELECT content_id FROM airing WHERE title = 'Same'").at(0);
     const ImportReport report =
-        importText(db.store, "<tv>" + channel("c") + channel("b") + programme("b", "2000", "2100", "Same") + "</tv>");
+        importText(db.guide, "<tv>" + channel("c") + channel("b") + programme("b", "2000", "2100", "Same") + "</tv>");
     EXPECT_TRUE(report.changed);
-    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("b|120|180|Same"));
-    EXPECT_THAT(rows(db.store, "SELECT source_id, name FROM channel ORDER BY position"), ElementsAre("3|c", "2|b"));
-    EXPECT_THAT(rows(db.store, "SELECT content_id FROM airing"), ElementsAre(same));
-    importText(db.store, "<tv>" + channel("a") + programme("a", "1800", "1900", "New") + "</tv>");
-    EXPECT_THAT(rows(db.store, "SELECT source_id, name FROM channel"), ElementsAre("1|a"));
+    EXPECT_THAT(rows(db.guide, kSlots), ElementsAre("b|120|180|Same"));
+    EXPECT_THAT(rows(db.guide, "SELECT source_id, name FROM channel ORDER BY position"), ElementsAre("3|c", "2|b"));
+    EXPECT_THAT(rows(db.guide, "SELECT content_id FROM airing"), ElementsAre(same));
+    importText(db.guide, "<tv>" + channel("a") + programme("a", "1800", "1900", "New") + "</tv>");
+    EXPECT_THAT(rows(db.guide, "SELECT source_id, name FROM channel"), ElementsAre("1|a"));
 }
 
 TEST(Import, ContentIdsAreTheSameOnEveryMachine)
 {
     // The first eight bytes of the SHA-1 of "EP00000001", lowest first and halved; from sha1sum.
     test::TestStore db;
-    importText(db.store,
+    importText(db.guide,
                "<tv><programme channel='1' start='20261120200000 +0000'><title>A</title>"
                "<episode-num system='dd_progid'>EP00000001</episode-num></programme></tv>");
-    EXPECT_THAT(rows(db.store, "SELECT content_id FROM airing"), ElementsAre("7865046424916916355"));
+    EXPECT_THAT(rows(db.guide, "SELECT content_id FROM airing"), ElementsAre("7865046424916916355"));
 }
 
 TEST(Import, ARefusedListingChangesNothing)
 {
     TestStore db;
-    importText(db.store, test::testData("evening.xml"));
-    const std::string before = test::wholeGuide(db.store);
+    importText(db.guide, test::testData("evening.xml"));
+    const std::string before = test::wholeGuide(db.guide);
     const std::string good = "<tv>" + channel("x") + programme("x", "1800", "1900", "New") + "</tv>";
     for (const std::string& bad :
          {std::string("<tv>") + programme("x", "1800", "", "T") + "<oops>", std::string("<html/>"), std::string(),
           std::string("<tv/>"), std::string("<tv><programme/></tv>"), "<tv>" + channel("x") + "</tv>"}) {
-        EXPECT_THROW(importText(db.store, bad), OperatorError) << bad;
+        EXPECT_THROW(importText(db.guide, bad), OperatorError) << bad;
     }
-    EXPECT_THROW(importGuide(db.store, {inputOf(good), inputOf("<tv><oops></tv>", "second")}, {}), OperatorError);
-    EXPECT_EQ(test::wholeGuide(db.store), before);
+    EXPECT_THROW(test::importListings(db.guide, {inputOf(good), inputOf("<tv><oops></tv>", "second")}, {}),
+                 OperatorError);
+    EXPECT_EQ(test::wholeGuide(db.guide), before);
 }
 
 TEST(Import, SeveralListingsAreOneGuide)
 {
     TestStore db;
-    const ImportReport report = importGuide(
-        db.store,
+    const ImportReport report = test::importListings(
+        db.guide,
         {inputOf("<tv>" + channel("a") + programme("a", "1800", "1900", "One") + "</tv>", "first"),
          inputOf("<tv><channel id='a'><display-name>Other</display-name></channel>" + channel("b") +
                      programme("a", "1800", "1930", "One") + programme("b", "1800", "1900", "Two") + "</tv>",
                  "second")},
         {});
-    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|0|60|One", "b|0|60|Two"));
-    EXPECT_THAT(rows(db.store, "SELECT name FROM channel ORDER BY position"), ElementsAre("a", "b"));
+    EXPECT_THAT(rows(db.guide, kSlots), ElementsAre("a|0|60|One", "b|0|60|Two"));
+    EXPECT_THAT(rows(db.guide, "SELECT name FROM channel ORDER BY position"), ElementsAre("a", "b"));
     ASSERT_EQ(report.listings.size(), 2U);
     EXPECT_EQ(report.listings[1].programmes, 2);
     EXPECT_EQ(report.listings[1].repeated, 1);
@@ -127,24 +128,24 @@ TEST(Import, SeveralListingsAreOneGuide)
 TEST(Import, MissingStopsAreTheNextStart)
 {
     TestStore db;
-    importText(db.store, "<tv>" + channel("a") + channel("b") + programme("a", "2000", "", "Third") +
+    importText(db.guide, "<tv>" + channel("a") + channel("b") + programme("a", "2000", "", "Third") +
                              programme("a", "1800", "", "First") + programme("b", "1810", "", "Elsewhere") +
                              programme("a", "1830", "", "Second") + "</tv>");
-    EXPECT_THAT(rows(db.store, kSlots),
+    EXPECT_THAT(rows(db.guide, kSlots),
                 ElementsAre("a|0|30|First", "a|30|120|Second", "a|120|150|Third", "b|10|40|Elsewhere"));
-    importText(db.store, "<tv>" + channel("a") + programme("a", "0000", "", "Gap after") +
+    importText(db.guide, "<tv>" + channel("a") + programme("a", "0000", "", "Gap after") +
                              programme("a", "1800", "", "Much later") + "</tv>");
-    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|-1080|-1050|Gap after", "a|0|30|Much later"));
+    EXPECT_THAT(rows(db.guide, kSlots), ElementsAre("a|-1080|-1050|Gap after", "a|0|30|Much later"));
 }
 
 TEST(Import, ProgrammesThatShareASlotStayInOrderAndRepeatsAreDropped)
 {
     TestStore db;
     const ImportReport report =
-        importText(db.store, "<tv>" + channel("a") + programme("a", "1800", "1900", "Weather", "clumpidx='1/2'") +
+        importText(db.guide, "<tv>" + channel("a") + programme("a", "1800", "1900", "Weather", "clumpidx='1/2'") +
                                  programme("a", "1800", "1900", "News", "clumpidx='0/2'") +
                                  programme("a", "1800", "1830", "News") + "</tv>");
-    EXPECT_THAT(rows(db.store, kSlots), ElementsAre("a|0|60|News", "a|0|60|Weather"));
+    EXPECT_THAT(rows(db.guide, kSlots), ElementsAre("a|0|60|News", "a|0|60|Weather"));
     EXPECT_EQ(report.listings[0].programmes, 3);
     EXPECT_EQ(report.listings[0].repeated, 1);
 }
@@ -152,23 +153,23 @@ TEST(Import, ProgrammesThatShareASlotStayInOrderAndRepeatsAreDropped)
 TEST(Import, ChannelsThatOnlyProgrammesNameJoinTheLineUp)
 {
     TestStore db;
-    importText(db.store, "<tv>" + programme("late.example", "1800", "1900", "T") + channel("a") +
+    importText(db.guide, "<tv>" + programme("late.example", "1800", "1900", "T") + channel("a") +
                              "<channel id='late.example'><display-name>Late</display-name><lcn>12</lcn></channel>" +
                              programme("only.example", "1800", "1900", "T") + "</tv>");
-    EXPECT_THAT(rows(db.store, "SELECT number, name FROM channel ORDER BY position"),
+    EXPECT_THAT(rows(db.guide, "SELECT number, name FROM channel ORDER BY position"),
                 ElementsAre("12|Late", "1|a", "2|only.example"));
 }
 
 TEST(Import, AssignedNumbersAvoidUsedOnes)
 {
     TestStore db;
-    importText(db.store,
+    importText(db.guide,
                "<tv><channel id='a'><display-name>A</display-name></channel>"
                "<channel id='b'><display-name>B</display-name><lcn>1</lcn></channel>"
                "<channel id='c'><display-name>2</display-name><display-name>Two</display-name></channel>"
                "<channel id='d'><display-name>D</display-name></channel>" +
                    programme("a", "1800", "1900", "T") + "</tv>");
-    EXPECT_THAT(rows(db.store, "SELECT number, name FROM channel ORDER BY position"),
+    EXPECT_THAT(rows(db.guide, "SELECT number, name FROM channel ORDER BY position"),
                 ElementsAre("1|B", "2|Two", "3|A", "4|D"));
 }
 
@@ -183,7 +184,7 @@ TEST(Import, SkippedRecordsAreReportedOnceAndCounted)
         broken += "<programme channel='a'><title>T</title></programme>\n";
     }
     const ImportReport report = importText(
-        db.store, "<tv>" + channel("a") + "\n" + broken + programme("a", "1800", "1900", "Good") + "</tv>", options);
+        db.guide, "<tv>" + channel("a") + "\n" + broken + programme("a", "1800", "1900", "Good") + "</tv>", options);
     EXPECT_EQ(report.listings[0].skipped, 25);
     ASSERT_EQ(warnings.size(), 21U);
     EXPECT_EQ(warnings.front(), "listing:2: skipped: the programme has no start");
@@ -193,12 +194,12 @@ TEST(Import, SkippedRecordsAreReportedOnceAndCounted)
 TEST(Import, TheLineUpsChecksumChangesWithTheLineUpOnly)
 {
     TestStore db;
-    const auto checksum = [&] { return rows(db.store, "SELECT value FROM guide WHERE name = 'lineup'").at(0); };
-    importText(db.store, "<tv>" + channel("a") + programme("a", "1800", "1900", "T") + "</tv>");
+    const auto checksum = [&] { return rows(db.guide, "SELECT value FROM guide WHERE name = 'lineup'").at(0); };
+    importText(db.guide, "<tv>" + channel("a") + programme("a", "1800", "1900", "T") + "</tv>");
     const std::string first = checksum();
-    importText(db.store, "<tv>" + channel("a") + programme("a", "1800", "1900", "U") + "</tv>");
+    importText(db.guide, "<tv>" + channel("a") + programme("a", "1800", "1900", "U") + "</tv>");
     EXPECT_EQ(checksum(), first);
-    importText(db.store, "<tv>" + channel("a") + channel("b") + programme("a", "1800", "1900", "U") + "</tv>");
+    importText(db.guide, "<tv>" + channel("a") + channel("b") + programme("a", "1800", "1900", "U") + "</tv>");
     EXPECT_NE(checksum(), first);
 }
 
@@ -260,10 +261,10 @@ TEST(Import, EachListingMovesByItselfUnlessTheyShareAChannel)
     ImportOptions options;
     options.shifts = movedToToday(*parseUtc("2026-12-05T18:30:00Z"), Zone::named("+00:00"));
     TestStore db;
-    const ImportReport report = importGuide(
-        db.store, {inputOf(north, "north"), inputOf(onDay(south, "20251201"), "south"), inputOf(next, "next")},
+    const ImportReport report = test::importListings(
+        db.guide, {inputOf(north, "north"), inputOf(onDay(south, "20251201"), "south"), inputOf(next, "next")},
         options);
-    EXPECT_THAT(rows(db.store, "SELECT title, datetime(start, 'unixepoch') FROM airing ORDER BY id"),
+    EXPECT_THAT(rows(db.guide, "SELECT title, datetime(start, 'unixepoch') FROM airing ORDER BY id"),
                 ElementsAre("N|2026-12-04 18:00:00", "S|2026-12-05 18:00:00", "Next day|2026-12-05 18:00:00"));
     ASSERT_EQ(report.listings.size(), 3U);
     EXPECT_EQ(report.listings[0].shift, 14 * 86400);
@@ -279,11 +280,11 @@ TEST(Import, MovingIsRepeatable)
     TestStore db;
     ImportOptions options;
     options.shifts = movedToToday(*parseUtc("2026-12-05T12:00:00Z"), Zone::named("+00:00"));
-    EXPECT_EQ(importText(db.store, test::testData("evening.xml"), options).listings[0].shift, 15 * 86400);
+    EXPECT_EQ(importText(db.guide, test::testData("evening.xml"), options).listings[0].shift, 15 * 86400);
     options.shifts = movedToToday(*parseUtc("2026-12-05T23:00:00Z"), Zone::named("+00:00"));
-    EXPECT_FALSE(importText(db.store, test::testData("evening.xml"), options).changed);
+    EXPECT_FALSE(importText(db.guide, test::testData("evening.xml"), options).changed);
     options.shifts = movedToToday(*parseUtc("2026-12-06T12:00:00Z"), Zone::named("+00:00"));
-    EXPECT_TRUE(importText(db.store, test::testData("evening.xml"), options).changed);
+    EXPECT_TRUE(importText(db.guide, test::testData("evening.xml"), options).changed);
 }
 
 ImportOptions merging()
@@ -296,28 +297,28 @@ ImportOptions merging()
 TEST(Import, AMergeAddsAndTheNewListingWins)
 {
     TestStore db;
-    importText(db.store, "<tv>" + channel("a") + channel("b") + programme("a", "1800", "1900", "Before") +
+    importText(db.guide, "<tv>" + channel("a") + channel("b") + programme("a", "1800", "1900", "Before") +
                              programme("a", "1900", "2000", "Cut at its end") +
                              programme("a", "2000", "2100", "Covered") + programme("a", "2100", "2200", "After") +
                              programme("b", "1800", "2200", "Elsewhere") + "</tv>");
-    const ImportReport report = importText(db.store,
+    const ImportReport report = importText(db.guide,
                                            "<tv>" + channel("c") + programme("a", "1930", "2100", "New") +
                                                programme("c", "1800", "1900", "Added") + "</tv>",
                                            merging());
     EXPECT_TRUE(report.changed);
     EXPECT_EQ(report.channels, 3);
     EXPECT_EQ(report.airings, 5);
-    EXPECT_THAT(rows(db.store, kSlots),
+    EXPECT_THAT(rows(db.guide, kSlots),
                 ElementsAre("a|0|60|Before", "a|90|180|New", "a|180|240|After", "b|0|240|Elsewhere", "c|0|60|Added"));
-    EXPECT_THAT(rows(db.store, "SELECT number, name FROM channel ORDER BY position"), ElementsAre("1|a", "2|b", "3|c"));
-    EXPECT_THAT(rows(db.store, "SELECT count(*) FROM search WHERE search MATCH 'Elsewhere'"), ElementsAre("1"));
-    EXPECT_THAT(rows(db.store, "SELECT count(*) FROM search WHERE search MATCH 'Covered'"), ElementsAre("0"));
+    EXPECT_THAT(rows(db.guide, "SELECT number, name FROM channel ORDER BY position"), ElementsAre("1|a", "2|b", "3|c"));
+    EXPECT_THAT(rows(db.guide, "SELECT count(*) FROM search WHERE search MATCH 'Elsewhere'"), ElementsAre("1"));
+    EXPECT_THAT(rows(db.guide, "SELECT count(*) FROM search WHERE search MATCH 'Covered'"), ElementsAre("0"));
 }
 
 TEST(Import, AMergeKeepsAllThatBelongsToWhatItKeeps)
 {
     TestStore db;
-    importText(db.store, test::testData("evening.xml"));
+    importText(db.guide, test::testData("evening.xml"));
     const std::vector<std::string_view> tables = {
         "SELECT listing_id, number, name, icon_url, details FROM channel JOIN source ON source.id = source_id "
         "WHERE listing_id <> 'c' ORDER BY 1",
@@ -330,45 +331,45 @@ TEST(Import, AMergeKeepsAllThatBelongsToWhatItKeeps)
         "SELECT content_id, place, person_id, job, role, details FROM credit"};
     std::vector<std::vector<std::string>> before;
     for (const std::string_view table : tables) {
-        before.push_back(rows(db.store, table));
+        before.push_back(rows(db.guide, table));
         EXPECT_FALSE(before.back().empty()) << table;
     }
-    importText(db.store, "<tv>" + programme("c", "1800", "1900", "Added") + "</tv>", merging());
+    importText(db.guide, "<tv>" + programme("c", "1800", "1900", "Added") + "</tv>", merging());
     for (std::size_t i = 0; i < tables.size(); ++i) {
-        EXPECT_EQ(rows(db.store, tables[i]), before[i]) << tables[i];
+        EXPECT_EQ(rows(db.guide, tables[i]), before[i]) << tables[i];
     }
-    const std::string merged = test::wholeGuide(db.store);
-    EXPECT_FALSE(importText(db.store, "<tv>" + programme("c", "1800", "1900", "Added") + "</tv>", merging()).changed);
-    EXPECT_EQ(test::wholeGuide(db.store), merged);
+    const std::string merged = test::wholeGuide(db.guide);
+    EXPECT_FALSE(importText(db.guide, "<tv>" + programme("c", "1800", "1900", "Added") + "</tv>", merging()).changed);
+    EXPECT_EQ(test::wholeGuide(db.guide), merged);
 }
 
 TEST(Import, AMergeIntoAnEmptyDatabaseIsAnImport)
 {
     TestStore merged;
     TestStore plain;
-    importText(merged.store, test::testData("evening.xml"), merging());
-    importText(plain.store, test::testData("evening.xml"));
+    importText(merged.guide, test::testData("evening.xml"), merging());
+    importText(plain.guide, test::testData("evening.xml"));
     constexpr std::string_view kAirings = "SELECT * FROM airing ORDER BY id";
-    EXPECT_EQ(rows(merged.store, kAirings), rows(plain.store, kAirings));
+    EXPECT_EQ(rows(merged.guide, kAirings), rows(plain.guide, kAirings));
 }
 
 TEST(Import, ReportsEmptyListings)
 {
     TestStore db;
     try {
-        importText(db.store, "<tv/>");
+        importText(db.guide, "<tv/>");
         ADD_FAILURE() << "not refused";
     } catch (const OperatorError& error) {
         EXPECT_STREQ(error.what(), "the listings contain neither channels nor programmes; the guide is unchanged");
     }
     try {
-        importText(db.store, "<tv>" + channel("a") + "</tv>");
+        importText(db.guide, "<tv>" + channel("a") + "</tv>");
         ADD_FAILURE() << "not refused";
     } catch (const OperatorError& error) {
         EXPECT_STREQ(error.what(), "the listings contain channels but no programmes; the guide is unchanged");
     }
     try {
-        importText(db.store, "<tv>" + channel("a") + "<programme channel='a'/></tv>");
+        importText(db.guide, "<tv>" + channel("a") + "<programme channel='a'/></tv>");
         ADD_FAILURE() << "not refused";
     } catch (const OperatorError& error) {
         EXPECT_STREQ(error.what(), "no programme in the listings can be used; the guide is unchanged");

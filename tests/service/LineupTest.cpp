@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "NewGuide.h"
 #include "OperatorError.h"
 #include "PlacesImport.h"
 #include "Viewers.h"
@@ -29,37 +30,39 @@ std::string listingOf(int channels)
     return listing + "<programme channel='c1' start='20261120180000'><title>Any</title></programme></tv>";
 }
 
-// The reason why the import is refused; "" if it is accepted. It is rolled back in both cases.
-std::string placesRefusal(Store& store, const std::string& text)
+// The reason why the import is refused; "" if it is accepted. The guide stays in both cases.
+std::string placesRefusal(GuideFile& store, const std::string& text)
 {
-    const Store::Lease lease = store.lease();
-    const sqlite::Transaction transaction(*lease, sqlite::Transaction::Kind::Write);
+    NewGuide made(store.path(), NewGuide::Begin::Whole, [](const std::string&) {});
+    const sqlite::Transaction transaction(made.connection(), sqlite::Transaction::Kind::Write);
     try {
-        importPlaces(*lease, text, "places.csv");
+        importPlaces(made.connection(), text, "places.csv");
         return "";
     } catch (const OperatorError& error) {
         return error.what();
     }
 }
 
-PlacesReport keepPlaces(Store& store, const std::string& text)
+PlacesReport keepPlaces(GuideFile& store, const std::string& text)
 {
-    const Store::Lease lease = store.lease();
-    sqlite::Transaction transaction(*lease, sqlite::Transaction::Kind::Write);
-    const PlacesReport report = importPlaces(*lease, text, "places.csv");
+    NewGuide made(store.path(), NewGuide::Begin::Whole, [](const std::string&) {});
+    sqlite::Transaction transaction(made.connection(), sqlite::Transaction::Kind::Write);
+    const PlacesReport report = importPlaces(made.connection(), text, "places.csv");
     transaction.commit();
+    made.place();
+    store.refresh();
     return report;
 }
 
 class LineupTest : public ::testing::Test {
 protected:
-    LineupTest() { test::importText(under.store(), listingOf(9)); }
+    LineupTest() { test::importText(under.guide(), listingOf(9)); }
 
     // A viewer who answers the quiz with what the headend at home sends at each number.
     std::set<std::string> headendsThatFit(const std::string& home, const Json& quiz)
     {
         std::map<std::string, std::string> onScreen;
-        for (const lineup::Station& station : lineup::lineupOf(*under.store().lease(), home)) {
+        for (const lineup::Station& station : lineup::lineupOf(*under.guide().lease(), home)) {
             onScreen[station.number] = station.name;
         }
         std::set<std::string> fitting;
@@ -148,10 +151,10 @@ TEST_F(LineupTest, TheQuizLeadsToTheHeadendAtHome)
 
 TEST_F(LineupTest, EqualLineUpsRaiseNoQuestion)
 {
-    keepPlaces(under.store(),
+    keepPlaces(under.guide(),
                "state,S,S\ncity,C,S,C\nheadend,A,A,,,,,0,0\nheadend,B,B,,,,,0,0\nserves,A,C\nserves,B,C\n");
     EXPECT_THAT(ann.get("channel/lineup_test", "headend=A").at("quiz"), IsEmpty());
-    keepPlaces(under.store(), "headend,A,A,,,,,0,0\n");
+    keepPlaces(under.guide(), "headend,A,A,,,,,0,0\n");
     EXPECT_THAT(ann.get("channel/lineup_test", "headend=A").at("quiz"), IsEmpty());
 }
 
@@ -196,7 +199,7 @@ TEST_F(LineupTest, TheHeadendDecidesTheChannels)
                                 "6 Channel 4", "7 Channel 5", "8 Channel 6", "9 Channel 7"))
             << path;
     }
-    keepPlaces(under.store(),
+    keepPlaces(under.guide(),
                "headend,own,Own,,,,,0,0\nchannel,own,5.10,c3\nchannel,own,5.2,c2\nchannel,own,12,c4\n"
                "channel,own,101,c9\nheadend,none,None,,,,,0,0\nchannel,none,1,unheard\n");
     EXPECT_THAT(channelsOf("channel/gallery", "own"),
@@ -206,12 +209,12 @@ TEST_F(LineupTest, TheHeadendDecidesTheChannels)
 
 TEST_F(LineupTest, OnAirWithoutSourcesFollowsTheHeadend)
 {
-    test::importText(under.store(),
+    test::importText(under.guide(),
                      "<tv><channel id='a'><display-name>A</display-name></channel><channel id='b'><display-name>B"
                      "</display-name></channel><programme channel='a' start='20261120180000' stop='20261120190000'>"
                      "<title>Any</title></programme><programme channel='b' start='20261120180000' "
                      "stop='20261120190000'><title>Other</title></programme></tv>");
-    keepPlaces(under.store(), "headend,own,Own,,,,,0,0\nchannel,own,7,b\n");
+    keepPlaces(under.guide(), "headend,own,Own,,,,,0,0\nchannel,own,7,b\n");
     EXPECT_THAT(valuesOf(ann.get("channel/onair", "headend=default").at("channel"), "name"), ElementsAre("A", "B"));
     EXPECT_THAT(valuesOf(ann.get("channel/onair", "headend=own").at("channel"), "name"), ElementsAre("B"));
 }
@@ -222,16 +225,16 @@ TEST_F(LineupTest, TheChecksumChangesWithTheHeadendAndItsChannels)
         return ann.get("channel/gallery", "headend=" + headend).at("checksum").at("code").get<std::string>();
     };
     const std::string own = "headend,own,Own,,,,,0,0\nchannel,own,1,c1\n";
-    keepPlaces(under.store(), own + "headend,all,All,,,,,0,0\n");
+    keepPlaces(under.guide(), own + "headend,all,All,,,,,0,0\n");
     const std::string before = checksumOf("own");
     EXPECT_NE(before, checksumOf("default"));
     EXPECT_NE(before, checksumOf("all"));
     const Json same = ann.get("channel/gallery", "headend=own&checksum=" + before);
     EXPECT_EQ(same.at("checksum").at("stat"), "old");
-    keepPlaces(under.store(), own + "channel,own,2,c2\n");
+    keepPlaces(under.guide(), own + "channel,own,2,c2\n");
     EXPECT_EQ(ann.get("channel/gallery", "headend=own&checksum=" + before).at("checksum").at("stat"), "new");
     // The number alone changed.
-    keepPlaces(under.store(), "headend,own,Own,,,,,0,0\nchannel,own,3,c1\n");
+    keepPlaces(under.guide(), "headend,own,Own,,,,,0,0\nchannel,own,3,c1\n");
     EXPECT_EQ(ann.get("channel/gallery", "headend=own&checksum=" + before).at("checksum").at("stat"), "new");
 }
 
@@ -249,7 +252,7 @@ TEST_F(LineupTest, ErrorsNameWhatCannotBeRead)
 
 TEST_F(LineupTest, AnOperatorsPlacesReplaceTheOnesBuiltIn)
 {
-    const PlacesReport report = keepPlaces(under.store(),
+    const PlacesReport report = keepPlaces(under.guide(),
                                            "\xef\xbb\xbf# ours\r\n\r\nstate,N,\"North, \"\"upper\"\" part\"\r\n"
                                            "city,N1,N,Town\r\npostal,9-9 a,N1\r\n"
                                            "headend,our-1,Our Cable,op,Our Operator,cable,0,,\r\n"
@@ -263,15 +266,15 @@ TEST_F(LineupTest, AnOperatorsPlacesReplaceTheOnesBuiltIn)
                 ElementsAre("North, \"upper\" part"));
     EXPECT_THAT(valuesOf(ann.get("channel/headend", "zipcode=99A").at("mso"), "mbr_name"), ElementsAre("Our Cable"));
     std::vector<std::string> lineup;
-    for (const lineup::Station& station : lineup::lineupOf(*under.store().lease(), "our-1")) {
+    for (const lineup::Station& station : lineup::lineupOf(*under.guide().lease(), "our-1")) {
         lineup.push_back(station.number + " " + station.name);
     }
     EXPECT_THAT(lineup, ElementsAre("7 Channel 3", "101 Channel 2"));
     // The file has no apps, so the built-in ones stay.
-    EXPECT_THAT(test::rows(under.store(), "SELECT count(*) > 0 FROM app"), ElementsAre("1"));
-    keepPlaces(under.store(), "app,one,The One,fun,https://apps.example/one.png,3,4\n");
-    EXPECT_THAT(test::rows(under.store(), "SELECT id, image_width FROM app"), ElementsAre("one|3"));
-    EXPECT_THAT(test::rows(under.store(), "SELECT id FROM headend"), ElementsAre("our-1"));
+    EXPECT_THAT(test::rows(under.guide(), "SELECT count(*) > 0 FROM app"), ElementsAre("1"));
+    keepPlaces(under.guide(), "app,one,The One,fun,https://apps.example/one.png,3,4\n");
+    EXPECT_THAT(test::rows(under.guide(), "SELECT id, image_width FROM app"), ElementsAre("one|3"));
+    EXPECT_THAT(test::rows(under.guide(), "SELECT id FROM headend"), ElementsAre("our-1"));
 }
 
 TEST_F(LineupTest, ReportsTheLineOfAFaultInPlaces)
@@ -301,9 +304,9 @@ TEST_F(LineupTest, ReportsTheLineOfAFaultInPlaces)
         {"", "places.csv has no headend row; nothing is imported"},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(placesRefusal(under.store(), row.text), row.refusal) << row.text;
+        EXPECT_EQ(placesRefusal(under.guide(), row.text), row.refusal) << row.text;
     }
-    EXPECT_THAT(test::rows(under.store(), "SELECT id FROM headend ORDER BY place"),
+    EXPECT_THAT(test::rows(under.guide(), "SELECT id FROM headend ORDER BY place"),
                 ElementsAre("H1", "H2", "H3", "H4"));
 }
 
@@ -312,8 +315,8 @@ TEST(Lineup, DerivedLineupsOutlastASmallGuide)
     for (const int channels : {0, 1, 2, 3}) {
         test::TestStore db;
         test::importText(
-            db.store, channels == 0 ? "<tv><programme channel='x' start='20261120180000'/></tv>" : listingOf(channels));
-        const Store::Lease lease = db.store.lease();
+            db.guide, channels == 0 ? "<tv><programme channel='x' start='20261120180000'/></tv>" : listingOf(channels));
+        const GuideFile::Lease lease = db.guide.lease();
         for (const char* headend : {"H1", "H2", "H3", "H4"}) {
             EXPECT_LE(lineup::lineupOf(*lease, headend).size(), std::max(channels, 1) + 0U) << channels;
         }

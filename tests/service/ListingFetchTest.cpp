@@ -329,7 +329,7 @@ TEST(ImportOfAddresses, AnUnchangedListingCostsOneExchange)
     const support::ProcessResult third = import(db.path(), {url});
     EXPECT_EQ(third.exitCode, 0) << third.errors;
     EXPECT_EQ(server.connections(), 3);
-    Store store(db.path(), Store::Mode::Existing);
+    GuideFile store(db.path());
     EXPECT_EQ(test::rows(store, "SELECT title FROM airing"), std::vector<std::string>{"Two"});
     EXPECT_EQ(test::readFile(db.path()).find("secret"), std::string::npos);
 }
@@ -343,7 +343,7 @@ TEST(ImportOfAddresses, OfTwoListingsBothAreFetchedIfOneHasChanged)
                            reply("200 OK", "ETag: \"b\"\r\n", listingWith("Three"))}));
     EXPECT_EQ(import(db.path(), {one.url(), two.url()}).exitCode, 0);
     EXPECT_EQ(import(db.path(), {one.url(), two.url()}).exitCode, 0);
-    Store store(db.path(), Store::Mode::Existing);
+    GuideFile store(db.path());
     EXPECT_THAT(test::rows(store, "SELECT title FROM airing ORDER BY id"), ::testing::ElementsAre("One", "Three"));
     EXPECT_THAT(one.requests().back(), Not(HasSubstr("If-None-Match")));
 }
@@ -371,7 +371,7 @@ TEST(ImportOfAddresses, AFailedFetchChangesNothing)
         {reply("200 OK", kTag, listingWith("One")), reply("404 Not Found", "", ""), reply("200 OK", "", "<html/>")}));
     EXPECT_EQ(import(db.path(), {server.url()}).exitCode, 0);
     const auto guide = [&] {
-        Store store(db.path(), Store::Mode::ReadOnly);
+        GuideFile store(db.path());
         return test::wholeGuide(store);
     };
     const std::string before = guide();

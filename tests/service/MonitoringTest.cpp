@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "ChildProcess.h"
+#include "Eventually.h"
 #include "ServiceProgram.h"
 #include "TestSupport.h"
 #include "WebClient.h"
@@ -68,6 +69,9 @@ TEST_F(MonitoringTest, MetricsCountRequestsByPathAndStatus)
     get("/and/something");
     get("/xmltv.xml");
     get("/readyz");
+    // A request is counted when its reply has been sent.
+    EXPECT_TRUE(support::eventually(
+        [&] { return get("/metrics").body.find("{path=\"/readyz\",code=\"200\"} 1\n") != std::string::npos; }));
     const auto reply = get("/metrics");
     EXPECT_EQ(reply.status, 200);
     for (const std::string line : {

@@ -55,9 +55,8 @@ std::vector<std::string> titlesIn(const Json& channel)
 TEST(ReadySchedules, EveryWindowHasTheProgrammesOfTheGuide)
 {
     test::TestStore db;
-    test::importText(db.store, crowdedListing(7));
-    const Store::Lease lease = db.store.lease();
-    const sqlite::Transaction view(*lease, sqlite::Transaction::Kind::Read);
+    test::importText(db.guide, crowdedListing(7));
+    const GuideFile::Lease lease = db.guide.lease();
     ReadySchedules schedules(kPlenty);
     const std::string guide = guide::digest(*lease);
     for (const std::int64_t source : {1, 2}) {
@@ -94,24 +93,22 @@ TEST(ReadySchedules, FollowTheGuideThatTheReaderSees)
         day.append(text, kFriday, kFriday + kDay);
         return text;
     };
-    const Store::Lease early = db.store.lease();
-    test::importText(db.store, crowdedListing(1));
+    test::importText(db.guide, crowdedListing(1));
+    const GuideFile::Lease early = db.guide.lease();
     const auto first = look(*early);
     EXPECT_EQ(look(*early), first) << "written twice";
 
-    const sqlite::Transaction view(*early, sqlite::Transaction::Kind::Read);
-    ASSERT_EQ(look(*early), first);
-    test::importText(db.store, crowdedListing(2));
-    const Store::Lease late = db.store.lease();
+    test::importText(db.guide, crowdedListing(2));
+    const GuideFile::Lease late = db.guide.lease();
     EXPECT_NE(textOf(*look(*late)), textOf(*first));
-    EXPECT_EQ(textOf(*look(*early)), textOf(*first)) << "its view is the one from before the import";
+    EXPECT_EQ(textOf(*look(*early)), textOf(*first)) << "its file is the one from before the import";
 }
 
 TEST(ReadySchedules, EvictTheDaysRequestedLongestAgo)
 {
     test::TestStore db;
-    test::importText(db.store, crowdedListing(1));
-    const Store::Lease lease = db.store.lease();
+    test::importText(db.guide, crowdedListing(1));
+    const GuideFile::Lease lease = db.guide.lease();
     const std::string guide = guide::digest(*lease);
     const std::size_t each = ReadyDay(*lease, 1, kFriday, "en").size();
     ReadySchedules schedules(10 * (each + 400));
@@ -134,13 +131,13 @@ TEST(ReadySchedules, EvictTheDaysRequestedLongestAgo)
 TEST(ReadySchedules, OneThreadWritesAndTheOthersWait)
 {
     test::TestStore db;
-    test::importText(db.store, crowdedListing(1));
+    test::importText(db.guide, crowdedListing(1));
     ReadySchedules schedules(kPlenty);
     std::vector<std::shared_ptr<const ReadyDay>> seen(8);
     std::vector<std::thread> threads;
     for (auto& mine : seen) {
         threads.emplace_back([&db, &schedules, &mine] {
-            const Store::Lease lease = db.store.lease();
+            const GuideFile::Lease lease = db.guide.lease();
             mine = schedules.of(*lease, guide::digest(*lease), 1, "en", kFriday);
         });
     }

@@ -63,12 +63,12 @@ std::string listing()
 
 class RecommendTest : public ::testing::Test {
 protected:
-    RecommendTest() { test::importText(under.store(), listing()); }
+    RecommendTest() { test::importText(under.guide(), listing()); }
 
     std::string content(const std::string& title, int episodeNumber = 0)
     {
         for (const std::string& row :
-             test::rows(under.store(), "SELECT title || '|' || episode || '|' || content_id FROM airing")) {
+             test::rows(under.guide(), "SELECT title || '|' || episode || '|' || content_id FROM airing")) {
             const std::string wanted = fmt::format("{}|{}|", title, episodeNumber);
             if (row.compare(0, wanted.size(), wanted) == 0) {
                 return row.substr(wanted.size());
@@ -187,7 +187,7 @@ TEST_F(RecommendTest, SilentChannelsDoNotHideTheOthers)
     for (int i = 0; i < 20; ++i) {
         text += fmt::format("<channel id='silent{}'><display-name>Silent</display-name></channel>", i);
     }
-    test::importText(under.store(), text + programme("loud", 20, 20, "Loud") + "</tv>");
+    test::importText(under.guide(), text + programme("loud", 20, 20, "Loud") + "</tv>");
     EXPECT_THAT(titles(ann.get("recommend/smart_channel").at("channel_guide")), ElementsAre("Loud"));
     const Json rsp = ann.get("/openapi/service/concierge/combination", "country=US");
     EXPECT_THAT(titles(rsp.at("concierge").at("personalized").at("tv")), ElementsAre("Loud"));
@@ -265,7 +265,7 @@ TEST_F(RecommendTest, WatchedSeriesAreCandidatesToo)
     ann.put("user/favorite", "type=content&id=" + content("Kitchen", 1));
     EXPECT_THAT(candidatesOf(ann), ElementsAre("Kitchen 1", "Harbour 2", "Harbour 3"));
     EXPECT_THAT(candidatesOf(bob), IsEmpty());
-    viewer::resetHistory(*under.store().lease(), test::rows(under.store(), "SELECT user_id FROM tuning").at(0),
+    viewer::resetHistory(under.viewers(), test::values(under.viewers(), "SELECT user_id AS value FROM tuning").at(0),
                          INT64_MAX);
     EXPECT_THAT(candidatesOf(ann), ElementsAre("Kitchen 1"));
 }

@@ -28,8 +28,8 @@ TEST(Sample, EveryChannelIsOnAtAnyTime)
         test::TestStore db;
         const Zone zone = Zone::named(zoneName);
         const Instant now = *parseUtc("2026-11-21T23:30:00Z");
-        importSample(db.store, now, zone);
-        const Store::Lease lease = db.store.lease();
+        test::importSampleInto(db.guide, now, zone);
+        const GuideFile::Lease lease = db.guide.lease();
         for (std::int64_t source = 1; source <= 10; ++source) {
             for (Instant moment = now - kDay; moment < now + 7 * kDay; moment += kDay / 5) {
                 int on = 0;
@@ -44,12 +44,12 @@ TEST(Sample, ChangesOncePerDay)
 {
     test::TestStore db;
     const Zone zone = Zone::named("+09:00");
-    importSample(db.store, *parseUtc("2026-11-21T15:00:00Z"), zone);
-    const auto digest = [&] { return test::rows(db.store, "SELECT value FROM guide WHERE name = 'digest'").at(0); };
+    test::importSampleInto(db.guide, *parseUtc("2026-11-21T15:00:00Z"), zone);
+    const auto digest = [&] { return test::rows(db.guide, "SELECT value FROM guide WHERE name = 'digest'").at(0); };
     const std::string first = digest();
-    importSample(db.store, *parseUtc("2026-11-22T14:59:59Z"), zone);
+    test::importSampleInto(db.guide, *parseUtc("2026-11-22T14:59:59Z"), zone);
     EXPECT_EQ(digest(), first);
-    importSample(db.store, *parseUtc("2026-11-22T15:00:00Z"), zone);
+    test::importSampleInto(db.guide, *parseUtc("2026-11-22T15:00:00Z"), zone);
     EXPECT_NE(digest(), first);
 }
 

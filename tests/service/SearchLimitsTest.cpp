@@ -24,7 +24,7 @@ std::string repeated(const std::string& word, std::size_t times)
 
 class SearchLimits : public ::testing::Test {
 protected:
-    void SetUp() override { importSample(under.store(), under.now(), Zone::named("+00:00")); }
+    void SetUp() override { test::importSampleInto(under.guide(), under.now(), Zone::named("+00:00")); }
 
     test::ServiceUnderTest under{"2026-11-20T20:30:00Z"};
     test::Viewer viewer{under, "tv"};
@@ -55,12 +55,12 @@ protected:
     {
         settings.zone = Zone::named("+00:00");
         settings.now = [this] { return under.now(); };
-        Service service(under.store(), settings);
+        Service service(under.guide(), under.viewers(), settings);
         http::Request request;
         request.method = "GET";
         request.path = "/openapi/service/vorel/browse/content/list";
         request.query = {{"num", "1000"}};
-        request.headers.set("Token", sessionToken(openSession(*under.store().lease(), "tv", under.now(), 3600), ""));
+        request.headers.set("Token", sessionToken(test::openTestSession(under.viewers(), "tv", under.now(), 3600), ""));
         request.abandoned = std::make_shared<std::atomic<bool>>(abandoned);
         return service.answer(request);
     }

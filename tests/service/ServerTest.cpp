@@ -40,7 +40,7 @@ class ServerTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        test::importText(m_db.store, test::testData("evening.xml"));
+        test::importText(m_db.guide, test::testData("evening.xml"));
         start({});
     }
 
@@ -52,7 +52,7 @@ protected:
         settings.appKey = std::move(appKey);
         settings.zone = Zone::named("+09:00");
         settings.now = [this] { return m_now.load(); };
-        m_service = std::make_unique<Service>(m_db.store, settings);
+        m_service = std::make_unique<Service>(m_db.guide, *m_db.viewers, settings);
         m_server = std::make_unique<Server>(*m_service, localSettings(), [this](const std::string& line) {
             const std::lock_guard<std::mutex> lock(m_logLock);
             m_log += line + "\n";
@@ -333,7 +333,7 @@ TEST_F(ServerTest, EveryRequestLeavesOneLogLineWithoutSecrets)
 TEST_F(ServerTest, TheLogHasTheReasonOfAFault)
 {
     const Headers headers = sessionHeaders();
-    (*m_db.store.lease()).execute("DROP TABLE agreement");
+    m_db.viewers->write([](SqlConnection& connection) { connection.execute("DROP TABLE agreement"); });
     rsp("agreement/check", headers, 500);
     m_server->stop();
     EXPECT_THAT(m_log, HasSubstr("path=\"/openapi/service/vorel/agreement/check\" status=500 code=500 "));

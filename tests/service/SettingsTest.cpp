@@ -87,7 +87,7 @@ TEST(Settings, WrongOnesAreRefusedWithTheirPlace)
         {"[serve]\nworkers = 0", {}, ":2: --workers: Value 0 not in range"},
         {"[serve]\nworkers = 'many'", {}, ":2: "},
         {"\nworkrs = 1", {}, ":2: unknown setting \"workrs\"; see corvaned.toml(5), or corvaned COMMAND --help"},
-        {"[serve]\ntoday = true", {}, ":2: unknown setting \"today\"; [serve] may have db, create, listen"},
+        {"[serve]\ntoday = true", {}, ":2: unknown setting \"today\"; [serve] may have db, viewers, create, listen"},
         {"[import]\nlisten = 'x'", {}, ":2: unknown setting \"listen\"; [import] may have "},
         {"zone = [1]", {}, ":1: zone must be a string, a number or a boolean"},
         {"allow_anonymous = 'maybe'", {}, ":1: allow_anonymous is \"maybe\"; it must be true or false"},

@@ -104,20 +104,20 @@ TEST(SharedListings, EveryFileIsImportedWholeOrRefusedWhole)
         const std::string path = folder + "/" + row.file;
         test::TestStore db;
         try {
-            const ImportReport report = importGuide(db.store, {{path, [path] { return openFile(path); }}}, {});
+            const ImportReport report = test::importListings(db.guide, {{path, [path] { return openFile(path); }}}, {});
             EXPECT_EQ(row.refusal, nullptr) << row.file;
             EXPECT_EQ(report.listings[0].channels, row.channels) << row.file;
             EXPECT_EQ(report.listings[0].programmes, row.programmes) << row.file;
             EXPECT_EQ(report.listings[0].skipped, row.skipped) << row.file;
             EXPECT_EQ(report.listings[0].repeated, row.repeated) << row.file;
-            EXPECT_EQ(test::rows(db.store, "SELECT count(*) FROM airing").at(0),
+            EXPECT_EQ(test::rows(db.guide, "SELECT count(*) FROM airing").at(0),
                       std::to_string(row.programmes - row.repeated))
                 << row.file;
-            EXPECT_EQ(test::rows(db.store, "SELECT count(*) FROM airing WHERE stop <= start").at(0), "0") << row.file;
+            EXPECT_EQ(test::rows(db.guide, "SELECT count(*) FROM airing WHERE stop <= start").at(0), "0") << row.file;
         } catch (const OperatorError& error) {
             ASSERT_NE(row.refusal, nullptr) << row.file << ": " << error.what();
             EXPECT_THAT(error.what(), HasSubstr(row.refusal)) << row.file;
-            EXPECT_EQ(test::rows(db.store, "SELECT count(*) FROM channel").at(0), "0") << row.file;
+            EXPECT_EQ(test::rows(db.guide, "SELECT count(*) FROM channel").at(0), "0") << row.file;
         }
     }
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
@@ -141,8 +141,8 @@ protected:
     std::vector<std::string> imported(const std::string& file, std::string_view sql)
     {
         const std::string path = m_folder + "/" + file;
-        importGuide(m_db.store, {{path, [path] { return openFile(path); }}}, {});
-        return test::rows(m_db.store, sql);
+        test::importListings(m_db.guide, {{path, [path] { return openFile(path); }}}, {});
+        return test::rows(m_db.guide, sql);
     }
 
     std::string m_folder;
@@ -174,11 +174,11 @@ TEST_F(SharedListingsTest, TheHourThatSummerTimeSkipsIsNotAGap)
 TEST_F(SharedListingsTest, ALaterBuildOfASourceReplacesTheEarlier)
 {
     imported("large/ie-2025-10-22-morning.xml.gz", "SELECT 1 LIMIT 0");
-    const std::vector<std::string> sources = test::rows(m_db.store, "SELECT * FROM source ORDER BY id");
+    const std::vector<std::string> sources = test::rows(m_db.guide, "SELECT * FROM source ORDER BY id");
     const std::vector<std::string> later =
         imported("large/ie-2025-10-22-afternoon.xml.gz", "SELECT count(*) FROM airing");
     EXPECT_EQ(later.at(0), "1915");
-    EXPECT_EQ(test::rows(m_db.store, "SELECT * FROM source ORDER BY id"), sources);
+    EXPECT_EQ(test::rows(m_db.guide, "SELECT * FROM source ORDER BY id"), sources);
 }
 
 }  // namespace

@@ -34,9 +34,9 @@ class ViewerTest : public ::testing::Test {
 protected:
     ViewerTest()
     {
-        test::importText(under.store(), kListing);
-        ferry = test::rows(under.store(), "SELECT content_id FROM airing WHERE title = 'The Ferry'").at(0);
-        anvil = test::rows(under.store(), "SELECT content_id FROM airing WHERE title = 'Anvil'").at(0);
+        test::importText(under.guide(), kListing);
+        ferry = test::rows(under.guide(), "SELECT content_id FROM airing WHERE title = 'The Ferry'").at(0);
+        anvil = test::rows(under.guide(), "SELECT content_id FROM airing WHERE title = 'Anvil'").at(0);
     }
 
     Json likes(test::Viewer& viewer, const std::string& target)
@@ -129,13 +129,13 @@ TEST_F(ViewerTest, FavoritesOutlastTheGuideThatTheyCameFrom)
     ann.put("user/favorite", "type=content&id=" + ferry);
     ann.put("user/favorite", "type=channel&id=1");
     ann.put("user/favorite", "type=channel&id=3");
-    test::importText(under.store(), kLaterListing);
+    test::importText(under.guide(), kLaterListing);
     under.reopen();
     EXPECT_THAT(valuesOf(ann.get("user/favorite/list", "type=content").at("content"), "title"),
                 ElementsAre("The Ferry"));
     EXPECT_THAT(valuesOf(ann.get("user/favorite/list", "type=channel").at("channel"), "name"), ElementsAre("Alpha"));
     EXPECT_THAT(ann.refusal("GET", "user/favorite", "type=channel&id=3"), HasSubstr("no such favourite"));
-    test::importText(under.store(), kListing);
+    test::importText(under.guide(), kListing);
     EXPECT_THAT(valuesOf(ann.get("user/favorite/list", "type=channel").at("channel"), "name"),
                 ElementsAre("Alpha", "Gamma"));
 }
@@ -219,20 +219,21 @@ TEST_F(ViewerTest, TuningsAreCountedPerUser)
     EXPECT_EQ(bob.put("user/tune_history", "ttid=77&sourceid=3").at("seq"), "1");
     EXPECT_EQ(ann.put("user/tune_history", "sourceid=1").at("seq"), "3");
     // Without a content, the programme that is on the air counts.
-    EXPECT_THAT(test::rows(under.store(),
-                           "SELECT source_id, content_id FROM tuning ORDER BY user_id = "
-                           "(SELECT user_id FROM tuning WHERE source_id = 3), seq"),
+    EXPECT_THAT(test::values(under.viewers(),
+                             "SELECT source_id || '|' || content_id AS value FROM tuning ORDER BY user_id = "
+                             "(SELECT user_id FROM tuning WHERE source_id = 3), seq"),
                 ElementsAre("1|" + ferry, "2|" + anvil, "1|" + ferry, "3|77"));
 }
 
 TEST_F(ViewerTest, AnOldHistoryMakesRoomForTheNew)
 {
-    const Store::Lease lease = under.store().lease();
+    const GuideFile::Lease lease = under.guide().lease();
     for (int seq = 1; seq <= 2001; ++seq) {
-        ASSERT_EQ(viewer::addTuning(*lease, "someone", 1, 5, under.now() + seq), seq);
+        ASSERT_EQ(viewer::addTuning(under.viewers(), *lease, "someone", 1, 5, under.now() + seq), seq);
     }
-    EXPECT_THAT(test::rows(under.store(), "SELECT count(*), min(seq), max(seq) FROM tuning"),
-                ElementsAre("2000|2|2001"));
+    EXPECT_THAT(
+        test::values(under.viewers(), "SELECT count(*) || '|' || min(seq) || '|' || max(seq) AS value FROM tuning"),
+        ElementsAre("2000|2|2001"));
 }
 
 TEST_F(ViewerTest, AResetForgetsUpToItsTime)
@@ -240,26 +241,29 @@ TEST_F(ViewerTest, AResetForgetsUpToItsTime)
     const std::string user = "someone";
     const std::string other = "another";
     {
-        const Store::Lease lease = under.store().lease();
+        const GuideFile::Lease lease = under.guide().lease();
         for (const auto& name : {user, other}) {
-            viewer::addTuning(*lease, name, 1, 0, 1000);
-            viewer::addTuning(*lease, name, 2, 0, 2000);
-            viewer::castVote(*lease, name, viewer::Subject::Content, std::stoll(ferry), viewer::Vote::Like, 1000);
-            viewer::castVote(*lease, name, viewer::Subject::Content, std::stoll(anvil), viewer::Vote::Like, 2000);
-            viewer::addFavorite(*lease, name, viewer::Subject::Channel, 1, 1000);
+            viewer::addTuning(under.viewers(), *lease, name, 1, 0, 1000);
+            viewer::addTuning(under.viewers(), *lease, name, 2, 0, 2000);
+            viewer::castVote(under.viewers(), *lease, name, viewer::Subject::Content, std::stoll(ferry),
+                             viewer::Vote::Like, 1000);
+            viewer::castVote(under.viewers(), *lease, name, viewer::Subject::Content, std::stoll(anvil),
+                             viewer::Vote::Like, 2000);
+            viewer::addFavorite(under.viewers(), *lease, name, viewer::Subject::Channel, 1, 1000);
         }
-        viewer::resetHistory(*lease, user, 1000);
+        viewer::resetHistory(under.viewers(), user, 1000);
     }
     under.reopen();
-    const Store::Lease lease = under.store().lease();
-    EXPECT_EQ(viewer::countVotes(*lease, user, viewer::Subject::Content, std::stoll(ferry)).own, viewer::Vote::None);
-    EXPECT_EQ(viewer::countVotes(*lease, user, viewer::Subject::Content, std::stoll(ferry)).likes, 1);
-    EXPECT_EQ(viewer::countVotes(*lease, user, viewer::Subject::Content, std::stoll(anvil)).likes, 2);
-    EXPECT_TRUE(viewer::isFavorite(*lease, user, viewer::Subject::Channel, 1));
-    EXPECT_THAT(test::rows(under.store(), "SELECT user_id, source_id FROM tuning ORDER BY 1, 2"),
+    EXPECT_EQ(viewer::countVotes(under.viewers(), user, viewer::Subject::Content, std::stoll(ferry)).own,
+              viewer::Vote::None);
+    EXPECT_EQ(viewer::countVotes(under.viewers(), user, viewer::Subject::Content, std::stoll(ferry)).likes, 1);
+    EXPECT_EQ(viewer::countVotes(under.viewers(), user, viewer::Subject::Content, std::stoll(anvil)).likes, 2);
+    EXPECT_TRUE(viewer::isFavorite(under.viewers(), user, viewer::Subject::Channel, 1));
+    EXPECT_THAT(test::values(under.viewers(), "SELECT user_id || '|' || source_id AS value FROM tuning ORDER BY 1"),
                 ElementsAre("another|1", "another|2", "someone|2"));
-    viewer::resetHistory(*lease, user, INT64_MAX);
-    EXPECT_THAT(test::rows(under.store(), "SELECT user_id FROM tuning ORDER BY 1"), ElementsAre("another", "another"));
+    viewer::resetHistory(under.viewers(), user, INT64_MAX);
+    EXPECT_THAT(test::values(under.viewers(), "SELECT user_id AS value FROM tuning ORDER BY 1"),
+                ElementsAre("another", "another"));
 }
 
 TEST_F(ViewerTest, TheAgreementIsKept)

@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <fmt/format.h>
@@ -52,7 +53,7 @@ protected:
 
     std::string exported()
     {
-        Store store(m_database.path(), Store::Mode::ReadOnly);
+        GuideFile store(m_database.path());
         std::string listing;
         exportListing(*store.lease(), [&](std::string_view piece) { listing += piece; });
         return listing;
@@ -118,6 +119,8 @@ TEST_F(FeedTest, ChangesWithTheGuide)
     const auto before = m_client->get("/xmltv.xml");
     ASSERT_TRUE(before.has_value());
     importListing("<tv><programme channel='c' start='20261120180000'><title>Other</title></programme></tv>");
+    // The service notices a new guide within a second.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
     const auto after = m_client->get("/xmltv.xml", {{"If-None-Match", before->header("etag")}});
     ASSERT_TRUE(after.has_value());
     EXPECT_EQ(after->status, 200);
@@ -135,7 +138,7 @@ TEST_F(FeedTest, AnotherServiceSubscribes)
     };
     EXPECT_THAT(import().output, StartsWith(m_url + "/xmltv.xml.gz: 2 channels, 4 programmes\n"));
     EXPECT_THAT(import().output, StartsWith(copy.path() + ": unchanged since the last import ("));
-    Store store(copy.path(), Store::Mode::ReadOnly);
+    GuideFile store(copy.path());
     std::string listing;
     exportListing(*store.lease(), [&](std::string_view piece) { listing += piece; });
     EXPECT_EQ(listing, exported());

@@ -27,7 +27,7 @@ support::ProcessResult tool(const std::string& name, std::vector<std::string> ar
 
 // The guide without the order in which it was listed, and so without the numbers that channels get by their place
 // because the listing has none for them.
-std::vector<std::string> guideOf(Store& store)
+std::vector<std::string> guideOf(GuideFile& store)
 {
     std::vector<std::string> all = test::rows(store,
                                               "SELECT listing_id, CASE WHEN is_number_listed THEN number END, name, "
@@ -120,7 +120,7 @@ protected:
 
     // Files of all listings that can be imported.
     void forEachListing(
-        const std::function<void(const std::string& listing, Store& store, const std::string& exported)>& test)
+        const std::function<void(const std::string& listing, GuideFile& store, const std::string& exported)>& test)
     {
         int count = 0;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder)) {
@@ -130,16 +130,16 @@ protected:
             }
             test::TestStore db;
             try {
-                importGuide(db.store, {{path, [path] { return openFile(path); }}}, {});
+                test::importListings(db.guide, {{path, [path] { return openFile(path); }}}, {});
             } catch (const OperatorError&) {
                 continue;  // SharedListingsTest.cpp says which
             }
             SCOPED_TRACE(path);
             const std::string exported = db.file.path() + ".xml";
             std::string listing;
-            exportListing(*db.store.lease(), [&](std::string_view piece) { listing += piece; });
+            exportListing(*db.guide.lease(), [&](std::string_view piece) { listing += piece; });
             test::writeFile(exported, listing);
-            test(path, db.store, exported);
+            test(path, db.guide, exported);
             ++count;
         }
         EXPECT_GT(count, 40);
@@ -150,7 +150,7 @@ protected:
 
 TEST_F(XmltvTools, AcceptExports)
 {
-    forEachListing([](const std::string& path, Store&, const std::string& exported) {
+    forEachListing([](const std::string& path, GuideFile&, const std::string& exported) {
         const std::string listing = contentOf(path);
         const support::ProcessResult result = tool("tv_validate_file", {"--dtd-file", kDocumentType, exported});
         std::istringstream lines(result.output + result.errors);
@@ -165,19 +165,19 @@ TEST_F(XmltvTools, AcceptExports)
 
 TEST_F(XmltvTools, SortedExportsAreTheSameGuide)
 {
-    forEachListing([](const std::string&, Store& store, const std::string& exported) {
+    forEachListing([](const std::string&, GuideFile& store, const std::string& exported) {
         const std::string sorted = exported + ".sorted";
         const support::ProcessResult result = tool("tv_sort", {"--output", sorted, exported});
         ASSERT_EQ(result.exitCode, 0) << result.errors;
         test::TestStore copy;
-        importGuide(copy.store, {{sorted, [sorted] { return openFile(sorted); }}}, {});
-        EXPECT_TRUE(guideOf(copy.store) == guideOf(store));
+        test::importListings(copy.guide, {{sorted, [sorted] { return openFile(sorted); }}}, {});
+        EXPECT_TRUE(guideOf(copy.guide) == guideOf(store));
     });
 }
 
 TEST_F(XmltvTools, FindTheProgrammesOfAChannel)
 {
-    forEachListing([](const std::string&, Store& store, const std::string& exported) {
+    forEachListing([](const std::string&, GuideFile& store, const std::string& exported) {
         const std::vector<std::string> busiest =
             test::rows(store,
                        "SELECT listing_id, count(*) FROM airing JOIN source ON source.id = source_id GROUP BY 1 "

@@ -9,6 +9,7 @@
 #include "JsonTree.h"
 #include "Messages.h"
 #include "Sqlite.h"
+#include "ViewerStore.h"
 
 namespace corvaned {
 
@@ -18,12 +19,14 @@ class ReadySchedules;
 /// One request while a handler answers it.
 struct EndpointCall {
     const ServiceSettings& settings;
-    sqlite::Connection& connection;
+    sqlite::Connection& guide;  // one file while the call lasts
+    ViewerStore& viewers;
     const Arguments& arguments;
     const http::Request& request;
     ReadySchedules& schedules;
     Instant now;
-    std::string user;  // of the session; empty if the endpoint needs none
+    Instant removable;  // what expired up to this moment may be deleted (SettledClock.h)
+    std::string user;   // of the session; empty if the endpoint needs none
 };
 
 // EndpointsConfig.cpp

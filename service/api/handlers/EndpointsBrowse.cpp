@@ -30,7 +30,7 @@ void addPeople(const EndpointCall& call, std::int64_t content, Json& object)
 {
     Json directors = Json::array();
     Json castings = Json::array();
-    guide::forEachCredit(call.connection, content, [&](const guide::Credit& credit) {
+    guide::forEachCredit(call.guide, content, [&](const guide::Credit& credit) {
         Json person = {{"id", std::to_string(credit.person)}, {"name", credit.name}};
         if (credit.job == "director") {
             directors.push_back(std::move(person));
@@ -53,7 +53,6 @@ Json answerGuide(EndpointCall& call)
     const std::vector<std::string>& wanted = call.arguments.list("channel");
     const std::string& number = call.arguments.text("chnum");
     const guide::Page page = pageOf(call, kAllChannels);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json channels = Json::array();
     std::int64_t place = 0;
     forEachReceivedChannel(call, [&](const guide::Channel& channel) {
@@ -67,8 +66,7 @@ Json answerGuide(EndpointCall& call)
         Json entry = {{"source", source}, {"name", channel.name}, {"number", channel.number}};
         Json& contents = entry["content"] = Json::array();
         guide::window(
-            call.connection, channel.source, from, to, call.arguments.text("lang"),
-            [&](const guide::Programme& programme) {
+            call.guide, channel.source, from, to, call.arguments.text("lang"), [&](const guide::Programme& programme) {
                 addParts(contents.emplace_back(), programme,
                          {Part::Id, Part::Lang, Part::Start, Part::Duration, Part::Title, Part::Poster, Part::Genres});
             });
@@ -86,7 +84,7 @@ Json answerContentList(EndpointCall& call)
         genres.push_back(idOf(text).value_or(0));
     }
     Json contents = Json::array();
-    guide::contents(call.connection, genres, from, from + 24 * kHour, pageOf(call, kUsual), call.arguments.text("lang"),
+    guide::contents(call.guide, genres, from, from + 24 * kHour, pageOf(call, kUsual), call.arguments.text("lang"),
                     [&](const guide::Programme& programme) {
                         addParts(contents.emplace_back(), programme,
                                  {Part::Id, Part::Lang, Part::Title, Part::Type, Part::Genres, Part::Year,
@@ -99,7 +97,6 @@ Json answerContent(EndpointCall& call)
 {
     const std::int64_t content = idOf(call.arguments.text("id")).value_or(-1);
     const std::string& lang = call.arguments.text("lang");
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json detail;
     const auto describe = [&](const guide::Programme& programme) {
         addParts(detail, programme,
@@ -108,13 +105,13 @@ Json answerContent(EndpointCall& call)
         detail["summary"] = programme.description;
         detail["certificates"] = programme.rating;
     };
-    if (!guide::nextAiring(call.connection, content, call.now, lang, describe)) {
+    if (!guide::nextAiring(call.guide, content, call.now, lang, describe)) {
         refuseUnknown("content");
     }
     addPeople(call, content, detail);
     Json& channels = detail["channel"] = Json::array();
     std::int64_t last = 0;
-    guide::airingsOf(call.connection, content, idOf(call.arguments.text("sourceid")).value_or(0),
+    guide::airingsOf(call.guide, content, idOf(call.arguments.text("sourceid")).value_or(0),
                      call.arguments.number("starttime", INT64_MIN), lang, [&](const guide::Programme& programme) {
                          if (programme.channel.source != last) {
                              last = programme.channel.source;
@@ -133,8 +130,7 @@ Json answerContent(EndpointCall& call)
 
 Json answerSeries(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    const std::int64_t series = guide::seriesOf(call.connection, idOf(call.arguments.text("id")).value_or(-1));
+    const std::int64_t series = guide::seriesOf(call.guide, idOf(call.arguments.text("id")).value_or(-1));
     if (series == 0) {
         refuseUnknown("series or episode");
     }
@@ -145,7 +141,7 @@ Json answerSeries(EndpointCall& call)
     int endYear = 0;
     int season = 0;
     const std::int64_t source = idOf(call.arguments.text("sourceid")).value_or(0);
-    guide::episodesOf(call.connection, series, source, call.now, call.arguments.text("lang"),
+    guide::episodesOf(call.guide, series, source, call.now, call.arguments.text("lang"),
                       [&](const guide::Programme& programme) {
                           if (rsp["title"].get_ref<const std::string&>().empty()) {
                               rsp["title"] = programme.title;
@@ -185,20 +181,19 @@ Json answerSeries(EndpointCall& call)
 
 Json answerPerson(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::optional<guide::Person> person =
-        guide::findPerson(call.connection, idOf(call.arguments.text("id")).value_or(-1));
+        guide::findPerson(call.guide, idOf(call.arguments.text("id")).value_or(-1));
     if (!person) {
         refuseUnknown("person");
     }
     Json contents = Json::array();
     for (const std::int64_t content : person->contents) {
-        guide::nextAiring(call.connection, content, call.now, call.arguments.text("lang"),
+        guide::nextAiring(call.guide, content, call.now, call.arguments.text("lang"),
                           [&](const guide::Programme& programme) {
                               addParts(contents.emplace_back(), programme, {Part::Id, Part::Title, Part::Type});
                           });
     }
-    const viewer::VoteCount votes = viewer::countVotes(call.connection, call.user, viewer::Subject::Person, person->id);
+    const viewer::VoteCount votes = viewer::countVotes(call.viewers, call.user, viewer::Subject::Person, person->id);
     return {{"person",
              {{"id", std::to_string(person->id)},
               {"name", person->name},
@@ -216,13 +211,12 @@ Json answerSearch(EndpointCall& call)
     if (const std::string problem = guide::searchProblem(call.arguments.text("q")); !problem.empty()) {
         throw Refusal(ServiceCode::BadValue, "parameter 'q' " + problem);
     }
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    const guide::Found found = guide::search(call.connection, call.arguments.text("q"),
+    const guide::Found found = guide::search(call.guide, call.arguments.text("q"),
                                              prefix ? guide::Match::Prefix : guide::Match::Exact, pageOf(call, kUsual));
     Json contents = Json::array();
     for (const std::int64_t content : found.contents) {
         guide::nextAiring(
-            call.connection, content, call.now, call.arguments.text("lang"), [&](const guide::Programme& programme) {
+            call.guide, content, call.now, call.arguments.text("lang"), [&](const guide::Programme& programme) {
                 Json& entry = contents.emplace_back();
                 addParts(entry, programme,
                          {Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber, Part::Type,
@@ -239,7 +233,7 @@ Json answerSearch(EndpointCall& call)
 
 Json answerGenre(EndpointCall& call)
 {
-    const std::vector<guide::Genre> genres = guide::genres(call.connection);
+    const std::vector<guide::Genre> genres = guide::genres(call.guide);
     Digest digest;
     Json list = Json::array();
     Json groups = Json::array();

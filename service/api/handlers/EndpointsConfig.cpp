@@ -14,8 +14,7 @@ namespace {
 // Refuses a path; only a plain name is allowed.
 void checkFilename(const std::string& name)
 {
-    constexpr std::size_t kLongest = 255;
-    const bool good = name.size() <= kLongest && name != "." && name != ".." &&
+    const bool good = name.size() <= kLongestStored && name != "." && name != ".." &&
                       std::none_of(name.begin(), name.end(),
                                    [](unsigned char c) { return c < 0x20 || c == 0x7f || c == '/' || c == '\\'; });
     if (!good) {
@@ -30,8 +29,10 @@ void checkFilename(const std::string& name)
 // Each request opens a new session. The user stays the same for the same device.
 Json answerSeedkey(EndpointCall& call)
 {
+    const SessionLimits limits{call.settings.sessionLifetime, call.settings.sessionsPerDevice,
+                               call.settings.newDevicesPerHour};
     const ViewerSession session =
-        openSession(call.connection, call.arguments.text("DUID"), call.now, call.settings.sessionLifetime);
+        openSession(call.viewers, call.arguments.text("DUID"), call.request.remote, call.now, limits, call.removable);
     return {{"session",
              {{"id", session.id},
               {"user", {{"id", session.user}}},
@@ -74,8 +75,7 @@ Json answerConfLog(EndpointCall&)
 Json answerCertRule(EndpointCall& call)
 {
     std::string ratings;
-    sqlite::Query rows(call.connection,
-                       "SELECT DISTINCT rating FROM airing WHERE rating <> '' ORDER BY rating LIMIT 100");
+    sqlite::Query rows(call.guide, "SELECT DISTINCT rating FROM airing WHERE rating <> '' ORDER BY rating LIMIT 100");
     while (rows.next()) {
         ratings.append(ratings.empty() ? "" : ",").append(rows.text(0));
     }
@@ -101,16 +101,17 @@ Json answerUpload(EndpointCall& call)
 {
     const std::string& filename = call.arguments.text("filename");
     checkFilename(filename);
+    checkStored("filename", filename);
     if (call.request.body.empty()) {
         throw Refusal(ServiceCode::BadValue, "the file is empty; send its content as the body");
     }
-    keepUpload(call.connection, call.user, {filename, call.now, call.request.body});
+    keepUpload(call.viewers, call.user, {filename, call.now, call.request.body});
     return Json::object();
 }
 
 Json answerLastUpload(EndpointCall& call)
 {
-    const std::optional<Upload> upload = findUpload(call.connection, call.user);
+    const std::optional<Upload> upload = findUpload(call.viewers, call.user);
     if (!upload) {
         throw Refusal(ServiceCode::NotFound, "this user has sent no file");
     }
@@ -124,7 +125,7 @@ Json answerLastUpload(EndpointCall& call)
 // Without a time, resets the history up to now.
 Json answerReset(EndpointCall& call)
 {
-    viewer::resetHistory(call.connection, call.user, call.arguments.number("timestamp", call.now));
+    viewer::resetHistory(call.viewers, call.user, call.arguments.number("timestamp", call.now));
     return Json::object();
 }
 

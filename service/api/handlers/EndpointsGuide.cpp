@@ -31,7 +31,6 @@ std::vector<std::int64_t> askedSources(const EndpointCall& call, const char* par
 
 Json answerGallery(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string checksum = receivedChecksum(call);
     const bool same = !checksum.empty() && call.arguments.text("checksum") == checksum;
     Json rsp = {{"checksum", {{"stat", same ? "old" : "new"}, {"code", checksum}}}};
@@ -63,11 +62,10 @@ void answerSchedule(EndpointCall& call, std::string& members)
 {
     const Instant from = call.arguments.number("starttime", call.now);
     const Instant to = from + call.arguments.number("interval") * 3600;
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    const std::string guide = guide::digest(call.connection);
+    const std::string guide = guide::digest(call.guide);
     members += ",\"channel\":[";
     for (const std::int64_t source : askedSources(call, "sourceid")) {
-        if (call.schedules.append(members, call.connection, guide, source, call.arguments.text("lang"), from, to)) {
+        if (call.schedules.append(members, call.guide, guide, source, call.arguments.text("lang"), from, to)) {
             members += ",";
         }
     }
@@ -80,10 +78,9 @@ void answerSchedule(EndpointCall& call, std::string& members)
 Json answerOnAir(EndpointCall& call)
 {
     const std::string& lang = call.arguments.text("lang");
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json channels = Json::array();
     const auto add = [&](std::int64_t source) {
-        guide::onAir(call.connection, source, call.now, lang, [&](const guide::Programme& programme) {
+        guide::onAir(call.guide, source, call.now, lang, [&](const guide::Programme& programme) {
             Json content;
             addParts(content, programme,
                      {Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber, Part::Type,
@@ -105,10 +102,9 @@ Json answerOnAir(EndpointCall& call)
 Json answerFocusChannel(EndpointCall& call)
 {
     constexpr std::int64_t kUsual = 10;
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::int64_t source = idOf(call.arguments.text("sourceid")).value_or(0);
     Json rsp;
-    const bool known = guide::findChannel(call.connection, source, [&](const guide::Channel& channel) {
+    const bool known = guide::findChannel(call.guide, source, [&](const guide::Channel& channel) {
         rsp = {{"source", std::to_string(channel.source)}, {"name", channel.name}};
         addImage(rsp, "station_img", channel.icon, "station");
     });
@@ -116,8 +112,8 @@ Json answerFocusChannel(EndpointCall& call)
         throw Refusal(ServiceCode::NotFound, "the line-up has no channel of that 'sourceid'");
     }
     Json& contents = rsp["content"] = Json::array();
-    guide::following(call.connection, source, call.now, call.arguments.number("num", kUsual),
-                     call.arguments.text("lang"), [&](const guide::Programme& programme) {
+    guide::following(call.guide, source, call.now, call.arguments.number("num", kUsual), call.arguments.text("lang"),
+                     [&](const guide::Programme& programme) {
                          Json& content = contents.emplace_back();
                          addParts(
                              content, programme,
@@ -129,9 +125,8 @@ Json answerFocusChannel(EndpointCall& call)
 
 Json answerToday(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json files = Json::array();
-    if (!guide::lineupChecksum(call.connection).empty()) {
+    if (!guide::lineupChecksum(call.guide).empty()) {
         for (const TodayFile& file : todayFiles(call.settings.zone, call.now, call.arguments.text("lang"))) {
             const std::string name = file.name();
             files.push_back({{"time", std::to_string(file.fromHour) + "-" + std::to_string(file.toHour)},
@@ -149,12 +144,11 @@ Json answerTodayFile(EndpointCall& call)
         throw Refusal(ServiceCode::NotFound, "there is no such file; channel/today lists those of today");
     }
     const auto [from, to] = file->window(call.settings.zone);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json channels = Json::array();
-    guide::forEachChannel(call.connection, [&, from = from, to = to](const guide::Channel& channel) {
+    guide::forEachChannel(call.guide, [&, from = from, to = to](const guide::Channel& channel) {
         Json entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}, {"number", channel.number}};
         Json& contents = entry["content"] = Json::array();
-        guide::window(call.connection, channel.source, from, to, file->lang, [&](const guide::Programme& programme) {
+        guide::window(call.guide, channel.source, from, to, file->lang, [&](const guide::Programme& programme) {
             // Each programme is in exactly one of the day's four files.
             if (programme.start < from && file->fromHour > 0) {
                 return;

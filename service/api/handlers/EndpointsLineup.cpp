@@ -4,6 +4,7 @@
 #include "Arguments.h"
 #include "EndpointHandlers.h"
 #include "Lineup.h"
+#include "Viewer.h"
 
 namespace corvaned {
 namespace {
@@ -34,7 +35,7 @@ Json headendsByCode(EndpointCall& call)
     if (code.empty()) {
         throw Refusal(ServiceCode::MissingValue, "parameter 'code' is missing; type=headend asks by a place's code");
     }
-    return headendsJson(lineup::headendsAt(call.connection, code));
+    return headendsJson(lineup::headendsAt(call.guide, code));
 }
 
 [[noreturn]] void refuseType(const EndpointCall& call, const char* lists)
@@ -47,13 +48,11 @@ Json headendsByCode(EndpointCall& call)
 
 Json answerHeadend(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    return headendsJson(lineup::headendsAtPostalCode(call.connection, call.arguments.text("zipcode")));
+    return headendsJson(lineup::headendsAtPostalCode(call.guide, call.arguments.text("zipcode")));
 }
 
 Json answerHeadendKor(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     if (call.arguments.text("type") == "headend") {
         return headendsByCode(call);
     }
@@ -61,9 +60,9 @@ Json answerHeadendKor(EndpointCall& call)
         refuseType(call, "city");
     }
     Json states = Json::array();
-    for (const lineup::Place& state : lineup::states(call.connection)) {
+    for (const lineup::Place& state : lineup::states(call.guide)) {
         Json cities = Json::array();
-        for (const lineup::Place& city : lineup::citiesOf(call.connection, state.code)) {
+        for (const lineup::Place& city : lineup::citiesOf(call.guide, state.code)) {
             cities.push_back({{"code", city.code}, {"name", city.name}});
         }
         states.push_back({{"name", state.name}, {"city", std::move(cities)}});
@@ -73,7 +72,6 @@ Json answerHeadendKor(EndpointCall& call)
 
 Json answerHeadendBrowse(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     if (call.arguments.text("type") == "headend") {
         return headendsByCode(call);
     }
@@ -81,7 +79,7 @@ Json answerHeadendBrowse(EndpointCall& call)
         refuseType(call, "list");
     }
     Json places = Json::array();
-    for (const lineup::Place& state : lineup::states(call.connection)) {
+    for (const lineup::Place& state : lineup::states(call.guide)) {
         places.push_back({{"code", state.code}, {"name", state.name}});
     }
     return {{"geo_level_1", std::move(places)}};
@@ -89,13 +87,12 @@ Json answerHeadendBrowse(EndpointCall& call)
 
 Json answerLineupTest(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string& headend = call.arguments.text("headend");
-    if (!headend.empty() && !lineup::isHeadend(call.connection, headend)) {
+    if (!headend.empty() && !lineup::isHeadend(call.guide, headend)) {
         throw Refusal(ServiceCode::NotFound, fmt::format("there is no headend '{:.60}'", headend));
     }
     Json questions = Json::array();
-    for (const lineup::Question& question : lineup::quiz(call.connection, headend)) {
+    for (const lineup::Question& question : lineup::quiz(call.guide, headend)) {
         Json answers = Json::array();
         for (const lineup::Answer& answer : question.answers) {
             const std::vector<lineup::Device>& devices = answer.headend.devices;
@@ -118,18 +115,19 @@ Json answerLineupTest(EndpointCall& call)
 
 Json answerSaveHeadend(EndpointCall& call)
 {
-    const lineup::Choice choice{call.arguments.text("headend"), call.arguments.text("device")};
-    if (!lineup::isHeadend(call.connection, choice.headend)) {
+    const viewer::HeadendChoice choice{call.arguments.text("headend"), call.arguments.text("device")};
+    checkStored("device", choice.device);
+    if (!lineup::isHeadend(call.guide, choice.headend)) {
         throw Refusal(ServiceCode::NotFound, fmt::format("there is no headend '{:.60}'", choice.headend));
     }
-    lineup::saveChoice(call.connection, call.user, choice);
+    viewer::saveHeadend(call.viewers, call.user, choice);
     return Json::object();
 }
 
 // A user without a saved headend gets empty strings, which clients read as "not chosen yet".
 Json answerLoadHeadend(EndpointCall& call)
 {
-    const lineup::Choice choice = lineup::loadChoice(call.connection, call.user).value_or(lineup::Choice{});
+    const viewer::HeadendChoice choice = viewer::loadHeadend(call.viewers, call.user).value_or(viewer::HeadendChoice{});
     return {{"headend", {{"id", choice.headend}}}, {"device", {{"type", choice.device}}}};
 }
 

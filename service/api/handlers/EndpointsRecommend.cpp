@@ -36,18 +36,17 @@ Json channelGuide(EndpointCall& call, const std::vector<recommend::SlotPick>& pi
 {
     Json entries = Json::array();
     for (const recommend::SlotPick& pick : picks) {
-        guide::airing(call.connection, pick.airing, call.arguments.text("lang"),
-                      [&](const guide::Programme& programme) {
-                          Json entry = channelOf(programme.channel);
-                          entry["rec_type"] = nameOf(pick.reason);
-                          entry["timeslot"] = std::to_string(pick.timeslot);
-                          entry["sequence"] = std::to_string(pick.sequence);
-                          addParts(entry, programme, {Part::Start, Part::Duration});
-                          addParts(entry["content"], programme,
-                                   {Part::Id, Part::Lang, Part::SeasonSeq, Part::EpisodeSeq, Part::Title, Part::Year,
-                                    Part::Type, Part::Rating, Part::Genres, Part::Poster});
-                          entries.push_back(std::move(entry));
-                      });
+        guide::airing(call.guide, pick.airing, call.arguments.text("lang"), [&](const guide::Programme& programme) {
+            Json entry = channelOf(programme.channel);
+            entry["rec_type"] = nameOf(pick.reason);
+            entry["timeslot"] = std::to_string(pick.timeslot);
+            entry["sequence"] = std::to_string(pick.sequence);
+            addParts(entry, programme, {Part::Start, Part::Duration});
+            addParts(entry["content"], programme,
+                     {Part::Id, Part::Lang, Part::SeasonSeq, Part::EpisodeSeq, Part::Title, Part::Year, Part::Type,
+                      Part::Rating, Part::Genres, Part::Poster});
+            entries.push_back(std::move(entry));
+        });
     }
     return {{"channel_guide", std::move(entries)}};
 }
@@ -55,8 +54,8 @@ Json channelGuide(EndpointCall& call, const std::vector<recommend::SlotPick>& pi
 Json missedProgrammes(EndpointCall& call, recommend::Wish wish, recommend::MissedOrder order)
 {
     Json entries = Json::array();
-    for (const std::int64_t airing : recommend::missed(call.connection, call.user, call.now, wish, order)) {
-        guide::airing(call.connection, airing, call.arguments.text("lang"), [&](const guide::Programme& programme) {
+    for (const std::int64_t airing : recommend::missed(call.viewers, call.guide, call.user, call.now, wish, order)) {
+        guide::airing(call.guide, airing, call.arguments.text("lang"), [&](const guide::Programme& programme) {
             Json entry = channelOf(programme.channel);
             addParts(entry, programme, {Part::Start, Part::Duration});
             addParts(entry["content"], programme,
@@ -94,18 +93,16 @@ constexpr std::initializer_list<Part> kRelatedParts = {Part::Id,   Part::Lang,  
 
 Json answerPopularChannels(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     Json channels = Json::array();
     for (const std::int64_t source :
-         recommend::popularChannels(call.connection, call.now, call.arguments.number("n", kChannels))) {
+         recommend::popularChannels(call.viewers, call.guide, call.now, call.arguments.number("n", kChannels))) {
         Json entry;
-        guide::findChannel(call.connection, source, [&](const guide::Channel& channel) { entry = channelOf(channel); });
+        guide::findChannel(call.guide, source, [&](const guide::Channel& channel) { entry = channelOf(channel); });
         Json& content = entry["content"] = Json::object();
-        guide::onAir(
-            call.connection, source, call.now, call.arguments.text("lang"), [&](const guide::Programme& programme) {
-                addParts(content, programme,
-                         {Part::Id, Part::Lang, Part::Title, Part::Year, Part::Type, Part::Genres, Part::Poster});
-            });
+        guide::onAir(call.guide, source, call.now, call.arguments.text("lang"), [&](const guide::Programme& programme) {
+            addParts(content, programme,
+                     {Part::Id, Part::Lang, Part::Title, Part::Year, Part::Type, Part::Genres, Part::Poster});
+        });
         channels.push_back(std::move(entry));
     }
     return {{"channel", std::move(channels)}};
@@ -113,52 +110,48 @@ Json answerPopularChannels(EndpointCall& call)
 
 Json answerSmartChannel(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    return channelGuide(call, recommend::slotsOf(call.connection, call.user, call.settings.zone, call.now));
+    return channelGuide(call, recommend::slotsOf(call.viewers, call.guide, call.user, call.settings.zone, call.now));
 }
 
 Json answerSmartPopular(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    return channelGuide(call, recommend::slotsOfAll(call.connection, call.settings.zone, call.now));
+    return channelGuide(call, recommend::slotsOfAll(call.viewers, call.guide, call.settings.zone, call.now));
 }
 
 Json answerMissed(EndpointCall& call)
 {
     const recommend::MissedOrder order = missedOrder(call);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     return {{"channel", missedProgrammes(call, recommend::Wish::Followed, order)}};
 }
 
 Json answerCandidateMissed(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     return {{"candidate_missed", missedProgrammes(call, recommend::Wish::Watched, recommend::MissedOrder::Time)}};
 }
 
 Json answerRelated(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string& text = call.arguments.text("TTID");
     const std::string& lang = call.arguments.text("lang");
     const std::int64_t content = idOf(text).value_or(0);
     std::int64_t series = 0;
     Json episode = Json::object();
-    if (!viewer::visitContent(call.connection, content, call.now, lang, [&](const guide::Programme& programme) {
-            series = programme.series;
-            addParts(episode, programme, kRelatedParts);
-        })) {
+    if (!viewer::visitContent(call.viewers, call.guide, content, call.now, lang,
+                              [&](const guide::Programme& programme) {
+                                  series = programme.series;
+                                  addParts(episode, programme, kRelatedParts);
+                              })) {
         throw Refusal(ServiceCode::NotFound, fmt::format("the guide has no content '{:.60}'", text));
     }
     Json people = Json::array();
-    guide::forEachCredit(call.connection, content, [&](const guide::Credit& credit) {
+    guide::forEachCredit(call.guide, content, [&](const guide::Credit& credit) {
         people.push_back({{"id", std::to_string(credit.person)},
                           {"name", credit.name},
                           {"role", credit.role.empty() ? credit.job : credit.role}});
     });
     Json related = Json::array();
-    for (const std::int64_t other : recommend::related(call.connection, content, series, call.now, kRelatedMost)) {
-        guide::nextAiring(call.connection, other, call.now, lang, [&](const guide::Programme& programme) {
+    for (const std::int64_t other : recommend::related(call.guide, content, series, call.now, kRelatedMost)) {
+        guide::nextAiring(call.guide, other, call.now, lang, [&](const guide::Programme& programme) {
             addParts(related.emplace_back(), programme, kRelatedParts);
         });
     }
@@ -169,11 +162,11 @@ Json answerRelated(EndpointCall& call)
 
 Json answerCombination(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const std::string& lang = call.arguments.text("lang");
     Json television = Json::array();
-    for (const std::int64_t airing : recommend::television(call.connection, call.user, call.now, kPersonalized)) {
-        guide::airing(call.connection, airing, lang, [&](const guide::Programme& programme) {
+    for (const std::int64_t airing :
+         recommend::television(call.viewers, call.guide, call.user, call.now, kPersonalized)) {
+        guide::airing(call.guide, airing, lang, [&](const guide::Programme& programme) {
             Json& entry = television.emplace_back();
             entry["source"] = std::to_string(programme.channel.source);
             addParts(entry, programme,
@@ -181,13 +174,13 @@ Json answerCombination(EndpointCall& call)
         });
     }
     Json films = Json::array();
-    for (const std::int64_t airing : recommend::films(call.connection, call.user, call.now, kPersonalized)) {
-        guide::airing(call.connection, airing, lang, [&](const guide::Programme& programme) {
+    for (const std::int64_t airing : recommend::films(call.viewers, call.guide, call.user, call.now, kPersonalized)) {
+        guide::airing(call.guide, airing, lang, [&](const guide::Programme& programme) {
             addParts(films.emplace_back(), programme, {Part::Id, Part::Title, Part::Genres, Part::Poster});
         });
     }
     Json apps = Json::array();
-    for (const recommend::App& app : recommend::apps(call.connection)) {
+    for (const recommend::App& app : recommend::apps(call.guide)) {
         Json images = Json::array();
         if (!app.imageUrl.empty()) {
             images.push_back(imageOf({app.imageUrl, app.imageWidth, app.imageHeight}, "thumbnail"));

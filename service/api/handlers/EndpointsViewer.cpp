@@ -87,7 +87,7 @@ constexpr std::initializer_list<Part> kContentParts = {
 Json favoriteChannel(EndpointCall& call, std::int64_t source)
 {
     Json entry;
-    guide::findChannel(call.connection, source, [&](const guide::Channel& channel) {
+    guide::findChannel(call.guide, source, [&](const guide::Channel& channel) {
         entry = {{"source", std::to_string(channel.source)},
                  {"dtv", std::to_string(channel.source)},
                  {"number", channel.number},
@@ -97,18 +97,22 @@ Json favoriteChannel(EndpointCall& call, std::int64_t source)
     return entry;
 }
 
-Json favoriteContent(EndpointCall& call, std::int64_t content)
-{
-    Json entry;
-    viewer::describeContents(call.connection, {content}, call.arguments.text("lang"),
-                             [&](const guide::Programme& programme) { addParts(entry, programme, kContentParts); });
-    return entry;
-}
+constexpr std::initializer_list<Part> kFavoriteParts = {
+    Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber, Part::Year, Part::Type, Part::Poster};
 
 Json favoriteOf(EndpointCall& call, const NamedTarget& target)
 {
-    return target.subject == Subject::Channel ? favoriteChannel(call, target.number)
-                                              : favoriteContent(call, target.number);
+    if (target.subject == Subject::Channel) {
+        return favoriteChannel(call, target.number);
+    }
+    Json entry;
+    const std::string& lang = call.arguments.text("lang");
+    const auto describe = [&](const guide::Programme& programme) { addParts(entry, programme, kFavoriteParts); };
+    guide::describeContents(call.guide, {target.number}, lang, describe);
+    if (entry.empty()) {
+        viewer::visitContent(call.viewers, call.guide, target.number, call.now, lang, describe);
+    }
+    return entry;
 }
 
 }  // namespace
@@ -116,7 +120,7 @@ Json favoriteOf(EndpointCall& call, const NamedTarget& target)
 Json answerSetFavorite(EndpointCall& call)
 {
     const NamedTarget target = favoriteTarget(call);
-    if (!viewer::addFavorite(call.connection, call.user, target.subject, target.number, call.now)) {
+    if (!viewer::addFavorite(call.viewers, call.guide, call.user, target.subject, target.number, call.now)) {
         refuseUnknown(target);
     }
     return Json::object();
@@ -126,16 +130,15 @@ Json answerSetFavorite(EndpointCall& call)
 Json answerDeleteFavorite(EndpointCall& call)
 {
     const NamedTarget target = favoriteTarget(call);
-    viewer::removeFavorite(call.connection, call.user, target.subject, target.number);
+    viewer::removeFavorite(call.viewers, call.user, target.subject, target.number);
     return Json::object();
 }
 
 Json answerFavorite(EndpointCall& call)
 {
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
     const NamedTarget target = favoriteTarget(call);
     Json entry;
-    if (viewer::isFavorite(call.connection, call.user, target.subject, target.number)) {
+    if (viewer::isFavorite(call.viewers, call.user, target.subject, target.number)) {
         entry = favoriteOf(call, target);
     }
     if (entry.empty()) {
@@ -151,21 +154,40 @@ void answerFavoriteList(EndpointCall& call, std::string& members)
     const auto order =
         call.arguments.text("order").empty() ? viewer::FavoriteOrder::Time : wordOf(call, "order", kOrders);
     const bool descending = !call.arguments.text("sort").empty() && wordOf(call, "sort", kSorts);
-    const sqlite::Transaction view(call.connection, sqlite::Transaction::Kind::Read);
-    const std::vector<std::int64_t> targets =
-        viewer::favorites(call.connection, call.user, subject, order, descending, call.arguments.number("start"),
-                          call.arguments.number("num", kMost));
+    const std::vector<viewer::Favorite> favorites =
+        viewer::favorites(call.viewers, call.guide, call.user, subject, order, descending,
+                          call.arguments.number("start"), call.arguments.number("num", kMost));
     members += fmt::format(",\"{}\":[", nameOf(subject));
+    const auto append = [&members](const auto& appendEntry) {
+        members.append(members.back() == '[' ? "" : ",");
+        appendEntry();
+    };
     if (subject == Subject::Channel) {
-        for (const std::int64_t target : targets) {
-            members.append(members.back() == '[' ? "" : ",").append(jsonText(favoriteChannel(call, target)));
+        for (const viewer::Favorite& favorite : favorites) {
+            append([&] { members.append(jsonText(favoriteChannel(call, favorite.target))); });
         }
     } else {
-        viewer::describeContents(call.connection, targets, call.arguments.text("lang"),
-                                 [&](const guide::Programme& programme) {
-                                     members.append(members.back() == '[' ? "" : ",");
-                                     appendParts(members, programme, kContentParts);
-                                 });
+        // In the order of the favourites, those that the guide has dropped as they are remembered.
+        auto next = favorites.begin();
+        const auto appendRemembered = [&] {
+            append([&] { appendParts(members, next->content.programme(), kFavoriteParts); });
+            ++next;
+        };
+        std::vector<std::int64_t> targets;
+        for (const viewer::Favorite& favorite : favorites) {
+            targets.push_back(favorite.target);
+        }
+        guide::describeContents(call.guide, targets, call.arguments.text("lang"),
+                                [&](const guide::Programme& programme) {
+                                    while (next->target != programme.content) {
+                                        appendRemembered();
+                                    }
+                                    append([&] { appendParts(members, programme, kFavoriteParts); });
+                                    ++next;
+                                });
+        while (next != favorites.end()) {
+            appendRemembered();
+        }
     }
     members += ']';
 }
@@ -174,7 +196,7 @@ Json answerSendLike(EndpointCall& call)
 {
     const NamedTarget target = voteTarget(call);
     const viewer::Vote vote = wordOf(call, "type", kVotes);
-    if (!viewer::castVote(call.connection, call.user, target.subject, target.number, vote, call.now)) {
+    if (!viewer::castVote(call.viewers, call.guide, call.user, target.subject, target.number, vote, call.now)) {
         refuseUnknown(target);
     }
     return Json::object();
@@ -183,7 +205,7 @@ Json answerSendLike(EndpointCall& call)
 Json answerLikes(EndpointCall& call)
 {
     const NamedTarget target = voteTarget(call);
-    const viewer::VoteCount count = viewer::countVotes(call.connection, call.user, target.subject, target.number);
+    const viewer::VoteCount count = viewer::countVotes(call.viewers, call.user, target.subject, target.number);
     return {{"content",
              {{"count",
                {{"like", std::to_string(count.likes)},
@@ -196,7 +218,7 @@ Json answerTuneHistory(EndpointCall& call)
 {
     const NamedTarget target{Subject::Channel, "sourceid", call.arguments.number("sourceid")};
     const std::int64_t seq =
-        viewer::addTuning(call.connection, call.user, target.number, call.arguments.number("ttid"), call.now);
+        viewer::addTuning(call.viewers, call.guide, call.user, target.number, call.arguments.number("ttid"), call.now);
     if (seq == 0) {
         refuseUnknown(target);
     }
@@ -205,7 +227,7 @@ Json answerTuneHistory(EndpointCall& call)
 
 Json answerCheckAgreement(EndpointCall& call)
 {
-    const viewer::Agreement agreement = viewer::agreementOf(call.connection, call.user);
+    const viewer::Agreement agreement = viewer::agreementOf(call.viewers, call.user);
     return {{"reg_info",
              {{"status", agreement.status},
               {"confirmed", agreement.status == viewer::kAgreed ? "yes" : "no"},
@@ -214,19 +236,19 @@ Json answerCheckAgreement(EndpointCall& call)
 
 Json answerConfirmAgreement(EndpointCall& call)
 {
-    viewer::setAgreement(call.connection, call.user, viewer::kAgreed);
+    viewer::setAgreement(call.viewers, call.user, viewer::kAgreed);
     return Json::object();
 }
 
 Json answerRevokeAgreement(EndpointCall& call)
 {
-    viewer::setAgreement(call.connection, call.user, viewer::kRevoked);
+    viewer::setAgreement(call.viewers, call.user, viewer::kRevoked);
     return Json::object();
 }
 
 Json answerAnonymousAgreement(EndpointCall& call)
 {
-    viewer::setAnonymous(call.connection, call.user, wordOf(call, "flag", kFlags));
+    viewer::setAnonymous(call.viewers, call.user, wordOf(call, "flag", kFlags));
     return Json::object();
 }
 

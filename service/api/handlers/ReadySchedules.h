@@ -57,7 +57,6 @@ public:
     explicit ReadySchedules(std::size_t most) : m_most(most) {}
 
     /// Appends the JSON object of a channel with its airings that are on at any moment of [from, to).
-    /// @param connection  in a read transaction
     /// @param guide       guide::digest() of the guide that the connection sees
     /// @return whether the line-up has the channel; if not, nothing is appended
     bool append(std::string& json, sqlite::Connection& connection, const std::string& guide, std::int64_t source,

@@ -9,12 +9,12 @@ namespace corvaned {
 void forEachReceivedChannel(EndpointCall& call, const std::function<void(const guide::Channel&)>& visit)
 {
     const std::string& headend = call.arguments.text("headend");
-    if (!lineup::isHeadend(call.connection, headend)) {
-        guide::forEachChannel(call.connection, visit);
+    if (!lineup::isHeadend(call.guide, headend)) {
+        guide::forEachChannel(call.guide, visit);
         return;
     }
-    for (const lineup::Station& station : lineup::lineupOf(call.connection, headend)) {
-        guide::findChannel(call.connection, station.source, [&](guide::Channel channel) {
+    for (const lineup::Station& station : lineup::lineupOf(call.guide, headend)) {
+        guide::findChannel(call.guide, station.source, [&](guide::Channel channel) {
             channel.number = station.number;
             visit(channel);
         });
@@ -23,15 +23,15 @@ void forEachReceivedChannel(EndpointCall& call, const std::function<void(const g
 
 std::string receivedChecksum(EndpointCall& call)
 {
-    const std::string checksum = guide::lineupChecksum(call.connection);
+    const std::string checksum = guide::lineupChecksum(call.guide);
     const std::string& headend = call.arguments.text("headend");
-    if (checksum.empty() || !lineup::isHeadend(call.connection, headend)) {
+    if (checksum.empty() || !lineup::isHeadend(call.guide, headend)) {
         return checksum;
     }
     // The line-up of a headend also changes with the operator's places.
     Digest digest;
     digest.add(checksum);
-    for (const lineup::Station& station : lineup::lineupOf(call.connection, headend)) {
+    for (const lineup::Station& station : lineup::lineupOf(call.guide, headend)) {
         digest.add(station.source);
         digest.add(station.number);
     }

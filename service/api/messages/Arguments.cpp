@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace corvaned {
 namespace {
@@ -78,6 +79,26 @@ std::string valueOf(const ParameterRule& rule, const http::Request& request, std
 }
 
 }  // namespace
+
+void checkStored(const char* name, std::string_view value)
+{
+    const bool isPlain =
+        std::none_of(value.begin(), value.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
+    // The library refuses to write what is not UTF-8.
+    const auto isUtf8 = [&value] {
+        try {
+            (void)nlohmann::json(value).dump();
+            return true;
+        } catch (const nlohmann::json::exception&) {
+            return false;
+        }
+    };
+    if (value.size() > kLongestStored || !isPlain || !isUtf8()) {
+        throw Refusal(ServiceCode::BadValue,
+                      fmt::format("parameter '{}' must be UTF-8 of at most {} bytes without control characters", name,
+                                  kLongestStored));
+    }
+}
 
 std::string_view properPath(std::string_view path)
 {

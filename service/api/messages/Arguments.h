@@ -58,6 +58,12 @@ struct ParameterRules {
 /// The path without parameters that a client may append to it: "/user/favorite" for "/user/favorite&device=N".
 std::string_view properPath(std::string_view path);
 
+inline constexpr std::size_t kLongestStored = 255;  // bytes of a parameter that is kept
+
+/// Refuses a value that cannot be kept: a long one, and one that is not UTF-8 or has control characters.
+/// @throws Refusal
+void checkStored(const char* name, std::string_view value);
+
 /// The values of one request's parameters. A name without a row is a defect of the endpoint and throws
 /// std::out_of_range.
 class Arguments {

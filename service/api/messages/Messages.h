@@ -52,10 +52,12 @@ private:
 };
 
 struct ServiceSettings {
-    std::string secret;                             // shared with the clients; part of every token
-    std::optional<std::string> appKey;              // nothing: any key is accepted
-    Zone zone = Zone::ofMachine();                  // for conf/localtime and times of day
-    std::int64_t sessionLifetime = 86400;           // seconds
+    std::string secret;                    // shared with the clients; part of every token
+    std::optional<std::string> appKey;     // nothing: any key is accepted
+    Zone zone = Zone::ofMachine();         // for conf/localtime and times of day
+    std::int64_t sessionLifetime = 86400;  // seconds
+    std::int64_t sessionsPerDevice = 32;
+    std::int64_t newDevicesPerHour = 1000;          // of one client address; 0: any number
     std::chrono::milliseconds statementTime{2000};  // for one SQL statement; then 503
     Clock now = systemNow;
 };

@@ -128,7 +128,7 @@ std::string ServiceProcess::upload(const std::string& name) const
     sqlite3* database = nullptr;
     sqlite3_stmt* query = nullptr;
     std::string content;
-    if (sqlite3_open_v2(databaseFile().c_str(), &database, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
+    if (sqlite3_open_v2(m_scratch.file("viewers.db").c_str(), &database, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
         sqlite3_prepare_v2(database, "SELECT content FROM upload WHERE filename = ?", -1, &query, nullptr) ==
             SQLITE_OK &&
         sqlite3_bind_text(query, 1, name.c_str(), -1, SQLITE_STATIC) == SQLITE_OK &&

@@ -1,5 +1,6 @@
 #include "TestSupport.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -7,9 +8,12 @@
 #include <stdexcept>
 
 #include <lzma.h>
+#include <unistd.h>
 #include <zlib.h>
 
+#include "ChildProcess.h"
 #include "ContentCoding.h"
+#include "NewGuide.h"
 #include "OperatorError.h"
 
 namespace corvaned::test {
@@ -28,9 +32,56 @@ ListingInput inputOf(const std::string& text, const std::string& name)
     return {name, [text, name] { return std::make_unique<Owning>(text, name); }};
 }
 
-ImportReport importText(Store& store, const std::string& listing, const ImportOptions& options)
+bool isOnPostgres()
 {
-    return importGuide(store, {inputOf(listing)}, options);
+    return std::getenv("CORVANE_TEST_POSTGRES_HOST") != nullptr;
+}
+
+std::string newViewers(const std::string& guide)
+{
+    static std::atomic<int> s_number{0};
+    if (!isOnPostgres()) {
+        return viewersBeside(guide);
+    }
+    const std::string host = std::getenv("CORVANE_TEST_POSTGRES_HOST");
+    const std::string name = "test" + std::to_string(::getpid()) + "_" + std::to_string(++s_number);
+    const support::ProcessResult made =
+        support::runProcess({"/usr/bin/env", {"createdb", "-h", host, "-U", "tester", name}, {}});
+    if (made.exitCode != 0) {
+        throw std::runtime_error("createdb: " + made.errors);
+    }
+    return "postgresql://tester@/" + name + "?host=" + host;
+}
+
+std::unique_ptr<GuideFile> openOrCreateGuide(const std::string& path)
+{
+    createGuideIfMissing(path, addSamplePlaces);
+    return std::make_unique<GuideFile>(path);
+}
+
+ImportReport importListings(GuideFile& guide, const std::vector<ListingInput>& listings, const ImportOptions& options)
+{
+    const ImportReport report = importGuide(guide.path(), listings, options);
+    guide.refresh();
+    return report;
+}
+
+ImportReport importText(GuideFile& guide, const std::string& listing, const ImportOptions& options)
+{
+    return importListings(guide, {inputOf(listing)}, options);
+}
+
+void importSampleInto(GuideFile& guide, Instant now, const Zone& zone)
+{
+    importSample(guide.path(), now, zone);
+    guide.refresh();
+}
+
+ViewerSession openTestSession(ViewerStore& viewers, const std::string& device, Instant now, std::int64_t lifetime)
+{
+    SessionLimits limits;
+    limits.lifetime = lifetime;
+    return openSession(viewers, device, "127.0.0.1", now, limits, now);
 }
 
 Collected collect(const std::string& text)
@@ -50,10 +101,22 @@ std::string refusalOf(const std::string& text)
     }
 }
 
-std::vector<std::string> rows(Store& store, std::string_view sql)
+std::vector<std::string> values(ViewerStore& viewers, std::string_view sql)
 {
     std::vector<std::string> result;
-    const Store::Lease lease = store.lease();
+    viewers.read([&](SqlConnection& connection) {
+        SqlQuery query(connection, sql);
+        while (query.next()) {
+            result.emplace_back(query.text("value"));
+        }
+    });
+    return result;
+}
+
+std::vector<std::string> rows(GuideFile& guide, std::string_view sql)
+{
+    std::vector<std::string> result;
+    const GuideFile::Lease lease = guide.lease();
     sqlite::Query query(*lease, sql);
     while (query.next()) {
         std::string row;
@@ -65,7 +128,7 @@ std::vector<std::string> rows(Store& store, std::string_view sql)
     return result;
 }
 
-std::string wholeGuide(Store& store)
+std::string wholeGuide(GuideFile& guide)
 {
     std::string all;
     for (const std::string_view sql :
@@ -77,7 +140,7 @@ std::string wholeGuide(Store& store)
           std::string_view("SELECT * FROM person ORDER BY 1"),
           std::string_view("SELECT * FROM credit ORDER BY 1, 2, 3"),
           std::string_view("SELECT * FROM guide ORDER BY 1")}) {
-        for (const std::string& row : rows(store, sql)) {
+        for (const std::string& row : rows(guide, sql)) {
             all += row + "\n";
         }
     }

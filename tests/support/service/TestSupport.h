@@ -1,25 +1,46 @@
 // Shared by the tests of the service: a database, listings from strings, compression.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "GuideFile.h"
 #include "GuideImport.h"
 #include "Listing.h"
 #include "PlacesImport.h"
-#include "Store.h"
+#include "Sample.h"
+#include "Session.h"
+#include "ViewerStore.h"
 
 namespace corvaned::test {
 
-/// A database that is deleted together with the object.
+/// Opens a guide; makes an empty one with the sample places if there is none.
+std::unique_ptr<GuideFile> openOrCreateGuide(const std::string& path);
+
+/// Where a test keeps viewers' data: beside the guide or, run by tests/support/postgres/with_postgres, a new database.
+std::string newViewers(const std::string& guide);
+
+/// Whether newViewers() gives databases of PostgreSQL.
+bool isOnPostgres();
+
+/// A guide and a viewers' store that are deleted together with the object.
 struct TestStore {
     TemporaryDatabase file;
-    Store store{file.path(), Store::Mode::Create, addSamplePlaces};
+    std::unique_ptr<GuideFile> guideFile = openOrCreateGuide(file.path());
+    GuideFile& guide = *guideFile;
+    std::unique_ptr<ViewerStore> viewers = openViewers(newViewers(file.path()));
 };
 
-/// Imports one listing from a string.
-ImportReport importText(Store& store, const std::string& listing, const ImportOptions& options = {});
+/// Import, and let the guide see the result at once.
+ImportReport importListings(GuideFile& guide, const std::vector<ListingInput>& listings,
+                            const ImportOptions& options = {});
+ImportReport importText(GuideFile& guide, const std::string& listing, const ImportOptions& options = {});
+void importSampleInto(GuideFile& guide, Instant now, const Zone& zone);
+
+/// Opens a session that lasts that many seconds.
+ViewerSession openTestSession(ViewerStore& viewers, const std::string& device, Instant now, std::int64_t lifetime);
 
 /// An input for an import that reads from a string.
 ListingInput inputOf(const std::string& text, const std::string& name = "listing");
@@ -42,10 +63,13 @@ Collected collect(const std::string& text);
 std::string refusalOf(const std::string& text);
 
 /// The rows of a query, columns joined by '|'. The query must be a literal.
-std::vector<std::string> rows(Store& store, std::string_view sql);
+std::vector<std::string> rows(GuideFile& guide, std::string_view sql);
 
-/// All tables that an import replaces, as one string.
-std::string wholeGuide(Store& store);
+/// The values of the column "value" of a query.
+std::vector<std::string> values(ViewerStore& viewers, std::string_view sql);
+
+/// Everything that an import replaces, as a string.
+std::string wholeGuide(GuideFile& guide);
 
 std::string gzipPacked(const std::string& text);
 std::string xzPacked(const std::string& text);

@@ -21,14 +21,15 @@ ServiceUnderTest::ServiceUnderTest(const std::string& now, const std::string& zo
 void ServiceUnderTest::reopen()
 {
     m_service.reset();
-    m_store.reset();
-    m_store = std::make_unique<Store>(m_file.path(), Store::Mode::Create, addSamplePlaces);
+    m_viewers.reset();
+    m_guide = openOrCreateGuide(m_file.path());
+    m_viewers = openViewers(m_location);
     ServiceSettings settings;
     settings.secret = kSecret;
     settings.zone = m_zone;
     settings.sessionLifetime = 400 * 86400;
     settings.now = [this] { return m_now; };
-    m_service = std::make_unique<Service>(*m_store, settings);
+    m_service = std::make_unique<Service>(*m_guide, *m_viewers, settings);
 }
 
 void ServiceUnderTest::setNow(const std::string& utc)
@@ -37,8 +38,7 @@ void ServiceUnderTest::setNow(const std::string& utc)
 }
 
 Viewer::Viewer(ServiceUnderTest& under, const std::string& device)
-    : m_under(under),
-      m_token(sessionToken(openSession(*under.store().lease(), device, under.now(), 400 * 86400), kSecret))
+    : m_under(under), m_token(sessionToken(openTestSession(under.viewers(), device, under.now(), 400 * 86400), kSecret))
 {}
 
 http::Reply Viewer::ask(const std::string& method, const std::string& target, const std::string& parameters)

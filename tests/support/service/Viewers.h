@@ -22,16 +22,19 @@ public:
     /// Closes and opens the service, as a restart does.
     void reopen();
 
-    Store& store() { return *m_store; }
+    GuideFile& guide() { return *m_guide; }
+    ViewerStore& viewers() { return *m_viewers; }
     Service& service() { return *m_service; }
     Instant& now() { return m_now; }
     void setNow(const std::string& utc);
 
 private:
     TemporaryDatabase m_file;
+    const std::string m_location = newViewers(m_file.path());
     Instant m_now;
     const Zone m_zone;
-    std::unique_ptr<Store> m_store;
+    std::unique_ptr<GuideFile> m_guide;
+    std::unique_ptr<ViewerStore> m_viewers;
     std::unique_ptr<Service> m_service;
 };
 

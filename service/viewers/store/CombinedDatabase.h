@@ -1,0 +1,23 @@
+// Databases of earlier versions, which held the guide and what viewers keep in one file.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "Sqlite.h"
+
+namespace corvaned {
+
+/// Splits a database of an earlier version: what viewers keep goes into the viewers' store, the guide becomes a file of
+/// the present format under the same path. The old file stays beside it as PATH.combined. Does nothing if the file is
+/// missing or of the present format. A run that was cut off is completed by the next one.
+/// @param viewers  location of the viewers' store; the default one if it is empty
+/// @param fill     adds rows to the new guide; may be null
+/// @param log      receives what was done, line by line
+/// @throws OperatorError if a file cannot be read or written, the database is of a newer format, or the viewers' store
+///         holds something already; nothing is changed then
+void splitCombinedDatabase(const std::string& path, const std::string& viewers,
+                           const std::function<void(const std::string& line)>& log,
+                           void (*fill)(sqlite::Connection& connection) = nullptr);
+
+}  // namespace corvaned
