@@ -57,8 +57,6 @@ const std::string kAmong = "WHERE " + guide::onAirDuring("?1", "?2") + R"sql(
     AND (content_id IN (SELECT value FROM json_each(?3))
          OR (series_id <> 0 AND series_id IN (SELECT value FROM json_each(?4))))
 )sql";
-const std::string kIsMissed =
-    kIsOverAndUnseen + "AND content_id NOT IN (SELECT content_id FROM tuning WHERE user_id = ?1) ";
 
 // An order of airings and the index that has it.
 struct AiringOrder {

@@ -72,11 +72,6 @@ struct Favorite {
 std::vector<Favorite> favorites(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
                                 FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count);
 
-/// Reads contents that the user has named, in the order given: from the guide (guide::describeContents) or, if the
-/// guide has dropped a content, from the remembered copy. Unknown contents are left out.
-void describeContents(sqlite::Connection& connection, const std::vector<std::int64_t>& contents, std::string_view lang,
-                      const guide::ProgrammeVisit& visit);
-
 /// Reads a content that a viewer has named: from the guide (guide::nextAiring) or, if the guide has dropped it, from
 /// the remembered copy, which has no channel and no times.
 /// @return whether the content is known
