@@ -240,10 +240,13 @@ TEST_F(RecommendTest, ManyWishesMissTheSameProgrammes)
 {
     ann.put("user/like", "contentid=" + content("Harbour", 4) + "&type=like");
     ann.put("user/favorite", "type=content&id=" + content("Kitchen", 1));
-    (*under.store().lease()).execute(R"sql(
+    under.viewers().write([](SqlConnection& connection) {
+        connection.execute(R"sql(
             WITH RECURSIVE number (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number WHERE n < 1000)
-            INSERT INTO favorite SELECT user_id, 'content', -n, 0 FROM number, (SELECT DISTINCT user_id FROM favorite)
+            INSERT INTO favorite (user_id, kind, target, since)
+            SELECT user_id, 'content', -n, 0 FROM number, (SELECT DISTINCT user_id FROM favorite) AS users
         )sql");
+    });
     EXPECT_THAT(missedBy(ann), ElementsAre("Kitchen 1", "Harbour 2", "Harbour 3", "Harbour 1"));
     EXPECT_THAT(missedBy(ann, "title"), ElementsAre("Harbour 2", "Harbour 3", "Harbour 1", "Kitchen 1"));
     EXPECT_THAT(missedBy(ann, "channel"), ElementsAre("Kitchen 1", "Harbour 2", "Harbour 3", "Harbour 1"));

@@ -142,7 +142,7 @@ TEST_F(ViewerTest, FavoritesOutlastTheGuideThatTheyCameFrom)
 
 TEST_F(ViewerTest, AListOfFavoritesMixesTheGuideAndWhatItDropped)
 {
-    test::importText(under.store(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
+    test::importText(under.guide(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
         <programme channel="a" start="20261120180000 +0000" stop="20261120190000 +0000"><title>Gone</title></programme>
         <programme channel="a" start="20261120190000 +0000" stop="20261120200000 +0000"><title>Gone too</title>
         <date>1999</date></programme></tv>)");
@@ -150,10 +150,10 @@ TEST_F(ViewerTest, AListOfFavoritesMixesTheGuideAndWhatItDropped)
         ++under.now();
         ann.put("user/favorite",
                 "type=content&id=" +
-                    test::rows(under.store(), "SELECT content_id FROM airing WHERE title = '" + title + "'").at(0));
+                    test::rows(under.guide(), "SELECT content_id FROM airing WHERE title = '" + title + "'").at(0));
     };
     favorite("Gone");
-    test::importText(under.store(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
+    test::importText(under.guide(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
         <programme channel="a" start="20261120180000 +0000" stop="20261120190000 +0000"><title lang="en">Quay "B" \ A</title>
         <title lang="de">Fähre</title><episode-num system="xmltv_ns">1.2.</episode-num><icon src="https://images.example/q.png"
         width="16" height="9"/></programme>
@@ -161,7 +161,7 @@ TEST_F(ViewerTest, AListOfFavoritesMixesTheGuideAndWhatItDropped)
         <date>1999</date></programme></tv>)");
     favorite("Quay \"B\" \\ A");
     favorite("Gone too");
-    test::importText(under.store(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
+    test::importText(under.guide(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
         <programme channel="a" start="20261120180000 +0000" stop="20261120190000 +0000"><title lang="en">Quay "B" \ A</title>
         <title lang="de">Fähre</title><episode-num system="xmltv_ns">1.2.</episode-num><icon src="https://images.example/q.png"
         width="16" height="9"/></programme></tv>)");

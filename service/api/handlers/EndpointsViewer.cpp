@@ -81,9 +81,6 @@ NamedTarget favoriteTarget(const EndpointCall& call)
                                                      target.parameter, target.number, nameOf(target.subject)));
 }
 
-constexpr std::initializer_list<Part> kContentParts = {
-    Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber, Part::Year, Part::Type, Part::Poster};
-
 Json favoriteChannel(EndpointCall& call, std::int64_t source)
 {
     Json entry;
