@@ -21,8 +21,8 @@ constexpr ParameterRule kResetParameters[] = {
 
 // Guide
 constexpr ParameterRule kGalleryParameters[] = {
-    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"checksum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
 };
 constexpr ParameterRule kScheduleParameters[] = {
     {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
@@ -32,9 +32,9 @@ constexpr ParameterRule kScheduleParameters[] = {
     {"interval", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 1, 744},
 };
 constexpr ParameterRule kOnAirParameters[] = {
-    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"sourceid", ParameterPlace::Query, ParameterKind::List, Presence::Optional},
+    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"imagesize", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
 };
 constexpr ParameterRule kFocusChannelParameters[] = {
@@ -50,11 +50,11 @@ constexpr ParameterRule kTodayFileParameters[] = {
     {"file", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
 };
 constexpr ParameterRule kGuideParameters[] = {
-    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"channel", ParameterPlace::Query, ParameterKind::List, Presence::Optional},
     {"chnum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"interval", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 1, 744},
+    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
     {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
     {"start", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
     {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1},

@@ -78,7 +78,7 @@ TEST_F(StatementLimits, ALongStatementGives503)
         R"({"rsp":{"stat":"FAIL","err":{"code":"503","msg":"the service takes too long to answer this; try again )"
         R"(later"}}})");
     EXPECT_THAT(reply.note, StartsWith("a statement took too long: "));
-    EXPECT_THAT(reply.note, HasSubstr("(in: SELECT airing.id"));
+    EXPECT_THAT(reply.note, HasSubstr("(in: SELECT airing."));
 }
 
 TEST_F(StatementLimits, AStatementEndsWhenTheClientLeaves)

@@ -123,33 +123,43 @@ inline constexpr const char* kPostgresCounts = R"sql(
 
     CREATE FUNCTION count_tuning() RETURNS trigger LANGUAGE plpgsql AS $$
     BEGIN
-        IF TG_OP = 'INSERT' THEN
-            IF NOT EXISTS (SELECT 1 FROM tuning WHERE user_id = NEW.user_id AND source_id = NEW.source_id
-                           AND seq <> NEW.seq AND at >= NEW.at / 86400 * 86400 AND at < NEW.at / 86400 * 86400 + 86400)
-            THEN
-                INSERT INTO tuned_day VALUES (NEW.at / 86400, NEW.source_id, 1)
-                    ON CONFLICT (day, source_id) DO UPDATE SET users = tuned_day.users + 1;
-            END IF;
-            IF NOT EXISTS (SELECT 1 FROM tuning WHERE user_id = NEW.user_id AND source_id = NEW.source_id
-                           AND seq <> NEW.seq AND at >= NEW.at / 1800 * 1800 AND at < NEW.at / 1800 * 1800 + 1800)
-            THEN
-                INSERT INTO tuned_half_hour VALUES (NEW.at / 1800, NEW.source_id, 1)
-                    ON CONFLICT (half_hour, source_id) DO UPDATE SET users = tuned_half_hour.users + 1;
-            END IF;
-        ELSE
-            UPDATE tuned_day SET users = users - 1
-                WHERE day = OLD.at / 86400 AND source_id = OLD.source_id AND NOT EXISTS (
-                    SELECT 1 FROM tuning WHERE user_id = OLD.user_id AND source_id = OLD.source_id
-                        AND at >= OLD.at / 86400 * 86400 AND at < OLD.at / 86400 * 86400 + 86400);
-            UPDATE tuned_half_hour SET users = users - 1
-                WHERE half_hour = OLD.at / 1800 AND source_id = OLD.source_id AND NOT EXISTS (
-                    SELECT 1 FROM tuning WHERE user_id = OLD.user_id AND source_id = OLD.source_id
-                        AND at >= OLD.at / 1800 * 1800 AND at < OLD.at / 1800 * 1800 + 1800);
+        IF NOT EXISTS (SELECT 1 FROM tuning WHERE user_id = NEW.user_id AND source_id = NEW.source_id
+                       AND seq <> NEW.seq AND at >= NEW.at / 86400 * 86400 AND at < NEW.at / 86400 * 86400 + 86400)
+        THEN
+            INSERT INTO tuned_day VALUES (NEW.at / 86400, NEW.source_id, 1)
+                ON CONFLICT (day, source_id) DO UPDATE SET users = tuned_day.users + 1;
+        END IF;
+        IF NOT EXISTS (SELECT 1 FROM tuning WHERE user_id = NEW.user_id AND source_id = NEW.source_id
+                       AND seq <> NEW.seq AND at >= NEW.at / 1800 * 1800 AND at < NEW.at / 1800 * 1800 + 1800)
+        THEN
+            INSERT INTO tuned_half_hour VALUES (NEW.at / 1800, NEW.source_id, 1)
+                ON CONFLICT (half_hour, source_id) DO UPDATE SET users = tuned_half_hour.users + 1;
         END IF;
         RETURN NULL;
     END $$;
     CREATE TRIGGER tuning_added AFTER INSERT ON tuning FOR EACH ROW EXECUTE FUNCTION count_tuning();
-    CREATE TRIGGER tuning_removed AFTER DELETE ON tuning FOR EACH ROW EXECUTE FUNCTION count_tuning();
+
+    -- By statement: a trigger by row runs when all rows of the statement are gone, and so cannot see which was the last.
+    CREATE FUNCTION uncount_tunings() RETURNS trigger LANGUAGE plpgsql AS $$
+    BEGIN
+        UPDATE tuned_day SET users = tuned_day.users - lost.users
+            FROM (SELECT at / 86400 AS day, source_id, count(DISTINCT user_id) AS users FROM gone
+                  WHERE NOT EXISTS (
+                      SELECT 1 FROM tuning WHERE tuning.user_id = gone.user_id AND tuning.source_id = gone.source_id
+                          AND tuning.at >= gone.at / 86400 * 86400 AND tuning.at < gone.at / 86400 * 86400 + 86400)
+                  GROUP BY 1, 2) AS lost
+            WHERE tuned_day.day = lost.day AND tuned_day.source_id = lost.source_id;
+        UPDATE tuned_half_hour SET users = tuned_half_hour.users - lost.users
+            FROM (SELECT at / 1800 AS half_hour, source_id, count(DISTINCT user_id) AS users FROM gone
+                  WHERE NOT EXISTS (
+                      SELECT 1 FROM tuning WHERE tuning.user_id = gone.user_id AND tuning.source_id = gone.source_id
+                          AND tuning.at >= gone.at / 1800 * 1800 AND tuning.at < gone.at / 1800 * 1800 + 1800)
+                  GROUP BY 1, 2) AS lost
+            WHERE tuned_half_hour.half_hour = lost.half_hour AND tuned_half_hour.source_id = lost.source_id;
+        RETURN NULL;
+    END $$;
+    CREATE TRIGGER tunings_removed AFTER DELETE ON tuning REFERENCING OLD TABLE AS gone
+        FOR EACH STATEMENT EXECUTE FUNCTION uncount_tunings();
 )sql";
 
 inline constexpr const char* kPostgresSteps[] = {kPostgresTables, kPostgresCounts};
