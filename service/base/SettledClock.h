@@ -1,5 +1,5 @@
-// The system's clock may jump: at start, before it is set, or by mistake. What is deleted by time must not be deleted
-// by such a jump.
+// The system's clock may jump: after the start of the machine, before it is set, or by mistake. Such a jump must not
+// expire stored data.
 #pragma once
 
 #include <chrono>

@@ -39,7 +39,7 @@ int showStats(const std::string& database)
     return kDone;
 }
 
-// Before the first service there is no file beside the guide.
+// Before the first start of the service there is no viewers' file.
 bool hasNoViewersYet(const std::string& database, const std::string& viewers)
 {
     std::error_code failed;

@@ -75,7 +75,7 @@ struct ImportOptions {
                                                                                            std::int64_t) {};
 };
 
-/// Replaces the guide by what the listings hold, or adds that. A missing guide is created, with the sample places. If
+/// Replaces the guide with the listings, or adds them. A missing guide is created, with the sample places. If
 /// two of them claim the same programme in the same slot, the first counts. A programme without a stop lasts until the
 /// next one of its channel.
 /// @param guide  the path of its file

@@ -25,7 +25,7 @@ std::int64_t numberOf(sqlite::Connection& connection, const char* sql)
     return query.next() ? query.number(0) : 0;
 }
 
-// A file in WAL mode may have its newest pages beside it.
+// The newest pages of a file in WAL mode may be in its log.
 bool isInWalMode(const std::string& path)
 {
     constexpr std::streamoff kWriteVersion = 18;  // in the header of every SQLite file

@@ -1,4 +1,4 @@
-// The guide: a file of SQLite that is only ever read. An import builds another file and renames it into place
+// The guide: an SQLite file that is never changed. An import builds another file and renames it into place
 // (NewGuide.h). Guide.h and Lineup.h read its tables.
 #pragma once
 
@@ -16,7 +16,7 @@
 
 namespace corvaned {
 
-/// What a path names at a moment. Differs after a rename onto the path and after a write to the file.
+/// Identifies the file under a path. Differs after a rename onto the path and after a write to the file.
 struct FileIdentity {
     dev_t device = 0;
     ino_t inode = 0;  // 0: there is no file
@@ -28,8 +28,8 @@ struct FileIdentity {
     bool operator!=(const FileIdentity& other) const { return !(*this == other); }
 };
 
-/// Connections to the newest file under a path. A file that was replaced stays readable until its last lease ends; one
-/// that was deleted, or replaced by something that is not a guide, stays in use.  [any thread]
+/// Connections to the newest file under a path. A replaced file stays readable until its last lease ends. If the file
+/// is deleted, or replaced by a file that is not a guide, the old one stays in use.  [any thread]
 class GuideFile {
 public:
     using Log = std::function<void(const std::string& line)>;
@@ -63,7 +63,7 @@ public:
         std::unique_ptr<sqlite::Connection> m_connection;
     };
 
-    /// A connection to the newest file. Looks for a new one if the last look is more than a quarter of a second ago.
+    /// Lends a connection to the newest file. Looks for a new file at most four times a second.
     Lease lease();
 
     /// Looks for a new file at once.
@@ -90,10 +90,10 @@ private:
 /// @throws OperatorError as GuideFile's constructor
 std::unique_ptr<sqlite::Connection> openGuide(const std::string& path);
 
-/// The file as SQLite opens it when nobody writes to it: a URI.
+/// The URI with which SQLite opens a file that no program writes to.
 std::string immutableUri(const std::string& path);
 
-/// Whether the file is one of the formats that hold the guide and what viewers keep.
+/// Whether the file has one of the formats that contain the guide and the viewers' data.
 /// @throws OperatorError if it is another program's or of a newer format
 bool isCombinedDatabase(const std::string& path);
 

@@ -103,7 +103,7 @@ void NewGuide::lock(const std::function<void(const std::string& line)>& warn)
         }
         ::close(m_descriptor);
     }
-    // The rest of a killed import.
+    // Removes the contents that a killed import has left.
     if (::ftruncate(m_descriptor, 0) != 0) {
         fail("cannot write");
     }
@@ -112,11 +112,11 @@ void NewGuide::lock(const std::function<void(const std::string& line)>& warn)
 void NewGuide::begin(Begin begin)
 {
     const FileIdentity held = FileIdentity::of(m_path);
-    m_hasHeld = held.inode != 0 && held.size > 0;
-    if (m_hasHeld && begin != Begin::Combined) {
-        openGuide(m_path);  // reports what is wrong with it
+    m_hadGuide = held.inode != 0 && held.size > 0;
+    if (m_hadGuide && begin != Begin::Combined) {
+        openGuide(m_path);  // reports its fault
     }
-    const bool isCopy = m_hasHeld && begin != Begin::Numbers;
+    const bool isCopy = m_hadGuide && begin != Begin::Numbers;
     if (isCopy) {
         std::filesystem::copy_file(m_path, m_partial, std::filesystem::copy_options::overwrite_existing);
         ::fchmod(m_descriptor, S_IRUSR | S_IWUSR);
@@ -129,7 +129,7 @@ void NewGuide::begin(Begin begin)
         m_connection->execute("VACUUM");  // also removes session keys from unused pages
     } else if (!isCopy) {
         makeSchema(0);
-        if (m_hasHeld) {
+        if (m_hadGuide) {
             copyNumbers();
         }
     }
@@ -181,7 +181,7 @@ void createGuideIfMissing(const std::string& path, void (*fill)(sqlite::Connecti
         return;
     }
     NewGuide made(path, NewGuide::Begin::Numbers, [](const std::string&) {});
-    if (made.hasHeld()) {
+    if (made.hadGuide()) {
         return;  // another process has made it meanwhile
     }
     if (fill != nullptr) {

@@ -1,4 +1,4 @@
-// Builds the guide's next file beside the present one and renames it into place. GuideFile.h reads it.
+// Builds the guide's next file in the folder of the present one and renames it into place. GuideFile.h reads it.
 #pragma once
 
 #include <functional>
@@ -9,8 +9,8 @@
 
 namespace corvaned {
 
-/// A guide that is being made. Until place(), the present guide is untouched; the destructor removes what was not
-/// placed. One process at a time builds the file of a path; the rest of a killed one is removed.
+/// A guide under construction. The present guide does not change before place(); the destructor removes a file that was
+/// not placed. One process at a time builds the file of a path, and removes the partial file of a killed process.
 class NewGuide {
 public:
     /// How much of the present guide the new file begins with.
@@ -22,17 +22,18 @@ public:
 
     /// Waits for another process that builds the same file.
     /// @param path  of the guide, which need not exist; a combined database is refused unless it is asked for
-    /// @param warn  receives a line if there is something to wait for
+    /// @param warn  receives a line if it has to wait
     /// @throws OperatorError if the file cannot be made, or the present guide cannot be read
     NewGuide(const std::string& path, Begin begin, const std::function<void(const std::string& line)>& warn);
     NewGuide(const NewGuide&) = delete;
     NewGuide& operator=(const NewGuide&) = delete;
     ~NewGuide();
 
-    /// The new file. It has no journal: after a fault in it, this object is of no more use.
+    /// The new file. It has no journal: after an error in it, this object must not be used any more.
     sqlite::Connection& connection() { return *m_connection; }
 
-    bool hasHeld() const { return m_hasHeld; }
+    /// Whether the path had a guide when this object was made.
+    bool hadGuide() const { return m_hadGuide; }
 
     /// Flushes the file to the disk and renames it over the present guide.
     /// @throws OperatorError if that fails; the present guide is then unchanged
@@ -49,7 +50,7 @@ private:
     const std::string m_partial;  // of the file while it is built
     int m_descriptor = -1;        // holds the lock
     std::unique_ptr<sqlite::Connection> m_connection;
-    bool m_hasHeld = false;
+    bool m_hadGuide = false;
     bool m_isPlaced = false;
 };
 

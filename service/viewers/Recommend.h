@@ -1,6 +1,6 @@
-// Recommendations, computed from what viewers have done (Viewer.h) and from what is on: the viewers' store gives small
-// lists, and the guide is asked about them. Functions return ids of the guide's airings, which guide::airing reads on
-// the same connection.
+// Recommendations, computed from viewers' data (Viewer.h) and the programmes that are on: the viewers' store gives
+// small lists, and the guide is asked about them. Functions return ids of the guide's airings, which guide::airing
+// reads on the same connection.
 #pragma once
 
 #include <cstdint>

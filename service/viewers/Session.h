@@ -81,7 +81,7 @@ private:
     ViewerStore& m_viewers;
     std::mutex m_lock;  // guards all below
     Sessions m_recent;
-    Sessions m_earlier;  // what was in m_recent when it was full
+    Sessions m_earlier;  // the sessions of m_recent when it was full
 };
 
 /// Compares in constant time.

@@ -143,8 +143,8 @@ TEST_F(DiskFault, ReportsAFailingSyncAndChangesNothing)
 
 using DurabilityOnDisk = DiskFault;
 
-// A power failure loses what is not on the disk. So the new file has to be flushed before it gets its name, and the
-// folder after that. Nothing else has to be: what is half done then has no name.
+// A power failure loses all data that is not on the disk. So the new file must be flushed before it gets its name, and
+// the folder after that. Nothing else must be flushed, because an unfinished file has no name yet.
 TEST_F(DurabilityOnDisk, AnImportFlushesTheFileAndThenTheFolder)
 {
     std::filesystem::remove(syncLog());

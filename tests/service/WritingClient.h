@@ -1,4 +1,4 @@
-// A client that changes what is kept of its viewer, and knows what the service must know afterwards.
+// A client that changes its viewer's data, and knows the state that the service must have afterwards.
 #pragma once
 
 #include <array>
@@ -27,7 +27,7 @@ struct Target {
     std::string id;
 };
 
-/// A client with a user of its own, which writes and knows what the service must know afterwards.
+/// A client with its own user. It makes changes and remembers which of them the service must have kept.
 class WritingClient {
 public:
     using Json = nlohmann::json;
@@ -50,7 +50,7 @@ public:
     }
 
     /// Changes one thing.
-    /// @return whether the service answered; where it did not, the change may or may not have been made
+    /// @return whether the service answered; if not, the change may or may not have been made
     bool write()
     {
         const Target& target = m_targets[m_random() % m_targets.size()];
@@ -73,7 +73,7 @@ public:
         }
     }
 
-    /// Compares what the service knows with what it confirmed; what it was asked and did not confirm is read from it.
+    /// Compares the service's state with the confirmed changes. For unconfirmed ones, takes over the service's state.
     void verify()
     {
         std::set<std::string> favorites;
@@ -145,7 +145,7 @@ private:
         return confirmed;
     }
 
-    // How many tunings this makes, by the service's count; 0 where it did not answer.
+    // The number of tunings after this one, by the service's count; 0 if it did not answer.
     int tune()
     {
         const Result reply = m_http->put(kPrefix + "user/tune_history", headers(), "sourceid=1");

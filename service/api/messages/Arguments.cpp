@@ -84,7 +84,7 @@ void checkStored(const char* name, std::string_view value)
 {
     const bool isPlain =
         std::none_of(value.begin(), value.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
-    // The library refuses to write what is not UTF-8.
+    // The library writes UTF-8 only.
     const auto isUtf8 = [&value] {
         try {
             (void)nlohmann::json(value).dump();

@@ -1,4 +1,4 @@
-// Databases of earlier versions, which held the guide and what viewers keep in one file.
+// Databases of earlier versions, which contain the guide and the viewers' data in one file.
 #pragma once
 
 #include <functional>
@@ -8,12 +8,12 @@
 
 namespace corvaned {
 
-/// Splits a database of an earlier version: what viewers keep goes into the viewers' store, the guide becomes a file of
-/// the present format under the same path. The old file stays beside it as PATH.combined. Does nothing if the file is
-/// missing or of the present format. A run that was cut off is completed by the next one.
+/// Splits a database of an earlier version: the viewers' data goes into the viewers' store, the guide becomes a file of
+/// the present format under the same path. The old file stays in the folder as PATH.combined. Does nothing if the file
+/// is missing or of the present format. The next run completes an interrupted one.
 /// @param viewers  location of the viewers' store; the default one if it is empty
 /// @param fill     adds rows to the new guide; may be null
-/// @param log      receives what was done, line by line
+/// @param log      receives a line for each step
 /// @throws OperatorError if a file cannot be read or written, the database is of a newer format, or the viewers' store
 ///         holds something already; nothing is changed then
 void splitCombinedDatabase(const std::string& path, const std::string& viewers,

@@ -161,7 +161,7 @@ void PostgresConnection::fail(const PGresult* result)
     throw PostgresError(message, state == nullptr ? "" : state);
 }
 
-// Waits for the result of what was sent. After a failure of the connection, it is of no more use.
+// Waits for the result of the statements sent. After a failure, the connection must not be used any more.
 PostgresResult PostgresConnection::await(int sent)
 {
     if (sent == 0) {

@@ -228,7 +228,7 @@ void PostgresViewers::run(const std::function<void(PostgresConnection& connectio
     }
 }
 
-// Without a transaction around them: each statement sees what is committed, which is all that readers need.
+// Runs the statements without a transaction: each sees the committed state, which is all that readers need.
 void PostgresViewers::read(const Work& work)
 {
     run([&work](PostgresConnection& connection) { work(connection); });

@@ -28,7 +28,7 @@ public:
     virtual std::int64_t number(std::string_view column) = 0;
     virtual std::string_view text(std::string_view column) = 0;
 
-    /// The rows that the statement has changed; valid after next() has returned false.
+    /// The number of rows that the statement has changed; valid after next() has returned false.
     virtual std::int64_t changes() = 0;
 };
 
@@ -46,11 +46,11 @@ public:
     /// Runs statements that return no rows.
     virtual void execute(const std::string& sql) = 0;
 
-    /// Until the end of the transaction, no other one with the same user goes on after this call.
+    /// Locks the user until the end of the transaction: other transactions wait in this function.
     virtual void lockUser(std::string_view user) = 0;
 };
 
-/// Bytes that need not be text.
+/// Bytes that need not be UTF-8.
 struct SqlBytes {
     std::string_view bytes;
 };

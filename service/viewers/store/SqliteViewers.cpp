@@ -175,7 +175,7 @@ std::shared_ptr<SqliteViewers::File> SqliteViewers::open(Mode mode) const
             reader = std::make_unique<sqlite::Connection>(m_path, SQLITE_OPEN_READONLY);
             checkedFormat(*reader, m_path);
         } catch (const sqlite::SqliteError&) {
-            // In a folder that cannot be written, SQLite cannot make the companions of a log. If there is no log, no
+            // In a folder that cannot be written, SQLite cannot create the files of a log. If there is no log, no
             // process is writing, and the file alone is the database.
             std::error_code failed;
             if (std::filesystem::exists(m_path + "-wal", failed)) {

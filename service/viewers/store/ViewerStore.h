@@ -1,6 +1,5 @@
-// The store of what viewers keep: sessions, favourites, votes, history, agreements, saved headends, uploads. Viewer.h,
-// Session.h, Upload.h and Recommend.h use it. It is a file of SQLite by default, and PostgreSQL where several services
-// share it.
+// Stores viewers' data: sessions, favourites, votes, history, agreements, saved headends, uploads. Viewer.h, Session.h,
+// Upload.h and Recommend.h use it. The default is an SQLite file; several services share a PostgreSQL database.
 #pragma once
 
 #include <chrono>
@@ -15,8 +14,8 @@
 
 namespace corvaned {
 
-/// The store cannot be used now: it is away, locked, full or too slow. what() is for the log. Whether a change was made
-/// is unknown.
+/// The store cannot be used at present: it is unreachable, locked, full or too slow. what() is for the log. It is
+/// unknown whether the change was made.
 class StoreUnavailable : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -38,11 +37,11 @@ public:
     virtual void read(const Work& work) = 0;
 
     /// Runs `work` in a transaction, which is committed when this returns. `work` may run several times; only the last
-    /// run counts, so it must set what it returns anew each time. If it throws, nothing is changed.
+    /// run counts, so each run must set all of its results. If it throws, nothing is changed.
     /// @throws StoreUnavailable, and what `work` throws
     virtual void write(const Work& work) = 0;
 
-    /// What the store is called in messages; without a password.
+    /// The store's name for messages, without a password.
     virtual const std::string& name() const = 0;
 
     virtual ServiceFigures figures() = 0;
@@ -52,7 +51,7 @@ struct ViewerStoreSettings {
     std::chrono::milliseconds statementTime{2000};  // for one statement
     std::chrono::milliseconds waitTime{5000};       // for other writers, or for a connection
     std::size_t handlers = 8;                       // threads that use the store at a time
-    bool mustAnswer = true;                         // else a database that is away is waited for while serving
+    bool mustAnswer = true;                         // openViewers() fails if the database is unreachable
     std::function<void(const std::string& line)> log = [](const std::string&) {};
 };
 
@@ -61,11 +60,11 @@ struct ViewerStoreSettings {
 /// @throws OperatorError if it cannot be used, or was written by a newer version
 std::unique_ptr<ViewerStore> openViewers(const std::string& location, const ViewerStoreSettings& settings = {});
 
-/// As openViewers, but changes nothing: for programs that only show what is kept.
+/// As openViewers, but changes nothing; for programs that only show the data.
 /// @throws OperatorError also if it is missing
 std::unique_ptr<ViewerStore> openViewersReadOnly(const std::string& location);
 
-/// Where viewers' data is if the operator names no place: viewers.db beside the guide.
+/// The default location of viewers' data: viewers.db in the folder of the guide.
 std::string viewersBeside(const std::string& guide);
 
 }  // namespace corvaned

@@ -1,4 +1,4 @@
-// The guide as a file: what is refused, and how a new file replaces the one in use.
+// The guide as a file: which files are refused, and how a new file replaces the one in use.
 #include "GuideFile.h"
 
 #include <filesystem>

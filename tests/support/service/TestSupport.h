@@ -19,7 +19,8 @@ namespace corvaned::test {
 /// Opens a guide; makes an empty one with the sample places if there is none.
 std::unique_ptr<GuideFile> openOrCreateGuide(const std::string& path);
 
-/// Where a test keeps viewers' data: beside the guide or, run by tests/support/postgres/with_postgres, a new database.
+/// The location of a test's viewers' data: the folder of the guide or, with tests/support/postgres/with_postgres, a new
+/// database.
 std::string newViewers(const std::string& guide);
 
 /// Whether newViewers() gives databases of PostgreSQL.
