@@ -19,7 +19,9 @@ describe("faults", () => {
 
   /** Opens the page on a service with these faults. @param {string[]} faults */
   const open = async (...faults) => {
-    service = await startService(faults.length ? ["--allow-faults", ...faults.flatMap((fault) => ["--fault", fault])] : []);
+    service = await startService(
+      faults.length ? ["--allow-faults", ...faults.flatMap((fault) => ["--fault", fault])] : [],
+    );
     web = await startWeb(service.url);
     page = await openPage(web.url);
   };

@@ -74,8 +74,12 @@ describe("guide", () => {
     const expected = (100 * (now - start)) / (programme.Duration * 60_000);
     const progress = await cell.evaluate((element) => parseFloat(element.style.getPropertyValue("--progress")));
     assert.ok(Math.abs(progress - expected) < 3, `${progress} % is about ${expected} %`);
-    const [line, box] = await Promise.all([page.locator(".now-line").boundingBox(), cell.boundingBox()]);
-    const [, head] = [0, await page.locator(".corner").boundingBox()];
+    // A cell that is drawn again has no box for a moment.
+    const [line, box, head] = await until("the line and the cell to be drawn", async () => {
+      const parts = [page.locator(".now-line"), cell, page.locator(".corner")];
+      const boxes = await Promise.all(parts.map((part) => part.boundingBox()));
+      return boxes.every(Boolean) && boxes;
+    });
     const left = await leftTime();
     const expectedX = head.x + head.width + ((now - left) / (4 * kHour)) * (1280 - head.x - head.width);
     assert.ok(Math.abs(line.x - expectedX) < 12, `the line at ${line.x} is near ${expectedX}`);

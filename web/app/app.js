@@ -192,7 +192,7 @@ class App {
           "span",
           h("strong", `The service does not answer (status ${goneStatus}). `),
           `${explanation.cause}. What to do: ${explanation.remedy}. `,
-          "This page continues automatically when the service is back.",
+          "It continues when the service is back.",
         ),
       );
     }

@@ -126,9 +126,9 @@ export class Rpc extends EventTarget {
       );
   }
 
-  /** @param {string} received  a message as JSON */
-  receive(received) {
-    const message = JSON.parse(received);
+  /** @param {string} body  a message as JSON */
+  receive(body) {
+    const message = JSON.parse(body);
     if (message.method === "accepted") {
       const one = this.pending.get(message.params.id);
       if (!one) return;
