@@ -96,13 +96,19 @@ bool isCombinedDatabase(const std::string& path)
     }
 }
 
-std::unique_ptr<sqlite::Connection> openGuide(const std::string& path)
+void requireDatabase(const std::string& path, std::string_view remedy)
 {
     std::error_code failed;
-    if (!std::filesystem::exists(path, failed)) {
-        throw OperatorError(
-            fmt::format("there is no database {0}; create one with: corvaned import --db {0} LISTING...", path));
+    if (std::filesystem::exists(path, failed)) {
+        return;
     }
+    throw OperatorError(failed ? fmt::format("cannot open database {}: {}", path, failed.message())
+                               : fmt::format("there is no database {}; {}", path, remedy));
+}
+
+std::unique_ptr<sqlite::Connection> openGuide(const std::string& path)
+{
+    requireDatabase(path, fmt::format("create one with: corvaned import --db {} LISTING...", path));
     try {
         auto connection =
             std::make_unique<sqlite::Connection>(immutableUri(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);

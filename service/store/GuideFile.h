@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <sys/types.h>
@@ -85,6 +86,12 @@ private:
     std::chrono::steady_clock::time_point m_nextLook;
     std::uint64_t m_reloads = 0;
 };
+
+/// Checks that a database exists.
+///
+/// @param remedy  how to create it, for the message
+/// @throws OperatorError if it is missing or cannot be reached
+void requireDatabase(const std::string& path, std::string_view remedy);
 
 /// Opens a guide for reading.
 /// @throws OperatorError as GuideFile's constructor

@@ -33,6 +33,8 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
     test::writeFile(packed, "BZh91AY&SY");
     const std::string zstd = db + ".zst";
     test::writeFile(zstd, "\x28\xb5\x2f\xfd\x24");
+    const std::string loop = db + ".loop";
+    std::filesystem::create_symlink(loop, loop);
     const UsageRow rows[] = {
         {{}, 2, "corvaned: a command is required; see corvaned --help\n"},
         {{"fly"}, 2, "corvaned: unknown command 'fly'; see corvaned --help\n"},
@@ -55,6 +57,8 @@ TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
         {{"import", "--db", db, zstd}, 1, "Zstandard is not supported; unpack the listing first: unzstd FILE\n"},
         {{"serve", "--db", db}, 1, "corvaned: there is no database "},
         {{"serve", "--db", broken}, 1, "file is not a database"},
+        {{"stats", "--db", loop}, 1, ".loop: Too many levels of symbolic links\n"},
+        {{"users", "--db", db, "--viewers", loop}, 1, ".loop: Too many levels of symbolic links\n"},
         {{"serve", "--listen", "nowhere"}, 1, "corvaned: 'nowhere' is not an address to listen on"},
         {{"serve", "--listen", ":0"},
          1,

@@ -150,11 +150,10 @@ struct SqliteViewers::Pending {
 SqliteViewers::SqliteViewers(std::string path, Mode mode, ViewerStoreSettings settings)
     : m_path(std::move(path)), m_mode(mode), m_settings(std::move(settings))
 {
-    std::error_code failed;
     if (mode == Mode::Create) {
         createPrivately(m_path);
-    } else if (!std::filesystem::exists(m_path, failed)) {
-        throw OperatorError(fmt::format("there is no database {}; 'corvaned serve' creates it", m_path));
+    } else {
+        requireDatabase(m_path, "'corvaned serve' creates it");
     }
     try {
         m_file = open(mode);
