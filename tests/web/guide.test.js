@@ -201,6 +201,12 @@ describe("guide", () => {
 
   test("page keys move by a screen of channels", async () => {
     await page.setViewportSize({ width: 1280, height: 460 });
+    await until("a layout for the smaller window", () =>
+      page.evaluate(() => {
+        const { geometry, scroller } = document.querySelector("guide-grid");
+        return geometry.height === scroller.clientHeight - geometry.ruler && scroller.clientHeight < 460;
+      }),
+    );
     await focusFirst();
     const rows = await page.evaluate(() => document.querySelector("guide-grid").rowsInView);
     await press("PageDown");
