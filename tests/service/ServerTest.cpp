@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "OperatorError.h"
+#include "PrivatePostgres.h"
 #include "Session.h"
 #include "TestSupport.h"
 #include "WebClient.h"
@@ -337,8 +338,8 @@ TEST_F(ServerTest, TheLogHasTheReasonOfAFault)
     rsp("agreement/check", headers, 500);
     m_server->stop();
     EXPECT_THAT(m_log, HasSubstr("path=\"/openapi/service/vorel/agreement/check\" status=500 code=500 "));
-    EXPECT_THAT(m_log, ContainsRegex(test::isOnPostgres() ? " note=\".*relation .*agreement.* does not exist"
-                                                          : " note=\".*no such table: agreement"));
+    EXPECT_THAT(m_log, ContainsRegex(support::isOnPostgres() ? " note=\".*relation .*agreement.* does not exist"
+                                                             : " note=\".*no such table: agreement"));
 }
 
 TEST_F(ServerTest, StopIsPromptWithConnectionsHeld)

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "Digest.h"
+#include "PrivatePostgres.h"
 #include "SettledClock.h"
 #include "TestSupport.h"
 
@@ -155,7 +156,7 @@ TEST(Session, AClockThatJumpsEndsNothing)
 
 TEST(Session, IsRememberedWhileTheStoreIsAway)
 {
-    if (test::isOnPostgres()) {
+    if (support::isOnPostgres()) {
         GTEST_SKIP() << "takes a file away";
     }
     test::TestStore db;

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "Eventually.h"
+#include "PrivatePostgres.h"
 #include "ServiceProgram.h"
 #include "TestSupport.h"
 #include "WritingClient.h"
@@ -31,7 +32,7 @@ class SeveralServices : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        if (!test::isOnPostgres()) {
+        if (!support::isOnPostgres()) {
             GTEST_SKIP() << "PostgreSQL is not there; run by with_postgres";
         }
         const std::string listing = m_folder.path() + ".xml";

@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include "PrivatePostgres.h"
+
 namespace W::test {
 
 namespace {
@@ -63,7 +65,9 @@ support::Launch corvaned(std::vector<std::string> arguments)
 
 }  // namespace
 
-ServiceProcess::ServiceProcess(std::vector<std::string> options) : m_options(std::move(options))
+ServiceProcess::ServiceProcess(std::vector<std::string> options)
+    : m_options(std::move(options)),
+      m_viewers(support::isOnPostgres() ? support::newPostgresDatabase() : m_scratch.file("viewers.db"))
 {
     const std::int64_t now =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -125,10 +129,14 @@ void ServiceProcess::import(const std::string& listing) const
 
 std::string ServiceProcess::upload(const std::string& name) const
 {
+    if (support::isOnPostgres()) {
+        return support::queryPostgres(
+            m_viewers, "SELECT convert_from(content, 'UTF8') FROM upload WHERE filename = '" + name + "'");
+    }
     sqlite3* database = nullptr;
     sqlite3_stmt* query = nullptr;
     std::string content;
-    if (sqlite3_open_v2(m_scratch.file("viewers.db").c_str(), &database, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
+    if (sqlite3_open_v2(m_viewers.c_str(), &database, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
         sqlite3_prepare_v2(database, "SELECT content FROM upload WHERE filename = ?", -1, &query, nullptr) ==
             SQLITE_OK &&
         sqlite3_bind_text(query, 1, name.c_str(), -1, SQLITE_STATIC) == SQLITE_OK &&
@@ -143,7 +151,7 @@ std::string ServiceProcess::upload(const std::string& name) const
 
 void ServiceProcess::start(const std::string& address)
 {
-    std::vector<std::string> arguments = {"serve", "--db", databaseFile(), "--listen", address};
+    std::vector<std::string> arguments = {"serve", "--db", databaseFile(), "--viewers", m_viewers, "--listen", address};
     arguments.insert(arguments.end(), m_options.begin(), m_options.end());
     m_process.emplace(corvaned(std::move(arguments)));
     const std::string line = m_process->readLine();

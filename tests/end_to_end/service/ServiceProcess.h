@@ -54,6 +54,7 @@ private:
 
     std::vector<std::string> m_options;
     const host::ScratchDirectory m_scratch;
+    const std::string m_viewers;
     std::int64_t m_onAirSince = 0;
     std::optional<support::ChildProcess> m_process;
     std::string m_url;

@@ -1,6 +1,5 @@
 #include "TestSupport.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -8,13 +7,12 @@
 #include <stdexcept>
 
 #include <lzma.h>
-#include <unistd.h>
 #include <zlib.h>
 
-#include "ChildProcess.h"
 #include "ContentCoding.h"
 #include "NewGuide.h"
 #include "OperatorError.h"
+#include "PrivatePostgres.h"
 
 namespace corvaned::test {
 
@@ -32,25 +30,9 @@ ListingInput inputOf(const std::string& text, const std::string& name)
     return {name, [text, name] { return std::make_unique<Owning>(text, name); }};
 }
 
-bool isOnPostgres()
-{
-    return std::getenv("CORVANE_TEST_POSTGRES_HOST") != nullptr;
-}
-
 std::string newViewers(const std::string& guide)
 {
-    static std::atomic<int> s_number{0};
-    if (!isOnPostgres()) {
-        return viewersBeside(guide);
-    }
-    const std::string host = std::getenv("CORVANE_TEST_POSTGRES_HOST");
-    const std::string name = "test" + std::to_string(::getpid()) + "_" + std::to_string(++s_number);
-    const support::ProcessResult made =
-        support::runProcess({"/usr/bin/env", {"createdb", "-h", host, "-U", "tester", name}, {}});
-    if (made.exitCode != 0) {
-        throw std::runtime_error("createdb: " + made.errors);
-    }
-    return "postgresql://tester@/" + name + "?host=" + host;
+    return support::isOnPostgres() ? support::newPostgresDatabase() : viewersBeside(guide);
 }
 
 std::unique_ptr<GuideFile> openOrCreateGuide(const std::string& path)

@@ -23,9 +23,6 @@ std::unique_ptr<GuideFile> openOrCreateGuide(const std::string& path);
 /// database.
 std::string newViewers(const std::string& guide);
 
-/// Whether newViewers() gives databases of PostgreSQL.
-bool isOnPostgres();
-
 /// A guide and a viewers' store that are deleted together with the object.
 struct TestStore {
     TemporaryDatabase file;
