@@ -92,9 +92,9 @@ const char* wordsOf(Which which)
 }
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr long kFewestInjections = 40'000;  // without those of the C libraries
+constexpr long kFewestInjections = 30'000;  // without those of the C libraries
 #else
-constexpr long kFewestInjections = 45'000;
+constexpr long kFewestInjections = 40'000;
 #endif
 
 /// Holds one request and never allocates.
