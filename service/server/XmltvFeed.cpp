@@ -135,7 +135,7 @@ http::Reply XmltvFeed::answer(const http::Request& request)
         !isFile && !request.headers.has("Range") && http::acceptsGzip(request.header("Accept-Encoding"));
     http::Reply reply;
     reply.mayCompress = false;
-    reply.code = codeText(ServiceCode::Ok);
+    reply.code = wireCode(ServiceCode::Ok);
     reply.sharedBody = isFile || isCoded ? version->packed : version->plain;
     reply.headers.set("Content-Type", isFile ? "application/gzip" : "application/xml; charset=utf-8");
     // Each form of the listing is a representation with its own tag (RFC 9110, 8.8.3.3).

@@ -233,14 +233,14 @@ ServiceFigures GuideFile::figures() const
     constexpr double kNanoseconds = 1e9;
     const std::lock_guard<std::mutex> lock(m_lock);
     const FileIdentity& identity = m_version->identity;
-    return {{"corvaned_guide_bytes", "Size of the guide's file.", ServiceFigure::Kind::Gauge,
+    return {{"corvaned_guide_bytes", "Size of the guide's file.", ServiceFigure::MetricKind::Gauge,
              static_cast<double>(identity.size)},
             {"corvaned_guide_imported_timestamp_seconds", "Time at which the guide's file was written.",
-             ServiceFigure::Kind::Gauge, static_cast<double>(identity.changed) / kNanoseconds},
+             ServiceFigure::MetricKind::Gauge, static_cast<double>(identity.changed) / kNanoseconds},
             {"corvaned_guide_reloads_total", "Guide files that replaced an earlier one since the start.",
-             ServiceFigure::Kind::Counter, static_cast<double>(m_reloads)},
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_reloads)},
             {"corvaned_guide_current", "Whether the guide in use is the one under its path (1) or not (0).",
-             ServiceFigure::Kind::Gauge, m_seen == identity ? 1.0 : 0.0}};
+             ServiceFigure::MetricKind::Gauge, m_seen == identity ? 1.0 : 0.0}};
 }
 
 TemporaryDatabase::TemporaryDatabase()

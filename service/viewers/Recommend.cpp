@@ -290,7 +290,7 @@ Habit habitOfAll(SqlConnection& connection, const Zone& zone, Instant now)
     return habit;
 }
 
-std::vector<SlotPick> picksOf(sqlite::Connection& guide, Habit counts, const Zone& zone, Instant now, Reason reason)
+std::vector<SlotPick> picksOf(sqlite::Connection& guide, Habit counts, const Zone& zone, Instant now, PickReason reason)
 {
     std::vector<SlotPick> picks;
     for (int ahead = 0; ahead < kSlots; ++ahead) {
@@ -339,7 +339,7 @@ std::vector<SlotPick> slotsOf(ViewerStore& viewers, sqlite::Connection& guide, s
 {
     Habit habit;
     viewers.read([&](SqlConnection& connection) { habit = habitOf(connection, user, zone, now); });
-    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, Reason::History);
+    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, PickReason::History);
     return picks.empty() ? slotsOfAll(viewers, guide, zone, now) : picks;
 }
 
@@ -351,7 +351,7 @@ std::vector<SlotPick> slotsOfAll(ViewerStore& viewers, sqlite::Connection& guide
         habit = habitOfAll(connection, zone, now);
         scores = popularityOf(connection, now);
     });
-    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, Reason::Popular);
+    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, PickReason::Popular);
     if (!picks.empty()) {
         return picks;
     }
@@ -371,7 +371,7 @@ std::vector<SlotPick> slotsOfAll(ViewerStore& viewers, sqlite::Connection& guide
     }
     int sequence = 0;
     for (const std::int64_t airing : airings) {
-        picks.push_back({airing, timeslotOf(zone, now), ++sequence, Reason::OnNow});
+        picks.push_back({airing, timeslotOf(zone, now), ++sequence, PickReason::OnNow});
     }
     return picks;
 }

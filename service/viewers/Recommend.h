@@ -26,7 +26,7 @@ void forgetOldCounts(SqlConnection& connection, Instant now);
 int timeslotOf(const Zone& zone, Instant at);
 
 /// Why a programme was picked.
-enum class Reason : std::uint8_t {
+enum class PickReason : std::uint8_t {
     History,  // the viewer's own habit at that time of day
     Popular,  // the habit of all viewers
     OnNow,    // without any habit: it is on, or comes next
@@ -36,7 +36,7 @@ struct SlotPick {
     std::int64_t airing = 0;
     int timeslot = 0;
     int sequence = 0;  // place within the slot, from 1
-    Reason reason = Reason::OnNow;
+    PickReason reason = PickReason::OnNow;
 };
 
 /// Picks for the current slot and the seven after it: the programmes on the channels to which the viewer usually tunes

@@ -28,25 +28,26 @@ protected:
         const std::string people =
             "<credits><director>Dee Dow</director><actor role='Hero'>Ay Zed</actor><actor>Bo</actor>"
             "<presenter>Cy</presenter></credits>";
-        test::importText(m_under.guide(),
-                         "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name></channel>"
-                         "<channel id='b'><display-name>Two</display-name><display-name>12</display-name></channel>" +
-                             programme("a", "201200",
-                                       "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
-                                       "<desc lang='en'>A quiet place.</desc><category>Movie</category>" +
-                                           people + "<date>1999</date><length units='minutes'>95</length>") +
-                             programme("b", "201800",
-                                       "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
-                                       "<category>Movie</category><date>1999</date>") +
-                             programme("b", "211800",
-                                       "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
-                                       "<category>Movie</category><date>1999</date>") +
-                             programme("a", "201400", episode("1.0.", "Return") + people) +
-                             programme("a", "201500", episode("0.1.", "Second")) +
-                             programme("a", "201600", episode("0.0.", "Pilot")) +
-                             programme("b", "211200", episode("0.0.", "Pilot")) +
-                             programme("a", "201700", "<title>Harbour</title><sub-title>Special</sub-title>") +
-                             programme("b", "201300", "<title>Town News</title><category>News</category>") + "</tv>");
+        test::importListing(
+            m_under.guide(),
+            "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name></channel>"
+            "<channel id='b'><display-name>Two</display-name><display-name>12</display-name></channel>" +
+                programme("a", "201200",
+                          "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
+                          "<desc lang='en'>A quiet place.</desc><category>Movie</category>" +
+                              people + "<date>1999</date><length units='minutes'>95</length>") +
+                programme("b", "201800",
+                          "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
+                          "<category>Movie</category><date>1999</date>") +
+                programme("b", "211800",
+                          "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
+                          "<category>Movie</category><date>1999</date>") +
+                programme("a", "201400", episode("1.0.", "Return") + people) +
+                programme("a", "201500", episode("0.1.", "Second")) +
+                programme("a", "201600", episode("0.0.", "Pilot")) +
+                programme("b", "211200", episode("0.0.", "Pilot")) +
+                programme("a", "201700", "<title>Harbour</title><sub-title>Special</sub-title>") +
+                programme("b", "201300", "<title>Town News</title><category>News</category>") + "</tv>");
     }
 
     std::string idOf(const std::string& words)
@@ -89,7 +90,7 @@ TEST_F(BrowseEndpoints, ContentHasOneEntryPerChannelAndTime)
     }
 }
 
-TEST_F(BrowseEndpoints, EpisodesComeBySeasonAndEachOnce)
+TEST_F(BrowseEndpoints, EpisodesAreOrderedBySeasonWithoutRepeats)
 {
     const std::string id = idOf("pilot");
     const Json series =
@@ -114,9 +115,9 @@ TEST_F(BrowseEndpoints, EpisodesComeBySeasonAndEachOnce)
 TEST_F(BrowseEndpoints, ASeriesWithoutNumbersIsFlat)
 {
     test::ServiceUnderTest under{"2026-11-20T12:30:00Z"};
-    test::importText(under.guide(), "<tv>" + programme("a", "201000", "<title>Talk</title><sub-title>B</sub-title>") +
-                                        programme("a", "201100", "<title>Talk</title><sub-title>A</sub-title>") +
-                                        "</tv>");
+    test::importListing(under.guide(),
+                        "<tv>" + programme("a", "201000", "<title>Talk</title><sub-title>B</sub-title>") +
+                            programme("a", "201100", "<title>Talk</title><sub-title>A</sub-title>") + "</tv>");
     test::Viewer viewer{under, "tv-1"};
     const std::string id = viewer.get("search/epg_search?q=talk")["content"][0]["id"];
     const Json series = viewer.get("browse/content/" + id + "/series?sourceid=")["series"];
@@ -182,7 +183,7 @@ TEST_F(BrowseEndpoints, SearchFindsTitlesDescriptionsAndNames)
     EXPECT_EQ(m_viewer.refusal("GET", "search/epg_search?q="), "100: parameter 'q' is missing");
 }
 
-TEST_F(BrowseEndpoints, AnExactSearchTakesWholeWordsInTheirOrder)
+TEST_F(BrowseEndpoints, AnExactSearchMatchesWholeWordsInTheirOrder)
 {
     EXPECT_EQ(titles("quiet place&exact=yes"), (Texts{"The Café"}));
     EXPECT_EQ(titles("place quiet&exact=yes"), Texts());
@@ -190,7 +191,7 @@ TEST_F(BrowseEndpoints, AnExactSearchTakesWholeWordsInTheirOrder)
     EXPECT_EQ(titles("quiet pla&exact=no"), (Texts{"The Café"}));
 }
 
-TEST_F(BrowseEndpoints, TheSearchIsPaged)
+TEST_F(BrowseEndpoints, SearchResultsArePaged)
 {
     const Json all = m_viewer.get("search/epg_search?q=harbour");
     EXPECT_EQ(all["total"], "4");
@@ -201,7 +202,7 @@ TEST_F(BrowseEndpoints, TheSearchIsPaged)
     EXPECT_EQ(page["content"], Json({all["content"][1], all["content"][2]}));
 }
 
-TEST_F(BrowseEndpoints, SearchTakesOperatorsAsWords)
+TEST_F(BrowseEndpoints, SearchTreatsOperatorsAsWords)
 {
     for (const char* question :
          {"\"", "*", "NOT", "AND", "title:", "a OR", "(", "^", "{x}", "-", "'", "NEAR(a b)", "\"\"\"*"}) {
@@ -212,7 +213,7 @@ TEST_F(BrowseEndpoints, SearchTakesOperatorsAsWords)
 
 TEST_F(BrowseEndpoints, AnImportReplacesSearchResults)
 {
-    test::importText(m_under.guide(), "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
+    test::importListing(m_under.guide(), "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
     EXPECT_EQ(titles("harbour"), Texts());
     EXPECT_EQ(m_viewer.get("search/epg_search?q=harbour")["total"], "0");
     EXPECT_EQ(titles("other"), (Texts{"Other"}));

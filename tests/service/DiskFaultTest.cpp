@@ -43,7 +43,7 @@ protected:
         test::writeFile(listingFile(), listing(20, 3000));
         {
             const std::unique_ptr<GuideFile> guide = test::openOrCreateGuide(templateFile());
-            test::importText(*guide, listing(3, 60));
+            test::importListing(*guide, listing(3, 60));
             m_before = test::wholeGuide(*guide);
         }
         startOver();

@@ -20,7 +20,7 @@ class GuideEndpoints : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        test::importText(
+        test::importListing(
             m_under.guide(),
             "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name>"
             "<icon src='http://i/1.png'/></channel>"
@@ -70,7 +70,7 @@ TEST_F(GuideEndpoints, FocusChannelGivesFollowingProgrammes)
 }
 
 // In this zone the day begins at 15:00 UTC.
-TEST_F(GuideEndpoints, TodaysFilesHoldEveryProgrammeOnce)
+TEST_F(GuideEndpoints, TodaysFilesHaveEveryProgrammeOnce)
 {
     const Json files = m_viewer.get("channel/today?country=US&lang=en&headend=H1&device=X")["VOREL_url"];
     EXPECT_EQ(valuesOf(files, "time"), (Texts{"0-6", "6-12", "12-18", "18-24"}));
@@ -103,7 +103,7 @@ TEST_F(GuideEndpoints, AnEmptyGuideOffersNoFile)
     EXPECT_EQ(viewer.get("channel/today"), Json::parse(R"({"VOREL_url":[]})"));
 }
 
-TEST_F(GuideEndpoints, TheGuideIsAskedByChannelNumberAndPage)
+TEST_F(GuideEndpoints, TheGuideIsSelectedByChannelNumberAndPage)
 {
     const auto sources = [&](const std::string& query) {
         return valuesOf(m_viewer.get("browse/guide?interval=2&timestamp=2026-11-20T17:00:00Z" + query)["channel"],

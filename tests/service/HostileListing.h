@@ -39,7 +39,7 @@ protected:
     void renew()
     {
         m_database = std::make_unique<test::TestStore>();
-        test::importText(m_database->guide, "<tv>" + programme("<title>Old</title>") + "</tv>");
+        test::importListing(m_database->guide, "<tv>" + programme("<title>Old</title>") + "</tv>");
         m_before = test::wholeGuide(m_database->guide);
     }
 
@@ -58,12 +58,12 @@ protected:
         return outcome;
     }
 
-    ImportOutcome importText(const std::string& text)
+    ImportOutcome importListing(const std::string& listing)
     {
-        return import([&] { return openMemory(text, "listing"); });
+        return import([&] { return openMemory(listing, "listing"); });
     }
 
-    /// Expects a refusal with that message and the guide as it was; or, where the message is empty, a guide of exactly
+    /// Expects a refusal with that message and the guide as it was; or, if the message is empty, a guide of exactly
     /// these titles and these warnings.
     void expect(const ImportOutcome& outcome, const std::string& refusal, const std::vector<std::string>& warnings = {},
                 const std::vector<std::string>& titles = {"Good"})

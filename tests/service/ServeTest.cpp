@@ -154,7 +154,7 @@ TEST(ServeSignals, TermStopsDespiteAClientThatDoesNotRead)
     sending.join();
 }
 
-TEST(ServeSignals, SurvivesHupAndPipe)
+TEST(ServeSignals, HupAndPipeDoNotEndTheService)
 {
     ServiceProgram service({"serve", "--listen", "127.0.0.1:0"});
     const int port = portIn(service.readLine());

@@ -151,7 +151,7 @@ struct AccessRow {
     int status;
 };
 
-TEST_F(FeedTest, AsksForTheApplicationKeyOfAServiceWithOne)
+TEST_F(FeedTest, RequiresTheApplicationKeyIfOneIsSet)
 {
     const AccessRow rows[] = {
         {{"--app-key", "k"}, "/xmltv.xml", "", 401},

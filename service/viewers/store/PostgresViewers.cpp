@@ -266,13 +266,13 @@ void PostgresViewers::write(const Work& work)
 ServiceFigures PostgresViewers::figures()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return {{"corvaned_viewers_writes_total", "Changes committed to the viewers' store.", ServiceFigure::Kind::Counter,
-             static_cast<double>(m_writes)},
+    return {{"corvaned_viewers_writes_total", "Changes committed to the viewers' store.",
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_writes)},
             {"corvaned_viewers_retries_total", "Transactions repeated after a conflict or a lost connection.",
-             ServiceFigure::Kind::Counter, static_cast<double>(m_retries)},
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_retries)},
             {"corvaned_viewers_connections", "Connections to the database, idle and in use.",
-             ServiceFigure::Kind::Gauge, static_cast<double>(m_idle.size() + m_running.size())},
-            {"corvaned_viewers_up", "Whether the database answers (1) or not (0).", ServiceFigure::Kind::Gauge,
+             ServiceFigure::MetricKind::Gauge, static_cast<double>(m_idle.size() + m_running.size())},
+            {"corvaned_viewers_up", "Whether the database answers (1) or not (0).", ServiceFigure::MetricKind::Gauge,
              m_isAway ? 0.0 : 1.0}};
 }
 

@@ -421,12 +421,12 @@ void SqliteViewers::limitLog(File& file)
 ServiceFigures SqliteViewers::figures()
 {
     constexpr double kPageBytes = 4096;
-    return {{"corvaned_viewers_writes_total", "Changes committed to the viewers' store.", ServiceFigure::Kind::Counter,
-             static_cast<double>(m_writes)},
+    return {{"corvaned_viewers_writes_total", "Changes committed to the viewers' store.",
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_writes)},
             {"corvaned_viewers_batches_total", "Transactions in which they were committed.",
-             ServiceFigure::Kind::Counter, static_cast<double>(m_batches)},
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_batches)},
             {"corvaned_viewers_log_bytes", "Size of the write-ahead log at the last commit.",
-             ServiceFigure::Kind::Gauge, m_logPages * kPageBytes}};
+             ServiceFigure::MetricKind::Gauge, m_logPages * kPageBytes}};
 }
 
 }  // namespace corvaned

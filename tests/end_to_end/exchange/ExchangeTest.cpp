@@ -52,7 +52,7 @@ Json withoutNothing(const Json& value)
     return kept;
 }
 
-std::string fileText(const std::string& path)
+std::string contentOf(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
     return in ? std::string(std::istreambuf_iterator<char>(in), {}) : "(no file)";
@@ -97,7 +97,7 @@ private:
             EXPECT_EQ(told.requests,
                       step.request ? std::vector<std::string>{*step.request} : std::vector<std::string>{});
             for (const auto& [path, text] : step.files) {
-                EXPECT_EQ(fileText(path), text) << path;
+                EXPECT_EQ(contentOf(path), text) << path;
             }
         }
         EXPECT_EQ(conversation.finish(), 0);

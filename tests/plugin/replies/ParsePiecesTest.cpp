@@ -131,7 +131,7 @@ TEST(Pieces, ABrokenReplyHasTheSameResultInPiecesAndAsAWhole)
     }
     for (int count = 0; count < kRounds; ++count) {
         const ParserCase& row = *rows[static_cast<std::size_t>(mutate.below(rows.size()))];
-        const std::string body = mutate(replyText(fullReply(row)));
+        const std::string body = mutate(replyBody(fullReply(row)));
         ASSERT_EQ(dump(reading(row, blanks() + body)), dump(reading(row, body))) << row.name << "\n" << body;
         for (const char* const key : {"channel", "content", "mso", "channel_guide", "candidate_missed"}) {
             inPieces += piecesOf(blanks() + body, key) != 0 ? 1 : 0;

@@ -67,7 +67,7 @@ TEST(ViewerStore, OnlyTheOwnerCanReadTheFiles)
     ::umask(before);
 }
 
-TEST(ViewerStore, AFailingWriteOfABatchIsUndoneAlone)
+TEST(ViewerStore, AFailedWriteOfABatchIsUndoneAlone)
 {
     TemporaryDatabase file;
     const std::unique_ptr<ViewerStore> viewers = openViewers(file.path());
@@ -130,7 +130,7 @@ TEST(ViewerStore, TheLogStaysSmallUnderManyWritersAndReaders)
     EXPECT_LT(largest, 16U << 20);
 }
 
-TEST(ViewerStore, ALockOfAnotherProcessLeavesReadersAndHalfOfTheHandlersFree)
+TEST(ViewerStore, ALockHeldByAnotherProcessBlocksNoReaderAndAtMostHalfOfTheHandlers)
 {
     TemporaryDatabase file;
     ViewerStoreSettings settings;

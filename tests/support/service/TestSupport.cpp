@@ -48,7 +48,7 @@ ImportReport importListings(GuideFile& guide, const std::vector<ListingInput>& l
     return report;
 }
 
-ImportReport importText(GuideFile& guide, const std::string& listing, const ImportOptions& options)
+ImportReport importListing(GuideFile& guide, const std::string& listing, const ImportOptions& options)
 {
     return importListings(guide, {inputOf(listing)}, options);
 }

@@ -207,7 +207,7 @@ void VorelGetChannelListCMD::MakeURL(const std::string& checksum, const WContent
         .languageIfSet()
         .headend()
         .deviceOrN()
-        .textIfSet("&checksum=", checksum);
+        .stringIfSet("&checksum=", checksum);
 }
 
 int VorelGetChannelListCMD::ParseChannelList(const std::string& body, WContainer<WVLChannel>& channels,

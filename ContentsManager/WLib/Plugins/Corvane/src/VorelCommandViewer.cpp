@@ -58,8 +58,8 @@ void writeFavoriteList(RequestQuery&& query, const std::string& type, int imageS
     query.countryIfSet()
         .numberIfSet("&imagesize=", imageSize)
         .text("&type=", type)
-        .textIfSet("&order=", order)
-        .textIfSet("&sort=", sort)
+        .stringIfSet("&order=", order)
+        .stringIfSet("&sort=", sort)
         .numberIfSet("&start=", start)
         .numberIfSet("&num=", num);
 }
