@@ -1,4 +1,4 @@
-// A figure for operators, by the name under which Prometheus collects it.
+// A figure for operators, with its name in Prometheus.
 #pragma once
 
 #include <cstdint>

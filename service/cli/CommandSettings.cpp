@@ -291,9 +291,9 @@ void CommandSettings::addOption()
 {
     for (CLI::App* command : m_app.get_subcommands([](CLI::App*) { return true; })) {
         command
-            ->add_option(kConfig, m_file,
-                         fmt::format("Configuration file with these options (default: the one that {} names, or none)",
-                                     kConfigVariable))
+            ->add_option(
+                kConfig, m_file,
+                fmt::format("Read options from this file (default: the file that {} names, or none)", kConfigVariable))
             ->type_name("FILE");
     }
 }

@@ -42,7 +42,7 @@ public:
         }
     }
 
-    /// What was written, for reading; lasts longer than the object.
+    /// The bytes written, for reading; may outlive this object.
     http::SharedBytes mapped() const
     {
         void* const address = ::mmap(nullptr, m_size, PROT_READ, MAP_SHARED, m_descriptor, 0);
@@ -175,7 +175,7 @@ std::shared_ptr<const XmltvFeed::Version> XmltvFeed::current()
     if (!building) {
         return version;
     }
-    // Another request may have made it meanwhile, and an import may end during the export.
+    // Another request may have exported this version meanwhile, and an import may end during the export.
     version = held();
     while (!version || version->digest != digest) {
         std::shared_ptr<const Version> made = exported(digest);

@@ -1,5 +1,5 @@
-// Damaged listings: with invalid bytes, or cut off at any byte; and listings that refer to other files. Each row states
-// its outcome. HostileListingTest.cpp has listings that are too large.
+// Damaged listings (invalid bytes, cut off at any byte) and listings that refer to other files. Each row states its
+// outcome. HostileListingTest.cpp has listings that are too large.
 #include <arpa/inet.h>
 #include <fmt/format.h>
 #include <netinet/in.h>

@@ -87,7 +87,7 @@ struct Received {
     Json rsp() const { return Json::parse(body()).at("rsp"); }
 };
 
-/// What comes back for one request, up to the end of the connection or some seconds of silence.
+/// The bytes received for one request, up to the end of the connection or some seconds of silence.
 Received ask(int port, const std::string& path, const std::string& moreHeaders = "",
              std::chrono::seconds patience = std::chrono::seconds(60))
 {

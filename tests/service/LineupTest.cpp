@@ -30,7 +30,7 @@ std::string listingOf(int channels)
     return listing + "<programme channel='c1' start='20261120180000'><title>Any</title></programme></tv>";
 }
 
-// The reason why the import is refused; "" if it is accepted. The guide stays in both cases.
+// The reason why the import is refused; "" if it is accepted. The guide is unchanged in both cases.
 std::string placesRefusal(GuideFile& store, const std::string& text)
 {
     NewGuide made(store.path(), NewGuide::Begin::Whole, [](const std::string&) {});
@@ -58,7 +58,7 @@ class LineupTest : public ::testing::Test {
 protected:
     LineupTest() { test::importListing(under.guide(), listingOf(9)); }
 
-    // A viewer who answers the quiz with what the headend at home sends at each number.
+    // A viewer who answers the quiz by the line-up of the headend at home.
     std::set<std::string> headendsThatFit(const std::string& home, const Json& quiz)
     {
         std::map<std::string, std::string> onScreen;

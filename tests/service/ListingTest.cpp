@@ -265,7 +265,7 @@ TEST(Listing, HtmlEntitiesInAttributesAreRead)
     EXPECT_EQ(collected.channels[0].name, "<>");
 }
 
-// The parser's errors do not tell text from tags, so a slip between two records cannot be told from one in a tag.
+// The parser's errors do not tell text from tags, so an error between two records looks like one in a tag.
 TEST(Listing, AnErrorBetweenRecordsCostsAtMostTheNextRecord)
 {
     for (const char* slip : {"&", "&unheard;", "<!-- caf\xe9 -->"}) {

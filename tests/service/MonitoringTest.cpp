@@ -1,4 +1,4 @@
-// What load balancers and monitors ask: /healthz, /readyz and /metrics.
+// The paths for load balancers and monitors: /healthz, /readyz and /metrics.
 #include "Monitoring.h"
 
 #include <gmock/gmock.h>

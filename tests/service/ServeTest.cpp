@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// Less than a delayed service takes to end, even on a busy machine.
+// Shorter than the delay of a service that is held up, even on a busy machine.
 constexpr seconds kPrompt{20};
 constexpr const char* kLocalTime = "/openapi/service/vorel/conf/localtime";
 

@@ -57,7 +57,7 @@ protected:
             std::vector<std::string>{"serve", "--db", m_folder.path(), "--viewers", m_viewers, "--listen",
                                      "127.0.0.1:" + std::to_string(service.port), "--log-lines-per-second", "0"});
         const std::string line = service.program->readLine();
-        if (service.port == 0) {  // it stays the same, and the clients read it
+        if (service.port == 0) {  // stays the same, because the clients use it
             service.port = std::stoi(line.substr(line.rfind(':') + 1));
         }
     }
@@ -74,7 +74,7 @@ protected:
         ASSERT_EQ(std::system((std::string(std::getenv("CORVANE_TEST_POSTGRES_CTL")) + " " + what).c_str()), 0);
     }
 
-    /// How long until both services are ready.
+    /// Waits until both services are ready. @return how long that took
     Clock::duration recovery()
     {
         const auto begin = Clock::now();

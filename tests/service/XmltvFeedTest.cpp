@@ -173,7 +173,7 @@ TEST_F(FeedTest, RequiresTheApplicationKeyIfOneIsSet)
     }
 }
 
-// Bytes of the process's own, without mapped files, in KiB.
+// The process's private memory, without mapped files, in KiB.
 long ownMemory(pid_t process)
 {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
