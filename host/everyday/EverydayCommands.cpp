@@ -80,8 +80,7 @@ std::optional<std::string> favouritesProblem(const Arguments& arguments)
 
 void recommendArguments(CLI::App& command, Arguments& arguments)
 {
-    command
-        .add_option("kind", arguments.kind, "Show only these recommendations; default: all, and those chosen for you")
+    command.add_option("kind", arguments.kind, "Show only recommendations of this kind; default: all")
         ->type_name("channels|popular|missed|all")
         ->check(CLI::IsMember({"channels", "popular", "missed", "all"}).description(""));
 }
