@@ -159,8 +159,8 @@ int VorelGetGenreListCMD::ParseGenreList(const std::string& body, WContainer<WVL
     };
     const auto read = [&](const Json::Value& rsp) -> WSTATUS {
         const Json::Value& mark = member(rsp, "checksum");
-        changed = toText(member(mark, "stat")) == "new";
-        checksum = toText(member(mark, "code"));
+        changed = toString(member(mark, "stat")) == "new";
+        checksum = toString(member(mark, "code"));
         if (!changed) {
             return status::kOk;
         }

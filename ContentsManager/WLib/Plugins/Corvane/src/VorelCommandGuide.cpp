@@ -179,7 +179,7 @@ int VorelGetTodayCMD::ParseToday(const std::string& body, std::list<WVLDownloadU
         }
         for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index) {
             WVLDownloadURL url;
-            const TimeSpan span = toTimeSpan(toText(member(array[index], "time")));
+            const TimeSpan span = toTimeSpan(toString(member(array[index], "time")));
             url.setStartTime(static_cast<unsigned int>(span.first));
             url.setEndTime(static_cast<unsigned int>(span.second));
             readFields<WVLDownloadURL>(array[index], kDownloadUrl, url);

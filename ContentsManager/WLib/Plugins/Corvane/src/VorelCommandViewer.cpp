@@ -66,7 +66,7 @@ void writeFavoriteList(RequestQuery&& query, const std::string& type, int imageS
 
 bool isYes(const Json::Value& value)
 {
-    return toText(value) == "yes";
+    return toString(value) == "yes";
 }
 
 }  // namespace
