@@ -7,7 +7,7 @@ namespace corvaned {
 namespace {
 
 using test::Json;
-using test::Texts;
+using test::Strings;
 using test::valuesOf;
 
 struct ConfigEndpoints : ::testing::Test {
@@ -26,7 +26,7 @@ TEST_F(ConfigEndpoints, LogsAreNotCollected)
     const Json service = m_viewer.get("conf/log")["service"];
     EXPECT_EQ(service["url"], "");
     EXPECT_EQ(service["loglevel"], "0");
-    EXPECT_EQ(valuesOf(service["event"], "name"), (Texts{"tune", "search", "favorite", "like"}));
+    EXPECT_EQ(valuesOf(service["event"], "name"), (Strings{"tune", "search", "favorite", "like"}));
 }
 
 TEST_F(ConfigEndpoints, TheCertificationRuleNamesTheGuidesRatings)

@@ -13,6 +13,7 @@
 #include "ExchangeRecords.h"
 #include "FaultInjector.h"
 #include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "RawClient.h"
 #include "Server.h"
 #include "TestSupport.h"
@@ -203,12 +204,9 @@ TEST(Faults, ReportsInvalidFaults)
                              "*=status 200", "*=html 3", "*=delay 1 2"}) {
         EXPECT_THROW(breaking(text), OperatorError) << text;
     }
-    try {
-        breaking("conf/server=explode");
-    } catch (const OperatorError& error) {
-        EXPECT_THAT(error.what(), AllOf(HasSubstr("'conf/server=explode' is not a fault"), HasSubstr("delay, drip"),
-                                        HasSubstr("as in 'channel/schedule=delay 500'")));
-    }
+    EXPECT_THAT(test::operatorErrorOf([] { breaking("conf/server=explode"); }),
+                AllOf(HasSubstr("'conf/server=explode' is not a fault"), HasSubstr("delay, drip"),
+                      HasSubstr("as in 'channel/schedule=delay 500'")));
 }
 
 TEST(Faults, RecordingsAreReplayedInTheirOrder)

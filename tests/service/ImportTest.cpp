@@ -3,6 +3,7 @@
 
 #include "GuideImport.h"
 #include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "TestSupport.h"
 
 namespace corvaned {
@@ -357,24 +358,14 @@ TEST(Import, AMergeIntoAnEmptyDatabaseIsAnImport)
 TEST(Import, ReportsEmptyListings)
 {
     TestStore db;
-    try {
-        importListing(db.guide, "<tv/>");
-        ADD_FAILURE() << "not refused";
-    } catch (const OperatorError& error) {
-        EXPECT_STREQ(error.what(), "the listings contain neither channels nor programmes; the guide is unchanged");
-    }
-    try {
-        importListing(db.guide, "<tv>" + channel("a") + "</tv>");
-        ADD_FAILURE() << "not refused";
-    } catch (const OperatorError& error) {
-        EXPECT_STREQ(error.what(), "the listings contain channels but no programmes; the guide is unchanged");
-    }
-    try {
-        importListing(db.guide, "<tv>" + channel("a") + "<programme channel='a'/></tv>");
-        ADD_FAILURE() << "not refused";
-    } catch (const OperatorError& error) {
-        EXPECT_STREQ(error.what(), "no programme in the listings can be used; the guide is unchanged");
-    }
+    const auto refusal = [&](const std::string& listing) {
+        return test::operatorErrorOf([&] { importListing(db.guide, listing); });
+    };
+    EXPECT_EQ(refusal("<tv/>"), "the listings contain neither channels nor programmes; the guide is unchanged");
+    EXPECT_EQ(refusal("<tv>" + channel("a") + "</tv>"),
+              "the listings contain channels but no programmes; the guide is unchanged");
+    EXPECT_EQ(refusal("<tv>" + channel("a") + "<programme channel='a'/></tv>"),
+              "no programme in the listings can be used; the guide is unchanged");
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "NewGuide.h"
-#include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "PlacesImport.h"
 #include "Viewers.h"
 
@@ -35,12 +35,7 @@ std::string placesRefusal(GuideFile& store, const std::string& text)
 {
     NewGuide made(store.path(), NewGuide::Begin::Whole, [](const std::string&) {});
     const sqlite::Transaction transaction(made.connection(), sqlite::Transaction::Kind::Write);
-    try {
-        importPlaces(made.connection(), text, "places.csv");
-        return "";
-    } catch (const OperatorError& error) {
-        return error.what();
-    }
+    return test::operatorErrorOf([&] { importPlaces(made.connection(), text, "places.csv"); });
 }
 
 PlacesReport keepPlaces(GuideFile& store, const std::string& text)

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "ChildProcess.h"
-#include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "RawServer.h"
 #include "ServiceProgram.h"
 #include "TestSupport.h"
@@ -74,12 +74,7 @@ std::string fetched(const RawServer& server, const FetchOptions& options = quick
 
 std::string refusal(const std::string& url, const FetchOptions& options = quickOptions())
 {
-    try {
-        fetchListing(url, {}, options);
-        return "";
-    } catch (const OperatorError& error) {
-        return error.what();
-    }
+    return test::operatorErrorOf([&] { fetchListing(url, {}, options); });
 }
 
 constexpr const char* kTag = "ETag: \"v1\"\r\n";

@@ -13,6 +13,7 @@
 
 #include "NewGuide.h"
 #include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "TestSupport.h"
 
 namespace corvaned {
@@ -23,12 +24,7 @@ using ::testing::HasSubstr;
 
 std::string refusal(const std::string& path)
 {
-    try {
-        GuideFile guide(path);
-        return "";
-    } catch (const OperatorError& error) {
-        return error.what();
-    }
+    return test::operatorErrorOf([&] { GuideFile guide(path); });
 }
 
 std::string listingOf(const std::string& title)

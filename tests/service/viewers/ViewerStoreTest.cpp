@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "Sqlite.h"
 #include "TestSupport.h"
 #include "Upload.h"
@@ -23,12 +24,7 @@ using ::testing::HasSubstr;
 
 std::string refusal(const std::string& path)
 {
-    try {
-        openViewers(path);
-        return "";
-    } catch (const OperatorError& error) {
-        return error.what();
-    }
+    return test::operatorErrorOf([&] { openViewers(path); });
 }
 
 void change(const std::string& path, const std::string& sql)
