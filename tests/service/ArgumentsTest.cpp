@@ -134,15 +134,15 @@ TEST(Arguments, OtherMethodsIgnoreTheBody)
 {
     http::Request request = putOf("type=body");
     request.method = "DELETE";
-    EXPECT_EQ(Arguments(kPutRules, request, "7").text("type"), "");
+    EXPECT_EQ(Arguments(kPutRules, request, "7").string("type"), "");
 }
 
 TEST(Arguments, MayBeAppendedToThePath)
 {
     EXPECT_EQ(properPath("/user/favorite&device=N"), "/user/favorite");
     EXPECT_EQ(properPath("/user/favorite"), "/user/favorite");
-    EXPECT_EQ(Arguments(kPutRules, putOf("type=channel", "/user/favorite&device=N"), "7").text("device"), "N");
-    EXPECT_EQ(Arguments(kPutRules, putOf("&&=&type", "/user/favorite&"), "7").text("type"), "");
+    EXPECT_EQ(Arguments(kPutRules, putOf("type=channel", "/user/favorite&device=N"), "7").string("device"), "N");
+    EXPECT_EQ(Arguments(kPutRules, putOf("&&=&type", "/user/favorite&"), "7").string("type"), "");
 }
 
 TEST(Arguments, PathParametersAreRequired)
