@@ -55,14 +55,14 @@ void Plugin::learnTime(NullExecutor& executor)
 
 void Plugin::learnTime()
 {
-    struct Answer {
+    struct ClockReply {
         std::mutex lock;
         std::condition_variable arrived;
         int status = 12345;
     } answer;
     std::unique_lock<std::mutex> hold(answer.lock);
     const LocaltimeCallback done = [](int status, const WVLLocaltime& /*time*/, UINT64 /*reference*/, void* userData) {
-        auto& given = *static_cast<Answer*>(userData);
+        auto& given = *static_cast<ClockReply*>(userData);
         const std::lock_guard<std::mutex> writing(given.lock);
         given.status = status;
         given.arrived.notify_one();

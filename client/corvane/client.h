@@ -158,7 +158,7 @@ private:
 };
 
 template <class T>
-class State : public StateBase {
+class CallState : public StateBase {
 public:
     void store(T value) { m_value.emplace(std::move(value)); }
     T take()
@@ -172,7 +172,7 @@ private:
 };
 
 template <>
-class State<void> : public StateBase {
+class CallState<void> : public StateBase {
 public:
     void store() {}
     void take() { rethrow(); }
@@ -268,7 +268,7 @@ struct Receiver<void (*)(int, Rest...)> {
     static void receive(int status, Rest... rest)
     {
         const All all(rest...);
-        auto* const state = static_cast<State<Result>*>(std::get<kResults + 1>(all));
+        auto* const state = static_cast<CallState<Result>*>(std::get<kResults + 1>(all));
         // Removed before it is finished: the code that waits for the result may destroy the Client.
         const std::shared_ptr<StateBase> kept = state->owner->remove(state);
         if (status != W::status::kOk) {
@@ -285,7 +285,7 @@ struct Receiver<void (*)(int, Rest...)> {
 
 private:
     template <std::size_t... Index>
-    static void store(State<Result>& state, const All& all, std::index_sequence<Index...> /*unused*/)
+    static void store(CallState<Result>& state, const All& all, std::index_sequence<Index...> /*unused*/)
     {
         if constexpr (kResults == 0) {
             state.store();
@@ -299,7 +299,7 @@ private:
 /// Suspends a coroutine until a call has ended.
 template <class T>
 struct Awaiter {
-    std::shared_ptr<State<T>> inner;
+    std::shared_ptr<CallState<T>> inner;
     std::shared_ptr<StateBase> outer;  ///< the coroutine's own state, if it returns a Call
 
     bool await_ready() const noexcept { return false; }
@@ -340,7 +340,7 @@ public:
     }
 #endif
 
-    explicit Call(std::shared_ptr<detail::State<T>> state) : m_state(std::move(state)) {}
+    explicit Call(std::shared_ptr<detail::CallState<T>> state) : m_state(std::move(state)) {}
 
     /// Waits for the result and moves it out; once.  [not on the executor's thread]
     /// @throws Error if the operation was refused, failed or was cancelled; what a coroutine threw
@@ -393,7 +393,7 @@ private:
     template <class>
     friend struct detail::PromiseBase;
 #endif
-    std::shared_ptr<detail::State<T>> m_state;
+    std::shared_ptr<detail::CallState<T>> m_state;
 };
 
 /// Owns a plug-in object and makes calls on it.
@@ -440,7 +440,7 @@ private:
     Call<typename detail::Receiver<Callback>::Result> start(const Operation& operation)
     {
         using Receiver = detail::Receiver<Callback>;
-        const auto state = std::make_shared<detail::State<typename Receiver::Result>>();
+        const auto state = std::make_shared<detail::CallState<typename Receiver::Result>>();
         state->owner = m_calls.get();
         m_calls->add(state);
         const int returned = operation(&Receiver::receive, state.get(), state->out);
@@ -472,14 +472,14 @@ struct PromiseBase {
         template <class Coroutine>
         void await_suspend(Coroutine coroutine) const noexcept
         {
-            const std::shared_ptr<State<T>> state = std::move(coroutine.promise().state);
+            const std::shared_ptr<CallState<T>> state = std::move(coroutine.promise().state);
             coroutine.destroy();
             state->finish();
         }
         void await_resume() const noexcept {}
     };
 
-    std::shared_ptr<State<T>> state = std::make_shared<State<T>>();
+    std::shared_ptr<CallState<T>> state = std::make_shared<CallState<T>>();
 
     Call<T> get_return_object() { return Call<T>(state); }
     std::suspend_never initial_suspend() const noexcept { return {}; }

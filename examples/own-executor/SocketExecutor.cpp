@@ -247,8 +247,9 @@ public:
         }
         m_flushed.push_back(id);
         m_ended.wait(lock, [&] {
-            return std::none_of(m_live.begin(), m_live.end(),
-                                [&](const Live& live) { return live.id == id && !(inside && live.flushing); });
+            return std::none_of(m_live.begin(), m_live.end(), [&](const AcceptedRequest& live) {
+                return live.id == id && !(inside && live.flushing);
+            });
         });
         m_flushed.erase(std::find(m_flushed.begin(), m_flushed.end(), id));
         if (inside) {
@@ -261,12 +262,12 @@ public:
 
 private:
     /// A request that was accepted and whose completion has not returned.
-    struct Live {
+    struct AcceptedRequest {
         W::UINT64 id;
         bool flushing;  ///< its completion waits in flushHttpRequests()
     };
 
-    void run(HttpRequest* request, std::list<Live>::iterator live)
+    void run(HttpRequest* request, std::list<AcceptedRequest>::iterator live)
     {
         const auto isMarked = [this, request, id = live->id] {
             const std::lock_guard<std::mutex> lock(m_lock);
@@ -285,14 +286,14 @@ private:
         m_ended.notify_all();
     }
 
-    static thread_local Live* s_own;  ///< the request whose completion runs on this thread
+    static thread_local AcceptedRequest* s_own;  ///< the request whose completion runs on this thread
     std::mutex m_lock;
     std::condition_variable m_ended;
-    std::list<Live> m_live;
+    std::list<AcceptedRequest> m_live;
     std::list<W::UINT64> m_flushed;  ///< ids whose requests are being ended
 };
 
-thread_local SocketExecutor::Live* SocketExecutor::s_own = nullptr;
+thread_local SocketExecutor::AcceptedRequest* SocketExecutor::s_own = nullptr;
 
 }  // namespace
 

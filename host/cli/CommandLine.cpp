@@ -82,7 +82,8 @@ void addCommonOptions(CLI::App& app, CommonOptions& options)
                    "Read the setting secret_key from the first line of this file. Other users of this machine can read "
                    "command lines, but not this file or the variable CORVANE_SECRET_KEY")
         ->type_name("FILE");
-    app.add_option("--log-level", options.logLevel, "Log up to this level: 1 errors (default), 8 everything")
+    app.add_option("--log-level", options.logLevel,
+                   "Log lines up to this level: 1 is errors only, 8 is everything; default: 1")
         ->type_name("N")
         ->check(CLI::Range(0, 99).description(""));
     app.add_option("--timeout", options.timeoutSeconds, "Wait at most this long for a result")
@@ -122,7 +123,8 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, bool isGrid)
         command.add_flag("--table", output.table, "Print tables into a pipe or file, too, instead of plain lines")
             ->excludes(json);
     }
-    command.add_flag("--pager", output.pager, "On a terminal, show the output with the program in PAGER, or less");
+    command.add_flag("--pager", output.pager,
+                     "If the output is a terminal, show it with the program that PAGER names, or with less");
     command.add_option("--zone", output.zone, "Show times in this zone; default: TZ if set, else the service's zone")
         ->type_name("ZONE")
         ->check([](const std::string& value) {

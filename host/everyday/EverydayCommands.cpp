@@ -45,26 +45,29 @@ void idArgument(CLI::App& command, Arguments& arguments)
     command.add_option("id", arguments.id, Description)->type_name("ID")->required();
 }
 
-constexpr char kProgrammeId[] = "Programme, by the ID that search prints";
-constexpr char kPersonId[] = "Person, by the ID that show prints";
-constexpr char kSeriesId[] = "Series or one of its programmes, by its ID";
+constexpr char kProgrammeId[] = "Programme with this ID, which search prints";
+constexpr char kPersonId[] = "Person with this ID, which show prints";
+constexpr char kSeriesId[] = "Series with this ID, or the series of the programme with this ID";
 constexpr char kChannelId[] = "Channel: number, source, name, or an unambiguous start of a name";
 
 void voteArguments(CLI::App& command, Arguments& arguments)
 {
-    command.add_option("id", arguments.id, "Programme, by the ID that search prints")->type_name("ID")->required();
-    command.add_flag("--person", arguments.person, "The ID is that of a person");
+    command.add_option("id", arguments.id, kProgrammeId)->type_name("ID")->required();
+    command.add_flag("--person", arguments.person, "Take the ID as that of a person");
 }
 
 void favouritesArguments(CLI::App& command, Arguments& arguments)
 {
-    command.add_option("action", arguments.action, "Default: list them")
+    command.add_option("action", arguments.action, "Add or remove a favourite; default: list all")
         ->type_name("add|remove")
         ->check(CLI::IsMember({"add", "remove"}).description(""));
-    command.add_option("kind", arguments.kind, "What the ID identifies")
+    command.add_option("kind", arguments.kind, "Take the ID as that of a channel or of a programme")
         ->type_name("channel|content")
         ->check(CLI::IsMember({"channel", "content"}).description(""));
-    command.add_option("id", arguments.id, "Channel (number, source or name) or programme (ID)")->type_name("ID");
+    command
+        .add_option("id", arguments.id,
+                    "Channel, by number, source or name; or programme, by the ID that search prints")
+        ->type_name("ID");
 }
 
 std::optional<std::string> favouritesProblem(const Arguments& arguments)
@@ -77,7 +80,7 @@ std::optional<std::string> favouritesProblem(const Arguments& arguments)
 
 void recommendArguments(CLI::App& command, Arguments& arguments)
 {
-    command.add_option("kind", arguments.kind, "Which recommendations; default: all, with those chosen for you")
+    command.add_option("kind", arguments.kind, "Show only recommendations of this kind; default: all")
         ->type_name("channels|popular|missed|all")
         ->check(CLI::IsMember({"channels", "popular", "missed", "all"}).description(""));
 }
@@ -112,7 +115,7 @@ std::optional<std::string> lineUpProblem(const Arguments& arguments)
 
 void termsArguments(CLI::App& command, Arguments& arguments)
 {
-    command.add_option("action", arguments.action, "Default: show whether you have agreed")
+    command.add_option("action", arguments.action, "Change your agreement; default: show it")
         ->type_name("agree|revoke|anonymous")
         ->check(CLI::IsMember({"agree", "revoke", "anonymous"}).description(""));
     command.add_option("flag", arguments.kind, "Turn anonymous use on or off")
@@ -131,7 +134,7 @@ std::optional<std::string> termsProblem(const Arguments& arguments)
 
 void uploadArguments(CLI::App& command, Arguments& arguments)
 {
-    command.add_option("file", arguments.id, "File with the device's channel information")
+    command.add_option("file", arguments.id, "Upload this file, which has the channel information of the device")
         ->type_name("FILE")
         ->required();
 }
@@ -158,7 +161,7 @@ void uploadSettings(const Arguments& arguments, CommonOptions& options)
 
 void resetArguments(CLI::App& command, Arguments& arguments)
 {
-    command.add_flag("--yes", arguments.yes, "Do not ask; required if this is not a terminal");
+    command.add_flag("--yes", arguments.yes, "Do not ask for confirmation; required without a terminal");
 }
 
 std::optional<std::string> resetProblem(const Arguments& arguments)

@@ -11,7 +11,7 @@ namespace W::host {
 std::optional<DisplayZone> DisplayZone::named(const std::string& name)
 {
     try {
-        return DisplayZone(Kind::Named, 0, date::locate_zone(name));
+        return DisplayZone(ZoneKind::Named, 0, date::locate_zone(name));
     } catch (const std::exception&) {
         return std::nullopt;
     }
@@ -19,11 +19,11 @@ std::optional<DisplayZone> DisplayZone::named(const std::string& name)
 
 int DisplayZone::offsetAt(std::int64_t instant) const
 {
-    if (m_kind == Kind::Named) {
+    if (m_kind == ZoneKind::Named) {
         const date::sys_seconds time{std::chrono::seconds(instant)};
         return static_cast<int>(m_zone->get_info(time).offset.count());
     }
-    if (m_kind == Kind::Machine) {
+    if (m_kind == ZoneKind::Machine) {
         const auto time = static_cast<std::time_t>(instant);
         std::tm local{};
         return ::localtime_r(&time, &local) ? static_cast<int>(local.tm_gmtoff) : 0;

@@ -15,11 +15,11 @@ namespace W::host {
 class DisplayZone {
 public:
     /// This machine's zone: TZ, or the system's.
-    static DisplayZone machine() { return {Kind::Machine, 0, nullptr}; }
+    static DisplayZone machine() { return {ZoneKind::Machine, 0, nullptr}; }
 
     /// A zone without changes, such as UTC.
     /// @param offset  seconds east of Greenwich
-    static DisplayZone fixed(int offset) { return {Kind::Fixed, offset, nullptr}; }
+    static DisplayZone fixed(int offset) { return {ZoneKind::Fixed, offset, nullptr}; }
 
     /// A zone of the system's database, as in "Europe/Berlin"; nothing if it has no such zone.
     static std::optional<DisplayZone> named(const std::string& name);
@@ -34,14 +34,15 @@ public:
     std::int64_t instantOf(std::int64_t local) const;
 
 private:
-    enum class Kind {
+    enum class ZoneKind {
         Fixed,
         Machine,
         Named
     };
-    DisplayZone(Kind kind, int offset, const date::time_zone* zone) : m_kind(kind), m_offset(offset), m_zone(zone) {}
+    DisplayZone(ZoneKind kind, int offset, const date::time_zone* zone) : m_kind(kind), m_offset(offset), m_zone(zone)
+    {}
 
-    Kind m_kind;
+    ZoneKind m_kind;
     int m_offset;
     const date::time_zone* m_zone;  ///< of the database, which lives as long as the process
 };

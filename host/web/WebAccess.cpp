@@ -113,7 +113,7 @@ bool WebAccess::hasCookie(const http::Request& request) const
     return false;
 }
 
-WebAccess::Verdict WebAccess::tryPassword(const http::Request& request)
+WebAccess::Admission WebAccess::tryPassword(const http::Request& request)
 {
     const auto fields = http::parseQuery(request.body);
     const auto given = fields.find("password");
@@ -123,36 +123,36 @@ WebAccess::Verdict WebAccess::tryPassword(const http::Request& request)
         m_wrongTries = 0;
     }
     if (m_wrongTries >= kMostWrongTries) {
-        return Verdict::TooManyTries;
+        return Admission::TooManyTries;
     }
     if (given != fields.end() && sameSecret(given->second, m_password)) {
         m_wrongTries = 0;
-        return Verdict::SignedIn;
+        return Admission::SignedIn;
     }
     if (m_wrongTries++ == 0) {
         m_firstTry = now;
     }
-    return Verdict::WrongPassword;
+    return Admission::WrongPassword;
 }
 
-WebAccess::Verdict WebAccess::judge(const http::Request& request)
+WebAccess::Admission WebAccess::judge(const http::Request& request)
 {
     const std::string& host = request.header("Host");
     if (!isOwnHost(host)) {
-        return Verdict::WrongHost;
+        return Admission::WrongHost;
     }
     if (request.headers.has("Origin") && request.header("Origin") != "http://" + host) {
-        return Verdict::WrongOrigin;
+        return Admission::WrongOrigin;
     }
     if (!asksForPassword()) {
         const auto token = request.query.find("token");
         if (request.path == "/" && token != request.query.end() && sameSecret(token->second, m_token)) {
-            return Verdict::SignedIn;
+            return Admission::SignedIn;
         }
     } else if (request.method == "POST" && request.path == "/sign-in") {
         return tryPassword(request);
     }
-    return hasCookie(request) ? Verdict::Admitted : Verdict::Locked;
+    return hasCookie(request) ? Admission::Admitted : Admission::Locked;
 }
 
 http::Reply WebAccess::signIn() const

@@ -25,7 +25,7 @@ public:
     /// The address to open: with the token, unless there is a password.
     std::string address(const std::string& url) const;
 
-    enum class Verdict {
+    enum class Admission {
         Admitted,
         SignedIn,     ///< the right token or password: signIn() is the reply
         Locked,       ///< no cookie of this start
@@ -34,7 +34,7 @@ public:
         WrongPassword,
         TooManyTries,  ///< wrong passwords in the last minute
     };
-    Verdict judge(const http::Request& request);
+    Admission judge(const http::Request& request);
 
     /// Gives the browser its cookie and sends it to the page.
     http::Reply signIn() const;
@@ -45,7 +45,7 @@ private:
     bool isOwnHost(std::string_view host) const;
     bool hasCookie(const http::Request& request) const;
     std::string cookieName() const;
-    Verdict tryPassword(const http::Request& request);
+    Admission tryPassword(const http::Request& request);
 
     const http::ListenAddress m_address;
     const std::string m_password;

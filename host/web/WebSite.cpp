@@ -19,7 +19,7 @@ constexpr const char* kPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self' data: http: https:; "
     "form-action 'self'; base-uri 'none'; frame-ancestors 'none'";
 
-http::Reply textReply(int status, const std::string& text)
+http::Reply plainReply(int status, const std::string& text)
 {
     http::Reply reply;
     reply.status = status;
@@ -101,7 +101,7 @@ http::HttpApplication WebSite::application(std::chrono::milliseconds patience)
     http::HttpApplication application;
     application.admit = [this](const http::Request& request) { return admit(request); };
     application.answer = [this, patience](const http::Request& request) { return answer(request, patience); };
-    application.refuse = [](int status, const std::string& message) { return textReply(status, message); };
+    application.refuse = [](int status, const std::string& message) { return plainReply(status, message); };
     application.openWebSocket = [this](const http::Request& request) -> std::shared_ptr<http::WebSocketHandler> {
         if (request.path != "/rpc") {
             return nullptr;
@@ -113,13 +113,13 @@ http::HttpApplication WebSite::application(std::chrono::milliseconds patience)
 
 std::optional<http::Reply> WebSite::admit(const http::Request& request)
 {
-    const WebAccess::Verdict verdict = m_access.judge(request);
+    const WebAccess::Admission verdict = m_access.judge(request);
     switch (verdict) {
-        case WebAccess::Verdict::Admitted:
+        case WebAccess::Admission::Admitted:
             return std::nullopt;
-        case WebAccess::Verdict::SignedIn:
+        case WebAccess::Admission::SignedIn:
             return m_access.signIn();
-        case WebAccess::Verdict::Locked:
+        case WebAccess::Admission::Locked:
             if (isPublic(request.path)) {
                 return std::nullopt;
             }
@@ -130,15 +130,15 @@ std::optional<http::Reply> WebSite::admit(const http::Request& request)
     return locked(verdict);
 }
 
-http::Reply WebSite::locked(WebAccess::Verdict verdict) const
+http::Reply WebSite::locked(WebAccess::Admission verdict) const
 {
-    if (verdict == WebAccess::Verdict::WrongHost) {
-        return textReply(403, "This server has another name. Open the address that corvane web printed.");
+    if (verdict == WebAccess::Admission::WrongHost) {
+        return plainReply(403, "This server has another name. Open the address that corvane web printed.");
     }
-    if (verdict == WebAccess::Verdict::WrongOrigin) {
-        return textReply(403, "Requests from pages of other servers are refused.");
+    if (verdict == WebAccess::Admission::WrongOrigin) {
+        return plainReply(403, "Requests from pages of other servers are refused.");
     }
-    http::Reply reply = textReply(401, "");
+    http::Reply reply = plainReply(401, "");
     reply.headers.set("Content-Type", "text/html; charset=utf-8");
     reply.headers.set("Content-Security-Policy", kPolicy);
     if (!m_access.asksForPassword()) {
@@ -148,9 +148,9 @@ http::Reply WebSite::locked(WebAccess::Verdict verdict) const
         return reply;
     }
     std::string message = "<p>Enter the password of this guide.</p>";
-    if (verdict == WebAccess::Verdict::WrongPassword) {
+    if (verdict == WebAccess::Admission::WrongPassword) {
         message = "<p class=\"cause\" role=\"alert\">This password is wrong.</p>";
-    } else if (verdict == WebAccess::Verdict::TooManyTries) {
+    } else if (verdict == WebAccess::Admission::TooManyTries) {
         reply.status = 429;
         reply.headers.add("Retry-After", "60");
         message = "<p class=\"cause\" role=\"alert\">Too many wrong passwords. Wait a minute and try again.</p>";
@@ -178,7 +178,7 @@ std::shared_ptr<const http::StaticContent> WebSite::content(bool fresh)
 http::Reply WebSite::chooseLineUp(const http::Request& request)
 {
     if (request.method != "POST") {
-        http::Reply reply = textReply(405, "Choose a line-up with POST.");
+        http::Reply reply = plainReply(405, "Choose a line-up with POST.");
         reply.headers.add("Allow", "POST");
         return reply;
     }
@@ -188,7 +188,7 @@ http::Reply WebSite::chooseLineUp(const http::Request& request)
         return value.is_string() ? value.get<std::string>() : std::string();
     };
     if (text("headend").empty()) {
-        return textReply(400, "The body must be a JSON object with \"headend\" and \"device\".");
+        return plainReply(400, "The body must be a JSON object with \"headend\" and \"device\".");
     }
     m_lineUp.choose(text("headend"), text("device"));
     return jsonReply({{"headend", m_lineUp.headend()}, {"device", m_lineUp.device()}});
@@ -205,7 +205,7 @@ http::Reply WebSite::answer(const http::Request& request, std::chrono::milliseco
     try {
         return content(request.path == "/")->answer(request);
     } catch (const std::exception& error) {
-        return textReply(500, error.what());
+        return plainReply(500, error.what());
     }
 }
 

@@ -29,7 +29,7 @@ public:
 private:
     std::optional<http::Reply> admit(const http::Request& request);
     http::Reply answer(const http::Request& request, std::chrono::milliseconds patience);
-    http::Reply locked(WebAccess::Verdict verdict) const;
+    http::Reply locked(WebAccess::Admission verdict) const;
     http::Reply chooseLineUp(const http::Request& request);
     std::shared_ptr<const http::StaticContent> content(bool fresh);
 

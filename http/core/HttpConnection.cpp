@@ -208,14 +208,14 @@ void HttpConnection::beginRequest()
 void HttpConnection::proceed()
 {
     switch (m_reader.read(m_input)) {
-        case RequestReader::Progress::NeedsMore:
+        case RequestReader::ReadProgress::NeedsMore:
             if (m_reader.isInBody()) {
                 onPartOfBody();
             }
             return;
-        case RequestReader::Progress::Complete:
+        case RequestReader::ReadProgress::Complete:
             return dispatch();
-        case RequestReader::Progress::Refused:
+        case RequestReader::ReadProgress::Refused:
             return refuse(m_reader.refusal().status, m_reader.refusal().message);
     }
 }

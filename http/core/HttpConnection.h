@@ -48,7 +48,7 @@ public:
     void close();
 
     const std::string& remote() const { return m_remote; }
-    /// Of an idle connection.
+    /// For idle connections only.
     TimePoint idleSince() const { return m_deadline - m_core.limits().idleTime; }
 
     // The place of the connection in the core's lists.

@@ -1,4 +1,4 @@
-// The implementation of HttpServer: the I/O thread, and the state that all connections share. A HttpListener
+// The implementation of HttpServer: the I/O thread, and the state that all connections share. An HttpListener
 // accepts, an HttpConnection reads requests and sends replies, a WebSocketConnection takes over from one after an
 // upgrade. Everything here happens on the I/O thread unless it is marked otherwise.
 #pragma once
@@ -108,7 +108,7 @@ private:
     Connections m_lists[3];
     std::unordered_map<std::string, std::size_t> m_perAddress;
     std::size_t m_count = 0;
-    std::size_t m_peak = 0;  // of m_count, since memory was last given back
+    std::size_t m_peak = 0;  // highest m_count since memory was last returned to the system
     std::size_t m_bodyBytes = 0;
     bool m_stopping = false;
     bool m_reportedEmpty = false;

@@ -56,14 +56,14 @@ bool RequestReader::takeContinue()
     return expected;
 }
 
-RequestReader::Progress RequestReader::refuse(Refused refusal)
+RequestReader::ReadProgress RequestReader::refuse(Refused refusal)
 {
     m_refusal = std::move(refusal);
     m_body.reset();
-    return Progress::Refused;
+    return ReadProgress::Refused;
 }
 
-RequestReader::Progress RequestReader::read(std::string& input)
+RequestReader::ReadProgress RequestReader::read(std::string& input)
 {
     if (!m_body) {
         // A client may send an empty line before a request (RFC 9112, 2.2).
@@ -75,7 +75,7 @@ RequestReader::Progress RequestReader::read(std::string& input)
             std::string_view(input).substr(0, end == std::string::npos ? input.size() : end + kEndOfHead.size());
         if (end == std::string::npos) {
             auto refused = checkPartOfHead(head, m_limits);
-            return refused ? refuse(std::move(*refused)) : Progress::NeedsMore;
+            return refused ? refuse(std::move(*refused)) : ReadProgress::NeedsMore;
         }
         if (auto refused = checkHead(head, m_limits, m_facts)) {
             return refuse(std::move(*refused));
@@ -118,7 +118,7 @@ bool RequestReader::beginBody(std::string_view head)
     return true;
 }
 
-RequestReader::Progress RequestReader::readBody(std::string& input)
+RequestReader::ReadProgress RequestReader::readBody(std::string& input)
 {
     auto& parser = m_body->parser;
     std::size_t used = 0;
@@ -139,9 +139,9 @@ RequestReader::Progress RequestReader::readBody(std::string& input)
     input.erase(0, used);
     if (!parser.is_done()) {
         return input.size() > kMostChunkOverhead ? refuse({400, "a line of the body's chunks is too long"})
-                                                 : Progress::NeedsMore;
+                                                 : ReadProgress::NeedsMore;
     }
-    return Progress::Complete;
+    return ReadProgress::Complete;
 }
 
 void RequestReader::drop()

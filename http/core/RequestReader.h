@@ -16,7 +16,7 @@ namespace http {
 /// Used by one thread at a time.
 class RequestReader {
 public:
-    enum class Progress : std::uint8_t {
+    enum class ReadProgress : std::uint8_t {
         NeedsMore,
         Complete,  // request() holds it
         Refused,   // refusal() says why; the rest of the connection's bytes cannot be read
@@ -28,7 +28,7 @@ public:
     ~RequestReader();
 
     /// Parses more of the request and removes the parsed bytes from the front of the input.
-    Progress read(std::string& input);
+    ReadProgress read(std::string& input);
 
     /// Whether the head is complete and the body is not.
     bool isInBody() const { return m_body != nullptr; }
@@ -49,9 +49,9 @@ public:
 private:
     struct Body;
 
-    Progress refuse(Refused refusal);
+    ReadProgress refuse(Refused refusal);
     bool beginBody(std::string_view head);
-    Progress readBody(std::string& input);
+    ReadProgress readBody(std::string& input);
 
     const ServerLimits& m_limits;
     HeadFacts m_facts;

@@ -27,7 +27,7 @@ public:
 
     /// @param input  bytes that have been read already
     TransportStream(Socket socket, std::unique_ptr<Transport> transport, std::string input)
-        : m_link(std::make_shared<Link>(std::move(socket), std::move(transport), std::move(input)))
+        : m_link(std::make_shared<StreamState>(std::move(socket), std::move(transport), std::move(input)))
     {}
     TransportStream(const TransportStream&) = delete;
     TransportStream& operator=(const TransportStream&) = delete;
@@ -65,8 +65,8 @@ public:
 
 private:
     // Shared by the stream and pending operations. Once the socket is closed, they touch no buffer.
-    struct Link {
-        Link(Socket moved, std::unique_ptr<Transport> mover, std::string bytes)
+    struct StreamState {
+        StreamState(Socket moved, std::unique_ptr<Transport> mover, std::string bytes)
             : socket(std::move(moved)), transport(std::move(mover)), input(std::move(bytes))
         {}
 
@@ -74,7 +74,7 @@ private:
         std::unique_ptr<Transport> transport;
         std::string input;
 
-        using Self = std::shared_ptr<Link>;
+        using Self = std::shared_ptr<StreamState>;
 
         template <typename Handler>
         void complete(const std::shared_ptr<Handler>& handler, Error error, std::size_t count)
@@ -160,7 +160,7 @@ private:
         return {};
     }
 
-    const std::shared_ptr<Link> m_link;
+    const std::shared_ptr<StreamState> m_link;
 };
 
 // Boost.Beast finds these by argument-dependent look-up.

@@ -10,10 +10,10 @@ namespace {
 
 // Sessions and configuration
 constexpr ParameterRule kSeedkeyParameters[] = {
-    {"DUID", ParameterPlace::Header, ParameterKind::Text, Presence::Required},
+    {"DUID", ParameterPlace::Header, ParameterKind::String, Presence::Required},
 };
 constexpr ParameterRule kUploadParameters[] = {
-    {"filename", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"filename", ParameterPlace::Query, ParameterKind::String, Presence::Required},
 };
 constexpr ParameterRule kResetParameters[] = {
     {"timestamp", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
@@ -21,93 +21,93 @@ constexpr ParameterRule kResetParameters[] = {
 
 // Guide
 constexpr ParameterRule kGalleryParameters[] = {
-    {"checksum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
-    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"checksum", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
+    {"headend", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kScheduleParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"sourceid", ParameterPlace::Query, ParameterKind::List, Presence::Required},
     {"starttime", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
     {"imagesize", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
     {"interval", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 1, 744},
 };
 constexpr ParameterRule kOnAirParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"sourceid", ParameterPlace::Query, ParameterKind::List, Presence::Optional},
-    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"headend", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"imagesize", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
 };
 constexpr ParameterRule kFocusChannelParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
-    {"sourceid", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
+    {"sourceid", ParameterPlace::Query, ParameterKind::String, Presence::Required},
     {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
     {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1, 1000},
 };
 constexpr ParameterRule kTodayParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kTodayFileParameters[] = {
-    {"file", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
+    {"file", ParameterPlace::Path, ParameterKind::String, Presence::Required},
 };
 constexpr ParameterRule kGuideParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"channel", ParameterPlace::Query, ParameterKind::List, Presence::Optional},
-    {"chnum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"chnum", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"interval", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 1, 744},
-    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"headend", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
     {"start", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
     {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1},
     {"timestamp", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
 };
 constexpr ParameterRule kContentListParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"genre", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
     {"timestamp", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
     {"start", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
     {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1, 1000},
 };
 constexpr ParameterRule kContentParameters[] = {
-    {"id", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
-    {"sourceid", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"id", ParameterPlace::Path, ParameterKind::String, Presence::Required},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
+    {"sourceid", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"starttime", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
 };
 constexpr ParameterRule kSeriesParameters[] = {
-    {"id", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
-    {"sourceid", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"id", ParameterPlace::Path, ParameterKind::String, Presence::Required},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
+    {"sourceid", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kPersonParameters[] = {
-    {"id", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"id", ParameterPlace::Path, ParameterKind::String, Presence::Required},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kSearchParameters[] = {
-    {"q", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
-    {"exact", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"q", ParameterPlace::Query, ParameterKind::String, Presence::Required},
+    {"exact", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"start", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
     {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1, 200},
 };
 constexpr ParameterRule kGenreParameters[] = {
-    {"checksum", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"checksum", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 
 // Viewer
 constexpr ParameterRule kFavoriteParameters[] = {
-    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"type", ParameterPlace::Query, ParameterKind::String, Presence::Required},
     {"id", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 0, INT64_MAX},
     {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kFavoriteListParameters[] = {
-    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"type", ParameterPlace::Query, ParameterKind::String, Presence::Required},
     {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
-    {"order", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
-    {"sort", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"order", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
+    {"sort", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"start", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
     {"num", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kLikeParameters[] = {
     {"contentid", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
@@ -115,48 +115,48 @@ constexpr ParameterRule kLikeParameters[] = {
     {"personid", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
     {"sourceid", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
     {"id", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
-    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"type", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kTuneParameters[] = {
     {"ttid", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 0, INT64_MAX},
     {"sourceid", ParameterPlace::Query, ParameterKind::Number, Presence::Required, 0, INT64_MAX},
 };
 constexpr ParameterRule kAnonymousParameters[] = {
-    {"flag", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"flag", ParameterPlace::Query, ParameterKind::String, Presence::Required},
 };
 
 // Line-up
 constexpr ParameterRule kHeadendParameters[] = {
-    {"zipcode", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"zipcode", ParameterPlace::Query, ParameterKind::String, Presence::Required},
 };
 constexpr ParameterRule kPlaceParameters[] = {
-    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
-    {"code", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"type", ParameterPlace::Query, ParameterKind::String, Presence::Required},
+    {"code", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kLineupTestParameters[] = {
-    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"headend", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kSaveHeadendParameters[] = {
-    {"headend", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
-    {"device", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"headend", ParameterPlace::Query, ParameterKind::String, Presence::Required},
+    {"device", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 
 // Recommendations
 constexpr ParameterRule kRecommendParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kPopularParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
     {"n", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1},
 };
 constexpr ParameterRule kMissedParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
-    {"order", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
+    {"order", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 constexpr ParameterRule kRelatedParameters[] = {
-    {"lang", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
-    {"TTID", ParameterPlace::Query, ParameterKind::Text, Presence::Required},
+    {"lang", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
+    {"TTID", ParameterPlace::Query, ParameterKind::String, Presence::Required},
     {"imagesize", ParameterPlace::Query, ParameterKind::Number, Presence::Optional},
 };
 
@@ -245,14 +245,14 @@ bool fits(std::string_view pattern, std::string_view path, std::string_view& seg
 
 void Handler::operator()(EndpointCall& call, std::string& members) const
 {
-    if (m_text != nullptr) {
-        m_text(call, members);
+    if (m_writer != nullptr) {
+        m_writer(call, members);
         return;
     }
     const Json object = m_tree(call);
     if (!object.empty()) {
         members += ",";
-        members.append(jsonText(object), 1);  // without its braces
+        members.append(serialize(object), 1);  // without its braces
         members.pop_back();
     }
 }

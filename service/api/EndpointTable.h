@@ -22,14 +22,14 @@ enum class Access : std::uint8_t {
 class Handler {
 public:
     constexpr Handler(Json (*tree)(EndpointCall& call)) : m_tree(tree) {}
-    constexpr Handler(void (*text)(EndpointCall& call, std::string& members)) : m_text(text) {}
+    constexpr Handler(void (*writer)(EndpointCall& call, std::string& members)) : m_writer(writer) {}
 
     /// Appends the members of "rsp" except "stat" as JSON, each after a comma.
     void operator()(EndpointCall& call, std::string& members) const;
 
 private:
     Json (*m_tree)(EndpointCall& call) = nullptr;
-    void (*m_text)(EndpointCall& call, std::string& members) = nullptr;
+    void (*m_writer)(EndpointCall& call, std::string& members) = nullptr;
 };
 
 struct Endpoint {

@@ -103,7 +103,7 @@ std::string Service::problem()
 ServiceFigures Service::figures()
 {
     ServiceFigures all = {{"corvaned_ready", "Whether the service can answer requests (1) or not (0).",
-                           ServiceFigure::Kind::Gauge, problem().empty() ? 1.0 : 0.0}};
+                           ServiceFigure::MetricKind::Gauge, problem().empty() ? 1.0 : 0.0}};
     for (const ServiceFigures& some : {m_guide.figures(), m_viewers.figures()}) {
         all.insert(all.end(), some.begin(), some.end());
     }

@@ -1,4 +1,4 @@
-// A figure for operators, by the name under which Prometheus collects it.
+// A figure for operators, with its name in Prometheus.
 #pragma once
 
 #include <cstdint>
@@ -8,14 +8,14 @@
 namespace corvaned {
 
 struct ServiceFigure {
-    enum class Kind : std::uint8_t {
+    enum class MetricKind : std::uint8_t {
         Counter,  // only grows while the process runs
         Gauge,
     };
 
     std::string_view name;  // a constant: "corvaned_guide_bytes"
     std::string_view help;  // a constant, one sentence
-    Kind kind = Kind::Gauge;
+    MetricKind kind = MetricKind::Gauge;
     double value = 0;
 };
 

@@ -1,4 +1,4 @@
-// Strings of files and messages without the blanks around them.
+// Trims strings of files and messages.
 #pragma once
 
 #include <algorithm>

@@ -271,14 +271,13 @@ Command addImport(CLI::App& app)
     addViewersOption(*command, arguments->viewers);
     command
         ->add_option("listing", arguments->listings,
-                     "Read these XMLTV files or addresses (http, https); together they become the guide. - is "
-                     "standard input")
+                     "Make one guide of these XMLTV files or addresses (http, https). - is standard input")
         ->required();
     command->add_flag("--merge", arguments->isMerge,
                       "Add to the guide instead of replacing it; new programmes replace those that they overlap");
     command->add_flag("--today", arguments->today,
-                      "Move each listing that does not cover now so that it does: by whole weeks, or by whole days if "
-                      "it is shorter than a week");
+                      "Move each listing that does not cover the present time so that it does: by whole weeks, or by "
+                      "whole days if it is shorter than a week");
     command->add_option("--zone", arguments->zone,
                         "Keep the times of day of moved programmes in this zone, such as Asia/Seoul or +09:00 "
                         "(default: this machine's)");

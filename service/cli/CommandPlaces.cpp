@@ -62,7 +62,8 @@ Command addImportPlaces(CLI::App& app)
     const auto arguments = std::make_shared<PlacesArguments>();
     CLI::App* const import =
         app.add_subcommand("import-places", "Replace the built-in places, headends and apps by those of a CSV file.");
-    import->add_option("--db", arguments->database, "Change this guide, which 'corvaned import' has made")->required();
+    import->add_option("--db", arguments->database, "Change the guide in this file, made by 'corvaned import'")
+        ->required();
     addViewersOption(*import, arguments->viewers);
     import->add_option("places", arguments->file, "Read this CSV file; docs/running-the-service.md describes its rows")
         ->required();

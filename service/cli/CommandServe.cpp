@@ -343,7 +343,13 @@ void addSecret(CLI::App& serve, const std::string& name, SecretArgument& secret,
     CLI::Option* const file = serve.add_option(name + "-file", secret.file,
                                                fmt::format("Read {} from this file (default: {})", what, standard));
     secret.option =
-        serve.add_option(name, secret.text, "Set it as a value; on the command line only for tests")->excludes(file);
+        serve
+            .add_option(
+                name, secret.text,
+                fmt::format(
+                    "Use this value as {}. For tests only, because other users of this machine can read command lines",
+                    what))
+            ->excludes(file);
 }
 
 }  // namespace
@@ -354,7 +360,7 @@ Command addServe(CLI::App& app, const CommandSettings& settings)
     CLI::App* const serve = app.add_subcommand("serve", "Serve a guide over HTTP.");
     serve->add_option(
         "--db", arguments->database,
-        "Serve the guide in this file, which import made; a new one is noticed (default: the sample guide)");
+        "Serve the guide in this file, and each guide imported into it later (default: the sample guide)");
     addViewersOption(*serve, arguments->viewers);
     serve->add_flag("--create", arguments->create,
                     "Create the guide's file if it is missing; it is empty until the first import");
@@ -382,13 +388,13 @@ Command addServe(CLI::App& app, const CommandSettings& settings)
     constexpr std::int64_t kMany = 1'000'000'000;
     serve
         ->add_option("--sessions-per-device", arguments->sessionsPerDevice,
-                     "Keep at most this many sessions of a device; a further one ends the oldest")
+                     "Keep at most this many sessions of a device; a new one ends the oldest")
         ->capture_default_str()
         ->check(CLI::Range(std::int64_t{1}, kMany));
     serve
-        ->add_option(
-            "--new-devices-per-hour", arguments->newDevicesPerHour,
-            "Accept this many new devices of one client address in an hour; 0 is any number, for use with a proxy")
+        ->add_option("--new-devices-per-hour", arguments->newDevicesPerHour,
+                     "Accept at most this many new devices of one client address in an hour; 0 accepts any number, as "
+                     "needed behind a proxy")
         ->capture_default_str()
         ->check(CLI::Range(std::int64_t{0}, kMany));
     serve

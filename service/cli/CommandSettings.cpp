@@ -79,7 +79,7 @@ std::string namesOf(const CLI::App& command)
     return names;
 }
 
-std::string scalarText(const toml::node& node, const std::string& place, const std::string& name)
+std::string scalarString(const toml::node& node, const std::string& place, const std::string& name)
 {
     if (const auto* const string = node.as_string()) {
         return string->get();
@@ -96,21 +96,21 @@ std::string scalarText(const toml::node& node, const std::string& place, const s
     throw OperatorError(fmt::format("{}: {} must be a string, a number or a boolean", place, name));
 }
 
-std::vector<std::string> textsOf(const toml::node& node, const CLI::Option& option, const std::string& place)
+std::vector<std::string> valuesOf(const toml::node& node, const CLI::Option& option, const std::string& place)
 {
     const std::string name = settingName(option);
     if (!isList(option)) {
-        return {scalarText(node, place, name)};
+        return {scalarString(node, place, name)};
     }
-    std::vector<std::string> texts;
+    std::vector<std::string> values;
     if (const auto* const array = node.as_array()) {
         for (const toml::node& element : *array) {
-            texts.push_back(scalarText(element, place, name));
+            values.push_back(scalarString(element, place, name));
         }
     } else {
-        texts.push_back(scalarText(node, place, name));
+        values.push_back(scalarString(node, place, name));
     }
-    return texts;
+    return values;
 }
 
 std::string contentOf(const std::string& path)
@@ -150,7 +150,7 @@ public:
 
     struct Entry {
         const CLI::Option* option;
-        std::vector<std::string> texts;
+        std::vector<std::string> values;
         std::string place;
         int line;
         bool isOfCommand;
@@ -201,7 +201,7 @@ private:
                                                 std::max(line, entry.line), key, std::min(line, entry.line)));
             }
         }
-        m_entries.push_back({option, textsOf(node, *option, place), place, line, owner != nullptr});
+        m_entries.push_back({option, valuesOf(node, *option, place), place, line, owner != nullptr});
     }
 
     const CLI::App& m_app;
@@ -291,9 +291,9 @@ void CommandSettings::addOption()
 {
     for (CLI::App* command : m_app.get_subcommands([](CLI::App*) { return true; })) {
         command
-            ->add_option(kConfig, m_file,
-                         fmt::format("Configuration file with these options (default: the one that {} names, or none)",
-                                     kConfigVariable))
+            ->add_option(
+                kConfig, m_file,
+                fmt::format("Read options from this file (default: the file that {} names, or none)", kConfigVariable))
             ->type_name("FILE");
     }
 }
@@ -310,7 +310,7 @@ void CommandSettings::readFile(const CLI::App& command, Values& values)
     for (const bool ofCommand : {false, true}) {
         for (const FileReader::Entry& entry : reader.entries()) {
             if (entry.isOfCommand == ofCommand) {
-                values.insert_or_assign(entry.option, Value{entry.texts, SettingSource::File, entry.place});
+                values.insert_or_assign(entry.option, SourcedValue{entry.values, SettingSource::File, entry.place});
             }
         }
     }
@@ -326,7 +326,7 @@ void CommandSettings::readEnvironment(const CLI::App& command, const char* const
             continue;
         }
         const std::string place(variable.substr(0, equals));
-        const std::string text(variable.substr(equals + 1));
+        const std::string content(variable.substr(equals + 1));
         std::string name = place.substr(kVariablePrefix.size());
         std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
         const CLI::Option* const option = find(command, name);
@@ -336,12 +336,12 @@ void CommandSettings::readEnvironment(const CLI::App& command, const char* const
             }
             continue;
         }
-        std::vector<std::string> texts{text};
+        std::vector<std::string> words{content};
         if (isList(*option)) {
-            texts = CLI::detail::split(text, '\n');
-            texts.erase(std::remove(texts.begin(), texts.end(), ""), texts.end());
+            words = CLI::detail::split(content, '\n');
+            words.erase(std::remove(words.begin(), words.end(), ""), words.end());
         }
-        set(values, option, Value{std::move(texts), SettingSource::Environment, place});
+        set(values, option, SourcedValue{std::move(words), SettingSource::Environment, place});
     }
 }
 
@@ -354,18 +354,18 @@ std::vector<std::string> CommandSettings::arguments(int argc, const char* const*
     for (const auto& [option, value] : values) {
         const std::string name = option->get_name();
         if (isFlag(*option)) {
-            if (isTrue(value.texts.front(), value.place, *option)) {
+            if (isTrue(value.values.front(), value.place, *option)) {
                 options.push_back(name);
             }
             continue;
         }
-        for (const std::string& text : value.texts) {
+        for (const std::string& word : value.values) {
             if (option->get_lnames().empty()) {
-                positionals.push_back(text);
-            } else if (text.empty()) {
-                options.insert(options.end(), {name, text});
+                positionals.push_back(word);
+            } else if (word.empty()) {
+                options.insert(options.end(), {name, word});
             } else {
-                (isList(*option) ? lists : options).push_back(name + "=" + text);
+                (isList(*option) ? lists : options).push_back(name + "=" + word);
             }
         }
     }
@@ -408,12 +408,12 @@ void CommandSettings::parse(int argc, const char* const* argv, const char* const
     readEnvironment(command, environment, values);
     for (const CLI::Option* option : settingsOf(command)) {
         if (option->count() > 0) {
-            set(values, option, Value{{}, SettingSource::CommandLine, ""});
+            set(values, option, SourcedValue{{}, SettingSource::CommandLine, ""});
         }
     }
     for (auto each = values.begin(); each != values.end();) {
         m_sources[each->first] = each->second.source;
-        const bool isEmptyList = each->second.source != SettingSource::CommandLine && each->second.texts.empty();
+        const bool isEmptyList = each->second.source != SettingSource::CommandLine && each->second.values.empty();
         if (isEmptyList && each->first->get_required()) {
             m_emptyList = fmt::format("{}: {}", each->second.place, settingName(*each->first));
         }

@@ -64,12 +64,12 @@ public:
     const std::string& emptyList() const { return m_emptyList; }
 
 private:
-    struct Value {
-        std::vector<std::string> texts;
+    struct SourcedValue {
+        std::vector<std::string> values;
         SettingSource source;
         std::string place;  // "corvaned.toml:7", "CORVANED_DB"
     };
-    using Values = std::map<const CLI::Option*, Value>;
+    using Values = std::map<const CLI::Option*, SourcedValue>;
 
     void readFile(const CLI::App& command, Values& values);
     void readEnvironment(const CLI::App& command, const char* const* environment, Values& values) const;

@@ -114,7 +114,7 @@ int runExport(const std::string& database, const std::string& output)
 std::shared_ptr<std::string> addDatabase(CLI::App& command)
 {
     auto database = std::make_shared<std::string>();
-    command.add_option("--db", *database, "Read this guide, which 'corvaned import' has made")->required();
+    command.add_option("--db", *database, "Read the guide in this file, made by 'corvaned import'")->required();
     return database;
 }
 
@@ -133,7 +133,7 @@ Command addUsers(CLI::App& app)
         app.add_subcommand("users", "List the users with the number of their sessions, favourites, likes and tunings.");
     const auto database = std::make_shared<std::string>();
     const auto viewers = std::make_shared<std::string>();
-    users->add_option("--db", *database, "File of the guide; viewers.db beside it is read")->required();
+    users->add_option("--db", *database, "Read the users of this guide file from viewers.db in its folder")->required();
     addViewersOption(*users, *viewers);
     return {users, [database, viewers] { return showUsers(*database, *viewers); }};
 }

@@ -35,7 +35,9 @@ Command addExport(CLI::App& app);
 /// Adds --viewers to a command that may have to split a combined database (CombinedDatabase.h).
 inline CLI::Option* addViewersOption(CLI::App& command, std::string& location)
 {
-    return command.add_option("--viewers", location, "Where viewers' data is kept (default: viewers.db beside --db)");
+    return command.add_option(
+        "--viewers", location,
+        "Keep viewers' data in this file or PostgreSQL database (default: viewers.db in the folder of --db)");
 }
 
 /// The zone that an option names; this machine's if it is empty.

@@ -32,9 +32,9 @@ constexpr CountOption kCounts[] = {
     {"--max-header-fields", &Limits::headerCount, 8, 10'000, "Limit the fields of a request's header"},
     {"--max-body", &Limits::bodyBytes, 1, kMany, "Limit the bytes of a request's body, also after decompression"},
     {"--max-body-memory", &Limits::bodyBytesInAll, 1, kMany,
-     "Limit the bytes of bodies kept for all connections together"},
+     "Limit the bytes of request bodies in memory, of all connections together"},
     {"--max-unsent-memory", &Limits::unsentBytesInAll, 1, kMany,
-     "Limit the bytes of replies kept for slow clients together"},
+     "Limit the bytes of unsent replies in memory, of all connections together"},
     {"--max-waiting", &Limits::waitingRequests, 1, 1'000'000, "Limit the requests that wait for a worker"},
     {"--workers", &Limits::handlers, 1, 256, "Answer requests on this many threads"},
 };

@@ -29,15 +29,15 @@ bool isSecret(std::string_view name)
                        [name](std::string_view secret) { return http::equalIgnoringCase(name, secret); });
 }
 
-std::string requestText(const http::Request& request)
+std::string requestMessage(const http::Request& request)
 {
-    std::string text = fmt::format("{} {} HTTP/1.1\r\n", request.method, request.target);
+    std::string message = fmt::format("{} {} HTTP/1.1\r\n", request.method, request.target);
     for (const auto& [name, value] : request.headers) {
         if (!isSecret(name)) {
-            text += fmt::format("{}: {}\r\n", name, value);
+            message += fmt::format("{}: {}\r\n", name, value);
         }
     }
-    return text + "\r\n" + request.body;
+    return message + "\r\n" + request.body;
 }
 
 /// "GET /path?query", the key under which a request is found again.
@@ -89,11 +89,12 @@ ExchangeRecorder::ExchangeRecorder(std::string folder, std::function<void(const 
 
 void ExchangeRecorder::observe(const http::Request& request, std::string_view bytes)
 {
-    const std::string text = requestText(request);
+    const std::string message = requestMessage(request);
     const std::lock_guard<std::mutex> lock(m_lock);
     ++m_kept;
     // Writes the reply first: ExchangePlayer considers an exchange complete once it has a request.
-    for (const auto& [kind, content] : {std::pair<const char*, std::string_view>("reply", bytes), {"request", text}}) {
+    for (const auto& [kind, content] :
+         {std::pair<const char*, std::string_view>("reply", bytes), {"request", message}}) {
         const fs::path file = fs::path(m_folder) / fileName(m_kept, kind);
         if (!writeFile(file, content)) {
             m_log(fmt::format("corvaned: cannot write {}: {}; this exchange is not recorded", file.string(),

@@ -32,7 +32,7 @@ const std::string kWindow = programmeQuery("WHERE airing.source_id = ?1 AND " + 
 const std::string kFollowing = programmeQuery("WHERE airing.source_id = ?1 AND " + onAirDuring("?2", kEndOfTime) +
                                               " ORDER BY airing.start, airing.clump, airing.id LIMIT ?3");
 
-// ?5 holds the genres as a JSON array; an empty one asks for none in particular.
+// ?5 holds the genres as a JSON array; an empty one means any genre.
 const std::string kContents = programmeQuery(
     "WHERE airing.id IN (SELECT id FROM (SELECT id, min(start) FROM airing WHERE " + onAirDuring("?1", "?2") + R"sql(
             AND (json_array_length(?5) = 0 OR EXISTS (
@@ -88,7 +88,7 @@ public:
         visitContent(row, programme, visit);
     }
 
-    // Adds what rows of kDescribeContents have, too.
+    // Sets the members that rows of kDescribeContents have, too.
     void visitContent(const sqlite::Query& row, Programme& programme, const ProgrammeVisit& visit)
     {
         programme.airing = row.number("airing_id");
@@ -109,7 +109,7 @@ public:
     }
 
 private:
-    // A translation without a string of its own leaves the first language's in place.
+    // Where a translation has no string, the one of the first language remains.
     void translate(Programme& programme)
     {
         int best = languageMatch(programme.lang, m_wanted);

@@ -1,5 +1,5 @@
-// Queries of programmes: what is on, what follows, and where a content is shown. Every function reads on the connection
-// it is given.
+// Queries of programmes: what is on, what follows, and where a content is shown. Every function reads through the
+// connection that it gets.
 #pragma once
 
 #include <cstdint>

@@ -84,12 +84,12 @@ public:
     void write(PieceWriter& writer);
 
 private:
-    struct Line {
+    struct DetailLine {
         std::size_t place;
         std::string xml;
     };
     std::vector<std::string_view> m_details;
-    std::vector<Line> m_lines;
+    std::vector<DetailLine> m_lines;
 };
 
 std::string stringOf(const sqlite::Query& row, std::string_view column)
@@ -130,8 +130,8 @@ void Children::write(PieceWriter& writer)
         }
     }
     std::stable_sort(m_lines.begin(), m_lines.end(),
-                     [](const Line& left, const Line& right) { return left.place < right.place; });
-    for (const Line& line : m_lines) {
+                     [](const DetailLine& left, const DetailLine& right) { return left.place < right.place; });
+    for (const DetailLine& line : m_lines) {
         writer.add("    ", line.xml, "\n");
     }
 }

@@ -25,7 +25,7 @@ constexpr std::size_t kDetailLimit = 256UL * 1024;  // bytes of details of one c
 
 }  // namespace
 
-const RecordReader::Field RecordReader::kFields[] = {
+const RecordReader::RecordField RecordReader::kFields[] = {
     {Record::Channel, "display-name", false, &RecordReader::takeDisplayName},
     {Record::Channel, "lcn", true, &RecordReader::takeLogicalNumber},
     {Record::Channel, "icon", false, &RecordReader::takeIcon},
@@ -151,7 +151,7 @@ void RecordReader::beginElement(std::string_view element, const Attributes& attr
 {
     const auto isField = [&] {
         return std::any_of(std::begin(kFields), std::end(kFields),
-                           [&](const Field& row) { return row.record == m_record && row.element == element; });
+                           [&](const RecordField& row) { return row.record == m_record && row.element == element; });
     };
     if (m_unread > 0 || m_record == Record::None || !m_fault.empty() || (m_open.empty() && !isField()) ||
         (!m_open.empty() && m_open.back().children.size() == kChildLimit)) {
@@ -221,7 +221,7 @@ void RecordReader::endElement()
 
 void RecordReader::takeField(Element element)
 {
-    const auto* const field = std::find_if(std::begin(kFields), std::end(kFields), [&](const Field& row) {
+    const auto* const field = std::find_if(std::begin(kFields), std::end(kFields), [&](const RecordField& row) {
         return row.record == m_record && row.element == element.name;
     });
     if (field->isOnce) {

@@ -52,14 +52,14 @@ private:
     using Element = ListingElement;
 
     // How a record's child is read.
-    struct Field {
+    struct RecordField {
         Record record;
         std::string_view element;
         bool isOnce;  // of several, the first one counts
         // Returns false if something of the element has no field, so that it is kept as a detail. Null: all of it.
         bool (RecordReader::*take)(const Element& element);
     };
-    static const Field kFields[];
+    static const RecordField kFields[];
 
     void countBytes(std::size_t more);
     void checkString(const std::string& string);

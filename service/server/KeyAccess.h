@@ -1,4 +1,4 @@
-// Who may read what is not for televisions: the listing (XmltvFeed.h) and the metrics (Monitoring.h).
+// Decides who may read the paths outside the API: the listing (XmltvFeed.h) and the metrics (Monitoring.h).
 #pragma once
 
 #include <optional>
@@ -10,8 +10,8 @@
 namespace corvaned {
 
 struct KeyAccess {
-    bool isOpen = true;                 // everyone; else clients that name the key
-    std::optional<std::string> appKey;  // in the header AppKey or the parameter appkey; nothing: no client
+    bool isOpen = true;                 // to every client; otherwise to clients that send the key
+    std::optional<std::string> appKey;  // sent in the header AppKey or the parameter appkey; nothing: closed to all
 
     /// The reply to a client that has no access, or that does not use GET; nothing if it may read.
     /// @param what  "the listing"

@@ -54,7 +54,7 @@ void RequestMetrics::appendTo(std::string& page) const
 
 void appendFigure(std::string& page, const ServiceFigure& figure)
 {
-    appendHead(page, figure.name, figure.help, figure.kind == ServiceFigure::Kind::Counter ? "counter" : "gauge");
+    appendHead(page, figure.name, figure.help, figure.kind == ServiceFigure::MetricKind::Counter ? "counter" : "gauge");
     page += fmt::format("{} {}\n", figure.name, figure.value);
 }
 

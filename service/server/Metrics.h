@@ -15,14 +15,14 @@
 
 namespace corvaned {
 
-/// Upper bounds of the histogram's buckets, in seconds; one more bucket has no bound.
+/// Upper bounds of the histogram's buckets, in seconds. A last bucket has no bound.
 inline constexpr std::array kLatencyBounds = {0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1,
                                               0.25,  0.5,    1.0,   2.5,  5.0,   10.0};
 
-/// Counts requests by path and status, and their times by path.  [any thread]
+/// Counts requests by path and status, and their durations by path.  [any thread]
 class RequestMetrics {
 public:
-    /// @param path  a path of the endpoint table, or another one of a fixed set; kept as it is
+    /// @param path  one of a fixed set, such as a path of the endpoint table, because each one is kept
     void add(std::string_view path, int status, std::chrono::steady_clock::duration took);
 
     /// Appends the counts as metrics.

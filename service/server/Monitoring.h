@@ -1,4 +1,4 @@
-// What load balancers and monitors ask: GET /healthz, /readyz and /metrics.
+// Answers load balancers and monitors: GET /healthz, /readyz and /metrics.
 #pragma once
 
 #include <string_view>
@@ -22,9 +22,9 @@ public:
     static bool hasPath(std::string_view path);
 
     /// Answers a request for one of the three:
-    /// - /healthz: 200; the process lives.
+    /// - /healthz: 200, as long as the process runs.
     /// - /readyz: 200 if Service::problem() is empty, else 503 with the problem.
-    /// - /metrics: all figures; 401 or 403 without access.
+    /// - /metrics: all figures; 401 or 403 for clients without access.
     http::Reply answer(const http::Request& request);
 
     /// Counts an answered request.

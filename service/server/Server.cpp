@@ -10,7 +10,7 @@
 namespace corvaned {
 namespace {
 
-constexpr std::size_t kMostOfNote = 2000;  // bytes; it may show a statement of SQL
+constexpr std::size_t kMostOfNote = 2000;  // bytes; a note may have an SQL statement
 
 http::Reply refusal(int status, const std::string& message)
 {
@@ -19,7 +19,7 @@ http::Reply refusal(int status, const std::string& message)
     return reply;
 }
 
-// A path may be followed by parameters, which tell what a viewer watches.
+// Parameters appended to a path would show what a viewer watches.
 std::string_view withoutParameters(std::string_view path)
 {
     return path.substr(0, path.find_first_of("&;?="));
@@ -64,7 +64,7 @@ void Server::logRequest(const http::AccessRecord& record)
 {
     if (m_monitoring != nullptr) {
         m_monitoring->count(record.path, record.status, record.took);
-        // Balancers and monitors ask every second or so.
+        // Load balancers and monitors ask about once a second.
         if (record.status == 200 && Monitoring::hasPath(record.path)) {
             return;
         }

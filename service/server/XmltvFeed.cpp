@@ -42,7 +42,7 @@ public:
         }
     }
 
-    /// What was written, for reading; lasts longer than the object.
+    /// The bytes written, for reading; may outlive this object.
     http::SharedBytes mapped() const
     {
         void* const address = ::mmap(nullptr, m_size, PROT_READ, MAP_SHARED, m_descriptor, 0);
@@ -135,7 +135,7 @@ http::Reply XmltvFeed::answer(const http::Request& request)
         !isFile && !request.headers.has("Range") && http::acceptsGzip(request.header("Accept-Encoding"));
     http::Reply reply;
     reply.mayCompress = false;
-    reply.code = codeText(ServiceCode::Ok);
+    reply.code = wireCode(ServiceCode::Ok);
     reply.sharedBody = isFile || isCoded ? version->packed : version->plain;
     reply.headers.set("Content-Type", isFile ? "application/gzip" : "application/xml; charset=utf-8");
     // Each form of the listing is a representation with its own tag (RFC 9110, 8.8.3.3).
@@ -175,7 +175,7 @@ std::shared_ptr<const XmltvFeed::Version> XmltvFeed::current()
     if (!building) {
         return version;
     }
-    // Another request may have made it meanwhile, and an import may end during the export.
+    // Another request may have exported this version meanwhile, and an import may end during the export.
     version = held();
     while (!version || version->digest != digest) {
         std::shared_ptr<const Version> made = exported(digest);

@@ -12,8 +12,8 @@
 
 namespace corvaned {
 
-/// Serves the guide as XMLTV. It is exported once per version of the guide, into files without names that are mapped
-/// into memory: whatever the size of the guide, sending it takes no memory that the system could not reclaim.
+/// Serves the guide as XMLTV. Each version of the guide is exported once, into unnamed files that are mapped into
+/// memory. The system can reclaim that memory, so a large guide needs no more of the process's own than a small one.
 /// [any thread]
 class XmltvFeed {
 public:
@@ -22,8 +22,8 @@ public:
 
     static bool hasPath(std::string_view path);
 
-    /// Answers a request for a path of the feed. The first one of a version of the guide waits for the export; until
-    /// that is made, others get the version before, or 503 if there is none.
+    /// Answers a request for a path of the feed. The first request for a version of the guide waits for the export;
+    /// until it is complete, others get the previous version, or 503 if there is none.
     /// @throws std::exception if the export cannot be made
     http::Reply answer(const http::Request& request);
 

@@ -25,7 +25,7 @@ std::int64_t numberOf(sqlite::Connection& connection, const char* sql)
     return query.next() ? query.number(0) : 0;
 }
 
-// The newest pages of a file in WAL mode may be in its log.
+// Whether the file is in WAL mode. Its newest pages may then be in its log.
 bool isInWalMode(const std::string& path)
 {
     constexpr std::streamoff kWriteVersion = 18;  // in the header of every SQLite file
@@ -88,7 +88,7 @@ bool isCombinedDatabase(const std::string& path)
         return false;
     }
     try {
-        // Without "immutable", which would hide what only the log has.
+        // Not "immutable", which would ignore the pages that only the log has.
         sqlite::Connection connection(path, SQLITE_OPEN_READONLY);
         return formatOf(connection, path) <= kCombinedFormat;
     } catch (const sqlite::SqliteError& error) {
@@ -124,7 +124,7 @@ std::unique_ptr<sqlite::Connection> openGuide(const std::string& path)
     }
 }
 
-// One file, whatever its path names by now.
+// One file, even if its path names another one by now.
 struct GuideFile::Version {
     FileIdentity identity;
     std::mutex lock;
@@ -233,14 +233,14 @@ ServiceFigures GuideFile::figures() const
     constexpr double kNanoseconds = 1e9;
     const std::lock_guard<std::mutex> lock(m_lock);
     const FileIdentity& identity = m_version->identity;
-    return {{"corvaned_guide_bytes", "Size of the guide's file.", ServiceFigure::Kind::Gauge,
+    return {{"corvaned_guide_bytes", "Size of the guide's file.", ServiceFigure::MetricKind::Gauge,
              static_cast<double>(identity.size)},
             {"corvaned_guide_imported_timestamp_seconds", "Time at which the guide's file was written.",
-             ServiceFigure::Kind::Gauge, static_cast<double>(identity.changed) / kNanoseconds},
+             ServiceFigure::MetricKind::Gauge, static_cast<double>(identity.changed) / kNanoseconds},
             {"corvaned_guide_reloads_total", "Guide files that replaced an earlier one since the start.",
-             ServiceFigure::Kind::Counter, static_cast<double>(m_reloads)},
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_reloads)},
             {"corvaned_guide_current", "Whether the guide in use is the one under its path (1) or not (0).",
-             ServiceFigure::Kind::Gauge, m_seen == identity ? 1.0 : 0.0}};
+             ServiceFigure::MetricKind::Gauge, m_seen == identity ? 1.0 : 0.0}};
 }
 
 TemporaryDatabase::TemporaryDatabase()

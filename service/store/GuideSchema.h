@@ -1,7 +1,7 @@
 // The schema of the guide's file, as the steps of its history. To change it, add a step at the end: NewGuide.cpp makes
 // every new file with all of them, CombinedDatabase.cpp brings old files up to date with those that they lack.
 //
-// Up to kCombinedFormat, one file held the guide and what viewers keep.
+// Up to kCombinedFormat, one file had the guide and the viewers' data.
 #pragma once
 
 #include <cstdint>

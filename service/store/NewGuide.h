@@ -29,7 +29,7 @@ public:
     NewGuide& operator=(const NewGuide&) = delete;
     ~NewGuide();
 
-    /// The new file. It has no journal: after an error in it, this object must not be used any more.
+    /// The new file. It has no journal, so this object must not be used after an error.
     sqlite::Connection& connection() { return *m_connection; }
 
     /// Whether the path had a guide when this object was made.

@@ -16,7 +16,7 @@
 
 namespace corvaned::sqlite {
 
-/// A call that SQLite refused; what() names the database, SQLite's reason and the statement.
+/// A call that SQLite refused. what() names the database, SQLite's reason and the statement.
 class SqliteError : public std::runtime_error {
 public:
     SqliteError(const std::string& what, int code) : std::runtime_error(what), m_code(code) {}
@@ -95,8 +95,8 @@ private:
 class StatementLimit {
 public:
     /// @param time    for one statement, from its first step to its last
-    /// @param isOver  returns whether results are no longer wanted; asked every few thousand instructions. Empty: they
-    ///                always are wanted
+    /// @param isOver  returns whether results are no longer wanted; called every few thousand instructions. Empty: they
+    ///                are always wanted
     StatementLimit(Connection& connection, std::chrono::milliseconds time, std::function<bool()> isOver);
     StatementLimit(const StatementLimit&) = delete;
     StatementLimit& operator=(const StatementLimit&) = delete;

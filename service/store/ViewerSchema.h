@@ -1,4 +1,4 @@
-// The tables of what viewers keep, a step of the schema (SqliteViewerSchema.h). Viewer.h writes them; Recommend.h reads
+// The tables of viewers' data, a step of the schema (SqliteViewerSchema.h). Viewer.h writes them; Recommend.h reads
 // them.
 #pragma once
 

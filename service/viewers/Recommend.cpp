@@ -26,18 +26,18 @@ constexpr std::size_t kFallback = 10;
 constexpr std::size_t kAll = SIZE_MAX;
 constexpr std::size_t kMissedMost = 100;
 
-// Counts a viewer once a day for a channel, so that zapping does not decide.
+// Counts a viewer at most once a day for a channel, so that zapping has little weight.
 constexpr std::string_view kPopularity =
     "SELECT source_id, sum(users) AS score FROM tuned_day WHERE day > ? GROUP BY source_id";
 
-// Half hours are enough, since the offsets of nearly all zones are multiples of them; the others are off by a quarter
-// of an hour here.
+// Half hours are exact for nearly all zones, whose offsets are multiples of half an hour. In the other zones, slots are
+// off by a quarter of an hour.
 constexpr std::string_view kHabit = R"sql(
     SELECT source_id, at / 1800 AS half_hour, count(*) AS times
     FROM tuning WHERE user_id = ? AND at > ? AND at <= ? GROUP BY source_id, at / 1800
 )sql";
 
-// The counts, and with a minus those that the next tuning will forget.
+// The counts, minus those that are older than four weeks and not deleted yet.
 constexpr std::string_view kHabitOfAll = R"sql(
     SELECT source_id, half_hour_of_day, users FROM tuned_habit
     UNION ALL
@@ -51,7 +51,7 @@ constexpr std::string_view kHabitualChannels = R"sql(
 
 constexpr std::string_view kNext = "SELECT id FROM airing WHERE start >= ? ORDER BY start, id LIMIT ?";
 
-// Airings by time, ?1 to ?2; those of the contents ?3 and the series ?4 only, both arrays of JSON.
+// Airings from ?1 to ?2, only of the contents in ?3 and the series in ?4, which are JSON arrays.
 const std::string kAirings = "SELECT id, content_id, series_id, source_id, start, stop FROM airing ";
 const std::string kAmong = "WHERE " + guide::onAirDuring("?1", "?2") + R"sql(
     AND (content_id IN (SELECT value FROM json_each(?3))
@@ -67,8 +67,8 @@ constexpr AiringOrder kLatestFirst = {"airing_by_start", "ORDER BY start DESC, i
 constexpr AiringOrder kSoonestFirst = {"airing_by_start", "ORDER BY start, id"};
 constexpr AiringOrder kByTitle = {"airing_by_title", "ORDER BY title, start DESC, id"};
 
-// From this number of wishes on, it is faster to walk through the airings in the order wanted and to stop at the last
-// one needed. A user with fewer wishes has few airings, which are found by content.
+// With at least this many wishes, it is faster to read all airings in the requested order and to stop at the last one
+// needed. With fewer wishes there are few airings, which are found by content.
 constexpr std::size_t kManyWishes = 500;
 
 // A common series weighs more than any number of people, one person more than any number of genres. ?1 is the content,
@@ -189,7 +189,7 @@ struct WishedAiring {
     std::int64_t source;
 };
 
-// The first airing of each content that interests the user, in the order wanted, `most` at most.
+// The first airing of each content that interests the user, in the requested order, at most `most`.
 // @param isTaken  decides about a row of kAirings
 std::vector<WishedAiring> wishedAirings(sqlite::Connection& guide, const Interests& interests, Instant from, Instant to,
                                         const AiringOrder& order, std::size_t most,
@@ -290,7 +290,7 @@ Habit habitOfAll(SqlConnection& connection, const Zone& zone, Instant now)
     return habit;
 }
 
-std::vector<SlotPick> picksOf(sqlite::Connection& guide, Habit counts, const Zone& zone, Instant now, Reason reason)
+std::vector<SlotPick> picksOf(sqlite::Connection& guide, Habit counts, const Zone& zone, Instant now, PickReason reason)
 {
     std::vector<SlotPick> picks;
     for (int ahead = 0; ahead < kSlots; ++ahead) {
@@ -339,7 +339,7 @@ std::vector<SlotPick> slotsOf(ViewerStore& viewers, sqlite::Connection& guide, s
 {
     Habit habit;
     viewers.read([&](SqlConnection& connection) { habit = habitOf(connection, user, zone, now); });
-    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, Reason::History);
+    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, PickReason::History);
     return picks.empty() ? slotsOfAll(viewers, guide, zone, now) : picks;
 }
 
@@ -351,7 +351,7 @@ std::vector<SlotPick> slotsOfAll(ViewerStore& viewers, sqlite::Connection& guide
         habit = habitOfAll(connection, zone, now);
         scores = popularityOf(connection, now);
     });
-    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, Reason::Popular);
+    std::vector<SlotPick> picks = picksOf(guide, std::move(habit), zone, now, PickReason::Popular);
     if (!picks.empty()) {
         return picks;
     }
@@ -371,7 +371,7 @@ std::vector<SlotPick> slotsOfAll(ViewerStore& viewers, sqlite::Connection& guide
     }
     int sequence = 0;
     for (const std::int64_t airing : airings) {
-        picks.push_back({airing, timeslotOf(zone, now), ++sequence, Reason::OnNow});
+        picks.push_back({airing, timeslotOf(zone, now), ++sequence, PickReason::OnNow});
     }
     return picks;
 }

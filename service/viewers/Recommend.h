@@ -1,6 +1,6 @@
-// Recommendations, computed from viewers' data (Viewer.h) and the programmes that are on: the viewers' store gives
-// small lists, and the guide is asked about them. Functions return ids of the guide's airings, which guide::airing
-// reads on the same connection.
+// Recommendations, computed from viewers' data (Viewer.h) and the guide: small lists come from the viewers' store and
+// are then looked up in the guide. Functions return ids of the guide's airings, which guide::airing reads on the same
+// connection.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 namespace corvaned::recommend {
 
 /// The sources of the line-up by popularity: first those to which most viewers tuned on most of the last 28 days of
-/// UTC. Equals are in the order of the line-up.
+/// UTC. Ties are in the order of the line-up.
 std::vector<std::int64_t> popularChannels(ViewerStore& viewers, sqlite::Connection& guide, Instant now,
                                           std::int64_t count);
 
@@ -26,7 +26,7 @@ void forgetOldCounts(SqlConnection& connection, Instant now);
 int timeslotOf(const Zone& zone, Instant at);
 
 /// Why a programme was picked.
-enum class Reason : std::uint8_t {
+enum class PickReason : std::uint8_t {
     History,  // the viewer's own habit at that time of day
     Popular,  // the habit of all viewers
     OnNow,    // without any habit: it is on, or comes next
@@ -36,16 +36,16 @@ struct SlotPick {
     std::int64_t airing = 0;
     int timeslot = 0;
     int sequence = 0;  // place within the slot, from 1
-    Reason reason = Reason::OnNow;
+    PickReason reason = PickReason::OnNow;
 };
 
 /// Picks for the current slot and the seven after it: the programmes on the channels to which the viewer usually tunes
 /// at that time of day, the most frequent channel first. For the current slot they are on now, for the others at the
-/// beginning of the slot. Without a history, as slotsOfAll.
+/// beginning of the slot. Without a history, returns slotsOfAll().
 std::vector<SlotPick> slotsOf(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, const Zone& zone,
                               Instant now);
 
-/// As slotsOf, from the history of all viewers; without any history, what is on now or comes next.
+/// Like slotsOf, from the history of all viewers; without any history, what is on now or comes next.
 std::vector<SlotPick> slotsOfAll(ViewerStore& viewers, sqlite::Connection& guide, const Zone& zone, Instant now);
 
 enum class Wish : std::uint8_t {

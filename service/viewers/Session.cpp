@@ -18,7 +18,7 @@ std::string userOf(std::string_view device)
     return hex(digest.data(), kKeyBytes);
 }
 
-// The address as the limit of new devices counts it; empty for this machine's own.
+// The key under which the limit of new devices counts an address; empty for this machine's own addresses.
 std::string countedAddress(std::string_view address)
 {
     in6_addr six{};
@@ -154,7 +154,7 @@ TokenCheck SessionCheck::check(std::string_view token, std::string_view secret, 
         return compare(known->session, token, secret, now, user);
     }
     const TokenCheck result = compare(session, token, secret, now, user);
-    // Only sessions that a client has proved to know, so that guesses take no room.
+    // Keeps only sessions with a correct token, so that guesses take no memory.
     if (result == TokenCheck::Good) {
         keep(*session);
     } else if (known) {

@@ -33,11 +33,11 @@ enum class TokenCheck {
 
 struct SessionLimits {
     std::int64_t lifetime = 86400;   // seconds until a session expires
-    std::int64_t perDevice = 32;     // sessions; a further one ends the one that expires first
+    std::int64_t perDevice = 32;     // sessions; a new one ends the one that expires first
     std::int64_t newDevices = 1000;  // of one address, or of one IPv6 network of 64 bits, in an hour; 0: any number
 };
 
-/// A client's address has brought too many new devices within this hour.
+/// Too many new devices have come from one client address within the hour.
 class TooManyDevices : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -58,13 +58,13 @@ std::string sessionToken(const ViewerSession& session, std::string_view secret);
 TokenCheck checkToken(ViewerStore& viewers, std::string_view token, std::string_view secret, Instant now,
                       std::string& user);
 
-/// Checks tokens as checkToken(), and remembers the sessions that it has seen: for a minute it need not ask the store
-/// about them, and while the store is away they stay good until they expire.  [any thread]
+/// Checks tokens like checkToken(), and remembers the sessions that it has seen: it asks the store about a session at
+/// most once a minute, and while the store is unavailable they stay good until they expire.  [any thread]
 class SessionCheck {
 public:
     explicit SessionCheck(ViewerStore& viewers) : m_viewers(viewers) {}
 
-    /// @throws StoreUnavailable if the store is away and the session was not seen before
+    /// @throws StoreUnavailable if the store is unavailable and the session was not seen before
     TokenCheck check(std::string_view token, std::string_view secret, Instant now, std::string& user);
 
 private:

@@ -1,6 +1,6 @@
-// What viewers do: favourites, votes, the history of tunings, the answer to the terms. It belongs to the session's user
-// and survives restarts and imports. Each writing function is one transaction. First the viewers'
-// small lists are read, then the guide's data about them, so that no query needs both databases.
+// Viewers' data: favourites, votes, the history of tunings, the agreement to the terms. It belongs to the session's
+// user and survives restarts and imports. Each writing function is one transaction. Functions first read the viewer's
+// small lists, then the guide's data about them, so that no query needs both databases.
 #pragma once
 
 #include <cstdint>

@@ -63,7 +63,7 @@ public:
         std::unique_lock<std::mutex> lock(m_lock);
         if (has("misses what is added meanwhile")) {
             std::list<const HttpRequest*> known;
-            for (Live& live : m_live) {
+            for (FaultyRequest& live : m_live) {
                 if (live.id == id) {
                     live.flushed = true;
                     known.push_back(live.request);
@@ -71,13 +71,13 @@ public:
             }
             m_changed.notify_all();
             m_changed.wait(lock, [&] {
-                return std::none_of(m_live.begin(), m_live.end(), [&](const Live& live) {
+                return std::none_of(m_live.begin(), m_live.end(), [&](const FaultyRequest& live) {
                     return std::find(known.begin(), known.end(), live.request) != known.end();
                 });
             });
             return;
         }
-        Live* const own = s_own && s_own->id == id && !has("waits for its own completion") ? s_own : nullptr;
+        FaultyRequest* const own = s_own && s_own->id == id && !has("waits for its own completion") ? s_own : nullptr;
         if (own) {
             own->flushing = true;
         }
@@ -86,7 +86,7 @@ public:
         HttpRequest* const last = m_live.empty() ? nullptr : m_live.back().request;
         if (!has("returns from a flush early")) {
             m_changed.wait(lock, [&] {
-                return std::none_of(m_live.begin(), m_live.end(), [&](const Live& live) {
+                return std::none_of(m_live.begin(), m_live.end(), [&](const FaultyRequest& live) {
                     return live.id == id && !(own && live.flushing) && !(has("skips completions") && live.completing);
                 });
             });
@@ -106,7 +106,8 @@ public:
         m_changed.notify_all();
         if (has("waits in wake")) {
             m_changed.wait(lock, [this] {
-                return std::none_of(m_live.begin(), m_live.end(), [](const Live& live) { return live.completing; });
+                return std::none_of(m_live.begin(), m_live.end(),
+                                    [](const FaultyRequest& live) { return live.completing; });
             });
         }
         if (has("completes in setCancel") && !m_live.empty() && m_live.back().request->isCancelled()) {
@@ -118,7 +119,7 @@ public:
     }
 
 private:
-    struct Live {
+    struct FaultyRequest {
         HttpRequest* request;
         W::UINT64 id;
         bool flushing;  ///< its completion waits in flushHttpRequests()
@@ -126,7 +127,7 @@ private:
         bool flushed = false;
     };
 
-    bool isMarked(const Live& live) const
+    bool isMarked(const FaultyRequest& live) const
     {
         if (!live.request || (live.request->isCancelled() && !has("ignores cancellation"))) {
             return true;
@@ -137,7 +138,7 @@ private:
         return live.flushed || std::find(m_flushed.begin(), m_flushed.end(), live.id) != m_flushed.end();
     }
 
-    W::SESSION_STATUS exchange(std::unique_lock<std::mutex>& lock, const Live& live)
+    W::SESSION_STATUS exchange(std::unique_lock<std::mutex>& lock, const FaultyRequest& live)
     {
         const auto marked = [&] { return isMarked(live); };
         const std::string url = live.request->url();
@@ -162,7 +163,7 @@ private:
         return W::session::kCompleted;
     }
 
-    void run(std::list<Live>::iterator live)
+    void run(std::list<FaultyRequest>::iterator live)
     {
         std::unique_lock<std::mutex> lock(m_lock);
         const W::SESSION_STATUS status = exchange(lock, *live);
@@ -191,14 +192,14 @@ private:
         m_changed.notify_all();
     }
 
-    static thread_local Live* s_own;
+    static thread_local FaultyRequest* s_own;
     std::mutex m_lock;
     std::condition_variable m_changed;
-    std::list<Live> m_live;
+    std::list<FaultyRequest> m_live;
     std::list<W::UINT64> m_flushed;
 };
 
-thread_local FaultyExecutor::Live* FaultyExecutor::s_own = nullptr;
+thread_local FaultyExecutor::FaultyRequest* FaultyExecutor::s_own = nullptr;
 
 }  // namespace
 

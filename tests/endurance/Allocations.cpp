@@ -14,7 +14,7 @@ namespace {
 
 // Of built-in types: the first allocation of a thread may come before its thread_local objects are constructed.
 thread_local AllocationWatch* theWatch = nullptr;
-thread_local bool isTelling = false;
+thread_local bool isNotifying = false;
 std::atomic<AllocationWatch*> theExecutorsWatch{nullptr};
 std::atomic<int> theUsers{0};  ///< threads that use theExecutorsWatch now
 std::atomic<long> theLiveBlocks{0};
@@ -25,25 +25,25 @@ bool isExecutorsThread()
     return pthread_getname_np(pthread_self(), name, sizeof name) == 0 && std::strncmp(name, "http-", 5) == 0;
 }
 
-/// Calls `tell` with the thread's watch, if there is one.
-template <class Tell>
-bool told(Tell tell)
+/// Calls `notifyWatch` with the thread's watch, if there is one.
+template <class Notify>
+bool notify(Notify notifyWatch)
 {
-    if (isTelling || (theWatch == nullptr && theExecutorsWatch == nullptr)) {
+    if (isNotifying || (theWatch == nullptr && theExecutorsWatch == nullptr)) {
         return true;
     }
-    isTelling = true;
+    isNotifying = true;
     bool result = true;
     if (theWatch != nullptr) {
-        result = tell(*theWatch);
+        result = notifyWatch(*theWatch);
     } else if (isExecutorsThread()) {
         ++theUsers;
         if (AllocationWatch* const watch = theExecutorsWatch) {
-            result = tell(*watch);
+            result = notifyWatch(*watch);
         }
         --theUsers;
     }
-    isTelling = false;
+    isNotifying = false;
     return result;
 }
 
@@ -56,11 +56,11 @@ WatchedThread::~WatchedThread()
     theWatch = m_before;
 }
 
-UnwatchedThread::UnwatchedThread() : m_wasTelling(std::exchange(isTelling, true)) {}
+UnwatchedThread::UnwatchedThread() : m_wasNotifying(std::exchange(isNotifying, true)) {}
 
 UnwatchedThread::~UnwatchedThread()
 {
-    isTelling = m_wasTelling;
+    isNotifying = m_wasNotifying;
 }
 
 WatchedExecutorThreads::WatchedExecutorThreads(AllocationWatch& watch)
@@ -84,7 +84,7 @@ namespace {
 
 bool mayAllocate()
 {
-    const bool allowed = told([](AllocationWatch& watch) { return watch.onAllocate(); });
+    const bool allowed = notify([](AllocationWatch& watch) { return watch.onAllocate(); });
     if (!allowed) {
         errno = ENOMEM;
     }
@@ -105,7 +105,7 @@ void noteRelease(const void* memory)
         return;
     }
     theLiveBlocks.fetch_sub(1, std::memory_order_relaxed);
-    told([](AllocationWatch& watch) {
+    notify([](AllocationWatch& watch) {
         watch.onRelease();
         return true;
     });

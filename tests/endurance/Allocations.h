@@ -45,7 +45,7 @@ public:
     UnwatchedThread& operator=(const UnwatchedThread&) = delete;
 
 private:
-    bool m_wasTelling;
+    bool m_wasNotifying;
 };
 
 /// Blocks of memory that the process holds.

@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string textOf(const fs::path& path)
+std::string contentOf(const fs::path& path)
 {
     std::ostringstream text;
     text << std::ifstream(path).rdbuf();
@@ -27,7 +27,7 @@ std::string textOf(const fs::path& path)
 
 std::string pageOf(const char* name)
 {
-    return textOf(fs::path(CORVANE_DOCS) / name);
+    return contentOf(fs::path(CORVANE_DOCS) / name);
 }
 
 /// "Suite.Name" of a line that begins a test; empty for other lines.
@@ -58,7 +58,7 @@ std::set<std::string> testsOfSources()
 }
 
 /// The words in back-ticks that look like "Suite.Name".
-std::vector<std::string> testsOfText(const std::string& text)
+std::vector<std::string> testsNamedIn(const std::string& text)
 {
     std::vector<std::string> named;
     for (std::size_t at = text.find('`'); at != std::string::npos; at = text.find('`', at)) {
@@ -83,7 +83,7 @@ TEST(ContractPage, NamesTestsThatExistAsDoesTheReliabilityPage)
     const std::set<std::string> tests = testsOfSources();
     ASSERT_GT(tests.size(), 100u);
     for (const char* page : {"contract.md", "reliability.md"}) {
-        const std::vector<std::string> named = testsOfText(pageOf(page));
+        const std::vector<std::string> named = testsNamedIn(pageOf(page));
         EXPECT_GE(named.size(), 15u) << page;
         for (const std::string& test : named) {
             EXPECT_EQ(tests.count(test), 1u) << page << " names " << test;
@@ -111,7 +111,7 @@ TEST(ContractPage, EveryItemExceptTheHostsDutiesNamesATest)
     items.erase(0);
     EXPECT_GE(items.size(), 22u);
     for (const auto& [number, text] : items) {
-        EXPECT_EQ(testsOfText(text).empty(), hostsDuties.count(number) != 0) << text;
+        EXPECT_EQ(testsNamedIn(text).empty(), hostsDuties.count(number) != 0) << text;
     }
 }
 

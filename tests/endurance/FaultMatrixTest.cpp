@@ -307,7 +307,7 @@ void runAll(NetworkFaults& test, Sum& sum)
     std::deque<Trial> slow;
     test.relay.passTo(test.patient);
     for (const Fault& fault : allFaults()) {
-        if (fault.end != End::AtOnce) {
+        if (fault.end != FaultEnd::AtOnce) {
             slow.emplace_back(test, fault);
             continue;
         }

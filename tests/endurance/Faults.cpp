@@ -44,18 +44,18 @@ std::size_t payloadCap()
     return shortOrLong(std::size_t{4} << 20, host::HttpLimits().payloadCap);
 }
 
-Span spanOf(End end)
+Span spanOf(FaultEnd end)
 {
     switch (end) {
-        case End::AtOnce:
+        case FaultEnd::AtOnce:
             return {Milliseconds::zero(), kPatientTimeout, kPatientTimeout};
-        case End::Connect:
+        case FaultEnd::Connect:
             return {kConnectTimeout, kConnectTimeout, kStallTimeout};
-        case End::Stall:
+        case FaultEnd::Stall:
             return {kStallTimeout, kStallTimeout, kTotalTimeout};
-        case End::Total:
+        case FaultEnd::Total:
             return {kTotalTimeout, kTotalTimeout, 2 * kTotalTimeout};
-        case End::PastTotal:
+        case FaultEnd::PastTotal:
             break;
     }
     return {kTotalTimeout, 2 * kTotalTimeout, 2 * kTotalTimeout};
@@ -64,42 +64,46 @@ Span spanOf(End end)
 const std::vector<Fault>& allFaults()
 {
     static const std::vector<Fault> s_faults = {
-        {"name not found", Got::Nothing, End::AtOnce, -200, [](const Ground& g) { return unknownName(g.service); }},
-        {"look-up hangs", Got::Nothing, End::Connect, -500, [](const Ground& g) { return hangingName(g.service); }},
-        {"refused", Got::Nothing, End::AtOnce, -200, [](const Ground& g) { return closedPort(g.service); }},
-        {"connect time-out", Got::Nothing, End::Connect, -500, [](const Ground& g) { return fullQueue(g.service); }},
-        {"black hole", Got::Nothing, End::Stall, -500, [](const Ground& g) { return blackHole(g.service); }},
-        {"TLS self-signed", Got::Nothing, End::AtOnce, -13, tls(&Ground::unknown, kUnknownAuthority)},
-        {"TLS expired", Got::Nothing, End::AtOnce, -13, tls(&Ground::expired, kCertificateExpired)},
-        {"TLS wrong name", Got::Nothing, End::AtOnce, -13, tls(&Ground::otherName, kNoAlert)},
-        {"TLS handshake cut", Got::Nothing, End::AtOnce, -13, tls(cutHandshake)},
-        {"reset before headers", Got::Nothing, End::AtOnce, -13, injected("reset 0")},
-        {"reset inside headers", Got::Nothing, End::AtOnce, -13, injected("reset 25")},
-        {"body cut before its first byte", Got::Part, End::AtOnce, -13, reply(After::Close, cutBeforeFirstByte)},
-        {"body cut in the middle", Got::Part, End::AtOnce, -13, reply(After::Close, cutInTheMiddle)},
-        {"body cut before its last byte", Got::Part, End::AtOnce, -13, reply(After::Close, cutBeforeLastByte)},
-        {"Content-Length too big", Got::Part, End::AtOnce, -13, injected("length 10")},
-        {"Content-Length too small", Got::Text, End::AtOnce, -56, reply(After::GoesOn, lengthTooSmall)},
-        {"bad chunks", Got::Part, End::AtOnce, -13, reply(After::GoesOn, badChunks)},
-        {"stall", Got::Part, End::Stall, -500, reply(After::Close, stall)},
-        {"one byte a second", Got::Drops, End::Total, -500, reply(After::Close, oneByteASecond)},
-        {"redirect loop", Got::Refusal, End::AtOnce, -16, reply(After::GoesOn, redirectToItself)},
-        {"400", Got::Refusal, End::AtOnce, -205, injected("status 400")},
-        {"401", Got::Refusal, End::AtOnce, -202, injected("status 401")},
-        {"403", Got::Refusal, End::AtOnce, -205, injected("status 403")},
-        {"404", Got::Refusal, End::AtOnce, -205, injected("status 404")},
-        {"408", Got::Refusal, End::AtOnce, -16, injected("status 408")},
-        {"429", Got::Refusal, End::AtOnce, -16, injected("status 429")},
-        {"500", Got::Refusal, End::AtOnce, -107, injected("status 500")},
-        {"502", Got::Refusal, End::AtOnce, -16, injected("status 502")},
-        {"503", Got::Refusal, End::AtOnce, -16, injected("status 503")},
-        {"504", Got::Refusal, End::AtOnce, -16, injected("status 504")},
-        {"204", Got::NoContent, End::AtOnce, -56, reply(After::GoesOn, noContent)},
-        {"HTML for JSON", Got::Text, End::AtOnce, -56, injected("html")},
-        {"truncated JSON", Got::Text, End::AtOnce, -56, reply(After::GoesOn, truncatedJson)},
-        {"1,001 levels of JSON", Got::Deep, End::AtOnce, -57, reply(After::GoesOn, deepJson)},
-        {"100 MB", Got::Huge, End::AtOnce, -3, reply(After::GoesOn, hugeBody(payloadCap()))},
-        {"bomb of compressed zeros", Got::Packed, End::AtOnce, -56, reply(After::GoesOn, packedZeros(payloadCap()))},
+        {"name not found", Got::Nothing, FaultEnd::AtOnce, -200,
+         [](const Ground& g) { return unknownName(g.service); }},
+        {"look-up hangs", Got::Nothing, FaultEnd::Connect, -500,
+         [](const Ground& g) { return hangingName(g.service); }},
+        {"refused", Got::Nothing, FaultEnd::AtOnce, -200, [](const Ground& g) { return closedPort(g.service); }},
+        {"connect time-out", Got::Nothing, FaultEnd::Connect, -500,
+         [](const Ground& g) { return fullQueue(g.service); }},
+        {"black hole", Got::Nothing, FaultEnd::Stall, -500, [](const Ground& g) { return blackHole(g.service); }},
+        {"TLS self-signed", Got::Nothing, FaultEnd::AtOnce, -13, tls(&Ground::unknown, kUnknownAuthority)},
+        {"TLS expired", Got::Nothing, FaultEnd::AtOnce, -13, tls(&Ground::expired, kCertificateExpired)},
+        {"TLS wrong name", Got::Nothing, FaultEnd::AtOnce, -13, tls(&Ground::otherName, kNoAlert)},
+        {"TLS handshake cut", Got::Nothing, FaultEnd::AtOnce, -13, tls(cutHandshake)},
+        {"reset before headers", Got::Nothing, FaultEnd::AtOnce, -13, injected("reset 0")},
+        {"reset inside headers", Got::Nothing, FaultEnd::AtOnce, -13, injected("reset 25")},
+        {"body cut before its first byte", Got::Part, FaultEnd::AtOnce, -13, reply(After::Close, cutBeforeFirstByte)},
+        {"body cut in the middle", Got::Part, FaultEnd::AtOnce, -13, reply(After::Close, cutInTheMiddle)},
+        {"body cut before its last byte", Got::Part, FaultEnd::AtOnce, -13, reply(After::Close, cutBeforeLastByte)},
+        {"Content-Length too big", Got::Part, FaultEnd::AtOnce, -13, injected("length 10")},
+        {"Content-Length too small", Got::Text, FaultEnd::AtOnce, -56, reply(After::GoesOn, lengthTooSmall)},
+        {"bad chunks", Got::Part, FaultEnd::AtOnce, -13, reply(After::GoesOn, badChunks)},
+        {"stall", Got::Part, FaultEnd::Stall, -500, reply(After::Close, stall)},
+        {"one byte a second", Got::Drops, FaultEnd::Total, -500, reply(After::Close, oneByteASecond)},
+        {"redirect loop", Got::Refusal, FaultEnd::AtOnce, -16, reply(After::GoesOn, redirectToItself)},
+        {"400", Got::Refusal, FaultEnd::AtOnce, -205, injected("status 400")},
+        {"401", Got::Refusal, FaultEnd::AtOnce, -202, injected("status 401")},
+        {"403", Got::Refusal, FaultEnd::AtOnce, -205, injected("status 403")},
+        {"404", Got::Refusal, FaultEnd::AtOnce, -205, injected("status 404")},
+        {"408", Got::Refusal, FaultEnd::AtOnce, -16, injected("status 408")},
+        {"429", Got::Refusal, FaultEnd::AtOnce, -16, injected("status 429")},
+        {"500", Got::Refusal, FaultEnd::AtOnce, -107, injected("status 500")},
+        {"502", Got::Refusal, FaultEnd::AtOnce, -16, injected("status 502")},
+        {"503", Got::Refusal, FaultEnd::AtOnce, -16, injected("status 503")},
+        {"504", Got::Refusal, FaultEnd::AtOnce, -16, injected("status 504")},
+        {"204", Got::NoContent, FaultEnd::AtOnce, -56, reply(After::GoesOn, noContent)},
+        {"HTML for JSON", Got::Text, FaultEnd::AtOnce, -56, injected("html")},
+        {"truncated JSON", Got::Text, FaultEnd::AtOnce, -56, reply(After::GoesOn, truncatedJson)},
+        {"1,001 levels of JSON", Got::Deep, FaultEnd::AtOnce, -57, reply(After::GoesOn, deepJson)},
+        {"100 MB", Got::Huge, FaultEnd::AtOnce, -3, reply(After::GoesOn, hugeBody(payloadCap()))},
+        {"bomb of compressed zeros", Got::Packed, FaultEnd::AtOnce, -56,
+         reply(After::GoesOn, packedZeros(payloadCap()))},
     };
     return s_faults;
 }
@@ -131,7 +135,7 @@ Expected expected(const Fault& fault, const std::string& operation)
 {
     for (const Exception& exception : allExceptions()) {
         if (exception.operation == operation && exception.got == fault.got) {
-            return {exception.status, fault.got == Got::Drops ? End::PastTotal : fault.end};
+            return {exception.status, fault.got == Got::Drops ? FaultEnd::PastTotal : fault.end};
         }
     }
     return {fault.status, fault.end};

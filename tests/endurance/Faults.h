@@ -62,7 +62,7 @@ enum class Got {
 };
 
 /// What ends it.
-enum class End {
+enum class FaultEnd {
     AtOnce,   ///< the fault itself
     Connect,  ///< the connect time-out; the others likewise
     Stall,
@@ -75,12 +75,12 @@ struct Span {
     Milliseconds due;       ///< time of the callback, without what a busy machine adds
     Milliseconds next;      ///< time at which the next limit would apply
 };
-Span spanOf(End end);
+Span spanOf(FaultEnd end);
 
 struct Fault {
     const char* name;
     Got got;
-    End end;
+    FaultEnd end;
     int status;                                               ///< of the callbacks
     std::function<FaultServerPointer(const Ground&)> server;  ///< makes a server; the ground must outlive it
 };
@@ -97,7 +97,7 @@ const std::vector<Exception>& allExceptions();
 
 struct Expected {
     int status;
-    End end;
+    FaultEnd end;
 };
 /// The result of an operation, by its name, that meets a fault.
 Expected expected(const Fault& fault, const std::string& operation);

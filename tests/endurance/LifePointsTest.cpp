@@ -145,13 +145,13 @@ struct LifePoints : ::testing::TestWithParam<vorel::Operation> {
         std::atomic<bool> responded{false};
         std::atomic<bool> gone{false};
         bool mustBe600 = false;
-        struct Seen {
+        struct Observed {
             std::atomic<bool>* gone;
             bool calledAfterwards = false;
         } seen{&gone};
         counter.thenData = &seen;
         counter.then = [](Counter& self) {
-            auto& noted = *static_cast<Seen*>(self.thenData);
+            auto& noted = *static_cast<Observed*>(self.thenData);
             noted.calledAfterwards = noted.calledAfterwards || *noted.gone;
         };
 

@@ -86,7 +86,7 @@ constexpr char kListing[] =
 TEST(JumpingServiceClock, SessionsLastByTheClockAndResultsStayRight)
 {
     ServiceUnderTest under("2028-12-31T23:45:00Z");
-    importText(under.guide(), kListing);
+    importListing(under.guide(), kListing);
     Viewer viewer(under, "tv-1");
     const Json before = viewer.get("channel/schedule?sourceid=1&interval=1");
     // An hour back and forth neither ends a session nor changes what is on air.

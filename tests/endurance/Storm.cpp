@@ -61,7 +61,7 @@ Storm::~Storm()
 
 void Storm::begin()
 {
-    Life& life = m_lives.emplace_back();
+    StormObject& life = m_lives.emplace_back();
     life.object = static_cast<WVorelOAI*>(createPlugin());
     openSession(*life.object);
     setClock(*life.object);
@@ -70,7 +70,7 @@ void Storm::begin()
 
 void Storm::destroyCurrent()
 {
-    Life& life = *m_current;
+    StormObject& life = *m_current;
     m_book.destroyedInFlight += life.object->service()->requestCount() > 0 ? 1 : 0;
     ++m_book.destroyed;
     destroyPlugin(life.object);
@@ -132,7 +132,7 @@ void Storm::step(Random& random, std::deque<Ticket>& own)
         std::this_thread::yield();
     }
     const std::shared_lock with(m_use);
-    Life& life = *m_current;
+    StormObject& life = *m_current;
     const std::size_t what = random.below(100);
     if (what < 75) {
         issue(own.emplace_back(), life, random);
@@ -143,7 +143,7 @@ void Storm::step(Random& random, std::deque<Ticket>& own)
     }
 }
 
-void Storm::issue(Ticket& ticket, Life& life, Random& random)
+void Storm::issue(Ticket& ticket, StormObject& life, Random& random)
 {
     ticket.storm = this;
     ticket.life = &life;
@@ -162,7 +162,7 @@ void Storm::issue(Ticket& ticket, Life& life, Random& random)
     EXPECT_LE(returned, 0);
 }
 
-void Storm::cancelOne(Random& random, Life& life, std::deque<Ticket>& own)
+void Storm::cancelOne(Random& random, StormObject& life, std::deque<Ticket>& own)
 {
     if (own.empty()) {
         return;
@@ -196,7 +196,7 @@ void Storm::replaceSession(WVorelOAI& object, Random& random) const
 
 void Storm::inCallback(Ticket& ticket)
 {
-    Life& life = *ticket.life;
+    StormObject& life = *ticket.life;
     EXPECT_FALSE(life.gone) << "a callback began after destroyPlugin had returned";
     Random random(ticket.choice);
     if (random.perMille(m_settings.callbackDestroysPerMille)) {

@@ -18,7 +18,7 @@
 
 namespace W::test {
 
-struct Life;
+struct StormObject;
 
 class Storm {
 public:
@@ -36,7 +36,7 @@ public:
     /// One call of an operation and its callback.
     struct Ticket : Counter {
         Storm* storm = nullptr;
-        Life* life = nullptr;
+        StormObject* life = nullptr;
         unsigned int key = 0;
         std::uint64_t choice = 0;            ///< what its callback does
         std::atomic<bool> responded{false};  ///< its completion may have begun
@@ -75,8 +75,8 @@ public:
 private:
     void work(unsigned number);
     void step(Random& random, std::deque<Ticket>& own);
-    void issue(Ticket& ticket, Life& life, Random& random);
-    void cancelOne(Random& random, Life& life, std::deque<Ticket>& own);
+    void issue(Ticket& ticket, StormObject& life, Random& random);
+    void cancelOne(Random& random, StormObject& life, std::deque<Ticket>& own);
     void replaceSession(WVorelOAI& object, Random& random) const;
     void begin();
     void destroyCurrent();
@@ -87,8 +87,8 @@ private:
     host::Configuration m_configuration;
     std::shared_mutex m_use;  ///< shared for using the object, exclusive for destroying it
     std::atomic<int> m_destroyers{0};
-    std::deque<Life> m_lives;  ///< REQUIRES: m_use held exclusively
-    Life* m_current = nullptr;
+    std::deque<StormObject> m_lives;  ///< REQUIRES: m_use held exclusively
+    StormObject* m_current = nullptr;
     std::deque<std::deque<Ticket>> m_tickets;  ///< by thread
     std::mutex m_innerLock;
     std::deque<Ticket> m_inner;  ///< of callbacks
@@ -96,7 +96,7 @@ private:
 };
 
 /// One object between its creation and its destruction.
-struct Life {
+struct StormObject {
     WVorelOAI* object = nullptr;
     std::atomic<bool> gone{false};
     bool drained = false;  ///< had no request outstanding when it was destroyed

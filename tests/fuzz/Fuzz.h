@@ -19,7 +19,7 @@ inline void require(bool holds, const char* what)
     std::abort();
 }
 
-inline std::string_view textOf(const std::uint8_t* data, std::size_t size)
+inline std::string_view stringOf(const std::uint8_t* data, std::size_t size)
 {
     return {reinterpret_cast<const char*>(data), size};
 }

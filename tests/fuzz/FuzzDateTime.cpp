@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const auto format = static_cast<WDateTime::DATEFORMAT>(2 + data[0] % 3);
     const auto zone = static_cast<WDateTime::TIMEZONE>(data[0] / 3 % 3 - 1);
-    const std::string_view text = textOf(data + 1, size - 1);
+    const std::string_view text = stringOf(data + 1, size - 1);
     WDateTime time = WDateTime::fromString(text, format, zone);
     const bool fits = (format == WDateTime::FORMAT_DATETIME && zone == WDateTime::TIMEZONE_UTC) ||
                       (format == WDateTime::FORMAT_LOCAL && zone == WDateTime::TIMEZONE_LOCAL) ||

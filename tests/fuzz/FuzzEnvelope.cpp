@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static FakeHost host;
     host.keepsLines = false;
     static W::WVorelOAI object;
-    std::string_view text = textOf(data, size);
+    std::string_view text = stringOf(data, size);
     const std::string http(takeLine(text));
     const std::string code(takeLine(text));
     const std::string rest(takeLine(text));

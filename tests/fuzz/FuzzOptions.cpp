@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const std::vector<OperationCall>& calls = operationCalls();
     const OperationCall& each = calls[static_cast<std::uint8_t>(data[0] - '0') % calls.size()];
-    std::string_view text = textOf(data + 1, size - 1);
+    std::string_view text = stringOf(data + 1, size - 1);
     host.options = s_usual;
     for (auto& [key, value] : host.options) {
         if (!text.empty()) {

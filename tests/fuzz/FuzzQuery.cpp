@@ -120,7 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     using namespace W::test;
     static SampleService s_sample;
-    std::string_view text = textOf(data, size);
+    std::string_view text = stringOf(data, size);
     std::string line(takeLine(text));
     const bool known = !line.empty() && line.front() == '+';
     if (known) {
@@ -143,10 +143,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     request.body = text;
     request.origin = "http://127.0.0.1:8900";
     const http::Reply reply = s_sample.answer(request);
-    require(reply.code != codeText(corvaned::ServiceCode::Fault), "no fault of the service's own");
+    require(reply.code != wireCode(corvaned::ServiceCode::Fault), "no fault of the service's own");
     EnvelopeReader envelope;
     require(nlohmann::json::sax_parse(reply.body, &envelope), "the reply is a JSON object");
     require(!envelope.stat.empty(), "the reply has its envelope");
-    require((envelope.stat == "OK") == (reply.code == codeText(corvaned::ServiceCode::Ok)), "envelope and code agree");
+    require((envelope.stat == "OK") == (reply.code == wireCode(corvaned::ServiceCode::Ok)), "envelope and code agree");
     return 0;
 }

@@ -16,10 +16,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     constexpr unsigned int kReplies = 48;  // all except the download, whose body goes to the disk
-    const Kind& kind = kindOf(W::vorel::kFirstKey + static_cast<std::uint8_t>(data[0] - '0') % kReplies);
+    const CommandKind& kind = kindOf(W::vorel::kFirstKey + static_cast<std::uint8_t>(data[0] - '0') % kReplies);
     Delivered delivered;
     const auto command = kind.make(&object, &delivered);
-    const W::UINT64 returned = complete(*command, W::session::kCompleted, 200, std::string(textOf(data + 1, size - 1)));
+    const W::UINT64 returned =
+        complete(*command, W::session::kCompleted, 200, std::string(stringOf(data + 1, size - 1)));
     require(delivered.calls == 1, "one callback");
     require(delivered.status <= 0, "a status, or 0");
     require(returned == 4711, "the request's reference comes back");

@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     using namespace W::test;
     constexpr int kMostLines = 3;
-    std::string_view text = textOf(data, size);
+    std::string_view text = stringOf(data, size);
     std::string first;
     for (int i = 0; i < kMostLines && !text.empty(); ++i) {
         first.append(takeLine(text)).append("\n");

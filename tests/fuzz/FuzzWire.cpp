@@ -37,7 +37,7 @@ void tryUrl(const std::string& url, W::host::UrlEncoding encoding)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using namespace W::test;
-    std::string_view text = textOf(data, size);
+    std::string_view text = stringOf(data, size);
     const std::string url(takeLine(text));
     tryUrl(url, W::host::UrlEncoding::AsGiven);
     tryUrl(url, W::host::UrlEncoding::PercentEncode);

@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     constexpr std::uint64_t kLimit = 1 << 20;
     Usable sink;
     try {
-        corvaned::readListing(*corvaned::openMemory(W::test::textOf(data, size), "listing"), "listing", sink, kLimit);
+        corvaned::readListing(*corvaned::openMemory(W::test::stringOf(data, size), "listing"), "listing", sink, kLimit);
     } catch (const corvaned::OperatorError& refused) {
         W::test::require(refused.what()[0] != '\0', "a refusal says why");
     }

@@ -25,10 +25,10 @@ public:
         : m_request(type, std::move(url), std::move(header), std::move(body), &Exchange::completed, this)
     {}
     /// With a file: a download, or, after setOptionFileUpload(), an upload.
-    struct File {
+    struct TransferFile {
         std::string path;
     };
-    Exchange(HTTP_REQUEST_TYPE type, std::string url, File file, HttpHeader header = {})
+    Exchange(HTTP_REQUEST_TYPE type, std::string url, TransferFile file, HttpHeader header = {})
         : m_request(type, std::move(url), std::move(header), &Exchange::completed, this, std::move(file.path))
     {}
 

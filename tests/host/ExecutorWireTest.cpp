@@ -150,7 +150,8 @@ TEST_F(ExecutorWire, UploadsStreamTheirFile)
         SCOPED_TRACE(size);
         const std::string text(size, 'u');
         std::ofstream(scratch.file("up"), std::ios::binary) << text;
-        Exchange exchange(HTTP_PUT, m_server.url("/up"), Exchange::File{scratch.file("up")}, headers({{"T", "1"}}));
+        Exchange exchange(HTTP_PUT, m_server.url("/up"), Exchange::TransferFile{scratch.file("up")},
+                          headers({{"T", "1"}}));
         exchange->setOptionFileUpload();
         ASSERT_EQ(run(exchange), session::kCompleted);
         EXPECT_EQ(exchange.payload(), "body");
@@ -159,7 +160,7 @@ TEST_F(ExecutorWire, UploadsStreamTheirFile)
         EXPECT_TRUE(m_server.requests().back() == expected) << m_server.requests().back().substr(0, 200);
     }
     for (const std::string& path : {scratch.file("missing"), scratch.file("")}) {
-        Exchange exchange(HTTP_PUT, m_server.url("/up"), Exchange::File{path});
+        Exchange exchange(HTTP_PUT, m_server.url("/up"), Exchange::TransferFile{path});
         exchange->setOptionFileUpload();
         EXPECT_EQ(run(exchange), session::kFileTrouble) << path;
     }
@@ -250,18 +251,18 @@ TEST_F(ExecutorTest, DownloadsWriteOnlySuccessfulReplies)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.url);
         std::ofstream(path) << "old";
-        Exchange exchange(HTTP_GET, server.url(row.url), Exchange::File{path});
+        Exchange exchange(HTTP_GET, server.url(row.url), Exchange::TransferFile{path});
         EXPECT_EQ(run(exchange), row.status);
         EXPECT_EQ(exchange.code(), row.code);
         EXPECT_EQ(exchange.payload(), "");
         EXPECT_EQ(readFile(path), row.content);
     }
     std::filesystem::remove(path);
-    Exchange missing(HTTP_GET, server.url("/missing"), Exchange::File{path});
+    Exchange missing(HTTP_GET, server.url("/missing"), Exchange::TransferFile{path});
     EXPECT_EQ(run(missing), session::kCompleted);
     EXPECT_FALSE(std::filesystem::exists(path));
     for (const std::string& unwritable : {scratch.file("no/such/directory"), scratch.file(""), "/dev/full"s}) {
-        Exchange exchange(HTTP_GET, server.url("/good"), Exchange::File{unwritable});
+        Exchange exchange(HTTP_GET, server.url("/good"), Exchange::TransferFile{unwritable});
         EXPECT_EQ(run(exchange), session::kFileTrouble) << unwritable;
     }
 }

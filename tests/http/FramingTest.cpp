@@ -15,7 +15,7 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-struct Row {
+struct FramingCase {
     const char* name;
     std::string request;
     const char* status;
@@ -29,7 +29,7 @@ std::string put(const std::string& headers, const std::string& body = "")
 TEST(Framing, AmbiguousRequestsAreRefusedAndTheConnectionIsClosed)
 {
     const TestServer server;
-    const Row rows[] = {
+    const FramingCase rows[] = {
         {"both lengths", put("Content-Length: 3\r\nTransfer-Encoding: chunked\r\n", "0\r\n\r\n"), "400"},
         {"two lengths", put("Content-Length: 3\r\nContent-Length: 4\r\n", "abcd"), "400"},
         {"the same length twice", put("Content-Length: 3\r\nContent-Length: 3\r\n", "abc"), "400"},
@@ -79,7 +79,7 @@ TEST(Framing, AmbiguousRequestsAreRefusedAndTheConnectionIsClosed)
         {"chunk ended by LF", put("Transfer-Encoding: chunked\r\n", "3\nabc\n0\n\n"), "400"},
         {"unknown expectation", put("Expect: pizza\r\n"), "417"},
     };
-    for (const Row& row : rows) {
+    for (const FramingCase& row : rows) {
         const RawClient client(server.port());
         client.send(row.request + TestServer::get("/smuggled"));
         const std::string reply = client.receiveAll();
@@ -185,7 +185,7 @@ TEST(Framing, EachExceededLimitHasItsStatus)
     for (int i = 0; i < 10; ++i) {
         fields += fmt::format("X{}: y\r\n", i);
     }
-    const Row rows[] = {
+    const FramingCase rows[] = {
         {"request line", TestServer::get("/" + std::string(300, 'a')), "414"},
         {"endless request line", "GET /" + std::string(5000, 'a'), "414"},
         {"header bytes", put("X: " + std::string(1000, 'a') + "\r\n"), "431"},
@@ -197,7 +197,7 @@ TEST(Framing, EachExceededLimitHasItsStatus)
         {"one chunk", put("Transfer-Encoding: chunked\r\n", "ffffff\r\n" + std::string(3000, 'a')), "413"},
         {"endless chunk line", put("Transfer-Encoding: chunked\r\n", "1;" + std::string(30000, 'a')), "400"},
     };
-    for (const Row& row : rows) {
+    for (const FramingCase& row : rows) {
         const RawClient client(server.port());
         client.send(row.request);
         EXPECT_THAT(client.receiveAll(), StartsWith(fmt::format("HTTP/1.1 {} ", row.status))) << row.name;

@@ -48,7 +48,7 @@ TEST(StaticContent, ServesFilesWithTypesAndTags)
     EXPECT_FALSE(content.answer(get("/index.html", "gzip")).headers.has("Content-Encoding")) << "it would be larger";
 }
 
-TEST(StaticContent, KnowsOnlyItsFiles)
+TEST(StaticContent, ServesOnlyItsFiles)
 {
     StaticContent content;
     content.add("/a.txt", "a");

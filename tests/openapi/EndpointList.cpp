@@ -13,7 +13,7 @@ NLOHMANN_JSON_SERIALIZE_ENUM(Access, {{Access::Open, "open"}, {Access::AppKey, "
 NLOHMANN_JSON_SERIALIZE_ENUM(ParameterPlace, {{ParameterPlace::Query, "query"},
                                               {ParameterPlace::Header, "header"},
                                               {ParameterPlace::Path, "path"}})
-NLOHMANN_JSON_SERIALIZE_ENUM(ParameterKind, {{ParameterKind::Text, "text"},
+NLOHMANN_JSON_SERIALIZE_ENUM(ParameterKind, {{ParameterKind::String, "text"},
                                              {ParameterKind::List, "list"},
                                              {ParameterKind::Number, "number"},
                                              {ParameterKind::Numbers, "numbers"},

@@ -6,12 +6,12 @@ namespace corvaned {
 namespace {
 
 constexpr ParameterRule kRules[] = {
-    {"name", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"name", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
     {"ids", ParameterPlace::Query, ParameterKind::List, Presence::Required},
     {"hours", ParameterPlace::Query, ParameterKind::Number, Presence::Optional, 1, 24},
     {"sizes", ParameterPlace::Query, ParameterKind::Numbers, Presence::Optional},
     {"from", ParameterPlace::Query, ParameterKind::Time, Presence::Optional},
-    {"DUID", ParameterPlace::Header, ParameterKind::Text, Presence::Required},
+    {"DUID", ParameterPlace::Header, ParameterKind::String, Presence::Required},
 };
 
 http::Request requestOf(std::multimap<std::string, std::string> query, const std::string& device = "d")
@@ -31,12 +31,12 @@ TEST(Arguments, AreReadByTheirRows)
                                                  {"sizes", "1,2"},
                                                  {"from", "2026-11-21T01:30:00Z"},
                                                  {"unknown", "ignored"}}));
-    EXPECT_EQ(arguments.text("name"), "");
+    EXPECT_EQ(arguments.string("name"), "");
     EXPECT_EQ(arguments.list("ids"), (std::vector<std::string>{"a", "b", "c"}));
     EXPECT_EQ(arguments.number("hours"), 24);
     EXPECT_EQ(arguments.number("from"), 1795224600);
-    EXPECT_EQ(arguments.text("DUID"), "d");
-    EXPECT_THROW(arguments.text("unknown"), std::out_of_range);
+    EXPECT_EQ(arguments.string("DUID"), "d");
+    EXPECT_THROW(arguments.string("unknown"), std::out_of_range);
 }
 
 TEST(Arguments, AbsentNumbersGetTheEndpointsDefault)
@@ -99,9 +99,9 @@ TEST(Arguments, FaultsNameTheParameter)
 }
 
 constexpr ParameterRule kPutRules[] = {
-    {"id", ParameterPlace::Path, ParameterKind::Text, Presence::Required},
-    {"type", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
-    {"device", ParameterPlace::Query, ParameterKind::Text, Presence::Optional},
+    {"id", ParameterPlace::Path, ParameterKind::String, Presence::Required},
+    {"type", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
+    {"device", ParameterPlace::Query, ParameterKind::String, Presence::Optional},
 };
 
 http::Request putOf(std::string_view body, const std::string& path = "/user/favorite")
@@ -113,39 +113,39 @@ http::Request putOf(std::string_view body, const std::string& path = "/user/favo
     return request;
 }
 
-TEST(Arguments, OfAPutAreReadFromItsBodyToo)
+TEST(Arguments, PutParametersAreReadFromTheBodyToo)
 {
     const Arguments arguments(kPutRules, putOf("country=US&device=X&type=50% a+b&typed=no&type=second"), "7");
-    EXPECT_EQ(arguments.text("id"), "7");
-    EXPECT_EQ(arguments.text("type"), "50% a+b") << "bodies are not escaped";
-    EXPECT_EQ(arguments.text("device"), "X");
+    EXPECT_EQ(arguments.string("id"), "7");
+    EXPECT_EQ(arguments.string("type"), "50% a+b") << "bodies are not escaped";
+    EXPECT_EQ(arguments.string("device"), "X");
 }
 
-TEST(Arguments, OfTheQueryComeBeforeThoseOfTheBody)
+TEST(Arguments, TheQueryOverridesTheBody)
 {
     http::Request request = putOf("type=body&device=D");
     request.query.emplace("type", "query");
     const Arguments arguments(kPutRules, request, "7");
-    EXPECT_EQ(arguments.text("type"), "query");
-    EXPECT_EQ(arguments.text("device"), "D");
+    EXPECT_EQ(arguments.string("type"), "query");
+    EXPECT_EQ(arguments.string("device"), "D");
 }
 
-TEST(Arguments, OfOtherMethodsIgnoreTheBody)
+TEST(Arguments, OtherMethodsIgnoreTheBody)
 {
     http::Request request = putOf("type=body");
     request.method = "DELETE";
-    EXPECT_EQ(Arguments(kPutRules, request, "7").text("type"), "");
+    EXPECT_EQ(Arguments(kPutRules, request, "7").string("type"), "");
 }
 
 TEST(Arguments, MayBeAppendedToThePath)
 {
     EXPECT_EQ(properPath("/user/favorite&device=N"), "/user/favorite");
     EXPECT_EQ(properPath("/user/favorite"), "/user/favorite");
-    EXPECT_EQ(Arguments(kPutRules, putOf("type=channel", "/user/favorite&device=N"), "7").text("device"), "N");
-    EXPECT_EQ(Arguments(kPutRules, putOf("&&=&type", "/user/favorite&"), "7").text("type"), "");
+    EXPECT_EQ(Arguments(kPutRules, putOf("type=channel", "/user/favorite&device=N"), "7").string("device"), "N");
+    EXPECT_EQ(Arguments(kPutRules, putOf("&&=&type", "/user/favorite&"), "7").string("type"), "");
 }
 
-TEST(Arguments, OfThePathAreRequired)
+TEST(Arguments, PathParametersAreRequired)
 {
     EXPECT_THROW(Arguments(kPutRules, putOf(""), ""), Refusal);
 }

@@ -7,7 +7,7 @@ namespace corvaned {
 namespace {
 
 using test::Json;
-using test::Texts;
+using test::Strings;
 using test::valuesOf;
 
 std::string programme(const std::string& channel, const std::string& start, const std::string& inner)
@@ -28,25 +28,26 @@ protected:
         const std::string people =
             "<credits><director>Dee Dow</director><actor role='Hero'>Ay Zed</actor><actor>Bo</actor>"
             "<presenter>Cy</presenter></credits>";
-        test::importText(m_under.guide(),
-                         "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name></channel>"
-                         "<channel id='b'><display-name>Two</display-name><display-name>12</display-name></channel>" +
-                             programme("a", "201200",
-                                       "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
-                                       "<desc lang='en'>A quiet place.</desc><category>Movie</category>" +
-                                           people + "<date>1999</date><length units='minutes'>95</length>") +
-                             programme("b", "201800",
-                                       "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
-                                       "<category>Movie</category><date>1999</date>") +
-                             programme("b", "211800",
-                                       "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
-                                       "<category>Movie</category><date>1999</date>") +
-                             programme("a", "201400", episode("1.0.", "Return") + people) +
-                             programme("a", "201500", episode("0.1.", "Second")) +
-                             programme("a", "201600", episode("0.0.", "Pilot")) +
-                             programme("b", "211200", episode("0.0.", "Pilot")) +
-                             programme("a", "201700", "<title>Harbour</title><sub-title>Special</sub-title>") +
-                             programme("b", "201300", "<title>Town News</title><category>News</category>") + "</tv>");
+        test::importListing(
+            m_under.guide(),
+            "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name></channel>"
+            "<channel id='b'><display-name>Two</display-name><display-name>12</display-name></channel>" +
+                programme("a", "201200",
+                          "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
+                          "<desc lang='en'>A quiet place.</desc><category>Movie</category>" +
+                              people + "<date>1999</date><length units='minutes'>95</length>") +
+                programme("b", "201800",
+                          "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
+                          "<category>Movie</category><date>1999</date>") +
+                programme("b", "211800",
+                          "<title lang='en'>The Café</title><title lang='de'>Das Haus</title>"
+                          "<category>Movie</category><date>1999</date>") +
+                programme("a", "201400", episode("1.0.", "Return") + people) +
+                programme("a", "201500", episode("0.1.", "Second")) +
+                programme("a", "201600", episode("0.0.", "Pilot")) +
+                programme("b", "211200", episode("0.0.", "Pilot")) +
+                programme("a", "201700", "<title>Harbour</title><sub-title>Special</sub-title>") +
+                programme("b", "201300", "<title>Town News</title><category>News</category>") + "</tv>");
     }
 
     std::string idOf(const std::string& words)
@@ -56,7 +57,7 @@ protected:
         return found.empty() ? "" : found[0]["id"].get<std::string>();
     }
 
-    Texts titles(const std::string& query)
+    Strings titles(const std::string& query)
     {
         return valuesOf(m_viewer.get("search/epg_search?q=" + query)["content"], "title");
     }
@@ -73,15 +74,15 @@ TEST_F(BrowseEndpoints, ContentHasOneEntryPerChannelAndTime)
     EXPECT_EQ(content["year"], "1999");
     EXPECT_EQ(content["runtime"], "95");
     EXPECT_EQ(content["summary"], "A quiet place.");
-    EXPECT_EQ(valuesOf(content["directors"], "name"), (Texts{"Dee Dow"}));
-    EXPECT_EQ(valuesOf(content["castings"], "name"), (Texts{"Ay Zed", "Bo", "Cy"}));
-    EXPECT_EQ(valuesOf(content["castings"], "role"), (Texts{"Hero", "", "presenter"}));
-    EXPECT_EQ(valuesOf(content["channel"], "source"), (Texts{"1", "2"}));
+    EXPECT_EQ(valuesOf(content["directors"], "name"), (Strings{"Dee Dow"}));
+    EXPECT_EQ(valuesOf(content["castings"], "name"), (Strings{"Ay Zed", "Bo", "Cy"}));
+    EXPECT_EQ(valuesOf(content["castings"], "role"), (Strings{"Hero", "", "presenter"}));
+    EXPECT_EQ(valuesOf(content["channel"], "source"), (Strings{"1", "2"}));
     EXPECT_EQ(valuesOf(content["channel"][1]["schedule"], "starttime"),
-              (Texts{"2026-11-20T18:00:00Z", "2026-11-21T18:00:00Z"}));
+              (Strings{"2026-11-20T18:00:00Z", "2026-11-21T18:00:00Z"}));
     content = m_viewer.get("browse/content/" + id + "?sourceid=2&starttime=2026-11-21T00:00:00Z")["content"];
-    EXPECT_EQ(valuesOf(content["channel"], "source"), (Texts{"2"}));
-    EXPECT_EQ(valuesOf(content["channel"][0]["schedule"], "starttime"), (Texts{"2026-11-21T18:00:00Z"}));
+    EXPECT_EQ(valuesOf(content["channel"], "source"), (Strings{"2"}));
+    EXPECT_EQ(valuesOf(content["channel"][0]["schedule"], "starttime"), (Strings{"2026-11-21T18:00:00Z"}));
     EXPECT_EQ(m_viewer.get("browse/content/" + id + "?lang=de")["content"]["title"], "Das Haus");
     for (const char* unknown : {"1", "-1", "0", "x", "99999999999999999999", "%27"}) {
         EXPECT_EQ(m_viewer.refusal("GET", std::string("browse/content/") + unknown),
@@ -89,17 +90,17 @@ TEST_F(BrowseEndpoints, ContentHasOneEntryPerChannelAndTime)
     }
 }
 
-TEST_F(BrowseEndpoints, EpisodesComeBySeasonAndEachOnce)
+TEST_F(BrowseEndpoints, EpisodesAreOrderedBySeasonWithoutRepeats)
 {
     const std::string id = idOf("pilot");
     const Json series =
         m_viewer.get("browse/content/" + id + "/series?country=US&headend=&device=&sourceid=")["series"];
     EXPECT_EQ(series["title"], "Harbour");
-    EXPECT_EQ(valuesOf(series["season"], "season_seq"), (Texts{"1", "2", "0"}));
-    EXPECT_EQ(valuesOf(series["season"][0]["episode"], "title"), (Texts{"Pilot", "Second"}));
-    EXPECT_EQ(valuesOf(series["season"][0]["episode"], "episode_seq"), (Texts{"1", "2"}));
-    EXPECT_EQ(valuesOf(series["season"][1]["episode"], "title"), (Texts{"Return"}));
-    EXPECT_EQ(valuesOf(series["season"][2]["episode"], "title"), (Texts{"Special"}));
+    EXPECT_EQ(valuesOf(series["season"], "season_seq"), (Strings{"1", "2", "0"}));
+    EXPECT_EQ(valuesOf(series["season"][0]["episode"], "title"), (Strings{"Pilot", "Second"}));
+    EXPECT_EQ(valuesOf(series["season"][0]["episode"], "episode_seq"), (Strings{"1", "2"}));
+    EXPECT_EQ(valuesOf(series["season"][1]["episode"], "title"), (Strings{"Return"}));
+    EXPECT_EQ(valuesOf(series["season"][2]["episode"], "title"), (Strings{"Special"}));
     EXPECT_EQ(series["episode"], Json::array());
     EXPECT_EQ(series["season"][0]["episode"][0]["source"], "1");
     // The series has its own number, and the channel asked for shows the pilot, too.
@@ -114,14 +115,14 @@ TEST_F(BrowseEndpoints, EpisodesComeBySeasonAndEachOnce)
 TEST_F(BrowseEndpoints, ASeriesWithoutNumbersIsFlat)
 {
     test::ServiceUnderTest under{"2026-11-20T12:30:00Z"};
-    test::importText(under.guide(), "<tv>" + programme("a", "201000", "<title>Talk</title><sub-title>B</sub-title>") +
-                                        programme("a", "201100", "<title>Talk</title><sub-title>A</sub-title>") +
-                                        "</tv>");
+    test::importListing(under.guide(),
+                        "<tv>" + programme("a", "201000", "<title>Talk</title><sub-title>B</sub-title>") +
+                            programme("a", "201100", "<title>Talk</title><sub-title>A</sub-title>") + "</tv>");
     test::Viewer viewer{under, "tv-1"};
     const std::string id = viewer.get("search/epg_search?q=talk")["content"][0]["id"];
     const Json series = viewer.get("browse/content/" + id + "/series?sourceid=")["series"];
     EXPECT_EQ(series["season"], Json::array());
-    EXPECT_EQ(valuesOf(series["episode"], "title"), (Texts{"B", "A"}));
+    EXPECT_EQ(valuesOf(series["episode"], "title"), (Strings{"B", "A"}));
 }
 
 TEST_F(BrowseEndpoints, PeopleAreFoundByTheirIdInContents)
@@ -149,12 +150,12 @@ TEST_F(BrowseEndpoints, ContentsAreListedByGenreAndTime)
     const auto list = [&](const std::string& query) {
         return valuesOf(m_viewer.get("browse/content/list?" + query)["content"], "title");
     };
-    EXPECT_EQ(list("genre=" + byName["Movie"]), (Texts{"The Café"}));
-    EXPECT_EQ(list("genre=" + byName["Movie"] + "," + byName["News"]), (Texts{"The Café", "Town News"}));
-    EXPECT_EQ(list("genre=999"), Texts());
-    EXPECT_EQ(list("timestamp=2026-11-21T12:00:00Z"), (Texts{"Harbour", "The Café"}));
-    EXPECT_EQ(list("num=2"), (Texts{"The Café", "Town News"}));
-    EXPECT_EQ(list("start=1&num=1"), (Texts{"Town News"}));
+    EXPECT_EQ(list("genre=" + byName["Movie"]), (Strings{"The Café"}));
+    EXPECT_EQ(list("genre=" + byName["Movie"] + "," + byName["News"]), (Strings{"The Café", "Town News"}));
+    EXPECT_EQ(list("genre=999"), Strings());
+    EXPECT_EQ(list("timestamp=2026-11-21T12:00:00Z"), (Strings{"Harbour", "The Café"}));
+    EXPECT_EQ(list("num=2"), (Strings{"The Café", "Town News"}));
+    EXPECT_EQ(list("start=1&num=1"), (Strings{"Town News"}));
     EXPECT_EQ(m_viewer.refusal("GET", "browse/content/list?genre=x").substr(0, 3), "101");
 }
 
@@ -162,8 +163,8 @@ TEST_F(BrowseEndpoints, GenresAreSentWhenTheirChecksumDiffers)
 {
     const Json reply = m_viewer.get("conf/genre");
     EXPECT_EQ(reply["checksum"]["stat"], "new");
-    EXPECT_EQ(valuesOf(reply["genre"], "name"), (Texts{"Movie", "Drama series", "News"}));
-    EXPECT_EQ(valuesOf(reply["genre"], "rep_id"), (Texts{"1", "2", "3"}));
+    EXPECT_EQ(valuesOf(reply["genre"], "name"), (Strings{"Movie", "Drama series", "News"}));
+    EXPECT_EQ(valuesOf(reply["genre"], "rep_id"), (Strings{"1", "2", "3"}));
     EXPECT_EQ(reply["rep_genre"][0], Json({{"rep_id", "1"}, {"name", "Movies"}}));
     const std::string code = reply["checksum"]["code"];
     EXPECT_EQ(m_viewer.get("conf/genre?checksum=" + code), Json({{"checksum", {{"stat", "old"}, {"code", code}}}}));
@@ -171,26 +172,26 @@ TEST_F(BrowseEndpoints, GenresAreSentWhenTheirChecksumDiffers)
 
 TEST_F(BrowseEndpoints, SearchFindsTitlesDescriptionsAndNames)
 {
-    EXPECT_EQ(titles("cafe"), (Texts{"The Café"})) << "accents and case do not count";
-    EXPECT_EQ(titles("CAF"), (Texts{"The Café"})) << "the beginning of a word is enough";
-    EXPECT_EQ(titles("haus"), (Texts{"The Café"})) << "every language counts";
-    EXPECT_EQ(titles("quiet pla"), (Texts{"The Café"}));
-    EXPECT_EQ(titles("pilot"), (Texts{"Harbour"}));
-    EXPECT_EQ(titles("nothing"), Texts());
+    EXPECT_EQ(titles("cafe"), (Strings{"The Café"})) << "accents and case do not count";
+    EXPECT_EQ(titles("CAF"), (Strings{"The Café"})) << "the beginning of a word is enough";
+    EXPECT_EQ(titles("haus"), (Strings{"The Café"})) << "every language counts";
+    EXPECT_EQ(titles("quiet pla"), (Strings{"The Café"}));
+    EXPECT_EQ(titles("pilot"), (Strings{"Harbour"}));
+    EXPECT_EQ(titles("nothing"), Strings());
     EXPECT_EQ(titles("zed").size(), 2U);
-    EXPECT_EQ(titles("zed return"), (Texts{"Harbour"})) << "every word has to be there";
+    EXPECT_EQ(titles("zed return"), (Strings{"Harbour"})) << "every word has to be there";
     EXPECT_EQ(m_viewer.refusal("GET", "search/epg_search?q="), "100: parameter 'q' is missing");
 }
 
-TEST_F(BrowseEndpoints, AnExactSearchTakesWholeWordsInTheirOrder)
+TEST_F(BrowseEndpoints, AnExactSearchMatchesWholeWordsInTheirOrder)
 {
-    EXPECT_EQ(titles("quiet place&exact=yes"), (Texts{"The Café"}));
-    EXPECT_EQ(titles("place quiet&exact=yes"), Texts());
-    EXPECT_EQ(titles("quiet pla&exact=yes"), Texts());
-    EXPECT_EQ(titles("quiet pla&exact=no"), (Texts{"The Café"}));
+    EXPECT_EQ(titles("quiet place&exact=yes"), (Strings{"The Café"}));
+    EXPECT_EQ(titles("place quiet&exact=yes"), Strings());
+    EXPECT_EQ(titles("quiet pla&exact=yes"), Strings());
+    EXPECT_EQ(titles("quiet pla&exact=no"), (Strings{"The Café"}));
 }
 
-TEST_F(BrowseEndpoints, TheSearchIsPaged)
+TEST_F(BrowseEndpoints, SearchResultsArePaged)
 {
     const Json all = m_viewer.get("search/epg_search?q=harbour");
     EXPECT_EQ(all["total"], "4");
@@ -201,21 +202,21 @@ TEST_F(BrowseEndpoints, TheSearchIsPaged)
     EXPECT_EQ(page["content"], Json({all["content"][1], all["content"][2]}));
 }
 
-TEST_F(BrowseEndpoints, SearchTakesOperatorsAsWords)
+TEST_F(BrowseEndpoints, SearchTreatsOperatorsAsWords)
 {
     for (const char* question :
          {"\"", "*", "NOT", "AND", "title:", "a OR", "(", "^", "{x}", "-", "'", "NEAR(a b)", "\"\"\"*"}) {
-        EXPECT_EQ(titles(question), Texts()) << question;
-        EXPECT_EQ(titles(std::string(question) + "&exact=yes"), Texts()) << question;
+        EXPECT_EQ(titles(question), Strings()) << question;
+        EXPECT_EQ(titles(std::string(question) + "&exact=yes"), Strings()) << question;
     }
 }
 
 TEST_F(BrowseEndpoints, AnImportReplacesSearchResults)
 {
-    test::importText(m_under.guide(), "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
-    EXPECT_EQ(titles("harbour"), Texts());
+    test::importListing(m_under.guide(), "<tv>" + programme("a", "201200", "<title>Other</title>") + "</tv>");
+    EXPECT_EQ(titles("harbour"), Strings());
     EXPECT_EQ(m_viewer.get("search/epg_search?q=harbour")["total"], "0");
-    EXPECT_EQ(titles("other"), (Texts{"Other"}));
+    EXPECT_EQ(titles("other"), (Strings{"Other"}));
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ TEST(Clock, UtcStringsConvertBothWays)
     }
 }
 
-TEST(Clock, ZoneByOffset)
+TEST(Clock, ReadsZonesGivenAsOffsets)
 {
     const Zone zone = Zone::named("-05:30");
     EXPECT_EQ(zone.name(), "-05:30");

@@ -23,7 +23,7 @@ struct UsageRow {
     const char* message;
 };
 
-TEST(Command, WrongUseAndWrongFilesEndWithTheirCodes)
+TEST(Command, WrongUsageAndUnreadableFilesHaveTheirExitCodes)
 {
     TemporaryDatabase folder;
     const std::string db = folder.path();
@@ -101,7 +101,7 @@ TEST(Command, ImportReportsItsResult)
     }
 }
 
-TEST(Command, ImportSaysHowFarItMovedEachListing)
+TEST(Command, ImportReportsHowFarItMovedEachListing)
 {
     TemporaryDatabase folder;
     const std::string listing = folder.path() + ".xml";
@@ -163,7 +163,7 @@ TEST(Command, OutputThatCannotBeWrittenIsAFailure)
     }
 }
 
-TEST(Command, LooksIntoADatabaseThatCannotBeWritten)
+TEST(Command, ReadsADatabaseThatItCannotWrite)
 {
     TemporaryDatabase folder;
     const std::string listing = folder.path() + ".xml";
@@ -294,7 +294,7 @@ TEST(Command, ListensOnEveryAddressIfNoneIsNamed)
     EXPECT_EQ(program.wait(), 0);
 }
 
-TEST(Command, ServeSaysThatAGuideIsOfThePast)
+TEST(Command, ServeReportsAGuideThatHasEnded)
 {
     TemporaryDatabase folder;
     const std::string listing = folder.path() + ".xml";
@@ -309,7 +309,7 @@ TEST(Command, ServeSaysThatAGuideIsOfThePast)
               "listing\n");
 }
 
-TEST(Command, TheSamplesDatabaseIsRemovedAtTheEnd)
+TEST(Command, TheDatabaseOfASampleIsRemovedAtTheEnd)
 {
     TemporaryDatabase folder;
     const std::string scratch = std::filesystem::path(folder.path()).parent_path().string() + "/scratch";

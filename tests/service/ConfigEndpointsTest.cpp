@@ -7,7 +7,7 @@ namespace corvaned {
 namespace {
 
 using test::Json;
-using test::Texts;
+using test::Strings;
 using test::valuesOf;
 
 struct ConfigEndpoints : ::testing::Test {
@@ -15,7 +15,7 @@ struct ConfigEndpoints : ::testing::Test {
     test::Viewer m_viewer{m_under, "tv-1"};
 };
 
-TEST_F(ConfigEndpoints, ServerAddressIsTheOneThatTheClientUsed)
+TEST_F(ConfigEndpoints, TheServerAddressIsThatOfTheRequest)
 {
     EXPECT_EQ(m_viewer.get("conf/server?country=US"),
               Json({{"url", "http://here"}, {"expired", "2026-11-21T12:00:00Z"}}));
@@ -26,12 +26,12 @@ TEST_F(ConfigEndpoints, LogsAreNotCollected)
     const Json service = m_viewer.get("conf/log")["service"];
     EXPECT_EQ(service["url"], "");
     EXPECT_EQ(service["loglevel"], "0");
-    EXPECT_EQ(valuesOf(service["event"], "name"), (Texts{"tune", "search", "favorite", "like"}));
+    EXPECT_EQ(valuesOf(service["event"], "name"), (Strings{"tune", "search", "favorite", "like"}));
 }
 
 TEST_F(ConfigEndpoints, TheCertificationRuleNamesTheGuidesRatings)
 {
-    test::importText(
+    test::importListing(
         m_under.guide(),
         "<tv><programme channel='a' start='202611201200'><title>A</title><rating><value>16</value></rating>"
         "</programme><programme channel='a' start='202611201300'><title>B</title><rating><value>12</value>"
@@ -72,8 +72,8 @@ TEST_F(ConfigEndpoints, FilesNeedAPlainNameAndContent)
 
 TEST_F(ConfigEndpoints, AResetForgetsVotesUpToItsTime)
 {
-    test::importText(m_under.guide(),
-                     "<tv><programme channel='a' start='202611201200'><title>A</title></programme></tv>");
+    test::importListing(m_under.guide(),
+                        "<tv><programme channel='a' start='202611201200'><title>A</title></programme></tv>");
     const std::string id = m_viewer.get("search/epg_search?q=a")["content"][0]["id"];
     const auto likes = [&] { return m_viewer.get("user/like?contentid=" + id)["content"]["count"]["like"]; };
     m_viewer.put("user/like", "contentid=" + id + "&type=like");

@@ -1,5 +1,5 @@
-// Damaged listings: with invalid bytes, or cut off at any byte; and listings that refer to other files. Each row states
-// its outcome. HostileListingTest.cpp has listings that are too large.
+// Damaged listings (invalid bytes, cut off at any byte) and listings that refer to other files. Each row states its
+// outcome. HostileListingTest.cpp has listings that are too large.
 #include <arpa/inet.h>
 #include <fmt/format.h>
 #include <netinet/in.h>
@@ -31,13 +31,13 @@ TEST_F(HostileListing, ControlCharactersCostTheProgrammeOrTheListing)
         using Lines = std::vector<std::string>;
         const Lines none;
         const auto refused = [&](const std::string& text) {
-            const ImportOutcome outcome = importText(text);
+            const ImportOutcome outcome = importListing(text);
             EXPECT_THAT(outcome.refusal, StartsWith(code == 0 ? nul : "listing:2: not well-formed: "));
             EXPECT_TRUE(outcome.asBefore);
         };
-        expect(importText(listing(programme("<title>a" + c + "b</title>"))), code == 0 ? nul : "",
+        expect(importListing(listing(programme("<title>a" + c + "b</title>"))), code == 0 ? nul : "",
                code == 0 ? none : Lines{fmt::format("listing:2: skipped: PCDATA invalid Char value {}", code)});
-        expect(importText(listing(c)), code == 0 ? nul : "");
+        expect(importListing(listing(c)), code == 0 ? nul : "");
         refused(listing("<programme start='20261120180000' channel='c" + c + "'/>"));
         refused(listing("<!-- " + c + " -->"));
         refused(listing("<pro" + c + "gramme/>"));
@@ -79,11 +79,11 @@ TEST_F(HostileListing, BytesThatAreNotUtf8CostTheProgramme)
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::PrintToString(row.bytes));
         const std::string bytes = row.bytes;
-        expectCost(importText(listing(programme("<title>a" + bytes + "b</title>"))));
-        expectCost(importText(listing(programme("<title>" + bytes + "</title>"))));
+        expectCost(importListing(listing(programme("<title>a" + bytes + "b</title>"))));
+        expectCost(importListing(listing(programme("<title>" + bytes + "</title>"))));
         renew();
         const ImportOutcome inTag =
-            importText(listing("<programme start='20261120180000' channel='" + bytes + "'></programme>"));
+            importListing(listing("<programme start='20261120180000' channel='" + bytes + "'></programme>"));
         if (std::string(row.inTag).empty()) {
             expectCost(inTag);
         } else {
@@ -107,7 +107,7 @@ TEST_F(HostileListing, RefusesListingsCutOffAtAnyByte)
     const auto cut = [&](const std::string& text, const std::string& message) {
         for (std::size_t size = 0; size < text.size(); ++size) {
             SCOPED_TRACE(size);
-            const ImportOutcome outcome = importText(text.substr(0, size));
+            const ImportOutcome outcome = importListing(text.substr(0, size));
             EXPECT_THAT(outcome.refusal,
                         testing::AnyOf(testing::MatchesRegex("listing:[0-9]+: .+"), EndsWith(message)));
             EXPECT_TRUE(outcome.asBefore);
@@ -122,7 +122,7 @@ TEST_F(HostileListing, RefusesListingsCutOffAtAnyByte)
     cut(test::xzPacked(plain), "listing: the xz data is cut off; download the file again");
     fmt::print("figure: listings cut off: {} refused\n", refused);
     EXPECT_GT(refused, 1000);
-    const ImportOutcome whole = importText(plain);
+    const ImportOutcome whole = importListing(plain);
     EXPECT_EQ(whole.refusal, "");
     EXPECT_THAT(whole.titles, ElementsAre("F\u00e4hre", "Good"));
 }

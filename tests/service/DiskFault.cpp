@@ -1,6 +1,6 @@
-// Preloaded into the program under test. Replaces the calls by which SQLite writes, and lets the disk fail, or ends the
-// process, at a chosen call. CORVANE_DISK_FAULT chooses it: "kill 17" ends the process before its 17th write, "full 17"
-// leaves no room from the 17th write on, "sync 3" fails from the third fsync on. CORVANE_SYNC_LOG names a file that
+// Preloaded into the program under test. Replaces the calls by which SQLite writes; at a chosen call the disk fails or
+// the process ends. CORVANE_DISK_FAULT chooses it: "kill 17" ends the process before its 17th write, "full 17" reports
+// a full disk from the 17th write on, "sync 3" fails each fsync from the third on. CORVANE_SYNC_LOG names a file that
 // receives the name of each flushed file or folder. Only files in folders named "corvaned-..." are affected.
 #include <atomic>
 #include <cerrno>

@@ -1,5 +1,5 @@
 // An import on a disk that fails, and an import that is killed: after each of its writes the file is the whole old
-// guide or the whole new one. CORVANE_LONG=1 tries every write, otherwise a sample.
+// guide or the whole new one. CORVANE_LONG=1 tries every write, otherwise a sample. Also what is flushed to the disk.
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
@@ -12,7 +12,9 @@
 #include <gtest/gtest.h>
 
 #include "ChildProcess.h"
+#include "JsonTree.h"
 #include "TestSupport.h"
+#include "WebClient.h"
 
 namespace corvaned {
 namespace {
@@ -43,7 +45,7 @@ protected:
         test::writeFile(listingFile(), listing(20, 3000));
         {
             const std::unique_ptr<GuideFile> guide = test::openOrCreateGuide(templateFile());
-            test::importText(*guide, listing(3, 60));
+            test::importListing(*guide, listing(3, 60));
             m_before = test::wholeGuide(*guide);
         }
         startOver();
@@ -57,6 +59,17 @@ protected:
     std::string database() const { return m_folder.path(); }
 
     std::string syncLog() const { return m_folder.path().substr(0, m_folder.path().rfind('/')) + "/syncs"; }
+
+    /// Files and folders in the order in which the program flushed them.
+    std::vector<std::string> flushedFiles() const
+    {
+        std::istringstream lines(test::readFile(syncLog()));
+        std::vector<std::string> flushed;
+        for (std::string line; std::getline(lines, line);) {
+            flushed.push_back(line);
+        }
+        return flushed;
+    }
 
     /// Restores the old guide.
     void startOver() const
@@ -150,13 +163,34 @@ TEST_F(DurabilityOnDisk, AnImportFlushesTheFileAndThenTheFolder)
     std::filesystem::remove(syncLog());
     startOver();
     ASSERT_EQ(import(""), 0);
-    std::istringstream lines(test::readFile(syncLog()));
-    std::vector<std::string> flushed;
-    for (std::string line; std::getline(lines, line);) {
-        flushed.push_back(line);
-    }
     const std::string folder = std::filesystem::path(database()).parent_path().filename();
-    EXPECT_THAT(flushed, ElementsAre("guide.db.part", folder));
+    EXPECT_THAT(flushedFiles(), ElementsAre("guide.db.part", folder));
+}
+
+// The log may be overwritten only after the pages that it had are on the disk, and they may be copied only after the
+// log itself is. Otherwise a power failure could damage the file.
+TEST_F(DurabilityOnDisk, AFullLogIsFlushedBeforeItIsCopiedAndTheFileAfterwards)
+{
+    support::ChildProcess service(
+        support::Launch{CORVANED_PROGRAM,
+                        {"serve", "--db", database(), "--listen", "127.0.0.1:0"},
+                        {std::string("LD_PRELOAD=") + CORVANED_DISK_FAULT, "CORVANE_SYNC_LOG=" + syncLog()}});
+    const std::string line = service.readLine();
+    http::test::WebClient client(std::stoi(line.substr(line.rfind(':') + 1)));
+    const std::string prefix = "/openapi/service/vorel/";
+    const auto opened = client.get(prefix + "auth/seedkey", {{"AppKey", "k"}, {"DUID", "d"}});
+    ASSERT_TRUE(opened.has_value());
+    const Json session = Json::parse(opened->body).at("rsp").at("session");
+    const std::string token =
+        sessionToken({session.at("id"), session.at("user").at("id"), session.at("seedkey"), 0}, "");
+    std::filesystem::remove(syncLog());
+    constexpr int kUploads = 6;  // 1 MiB each; the log is copied when it has 4 MiB
+    for (int i = 0; i < kUploads; ++i) {
+        const auto reply = client.put(prefix + "conf/upload?filename=f", {{"Token", token}}, std::string(1 << 20, 'x'));
+        ASSERT_TRUE(reply.has_value());
+        ASSERT_EQ(reply->status, 200) << reply->body;
+    }
+    EXPECT_THAT(flushedFiles(), ElementsAre("viewers.db-wal", "viewers.db", "viewers.db-wal"));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// The service keeps every change that it has confirmed, through SIGKILL while clients write and listings are imported,
-// and with two hundred clients at once. CORVANE_LONG=1 makes the runs long: 200 kills each, and a minute with the two
-// hundred clients.
+// The service keeps every confirmed change: after SIGKILL while clients write and listings are imported, and with two
+// hundred clients at once. CORVANE_LONG=1 makes the runs long: 200 kills each, and a minute with the two hundred
+// clients.
 #include <atomic>
 #include <chrono>
 #include <cstdlib>

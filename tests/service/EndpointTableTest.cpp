@@ -15,7 +15,7 @@ ServiceCode refusalOf(std::string_view method, std::string_view path)
     }
 }
 
-TEST(EndpointTable, HeadIsAskedLikeGet)
+TEST(EndpointTable, HeadIsAnsweredLikeGet)
 {
     EXPECT_EQ(refusalOf("GET", "/openapi/service/vorel/conf/localtime"), ServiceCode::Ok);
     EXPECT_EQ(refusalOf("HEAD", "/openapi/service/vorel/conf/localtime"), ServiceCode::Ok);

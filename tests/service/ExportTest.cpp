@@ -51,7 +51,7 @@ std::vector<std::string> guideOf(GuideFile& store)
 void expectSameGuide(GuideFile& store, const std::string& what)
 {
     TestStore copy;
-    test::importText(copy.guide, exported(store));
+    test::importListing(copy.guide, exported(store));
     const std::vector<std::string> guide = guideOf(store);
     ASSERT_FALSE(guide.empty()) << what;
     EXPECT_TRUE(guideOf(copy.guide) == guide) << what;
@@ -140,11 +140,11 @@ constexpr ExportRow kListings[] = {
         <programme start="20261120193000" channel="c"><desc>nothing else</desc></programme></tv>)"},
 };
 
-TEST(Export, ImportedAgainGivesTheSameGuide)
+TEST(Export, AnExportGivesTheSameGuideWhenImported)
 {
     for (const ExportRow& row : kListings) {
         TestStore store;
-        test::importText(store.guide, row.listing);
+        test::importListing(store.guide, row.listing);
         expectSameGuide(store.guide, row.what);
     }
     TestStore sample;
@@ -153,12 +153,12 @@ TEST(Export, ImportedAgainGivesTheSameGuide)
 }
 
 // Each of these lines of the listing is one of the export, too, and none is there twice.
-TEST(Export, KeepsWhatTheGuideHasNoFieldFor)
+TEST(Export, KeepsElementsWithoutAColumn)
 {
     TestStore store;
-    test::importText(store.guide, std::find_if(std::begin(kListings), std::end(kListings), [](const ExportRow& row) {
-                                      return std::string(row.what) == "all that has no field of the guide";
-                                  })->listing);
+    test::importListing(store.guide, std::find_if(std::begin(kListings), std::end(kListings), [](const ExportRow& row) {
+                                         return std::string(row.what) == "all that has no field of the guide";
+                                     })->listing);
     const std::string listing = exported(store.guide);
     std::size_t at = listing.find("<programme");
     EXPECT_NE(listing.find(R"(<programme start="20261120170000 +0000" stop="20261120173000 +0000" )"
@@ -219,7 +219,7 @@ TEST(Export, KeepsWhatTheGuideHasNoFieldFor)
 TEST(Export, LeavesOutWhatTheDocumentTypeDoesNotAllow)
 {
     TestStore store;
-    test::importText(store.guide, R"(<tv><programme start="20261120180000" stop="20261120190000" channel="c">
+    test::importListing(store.guide, R"(<tv><programme start="20261120180000" stop="20261120190000" channel="c">
         <title new="1">T</title><review>no type</review><subtitles type="laser"/><image size="9">http://i.example/1</image>
         <video><sharpness>very</sharpness></video><star-rating><icon src="x"/></star-rating><icon/><keyword/>
         <language>A</language><language>B</language><surprise>S</surprise></programme></tv>)");
@@ -229,7 +229,7 @@ TEST(Export, LeavesOutWhatTheDocumentTypeDoesNotAllow)
                 HasSubstr("</episode-num>\n    <subtitles/>\n    <image>http://i.example/1</image>\n  </prog"));
 }
 
-TEST(Export, OfRealListingsGivesTheSameGuide)
+TEST(Export, ExportsOfRealListingsGiveTheSameGuide)
 {
     const std::string folder = test::sharedListings();
     if (folder.empty()) {

@@ -13,6 +13,7 @@
 #include "ExchangeRecords.h"
 #include "FaultInjector.h"
 #include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "RawClient.h"
 #include "Server.h"
 #include "TestSupport.h"
@@ -87,7 +88,7 @@ struct Received {
     Json rsp() const { return Json::parse(body()).at("rsp"); }
 };
 
-/// What comes back for one request, up to the end of the connection or some seconds of silence.
+/// The bytes received for one request, up to the end of the connection or some seconds of silence.
 Received ask(int port, const std::string& path, const std::string& moreHeaders = "",
              std::chrono::seconds patience = std::chrono::seconds(60))
 {
@@ -107,21 +108,21 @@ Received ask(int port, const std::string& path, const std::string& moreHeaders =
     return received;
 }
 
-TEST(Faults, LeavesOtherPathsAlone)
+TEST(Faults, DoesNotAffectOtherPaths)
 {
     const HookedService service = breaking("conf/localtime=reset");
     EXPECT_EQ(ask(service.port(), kServerUrl).rsp().at("stat"), "OK");
     EXPECT_EQ(ask(service.port(), kLocalTime).bytes, "");
 }
 
-TEST(Faults, OfSeveralFaultsTheFirstThatFitsCounts)
+TEST(Faults, TheFirstMatchingFaultApplies)
 {
     const HookedService service({{"conf/server=status 429", "*=status"}, "", ""});
     EXPECT_THAT(ask(service.port(), kServerUrl).bytes, StartsWith("HTTP/1.1 429 "));
     EXPECT_THAT(ask(service.port(), kLocalTime).bytes, StartsWith("HTTP/1.1 503 "));
 }
 
-TEST(Faults, WholeSegmentsOfAPathAreCompared)
+TEST(Faults, PathsAreComparedByWholeSegments)
 {
     const struct {
         const char* rule;
@@ -143,7 +144,7 @@ TEST(Faults, WholeSegmentsOfAPathAreCompared)
     }
 }
 
-TEST(Faults, ADripHoldsNoThread)
+TEST(Faults, ASlowReplyHoldsNoThread)
 {
     const HookedService service = breaking("conf/localtime=drip 1000");
     std::vector<RawClient> slow;
@@ -163,7 +164,7 @@ TEST(Faults, DelaysRepliesAndSendsThemByteByByte)
     EXPECT_GE(drops.took.count(), static_cast<long>(drops.bytes.size()));
 }
 
-TEST(Faults, SendsOnlyThePartAskedFor)
+TEST(Faults, SendsOnlyTheRequestedPart)
 {
     const Received stalled = ask(breaking("*=stall 12").port(), kLocalTime, "", std::chrono::seconds(2));
     EXPECT_EQ(stalled.bytes, "HTTP/1.1 200");
@@ -203,15 +204,12 @@ TEST(Faults, ReportsInvalidFaults)
                              "*=status 200", "*=html 3", "*=delay 1 2"}) {
         EXPECT_THROW(breaking(text), OperatorError) << text;
     }
-    try {
-        breaking("conf/server=explode");
-    } catch (const OperatorError& error) {
-        EXPECT_THAT(error.what(), AllOf(HasSubstr("'conf/server=explode' is not a fault"), HasSubstr("delay, drip"),
-                                        HasSubstr("as in 'channel/schedule=delay 500'")));
-    }
+    EXPECT_THAT(test::operatorErrorOf([] { breaking("conf/server=explode"); }),
+                AllOf(HasSubstr("'conf/server=explode' is not a fault"), HasSubstr("delay, drip"),
+                      HasSubstr("as in 'channel/schedule=delay 500'")));
 }
 
-TEST(Faults, WhatIsRecordedIsReplayedInItsOrder)
+TEST(Faults, RecordingsAreReplayedInTheirOrder)
 {
     const TemporaryDatabase scratch;
     const std::string folder = scratch.path() + ".d";
@@ -246,7 +244,7 @@ TEST(Faults, WhatIsRecordedIsReplayedInItsOrder)
     EXPECT_EQ(unknown.rsp().at("err").at("code"), "104");
 }
 
-TEST(Faults, RecordingsAreTheOwnersAlone)
+TEST(Faults, OnlyTheOwnerCanReadRecordings)
 {
     const TemporaryDatabase scratch;
     const std::string folder = scratch.path() + ".d";
@@ -274,7 +272,7 @@ TEST(Faults, AReplayDoesNotReachTheService)
         << "a session was opened";
 }
 
-TEST(Faults, ReportsFoldersThatCannotServe)
+TEST(Faults, ReportsUnusableFolders)
 {
     const TemporaryDatabase scratch;
     EXPECT_THROW(HookedService({{}, "", scratch.path() + ".none"}), OperatorError);

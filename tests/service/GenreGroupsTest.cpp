@@ -5,7 +5,7 @@
 namespace corvaned {
 namespace {
 
-TEST(GenreGroups, CategoriesOfListingsFindTheirGroup)
+TEST(GenreGroups, MapsCategoriesOfListingsToGroups)
 {
     const struct {
         const char* category;

@@ -7,7 +7,7 @@ namespace corvaned {
 namespace {
 
 using test::Json;
-using test::Texts;
+using test::Strings;
 using test::valuesOf;
 
 std::string programme(const std::string& channel, const std::string& start, const std::string& stop,
@@ -20,7 +20,7 @@ class GuideEndpoints : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        test::importText(
+        test::importListing(
             m_under.guide(),
             "<tv><channel id='a'><display-name>One</display-name><display-name>11</display-name>"
             "<icon src='http://i/1.png'/></channel>"
@@ -43,7 +43,7 @@ TEST_F(GuideEndpoints, OnAirGivesCurrentProgrammes)
 {
     const Json channels =
         m_viewer.get("channel/onair?&lang=en&headend=&device=&sourceid=2,1,9,x&imagesize=1,2")["channel"];
-    ASSERT_EQ(valuesOf(channels, "source"), (Texts{"2", "1"}));
+    ASSERT_EQ(valuesOf(channels, "source"), (Strings{"2", "1"}));
     Json ferry = channels[1];
     EXPECT_FALSE(ferry["content"]["id"].get<std::string>().empty());
     ferry["content"].erase("id");
@@ -52,7 +52,7 @@ TEST_F(GuideEndpoints, OnAirGivesCurrentProgrammes)
         "genres":[{"id":"1"}],"poster":{"url":"http://i/f.png","type":"poster","index":"0","width":"3","height":"4"}}})"));
     EXPECT_EQ(m_viewer.get("channel/onair?lang=de&sourceid=1")["channel"][0]["content"]["title"], "Fähre");
     m_under.setNow("2026-11-20T17:30:00Z");
-    EXPECT_EQ(valuesOf(m_viewer.get("channel/onair?sourceid=&imagesize=")["channel"], "source"), (Texts{"1"}));
+    EXPECT_EQ(valuesOf(m_viewer.get("channel/onair?sourceid=&imagesize=")["channel"], "source"), (Strings{"1"}));
 }
 
 TEST_F(GuideEndpoints, FocusChannelGivesFollowingProgrammes)
@@ -61,19 +61,19 @@ TEST_F(GuideEndpoints, FocusChannelGivesFollowingProgrammes)
     EXPECT_EQ(reply["source"], "1");
     EXPECT_EQ(reply["name"], "One");
     EXPECT_EQ(reply["station_img"]["url"], "http://i/1.png");
-    EXPECT_EQ(valuesOf(reply["content"], "title"), (Texts{"Ferry", "Late"}));
+    EXPECT_EQ(valuesOf(reply["content"], "title"), (Strings{"Ferry", "Late"}));
     EXPECT_EQ(reply["content"][0]["short_desc"], "Boats.");
-    EXPECT_EQ(valuesOf(m_viewer.get("channel/focus_channel?sourceid=1&num=1")["content"], "title"), (Texts{"Ferry"}));
+    EXPECT_EQ(valuesOf(m_viewer.get("channel/focus_channel?sourceid=1&num=1")["content"], "title"), (Strings{"Ferry"}));
     EXPECT_EQ(m_viewer.refusal("GET", "channel/focus_channel?sourceid=77"),
               "104: the line-up has no channel of that 'sourceid'");
     EXPECT_EQ(m_viewer.refusal("GET", "channel/focus_channel?sourceid="), "100: parameter 'sourceid' is missing");
 }
 
 // In this zone the day begins at 15:00 UTC.
-TEST_F(GuideEndpoints, TodaysFilesHoldEveryProgrammeOnce)
+TEST_F(GuideEndpoints, TodaysFilesHaveEveryProgrammeOnce)
 {
     const Json files = m_viewer.get("channel/today?country=US&lang=en&headend=H1&device=X")["VOREL_url"];
-    EXPECT_EQ(valuesOf(files, "time"), (Texts{"0-6", "6-12", "12-18", "18-24"}));
+    EXPECT_EQ(valuesOf(files, "time"), (Strings{"0-6", "6-12", "12-18", "18-24"}));
     EXPECT_EQ(files[0]["filename"], "schedule-20261121-0-6-en.json");
     const std::string prefix = "http://here/openapi/service/vorel/";
     std::vector<std::string> titles;
@@ -81,7 +81,7 @@ TEST_F(GuideEndpoints, TodaysFilesHoldEveryProgrammeOnce)
         const std::string url = file["url"];
         ASSERT_EQ(url.substr(0, prefix.size()), prefix);
         const Json reply = m_viewer.get(url.substr(prefix.size()));
-        EXPECT_EQ(valuesOf(reply["channel"], "number"), (Texts{"11", "12"}));
+        EXPECT_EQ(valuesOf(reply["channel"], "number"), (Strings{"11", "12"}));
         for (const Json& channel : reply["channel"]) {
             for (const Json& content : channel["content"]) {
                 titles.push_back(content["title"]);
@@ -103,22 +103,22 @@ TEST_F(GuideEndpoints, AnEmptyGuideOffersNoFile)
     EXPECT_EQ(viewer.get("channel/today"), Json::parse(R"({"VOREL_url":[]})"));
 }
 
-TEST_F(GuideEndpoints, TheGuideIsAskedByChannelNumberAndPage)
+TEST_F(GuideEndpoints, TheGuideIsSelectedByChannelNumberAndPage)
 {
     const auto sources = [&](const std::string& query) {
         return valuesOf(m_viewer.get("browse/guide?interval=2&timestamp=2026-11-20T17:00:00Z" + query)["channel"],
                         "source");
     };
-    EXPECT_EQ(sources(""), (Texts{"1", "2"}));
-    EXPECT_EQ(sources("&channel=all"), (Texts{"1", "2"}));
-    EXPECT_EQ(sources("&channel=2"), (Texts{"2"}));
-    EXPECT_EQ(sources("&channel=&chnum=11"), (Texts{"1"}));
-    EXPECT_EQ(sources("&start=1"), (Texts{"2"}));
-    EXPECT_EQ(sources("&num=1"), (Texts{"1"}));
-    EXPECT_EQ(sources("&start=1&num=1"), (Texts{"2"}));
-    EXPECT_EQ(sources("&start=2"), Texts());
+    EXPECT_EQ(sources(""), (Strings{"1", "2"}));
+    EXPECT_EQ(sources("&channel=all"), (Strings{"1", "2"}));
+    EXPECT_EQ(sources("&channel=2"), (Strings{"2"}));
+    EXPECT_EQ(sources("&channel=&chnum=11"), (Strings{"1"}));
+    EXPECT_EQ(sources("&start=1"), (Strings{"2"}));
+    EXPECT_EQ(sources("&num=1"), (Strings{"1"}));
+    EXPECT_EQ(sources("&start=1&num=1"), (Strings{"2"}));
+    EXPECT_EQ(sources("&start=2"), Strings());
     const Json guide = m_viewer.get("browse/guide?&interval=1&channel=1&timestamp=2026-11-20T17:00:00Z");
-    EXPECT_EQ(valuesOf(guide["channel"][0]["content"], "title"), (Texts{"Ferry"}));
+    EXPECT_EQ(valuesOf(guide["channel"][0]["content"], "title"), (Strings{"Ferry"}));
     EXPECT_EQ(guide["channel"][0]["number"], "11");
     EXPECT_EQ(m_viewer.refusal("GET", "browse/guide"), "100: parameter 'interval' is missing");
 }

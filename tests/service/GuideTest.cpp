@@ -26,13 +26,13 @@ std::vector<std::string> titles(GuideFile& store, const char* from, const char* 
     return result;
 }
 
-TEST(Guide, AWindowHasTheProgrammesOnTheAirInIt)
+TEST(Guide, AWindowHasTheProgrammesThatOverlapIt)
 {
     test::TestStore db;
-    test::importText(db.guide, "<tv>" + programme("0000", "2359", "<title>all day</title>") +
-                                   programme("1800", "1900", "<title>six</title>") +
-                                   programme("1900", "2000", "<title>seven</title>") +
-                                   programme("1930", "1945", "<title>within</title>") + "</tv>");
+    test::importListing(db.guide, "<tv>" + programme("0000", "2359", "<title>all day</title>") +
+                                      programme("1800", "1900", "<title>six</title>") +
+                                      programme("1900", "2000", "<title>seven</title>") +
+                                      programme("1930", "1945", "<title>within</title>") + "</tv>");
     EXPECT_THAT(titles(db.guide, "2026-11-20T18:00:00Z", "2026-11-20T19:00:00Z"), ElementsAre(":all day", ":six"));
     EXPECT_THAT(titles(db.guide, "2026-11-20T18:59:59Z", "2026-11-20T19:00:01Z"),
                 ElementsAre(":all day", ":six", ":seven"));
@@ -43,14 +43,15 @@ TEST(Guide, AWindowHasTheProgrammesOnTheAirInIt)
     EXPECT_THAT(titles(db.guide, "2026-11-19T00:00:00Z", "2026-11-20T00:00:00Z"), IsEmpty());
 }
 
-TEST(Guide, TitlesComeInTheBestLanguage)
+TEST(Guide, TitlesAreInTheBestLanguage)
 {
     test::TestStore db;
-    test::importText(db.guide, "<tv>" +
-                                   programme("1800", "1900",
-                                             "<title lang='de'>deutsch</title><title lang='en'>english</title>"
-                                             "<title lang='en_GB'>british</title><title lang='pt-BR'>brasil</title>") +
-                                   "</tv>");
+    test::importListing(db.guide,
+                        "<tv>" +
+                            programme("1800", "1900",
+                                      "<title lang='de'>deutsch</title><title lang='en'>english</title>"
+                                      "<title lang='en_GB'>british</title><title lang='pt-BR'>brasil</title>") +
+                            "</tv>");
     const struct {
         const char* wanted;
         const char* title;

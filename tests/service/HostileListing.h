@@ -1,5 +1,5 @@
-// What the tests of listings made to do harm share: a guide, imports into it, and what they come to.
-// Read next: HostileListingTest.cpp (too much), DamagedListingTest.cpp (broken, or pointing outside).
+// Shared by the tests of malicious listings: a guide, imports into it and their outcomes. Read next:
+// HostileListingTest.cpp (too large), DamagedListingTest.cpp (damaged, or with references to files).
 #pragma once
 
 #include <functional>
@@ -22,7 +22,7 @@ inline std::string programme(const std::string& inner, const std::string& start 
 
 inline const std::string kGood = programme("<title>Good</title>", "20261120190000");
 
-/// What an import came to.
+/// The outcome of an import.
 struct ImportOutcome {
     std::string refusal;  // "" if it was accepted
     std::vector<std::string> warnings;
@@ -35,11 +35,11 @@ class HostileListing : public testing::Test {
 protected:
     HostileListing() { renew(); }
 
-    /// The guide of "Old" again, and nothing of what was imported meanwhile.
+    /// Restores the guide of "Old".
     void renew()
     {
         m_database = std::make_unique<test::TestStore>();
-        test::importText(m_database->guide, "<tv>" + programme("<title>Old</title>") + "</tv>");
+        test::importListing(m_database->guide, "<tv>" + programme("<title>Old</title>") + "</tv>");
         m_before = test::wholeGuide(m_database->guide);
     }
 
@@ -58,13 +58,13 @@ protected:
         return outcome;
     }
 
-    ImportOutcome importText(const std::string& text)
+    ImportOutcome importListing(const std::string& listing)
     {
-        return import([&] { return openMemory(text, "listing"); });
+        return import([&] { return openMemory(listing, "listing"); });
     }
 
-    /// Expects a refusal with that message and the guide as it was; or, where the message is empty, a guide of exactly
-    /// these titles and these warnings.
+    /// Expects a refusal with that message and an unchanged guide; or, if the message is empty, a guide of exactly
+    /// these titles, and these warnings.
     void expect(const ImportOutcome& outcome, const std::string& refusal, const std::vector<std::string>& warnings = {},
                 const std::vector<std::string>& titles = {"Good"})
     {

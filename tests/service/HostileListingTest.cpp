@@ -221,8 +221,8 @@ TEST_F(HostileListing, CategoriesAndNumbersAreBounded)
         return "<tv>\n" + programme("<title>T</title><category>" + std::string(size, 'x') + "</category>") + kGood +
                "</tv>";
     };
-    expect(importText(category(1024)), "", {}, {"T", "Good"});
-    expect(importText(category(1025)), "", {"listing:2: skipped: <category> has more than 1024 bytes"});
+    expect(importListing(category(1024)), "", {}, {"T", "Good"});
+    expect(importListing(category(1025)), "", {"listing:2: skipped: <category> has more than 1024 bytes"});
     const auto genres = [&](int count) {
         return import([count] {
             return std::make_unique<PiecewiseSource>(
@@ -244,8 +244,8 @@ TEST_F(HostileListing, CategoriesAndNumbersAreBounded)
 
     const std::string number(32, '7');
     for (const std::string& digits : {number, number + "7"}) {
-        importText("<tv><channel id='c'><display-name>C</display-name><display-name>" + digits +
-                   "</display-name></channel>" + kGood + "</tv>");
+        importListing("<tv><channel id='c'><display-name>C</display-name><display-name>" + digits +
+                      "</display-name></channel>" + kGood + "</tv>");
         EXPECT_THAT(test::rows(m_database->guide, "SELECT number, name FROM channel"),
                     ElementsAre((digits == number ? digits : "1") + "|C"));
         renew();
@@ -261,8 +261,8 @@ TEST_F(HostileListing, MoreThanAThousandAttributesAreRefused)
         }
         return text + "/>";
     };
-    expect(importText("<tv>\n" + withAttributes(1000) + kGood + "</tv>"), "");
-    expect(importText("<tv>\n" + withAttributes(1001) + kGood + "</tv>"), "listing:2: a tag with 1001 attributes");
+    expect(importListing("<tv>\n" + withAttributes(1000) + kGood + "</tv>"), "");
+    expect(importListing("<tv>\n" + withAttributes(1001) + kGood + "</tv>"), "listing:2: a tag with 1001 attributes");
 }
 
 TEST_F(HostileListing, TenThousandLevelsAreRefused)
@@ -292,7 +292,7 @@ TEST_F(HostileListing, TenThousandLevelsAreRefused)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        expect(importText(row.text), row.refusal);
+        expect(importListing(row.text), row.refusal);
     }
 }
 
@@ -318,18 +318,19 @@ TEST_F(HostileListing, EntityBombsAreNotExpanded)
     };
     forgetPeak();
     const long before = peak();
-    expect(importText(listing(entities, "&a11;")), "", {"listing:2: skipped: Entity 'a11' not defined"});
-    expect(importText(listing(entities + "%p11;", "T")), "listing:1: not well-formed: PEReference: %p11; not found");
-    expect(importText(listing(once, often)), "", {"listing:2: skipped: Entity 'a' not defined"});
-    expect(importText(listing(itself, "&a;")), "", {"listing:2: skipped: Entity 'a' not defined"});
-    expect(importText("<!DOCTYPE tv [" + entities + "<!ATTLIST x y CDATA '&a11;'>]>\n<tv><x/>" + kGood + "</tv>"), "");
+    expect(importListing(listing(entities, "&a11;")), "", {"listing:2: skipped: Entity 'a11' not defined"});
+    expect(importListing(listing(entities + "%p11;", "T")), "listing:1: not well-formed: PEReference: %p11; not found");
+    expect(importListing(listing(once, often)), "", {"listing:2: skipped: Entity 'a' not defined"});
+    expect(importListing(listing(itself, "&a;")), "", {"listing:2: skipped: Entity 'a' not defined"});
+    expect(importListing("<!DOCTYPE tv [" + entities + "<!ATTLIST x y CDATA '&a11;'>]>\n<tv><x/>" + kGood + "</tv>"),
+           "");
     expectBounded(peak() - before);
 }
 
 TEST_F(HostileListing, RefusesMoreThanAGibibyteUnpacked)
 {
     if (!kLong) {
-        GTEST_SKIP() << "unpacks two gibibytes; Listing.ABombOfCompressedBlanksIsCutOff has a smaller limit";
+        GTEST_SKIP() << "unpacks two gibibytes; Listing.CompressedBlanksAreCutOffAtTheLimit has a smaller limit";
     }
     const std::string blanks((32 << 20), ' ');
     for (const auto& pack : {test::gzipPacked, test::xzPacked}) {
@@ -340,7 +341,7 @@ TEST_F(HostileListing, RefusesMoreThanAGibibyteUnpacked)
         }
         forgetPeak();
         const long before = peak();
-        expect(importText(bomb), "listing: more than 1024 MiB after unpacking; split the listing");
+        expect(importListing(bomb), "listing: more than 1024 MiB after unpacking; split the listing");
         fmt::print("figure: a bomb of {} KiB: {} KiB of memory more\n", bomb.size() >> 10, peak() - before);
         expectBounded(peak() - before);
     }
@@ -352,7 +353,7 @@ TEST_F(HostileListing, RejectsListingsCompressedTwice)
     for (const std::string& packed :
          {test::gzipPacked(test::gzipPacked(listing)), test::xzPacked(test::xzPacked(listing)),
           test::gzipPacked(test::xzPacked(listing))}) {
-        EXPECT_THAT(importText(packed).refusal, StartsWith("listing:1: "));
+        EXPECT_THAT(importListing(packed).refusal, StartsWith("listing:1: "));
     }
 }
 

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "NewGuide.h"
-#include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "PlacesImport.h"
 #include "Viewers.h"
 
@@ -30,17 +30,12 @@ std::string listingOf(int channels)
     return listing + "<programme channel='c1' start='20261120180000'><title>Any</title></programme></tv>";
 }
 
-// The reason why the import is refused; "" if it is accepted. The guide stays in both cases.
+// The reason why the import is refused; "" if it is accepted. The guide is unchanged in both cases.
 std::string placesRefusal(GuideFile& store, const std::string& text)
 {
     NewGuide made(store.path(), NewGuide::Begin::Whole, [](const std::string&) {});
     const sqlite::Transaction transaction(made.connection(), sqlite::Transaction::Kind::Write);
-    try {
-        importPlaces(made.connection(), text, "places.csv");
-        return "";
-    } catch (const OperatorError& error) {
-        return error.what();
-    }
+    return test::operatorErrorOf([&] { importPlaces(made.connection(), text, "places.csv"); });
 }
 
 PlacesReport keepPlaces(GuideFile& store, const std::string& text)
@@ -56,9 +51,9 @@ PlacesReport keepPlaces(GuideFile& store, const std::string& text)
 
 class LineupTest : public ::testing::Test {
 protected:
-    LineupTest() { test::importText(under.guide(), listingOf(9)); }
+    LineupTest() { test::importListing(under.guide(), listingOf(9)); }
 
-    // A viewer who answers the quiz with what the headend at home sends at each number.
+    // A viewer who answers the quiz by the line-up of the headend at home.
     std::set<std::string> headendsThatFit(const std::string& home, const Json& quiz)
     {
         std::map<std::string, std::string> onScreen;
@@ -88,7 +83,7 @@ protected:
     test::Viewer bob{under, "tv-bob"};
 };
 
-TEST_F(LineupTest, PlacesLeadToTheirHeadends)
+TEST_F(LineupTest, PlacesAreMappedToTheirHeadends)
 {
     const Json states = ann.get("channel/headend_kor", "country=US&type=city").at("state");
     EXPECT_THAT(valuesOf(states, "name"), ElementsAre("Northmark", "Sundale"));
@@ -149,7 +144,7 @@ TEST_F(LineupTest, TheQuizLeadsToTheHeadendAtHome)
     EXPECT_THAT(named, ElementsAre("H1", "H2", "H4"));
 }
 
-TEST_F(LineupTest, EqualLineUpsRaiseNoQuestion)
+TEST_F(LineupTest, EqualLineUpsNeedNoQuiz)
 {
     keepPlaces(under.guide(),
                "state,S,S\ncity,C,S,C\nheadend,A,A,,,,,0,0\nheadend,B,B,,,,,0,0\nserves,A,C\nserves,B,C\n");
@@ -209,11 +204,11 @@ TEST_F(LineupTest, TheHeadendDecidesTheChannels)
 
 TEST_F(LineupTest, OnAirWithoutSourcesFollowsTheHeadend)
 {
-    test::importText(under.guide(),
-                     "<tv><channel id='a'><display-name>A</display-name></channel><channel id='b'><display-name>B"
-                     "</display-name></channel><programme channel='a' start='20261120180000' stop='20261120190000'>"
-                     "<title>Any</title></programme><programme channel='b' start='20261120180000' "
-                     "stop='20261120190000'><title>Other</title></programme></tv>");
+    test::importListing(under.guide(),
+                        "<tv><channel id='a'><display-name>A</display-name></channel><channel id='b'><display-name>B"
+                        "</display-name></channel><programme channel='a' start='20261120180000' stop='20261120190000'>"
+                        "<title>Any</title></programme><programme channel='b' start='20261120180000' "
+                        "stop='20261120190000'><title>Other</title></programme></tv>");
     keepPlaces(under.guide(), "headend,own,Own,,,,,0,0\nchannel,own,7,b\n");
     EXPECT_THAT(valuesOf(ann.get("channel/onair", "headend=default").at("channel"), "name"), ElementsAre("A", "B"));
     EXPECT_THAT(valuesOf(ann.get("channel/onair", "headend=own").at("channel"), "name"), ElementsAre("B"));
@@ -314,7 +309,7 @@ TEST(Lineup, DerivedLineupsOutlastASmallGuide)
 {
     for (const int channels : {0, 1, 2, 3}) {
         test::TestStore db;
-        test::importText(
+        test::importListing(
             db.guide, channels == 0 ? "<tv><programme channel='x' start='20261120180000'/></tv>" : listingOf(channels));
         const GuideFile::Lease lease = db.guide.lease();
         for (const char* headend : {"H1", "H2", "H3", "H4"}) {

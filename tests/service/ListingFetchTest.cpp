@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "ChildProcess.h"
-#include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "RawServer.h"
 #include "ServiceProgram.h"
 #include "TestSupport.h"
@@ -74,18 +74,13 @@ std::string fetched(const RawServer& server, const FetchOptions& options = quick
 
 std::string refusal(const std::string& url, const FetchOptions& options = quickOptions())
 {
-    try {
-        fetchListing(url, {}, options);
-        return "";
-    } catch (const OperatorError& error) {
-        return error.what();
-    }
+    return test::operatorErrorOf([&] { fetchListing(url, {}, options); });
 }
 
 constexpr const char* kTag = "ETag: \"v1\"\r\n";
 constexpr const char* kWhole = "0123456789abcdefghij";
 
-TEST(ListingFetch, BringsTheWholeListingAndItsVersion)
+TEST(ListingFetch, FetchesTheWholeListingAndItsVersion)
 {
     RawServer server(
         replies({reply("200 OK", "ETag: \"v1\"\r\nLast-Modified: Sat, 21 Nov 2026 08:00:00 GMT\r\n", kWhole)}));
@@ -108,13 +103,13 @@ TEST(ListingFetch, UnpacksTheListing)
 
 TEST(ListingFetch, AsksForAnotherVersionThanTheKnownOne)
 {
-    struct Row {
+    struct ValidatorCase {
         Validators known;
         const char* header;
     };
-    for (const Row& row :
-         {Row{{"\"v1\"", "date"}, "\r\nIf-None-Match: \"v1\"\r\n"},
-          Row{{"", "Sat, 21 Nov 2026 08:00:00 GMT"}, "\r\nIf-Modified-Since: Sat, 21 Nov 2026 08:00:00 GMT\r\n"}}) {
+    for (const ValidatorCase& row : {ValidatorCase{{"\"v1\"", "date"}, "\r\nIf-None-Match: \"v1\"\r\n"},
+                                     ValidatorCase{{"", "Sat, 21 Nov 2026 08:00:00 GMT"},
+                                                   "\r\nIf-Modified-Since: Sat, 21 Nov 2026 08:00:00 GMT\r\n"}}) {
         RawServer unchanged(replies({"HTTP/1.1 304 Not Modified\r\n\r\n"}));
         const FetchedListing none = fetchListing(unchanged.url(), row.known, quickOptions());
         EXPECT_TRUE(none.isUnchanged);
@@ -137,7 +132,7 @@ struct BrokenRow {
     const char* lastRequest;  // contains this
 };
 
-TEST(ListingFetch, GoesOnWhereAConnectionBrokeOrStartsAgain)
+TEST(ListingFetch, ResumesABrokenTransferOrRestartsIt)
 {
     const std::string rest = "HTTP/1.1 206 Partial Content\r\nETag: \"v1\"\r\nContent-Length: 10\r\n";
     const BrokenRow rows[] = {
@@ -198,7 +193,7 @@ TEST(ListingFetch, GoesOnWhereAConnectionBrokeOrStartsAgain)
     }
 }
 
-TEST(ListingFetch, ReportsAListingThatNeverComesWhole)
+TEST(ListingFetch, ReportsAListingThatStaysIncomplete)
 {
     RawServer server(replies({cut(kTag, "0", 20), cut(kTag, "0", 20), cut(kTag, "0", 20), cut(kTag, "0", 20), ""}));
     EXPECT_THAT(refusal(server.url("/guide.xml")), StartsWith("cannot fetch " + server.url("/guide.xml") + ": "));
@@ -246,7 +241,7 @@ struct FetchStatusRow {
     const char* message;
 };
 
-TEST(ListingFetch, NamesWhatTheServerAnswers)
+TEST(ListingFetch, ReportsTheStatusOfTheServer)
 {
     const FetchStatusRow rows[] = {
         {"404 Not Found", "status 404; check the address"},
@@ -276,7 +271,7 @@ TEST(ListingFetch, FollowsRedirectionsToTheWebOnly)
     EXPECT_THAT(refusal(sly.url("/x")), StartsWith("cannot fetch "));
 }
 
-TEST(ListingFetch, MessagesHaveNoSecretsOfTheAddress)
+TEST(ListingFetch, MessagesHideSecretsInTheAddress)
 {
     EXPECT_EQ(addressForMessages("https://me:pw@tv.example/a/b.xml?key=1#x"), "https://tv.example/a/b.xml");
     EXPECT_EQ(addressForMessages("http://tv.example"), "http://tv.example");
@@ -334,7 +329,7 @@ TEST(ImportOfAddresses, AnUnchangedListingCostsOneExchange)
     EXPECT_EQ(test::readFile(db.path()).find("secret"), std::string::npos);
 }
 
-TEST(ImportOfAddresses, OfTwoListingsBothAreFetchedIfOneHasChanged)
+TEST(ImportOfAddresses, BothListingsAreFetchedIfOneHasChanged)
 {
     TemporaryDatabase db;
     RawServer one(replies({reply("200 OK", kTag, listingWith("One")), "HTTP/1.1 304 Not Modified\r\n\r\n",
@@ -348,7 +343,7 @@ TEST(ImportOfAddresses, OfTwoListingsBothAreFetchedIfOneHasChanged)
     EXPECT_THAT(one.requests().back(), Not(HasSubstr("If-None-Match")));
 }
 
-TEST(ImportOfAddresses, AGuideOfOtherListingsIsNotTakenForUnchanged)
+TEST(ImportOfAddresses, AGuideOfOtherListingsCountsAsChanged)
 {
     TemporaryDatabase db;
     const std::string file = db.path() + ".xml";

@@ -1,4 +1,4 @@
-// What load balancers and monitors ask: /healthz, /readyz and /metrics.
+// The paths for load balancers and monitors: /healthz, /readyz and /metrics.
 #include "Monitoring.h"
 
 #include <gmock/gmock.h>
@@ -88,7 +88,7 @@ TEST_F(MonitoringTest, MetricsCountRequestsByPathAndStatus)
     }
 }
 
-TEST_F(MonitoringTest, MetricsNeedTheKeyOfAServiceWithOne)
+TEST_F(MonitoringTest, MetricsRequireTheAppKeyIfOneIsSet)
 {
     serve({"--app-key", "demo"});
     EXPECT_EQ(get("/metrics").status, 401);
@@ -97,7 +97,7 @@ TEST_F(MonitoringTest, MetricsNeedTheKeyOfAServiceWithOne)
     EXPECT_EQ(get("/metrics", {{"AppKey", "demo"}}).status, 200);
 }
 
-TEST_F(MonitoringTest, ASecretAloneClosesTheMetrics)
+TEST_F(MonitoringTest, ASecretWithoutAnAppKeyClosesTheMetrics)
 {
     serve({"--secret", "s"});
     EXPECT_EQ(get("/metrics").status, 403);

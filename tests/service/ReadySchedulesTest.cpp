@@ -55,7 +55,7 @@ std::vector<std::string> titlesIn(const Json& channel)
 TEST(ReadySchedules, EveryWindowHasTheProgrammesOfTheGuide)
 {
     test::TestStore db;
-    test::importText(db.guide, crowdedListing(7));
+    test::importListing(db.guide, crowdedListing(7));
     const GuideFile::Lease lease = db.guide.lease();
     ReadySchedules schedules(kPlenty);
     const std::string guide = guide::digest(*lease);
@@ -88,26 +88,26 @@ TEST(ReadySchedules, FollowTheGuideThatTheReaderSees)
     const auto look = [&](sqlite::Connection& connection) {
         return schedules.of(connection, guide::digest(connection), 1, "en", kFriday);
     };
-    const auto textOf = [](const ReadyDay& day) {
-        std::string text = day.head();
-        day.append(text, kFriday, kFriday + kDay);
-        return text;
+    const auto jsonOf = [](const ReadyDay& day) {
+        std::string json = day.head();
+        day.append(json, kFriday, kFriday + kDay);
+        return json;
     };
-    test::importText(db.guide, crowdedListing(1));
+    test::importListing(db.guide, crowdedListing(1));
     const GuideFile::Lease early = db.guide.lease();
     const auto first = look(*early);
     EXPECT_EQ(look(*early), first) << "written twice";
 
-    test::importText(db.guide, crowdedListing(2));
+    test::importListing(db.guide, crowdedListing(2));
     const GuideFile::Lease late = db.guide.lease();
-    EXPECT_NE(textOf(*look(*late)), textOf(*first));
-    EXPECT_EQ(textOf(*look(*early)), textOf(*first)) << "its file is the one from before the import";
+    EXPECT_NE(jsonOf(*look(*late)), jsonOf(*first));
+    EXPECT_EQ(jsonOf(*look(*early)), jsonOf(*first)) << "its file is the one from before the import";
 }
 
 TEST(ReadySchedules, EvictTheDaysRequestedLongestAgo)
 {
     test::TestStore db;
-    test::importText(db.guide, crowdedListing(1));
+    test::importListing(db.guide, crowdedListing(1));
     const GuideFile::Lease lease = db.guide.lease();
     const std::string guide = guide::digest(*lease);
     const std::size_t each = ReadyDay(*lease, 1, kFriday, "en").size();
@@ -131,7 +131,7 @@ TEST(ReadySchedules, EvictTheDaysRequestedLongestAgo)
 TEST(ReadySchedules, OneThreadWritesAndTheOthersWait)
 {
     test::TestStore db;
-    test::importText(db.guide, crowdedListing(1));
+    test::importListing(db.guide, crowdedListing(1));
     ReadySchedules schedules(kPlenty);
     std::vector<std::shared_ptr<const ReadyDay>> seen(8);
     std::vector<std::thread> threads;

@@ -63,7 +63,7 @@ std::string listing()
 
 class RecommendTest : public ::testing::Test {
 protected:
-    RecommendTest() { test::importText(under.guide(), listing()); }
+    RecommendTest() { test::importListing(under.guide(), listing()); }
 
     std::string content(const std::string& title, int episodeNumber = 0)
     {
@@ -111,7 +111,7 @@ protected:
     test::Viewer bob{under, "tv-bob"};
 };
 
-TEST_F(RecommendTest, ATunedChannelClimbs)
+TEST_F(RecommendTest, TuningsRaiseAChannelsRank)
 {
     const auto sources = [&] {
         return valuesOf(ann.get("recommend/popularch", "&lang=en&n=4").at("channel"), "source");
@@ -166,7 +166,7 @@ TEST_F(RecommendTest, TheTimeOfDayDecidesWhatIsOffered)
     EXPECT_EQ(bob.get("recommend/smart_popular").at("channel_guide"), others);
 }
 
-TEST_F(RecommendTest, WithoutAnyHistoryOffersWhatIsOn)
+TEST_F(RecommendTest, WithoutHistoryOffersWhatIsOn)
 {
     for (const char* path : {"recommend/smart_channel", "recommend/smart_popular"}) {
         const Json picks = ann.get(path).at("channel_guide");
@@ -181,13 +181,13 @@ TEST_F(RecommendTest, WithoutAnyHistoryOffersWhatIsOn)
     EXPECT_THAT(ann.get("recommend/smart_channel").at("channel_guide"), IsEmpty());
 }
 
-TEST_F(RecommendTest, SilentChannelsDoNotHideTheOthers)
+TEST_F(RecommendTest, ChannelsWithoutProgrammesDoNotHideOthers)
 {
     std::string text = "<tv>";
     for (int i = 0; i < 20; ++i) {
         text += fmt::format("<channel id='silent{}'><display-name>Silent</display-name></channel>", i);
     }
-    test::importText(under.guide(), text + programme("loud", 20, 20, "Loud") + "</tv>");
+    test::importListing(under.guide(), text + programme("loud", 20, 20, "Loud") + "</tv>");
     EXPECT_THAT(titles(ann.get("recommend/smart_channel").at("channel_guide")), ElementsAre("Loud"));
     const Json rsp = ann.get("/openapi/service/concierge/combination", "country=US");
     EXPECT_THAT(titles(rsp.at("concierge").at("personalized").at("tv")), ElementsAre("Loud"));
@@ -236,7 +236,7 @@ TEST_F(RecommendTest, FollowedSeriesThatWereNotTunedAreMissed)
 }
 
 // A user with many wishes is answered by other queries.
-TEST_F(RecommendTest, ManyWishesMissTheSameProgrammes)
+TEST_F(RecommendTest, ManyWishesGiveTheSameMissedProgrammes)
 {
     ann.put("user/like", "contentid=" + content("Harbour", 4) + "&type=like");
     ann.put("user/favorite", "type=content&id=" + content("Kitchen", 1));
@@ -260,7 +260,7 @@ TEST_F(RecommendTest, ManyWishesMissTheSameProgrammes)
     EXPECT_THAT(missedBy(ann, "channel"), ElementsAre("Harbour 4", "Kitchen 1"));
 }
 
-TEST_F(RecommendTest, WatchedSeriesAreCandidatesToo)
+TEST_F(RecommendTest, WatchedSeriesAreCandidates)
 {
     tune(ann, "2026-11-16T20:10:00Z", "1");
     EXPECT_THAT(missedBy(ann), IsEmpty());

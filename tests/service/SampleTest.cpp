@@ -9,7 +9,7 @@
 namespace corvaned {
 namespace {
 
-TEST(Sample, IsACleanListingOfOneDay)
+TEST(Sample, IsAListingOfOneDayWithoutFaults)
 {
     const test::Collected collected = test::collect(std::string(sampleListing()));
     EXPECT_EQ(collected.channels.size(), 10U);
@@ -22,7 +22,7 @@ TEST(Sample, IsACleanListingOfOneDay)
     }
 }
 
-TEST(Sample, EveryChannelIsOnAtAnyTime)
+TEST(Sample, EveryChannelHasAProgrammeAtAnyTime)
 {
     for (const char* zoneName : {"+00:00", "+09:00", "-05:30"}) {
         test::TestStore db;

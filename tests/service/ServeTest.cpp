@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// Less than a delayed service takes to end, even on a busy machine.
+// Shorter than the delay of a service that is held up, even on a busy machine.
 constexpr seconds kPrompt{20};
 constexpr const char* kLocalTime = "/openapi/service/vorel/conf/localtime";
 
@@ -154,7 +154,7 @@ TEST(ServeSignals, TermStopsDespiteAClientThatDoesNotRead)
     sending.join();
 }
 
-TEST(ServeSignals, SurvivesHupAndPipe)
+TEST(ServeSignals, HupAndPipeDoNotEndTheService)
 {
     ServiceProgram service({"serve", "--listen", "127.0.0.1:0"});
     const int port = portIn(service.readLine());

@@ -41,7 +41,7 @@ class ServerTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        test::importText(m_db.guide, test::testData("evening.xml"));
+        test::importListing(m_db.guide, test::testData("evening.xml"));
         start({});
     }
 
@@ -224,7 +224,7 @@ TEST_F(ServerTest, RequiresTheAppKeyIfOneIsSet)
     rsp("conf/localtime");
 }
 
-TEST_F(ServerTest, BadInputIsNamedAndNeverAnInternalError)
+TEST_F(ServerTest, BadInputIsNamedAndIsNotAnInternalError)
 {
     const Headers headers = sessionHeaders();
     const struct {

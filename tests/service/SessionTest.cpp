@@ -24,7 +24,7 @@ TEST(Session, TokenIsSessionUserAndDigest)
     EXPECT_EQ(sessionToken({"S", "U", "K", 0}, ""), "S+U+cf5e29e0fdd5ceb106e6e3eb19e3765d08386603");
 }
 
-TEST(Session, UserFollowsTheDeviceAndNothingElseRepeats)
+TEST(Session, TheUserIsThatOfTheDeviceAndAllElseIsNew)
 {
     test::TestStore db;
     const ViewerSession first = test::openTestSession(*db.viewers, "device", kNow, 60);
@@ -140,7 +140,7 @@ TEST(Session, NewDevicesOfAnAddressAreLimited)
     }
 }
 
-TEST(Session, AClockThatJumpsEndsNothing)
+TEST(Session, SessionsSurviveAJumpingClock)
 {
     SettledClock clock;
     const SettledClock::Steady::time_point begin;
@@ -154,7 +154,7 @@ TEST(Session, AClockThatJumpsEndsNothing)
     EXPECT_EQ(clock.settled(kNow + 7430, after(7400)), kNow + 7430) << "a second's drift now and then";
 }
 
-TEST(Session, IsRememberedWhileTheStoreIsAway)
+TEST(Session, IsRememberedWhileTheStoreIsUnreachable)
 {
     if (support::isOnPostgres()) {
         GTEST_SKIP() << "takes a file away";
@@ -174,7 +174,7 @@ TEST(Session, IsRememberedWhileTheStoreIsAway)
     EXPECT_THROW(check.check(sessionToken(other, "s"), "s", kNow, user), StoreUnavailable);
 }
 
-TEST(Session, SecretsAreComparedInFull)
+TEST(Session, OnlyEqualSecretsMatch)
 {
     EXPECT_TRUE(sameSecret("", ""));
     EXPECT_TRUE(sameSecret("abc", "abc"));

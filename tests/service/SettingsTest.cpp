@@ -77,7 +77,7 @@ TEST(Settings, ALaterSourceWins)
     }
 }
 
-TEST(Settings, WrongOnesAreRefusedWithTheirPlace)
+TEST(Settings, InvalidSettingsAreRefusedWithTheirPlace)
 {
     const struct {
         const char* file;
@@ -112,7 +112,7 @@ TEST(Settings, WrongOnesAreRefusedWithTheirPlace)
                 HasSubstr("cannot read the configuration file /proc: Is a directory; name "));
 }
 
-TEST(Settings, AWrongCommandLineStaysWrongUsage)
+TEST(Settings, AWrongCommandLineIsWrongUsageDespiteAFile)
 {
     const SettingsFile file("zone = 'UTC'\n");
     const support::ProcessResult made = run({"serve", "--config", file.path, "--workers", "0"}, {"CORVANED_WORKERS=4"});
@@ -127,7 +127,7 @@ TEST(Settings, AnUnknownVariableIsReported)
     EXPECT_THAT(made.errors, StartsWith("corvaned: CORVANED_WORKRS: unknown setting; see corvaned.toml(5)\n"));
 }
 
-TEST(Settings, ASecretInAFileThatAllUsersReadIsReported)
+TEST(Settings, ReportsASecretInAFileThatAllUsersCanRead)
 {
     const SettingsFile file("listen = '0.0.0.0:0'\nsecret = 'open sesame'\n");
     for (const auto& [mode, isReported] : {std::pair(0644, true), {0640, false}}) {
@@ -140,7 +140,7 @@ TEST(Settings, ASecretInAFileThatAllUsersReadIsReported)
     }
 }
 
-TEST(Settings, AnImportTakesItsListingsFromTheFile)
+TEST(Settings, ImportReadsItsListingsFromTheFile)
 {
     const SettingsFile file("");
     const std::string listing = file.scratch + ".xml";
@@ -153,7 +153,7 @@ TEST(Settings, AnImportTakesItsListingsFromTheFile)
     EXPECT_THAT(run({"stats", "--config", file.path}).output, StartsWith("channels    2\n"));
 }
 
-TEST(Settings, AnEmptyListOfListingsIsNothingToDo)
+TEST(Settings, AnEmptyListOfListingsImportsNothing)
 {
     const SettingsFile file("db = '/nonexistent/guide.db'\n[import]\nlistings = []\n");
     const support::ProcessResult made = run({"import", "--config", file.path});

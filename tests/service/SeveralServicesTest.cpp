@@ -57,7 +57,7 @@ protected:
             std::vector<std::string>{"serve", "--db", m_folder.path(), "--viewers", m_viewers, "--listen",
                                      "127.0.0.1:" + std::to_string(service.port), "--log-lines-per-second", "0"});
         const std::string line = service.program->readLine();
-        if (service.port == 0) {  // it stays the same, and the clients read it
+        if (service.port == 0) {  // stays the same, because the clients use it
             service.port = std::stoi(line.substr(line.rfind(':') + 1));
         }
     }
@@ -74,11 +74,11 @@ protected:
         ASSERT_EQ(std::system((std::string(std::getenv("CORVANE_TEST_POSTGRES_CTL")) + " " + what).c_str()), 0);
     }
 
-    /// How long until both services are ready.
+    /// Waits until both services are ready. @return how long that took
     Clock::duration recovery()
     {
         const auto begin = Clock::now();
-        for (const Service& service : m_services) {
+        for (const RunningService& service : m_services) {
             http::test::WebClient client(service.port);
             EXPECT_TRUE(support::eventually([&] {
                 const auto reply = client.get("/readyz");
@@ -88,7 +88,7 @@ protected:
         return Clock::now() - begin;
     }
 
-    struct Service {
+    struct RunningService {
         std::unique_ptr<ServiceProgram> program;
         int port = 0;
     };
@@ -96,10 +96,10 @@ protected:
     TemporaryDatabase m_folder;
     const std::string m_viewers = test::newViewers(m_folder.path());
     std::vector<Target> m_targets;
-    std::array<Service, 2> m_services;
+    std::array<RunningService, 2> m_services;
 };
 
-TEST_F(SeveralServices, NothingConfirmedIsLostWhileServicesDieAndTheDatabaseCrashes)
+TEST_F(SeveralServices, ConfirmedWritesSurviveCrashesOfServicesAndDatabase)
 {
     const bool isLong = std::getenv("CORVANE_LONG") != nullptr;
     const int rounds = isLong ? 60 : 9;
@@ -152,7 +152,7 @@ TEST_F(SeveralServices, NothingConfirmedIsLostWhileServicesDieAndTheDatabaseCras
                rounds, crashes, confirmed, slowest.count());
 }
 
-TEST_F(SeveralServices, GiveTheSameAnswers)
+TEST_F(SeveralServices, ReplyAlike)
 {
     WritingClient client(1, m_targets);
     client.connect(m_services[0].port);
@@ -164,7 +164,7 @@ TEST_F(SeveralServices, GiveTheSameAnswers)
     client.verify();
 }
 
-TEST_F(SeveralServices, TheGuideIsServedWhileTheDatabaseIsAway)
+TEST_F(SeveralServices, TheGuideIsServedWithoutTheDatabase)
 {
     WritingClient client(1, m_targets);
     client.connect(m_services[0].port);

@@ -92,7 +92,7 @@ constexpr SharedListing kListings[] = {
     {"xmltv-project/utf8.xml", 0, 2, 0, 0, nullptr},
 };
 
-TEST(SharedListings, EveryFileIsImportedWholeOrRefusedWhole)
+TEST(SharedListings, EachFileIsImportedOrRefusedAsAWhole)
 {
     const std::string folder = test::sharedListings();
     if (folder.empty()) {
@@ -151,12 +151,13 @@ protected:
 
 TEST_F(SharedListingsTest, EncodingsGiveTheSameStrings)
 {
-    constexpr std::string_view kTexts =
+    constexpr std::string_view kAirings =
         "SELECT source_id, start, stop, title, ep_title, short_desc FROM airing ORDER BY 1, 2, 4";
-    EXPECT_EQ(imported("encodings/ru-windows-1251.xml.gz", kTexts), imported("large/ru-2021-03-yandex.xml.gz", kTexts));
-    EXPECT_EQ(imported("encodings/de-en-iso-8859-15.xml", kTexts), imported("features/de-en-2015.xml", kTexts));
-    EXPECT_EQ(imported("encodings/multilanguage-utf-16le-bom.xml", kTexts),
-              imported("features/multilanguage.xml", kTexts));
+    EXPECT_EQ(imported("encodings/ru-windows-1251.xml.gz", kAirings),
+              imported("large/ru-2021-03-yandex.xml.gz", kAirings));
+    EXPECT_EQ(imported("encodings/de-en-iso-8859-15.xml", kAirings), imported("features/de-en-2015.xml", kAirings));
+    EXPECT_EQ(imported("encodings/multilanguage-utf-16le-bom.xml", kAirings),
+              imported("features/multilanguage.xml", kAirings));
 }
 
 TEST_F(SharedListingsTest, TheHourThatSummerTimeSkipsIsNotAGap)

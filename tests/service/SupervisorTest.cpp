@@ -57,7 +57,7 @@ private:
     const int m_socket;
 };
 
-TEST(Supervisor, LearnsOfReadinessReloadAndEnd)
+TEST(Supervisor, IsNotifiedOfReadinessReloadAndStop)
 {
     NotifySocket manager;
     ChildProcess service({CORVANED_PROGRAM, {"serve", "--listen", "127.0.0.1:0"}, {"NOTIFY_SOCKET=" + manager.path}});
@@ -70,7 +70,7 @@ TEST(Supervisor, LearnsOfReadinessReloadAndEnd)
     EXPECT_EQ(service.wait(), 0);
 }
 
-TEST(Supervisor, HearsFromALivingService)
+TEST(Supervisor, IsNotifiedByARunningService)
 {
     NotifySocket manager;
     ChildProcess service({CORVANED_PROGRAM,
@@ -110,7 +110,7 @@ std::vector<std::string> listeningArguments(const char* sockets, const std::vect
     return arguments;
 }
 
-TEST(Supervisor, PassesASocketThatReplacesTheAddress)
+TEST(Supervisor, SocketsItPassesReplaceTheAddress)
 {
     ChildProcess service({"/usr/bin/python3", listeningArguments("tcp", {"--listen", "203.0.113.1:1"}), {}});
     const std::string port = service.readLine();
@@ -121,7 +121,7 @@ TEST(Supervisor, PassesASocketThatReplacesTheAddress)
     EXPECT_EQ(service.wait(), 0);
 }
 
-TEST(Supervisor, SocketsThatCannotBeServedAreRefused)
+TEST(Supervisor, UnusableSocketsAreRefused)
 {
     const struct {
         const char* sockets;

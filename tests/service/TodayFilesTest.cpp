@@ -11,7 +11,7 @@ std::string windowOf(const char* name, const Zone& zone)
     return formatUtc(from) + " " + formatUtc(to);
 }
 
-TEST(TodayFiles, AreNamedByDayWindowAndLanguage)
+TEST(TodayFiles, NamesHaveDayWindowAndLanguage)
 {
     const std::vector<TodayFile> files = todayFiles(Zone::named("+09:00"), *parseUtc("2026-11-20T15:00:00Z"), "en_GB");
     ASSERT_EQ(files.size(), 4U);
@@ -31,7 +31,7 @@ TEST(TodayFiles, OtherNamesAreRefused)
     }
 }
 
-TEST(TodayFiles, WindowsAreOfTheWallClock)
+TEST(TodayFiles, WindowsFollowTheWallClock)
 {
     EXPECT_EQ(windowOf("schedule-20261121-0-6.json", Zone::named("+09:00")),
               "2026-11-20T15:00:00Z 2026-11-20T21:00:00Z");

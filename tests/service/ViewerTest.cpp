@@ -34,7 +34,7 @@ class ViewerTest : public ::testing::Test {
 protected:
     ViewerTest()
     {
-        test::importText(under.guide(), kListing);
+        test::importListing(under.guide(), kListing);
         ferry = test::rows(under.guide(), "SELECT content_id FROM airing WHERE title = 'The Ferry'").at(0);
         anvil = test::rows(under.guide(), "SELECT content_id FROM airing WHERE title = 'Anvil'").at(0);
     }
@@ -56,7 +56,7 @@ protected:
     std::string anvil;
 };
 
-TEST_F(ViewerTest, AFavoriteIsInTheListOfItsUserAlone)
+TEST_F(ViewerTest, AFavoriteIsOnlyInTheListOfItsUser)
 {
     ann.put("user/favorite&device=N", "country=US&headend=H1&type=channel&id=2");
     ann.put("user/favorite", "&headend=H1&device=X&type=content&id=" + ferry);
@@ -124,25 +124,25 @@ TEST_F(ViewerTest, FavoritesAreOrderedAndPaged)
                 ElementsAre("Anvil", "The Ferry"));
 }
 
-TEST_F(ViewerTest, FavoritesOutlastTheGuideThatTheyCameFrom)
+TEST_F(ViewerTest, FavoritesOutlastTheirGuide)
 {
     ann.put("user/favorite", "type=content&id=" + ferry);
     ann.put("user/favorite", "type=channel&id=1");
     ann.put("user/favorite", "type=channel&id=3");
-    test::importText(under.guide(), kLaterListing);
+    test::importListing(under.guide(), kLaterListing);
     under.reopen();
     EXPECT_THAT(valuesOf(ann.get("user/favorite/list", "type=content").at("content"), "title"),
                 ElementsAre("The Ferry"));
     EXPECT_THAT(valuesOf(ann.get("user/favorite/list", "type=channel").at("channel"), "name"), ElementsAre("Alpha"));
     EXPECT_THAT(ann.refusal("GET", "user/favorite", "type=channel&id=3"), HasSubstr("no such favourite"));
-    test::importText(under.guide(), kListing);
+    test::importListing(under.guide(), kListing);
     EXPECT_THAT(valuesOf(ann.get("user/favorite/list", "type=channel").at("channel"), "name"),
                 ElementsAre("Alpha", "Gamma"));
 }
 
-TEST_F(ViewerTest, AListOfFavoritesMixesTheGuideAndWhatItDropped)
+TEST_F(ViewerTest, FavoritesMayBeInTheGuideOrNoLongerInIt)
 {
-    test::importText(under.guide(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
+    test::importListing(under.guide(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
         <programme channel="a" start="20261120180000 +0000" stop="20261120190000 +0000"><title>Gone</title></programme>
         <programme channel="a" start="20261120190000 +0000" stop="20261120200000 +0000"><title>Gone too</title>
         <date>1999</date></programme></tv>)");
@@ -153,7 +153,7 @@ TEST_F(ViewerTest, AListOfFavoritesMixesTheGuideAndWhatItDropped)
                     test::rows(under.guide(), "SELECT content_id FROM airing WHERE title = '" + title + "'").at(0));
     };
     favorite("Gone");
-    test::importText(under.guide(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
+    test::importListing(under.guide(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
         <programme channel="a" start="20261120180000 +0000" stop="20261120190000 +0000"><title lang="en">Quay "B" \ A</title>
         <title lang="de">Fähre</title><episode-num system="xmltv_ns">1.2.</episode-num><icon src="https://images.example/q.png"
         width="16" height="9"/></programme>
@@ -161,7 +161,7 @@ TEST_F(ViewerTest, AListOfFavoritesMixesTheGuideAndWhatItDropped)
         <date>1999</date></programme></tv>)");
     favorite("Quay \"B\" \\ A");
     favorite("Gone too");
-    test::importText(under.guide(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
+    test::importListing(under.guide(), R"(<tv><channel id="a"><display-name>Alpha</display-name></channel>
         <programme channel="a" start="20261120180000 +0000" stop="20261120190000 +0000"><title lang="en">Quay "B" \ A</title>
         <title lang="de">Fähre</title><episode-num system="xmltv_ns">1.2.</episode-num><icon src="https://images.example/q.png"
         width="16" height="9"/></programme></tv>)");
@@ -200,7 +200,7 @@ TEST_F(ViewerTest, AVoteMovesTheCountOnce)
     EXPECT_EQ(likes(ann, "contentid=" + anvil), count("0", "0", "no", "no"));
 }
 
-TEST_F(ViewerTest, PeopleAndChannelsAreVotedOnToo)
+TEST_F(ViewerTest, PeopleAndChannelsHaveVotes)
 {
     ann.put("user/like", "personid=1&type=like");
     ann.put("user/like", "sourceid=1&type=dislike");
@@ -225,7 +225,7 @@ TEST_F(ViewerTest, TuningsAreCountedPerUser)
                 ElementsAre("1|" + ferry, "2|" + anvil, "1|" + ferry, "3|77"));
 }
 
-TEST_F(ViewerTest, AnOldHistoryMakesRoomForTheNew)
+TEST_F(ViewerTest, TheOldestTuningsAreDeletedFirst)
 {
     const GuideFile::Lease lease = under.guide().lease();
     for (int seq = 1; seq <= 2001; ++seq) {

@@ -20,7 +20,7 @@
 
 namespace corvaned::test {
 
-/// Something that a viewer can be for, against or neither.
+/// Something that a viewer can like, dislike or neither.
 struct Target {
     const char* kind;       // "channel" or "content"
     const char* voteParam;  // of user/like
@@ -145,7 +145,7 @@ private:
         return confirmed;
     }
 
-    // The number of tunings after this one, by the service's count; 0 if it did not answer.
+    // The service's count of tunings, including this one; 0 if it did not answer.
     int tune()
     {
         const Result reply = m_http->put(kPrefix + "user/tune_history", headers(), "sourceid=1");

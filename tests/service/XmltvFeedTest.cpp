@@ -151,7 +151,7 @@ struct AccessRow {
     int status;
 };
 
-TEST_F(FeedTest, AsksForTheApplicationKeyOfAServiceWithOne)
+TEST_F(FeedTest, RequiresTheApplicationKeyIfOneIsSet)
 {
     const AccessRow rows[] = {
         {{"--app-key", "k"}, "/xmltv.xml", "", 401},
@@ -173,7 +173,7 @@ TEST_F(FeedTest, AsksForTheApplicationKeyOfAServiceWithOne)
     }
 }
 
-// Bytes of the process's own, without mapped files, in KiB.
+// The process's private memory, without mapped files, in KiB.
 long ownMemory(pid_t process)
 {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");

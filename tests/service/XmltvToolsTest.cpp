@@ -1,4 +1,5 @@
-// XMLTV's own tools, from Debian's xmltv-util, accept exports of real listings, and what they write is the same guide.
+// The tools of the XMLTV project, from Debian's xmltv-util, accept exports of real listings, and their output is the
+// same guide.
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -25,8 +26,8 @@ support::ProcessResult tool(const std::string& name, std::vector<std::string> ar
     return support::runProcess({kTools + name, std::move(arguments), {}}, "", std::chrono::seconds(300));
 }
 
-// The guide without the order in which it was listed, and so without the numbers that channels get by their place
-// because the listing has none for them.
+// The guide without its order, and so without the channel numbers that follow from the order because the listing has
+// none.
 std::vector<std::string> guideOf(GuideFile& store)
 {
     std::vector<std::string> all = test::rows(store,
@@ -62,7 +63,7 @@ bool isOfTheListing(const std::string& complaint)
     return complaint.empty();
 }
 
-// Whether the complaint is about a number that the listing itself has: exports keep it.
+// Whether the complaint is about a number in the listing itself, which exports keep.
 bool isOfANumberIn(const std::string& listing, const std::string& complaint)
 {
     constexpr std::string_view kComplaint = "Invalid episode-number '";
@@ -132,7 +133,7 @@ protected:
             try {
                 test::importListings(db.guide, {{path, [path] { return openFile(path); }}}, {});
             } catch (const OperatorError&) {
-                continue;  // SharedListingsTest.cpp says which
+                continue;  // SharedListingsTest.cpp lists them
             }
             SCOPED_TRACE(path);
             const std::string exported = db.file.path() + ".xml";

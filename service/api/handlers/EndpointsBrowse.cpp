@@ -51,7 +51,7 @@ Json answerGuide(EndpointCall& call)
     const Instant from = call.arguments.number("timestamp", call.now);
     const Instant to = from + call.arguments.number("interval") * kHour;
     const std::vector<std::string>& wanted = call.arguments.list("channel");
-    const std::string& number = call.arguments.text("chnum");
+    const std::string& number = call.arguments.string("chnum");
     const guide::Page page = pageOf(call, kAllChannels);
     Json channels = Json::array();
     std::int64_t place = 0;
@@ -66,7 +66,8 @@ Json answerGuide(EndpointCall& call)
         Json entry = {{"source", source}, {"name", channel.name}, {"number", channel.number}};
         Json& contents = entry["content"] = Json::array();
         guide::window(
-            call.guide, channel.source, from, to, call.arguments.text("lang"), [&](const guide::Programme& programme) {
+            call.guide, channel.source, from, to, call.arguments.string("lang"),
+            [&](const guide::Programme& programme) {
                 addParts(contents.emplace_back(), programme,
                          {Part::Id, Part::Lang, Part::Start, Part::Duration, Part::Title, Part::Poster, Part::Genres});
             });
@@ -80,11 +81,11 @@ Json answerContentList(EndpointCall& call)
     constexpr std::int64_t kUsual = 100;
     const Instant from = call.arguments.number("timestamp", call.now);
     std::vector<std::int64_t> genres;
-    for (const std::string& text : call.arguments.list("genre")) {
-        genres.push_back(idOf(text).value_or(0));
+    for (const std::string& id : call.arguments.list("genre")) {
+        genres.push_back(idOf(id).value_or(0));
     }
     Json contents = Json::array();
-    guide::contents(call.guide, genres, from, from + 24 * kHour, pageOf(call, kUsual), call.arguments.text("lang"),
+    guide::contents(call.guide, genres, from, from + 24 * kHour, pageOf(call, kUsual), call.arguments.string("lang"),
                     [&](const guide::Programme& programme) {
                         addParts(contents.emplace_back(), programme,
                                  {Part::Id, Part::Lang, Part::Title, Part::Type, Part::Genres, Part::Year,
@@ -95,8 +96,8 @@ Json answerContentList(EndpointCall& call)
 
 Json answerContent(EndpointCall& call)
 {
-    const std::int64_t content = idOf(call.arguments.text("id")).value_or(-1);
-    const std::string& lang = call.arguments.text("lang");
+    const std::int64_t content = idOf(call.arguments.string("id")).value_or(-1);
+    const std::string& lang = call.arguments.string("lang");
     Json detail;
     const auto describe = [&](const guide::Programme& programme) {
         addParts(detail, programme,
@@ -111,7 +112,7 @@ Json answerContent(EndpointCall& call)
     addPeople(call, content, detail);
     Json& channels = detail["channel"] = Json::array();
     std::int64_t last = 0;
-    guide::airingsOf(call.guide, content, idOf(call.arguments.text("sourceid")).value_or(0),
+    guide::airingsOf(call.guide, content, idOf(call.arguments.string("sourceid")).value_or(0),
                      call.arguments.number("starttime", INT64_MIN), lang, [&](const guide::Programme& programme) {
                          if (programme.channel.source != last) {
                              last = programme.channel.source;
@@ -130,7 +131,7 @@ Json answerContent(EndpointCall& call)
 
 Json answerSeries(EndpointCall& call)
 {
-    const std::int64_t series = guide::seriesOf(call.guide, idOf(call.arguments.text("id")).value_or(-1));
+    const std::int64_t series = guide::seriesOf(call.guide, idOf(call.arguments.string("id")).value_or(-1));
     if (series == 0) {
         refuseUnknown("series or episode");
     }
@@ -140,8 +141,8 @@ Json answerSeries(EndpointCall& call)
     int startYear = 0;
     int endYear = 0;
     int season = 0;
-    const std::int64_t source = idOf(call.arguments.text("sourceid")).value_or(0);
-    guide::episodesOf(call.guide, series, source, call.now, call.arguments.text("lang"),
+    const std::int64_t source = idOf(call.arguments.string("sourceid")).value_or(0);
+    guide::episodesOf(call.guide, series, source, call.now, call.arguments.string("lang"),
                       [&](const guide::Programme& programme) {
                           if (rsp["title"].get_ref<const std::string&>().empty()) {
                               rsp["title"] = programme.title;
@@ -182,13 +183,13 @@ Json answerSeries(EndpointCall& call)
 Json answerPerson(EndpointCall& call)
 {
     const std::optional<guide::Person> person =
-        guide::findPerson(call.guide, idOf(call.arguments.text("id")).value_or(-1));
+        guide::findPerson(call.guide, idOf(call.arguments.string("id")).value_or(-1));
     if (!person) {
         refuseUnknown("person");
     }
     Json contents = Json::array();
     for (const std::int64_t content : person->contents) {
-        guide::nextAiring(call.guide, content, call.now, call.arguments.text("lang"),
+        guide::nextAiring(call.guide, content, call.now, call.arguments.string("lang"),
                           [&](const guide::Programme& programme) {
                               addParts(contents.emplace_back(), programme, {Part::Id, Part::Title, Part::Type});
                           });
@@ -206,17 +207,17 @@ Json answerPerson(EndpointCall& call)
 Json answerSearch(EndpointCall& call)
 {
     constexpr std::int64_t kUsual = 20;
-    const std::string& exact = call.arguments.text("exact");
+    const std::string& exact = call.arguments.string("exact");
     const bool prefix = exact.empty() || exact == "no" || exact == "false" || exact == "0";
-    if (const std::string problem = guide::searchProblem(call.arguments.text("q")); !problem.empty()) {
+    if (const std::string problem = guide::searchProblem(call.arguments.string("q")); !problem.empty()) {
         throw Refusal(ServiceCode::BadValue, "parameter 'q' " + problem);
     }
-    const guide::Found found = guide::search(call.guide, call.arguments.text("q"),
+    const guide::Found found = guide::search(call.guide, call.arguments.string("q"),
                                              prefix ? guide::Match::Prefix : guide::Match::Exact, pageOf(call, kUsual));
     Json contents = Json::array();
     for (const std::int64_t content : found.contents) {
         guide::nextAiring(
-            call.guide, content, call.now, call.arguments.text("lang"), [&](const guide::Programme& programme) {
+            call.guide, content, call.now, call.arguments.string("lang"), [&](const guide::Programme& programme) {
                 Json& entry = contents.emplace_back();
                 addParts(entry, programme,
                          {Part::Id, Part::Lang, Part::Title, Part::EpisodeTitle, Part::EpisodeNumber, Part::Type,
@@ -248,7 +249,7 @@ Json answerGenre(EndpointCall& call)
         groups.push_back({{"rep_id", group.id}, {"name", group.name}});
     }
     const std::string code = genres.empty() ? std::string() : digest.hex();
-    const bool same = !code.empty() && call.arguments.text("checksum") == code;
+    const bool same = !code.empty() && call.arguments.string("checksum") == code;
     Json rsp = {{"checksum", {{"stat", same ? "old" : "new"}, {"code", code}}}};
     if (!same) {
         rsp["genre"] = std::move(list);

@@ -32,7 +32,7 @@ Json answerSeedkey(EndpointCall& call)
     const SessionLimits limits{call.settings.sessionLifetime, call.settings.sessionsPerDevice,
                                call.settings.newDevicesPerHour};
     const ViewerSession session =
-        openSession(call.viewers, call.arguments.text("DUID"), call.request.remote, call.now, limits, call.removable);
+        openSession(call.viewers, call.arguments.string("DUID"), call.request.remote, call.now, limits, call.removable);
     return {{"session",
              {{"id", session.id},
               {"user", {{"id", session.user}}},
@@ -99,7 +99,7 @@ Json answerUploadCheck(EndpointCall& call)
 
 Json answerUpload(EndpointCall& call)
 {
-    const std::string& filename = call.arguments.text("filename");
+    const std::string& filename = call.arguments.string("filename");
     checkFilename(filename);
     checkStored("filename", filename);
     if (call.request.body.empty()) {

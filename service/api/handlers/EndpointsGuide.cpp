@@ -19,8 +19,8 @@ std::vector<std::int64_t> askedSources(const EndpointCall& call, const char* par
 {
     std::vector<std::int64_t> sources;
     std::unordered_set<std::int64_t> asked;
-    for (const std::string& text : call.arguments.list(parameter)) {
-        if (const std::optional<std::int64_t> source = idOf(text); source && asked.insert(*source).second) {
+    for (const std::string& id : call.arguments.list(parameter)) {
+        if (const std::optional<std::int64_t> source = idOf(id); source && asked.insert(*source).second) {
             sources.push_back(*source);
         }
     }
@@ -32,7 +32,7 @@ std::vector<std::int64_t> askedSources(const EndpointCall& call, const char* par
 Json answerGallery(EndpointCall& call)
 {
     const std::string checksum = receivedChecksum(call);
-    const bool same = !checksum.empty() && call.arguments.text("checksum") == checksum;
+    const bool same = !checksum.empty() && call.arguments.string("checksum") == checksum;
     Json rsp = {{"checksum", {{"stat", same ? "old" : "new"}, {"code", checksum}}}};
     if (same) {
         return rsp;
@@ -65,7 +65,7 @@ void answerSchedule(EndpointCall& call, std::string& members)
     const std::string guide = guide::digest(call.guide);
     members += ",\"channel\":[";
     for (const std::int64_t source : askedSources(call, "sourceid")) {
-        if (call.schedules.append(members, call.guide, guide, source, call.arguments.text("lang"), from, to)) {
+        if (call.schedules.append(members, call.guide, guide, source, call.arguments.string("lang"), from, to)) {
             members += ",";
         }
     }
@@ -77,7 +77,7 @@ void answerSchedule(EndpointCall& call, std::string& members)
 
 Json answerOnAir(EndpointCall& call)
 {
-    const std::string& lang = call.arguments.text("lang");
+    const std::string& lang = call.arguments.string("lang");
     Json channels = Json::array();
     const auto add = [&](std::int64_t source) {
         guide::onAir(call.guide, source, call.now, lang, [&](const guide::Programme& programme) {
@@ -92,7 +92,7 @@ Json answerOnAir(EndpointCall& call)
         });
     };
     const std::vector<std::int64_t> asked = askedSources(call, "sourceid");
-    if (call.arguments.text("sourceid").empty()) {
+    if (call.arguments.string("sourceid").empty()) {
         forEachReceivedChannel(call, [&](const guide::Channel& channel) { add(channel.source); });
     }
     std::for_each(asked.begin(), asked.end(), add);
@@ -102,7 +102,7 @@ Json answerOnAir(EndpointCall& call)
 Json answerFocusChannel(EndpointCall& call)
 {
     constexpr std::int64_t kUsual = 10;
-    const std::int64_t source = idOf(call.arguments.text("sourceid")).value_or(0);
+    const std::int64_t source = idOf(call.arguments.string("sourceid")).value_or(0);
     Json rsp;
     const bool known = guide::findChannel(call.guide, source, [&](const guide::Channel& channel) {
         rsp = {{"source", std::to_string(channel.source)}, {"name", channel.name}};
@@ -112,7 +112,7 @@ Json answerFocusChannel(EndpointCall& call)
         throw Refusal(ServiceCode::NotFound, "the line-up has no channel of that 'sourceid'");
     }
     Json& contents = rsp["content"] = Json::array();
-    guide::following(call.guide, source, call.now, call.arguments.number("num", kUsual), call.arguments.text("lang"),
+    guide::following(call.guide, source, call.now, call.arguments.number("num", kUsual), call.arguments.string("lang"),
                      [&](const guide::Programme& programme) {
                          Json& content = contents.emplace_back();
                          addParts(
@@ -127,7 +127,7 @@ Json answerToday(EndpointCall& call)
 {
     Json files = Json::array();
     if (!guide::lineupChecksum(call.guide).empty()) {
-        for (const TodayFile& file : todayFiles(call.settings.zone, call.now, call.arguments.text("lang"))) {
+        for (const TodayFile& file : todayFiles(call.settings.zone, call.now, call.arguments.string("lang"))) {
             const std::string name = file.name();
             files.push_back({{"time", std::to_string(file.fromHour) + "-" + std::to_string(file.toHour)},
                              {"url", call.request.origin + "/openapi/service/vorel/channel/today/" + name},
@@ -139,7 +139,7 @@ Json answerToday(EndpointCall& call)
 
 Json answerTodayFile(EndpointCall& call)
 {
-    const std::optional<TodayFile> file = TodayFile::parse(call.arguments.text("file"));
+    const std::optional<TodayFile> file = TodayFile::parse(call.arguments.string("file"));
     if (!file) {
         throw Refusal(ServiceCode::NotFound, "there is no such file; channel/today lists those of today");
     }

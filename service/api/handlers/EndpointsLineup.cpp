@@ -31,7 +31,7 @@ Json headendsJson(const std::vector<lineup::Headend>& headends)
 
 Json headendsByCode(EndpointCall& call)
 {
-    const std::string& code = call.arguments.text("code");
+    const std::string& code = call.arguments.string("code");
     if (code.empty()) {
         throw Refusal(ServiceCode::MissingValue, "parameter 'code' is missing; type=headend asks by a place's code");
     }
@@ -41,22 +41,22 @@ Json headendsByCode(EndpointCall& call)
 [[noreturn]] void refuseType(const EndpointCall& call, const char* lists)
 {
     throw Refusal(ServiceCode::BadValue, fmt::format("parameter 'type' is '{:.60}'; it must be '{}' or 'headend'",
-                                                     call.arguments.text("type"), lists));
+                                                     call.arguments.string("type"), lists));
 }
 
 }  // namespace
 
 Json answerHeadend(EndpointCall& call)
 {
-    return headendsJson(lineup::headendsAtPostalCode(call.guide, call.arguments.text("zipcode")));
+    return headendsJson(lineup::headendsAtPostalCode(call.guide, call.arguments.string("zipcode")));
 }
 
 Json answerHeadendKor(EndpointCall& call)
 {
-    if (call.arguments.text("type") == "headend") {
+    if (call.arguments.string("type") == "headend") {
         return headendsByCode(call);
     }
-    if (call.arguments.text("type") != "city") {
+    if (call.arguments.string("type") != "city") {
         refuseType(call, "city");
     }
     Json states = Json::array();
@@ -72,10 +72,10 @@ Json answerHeadendKor(EndpointCall& call)
 
 Json answerHeadendBrowse(EndpointCall& call)
 {
-    if (call.arguments.text("type") == "headend") {
+    if (call.arguments.string("type") == "headend") {
         return headendsByCode(call);
     }
-    if (call.arguments.text("type") != "list") {
+    if (call.arguments.string("type") != "list") {
         refuseType(call, "list");
     }
     Json places = Json::array();
@@ -87,7 +87,7 @@ Json answerHeadendBrowse(EndpointCall& call)
 
 Json answerLineupTest(EndpointCall& call)
 {
-    const std::string& headend = call.arguments.text("headend");
+    const std::string& headend = call.arguments.string("headend");
     if (!headend.empty() && !lineup::isHeadend(call.guide, headend)) {
         throw Refusal(ServiceCode::NotFound, fmt::format("there is no headend '{:.60}'", headend));
     }
@@ -115,7 +115,7 @@ Json answerLineupTest(EndpointCall& call)
 
 Json answerSaveHeadend(EndpointCall& call)
 {
-    const viewer::HeadendChoice choice{call.arguments.text("headend"), call.arguments.text("device")};
+    const viewer::HeadendChoice choice{call.arguments.string("headend"), call.arguments.string("device")};
     checkStored("device", choice.device);
     if (!lineup::isHeadend(call.guide, choice.headend)) {
         throw Refusal(ServiceCode::NotFound, fmt::format("there is no headend '{:.60}'", choice.headend));

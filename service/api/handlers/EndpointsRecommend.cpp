@@ -14,14 +14,14 @@ constexpr std::int64_t kChannels = 10;
 constexpr std::int64_t kRelatedMost = 20;
 constexpr std::int64_t kPersonalized = 10;
 
-const char* nameOf(recommend::Reason reason)
+const char* nameOf(recommend::PickReason reason)
 {
     switch (reason) {
-        case recommend::Reason::History:
+        case recommend::PickReason::History:
             return "history";
-        case recommend::Reason::Popular:
+        case recommend::PickReason::Popular:
             return "popular";
-        case recommend::Reason::OnNow:
+        case recommend::PickReason::OnNow:
             return "now";
     }
     return "";
@@ -36,7 +36,7 @@ Json channelGuide(EndpointCall& call, const std::vector<recommend::SlotPick>& pi
 {
     Json entries = Json::array();
     for (const recommend::SlotPick& pick : picks) {
-        guide::airing(call.guide, pick.airing, call.arguments.text("lang"), [&](const guide::Programme& programme) {
+        guide::airing(call.guide, pick.airing, call.arguments.string("lang"), [&](const guide::Programme& programme) {
             Json entry = channelOf(programme.channel);
             entry["rec_type"] = nameOf(pick.reason);
             entry["timeslot"] = std::to_string(pick.timeslot);
@@ -55,7 +55,7 @@ Json missedProgrammes(EndpointCall& call, recommend::Wish wish, recommend::Misse
 {
     Json entries = Json::array();
     for (const std::int64_t airing : recommend::missed(call.viewers, call.guide, call.user, call.now, wish, order)) {
-        guide::airing(call.guide, airing, call.arguments.text("lang"), [&](const guide::Programme& programme) {
+        guide::airing(call.guide, airing, call.arguments.string("lang"), [&](const guide::Programme& programme) {
             Json entry = channelOf(programme.channel);
             addParts(entry, programme, {Part::Start, Part::Duration});
             addParts(entry["content"], programme,
@@ -70,20 +70,20 @@ Json missedProgrammes(EndpointCall& call, recommend::Wish wish, recommend::Misse
 recommend::MissedOrder missedOrder(const EndpointCall& call)
 {
     constexpr struct {
-        const char* text;
+        const char* name;
         recommend::MissedOrder order;
     } kOrders[] = {{"", recommend::MissedOrder::Time},
                    {"time", recommend::MissedOrder::Time},
                    {"title", recommend::MissedOrder::Title},
                    {"channel", recommend::MissedOrder::Channel}};
-    const std::string& text = call.arguments.text("order");
+    const std::string& order = call.arguments.string("order");
     for (const auto& row : kOrders) {
-        if (text == row.text) {
+        if (order == row.name) {
             return row.order;
         }
     }
     throw Refusal(ServiceCode::BadValue,
-                  fmt::format("parameter 'order' is '{:.60}'; it must be 'time' or 'title' or 'channel'", text));
+                  fmt::format("parameter 'order' is '{:.60}'; it must be 'time' or 'title' or 'channel'", order));
 }
 
 constexpr std::initializer_list<Part> kRelatedParts = {Part::Id,   Part::Lang,   Part::Title,  Part::Year,
@@ -99,10 +99,11 @@ Json answerPopularChannels(EndpointCall& call)
         Json entry;
         guide::findChannel(call.guide, source, [&](const guide::Channel& channel) { entry = channelOf(channel); });
         Json& content = entry["content"] = Json::object();
-        guide::onAir(call.guide, source, call.now, call.arguments.text("lang"), [&](const guide::Programme& programme) {
-            addParts(content, programme,
-                     {Part::Id, Part::Lang, Part::Title, Part::Year, Part::Type, Part::Genres, Part::Poster});
-        });
+        guide::onAir(
+            call.guide, source, call.now, call.arguments.string("lang"), [&](const guide::Programme& programme) {
+                addParts(content, programme,
+                         {Part::Id, Part::Lang, Part::Title, Part::Year, Part::Type, Part::Genres, Part::Poster});
+            });
         channels.push_back(std::move(entry));
     }
     return {{"channel", std::move(channels)}};
@@ -131,9 +132,9 @@ Json answerCandidateMissed(EndpointCall& call)
 
 Json answerRelated(EndpointCall& call)
 {
-    const std::string& text = call.arguments.text("TTID");
-    const std::string& lang = call.arguments.text("lang");
-    const std::int64_t content = idOf(text).value_or(0);
+    const std::string& id = call.arguments.string("TTID");
+    const std::string& lang = call.arguments.string("lang");
+    const std::int64_t content = idOf(id).value_or(0);
     std::int64_t series = 0;
     Json episode = Json::object();
     if (!viewer::visitContent(call.viewers, call.guide, content, call.now, lang,
@@ -141,7 +142,7 @@ Json answerRelated(EndpointCall& call)
                                   series = programme.series;
                                   addParts(episode, programme, kRelatedParts);
                               })) {
-        throw Refusal(ServiceCode::NotFound, fmt::format("the guide has no content '{:.60}'", text));
+        throw Refusal(ServiceCode::NotFound, fmt::format("the guide has no content '{:.60}'", id));
     }
     Json people = Json::array();
     guide::forEachCredit(call.guide, content, [&](const guide::Credit& credit) {
@@ -162,7 +163,7 @@ Json answerRelated(EndpointCall& call)
 
 Json answerCombination(EndpointCall& call)
 {
-    const std::string& lang = call.arguments.text("lang");
+    const std::string& lang = call.arguments.string("lang");
     Json television = Json::array();
     for (const std::int64_t airing :
          recommend::television(call.viewers, call.guide, call.user, call.now, kPersonalized)) {

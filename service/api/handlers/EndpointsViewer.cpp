@@ -15,7 +15,7 @@ constexpr std::int64_t kMost = INT32_MAX;
 
 template <typename Value>
 struct Word {
-    const char* text;
+    const char* name;
     Value value;
 };
 
@@ -39,19 +39,19 @@ constexpr Word<Subject> kVoteTargets[] = {{"contentid", Subject::Content},
 template <typename Value, std::size_t Count>
 Value wordOf(const EndpointCall& call, const char* parameter, const Word<Value> (&words)[Count])
 {
-    const std::string& text = call.arguments.text(parameter);
-    if (text.empty()) {
+    const std::string& given = call.arguments.string(parameter);
+    if (given.empty()) {
         throw Refusal(ServiceCode::MissingValue, fmt::format("parameter '{}' is missing", parameter));
     }
     std::string known;
     for (const Word<Value>& word : words) {
-        if (text == word.text) {
+        if (given == word.name) {
             return word.value;
         }
-        known += fmt::format("{}'{}'", known.empty() ? "" : " or ", word.text);
+        known += fmt::format("{}'{}'", known.empty() ? "" : " or ", word.name);
     }
     throw Refusal(ServiceCode::BadValue,
-                  fmt::format("parameter '{}' is '{:.60}'; it must be {}", parameter, text, known));
+                  fmt::format("parameter '{}' is '{:.60}'; it must be {}", parameter, given, known));
 }
 
 struct NamedTarget {
@@ -63,8 +63,8 @@ struct NamedTarget {
 NamedTarget voteTarget(const EndpointCall& call)
 {
     for (const Word<Subject>& word : kVoteTargets) {
-        if (!call.arguments.text(word.text).empty()) {
-            return {word.value, word.text, call.arguments.number(word.text)};
+        if (!call.arguments.string(word.name).empty()) {
+            return {word.value, word.name, call.arguments.number(word.name)};
         }
     }
     throw Refusal(ServiceCode::MissingValue, "parameter 'contentid' is missing; 'personid' or 'sourceid' do as well");
@@ -103,7 +103,7 @@ Json favoriteOf(EndpointCall& call, const NamedTarget& target)
         return favoriteChannel(call, target.number);
     }
     Json entry;
-    const std::string& lang = call.arguments.text("lang");
+    const std::string& lang = call.arguments.string("lang");
     const auto describe = [&](const guide::Programme& programme) { addParts(entry, programme, kFavoriteParts); };
     guide::describeContents(call.guide, {target.number}, lang, describe);
     if (entry.empty()) {
@@ -149,8 +149,8 @@ void answerFavoriteList(EndpointCall& call, std::string& members)
 {
     const Subject subject = wordOf(call, "type", kFavoriteSubjects);
     const auto order =
-        call.arguments.text("order").empty() ? viewer::FavoriteOrder::Time : wordOf(call, "order", kOrders);
-    const bool descending = !call.arguments.text("sort").empty() && wordOf(call, "sort", kSorts);
+        call.arguments.string("order").empty() ? viewer::FavoriteOrder::Time : wordOf(call, "order", kOrders);
+    const bool descending = !call.arguments.string("sort").empty() && wordOf(call, "sort", kSorts);
     const std::vector<viewer::Favorite> favorites =
         viewer::favorites(call.viewers, call.guide, call.user, subject, order, descending,
                           call.arguments.number("start"), call.arguments.number("num", kMost));
@@ -161,7 +161,7 @@ void answerFavoriteList(EndpointCall& call, std::string& members)
     };
     if (subject == Subject::Channel) {
         for (const viewer::Favorite& favorite : favorites) {
-            append([&] { members.append(jsonText(favoriteChannel(call, favorite.target))); });
+            append([&] { members.append(serialize(favoriteChannel(call, favorite.target))); });
         }
     } else {
         // In the order of the favourites, those that the guide has dropped as they are remembered.
@@ -174,7 +174,7 @@ void answerFavoriteList(EndpointCall& call, std::string& members)
         for (const viewer::Favorite& favorite : favorites) {
             targets.push_back(favorite.target);
         }
-        guide::describeContents(call.guide, targets, call.arguments.text("lang"),
+        guide::describeContents(call.guide, targets, call.arguments.string("lang"),
                                 [&](const guide::Programme& programme) {
                                     while (next->target != programme.content) {
                                         appendRemembered();

@@ -28,7 +28,7 @@ ReadyDay::ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant 
     const bool known = guide::findChannel(connection, source, [&](const guide::Channel& channel) {
         Json entry = {{"source", std::to_string(channel.source)}, {"name", channel.name}};
         addImage(entry, "station_img", channel.icon, "station");
-        m_head = jsonText(entry);
+        m_head = serialize(entry);
         m_head.back() = ',';
         m_head += "\"content\":[";
     });
@@ -36,11 +36,11 @@ ReadyDay::ReadyDay(sqlite::Connection& connection, std::int64_t source, Instant 
         return;
     }
     guide::window(connection, source, day, day + kDay, lang, [&](const guide::Programme& airing) {
-        m_text += m_text.empty() ? "" : ",";
-        m_text += jsonText(contentOf(airing));
-        m_rows.push_back({airing.start, airing.stop, m_text.size()});
+        m_airings += m_airings.empty() ? "" : ",";
+        m_airings += serialize(contentOf(airing));
+        m_rows.push_back({airing.start, airing.stop, m_airings.size()});
     });
-    m_text.shrink_to_fit();
+    m_airings.shrink_to_fit();
     m_rows.shrink_to_fit();
 }
 
@@ -55,14 +55,14 @@ void ReadyDay::append(std::string& json, Instant from, Instant to) const
         const auto over = std::find_if_not(run, end, lasts);
         const std::size_t begin = run == m_rows.begin() ? 0 : std::prev(run)->end + 1;
         json += json.back() == '[' ? "" : ",";
-        json.append(m_text, begin, std::prev(over)->end - begin);
+        json.append(m_airings, begin, std::prev(over)->end - begin);
         run = over;
     }
 }
 
 std::size_t ReadyDay::size() const
 {
-    return sizeof *this + m_head.capacity() + m_text.capacity() + m_rows.capacity() * sizeof(Row);
+    return sizeof *this + m_head.capacity() + m_airings.capacity() + m_rows.capacity() * sizeof(Row);
 }
 
 bool ReadySchedules::append(std::string& json, sqlite::Connection& connection, const std::string& guide,

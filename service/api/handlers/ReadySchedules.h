@@ -41,12 +41,12 @@ private:
     struct Row {
         Instant start;
         Instant stop;
-        std::size_t end;  // of its object in m_text; the next one begins after a comma
+        std::size_t end;  // of its object in m_airings; the next one begins after a comma
     };
 
     const Instant m_day;
     std::string m_head;
-    std::string m_text;       // the airings' objects, separated by commas
+    std::string m_airings;    // the airings' objects, separated by commas
     std::vector<Row> m_rows;  // by start
 };
 

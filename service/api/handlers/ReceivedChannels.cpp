@@ -8,7 +8,7 @@ namespace corvaned {
 
 void forEachReceivedChannel(EndpointCall& call, const std::function<void(const guide::Channel&)>& visit)
 {
-    const std::string& headend = call.arguments.text("headend");
+    const std::string& headend = call.arguments.string("headend");
     if (!lineup::isHeadend(call.guide, headend)) {
         guide::forEachChannel(call.guide, visit);
         return;
@@ -24,7 +24,7 @@ void forEachReceivedChannel(EndpointCall& call, const std::function<void(const g
 std::string receivedChecksum(EndpointCall& call)
 {
     const std::string checksum = guide::lineupChecksum(call.guide);
-    const std::string& headend = call.arguments.text("headend");
+    const std::string& headend = call.arguments.string("headend");
     if (checksum.empty() || !lineup::isHeadend(call.guide, headend)) {
         return checksum;
     }

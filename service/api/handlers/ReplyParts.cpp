@@ -18,13 +18,13 @@ public:
         if (std::all_of(value.begin(), value.end(), isPlain)) {
             m_json.append("\"").append(value).append("\"");
         } else {
-            m_json += jsonText(Json(value));
+            m_json += serialize(Json(value));
         }
     }
     void addTree(std::string_view key, const Json& value)
     {
         begin(key);
-        m_json += jsonText(value);
+        m_json += serialize(value);
     }
     void end() { m_json += '}'; }
 
@@ -46,10 +46,10 @@ private:
 };
 
 template <typename Object>
-void addText(Object& object, const char* key, std::string_view text)
+void addIfSet(Object& object, const char* key, std::string_view value)
 {
-    if (!text.empty()) {
-        object.add(key, text);
+    if (!value.empty()) {
+        object.add(key, value);
     }
 }
 
@@ -72,7 +72,7 @@ void addPart(Object& object, const guide::Programme& programme, Part part)
         case Part::Title:
             return object.add("title", programme.title);
         case Part::EpisodeTitle:
-            return addText(object, "ep_title", programme.episodeTitle);
+            return addIfSet(object, "ep_title", programme.episodeTitle);
         case Part::EpisodeNumber:
             return addNumber(object, "ep_number", programme.episode);
         case Part::SeasonSeq:
@@ -92,9 +92,9 @@ void addPart(Object& object, const guide::Programme& programme, Part part)
         case Part::Runtime:
             return addNumber(object, "runtime", programme.runtime);
         case Part::ShortDesc:
-            return addText(object, "short_desc", programme.description);
+            return addIfSet(object, "short_desc", programme.description);
         case Part::Rating:
-            return addText(object, "cert_flag", programme.rating);
+            return addIfSet(object, "cert_flag", programme.rating);
         case Part::Poster:
             if (!programme.image.url.empty()) {
                 object.addTree("poster", imageOf(programme.image, "poster"));
@@ -152,11 +152,11 @@ void appendParts(std::string& json, const guide::Programme& programme, std::init
     object.end();
 }
 
-std::optional<std::int64_t> idOf(std::string_view text)
+std::optional<std::int64_t> idOf(std::string_view value)
 {
     std::int64_t id = 0;
-    const std::from_chars_result read = std::from_chars(text.data(), text.data() + text.size(), id);
-    if (read.ec != std::errc() || read.ptr != text.data() + text.size()) {
+    const std::from_chars_result read = std::from_chars(value.data(), value.data() + value.size(), id);
+    if (read.ec != std::errc() || read.ptr != value.data() + value.size()) {
         return std::nullopt;
     }
     return id;

@@ -49,7 +49,7 @@ void addParts(Json& object, const guide::Programme& programme, std::initializer_
 void appendParts(std::string& json, const guide::Programme& programme, std::initializer_list<Part> parts);
 
 /// Reads a whole string as a number; nothing if it is not one. Clients may send ids that are not the service's.
-std::optional<std::int64_t> idOf(std::string_view text);
+std::optional<std::int64_t> idOf(std::string_view value);
 
 /// Minutes, rounded.
 std::string durationOf(Instant start, Instant stop);

@@ -20,24 +20,24 @@ const char* describe(const ParameterRule& rule)
                   fmt::format("{} '{}' is '{:.60}'; it must be {}", describe(rule), rule.name, value, wanted));
 }
 
-std::int64_t readNumber(const ParameterRule& rule, std::string_view text)
+std::int64_t readNumber(const ParameterRule& rule, std::string_view value)
 {
     std::int64_t number = 0;
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (result.ec != std::errc() || result.ptr != text.data() + text.size() || number < rule.smallest ||
+    const std::from_chars_result result = std::from_chars(value.data(), value.data() + value.size(), number);
+    if (result.ec != std::errc() || result.ptr != value.data() + value.size() || number < rule.smallest ||
         number > rule.largest) {
-        refuse(rule, text, fmt::format("a number from {} to {}", rule.smallest, rule.largest));
+        refuse(rule, value, fmt::format("a number from {} to {}", rule.smallest, rule.largest));
     }
     return number;
 }
 
-std::vector<std::string> split(std::string_view text)
+std::vector<std::string> split(std::string_view value)
 {
     std::vector<std::string> parts;
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t comma = std::min(text.find(',', begin), text.size());
+    for (std::size_t begin = 0; begin < value.size();) {
+        const std::size_t comma = std::min(value.find(',', begin), value.size());
         if (comma > begin) {
-            parts.emplace_back(text.substr(begin, comma - begin));
+            parts.emplace_back(value.substr(begin, comma - begin));
         }
         begin = comma + 1;
     }
@@ -108,28 +108,28 @@ std::string_view properPath(std::string_view path)
 Arguments::Arguments(ParameterRules rules, const http::Request& request, std::string_view segment)
 {
     for (const ParameterRule& rule : rules) {
-        Value& value = m_values[rule.name];
-        value.text = valueOf(rule, request, segment);
+        ArgumentValue& value = m_values[rule.name];
+        value.string = valueOf(rule, request, segment);
         if (rule.kind == ParameterKind::List || rule.kind == ParameterKind::Numbers) {
-            value.list = split(value.text);
+            value.list = split(value.string);
         }
         const bool isList = rule.kind == ParameterKind::List || rule.kind == ParameterKind::Numbers;
-        if (isList ? value.list.empty() : value.text.empty()) {
+        if (isList ? value.list.empty() : value.string.empty()) {
             if (rule.presence == Presence::Required) {
                 throw Refusal(ServiceCode::MissingValue, fmt::format("{} '{}' is missing", describe(rule), rule.name));
             }
             continue;
         }
         if (rule.kind == ParameterKind::Number) {
-            value.number = readNumber(rule, value.text);
+            value.number = readNumber(rule, value.string);
         } else if (rule.kind == ParameterKind::Numbers) {
             for (const std::string& number : value.list) {
                 readNumber(rule, number);
             }
         } else if (rule.kind == ParameterKind::Time) {
-            const std::optional<Instant> instant = parseUtc(value.text);
+            const std::optional<Instant> instant = parseUtc(value.string);
             if (!instant) {
-                refuse(rule, value.text, "a time such as 2026-11-21T01:30:00Z");
+                refuse(rule, value.string, "a time such as 2026-11-21T01:30:00Z");
             }
             value.number = *instant;
         }
@@ -138,8 +138,8 @@ Arguments::Arguments(ParameterRules rules, const http::Request& request, std::st
 
 std::int64_t Arguments::number(std::string_view name, std::int64_t absent) const
 {
-    const Value& value = m_values.at(name);
-    return value.text.empty() ? absent : value.number;
+    const ArgumentValue& value = m_values.at(name);
+    return value.string.empty() ? absent : value.number;
 }
 
 }  // namespace corvaned

@@ -19,7 +19,7 @@ enum class ParameterPlace {
 };
 
 enum class ParameterKind {
-    Text,
+    String,
     List,     // strings, separated by commas; empty ones are dropped
     Number,   // decimal, within the row's bounds
     Numbers,  // a list of them
@@ -72,20 +72,20 @@ public:
     /// @throws Refusal if a required value is missing or a value cannot be read
     Arguments(ParameterRules rules, const http::Request& request, std::string_view segment = {});
 
-    const std::string& text(std::string_view name) const { return m_values.at(name).text; }
+    const std::string& string(std::string_view name) const { return m_values.at(name).string; }
     const std::vector<std::string>& list(std::string_view name) const { return m_values.at(name).list; }
 
     /// @return the value, or `absent` if it is missing; for Number and Time
     std::int64_t number(std::string_view name, std::int64_t absent = 0) const;
 
 private:
-    struct Value {
-        std::string text;
+    struct ArgumentValue {
+        std::string string;
         std::vector<std::string> list;
         std::int64_t number = 0;
     };
 
-    std::map<std::string_view, Value> m_values;
+    std::map<std::string_view, ArgumentValue> m_values;
 };
 
 }  // namespace corvaned

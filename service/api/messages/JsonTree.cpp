@@ -2,7 +2,7 @@
 
 namespace corvaned {
 
-std::string jsonText(const Json& tree)
+std::string serialize(const Json& tree)
 {
     return tree.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

@@ -10,6 +10,6 @@ namespace corvaned {
 using Json = nlohmann::ordered_json;
 
 /// Writes a tree as JSON text. Invalid UTF-8, which a request may contain, is replaced by U+FFFD.
-std::string jsonText(const Json& tree);
+std::string serialize(const Json& tree);
 
 }  // namespace corvaned

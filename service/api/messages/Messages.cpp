@@ -8,7 +8,7 @@ namespace corvaned {
 namespace {
 
 struct CodeRow {
-    std::string_view text;
+    std::string_view code;
     int status;  // of HTTP
 };
 
@@ -28,7 +28,7 @@ http::Reply replyOf(const CodeRow& row, std::string body)
 {
     http::Reply reply;
     reply.status = row.status;
-    reply.code = row.text;
+    reply.code = row.code;
     reply.headers.set("Content-Type", "application/json; charset=utf-8");
     reply.body = std::move(body);
     return reply;
@@ -36,9 +36,9 @@ http::Reply replyOf(const CodeRow& row, std::string body)
 
 }  // namespace
 
-std::string_view codeText(ServiceCode code)
+std::string_view wireCode(ServiceCode code)
 {
-    return rowOf(code).text;
+    return rowOf(code).code;
 }
 
 http::Reply success(std::string body)
@@ -50,7 +50,7 @@ http::Reply failure(ServiceCode code, const std::string& message, std::string no
 {
     const CodeRow& row = rowOf(code);
     http::Reply reply =
-        replyOf(row, jsonText({{"rsp", {{"stat", "FAIL"}, {"err", {{"code", row.text}, {"msg", message}}}}}}));
+        replyOf(row, serialize({{"rsp", {{"stat", "FAIL"}, {"err", {{"code", row.code}, {"msg", message}}}}}}));
     reply.note = std::move(note);
     return reply;
 }

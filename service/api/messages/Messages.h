@@ -31,7 +31,7 @@ enum class ServiceCode : std::uint8_t {
 };
 
 /// "OK", or the three digits of the reply's "err".
-std::string_view codeText(ServiceCode code);
+std::string_view wireCode(ServiceCode code);
 
 /// The reply to a request that succeeded.
 /// @param body  the whole envelope

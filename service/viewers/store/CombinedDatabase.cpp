@@ -1,5 +1,5 @@
-// The order of the steps lets the next run complete a cut-off one: the old file gets a second name, what viewers keep
-// is copied in one transaction into an empty store, and the new guide takes the old file's first name.
+// If a run is interrupted, the next one completes it. The steps are: link the old file to a second name, copy the
+// viewers' data into an empty store in one transaction, and rename the new guide onto the old file's first name.
 #include "CombinedDatabase.h"
 
 #include <cerrno>
@@ -27,7 +27,7 @@ struct CopiedTable {
     const char* bytes = nullptr;
 };
 
-// The counts of tunings follow by triggers.
+// Triggers fill the tables of counts.
 const CopiedTable kTables[] = {
     {"session", {"expires"}, {"id", "user_id", "seedkey"}},
     {"upload", {"received"}, {"user_id", "filename"}, "content"},
@@ -106,7 +106,7 @@ void keepAs(const std::string& path, const std::string& kept)
     }
 }
 
-// All of the old file, with what only its log has, in the last format of its kind.
+// Applies the missing steps of the combined format and copies the write-ahead log into the file.
 void bringUpToDate(sqlite::Connection& old)
 {
     sqlite::Transaction transaction(old, sqlite::Transaction::Kind::Write);
@@ -136,13 +136,11 @@ void splitCombinedDatabase(const std::string& path, const std::string& viewers,
     const std::string kept = path + ".combined";
     const std::string location = viewers.empty() ? viewersBeside(path) : viewers;
     std::error_code failed;
-    // Two names of one file: an earlier run was cut off.
+    // Both names have the same file if an earlier run was interrupted.
     const bool hasBegun = std::filesystem::exists(kept, failed) && std::filesystem::equivalent(kept, path, failed);
     if (!hasBegun && std::filesystem::exists(kept, failed)) {
         throw OperatorError(
-            fmt::format("{} is to be split into guide and viewers' data, but {} exists already; move "
-                        "it away",
-                        path, kept));
+            fmt::format("cannot split {} into guide and viewers' data: {} exists already; move it away", path, kept));
     }
     try {
         sqlite::Connection old(path, SQLITE_OPEN_READWRITE);
@@ -155,15 +153,13 @@ void splitCombinedDatabase(const std::string& path, const std::string& viewers,
                 return isAllEmpty;
             };
             if (!hasBegun && !isStoreEmpty()) {
-                throw OperatorError(
-                    fmt::format("{} holds viewers' data, and so does {}; name an empty place with "
-                                "--viewers",
-                                path, store->name()));
+                throw OperatorError(fmt::format("{} and {} both have viewers' data; name an empty store with --viewers",
+                                                path, store->name()));
             }
             if (!hasBegun) {
                 keepAs(path, kept);
             }
-            // If a cut-off run has filled the store, it has done so completely.
+            // The copy is one transaction: a store that is not empty has all of it.
             if (isStoreEmpty()) {
                 std::int64_t copied = 0;
                 store->write([&](SqlConnection& connection) {
@@ -188,7 +184,7 @@ void splitCombinedDatabase(const std::string& path, const std::string& viewers,
         fill(made.connection());
     }
     made.place();
-    log(fmt::format("corvaned: the former database is kept as {}; remove it when all is well", kept));
+    log(fmt::format("corvaned: the old database is kept as {}; delete it once the service works as before", kept));
 }
 
 }  // namespace corvaned

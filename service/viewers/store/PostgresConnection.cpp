@@ -12,12 +12,12 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-// The server ends a statement that takes too long; beyond this, it is the connection that fails.
+// The server ends a statement that exceeds its time. A connection that does not answer for this much longer is lost.
 constexpr std::chrono::milliseconds kGrace{500};
 
 constexpr Oid kBytes = 17;  // BYTEAOID
 
-// "?" and "?1" as "$1".
+// Writes the parameters "?" and "?1" as PostgreSQL does: "$1".
 std::string numbered(std::string_view sql)
 {
     std::string result;
@@ -133,7 +133,7 @@ private:
 PostgresConnection::PostgresConnection(const std::string& url, std::chrono::milliseconds statementTime)
     : m_time(statementTime), m_handle(nullptr, &PQfinish)
 {
-    // What the URL says comes later and wins.
+    // The URL comes last, so its settings override the first two.
     constexpr const char* kNames[] = {"connect_timeout", "application_name", "dbname", nullptr};
     const char* const values[] = {"2", "corvaned", url.c_str(), nullptr};
     m_handle.reset(PQconnectdbParams(kNames, values, 1));
@@ -161,7 +161,7 @@ void PostgresConnection::fail(const PGresult* result)
     throw PostgresError(message, state == nullptr ? "" : state);
 }
 
-// Waits for the result of the statements sent. After a failure, the connection must not be used any more.
+// Waits for the result of the statements sent. The connection must not be used after a failure.
 PostgresResult PostgresConnection::await(int sent)
 {
     if (sent == 0) {

@@ -14,7 +14,7 @@
 
 namespace corvaned {
 
-/// A call that failed; what() has the server's or the library's reason.
+/// A failed call; what() has the server's or the library's reason.
 class PostgresError : public std::runtime_error {
 public:
     PostgresError(const std::string& what, std::string state) : std::runtime_error(what), m_state(std::move(state)) {}
@@ -30,7 +30,7 @@ using PostgresResult = std::unique_ptr<PGresult, void (*)(PGresult*)>;
 
 class PostgresConnection : public SqlConnection {
 public:
-    /// @param statementTime  for one statement; the server ends it
+    /// @param statementTime  limit for one statement; the server ends a longer one
     /// @throws PostgresError
     PostgresConnection(const std::string& url, std::chrono::milliseconds statementTime);
 
@@ -38,7 +38,7 @@ public:
     void execute(const std::string& sql) override;
     void lockUser(std::string_view user) override;
 
-    /// Whether it can be used again: it is not lost and not in a transaction.
+    /// Whether the connection can be used again: it is neither lost nor in a transaction.
     bool isIdle() const;
 
     /// Runs a prepared statement.

@@ -102,7 +102,7 @@ inline constexpr const char* kPostgresTables = R"sql(
     );
 )sql";
 
-// As the triggers of TuningCountsSchema.h.
+// The same triggers as in TuningCountsSchema.h.
 inline constexpr const char* kPostgresCounts = R"sql(
     CREATE FUNCTION count_half_hour() RETURNS trigger LANGUAGE plpgsql AS $$
     DECLARE
@@ -139,7 +139,7 @@ inline constexpr const char* kPostgresCounts = R"sql(
     END $$;
     CREATE TRIGGER tuning_added AFTER INSERT ON tuning FOR EACH ROW EXECUTE FUNCTION count_tuning();
 
-    -- By statement: a trigger by row runs when all rows of the statement are gone, and so cannot see which was the last.
+    -- A trigger for each row would run after all rows of the statement are deleted, so it could not see which was the last.
     CREATE FUNCTION uncount_tunings() RETURNS trigger LANGUAGE plpgsql AS $$
     BEGIN
         UPDATE tuned_day SET users = tuned_day.users - lost.users

@@ -17,7 +17,7 @@ constexpr int kTries = 8;
 constexpr std::int64_t kMigrationLock = 0x63727676;
 constexpr std::chrono::milliseconds kProbePause{200};
 
-// Beyond this time in one transaction the database counts as slow, and half of the handlers stay free of it.
+// If a visit takes longer, the database counts as slow, and only half of the handlers may use it.
 constexpr std::chrono::milliseconds kSlow{500};
 
 bool isConflict(const PostgresError& error)
@@ -32,7 +32,8 @@ bool isLost(const PostgresError& error)
     return state.empty() || state.substr(0, 2) == "08" || state.substr(0, 4) == "57P0";
 }
 
-// A lack of resources, an ended statement or a server that only reads; any other state is a defect of the statement.
+// The cause is outside the statement: lack of resources, a time limit or a read-only server. Any other state is a
+// defect of the statement.
 bool isOutside(const PostgresError& error)
 {
     const std::string kind = error.state().substr(0, 2);
@@ -62,18 +63,18 @@ std::string nameOf(const std::string& url)
 
 }  // namespace
 
-// One use of the database, counted from its begin to its end.
+// One use of the database; it counts as running until it is destroyed.
 class PostgresViewers::Visit {
 public:
     explicit Visit(PostgresViewers& viewers) : m_viewers(viewers)
     {
         const std::lock_guard<std::mutex> lock(viewers.m_lock);
         if (viewers.m_isAway && (viewers.m_isProbed || Clock::now() < viewers.m_nextProbe)) {
-            throw StoreUnavailable(viewers.m_name + " is away");
+            throw StoreUnavailable(viewers.m_name + " does not answer");
         }
         if (viewers.m_running.size() >= std::max<std::size_t>(viewers.m_settings.handlers / 2, 1) &&
             Clock::now() - *viewers.m_running.begin() > kSlow) {
-            throw StoreUnavailable(viewers.m_name + " is slow");
+            throw StoreUnavailable(viewers.m_name + " is too slow");
         }
         m_isProbe = viewers.m_isProbed = viewers.m_isAway;
         m_begin = viewers.m_running.insert(Clock::now());
@@ -109,7 +110,7 @@ public:
 
     bool isNew() const { return m_isNew; }
 
-    /// After the loss of the connection, those that were idle are lost, too.
+    /// Drops all idle connections, too, because they are lost with this one.
     void reconnect()
     {
         m_connection.reset();
@@ -121,7 +122,9 @@ public:
     {
         const std::lock_guard<std::mutex> lock(m_viewers.m_lock);
         if (isAway != m_viewers.m_isAway) {
-            m_viewers.m_settings.log(fmt::format("corvaned: {} is {}", m_viewers.m_name, isAway ? "away" : "back"));
+            m_viewers.m_settings.log(
+                fmt::format("corvaned: {} {}", m_viewers.m_name,
+                            isAway ? "does not answer; requests that need it get 503" : "answers again"));
         }
         m_viewers.m_isAway = isAway;
         m_viewers.m_nextProbe = Clock::now() + kProbePause;
@@ -167,7 +170,7 @@ std::unique_ptr<PostgresConnection> PostgresViewers::connect()
     return connection;
 }
 
-// Several services may start at once; the first one does the work.
+// Several services may start at once. The lock lets the first one create the schema while the others wait.
 void PostgresViewers::bringUpToDate(PostgresConnection& connection) const
 {
     connection.execute("BEGIN");
@@ -238,7 +241,7 @@ void PostgresViewers::write(const Work& work)
 {
     bool isCommitting = false;
     run([&](PostgresConnection& connection) {
-        // Whether a commit without an answer was made is not known, so it is not repeated.
+        // Without an answer to the COMMIT it is unknown whether it was made, so the transaction is not repeated.
         if (isCommitting) {
             throw StoreUnavailable(m_name + " was lost during a commit");
         }
@@ -249,7 +252,7 @@ void PostgresViewers::write(const Work& work)
             connection.execute("COMMIT");
             isCommitting = false;
         } catch (const PostgresError& error) {
-            // Unless the connection is lost, the server has rolled back.
+            // If the connection is not lost, the server has rolled back.
             isCommitting = isCommitting && isLost(error);
             if (!isLost(error)) {
                 connection.execute("ROLLBACK");
@@ -266,13 +269,13 @@ void PostgresViewers::write(const Work& work)
 ServiceFigures PostgresViewers::figures()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return {{"corvaned_viewers_writes_total", "Changes committed to the viewers' store.", ServiceFigure::Kind::Counter,
-             static_cast<double>(m_writes)},
+    return {{"corvaned_viewers_writes_total", "Changes committed to the viewers' store.",
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_writes)},
             {"corvaned_viewers_retries_total", "Transactions repeated after a conflict or a lost connection.",
-             ServiceFigure::Kind::Counter, static_cast<double>(m_retries)},
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_retries)},
             {"corvaned_viewers_connections", "Connections to the database, idle and in use.",
-             ServiceFigure::Kind::Gauge, static_cast<double>(m_idle.size() + m_running.size())},
-            {"corvaned_viewers_up", "Whether the database answers (1) or not (0).", ServiceFigure::Kind::Gauge,
+             ServiceFigure::MetricKind::Gauge, static_cast<double>(m_idle.size() + m_running.size())},
+            {"corvaned_viewers_up", "Whether the database answers (1) or not (0).", ServiceFigure::MetricKind::Gauge,
              m_isAway ? 0.0 : 1.0}};
 }
 

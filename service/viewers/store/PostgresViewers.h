@@ -1,4 +1,4 @@
-// The viewers' store in PostgreSQL, for several services at once: a pool of connections, one transaction per write.
+// Stores viewers' data in PostgreSQL, for several services at once: a pool of connections, one transaction per write.
 #pragma once
 
 #include <atomic>
@@ -45,10 +45,10 @@ private:
 
     std::mutex m_lock;  // guards all below
     std::vector<std::unique_ptr<PostgresConnection>> m_idle;
-    std::multiset<Clock::time_point> m_running;  // the begin of each visit
+    std::multiset<Clock::time_point> m_running;  // when each visit began
     bool m_isCurrent = false;                    // the schema is up to date
     bool m_isAway = false;
-    bool m_isProbed = false;  // while it is away, one visit at a time looks whether it is back
+    bool m_isProbed = false;  // while the database does not answer, one visit at a time tries it
     Clock::time_point m_nextProbe;
 
     std::atomic<std::uint64_t> m_writes{0};

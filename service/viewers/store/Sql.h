@@ -1,5 +1,5 @@
-// SQL on either of the databases that keep viewers' data. Statements are written once, in the part of the language that
-// both have; parameters are "?" or "?1". ViewerStore.h gives out the connections.
+// SQL on either of the databases for viewers' data. Statements are written once, in the SQL that both understand, with
+// "?" or "?1" for parameters. ViewerStore.h gives out the connections.
 #pragma once
 
 #include <cstdint>
@@ -46,7 +46,7 @@ public:
     /// Runs statements that return no rows.
     virtual void execute(const std::string& sql) = 0;
 
-    /// Locks the user until the end of the transaction: other transactions wait in this function.
+    /// Locks the user until the end of the transaction. Other transactions wait in their lockUser().
     virtual void lockUser(std::string_view user) = 0;
 };
 

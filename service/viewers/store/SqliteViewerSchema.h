@@ -1,5 +1,5 @@
 // The schema of the viewers' file, as the steps of its history. To change it, add a step at the end; it is applied to
-// every file that lacks it. ViewerSchema.h and TuningCountsSchema.h have the first tables, which were once part of the
+// files that lack it. ViewerSchema.h and TuningCountsSchema.h have the first tables, which were once part of the
 // guide's file.
 #pragma once
 

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kMostInBatch = 64;
 
-// Beyond this time another process holds the lock for something long, such as a backup.
+// A longer wait means that another process holds the lock for something long, such as a backup.
 constexpr std::chrono::milliseconds kUsualWait{100};
 
 class SqliteStatement : public SqlStatement {
@@ -73,7 +73,7 @@ struct Inode {
     bool operator==(const Inode& other) const { return device == other.device && inode == other.inode; }
 };
 
-// SQLite would create the file with the rights that the umask leaves; its companions get the rights of the file.
+// SQLite would create the file with the permissions that the umask leaves. Its log gets those of the file.
 void createPrivately(const std::string& path)
 {
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
@@ -111,7 +111,7 @@ bool isBusy(const sqlite::SqliteError& error)
     return (error.code() & kPrimary) == SQLITE_BUSY || (error.code() & kPrimary) == SQLITE_LOCKED;
 }
 
-// Faults of the disk or of other processes; any other fault is a defect of the statement.
+// The cause is outside the statement: the disk or another process. Any other error is a defect of the statement.
 bool isOutside(const sqlite::SqliteError& error)
 {
     constexpr int kPrimary = 0xff;
@@ -164,7 +164,7 @@ SqliteViewers::SqliteViewers(std::string path, Mode mode, ViewerStoreSettings se
 
 SqliteViewers::~SqliteViewers() = default;
 
-// Writes nothing unless the format is an old one.
+// Writes nothing unless the format is old.
 std::shared_ptr<SqliteViewers::File> SqliteViewers::open(Mode mode) const
 {
     auto file = std::make_shared<File>(m_path);
@@ -174,8 +174,8 @@ std::shared_ptr<SqliteViewers::File> SqliteViewers::open(Mode mode) const
             reader = std::make_unique<sqlite::Connection>(m_path, SQLITE_OPEN_READONLY);
             checkedFormat(*reader, m_path);
         } catch (const sqlite::SqliteError&) {
-            // In a folder that cannot be written, SQLite cannot create the files of a log. If there is no log, no
-            // process is writing, and the file alone is the database.
+            // In a read-only folder, SQLite cannot create the log that it needs to open the file. If there is no log,
+            // no process is writing, and the file alone is the database.
             std::error_code failed;
             if (std::filesystem::exists(m_path + "-wal", failed)) {
                 throw;
@@ -191,7 +191,7 @@ std::shared_ptr<SqliteViewers::File> SqliteViewers::open(Mode mode) const
     }
     file->writer = std::make_unique<sqlite::Connection>(m_path, SQLITE_OPEN_READWRITE);
     sqlite::Connection& writer = *file->writer;
-    // The log is started again in limitLog().
+    // limitLog() makes the checkpoints.
     writer.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA wal_autocheckpoint = 0");
     if (checkedFormat(writer, m_path) < kViewersFormat) {
         sqlite::Transaction transaction(writer, sqlite::Transaction::Kind::Write);
@@ -213,8 +213,8 @@ std::shared_ptr<SqliteViewers::File> SqliteViewers::open(Mode mode) const
     return file;
 }
 
-// The file under the path. One that was deleted is not written to any more, and is not created again: it would be
-// empty.
+// Opens the file again if it was replaced. A deleted file is neither written to nor created again, because the new one
+// would be empty.
 std::shared_ptr<SqliteViewers::File> SqliteViewers::current()
 {
     const std::lock_guard<std::mutex> lock(m_fileLock);
@@ -280,7 +280,7 @@ void SqliteViewers::write(const Work& work)
     Pending own{work, false, nullptr};
     std::unique_lock<std::mutex> lock(m_queueLock);
     m_queue.push_back(&own);
-    // While another process holds the lock, half of the handlers stay free for requests that need no writing.
+    // While another process holds the lock, at most half of the handlers wait for it.
     const auto isSurplus = [&] {
         const auto place = std::find(m_queue.begin(), m_queue.end(), &own);
         return m_isBlocked && static_cast<std::size_t>(place - m_queue.begin()) + 1 >= m_settings.handlers / 2;
@@ -303,7 +303,7 @@ void SqliteViewers::write(const Work& work)
         try {
             const std::shared_ptr<File> file = current();
             commit(*file, batch);
-            // Whether the file that was written to is still the one that others will read.
+            // If the file was replaced meanwhile, readers will not see the change.
             if (current() != file) {
                 throw StoreUnavailable(fmt::format("{} was replaced during a write", m_path));
             }
@@ -325,7 +325,7 @@ void SqliteViewers::write(const Work& work)
     }
 }
 
-// Takes the write lock. While it waits for another process, others of the queue may give up.
+// Takes the write lock. While another process holds it, surplus writers leave the queue with an error.
 void SqliteViewers::begin(File& file)
 {
     const auto end = std::chrono::steady_clock::now() + m_settings.waitTime;
@@ -345,13 +345,13 @@ void SqliteViewers::begin(File& file)
             }
             setBlocked(true);
             if (std::chrono::steady_clock::now() >= end) {
-                throw StoreUnavailable(fmt::format("another process has locked {} for long", m_path));
+                throw StoreUnavailable(fmt::format("another process has locked {} for too long", m_path));
             }
         }
     }
 }
 
-// One transaction for the batch. A write that fails is undone alone.
+// Commits the batch in one transaction. A failed write is rolled back without the others.
 void SqliteViewers::commit(File& file, const std::vector<Pending*>& batch)
 {
     sqlite::Connection& writer = *file.writer;
@@ -394,13 +394,14 @@ void SqliteViewers::commit(File& file, const std::vector<Pending*>& batch)
                     pending->error = std::make_exception_ptr(StoreUnavailable(error.what()));
                 }
             } catch (...) {
-                // The work's own refusal.
+                // The work itself refused; its exception is passed on.
             }
         }
     }
 }
 
-// Copies the log into the database and starts it again; waits for readers of the log, which are short.
+// Copies a long log into the database, so that it is written from its beginning again. Waits for readers, which are
+// short.
 void SqliteViewers::limitLog(File& file)
 {
     if (m_logPages < kLogPages) {
@@ -421,12 +422,12 @@ void SqliteViewers::limitLog(File& file)
 ServiceFigures SqliteViewers::figures()
 {
     constexpr double kPageBytes = 4096;
-    return {{"corvaned_viewers_writes_total", "Changes committed to the viewers' store.", ServiceFigure::Kind::Counter,
-             static_cast<double>(m_writes)},
+    return {{"corvaned_viewers_writes_total", "Changes committed to the viewers' store.",
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_writes)},
             {"corvaned_viewers_batches_total", "Transactions in which they were committed.",
-             ServiceFigure::Kind::Counter, static_cast<double>(m_batches)},
+             ServiceFigure::MetricKind::Counter, static_cast<double>(m_batches)},
             {"corvaned_viewers_log_bytes", "Size of the write-ahead log at the last commit.",
-             ServiceFigure::Kind::Gauge, m_logPages * kPageBytes}};
+             ServiceFigure::MetricKind::Gauge, m_logPages * kPageBytes}};
 }
 
 }  // namespace corvaned

@@ -1,4 +1,4 @@
-// The viewers' store as a file of SQLite in WAL mode. Writers are queued, and one of them commits for all that wait.
+// Stores viewers' data in an SQLite file in WAL mode. Writers queue, and the first one commits for all that wait.
 #pragma once
 
 #include <atomic>
@@ -16,8 +16,8 @@
 
 namespace corvaned {
 
-/// Pages of the write-ahead log from which on it is started again: 4 MiB. A batch adds at most the uploads of all
-/// handlers, so that the log stays below 16 MiB.
+/// Pages of the write-ahead log after which it is copied into the database: 4 MiB. A batch adds at most the uploads of
+/// all handlers, so the log stays below 16 MiB.
 inline constexpr int kLogPages = 1000;
 
 /// [any thread]
@@ -53,13 +53,13 @@ private:
 
     std::mutex m_fileLock;  // guards m_file and m_isLost
     std::shared_ptr<File> m_file;
-    bool m_isLost = false;  // the path names another file, which cannot be used, or none
+    bool m_isLost = false;  // the path names no file, or another one that cannot be used
 
     std::mutex m_queueLock;  // guards all below
     std::condition_variable m_turn;
     std::deque<Pending*> m_queue;
     bool m_isWriting = false;
-    bool m_isBlocked = false;  // another process has held the lock for long
+    bool m_isBlocked = false;  // another process holds the lock
 
     std::atomic<std::uint64_t> m_writes{0};
     std::atomic<std::uint64_t> m_batches{0};

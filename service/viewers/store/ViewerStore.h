@@ -14,8 +14,8 @@
 
 namespace corvaned {
 
-/// The store cannot be used at present: it is unreachable, locked, full or too slow. what() is for the log. It is
-/// unknown whether the change was made.
+/// The store cannot be used at present: it is unreachable, locked, full or too slow. A change may or may not have
+/// been made. what() is for the log.
 class StoreUnavailable : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -31,8 +31,8 @@ public:
     ViewerStore& operator=(const ViewerStore&) = delete;
     virtual ~ViewerStore() = default;
 
-    /// Runs `work`, which only reads. With SQLite it sees one state; with PostgreSQL each statement sees what is
-    /// committed. As with write(), `work` may run several times.
+    /// Runs `work`, which only reads. With SQLite all of its statements see one state; with PostgreSQL each statement
+    /// sees the latest committed one. As with write(), `work` may run several times.
     /// @throws StoreUnavailable, and what `work` throws
     virtual void read(const Work& work) = 0;
 
@@ -50,8 +50,8 @@ public:
 struct ViewerStoreSettings {
     std::chrono::milliseconds statementTime{2000};  // for one statement
     std::chrono::milliseconds waitTime{5000};       // for other writers, or for a connection
-    std::size_t handlers = 8;                       // threads that use the store at a time
-    bool mustAnswer = true;                         // openViewers() fails if the database is unreachable
+    std::size_t handlers = 8;                       // threads that may use the store
+    bool mustAnswer = true;                         // whether openViewers() fails if the database is unreachable
     std::function<void(const std::string& line)> log = [](const std::string&) {};
 };
 

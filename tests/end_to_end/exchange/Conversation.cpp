@@ -38,15 +38,15 @@ void Conversation::setReplyBody(const std::string& body)
     setReply("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
 }
 
-Conversation::Told Conversation::call(const std::string& operation, const nlohmann::json& parameters)
+Conversation::CallOutcome Conversation::call(const std::string& operation, const nlohmann::json& parameters)
 {
     const std::size_t before = m_server.requests().size();
-    Told told;
-    told.answer = m_process->call(operation, parameters);
-    told.accepted = m_process->accepted();
+    CallOutcome outcome;
+    outcome.answer = m_process->call(operation, parameters);
+    outcome.accepted = m_process->accepted();
     const std::vector<std::string> all = m_server.requests();
-    told.requests.assign(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
-    return told;
+    outcome.requests.assign(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
+    return outcome;
 }
 
 void Conversation::serve(host::RawServer::RawConnection& connection)

@@ -39,12 +39,12 @@ public:
     void setReplyBody(const std::string& body);
 
     /// The answer to a call and the requests that reached the server during it.
-    struct Told {
+    struct CallOutcome {
         nlohmann::json answer;
         nlohmann::json accepted;  ///< the notification "accepted"; null if there was none
         std::vector<std::string> requests;
     };
-    Told call(const std::string& operation, const nlohmann::json& parameters);
+    CallOutcome call(const std::string& operation, const nlohmann::json& parameters);
 
     /// Ends the command. @return its exit code
     int finish() { return m_process->finish(); }

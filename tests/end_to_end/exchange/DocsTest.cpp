@@ -119,10 +119,10 @@ std::vector<std::string> returnedStatuses(const Description& description)
     return found;
 }
 
-bool says(const Description& description, const std::string& status)
+bool lists(const Description& description, const std::string& status)
 {
-    for (const std::string& said : returnedStatuses(description)) {
-        if (said == status || said.rfind(status + " ", 0) == 0) {
+    for (const std::string& listed : returnedStatuses(description)) {
+        if (listed == status || listed.rfind(status + " ", 0) == 0) {
             return true;
         }
     }
@@ -162,9 +162,9 @@ TEST(OperationsPage, AgreesWithTheOperationTable)
         const Description& description = page()[index];
         EXPECT_EQ(description.says.at("Request"), requestWords(row));
         EXPECT_EQ(description.says.at("Cancel"), cancelWords(row));
-        EXPECT_TRUE(says(description, "-3"));
-        EXPECT_EQ(says(description, "-202"), row.session == vorel::Session::Needed);
-        EXPECT_EQ(says(description, "-59"), row.clock == vorel::Clock::Needed);
+        EXPECT_TRUE(lists(description, "-3"));
+        EXPECT_EQ(lists(description, "-202"), row.session == vorel::Session::Needed);
+        EXPECT_EQ(lists(description, "-59"), row.clock == vorel::Clock::Needed);
     }
 }
 
@@ -211,9 +211,9 @@ struct OperationsPageExamples : ::testing::Test {
         }
     }
 
-    static int returned(const Conversation::Told& told)
+    static int returned(const Conversation::CallOutcome& outcome)
     {
-        return told.answer.value("/result/return"_json_pointer, 12345);
+        return outcome.answer.value("/result/return"_json_pointer, 12345);
     }
 
     std::string nameOf(const Description& description) const
@@ -238,10 +238,10 @@ TEST_F(OperationsPageExamples, SendTheRequestsThatThePageShows)
     fetchTime();
     for (const Description& description : page()) {
         SCOPED_TRACE(description.title);
-        const auto told = conversation->call(nameOf(description), parameters(description));
-        EXPECT_EQ(returned(told), 0) << told.answer;
-        ASSERT_EQ(told.requests.size(), 1u);
-        EXPECT_EQ(shown(told.requests[0]), description.code.at("Request"));
+        const auto outcome = conversation->call(nameOf(description), parameters(description));
+        EXPECT_EQ(returned(outcome), 0) << outcome.answer;
+        ASSERT_EQ(outcome.requests.size(), 1u);
+        EXPECT_EQ(shown(outcome.requests[0]), description.code.at("Request"));
     }
 }
 
@@ -261,9 +261,9 @@ TEST_F(OperationsPageExamples, AreRefusedWithoutARequiredArgument)
                                 : old.is_array()   ? Json::array()
                                 : old.is_boolean() ? Json(false)
                                                    : Json(0);
-            const auto told = conversation->call(nameOf(description), parameters);
-            EXPECT_EQ(returned(told), required[index] ? -1 : 0) << told.answer;
-            EXPECT_TRUE(!required[index] || says(description, "-1"));
+            const auto outcome = conversation->call(nameOf(description), parameters);
+            EXPECT_EQ(returned(outcome), required[index] ? -1 : 0) << outcome.answer;
+            EXPECT_TRUE(!required[index] || lists(description, "-1"));
         }
     }
 }
@@ -274,7 +274,7 @@ TEST_F(OperationsPageExamples, AreRefusedWithoutAnOptionThatThePageNames)
         start(std::string("vorel_") + option);
         for (const Description& description : page()) {
             // Without a country the server's time cannot be fetched; these operations require no option.
-            if (says(description, "-59")) {
+            if (lists(description, "-59")) {
                 continue;
             }
             SCOPED_TRACE(description.title + " without " + option);

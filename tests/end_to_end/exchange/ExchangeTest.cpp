@@ -52,7 +52,7 @@ Json withoutNothing(const Json& value)
     return kept;
 }
 
-std::string fileText(const std::string& path)
+std::string contentOf(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
     return in ? std::string(std::istreambuf_iterator<char>(in), {}) : "(no file)";
@@ -92,21 +92,21 @@ private:
         for (const ExchangeStep& step : exchange.steps) {
             SCOPED_TRACE(step.operation + " " + step.parameters);
             conversation.setReply(wireReply(step.reply));
-            const Conversation::Told told = conversation.call(step.operation, Json::parse(step.parameters));
-            expectResult(step, told);
-            EXPECT_EQ(told.requests,
+            const Conversation::CallOutcome outcome = conversation.call(step.operation, Json::parse(step.parameters));
+            expectResult(step, outcome);
+            EXPECT_EQ(outcome.requests,
                       step.request ? std::vector<std::string>{*step.request} : std::vector<std::string>{});
             for (const auto& [path, text] : step.files) {
-                EXPECT_EQ(fileText(path), text) << path;
+                EXPECT_EQ(contentOf(path), text) << path;
             }
         }
         EXPECT_EQ(conversation.finish(), 0);
     }
 
-    static void expectResult(const ExchangeStep& step, const Conversation::Told& told)
+    static void expectResult(const ExchangeStep& step, const Conversation::CallOutcome& outcome)
     {
-        ASSERT_TRUE(told.answer.contains("result")) << told.answer;
-        const Json& result = told.answer["result"];
+        ASSERT_TRUE(outcome.answer.contains("result")) << outcome.answer;
+        const Json& result = outcome.answer["result"];
         Json expected = Json::parse(step.result);
         expected.emplace("return", 0);
         for (const auto& [name, value] : expected.items()) {
@@ -116,9 +116,11 @@ private:
         // A file must state the results of a call if and only if there are any.
         EXPECT_EQ(result.contains("results"), expected.contains("results")) << result;
         if (result.contains("results") && result.contains("reference")) {
-            EXPECT_EQ(told.accepted.value("method", ""), "accepted");
-            EXPECT_EQ(told.accepted.value("/params/reference"_json_pointer, 0), result["reference"]) << told.accepted;
-            EXPECT_EQ(told.accepted.value("/params/requestID"_json_pointer, 0), result["requestID"]) << told.accepted;
+            EXPECT_EQ(outcome.accepted.value("method", ""), "accepted");
+            EXPECT_EQ(outcome.accepted.value("/params/reference"_json_pointer, 0), result["reference"])
+                << outcome.accepted;
+            EXPECT_EQ(outcome.accepted.value("/params/requestID"_json_pointer, 0), result["requestID"])
+                << outcome.accepted;
         }
     }
 

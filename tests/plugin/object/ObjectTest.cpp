@@ -313,9 +313,9 @@ TEST(Dispatch, IgnoresReservedAndUnknownKeys)
     FakeHost host;
     WVorelOAI object;
     const HttpResponse response;
-    class Kind final : public VorelServiceCMD {
+    class KeyedCommand final : public VorelServiceCMD {
     public:
-        Kind(WVorelOAI* owner, unsigned int key) : VorelServiceCMD(WContentProvider(), nullptr, owner)
+        KeyedCommand(WVorelOAI* owner, unsigned int key) : VorelServiceCMD(WContentProvider(), nullptr, owner)
         {
             setCMDKey(key);
         }
@@ -323,14 +323,14 @@ TEST(Dispatch, IgnoresReservedAndUnknownKeys)
     EXPECT_EQ(WVorelOAI::cbFnVorelRequestCompleted(0, response, nullptr, 7), 7u);
     EXPECT_TRUE(host.hasLine("[cbFnVorelRequestCompleted] ========= pCmd is NULL!!!!!!! \n"));
     for (const unsigned int key : {0u, 1u, 2u}) {
-        Kind command(&object, key);
+        KeyedCommand command(&object, key);
         EXPECT_EQ(WVorelOAI::cbFnVorelRequestCompleted(0, response, &command, 7), 0u);
     }
     for (const unsigned int key : {52u, 0xFFFFFFFFu}) {
-        Kind command(&object, key);
+        KeyedCommand command(&object, key);
         EXPECT_EQ(WVorelOAI::cbFnVorelRequestCompleted(0, response, &command, 7), 7u);
     }
-    Kind orphan(nullptr, 18);
+    KeyedCommand orphan(nullptr, 18);
     EXPECT_EQ(WVorelOAI::cbFnVorelRequestCompleted(0, response, &orphan, 7), 7u);
     EXPECT_TRUE(
         host.hasLine("[cbFnVorelRequestCompleted]  ================ cbFnVorelRequestCompleted : uRequestRef = 7\n"));

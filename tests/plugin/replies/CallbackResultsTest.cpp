@@ -9,17 +9,17 @@ namespace W::test {
 namespace {
 
 /// A good reply, so long that its string must allocate memory.
-std::string goodBody(const Kind& kind)
+std::string goodBody(const CommandKind& kind)
 {
     if (kind.parser == nullptr) {
         return "{\"rsp\":{\"stat\":\"OK\",\"result\":\"" + std::string(5000, 'x') + "\"}}";
     }
-    return replyText(fullReply(parserCase(kind.parser)));
+    return replyBody(fullReply(parserCase(kind.parser)));
 }
 
 TEST(CallbackResults, LiveUntilTheCallbackReturnsWhenItDestroysTheObject)
 {
-    for (const Kind& kind : kinds()) {
+    for (const CommandKind& kind : kinds()) {
         SCOPED_TRACE(kind.handler);
         FakeHost host;
         setAllOptions(host);

@@ -53,13 +53,14 @@ struct Delivery : ::testing::Test {
     WVorelOAI object;
 
     /// The body of a full reply; any string if nothing is parsed.
-    static std::string fullBody(const Kind& kind)
+    static std::string fullBody(const CommandKind& kind)
     {
-        return kind.parser != nullptr ? replyText(fullReply(parserCase(kind.parser))) : "any text";
+        return kind.parser != nullptr ? replyBody(fullReply(parserCase(kind.parser))) : "any text";
     }
 
     /// Expects exactly one callback, with a status.
-    void deliver(const Kind& kind, Delivered& delivered, SESSION_STATUS session, int code, const std::string& body)
+    void deliver(const CommandKind& kind, Delivered& delivered, SESSION_STATUS session, int code,
+                 const std::string& body)
     {
         const std::unique_ptr<VorelServiceCMD> command = kind.make(&object, &delivered);
         delivered.calls = 0;
@@ -72,7 +73,7 @@ struct Delivery : ::testing::Test {
     }
 
     /// The results of a kind when nothing was parsed.
-    static Shown nothing(const Kind& kind, const std::string& body)
+    static Shown nothing(const CommandKind& kind, const std::string& body)
     {
         Shown results = Shown::array();
         if (kind.key == 46) {
@@ -94,7 +95,7 @@ struct Delivery : ::testing::Test {
     }
 
     /// The results of a kind for the full reply.
-    static Shown everything(const Kind& kind, const std::string& body)
+    static Shown everything(const CommandKind& kind, const std::string& body)
     {
         if (kind.results.empty()) {
             return nothing(kind, body);
@@ -114,7 +115,7 @@ struct Delivery : ::testing::Test {
 
 TEST_F(Delivery, MapsEveryHttpCode)
 {
-    const Kind& kind = kindOf(18);
+    const CommandKind& kind = kindOf(18);
     const std::string body = fullBody(kind);
     for (int code = 0; code <= 700; ++code) {
         SCOPED_TRACE(code);
@@ -128,7 +129,7 @@ TEST_F(Delivery, MapsEveryHttpCode)
 
 TEST_F(Delivery, MapsEverySessionStatus)
 {
-    const Kind& kind = kindOf(18);
+    const CommandKind& kind = kindOf(18);
     const std::string body = fullBody(kind);
     std::vector<int> statuses = {-1, 255, 600, 601, INT_MAX, INT_MIN};
     for (int session = 1; session <= 150; ++session) {
@@ -145,7 +146,7 @@ TEST_F(Delivery, MapsEverySessionStatus)
 
 TEST_F(Delivery, EveryKindDeliversTheStatusOfItsExchange)
 {
-    for (const Kind& kind : kinds()) {
+    for (const CommandKind& kind : kinds()) {
         if (kind.key == 51) {
             continue;  // The file decides the status of a download.
         }
@@ -226,7 +227,7 @@ TEST_F(Delivery, ASessionThatWasCancelledIsNeitherStoredNorShown)
 
 TEST_F(Delivery, SearchesDeliverTheBodyUnchanged)
 {
-    const Kind& kind = kindOf(46);
+    const CommandKind& kind = kindOf(46);
     for (const char* const body : {"", "<html>", R"({"rsp":{"stat":"FAIL","err":{"code":"1"}}})", "[]"}) {
         for (const int code : {0, 200, 201, 204, 304, 404, 500}) {
             Delivered delivered;
@@ -315,7 +316,7 @@ TEST_F(Delivery, HandlersCatchWhatDetailsAndSeriesThrow)
 
 TEST_F(Delivery, EveryKindDeliversWhatWasReadBeforeItFailed)
 {
-    for (const Kind& kind : kinds()) {
+    for (const CommandKind& kind : kinds()) {
         if (kind.parser == nullptr) {
             continue;
         }
@@ -334,7 +335,7 @@ TEST_F(Delivery, EveryKindDeliversWhatWasReadBeforeItFailed)
 // -- Lines
 
 /// The handler's name in the lines about cancelling and exit.
-std::string leavingName(const Kind& kind)
+std::string leavingName(const CommandKind& kind)
 {
     return kind.key == 27 ? "cbGetSeiresDetailInfoDone" : kind.handler;
 }
@@ -343,7 +344,7 @@ struct DeliveryLines : Delivery {
     HttpRequest request{HTTP_GET, "u", {}, "", nullptr, nullptr};
     unsigned long long reference = 0;
 
-    void expectLines(const Kind& kind, bool isCancelled)
+    void expectLines(const CommandKind& kind, bool isCancelled)
     {
         const std::string name = std::string("[") + kind.handler + "] ";
         std::vector<Line> expected = {
@@ -372,7 +373,7 @@ struct DeliveryLines : Delivery {
 
 TEST_F(DeliveryLines, AreStatedForEveryHandler)
 {
-    for (const Kind& kind : kinds()) {
+    for (const CommandKind& kind : kinds()) {
         SCOPED_TRACE(kind.handler);
         for (const bool hasCallback : {true, false}) {
             Delivered delivered;
@@ -388,7 +389,7 @@ TEST_F(DeliveryLines, AreStatedForEveryHandler)
 
 TEST_F(DeliveryLines, AreStatedForEveryCancelledHandler)
 {
-    for (const Kind& kind : kinds()) {
+    for (const CommandKind& kind : kinds()) {
         SCOPED_TRACE(kind.handler);
         for (const bool hasCallback : {true, false}) {
             Delivered delivered;
@@ -435,7 +436,7 @@ TEST_F(Delivery, OnlyTheMisspelledSeriesLinesDiffer)
 
 TEST_F(Delivery, NoExceptionOfACallbackLeavesACompletion)
 {
-    for (const Kind& kind : kinds()) {
+    for (const CommandKind& kind : kinds()) {
         SCOPED_TRACE(kind.handler);
         Delivered delivered;
         delivered.throws = true;
@@ -455,7 +456,7 @@ TEST_F(Delivery, CommandsWithoutARouteRunNoCallback)
     EXPECT_EQ(host.lines()[0].level, 8u);
     EXPECT_EQ(host.lines()[0].flags, 0u);
 
-    for (const Kind& kind : kinds()) {
+    for (const CommandKind& kind : kinds()) {
         Delivered delivered;
         const std::unique_ptr<VorelServiceCMD> command = kind.make(nullptr, &delivered);
         host.forgetLines();
@@ -485,7 +486,7 @@ TEST_F(Delivery, EveryOperationIsAnsweredOnceWithEveryKindOfEnd)
             continue;
         }
         SCOPED_TRACE(row.key);
-        const Kind& kind = kindOf(row.key);
+        const CommandKind& kind = kindOf(row.key);
         const struct {
             SESSION_STATUS session;
             int code;

@@ -19,7 +19,7 @@ public:
     {
         std::string text = chance(2) ? mutateTree(reply) : reply;
         for (int count = chance(3) ? 0 : below(3); count > 0; --count) {
-            mutateText(text);
+            mutateString(text);
         }
         return text;
     }
@@ -79,7 +79,7 @@ private:
         return root.dump();
     }
 
-    void mutateText(std::string& text)
+    void mutateString(std::string& text)
     {
         static const char kStructure[] = "{}[]:,\"\\/*\0 1e-";
         const auto at = [&] { return static_cast<std::size_t>(below(text.size() + 1)); };

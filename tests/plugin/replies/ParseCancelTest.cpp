@@ -33,7 +33,7 @@ struct CancelTest : ::testing::Test {
     /// Parses a reply and cancels before a cancel test. @param cancelAt  its number, from 1; 0 for never
     Results parse(const ParserCase& row, const Tree& rsp, int cancelAt, Outputs outputs = Outputs::Fresh)
     {
-        return parseBody(row, replyText(rsp), cancelAt, outputs);
+        return parseBody(row, replyBody(rsp), cancelAt, outputs);
     }
 
     Results parseBody(const ParserCase& row, const std::string& body, int cancelAt, Outputs outputs)
@@ -244,7 +244,7 @@ TEST_F(CancelTest, ACancelledReplyHasTheSameResultInPiecesAndAsAWhole)
     int notJson = 0;
     for (const ParserCase& row : parserCases()) {
         for (int count = 0; count < kRepliesOfARow && row.cancelTests > 0; ++count) {
-            const std::string body = mutate(replyText(fullReply(row)));
+            const std::string body = mutate(replyBody(fullReply(row)));
             lead.clear();
             renew();
             const int whole = parseBody(row, body, 0, Outputs::Fresh).status;

@@ -127,20 +127,20 @@ TEST_P(Envelopes, AReplyThatDoesNotReportSuccessIsAnError)
 TEST_P(Envelopes, ErrorsOfTheServiceDoNotChangeTheOutputs)
 {
     const Tree report = {{"code", "101"}, {"msg", "bad"}};
-    expectUntouched(replyText(replyWith("FAIL", report)), -9101);
+    expectUntouched(replyBody(replyWith("FAIL", report)), -9101);
     EXPECT_TRUE(host.lines().size() == 2 &&
                 host.lines()[0].text.find("Error Code:101   ErrorMsg:bad\n") != std::string::npos);
     // An "err" is a failure even if "stat" reports success.
-    expectUntouched(replyText(replyWith("OK", report)), -9101);
-    expectUntouched(replyText(replyWith("FAIL", {{"code", "-9500"}})), -500);
-    expectUntouched(replyText(replyWith("FAIL", nullptr)), -9000);
-    expectUntouched(replyText(replyWith("FAIL", {{"code", "99999999999"}})), INT_MIN);
+    expectUntouched(replyBody(replyWith("OK", report)), -9101);
+    expectUntouched(replyBody(replyWith("FAIL", {{"code", "-9500"}})), -500);
+    expectUntouched(replyBody(replyWith("FAIL", nullptr)), -9000);
+    expectUntouched(replyBody(replyWith("FAIL", {{"code", "99999999999"}})), INT_MIN);
 }
 
 TEST_P(Envelopes, AnUnreadableErrIsMinus57AndDoesNotChangeTheOutputs)
 {
     for (const Tree& report : {Tree(""), Tree(0), Tree(false), Tree("text"), Tree{{"code", Tree::array()}}}) {
-        expectUntouched(replyText(replyWith("OK", report)), -57);
+        expectUntouched(replyBody(replyWith("OK", report)), -57);
     }
 }
 
@@ -149,7 +149,7 @@ TEST_P(Envelopes, AnEmptyErrAndWordsThatBeginWithOkAreSuccess)
     const Shown expected = stated(row);
     for (const char* const stat : {"OK", "ok", "oK", "OKAY", "okra"}) {
         for (const Tree& report : {Tree(nullptr), Tree::object(), Tree::array()}) {
-            const Results results = parse(replyText(replyWith(stat, report)), Outputs::Fresh);
+            const Results results = parse(replyBody(replyWith(stat, report)), Outputs::Fresh);
             EXPECT_EQ(results.status, 0) << stat;
             EXPECT_EQ(results.outputs, expected) << stat;
         }
@@ -158,14 +158,14 @@ TEST_P(Envelopes, AnEmptyErrAndWordsThatBeginWithOkAreSuccess)
 
 TEST_P(Envelopes, AnErrorCodeThatIsMappedTo0IsSuccess)
 {
-    const Results results = parse(replyText(replyWith("FAIL", {{"code", "-9000"}})), Outputs::Fresh);
+    const Results results = parse(replyBody(replyWith("FAIL", {{"code", "-9000"}})), Outputs::Fresh);
     EXPECT_EQ(results.status, 0);
     EXPECT_EQ(results.outputs, stated(row));
 }
 
 TEST_P(Envelopes, OddRepliesAreAccepted)
 {
-    const std::string reply = replyText(fullReply(row));
+    const std::string reply = replyBody(fullReply(row));
     const std::string open = R"({"rsp":{)";
     std::string withNul = open + R"("odd":"a)" + std::string(1, '\0') + R"(b",)" + reply.substr(open.size());
     const std::string bodies[] = {
@@ -185,7 +185,7 @@ TEST_P(Envelopes, OddRepliesAreAccepted)
 TEST_P(Envelopes, CommandsWithoutOwnerParseAsNotCancelled)
 {
     Calling calling;
-    calling.body = replyText(fullReply(row));
+    calling.body = replyBody(fullReply(row));
     calling.reference = 4711;
     const Results results = row.parse(calling);
     EXPECT_EQ(results.status, 0);

@@ -20,13 +20,13 @@ namespace {
 using Values = std::set<std::string>;
 
 /// A value of the reply as the tests compare it; empty if no record shows it.
-std::string valueText(const Tree& leaf)
+std::string valueString(const Tree& leaf)
 {
     const std::string text = leaf.get<std::string>();
     return text == "unread" ? std::string() : text;
 }
 
-bool isEmptyText(const Tree& value)
+bool isEmptyString(const Tree& value)
 {
     return value.is_string() && value.get_ref<const std::string&>().empty();
 }
@@ -117,8 +117,8 @@ void removeFrom(Shown& outputs, const Values& values, void (*remove)(Shown&, con
 void collectValues(const Tree& tree, Values& values)
 {
     if (!tree.is_structured()) {
-        if (!valueText(tree).empty()) {
-            values.insert(valueText(tree));
+        if (!valueString(tree).empty()) {
+            values.insert(valueString(tree));
         }
         return;
     }
@@ -140,8 +140,8 @@ Values directValues(const Tree& array)
     Values values;
     for (const Tree& element : array) {
         for (const Tree& member : element) {
-            if (!member.is_structured() && !valueText(member).empty()) {
-                values.insert(valueText(member));
+            if (!member.is_structured() && !valueString(member).empty()) {
+                values.insert(valueString(member));
             }
         }
     }
@@ -226,7 +226,7 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
     Results parse(const Tree& rsp, Outputs outputs = Outputs::Fresh)
     {
         Calling calling;
-        calling.body = replyText(rsp);
+        calling.body = replyBody(rsp);
         calling.owner = &object;
         calling.outputs = outputs;
         host.forgetLines();
@@ -237,8 +237,8 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
     {
         ++g_statedReplies;
         const Results results = parse(rsp);
-        EXPECT_EQ(results.status, status) << replyText(rsp);
-        EXPECT_EQ(results.outputs, outputs) << replyText(rsp) << "\n" << Shown::diff(outputs, results.outputs);
+        EXPECT_EQ(results.status, status) << replyBody(rsp);
+        EXPECT_EQ(results.outputs, outputs) << replyBody(rsp) << "\n" << Shown::diff(outputs, results.outputs);
     }
 
     Tree replaced(const std::string& path, const Tree& value)
@@ -323,8 +323,8 @@ struct Parser : ::testing::TestWithParam<ParserCase> {
             }
             if (const char* const flag = flagAt(row, each.path)) {
                 outputs[flag] = false;
-            } else if (!valueText(each.value).empty()) {
-                lost.insert(valueText(each.value));
+            } else if (!valueString(each.value).empty()) {
+                lost.insert(valueString(each.value));
             }
         }
         removeFrom(outputs, lost, removeHolders);
@@ -389,10 +389,10 @@ TEST_P(Parser, IsTestedWithADistinctValueForEveryKey)
     Values values;
     const Shown flat = Shown::parse(row.outputs).flatten();
     for (const Key& key : keysOf(row)) {
-        if (key.value.is_structured() || valueText(key.value).empty() || flagAt(row, key.path) != nullptr) {
+        if (key.value.is_structured() || valueString(key.value).empty() || flagAt(row, key.path) != nullptr) {
             continue;
         }
-        const std::string value = valueText(key.value);
+        const std::string value = valueString(key.value);
         EXPECT_TRUE(values.insert(value).second) << key.path << ": " << value << " is there twice";
         const bool isShown =
             std::any_of(flat.begin(), flat.end(), [&](const Shown& leaf) { return shows(leaf, value); });
@@ -448,7 +448,7 @@ TEST_P(Parser, NullReadsAsEmpty)
     }
 }
 
-TEST_P(Parser, ObjectsAndArraysInsteadOfTextsAreUnreadable)
+TEST_P(Parser, ObjectsAndArraysInsteadOfStringsAreUnreadable)
 {
     for (const Key& key : keysOf(row)) {
         if (key.value.is_structured() || key.value == "unread") {
@@ -458,7 +458,7 @@ TEST_P(Parser, ObjectsAndArraysInsteadOfTextsAreUnreadable)
             SCOPED_TRACE(key.path + " is " + wrong.dump());
             const ImageAt* const image = keyOf(key.path) == "url" ? imageAt(row, parentOf(key.path)) : nullptr;
             // An empty object counts as a missing "url" if its presence is the condition.
-            if (image != nullptr && image->when == ReadWhen::UrlPresent && wrong.empty() && !isEmptyText(key.value)) {
+            if (image != nullptr && image->when == ReadWhen::UrlPresent && wrong.empty() && !isEmptyString(key.value)) {
                 expectAbsent(replaced(key.path, wrong), key);
             } else if (image == nullptr || image->when != ReadWhen::UrlPresent || !wrong.empty()) {
                 expectUnreadable(replaced(key.path, wrong), key);
@@ -564,7 +564,7 @@ bool replaceValue(Shown& shown, const std::string& value, const Scalar& by)
 Shown withScalar(const ParserCase& row, const Key& key, const Absence* absence, const Scalar& scalar)
 {
     Shown outputs = Shown::parse(absence != nullptr ? absence->outputs : row.outputs);
-    const std::string value = valueText(key.value);
+    const std::string value = valueString(key.value);
     const char* const flag = flagAt(row, key.path);
     if (absence != nullptr && keyOf(key.path) == "time") {
         // "100-200": a number without "-" is the beginning of a span.
@@ -586,10 +586,10 @@ Shown withScalar(const ParserCase& row, const Key& key, const Absence* absence, 
     return outputs;
 }
 
-TEST_P(Parser, ScalarsInsteadOfTextsAreReadAsTheirTexts)
+TEST_P(Parser, ScalarsInsteadOfStringsAreReadAsStrings)
 {
     for (const Key& key : keysOf(row)) {
-        if (key.value.is_structured() || valueText(key.value).empty()) {
+        if (key.value.is_structured() || valueString(key.value).empty()) {
             continue;
         }
         const Absence* const absence = absenceOf(key.path);

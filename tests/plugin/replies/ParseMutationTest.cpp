@@ -33,9 +33,9 @@ TEST(Mutation, EveryBrokenReplyIsAnsweredOnce)
             // A reply may have changed the session and the clock.
             openSession(object);
             setClock(object);
-            const Kind& kind = kinds()[static_cast<std::size_t>(mutate.below(kinds().size() - 1))];
+            const CommandKind& kind = kinds()[static_cast<std::size_t>(mutate.below(kinds().size() - 1))];
             const std::string reply =
-                kind.parser != nullptr ? replyText(fullReply(parserCase(kind.parser))) : R"({"rsp":{"stat":"OK"}})";
+                kind.parser != nullptr ? replyBody(fullReply(parserCase(kind.parser))) : R"({"rsp":{"stat":"OK"}})";
             const std::string body = mutate(reply);
             Counter counter;
             ASSERT_EQ(counter.accepted(callOf(kind.key).call(object, counter)), 0) << kind.handler;

@@ -23,9 +23,9 @@ std::size_t piecesOf(const std::string& text, const char* key = "channel")
     return vorel::Pieces(text, key).size();
 }
 
-struct Text {
+struct PiecesCase {
     const char* description;
-    std::string text;
+    std::string reply;
     std::size_t pieces;
 };
 
@@ -35,12 +35,12 @@ std::string nested(int levels)
     return R"({"rsp":{"channel":[{"a":)" + std::string(count, '[') + std::string(count, ']') + "}]}}";
 }
 
-TEST(Pieces, AreFoundInUnambiguousText)
+TEST(Pieces, AreFoundInUnambiguousReplies)
 {
-    const Text texts[] = {
+    const PiecesCase cases[] = {
         {"one", R"({"rsp":{"stat":"OK","channel":[{}]}})", 1},
         {"blanks between all", " { \"rsp\" : { \"channel\" : [ {\t} ,\t\r\n{ } ] , \"stat\" : \"OK\" } } ", 2},
-        {"brackets and quotes in texts", R"({"rsp":{"channel":[{"a":"]}\"\\"},{"b":"\\\"{[,"}]}})", 2},
+        {"brackets and quotes in strings", R"({"rsp":{"channel":[{"a":"]}\"\\"},{"b":"\\\"{[,"}]}})", 2},
         {"a key inside an element", R"({"rsp":{"channel":[{"channel":[1,2]},{}]}})", 2},
         {"the key elsewhere", R"({"channel":[{},{}],"rsp":{"a":{"channel":[{}]},"channel":[{},{},{}]}})", 3},
         {"text after the document", R"({"rsp":{"channel":[{},{}]}} and so on)", 2},
@@ -51,10 +51,10 @@ TEST(Pieces, AreFoundInUnambiguousText)
         {"no such array", R"({"rsp":{"stat":"OK"}})", 0},
         {"an empty array", R"({"rsp":{"channel":[]}})", 0},
         {"an object in its place", R"({"rsp":{"channel":{"0":{}}}})", 0},
-        {"elements that are no objects", R"({"rsp":{"channel":[{},1]}})", 0},
+        {"elements that are not objects", R"({"rsp":{"channel":[{},1]}})", 0},
         {"lists of lists", R"({"rsp":{"channel":[[{}]]}})", 0},
         {"two values without a comma", R"({"rsp":{"channel":[{}{}]}})", 0},
-        {"a comma too many", R"({"rsp":{"channel":[{},]}})", 0},
+        {"a trailing comma", R"({"rsp":{"channel":[{},]}})", 0},
         {"the same key again", R"({"rsp":{"channel":[{}],"channel":[]}})", 0},
         {"the same key again, and elements again", R"({"rsp":{"channel":[{}],"channel":[{}]}})", 0},
         {"two envelopes", R"({"rsp":{"channel":[{}]},"rsp":{}})", 0},
@@ -66,18 +66,18 @@ TEST(Pieces, AreFoundInUnambiguousText)
         {"a frame that is not JSON", R"({"rsp":{"channel":[{}],"stat":OK}})", 0},
         {"a frame with a bracket of the wrong kind", R"({"rsp":{"channel":[{}],"a":[}}})", 0},
         {"cut off in the array", R"({"rsp":{"channel":[{},{)", 0},
-        {"cut off in a text", R"({"rsp":{"channel":[{"a":"\")", 0},
+        {"cut off in a string", R"({"rsp":{"channel":[{"a":"\")", 0},
         {"cut off after a comma", R"({"rsp":{"channel":[{},)", 0},
         {"cut off after the array", R"({"rsp":{"channel":[{}])", 0},
         {"a byte order mark", "\xEF\xBB\xBF{\"rsp\":{\"channel\":[{}]}}", 0},
         {"nothing", "", 0},
     };
-    for (const Text& row : texts) {
+    for (const PiecesCase& row : cases) {
         SCOPED_TRACE(row.description);
         // A byte order mark also precedes the blanks.
-        const bool marked = row.text.rfind("\xEF", 0) == 0;
-        EXPECT_EQ(piecesOf(marked ? row.text + blanks() : blanks() + row.text), row.pieces);
-        EXPECT_EQ(piecesOf(row.text), 0u) << "short texts are read as a whole";
+        const bool marked = row.reply.rfind("\xEF", 0) == 0;
+        EXPECT_EQ(piecesOf(marked ? row.reply + blanks() : blanks() + row.reply), row.pieces);
+        EXPECT_EQ(piecesOf(row.reply), 0u) << "short replies are read as a whole";
     }
 }
 
@@ -131,7 +131,7 @@ TEST(Pieces, ABrokenReplyHasTheSameResultInPiecesAndAsAWhole)
     }
     for (int count = 0; count < kRounds; ++count) {
         const ParserCase& row = *rows[static_cast<std::size_t>(mutate.below(rows.size()))];
-        const std::string body = mutate(replyText(fullReply(row)));
+        const std::string body = mutate(replyBody(fullReply(row)));
         ASSERT_EQ(dump(reading(row, blanks() + body)), dump(reading(row, body))) << row.name << "\n" << body;
         for (const char* const key : {"channel", "content", "mso", "channel_guide", "candidate_missed"}) {
             inPieces += piecesOf(blanks() + body, key) != 0 ? 1 : 0;

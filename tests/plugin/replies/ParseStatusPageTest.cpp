@@ -14,7 +14,7 @@
 namespace W::test {
 namespace {
 
-std::string fileText(const std::string& path)
+std::string contentOf(const std::string& path)
 {
     std::ifstream file(path);
     std::stringstream text;
@@ -26,7 +26,7 @@ std::string fileText(const std::string& path)
 /// The first two cells of every row of the table whose first heading is given.
 std::multimap<std::string, std::string> rowsOf(const std::string& heading)
 {
-    std::istringstream page(fileText(CORVANE_STATUSES_PAGE));
+    std::istringstream page(contentOf(CORVANE_STATUSES_PAGE));
     std::multimap<std::string, std::string> rows;
     bool inTable = false;
     for (std::string line; std::getline(page, line);) {
@@ -48,7 +48,7 @@ std::multimap<std::string, std::string> rowsOf(const std::string& heading)
 std::map<std::string, int> constants()
 {
     static const std::string kDeclaration = "constexpr WSTATUS ";
-    std::istringstream header(fileText(CORVANE_TYPES_HEADER));
+    std::istringstream header(contentOf(CORVANE_TYPES_HEADER));
     std::map<std::string, int> found;
     for (std::string line; std::getline(header, line);) {
         const std::size_t begin = line.find(kDeclaration);

@@ -81,7 +81,7 @@ TEST_F(IrregularRequests, TtidIsUpperCaseInRelatedContentAndLowerCaseInTheHistor
 TEST_F(IrregularRequests, OnAirAndSeriesHaveNoDeviceFallback)
 {
     empty("vorel_device_type");
-    EXPECT_EQ(send(&O::getOnAir, Texts{"a"}, Numbers{1}).url,
+    EXPECT_EQ(send(&O::getOnAir, Strings{"a"}, Numbers{1}).url,
               std::string(kService) + "channel/onair?country=US&lang=en&headend=H1&device=&sourceid=a&imagesize=1");
     EXPECT_EQ(send(&O::getSeriesDetailInfo, "c", "s").url,
               std::string(kService) + "browse/content/c/series?country=US&headend=H1&device=&lang=en&sourceid=s");
@@ -221,9 +221,9 @@ struct CommandAlone : ::testing::Test {
 
 TEST_F(CommandAlone, EmptyListsKeepTheNamesThatAreAlwaysWritten)
 {
-    EXPECT_EQ((writtenBy<VorelGetScheduleCMD>(Texts{}, 0, WDateTime(), 0, Numbers{})),
+    EXPECT_EQ((writtenBy<VorelGetScheduleCMD>(Strings{}, 0, WDateTime(), 0, Numbers{})),
               "/openapi/service/vorel/channel/schedule?country=US&lang=en&sourceid=&imagesize=&interval=0");
-    EXPECT_EQ((writtenBy<VorelGetOnAirCMD>(Texts{}, Numbers{})),
+    EXPECT_EQ((writtenBy<VorelGetOnAirCMD>(Strings{}, Numbers{})),
               "/openapi/service/vorel/channel/onair?country=US&lang=en&headend=H1&device=X&sourceid=&imagesize=");
     EXPECT_EQ((writtenBy<VorelGetContentListCMD>(Numbers{}, 0, 0, 0, WDateTime())),
               "/openapi/service/vorel/browse/content/list?country=US&lang=en&headend=H1&device=X");

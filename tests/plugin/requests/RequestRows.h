@@ -12,7 +12,7 @@
 
 namespace W::test {
 
-using Texts = std::list<std::string>;
+using Strings = std::list<std::string>;
 using Numbers = std::list<int>;
 
 /// One request of a call.

@@ -32,7 +32,7 @@ const std::vector<TimedCall>& timedCalls()
          "http://base/openapi/service/vorel/conf/reset?country=US", "&timestamp=", ""},
         {"getSchedule",
          [](WVorelOAI& o, unsigned long time, Counter& c) {
-             return o.getSchedule(kDone, Texts{"a"}, time, 6, Numbers{1}, &c, c.out);
+             return o.getSchedule(kDone, Strings{"a"}, time, 6, Numbers{1}, &c, c.out);
          },
          "http://base/openapi/service/vorel/channel/schedule?country=US&lang=en&sourceid=a",
          "&starttime=", "&imagesize=1&interval=6"},

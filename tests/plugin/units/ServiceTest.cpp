@@ -331,12 +331,12 @@ TEST_F(ServiceTest, BuildsTheFiveForms)
     EXPECT_EQ(service.putDataRequest("u4", headers, "body", new KindCommand(28), reference, ignored), 0);
     EXPECT_EQ(service.deleteDataRequest("u5", headers, "", new KindCommand(29), reference, ignored), 0);
 
-    struct Row {
+    struct ExpectedRequest {
         HTTP_REQUEST_TYPE type;
         std::string url, body, path;
         bool encoding, upload, hasHeaders;
     };
-    const Row rows[] = {
+    const ExpectedRequest rows[] = {
         {HTTP_GET, "u1", "x", "", true, false, true},    {HTTP_GET, "u2", "", path, false, false, false},
         {HTTP_PUT, "u3", "", path, false, true, true},   {HTTP_PUT, "u4", "body", "", true, false, true},
         {HTTP_DELETE, "u5", "", "", false, false, true},

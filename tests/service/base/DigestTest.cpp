@@ -6,14 +6,14 @@
 namespace corvaned {
 namespace {
 
-TEST(Digest, NumbersCountLowestByteFirstOnEveryMachine)
+TEST(Digest, NumbersAreHashedLowestByteFirst)
 {
     Digest digest;
     digest.add(std::int64_t{0x0102030405060708});
     EXPECT_EQ(digest.hex(), "bdf4f1e774ecc1fadcd82108d8d0cced4df641f3");
 }
 
-TEST(Digest, StringsCountWithTheirLength)
+TEST(Digest, StringsAreHashedWithTheirLength)
 {
     Digest digest;
     digest.add("abc");

@@ -13,6 +13,7 @@
 
 #include "NewGuide.h"
 #include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "TestSupport.h"
 
 namespace corvaned {
@@ -23,12 +24,7 @@ using ::testing::HasSubstr;
 
 std::string refusal(const std::string& path)
 {
-    try {
-        GuideFile guide(path);
-        return "";
-    } catch (const OperatorError& error) {
-        return error.what();
-    }
+    return test::operatorErrorOf([&] { GuideFile guide(path); });
 }
 
 std::string listingOf(const std::string& title)
@@ -77,7 +73,7 @@ TEST(GuideFile, RefusesNewerAndOlderFormats)
     EXPECT_TRUE(isCombinedDatabase(file.path()));
 }
 
-TEST(GuideFile, CannotBeWrittenToAndIsForItsOwnerOnly)
+TEST(GuideFile, IsReadOnlyAndPrivateToItsOwner)
 {
     const mode_t before = ::umask(0);
     test::TestStore db;
@@ -87,10 +83,10 @@ TEST(GuideFile, CannotBeWrittenToAndIsForItsOwnerOnly)
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
-TEST(GuideFile, ANewFileIsNoticedWithinASecondAndOldLeasesKeepTheirs)
+TEST(GuideFile, ANewFileIsUsedWithinASecondAndOldLeasesKeepTheOldOne)
 {
     test::TestStore db;
-    test::importText(db.guide, listingOf("Old"));
+    test::importListing(db.guide, listingOf("Old"));
     const GuideFile::Lease early = db.guide.lease();
     importGuide(db.file.path(), {test::inputOf(listingOf("New"))}, {});
     EXPECT_THAT(titlesOf(*early), ElementsAre("Old"));
@@ -102,7 +98,7 @@ TEST(GuideFile, ANewFileIsNoticedWithinASecondAndOldLeasesKeepTheirs)
 TEST(GuideFile, ADeletedFileStaysInUse)
 {
     test::TestStore db;
-    test::importText(db.guide, listingOf("Old"));
+    test::importListing(db.guide, listingOf("Old"));
     std::vector<std::string> log;
     GuideFile guide(db.file.path(), 2, [&log](const std::string& line) { log.push_back(line); });
     std::filesystem::remove(db.file.path());
@@ -127,7 +123,7 @@ TEST(GuideFile, ADeletedFileStaysInUse)
 TEST(GuideFile, AFileThatIsNotAGuideIsReportedOnce)
 {
     test::TestStore db;
-    test::importText(db.guide, listingOf("Old"));
+    test::importListing(db.guide, listingOf("Old"));
     std::vector<std::string> log;
     GuideFile guide(db.file.path(), 1, [&log](const std::string& line) { log.push_back(line); });
     test::writeFile(db.file.path() + ".new", std::string(5000, 'x'));
@@ -138,7 +134,7 @@ TEST(GuideFile, AFileThatIsNotAGuideIsReportedOnce)
     EXPECT_THAT(titlesOf(*guide.lease()), ElementsAre("Old"));
 }
 
-TEST(NewGuide, WhatIsNotPlacedLeavesNothing)
+TEST(NewGuide, AnAbandonedGuideLeavesNoFile)
 {
     test::TestStore db;
     {
@@ -149,16 +145,16 @@ TEST(NewGuide, WhatIsNotPlacedLeavesNothing)
     EXPECT_EQ(refusal(db.file.path()), "");
 }
 
-TEST(NewGuide, TheRestOfAKilledImportIsRemoved)
+TEST(NewGuide, LeftoversOfAKilledImportAreRemoved)
 {
     test::TestStore db;
     test::writeFile(db.file.path() + ".part", "rest");
-    test::importText(db.guide, listingOf("New"));
+    test::importListing(db.guide, listingOf("New"));
     EXPECT_FALSE(std::filesystem::exists(db.file.path() + ".part"));
     EXPECT_THAT(test::rows(db.guide, "SELECT title FROM airing"), ElementsAre("New"));
 }
 
-TEST(NewGuide, ASymbolicLinkStaysOne)
+TEST(NewGuide, ASymbolicLinkIsKept)
 {
     test::TestStore db;
     const std::string link = db.file.path() + ".link";
@@ -169,7 +165,7 @@ TEST(NewGuide, ASymbolicLinkStaysOne)
     EXPECT_THAT(test::rows(db.guide, "SELECT title FROM airing"), ElementsAre("New"));
 }
 
-TEST(NewGuide, OneBuildsAtATime)
+TEST(NewGuide, OnlyOneImportRunsAtATime)
 {
     test::TestStore db;
     std::atomic<int> waiting{0};

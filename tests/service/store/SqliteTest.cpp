@@ -30,7 +30,7 @@ protected:
     Connection connection{":memory:", SQLITE_OPEN_READWRITE};
 };
 
-TEST_F(SqliteTest, LivingQueriesOfOneStatementAreIndependent)
+TEST_F(SqliteTest, OpenQueriesOfOneStatementAreIndependent)
 {
     const std::string sql = "SELECT value AS item FROM json_each(?)";
     Query outer(connection, sql);

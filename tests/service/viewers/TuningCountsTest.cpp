@@ -44,7 +44,7 @@ protected:
             listing += fmt::format("<channel id='{}'><display-name>{}</display-name></channel>", channel, channel);
         }
         listing += "<programme channel='1' start='20200101000000'><title>Any</title></programme></tv>";
-        test::importText(database.guide, listing);
+        test::importListing(database.guide, listing);
     }
 
     void tune(const std::string& user, std::int64_t source, Instant at)
@@ -89,7 +89,7 @@ TEST_F(TuningCounts, StayRightWhileTuningsComeAndGo)
     expectCountsOf(*database.viewers);
 }
 
-TEST_F(TuningCounts, FollowTheHistoryThatIsCutOff)
+TEST_F(TuningCounts, FollowTheHistoryWhenItIsTrimmed)
 {
     // The last 2000 tunings of a user are kept; the first ones were on another channel.
     for (int i = 0; i < 10; ++i) {

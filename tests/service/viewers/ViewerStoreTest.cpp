@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "Sqlite.h"
 #include "TestSupport.h"
 #include "Upload.h"
@@ -23,12 +24,7 @@ using ::testing::HasSubstr;
 
 std::string refusal(const std::string& path)
 {
-    try {
-        openViewers(path);
-        return "";
-    } catch (const OperatorError& error) {
-        return error.what();
-    }
+    return test::operatorErrorOf([&] { openViewers(path); });
 }
 
 void change(const std::string& path, const std::string& sql)
@@ -67,7 +63,7 @@ TEST(ViewerStore, OnlyTheOwnerCanReadTheFiles)
     ::umask(before);
 }
 
-TEST(ViewerStore, AFailingWriteOfABatchIsUndoneAlone)
+TEST(ViewerStore, AFailedWriteOfABatchIsUndoneAlone)
 {
     TemporaryDatabase file;
     const std::unique_ptr<ViewerStore> viewers = openViewers(file.path());
@@ -130,7 +126,7 @@ TEST(ViewerStore, TheLogStaysSmallUnderManyWritersAndReaders)
     EXPECT_LT(largest, 16U << 20);
 }
 
-TEST(ViewerStore, ALockOfAnotherProcessLeavesReadersAndHalfOfTheHandlersFree)
+TEST(ViewerStore, ALockHeldByAnotherProcessBlocksNoReaderAndAtMostHalfOfTheHandlers)
 {
     TemporaryDatabase file;
     ViewerStoreSettings settings;

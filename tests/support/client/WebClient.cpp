@@ -53,34 +53,39 @@ std::optional<WebReply> WebClient::send(const std::string& method, const std::st
     constexpr long kPatience = 30;  // seconds
     CURL* const curl = m_handle->curl;
     curl_easy_reset(curl);
+    const auto set = [curl](CURLoption option, auto value) {
+        if (const CURLcode code = curl_easy_setopt(curl, option, value); code != CURLE_OK) {
+            throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(code));
+        }
+    };
     WebReply reply;
     curl_slist* list = nullptr;
     for (const auto& [name, value] : headers) {
         list = curl_slist_append(list, (name + (value.empty() ? ";" : ": " + value)).c_str());
     }
     list = curl_slist_append(list, "Expect:");
-    curl_easy_setopt(curl, CURLOPT_URL, (m_origin + target).c_str());
-    curl_easy_setopt(curl, CURLOPT_PATH_AS_IS, 1L);
-    curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");
-    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT, kPatience);
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
-    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, list);
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &keepBody);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply);
-    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &keepHeader);
-    curl_easy_setopt(curl, CURLOPT_HEADERDATA, &reply);
+    set(CURLOPT_URL, (m_origin + target).c_str());
+    set(CURLOPT_PATH_AS_IS, 1L);
+    set(CURLOPT_NOPROXY, "*");
+    set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_TIMEOUT, kPatience);
+    set(CURLOPT_SSL_VERIFYPEER, 0L);
+    set(CURLOPT_SSL_VERIFYHOST, 0L);
+    set(CURLOPT_HTTPHEADER, list);
+    set(CURLOPT_WRITEFUNCTION, &keepBody);
+    set(CURLOPT_WRITEDATA, &reply);
+    set(CURLOPT_HEADERFUNCTION, &keepHeader);
+    set(CURLOPT_HEADERDATA, &reply);
     if (decodes) {
-        curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "gzip");
+        set(CURLOPT_ACCEPT_ENCODING, "gzip");
     }
     if (body) {
-        curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body->data());
-        curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body->size()));
+        set(CURLOPT_POSTFIELDS, body->data());
+        set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body->size()));
     }
-    curl_easy_setopt(curl, CURLOPT_NOBODY, method == "HEAD" ? 1L : 0L);
+    set(CURLOPT_NOBODY, method == "HEAD" ? 1L : 0L);
     if (method != "HEAD") {
-        curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method.c_str());
+        set(CURLOPT_CUSTOMREQUEST, method.c_str());
     }
     const CURLcode result = curl_easy_perform(curl);
     curl_slist_free_all(list);

@@ -6,13 +6,13 @@ namespace W::test {
 
 namespace {
 
-using Texts = std::list<std::string>;
+using Strings = std::list<std::string>;
 using Numbers = std::list<int>;
 
 const Counter::Callback kDone;
 
 // Made beforehand, so that only the operation itself allocates memory during a call.
-const Texts kSources = {"a", "b"};
+const Strings kSources = {"a", "b"};
 const Numbers kSizes = {1, 2};
 const Numbers kGenres = {7, 8};
 const std::string kFileUrl = "http://host/b.ts";

@@ -11,7 +11,7 @@
 
 #include "ContentCoding.h"
 #include "NewGuide.h"
-#include "OperatorError.h"
+#include "OperatorErrorOf.h"
 #include "PrivatePostgres.h"
 
 namespace corvaned::test {
@@ -48,7 +48,7 @@ ImportReport importListings(GuideFile& guide, const std::vector<ListingInput>& l
     return report;
 }
 
-ImportReport importText(GuideFile& guide, const std::string& listing, const ImportOptions& options)
+ImportReport importListing(GuideFile& guide, const std::string& listing, const ImportOptions& options)
 {
     return importListings(guide, {inputOf(listing)}, options);
 }
@@ -75,12 +75,7 @@ Collected collect(const std::string& text)
 
 std::string refusalOf(const std::string& text)
 {
-    try {
-        collect(text);
-        return "";
-    } catch (const OperatorError& error) {
-        return error.what();
-    }
+    return operatorErrorOf([&] { collect(text); });
 }
 
 std::vector<std::string> values(ViewerStore& viewers, std::string_view sql)

@@ -34,7 +34,7 @@ struct TestStore {
 /// Import, and let the guide see the result at once.
 ImportReport importListings(GuideFile& guide, const std::vector<ListingInput>& listings,
                             const ImportOptions& options = {});
-ImportReport importText(GuideFile& guide, const std::string& listing, const ImportOptions& options = {});
+ImportReport importListing(GuideFile& guide, const std::string& listing, const ImportOptions& options = {});
 void importSampleInto(GuideFile& guide, Instant now, const Zone& zone);
 
 /// Opens a session that lasts that many seconds.

@@ -101,9 +101,9 @@ std::string Viewer::refusal(const std::string& method, const std::string& target
     return error.value("code", "") + ": " + error.value("msg", "");
 }
 
-Texts valuesOf(const Json& array, const std::string& key)
+Strings valuesOf(const Json& array, const std::string& key)
 {
-    Texts values;
+    Strings values;
     for (const Json& element : array) {
         values.push_back(element.value(key, "(none)"));
     }

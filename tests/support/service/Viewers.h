@@ -61,9 +61,9 @@ private:
     std::string m_token;
 };
 
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 /// The strings under that key in an array's elements; "(none)" for an element without it.
-Texts valuesOf(const Json& array, const std::string& key);
+Strings valuesOf(const Json& array, const std::string& key);
 
 }  // namespace corvaned::test

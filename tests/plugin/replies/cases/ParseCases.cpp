@@ -42,7 +42,7 @@ Tree fullReply(const ParserCase& row)
     return rsp;
 }
 
-std::string replyText(const Tree& rsp)
+std::string replyBody(const Tree& rsp)
 {
     return Tree{{"rsp", rsp}}.dump();
 }

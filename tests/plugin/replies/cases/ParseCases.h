@@ -105,7 +105,7 @@ const ParserCase& parserCase(const std::string& name);
 /// "rsp" of the full reply.
 Tree fullReply(const ParserCase& row);
 /// {"rsp": ...} as a string.
-std::string replyText(const Tree& rsp);
+std::string replyBody(const Tree& rsp);
 /// Outputs with the counts of the containers, which the rows leave out.
 Shown withCounts(const ParserCase& row, Shown outputs);
 Shown stated(const ParserCase& row, const char* outputs);

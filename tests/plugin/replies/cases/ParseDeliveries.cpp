@@ -10,16 +10,16 @@ std::unique_ptr<VorelServiceCMD> make(WVorelOAI* owner, Delivered* delivered)
     const WContentProvider provider = owner != nullptr ? owner->getContentProvider() : WContentProvider();
     typename Command::Callback done = nullptr;
     if (delivered != nullptr) {
-        done = Delivered::Callback();
+        done = Delivered::RecordingCallback();
     }
     return std::make_unique<Command>(done, delivered, owner, provider);
 }
 
 }  // namespace
 
-const std::vector<Kind>& kinds()
+const std::vector<CommandKind>& kinds()
 {
-    static const std::vector<Kind> kKinds = {
+    static const std::vector<CommandKind> kKinds = {
         {3, "cbGetAuthSeedkeyDone", "SessionInfo", {"session"}, make<VorelGetAuthSeedkeyCMD>},
         {4,
          "cbGetGenreListDone",
@@ -86,7 +86,7 @@ const std::vector<Kind>& kinds()
     return kKinds;
 }
 
-const Kind& kindOf(unsigned int key)
+const CommandKind& kindOf(unsigned int key)
 {
     return kinds().at(key - 3);
 }

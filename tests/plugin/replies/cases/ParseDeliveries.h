@@ -17,7 +17,8 @@ inline Shown show(const WContentProvider& provider)
     return provider.getName();
 }
 
-/// The arguments of a callback. Convert `Callback()` to the callback; the user data must be the address of this.
+/// The arguments of a callback. Convert `RecordingCallback()` to the callback; the user data must be the address of
+/// this.
 struct Delivered {
     int calls = 0;
     int status = 12345;
@@ -27,7 +28,7 @@ struct Delivered {
     std::function<void()> then;  ///< the callback calls it after it has recorded its arguments
     Shown resultsAfterwards;     ///< the results after `then` has returned
 
-    struct Callback {
+    struct RecordingCallback {
         template <class... Arguments>
         operator WCallback<Arguments...>() const
         {
@@ -59,7 +60,7 @@ struct Delivered {
     };
 };
 
-struct Kind {
+struct CommandKind {
     unsigned int key;
     const char* handler;
     /// Its row in parserCases(); null if nothing is parsed.
@@ -71,8 +72,8 @@ struct Kind {
 };
 
 /// In the order of the keys, 3 to 51.
-const std::vector<Kind>& kinds();
-const Kind& kindOf(unsigned int key);
+const std::vector<CommandKind>& kinds();
+const CommandKind& kindOf(unsigned int key);
 
 /// Delivers a reply to a command. @return the result of the completion
 UINT64 complete(VorelServiceCMD& command, SESSION_STATUS session, HTTP_RESPONSE_CODE code, const std::string& body,

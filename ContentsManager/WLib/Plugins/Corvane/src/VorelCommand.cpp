@@ -77,20 +77,20 @@ RequestQuery VorelServiceCMD::urlQuery(std::string_view path, const ProviderOpti
 {
     appendPath(m_url, path);
     m_url += '?';
-    return {m_url, m_body, RequestQuery::Place::Url, options, here};
+    return {m_url, m_body, RequestQuery::Destination::Url, options, here};
 }
 
 RequestQuery VorelServiceCMD::bodyQuery(std::string_view path, const ProviderOptions& options, Here here)
 {
     appendPath(m_url, path);
-    return {m_url, m_body, RequestQuery::Place::Body, options, here};
+    return {m_url, m_body, RequestQuery::Destination::Body, options, here};
 }
 
 RequestQuery VorelServiceCMD::urlOnly(std::string_view string, Here here)
 {
     static const ProviderOptions kNone(WContentProvider(), None);
     m_url += string;
-    return {m_url, m_body, RequestQuery::Place::Url, kNone, here};
+    return {m_url, m_body, RequestQuery::Destination::Url, kNone, here};
 }
 
 VorelDownloadCMD::VorelDownloadCMD(Callback done, void* userData, WVorelOAI* service, const WContentProvider& provider)

@@ -207,7 +207,7 @@ void VorelGetChannelListCMD::MakeURL(const std::string& checksum, const WContent
         .languageIfSet()
         .headend()
         .deviceOrN()
-        .textIfSet("&checksum=", checksum);
+        .stringIfSet("&checksum=", checksum);
 }
 
 int VorelGetChannelListCMD::ParseChannelList(const std::string& body, WContainer<WVLChannel>& channels,
@@ -217,8 +217,8 @@ int VorelGetChannelListCMD::ParseChannelList(const std::string& body, WContainer
     const Reading reading{*this, reference};
     const auto read = [&](const Json::Value& rsp) -> WSTATUS {
         const Json::Value& mark = member(rsp, "checksum");
-        changed = toText(member(mark, "stat")) == "new";
-        checksum = toText(member(mark, "code"));
+        changed = toString(member(mark, "stat")) == "new";
+        checksum = toString(member(mark, "code"));
         if (!changed) {
             return status::kOk;
         }
@@ -287,7 +287,7 @@ int VorelGetCityListCMD::ParseCityList(const std::string& body, std::map<int, st
         for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index) {
             const Json::Value& state = array[index];
             const int key = static_cast<int>(index);
-            states.emplace(key, toText(member(state, "name")));
+            states.emplace(key, toString(member(state, "name")));
             const bool complete = walk(member(state, "city"), reading, [&](const Json::Value& element) {
                 WVLCityCode city;
                 readFields<WVLCityCode>(element, kCity, city);

@@ -148,7 +148,7 @@ int VorelGetServerUrlCMD::ParseServerUrl(const std::string& body, WDateTime offs
                                          WDateTime& expired)
 {
     return readReply(body, [&](const Json::Value& rsp) {
-        url = toText(member(rsp, "url"));
+        url = toString(member(rsp, "url"));
         expired = toDateTime(member(rsp, "expired"), WDateTime::FORMAT_DATETIME);
         // Quirk: tests the source of the offset, not the time that was read.
         if (offsetSource.isValid()) {
@@ -174,8 +174,8 @@ void VorelCheckUploadCMD::MakeURL(const WContentProvider& provider)
 int VorelCheckUploadCMD::ParseCheckUpload(const std::string& body, std::string& url, std::string& fileName)
 {
     return readReply(body, [&](const Json::Value& rsp) {
-        url = toText(member(rsp, "url"));
-        fileName = toText(member(rsp, "filename"));
+        url = toString(member(rsp, "url"));
+        fileName = toString(member(rsp, "filename"));
         return status::kOk;
     });
 }
@@ -235,8 +235,8 @@ int VorelCheckAgreementCMD::ParseCheckAgreement(const std::string& body, std::st
 {
     return readReply(body, [&](const Json::Value& rsp) {
         const Json::Value& registration = member(rsp, "reg_info");
-        agreed = toText(member(registration, "status"));
-        confirmed = toText(member(registration, "confirmed"));
+        agreed = toString(member(registration, "status"));
+        confirmed = toString(member(registration, "confirmed"));
         return status::kOk;
     });
 }

@@ -144,7 +144,7 @@ VorelGetGenreListCMD::~VorelGetGenreListCMD() = default;
 void VorelGetGenreListCMD::MakeURL(const std::string& checksum, const WContentProvider& provider)
 {
     const ProviderOptions options(provider, Country | Language);
-    urlQuery("conf/genre", options).country().languageIfSet().textIfSet("&checksum=", checksum);
+    urlQuery("conf/genre", options).country().languageIfSet().stringIfSet("&checksum=", checksum);
 }
 
 int VorelGetGenreListCMD::ParseGenreList(const std::string& body, WContainer<WVLGenre>& genres,
@@ -159,8 +159,8 @@ int VorelGetGenreListCMD::ParseGenreList(const std::string& body, WContainer<WVL
     };
     const auto read = [&](const Json::Value& rsp) -> WSTATUS {
         const Json::Value& mark = member(rsp, "checksum");
-        changed = toText(member(mark, "stat")) == "new";
-        checksum = toText(member(mark, "code"));
+        changed = toString(member(mark, "stat")) == "new";
+        checksum = toString(member(mark, "code"));
         if (!changed) {
             return status::kOk;
         }
@@ -209,7 +209,7 @@ void VorelGetContentDetailInfoCMD::MakeURL(const std::string& contentId, const s
         .languageIfSet()
         .headend()
         .deviceOrN()
-        .textIfSet("&sourceid=", source)
+        .stringIfSet("&sourceid=", source)
         .timeIfSet("&starttime=", startTime, clock);
 }
 

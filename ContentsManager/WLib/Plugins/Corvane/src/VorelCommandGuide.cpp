@@ -179,7 +179,7 @@ int VorelGetTodayCMD::ParseToday(const std::string& body, std::list<WVLDownloadU
         }
         for (Json::ArrayIndex index = 0, count = array.size(); index < count; ++index) {
             WVLDownloadURL url;
-            const TimeSpan span = toTimeSpan(toText(member(array[index], "time")));
+            const TimeSpan span = toTimeSpan(toString(member(array[index], "time")));
             url.setStartTime(static_cast<unsigned int>(span.first));
             url.setEndTime(static_cast<unsigned int>(span.second));
             readFields<WVLDownloadURL>(array[index], kDownloadUrl, url);
@@ -277,7 +277,7 @@ void VorelGetGuideCMD::MakeURL(const std::string& channel, const std::string& ch
         .headend()
         .deviceOrN()
         .text("&channel=", channel)
-        .textIfSet("&chnum=", channelNumber)
+        .stringIfSet("&chnum=", channelNumber)
         .number("&interval=", interval)
         .numberIfSet("&imagesize=", imageSize)
         .numberIfSet("&start=", start)
@@ -311,7 +311,7 @@ void VorelSearchEpgCMD::MakeURL(const std::string& query, const std::string& exa
         .showingUrlAsBody()
         .country()
         .text("&q=", query)
-        .textIfSet("&exact=", exact)
+        .stringIfSet("&exact=", exact)
         .numberIf(start >= 0, "&start=", start)
         .numberIf(num > 0, "&num=", num)
         .headend()

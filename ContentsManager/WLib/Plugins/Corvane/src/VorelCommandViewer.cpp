@@ -58,15 +58,15 @@ void writeFavoriteList(RequestQuery&& query, const std::string& type, int imageS
     query.countryIfSet()
         .numberIfSet("&imagesize=", imageSize)
         .text("&type=", type)
-        .textIfSet("&order=", order)
-        .textIfSet("&sort=", sort)
+        .stringIfSet("&order=", order)
+        .stringIfSet("&sort=", sort)
         .numberIfSet("&start=", start)
         .numberIfSet("&num=", num);
 }
 
 bool isYes(const Json::Value& value)
 {
-    return toText(value) == "yes";
+    return toString(value) == "yes";
 }
 
 }  // namespace

@@ -141,7 +141,7 @@ int WVorelOAI::getTodaySchedule(const std::string& path, WContainer<WVLContent>&
         const Json::Value& rsp = member(root, "rsp");
         // Quirk: the status word is printed and not tested.
         CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] \tstat : %s\n", __func__, __LINE__,
-                                  toText(member(rsp, "stat")).c_str());
+                                  toString(member(rsp, "stat")).c_str());
         const Json::Value& channels = member(rsp, "channel");
         if (!member(rsp, "err").empty() || !(isRead || hasElements(channels))) {
             return failed(status::kUnreadableReply, kObjectFile);

@@ -25,7 +25,7 @@ const Json::Value& member(const Json::Value& object, std::string_view key)
     return found != nullptr ? *found : Json::Value::nullSingleton();
 }
 
-std::string toText(const Json::Value& value)
+std::string toString(const Json::Value& value)
 {
     return value.asString();
 }

@@ -18,7 +18,7 @@ bool parseJson(std::string_view text, Json::Value& root);
 const Json::Value& member(const Json::Value& object, std::string_view key);
 
 /// String, number or bool as a string; null gives "".
-std::string toText(const Json::Value& value);
+std::string toString(const Json::Value& value);
 
 /// The number at the beginning of a string (strtol, base 10), clamped to the range of int; 0 if there is none.
 int toInt(const char* digits);

@@ -18,7 +18,7 @@ namespace W::vorel {
 /// What differs between lists.
 struct ListRules {
     const char* parser;               ///< class and function in the cancel line
-    const char* emptyText = nullptr;  ///< printed for an empty array
+    const char* emptyLine = nullptr;  ///< printed for an empty array
     WSTATUS emptyStatus = status::kOk;
     WSTATUS statusOfException = status::kUnreadableReply;
     bool printsCancelFirst = false;  ///< prints the cancel line before it clears the container
@@ -84,8 +84,8 @@ template <class Array, class Record, class Each>
 WSTATUS appendList(const Array& array, const ListRules& rules, const Reading& reading, std::list<Record>& list,
                    WContainer<Record>& out, Each each)
 {
-    if (!hasElements(array) && rules.emptyText != nullptr) {
-        printLine(reading.here, rules.emptyText);
+    if (!hasElements(array) && rules.emptyLine != nullptr) {
+        printLine(reading.here, rules.emptyLine);
         if (rules.emptyStatus != status::kOk) {
             return rules.emptyStatus;
         }

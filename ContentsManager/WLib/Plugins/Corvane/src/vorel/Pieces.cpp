@@ -41,7 +41,7 @@ public:
     {
         skipBlanks();
         const char* const begin = m_at;
-        if (!isAt('"') || !skipText()) {
+        if (!isAt('"') || !skipString()) {
             return false;
         }
         key = {begin + 1, static_cast<std::size_t>(m_at - begin) - 2};
@@ -57,7 +57,7 @@ public:
         for (; m_at != m_end; ++m_at) {
             switch (*m_at) {
                 case '"':
-                    if (!skipText()) {
+                    if (!skipString()) {
                         return false;
                     }
                     --m_at;
@@ -94,7 +94,7 @@ public:
 
 private:
     /// Skips a string and its closing quote.
-    bool skipText()
+    bool skipString()
     {
         const char* const begin = m_at + 1;
         for (const char* quote = begin;; ++quote) {

@@ -12,7 +12,7 @@ bool wantsImage(const Json::Value& image, ImageTest test)
         case ImageTest::UrlPresent:
             return !member(image, "url").empty();
         case ImageTest::UrlNonEmpty:
-            return !toText(member(image, "url")).empty();
+            return !toString(member(image, "url")).empty();
         case ImageTest::HasMembers:
             return hasElements(image);
     }
@@ -27,7 +27,7 @@ std::list<WVLGenre> readGenres(const Json::Value& array)
 
 bool reportsSuccess(const Json::Value& rsp)
 {
-    return reportsSuccess(toText(member(rsp, "stat")), member(rsp, "err"));
+    return reportsSuccess(toString(member(rsp, "stat")), member(rsp, "err"));
 }
 
 Envelope::Envelope(const std::string& body, Here here)
@@ -41,7 +41,7 @@ Envelope::Envelope(const std::string& body, Here here)
     }
     m_rsp = &member(m_root, "rsp");
     std::string message;
-    m_verdict = judge(errorCode(toText(member(*m_rsp, "stat")), member(*m_rsp, "err"), message));
+    m_verdict = judge(errorCode(toString(member(*m_rsp, "stat")), member(*m_rsp, "err"), message));
 }
 
 }  // namespace W::vorel

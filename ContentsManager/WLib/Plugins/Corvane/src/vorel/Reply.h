@@ -134,7 +134,7 @@ void Field<Record>::read(const Json::Value& object, Record& record, const Readin
         [&](auto set) {
             using Type = decltype(set);
             if constexpr (std::is_same_v<Type, Setter<std::string>>) {
-                (record.*set)(toText(value));
+                (record.*set)(toString(value));
             } else if constexpr (std::is_same_v<Type, Setter<int>>) {
                 (record.*set)(toInt(value));
             } else if constexpr (std::is_same_v<Type, Setter<WDateTime>>) {

@@ -7,12 +7,12 @@ namespace W::vorel {
 
 namespace {
 
-const std::string& asText(const std::string& text)
+const std::string& asString(const std::string& text)
 {
     return text;
 }
 
-std::string asText(int number)
+std::string asString(int number)
 {
     return std::to_string(number);
 }
@@ -26,15 +26,16 @@ void append(std::string& out, std::string_view name, const std::list<Element>& v
         if (!first) {
             out += ',';
         }
-        out += asText(value);
+        out += asString(value);
         first = false;
     }
 }
 
 }  // namespace
 
-RequestQuery::RequestQuery(std::string& url, std::string& body, Place place, const ProviderOptions& options, Here here)
-    : m_url(url), m_body(body), m_out(place == Place::Url ? url : body), m_options(options), m_here(here)
+RequestQuery::RequestQuery(std::string& url, std::string& body, Destination destination, const ProviderOptions& options,
+                           Here here)
+    : m_url(url), m_body(body), m_out(destination == Destination::Url ? url : body), m_options(options), m_here(here)
 {}
 
 RequestQuery::~RequestQuery()
@@ -51,12 +52,12 @@ RequestQuery& RequestQuery::country()
 
 RequestQuery& RequestQuery::countryIfSet()
 {
-    return textIfSet("country=", m_options[Country]);
+    return stringIfSet("country=", m_options[Country]);
 }
 
 RequestQuery& RequestQuery::languageIfSet()
 {
-    return textIfSet("&lang=", m_options[Language]);
+    return stringIfSet("&lang=", m_options[Language]);
 }
 
 RequestQuery& RequestQuery::headend()
@@ -66,7 +67,7 @@ RequestQuery& RequestQuery::headend()
 
 RequestQuery& RequestQuery::headendIfSet()
 {
-    return textIfSet("&headend=", m_options[Headend]);
+    return stringIfSet("&headend=", m_options[Headend]);
 }
 
 RequestQuery& RequestQuery::device()
@@ -76,7 +77,7 @@ RequestQuery& RequestQuery::device()
 
 RequestQuery& RequestQuery::deviceIfSet()
 {
-    return textIfSet("&device=", m_options[Device]);
+    return stringIfSet("&device=", m_options[Device]);
 }
 
 RequestQuery& RequestQuery::deviceOrN()
@@ -96,7 +97,7 @@ RequestQuery& RequestQuery::text(std::string_view name, std::string_view value)
     return *this;
 }
 
-RequestQuery& RequestQuery::textIfSet(std::string_view name, std::string_view value)
+RequestQuery& RequestQuery::stringIfSet(std::string_view name, std::string_view value)
 {
     return value.empty() ? *this : text(name, value);
 }

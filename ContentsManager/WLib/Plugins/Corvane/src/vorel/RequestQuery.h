@@ -15,15 +15,16 @@ namespace W::vorel {
 /// The URL and body of a command while MakeURL() writes them. Strings are written unescaped.
 class RequestQuery {
 public:
-    enum class Place {
+    enum class Destination {
         Url,
         Body,
     };
 
-    /// @param url      receives the path, and "?" and the parameters if `place` is Url
+    /// @param url      receives the path, and "?" and the parameters if `destination` is Url
     /// @param body     receives the parameters otherwise
     /// @param options  the settings, which have been read already
-    RequestQuery(std::string& url, std::string& body, Place place, const ProviderOptions& options, Here here);
+    RequestQuery(std::string& url, std::string& body, Destination destination, const ProviderOptions& options,
+                 Here here);
     /// Prints the URL and BODY lines.
     ~RequestQuery();
     RequestQuery(const RequestQuery&) = delete;
@@ -42,7 +43,7 @@ public:
     RequestQuery& deviceOrN();
 
     RequestQuery& text(std::string_view name, std::string_view value);
-    RequestQuery& textIfSet(std::string_view name, std::string_view value);
+    RequestQuery& stringIfSet(std::string_view name, std::string_view value);
     RequestQuery& number(std::string_view name, int value);
     /// 0 means "not given".
     RequestQuery& numberIfSet(std::string_view name, int value);

@@ -135,8 +135,8 @@ WSTATUS errorCode(const std::string& stat, const Json::Value& err, std::string& 
         if (reportsSuccess(stat, err)) {
             return status::kOk;
         }
-        const std::string number = toText(member(err, "code"));
-        message = toText(member(err, "msg"));
+        const std::string number = toString(member(err, "code"));
+        message = toString(member(err, "msg"));
         CCDebug::Print<CWCCDebug>(kTraceLevel, kPlain, "[%s:%d] [%s:%d] Error Code:%s   ErrorMsg:%s\n", kPrintedName,
                                   __LINE__, kPrintedName, __LINE__, number.c_str(), message.c_str());
         return statusOfErrorCode(toInt(number.c_str()));
@@ -154,7 +154,7 @@ WSTATUS errorCode(const std::string& body, std::string& message)
             return status::kNotJson;
         }
         const Json::Value& rsp = member(root, "rsp");
-        return errorCode(toText(member(rsp, "stat")), member(rsp, "err"), message);
+        return errorCode(toString(member(rsp, "stat")), member(rsp, "err"), message);
     } catch (const std::exception& exception) {
         reportException(exception, {kPrintedName});
         return status::kUnreadableReply;
