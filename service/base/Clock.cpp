@@ -1,7 +1,7 @@
-// Conversions between instants and strings. The C library's calendar does the arithmetic; named zones come from
-// a library that does not change the process's TZ.
+// Conversions between instants and strings. Named zones come from a library that does not change the process's TZ.
 #include "Clock.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -73,20 +73,17 @@ Instant systemNow()
 
 std::optional<Instant> instantOf(int year, int month, int day, int hour, int minute, int second)
 {
-    std::tm fields{};
-    fields.tm_year = year - 1900;
-    fields.tm_mon = month - 1;
-    fields.tm_mday = day;
-    fields.tm_hour = hour;
-    fields.tm_min = minute;
-    fields.tm_sec = second;
-    const Instant instant = timegm(&fields);
-    // timegm carries values out of range into the next field; only an unchanged date was a real one.
-    if (fields.tm_year != year - 1900 || fields.tm_mon != month - 1 || fields.tm_mday != day ||
-        fields.tm_hour != hour || fields.tm_min != minute || fields.tm_sec != second) {
+    constexpr int kLastYear = 9999;
+    if (std::min({year, month, day, hour, minute, second}) < 0 || year > kLastYear) {
         return std::nullopt;
     }
-    return instant;
+    const date::year_month_day date{date::year(year), date::month(static_cast<unsigned>(month)),
+                                    date::day(static_cast<unsigned>(day))};
+    if (!date.ok() || hour > 23 || minute > 59 || second > 59) {
+        return std::nullopt;
+    }
+    const std::chrono::seconds midnight = date::sys_days(date).time_since_epoch();
+    return midnight.count() + ((Instant{hour} * 60 + minute) * 60 + second);
 }
 
 std::string formatUtc(Instant instant)

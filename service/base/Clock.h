@@ -24,7 +24,8 @@ using Clock = std::function<Instant()>;
 /// The system's clock.
 Instant systemNow();
 
-/// The instant of a UTC calendar date and time; nothing if there is no such date or time (30 February, 24:00).
+/// The instant of a UTC calendar date and time; nothing if there is no such date or time (30 February, 24:00) in the
+/// years from 0 to 9999.
 std::optional<Instant> instantOf(int year, int month, int day, int hour, int minute, int second);
 
 /// "2026-11-21T01:30:00Z".

@@ -29,42 +29,63 @@ Digest::Digest() : m_context(EVP_MD_CTX_new(), &EVP_MD_CTX_free)
 void Digest::add(std::string_view string)
 {
     add(static_cast<std::int64_t>(string.size()));
-    addBytes(string.data(), string.size());
+    addBytes(string);
 }
 
 void Digest::add(std::int64_t number)
 {
     // Lowest byte first on every machine, so that checksums kept in a database stay valid on another one.
-    std::array<unsigned char, sizeof number> bytes{};
+    std::array<char, sizeof number> bytes{};
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        bytes[i] = static_cast<unsigned char>(static_cast<std::uint64_t>(number) >> (8 * i));
+        bytes[i] = static_cast<char>(static_cast<std::uint64_t>(number) >> (8 * i));
     }
-    addBytes(bytes.data(), bytes.size());
+    addBytes({bytes.data(), bytes.size()});
 }
 
-void Digest::addBytes(const void* bytes, std::size_t count)
+void Digest::addBytes(std::string_view bytes)
 {
-    if (EVP_DigestUpdate(m_context.get(), bytes, count) != 1) {
+    if (bytes.size() > m_pending.size() - m_pendingSize) {
+        flush();
+    }
+    if (bytes.size() > m_pending.size()) {
+        if (EVP_DigestUpdate(m_context.get(), bytes.data(), bytes.size()) != 1) {
+            fail();
+        }
+        return;
+    }
+    m_pendingSize += bytes.copy(m_pending.data() + m_pendingSize, bytes.size());
+}
+
+void Digest::flush()
+{
+    if (EVP_DigestUpdate(m_context.get(), m_pending.data(), m_pendingSize) != 1) {
         fail();
     }
+    m_pendingSize = 0;
+}
+
+Sha1 Digest::finish()
+{
+    flush();
+    Sha1 bytes{};
+    if (EVP_DigestFinal_ex(m_context.get(), bytes.data(), nullptr) != 1 ||
+        EVP_DigestInit_ex(m_context.get(), nullptr, nullptr) != 1) {
+        fail();
+    }
+    return bytes;
 }
 
 std::string Digest::hex()
 {
-    Sha1 bytes{};
-    if (EVP_DigestFinal_ex(m_context.get(), bytes.data(), nullptr) != 1) {
-        fail();
-    }
+    const Sha1 bytes = finish();
     return corvaned::hex(bytes.data(), bytes.size());
 }
 
 Sha1 sha1(std::string_view content)
 {
-    Sha1 bytes{};
-    if (EVP_Digest(content.data(), content.size(), bytes.data(), nullptr, EVP_sha1(), nullptr) != 1) {
-        fail();
-    }
-    return bytes;
+    Digest digest;
+    digest.addBytes(content);
+    return digest.finish();
 }
 
 std::string hex(const unsigned char* bytes, std::size_t count)

@@ -12,7 +12,9 @@
 
 namespace corvaned {
 
-/// SHA-1 of the strings added, in order.
+using Sha1 = std::array<unsigned char, 20>;
+
+/// SHA-1 of what is added, in order.
 class Digest {
 public:
     Digest();
@@ -21,16 +23,22 @@ public:
     void add(std::string_view string);
     void add(std::int64_t number);
 
-    /// 40 lower-case hexadecimal digits; ends the digest.
+    /// Adds the bytes alone, without their length.
+    void addBytes(std::string_view bytes);
+
+    /// Ends the digest and begins the next one.
+    Sha1 finish();
+
+    /// The same as 40 lower-case hexadecimal digits.
     std::string hex();
 
 private:
-    void addBytes(const void* bytes, std::size_t count);
+    void flush();
 
     std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> m_context;
+    std::array<char, 256> m_pending{};  // OpenSSL takes longer for a call than for the few bytes of one value
+    std::size_t m_pendingSize = 0;
 };
-
-using Sha1 = std::array<unsigned char, 20>;
 
 /// SHA-1 of the bytes alone, without their length.
 Sha1 sha1(std::string_view content);

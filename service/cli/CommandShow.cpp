@@ -54,7 +54,7 @@ int showUsers(const std::string& database, const std::string& viewers)
 {
     constexpr const char* kRow = "{:<32}  {:>8}  {:>10}  {:>5}  {:>7}\n";
     if (hasNoViewersYet(database, viewers)) {
-        fmt::print(kRow, "user", "sessions", "favourites", "likes", "tunings");
+        fmt::print("no viewers yet; 'corvaned serve' makes {}\n", viewersBeside(database));
         return kDone;
     }
     const std::unique_ptr<ViewerStore> store = openViewersReadOnly(viewers.empty() ? viewersBeside(database) : viewers);

@@ -257,8 +257,9 @@ void ListingReader::checkNoNul(std::string_view bytes)
         m_inBytes = first != 0 && second != 0 && first < 0xfe;
     }
     const std::size_t nul = m_inBytes ? bytes.find('\0') : std::string_view::npos;
-    m_lineRead +=
-        std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(nul, bytes.size())), '\n');
+    for (std::size_t at = 0; (at = bytes.substr(0, nul).find('\n', at)) != std::string_view::npos; ++at) {
+        ++m_lineRead;
+    }
     if (nul != std::string_view::npos) {
         refuse(m_lineRead, "a NUL character: the file is damaged; download it again");
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <unordered_map>
 
 namespace corvaned {
 namespace {
@@ -72,9 +73,15 @@ constexpr Rule kRules[] = {
 
 const Rule* ruleOf(std::string_view name)
 {
-    const auto* const rule =
-        std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& each) { return each.name == name; });
-    return rule == std::end(kRules) ? nullptr : rule;
+    static const std::unordered_map<std::string_view, const Rule*> kByName = [] {
+        std::unordered_map<std::string_view, const Rule*> rules;
+        for (const Rule& rule : kRules) {
+            rules.emplace(rule.name, &rule);
+        }
+        return rules;
+    }();
+    const auto rule = kByName.find(name);
+    return rule == kByName.end() ? nullptr : rule->second;
 }
 
 // Removes the part before the separator, and the separator, and returns the part.
@@ -150,26 +157,27 @@ bool appendElement(std::string& xml, const ListingElement& element)
     }
     xml.append("<").append(element.name);
     bool isValid = appendAttributes(xml, element, rule->attributes);
-    std::string inside;
-    const bool isText = rule->content != Content::Nothing && rule->content != Content::Elements;
-    if (isText) {
-        appendEscaped(inside, element.text);
+    const std::size_t tagEnd = xml.size();
+    xml += '>';
+    if (rule->content != Content::Nothing && rule->content != Content::Elements) {
+        appendEscaped(xml, element.text);
     }
-    isValid = isValid && appendChildren(inside, element, rule->children);
+    isValid = isValid && appendChildren(xml, element, rule->children);
+    const bool isEmpty = xml.size() == tagEnd + 1;
     if (rule->content == Content::Text || rule->content == Content::TextAndElements) {
         isValid = isValid && !element.text.empty();
     } else if (rule->content == Content::Elements) {
         // <video/> has no meaning; <subtitles type="onscreen"/> and <subtitles/> have one.
-        isValid = isValid && (!inside.empty() || element.name == "subtitles");
+        isValid = isValid && (!isEmpty || element.name == "subtitles");
     }
     if (!isValid) {
         xml.resize(before);
         return false;
     }
-    if (inside.empty()) {
-        xml += "/>";
+    if (isEmpty) {
+        xml.replace(tagEnd, 1, "/>");
     } else {
-        xml.append(">").append(inside).append("</").append(element.name).append(">");
+        xml.append("</").append(element.name).append(">");
     }
     return true;
 }
@@ -199,39 +207,35 @@ std::size_t placeOf(std::string_view element)
 
 std::string_view nameOfDetail(std::string_view line)
 {
-    return line.substr(1, line.find_first_of(" />", 1) - 1);
+    const auto* const end =
+        std::find_if(line.begin() + 1, line.end(), [](char c) { return c == ' ' || c == '/' || c == '>'; });
+    return line.substr(1, static_cast<std::size_t>(end - line.begin()) - 1);
 }
 
 void appendEscaped(std::string& xml, std::string_view string)
 {
-    for (const char c : string) {
-        switch (c) {
-            case '&':
-                xml += "&amp;";
-                break;
-            case '<':
-                xml += "&lt;";
-                break;
-            case '>':
-                xml += "&gt;";
-                break;
-            case '"':
-                xml += "&quot;";
-                break;
-            default:
-                xml += c;
+    const auto isMarkup = [](char c) { return c == '&' || c == '<' || c == '>' || c == '"'; };
+    for (const char* rest = string.begin();;) {
+        const char* const markup = std::find_if(rest, string.end(), isMarkup);
+        xml.append(rest, markup);
+        if (markup == string.end()) {
+            return;
         }
+        xml += *markup == '&' ? "&amp;" : *markup == '<' ? "&lt;" : *markup == '>' ? "&gt;" : "&quot;";
+        rest = markup + 1;
     }
 }
 
-std::string joinedDetails(std::vector<std::string> lines)
+std::string joinedDetails(const std::vector<std::string>& lines)
 {
-    std::stable_sort(lines.begin(), lines.end(), [](const std::string& left, const std::string& right) {
-        return placeOf(nameOfDetail(left)) < placeOf(nameOfDetail(right));
-    });
-    std::string joined;
+    std::vector<std::pair<std::size_t, std::size_t>> order;  // each line by its place, then as it is
     for (const std::string& line : lines) {
-        joined.append(line).append("\n");
+        order.emplace_back(placeOf(nameOfDetail(line)), order.size());
+    }
+    std::sort(order.begin(), order.end());
+    std::string joined;
+    for (const auto& [place, line] : order) {
+        joined.append(lines[line]).append("\n");
     }
     return joined;
 }

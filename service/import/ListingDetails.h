@@ -37,7 +37,7 @@ std::string_view nameOfDetail(std::string_view line);
 void appendEscaped(std::string& xml, std::string_view string);
 
 /// The lines in the order of placeOf(), otherwise as they are, each with a line feed.
-std::string joinedDetails(std::vector<std::string> lines);
+std::string joinedDetails(const std::vector<std::string>& lines);
 
 /// The inverse of joinedDetails(). The views point into the argument.
 std::vector<std::string_view> splitDetails(std::string_view details);

@@ -57,7 +57,7 @@ const RecordReader::RecordField RecordReader::kFields[] = {
     {Record::Programme, "image", false, &RecordReader::takeImage},
 };
 
-void RecordReader::begin(std::string_view element, const Attributes& attributes, int line)
+void RecordReader::begin(std::string_view element, Attributes attributes, int line)
 {
     m_line = line;
     m_fault.clear();
@@ -70,11 +70,11 @@ void RecordReader::begin(std::string_view element, const Attributes& attributes,
     if (m_record == Record::None) {
         return;
     }
-    m_start = {};
-    for (const auto& [name, value] : attributes) {
+    for (auto& [name, value] : attributes) {
         checkString(value);
-        m_start.attributes.emplace_back(name, collapsed(value));
+        value = collapsed(std::move(value));
     }
+    m_start.attributes = std::move(attributes);
     if (m_record == Record::Channel) {
         beginChannel();
     } else {
@@ -133,7 +133,8 @@ void RecordReader::beginProgramme()
     }
     // Times are kept in seconds after the start, so that they move with it.
     for (const char* const name : {"pdc-start", "vps-start"}) {
-        const std::optional<Instant> time = parseXmltvTime(m_start.attribute(name), problem);
+        const std::string& given = m_start.attribute(name);
+        const std::optional<Instant> time = given.empty() ? std::nullopt : parseXmltvTime(given, problem);
         if (time) {
             m_details.push_back(fmt::format("@{} {}", name, *time - m_programme.start));
         }
@@ -147,7 +148,7 @@ void RecordReader::beginProgramme()
     }
 }
 
-void RecordReader::beginElement(std::string_view element, const Attributes& attributes)
+void RecordReader::beginElement(std::string_view element, Attributes attributes)
 {
     const auto isField = [&] {
         return std::any_of(std::begin(kFields), std::end(kFields),
@@ -163,11 +164,12 @@ void RecordReader::beginElement(std::string_view element, const Attributes& attr
     }
     Element& added = m_open.emplace_back();
     added.name = element;
-    for (const auto& [name, value] : attributes) {
+    for (auto& [name, value] : attributes) {
         checkString(value);
-        added.attributes.emplace_back(name, collapsed(value));
         countBytes(name.size() + value.size());
+        value = collapsed(std::move(value));
     }
+    added.attributes = std::move(attributes);
 }
 
 void RecordReader::addText(std::string_view text)
@@ -211,7 +213,7 @@ void RecordReader::endElement()
     Element element = std::move(m_open.back());
     m_open.pop_back();
     checkString(element.text);
-    element.text = collapsed(element.text);
+    element.text = collapsed(std::move(element.text));
     if (m_open.empty()) {
         takeField(std::move(element));
     } else {
@@ -317,7 +319,7 @@ void RecordReader::finishChannel()
             keep(name);
         }
     }
-    m_channel.details = joinedDetails(std::move(m_details));
+    m_channel.details = joinedDetails(m_details);
     m_sink.addChannel(m_channel);
 }
 
@@ -373,10 +375,15 @@ void RecordReader::finishProgramme()
     const ListingStrings& first = m_programme.strings.front();
     const bool movie = std::any_of(m_programme.genres.begin(), m_programme.genres.end(), isMovieGenre);
     m_programme.type = movie ? "movie" : m_programme.season + m_programme.episode > 0 ? "series" : "program";
-    m_programme.key = !m_programId.empty()
-                          ? m_programId
-                          : fmt::format("{}\n{}\n{}\n{}\n{}", first.title.empty() ? m_programme.channel : first.title,
-                                        first.episodeTitle, m_programme.season, m_programme.episode, m_programme.year);
+    if (!m_programId.empty()) {
+        m_programme.key = m_programId;
+    } else {
+        m_programme.key.append(first.title.empty() ? m_programme.channel : first.title).append("\n");
+        m_programme.key.append(first.episodeTitle);
+        for (const int number : {m_programme.season, m_programme.episode, m_programme.year}) {
+            m_programme.key.append("\n").append(std::to_string(number));
+        }
+    }
     // If the listing has no episode numbers, a separate episode title marks a series.
     const bool namedPart = !first.episodeTitle.empty() && first.episodeTitle != first.title;
     const bool episodic = namedPart || m_programme.season + m_programme.episode > 0;
@@ -384,7 +391,7 @@ void RecordReader::finishProgramme()
     if (m_programme.seriesKey.empty() && episodic && !movie) {
         m_programme.seriesKey = first.title;
     }
-    m_programme.details = joinedDetails(std::move(m_details));
+    m_programme.details = joinedDetails(m_details);
     m_sink.addProgramme(m_programme);
 }
 
@@ -526,7 +533,7 @@ bool RecordReader::takeDate(const Element& element)
 {
     constexpr std::size_t kYearDigits = 4;
     m_programme.year = leadingNumber(std::string_view(element.text).substr(0, kYearDigits));
-    return m_programme.year > 0 && element.text == fmt::format("{:04}", m_programme.year);
+    return m_programme.year > 0 && isNumber(element.text) && element.text.size() == kYearDigits;
 }
 
 bool RecordReader::takeLength(const Element& element)

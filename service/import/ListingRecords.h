@@ -17,17 +17,17 @@ namespace corvaned {
 /// Builds records and passes them to the sink; broken ones are reported as skipped.
 class RecordReader {
 public:
-    using Attributes = std::vector<std::pair<std::string_view, std::string>>;
+    using Attributes = decltype(ListingElement::attributes);
 
     /// @param sink  must outlive the reader
     explicit RecordReader(ListingSink& sink) : m_sink(sink) {}
 
     /// Begins a record, if the element is one.
     /// @param line  where its start tag ends
-    void begin(std::string_view element, const Attributes& attributes, int line);
+    void begin(std::string_view element, Attributes attributes, int line);
 
     /// Begins a child of the record's element, or an element inside a child.
-    void beginElement(std::string_view element, const Attributes& attributes);
+    void beginElement(std::string_view element, Attributes attributes);
 
     /// Adds to the text of the innermost open element.
     void addText(std::string_view text);

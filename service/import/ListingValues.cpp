@@ -19,23 +19,23 @@ std::string lowered(std::string string)
 
 }  // namespace
 
-std::string collapsed(std::string_view string)
+std::string collapsed(std::string string)
 {
-    std::string result;
-    result.reserve(string.size());
+    char* end = string.data();
     bool blank = false;
     for (const char c : string) {
         if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
-            blank = !result.empty();
-        } else {
-            if (blank) {
-                result += ' ';
-                blank = false;
-            }
-            result += c;
+            blank = end != string.data();
+            continue;
         }
+        if (blank) {
+            *end++ = ' ';
+            blank = false;
+        }
+        *end++ = c;
     }
-    return result;
+    string.resize(static_cast<std::size_t>(end - string.data()));
+    return string;
 }
 
 bool isNumber(std::string_view string)

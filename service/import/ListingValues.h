@@ -8,7 +8,7 @@
 namespace corvaned {
 
 /// The string without blanks at its ends, and with one blank for each run of blanks, as XMLTV prescribes.
-std::string collapsed(std::string_view string);
+std::string collapsed(std::string string);
 
 /// Whether it consists of digits, at most 32.
 bool isNumber(std::string_view string);

@@ -130,15 +130,15 @@ public:
     Query& bind(const Values&... values)
     {
         int place = 0;
-        (bindOne(++place, values), ...);
+        (bindOne(++place, values, SQLITE_TRANSIENT), ...);
         return *this;
     }
 
     /// Binds one parameter, counted from 1. The string is copied.
-    void bindText(int place, std::string_view value) { bindOne(place, value); }
+    void bindText(int place, std::string_view value) { bindOne(place, value, SQLITE_TRANSIENT); }
 
     /// Binds one parameter, counted from 1.
-    void bindNumber(int place, std::int64_t value) { bindOne(place, value); }
+    void bindNumber(int place, std::int64_t value) { bindOne(place, value, nullptr); }
 
     /// Binds bytes to one parameter, counted from 1. They are copied.
     void bindBlob(int place, std::string_view bytes)
@@ -156,6 +156,15 @@ public:
     /// Runs a statement that returns no rows; after that it can be bound and run again.
     void run();
 
+    /// Binds all parameters in order, without copying strings, and runs a statement that returns no rows.
+    template <typename... Values>
+    void run(const Values&... values)
+    {
+        int place = 0;
+        (bindOne(++place, values, SQLITE_STATIC), ...);
+        run();
+    }
+
     /// Reads a column of the row by its name. A column that the statement does not have is a defect of the caller and
     /// throws std::logic_error.
     std::int64_t number(std::string_view column) const { return number(place(column)); }
@@ -172,11 +181,14 @@ public:
 
 private:
     int place(std::string_view column) const;
-    void bindOne(int place, std::int64_t value) { check(sqlite3_bind_int64(m_statement.handle.get(), place, value)); }
-    void bindOne(int place, std::string_view value)
+    void bindOne(int place, std::int64_t value, sqlite3_destructor_type /*copy*/)
+    {
+        check(sqlite3_bind_int64(m_statement.handle.get(), place, value));
+    }
+    void bindOne(int place, std::string_view value, sqlite3_destructor_type copy)
     {
         check(sqlite3_bind_text64(m_statement.handle.get(), place, value.data() == nullptr ? "" : value.data(),
-                                  value.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
+                                  value.size(), copy, SQLITE_UTF8));
     }
     void check(int result) const;
     std::string_view sql() const { return m_home->first; }

@@ -9,7 +9,9 @@
 namespace corvaned::viewer {
 namespace {
 
-constexpr std::int64_t kTuningsKept = 2000;  // per user; half a year at ten a day
+constexpr std::int64_t kTuningsKept = 2000;    // per user; half a year at ten a day
+constexpr std::int64_t kFavoritesKept = 1000;  // per user and subject
+constexpr std::int64_t kVotesKept = 2000;      // likewise
 
 constexpr std::string_view kRemembered =
     "SELECT content_id, series_id, type, season, episode, year, image_url, image_width, image_height, lang, title, "
@@ -97,6 +99,26 @@ bool writeAbout(ViewerStore& viewers, sqlite::Connection& guide, Subject subject
         change(connection);
     });
     return isKnown;
+}
+
+// Deletes the user's oldest favourites or votes on such subjects if there are more than `most`, but keeps the one on
+// the target.
+void keepLatest(SqlConnection& connection, const std::string& table, std::string_view user, Subject subject,
+                std::int64_t target, std::int64_t most)
+{
+    const std::string ofUser = " FROM " + table + " WHERE user_id = ? AND kind = ? ";
+    std::int64_t held = 0;
+    {
+        SqlQuery count(connection, "SELECT count(*) AS held" + ofUser);
+        count.bind(user, nameOf(subject)).next();
+        held = count.number("held");
+    }
+    if (held > most) {
+        SqlQuery(connection, "DELETE" + ofUser + "AND target IN (SELECT target" + ofUser +
+                                 "AND target <> ? ORDER BY since, target LIMIT ?)")
+            .bind(user, nameOf(subject), user, nameOf(subject), target, held - most)
+            .run();
+    }
 }
 
 struct FavoriteRow {
@@ -200,6 +222,7 @@ bool addFavorite(ViewerStore& viewers, sqlite::Connection& guide, std::string_vi
                  "INSERT INTO favorite (user_id, kind, target, since) VALUES (?, ?, ?, ?) ON CONFLICT DO NOTHING")
             .bind(user, nameOf(subject), target, now)
             .run();
+        keepLatest(connection, "favorite", user, subject, target, kFavoritesKept);
     });
 }
 
@@ -276,6 +299,7 @@ bool castVote(ViewerStore& viewers, sqlite::Connection& guide, std::string_view 
         )sql")
             .bind(nameOf(subject), target, user, std::int64_t{vote == Vote::Like}, now)
             .run();
+        keepLatest(connection, "vote", user, subject, target, kVotesKept);
     });
 }
 

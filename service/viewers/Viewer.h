@@ -27,6 +27,7 @@ enum class Subject : std::uint8_t {
 std::string_view nameOf(Subject subject);
 
 /// Makes the target a favourite of the user. A target that is one already keeps its place.
+/// Only the latest of each subject are kept.
 /// @return false if neither the guide nor remembered_content has the target; nothing is changed then
 bool addFavorite(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
                  std::int64_t target, Instant now);
@@ -90,7 +91,7 @@ struct VoteCount {
     Vote own = Vote::None;
 };
 
-/// Replaces the user's vote on the target; Vote::None withdraws it.
+/// Replaces the user's vote on the target; Vote::None withdraws it. Only the latest on each subject are kept.
 /// @return false if the channel or content is unknown; nothing is changed then
 bool castVote(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
               std::int64_t target, Vote vote, Instant now);

@@ -249,6 +249,10 @@ TEST(Command, ShowsAndExportsWhatIsStored)
     EXPECT_THAT(stats.readAll(), HasSubstr("from        2026-11-20T18:00:00Z\nto          2026-11-20T22:00:00Z\nsize"));
     EXPECT_EQ(stats.wait(), 0);
 
+    ServiceProgram unused({"users", "--db", folder.path()});
+    EXPECT_EQ(unused.readAll(), "no viewers yet; 'corvaned serve' makes " + viewersBeside(folder.path()) + "\n");
+    EXPECT_EQ(unused.wait(), 0);
+
     {
         const std::unique_ptr<ViewerStore> viewers = openViewers(viewersBeside(folder.path()));
         viewers->write([](SqlConnection& connection) {

@@ -236,6 +236,30 @@ TEST_F(ViewerTest, TheOldestTuningsAreDeletedFirst)
         ElementsAre("2000|2|2001"));
 }
 
+TEST_F(ViewerTest, OldFavoritesAndVotesMakeRoomForTheNew)
+{
+    const GuideFile::Lease lease = under.guide().lease();
+    under.viewers().write([](SqlConnection& connection) {
+        for (int i = 1; i <= 2000; ++i) {
+            SqlQuery(connection, "INSERT INTO vote VALUES ('content', ?, 'someone', 1, ?)").bind(i, i).run();
+            if (i <= 1000) {
+                SqlQuery(connection, "INSERT INTO favorite VALUES ('someone', 'content', ?, ?)").bind(i, i).run();
+            }
+        }
+    });
+    const std::int64_t target = std::stoll(anvil);
+    viewer::addFavorite(under.viewers(), *lease, "someone", viewer::Subject::Content, target, 1);
+    viewer::castVote(under.viewers(), *lease, "someone", viewer::Subject::Content, target, viewer::Vote::Like, 1);
+    for (const char* const table : {"favorite", "vote"}) {
+        EXPECT_THAT(test::values(under.viewers(), std::string("SELECT count(*) || '|' || min(target) AS value FROM ") +
+                                                      table + " WHERE target <> " + anvil),
+                    ElementsAre(std::string_view(table) == "vote" ? "1999|2" : "999|2"));
+        EXPECT_THAT(test::values(under.viewers(),
+                                 std::string("SELECT since || '' AS value FROM ") + table + " WHERE target = " + anvil),
+                    ElementsAre("1"));
+    }
+}
+
 TEST_F(ViewerTest, AResetForgetsUpToItsTime)
 {
     const std::string user = "someone";
