@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <tuple>
+#include <typeinfo>
 #include <vector>
 
 #include <dlfcn.h>
@@ -225,6 +226,29 @@ WVLSession session()
     return opened;
 }
 
+/// Reads the virtual table of a record. A copy gets the table of the program that makes it, so only records that the
+/// library has made and handed over show where its tables are.
+template <class Record>
+void readTable(const Record& record)
+{
+    EXPECT_EQ(typeid(record), typeid(Record));
+}
+
+/// The same for all records in a container that the library has filled.
+void readTables(const WContainer<WVLContent>& filled)
+{
+    for (const WVLContent& content : filled.getData()) {
+        readTable(content);
+        readTable(content.getChannel());
+        for (const WVLGenre& genre : content.getGenrelist()) {
+            readTable(genre);
+        }
+        for (const WVLImage& image : content.getPoster()) {
+            readTable(image);
+        }
+    }
+}
+
 /// Records of all types, kept after the library has been unloaded.
 struct Survivors {
     std::vector<std::unique_ptr<Kept>> kept;
@@ -284,6 +308,10 @@ TEST(Load, RecordsOutliveTheLibrary)
         survivors.kept[index].reset();
         EXPECT_EQ(copy->shown(), survivors.shown[index]);
     }
+    for (const char* const nested : {"channel", "genres", "poster"}) {
+        EXPECT_EQ(survivors.shownSchedule["list"].at(0).count(nested), 1u) << nested;
+    }
+    readTables(survivors.schedule);
     WContainer<WVLContent> copied(survivors.schedule);
     EXPECT_EQ(show(survivors.schedule), survivors.shownSchedule);
     survivors.schedule.clear();
