@@ -141,6 +141,51 @@ TEST_F(HostileClients, UnreadRepliesDoNotDelayOthers)
     EXPECT_LT(m_server.requests(), 450) << "the server makes replies that are never read";
 }
 
+// Makes 12 KB as a handler does: in a growing string, beside many small pieces.
+Reply replyInPieces()
+{
+    std::vector<std::string> pieces;
+    for (int i = 0; i < 600; ++i) {
+        pieces.emplace_back(20 + i % 60, 'x');
+    }
+    Reply reply;
+    reply.mayCompress = false;
+    for (std::size_t i = 0; reply.body.size() < 12'000; ++i) {
+        reply.body += pieces[i];
+    }
+    return reply;
+}
+
+TEST(HostileMemory, UnreadRepliesTakeLittleMoreThanTheirSize)
+{
+    if (!measuresMemory()) {
+        GTEST_SKIP() << "sanitizers keep freed memory";
+    }
+    constexpr int kClients = 400;
+    constexpr std::size_t kMostPerClient = 32 * 1024;  // a reply of 12 KB and 19 requests that wait
+    const TestServer server({}, std::nullopt, [](HttpApplication& application) {
+        application.answer = [](const Request& /*request*/) { return replyInPieces(); };
+    });
+    std::string many;
+    for (int i = 0; i < 20; ++i) {
+        many += TestServer::get("/" + std::string(200, 'x'));
+    }
+    std::vector<RawClient> clients;
+    for (int i = 0; i < kClients; ++i) {
+        clients.emplace_back(server.port(), kAttacker);
+        clients.back().receiveLittle();
+    }
+    forgetPeak();
+    const std::size_t before = peakMemory();
+    for (const RawClient& client : clients) {
+        client.send(many);
+    }
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_LT(server.timeOfRequest(), test::kUnaffected);
+    }
+    EXPECT_LT((peakMemory() - before) / kClients, kMostPerClient);
+}
+
 TEST(SlowRequests, UnreadRepliesHaveADeadline)
 {
     const TestServer server([](ServerLimits& limits) { limits.sendPauseTime = seconds(1); });
