@@ -285,7 +285,7 @@ TEST(Import, AWeeklyProgrammeMovesByAWeek)
     ImportOptions options;
     options.shifts = movedToToday(*parseUtc("2026-12-04T18:30:00Z"), Zone::named("+00:00"));
     const std::string weeks = news("20261120") + news("20261127");
-    EXPECT_EQ(importText(db.guide, "<tv>" + weeks + "</tv>", options).listings[0].shift, 7 * 86400);
+    EXPECT_EQ(importListing(db.guide, "<tv>" + weeks + "</tv>", options).listings[0].shift, 7 * 86400);
     EXPECT_THAT(rows(db.guide, kSlots), ElementsAre("a|10080|10140|News", "a|20160|20220|News"));
 }
 
