@@ -1,6 +1,7 @@
 // The listing that `corvaned serve` offers to other programs.
 #include "XmltvFeed.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -187,6 +188,10 @@ long ownMemory(pid_t process)
 
 TEST_F(FeedTest, TakesNoMemoryOfTheListingsSize)
 {
+#if defined(__SANITIZE_ADDRESS__)
+    // Freed memory is kept for a while, so that its use is noticed; 256 MiB unless limited.
+    ::setenv("ASAN_OPTIONS", "quarantine_size_mb=1:malloc_context_size=4", 1);
+#endif
     std::string large = "<tv>";
     for (int i = 0; i < 20'000; ++i) {
         large += fmt::format(
