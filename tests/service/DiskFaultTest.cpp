@@ -186,7 +186,9 @@ TEST_F(DurabilityOnDisk, AFullLogIsFlushedBeforeItIsCopiedAndTheFileAfterwards)
     std::filesystem::remove(syncLog());
     constexpr int kUploads = 6;  // 1 MiB each; the log is copied when it has 4 MiB
     for (int i = 0; i < kUploads; ++i) {
-        const auto reply = client.put(prefix + "conf/upload?filename=f", {{"Token", token}}, std::string(1 << 20, 'x'));
+        // Each upload differs, because SQLite does not write pages that stay the same.
+        const std::string content(1 << 20, static_cast<char>('a' + i));
+        const auto reply = client.put(prefix + "conf/upload?filename=f", {{"Token", token}}, content);
         ASSERT_TRUE(reply.has_value());
         ASSERT_EQ(reply->status, 200) << reply->body;
     }
