@@ -40,9 +40,12 @@ void prefetch(const Object* object)
     if (object == nullptr) {
         return;
     }
-    for (std::size_t offset = 0; offset < sizeof(Object) + kCacheLine; offset += kCacheLine) {
-        __builtin_prefetch(reinterpret_cast<const char*>(object) + offset);
+    const auto* const bytes = reinterpret_cast<const char*>(object);
+    for (std::size_t offset = 0; offset < sizeof(Object); offset += kCacheLine) {
+        __builtin_prefetch(bytes + offset);
     }
+    // The object may begin in the middle of a line and so reach into one more.
+    __builtin_prefetch(bytes + sizeof(Object) - 1);
 }
 
 /// Frees a record, unless it is part of its request's block.
@@ -351,6 +354,7 @@ void VorelService::cbVorelFnCallback(SESSION_STATUS sessionStatus, HttpRequest* 
     // With thousands of requests in flight, none of this one's memory is in a cache. Fetching all of it at once is
     // faster than waiting for one line after the other.
     prefetch(request);
+    prefetch(args);
     prefetch(args->command);
     VorelService* const service = args->service;
     // The caller's callback may destroy the plug-in object, and this service with it: what is read afterwards must
