@@ -42,7 +42,7 @@ bool HandlerPool::add(const std::string& address, Job job)
     if (lane.second.waiting.size() == 1) {
         m_turns.push_back(&lane);
     }
-    if (m_sleeping > 0) {
+    if (m_sleeping > 0 && (!m_isWatched || mayRun(lane.second))) {
         m_wake.notify_one();
     }
     return true;
@@ -76,6 +76,19 @@ HandlerPool::Lanes::value_type* HandlerPool::nextLane()
     return lane;
 }
 
+void HandlerPool::sleep(std::unique_lock<std::mutex>& lock)
+{
+    ++m_sleeping;
+    if (m_turns.empty() || m_isWatched) {
+        m_wake.wait(lock);
+    } else {
+        m_isWatched = true;
+        m_wake.wait_for(lock, m_burst.time);
+        m_isWatched = false;
+    }
+    --m_sleeping;
+}
+
 void HandlerPool::work(Priority priority)
 {
     if (priority == Priority::Low) {
@@ -86,13 +99,7 @@ void HandlerPool::work(Priority priority)
     while (!m_ending) {
         Lanes::value_type* const lane = nextLane();
         if (lane == nullptr) {
-            ++m_sleeping;
-            if (m_turns.empty()) {
-                m_wake.wait(lock);
-            } else {
-                m_wake.wait_for(lock, m_burst.time);  // then a lane may run more
-            }
-            --m_sleeping;
+            sleep(lock);
             continue;
         }
         Job job = std::move(lane->second.waiting.front());
@@ -102,6 +109,9 @@ void HandlerPool::work(Priority priority)
         ++m_running;
         if (!lane->second.waiting.empty()) {
             m_turns.push_back(lane);
+        }
+        if (!m_turns.empty() && !m_isWatched && m_sleeping > 0) {
+            m_wake.notify_one();  // this thread may have been the one that watched
         }
         lock.unlock();
         job();

@@ -64,6 +64,7 @@ private:
 
     bool mayRun(const Lane& lane) const;
     void work(Priority priority);
+    void sleep(std::unique_lock<std::mutex>& lock);
     Lanes::value_type* nextLane();
 
     const std::size_t m_mostWaiting;
@@ -77,6 +78,9 @@ private:
     std::size_t m_waiting = 0;
     std::size_t m_running = 0;
     std::size_t m_sleeping = 0;
+    // Whether one of the sleeping threads looks again after the time of a burst. One suffices; waking others for every
+    // job that may not run yet would take the processors from the jobs that run.
+    bool m_isWatched = false;
     bool m_ending = false;
     std::vector<std::thread> m_threads;
 };

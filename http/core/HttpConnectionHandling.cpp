@@ -161,8 +161,12 @@ void HttpConnection::handle(const std::shared_ptr<HttpWork>& work)
     if (!work->webSocket && work->delivery.isPlain()) {
         work->sendState = sendReply(*m_transport, work->out, work->sent);
     }
+    if (work->sendState == IoState::Done) {
+        work->out = {};  // here, so that a flood's replies do not pile up before the I/O thread
+    }
     const bool waits = !work->webSocket && work->sendState != IoState::Done;
     if (waits) {
+        work->out.body.shrink_to_fit();  // its capacity may be twice its size, and thousands of replies may wait
         work->countedUnsent = work->out.ownSize();
         m_core.unsent().add(work->countedUnsent);
     }

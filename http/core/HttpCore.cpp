@@ -120,8 +120,9 @@ void HttpCore::add(int socket, bool isV6, const std::string& remote)
     }
     const int yes = 1;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-    // Otherwise the kernel buffers megabytes for a client that does not read.
-    constexpr int kUnsentInKernel = 65536;
+    // Otherwise the kernel buffers megabytes for a client that does not read, and handlers make replies for it as long
+    // as it does.
+    constexpr int kUnsentInKernel = 32768;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kUnsentInKernel, sizeof kUnsentInKernel);
     asio::ip::tcp::socket owned(m_context);
     boost::system::error_code failed;
