@@ -131,7 +131,7 @@ void HttpListener::accept()
         auto* const address = reinterpret_cast<sockaddr*>(&peer);
         const int socket = ::accept4(m_acceptor.native_handle(), address, &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (socket >= 0) {
-            m_core.add(socket, peer.ss_family == AF_INET6, hostOf(address, size));
+            add(socket, peer.ss_family == AF_INET6, hostOf(address, size));
             continue;
         }
         const int error = errno;
@@ -141,7 +141,7 @@ void HttpListener::accept()
         if (error == EINTR) {
             continue;
         }
-        report(error);
+        report(std::strerror(error));
         if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
             // Spares connections that may be about to send a request.
             m_core.closeLongestIdle(std::chrono::seconds(1));
@@ -157,14 +157,24 @@ void HttpListener::accept()
     wait();
 }
 
-void HttpListener::report(int error)
+// A failure of one connection must not end listening.
+void HttpListener::add(int socket, bool isV6, const std::string& remote)
+{
+    try {
+        m_core.add(socket, isV6, remote);
+    } catch (const std::exception& error) {
+        report(error.what());
+    }
+}
+
+void HttpListener::report(const char* reason)
 {
     ++m_failures;
     const auto now = std::chrono::steady_clock::now();
     if (now - m_reported < std::chrono::seconds(1)) {
         return;
     }
-    m_core.report(fmt::format("cannot accept a connection: {} ({} failures); trying again", std::strerror(error),
+    m_core.report(fmt::format("cannot accept a connection: {} ({} failures); trying again", reason,
                               std::exchange(m_failures, 0)));
     m_reported = now;
 }

@@ -28,7 +28,8 @@ public:
 private:
     void wait();
     void accept();
-    void report(int error);
+    void add(int socket, bool isV6, const std::string& remote);
+    void report(const char* reason);
 
     HttpCore& m_core;
     boost::asio::ip::tcp::acceptor m_acceptor;

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <new>
+#include <stdexcept>
 
 #include <fmt/format.h>
 #include <openssl/err.h>
@@ -52,7 +52,7 @@ TlsContext::Context TlsContext::read(const TlsFiles& files)
     requireReadable(files.key, "key");
     Context context(SSL_CTX_new(TLS_server_method()), &SSL_CTX_free);
     if (!context) {
-        throw std::bad_alloc();
+        throw HttpSetupError("cannot use TLS: " + tlsFailure());
     }
     SSL_CTX* const raw = context.get();
     SSL_CTX_set_min_proto_version(raw, TLS1_2_VERSION);
@@ -71,11 +71,9 @@ TlsContext::Context TlsContext::read(const TlsFiles& files)
     if (SSL_CTX_use_certificate_chain_file(raw, files.certificate.c_str()) != 1 ||
         SSL_CTX_use_PrivateKey_file(raw, files.key.c_str(), SSL_FILETYPE_PEM) != 1 ||
         SSL_CTX_check_private_key(raw) != 1) {
-        const char* const reason = ERR_reason_error_string(ERR_peek_last_error());
-        ERR_clear_error();
         throw HttpSetupError(
             fmt::format("cannot use certificate {} with key {}: {}; both must be PEM and belong together",
-                        files.certificate, files.key, reason != nullptr ? reason : "unknown error"));
+                        files.certificate, files.key, tlsFailure()));
     }
     EVP_PKEY* const key = SSL_CTX_get0_privatekey(raw);
     if (EVP_PKEY_is_a(key, "RSA") == 1 && EVP_PKEY_get_bits(key) < kLeastRsaBits) {
@@ -96,7 +94,12 @@ void TlsContext::reload()
 TlsSession TlsContext::newSession()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return {SSL_new(m_context.get()), &SSL_free};
+    ERR_clear_error();
+    TlsSession session(SSL_new(m_context.get()), &SSL_free);
+    if (!session) {
+        throw std::runtime_error("cannot use TLS: " + tlsFailure());
+    }
+    return session;
 }
 
 }  // namespace http

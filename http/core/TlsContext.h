@@ -20,7 +20,7 @@ public:
     void reload();
 
     /// A session for one connection.
-    /// @throws std::bad_alloc
+    /// @throws std::runtime_error with OpenSSL's reason, std::bad_alloc
     TlsSession newSession();
 
 private:

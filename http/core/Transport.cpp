@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <stdexcept>
 
 #include <openssl/bio.h>
 #include <openssl/err.h>
@@ -90,7 +91,7 @@ BIO_METHOD* socketMethod()
     static BIO_METHOD* const s_method = [] {
         BIO_METHOD* const method = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "socket");
         if (method == nullptr) {
-            throw std::bad_alloc();
+            throw std::runtime_error("cannot use TLS: " + tlsFailure());
         }
         BIO_meth_set_read(method, &bioRead);
         BIO_meth_set_write(method, &bioWrite);
@@ -104,9 +105,9 @@ class TlsTransport final : public Transport {
 public:
     TlsTransport(int socket, TlsSession session) : m_socket(socket), m_session(std::move(session))
     {
-        BIO* const bio = m_session ? BIO_new(socketMethod()) : nullptr;
+        BIO* const bio = BIO_new(socketMethod());
         if (bio == nullptr) {
-            throw std::bad_alloc();
+            throw std::runtime_error("cannot use TLS: " + tlsFailure());
         }
         BIO_set_data(bio, reinterpret_cast<void*>(static_cast<std::intptr_t>(socket)));
         BIO_set_init(bio, 1);
@@ -183,6 +184,17 @@ private:
 };
 
 }  // namespace
+
+std::string tlsFailure()
+{
+    const unsigned long error = ERR_peek_last_error();
+    ERR_clear_error();
+    if (ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE) {
+        throw std::bad_alloc();
+    }
+    const char* const reason = ERR_reason_error_string(error);
+    return reason != nullptr ? reason : "unknown error";
+}
 
 std::unique_ptr<Transport> makePlainTransport(int socket)
 {

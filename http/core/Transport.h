@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include <openssl/ssl.h>
@@ -52,7 +53,11 @@ std::unique_ptr<Transport> makePlainTransport(int socket);
 using TlsSession = std::unique_ptr<SSL, void (*)(SSL*)>;
 
 /// @param session  a new one of a server's context
-/// @throws std::bad_alloc
+/// @throws std::runtime_error with OpenSSL's reason, std::bad_alloc
 std::unique_ptr<Transport> makeTlsTransport(int socket, TlsSession session);
+
+/// The reason of OpenSSL's last failure on this thread. Empties its queue of errors.
+/// @throws std::bad_alloc if the reason is that memory ran out
+std::string tlsFailure();
 
 }  // namespace http

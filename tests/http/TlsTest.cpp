@@ -1,16 +1,37 @@
 // TLS: versions, suites, certificates, and slow or silent handshakes.
+#include <atomic>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 
+#include <dlfcn.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 
 #include "TestServer.h"
 #include "WebClient.h"
+
+namespace {
+
+std::atomic<bool> failSessions{false};
+
+}  // namespace
+
+// Replaces OpenSSL's function in this program.
+extern "C" SSL* SSL_new(SSL_CTX* context)
+{
+    if (failSessions) {
+        ERR_raise(ERR_LIB_SSL, SSL_R_LIBRARY_HAS_NO_CIPHERS);
+        return nullptr;
+    }
+    static const auto s_original = reinterpret_cast<SSL* (*)(SSL_CTX*)>(dlsym(RTLD_NEXT, "SSL_new"));
+    return s_original(context);
+}
 
 namespace http {
 namespace {
@@ -196,6 +217,25 @@ TEST(Tls, HandshakesHaveADeadline)
     stalled.send("\x16");
     EXPECT_EQ(stalled.receiveAll(), "(closed)");
     EXPECT_EQ(silent.receiveAll(), "(closed)");
+}
+
+TEST(Tls, ReportsAConnectionThatCannotBegin)
+{
+    const Certificates certificates;
+    std::mutex lock;
+    std::string reported;
+    const auto report = [&](const std::string& line) {
+        const std::lock_guard<std::mutex> guard(lock);
+        reported += line;
+    };
+    const TestServer server({}, certificates.rsa(), [&](HttpApplication& application) { application.report = report; });
+    failSessions = true;
+    EXPECT_THAT(RawClient(server.port()).receiveAll(), ::testing::AnyOf("(closed)", "(reset)"));
+    failSessions = false;
+    EXPECT_TRUE(shake(server.port(), TLS1_2_VERSION, TLS1_3_VERSION).done) << "listening has ended";
+    const std::lock_guard<std::mutex> guard(lock);
+    EXPECT_EQ(reported,
+              "cannot accept a connection: cannot use TLS: library has no ciphers (1 failures); trying again");
 }
 
 TEST(Tls, PlainRequestsToATlsPortAreClosed)
