@@ -40,8 +40,9 @@ std::shared_ptr<std::FILE> temporaryFile()
     const int descriptor = openUnnamedFile();
     std::FILE* const file = ::fdopen(descriptor, "w+b");
     if (file == nullptr) {
+        const int error = errno;
         ::close(descriptor);
-        throw std::bad_alloc();
+        throw OperatorError(fmt::format("cannot buffer a temporary file: {}", std::strerror(error)));
     }
     return {file, &std::fclose};
 }
