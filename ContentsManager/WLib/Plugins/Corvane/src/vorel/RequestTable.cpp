@@ -37,7 +37,7 @@ void RequestTable::add(VorelRequestInfo* record)
 
 VorelRequestInfo* RequestTable::find(UINT64 reference) const
 {
-    VorelRequestInfo* record = m_slots[reference & (m_slots.size() - 1)];
+    VorelRequestInfo* record = m_slots[indexOf(reference)];
     while (record != nullptr && record->reference != reference) {
         record = record->next;
     }

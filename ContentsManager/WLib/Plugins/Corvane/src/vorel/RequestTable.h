@@ -66,7 +66,8 @@ public:
     }
 
 private:
-    VorelRequestInfo*& slot(UINT64 reference) { return m_slots[reference & (m_slots.size() - 1)]; }
+    std::size_t indexOf(UINT64 reference) const { return static_cast<std::size_t>(reference) & (m_slots.size() - 1); }
+    VorelRequestInfo*& slot(UINT64 reference) { return m_slots[indexOf(reference)]; }
     /// Doubles the number of slots; without memory for that, each slot holds more records.
     void grow() noexcept;
 
