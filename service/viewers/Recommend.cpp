@@ -67,6 +67,11 @@ constexpr AiringOrder kLatestFirst = {"airing_by_start", "ORDER BY start DESC, i
 constexpr AiringOrder kSoonestFirst = {"airing_by_start", "ORDER BY start, id"};
 constexpr AiringOrder kByTitle = {"airing_by_title", "ORDER BY title, start DESC, id"};
 
+const std::string kOfChannel =
+    "WHERE source_id = ?3 AND " + guide::onAirDuring("?1", "?2") + " ORDER BY start DESC, id";
+const std::string kOfContent = "INDEXED BY airing_by_content WHERE content_id = ?3 AND " +
+                               guide::onAirDuring("?1", "?2") + " ORDER BY start DESC, id";
+
 // With at least this many wishes, it is faster to read all airings in the requested order and to stop at the last one
 // needed. With fewer wishes there are few airings, which are found by content.
 constexpr std::size_t kManyWishes = 500;
@@ -91,19 +96,36 @@ constexpr std::string_view kRelated = R"sql(
     GROUP BY content_id ORDER BY 2 DESC, content_id LIMIT ?4
 )sql";
 
+// The genres of the contents ?1, an array of JSON.
+constexpr std::string_view kGenresOfFew = R"sql(
+    SELECT DISTINCT genre_id FROM airing_genre JOIN airing ON airing.id = airing_id
+    WHERE content_id IN (SELECT value FROM json_each(?1))
+)sql";
+
+// The same. Among many contents, nearly every genre has one of its first airings: CROSS JOIN and the plus keep the
+// order of the search.
+constexpr std::string_view kGenresOfMany = R"sql(
+    SELECT id AS genre_id FROM genre
+    WHERE EXISTS (SELECT 1 FROM airing_genre CROSS JOIN airing ON airing.id = airing_id
+                  WHERE genre_id = genre.id AND +content_id IN (SELECT value FROM json_each(?1)))
+)sql";
+
 // ?1 are the contents that interest the user, ?4 the disliked ones, both as arrays of JSON.
-const std::string kFilms = R"sql(
-    WITH liked AS MATERIALIZED (
-        SELECT DISTINCT genre_id FROM airing_genre JOIN airing ON airing.id = airing_id
-        WHERE content_id IN (SELECT value FROM json_each(?1)))
+std::string filmsBy(std::string_view genres)
+{
+    return "WITH liked AS MATERIALIZED (" + std::string(genres) + R"sql()
     SELECT id, min(start),
            (SELECT count(*) FROM airing_genre WHERE airing_id = airing.id AND genre_id IN (SELECT genre_id FROM liked))
     FROM airing
     WHERE type = 'movie' AND )sql" +
-                           guide::onAirDuring("?2", "?3") + R"sql(
+           guide::onAirDuring("?2", "?3") + R"sql(
           AND content_id NOT IN (SELECT value FROM json_each(?4))
     GROUP BY content_id ORDER BY 3 DESC, 2, id LIMIT ?5
 )sql";
+}
+
+const std::string kFilms = filmsBy(kGenresOfFew);
+const std::string kFilmsOfMany = filmsBy(kGenresOfMany);
 
 using Numbers = std::unordered_set<std::int64_t>;
 
@@ -113,6 +135,7 @@ struct Interests {
     Numbers series;
     Numbers disliked;
 
+    bool areFew() const { return contents.size() < kManyWishes; }
     bool isWished(std::int64_t content, std::int64_t ofSeries) const
     {
         return (contents.count(content) > 0 || (ofSeries != 0 && series.count(ofSeries) > 0)) &&
@@ -184,6 +207,8 @@ Tunings tuningsOf(SqlConnection& connection, std::string_view user)
     return tunings;
 }
 
+using IsTaken = std::function<bool(const sqlite::Query& row)>;
+
 struct WishedAiring {
     std::int64_t id;
     std::int64_t source;
@@ -192,10 +217,9 @@ struct WishedAiring {
 // The first airing of each content that interests the user, in the requested order, at most `most`.
 // @param isTaken  decides about a row of kAirings
 std::vector<WishedAiring> wishedAirings(sqlite::Connection& guide, const Interests& interests, Instant from, Instant to,
-                                        const AiringOrder& order, std::size_t most,
-                                        const std::function<bool(const sqlite::Query& row)>& isTaken)
+                                        const AiringOrder& order, std::size_t most, const IsTaken& isTaken)
 {
-    const bool areFew = interests.contents.size() < kManyWishes;
+    const bool areFew = interests.areFew();
     const std::string among =
         areFew ? kAmong : std::string("INDEXED BY ") + order.index + " WHERE " + guide::onAirDuring("?1", "?2");
     sqlite::Query rows(guide, kAirings + among + order.order);
@@ -211,6 +235,43 @@ std::vector<WishedAiring> wishedAirings(sqlite::Connection& guide, const Interes
         if (interests.isWished(content, rows.number("series_id")) && contents.count(content) == 0 && isTaken(rows)) {
             contents.insert(content);
             airings.push_back({rows.number("id"), rows.number("source_id")});
+        }
+    }
+    return airings;
+}
+
+// Whether the airing is the latest one of its content that is taken.
+bool isLatest(sqlite::Connection& guide, Instant from, Instant to, std::int64_t content, std::int64_t airing,
+              const IsTaken& isTaken)
+{
+    sqlite::Query rows(guide, kAirings + kOfContent);
+    rows.bind(from, to, content);
+    while (rows.next()) {
+        if (isTaken(rows)) {
+            return rows.number("id") == airing;
+        }
+    }
+    return false;
+}
+
+// The latest airing of each content that interests the user, by the position of its channel, `most` at most. For many
+// wishes: the first channels suffice.
+std::vector<WishedAiring> wishedByChannel(sqlite::Connection& guide, const Interests& interests, Instant from,
+                                          Instant to, std::size_t most, const IsTaken& isTaken)
+{
+    std::vector<std::int64_t> sources;
+    guide::forEachChannel(guide, [&](const guide::Channel& channel) { sources.push_back(channel.source); });
+    std::vector<WishedAiring> airings;
+    for (const std::int64_t source : sources) {
+        sqlite::Query rows(guide, kAirings + kOfChannel);
+        rows.bind(from, to, source);
+        while (airings.size() < most && rows.next()) {
+            const std::int64_t content = rows.number("content_id");
+            const std::int64_t airing = rows.number("id");
+            if (interests.isWished(content, rows.number("series_id")) && isTaken(rows) &&
+                isLatest(guide, from, to, content, airing, isTaken)) {
+                airings.push_back({airing, source});
+            }
         }
     }
     return airings;
@@ -390,10 +451,14 @@ std::vector<std::int64_t> missed(ViewerStore& viewers, sqlite::Connection& guide
         return stop <= now &&
                !tunings.hasSeen(row.number("content_id"), row.number("source_id"), row.number("start"), stop);
     };
+    const Instant from = now - kMissedSpan;
+    const bool isByChannel = order == MissedOrder::Channel;
     std::vector<WishedAiring> airings =
-        wishedAirings(guide, interests, now - kMissedSpan, now, order == MissedOrder::Title ? kByTitle : kLatestFirst,
-                      order == MissedOrder::Channel ? kAll : kMissedMost, isMissed);
-    if (order == MissedOrder::Channel) {
+        isByChannel && !interests.areFew()
+            ? wishedByChannel(guide, interests, from, now, kMissedMost, isMissed)
+            : wishedAirings(guide, interests, from, now, order == MissedOrder::Title ? kByTitle : kLatestFirst,
+                            isByChannel ? kAll : kMissedMost, isMissed);
+    if (isByChannel && interests.areFew()) {
         Scores positions;
         guide::forEachChannel(guide, [&](const guide::Channel& channel) {
             positions.emplace(channel.source, static_cast<std::int64_t>(positions.size()));
@@ -416,8 +481,8 @@ std::vector<std::int64_t> related(sqlite::Connection& guide, std::int64_t conten
     return numbersOf(rows.bind(content, series, now, count), "content_id");
 }
 
-std::vector<std::int64_t> television(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user,
-                                     Instant now, std::int64_t count)
+PersonalChoice personalChoice(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Instant now,
+                              std::int64_t count)
 {
     Interests interests;
     std::vector<std::int64_t> sources;
@@ -428,34 +493,27 @@ std::vector<std::int64_t> television(ViewerStore& viewers, sqlite::Connection& g
         sources = numbersOf(rows.bind(user, now - kHistory, now), "source_id");
         scores = popularityOf(connection, now);
     });
-    std::vector<std::int64_t> airings;
+    PersonalChoice choice;
     for (const WishedAiring& airing :
          wishedAirings(guide, interests, now, now + kDay, kSoonestFirst, static_cast<std::size_t>(count),
                        [](const sqlite::Query&) { return true; })) {
-        airings.push_back(airing.id);
+        choice.television.push_back(airing.id);
     }
     const std::vector<std::int64_t> popular = byScore(guide, scores, kAll);
     sources.insert(sources.end(), popular.begin(), popular.end());
-    std::set<std::int64_t> taken(airings.begin(), airings.end());
+    std::set<std::int64_t> taken(choice.television.begin(), choice.television.end());
     for (const std::int64_t source : sources) {
-        if (static_cast<std::int64_t>(airings.size()) >= count) {
+        if (static_cast<std::int64_t>(choice.television.size()) >= count) {
             break;
         }
         if (const std::int64_t airing = onAt(guide, source, now); airing != 0 && taken.insert(airing).second) {
-            airings.push_back(airing);
+            choice.television.push_back(airing);
         }
     }
-    return airings;
-}
-
-std::vector<std::int64_t> films(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Instant now,
-                                std::int64_t count)
-{
-    Interests interests;
-    viewers.read([&](SqlConnection& connection) { interests = interestsOf(connection, user, Wish::Watched); });
-    sqlite::Query rows(guide, kFilms);
-    return numbersOf(rows.bind(jsonOf(interests.contents), now, now + 2 * kDay, jsonOf(interests.disliked), count),
-                     "id");
+    sqlite::Query films(guide, interests.areFew() ? kFilms : kFilmsOfMany);
+    choice.films =
+        numbersOf(films.bind(jsonOf(interests.contents), now, now + 2 * kDay, jsonOf(interests.disliked), count), "id");
+    return choice;
 }
 
 std::vector<App> apps(sqlite::Connection& guide)

@@ -70,14 +70,19 @@ std::vector<std::int64_t> missed(ViewerStore& viewers, sqlite::Connection& guide
 std::vector<std::int64_t> related(sqlite::Connection& guide, std::int64_t content, std::int64_t series, Instant now,
                                   std::int64_t count);
 
-/// What is on or comes within a day: first what interests the viewer, then what is on at the viewer's most frequent
-/// channels, then at the most popular ones.
-std::vector<std::int64_t> television(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user,
-                                     Instant now, std::int64_t count);
+/// Airings for one viewer.
+struct PersonalChoice {
+    /// On now or within a day: first what interests the viewer, then what is on at the viewer's most frequent channels,
+    /// then at the most popular ones.
+    std::vector<std::int64_t> television;
 
-/// Films that are on or come within two days; first those that share most genres with what interests the viewer.
-std::vector<std::int64_t> films(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Instant now,
-                                std::int64_t count);
+    /// On now or within two days; first those that share most genres with what interests the viewer.
+    std::vector<std::int64_t> films;
+};
+
+/// @param count  the largest number of airings of each kind
+PersonalChoice personalChoice(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Instant now,
+                              std::int64_t count);
 
 struct App {
     std::string id;

@@ -139,6 +139,42 @@ bool comesBefore(const FavoriteRow& left, const FavoriteRow& right, FavoriteOrde
     return std::tie(left.since, left.favorite.target) < std::tie(right.since, right.favorite.target);
 }
 
+// The favourites without their contents.
+std::vector<FavoriteRow> favoriteTargets(ViewerStore& viewers, std::string_view user)
+{
+    std::vector<FavoriteRow> found;
+    viewers.read([&](SqlConnection& connection) {
+        found.clear();
+        SqlQuery rows(connection, R"sql(
+            SELECT since, content_id, title
+            FROM favorite JOIN remembered_content ON content_id = target WHERE user_id = ? AND kind = 'content'
+        )sql");
+        rows.bind(user);
+        while (rows.next()) {
+            const std::int64_t since = rows.number("since");
+            const std::int64_t target = rows.number("content_id");
+            found.push_back({{target, {}}, since, std::string(rows.text("title")), 0});
+        }
+    });
+    return found;
+}
+
+// Leaves out those that are no longer remembered.
+void addContents(ViewerStore& viewers, std::vector<Favorite>& favorites)
+{
+    std::vector<Favorite> found;
+    viewers.read([&](SqlConnection& connection) {
+        found.clear();
+        for (const Favorite& favorite : favorites) {
+            SqlQuery row(connection, kRemembered);
+            if (row.bind(favorite.target).next()) {
+                found.push_back({favorite.target, contentOf(row)});
+            }
+        }
+    });
+    favorites = std::move(found);
+}
+
 std::vector<FavoriteRow> favoriteContents(ViewerStore& viewers, std::string_view user)
 {
     std::vector<FavoriteRow> found;
@@ -251,14 +287,26 @@ bool isFavorite(ViewerStore& viewers, std::string_view user, Subject subject, st
 std::vector<Favorite> favorites(ViewerStore& viewers, sqlite::Connection& guide, std::string_view user, Subject subject,
                                 FavoriteOrder order, bool descending, std::int64_t start, std::int64_t count)
 {
-    std::vector<FavoriteRow> found =
-        subject == Subject::Channel ? favoriteChannels(viewers, guide, user) : favoriteContents(viewers, user);
-    std::sort(found.begin(), found.end(), [&](const FavoriteRow& left, const FavoriteRow& right) {
-        return descending ? comesBefore(right, left, order) : comesBefore(left, right, order);
+    // Reading the contents of a short page one by one is faster than reading all of them.
+    constexpr std::int64_t kShort = 200;
+    const bool isShortPage = subject == Subject::Content && count <= kShort;
+    std::vector<FavoriteRow> found = subject == Subject::Channel ? favoriteChannels(viewers, guide, user)
+                                     : isShortPage               ? favoriteTargets(viewers, user)
+                                                                 : favoriteContents(viewers, user);
+    std::vector<FavoriteRow*> ordered;  // the rows are large
+    ordered.reserve(found.size());
+    for (FavoriteRow& row : found) {
+        ordered.push_back(&row);
+    }
+    std::sort(ordered.begin(), ordered.end(), [&](const FavoriteRow* left, const FavoriteRow* right) {
+        return descending ? comesBefore(*right, *left, order) : comesBefore(*left, *right, order);
     });
     std::vector<Favorite> page;
-    for (auto place = static_cast<std::size_t>(start); place < found.size() && count > 0; ++place, --count) {
-        page.push_back(std::move(found[place].favorite));
+    for (auto place = static_cast<std::size_t>(start); place < ordered.size() && count > 0; ++place, --count) {
+        page.push_back(std::move(ordered[place]->favorite));
+    }
+    if (isShortPage) {
+        addContents(viewers, page);
     }
     return page;
 }

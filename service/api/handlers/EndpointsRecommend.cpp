@@ -165,8 +165,9 @@ Json answerCombination(EndpointCall& call)
 {
     const std::string& lang = call.arguments.string("lang");
     Json television = Json::array();
-    for (const std::int64_t airing :
-         recommend::television(call.viewers, call.guide, call.user, call.now, kPersonalized)) {
+    const recommend::PersonalChoice choice =
+        recommend::personalChoice(call.viewers, call.guide, call.user, call.now, kPersonalized);
+    for (const std::int64_t airing : choice.television) {
         guide::airing(call.guide, airing, lang, [&](const guide::Programme& programme) {
             Json& entry = television.emplace_back();
             entry["source"] = std::to_string(programme.channel.source);
@@ -175,7 +176,7 @@ Json answerCombination(EndpointCall& call)
         });
     }
     Json films = Json::array();
-    for (const std::int64_t airing : recommend::films(call.viewers, call.guide, call.user, call.now, kPersonalized)) {
+    for (const std::int64_t airing : choice.films) {
         guide::airing(call.guide, airing, lang, [&](const guide::Programme& programme) {
             addParts(films.emplace_back(), programme, {Part::Id, Part::Title, Part::Genres, Part::Poster});
         });
