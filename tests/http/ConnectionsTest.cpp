@@ -25,14 +25,6 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-void allowManyDescriptors()
-{
-    rlimit files{};
-    getrlimit(RLIMIT_NOFILE, &files);
-    files.rlim_cur = files.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &files);
-}
-
 std::size_t openDescriptors()
 {
     const std::filesystem::directory_iterator all("/proc/self/fd");
@@ -52,7 +44,7 @@ std::function<void(HttpApplication&)> answerAfter(std::promise<void>& end)
 
 TEST(Connections, KeepsAndServesAThousand)
 {
-    allowManyDescriptors();
+    test::allowManyDescriptors();
     TestServer server;
     const std::size_t before = openDescriptors();
     {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <sys/resource.h>
 
 #include "Eventually.h"
 #include "HttpServer.h"
@@ -19,6 +20,15 @@ namespace http::test {
 
 /// More than an undelayed request takes, even on a busy machine.
 constexpr std::chrono::seconds kUnaffected{10};
+
+/// Raises the limit of open files as far as the system allows.
+inline void allowManyDescriptors()
+{
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+}
 
 /// GET /big?n: n bytes. GET /slow: waits until the request is over. Everything else: METHOD PATH BODY.
 class TestServer {
