@@ -2,7 +2,8 @@
 #include "HttpConnection.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
+#include <cstddef>
 
 #include <boost/asio/post.hpp>
 #include <sys/socket.h>
@@ -26,7 +27,11 @@ bool isUpgrade(const Request& request)
 int statusOf(std::string_view head)
 {
     constexpr std::size_t kStatusAt = 9;  // after "HTTP/1.1 "
-    return head.size() < kStatusAt ? 0 : std::atoi(std::string(head.substr(kStatusAt, 3)).c_str());
+    int status = 0;
+    if (head.size() > kStatusAt) {
+        std::from_chars(head.data() + kStatusAt, head.data() + head.size(), status);
+    }
+    return status;
 }
 
 // Decompresses the body; returns a reply if that is refused.

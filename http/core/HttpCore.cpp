@@ -52,7 +52,15 @@ HttpCore::HttpCore(const std::optional<TlsFiles>& tls, const ServerLimits& limit
 
 HttpCore::~HttpCore()
 {
-    stop();
+    try {
+        stop();
+    } catch (const std::exception&) {
+        // Memory ran out. The thread must end before the objects that it uses.
+        m_context.stop();
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+    }
 }
 
 int HttpCore::listen(const ListenAddress& address)
