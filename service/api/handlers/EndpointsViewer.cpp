@@ -171,6 +171,7 @@ void answerFavoriteList(EndpointCall& call, std::string& members)
             ++next;
         };
         std::vector<std::int64_t> targets;
+        targets.reserve(favorites.size());
         for (const viewer::Favorite& favorite : favorites) {
             targets.push_back(favorite.target);
         }

@@ -23,7 +23,7 @@ void forEachReceivedChannel(EndpointCall& call, const std::function<void(const g
 
 std::string receivedChecksum(EndpointCall& call)
 {
-    const std::string checksum = guide::lineupChecksum(call.guide);
+    std::string checksum = guide::lineupChecksum(call.guide);
     const std::string& headend = call.arguments.string("headend");
     if (checksum.empty() || !lineup::isHeadend(call.guide, headend)) {
         return checksum;
