@@ -365,7 +365,7 @@ std::vector<std::string> CommandSettings::arguments(int argc, const char* const*
             } else if (word.empty()) {
                 options.insert(options.end(), {name, word});
             } else {
-                (isList(*option) ? lists : options).push_back(name + "=" + word);
+                (isList(*option) ? lists : options).push_back(fmt::format("{}={}", name, word));
             }
         }
     }
