@@ -65,7 +65,7 @@ public:
 
 private:
     // Shared by the stream and pending operations. Once the socket is closed, they touch no buffer.
-    struct StreamState {
+    struct StreamState : std::enable_shared_from_this<StreamState> {
         StreamState(Socket moved, std::unique_ptr<Transport> mover, std::string bytes)
             : socket(std::move(moved)), transport(std::move(mover)), input(std::move(bytes))
         {}
@@ -76,10 +76,15 @@ private:
 
         using Self = std::shared_ptr<StreamState>;
 
+        // The stream may be destroyed before the handler runs. The handler then gets an error, because without one an
+        // operation of several writes would go on with the stream.
         template <typename Handler>
         void complete(const std::shared_ptr<Handler>& handler, Error error, std::size_t count)
         {
-            boost::asio::post(socket.get_executor(), [handler, error, count] { std::move (*handler)(error, count); });
+            boost::asio::post(socket.get_executor(), [self = this->shared_from_this(), handler, error, count] {
+                std::move (*handler)(self->socket.is_open() ? error : Error(boost::asio::error::operation_aborted),
+                                     count);
+            });
         }
 
         // Ends an operation that has nothing to do or no socket. @return whether it did
